@@ -1,0 +1,15 @@
+# Settings that every target of the project compiles with.
+find_package(Threads REQUIRED)
+add_library(trq_settings INTERFACE)
+target_compile_options(trq_settings INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wcast-align -Wno-unused-parameter
+  # Results are rounded where the interface says; a fused multiply-add would round elsewhere.
+  -ffp-contract=off)
+if(TRQ_WARNINGS_AS_ERRORS)
+  target_compile_options(trq_settings INTERFACE -Werror)
+endif()
+if(TRQ_SANITIZE)
+  target_compile_options(trq_settings INTERFACE -fsanitize=${TRQ_SANITIZE} -fno-sanitize-recover=all
+                                                -fno-omit-frame-pointer)
+  target_link_options(trq_settings INTERFACE -fsanitize=${TRQ_SANITIZE})
+endif()

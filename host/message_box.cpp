@@ -1,0 +1,25 @@
+#include <cstdio>
+
+#include "trq/host.h"
+
+namespace {
+
+int AnswerWithoutAsking(const char* text, unsigned buttons, void*) {
+  std::fprintf(stderr, "%s\n", text);
+  return buttons == message_box::kYesNoButtons ? message_box::kNo : message_box::kOk;
+}
+
+// One handler a thread: a worker's questions never reach a handler that another thread installed.
+thread_local MessageBoxHandler current_handler = AnswerWithoutAsking;
+thread_local void* current_user = nullptr;
+
+}  // namespace
+
+void SetMessageBoxHandler(int (*handler)(const char* text, unsigned buttons, void* user), void* user) {
+  current_handler = handler ? handler : AnswerWithoutAsking;
+  current_user = handler ? user : nullptr;
+}
+
+int AfxMessageBox(const char* text, unsigned buttons) {
+  return current_handler(text ? text : "", buttons, current_user);
+}
