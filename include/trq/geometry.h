@@ -9,6 +9,7 @@
 #include "trq/export.h"
 #include "trq/foundation.h"
 #include "trq/host.h"
+#include "trq/slice_contours.h"
 #include "trq/slice_file.h"
 #include "trq/vents_and_drains.h"
 
