@@ -1,9 +1,16 @@
 /// The mesh: component base, CTL mesh with its files, STL in and out, transforms, Z compensation, shell.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <memory>
+#include <new>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "trq/export.h"
@@ -18,71 +25,196 @@ namespace units {
 enum Code : int { kInch = 0, kMillimetre = 1, kUnknown = 2 };
 }  // namespace units
 
-/// Base of every object that can be read, written, measured and moved. Owns units, name and the cached box.
+/// What CTL_HEADER::sort_state says about the order of the triangles.
+namespace sort_state {
+enum State : int { kDescending = -1, kUnsorted = 0, kAscending = 1 };
+}  // namespace sort_state
+
+/// Results of COMPONENT::file_read and file_write, of the base's fp_read and fp_write, and of CTL::get_units.
+namespace component_io {
+enum Result : int { kOk = 0, kFailed = -1 };
+}  // namespace component_io
+
+/// Results of the mesh writers that take a path, and of Calculate_normals.
+namespace mesh_io {
+enum Result : int { kDone = 0, kFailed = 1 };
+}  // namespace mesh_io
+
+/// An owned array that knows how many elements it has room for. New room is zero bytes, and costs no memory
+/// before it is written to. Moving leaves an empty array behind; copying is asked for by name (Clone).
+template <class T>
+class MeshArray {
+  static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>,
+                "elements are moved and zeroed as bytes");
+
+ public:
+  MeshArray() = default;
+  /// Room for `count` elements, all zero. Throws std::bad_alloc.
+  explicit MeshArray(std::size_t count) { reset(count); }
+  MeshArray(MeshArray&& other) noexcept : items_(std::move(other.items_)), size_(other.size_) {
+    other.size_ = 0;
+  }
+  MeshArray& operator=(MeshArray&& other) noexcept {
+    items_ = std::move(other.items_);
+    size_ = other.size_;
+    if (this != &other) other.size_ = 0;
+    return *this;
+  }
+  MeshArray& operator=(std::nullptr_t) noexcept {
+    reset();
+    return *this;
+  }
+
+  T* get() { return items_.get(); }
+  const T* get() const { return items_.get(); }
+  /// No bounds check.
+  T& operator[](std::size_t i) { return items_.get()[i]; }
+  const T& operator[](std::size_t i) const { return items_.get()[i]; }
+  /// Elements allocated.
+  std::size_t size() const { return size_; }
+  explicit operator bool() const { return items_ != nullptr; }
+
+  /// Frees the array; get() answers null.
+  void reset() noexcept {
+    items_.reset();
+    size_ = 0;
+  }
+  /// Frees the array and makes a new one of `count` zeroed elements. Throws std::bad_alloc, empty then.
+  void reset(std::size_t count) {
+    reset();
+    items_.reset(static_cast<T*>(std::calloc(std::max<std::size_t>(count, 1), sizeof(T))));
+    if (!items_) throw std::bad_alloc();
+    size_ = count;
+  }
+  /// Makes room for at least `count` elements, new ones zero; those present are kept. Grows by half at least,
+  /// so that appending again and again stays linear. Throws std::bad_alloc, unchanged then.
+  void grow(std::size_t count) {
+    if (count <= size_) return;
+    MeshArray larger(std::max(count, size_ + size_ / 2));
+    if (size_ > 0) std::memcpy(static_cast<void*>(larger.get()), items_.get(), size_ * sizeof(T));
+    *this = std::move(larger);
+  }
+  /// Room for `count` elements: copies of the first `used` ones, as far as there are that many, then zeros.
+  MeshArray Clone(std::size_t used, std::size_t count) const {
+    MeshArray copy(count);
+    used = std::min({used, count, size_});
+    if (used > 0) std::memcpy(static_cast<void*>(copy.get()), items_.get(), used * sizeof(T));
+    return copy;
+  }
+
+ private:
+  struct Free {
+    void operator()(T* p) const { std::free(p); }
+  };
+  std::unique_ptr<T, Free> items_;
+  std::size_t size_ = 0;
+};
+
+/// Base of every object that can be read, written, measured and moved. Owns units, a name and the cached
+/// bounding box (the extents). The geometric operations of the base print
+/// "Warning: function not supported by this component type" on standard output and change nothing. Copies
+/// copy every field.
 class TRQ_EXPORT COMPONENT : public CErrorObject {
  public:
+  /// Units inch, no name, the empty box (lower corner 1e30, upper corner -1e30), stale.
   COMPONENT();
   COMPONENT(const COMPONENT&) = default;
   COMPONENT& operator=(const COMPONENT&) = default;
   ~COMPONENT() override;
+
+  /// Makes `min` and `max` anew from the geometry, and leaves `extents_valid` alone. The base does nothing.
   virtual void recalculate_extents();
+  /// Reads the component from an open file; component_io::kFailed is failure. The base answers that at once.
   virtual int fp_read(FILE* f);
+  /// The ending of the component's files, without period.
   virtual char* suffix() = 0;
+  /// Writes the component to an open file. The base warns and answers component_io::kFailed.
   virtual int fp_write(FILE* f);
+  /// Stores the units (units::Code); coordinates are not converted.
   virtual void SetUnits(int code);
   virtual void translate(float dx, float dy, float dz);
+  /// Turns about an axis through the origin, in degrees.
   virtual void rotateX(float degrees);
   virtual void rotateY(float degrees);
   virtual void rotateZ(float degrees);
+  /// Scales about the origin, a factor an axis.
   virtual void scale(float sx, float sy, float sz);
 
+  /// The name field itself, 200 bytes, zero-terminated.
   char* name() { return name_; }
   const char* name() const { return name_; }
-  /// Copies the text; cut at 199 bytes.
+  /// Copies the text, cut at 199 bytes; null is the empty text.
   void name(const char* text);
   int GetUnits() const { return units; }
+  /// Reads `path` through fp_read and then makes it the name. Answers component_io::kOk, or kFailed when the
+  /// file cannot be opened or fp_read says so; the name stays then. Extents are stale in every case. What
+  /// fp_read throws passes through. The file is closed in every case.
   int file_read(const char* path);
+  /// Creates `path` and writes it through fp_write. Answers component_io::kOk or kFailed; an empty file may
+  /// stay behind on failure.
   int file_write(CString path);
+  /// The corner of the bounding box, made current first. A component without points answers the empty box.
   void get_min(float* x, float* y, float* z);
   void get_min(double* x, double* y, double* z);
   void get_max(float* x, float* y, float* z);
   void get_max(double* x, double* y, double* z);
+  /// Converts a component in millimetres to inches through the virtual operations: scaling by 0.03937008
+  /// about the lower corner of the box, which is itself converted. In inches already: nothing. Units unknown:
+  /// prints "Warning, cannot convert to inch since don't know units". Makes the extents current in every
+  /// case.
   void convert_to_inch();
 
  protected:
+  /// Prints the warning of an operation that this type of component lacks.
   void no_good();
+  /// Calls recalculate_extents when the extents are stale, then calls them current.
   void make_extents_current();
 
  public:
-  int32_t units;
-  char name_[200];
-  int32_t extents_valid;
+  int32_t units;          ///< units::Code
+  char name_[200];        ///< zero-terminated
+  int32_t extents_valid;  ///< 1: `min` and `max` are current; 0: stale
   float min[3];
   float max[3];
 };
 
 /// In memory the mesh's header; on disk the first 256 bytes of a CTL file (docs/formats/ctl.md).
 struct TRQ_EXPORT CTL_HEADER {
+  /// No vertices, no triangles, units unknown, unsorted, the two fixed words; all else zero.
   CTL_HEADER();
   int32_t num_vertices;
   int32_t num_triangles;
-  float matrix[4][4];
-  int32_t units;
-  int32_t sort_state;
-  char stl_header[80];
-  int32_t magic;
-  int32_t format_word;
+  float matrix[4][4];   ///< row-major, column vectors; carried along, an import sets the unit matrix
+  int32_t units;        ///< units::Code
+  int32_t sort_state;   ///< sort_state::State
+  char stl_header[80];  ///< the header of the binary STL file the mesh came from
+  int32_t magic;        ///< 121
+  int32_t format_word;  ///< 12
   uint32_t reserved[2];
   char reserved_bytes[80];
 };
 static_assert(sizeof(CTL_HEADER) == 256, "the head of a CTL file");
+static_assert(offsetof(CTL_HEADER, matrix) == 8 && offsetof(CTL_HEADER, units) == 72 &&
+                  offsetof(CTL_HEADER, sort_state) == 76 && offsetof(CTL_HEADER, stl_header) == 80 &&
+                  offsetof(CTL_HEADER, magic) == 160 && offsetof(CTL_HEADER, format_word) == 164 &&
+                  offsetof(CTL_HEADER, reserved) == 168 && offsetof(CTL_HEADER, reserved_bytes) == 176,
+              "the head of a CTL file");
 
 class TheTriangle;
 class TheSegment;
 
-/// The triangle mesh.
+/// The triangle mesh: shared vertices, triangles as triples of vertex indices with a facet attribute, one
+/// unit normal a triangle once they were calculated.
+///
+/// The counts live in the header and the arrays are public, so a caller can make them disagree; every
+/// operation then works on the smaller of a header count and what is allocated, reads a corner beyond the
+/// vertex array as (0, 0, 0), and a missing normal as (0, 0, 0). A mesh made by the library holds zeroed room
+/// for at least one vertex beyond num_vertices() and for the largest index of its triangles.
+///
+/// Copying is `copy(dst)`; moving leaves an empty mesh behind.
 class TRQ_EXPORT CTL : public COMPONENT {
  public:
+  /// No arrays, empty box, component units inch, header units unknown.
   CTL();
   CTL(const CTL&) = delete;
   CTL& operator=(const CTL&) = delete;
@@ -94,24 +226,57 @@ class TRQ_EXPORT CTL : public COMPONENT {
   const PbVec3f* vertices() const { return vertices_.get(); }
   R_INT4* triangles() { return triangles_.get(); }
   const R_INT4* triangles() const { return triangles_.get(); }
-  R_INT4& nth(int i) { return triangles_[i]; }
+  /// Triangle i; no bounds check.
+  R_INT4& nth(int i) { return triangles_[static_cast<std::size_t>(i)]; }
   int num_vertices() const { return header.num_vertices; }
   int num_triangles() const { return header.num_triangles; }
+  /// One a triangle, or null while none were calculated. Moves and sorts do not follow up on them.
   VECTOR* normals() { return normals_.get(); }
   const VECTOR* normals() const { return normals_.get(); }
 
+  /// The box of the first num_vertices() vertices; NaN coordinates are passed over; without vertices the
+  /// empty box. Leaves `extents_valid` alone.
   void recalculate_extents() override;
+  /// Reads a CTL file (docs/formats/ctl.md), in either byte order, into a fresh or cleared mesh. Answers the
+  /// number of triangles. On failure writes the message and a line end to the error stream and throws the
+  /// message as a `char*` (valid until the thread's next failure):
+  ///   "Invalid CTL file - No header", "Invalid CTL file - Invalid Magic Number",
+  ///   "Invalid CTL file - - Wrong number of facets." (written with a single dash),
+  ///   "Invalid CTL file - Cannot read vertex_array", "Invalid CTL file - Read past end of file",
+  ///   "Invalid CTL file - Cannot read trangles_array";
+  /// or, when the stream reports an error while the triangles are read, the system's text, thrown unwritten.
+  /// The mesh is then partly filled and is to be cleared or destroyed. Memory asked for is bounded by what
+  /// the file holds. Leaves `extents_valid` and the normals alone.
   int fp_read(FILE* f) override;
+  /// "ctl".
   char* suffix() override;
+  /// Sets the units of the component and of the header.
   void SetUnits(int code) override;
+  /// Moves the vertices, and the box with them; `extents_valid` stays.
   void translate(float dx, float dy, float dz) override;
+  /// Turns the vertices; the box becomes stale and the mesh unsorted.
   void rotateX(float degrees) override;
+  /// As rotateX. Kept: also mirrors z, so that a turn by 0 degrees negates every z.
   void rotateY(float degrees) override;
   void rotateZ(float degrees) override;
+  /// Scales the vertices, and the box with them; `extents_valid` stays. Kept: a negative factor does not swap
+  /// the box's corners.
   void scale(float sx, float sy, float sz) override;
 
   // Files
+
+  /// Reads the header of a CTL file in the machine's byte order, rewinds, and answers its units, which become
+  /// the component's. The whole header is replaced, counts included. A file shorter than a header:
+  /// component_io::kFailed, nothing changed, not rewound.
   int get_units(FILE* f);
+  /// Writes the mesh as a CTL file (docs/formats/ctl.md). The written vertices are transformed by `matrix`
+  /// (row-major, column vectors; with `mm_to_inch` 1 it is meant for inches while mesh and file are in
+  /// millimetres). Kept: the mesh's own vertices are snapped by truncateVertices() afterwards, and its
+  /// attributes outside 0..2 become 0. Kept: triangle words that do not fit the packed width corrupt their
+  /// neighbours, in the mesh as in the file.
+  /// Answers mesh_io::kDone, or kFailed when the file cannot be created or written to its end, or when the
+  /// mesh has no triangles; in that case an empty file stays behind. Requires: num_vertices() >= 3, so that
+  /// attributes fit the packed width.
   int SaveCTLModel(CString path, float matrix[4][4], int mm_to_inch);
   int LoadSTLFile(FILE* f, int file_units, int* accept_partial, int extra1, float tolerance, int extra2);
   int read_stl(FILE* f, int file_units, int* accept_partial, int extra1, float tolerance, int extra2);
@@ -123,28 +288,69 @@ class TRQ_EXPORT CTL : public COMPONENT {
   int SaveCTLasAsciiSTL(CString path, float matrix[4][4], int mm_to_inch);
   int crcSTLFile(const char* path);
   bool crcValidateSTLFile(const char* path);
+  /// Writes the 80 bytes of the STL header text as they are, then an ASCII facet a triangle with two
+  /// decimals; no solid lines, the normal is the constant text "1 1 1". A null file: nothing.
   void ascii_dump(FILE* f);
+  /// Writes the text report "ctldmp.txt" in the current directory: counts, volume, area, every triangle with
+  /// its normal, every vertex. Always answers 1, also when the file cannot be created.
+  /// Kept: header units 2 are labelled IN and 0 UNKNOWN.
   int dumpctl();
 
   // Whole-mesh operations
+
+  /// Frees the seven arrays, sets both counts to 0, makes the extents stale. The rest of the header, the
+  /// name, and the vents and drains stay.
   void clear();
   int approximate(int target_triangles);
+  /// Makes `dst` hold copies of this mesh's vertices, triangles and normals (none when this mesh has none),
+  /// its counts and header units. The box, the name and the rest of the header stay. Onto itself, null:
+  /// nothing.
   void copy(CTL* dst);
+  /// Appends the other mesh's vertices and triangles, and takes its header units; the box becomes stale. The
+  /// normals are not extended. `other` is unchanged; it may be this mesh. Null: nothing.
+  /// Throws std::bad_alloc when the counts would leave the range of an int.
   void combine(CTL* other);
+  /// Transforms the vertices by four rows of three floats, row 3 the translation: coordinate j becomes
+  /// m[0][j]*x + m[1][j]*y + m[2][j]*z + m[3][j]. Kept: in place, so that y is made from the new x, and z
+  /// from the new x and y. The box becomes stale; normals and sort state stay.
   void applyMatrix(float* const* m);
+  /// Makes `dst` a copy of this mesh as `info` places it, mirrored beside it along the chosen axis (0 mirrors
+  /// z, 1 y, 2 x) with the distance `offset` plus the record's spacing, and fills parts of `dst_info` (words
+  /// 2..6, the three points, spacing, area, volume). With `mm_to_inch` 1 the placement matrix is meant for
+  /// inches while the meshes are in millimetres. Winding is reversed in the first word-2 triangles, at most
+  /// all; normals are calculated anew. Any other axis: vertices and points are copied unchanged. A null `dst`
+  /// or record: nothing. `dst` may be this mesh, `dst_info` may be `info`.
   void mirror(CTL* dst, int axis, int mm_to_inch, float offset, COMPONENT_INFO* info,
               COMPONENT_INFO* dst_info);
+  /// Turns every triangle's corners (winding preserved) so that the lowest comes first, and orders the
+  /// triangles by that corner's z with the heap sort of UTL_heap_sort, whose order of equal heights is part
+  /// of the result. Nothing when already sorted so. Kept: normals stay in the old order.
   void z_sort_ascending();
+  /// As z_sort_ascending with the highest corner first and descending order.
   void z_sort_descending();
+  /// Drops the triangles that name a vertex twice, moving the last triangle into the gap; the order is not
+  /// kept. Vertices and normals are not touched.
   void eliminate_degenerates();
+  /// Snaps the coordinates c of every vertex that a triangle uses to trunc(c * 10000 + 0.5) * 0.0001, once a
+  /// use. Kept: negative coordinates move toward zero with every use.
   void truncateVertices();
 
   // Measures
+
+  /// Makes the normals array anew, one a triangle. Answers mesh_io::kDone; kFailed when memory runs out, or
+  /// at the first triangle with an index outside 0..num_vertices() (kept: an index equal to it passes) or
+  /// with a NaN coordinate; the normals before it stay, the others are zero.
   int Calculate_normals();
+  /// (p1 - p3) x (p2 - p3), normalised; three equal points give (0, 0, 0). Products and differences are
+  /// rounded to float as they are formed, the length is a double.
   VECTOR get_normal(VECTOR p1, VECTOR p2, VECTOR p3);
+  /// (2 * area)^2 of triangle i: squared height times squared base, the base the longest edge. An index
+  /// outside the triangles answers 0. NaN when all three corners are one point.
   float areaX2sq(int i);
   float areaX2sq(const float a[3], const float b[3], const float c[3]);
+  /// Surface area, in the square of the mesh's units; added up in a float, in triangle order.
   float area();
+  /// Enclosed volume, positive for a closed mesh whose facets wind counter-clockwise seen from outside.
   float volume();
 
   // Z compensation
@@ -170,10 +376,10 @@ class TRQ_EXPORT CTL : public COMPONENT {
   void FindVDTriangles(float m[][4]);
 
   // Fields; the arrays are owned.
-  std::unique_ptr<PbVec3f[]> vertices_;
-  std::unique_ptr<R_INT4[]> triangles_;
-  std::unique_ptr<VECTOR[]> normals_;
-  std::unique_ptr<PbVec3f[]> shell_vertices_;  ///< one point per mesh vertex, made by offset_ctl
+  MeshArray<PbVec3f> vertices_;
+  MeshArray<R_INT4> triangles_;  ///< elements 0..2 vertex indices in winding order, element 3 the attribute
+  MeshArray<VECTOR> normals_;
+  MeshArray<PbVec3f> shell_vertices_;  ///< one point per mesh vertex, made by offset_ctl
   std::unique_ptr<std::vector<VECTOR_LL>[]> adjacent_facets_;  ///< null outside offset_ctl
   std::unique_ptr<float[]> smallest_squared_edges_;            ///< null outside offset_ctl
   std::unique_ptr<VECTOR[]> push_directions_;                  ///< null outside offset_ctl
@@ -182,4 +388,7 @@ class TRQ_EXPORT CTL : public COMPONENT {
   int32_t shell_made = 0;                                      ///< 1 once offset_ctl ran
   CVentsAndDrains vents_and_drains;
   CTL_HEADER header;
+
+ private:
+  void MoveFieldsFrom(CTL& other) noexcept;
 };

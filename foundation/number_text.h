@@ -1,0 +1,13 @@
+/// Numbers as printf writes them in the "C" locale, whatever locale the host program has set.
+#pragma once
+
+#include <string>
+
+namespace trq::detail {
+
+/// Appends `v` as "%<width>.<precision>f" does.
+void AppendFixed(std::string& text, double v, int precision = 6, int width = 0);
+/// Appends `v` as "%.<precision>e" does.
+void AppendScientific(std::string& text, double v, int precision = 6);
+
+}  // namespace trq::detail

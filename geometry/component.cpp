@@ -1,0 +1,102 @@
+#include <cstdio>
+#include <cstring>
+
+#include "foundation/file_handle.h"
+#include "trq/geometry.h"
+
+namespace {
+
+constexpr double kInchesPerMillimetre = 0.03937008;
+
+}  // namespace
+
+COMPONENT::COMPONENT()
+    : units(units::kInch), name_{}, extents_valid(0), min{1e30f, 1e30f, 1e30f}, max{-1e30f, -1e30f, -1e30f} {}
+
+COMPONENT::~COMPONENT() = default;
+
+void COMPONENT::no_good() { std::fputs("Warning: function not supported by this component type\n", stdout); }
+
+void COMPONENT::recalculate_extents() {}
+int COMPONENT::fp_read(FILE*) { return component_io::kFailed; }
+int COMPONENT::fp_write(FILE*) {
+  no_good();
+  return component_io::kFailed;
+}
+void COMPONENT::SetUnits(int code) { units = code; }
+void COMPONENT::translate(float, float, float) { no_good(); }
+void COMPONENT::rotateX(float) { no_good(); }
+void COMPONENT::rotateY(float) { no_good(); }
+void COMPONENT::rotateZ(float) { no_good(); }
+void COMPONENT::scale(float, float, float) { no_good(); }
+
+void COMPONENT::name(const char* text) {
+  if (!text) text = "";
+  std::size_t length = 0;
+  while (length < sizeof name_ - 1 && text[length] != '\0') ++length;
+  std::memmove(name_, text, length);  // the text may be the name itself
+  name_[length] = '\0';
+}
+
+void COMPONENT::make_extents_current() {
+  if (extents_valid == 0) recalculate_extents();
+  extents_valid = 1;  // Kept: also where recalculate_extents has nothing to measure.
+}
+
+int COMPONENT::file_read(const char* path) {
+  const trq::detail::FileHandle file = trq::detail::OpenFile(path, "rb");
+  extents_valid = 0;
+  if (!file || fp_read(file.get()) == component_io::kFailed) return component_io::kFailed;
+  name(path);
+  return component_io::kOk;
+}
+
+int COMPONENT::file_write(CString path) {
+  trq::detail::FileHandle file = trq::detail::OpenFile(path, "wb");
+  if (!file || fp_write(file.get()) == component_io::kFailed) return component_io::kFailed;
+  return trq::detail::CloseChecked(std::move(file)) ? component_io::kOk : component_io::kFailed;
+}
+
+void COMPONENT::get_min(float* x, float* y, float* z) {
+  make_extents_current();
+  *x = min[0];
+  *y = min[1];
+  *z = min[2];
+}
+
+void COMPONENT::get_min(double* x, double* y, double* z) {
+  make_extents_current();
+  *x = min[0];
+  *y = min[1];
+  *z = min[2];
+}
+
+void COMPONENT::get_max(float* x, float* y, float* z) {
+  make_extents_current();
+  *x = max[0];
+  *y = max[1];
+  *z = max[2];
+}
+
+void COMPONENT::get_max(double* x, double* y, double* z) {
+  make_extents_current();
+  *x = max[0];
+  *y = max[1];
+  *z = max[2];
+}
+
+void COMPONENT::convert_to_inch() {
+  make_extents_current();
+  const float corner[3] = {min[0], min[1], min[2]};
+  if (units == units::kInch) return;
+  if (units == units::kUnknown) {
+    std::fputs("Warning, cannot convert to inch since don't know units\n", stdout);
+    return;
+  }
+  const auto in_inches = [](float length) { return static_cast<float>(length * kInchesPerMillimetre); };
+  const float factor = static_cast<float>(kInchesPerMillimetre);
+  translate(-corner[0], -corner[1], -corner[2]);
+  scale(factor, factor, factor);
+  translate(in_inches(corner[0]), in_inches(corner[1]), in_inches(corner[2]));
+  SetUnits(units::kInch);
+}

@@ -1,0 +1,205 @@
+#include <cmath>
+#include <cstring>
+#include <utility>
+
+#include "geometry/mesh_access.h"
+#include "trq/geometry.h"
+
+namespace {
+
+constexpr double kRadiansPerDegree = 0.017453292;
+
+// Cosine and sine of a turn, rounded to float as the interface wants them before they meet a coordinate.
+struct Turn {
+  explicit Turn(float degrees) {
+    const double radians = degrees * kRadiansPerDegree;
+    cosine = static_cast<float>(std::cos(radians));
+    sine = static_cast<float>(std::sin(radians));
+  }
+  double cosine;
+  double sine;
+};
+
+}  // namespace
+
+CTL_HEADER::CTL_HEADER()
+    : num_vertices(0),
+      num_triangles(0),
+      matrix{},
+      units(units::kUnknown),
+      sort_state(sort_state::kUnsorted),
+      stl_header{},
+      magic(121),
+      format_word(12),
+      reserved{},
+      reserved_bytes{} {}
+
+CTL::CTL() = default;
+CTL::~CTL() = default;
+
+CTL::CTL(CTL&& other) noexcept : COMPONENT(other) { MoveFieldsFrom(other); }
+
+CTL& CTL::operator=(CTL&& other) noexcept {
+  if (this == &other) return *this;
+  COMPONENT::operator=(other);
+  MoveFieldsFrom(other);
+  return *this;
+}
+
+void CTL::MoveFieldsFrom(CTL& other) noexcept {
+  vertices_ = std::move(other.vertices_);
+  triangles_ = std::move(other.triangles_);
+  normals_ = std::move(other.normals_);
+  shell_vertices_ = std::move(other.shell_vertices_);
+  adjacent_facets_ = std::move(other.adjacent_facets_);
+  smallest_squared_edges_ = std::move(other.smallest_squared_edges_);
+  push_directions_ = std::move(other.push_directions_);
+  offset_limit = std::exchange(other.offset_limit, 0.0f);
+  validate_offsets = std::exchange(other.validate_offsets, 0);
+  shell_made = std::exchange(other.shell_made, 0);
+  vents_and_drains.vent_triangles = std::exchange(other.vents_and_drains.vent_triangles, {});
+  vents_and_drains.vents = std::exchange(other.vents_and_drains.vents, {});
+  vents_and_drains.drain_triangles = std::exchange(other.vents_and_drains.drain_triangles, {});
+  vents_and_drains.drains = std::exchange(other.vents_and_drains.drains, {});
+  header = std::exchange(other.header, CTL_HEADER());
+  // The source's base goes back to that of a fresh mesh; the error object's texts stay behind as they are.
+  other.ClearError();
+  other.units = units::kInch;
+  other.name_[0] = '\0';
+  other.extents_valid = 0;
+  for (int i = 0; i < 3; ++i) {
+    other.min[i] = 1e30f;
+    other.max[i] = -1e30f;
+  }
+}
+
+char* CTL::suffix() {
+  static thread_local char text[] = "ctl";
+  return text;
+}
+
+void CTL::clear() {
+  vertices_.reset();
+  triangles_.reset();
+  normals_.reset();
+  shell_vertices_.reset();
+  adjacent_facets_.reset();
+  smallest_squared_edges_.reset();
+  push_directions_.reset();
+  header.num_vertices = 0;
+  header.num_triangles = 0;
+  extents_valid = 0;
+}
+
+void CTL::SetUnits(int code) {
+  units = code;
+  header.units = code;
+}
+
+// Sums and products of two floats rounded to float are the same whether formed in float or in double, so the
+// two operations below stay in float.
+
+void CTL::translate(float dx, float dy, float dz) {
+  const float offset[3] = {dx, dy, dz};
+  const std::size_t count = trq::detail::UsedVertices(*this);
+  for (std::size_t i = 0; i < count; ++i) {
+    for (int k = 0; k < 3; ++k) vertices_[i][k] += offset[k];
+  }
+  for (int k = 0; k < 3; ++k) {
+    min[k] += offset[k];
+    max[k] += offset[k];
+  }
+}
+
+void CTL::scale(float sx, float sy, float sz) {
+  const float factor[3] = {sx, sy, sz};
+  const std::size_t count = trq::detail::UsedVertices(*this);
+  for (std::size_t i = 0; i < count; ++i) {
+    for (int k = 0; k < 3; ++k) vertices_[i][k] *= factor[k];
+  }
+  // Kept: a negative factor leaves the larger value in `min`.
+  for (int k = 0; k < 3; ++k) {
+    min[k] *= factor[k];
+    max[k] *= factor[k];
+  }
+}
+
+void CTL::rotateX(float degrees) {
+  const Turn turn(degrees);
+  const std::size_t count = trq::detail::UsedVertices(*this);
+  for (std::size_t i = 0; i < count; ++i) {
+    PbVec3f& vertex = vertices_[i];
+    const double y = vertex[1];
+    const double z = vertex[2];
+    vertex[1] = static_cast<float>(y * turn.cosine - z * turn.sine);
+    vertex[2] = static_cast<float>(y * turn.sine + z * turn.cosine);
+  }
+  header.sort_state = sort_state::kUnsorted;
+  extents_valid = 0;
+}
+
+void CTL::rotateY(float degrees) {
+  const Turn turn(degrees);
+  const std::size_t count = trq::detail::UsedVertices(*this);
+  for (std::size_t i = 0; i < count; ++i) {
+    PbVec3f& vertex = vertices_[i];
+    const double x = vertex[0];
+    const double z = vertex[2];
+    vertex[0] = static_cast<float>(x * turn.cosine + z * turn.sine);
+    // Kept: z is negated as well, so a turn of zero degrees mirrors the mesh in z.
+    vertex[2] = static_cast<float>(x * turn.sine - z * turn.cosine);
+  }
+  header.sort_state = sort_state::kUnsorted;
+  extents_valid = 0;
+}
+
+void CTL::rotateZ(float degrees) {
+  const Turn turn(degrees);
+  const std::size_t count = trq::detail::UsedVertices(*this);
+  for (std::size_t i = 0; i < count; ++i) {
+    PbVec3f& vertex = vertices_[i];
+    const double x = vertex[0];
+    const double y = vertex[1];
+    vertex[0] = static_cast<float>(x * turn.cosine - y * turn.sine);
+    vertex[1] = static_cast<float>(x * turn.sine + y * turn.cosine);
+  }
+  header.sort_state = sort_state::kUnsorted;
+  extents_valid = 0;
+}
+
+void CTL::recalculate_extents() {
+  for (int k = 0; k < 3; ++k) {
+    min[k] = 1e30f;
+    max[k] = -1e30f;
+  }
+  const std::size_t count = trq::detail::UsedVertices(*this);
+  const float* coordinates = count > 0 ? vertices_[0].data() : nullptr;
+  float low[3] = {min[0], min[1], min[2]};
+  float high[3] = {max[0], max[1], max[2]};
+  for (std::size_t i = 0; i < count; ++i, coordinates += 3) {
+    for (int k = 0; k < 3; ++k) {
+      // NaN fails both comparisons and so stays out of the box.
+      const float c = coordinates[k];
+      low[k] = c < low[k] ? c : low[k];
+      high[k] = c > high[k] ? c : high[k];
+    }
+  }
+  for (int k = 0; k < 3; ++k) {
+    min[k] = low[k];
+    max[k] = high[k];
+  }
+}
+
+void CTL::eliminate_degenerates() {
+  int32_t count = static_cast<int32_t>(trq::detail::UsedTriangles(*this));
+  if (count == 0) return;
+  for (int32_t i = 0; i < count;) {
+    R_INT4& triangle = nth(i);
+    if (triangle[0] == triangle[1] || triangle[1] == triangle[2] || triangle[0] == triangle[2]) {
+      triangle = nth(--count);
+    } else {
+      ++i;
+    }
+  }
+  header.num_triangles = count;
+}

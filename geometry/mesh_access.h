@@ -1,0 +1,59 @@
+/// What a mesh's loops may touch. Header counts and arrays are public and can disagree, and indices come from
+/// files: every loop runs to the smaller of count and room, and what lies outside reads as zero.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+#include "trq/geometry.h"
+
+namespace trq::detail {
+
+/// The smaller of a header's count and what is allocated; 0 for a negative count.
+inline std::size_t UsedCount(int32_t count, std::size_t allocated) {
+  return count <= 0 ? 0 : std::min(static_cast<std::size_t>(count), allocated);
+}
+
+inline std::size_t UsedVertices(const CTL& mesh) {
+  return UsedCount(mesh.header.num_vertices, mesh.vertices_.size());
+}
+
+inline std::size_t UsedTriangles(const CTL& mesh) {
+  return UsedCount(mesh.header.num_triangles, mesh.triangles_.size());
+}
+
+/// Vertex `index` of the room (zeroed beyond the vertices in use); (0, 0, 0) outside of it.
+inline PbVec3f VertexAt(const MeshArray<PbVec3f>& vertices, int32_t index) {
+  return index >= 0 && static_cast<std::size_t>(index) < vertices.size()
+             ? vertices[static_cast<std::size_t>(index)]
+             : PbVec3f(0, 0, 0);
+}
+
+/// Corner k = 0..2 of a triangle.
+inline PbVec3f Corner(const CTL& mesh, const R_INT4& triangle, int k) {
+  return VertexAt(mesh.vertices_, triangle[k]);
+}
+
+/// The normal of triangle i; (0, 0, 0) where none was calculated.
+inline VECTOR NormalAt(const CTL& mesh, std::size_t i) {
+  return i < mesh.normals_.size() ? mesh.normals_[i] : VECTOR();
+}
+
+/// One more than the largest vertex index of `count` triangles; 0 when there is none.
+inline std::size_t IndexEnd(const R_INT4* triangles, std::size_t count) {
+  int32_t largest = -1;
+  for (std::size_t i = 0; i < count; ++i) {
+    for (int k = 0; k < 3; ++k) largest = std::max(largest, triangles[i][k]);
+  }
+  return static_cast<std::size_t>(int64_t{largest} + 1);
+}
+
+/// The room that a new vertex array of `vertex_count` vertices takes: one vertex more, and as far as the
+/// triangles' indices reach, but not past `limit`, the room that the indices had so far (what lies beyond
+/// reads as zero in both).
+inline std::size_t VertexRoom(std::size_t vertex_count, std::size_t index_end, std::size_t limit) {
+  return std::max(vertex_count + 1, std::min(index_end, limit));
+}
+
+}  // namespace trq::detail
