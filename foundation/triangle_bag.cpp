@@ -1,0 +1,57 @@
+#include <algorithm>
+
+#include "trq/foundation.h"
+
+TriangleBAG::TriangleBAG(int max_blocks, int block_size)
+    : block_size_(std::max(block_size, 1)),
+      max_blocks_(block_size > 0 ? std::max(max_blocks, 0) : 0),
+      count_in_block_(block_size_) {}
+
+TriangleBAG::~TriangleBAG() = default;
+
+void TriangleBAG::append(const R_TRIANGLE& t) {
+  if (count_in_block_ < block_size_) {
+    blocks_[static_cast<std::size_t>(current_block_)][static_cast<std::size_t>(count_in_block_)] = t;
+    ++count_in_block_;
+    return;
+  }
+  // After an overflow the index stays at the maximum, so that every later append fails in the same way.
+  if (current_block_ < max_blocks_) ++current_block_;
+  if (current_block_ >= max_blocks_) {
+    std::fprintf(stderr, "Serious problem in TriangleBAG: MAX_BLOCKS is too small\n");
+    throw 9;
+  }
+  const std::size_t block = static_cast<std::size_t>(current_block_);
+  // Without an initialiser: a block that is about to be filled need not be zeroed first.
+  if (block == blocks_.size()) blocks_.emplace_back(new R_TRIANGLE[static_cast<std::size_t>(block_size_)]);
+  blocks_[block][0] = t;
+  count_in_block_ = 1;
+}
+
+int TriangleBAG::num() const {
+  return static_cast<int>(static_cast<int64_t>(current_block_) * block_size_ + count_in_block_);
+}
+
+R_TRIANGLE& TriangleBAG::operator[](int i) {
+  return blocks_[static_cast<std::size_t>(i / block_size_)][static_cast<std::size_t>(i % block_size_)];
+}
+
+const R_TRIANGLE& TriangleBAG::operator[](int i) const {
+  return blocks_[static_cast<std::size_t>(i / block_size_)][static_cast<std::size_t>(i % block_size_)];
+}
+
+void TriangleBAG::remove(int i) {
+  // Empty, or past an overflow: there is no last record.
+  if (current_block_ < 0 || static_cast<std::size_t>(current_block_) >= blocks_.size()) return;
+  const int last = num() - 1;
+  if (i >= 0 && i <= last) (*this)[i] = (*this)[last];
+  if (--count_in_block_ == 0) {
+    count_in_block_ = block_size_;
+    --current_block_;
+  }
+}
+
+void TriangleBAG::clear() {
+  current_block_ = -1;
+  count_in_block_ = block_size_;
+}
