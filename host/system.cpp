@@ -1,0 +1,59 @@
+#include "host/system.h"
+
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <vector>
+
+namespace trq::host {
+
+int LastError() { return errno; }
+
+const char* SystemErrorText(int code) { return strerrordesc_np(code); }
+
+std::string ExecutablePath() {
+  std::vector<char> path(256);
+  for (;;) {
+    const ssize_t length = readlink("/proc/self/exe", path.data(), path.size());
+    if (length < 0) return std::string();
+    // A full buffer may hold only the front of the path.
+    if (static_cast<std::size_t>(length) < path.size())
+      return std::string(path.data(), static_cast<std::size_t>(length));
+    path.resize(path.size() * 2);
+  }
+}
+
+std::string HostName() {
+  char name[256] = {};
+  return gethostname(name, sizeof(name) - 1) == 0 ? std::string(name) : std::string();
+}
+
+std::string LoginName() {
+  std::vector<char> buffer(1024);
+  passwd entry{};
+  passwd* found = nullptr;
+  int failure = 0;
+  while ((failure = getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found)) == ERANGE)
+    buffer.resize(buffer.size() * 2);
+  return failure == 0 && found && found->pw_name ? std::string(found->pw_name) : std::string();
+}
+
+std::optional<uint64_t> RemainingBytes(std::FILE* f) {
+  const int saved_errno = errno;
+  struct stat status {};
+  const int descriptor = f ? fileno(f) : -1;
+  std::optional<uint64_t> remaining;
+  // A size of 0 says nothing: the kernel's own files report it and still have content.
+  if (descriptor >= 0 && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0) {
+    const off_t position = ftello(f);
+    if (position >= 0)
+      remaining = position < status.st_size ? static_cast<uint64_t>(status.st_size - position) : 0;
+  }
+  errno = saved_errno;
+  return remaining;
+}
+
+}  // namespace trq::host

@@ -1,0 +1,30 @@
+/// What the library asks the operating system for. Nothing else outside host/ calls it.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <optional>
+#include <string>
+
+namespace trq::host {
+
+/// The calling thread's last system error code; 0 when there is none. Kept by nothing: read it at once.
+int LastError();
+
+/// The system's untranslated one-line text for an error code; null when it has none.
+const char* SystemErrorText(int code);
+
+/// Full path of the running executable; empty when it cannot be told.
+std::string ExecutablePath();
+
+/// Name of this computer; empty when the query fails.
+std::string HostName();
+
+/// Name of the user who runs the process; empty when the query fails.
+std::string LoginName();
+
+/// Bytes from the stream's position to its end for a regular file of known size; nothing for pipes, devices
+/// and streams in memory. The stream's position is not changed.
+std::optional<uint64_t> RemainingBytes(std::FILE* f);
+
+}  // namespace trq::host
