@@ -362,6 +362,8 @@ class TRQ_EXPORT CString2 {
   int CompareNoCase(const char* s) const;
 
  private:
+  void StoreFormatted(const std::vector<char>& formatted, int32_t needed, int32_t replacement);
+  const char* CopyToScratch(int first, int count);
   std::shared_ptr<std::vector<char>> text_;
   int32_t capacity_ = 64;
   std::shared_ptr<std::vector<char>> scratch_;

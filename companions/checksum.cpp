@@ -1,0 +1,6 @@
+#include "foundation/crc32.h"
+#include "trq/foundation.h"
+
+uint32_t CCRC::calcCRC(const void* buffer, std::size_t length) {
+  return trq::detail::Crc32Register(buffer, length);
+}
