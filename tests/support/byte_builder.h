@@ -1,0 +1,76 @@
+/// Builds the bytes that a file should have, without the library.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+namespace test_support {
+
+enum class ByteOrder { kLittle, kBig };
+
+/// Appends numbers in a byte order of choice; every call answers the builder.
+class ByteBuilder {
+ public:
+  explicit ByteBuilder(ByteOrder order = ByteOrder::kLittle) : order_(order) {}
+
+  ByteBuilder& U8(unsigned v) { return Number(v, 1); }
+  ByteBuilder& U16(unsigned v) { return Number(v, 2); }
+  ByteBuilder& U32(uint32_t v) { return Number(v, 4); }
+  ByteBuilder& I32(int32_t v) { return Number(static_cast<uint32_t>(v), 4); }
+  ByteBuilder& U64(uint64_t v) { return Number(v, 8); }
+  ByteBuilder& F32(float v) {
+    uint32_t bits;
+    std::memcpy(&bits, &v, sizeof bits);
+    return U32(bits);
+  }
+  ByteBuilder& F64(double v) {
+    uint64_t bits;
+    std::memcpy(&bits, &v, sizeof bits);
+    return U64(bits);
+  }
+  ByteBuilder& Zeros(std::size_t count) {
+    bytes_.append(count, '\0');
+    return *this;
+  }
+  /// The bytes as they are, whatever the order.
+  ByteBuilder& Raw(std::string_view bytes) {
+    bytes_.append(bytes);
+    return *this;
+  }
+  /// The text in a field of `width` bytes, cut or filled up with zeros.
+  ByteBuilder& Text(std::string_view text, std::size_t width) {
+    text = text.substr(0, width);
+    return Raw(text).Zeros(width - text.size());
+  }
+
+  const std::string& bytes() const { return bytes_; }
+
+ private:
+  ByteBuilder& Number(uint64_t v, int size) {
+    for (int i = 0; i < size; ++i) {
+      const int shift = 8 * (order_ == ByteOrder::kLittle ? i : size - 1 - i);
+      bytes_.push_back(static_cast<char>(v >> shift & 0xFF));
+    }
+    return *this;
+  }
+
+  ByteOrder order_;
+  std::string bytes_;
+};
+
+/// "01 02 ff", for messages and for comparing with the documents.
+inline std::string Hex(std::string_view bytes) {
+  static const char kDigits[] = "0123456789abcdef";
+  std::string text;
+  for (const char c : bytes) {
+    const unsigned value = static_cast<unsigned char>(c);
+    if (!text.empty()) text += ' ';
+    text += kDigits[value >> 4];
+    text += kDigits[value & 15];
+  }
+  return text;
+}
+
+}  // namespace test_support
