@@ -12,4 +12,10 @@ if(TRQ_SANITIZE)
   target_compile_options(trq_settings INTERFACE -fsanitize=${TRQ_SANITIZE} -fno-sanitize-recover=all
                                                 -fno-omit-frame-pointer)
   target_link_options(trq_settings INTERFACE -fsanitize=${TRQ_SANITIZE})
+  # An index outside a container ends the program even where it stays inside the allocation.
+  target_compile_definitions(trq_settings INTERFACE _GLIBCXX_ASSERTIONS)
+endif()
+if(TRQ_BUILD_FUZZERS)
+  # Coverage feedback in the library's objects; the fuzzer itself comes with each harness.
+  target_compile_options(trq_settings INTERFACE -fsanitize=fuzzer-no-link)
 endif()

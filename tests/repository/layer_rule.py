@@ -1,0 +1,154 @@
+#!/usr/bin/env python3
+"""Checks who includes whom: layer_rule.py [ROOT]. Prints a line for every include that breaks the rule of
+docs/architecture.md and ends with 1 when there is one.
+
+The rule: the layers of the library include one another in one direction only; only host/ knows the operating system;
+the library needs nothing but the C++ standard library; tool and example programs see the installed headers only.
+"""
+
+import os
+import re
+import sys
+
+# Each layer and the layers right below it.
+BELOW = {
+    "host": [],
+    "foundation": ["host"],
+    "companions": ["foundation"],
+    "geometry": ["companions"],
+    "styles": ["companions"],
+    "recoat": ["styles"],
+    "placement": ["geometry"],
+    "setup": ["geometry", "styles", "recoat"],
+}
+
+# The layer that stands behind an exported header. export.h is generated and machine_types.h is a table of constants:
+# everybody may include them, and they include nothing of ours but export.h.
+HEADER_LAYER = {
+    "export.h": None,
+    "machine_types.h": None,
+    "host.h": "host",
+    "foundation.h": "foundation",
+    "slice_file.h": "companions",
+    "slice_contours.h": "geometry",
+    "vents_and_drains.h": "geometry",
+    "geometry.h": "geometry",
+    "styles.h": "styles",
+    "recoat.h": "recoat",
+    "placement.h": "placement",
+    "setup.h": "setup",
+}
+
+STANDARD = set("""algorithm any array atomic bitset cassert cctype cerrno cfenv cfloat charconv chrono cinttypes climits
+clocale cmath complex condition_variable csetjmp csignal cstdarg cstddef cstdint cstdio cstdlib cstring ctime cuchar cwchar
+cwctype deque exception execution filesystem forward_list fstream functional future initializer_list iomanip ios iosfwd
+iostream istream iterator limits list locale map memory memory_resource mutex new numeric optional ostream queue random
+ratio regex scoped_allocator set shared_mutex sstream stack stdexcept streambuf string string_view strstream
+system_error thread tuple type_traits typeindex typeinfo unordered_map unordered_set utility valarray variant
+vector""".split())
+
+INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
+
+
+def reachable(layer):
+    """The layer and all below it."""
+    found, waiting = set(), [layer]
+    while waiting:
+        here = waiting.pop()
+        if here not in found:
+            found.add(here)
+            waiting += BELOW[here]
+    return found
+
+
+def exported_header_fault(layer, header):
+    """Why a file of this layer (None: a header without one) may not include this exported header."""
+    if header not in HEADER_LAYER:
+        return "is no exported header that the rule knows"
+    target = HEADER_LAYER[header]
+    if target is None or (layer is not None and target in reachable(layer)):
+        return None
+    return "belongs to %s/, which is not below" % target
+
+
+def library_fault(layer, included, angled):
+    if included.startswith("trq/"):
+        return exported_header_fault(layer, included[4:])
+    first = included.split("/")[0]
+    if not angled and first in BELOW and "/" in included:
+        if layer is not None and first in reachable(layer):
+            return None
+        return "belongs to %s/, which is not below" % first
+    if angled and (included in STANDARD or layer == "host"):
+        return None
+    if angled:
+        return "is not of the C++ standard library (only host/ knows the operating system)"
+    return "is neither an exported header nor written as <layer>/<file>"
+
+
+def installed_header_fault(name, included, angled):
+    if included.startswith("trq/"):
+        return exported_header_fault(HEADER_LAYER.get(name), included[4:])
+    if angled and included in STANDARD:
+        return None
+    return "is neither an exported header nor of the C++ standard library"
+
+
+def user_fault(folder, included, angled):
+    """Programs that use the library as anybody does."""
+    first = included.split("/")[0]
+    if included.startswith("trq/"):
+        return None if included[4:] in HEADER_LAYER else "is no exported header"
+    if first in BELOW and "/" in included:
+        return "is inside the library"
+    if ".." in included.split("/"):
+        return "leaves the folder of the file"
+    if not angled and not os.path.exists(os.path.join(folder, included)):
+        return "is not beside the file"
+    return None
+
+
+def sources(root, folder):
+    for here, folders, files in os.walk(os.path.join(root, folder)):
+        folders.sort()
+        for name in sorted(files):
+            if name.endswith((".h", ".cpp")):
+                yield os.path.join(here, name)
+
+
+def faults(root):
+    found = []
+
+    def check(path, fault_of):
+        with open(path, encoding="utf-8") as f:
+            for number, line in enumerate(f, 1):
+                match = INCLUDE.match(line)
+                if match:
+                    fault = fault_of(match.group(2), match.group(1) == "<")
+                    if fault:
+                        found.append("%s:%d: %s %s" % (os.path.relpath(path, root), number, match.group(2), fault))
+
+    for layer in BELOW:
+        for path in sources(root, layer):
+            check(path, lambda included, angled: library_fault(layer, included, angled))
+    for path in sources(root, "include"):
+        name = os.path.basename(path)
+        if name not in HEADER_LAYER:
+            found.append("%s: an exported header without a layer in tests/repository/layer_rule.py" % os.path.relpath(path, root))
+        check(path, lambda included, angled: installed_header_fault(name, included, angled))
+    for folder in ("tools", "examples"):
+        for path in sources(root, folder):
+            check(path, lambda included, angled: user_fault(os.path.dirname(path), included, angled))
+    return found
+
+
+def main():
+    root = sys.argv[1] if len(sys.argv) > 1 else os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
+    found = faults(root)
+    for line in found:
+        print(line)
+    return 1 if found else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,75 @@
+"""The source tree keeps the layer rule, and the check finds each way of breaking it."""
+
+import os
+import tempfile
+import unittest
+
+import layer_rule
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+
+
+class ThisTree(unittest.TestCase):
+    def test_keeps_the_rule(self):
+        self.assertEqual(layer_rule.faults(ROOT), [])
+
+    def test_has_a_folder_for_every_layer_with_sources(self):
+        self.assertTrue(any(layer_rule.sources(ROOT, "foundation")))
+        self.assertTrue(any(layer_rule.sources(ROOT, "geometry")))
+        self.assertTrue(any(layer_rule.sources(ROOT, "include")))
+        self.assertTrue(any(layer_rule.sources(ROOT, "tools")))
+
+
+class Check(unittest.TestCase):
+    def faults_of(self, path, text):
+        with tempfile.TemporaryDirectory() as root:
+            full = os.path.join(root, path)
+            os.makedirs(os.path.dirname(full))
+            with open(full, "w", encoding="utf-8") as f:
+                f.write(text)
+            return layer_rule.faults(root)
+
+    def assert_kept(self, path, text):
+        self.assertEqual(self.faults_of(path, text), [])
+
+    def assert_broken(self, path, text):
+        self.assertEqual(len(self.faults_of(path, text)), 1, text)
+
+    def test_lower_layers_are_in_reach_at_any_depth(self):
+        self.assert_kept("setup/model.cpp", '#include "recoat/a.h"\n#include "styles/b.h"\n#include "host/c.h"\n')
+        self.assert_kept("placement/grid_eval.cpp", '#include "trq/geometry.h"\n#include <vector>\n')
+
+    def test_upper_and_sister_layers_are_not(self):
+        self.assert_broken("foundation/a.cpp", '#include "geometry/b.h"\n')
+        self.assert_broken("geometry/a.cpp", '#include "styles/b.h"\n')
+        self.assert_broken("geometry/a.cpp", '#include "trq/placement.h"\n')
+        self.assert_broken("host/a.cpp", '#include "trq/foundation.h"\n')
+        self.assert_broken("styles/a.cpp", '#include "trq/setup.h"\n')
+
+    def test_only_host_knows_the_operating_system(self):
+        self.assert_kept("host/a.cpp", "#include <unistd.h>\n")
+        self.assert_broken("geometry/a.cpp", "#include <unistd.h>\n")
+        self.assert_broken("styles/a.cpp", "  #  include <sys/stat.h>\n")
+
+    def test_library_needs_the_standard_library_only(self):
+        self.assert_broken("geometry/a.cpp", "#include <fmt/format.h>\n")
+        self.assert_broken("include/trq/geometry.h", "#include <nlohmann/json.hpp>\n")
+
+    def test_exported_headers_keep_the_direction_and_have_a_layer(self):
+        self.assert_kept("include/trq/geometry.h", '#include "trq/foundation.h"\n')
+        self.assert_broken("include/trq/foundation.h", '#include "trq/geometry.h"\n')
+        self.assert_broken("include/trq/geometry.h", '#include "foundation/hash_table.h"\n')
+        self.assert_broken("include/trq/machine_types.h", '#include "trq/foundation.h"\n')
+        self.assert_broken("include/trq/surprise.h", "#include <vector>\n")
+
+    def test_tool_and_examples_see_exported_headers_only(self):
+        self.assert_kept("tools/trqprep/a.cpp", '#include "trq/geometry.h"\n#include <fmt/format.h>\n')
+        self.assert_broken("tools/trqprep/a.cpp", '#include "geometry/mesh.h"\n')
+        self.assert_broken("tools/trqprep/a.cpp", "#include <geometry/mesh.h>\n")
+        self.assert_broken("tools/trqprep/a.cpp", '#include "../../geometry/mesh.h"\n')
+        self.assert_broken("tools/trqprep/a.cpp", '#include "json.h"\n')
+        self.assert_broken("examples/a.cpp", '#include "foundation/numbers.h"\n')
+
+
+if __name__ == "__main__":
+    unittest.main()
