@@ -65,7 +65,7 @@ trq_build() {
       ninja "${arguments[@]}"
     else
       echo "== build: build/$preset"
-      ninja --quiet "${arguments[@]}"
+      ninja --quiet "${arguments[@]}" | sed '/^ninja: no work to do\.$/d'
     fi
   )
 }
