@@ -1,0 +1,62 @@
+#include <cctype>
+#include <cmath>
+
+#include "foundation/checked_conversions.h"
+#include "host/file_services.h"
+#include "trq/setup.h"
+
+using trq::detail::ToInt;
+
+void UTILITY::ConfirmFilePermission(CString path) {
+  if (!trq::host::IsReadOnly(path.str()) || trq::host::MakeWritable(path.str())) return;
+  AfxMessageBox("Unable to set the WRITE permission for " + path +
+                ". You may not be authorized to perform this operation.");
+}
+
+int UTILITY::CheckIfOverWriting(CString path) {
+  if (!trq::host::FileExists(path.str())) return message_box::kYes;
+  return AfxMessageBox("Do you want to replace " + path + " ?", message_box::kYesNoButtons);
+}
+
+int UTILITY::CheckIfFileExists(CString path) {
+  if (trq::host::FileExists(path.str())) return 1;
+  return trq::host::FileExists((path + ".pla").str()) ? 101 : 0;
+}
+
+int UTILITY::GetDriveInfo(CString path) {
+  const bool drive_letter = path.GetAt(1) == ':' && std::isalpha(static_cast<unsigned char>(path.GetAt(0)));
+  return path.IsEmpty() || drive_letter ? drive::kNoSuchRoot : trq::host::DriveKind(path.str());
+}
+
+int64_t UTILITY::GetDiskSpaceInKB(CString path) {
+  const int64_t bytes = trq::host::FreeBytes(ExtractDirectoryName(path).str());
+  return bytes < 0 ? -1 : bytes / 1024;
+}
+
+int UTILITY::CheckDiskSpace(CString path, int mode) {
+  const int64_t size = trq::host::FileSize(path.str());
+  if (size < 0) return 0;
+  if (mode < 0 || mode > 2) return 1;
+  const int64_t needed = size / 1024 * 5 + size % 1024 * 5 / 1024;  // (5 * size) / 1024 without overflow
+  return GetDiskSpaceInKB(path) >= needed ? 0 : 1;
+}
+
+float UTILITY::RoundFloat(float v, int coarse) {
+  const double value = v;
+  // Kept: the shifted value is truncated toward zero, so negative values round differently from positive
+  // ones.
+  return static_cast<float>(coarse != 0 ? ToInt(value * 1000 + 0.5) * 0.001
+                                        : ToInt(value * 10000 + 0.5) * 0.0001);
+}
+
+void UTILITY::get_normal(const float a[3], const float b[3], const float c[3], float n[3]) {
+  double u[3], v[3];
+  for (int i = 0; i < 3; ++i) {
+    u[i] = static_cast<double>(a[i]) - c[i];
+    v[i] = static_cast<double>(b[i]) - c[i];
+  }
+  const double product[3] = {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
+  double length = std::sqrt(product[0] * product[0] + product[1] * product[1] + product[2] * product[2]);
+  if (length == 0) length = 1;
+  for (int i = 0; i < 3; ++i) n[i] = static_cast<float>(product[i] / length);
+}

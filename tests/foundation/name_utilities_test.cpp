@@ -1,0 +1,104 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "tests/support/message_box_recorder.h"
+#include "trq/setup.h"
+
+TEST(NameUtilities, ExtensionIsWhatFollowsTheLastPeriod) {
+  EXPECT_EQ(UTILITY::SetFileExtension("a.b.stl", "ctl"), "a.b.ctl");
+  EXPECT_EQ(UTILITY::DetermineFileType("a.b.stl"), ".stl");
+}
+
+TEST(NameUtilities, NameWithoutPeriodIsKeptWholeAndHasNoType) {
+  EXPECT_EQ(UTILITY::SetFileExtension("gear", "ctl"), "gear.ctl");
+  EXPECT_EQ(UTILITY::DetermineFileType("gear"), "");
+}
+
+TEST(NameUtilities, DirectoryEndsAtTheLastBackslash) {
+  EXPECT_EQ(UTILITY::ExtractDirectoryName("C:\\jobs\\part.stl"), "C:\\jobs\\");
+  EXPECT_EQ(UTILITY::GetDirName("C:\\jobs\\part.stl"), "C:\\jobs\\");
+  EXPECT_EQ(UTILITY::StripDirectoryNameLeaveExt("C:\\jobs\\part.stl"), "part.stl");
+  EXPECT_EQ(UTILITY::StripDirectoryName("C:\\jobs\\part.stl"), "part");
+}
+
+TEST(NameUtilities, SlashCutsOnlyWhereThereIsNoBackslash) {
+  EXPECT_EQ(UTILITY::ExtractDirectoryName("jobs/part.stl"), "jobs/");
+  EXPECT_EQ(UTILITY::StripDirectoryName("jobs/part.stl"), "part");
+  EXPECT_EQ(UTILITY::ExtractDirectoryName("root\\jobs/part.stl"), "root\\");
+  EXPECT_EQ(UTILITY::StripDirectoryNameLeaveExt("root\\jobs/part.stl"), "jobs/part.stl");
+  EXPECT_EQ(UTILITY::ExtractDirectoryName("part.stl"), "");
+}
+
+TEST(NameUtilities, DerivesTheCompanionNames) {
+  EXPECT_EQ(UTILITY::GetNewNameForSupports("part.stl"), "part_s.stl");
+  EXPECT_EQ(UTILITY::GetNewNameForVerifiedModel("part.stl"), "part_v.stl");
+  EXPECT_EQ(UTILITY::GetCTLName("part.stl"), "part.ctl");
+  EXPECT_EQ(UTILITY::GetODFName("part.stl"), "part.odf");
+  EXPECT_EQ(UTILITY::GetVerifyOutputFileName("part.stl"), "partFixed.stl");
+}
+
+TEST(NameUtilities, SupportsNameLeadsBackToThePart) {
+  EXPECT_EQ(UTILITY::GetSUPPORTSName("C:\\jobs\\part.stl"), "C:\\jobs\\part_s.stl");
+  EXPECT_EQ(UTILITY::GetPartNameFromSupports("C:\\jobs\\part_s.stl"), "C:\\jobs\\part.stl");
+}
+
+TEST(NameUtilities, ShortNamesLoseAllTheirLeadingBytes) {
+  EXPECT_EQ(UTILITY::GetCTLName("ab"), "ctl");
+  EXPECT_EQ(UTILITY::GetNewNameForSupports("abc"), "_s.stl");
+  EXPECT_EQ(UTILITY::GetSUPPORTSName("ab"), "_s.ab");
+  EXPECT_EQ(UTILITY::GetPartNameFromSupports("a.stl"), ".stl");
+  EXPECT_EQ(UTILITY::StripDirectoryName("dir/a"), "");
+  EXPECT_FALSE(UTILITY::CheckIfSupportsFileName(""));
+}
+
+TEST(NameUtilities, SupportsMarkStandsSixBytesBeforeTheEnd) {
+  EXPECT_TRUE(UTILITY::CheckIfSupportsFileName("part_s.stl"));
+  EXPECT_TRUE(UTILITY::CheckIfSupportsFileName("part_S.stl"));
+  EXPECT_FALSE(UTILITY::CheckIfSupportsFileName("part.stl"));
+  EXPECT_FALSE(UTILITY::CheckIfSupportsFileName("_s_part.stl"));
+}
+
+TEST(NameUtilities, ValidSupportsNamePassesWithoutMessage) {
+  test_support::MessageBoxRecorder boxes;
+  EXPECT_EQ(UTILITY::CheckIfValidSupportName("part_S.stl"), "part_S.stl");
+  EXPECT_TRUE(boxes.boxes().empty());
+}
+
+TEST(NameUtilities, OtherNamesAreChangedAndTold) {
+  test_support::MessageBoxRecorder boxes;
+  EXPECT_EQ(UTILITY::CheckIfValidSupportName("part.stl"), "part_s.stl");
+  ASSERT_EQ(boxes.boxes().size(), 1u);
+  EXPECT_EQ(boxes.boxes()[0].text,
+            "The supports file needs an [_s] at the end. The file name was changed to part_s.stl");
+  EXPECT_EQ(boxes.boxes()[0].buttons, 0u);
+}
+
+TEST(NameUtilities, ColourSlotsFollowTheRemainder) {
+  EXPECT_EQ(UTILITY::FindColorCtr(1), 0);
+  EXPECT_EQ(UTILITY::FindColorCtr(4), 3);
+  EXPECT_EQ(UTILITY::FindColorCtr(5), 4);
+  EXPECT_EQ(UTILITY::FindColorCtr(6), 0);
+  EXPECT_EQ(UTILITY::FindColorCtr(10), 4);
+  EXPECT_EQ(UTILITY::FindColorCtr(-1), 3);  // -1 is congruent to 4
+  EXPECT_EQ(UTILITY::FindColorCtr(-5), 4);
+}
+
+TEST(NameUtilities, KeptClearSpacesLeavesOutTheLastByte) {
+  std::vector<char> src(1024, '\0');
+  std::vector<char> dst(1025, '#');
+  std::memcpy(src.data(), "abc def", 7);
+  UTILITY::ClearSpacesInName(src.data(), dst.data());
+  EXPECT_STREQ(dst.data(), "abc de");
+}
+
+TEST(NameUtilities, ClearSpacesOfAnEmptyNameCopiesEverything) {
+  std::vector<char> src(1024, '\0');
+  src[0] = 'x';  // index 0 is not looked at
+  std::vector<char> dst(1025, '#');
+  UTILITY::ClearSpacesInName(src.data(), dst.data());
+  EXPECT_STREQ(dst.data(), "x");
+  EXPECT_EQ(dst[1023], '\0');
+  EXPECT_EQ(dst[1024], '\0');
+}
