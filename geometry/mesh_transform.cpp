@@ -1,0 +1,152 @@
+#include "geometry/mesh_transform.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "geometry/mesh_access.h"
+#include "geometry/placed_points.h"
+#include "trq/geometry.h"
+
+namespace {
+
+using trq::detail::IndexEnd;
+using trq::detail::UsedTriangles;
+using trq::detail::UsedVertices;
+using trq::detail::VertexRoom;
+
+std::size_t RoomOf(const CTL& mesh) {
+  return VertexRoom(UsedVertices(mesh), IndexEnd(mesh.triangles_.get(), UsedTriangles(mesh)),
+                    mesh.vertices_.size());
+}
+
+// An index moved up; indices that a caller made senseless wrap around instead of overflowing.
+int32_t MovedIndex(int32_t index, std::size_t by) {
+  return static_cast<int32_t>(static_cast<uint32_t>(index) + static_cast<uint32_t>(by));
+}
+
+}  // namespace
+
+/// Uses are counted first and then applied vertex by vertex: the applications to one vertex do not depend on
+/// any other, and one pass over the vertices replaces three far writes a triangle.
+void CTL::truncateVertices() {
+  const std::size_t triangle_count = UsedTriangles(*this);
+  const std::size_t end = std::min(IndexEnd(triangles_.get(), triangle_count), vertices_.size());
+  if (end == 0) return;
+  MeshArray<uint32_t> uses(end);
+  for (std::size_t i = 0; i < triangle_count; ++i) {
+    for (int k = 0; k < 3; ++k) {
+      const int32_t index = triangles_[i][k];
+      if (index >= 0 && static_cast<std::size_t>(index) < end) ++uses[static_cast<std::size_t>(index)];
+    }
+  }
+  for (std::size_t i = 0; i < end; ++i) {
+    for (int k = 0; k < 3; ++k) vertices_[i][k] = trq::detail::SnapCoordinate(vertices_[i][k], uses[i]);
+  }
+}
+
+void CTL::copy(CTL* dst) {
+  if (!dst || dst == this) return;
+  const std::size_t triangle_count = UsedTriangles(*this);
+  MeshArray<PbVec3f> vertices = vertices_.Clone(UsedVertices(*this), RoomOf(*this));
+  MeshArray<R_INT4> triangles = triangles_.Clone(triangle_count, triangle_count);
+  MeshArray<VECTOR> normals;
+  if (normals_) normals = normals_.Clone(triangle_count, triangle_count);
+  dst->vertices_ = std::move(vertices);
+  dst->triangles_ = std::move(triangles);
+  dst->normals_ = std::move(normals);
+  dst->header.num_vertices = header.num_vertices;
+  dst->header.num_triangles = header.num_triangles;
+  dst->header.units = header.units;
+}
+
+void CTL::combine(CTL* other) {
+  if (!other) return;
+  const std::size_t vertex_count = UsedVertices(*this);
+  const std::size_t triangle_count = UsedTriangles(*this);
+  const std::size_t more_vertices = UsedVertices(*other);
+  const std::size_t more_triangles = UsedTriangles(*other);
+  if (vertex_count + more_vertices > INT_MAX || triangle_count + more_triangles > INT_MAX) {
+    throw std::bad_alloc();
+  }
+  // Room is made for both before anything is written, so a mesh appended to itself reads what it held before.
+  const std::size_t room = vertex_count + RoomOf(*other);
+  vertices_.grow(room);
+  triangles_.grow(triangle_count + more_triangles);
+  for (std::size_t i = 0; i < more_vertices; ++i) vertices_[vertex_count + i] = other->vertices_[i];
+  for (std::size_t i = vertex_count + more_vertices; i < room; ++i) vertices_[i] = PbVec3f(0, 0, 0);
+  for (std::size_t i = 0; i < more_triangles; ++i) {
+    R_INT4 triangle = other->triangles_[i];
+    for (int k = 0; k < 3; ++k) triangle[k] = MovedIndex(triangle[k], vertex_count);
+    triangles_[triangle_count + i] = triangle;
+  }
+  header.num_vertices = static_cast<int32_t>(vertex_count + more_vertices);
+  header.num_triangles = static_cast<int32_t>(triangle_count + more_triangles);
+  header.units = other->header.units;
+  extents_valid = 0;
+}
+
+void CTL::applyMatrix(float* const* m) {
+  if (!m) return;
+  double rows[4][3];
+  for (int i = 0; i < 4; ++i) {
+    for (int j = 0; j < 3; ++j) rows[i][j] = m[i][j];
+  }
+  const std::size_t count = UsedVertices(*this);
+  for (std::size_t i = 0; i < count; ++i) {
+    PbVec3f& v = vertices_[i];
+    for (int j = 0; j < 3; ++j) {
+      // Kept: y is made from the new x, and z from the new x and y.
+      v[j] = static_cast<float>(rows[0][j] * v[0] + rows[1][j] * v[1] + rows[2][j] * v[2] + rows[3][j]);
+    }
+  }
+  extents_valid = 0;
+}
+
+void CTL::mirror(CTL* dst, int axis, int mm_to_inch, float offset, COMPONENT_INFO* info,
+                 COMPONENT_INFO* dst_info) {
+  if (!dst || !info || !dst_info) return;
+  const bool mirrors = axis >= 0 && axis <= 2;
+  const int a = 2 - axis;  // the mirrored coordinate: axis 0 is z
+  // Everything is read before anything is written: the destinations may be the sources.
+  const PlacementRecord source = info->record;
+  const int32_t words[] = {info->word(2), info->word(3), info->word(4), info->word(5)};
+  const auto& R = source.R;
+  const double shift = mirrors ? static_cast<double>(offset) + R[25 + a] : 0.0;
+  const double plane = mirrors ? 2.0 * R[22 + a] + shift : 0.0;
+
+  const std::size_t vertex_count = UsedVertices(*this);
+  const std::size_t triangle_count = UsedTriangles(*this);
+  MeshArray<PbVec3f> vertices = vertices_.Clone(vertex_count, RoomOf(*this));
+  MeshArray<R_INT4> triangles = triangles_.Clone(triangle_count, triangle_count);
+  if (mirrors) {
+    float matrix[4][4];
+    for (int i = 0; i < 16; ++i) matrix[i / 4][i % 4] = R[i];
+    trq::detail::PlacedPoints placed(matrix, mm_to_inch);
+    for (std::size_t i = 0; i < vertex_count; ++i) {
+      PbVec3f p = placed.Point(vertices[i]);
+      p[a] = static_cast<float>(plane - p[a]);
+      vertices[i] = p;
+    }
+  }
+  const std::size_t turned = trq::detail::UsedCount(words[0], triangle_count);
+  for (std::size_t i = 0; i < turned; ++i) std::swap(triangles[i][0], triangles[i][1]);
+
+  dst->header.num_vertices = header.num_vertices;
+  dst->header.num_triangles = header.num_triangles;
+  dst->header.units = header.units;
+  dst->vertices_ = std::move(vertices);
+  dst->triangles_ = std::move(triangles);
+
+  for (int k = 0; k < 4; ++k) dst_info->word(k + 2) = words[k];
+  dst_info->word(6) = 0;
+  auto& result = dst_info->record.R;
+  std::copy(R.begin() + 16, R.end(), result.begin() + 16);
+  if (mirrors) {
+    for (int first = 16; first <= 22; first += 3)
+      result[first + a] = static_cast<float>(shift + R[first + a]);
+  }
+  dst->Calculate_normals();
+}
