@@ -65,7 +65,8 @@ bool ReadVertices(std::FILE* f, std::size_t count, MeshArray<PbVec3f>& vertices)
   return true;
 }
 
-ReadFailure ReadTriangles(std::FILE* f, int bits, int32_t count, bool foreign, MeshArray<R_INT4>& triangles) {
+ReadFailure ReadTriangles(std::FILE* f, int bits, int32_t count, bool foreign, MeshArray<R_INT4>& triangles,
+                          int& system_error) {
   if (bits == 0 && count > kMostTrianglesWithoutBits) return ReadFailure::kNoTriangles;
   const std::size_t integers = 4 * static_cast<std::size_t>(count);
   uint64_t words_left = PackedWords(bits, integers);
