@@ -164,7 +164,7 @@ class TRQ_EXPORT slc {
               COMPONENT_INFO* target_component);
 
   /// out = m v over all four rows, each sum accumulated in double and rounded once. `out` must not be `v`.
-  static void MatVecMult(float out[4][1], float m[4][4], float v[4][1]);
+  static void MatVecMult(float out[4][1], const float m[4][4], const float v[4][1]);
 
   FILE* file = nullptr;                        ///< null when closed
   char path[kMaxPath + 1] = {};                ///< ends in NUL

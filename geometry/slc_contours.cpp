@@ -1,0 +1,162 @@
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "geometry/placed_points.h"
+#include "trq/slice_contours.h"
+
+namespace {
+
+constexpr std::size_t kFirstBlock = 64;       // floats
+constexpr std::size_t kLargestBlock = 16384;  // floats; longer boundaries get a block of their own
+
+/// The move of slc::mirror: through a placement matrix and a reflection plane.
+struct Reflection {
+  trq::detail::PlacedPoints placed;
+  int coordinate;     // reflected: 0 x, 1 y, 2 z
+  double plane_term;  // the reflected coordinate c becomes plane_term - c
+
+  PbVec3f Apply(float x, float y, float z) {
+    PbVec3f point = placed.Place(x, y, z, 1.0f);
+    point[coordinate] = static_cast<float>(plane_term - point[coordinate]);
+    return point;
+  }
+};
+
+void Reflect(SlcLayer& layer, Reflection& reflection) {
+  const float height = layer.z;  // read before the first vertex sets it
+  bool z_is_set = false;
+  for (const SlcBoundary& boundary : layer.boundaries()) {
+    for (std::size_t i = 0; i < boundary.vertex_count; ++i) {
+      float* const xy = boundary.points + 2 * i;
+      const PbVec3f point = reflection.Apply(xy[0], xy[1], height);
+      xy[0] = point[0];
+      xy[1] = point[1];
+      if (!z_is_set) layer.z = point[2];
+      z_is_set = true;
+    }
+  }
+  if (!z_is_set) layer.z = reflection.Apply(0, 0, height)[2];
+}
+
+}  // namespace
+
+SlcLayer SlcLayer::Terminator(float z) {
+  SlcLayer layer(z);
+  layer.terminator_ = true;
+  return layer;
+}
+
+SlcLayer::SlcLayer(const SlcLayer& other) : z(other.z), terminator_(other.terminator_) {
+  CopyBoundaries(other);
+}
+
+SlcLayer& SlcLayer::operator=(const SlcLayer& other) {
+  if (this != &other) *this = SlcLayer(other);
+  return *this;
+}
+
+SlcLayer::SlcLayer(SlcLayer&& other) noexcept
+    : z(other.z),
+      terminator_(other.terminator_),
+      boundaries_(std::exchange(other.boundaries_, {})),
+      blocks_(std::exchange(other.blocks_, {})),
+      block_size_(std::exchange(other.block_size_, 0)),
+      block_used_(std::exchange(other.block_used_, 0)) {}
+
+SlcLayer& SlcLayer::operator=(SlcLayer&& other) noexcept {
+  if (this != &other) {
+    z = other.z;
+    terminator_ = other.terminator_;
+    boundaries_ = std::exchange(other.boundaries_, {});
+    blocks_ = std::exchange(other.blocks_, {});
+    block_size_ = std::exchange(other.block_size_, 0);
+    block_used_ = std::exchange(other.block_used_, 0);
+  }
+  return *this;
+}
+
+SlcLayer::~SlcLayer() = default;
+
+float* SlcLayer::AddBoundary(uint32_t vertex_count, uint32_t gap_count) {
+  const std::size_t needed = std::size_t{2} * vertex_count;
+  float* points = nullptr;
+  if (needed > 0) {
+    if (block_size_ - block_used_ < needed) {
+      const std::size_t grown = std::clamp(2 * block_size_, kFirstBlock, kLargestBlock);
+      const std::size_t size = std::max(needed, grown);
+      blocks_.emplace_back(new float[size]);
+      block_size_ = size;
+      block_used_ = 0;
+    }
+    points = blocks_.back().get() + block_used_;
+    block_used_ += needed;
+  }
+  boundaries_.push_back({vertex_count, gap_count, points});
+  return points;
+}
+
+void SlcLayer::CopyBoundaries(const SlcLayer& other) {
+  std::size_t total = 0;
+  for (const SlcBoundary& boundary : other.boundaries_) total += std::size_t{2} * boundary.vertex_count;
+  if (total > 0) {
+    blocks_.emplace_back(new float[total]);
+    block_size_ = total;
+  }
+  boundaries_.reserve(other.boundaries_.size());
+  for (const SlcBoundary& boundary : other.boundaries_) {
+    float* const points = AddBoundary(boundary.vertex_count, boundary.gap_count);
+    if (points) std::memcpy(points, boundary.points, std::size_t{8} * boundary.vertex_count);
+  }
+}
+
+void slc::copy(slc* dst) {
+  if (!dst) return;
+  // The counts are taken first: onto itself the lists grow while they are read.
+  const std::size_t entry_count = table.size();
+  const std::size_t layer_count = layers.size();
+  if (dst != this) {
+    dst->header_length = header_length;
+    std::memcpy(dst->header_text, header_text, sizeof header_text);
+    std::memcpy(dst->reserved, reserved, sizeof reserved);
+    dst->table_count = table_count;
+  }
+  // With the room made beforehand, appending an element of the same list is safe.
+  dst->table.reserve(dst->table.size() + entry_count);
+  dst->layers.reserve(dst->layers.size() + layer_count);
+  for (std::size_t i = 0; i < entry_count; ++i) dst->table.push_back(table[i]);
+  for (std::size_t i = 0; i < layer_count; ++i) dst->layers.push_back(layers[i]);
+}
+
+void slc::mirror(slc* target, int axis, int unit, float offset, COMPONENT_INFO* source,
+                 COMPONENT_INFO* target_component) {
+  if (!target || !source || !target_component) return;
+  copy(target);
+
+  const COMPONENT_INFO from = *source;  // the two records may be one
+  PlacementRecord placement;
+  for (int k = 2; k <= 5; ++k) target_component->word(k) = from.word(k);
+  target_component->word(6) = 0;
+  std::copy(from.placement() + 16, from.placement() + 30, placement.R.begin() + 16);
+
+  if (axis >= 0 && axis <= 2) {
+    const int a = 2 - axis;
+    const double shift = static_cast<double>(offset) + from.placement()[25 + a];
+    for (int first = 16; first <= 22; first += 3) {
+      placement.R[first + a] = static_cast<float>(shift + from.placement()[first + a]);
+    }
+    float matrix[4][4];
+    std::memcpy(matrix, from.placement(), sizeof matrix);
+    Reflection reflection{trq::detail::PlacedPoints(matrix, unit), a, 2.0 * from.placement()[22 + a] + shift};
+    for (SlcLayer& layer : target->layers) Reflect(layer, reflection);
+  }
+  target_component->record = placement;
+}
+
+void slc::MatVecMult(float out[4][1], const float m[4][4], const float v[4][1]) {
+  for (int row = 0; row < 4; ++row) {
+    double sum = 0.0;
+    for (int k = 0; k < 4; ++k) sum += static_cast<double>(m[row][k]) * v[k][0];
+    out[row][0] = static_cast<float>(sum);
+  }
+}
