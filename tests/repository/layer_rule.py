@@ -29,6 +29,7 @@ HEADER_LAYER = {
     "machine_types.h": None,
     "host.h": "host",
     "foundation.h": "foundation",
+    "slice_contours.h": "geometry",
     "slice_file.h": "companions",
     "slice_contours.h": "geometry",
     "vents_and_drains.h": "geometry",

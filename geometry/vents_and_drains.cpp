@@ -1,0 +1,64 @@
+#include "trq/vents_and_drains.h"
+
+#include <cmath>
+
+#include "geometry/mesh_access.h"
+
+namespace {
+
+// Largest difference, exclusive, between a facet's cosine to the vertical and 1 (vents) or -1 (drains).
+constexpr double kCosineTolerance = 0.005;
+
+template <class Record>
+void SelectAll(std::vector<Record>& records, int32_t flag) {
+  for (Record& record : records) record.selected = flag;
+}
+
+template <class Record>
+void Empty(std::vector<Record>& records) {
+  records.clear();
+  records.shrink_to_fit();
+}
+
+}  // namespace
+
+CVentsAndDrains::~CVentsAndDrains() = default;
+
+void CVentsAndDrains::ClearAll() {
+  Empty(vents);
+  Empty(drains);
+}
+
+void CVentsAndDrains::SelectedAllVents() { SelectAll(vents, 1); }
+void CVentsAndDrains::SelectedAllDrains() { SelectAll(drains, 1); }
+void CVentsAndDrains::UnselectedAllVents() { SelectAll(vents, 0); }
+void CVentsAndDrains::UnselectedAllDrains() { SelectAll(drains, 0); }
+void CVentsAndDrains::UnselectedAllVentTriangles() { SelectAll(vent_triangles, 0); }
+void CVentsAndDrains::UnselectedAllDrainTriangles() { SelectAll(drain_triangles, 0); }
+
+void CTL::FindVDTriangles(float m[][4]) {
+  vents_and_drains.ClearAll();
+  Empty(vents_and_drains.vent_triangles);
+  Empty(vents_and_drains.drain_triangles);
+  if (!m) return;
+
+  const std::size_t count = trq::detail::UsedTriangles(*this);
+  for (std::size_t i = 0; i < count; ++i) {
+    const VECTOR normal = trq::detail::NormalAt(*this, i);
+    double turned[3];
+    for (int row = 0; row < 3; ++row) {
+      turned[row] = static_cast<double>(m[row][0]) * normal.x + static_cast<double>(m[row][1]) * normal.y +
+                    static_cast<double>(m[row][2]) * normal.z;
+    }
+    turned[2] = static_cast<float>(turned[2]);
+    const double length = std::sqrt(turned[0] * turned[0] + turned[1] * turned[1] + turned[2] * turned[2]);
+    // A normal of length zero gives NaN, which is in neither list.
+    const double cosine = turned[2] / length;
+    const int32_t triangle = static_cast<int32_t>(i);
+    if (std::fabs(1.0 - cosine) < kCosineTolerance) {
+      vents_and_drains.vent_triangles.push_back({triangle, 0});
+    } else if (std::fabs(-1.0 - cosine) < kCosineTolerance) {
+      vents_and_drains.drain_triangles.push_back({triangle, 0});
+    }
+  }
+}
