@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <string>
 
+#include "trq/machine_types.h"
 #include "trq/setup.h"
 
 namespace {
@@ -61,4 +62,8 @@ void UTILITY::ClearSpacesInName(const char* src, char* dst) {
   const int length = last >= 1 ? last : 1024;
   std::copy(src, src + length, dst);
   dst[length] = '\0';
+}
+
+CString UTILITY::AddFullPath(const char* root, int machine, CString file, int units) {
+  return CString(root) + StyleDirectory(machine, units) + file;
 }

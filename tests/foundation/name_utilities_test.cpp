@@ -102,3 +102,34 @@ TEST(NameUtilities, ClearSpacesOfAnEmptyNameCopiesEverything) {
   EXPECT_EQ(dst[1023], '\0');
   EXPECT_EQ(dst[1024], '\0');
 }
+
+TEST(AddFullPath, PutsTheStyleDirectoryBetweenRootAndFile) {
+  EXPECT_EQ(UTILITY::AddFullPath("C:\\styles", 1, "Default.sty", 1), "C:\\styles\\trqb2\\b2mm\\Default.sty");
+  EXPECT_EQ(UTILITY::AddFullPath("C:\\styles", 1, "Default.sty", 0), "C:\\styles\\trqb2\\b2in\\Default.sty");
+}
+
+TEST(AddFullPath, OtherSelectorsAddNothing) {
+  for (const int units : {2, -1, 2147483647}) {
+    EXPECT_EQ(UTILITY::AddFullPath("B", 1, "Default.sty", units), "BDefault.sty") << units;
+  }
+}
+
+TEST(AddFullPath, MachinesWithoutDirectoryAddNothing) {
+  for (const int machine : {14, 24, 26, -1, 1000}) {
+    EXPECT_EQ(UTILITY::AddFullPath("B", machine, "f", 1), "Bf") << machine;
+  }
+}
+
+TEST(AddFullPath, KeptSomeMachinesShareTheirDirectory) {
+  for (const int units : {0, 1}) {
+    EXPECT_EQ(UTILITY::AddFullPath("", 3, "f", units), UTILITY::AddFullPath("", 2, "f", units));
+    EXPECT_EQ(UTILITY::AddFullPath("", 18, "f", units), UTILITY::AddFullPath("", 13, "f", units));
+    EXPECT_EQ(UTILITY::AddFullPath("", 23, "f", units), UTILITY::AddFullPath("", 13, "f", units));
+  }
+  EXPECT_EQ(UTILITY::AddFullPath("", 2, "f", 1), "\\trqc3\\c3mm\\f");
+  EXPECT_EQ(UTILITY::AddFullPath("", 23, "f", 0), "\\MirraMax\\MirraMaxin\\f");
+}
+
+TEST(AddFullPath, NullRootIsEmpty) {
+  EXPECT_EQ(UTILITY::AddFullPath(nullptr, 0, "f", 0), "\\trqa1\\a1in\\f");
+}

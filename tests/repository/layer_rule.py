@@ -31,6 +31,7 @@ HEADER_LAYER = {
     "foundation.h": "foundation",
     "slice_contours.h": "geometry",
     "slice_file.h": "companions",
+    "style_structures.h": "companions",
     "slice_contours.h": "geometry",
     "vents_and_drains.h": "geometry",
     "geometry.h": "geometry",

@@ -1,0 +1,231 @@
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <iterator>
+#include <string>
+
+#include "styles/build_style_table.h"
+#include "styles/style_file.h"
+#include "trq/styles.h"
+
+using namespace trq::detail;
+
+namespace {
+
+using S = KVBUILDSTYLE;
+
+/// The parameters in the order of the slice-file library's structure, one 4-byte number each.
+constexpr RowRange kStructureRows[] = {
+    BuildRows("Start Z", "Large Retract End"),
+    BuildRows("Hatch Type", "Small Stagger Offset"),
+    BuildRows("Boundary Comp", "Min Large NS Width"),
+    BuildRows("ZCalculate", "Ec"),
+    BuildRows("Min Width For Small Spot", "Large Support Up Interface Boundary Cure Depth"),
+};
+
+constexpr std::size_t kStructureTexts = 3 * sizeof _bs_style::StyleName;
+
+constexpr std::size_t StructureNumbers() {
+  std::size_t numbers = 0;
+  for (const RowRange& rows : kStructureRows) numbers += static_cast<std::size_t>(rows.last - rows.first + 1);
+  return numbers;
+}
+static_assert(offsetof(_bs_style, StartZ) == kStructureTexts, "three texts of 512 bytes, then the numbers");
+static_assert(sizeof(_bs_style) == kStructureTexts + 4 * StructureNumbers(), "one number a parameter");
+static_assert(offsetof(_bs_style, LargeSupportUpInterfaceBoundaryCureDepth) == sizeof(_bs_style) - 4);
+
+struct StructurePartner {
+  BuildStyleParameterRecordFloat S::*follows;
+  float _bs_style::*field;
+};
+
+// Kept: each pair is fed by one field of the structure.
+constexpr StructurePartner kStructurePartners[] = {
+    {&S::SmallRetractStart, &_bs_style::LargeRetractStart},
+    {&S::SmallRetractEnd, &_bs_style::LargeRetractEnd},
+    {&S::LargeStaggerOffset, &_bs_style::SmallStaggerOffset},
+};
+
+/// Calls `set(record, number)` for every parameter that the structure holds.
+template <class Set>
+void ForStructureNumbers(S& style, const _bs_style& structure, Set set) {
+  const char* next = reinterpret_cast<const char*>(&structure) + kStructureTexts;
+  for (const RowRange& rows : kStructureRows) {
+    for (int row = rows.first; row <= rows.last; ++row) {
+      WithRecord(kBuildStyleTable[row], style, [&](auto& record) {
+        decltype(record.GetValue()) number;
+        std::memcpy(&number, next, sizeof number);
+        next += sizeof number;
+        set(record, number);
+      });
+    }
+  }
+  for (const StructurePartner& pair : kStructurePartners) set(style.*pair.follows, structure.*pair.field);
+}
+
+template <std::size_t kWidth>
+CString FieldText(const char (&field)[kWidth]) {
+  return CString(std::string(field, std::find(field, field + kWidth, '\0')));
+}
+
+/// What the 301 layout adds and a 206 file does not hold, with its value there; `ranged` says whether the row
+/// also sets the range.
+struct Addition301 {
+  int row;
+  StyleParameterDefaults defaults;
+  bool ranged;
+};
+constexpr Addition301 Ranged301(std::string_view name, float value, float minimum, float maximum) {
+  return {BuildRow(name), Ranged(value, minimum, maximum), true};
+}
+constexpr Addition301 Plain301(std::string_view name, float value) {
+  return {BuildRow(name), {value, value, 0, 0}, false};
+}
+constexpr Addition301 kAdditions301[] = {
+    Ranged301("Shell Support Spacing", 0.4f, 0, 2),
+    Ranged301("Smart Best Surface Finish Layers", 10, 1, 20),
+    Ranged301("LBP for B2", 0, 0, 0),
+    Plain301("Smart Best Surface Finish Flag", 0),
+    Plain301("Z Filtering Flag", 1),
+    Plain301("Interior Boundary Removal Flag", 0),
+    Plain301("High Speed Scan Flag", 0),
+    Plain301("Draw Borders Last Flag", 0),
+    Plain301("Draw Small Up Borders Flag", 1),
+    Plain301("Draw Large Up Borders Flag", 1),
+    Plain301("Draw Small Down Borders Flag", 1),
+    Plain301("Draw Large Down Borders Flag", 1),
+    Plain301("Draw Small Layer Borders Flag", 1),
+    Plain301("Draw Large Layer Borders Flag", 1),
+    Plain301("Draw Small Layer Border Prime Flag", 1),
+    Plain301("Draw Large Layer Border Prime Flag", 1),
+};
+static_assert(std::size(kAdditions301) == 16, "records that the conversion sets");
+constexpr int32_t kLayoutWords301[] = {4, 6, 7, 3, 2};
+
+constexpr std::size_t kRawTextBytes = 32;
+
+}  // namespace
+
+StyleParameterList<BuildStyleRecordMember> BuildStyleParameters() { return kBuildStyleTable; }
+
+KVBUILDSTYLE::KVBUILDSTYLE()
+    : HeaderTexts{"None", "None", std::string(kRawTextBytes, '\0'), "None", "None", "None"} {
+  SetAllDefaults(kBuildStyleTable, *this);
+}
+
+KVBUILDSTYLE::KVBUILDSTYLE(float version) : KVBUILDSTYLE() { Version.SetValue(version); }
+
+KVBUILDSTYLE::KVBUILDSTYLE(CString name) : KVBUILDSTYLE() { StyleName = FullPathName = name; }
+
+KVBUILDSTYLE::KVBUILDSTYLE(CString name, float version) : KVBUILDSTYLE(name) { Version.SetValue(version); }
+
+KVBUILDSTYLE::KVBUILDSTYLE(const _bs_style* structure, TRQ_TYPE machine) : KVBUILDSTYLE() {
+  ToolingSequencingRatio.AddAndSetValue(1);
+  ToolingSequencingCount.AddAndSetValue(0);
+  LargeInterHatchDelay.AddAndSetValue(0);
+  SmallInterHatchDelay.AddAndSetValue(0);
+  Version.AddAndSetValue(kVersion206);
+  MachineType = machine;
+  if (!structure) return;
+  StyleName = FieldText(structure->StyleName);
+  FullPathName = FieldText(structure->FullPathName);
+  BuildDescription = FieldText(structure->BuildDescription);
+  ForStructureNumbers(*this, *structure, [](auto& record, auto number) { record.AddAndSetValue(number); });
+}
+
+void KVBUILDSTYLE::resetKVBuildStyle(const _bs_style* structure) {
+  if (!structure) return;
+  ForStructureNumbers(*this, *structure, [](auto& record, auto number) {
+    if (record.ResetAValue(number) == 0) return;
+    record.DeleteEntireRangeList();
+    record.AddAndSetValue(number);
+  });
+}
+
+void KVBUILDSTYLE::ConvertAllValuesToMM() {
+  ForFloatRecords(
+      kBuildStyleTable, *this, [](auto& row) { return IsUnitConverted(row.unit); },
+      [](auto& record) { record.ConvertAllValuesToMM(); });
+}
+
+void KVBUILDSTYLE::ConvertAllValuesToINCH() {
+  ForFloatRecords(
+      kBuildStyleTable, *this, [](auto& row) { return IsUnitConverted(row.unit); },
+      [](auto& record) { record.ConvertAllValuesToINCH(); });
+}
+
+void KVBUILDSTYLE::EquatelAllDefaultsToCurrentValue() {
+  ForFloatRecords(
+      kBuildStyleTable, *this, [](auto& row) { return IsDefaultEquated(row.unit); },
+      [](auto& record) { record.EquateDefaultToCurrentValue(); });
+}
+
+BuildStyleParameterRecordFloat* KVBUILDSTYLE::FindFloat(const char* name) {
+  const BuildStyleParameter* row = BuildStyleParameters().Find(name);
+  return row ? row->member.FloatIn(*this) : nullptr;
+}
+
+const BuildStyleParameterRecordFloat* KVBUILDSTYLE::FindFloat(const char* name) const {
+  return const_cast<KVBUILDSTYLE*>(this)->FindFloat(name);
+}
+
+BuildStyleParameterRecordInt* KVBUILDSTYLE::FindInt(const char* name) {
+  const BuildStyleParameter* row = BuildStyleParameters().Find(name);
+  return row ? row->member.IntIn(*this) : nullptr;
+}
+
+const BuildStyleParameterRecordInt* KVBUILDSTYLE::FindInt(const char* name) const {
+  return const_cast<KVBUILDSTYLE*>(this)->FindInt(name);
+}
+
+int KVBUILDSTYLE::writeBuildStyle(CString path) { return SaveStyle(*this, path); }
+int KVBUILDSTYLE::readBuildStyle(CString path) { return LoadStyle(*this, path); }
+int KVBUILDSTYLE::binaryWriteStyle(CString path) { return WriteStyleTo(*this, path); }
+int KVBUILDSTYLE::binaryReadStyle(CString path) { return ReadStyleFrom(*this, path); }
+int KVBUILDSTYLE::binaryReadStyle() {
+  return DispatchRead(*this, IsVersion301Or400, VersionRecordPlace::kAtStart);
+}
+int KVBUILDSTYLE::binaryReadStyleHeader(CString path) { return ReadHeaderFrom(*this, path); }
+int KVBUILDSTYLE::writeCrcValue(CString path) { return AppendCrc(path); }
+int KVBUILDSTYLE::CompareCRC(unsigned long expected, CString path) {
+  return CompareStoredCrc(static_cast<uint32_t>(expected), path);
+}
+uint32_t KVBUILDSTYLE::calcCRC(const char* bytes, int length) { return BytesCrc(bytes, length); }
+int KVBUILDSTYLE::isStyleFileBinary() { return ProbeFile(StyleName); }
+int KVBUILDSTYLE::closeBuildStyleFile() { return file.Close(); }
+int KVBUILDSTYLE::setStyleFilePtr(FILE* stream) {
+  file.Set(stream);
+  return style_file::kOk;
+}
+
+int KVBUILDSTYLE::ConvertTo205Version(float) {
+  HeaderTexts[4] = HeaderTexts[5] = "None";
+  Version.SetValue(kVersion205);
+  Version.SetDefaultValue(kVersion205);
+  const RowRange supports =
+      BuildRows("Small Support Boundary Cure Depth", "Large Support Up Interface Boundary Cure Depth");
+  for (int row = supports.first; row <= supports.last; ++row) {
+    kBuildStyleTable[row].member.FloatIn(*this)->CopyRecord(&SmallLayerBorderCureDepth);
+  }
+  // Kept: the step ends at 2.06, not at 2.05.
+  Version.SetValue(kVersion206);
+  Version.SetDefaultValue(kVersion206);
+  return style_file::kOk;
+}
+
+int KVBUILDSTYLE::ConvertBuildStylesTo301() {
+  std::copy(std::begin(kLayoutWords301), std::end(kLayoutWords301), LayoutWords);
+  for (const Addition301& addition : kAdditions301) {
+    WithRecord(kBuildStyleTable[addition.row], *this, [&addition](auto& record) {
+      const StyleParameterDefaults& defaults = addition.defaults;
+      using T = decltype(record.GetValue());
+      record.SetValue(static_cast<T>(defaults.value));
+      record.SetDefaultValue(static_cast<T>(defaults.default_value));
+      if (addition.ranged) {
+        record.SetMinRange(static_cast<T>(defaults.minimum));
+        record.SetMaxRange(static_cast<T>(defaults.maximum));
+      }
+    });
+  }
+  return style_file::kOk;
+}

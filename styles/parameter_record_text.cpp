@@ -1,0 +1,100 @@
+#include "styles/parameter_record_text.h"
+
+#include <charconv>
+
+#include "foundation/number_text.h"
+
+namespace trq::detail {
+namespace {
+
+/// Appends `number` as "%<width>d" does.
+void AppendInteger(std::string& text, int32_t number, std::size_t width) {
+  char digits[16];
+  const std::size_t length =
+      static_cast<std::size_t>(std::to_chars(digits, digits + sizeof digits, number).ptr - digits);
+  if (length < width) text.append(width - length, ' ');
+  text.append(digits, length);
+}
+
+void AppendNumber(std::string& text, float number) { AppendFixed(text, number, 4, 7); }
+void AppendNumber(std::string& text, int32_t number) { AppendInteger(text, number, 5); }
+void AppendAllowed(std::string& text, float number) { AppendFixed(text, number, 6); }
+void AppendAllowed(std::string& text, int32_t number) { AppendInteger(text, number, 0); }
+
+// Kept: the forms differ from one another in small ways (commas, blanks, captions); other programs read them.
+constexpr RecordTextForm kFloatComma = {
+    "%n,%v,%e,%d,%l,%u", "%n,%v,%e,%d,No Min-Max Range", "", "", ",", ",", "\n"};
+constexpr RecordTextForm kFloatReadable = {
+    "%n = %v  [%l , %u, %e] %d", "%n = %v  [No Min-Max , %e] %d", "", " Full Range", "", "  ", "\n\n"};
+constexpr RecordTextForm kIntComma = {
+    "%n,%v,%e,%d,%l,%u,", "%n,%v,%e,%d,No Min-Max Range", "", "", "", ",", "\n"};
+constexpr RecordTextForm kIntReadable = {"%n = %v  [%l , %u, %e] %d",
+                                         "%n = %v  [No Min-Max, %e] %d",
+                                         "\nAllowed Values: ",
+                                         "Full Range",
+                                         "",
+                                         "   ",
+                                         "\n\n"};
+
+}  // namespace
+
+template <class T>
+std::string RecordText(const StyleParameterRecord<T>& record, const char* name, const RecordTextForm& form) {
+  std::string text;
+  for (const char* c = record.HasRange() ? form.with_range : form.without_range; *c; ++c) {
+    if (*c != '%') {
+      text += *c;
+      continue;
+    }
+    switch (*++c) {
+      case 'n':
+        text += name;
+        break;
+      case 'v':
+        AppendNumber(text, record.GetValue());
+        break;
+      case 'd':
+        AppendNumber(text, record.GetDefaultValue());
+        break;
+      case 'f':
+        AppendFixed(text, static_cast<double>(record.GetDefaultValue()), 4, 7);
+        break;
+      case 'e':
+        text += record.GetEditFlag() == 1 ? "Yes" : "No";
+        break;
+      case 'l':
+        AppendNumber(text, record.GetMinRange());
+        break;
+      case 'u':
+        AppendNumber(text, record.GetMaxRange());
+        break;
+      default:
+        --c;  // a mark that ends the form
+    }
+  }
+  text += form.list_caption;
+  if (record.GetNumElementsInList() == 0) text += form.empty_list;
+  for (int i = 0; i < record.GetNumElementsInList(); ++i) {
+    text += form.before_allowed;
+    AppendAllowed(text, record.GetAnElementFromList(i));
+    text += form.after_allowed;
+  }
+  return text += form.end;
+}
+
+template std::string RecordText(const StyleParameterRecord<float>&, const char*, const RecordTextForm&);
+template std::string RecordText(const StyleParameterRecord<int32_t>&, const char*, const RecordTextForm&);
+
+}  // namespace trq::detail
+
+int BuildStyleParameterRecordFloat::WriteAsciiRecord(FILE* stream, const CString& name,
+                                                     bool comma_separated) const {
+  using namespace trq::detail;
+  return WriteRecordText(stream, *this, name, comma_separated ? kFloatComma : kFloatReadable);
+}
+
+int BuildStyleParameterRecordInt::WriteAsciiRecord(FILE* stream, const CString& name,
+                                                   bool comma_separated) const {
+  using namespace trq::detail;
+  return WriteRecordText(stream, *this, name, comma_separated ? kIntComma : kIntReadable);
+}

@@ -1,0 +1,110 @@
+#include "styles/style_file.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "foundation/crc32.h"
+#include "foundation/file_handle.h"
+#include "host/file_services.h"
+
+StyleStream& StyleStream::operator=(const StyleStream& other) {
+  if (this != &other) Release();
+  return *this;
+}
+
+bool StyleStream::Open(const CString& path, const char* mode) {
+  Release();
+  stream_ = trq::host::OpenFile(path.str(), mode);
+  opened_here_ = stream_ != nullptr;
+  return opened_here_;
+}
+
+void StyleStream::Set(FILE* stream) {
+  if (stream == stream_) return;
+  Release();
+  stream_ = stream;
+}
+
+int StyleStream::Close() {
+  FILE* stream = stream_;
+  stream_ = nullptr;
+  opened_here_ = false;
+  return stream && std::fclose(stream) != 0 ? style_file::kWriteFailed : style_file::kOk;
+}
+
+void StyleStream::Release() {
+  if (opened_here_) std::fclose(stream_);
+  stream_ = nullptr;
+  opened_here_ = false;
+}
+
+namespace trq::detail {
+namespace {
+
+constexpr int kCrcBytes = 4;
+constexpr uint32_t kCrcOfNothing = 0xFFFFFFFFu;
+
+}  // namespace
+
+int FileCrc(const CString& path, int64_t all_but, uint32_t& crc) {
+  const FileHandle stream(host::OpenFile(path.str(), "rb"));
+  if (!stream) return style_file::kCannotOpen;
+  if (std::fseek(stream.get(), 0, SEEK_END) != 0) return style_file::kReadFailed;
+  const int64_t length = std::ftell(stream.get());
+  if (length < 0 || std::fseek(stream.get(), 0, SEEK_SET) != 0) return style_file::kReadFailed;
+  uint32_t sum = kCrcOfNothing;
+  char bytes[1 << 14];
+  for (int64_t left = length - all_but; left > 0;) {
+    const std::size_t piece = static_cast<std::size_t>(std::min<int64_t>(left, sizeof bytes));
+    if (std::fread(bytes, 1, piece, stream.get()) != piece) return style_file::kReadFailed;
+    sum = Crc32Register(bytes, piece, sum);
+    left -= static_cast<int64_t>(piece);
+  }
+  crc = sum;
+  return style_file::kOk;
+}
+
+int AppendCrc(const CString& path) {
+  uint32_t crc = 0;
+  const int result = FileCrc(path, 0, crc);
+  if (result != style_file::kOk) return result;
+  FileHandle stream(host::OpenFile(path.str(), "rb+"));
+  if (!stream) return style_file::kCannotOpen;
+  const bool written = std::fseek(stream.get(), 0, SEEK_END) == 0 &&
+                       std::fwrite(&crc, 1, kCrcBytes, stream.get()) == kCrcBytes;
+  const bool closed = CloseChecked(std::move(stream));  // flushes first
+  return written && closed ? style_file::kOk : style_file::kWriteFailed;
+}
+
+int CompareStoredCrc(uint32_t expected, const CString& path) {
+  uint32_t crc = 0;
+  const int result = FileCrc(path, kCrcBytes, crc);
+  if (result != style_file::kOk) return result;
+  return crc == expected ? style_file::kOk : style_file::kReadFailed;
+}
+
+uint32_t BytesCrc(const char* bytes, int length) {
+  return bytes && length > 0 ? Crc32Register(bytes, static_cast<std::size_t>(length)) : kCrcOfNothing;
+}
+
+int ProbeFile(const CString& path) {
+  const FileHandle stream(host::OpenFile(path.str(), "rb"));
+  if (!stream) return style_file::kCannotOpen;
+  char bytes[4];
+  return std::fread(bytes, 1, sizeof bytes, stream.get()) == sizeof bytes ? style_file::kOk
+                                                                          : style_file::kReadFailed;
+}
+
+int Flushed(FILE* stream, int result) {
+  if (result == style_file::kOk && std::fflush(stream) != 0) return style_file::kWriteFailed;
+  return result;
+}
+
+bool ReadFloat(FILE* stream, float& number) {
+  float read;
+  if (std::fread(&read, 1, sizeof read, stream) != sizeof read) return false;
+  number = read;
+  return true;
+}
+
+}  // namespace trq::detail
