@@ -326,7 +326,9 @@ TEST(ParameterRecordBinary, NewVersionReadsADefault) {
 }
 
 TEST(ParameterRecordBinary, NaNVersionTakesTheShortForm) {
-  const auto stream = StreamOf(FloatBytes(3, 4, 1, 9));
+  ByteBuilder bytes;
+  bytes.I32(3).U8(1).U8(1).U8(1).I32(0).I32(7).I32(0).Raw("next");
+  const auto stream = StreamOf(bytes.bytes());
   IntRecord record;
   EXPECT_EQ(record.ReadRecord(stream.get(), std::numeric_limits<float>::quiet_NaN()), 0);
   EXPECT_EQ(std::ftell(stream.get()), 19);
