@@ -1,1 +1,3 @@
-int main() { return 70; }
+#include "command.h"
+
+int main(int argc, char** argv) { return trqprep::RunCommandLine(argc, argv); }

@@ -1,0 +1,25 @@
+#include "command.h"
+#include "completion.h"
+
+namespace trqprep {
+namespace {
+
+void Add(CommandTree& tree) {
+  auto shell = std::make_shared<std::string>();
+  Command& command = tree.Add("completion", "Print the completion script of a shell");
+  command.details =
+      "The script completes commands, verbs, options, the values that an option takes, and files.";
+  command.Choice("SHELL", *shell, "bash|zsh|fish", "The shell");
+  command.examples = {"trqprep completion bash > trqprep.bash", "trqprep completion fish"};
+  command.run = [shell, &tree](Context& context) {
+    context.text = CompletionScript(tree, *shell);
+    context.data["shell"] = *shell;
+    context.data["script"] = context.text;
+    return ExitCode::kDone;
+  };
+}
+
+const CommandRegistration kRegistration(110, Add);
+
+}  // namespace
+}  // namespace trqprep

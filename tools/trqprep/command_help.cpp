@@ -1,0 +1,60 @@
+#include <CLI/CLI.hpp>
+
+#include "command.h"
+#include "help_pages.h"
+#include "suggestions.h"
+
+namespace trqprep {
+namespace {
+
+struct Options {
+  std::vector<std::string> path;
+  bool man_page = false;
+  bool reference_page = false;
+};
+
+ExitCode Run(Context& context, CommandTree& tree, const Options& options) {
+  if (options.man_page) {
+    context.text = ManPage(tree);
+  } else if (options.reference_page) {
+    context.text = ReferencePage(tree);
+  } else {
+    CLI::App* app = &tree.root();
+    for (const std::string& word : options.path) {
+      std::vector<std::string> names;
+      CLI::App* next = nullptr;
+      for (CLI::App* sub : app->get_subcommands([](CLI::App*) { return true; })) {
+        names.push_back(sub->get_name());
+        if (sub->get_name() == word) next = sub;
+      }
+      if (!next) {
+        Fail(ExitCode::kUsage,
+             Message("USAGE", "", "unknown command '" + word + "'")
+                 .Hint(names.empty() ? "'trqprep help' lists the commands" : DidYouMean(word, names)));
+      }
+      app = next;
+    }
+    context.text = HelpText(tree, *app);
+  }
+  context.data["help"] = context.text;
+  return ExitCode::kDone;
+}
+
+void Add(CommandTree& tree) {
+  auto options = std::make_shared<Options>();
+  Command& command = tree.Add("help", "Tell about the tool or a command");
+  command.details =
+      "'trqprep help build' is 'trqprep build --help'. The manual page and the reference page are made "
+      "from the same options.";
+  command.Arguments("COMMAND", options->path, "The command, and its verb if it has verbs", false)
+      ->type_name("COMMAND");
+  command.Flag("--man-page", options->man_page, "Print the manual page, trqprep(1)");
+  command.Flag("--reference-page", options->reference_page, "Print the reference page in Markdown");
+  command.examples = {"trqprep help build", "trqprep help --man-page > trqprep.1"};
+  command.run = [options, &tree](Context& context) { return Run(context, tree, *options); };
+}
+
+const CommandRegistration kRegistration(130, Add);
+
+}  // namespace
+}  // namespace trqprep

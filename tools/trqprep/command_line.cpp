@@ -1,0 +1,239 @@
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstring>
+#include <exception>
+#include <mutex>
+#include <new>
+
+#include "atomic_output.h"
+#include "command.h"
+#include "help_pages.h"
+#include "interrupt.h"
+#include "progress.h"
+#include "suggestions.h"
+#include "terminal.h"
+
+namespace trqprep {
+namespace {
+
+// What the watcher thread needs to say goodbye. Guarded by HoldInterruptions.
+struct Farewell {
+  bool json = false;
+  bool said = false;  // the result is out, or on its way
+  std::string schema = "trqprep.usage/1";
+  std::string units = "mm";
+};
+
+Farewell& TheFarewell() {
+  static Farewell* farewell = new Farewell;
+  return *farewell;
+}
+
+Json Envelope(const std::string& schema, ExitCode exit, const std::string& units, const Json& data) {
+  Json document;
+  document["schema"] = schema;
+  document["tool"] = ToolName();
+  document["ok"] = exit == ExitCode::kDone;
+  document["exit"] = static_cast<int>(exit);
+  document["units"] = units;
+  document["data"] = data;
+  document["messages"] = Json::array();
+  return document;
+}
+
+void SayGoodbye() {
+  EndProgress();
+  Farewell& farewell = TheFarewell();
+  const Message message("INTERRUPTED", "", "interrupted; nothing was left half written");
+  WriteErrorStream(RenderMessage(message, ErrorStreamHasColour()));
+  if (!farewell.json || farewell.said) return;
+  Json document = Envelope(farewell.schema, ExitCode::kInterrupted, farewell.units, Json::object());
+  document["messages"].push_back(MessageToJson(message));
+  WriteStandardOutput(JsonDocument(document));
+}
+
+[[noreturn]] void EndBadly() {
+  RemoveTemporaryPaths();
+  WriteErrorStream("trqprep: error: the library ended in a way that cannot be handled [INTERNAL]\n");
+  _exit(static_cast<int>(ExitCode::kInternal));
+}
+
+// Writes the result; what was asked for and could not be written is a failure of its own.
+int Finish(Context& context, const std::string& schema, ExitCode exit) {
+  EndProgress();
+  {
+    const auto hold = HoldInterruptions();
+    TheFarewell().said = true;
+  }
+  std::string result = context.text;
+  if (context.options.json) {
+    Json document =
+        Envelope(schema, exit, UnitsName(context.data_units.value_or(context.units())), context.data);
+    for (const Message& message : context.messages()) document["messages"].push_back(MessageToJson(message));
+    result = JsonDocument(document);
+  }
+  if (const int error = WriteStandardOutput(result); error != 0) {
+    context.Error(Message("OUTPUT-UNWRITABLE", "standard output", SystemText(error)));
+    if (exit == ExitCode::kDone || exit == ExitCode::kNo) exit = ExitCode::kOutput;
+  }
+  return static_cast<int>(exit);
+}
+
+std::string PathOf(const CLI::App& app) {
+  if (!app.get_parent()) return app.get_name();
+  return PathOf(*app.get_parent()) + " " + app.get_name();
+}
+
+// "trqprep.style.show/1" for the command `trqprep style show`.
+std::string SchemaOf(const CLI::App& app) {
+  std::string path = PathOf(app);
+  for (char& c : path) {
+    if (c == ' ') c = '.';
+  }
+  return (app.get_parent() ? path : path + ".usage") + "/1";
+}
+
+CLI::App& DeepestParsed(CLI::App& root) {
+  CLI::App* app = &root;
+  while (!app->get_subcommands().empty()) app = app->get_subcommands().front();
+  return *app;
+}
+
+std::vector<std::string> OptionNames(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::Option* option : app.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+    for (const std::string& name : option->get_snames()) names.push_back("-" + name);
+  }
+  return names;
+}
+
+std::vector<std::string> CommandNames(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::App* sub : app.get_subcommands([](const CLI::App* a) { return !a->get_name().empty(); })) {
+    names.push_back(sub->get_name());
+  }
+  return names;
+}
+
+std::string HelpHint(const CLI::App& app) {
+  return app.get_parent() ? "'" + PathOf(app) + " --help' lists the options"
+                          : "'trqprep help' lists the commands";
+}
+
+// What the command line holds that no command takes, worded for a person; nothing when all was taken.
+std::optional<Message> LeftOver(const CLI::App& app) {
+  const std::vector<std::string> rest = app.remaining();
+  if (rest.empty()) return std::nullopt;
+  const std::string first = rest[0] == "--" && rest.size() > 1 ? rest[1] : rest[0];
+  if (first.size() > 1 && first[0] == '-') {
+    const std::string name = first.substr(0, first.find('='));
+    return Message("USAGE", "", "unknown option " + name).Hint(DidYouMean(name, OptionNames(app)));
+  }
+  if (!CommandNames(app).empty()) {
+    return Message("USAGE", "", "unknown command '" + first + "'").Hint(DidYouMean(first, CommandNames(app)));
+  }
+  return Message("USAGE", "", "unexpected argument '" + first + "'").Hint(HelpHint(app));
+}
+
+std::optional<Message> FirstLeftOver(const CLI::App& root) {
+  for (const CLI::App* app = &root;; app = app->get_subcommands().front()) {
+    if (auto left_over = LeftOver(*app)) return left_over;
+    if (app->get_subcommands().empty()) return std::nullopt;
+  }
+}
+
+// CLI11 takes "[a,b]" as a list; a file of such a name gets a spelling that it leaves alone.
+std::string KeepBracketedFile(const std::string& argument) {
+  const bool bracketed = argument.size() > 1 && argument.front() == '[' && argument.back() == ']';
+  return bracketed && access(argument.c_str(), F_OK) == 0 ? "./" + argument : argument;
+}
+
+ExitCode Run(Context& context, int argc, char** argv, std::string& schema) {
+  CommandTree tree(context);
+  CLI::App& root = tree.root();
+  std::vector<std::string> arguments(argv + 1, argv + argc);
+  for (std::string& argument : arguments) argument = KeepBracketedFile(argument);
+  std::reverse(arguments.begin(), arguments.end());  // as CLI11 takes them
+  std::optional<Message> complaint;
+  bool wants_help = false;
+  try {
+    root.parse(arguments);
+  } catch (const CLI::CallForHelp&) {
+    wants_help = true;
+  } catch (const CLI::CallForVersion&) {
+    context.Print("{}\n", ToolName());
+    context.data["version"] = ToolVersion();
+    schema = "trqprep.version/1";
+    return ExitCode::kDone;
+  } catch (const CLI::ParseError& error) {
+    complaint = Message("USAGE", "", error.what());
+  }
+  CLI::App& app = DeepestParsed(root);
+  schema = SchemaOf(app);
+  {
+    const auto hold = HoldInterruptions();
+    TheFarewell().schema = schema;
+    TheFarewell().json = context.options.json;
+    TheFarewell().units = context.options.units;
+  }
+  if (wants_help) {
+    context.text = HelpText(tree, app);
+    context.data["help"] = context.text;
+    return ExitCode::kDone;
+  }
+  // An option with a spelling mistake explains most other complaints.
+  if (auto left_over = FirstLeftOver(root)) complaint = left_over;
+  if (complaint) {
+    if (complaint->hint.empty()) complaint->Hint(HelpHint(app));
+    Fail(ExitCode::kUsage, *complaint);
+  }
+  Command* command = tree.Find(&app);
+  if (!command || !command->run) {
+    Fail(ExitCode::kUsage,
+         Message("USAGE", "",
+                 app.get_parent() ? "'" + PathOf(app) + "' needs a verb" : std::string("no command given"))
+             .Hint(app.get_parent() ? "one of " + fmt::format("{}", fmt::join(CommandNames(app), ", "))
+                                    : HelpHint(app)));
+  }
+  const MessageBoxes boxes(context);
+  return command->run(context);
+}
+
+}  // namespace
+
+int RunCommandLine(int argc, char** argv) {
+  RememberUmask();
+  TakeStandardOutput();
+  std::set_terminate(EndBadly);
+  WatchSignals(SayGoodbye);
+  Context context;
+  std::string schema = "trqprep.usage/1";
+  // A command line that cannot be parsed gets its document too.
+  for (int i = 1; i < argc && std::strcmp(argv[i], "--") != 0; ++i) {
+    if (std::strcmp(argv[i], "--json") == 0) context.options.json = true;
+  }
+  ExitCode exit = ExitCode::kInternal;
+  try {
+    try {
+      exit = Run(context, argc, argv, schema);
+    } catch (const Failure& failure) {
+      exit = failure.exit;
+      context.Say(failure.message);
+    } catch (const std::bad_alloc&) {
+      context.Error(Message("NO-MEMORY", context.current_file, "there is not enough memory for this"));
+    } catch (const std::exception& error) {
+      context.Error(
+          Message("INTERNAL", context.current_file, error.what()).Hint("please report this defect"));
+    }
+    return Finish(context, schema, exit);
+  } catch (const std::bad_alloc&) {
+    RemoveTemporaryPaths();
+    WriteErrorStream("trqprep: error: there is not enough memory for this [NO-MEMORY]\n");
+    return static_cast<int>(ExitCode::kInternal);
+  }
+}
+
+}  // namespace trqprep

@@ -1,0 +1,49 @@
+#include "context.h"
+
+#include "terminal.h"
+#include "trq/host.h"
+
+namespace trqprep {
+namespace {
+
+// Box texts carry line breaks for a window; a message is one line.
+std::string Flatten(const std::string& text) {
+  std::string line;
+  for (const char c : text) {
+    const bool blank = c == '\n' || c == '\r' || c == '\t' || c == ' ';
+    if (!blank) {
+      line += c;
+    } else if (!line.empty() && line.back() != ' ') {
+      line += ' ';
+    }
+  }
+  while (!line.empty() && line.back() == ' ') line.pop_back();
+  return line;
+}
+
+int AnswerBox(const char* text, unsigned buttons, void* user) {
+  Context& context = *static_cast<Context*>(user);
+  const std::string line = Flatten(text ? text : "");
+  if (buttons != message_box::kYesNoButtons) {
+    if (!context.box_filter || !context.box_filter(line, context.box_user)) {
+      context.Warn(Message("LIBRARY-MESSAGE", context.current_file, line));
+    }
+    return message_box::kOk;
+  }
+  if (context.options.yes) return message_box::kYes;
+  if (CanAsk()) return Ask(line) ? message_box::kYes : message_box::kNo;
+  context.Note(Message("ANSWERED-NO", context.current_file, line).Hint("--yes answers yes"));
+  return message_box::kNo;
+}
+
+}  // namespace
+
+void Context::Say(Message message) {
+  WriteErrorStream(RenderMessage(message, ErrorStreamHasColour()));
+  messages_.push_back(std::move(message));
+}
+
+MessageBoxes::MessageBoxes(Context& context) { SetMessageBoxHandler(AnswerBox, &context); }
+MessageBoxes::~MessageBoxes() { SetMessageBoxHandler(nullptr, nullptr); }
+
+}  // namespace trqprep

@@ -1,0 +1,122 @@
+#include "interrupt.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <filesystem>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "exit_codes.h"
+#include "progress.h"
+#include "terminal.h"
+
+namespace trqprep {
+namespace {
+
+struct Registry {
+  std::recursive_mutex mutex;
+  std::vector<std::string> paths;
+};
+
+Registry& TheRegistry() {
+  static Registry* registry = new Registry;  // outlives every other static: the watcher may need it last
+  return *registry;
+}
+
+void RemoveWhole(const std::string& path) {
+  std::error_code error;
+  // The main thread may still be creating files inside; the folder is gone once nothing new appears.
+  for (int attempt = 0; attempt < 10; ++attempt) {
+    std::filesystem::remove_all(path, error);
+    if (!error) return;
+  }
+}
+
+void Watch(sigset_t signals, void (*last_words)()) {
+  const bool draws_progress = ErrorStreamIsTerminal();
+  while (true) {
+    int number = 0;
+    if (draws_progress) {
+      const timespec pause{0, 200'000'000};
+      number = sigtimedwait(&signals, nullptr, &pause);
+      if (number < 0) {
+        TickProgress();
+        continue;
+      }
+    } else {
+      number = sigwaitinfo(&signals, nullptr);
+      if (number < 0) continue;
+    }
+    const auto hold = HoldInterruptions();
+    RemoveTemporaryPaths();
+    last_words();
+    _exit(static_cast<int>(ExitCode::kInterrupted));
+  }
+}
+
+}  // namespace
+
+void WatchSignals(void (*last_words)()) {
+  // Writing to a closed pipe or beyond a size limit is an error to report, not a reason to die.
+  signal(SIGPIPE, SIG_IGN);
+  signal(SIGXFSZ, SIG_IGN);
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction action {};
+    // nohup and shells ignore a signal on purpose; a blocked signal would be delivered all the same.
+    if (sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) continue;
+    sigaddset(&signals, number);
+  }
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  std::thread(Watch, signals, last_words).detach();
+}
+
+TemporaryPath::TemporaryPath(std::string path) : path_(std::move(path)) {
+  const std::lock_guard lock(TheRegistry().mutex);
+  TheRegistry().paths.push_back(path_);
+}
+
+TemporaryPath::TemporaryPath(TemporaryPath&& other) noexcept : path_(std::exchange(other.path_, {})) {}
+
+TemporaryPath& TemporaryPath::operator=(TemporaryPath&& other) noexcept {
+  if (this != &other) {
+    Remove();
+    path_ = std::exchange(other.path_, {});
+  }
+  return *this;
+}
+
+TemporaryPath::~TemporaryPath() { Remove(); }
+
+void TemporaryPath::Release() {
+  if (path_.empty()) return;
+  Registry& registry = TheRegistry();
+  const std::lock_guard lock(registry.mutex);
+  const auto entry = std::find(registry.paths.begin(), registry.paths.end(), path_);
+  if (entry != registry.paths.end()) registry.paths.erase(entry);
+  path_.clear();
+}
+
+void TemporaryPath::Remove() {
+  if (path_.empty()) return;
+  const std::lock_guard lock(TheRegistry().mutex);
+  RemoveWhole(path_);
+  Release();
+}
+
+std::unique_lock<std::recursive_mutex> HoldInterruptions() { return std::unique_lock(TheRegistry().mutex); }
+
+void RemoveTemporaryPaths() {
+  Registry& registry = TheRegistry();
+  const std::lock_guard lock(registry.mutex);
+  for (const std::string& path : registry.paths) RemoveWhole(path);
+  registry.paths.clear();
+}
+
+}  // namespace trqprep

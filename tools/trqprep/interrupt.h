@@ -1,0 +1,40 @@
+/// Clean-up that happens on every way out: temporary paths, and the thread that watches for signals.
+#pragma once
+
+#include <mutex>
+#include <string>
+
+namespace trqprep {
+
+/// Blocks SIGINT, SIGTERM and SIGHUP (unless the tool was started with them ignored), ignores SIGPIPE and
+/// SIGXFSZ, and starts the thread that waits for the former. When one arrives, every registered temporary
+/// path is removed, `last_words` is called and the process ends with 130. The thread also draws progress.
+void WatchSignals(void (*last_words)());
+
+/// A file or folder that disappears when this object does, or when the process is interrupted.
+class TemporaryPath {
+ public:
+  TemporaryPath() = default;
+  /// Takes charge of a path that exists or will exist soon.
+  explicit TemporaryPath(std::string path);
+  TemporaryPath(TemporaryPath&& other) noexcept;
+  TemporaryPath& operator=(TemporaryPath&& other) noexcept;
+  ~TemporaryPath();
+  const std::string& path() const { return path_; }
+  /// Lets go of the path: it stays where it is.
+  void Release();
+  /// Removes the path now.
+  void Remove();
+
+ private:
+  std::string path_;
+};
+
+/// Held while a temporary path gets its final name, so that an interruption comes before or after, never
+/// in between.
+std::unique_lock<std::recursive_mutex> HoldInterruptions();
+
+/// Removes every registered path; for ways out that run no destructors.
+void RemoveTemporaryPaths();
+
+}  // namespace trqprep
