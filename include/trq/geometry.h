@@ -40,6 +40,17 @@ namespace mesh_io {
 enum Result : int { kDone = 0, kFailed = 1 };
 }  // namespace mesh_io
 
+/// Results of CTL::read_stl; also of CTL::LoadSTLFile, which answers mesh_io::kFailed as well.
+namespace stl_import {
+enum Result : int {
+  kOk = 0,
+  kNoHeader = -1,       ///< fewer than 80 bytes, or a stream that cannot go back where it has to
+  kNoCount = -2,        ///< the facet count is cut short or not positive
+  kNotBuilt = -3,       ///< no two corners merged
+  kFacetsMissing = -4,  ///< fewer facets than announced, and that was not accepted
+};
+}  // namespace stl_import
+
 /// An owned array that knows how many elements it has room for. New room is zero bytes, and costs no memory
 /// before it is written to. Moving leaves an empty array behind; copying is asked for by name (Clone).
 template <class T>
@@ -278,15 +289,48 @@ class TRQ_EXPORT CTL : public COMPONENT {
   /// mesh has no triangles; in that case an empty file stays behind. Requires: num_vertices() >= 3, so that
   /// attributes fit the packed width.
   int SaveCTLModel(CString path, float matrix[4][4], int mm_to_inch);
+  /// Reads every solid of an STL file (docs/formats/stl.md), ASCII or binary, into this mesh and calculates
+  /// the normals. `file_units` becomes the header's units. `accept_partial`, which may be null, tells on
+  /// input whether (nonzero) a binary solid with fewer facets than it announces is taken as far as it goes;
+  /// it is 0 after an ASCII file. The other arguments are ignored: corners merge within 1e-4. Answers the
+  /// code of the first solid when that fails (stl_import::Result), else the result of Calculate_normals; how
+  /// the last solid ended is not told. Missing facets show the message box "Warning: <n> triangles are
+  /// missing in the STL file.". More than 26 000 000 facets in a solid: throws the integer 9 after a line on
+  /// the error stream. On failure the mesh is to be cleared or destroyed.
   int LoadSTLFile(FILE* f, int file_units, int* accept_partial, int extra1, float tolerance, int extra2);
+  /// Reads one solid. At the start of the stream ASCII is tried first, as ascii_read does, to the stream's
+  /// end; anywhere else, and on streams that cannot tell their position, it is a binary solid.
+  /// Answers stl_import::Result. `extra1` and `extra2` are ignored.
   int read_stl(FILE* f, int file_units, int* accept_partial, int extra1, float tolerance, int extra2);
+  /// Reads ASCII STL from the stream's position to its end. Answers 0; -1 when the text is not ASCII STL, a
+  /// facet lacks a number, or no two corners merged. Throws 9 as LoadSTLFile.
   int ascii_read(FILE* f, int file_units, float tolerance, int extra1, int extra2);
+  /// Makes the mesh out of the facets: corners closer than `tolerance` on every axis become one vertex, as
+  /// far as the merge table brings them together (docs/formats/stl.md). Sets the counts, the header's units
+  /// and the unit matrix; the box, the normals and the sort state stay. Degenerate facets stay in. Answers 0;
+  /// -1 when no two corners merged (kept: a single facet is refused); only the units are set then.
   int create(TriangleBAG& bag, float tolerance, int file_units, int extra);
+  /// Writes the fixed 80-byte header of a binary STL file and `count`. Answers 1. A null stream: nothing.
   int SaveSTLHeader(FILE* f, int count);
+  /// Writes the facet records of a binary STL file: the stored normals unchanged, the corners placed by
+  /// `matrix` (row-major, column vectors; with `mm_to_inch` 1 it is meant for inches while mesh and file are
+  /// in millimetres), the low 16 bits of the attributes. Answers 1; 0 for a null stream. Write errors stay on
+  /// record in the stream.
   int SaveModifiedCTLDataAsSTL(FILE* f, int mm_to_inch, float matrix[4][4]);
+  /// Writes the mesh as a binary STL file with a stamp in its header (docs/formats/stl.md): computer, login
+  /// name, `stamp_number` and room for the checksum of crcSTLFile. Normals are placed as directions and
+  /// brought to length 1; attributes that are negative as 16 bits become 0.
+  /// Answers mesh_io::kDone; kFailed after a message box when the file cannot be created or written to its
+  /// end. A mesh without triangles makes a file of no facets.
   int SaveCTLasBinarySTL(CString path, float matrix[4][4], int mm_to_inch, int stamp_number);
+  /// Writes the mesh as an ASCII STL file with seven digits a number; otherwise as SaveCTLasBinarySTL.
   int SaveCTLasAsciiSTL(CString path, float matrix[4][4], int mm_to_inch);
+  /// Appends the decimal checksum of the facet records (CCRC::calcCRC) to the header text of a binary STL
+  /// file, when that contains "CRC", as far as the 80 bytes go; what follows the records is cut off. Answers
+  /// 0, always. A file that cannot be read, or is shorter than its count says, is left alone.
   int crcSTLFile(const char* path);
+  /// Whether the number after "CRC" in the header text (0 when there is none) is the checksum of the facet
+  /// records. False for a file that cannot be read or is shorter than its count says.
   bool crcValidateSTLFile(const char* path);
   /// Writes the 80 bytes of the STL header text as they are, then an ASCII facet a triangle with two
   /// decimals; no solid lines, the normal is the constant text "1 1 1". A null file: nothing.
@@ -301,6 +345,10 @@ class TRQ_EXPORT CTL : public COMPONENT {
   /// Frees the seven arrays, sets both counts to 0, makes the extents stale. The rest of the header, the
   /// name, and the vents and drains stay.
   void clear();
+  /// Coarsens the mesh to about `target_triangles`: vertices closer than sqrt(area() / target_triangles) are
+  /// merged as by create, each into the earliest of its neighbourhood, and triangles that lose a corner are
+  /// dropped. Answers 1; 0, and nothing done, when the mesh has no more triangles than that. The box and the
+  /// normals stay as they were.
   int approximate(int target_triangles);
   /// Makes `dst` hold copies of this mesh's vertices, triangles and normals (none when this mesh has none),
   /// its counts and header units. The box, the name and the rest of the header stay. Onto itself, null:

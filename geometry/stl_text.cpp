@@ -1,0 +1,255 @@
+#include "geometry/stl_text.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+namespace trq::detail {
+namespace {
+
+// ---------------------------------------------------------------------------------------------------------
+// Reading. One pass over the text in blocks; a line is what fgets with a buffer of 1024 bytes would deliver.
+// Lines are lexed in place: every line handed out ends in '\n', which is neither part of a token nor of a
+// number, so that no loop needs to test for the end.
+
+constexpr std::size_t kLongestLine = 1023;
+constexpr std::size_t kBlock = std::size_t{1} << 18;
+
+class LineReader {
+ public:
+  explicit LineReader(std::FILE* f) : file_(f), buffer_(kBlock) {}
+
+  /// The next line, ended by '\n'; null at the end. Valid until the next call.
+  const char* Next() {
+    std::size_t left = filled_ - next_;
+    if (left < kLongestLine && !at_end_) left = Refill();
+    if (left == 0) return nullptr;
+    const char* const begin = buffer_.data() + next_;
+    const std::size_t limit = std::min(left, kLongestLine);
+    if (const void* end = std::memchr(begin, '\n', limit)) {
+      next_ += static_cast<std::size_t>(static_cast<const char*>(end) + 1 - begin);
+      return begin;
+    }
+    // A line that is too long goes on as the next one; the last one may lack its end.
+    std::memcpy(unended_, begin, limit);
+    unended_[limit] = '\n';
+    next_ += limit;
+    return unended_;
+  }
+
+ private:
+  std::size_t Refill() {
+    const std::size_t left = filled_ - next_;
+    std::memmove(buffer_.data(), buffer_.data() + next_, left);
+    next_ = 0;
+    filled_ = left + std::fread(buffer_.data() + left, 1, buffer_.size() - left, file_);
+    at_end_ = filled_ < buffer_.size();
+    return filled_;
+  }
+
+  std::FILE* file_;
+  std::vector<char> buffer_;
+  std::size_t next_ = 0;
+  std::size_t filled_ = 0;
+  bool at_end_ = false;
+  char unended_[kLongestLine + 1];
+};
+
+// Only blanks separate the tokens of a line; its text ends at a NUL or before its trailing CR and LF.
+bool AtTextEnd(const char* p) {
+  while (*p == '\r') ++p;
+  return *p == '\n' || *p == '\0';
+}
+
+const char* FirstToken(const char* line) {
+  while (*line == ' ') ++line;
+  return line;
+}
+
+bool HasToken(const char* line) { return !AtTextEnd(FirstToken(line)); }
+
+/// `keyword` has five lower-case letters. For letters the order-less rule of strcasecmp_j is plain case.
+bool FirstTokenIs(const char* line, const char* keyword) {
+  const char* token = FirstToken(line);
+  for (int i = 0; i < 5; ++i) {
+    if (token[i] != keyword[i] && token[i] != keyword[i] - 32) return false;
+  }
+  return token[5] == ' ' || AtTextEnd(token + 5);
+}
+
+// Corner lines are lexed by white space as scanf sees it.
+bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+const char* SkipSpaces(const char* p) {
+  while (IsSpace(*p) && *p != '\n') ++p;
+  return p;
+}
+
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+constexpr double kPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                   1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+constexpr int kLargestExactPower = 22;
+
+/// The float next to digits * 10^exponent by one exact operation in double; false when that cannot be sure.
+bool ConvertExactly(uint64_t digits, int exponent, float& value) {
+  if (digits > uint64_t{1} << 53 || exponent < -kLargestExactPower || exponent > kLargestExactPower)
+    return false;
+  // Both operands are exact, so this is the double next to the number.
+  const double v = exponent < 0 ? static_cast<double>(digits) / kPowersOfTen[-exponent]
+                                : static_cast<double>(digits) * kPowersOfTen[exponent];
+  // Rounding it again goes astray only when it lies half-way between two floats.
+  uint64_t bits;
+  std::memcpy(&bits, &v, sizeof bits);
+  if ((bits & 0x1FFFFFFF) == 0x10000000) return false;
+  value = static_cast<float>(v);
+  return true;
+}
+
+/// Any number: `text` has digits, perhaps a point and an exponent, no sign. `magnitude` is the power of ten
+/// of the first digit that is not 0.
+float ConvertAny(const char* text, const char* end, int magnitude) {
+  float value = 0;
+  if (std::from_chars(text, end, value).ec == std::errc::result_out_of_range)
+    return magnitude > 0 ? HUGE_VALF : 0.0f;
+  return value;
+}
+
+/// Lexes a decimal number as scanf("%f") does in the "C" locale and moves `p` behind it. False, when there is
+/// none: "nan", "inf", hexadecimal numbers and exponents without digits are none.
+bool ReadNumber(const char*& p, float& value) {
+  p = SkipSpaces(p);
+  const bool negative = *p == '-';
+  if (negative || *p == '+') ++p;
+  const char* const text = p;
+  if (*p == '0' && (p[1] == 'x' || p[1] == 'X')) return false;
+
+  uint64_t digits = 0;  // wraps when there are more than 19; not used then
+  for (; IsDigit(*p); ++p) digits = digits * 10 + static_cast<uint64_t>(*p - '0');
+  std::ptrdiff_t digit_count = p - text;
+  int exponent = 0;
+  const char* const point = p;
+  if (*p == '.') {
+    ++p;
+    for (; IsDigit(*p); ++p) digits = digits * 10 + static_cast<uint64_t>(*p - '0');
+    const std::ptrdiff_t decimals = p - point - 1;
+    digit_count += decimals;
+    exponent = -static_cast<int>(decimals);
+  }
+  if (digit_count == 0) return false;
+  int written_exponent = 0;
+  if (*p == 'e' || *p == 'E') {
+    ++p;
+    const bool negative_exponent = *p == '-';
+    if (negative_exponent || *p == '+') ++p;
+    if (!IsDigit(*p)) return false;
+    for (; IsDigit(*p); ++p) written_exponent = std::min(written_exponent * 10 + (*p - '0'), 99999);
+    if (negative_exponent) written_exponent = -written_exponent;
+  }
+  if (digit_count > 19 || !ConvertExactly(digits, exponent + written_exponent, value)) {
+    const char* first = text;
+    while (*first == '0' || *first == '.') ++first;
+    const std::ptrdiff_t power = first < point ? point - first - 1 : point - first;
+    value = ConvertAny(text, p, written_exponent + static_cast<int>(power));
+  }
+  if (negative) value = -value;
+  return true;
+}
+
+bool ReadCorner(const char* p, R_INT3& corner) {
+  p = SkipSpaces(p);
+  if (*p == '\n' || *p == '\0') return false;
+  while (!IsSpace(*p) && *p != '\0') ++p;  // any word
+  for (int k = 0; k < 3; ++k) {
+    float value;
+    if (!ReadNumber(p, value)) return false;
+    std::memcpy(&corner[k], &value, sizeof value);
+  }
+  return true;
+}
+
+}  // namespace
+
+bool ReadAsciiFacets(std::FILE* f, TriangleBAG& bag) {
+  LineReader lines(f);
+  const char* line = lines.Next();
+  if (!line || !HasToken(line)) return false;
+  line = lines.Next();
+  if (!line || !FirstTokenIs(line, "facet")) return false;
+  R_TRIANGLE facet;
+  while ((line = lines.Next()) != nullptr) {
+    if (!FirstTokenIs(line, "outer")) continue;
+    for (R_INT3& corner : facet.corner) {
+      line = lines.Next();
+      if (!line || !ReadCorner(line, corner)) return false;
+    }
+    bag.append(facet);
+  }
+  return true;
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Writing
+
+namespace {
+
+char* WriteByLibrary(char* out, float v) {
+  return std::to_chars(out, out + 32, static_cast<double>(v), std::chars_format::scientific, 6).ptr;
+}
+
+}  // namespace
+
+char* WriteScientific(char* out, float v) {
+  uint32_t bits;
+  std::memcpy(&bits, &v, sizeof bits);
+  if (bits >> 31) *out++ = '-';
+  const int binary_exponent = static_cast<int>(bits >> 23 & 0xFF) - 127;
+  uint32_t digits = 0;
+  int exponent = 0;
+  if (v != 0) {
+    const double magnitude = std::fabs(static_cast<double>(v));
+    // floor(binary_exponent * log10(2)), which is the decimal exponent or one less.
+    exponent = binary_exponent * 1233 >> 12;
+    double scaled = 0;
+    for (bool settled = false; !settled;) {
+      const int power = 6 - exponent;
+      // Also infinities, NaN and subnormal numbers.
+      if (power < -kLargestExactPower || power > kLargestExactPower)
+        return WriteByLibrary(bits >> 31 ? out - 1 : out, v);
+      // The power is exact: the product is off by at most half a unit in its last place, 2^-30.
+      scaled = power < 0 ? magnitude / kPowersOfTen[-power] : magnitude * kPowersOfTen[power];
+      settled = scaled < 1e7;
+      if (!settled) ++exponent;
+    }
+    digits = static_cast<uint32_t>(scaled);
+    const double rest = scaled - digits;
+    // Too near to half-way to be sure: the exact value decides.
+    if (std::fabs(rest - 0.5) <= 0x1p-28) return WriteByLibrary(bits >> 31 ? out - 1 : out, v);
+    digits += rest > 0.5;
+    if (digits == 10000000) {
+      digits = 1000000;
+      ++exponent;
+    }
+  }
+  char text[8];
+  for (int i = 7; i > 1; --i) {
+    text[i] = static_cast<char>('0' + digits % 10);
+    digits /= 10;
+  }
+  text[0] = static_cast<char>('0' + digits);
+  text[1] = '.';
+  std::memcpy(out, text, sizeof text);
+  out += sizeof text;
+  *out++ = 'e';
+  *out++ = exponent < 0 ? '-' : '+';
+  const int size = std::abs(exponent);
+  *out++ = static_cast<char>('0' + size / 10);
+  *out++ = static_cast<char>('0' + size % 10);
+  return out;
+}
+
+}  // namespace trq::detail

@@ -1,0 +1,80 @@
+/// Merging of points that lie closer together than a tolerance: how corners become shared vertices.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "trq/geometry.h"
+
+namespace trq::detail {
+
+/// The hash by which the merge table chooses a point's bucket: cell indices trunc(c / t), then
+/// |trunc(iz*t*68.265 + iy*t*24343.0 + ix*t*31.3)|, all in double.
+int32_t VertexHash(const PbVec3f& p, float tolerance);
+
+/// Whether two points are the same vertex for the merge table: closer than the tolerance on every axis.
+/// Differences are taken in double; NaN and infinite coordinates are the same as nothing.
+bool SameVertex(const PbVec3f& a, const PbVec3f& b, float tolerance);
+
+/// Merges points, taken in order, into vertices. Two points match when they are the SameVertex and their
+/// hashes fall into the same of `bucket_count` buckets.
+///
+/// A point becomes a vertex when no earlier vertex matches it. Once all points are there, each point stands
+/// for the vertex that a look-up in the complete table answers: the first vertex of the point's bucket when
+/// it matches, else the matching vertex with the highest number. A point that nothing matches, not even
+/// itself (NaN, infinity, a tolerance of 0 or less or NaN), stands for the vertex made for it.
+class VertexMerger {
+ public:
+  /// `vertices` is filled from the front; it needs room for every point that will be added and stays the
+  /// caller's. bucket_count is at least 1.
+  VertexMerger(float tolerance, int32_t bucket_count, PbVec3f* vertices);
+
+  /// Adds points. answers[i] is the number of the point's vertex, or negative when only Finish can tell.
+  void Add(const PbVec3f* points, std::size_t count, int32_t* answers);
+  /// To be called after the last Add: settles the negative answers.
+  void Finish();
+  /// Whether negative answers were given at all.
+  bool has_late_answers() const { return !late_points_.empty(); }
+  /// After Finish: the vertex that an answer of Add means.
+  int32_t VertexOf(int32_t answer) const {
+    return answer >= 0 ? answer : late_vertices_[static_cast<std::size_t>(~answer)];
+  }
+  int32_t vertex_count() const { return vertex_count_; }
+
+ private:
+  uint64_t CellOf(double coordinate) const;
+  uint64_t HashOf(const PbVec3f& p) const;
+  std::size_t SlotOf(uint64_t hash) const;
+  std::size_t NextSlot(std::size_t slot) const { return slot + 1 == slots_.size() ? 0 : slot + 1; }
+  bool NearCellBorder(const PbVec3f& p) const;
+  int32_t AddOne(const PbVec3f& p, uint64_t hash);
+  int32_t Append(const PbVec3f& p);
+  template <class Visit>
+  void ForEachMatch(const PbVec3f& p, Visit visit) const;
+  bool HasMatch(const PbVec3f& p) const;
+  int32_t BucketOf(const PbVec3f& p) const { return VertexHash(p, tolerance_) % bucket_count_; }
+  void FindBucketStarts();
+  void SetCellWidth(double in_tolerances);
+  void Adapt(std::size_t points_to_come);
+  void RebuildTable(std::size_t slot_count);
+
+  const float tolerance_;
+  const int32_t bucket_count_;
+  PbVec3f* const vertices_;
+  int32_t vertex_count_ = 0;
+
+  double reach_ = 0;  // the tolerance, finite
+  double width_ = 0;  // of a cell, in tolerances
+  double cells_per_unit_ = 0;
+  MeshArray<uint64_t> slots_;  // 0: free; else the low half of a cell's hash, then a vertex number plus 1
+  std::size_t slots_used_ = 0;
+  std::size_t recent_points_ = 0;
+  std::size_t recent_strangers_ = 0;
+
+  std::vector<PbVec3f> late_points_;
+  std::vector<int32_t> late_vertices_;
+  std::vector<int32_t> bucket_starts_;
+};
+
+}  // namespace trq::detail
