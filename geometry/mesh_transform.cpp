@@ -109,7 +109,7 @@ void CTL::mirror(CTL* dst, int axis, int mm_to_inch, float offset, COMPONENT_INF
                  COMPONENT_INFO* dst_info) {
   if (!dst || !info || !dst_info) return;
   const bool mirrors = axis >= 0 && axis <= 2;
-  const int a = 2 - axis;  // the mirrored coordinate: axis 0 is z
+  const int a = mirrors ? 2 - axis : 0;  // the mirrored coordinate: axis 0 is z
   // Everything is read before anything is written: the destinations may be the sources.
   const PlacementRecord source = info->record;
   const int32_t words[] = {info->word(2), info->word(3), info->word(4), info->word(5)};
