@@ -2,5 +2,6 @@
 #include "trq/foundation.h"
 
 uint32_t CCRC::calcCRC(const void* buffer, std::size_t length) {
+  // Kept: the register is not inverted at the end.
   return trq::detail::Crc32Register(buffer, length);
 }

@@ -38,6 +38,7 @@ void CErrorObject::ClearError() {
 }
 
 void CErrorObject::SetError(int code, const char* text) {
+  // Kept: each is decided by itself, so a later text can join an earlier code.
   if (error_code_ == 0) error_code_ = code;
   if (error_message_.IsEmpty()) error_message_ = text;
 }

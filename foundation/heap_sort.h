@@ -1,5 +1,5 @@
-/// The heap sort of the interface for any array and comparison. Its order of equal elements is part of what
-/// files show, so it cannot be replaced by another sort.
+/// The heap sort of the interface for any array and comparison.
+/// Kept: its order of equal elements shows in files, so no other sort can take its place.
 #pragma once
 
 #include <cstddef>

@@ -41,6 +41,7 @@ void MATRICES::TransMatInverse(float D[4][4], const float M[4][4]) const {
     for (int j = 0; j < 3; ++j) D[i][j] = M[j][i];
   }
   for (int i = 0; i < 3; ++i) {
+    // Kept: the rotation is taken as orthonormal without a test, so a scale is not undone.
     // The order of the sum (x, z, y) decides its last bit.
     D[i][3] = static_cast<float>(-(D[i][0] * t0 + D[i][2] * t2 + D[i][1] * t1));
   }

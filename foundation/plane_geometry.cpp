@@ -33,7 +33,8 @@ double SquaredDistanceToFoot(const PbVec2f& a, const PbVec2f& p, const Foot& foo
   return x * x + y * y;
 }
 
-// Bearing from the +y axis towards +x.
+// Kept: the bearing runs from the +y axis towards +x (x is the first argument), which fixes the sense of
+// every angle made from it.
 double Bearing(const PbVec2f& v) { return std::atan2(static_cast<double>(v[0]), static_cast<double>(v[1])); }
 
 bool IsOrigin(const PbVec2f& v) { return v[0] == 0.0f && v[1] == 0.0f; }
@@ -86,6 +87,7 @@ int touches(const PbVec2f& a, const PbVec2f& b, const PbVec2f& p, float tol) {
 
 float dist_sq(const PbVec2f& a, const PbVec2f& b, const PbVec2f& p) {
   const Foot foot(a, b, p);
+  // Kept: the fraction is rounded to float here and not in touches.
   return static_cast<float>(SquaredDistanceToFoot(a, p, foot, static_cast<float>(foot.fraction)));
 }
 

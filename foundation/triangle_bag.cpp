@@ -44,6 +44,7 @@ void TriangleBAG::remove(int i) {
   // Empty, or past an overflow: there is no last record.
   if (current_block_ < 0 || static_cast<std::size_t>(current_block_) >= blocks_.size()) return;
   const int last = num() - 1;
+  // Kept: an index outside the bag is not refused; the last record is dropped.
   if (i >= 0 && i <= last) (*this)[i] = (*this)[last];
   if (--count_in_block_ == 0) {
     count_in_block_ = block_size_;

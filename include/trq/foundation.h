@@ -11,11 +11,13 @@
 #include "trq/host.h"
 
 // ---------------------------------------------------------------------------------------------------------
-// Value types. Sums, products and quotients are formed in double and rounded once when stored.
+// Value types. Sums, products and quotients are formed in double and rounded once when stored. Dividing by
+// zero gives IEEE infinities or NaN.
 
 /// A point or direction in the plane, x then y.
 class TRQ_EXPORT PbVec2f {
  public:
+  /// (0, 0).
   PbVec2f() : v_{0, 0} {}
   PbVec2f(float x, float y) : v_{x, y} {}
   PbVec2f(const PbVec2f&) = default;
@@ -31,7 +33,8 @@ class TRQ_EXPORT PbVec2f {
   /// Multiplies by the reciprocal 1/s, held as a float (PbVec3f divides each component instead).
   PbVec2f& operator/=(float s);
 
-  /// Largest difference, exclusive, that operator== takes as equal; 1e-5 at first. One value a thread.
+  /// Bound that a component's difference must stay below for operator== to call two points equal; 1e-5 at
+  /// first. Any caller may change it; every thread has its own.
   static thread_local float tolerance;
 
  private:
@@ -43,8 +46,10 @@ class TRQ_EXPORT PbVec3f {
  public:
   PbVec3f() {}  // NOLINT: unset, so that large arrays cost nothing to make
   PbVec3f(float x, float y, float z) : v_{x, y, z} {}
+  /// Copies v[0..2].
   explicit PbVec3f(const float* v) : v_{v[0], v[1], v[2]} {}
 
+  /// Sets x, y, z to the components.
   void getValue(float& x, float& y, float& z) const {
     x = v_[0];
     y = v_[1];
@@ -58,6 +63,7 @@ class TRQ_EXPORT PbVec3f {
   /// The three floats; no bounds check on use.
   const float* data() const { return v_; }
   float* data() { return v_; }
+  /// Component i, 0 = x, 1 = y, 2 = z; no bounds check.
   float operator[](int i) const { return v_[i]; }
   float& operator[](int i) { return v_[i]; }
 
@@ -79,6 +85,7 @@ class TRQ_EXPORT R_INT3 {
  public:
   R_INT3() {}  // NOLINT: unset
   R_INT3(int a, int b, int c) : v_{a, b, c} {}
+  /// Element i, 0..2; no bounds check.
   int& operator[](int i) { return v_[i]; }
   int operator[](int i) const { return v_[i]; }
   /// 1 when all three are equal, else 0.
@@ -94,8 +101,11 @@ static_assert(sizeof(R_INT3) == 12, "part of the 40-byte triangle record");
 /// Four integers: the mesh's triangle, three vertex indices and the facet attribute.
 class TRQ_EXPORT R_INT4 {
  public:
-  R_INT4() { v_[3] = 0; }  // NOLINT: the first three unset
+  /// The fourth is 0, the first three are unset.
+  R_INT4() { v_[3] = 0; }  // NOLINT
+  /// The fourth is 0.
   R_INT4(int a, int b, int c) : v_{a, b, c, 0} {}
+  /// Element i, 0..3; no bounds check.
   int& operator[](int i) { return v_[i]; }
   int operator[](int i) const { return v_[i]; }
   /// Copies the three, sets the fourth to 0.
@@ -135,32 +145,48 @@ static_assert(sizeof(VECTOR_LL) == 28, "a record of seven words");
 /// The destination comes first and must not be one of the sources. Holds no data.
 class TRQ_EXPORT MATRICES {
  public:
-  /// R = A·B; sums over k in double, rounded once.
+  /// R = A·B: R[i][j] = sum over k of A[i][k]·B[k][j], summed in double and rounded once.
   void matmult(float R[4][4], const float A[4][4], const float B[4][4]) const;
+  /// Copies S into D.
   void EquateMatrices(float D[4][4], const float S[4][4]) const;
+  /// 1 on the diagonal, 0 elsewhere.
   void InitToIdentity(float M[4][4]) const;
-  /// The upper-left 3x3 block.
+  /// R = the upper-left 3x3 block of M.
   void ExtractRotationMatrix(float R[3][3], const float M[4][4]) const;
+  /// out = M·v, summed in double and rounded once.
   void MatVecMult3x3(float out[3][1], const float M[3][3], const float v[3][1]) const;
-  /// Inverse of a rigid transform: transposed rotation, rotated negative translation. A scaled or sheared M
-  /// gives a wrong result without complaint.
+  /// Inverse of a rigid transform x' = R·x + t: D = (Rᵀ, -Rᵀ·t). R is taken as orthonormal without a test: a
+  /// scaled or sheared M gives a wrong result without complaint.
   void TransMatInverse(float D[4][4], const float M[4][4]) const;
 };
 
+/// 1 on the diagonal, 0 elsewhere; the same as MATRICES::InitToIdentity.
 TRQ_EXPORT void set_unit_matrix(float M[4][4]);
-/// y at x on the line through (x0, y0) and (x1, y1); y0 where |x1 - x0| < 1e-6. Extrapolates.
+
+/// Linear interpolation: (x - x0)·(y1 - y0)/(x1 - x0) + y0, or y0 where |x1 - x0| < 1e-6. An x outside
+/// [x0, x1] extrapolates.
 TRQ_EXPORT float interpolate(float x0, float y0, float x1, float y1, float x);
-/// 1 when both components differ by less than PbVec2f::tolerance.
+
+/// 1 when both components differ by less than PbVec2f::tolerance (a difference of just the tolerance is
+/// unequal), else 0.
 TRQ_EXPORT int operator==(const PbVec2f& a, const PbVec2f& b);
-/// Intersection of segments a-b and c-d by their extents widened by tol; 1 when found.
-/// Kept: out.x is written before the tests, out.y only when the x tests pass.
+
+/// Intersection of segment a-b with segment c-d: 1 when the lines' common point lies inside both segments'
+/// extents in x and in y, each widened by `tol` at both ends (ends included); else 0. Parallel lines: 0.
+/// `out` takes the point; after a 0 nothing in it is to be relied on: it is untouched for parallel lines, has
+/// only its x replaced when x fails, and both otherwise.
 TRQ_EXPORT int nonparallel_intersection(const PbVec2f& a, const PbVec2f& b, const PbVec2f& c,
                                         const PbVec2f& d, PbVec2f& out, float tol);
-/// 1 when p lies within tol of segment a-b, its foot between a and b; a zero-length segment never touches.
+
+/// 1 when p lies nearer than `tol` to segment a-b and its foot between a and b (both included), else 0.
+/// A segment without length is never touched.
 TRQ_EXPORT int touches(const PbVec2f& a, const PbVec2f& b, const PbVec2f& p, float tol);
-/// Squared distance from p to the infinite line through a and b; NaN when a == b.
+
+/// Squared distance from p to the infinite line through a and b; NaN when a equals b.
 TRQ_EXPORT float dist_sq(const PbVec2f& a, const PbVec2f& b, const PbVec2f& p);
-/// Angle at o from ray o-a to ray o-b in [0, 2 pi), bearings measured from +y towards +x.
+
+/// Angle at o from ray o-a to ray o-b in radians, 0 to 2 pi: the bearing of b less the bearing of a, bearings
+/// measured from +y towards +x. Pi when either ray has no length.
 TRQ_EXPORT float angle_between(const PbVec2f& a, const PbVec2f& o, const PbVec2f& b);
 
 // ---------------------------------------------------------------------------------------------------------
@@ -174,22 +200,28 @@ class TRQ_EXPORT R_TRIANGLE {
 };
 static_assert(sizeof(R_TRIANGLE) == 40, "ten words");
 
-/// A growing bag of triangles in blocks that never move. Not thread-safe.
+/// A growing bag of triangles in blocks that never move, so references to records stay valid until the bag is
+/// destroyed. One thread at a time.
 class TRQ_EXPORT TriangleBAG {
  public:
+  /// Room for max_blocks blocks of block_size records, allocated one by one as the bag grows. Without room
+  /// (either below 1) the first append overflows.
   explicit TriangleBAG(int max_blocks = 1000, int block_size = 1000);
   TriangleBAG(const TriangleBAG&) = delete;
   TriangleBAG& operator=(const TriangleBAG&) = delete;
   ~TriangleBAG();
 
-  /// Adds a copy at the end. Throws the integer 9, after a line on the error stream, when all blocks are
-  /// full; the bag is not usable afterwards (every further append throws again).
+  /// Adds a copy at the end. When all blocks are full: writes "Serious problem in TriangleBAG: MAX_BLOCKS is
+  /// too small" to the error stream and throws the integer 9; the bag is not usable afterwards (every further
+  /// append throws again).
   void append(const R_TRIANGLE& t);
+  /// Records in the bag.
   int num() const;
-  /// Record i; no bounds check.
+  /// Record i, 0 to num() - 1; no bounds check.
   R_TRIANGLE& operator[](int i);
   const R_TRIANGLE& operator[](int i) const;
-  /// Moves the last record into slot i; the order is not kept. On an empty bag: nothing.
+  /// Moves the last record into slot i, so the order is not kept. An i outside the bag is not checked for:
+  /// the last record is dropped. On an empty bag: nothing.
   void remove(int i);
   /// Empties the bag; the blocks stay for reuse.
   void clear();
@@ -202,17 +234,22 @@ class TRQ_EXPORT TriangleBAG {
   int32_t count_in_block_;
 };
 
-/// Packs small non-negative integers in place into a dense stream of bits, most significant bit first.
-/// Works on the caller's array, which must hold compressed_size(count) words.
+/// Packs small non-negative integers in place into a dense stream of bits. Item i occupies bits i·b to
+/// i·b + b - 1 of the stream, b being the width of n - 1; the stream is the array's 32-bit words in order,
+/// each from its most significant bit down. Works on the caller's array, which must hold the larger of the
+/// item count and compressed_size(count) words.
 class TRQ_EXPORT BYTE_PACKER {
  public:
   /// Items take values 0..n-1. The array is not owned.
   BYTE_PACKER(int* data, int n);
-  /// Packed size in 32-bit words: (bits * count) / 32 + 1.
+  /// Packed size of `count` items in 32-bit words: (b·count) / 32 + 1, one word beyond those that are full.
   int compressed_size(int count) const;
+  /// Packs the array's first `count` values into its front.
   void pack(int count);
+  /// Spreads `count` packed items over the array's first `count` words again.
   void unpack(int count);
-  /// Appends one item; values are not masked.
+  /// Appends one item at the current position. A value that is not below n is not masked and corrupts its
+  /// neighbour.
   void add_num(int v);
   /// Item i of the packed stream; moves the current position to it.
   int get_num(int i);
@@ -235,13 +272,25 @@ class TRQ_EXPORT BYTE_PACKER {
 class TRQ_EXPORT LIGHT_ITEM {
  public:
   LIGHT_ITEM() = default;
+  /// The first datum goes into the head, a later one directly behind it: data behind the head stand in
+  /// reverse order of insertion.
   void append2(void* d);
+  /// Puts d into the head; the head's datum, if any, moves directly behind it.
   void prepend2(void* d);
+  /// Data in the chain; 0 when the head has none.
   int length2() const;
+  /// Frees every item behind the head and empties the head.
   void clear2();
+  /// The first item for which cmp(its datum, key) is nonzero; null when there is none.
   LIGHT_ITEM* find_by2(int (*cmp)(void*, void*), void* key);
+  /// Puts a new item with d directly behind this one.
   void add_after(void* d);
+  /// Puts d before this item, whose predecessor is `prev`; null for the head of a chain, whose datum then
+  /// moves into a new item behind it.
   void add_before(LIGHT_ITEM* prev, void* d);
+  /// Takes this item's datum out of the chain. With a successor: takes over the successor's datum, frees the
+  /// successor and answers this item. As the last item: frees itself, ends the chain at `prev` (its
+  /// predecessor) and answers null; a lone head (`prev` null) only loses its datum.
   LIGHT_ITEM* remove(LIGHT_ITEM* prev);
 
   LIGHT_ITEM* next = nullptr;
@@ -255,31 +304,52 @@ class TRQ_EXPORT LIGHT_LIST {
   LIGHT_LIST(const LIGHT_LIST&) = delete;
   LIGHT_LIST& operator=(const LIGHT_LIST&) = delete;
   ~LIGHT_LIST() { clear(); }
+  /// Frees all items.
   void clear();
+  /// Adds d at the end.
   void append(void* d);
+  /// Number of items.
   int length() const;
+  /// Moves all items of `other` to the end of this list and leaves `other` empty. Joining an empty list
+  /// leaves this list's tail null; the next append finds the real end. Joining a list to itself does nothing.
   void join(LIGHT_LIST* other);
+  /// The first item for which cmp(its datum, key) is nonzero; null when there is none.
   LIGHT_ITEM* find_by(int (*cmp)(void*, void*), void* key);
 
   LIGHT_ITEM* head = nullptr;
   LIGHT_ITEM* tail = nullptr;
 };
 
-/// A chained hash table of untyped pointers.
+/// A chained hash table of untyped pointers. Owns its chains, not the data. A key's bucket is its hash modulo
+/// the bucket count; hash functions should not answer negative values, whose buckets are brought into range.
+/// Without buckets, adding does nothing and finding answers null. Within a bucket the order is that of
+/// LIGHT_ITEM::append2 and prepend2. Null data cannot be told from an empty bucket.
 class TRQ_EXPORT HASH_TABLE {
  public:
+  /// Hashes addresses and compares them for identity.
   explicit HASH_TABLE(int buckets);
+  /// compare(datum, key) answers nonzero for equal. A null function stands for the default: the low 32 bits
+  /// of the address, signed, divided by 4; identity.
   HASH_TABLE(int buckets, int (*hash)(void*), int (*compare)(void*, void*));
   HASH_TABLE(const HASH_TABLE&) = delete;
   HASH_TABLE& operator=(const HASH_TABLE&) = delete;
   ~HASH_TABLE();
+  /// Adds d under itself / under `key`.
   void add(void* d) { add(d, d); }
   void add(void* d, void* key);
+  /// Adds d as the first of its bucket.
   void add_first(void* d, void* key);
+  /// The first datum of key's bucket that equals key; null when there is none.
   void* find(void* key);
+  /// As find; adds key itself when nothing equals it, and answers it.
   void* add_or_find(void* key);
+  /// Head of the bucket for hash value h; null without buckets.
   LIGHT_ITEM* matches(int h);
+  /// Head of the bucket whose index is key's hash as it stands, not reduced by the bucket count; null when
+  /// there is no such bucket.
   LIGHT_ITEM* clashes(void* key);
+  /// Writes the bucket count, the length of each chain that is not empty, and their number to standard
+  /// output.
   void print_distribution();
 
  private:
@@ -299,8 +369,8 @@ struct MyPair {
   B second;
 };
 
-/// A growable array: making room for n allocates exactly n; appending to a full one grows it to
-/// capacity + (int)(capacity * growth_factor) + growth_addend.
+/// A growable array of `count` elements: making room for n allocates exactly n; appending to a full one grows
+/// it to capacity + (int)(capacity * growth_factor) + growth_addend.
 template <class T>
 class DynArray {
  public:
@@ -317,7 +387,7 @@ class DynArray {
       make_room(capacity() + static_cast<int>(capacity() * growth_factor) + growth_addend);
     items_[static_cast<std::size_t>(count++)] = value;
   }
-  static constexpr float growth_factor = 0.6666667f;
+  static constexpr double growth_factor = 0.6666667;
   static constexpr int growth_addend = 10;
 
  private:
@@ -327,38 +397,71 @@ class DynArray {
 // ---------------------------------------------------------------------------------------------------------
 // Strings and byte order
 
-/// fread, then reverses the bytes of each of the n items (of all n, also when fewer were read).
+/// fread, then reverses the bytes of each of the n items (of all n, also when fewer were read). Answers what
+/// fread answered.
 TRQ_EXPORT std::size_t fread_(void* buffer, std::size_t size, std::size_t n, FILE* f);
+
+/// Writes n items with the bytes of each reversed; the buffer is not changed. Answers what fwrite answered.
+/// More than 1000 bytes in one call end the process with status 4.
 TRQ_EXPORT std::size_t _fwrite(const void* buffer, std::size_t size, std::size_t n, FILE* f);
+
+/// Reverses the bytes of each of n items in place. Items of more than 1000 bytes end the process with status
+/// 0.
 TRQ_EXPORT void byte_swap(void* buffer, std::size_t size, std::size_t n);
+
+/// Splits `path` at its last period, in a directory name or not: what stands before it goes to `base`, what
+/// stands behind it to `ext`. Without a period `base` takes the whole path and `ext` stays as it is. Both
+/// must have room for the path and its NUL.
 TRQ_EXPORT void snap_name(const char* path, char* base, char* ext);
+
+/// Writes the sixteen bits of v to standard output, most significant first, and a line end.
 TRQ_EXPORT void binary_print(unsigned short v);
+
+/// Compares two texts: 0 equal, -1, 1. Characters 32 apart count as equal, letters or not, and where one text
+/// ends before the other the answer is 1, whichever it is.
 TRQ_EXPORT int strcasecmp_j(const char* a, const char* b);
+
+/// Units per metre: 1000, for the library works in millimetres.
 TRQ_EXPORT float conversion_factor();
+
+/// A new-handler's message: "Unable to allocate memory" and a line end to the error stream.
 TRQ_EXPORT void my_new_handler();
 
-/// A text with 64 bytes of headroom and a scratch buffer for the results of Left and Mid.
+/// A text with 64 bytes of headroom and a scratch buffer for the results of Left and Mid. Null texts read as
+/// empty ones, and as "(null)" where Format takes one.
 class TRQ_EXPORT CString2 {
  public:
   CString2();
   CString2(const char* text);  // NOLINT: implicit, as in the interface
+  /// Shares both buffers: a change that fits the buffer shows in both, a longer text parts them.
   CString2(const CString2& other);
   virtual ~CString2();
+  /// Copies the text.
   CString2& operator=(const CString2& other);
   CString2& operator=(const char* text);
   void Empty();
+  /// The text; valid until the next change.
   operator const char*() const;  // NOLINT: implicit, as in the interface
+  /// 1 when the text is empty, else 0.
   int IsEmpty() const;
+  /// Replaces the text by printf-formatted text of any length. The conversions of `fmt` must be those of the
+  /// arguments; numbers follow the host program's numeric locale.
   void Format(const char* fmt);
   void Format(const char* fmt, const char* a);
   void Format(const char* fmt, int a, int b);
   void Format(const char* fmt, float a, float b, float c, float d, float e, float f);
   void Format(const char* fmt, const char* a, const char* b);
+  /// Index of the last `c`, or -1.
   int ReverseFind(char c) const;
+  /// The first n characters, n brought into 0 to the length. Valid until the next Left or Mid.
   const char* Left(int n);
+  /// `count` characters from `first`, or as many as there are. Valid until the next Left or Mid.
   const char* Mid(int first, int count);
   const char* Mid(int first);
+  /// -1, 0 or 1 by bytes taken as unsigned.
   int Compare(const char* s) const;
+  /// -1, 0 or 1 by the first length(s) characters, letters of either case equal: a text that begins with `s`
+  /// compares equal to it.
   int CompareNoCase(const char* s) const;
 
  private:
@@ -373,7 +476,8 @@ class TRQ_EXPORT CString2 {
 // ---------------------------------------------------------------------------------------------------------
 // Error object
 
-/// One error code and one message; the first failure wins. Base of the working classes.
+/// One error code (0 = none) and one message; the first failure wins. Base of the working classes. Copies are
+/// deep.
 class TRQ_EXPORT CErrorObject {
  public:
   CErrorObject();
@@ -381,11 +485,23 @@ class TRQ_EXPORT CErrorObject {
   CErrorObject& operator=(const CErrorObject& other);
   virtual ~CErrorObject();
   int GetErrorCode() const { return error_code_; }
+  /// The message; empty when there is none. Valid until the next change.
   const char* GetErrorMessage() const { return error_message_; }
+  /// Code 0, no message; the auxiliary text stays.
   void ClearError();
+  /// Stores `code` unless a code is stored, and `text` unless a message is: each by itself.
   void SetError(int code, const char* text);
+  /// Records the system's last error (errno) as code, and as message " <what> error: <system text>", or the
+  /// system text alone when `what` is null. Without a system error: code 1 and " Unknown <what> error". Does
+  /// nothing when a code is stored; a message without a code is overwritten. A code that the system has no
+  /// text for reads "Unknown error.".
   void UpdateErrorCode(const char* what);
+  /// Text of a status code of the command protocol (125-135), the connection (200-209) or sockets
+  /// (10004-11004); otherwise the system's text, or "Unknown error.". At most 255 bytes, in a buffer of the
+  /// calling thread that the next call overwrites.
   static const char* MsdStrerror(int code);
+  /// Directory of the running executable up to and including its last '/'; empty when it cannot be told.
+  /// Valid for ever.
   static const char* GetRootDirectory();
 
  protected:
