@@ -1,0 +1,119 @@
+#include "foundation/bounded_read.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <numeric>
+#include <thread>
+#include <vector>
+
+#include "foundation/file_handle.h"
+
+namespace {
+
+using trq::detail::BytesRemaining;
+using trq::detail::ClaimFits;
+using trq::detail::FileHandle;
+using trq::detail::ReadItems;
+
+constexpr uint64_t kHuge = uint64_t{1} << 62;
+
+FileHandle FileOf(const std::vector<uint32_t>& words, std::size_t extra_bytes = 0) {
+  FileHandle f(std::tmpfile());
+  if (!words.empty()) std::fwrite(words.data(), 4, words.size(), f.get());
+  for (std::size_t i = 0; i < extra_bytes; ++i) std::fputc(0, f.get());
+  std::rewind(f.get());
+  return f;
+}
+
+std::vector<uint32_t> Counting(std::size_t n) {
+  std::vector<uint32_t> words(n);
+  std::iota(words.begin(), words.end(), 1u);
+  return words;
+}
+
+// Both ends of a pipe; the writing end is closed by the thread that fills it.
+class PipeOf {
+ public:
+  explicit PipeOf(std::vector<uint32_t> words, std::size_t extra_bytes = 0) {
+    int ends[2];
+    if (pipe(ends) != 0) throw std::runtime_error("pipe");
+    reader_.reset(fdopen(ends[0], "rb"));
+    writer_ = std::thread([words = std::move(words), extra_bytes, end = ends[1]] {
+      const FileHandle f(fdopen(end, "wb"));
+      if (!words.empty()) std::fwrite(words.data(), 4, words.size(), f.get());
+      for (std::size_t i = 0; i < extra_bytes; ++i) std::fputc(0, f.get());
+    });
+  }
+  ~PipeOf() { writer_.join(); }
+  std::FILE* get() { return reader_.get(); }
+
+ private:
+  FileHandle reader_;
+  std::thread writer_;
+};
+
+TEST(BytesRemaining, CountsFromTheStreamsPosition) {
+  const FileHandle f = FileOf(Counting(5));
+  EXPECT_EQ(BytesRemaining(f.get()), 20u);
+  std::fgetc(f.get());  // the stream has read ahead, its position has not
+  EXPECT_EQ(BytesRemaining(f.get()), 19u);
+  std::fseek(f.get(), 0, SEEK_END);
+  EXPECT_EQ(BytesRemaining(f.get()), 0u);
+  std::fseek(f.get(), 100, SEEK_SET);
+  EXPECT_EQ(BytesRemaining(f.get()), 0u);
+}
+
+TEST(BytesRemaining, IsNotKnownForAPipe) {
+  PipeOf pipe(Counting(1));
+  EXPECT_FALSE(BytesRemaining(pipe.get()).has_value());
+  std::vector<uint32_t> words;
+  EXPECT_EQ(ReadItems(pipe.get(), 1, words), 1u);
+}
+
+TEST(ClaimFits, ComparesAClaimWithTheBytesThatRemain) {
+  const FileHandle f = FileOf(Counting(5));
+  EXPECT_TRUE(ClaimFits(f.get(), 5, 4));
+  EXPECT_FALSE(ClaimFits(f.get(), 6, 4));
+  EXPECT_TRUE(ClaimFits(f.get(), 1, 20));
+  EXPECT_FALSE(ClaimFits(f.get(), 1, 21));
+  EXPECT_TRUE(ClaimFits(f.get(), 0, 1000));
+  EXPECT_TRUE(ClaimFits(f.get(), 1000, 0));
+  EXPECT_FALSE(ClaimFits(f.get(), kHuge, 8));  // the product wraps round to 0
+}
+
+TEST(ReadItems, ReadsTheItemsAskedForBehindThoseThere) {
+  const FileHandle f = FileOf(Counting(5));
+  std::vector<uint32_t> words = {99};
+  EXPECT_EQ(ReadItems(f.get(), 3, words), 3u);
+  EXPECT_EQ(words, std::vector<uint32_t>({99, 1, 2, 3}));
+  EXPECT_EQ(ReadItems(f.get(), 0, words), 0u);
+  EXPECT_EQ(std::ftell(f.get()), 12);
+}
+
+TEST(ReadItems, AnswersTheWholeItemsOfAFileThatClaimsMore) {
+  const FileHandle f = FileOf(Counting(5), 3);
+  std::vector<uint32_t> words;
+  EXPECT_EQ(ReadItems(f.get(), kHuge, words), 5u);
+  EXPECT_EQ(words, Counting(5));
+  EXPECT_LT(words.capacity(), 100u);
+}
+
+TEST(ReadItems, ReadsAPipePiecewise) {
+  for (std::size_t n :
+       {std::size_t{0}, std::size_t{1}, std::size_t{16384}, std::size_t{16385}, std::size_t{200000}}) {
+    PipeOf pipe(Counting(n), 2);
+    std::vector<uint32_t> words;
+    EXPECT_EQ(ReadItems(pipe.get(), kHuge, words), n);
+    EXPECT_EQ(words, Counting(n));
+  }
+}
+
+TEST(ReadItems, AnEmptyFileGivesNothing) {
+  const FileHandle f = FileOf({});
+  std::vector<uint32_t> words;
+  EXPECT_EQ(ReadItems(f.get(), kHuge, words), 0u);
+  EXPECT_TRUE(words.empty());
+}
+
+}  // namespace

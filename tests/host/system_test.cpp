@@ -1,0 +1,70 @@
+#include "host/system.h"
+
+#include <gtest/gtest.h>
+#include <pwd.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+
+#include "foundation/file_handle.h"
+
+namespace {
+
+namespace host = trq::host;
+using trq::detail::FileHandle;
+
+TEST(System, LastErrorIsErrno) {
+  errno = 28;
+  EXPECT_EQ(host::LastError(), 28);
+  errno = 0;
+  EXPECT_EQ(host::LastError(), 0);
+}
+
+TEST(System, ErrorTextsAreTheUntranslatedOnes) {
+  EXPECT_STREQ(host::SystemErrorText(2), "No such file or directory");
+  EXPECT_STREQ(host::SystemErrorText(28), "No space left on device");
+  EXPECT_EQ(host::SystemErrorText(99999), nullptr);
+  EXPECT_EQ(host::SystemErrorText(-1), nullptr);
+}
+
+TEST(System, ExecutablePathIsThisProgram) {
+  EXPECT_EQ(host::ExecutablePath(), std::filesystem::read_symlink("/proc/self/exe").string());
+}
+
+TEST(System, HostNameIsTheNodesName) {
+  utsname names{};
+  ASSERT_EQ(uname(&names), 0);
+  EXPECT_EQ(host::HostName(), names.nodename);
+}
+
+TEST(System, LoginNameIsTheUserOfTheProcess) {
+  const passwd* entry = getpwuid(getuid());
+  EXPECT_EQ(host::LoginName(), entry ? entry->pw_name : "");
+}
+
+TEST(System, RemainingBytesLeavesPositionAndLastErrorAlone) {
+  const FileHandle f(std::tmpfile());
+  std::fputs("0123456789", f.get());
+  std::fseek(f.get(), 4, SEEK_SET);
+  errno = 77;
+  EXPECT_EQ(host::RemainingBytes(f.get()), 6u);
+  EXPECT_EQ(errno, 77);
+  EXPECT_EQ(std::ftell(f.get()), 4);
+}
+
+TEST(System, RemainingBytesOfWhatHasNoSizeIsNotKnown) {
+  EXPECT_FALSE(host::RemainingBytes(nullptr).has_value());
+  const FileHandle device(std::fopen("/dev/zero", "rb"));
+  EXPECT_FALSE(host::RemainingBytes(device.get()).has_value());
+  const FileHandle directory(std::fopen("/", "rb"));
+  EXPECT_FALSE(host::RemainingBytes(directory.get()).has_value());
+  const FileHandle kernel(std::fopen("/proc/self/status", "rb"));  // a regular file of size 0 with content
+  EXPECT_FALSE(host::RemainingBytes(kernel.get()).has_value());
+  char memory[] = "0123456789";
+  const FileHandle in_memory(fmemopen(memory, 10, "rb"));
+  EXPECT_FALSE(host::RemainingBytes(in_memory.get()).has_value());
+}
+
+}  // namespace
