@@ -51,8 +51,6 @@ void CTL::MoveFieldsFrom(CTL& other) noexcept {
   triangles_ = std::move(other.triangles_);
   normals_ = std::move(other.normals_);
   shell_vertices_ = std::move(other.shell_vertices_);
-  adjacent_facets_ = std::move(other.adjacent_facets_);
-  smallest_squared_edges_ = std::move(other.smallest_squared_edges_);
   push_directions_ = std::move(other.push_directions_);
   offset_limit = std::exchange(other.offset_limit, 0.0f);
   validate_offsets = std::exchange(other.validate_offsets, 0);
@@ -83,8 +81,6 @@ void CTL::clear() {
   triangles_.reset();
   normals_.reset();
   shell_vertices_.reset();
-  adjacent_facets_.reset();
-  smallest_squared_edges_.reset();
   push_directions_.reset();
   header.num_vertices = 0;
   header.num_triangles = 0;

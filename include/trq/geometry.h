@@ -211,8 +211,43 @@ static_assert(offsetof(CTL_HEADER, matrix) == 8 && offsetof(CTL_HEADER, units) =
                   offsetof(CTL_HEADER, reserved) == 168 && offsetof(CTL_HEADER, reserved_bytes) == 176,
               "the head of a CTL file");
 
-class TheTriangle;
-class TheSegment;
+/// A facet of the Z compensation: three corners, the normal, and where the facet stands in the mesh. All zero
+/// at first.
+class TRQ_EXPORT TheTriangle {
+ public:
+  /// Sets corner k = 1, 2, 3; any other k is ignored.
+  void SetCorner(int k, const float point[3]);
+  /// Answers corner 1 or 2, and corner 3 for every other k.
+  void GetCorner(int k, float point[3]) const;
+  void SetNormal(const float n[3]);
+  void GetNormal(float n[3]) const;
+
+  float corners[3][3] = {};
+  float normal[3] = {};
+  int32_t word = 0;         ///< always zero
+  int32_t facet_index = 0;  ///< the triangle's position in the mesh
+};
+static_assert(sizeof(TheTriangle) == 56, "a record of fourteen words");
+
+/// A directed edge of a facet of the Z compensation, as found and as trimmed. All zero at first.
+class TRQ_EXPORT TheSegment {
+ public:
+  /// Set point or trimmed point k = 1, 2; any other k is ignored.
+  void SetPoint(int k, const float point[3]);
+  void SetTrimmedPoint(int k, const float point[3]);
+  /// Answer point or trimmed point 1, and 2 for every other k.
+  void GetPoint(int k, float point[3]) const;
+  void GetTrimmedPoint(int k, float point[3]) const;
+  /// 1 when the squared distances of point 1 from a and of point 2 from b are both below d; 2 when those of
+  /// point 1 from b and of point 2 from a are; else 0. Kept: d is compared as given, not squared.
+  int match(const float a[3], const float b[3], float d) const;
+
+  float points[2][3] = {};
+  float trimmed_points[2][3] = {};
+  int32_t facet_index = 0;  ///< the facet's position in the mesh
+  int32_t state = 0;        ///< 1: the edge's group is trimmed by CTL::TrimDownfacingTriangles
+};
+static_assert(sizeof(TheSegment) == 56, "a record of fourteen words");
 
 /// The triangle mesh: shared vertices, triangles as triples of vertex indices with a facet attribute, one
 /// unit normal a triangle once they were calculated.
@@ -342,7 +377,7 @@ class TRQ_EXPORT CTL : public COMPONENT {
 
   // Whole-mesh operations
 
-  /// Frees the seven arrays, sets both counts to 0, makes the extents stale. The rest of the header, the
+  /// Frees the arrays, sets both counts to 0, makes the extents stale. The rest of the header, the
   /// name, and the vents and drains stay.
   void clear();
   /// Coarsens the mesh to about `target_triangles`: vertices closer than sqrt(area() / target_triangles) are
@@ -401,26 +436,77 @@ class TRQ_EXPORT CTL : public COMPONENT {
   /// Enclosed volume, positive for a closed mesh whose facets wind counter-clockwise seen from outside.
   float volume();
 
-  // Z compensation
+  // Z compensation: the facets that face down are built higher by a fixed height. The mesh never changes.
+
+  /// Writes "ChikiChikiBumBum.stl" in the current directory (binary STL): every facet, in order, with the
+  /// corners of those whose normal's z is not >= 0 (negative, or not a number) raised by `zcomp` in z.
+  /// Corners that such a facet shares with others stay where they are in the others. Requires normals;
+  /// missing ones read as (0, 0, 0), which is up. `extra` is ignored. Always answers 0, also when the file
+  /// cannot be created.
   int ShiftTrianglesInZForZComp(float zcomp, int extra);
+  /// Writes num_triangles() facet records to "ChikiChikiBumBum.stl" in the current directory, with the
+  /// normals of the mesh (not of the records) and attributes 0. `extra` is ignored. Answers 0, or 1 when the
+  /// file cannot be created or `facets` is null.
   int DumpZCompedSTL(TheTriangle* facets, int extra);
+  /// Copies the corners of the first n records of `up` into the records of `main` at their facet indexes;
+  /// indexes outside the mesh are passed over. Answers 0.
   int DumpTheUpBucketIntoMainBucket(int n, TheTriangle* up, TheTriangle* main);
+  /// Takes the edges in groups of three. For each group whose first edge's state is 1, the record of `main`
+  /// at the first edge's facet index gets the first edge's trimmed points 1 and 2 and the second edge's
+  /// trimmed point 1 as corners. A last group of a single edge and indexes outside the mesh are passed over.
+  /// `zcomp` has no effect. Answers 0.
   int TrimDownfacingTriangles(int nsegments, TheTriangle* main, TheSegment* segments, float zcomp);
+  /// Part of the interface without an effect: answers 0 and changes nothing.
   int CreateKnifeBucket(int a, int b, TheTriangle* facets, TheSegment* segments, float zcomp);
+  /// Part of the interface without an effect: answers 0 and changes nothing.
   int TrimUpfacingTriangles(int a, int b, TheTriangle* facets, TheSegment* segments, float zcomp);
 
-  // Shell offset
+  // Shell offset: an inner skin with the mesh's triangles, for hollow parts. Requires normals, outward, on a
+  // closed mesh; neither is checked. Lengths are in the mesh's units.
+
+  /// Makes the shell: every vertex is pushed inward along the sum of its facets' normals, each weighted by
+  /// the facet's angle at the vertex; while that direction is 90 degrees or more from a facet's normal, the
+  /// facet that is furthest off gains 0.5 % of weight, 501 rounds at most. The push is half the shortest edge
+  /// at the vertex (edges below 0.1 count as 0.1) where that edge is not above `offset_limit`, else
+  /// `offset_limit`; with `validate_offsets` 1 it is then halved by validate_offset. Vertices of no triangle
+  /// stay. Sets `shell_made`. Always answers 0; without a vertex array it does nothing.
   int offset_ctl();
+  /// `distance` halved until the push of the vertex crosses none of the first `triangle_count` triangles,
+  /// those that have a corner at the vertex left out. Kept: with every halving the tested point moves on by
+  /// the new distance. Triangles are taken in order, the distance and the point carry over. Answers
+  /// `distance` unchanged when no push direction is kept (outside offset_ctl) or when the vertex or the count
+  /// is outside the mesh.
   float validate_offset(int vertex, float distance, int triangle_count);
+  /// 1 when the segment from p to q crosses the triangle a, b, c, whose plane is at least 1e-5 and at most
+  /// `distance` from p; else 0.
   int FindIntnsPoint(float distance, PbVec3f p, PbVec3f q, PbVec3f a, PbVec3f b, PbVec3f c);
+  /// 1 when the point lies in the triangle or on its border, else 0: not further than 1e-4 from its plane,
+  /// and either within 1e-4 of a corner, or seen from every corner between the two others, with 1e-5 of
+  /// tolerance in the cosine. 0 when a coordinate is not a number, and for a triangle with an edge of no
+  /// length.
   int PointOnTriangle(VECTOR point, PbVec3f a, PbVec3f b, PbVec3f c);
+  /// Distance of p in front of the plane through a, b, c, on the side where they wind counter-clockwise; 0
+  /// below 1e-5 and behind the plane.
   float tetra_analysis(PbVec3f p, PbVec3f a, PbVec3f b, PbVec3f c);
+  /// Writes outer surface and shell (reversed) as "shellstl.stl" in the current directory, binary STL. Always
+  /// answers 1 (kept: also on success). Without a shell nothing is written.
   int SaveCTLandShellAsSTL();
+  /// Writes the mesh alone as "shellstl.stl" in the current directory. Always answers 1 (kept: also on
+  /// success).
   int SaveCTLasSTL();
+  /// Makes the shell a second, inward-facing surface of the mesh itself: vertices and triangles double, the
+  /// shell is freed, the box becomes stale, the normals are not made anew. Always answers 0; without a shell
+  /// nothing changes. Throws std::bad_alloc when the counts would leave the range of an int.
   int MergeShellAndCTLintoCTL();
+  /// Writes the text report "ctlshell.txt" in the current directory; facets are numbered from 1. Always
+  /// answers 1; without a shell nothing is written.
   int dumpshell();
 
   // Vents and drains
+
+  /// Makes the candidate lists of `vents_and_drains` anew and empties the placed vents and drains. A triangle
+  /// whose normal, turned by the upper-left 3 x 3 of `m`, has a cosine to +Z within 0.005 of 1 is a candidate
+  /// for a vent, within 0.005 of -1 for a drain. Requires normals.
   void FindVDTriangles(float m[][4]);
 
   // Fields; the arrays are owned.
@@ -428,12 +514,10 @@ class TRQ_EXPORT CTL : public COMPONENT {
   MeshArray<R_INT4> triangles_;  ///< elements 0..2 vertex indices in winding order, element 3 the attribute
   MeshArray<VECTOR> normals_;
   MeshArray<PbVec3f> shell_vertices_;  ///< one point per mesh vertex, made by offset_ctl
-  std::unique_ptr<std::vector<VECTOR_LL>[]> adjacent_facets_;  ///< null outside offset_ctl
-  std::unique_ptr<float[]> smallest_squared_edges_;            ///< null outside offset_ctl
-  std::unique_ptr<VECTOR[]> push_directions_;                  ///< null outside offset_ctl
-  float offset_limit = 0;                                      ///< largest inward push of offset_ctl
-  int32_t validate_offsets = 0;                                ///< 1: offset_ctl checks every push
-  int32_t shell_made = 0;                                      ///< 1 once offset_ctl ran
+  MeshArray<VECTOR> push_directions_;  ///< one per mesh vertex; null outside offset_ctl
+  float offset_limit = 0;              ///< largest inward push of offset_ctl, in the mesh's units
+  int32_t validate_offsets = 0;        ///< 1: offset_ctl checks every push
+  int32_t shell_made = 0;              ///< 1 once offset_ctl ran
   CVentsAndDrains vents_and_drains;
   CTL_HEADER header;
 

@@ -67,8 +67,6 @@ TEST(Ctl, StartsEmpty) {
   EXPECT_EQ(mesh.triangles(), nullptr);
   EXPECT_EQ(mesh.normals(), nullptr);
   EXPECT_FALSE(mesh.shell_vertices_);
-  EXPECT_FALSE(mesh.adjacent_facets_);
-  EXPECT_FALSE(mesh.smallest_squared_edges_);
   EXPECT_FALSE(mesh.push_directions_);
   EXPECT_EQ(mesh.num_vertices(), 0);
   EXPECT_EQ(mesh.num_triangles(), 0);
@@ -140,9 +138,7 @@ TEST(CtlClear, FreesTheArraysAndKeepsTheRest) {
   CTL mesh = Cube();
   mesh.Calculate_normals();
   mesh.shell_vertices_ = MeshArray<PbVec3f>(8);
-  mesh.smallest_squared_edges_ = std::make_unique<float[]>(8);
-  mesh.push_directions_ = std::make_unique<VECTOR[]>(8);
-  mesh.adjacent_facets_ = std::make_unique<std::vector<VECTOR_LL>[]>(8);
+  mesh.push_directions_ = MeshArray<VECTOR>(8);
   mesh.name("part");
   mesh.SetUnits(1);
   mesh.header.sort_state = 1;
@@ -154,8 +150,6 @@ TEST(CtlClear, FreesTheArraysAndKeepsTheRest) {
   EXPECT_EQ(mesh.triangles(), nullptr);
   EXPECT_EQ(mesh.normals(), nullptr);
   EXPECT_FALSE(mesh.shell_vertices_);
-  EXPECT_FALSE(mesh.adjacent_facets_);
-  EXPECT_FALSE(mesh.smallest_squared_edges_);
   EXPECT_FALSE(mesh.push_directions_);
   EXPECT_EQ(mesh.num_vertices(), 0);
   EXPECT_EQ(mesh.num_triangles(), 0);
