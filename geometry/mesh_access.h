@@ -56,4 +56,15 @@ inline std::size_t VertexRoom(std::size_t vertex_count, std::size_t index_end, s
   return std::max(vertex_count + 1, std::min(index_end, limit));
 }
 
+/// The room that a copy of the mesh's vertices takes.
+inline std::size_t RoomOf(const CTL& mesh) {
+  return VertexRoom(UsedVertices(mesh), IndexEnd(mesh.triangles_.get(), UsedTriangles(mesh)),
+                    mesh.vertices_.size());
+}
+
+/// An index moved up; indices that a caller made senseless wrap around instead of overflowing.
+inline int32_t MovedIndex(int32_t index, std::size_t by) {
+  return static_cast<int32_t>(static_cast<uint32_t>(index) + static_cast<uint32_t>(by));
+}
+
 }  // namespace trq::detail

@@ -13,19 +13,10 @@
 namespace {
 
 using trq::detail::IndexEnd;
+using trq::detail::MovedIndex;
+using trq::detail::RoomOf;
 using trq::detail::UsedTriangles;
 using trq::detail::UsedVertices;
-using trq::detail::VertexRoom;
-
-std::size_t RoomOf(const CTL& mesh) {
-  return VertexRoom(UsedVertices(mesh), IndexEnd(mesh.triangles_.get(), UsedTriangles(mesh)),
-                    mesh.vertices_.size());
-}
-
-// An index moved up; indices that a caller made senseless wrap around instead of overflowing.
-int32_t MovedIndex(int32_t index, std::size_t by) {
-  return static_cast<int32_t>(static_cast<uint32_t>(index) + static_cast<uint32_t>(by));
-}
 
 }  // namespace
 

@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <limits>
 
-#include "trq/host.h"
+#include "trq/setup.h"
 
 namespace trq::host {
 namespace {

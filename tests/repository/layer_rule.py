@@ -29,7 +29,6 @@ HEADER_LAYER = {
     "machine_types.h": None,
     "host.h": "host",
     "foundation.h": "foundation",
-    "slice_contours.h": "geometry",
     "slice_file.h": "companions",
     "style_structures.h": "companions",
     "slice_contours.h": "geometry",

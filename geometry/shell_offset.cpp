@@ -1,0 +1,496 @@
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "foundation/file_handle.h"
+#include "foundation/number_text.h"
+#include "geometry/facet_file.h"
+#include "geometry/facet_tree.h"
+#include "geometry/mesh_access.h"
+#include "trq/geometry.h"
+
+namespace {
+
+using trq::detail::Bounds;
+using trq::detail::Corner;
+using trq::detail::FacetTree;
+using trq::detail::NormalAt;
+using trq::detail::UsedTriangles;
+using trq::detail::UsedVertices;
+
+constexpr char kStlName[] = "shellstl.stl";
+constexpr char kStlHeader[80] = "Kestrabin Shelled STL";
+constexpr char kReportName[] = "ctlshell.txt";
+
+constexpr int kMaxRounds = 501;
+constexpr double kWeightGain = 1.005;
+constexpr float kNoEdge = 1e30f;
+
+constexpr double kPlaneDistance = 1e-4;    // a point this near a plane lies on it
+constexpr double kCornerDistance = 1e-4;   // a point this near a corner lies on the triangle
+constexpr double kCosineTolerance = 1e-5;  // of angles seen from the corners
+constexpr double kNearestPlane = 1e-5;     // a plane this near the start of a push is not crossed
+
+// ---- points and directions in double ----
+
+struct Vec {
+  double x, y, z;
+};
+
+Vec Widen(const PbVec3f& p) { return {p[0], p[1], p[2]}; }
+Vec Widen(const VECTOR& v) { return {v.x, v.y, v.z}; }
+Vec operator-(const Vec& a, const Vec& b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
+double Dot(const Vec& a, const Vec& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
+double Length(const Vec& v) { return std::sqrt(Dot(v, v)); }
+Vec Cross(const Vec& a, const Vec& b) {
+  return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
+}
+PbVec3f Round(const Vec& v) {
+  return PbVec3f(static_cast<float>(v.x), static_cast<float>(v.y), static_cast<float>(v.z));
+}
+
+bool SamePoint(const PbVec3f& a, const PbVec3f& b) { return a[0] == b[0] && a[1] == b[1] && a[2] == b[2]; }
+
+/// start - distance * direction, rounded to float.
+PbVec3f Pushed(const PbVec3f& start, float distance, const VECTOR& direction) {
+  const double d = distance;
+  return Round({start[0] - d * direction.x, start[1] - d * direction.y, start[2] - d * direction.z});
+}
+
+// ---- tests against one triangle ----
+
+bool AnyNaN(const Vec& v) { return std::isnan(v.x) || std::isnan(v.y) || std::isnan(v.z); }
+
+/// Whether `point` is seen from `corner` between `left` and `right`.
+bool SeenBetween(const Vec& point, const Vec& corner, const Vec& left, const Vec& right) {
+  const Vec to_left = left - corner;
+  const Vec to_right = right - corner;
+  const Vec to_point = point - corner;
+  const double left_length = Length(to_left);
+  const double right_length = Length(to_right);
+  const double point_length = Length(to_point);
+  if (left_length == 0 || right_length == 0) return false;
+  const double least = Dot(to_left, to_right) / (left_length * right_length) - kCosineTolerance;
+  // NaN fails both.
+  return Dot(to_left, to_point) / (left_length * point_length) >= least &&
+         Dot(to_right, to_point) / (right_length * point_length) >= least;
+}
+
+bool LiesOnTriangle(const Vec& point, const Vec& a, const Vec& b, const Vec& c) {
+  if (AnyNaN(point) || AnyNaN(a) || AnyNaN(b) || AnyNaN(c)) return false;
+  const Vec normal = Cross(b - a, c - a);
+  const double normal_length = Length(normal);
+  // A triangle without area has no plane to be far from.
+  if (normal_length != 0 && !(std::fabs(Dot(point - a, normal)) / normal_length <= kPlaneDistance)) {
+    return false;
+  }
+  for (const Vec* corner : {&a, &b, &c}) {
+    if (Length(point - *corner) <= kCornerDistance) return true;
+  }
+  return SeenBetween(point, a, b, c) && SeenBetween(point, b, c, a) && SeenBetween(point, c, a, b);
+}
+
+bool Crosses(float distance, const PbVec3f& p, const PbVec3f& q, const PbVec3f& corner_a,
+             const PbVec3f& corner_b, const PbVec3f& corner_c) {
+  const Vec start = Widen(p);
+  const Vec a = Widen(corner_a) - start;
+  const Vec b = Widen(corner_b) - start;
+  const Vec c = Widen(corner_c) - start;
+  const Vec normal = Cross(b - a, c - a);
+  const double k = -Dot(a, normal);
+  const double plane_distance = std::fabs(k) / Length(normal);
+  if (plane_distance < kNearestPlane || plane_distance > distance) return false;
+  const Vec u = Widen(q) - start;
+  const double along = Dot(u, normal);
+  if (along == 0) return false;
+  const double s = -k / along;
+  if (s < 1e-6 || s > 1.000001) return false;
+  // The point and the corners are passed on as floats.
+  return LiesOnTriangle(Widen(Round({s * u.x, s * u.y, s * u.z})), Widen(Round(a)), Widen(Round(b)),
+                        Widen(Round(c)));
+}
+
+// ---- shortening a push ----
+
+/// The push of one vertex while it is tested against triangle after triangle.
+class Push {
+ public:
+  Push(const PbVec3f& vertex, const VECTOR& direction, float distance)
+      : vertex_(vertex),
+        direction_(direction),
+        distance_(distance),
+        tested_(Pushed(vertex, distance, direction)) {}
+
+  float distance() const { return distance_; }
+
+  void Meet(const CTL& mesh, const R_INT4& triangle) {
+    const PbVec3f a = Corner(mesh, triangle, 0);
+    const PbVec3f b = Corner(mesh, triangle, 1);
+    const PbVec3f c = Corner(mesh, triangle, 2);
+    if (SamePoint(a, vertex_) || SamePoint(b, vertex_) || SamePoint(c, vertex_)) return;
+    while (Crosses(distance_, vertex_, tested_, a, b, c)) {
+      distance_ = static_cast<float>(distance_ * 0.5);
+      // Kept: the tested point moves on by the halved distance, it does not come back to it.
+      tested_ = Pushed(tested_, distance_, direction_);
+    }
+  }
+
+ private:
+  PbVec3f vertex_;
+  VECTOR direction_;
+  float distance_;
+  PbVec3f tested_;
+};
+
+// What the rounding of tested points and of relative coordinates to float can amount to, as a share of the
+// coordinates: some thirty steps, half a unit in the last place (2^-24) each, with room to spare.
+constexpr double kRounding = 4e-6;
+
+double LargestCoordinate(const PbVec3f& p) {
+  return std::max({std::fabs(static_cast<double>(p[0])), std::fabs(static_cast<double>(p[1])),
+                   std::fabs(static_cast<double>(p[2]))});
+}
+
+/// A box outside of which no point is taken as lying on the triangle.
+/// The tolerance of the cosines lets pass what deviates by acos(1 - 1e-5) = 0.0045 from an edge, seen from
+/// both of its ends.
+Bounds ReachOfTriangle(const CTL& mesh, const R_INT4& triangle) {
+  const PbVec3f corners[3] = {Corner(mesh, triangle, 0), Corner(mesh, triangle, 1),
+                              Corner(mesh, triangle, 2)};
+  double longest = 0;
+  double largest = 0;
+  Bounds box;
+  for (int k = 0; k < 3; ++k) {
+    const double values[3] = {corners[0][k], corners[1][k], corners[2][k]};
+    box.low[k] = std::min({values[0], values[1], values[2]});
+    box.high[k] = std::max({values[0], values[1], values[2]});
+    if (std::isnan(values[0] + values[1] + values[2])) box.low[k] = std::numeric_limits<double>::quiet_NaN();
+    largest = std::max(largest, LargestCoordinate(corners[k]));
+    longest = std::max(longest, Length(Widen(corners[k]) - Widen(corners[(k + 1) % 3])));
+  }
+  const double margin = kPlaneDistance + 0.005 * longest + kRounding * largest;
+  for (int k = 0; k < 3; ++k) {
+    box.low[k] -= margin;
+    box.high[k] += margin;
+  }
+  return box;
+}
+
+/// A box around all points that a push of `distance` and its halvings can test: the halvings add up to less
+/// than twice the distance.
+Bounds ReachOfPush(const PbVec3f& vertex, const VECTOR& direction, float distance) {
+  const double ends[3] = {vertex[0] - 2.001 * distance * direction.x,
+                          vertex[1] - 2.001 * distance * direction.y,
+                          vertex[2] - 2.001 * distance * direction.z};
+  const double margin = kRounding * (LargestCoordinate(vertex) + 3.0 * std::fabs(distance));
+  Bounds box;
+  for (int k = 0; k < 3; ++k) {
+    box.low[k] = std::min<double>(vertex[k], ends[k]) - margin;
+    box.high[k] = std::max<double>(vertex[k], ends[k]) + margin;
+  }
+  return box;
+}
+
+/// Shortens the pushes of a mesh's vertices with the same results as testing every triangle in order.
+class PushValidator {
+ public:
+  explicit PushValidator(const CTL& mesh) : mesh_(mesh), tree_(Reaches(mesh)) {}
+
+  float Shorten(std::size_t vertex, const VECTOR& direction, float distance) {
+    const Bounds reach = ReachOfPush(mesh_.vertices_[vertex], direction, distance);
+    // A vertex, direction or distance that is not finite crosses nothing: where the push meets a plane is not
+    // a number then, or at its very start. For the same reason the tree needs no triangles that are not
+    // finite.
+    if (!trq::detail::IsFinite(reach)) return distance;
+    Push push(mesh_.vertices_[vertex], direction, distance);
+    tree_.Find(reach, candidates_);
+    for (const uint32_t i : candidates_) push.Meet(mesh_, mesh_.triangles_[i]);
+    return push.distance();
+  }
+
+ private:
+  static std::vector<Bounds> Reaches(const CTL& mesh) {
+    std::vector<Bounds> boxes(UsedTriangles(mesh));
+    for (std::size_t i = 0; i < boxes.size(); ++i) boxes[i] = ReachOfTriangle(mesh, mesh.triangles_[i]);
+    return boxes;
+  }
+
+  const CTL& mesh_;
+  FacetTree tree_;
+  std::vector<uint32_t> candidates_;
+};
+
+// ---- facets around vertices ----
+
+/// What the push of every vertex is made from.
+class Surroundings {
+ public:
+  struct AdjacentFacet {
+    uint32_t facet;
+    float weight;  // the facet's angle at the vertex, in radians
+  };
+
+  explicit Surroundings(const CTL& mesh)
+      : mesh_(mesh), ends_(UsedVertices(mesh) + 1), smallest_squared_edges_(UsedVertices(mesh), kNoEdge) {
+    const std::size_t triangle_count = UsedTriangles(mesh);
+    ForEachCorner(triangle_count, [&](std::size_t, int, std::size_t vertex) { ++ends_[vertex + 1]; });
+    for (std::size_t i = 1; i < ends_.size(); ++i) ends_[i] += ends_[i - 1];
+    facets_.resize(ends_.back());
+    // Until all facets are in, ends_[v] is where the next one of v goes; afterwards it is v's end.
+    ForEachCorner(triangle_count, [&](std::size_t t, int k, std::size_t vertex) { AddCorner(t, k, vertex); });
+  }
+
+  std::size_t vertex_count() const { return smallest_squared_edges_.size(); }
+  bool HasFacets(std::size_t vertex) const { return begin(vertex) != ends_[vertex]; }
+  float smallest_squared_edge(std::size_t vertex) const { return smallest_squared_edges_[vertex]; }
+
+  /// The direction against which the vertex is pushed, found by re-weighting its facets.
+  VECTOR Direction(std::size_t vertex) {
+    VECTOR direction;
+    for (int round = 0; round < kMaxRounds; ++round) {
+      direction = WeightedNormal(vertex);
+      double largest = -1000;
+      AdjacentFacet* worst = nullptr;
+      for (std::size_t i = begin(vertex); i < ends_[vertex]; ++i) {
+        const double against = -Dot(Widen(direction), Widen(NormalAt(mesh_, facets_[i].facet)));
+        if (against > largest) {
+          largest = against;
+          worst = &facets_[i];
+        }
+      }
+      if (largest <= 0 || !worst) break;
+      worst->weight = static_cast<float>(worst->weight * kWeightGain);
+    }
+    return direction;
+  }
+
+ private:
+  std::size_t begin(std::size_t vertex) const { return vertex == 0 ? 0 : ends_[vertex - 1]; }
+
+  /// Calls f(triangle, corner, vertex) for the corners that are vertices of the mesh, in order.
+  template <class F>
+  void ForEachCorner(std::size_t triangle_count, const F& f) const {
+    for (std::size_t t = 0; t < triangle_count; ++t) {
+      for (int k = 0; k < 3; ++k) {
+        const int32_t index = mesh_.triangles_[t][k];
+        if (index >= 0 && static_cast<std::size_t>(index) < vertex_count()) {
+          f(t, k, static_cast<std::size_t>(index));
+        }
+      }
+    }
+  }
+
+  void AddCorner(std::size_t t, int k, std::size_t vertex) {
+    const R_INT4& triangle = mesh_.triangles_[t];
+    const Vec p = Widen(Corner(mesh_, triangle, k));
+    const Vec to_a = Widen(Corner(mesh_, triangle, (k + 1) % 3)) - p;
+    const Vec to_b = Widen(Corner(mesh_, triangle, (k + 2) % 3)) - p;
+    float& smallest = smallest_squared_edges_[vertex];
+    for (const Vec* edge : {&to_a, &to_b}) {
+      const float squared = static_cast<float>(Dot(*edge, *edge));
+      if (squared < smallest) smallest = squared;
+    }
+    const double angle = std::acos(Dot(to_a, to_b) / (Length(to_a) * Length(to_b)));
+    facets_[ends_[vertex]++] = {static_cast<uint32_t>(t), static_cast<float>(angle)};
+  }
+
+  VECTOR WeightedNormal(std::size_t vertex) const {
+    double total = 0;
+    for (std::size_t i = begin(vertex); i < ends_[vertex]; ++i) total += facets_[i].weight;
+    Vec sum = {0, 0, 0};
+    for (std::size_t i = begin(vertex); i < ends_[vertex]; ++i) {
+      // A facet without an angle makes the total not a number, and then all facets count alike.
+      const double share = total > 0 ? facets_[i].weight / total : 1.0;
+      const Vec normal = Widen(NormalAt(mesh_, facets_[i].facet));
+      sum = {sum.x + share * normal.x, sum.y + share * normal.y, sum.z + share * normal.z};
+    }
+    const double length = Length(sum);
+    if (length == 0) return VECTOR();
+    return VECTOR(static_cast<float>(sum.x / length), static_cast<float>(sum.y / length),
+                  static_cast<float>(sum.z / length));
+  }
+
+  const CTL& mesh_;
+  std::vector<std::size_t> ends_;  // of the vertices' runs in facets_
+  std::vector<AdjacentFacet> facets_;
+  std::vector<float> smallest_squared_edges_;
+};
+
+// ---- output ----
+
+bool HasShell(const CTL& mesh) {
+  return mesh.shell_vertices_ && mesh.shell_vertices_.size() >= UsedVertices(mesh);
+}
+
+/// Creates "shellstl.stl" with its head; null on failure.
+trq::detail::FileHandle CreateStl(std::size_t facet_count) {
+  trq::detail::FileHandle file = trq::detail::OpenFile(kStlName, "wb");
+  if (file) {
+    const uint32_t count = static_cast<uint32_t>(facet_count);
+    std::fwrite(kStlHeader, 1, sizeof kStlHeader, file.get());
+    std::fwrite(&count, sizeof count, 1, file.get());
+  }
+  return file;
+}
+
+void AddOuterFacets(trq::detail::FacetWriter& writer, const CTL& mesh) {
+  for (std::size_t i = 0; i < UsedTriangles(mesh); ++i) {
+    const VECTOR n = NormalAt(mesh, i);
+    const float normal[3] = {n.x, n.y, n.z};
+    const R_INT4& triangle = mesh.triangles_[i];
+    writer.Add(normal, Corner(mesh, triangle, 0).data(), Corner(mesh, triangle, 1).data(),
+               Corner(mesh, triangle, 2).data());
+  }
+}
+
+PbVec3f ShellCorner(const CTL& mesh, const R_INT4& triangle, int k) {
+  return trq::detail::VertexAt(mesh.shell_vertices_, triangle[k]);
+}
+
+void AppendTriple(std::string& text, const char* label, double x, double y, double z) {
+  text += label;
+  for (const double v : {x, y, z}) {
+    trq::detail::AppendFixed(text, v);
+    text += ' ';
+  }
+  text += '\n';
+}
+
+}  // namespace
+
+int CTL::offset_ctl() {
+  if (!vertices_) return 0;
+  shell_made = 1;
+  Surroundings surroundings(*this);
+  const std::size_t vertex_count = surroundings.vertex_count();
+  shell_vertices_ = vertices_.Clone(vertex_count, vertex_count);
+
+  // The directions are a member so that validate_offset finds them; they go whatever way this is left.
+  struct DirectionsEnd {
+    MeshArray<VECTOR>& directions;
+    ~DirectionsEnd() { directions.reset(); }
+  } directions_end{push_directions_};
+  push_directions_.reset(vertex_count);
+  for (std::size_t i = 0; i < vertex_count; ++i) push_directions_[i] = surroundings.Direction(i);
+
+  std::unique_ptr<PushValidator> validator;
+  if (validate_offsets == 1) validator = std::make_unique<PushValidator>(*this);
+  for (std::size_t i = 0; i < vertex_count; ++i) {
+    if (!surroundings.HasFacets(i)) continue;
+    float distance =
+        static_cast<float>(std::sqrt(static_cast<double>(surroundings.smallest_squared_edge(i))));
+    if (distance < 0.1) distance = static_cast<float>(0.1);
+    // Kept: a shortest edge up to the limit is halved, a longer one is replaced by the limit.
+    distance = distance <= offset_limit ? static_cast<float>(distance * 0.5) : offset_limit;
+    if (validator) distance = validator->Shorten(i, push_directions_[i], distance);
+    shell_vertices_[i] = Pushed(shell_vertices_[i], distance, push_directions_[i]);
+  }
+  return 0;
+}
+
+float CTL::validate_offset(int vertex, float distance, int triangle_count) {
+  const std::size_t directions = std::min(push_directions_.size(), UsedVertices(*this));
+  if (vertex < 0 || static_cast<std::size_t>(vertex) >= directions) return distance;
+  if (triangle_count < 1 || static_cast<std::size_t>(triangle_count) > UsedTriangles(*this)) return distance;
+  const std::size_t i = static_cast<std::size_t>(vertex);
+  Push push(vertices_[i], push_directions_[i], distance);
+  for (int t = 0; t < triangle_count; ++t) push.Meet(*this, triangles_[static_cast<std::size_t>(t)]);
+  return push.distance();
+}
+
+int CTL::FindIntnsPoint(float distance, PbVec3f p, PbVec3f q, PbVec3f a, PbVec3f b, PbVec3f c) {
+  return Crosses(distance, p, q, a, b, c) ? 1 : 0;
+}
+
+int CTL::PointOnTriangle(VECTOR point, PbVec3f a, PbVec3f b, PbVec3f c) {
+  return LiesOnTriangle(Widen(point), Widen(a), Widen(b), Widen(c)) ? 1 : 0;
+}
+
+float CTL::tetra_analysis(PbVec3f p, PbVec3f a, PbVec3f b, PbVec3f c) {
+  const Vec normal = Cross(Widen(b) - Widen(a), Widen(c) - Widen(a));
+  const double distance = Dot(Widen(p) - Widen(a), normal) / Length(normal);
+  // NaN, of a triangle without area, is 0 as well.
+  return distance >= kNearestPlane ? static_cast<float>(distance) : 0.0f;
+}
+
+int CTL::SaveCTLandShellAsSTL() {
+  if (!HasShell(*this)) return 1;
+  const std::size_t count = UsedTriangles(*this);
+  const trq::detail::FileHandle file = CreateStl(2 * count);
+  if (!file) return 1;
+  trq::detail::FacetWriter writer(file.get());
+  AddOuterFacets(writer, *this);
+  for (std::size_t i = 0; i < count; ++i) {
+    const VECTOR n = NormalAt(*this, i);
+    const float normal[3] = {-n.x, -n.y, -n.z};
+    const R_INT4& triangle = triangles_[i];
+    writer.Add(normal, ShellCorner(*this, triangle, 2).data(), ShellCorner(*this, triangle, 1).data(),
+               ShellCorner(*this, triangle, 0).data());
+  }
+  // Kept: 1 on success too.
+  return 1;
+}
+
+int CTL::SaveCTLasSTL() {
+  const trq::detail::FileHandle file = CreateStl(UsedTriangles(*this));
+  if (!file) return 1;
+  trq::detail::FacetWriter writer(file.get());
+  AddOuterFacets(writer, *this);
+  // Kept: 1 on success too.
+  return 1;
+}
+
+int CTL::MergeShellAndCTLintoCTL() {
+  if (!HasShell(*this)) return 0;
+  const std::size_t vertex_count = UsedVertices(*this);
+  const std::size_t triangle_count = UsedTriangles(*this);
+  if (2 * vertex_count > INT_MAX || 2 * triangle_count > INT_MAX) throw std::bad_alloc();
+  MeshArray<PbVec3f> vertices = vertices_.Clone(vertex_count, vertex_count + trq::detail::RoomOf(*this));
+  for (std::size_t i = 0; i < vertex_count; ++i) vertices[vertex_count + i] = shell_vertices_[i];
+  MeshArray<R_INT4> triangles = triangles_.Clone(triangle_count, 2 * triangle_count);
+  for (std::size_t i = 0; i < triangle_count; ++i) {
+    R_INT4 triangle = triangles_[i];
+    for (int k = 0; k < 3; ++k) triangle[k] = trq::detail::MovedIndex(triangles_[i][2 - k], vertex_count);
+    triangles[triangle_count + i] = triangle;
+  }
+  vertices_ = std::move(vertices);
+  triangles_ = std::move(triangles);
+  shell_vertices_.reset();
+  header.num_vertices = static_cast<int32_t>(2 * vertex_count);
+  header.num_triangles = static_cast<int32_t>(2 * triangle_count);
+  extents_valid = 0;
+  return 0;
+}
+
+int CTL::dumpshell() {
+  if (!HasShell(*this)) return 1;
+  const trq::detail::FileHandle file = trq::detail::OpenFile(kReportName, "w");
+  if (!file) return 1;
+  const std::size_t count = UsedTriangles(*this);
+  std::string text = "Number of Triangles : " + std::to_string(count) + "\n";
+  for (std::size_t i = 0; i < count; ++i) {
+    text += "OFFSET TRIANGLE " + std::to_string(i + 1) + " \n";
+    for (int k = 0; k < 3; ++k) {
+      const PbVec3f p = ShellCorner(*this, triangles_[i], k);
+      const std::string label = "Vertex " + std::to_string(k + 1) + " : ";
+      AppendTriple(text, label.c_str(), p[0], p[1], p[2]);
+    }
+    const VECTOR n = NormalAt(*this, i);
+    AppendTriple(text, "Normal   : ", -n.x, -n.y, -n.z);
+    text += '\n';
+    if (text.size() > (std::size_t{1} << 16)) {
+      std::fwrite(text.data(), 1, text.size(), file.get());
+      text.clear();
+    }
+  }
+  text += "End of offsetted shell file \n";
+  std::fwrite(text.data(), 1, text.size(), file.get());
+  return 1;
+}
