@@ -3,7 +3,7 @@
 
 #include "foundation/checked_conversions.h"
 #include "host/file_services.h"
-#include "trq/setup.h"
+#include "trq/foundation.h"
 
 using trq::detail::ToInt;
 

@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <string>
 
+#include "trq/foundation.h"
 #include "trq/machine_types.h"
-#include "trq/setup.h"
 
 namespace {
 

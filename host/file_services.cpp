@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <limits>
 
-#include "trq/setup.h"
+#include "trq/host.h"
 
 namespace trq::host {
 namespace {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "styles/build_style_table.h"
+#include "styles/structure_text.h"
 #include "styles/style_file.h"
 #include "trq/styles.h"
 
@@ -61,11 +62,6 @@ void ForStructureNumbers(S& style, const _bs_style& structure, Set set) {
     }
   }
   for (const StructurePartner& pair : kStructurePartners) set(style.*pair.follows, structure.*pair.field);
-}
-
-template <std::size_t kWidth>
-CString FieldText(const char (&field)[kWidth]) {
-  return CString(std::string(field, std::find(field, field + kWidth, '\0')));
 }
 
 /// What the 301 layout adds and a 206 file does not hold, with its value there; `ranged` says whether the row
@@ -127,9 +123,9 @@ KVBUILDSTYLE::KVBUILDSTYLE(const _bs_style* structure, TRQ_TYPE machine) : KVBUI
   Version.AddAndSetValue(kVersion206);
   MachineType = machine;
   if (!structure) return;
-  StyleName = FieldText(structure->StyleName);
-  FullPathName = FieldText(structure->FullPathName);
-  BuildDescription = FieldText(structure->BuildDescription);
+  StyleName = StructureText(structure->StyleName);
+  FullPathName = StructureText(structure->FullPathName);
+  BuildDescription = StructureText(structure->BuildDescription);
   ForStructureNumbers(*this, *structure, [](auto& record, auto number) { record.AddAndSetValue(number); });
 }
 

@@ -20,6 +20,9 @@ unsigned char* Put(unsigned char* next, T value) {
   return next + sizeof value;
 }
 
+float Converted(int32_t number) { return static_cast<float>(number); }
+int32_t Converted(float number) { return trq::detail::ToInt(number); }
+
 /// The fields of a record in the order of the file, as far as their bytes came.
 class FieldCursor {
  public:
@@ -94,18 +97,18 @@ void StyleParameterRecord<T>::ScaleAllValues(T factor) {
 }
 
 template <class T>
-template <class Source, class Convert>
-void StyleParameterRecord<T>::CopyConverted(const Source& source, Convert convert) {
-  value_ = convert(source.GetValue());
-  default_ = convert(source.GetDefaultValue());
+template <class U>
+void StyleParameterRecord<T>::CopyConverted(const StyleParameterRecord<U>& source) {
+  value_ = Converted(source.GetValue());
+  default_ = Converted(source.GetDefaultValue());
   display_flag_ = source.GetDisplayFlag();
   edit_flag_ = source.GetEditFlag();
   range_flag_ = source.GetRangeFlag();
-  minimum_ = convert(source.GetMinRange());
-  maximum_ = convert(source.GetMaxRange());
+  minimum_ = Converted(source.GetMinRange());
+  maximum_ = Converted(source.GetMaxRange());
   allowed_.clear();
   for (int i = 0; i < source.GetNumElementsInList(); ++i) {
-    allowed_.push_back(convert(source.GetAnElementFromList(i)));
+    allowed_.push_back(Converted(source.GetAnElementFromList(i)));
   }
 }
 
@@ -130,7 +133,7 @@ int StyleParameterRecord<T>::WriteRecord(FILE* file) const {
 }
 
 template <class T>
-int StyleParameterRecord<T>::ReadRecord(FILE* file, float version) {
+int StyleParameterRecord<T>::ReadRecord(FILE* file, float version, T* stored_maximum) {
   if (!file) return style_file::kReadFailed;
   T value;
   if (std::fread(&value, 1, sizeof value, file) != sizeof value) return style_file::kReadFailed;
@@ -152,6 +155,7 @@ int StyleParameterRecord<T>::ReadRecord(FILE* file, float version) {
                      fields.TakeLowByte(edit_flag_) && fields.TakeLowByte(range_flag_) &&
                      fields.Take(minimum_) && fields.Take(maximum_) && fields.Take(listed);
   if (!whole) return style_file::kReadFailed;
+  if (stored_maximum) *stored_maximum = maximum_;
 
   // The count is a claim: the list grows with the values that come.
   allowed_.clear();
@@ -172,6 +176,8 @@ int StyleParameterRecord<T>::ReadRecord(FILE* file, float version) {
 
 template class StyleParameterRecord<float>;
 template class StyleParameterRecord<int32_t>;
+template void StyleParameterRecord<float>::CopyConverted(const StyleParameterRecord<int32_t>&);
+template void StyleParameterRecord<int32_t>::CopyConverted(const StyleParameterRecord<float>&);
 
 void StyleParameterRecordFloat::ConvertAllValuesToMM() { ScaleAllValues(kMillimetresPerInch); }
 // Kept: the factor is a rounded reciprocal, so going there and back need not give the first number.
@@ -179,10 +185,10 @@ void StyleParameterRecordFloat::ConvertAllValuesToINCH() { ScaleAllValues(kInche
 
 void BuildStyleParameterRecordFloat::ConvertIntRecordIntoFloatRecord(
     const BuildStyleParameterRecordInt* source) {
-  if (source) CopyConverted(*source, [](int32_t number) { return static_cast<float>(number); });
+  if (source) CopyConverted(*source);
 }
 
 void BuildStyleParameterRecordInt::ConvertFloatRecordIntoIntRecord(
     const BuildStyleParameterRecordFloat* source) {
-  if (source) CopyConverted(*source, [](float number) { return trq::detail::ToInt(number); });
+  if (source) CopyConverted(*source);
 }

@@ -43,8 +43,8 @@ class StyleReader {
 
   FILE* stream() const { return stream_; }
   template <class T>
-  bool Record(StyleParameterRecord<T>& record) {
-    return record.ReadRecord(stream_, version) == style_file::kOk;
+  bool Record(StyleParameterRecord<T>& record, T* stored_maximum = nullptr) {
+    return record.ReadRecord(stream_, version, stored_maximum) == style_file::kOk;
   }
   /// The bytes up to the first NUL, or all of them.
   bool Text(CString& text, int width);

@@ -73,3 +73,8 @@ TRQ_EXPORT void SetMessageBoxHandler(int (*handler)(const char* text, unsigned b
 
 /// Shows a message box through the installed handler and returns its answer.
 TRQ_EXPORT int AfxMessageBox(const char* text, unsigned buttons = message_box::kOkButton);
+
+/// Answers of UTILITY::GetDriveInfo.
+namespace drive {
+enum Kind : int { kUnknown = 0, kNoSuchRoot = 1, kRemovable = 2, kFixed = 3, kRemote = 4, kCd = 5, kRam = 6 };
+}  // namespace drive

@@ -98,3 +98,72 @@ struct _bs_style {
   float LargeSupportDownInterfaceBoundaryCureDepth;
   float LargeSupportUpInterfaceBoundaryCureDepth;
 };
+
+/// The slice-file library's recoat style: texts with or without their NUL, lengths in the style's units. Its
+/// layout is fixed: the other library fills it.
+struct _rc_style {
+  struct Dip {
+    float velocity;
+    float acceleration;
+    float dip_distance;
+    int32_t pre_dip_delay;
+    int32_t post_dip_delay;
+    int32_t wait;
+  };
+  struct Sweep {
+    float gap;  ///< percent of the layer thickness
+    float velocity;
+  };
+  char style_name[513];
+  char build_description[81];
+  char full_path_name[513];
+  char unused[5];
+  float start_z;
+  float end_z;
+  float z_dip_distance;
+  float z_velocity;
+  float z_acceleration;
+  float z_post_dip_delay;  ///< a float here, a whole number in styles
+  float z_pre_dip_delay;   ///< a float here, a whole number in styles
+  Dip primary;
+  Dip secondary;
+  int32_t number_of_sweeps;
+  int32_t number_of_primary_sweeps;
+  int32_t number_of_secondary_sweeps;
+  Sweep sweeps[7];
+  Sweep primary_sweeps[7];
+  Sweep secondary_sweeps[7];
+  int32_t number_of_secondary_dips;
+  float z_wait;  ///< a float here, a whole number in styles
+};
+static_assert(sizeof(_rc_style) == 1376);
+static_assert(offsetof(_rc_style, style_name) == 0);
+static_assert(offsetof(_rc_style, build_description) == 513);
+static_assert(offsetof(_rc_style, full_path_name) == 594);
+static_assert(offsetof(_rc_style, start_z) == 1112);
+static_assert(offsetof(_rc_style, end_z) == 1116);
+static_assert(offsetof(_rc_style, z_dip_distance) == 1120);
+static_assert(offsetof(_rc_style, z_velocity) == 1124);
+static_assert(offsetof(_rc_style, z_acceleration) == 1128);
+static_assert(offsetof(_rc_style, z_post_dip_delay) == 1132);
+static_assert(offsetof(_rc_style, z_pre_dip_delay) == 1136);
+static_assert(offsetof(_rc_style, primary) == 1140);
+static_assert(offsetof(_rc_style, primary.acceleration) == 1144);
+static_assert(offsetof(_rc_style, primary.dip_distance) == 1148);
+static_assert(offsetof(_rc_style, primary.pre_dip_delay) == 1152);
+static_assert(offsetof(_rc_style, primary.post_dip_delay) == 1156);
+static_assert(offsetof(_rc_style, primary.wait) == 1160);
+static_assert(offsetof(_rc_style, secondary) == 1164);
+static_assert(offsetof(_rc_style, secondary.acceleration) == 1168);
+static_assert(offsetof(_rc_style, secondary.dip_distance) == 1172);
+static_assert(offsetof(_rc_style, secondary.pre_dip_delay) == 1176);
+static_assert(offsetof(_rc_style, secondary.post_dip_delay) == 1180);
+static_assert(offsetof(_rc_style, secondary.wait) == 1184);
+static_assert(offsetof(_rc_style, number_of_sweeps) == 1188);
+static_assert(offsetof(_rc_style, number_of_primary_sweeps) == 1192);
+static_assert(offsetof(_rc_style, number_of_secondary_sweeps) == 1196);
+static_assert(offsetof(_rc_style, sweeps) == 1200);
+static_assert(offsetof(_rc_style, primary_sweeps) == 1256);
+static_assert(offsetof(_rc_style, secondary_sweeps) == 1312);
+static_assert(offsetof(_rc_style, number_of_secondary_dips) == 1368);
+static_assert(offsetof(_rc_style, z_wait) == 1372);

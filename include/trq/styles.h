@@ -83,7 +83,8 @@ class TRQ_EXPORT StyleParameterRecord {
   /// taken. The float record takes its own value for a version of 0. Listed values widen the range.
   /// Returns style_file::kOk, or kReadFailed (also for null) with the fields before the end of the file read;
   /// memory follows the bytes that came, not the count in the file.
-  int ReadRecord(FILE* file, float version);
+  /// `stored_maximum`, when given, receives the maximum as it stands in the file.
+  int ReadRecord(FILE* file, float version, T* stored_maximum = nullptr);
 
  protected:
   StyleParameterRecord() = default;
@@ -92,9 +93,10 @@ class TRQ_EXPORT StyleParameterRecord {
   ~StyleParameterRecord() = default;
   /// Multiplies value, default, minimum, maximum and every allowed value, each product rounded once.
   void ScaleAllValues(T factor);
-  /// Takes every number of `source` through `convert`, and its flags.
-  template <class Source, class Convert>
-  void CopyConverted(const Source& source, Convert convert);
+  /// Takes every number of `source` as this kind of number, and its flags: integers as floats, floats
+  /// truncated toward zero (INT_MIN for NaN and what fits no int).
+  template <class U>
+  void CopyConverted(const StyleParameterRecord<U>& source);
 
  private:
   bool Holds(int index) const { return index >= 0 && index < GetNumElementsInList(); }
@@ -208,6 +210,10 @@ enum class StyleRegion : uint8_t {
   kSupport,
   kPower,
   kFeatures,
+  kDip,
+  kPrimaryDip,
+  kSecondaryDip,
+  kSweeps,
   kUnnamed,
 };
 

@@ -7,7 +7,7 @@
 #include "host/file_services.h"
 #include "tests/support/message_box_recorder.h"
 #include "tests/support/temp_dir.h"
-#include "trq/setup.h"
+#include "trq/foundation.h"
 
 TEST(FileUtilities, ReadOnlyFileBecomesWritable) {
   test_support::TempDir dir;

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "tests/support/message_box_recorder.h"
-#include "trq/setup.h"
+#include "trq/foundation.h"
 
 TEST(NameUtilities, ExtensionIsWhatFollowsTheLastPeriod) {
   EXPECT_EQ(UTILITY::SetFileExtension("a.b.stl", "ctl"), "a.b.ctl");

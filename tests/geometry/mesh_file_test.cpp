@@ -7,6 +7,7 @@
 #include <cstring>
 #include <limits>
 #include <random>
+#include <sstream>
 
 #include "tests/support/ctl_bytes.h"
 #include "tests/support/meshes.h"
@@ -413,6 +414,37 @@ TEST(CtlFileWrite, WritesGoldenBytes) {
   EXPECT_EQ(mesh.SaveCTLModel(CString(folder.File("a.ctl")), unit_matrix, 0), 0);
   EXPECT_EQ(test_support::Hex(folder.Read("a.ctl")), test_support::Hex(CtlBytes(TetrahedronFile())));
   EXPECT_EQ(mesh.header.format_word, 12);
+}
+
+// The bytes of the hex dump in a document: lines of an offset, two blanks, bytes, three blanks, a remark.
+std::string DocumentedBytes(const std::string& document) {
+  std::istringstream lines(test_support::ReadFile(std::string(TRQ_SOURCE_DIR) + "/docs/formats/" + document));
+  std::string bytes;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.size() < 8 || line.find_first_not_of("0123456789abcdef") != 4 || line.compare(4, 2, "  ") != 0)
+      continue;
+    EXPECT_EQ(std::stoul(line.substr(0, 4), nullptr, 16), bytes.size());
+    for (std::size_t at = 6; at + 2 <= line.size() && std::isxdigit(static_cast<unsigned char>(line[at]));
+         at += 3) {
+      bytes += static_cast<char>(std::stoul(line.substr(at, 2), nullptr, 16));
+    }
+  }
+  return bytes;
+}
+
+TEST(CtlFormatDocument, ExampleIsWhatTheFormatAndTheLibrarySay) {
+  const std::string documented = DocumentedBytes("ctl.md");
+  CtlFile file;
+  file.vertices = {{0, 0, 0}, {10, 0, 0}, {0, 10, 0}, {0, 0, 10}};
+  file.triangles = {{0, 2, 1, 0}, {0, 1, 3, 1}, {0, 3, 2, 2}, {1, 2, 3, 0}};
+  for (std::size_t i = 0; i < 16; i += 5) file.matrix[i] = 1;
+  file.stl_header = "example";
+  EXPECT_EQ(test_support::Hex(documented), test_support::Hex(CtlBytes(file)));
+  CTL mesh;
+  EXPECT_EQ(Read(mesh, documented).answer, 4);
+  const TempDir folder;
+  EXPECT_EQ(mesh.SaveCTLModel(CString(folder.File("a.ctl")), unit_matrix, 0), 0);
+  EXPECT_EQ(test_support::Hex(folder.Read("a.ctl")), test_support::Hex(documented));
 }
 
 TEST(CtlFileWrite, IntegersThatFillTheirWordsAreFollowedByAZeroWord) {

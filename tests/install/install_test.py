@@ -1,0 +1,55 @@
+"""Installs the build, moves the installation, and builds and runs a program of its own against it."""
+
+import argparse
+import os
+import shutil
+import subprocess
+import sys
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+sys.path.insert(0, os.path.join(ROOT, "tests", "examples"))
+import stl_report  # noqa: E402  (measures without the library)
+
+
+def run(*command, env=None):
+    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, env=env)
+    if done.returncode != 0:
+        sys.exit("%s\n%s\nended with %d" % (" ".join(command), done.stdout, done.returncode))
+    return done.stdout
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    for name in ("cmake", "generator", "compiler", "flags", "build", "version", "scratch"):
+        parser.add_argument("--" + name, required=True)
+    a = parser.parse_args()
+
+    shutil.rmtree(a.scratch, ignore_errors=True)
+    os.makedirs(a.scratch)
+    first, prefix = os.path.join(a.scratch, "first"), os.path.join(a.scratch, "moved")
+    run(a.cmake, "--install", a.build, "--prefix", first)
+    os.rename(first, prefix)  # nothing in the package may depend on where it was installed
+
+    source, build = os.path.join(a.scratch, "consumer"), os.path.join(a.scratch, "consumer-build")
+    shutil.copytree(os.path.join(ROOT, "tests", "install", "consumer"), source)
+    shutil.copy(os.path.join(ROOT, "examples", "print_volume.cpp"), source)
+    run(a.cmake, "-S", source, "-B", build, "-G", a.generator, "-DCMAKE_CXX_COMPILER=" + a.compiler,
+        "-DCMAKE_CXX_FLAGS=" + a.flags, "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_PREFIX_PATH=" + prefix)
+    run(a.cmake, "--build", build)
+
+    # No path to the library but the one that the package wrote into the program.
+    env = {k: v for k, v in os.environ.items() if k != "LD_LIBRARY_PATH"}
+    for name in ("bracket.stl", "l_shape.stl"):  # binary and ASCII
+        path = os.path.join(ROOT, "examples", "parts", name)
+        known = stl_report.report(path)
+        facets, volume = run(os.path.join(build, "print_volume"), path, env=env).split()
+        if int(facets) != known.facets or abs(float(volume) / known.volume - 1) > 1e-5:
+            sys.exit("%s: %s facets, volume %s; expected %d, %.6f" % (name, facets, volume, known.facets, known.volume))
+        print("%s: %s facets, volume %s" % (name, facets, volume))
+
+    if a.version not in run(os.path.join(prefix, "bin", "trqprep"), "version", env=env):
+        sys.exit("the installed trqprep does not say that it is version " + a.version)
+
+
+if __name__ == "__main__":
+    main()
