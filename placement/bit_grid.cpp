@@ -93,10 +93,9 @@ int BitGrid::max_x() const {
 }
 
 int BitGrid::max_y() const {
-  int highest = -1;
-  for (uint32_t row : rows)
-    if (row) highest = std::max(highest, highest_bit(row));
-  return highest;
+  uint32_t any = 0;
+  for (uint32_t row : rows) any |= row;
+  return any ? highest_bit(any) : -1;
 }
 
 void BitGrid::print(FILE* stream) const {

@@ -1,24 +1,62 @@
+/// Footprints: which cells of the vat lie under a mesh.
+///
+/// A facet takes every cell of the box around its corners' cells. A corner is shared by some six facets, so
+/// its cell is worked out once a vertex, by the same division as everywhere, and a facet's cells are set a
+/// row at a time. Facets with a corner off the grid go cell by cell, in their turn: the lines they print keep
+/// number and order.
 #include <algorithm>
 #include <climits>
 
 #include "geometry/mesh_access.h"
+#include "placement/cell_index.h"
 #include "trq/placement.h"
+
+using trq::detail::CellQuotient;
+using trq::detail::Corner;
 
 namespace {
 
 constexpr uint64_t kMostReportedCells = uint64_t{1} << 20;
+constexpr uint16_t kOffGrid = 0x8000;  // among cells kept as x * 256 + y, x and y below 32
 
 }  // namespace
 
-BitGrid GridEval::footprint(const CTL& part) const {
-  BitGrid work;
-  const std::size_t count = trq::detail::UsedTriangles(part);
-  for (std::size_t t = 0; t < count; ++t) {
-    const R_INT4& triangle = part.triangles()[t];
-    mark_triangle(trq::detail::Corner(part, triangle, 0), trq::detail::Corner(part, triangle, 1),
-                  trq::detail::Corner(part, triangle, 2), work);
+BitGrid GridEval::footprint(const CTL& part, std::vector<uint16_t>& cells) const {
+  const std::size_t vertex_count = trq::detail::UsedVertices(part);
+  const PbVec3f* const vertices = part.vertices();
+  const float columns = static_cast<float>(std::min(x_num, 32));
+  const float rows = static_cast<float>(std::min(y_num, 32));
+  cells.resize(vertex_count);
+  for (std::size_t i = 0; i < vertex_count; ++i) {
+    const float x = CellQuotient(vertices[i][0], x_offset, x_size);
+    const float y = CellQuotient(vertices[i][1], y_offset, y_size);
+    // Above -1 truncates to 0; NaN fails the tests.
+    const bool inside = x > -1 && x < columns && y > -1 && y < rows;
+    cells[i] = inside ? static_cast<uint16_t>(static_cast<int>(x) * 256 + static_cast<int>(y)) : kOffGrid;
   }
-  return work;
+
+  BitGrid grid;
+  const R_INT4* const triangles = part.triangles();
+  const std::size_t triangle_count = trq::detail::UsedTriangles(part);
+  const auto cell_of = [&](int vertex) {
+    return static_cast<std::size_t>(vertex) < vertex_count ? cells[static_cast<std::size_t>(vertex)]
+                                                           : kOffGrid;
+  };
+  for (std::size_t t = 0; t < triangle_count; ++t) {
+    const R_INT4& triangle = triangles[t];
+    const unsigned a = cell_of(triangle[0]), b = cell_of(triangle[1]), c = cell_of(triangle[2]);
+    if ((a | b | c) & kOffGrid) {
+      mark_triangle(Corner(part, triangle, 0), Corner(part, triangle, 1), Corner(part, triangle, 2), grid);
+    } else if (a == b && b == c) {
+      grid.rows[a >> 8] |= 1U << (a & 31);
+    } else {
+      const auto [x0, x1] = std::minmax({a >> 8, b >> 8, c >> 8});
+      const auto [y0, y1] = std::minmax({a & 31, b & 31, c & 31});
+      const uint32_t bits = (2U << y1) - (1U << y0);  // bits y0..y1; 2 << 31 is 0, as it should be
+      for (unsigned x = x0; x <= x1; ++x) grid.rows[x] |= bits;
+    }
+  }
+  return grid;
 }
 
 void GridEval::mark_triangle(const PbVec3f& a, const PbVec3f& b, const PbVec3f& c, BitGrid& grid) const {

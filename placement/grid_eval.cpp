@@ -2,14 +2,16 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "placement/fast_search.h"
 #include "trq/placement.h"
+
+using trq::detail::PlacementSearch;
 
 namespace {
 
 constexpr float kVatMargin = 0.000001F;
 constexpr float kCellsPerVat = 0.032258064F;  // 1/31: the vat's far edge falls in cell 31
 constexpr int kRandomPasses = 50;
-constexpr int kNoScore = 100000;
 constexpr int kNoHeight = 10000;
 
 }  // namespace
@@ -56,11 +58,12 @@ void GridEval::add(CTL& part, int copies) {
     return;
   }
   setup(cell_x, cell_y, 0, 0, vat_x_, vat_y_);
+  std::vector<uint16_t> cells;
   for (int r = 0; r < rotations_; ++r) {
     part.get_max(&max_x, &max_y, &max_z);
     const bool fits = !(max_x > vat_x_ || max_y > vat_y_);
     footprint_valid_[slot(num_components_, r)] = fits;
-    if (fits) footprints_[slot(num_components_, r)] = footprint(part);
+    if (fits) footprints_[slot(num_components_, r)] = footprint(part, cells);
     part.rotateZ(static_cast<float>(360.0 / rotations_));
     float min_x, min_y, min_z;
     part.get_min(&min_x, &min_y, &min_z);
@@ -68,49 +71,6 @@ void GridEval::add(CTL& part, int copies) {
   }
   copies_[static_cast<std::size_t>(num_components_)] = std::max(copies, 0);
   ++num_components_;
-}
-
-int GridEval::greedy_search(int component, int rotation, const BitGrid& occupied, BitGrid& trial, int& out_x,
-                            int& out_y, int mode) const {
-  const BitGrid& footprint = footprints_[slot(component, rotation)];
-  // Kept: one shift less than there is room, so that no piece reaches row 31 or bit 31.
-  const int nx = 31 - footprint.max_x();
-  const int ny = 31 - footprint.max_y();
-  const int outer = mode == 0 ? nx : ny;
-  const int inner = mode == 0 ? ny : nx;
-  for (int i = 0; i < outer; ++i)
-    for (int j = 0; j < inner; ++j) {
-      const int dx = mode == 0 ? i : j;
-      const int dy = mode == 0 ? j : i;
-      trial.clear();
-      footprint.shift(trial, dx, dy);
-      if (!trial.touches(occupied)) {
-        out_x = dx;
-        out_y = dy;
-        return 1;
-      }
-    }
-  return 0;
-}
-
-int GridEval::add_piece(int component, int copy, BitGrid& occupied, Answer& found, int mode) const {
-  int best = kNoScore;
-  BitGrid kept;
-  for (int r = 0; r < rotations_; ++r) {
-    if (!footprint_valid_[slot(component, r)]) continue;
-    BitGrid trial;
-    int dx, dy;
-    if (!greedy_search(component, r, occupied, trial, dx, dy, mode)) continue;
-    const int score = mode != 0 ? trial.max_y() : trial.max_x();
-    if (score < best) {
-      best = score;
-      kept = trial;
-      found.at(component, copy) = {dx, dy, r};
-    }
-  }
-  if (best == kNoScore) return 0;
-  occupied |= kept;
-  return 1;
 }
 
 void GridEval::initialize_order(std::vector<CopyComp>& order) const {
@@ -131,43 +91,50 @@ void GridEval::random_shuffle(std::vector<CopyComp>& order) {
   order.swap(shuffled);
 }
 
-int GridEval::find_a_placement(const std::vector<CopyComp>& order, Answer& found, int mode,
-                               int& height) const {
-  BitGrid occupied;
-  for (const CopyComp& piece : order)
-    if (!add_piece(piece.component, piece.copy, occupied, found, mode)) return 0;
-  height = occupied.max_y();
+int GridEval::find_a_placement(PlacementSearch& search, const std::vector<CopyComp>& order,
+                               std::vector<Answer::Place>& places, int mode, int& height) {
+  search.begin_pass();
+  places.resize(order.size());
+  for (std::size_t i = 0; i < order.size(); ++i)
+    if (!search.add_piece(order[i].component, mode, places[i])) return 0;
+  height = search.max_y();
   return 1;
 }
 
-// One more rand() a piece, drawn before its search; none after a piece that fails.
-int GridEval::find_random_placement(std::vector<CopyComp>& order, Answer& found, int& height) const {
+// One more rand() a piece, drawn before its search; none after a piece that fails. A pass that has already
+// grown taller than the best goes on all the same: its draws are part of the sequence.
+int GridEval::find_random_placement(PlacementSearch& search, std::vector<CopyComp>& order,
+                                    std::vector<Answer::Place>& places, int& height) {
   random_shuffle(order);
-  BitGrid occupied;
-  for (const CopyComp& piece : order)
-    if (!add_piece(piece.component, piece.copy, occupied, found, std::rand() % 2)) return 0;
-  height = occupied.max_y();
+  search.begin_pass();
+  places.resize(order.size());
+  for (std::size_t i = 0; i < order.size(); ++i)
+    if (!search.add_piece(order[i].component, std::rand() % 2, places[i])) return 0;
+  height = search.max_y();
   return 1;
 }
 
 // The fixed pass and the random ones; 1 when any succeeded, whose lowest result is then the stored answer.
 int GridEval::run_passes() {
+  PlacementSearch search(footprints_, footprint_valid_, num_components_, rotations_);
   int best = kNoHeight;
   int height = 0;
-  std::vector<CopyComp> order;
+  std::vector<CopyComp> order, best_order;
+  std::vector<Answer::Place> places, best_places;
   initialize_order(order);
-  Answer found;
-  if (find_a_placement(order, found, 1, height)) {
+  const auto keep = [&] {
     best = height;
-    answer_ = found;
-  }
-  for (int pass = 0; pass < kRandomPasses; ++pass) {
-    if (find_random_placement(order, found, height) && height < best) {
-      best = height;
-      answer_ = found;
-    }
-  }
-  return best != kNoHeight;
+    best_order = order;
+    best_places.swap(places);
+  };
+  if (find_a_placement(search, order, places, 1, height)) keep();
+  for (int pass = 0; pass < kRandomPasses; ++pass)
+    if (find_random_placement(search, order, places, height) && height < best) keep();
+  if (best == kNoHeight) return 0;
+  answer_.clear();
+  for (std::size_t i = 0; i < best_order.size(); ++i)
+    answer_.at(best_order[i].component, best_order[i].copy) = best_places[i];
+  return 1;
 }
 
 int GridEval::find_placement() {

@@ -1,18 +1,15 @@
+#include <climits>
 #include <cstdlib>
 
-#include "foundation/checked_conversions.h"
+#include "placement/cell_index.h"
 #include "trq/placement.h"
 
+using trq::detail::CellIndex;
 using trq::detail::ToInt;
 
 namespace {
 
 constexpr int64_t kLongestPath = int64_t{1} << 24;
-
-// Rounded to float before truncation: a vat of 31 cells' width then always reaches index 31.
-int CellIndex(float x, float offset, float size) {
-  return ToInt(static_cast<float>((static_cast<double>(x) + offset) / size));
-}
 
 // last - first + 1, wrapping where it does not fit an int.
 int CellCount(int first, int last) {

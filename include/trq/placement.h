@@ -1,6 +1,8 @@
 /// Automatic placement of many copies of parts on the vat.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <vector>
@@ -8,6 +10,10 @@
 #include "trq/export.h"
 #include "trq/foundation.h"
 #include "trq/geometry.h"
+
+namespace trq::detail {
+class PlacementSearch;
+}  // namespace trq::detail
 
 /// A 32 x 32 occupancy raster and plain value: footprints, the vat's occupied area and every trial position.
 class TRQ_EXPORT BitGrid {
@@ -135,6 +141,7 @@ class TRQ_EXPORT GridEval : public GRID_INDEX2 {
     /// Requires: component in 0..100, copy in 0..99.
     Place& at(int component, int copy) { return places_[Slot(component, copy)]; }
     const Place& at(int component, int copy) const { return places_[Slot(component, copy)]; }
+    void clear() { std::fill(places_.begin(), places_.end(), Place()); }
 
    private:
     static std::size_t Slot(int component, int copy) {
@@ -173,13 +180,12 @@ class TRQ_EXPORT GridEval : public GRID_INDEX2 {
 
  private:
   static double est_time(const BitGrid& grid);
-  BitGrid footprint(const CTL& part) const;
+  BitGrid footprint(const CTL& part, std::vector<uint16_t>& cells) const;
   void mark_triangle(const PbVec3f& a, const PbVec3f& b, const PbVec3f& c, BitGrid& grid) const;
-  int greedy_search(int component, int rotation, const BitGrid& occupied, BitGrid& trial, int& out_x,
-                    int& out_y, int mode) const;
-  int add_piece(int component, int copy, BitGrid& occupied, Answer& found, int mode) const;
-  int find_a_placement(const std::vector<CopyComp>& order, Answer& found, int mode, int& height) const;
-  int find_random_placement(std::vector<CopyComp>& order, Answer& found, int& height) const;
+  static int find_a_placement(trq::detail::PlacementSearch& search, const std::vector<CopyComp>& order,
+                              std::vector<Answer::Place>& places, int mode, int& height);
+  static int find_random_placement(trq::detail::PlacementSearch& search, std::vector<CopyComp>& order,
+                                   std::vector<Answer::Place>& places, int& height);
   static void random_shuffle(std::vector<CopyComp>& order);
   void initialize_order(std::vector<CopyComp>& order) const;
   int run_passes();

@@ -39,12 +39,13 @@ struct PlacementProbe {
   static const GridEval::Answer::Place& place(const GridEval& eval, int component, int copy) {
     return eval.answer_.at(component, copy);
   }
-  /// Adds a component without a mesh: its footprints, all valid, one a rotation, and its copies.
-  static void add_footprints(GridEval& eval, const std::vector<BitGrid>& footprints, int copies) {
+  /// Adds a component without a mesh, all its rotations valid but those in `invalid` (bit r).
+  static void add_footprints(GridEval& eval, const std::vector<BitGrid>& footprints, int copies,
+                             uint32_t invalid = 0) {
     const int component = eval.num_components_++;
     for (int r = 0; r < eval.rotations_; ++r) {
       footprint(eval, component, r) = footprints[static_cast<std::size_t>(r) % footprints.size()];
-      valid(eval, component, r) = 1;
+      valid(eval, component, r) = !(invalid >> r & 1);
     }
     eval.copies_[static_cast<std::size_t>(component)] = copies;
   }
