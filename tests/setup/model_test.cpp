@@ -1,0 +1,400 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "tests/support/meshes.h"
+#include "tests/support/temp_dir.h"
+#include "trq/setup.h"
+
+using test_support::TempDir;
+
+namespace {
+
+struct Band {
+  float start, end;
+  bool operator==(const Band& other) const { return start == other.start && end == other.end; }
+};
+std::ostream& operator<<(std::ostream& out, const Band& band) {
+  return out << band.start << ".." << band.end;
+}
+using Expected = std::vector<Band>;
+
+void Stack(MODEL& model, std::initializer_list<Band> bands) {
+  for (const Band& band : bands) {
+    auto style = std::make_shared<KVBUILDSTYLE>();
+    style->StartZ.SetValue(band.start);
+    style->EndZ.SetValue(band.end);
+    model.BuildStyles.push_back(style);
+  }
+}
+
+Expected Bands(const MODEL& model) {
+  Expected bands;
+  for (const auto& style : model.BuildStyles)
+    bands.push_back({style->StartZ.GetValue(), style->EndZ.GetValue()});
+  return bands;
+}
+
+void MakeCube(MODEL& model, float size) {
+  CTL cube = test_support::Cube(size);
+  cube.copy(&model);
+}
+
+/// Dp 0.15, Ec 10, layers of 0.1: a depth of 0.3 takes an exposure of 10 e^2.
+KVBUILDSTYLE Resin() {
+  KVBUILDSTYLE style;
+  style.LayerThickness.SetValue(0.1f);
+  style.Dp.SetValue(0.15f);
+  style.Ec.SetValue(10);
+  return style;
+}
+
+}  // namespace
+
+TEST(Model, StartsWithItsDefaults) {
+  const MODEL model;
+  EXPECT_EQ(model.num_triangles(), 0);
+  EXPECT_EQ(model.StateWord, 0);
+  EXPECT_EQ(model.ApplicationWord, 2366);
+  for (int word : model.ApplicationCounters) EXPECT_EQ(word, 0);
+  EXPECT_FALSE(model.Modified);
+  EXPECT_FALSE(model.SecondFlag);
+  EXPECT_TRUE(model.BuildStyles.empty());
+  EXPECT_EQ(std::size(model.Ints13), 13u);
+  EXPECT_EQ(std::size(model.Ints6), 6u);
+  EXPECT_EQ(std::size(model.Floats6), 6u);
+  EXPECT_EQ(std::size(model.Ints11), 11u);
+  EXPECT_EQ(std::size(model.Floats11), 11u);
+  EXPECT_EQ(std::size(model.Ints10), 10u);
+  EXPECT_EQ(model.Floats11[10].GetValue(), 0);
+  EXPECT_FALSE(model.Floats11[10].HasRange());
+  EXPECT_EQ(model.LastWord, 0);
+}
+
+TEST(Model, SetUnitsIsTheMeshesOwn) {
+  MODEL model;
+  model.SetUnits(1);
+  EXPECT_EQ(model.GetUnits(), 1);
+  EXPECT_EQ(model.header.units, 1);
+}
+
+TEST(Model, ModifiedStateKeepsTheSecondFlagWhenCleared) {
+  MODEL model;
+  model.setModelModifiedState(true, true);
+  EXPECT_TRUE(model.Modified && model.SecondFlag);
+  model.setModelModifiedState(false, false);
+  EXPECT_FALSE(model.Modified);
+  EXPECT_TRUE(model.SecondFlag);
+  model.setModelModifiedState(true, false);
+  EXPECT_FALSE(model.SecondFlag);
+}
+
+TEST(Model, ExtentsAreStoredAsGiven) {
+  MODEL model;
+  model.SetCTLExtents(1, 2, 3, 4, 5, 6);
+  model.SetExtentsValid(1);
+  float x, y, z;
+  model.get_min(&x, &y, &z);
+  EXPECT_EQ(x, 1);
+  EXPECT_EQ(z, 3);
+  model.get_max(&x, &y, &z);
+  EXPECT_EQ(y, 5);
+}
+
+TEST(Model, AreaFunctionIsTheMeshes) {
+  MODEL model;
+  MakeCube(model, 2);
+  EXPECT_FLOAT_EQ(model.GetCTLArea(0), 16);  // (2 * area)^2 with an area of 2
+}
+
+TEST(Model, VolumeAndAreaGoThroughTheCurrentMatrix) {
+  MODEL model;
+  MakeCube(model, 2);
+  float* R = model.ComponentInfo.placement();
+  model.CalculateCurrentVolumeAndArea(0);
+  EXPECT_FLOAT_EQ(R[28], 24);
+  EXPECT_FLOAT_EQ(R[29], 8);
+  R[0] = R[5] = R[10] = 2;  // twice as large
+  R[3] = 100;               // and moved
+  model.CalculateCurrentVolumeAndArea(0);
+  EXPECT_FLOAT_EQ(R[28], 96);
+  EXPECT_NEAR(R[29], 64, 1e-3);
+  model.CalculateCurrentVolumeAndArea(1);  // the same size, the move in inches
+  EXPECT_NEAR(R[28], 96, 0.02);
+  EXPECT_NEAR(R[29], 64, 0.05);
+}
+
+TEST(Model, StateWordForbidsTheCalculation) {
+  MODEL model;
+  MakeCube(model, 2);
+  float* R = model.ComponentInfo.placement();
+  R[28] = R[29] = -1;
+  model.StateWord = 2;
+  model.CalculateCurrentVolumeAndArea(0);
+  EXPECT_EQ(R[28], -1);
+  EXPECT_EQ(R[29], -1);
+  model.StateWord = 1;
+  model.CalculateCurrentVolumeAndArea(0);
+  EXPECT_FLOAT_EQ(R[29], 8);
+}
+
+TEST(Model, NoTrianglesHaveNoVolume) {
+  MODEL model;
+  float* R = model.ComponentInfo.placement();
+  R[28] = R[29] = -1;
+  model.CalculateCurrentVolumeAndArea(0);
+  EXPECT_EQ(R[28], 0);
+  EXPECT_EQ(R[29], 0);
+}
+
+TEST(ModelStack, ReStackingMovesEveryStyleButTheFirst) {
+  MODEL model;
+  Stack(model, {{0, 1}, {1, 3}, {3, 4}});
+  model.KVrecalculateBuildStyle(0.5f, 5);
+  EXPECT_EQ(Bands(model), (Expected{{0.5f, 2}, {2, 4}, {4, 5}}));
+}
+
+TEST(ModelStack, EndsWithinTheToleranceChangeNothing) {
+  MODEL model;
+  Stack(model, {{0, 1}, {1, 3}});
+  model.KVrecalculateBuildStyle(0.00004f, 3.00004f);
+  EXPECT_EQ(Bands(model), (Expected{{0, 1}, {1, 3}}));
+  model.KVrecalculateBuildStyle(0.00006f, 3);
+  EXPECT_EQ(Bands(model), (Expected{{0.00006f, 1}, {1, 3}}));
+  MODEL empty;
+  empty.KVrecalculateBuildStyle(0, 1);
+  EXPECT_TRUE(empty.BuildStyles.empty());
+}
+
+TEST(ModelStack, RangesGiveWayAsInThePlatform) {
+  MODEL model;
+  PLATFORM platform;
+  EXPECT_EQ(model.KVAddBuildStyle(&platform, nullptr, "a.sty", 0, 10, false), 0);
+  model.BuildStyles[0]->Dp.SetValue(0.2f);
+  EXPECT_EQ(model.KVAddBuildStyle(&platform, nullptr, "b.sty", 2, 3, false), 0);
+  EXPECT_EQ(Bands(model), (Expected{{0, 2}, {2, 3}, {3, 10}}));
+  EXPECT_EQ(model.BuildStyles[1]->StyleName, "b.sty");
+  EXPECT_EQ(model.BuildStyles[2]->Dp.GetValue(), 0.2f);
+  model.KVAddBuildStyle(&platform, nullptr, "c.sty", 0, 2, false);
+  EXPECT_EQ(model.BuildStyles[0]->StyleName, "c.sty");
+  model.KVAddBuildStyle(&platform, nullptr, "d.sty", 3, 5, false);
+  model.KVAddBuildStyle(&platform, nullptr, "e.sty", 8, 10, false);
+  EXPECT_EQ(Bands(model), (Expected{{0, 2}, {2, 3}, {3, 5}, {5, 8}, {8, 10}}));
+  model.KVAddBuildStyle(&platform, nullptr, "f.sty", 12, 13, false);
+  model.KVAddBuildStyle(&platform, nullptr, "g.sty", 10.5f, 11, false);
+  EXPECT_EQ(model.BuildStyles[5]->StyleName, "g.sty");
+  EXPECT_EQ(model.BuildStyles[6]->StyleName, "f.sty");
+}
+
+TEST(ModelStack, ToleranceFollowsThePlatformsUnits) {
+  PLATFORM millimetre;
+  millimetre.Units = 1;
+  MODEL model;
+  model.KVAddBuildStyle(&millimetre, nullptr, "a.sty", 0, 10, false);
+  model.KVAddBuildStyle(&millimetre, nullptr, "b.sty", 0.001f, 10.001f, false);
+  EXPECT_EQ(Bands(model), (Expected{{0.001f, 10.001f}}));
+  MODEL inch;
+  inch.KVAddBuildStyle(nullptr, nullptr, "a.sty", 0, 10, false);
+  inch.KVAddBuildStyle(nullptr, nullptr, "b.sty", 0.001f, 10, false);
+  EXPECT_EQ(Bands(inch), (Expected{{0, 0.001f}, {0.001f, 10}}));
+}
+
+TEST(ModelStack, MachineAndFirstStyleFillTheModelsRecords) {
+  PLATFORM platform;
+  MODEL model;
+  for (const auto& [machine, large] : {std::pair{TRQ_A1, 0},
+                                       {TRQ_D6, 0},
+                                       {TRQ_E7, 1},
+                                       {TRQ_MIRRA_MAX, 1},
+                                       {TRQ_ALTOR900, 1},
+                                       {TRQ_ALTOR800, 1},
+                                       {TRQ_MIRRA, 0}}) {
+    platform.MachineType = machine;
+    model.KVAddBuildStyle(&platform, &model, "a.sty", 0, 10, false);
+    EXPECT_EQ(model.Int1.GetValue(), large) << machine;
+  }
+  const TempDir dir;
+  KVBUILDSTYLE saved;
+  saved.DHFlag.SetValue(1);
+  saved.DHFlag.SetDefaultValue(5);
+  saved.DifferentialShrinkFlag.SetValue(7);
+  saved.LargeLineWidthCompenstationFlag.SetValue(0);
+  saved.LayerOnlyFlag.SetValue(1);
+  ASSERT_EQ(saved.writeBuildStyle(dir.File("a.sty").c_str()), 0);
+  ASSERT_EQ(model.KVAddBuildStyle(nullptr, nullptr, dir.File("a.sty").c_str(), 0, 10, true), 0);
+  EXPECT_EQ(model.Int1.GetValue(), 0);
+  EXPECT_EQ(model.Ints11[0].GetValue(), 1);  // bit 0x001
+  EXPECT_EQ(model.Ints11[0].GetDefaultValue(), 5);
+  EXPECT_EQ(model.Ints11[4].GetValue(), 1);   // 0x010, small compensation: 1 in a new style
+  EXPECT_EQ(model.Ints11[5].GetValue(), 7);   // 0x020
+  EXPECT_EQ(model.Ints11[7].GetValue(), 0);   // 0x080
+  EXPECT_EQ(model.Ints11[10].GetValue(), 1);  // 0x400
+}
+
+TEST(ModelStack, FailedReadChangesNothing) {
+  const TempDir dir;
+  PLATFORM platform;
+  platform.MachineType = TRQ_E7;
+  MODEL model;
+  EXPECT_EQ(model.KVAddBuildStyle(&platform, nullptr, dir.File("none.sty").c_str(), 0, 1, true), -1);
+  EXPECT_TRUE(model.BuildStyles.empty());
+  EXPECT_EQ(model.Int1.GetValue(), 0);
+}
+
+TEST(ModelStack, DeletesListedStylesOnly) {
+  MODEL model;
+  Stack(model, {{0, 1}, {1, 2}});
+  const KVBUILDSTYLE other;
+  model.KVdeleteBuildStyle(nullptr);
+  model.KVdeleteBuildStyle(&other);
+  EXPECT_EQ(model.BuildStyles.size(), 2u);
+  model.KVdeleteBuildStyle(model.BuildStyles[0].get());
+  EXPECT_EQ(Bands(model), (Expected{{1, 2}}));
+  model.KVdeleteBuildStyles();
+  model.KVdeleteBuildStyles();
+  EXPECT_TRUE(model.BuildStyles.empty());
+}
+
+TEST(ModelStack, FirstStyleAnswersForTheModel) {
+  MODEL model;
+  EXPECT_EQ(model.KVGetFirstBuildStyleThickness(), 0);
+  EXPECT_EQ(model.KVgetDp(), 0);
+  EXPECT_EQ(model.KVgetEc(), 0);
+  EXPECT_EQ(model.KVGetZLayerComp(), 0);
+  EXPECT_FALSE(model.KVisCaviliteStyle());
+  Stack(model, {{0, 1}, {1, 2}});
+  KVBUILDSTYLE& first = *model.BuildStyles[0];
+  first.LayerThickness.SetValue(0.25f);
+  first.Dp.SetValue(0.15f);
+  first.Ec.SetValue(11);
+  first.AfterMinLargeNSWidth.SetValue(3);
+  first.HatchType.SetValue(5);
+  EXPECT_EQ(model.KVGetFirstBuildStyleThickness(), 0.25f);
+  EXPECT_EQ(model.KVgetDp(), 0.15f);
+  EXPECT_EQ(model.KVgetEc(), 11);
+  EXPECT_EQ(model.KVGetZLayerComp(), 0.75f);
+  EXPECT_TRUE(model.KVisCaviliteStyle());
+}
+
+// With these constants a down hatch of depth d cures to d + 0.1, and ln(S / Ec) = depth / 0.15.
+
+TEST(ZCorrection, OneSmallHatch) {
+  KVBUILDSTYLE style = Resin();
+  style.SmallDownNumHatches.SetValue(1);
+  style.SmallDownHatchCureDepth1.SetValue(0.2f);
+  style.SmallDownHatchSpacing1.SetValue(0.005f);
+  const MODEL model;
+  EXPECT_EQ(model.KVcalc_zcorrection(TRQ_C3, &style, 0.005f), 2);  // 0.3 / 0.1 - 1, a whole number
+  style.SmallDownHatchCureDepth1.SetValue(0.28f);
+  EXPECT_EQ(model.KVcalc_zcorrection(TRQ_C3, &style, 0.005f), 2);  // 3.8 - 1 = 2.8
+}
+
+TEST(ZCorrection, FirstTwoMachinesExposeMore) {
+  KVBUILDSTYLE style = Resin();
+  style.SmallDownNumHatches.SetValue(1);
+  style.SmallDownHatchCureDepth1.SetValue(0.28f);
+  const MODEL model;
+  // 0.15 * ln(1.27) = 0.03585 deeper: 4.1585 - 1 = 3.1585.
+  EXPECT_EQ(model.KVcalc_zcorrection(TRQ_A1, &style, 0), 3);
+  EXPECT_EQ(model.KVcalc_zcorrection(TRQ_B2, &style, 0), 3);
+  EXPECT_EQ(model.KVcalc_zcorrection(TRQ_C3, &style, 0), 2);
+}
+
+TEST(ZCorrection, HatchesAndFillsAddUp) {
+  KVBUILDSTYLE style = Resin();
+  style.SmallDownNumHatches.SetValue(2);
+  style.SmallDownHatchCureDepth1.SetValue(0.2f);
+  style.SmallDownHatchCureDepth2.SetValue(0.2f);
+  style.SmallDownNumFills.SetValue(1);
+  style.SmallDownFillCureDepth1.SetValue(0.3f);
+  // S = 3 * 10 e^2: 0.15 * (2 + 1.0986) = 0.46479, 4.6479 - 1 = 3.6479.
+  EXPECT_EQ(MODEL().KVcalc_zcorrection(TRQ_D5, &style, 0), 3);
+}
+
+TEST(ZCorrection, FillsTakeNoLayerThicknessAndNoFactor) {
+  KVBUILDSTYLE style = Resin();
+  style.SmallDownNumFills.SetValue(1);
+  style.SmallDownFillCureDepth1.SetValue(0.29f);
+  EXPECT_EQ(MODEL().KVcalc_zcorrection(TRQ_A1, &style, 0), 1);  // 2.9 - 1; with the factor it would be 2.26
+  style.SmallDownFillCureDepth1.SetValue(0.05f);
+  EXPECT_EQ(MODEL().KVcalc_zcorrection(TRQ_A1, &style, 0), 0);  // -0.5 truncates toward zero
+  style.SmallDownFillCureDepth1.SetValue(-0.15f);
+  EXPECT_EQ(MODEL().KVcalc_zcorrection(TRQ_A1, &style, 0), -2);  // -1.5 - 1 = -2.5
+}
+
+TEST(ZCorrection, SpacingLimitsHatches) {
+  KVBUILDSTYLE style = Resin();
+  style.SmallDownNumHatches.SetValue(2);
+  style.SmallDownHatchCureDepth1.SetValue(0.2f);
+  style.SmallDownHatchCureDepth2.SetValue(0.45f);
+  style.SmallDownHatchSpacing1.SetValue(0.01f);
+  style.SmallDownHatchSpacing2.SetValue(0.02f);
+  EXPECT_EQ(MODEL().KVcalc_zcorrection(TRQ_C3, &style, 0.01f), 2);  // the first alone
+  // S = 10 (e^2 + e^(0.55/0.15)): 0.15 * ln(7.389 + 39.121) = 0.57598, 5.7598 - 1.
+  EXPECT_EQ(MODEL().KVcalc_zcorrection(TRQ_C3, &style, 0.02f), 4);
+  EXPECT_EQ(MODEL().KVcalc_zcorrection(TRQ_C3, &style, 0.005f), 0);  // none: no exposure at all
+}
+
+TEST(ZCorrection, HatchesThatCureNothingAreLeftOut) {
+  KVBUILDSTYLE style = Resin();
+  style.SmallDownNumHatches.SetValue(1);
+  style.SmallDownHatchCureDepth1.SetValue(-0.1f);
+  EXPECT_EQ(MODEL().KVcalc_zcorrection(TRQ_C3, &style, 1), 0);
+}
+
+TEST(ZCorrection, KeptLargeSetHasASpacingLimitOfItsOwn) {
+  KVBUILDSTYLE style = Resin();
+  style.LargeDownNumHatches.SetValue(2);
+  style.LargeDownHatchCureDepth1.SetValue(0.2f);
+  style.LargeDownHatchCureDepth2.SetValue(0.45f);
+  style.LargeDownHatchSpacing1.SetValue(0.0179f);
+  style.LargeDownHatchSpacing2.SetValue(0.0181f);
+  for (const TRQ_TYPE machine : {TRQ_E7, TRQ_MIRRA_MAX, TRQ_ALTOR900, TRQ_ALTOR800}) {
+    EXPECT_EQ(MODEL().KVcalc_zcorrection(machine, &style, 100), 2) << machine;  // the first alone
+    EXPECT_EQ(MODEL().KVcalc_zcorrection(machine, &style, 0), 2) << machine;
+  }
+  EXPECT_EQ(MODEL().KVcalc_zcorrection(TRQ_D6, &style, 100), 0);  // its small set is blank
+  style.LargeDownNumFills.SetValue(1);
+  style.LargeDownFillCureDepth1.SetValue(0.3f);
+  // S = 2 * 10 e^2: 0.15 * 2.6931 = 0.40397, 4.0397 - 1.
+  EXPECT_EQ(MODEL().KVcalc_zcorrection(TRQ_E7, &style, 0), 3);
+}
+
+TEST(ZCorrection, SmallSpotOnlyTakesTheSmallSetOnEveryMachine) {
+  KVBUILDSTYLE style = Resin();
+  style.SmallSpotOnlyFlag.SetValue(1);
+  style.SmallDownNumHatches.SetValue(1);
+  style.SmallDownHatchCureDepth1.SetValue(0.2f);
+  EXPECT_EQ(MODEL().KVcalc_zcorrection(TRQ_E7, &style, 0), 2);
+}
+
+TEST(ZCorrection, CountsAboveFourCountAsFour) {
+  KVBUILDSTYLE style = Resin();
+  style.SmallDownNumHatches.SetValue(1 << 30);
+  style.SmallDownHatchCureDepth1.SetValue(0.2f);
+  style.SmallDownHatchCureDepth2.SetValue(0.2f);
+  style.SmallDownHatchCureDepth3.SetValue(0.2f);
+  style.SmallDownHatchCureDepth4.SetValue(0.2f);
+  // S = 4 * 10 e^2: 0.15 * 3.3863 = 0.50794, 5.0794 - 1.
+  EXPECT_EQ(MODEL().KVcalc_zcorrection(TRQ_C3, &style, 0), 4);
+  style.SmallDownNumHatches.SetValue(-5);
+  EXPECT_EQ(MODEL().KVcalc_zcorrection(TRQ_C3, &style, 0), 0);
+}
+
+TEST(ZCorrection, NothingToGoByIsZero) {
+  const MODEL model;
+  EXPECT_EQ(model.KVcalc_zcorrection(TRQ_C3, nullptr, 0), 0);
+  KVBUILDSTYLE good = Resin();
+  good.SmallDownNumFills.SetValue(1);
+  good.SmallDownFillCureDepth1.SetValue(0.3f);
+  ASSERT_EQ(model.KVcalc_zcorrection(TRQ_C3, &good, 0), 2);
+  for (auto record : {&KVBUILDSTYLE::LayerThickness, &KVBUILDSTYLE::Dp, &KVBUILDSTYLE::Ec}) {
+    for (const float value : {0.0f, -1.0f, std::nanf("")}) {
+      KVBUILDSTYLE style = good;
+      (style.*record).SetValue(value);
+      EXPECT_EQ(model.KVcalc_zcorrection(TRQ_C3, &style, 0), 0);
+    }
+  }
+  good.SmallDownFillCureDepth1.SetValue(1000);  // an exposure beyond all numbers
+  EXPECT_EQ(model.KVcalc_zcorrection(TRQ_C3, &good, 0), 0);
+}
