@@ -1,6 +1,75 @@
 #include "geometry/ctl_packing.h"
 
+#include <array>
+#include <utility>
+
 namespace trq::detail {
+namespace {
+
+constexpr int kGroupIntegers = 32;
+constexpr int kMostBits = 31;
+
+// Integer I of a group: appended to the bits held, of which a full word goes out.
+template <int kBits, std::size_t I>
+inline void PackOne(const R_INT4* group, uint64_t& held, uint32_t* words) {
+  constexpr std::size_t kBegin = I * kBits;
+  constexpr std::size_t kEnd = kBegin + kBits;
+  held = held << kBits | static_cast<uint32_t>(group[I / 4][I % 4]);
+  if constexpr (kEnd / 32 > kBegin / 32) words[kBegin / 32] = static_cast<uint32_t>(held >> kEnd % 32);
+}
+
+template <int kBits, std::size_t I>
+inline void UnpackOne(const uint32_t* words, R_INT4* group) {
+  constexpr std::size_t kWord = I * kBits / 32;
+  constexpr std::size_t kEnd = I * kBits % 32 + kBits;  // counted from the word's first bit
+  constexpr uint32_t kMask = (uint32_t{1} << kBits) - 1;
+  uint32_t item;
+  if constexpr (kEnd <= 32) {
+    item = words[kWord] >> (32 - kEnd);
+  } else {
+    item = static_cast<uint32_t>((uint64_t{words[kWord]} << 32 | words[kWord + 1]) >> (64 - kEnd));
+  }
+  group[I / 4][I % 4] = static_cast<int32_t>(item & kMask);
+}
+
+template <int kBits, std::size_t... I>
+void PackGroups(const R_INT4* triangles, std::size_t groups, uint32_t* words, std::index_sequence<I...>) {
+  for (; groups > 0; --groups, triangles += kPackedGroup, words += kBits) {
+    uint64_t held = 0;
+    (PackOne<kBits, I>(triangles, held, words), ...);
+  }
+}
+
+template <int kBits, std::size_t... I>
+void UnpackGroups(const uint32_t* words, std::size_t groups, R_INT4* triangles, std::index_sequence<I...>) {
+  for (; groups > 0; --groups, triangles += kPackedGroup, words += kBits) {
+    (UnpackOne<kBits, I>(words, triangles), ...);
+  }
+}
+
+using Pack = void (*)(const R_INT4*, std::size_t, uint32_t*);
+using Unpack = void (*)(const uint32_t*, std::size_t, R_INT4*);
+
+// Entry b - 1 works with b bits.
+template <std::size_t... B>
+constexpr std::array<Pack, kMostBits> PackersOf(std::index_sequence<B...>) {
+  return {[](const R_INT4* triangles, std::size_t groups, uint32_t* words) {
+    PackGroups<static_cast<int>(B) + 1>(triangles, groups, words, std::make_index_sequence<kGroupIntegers>());
+  }...};
+}
+
+template <std::size_t... B>
+constexpr std::array<Unpack, kMostBits> UnpackersOf(std::index_sequence<B...>) {
+  return {[](const uint32_t* words, std::size_t groups, R_INT4* triangles) {
+    UnpackGroups<static_cast<int>(B) + 1>(words, groups, triangles,
+                                          std::make_index_sequence<kGroupIntegers>());
+  }...};
+}
+
+constexpr std::array<Pack, kMostBits> kPackers = PackersOf(std::make_index_sequence<kMostBits>());
+constexpr std::array<Unpack, kMostBits> kUnpackers = UnpackersOf(std::make_index_sequence<kMostBits>());
+
+}  // namespace
 
 int PackedBits(int32_t vertex_count) {
   int bits = 0;
@@ -13,41 +82,48 @@ int PackedBits(int32_t vertex_count) {
 
 uint64_t PackedWords(int bits, uint64_t integers) { return static_cast<uint64_t>(bits) * integers / 32 + 1; }
 
-bool FitsBits(const R_INT4* triangles, std::size_t count, int bits) {
-  uint32_t used = 0;
-  for (std::size_t i = 0; i < count; ++i) {
-    for (int k = 0; k < 4; ++k) used |= static_cast<uint32_t>(triangles[i][k]);
-  }
-  return used >> bits == 0;
-}
-
-std::size_t TrianglePacker::Pack(const R_INT4* triangles, std::size_t count, uint32_t* words) {
-  uint32_t* next = words;
-  for (std::size_t i = 0; i < count; ++i) {
+std::size_t PackTriangles(const R_INT4* triangles, std::size_t count, int bits, uint32_t* words) {
+  const std::size_t groups = count / kPackedGroup;
+  if (bits > 0) kPackers[static_cast<std::size_t>(bits - 1)](triangles, groups, words);
+  uint32_t* next = words + groups * static_cast<std::size_t>(bits);
+  // What is left of a group, held in a number of which fewer than 32 bits wait between two integers.
+  uint64_t held = 0;
+  int waiting = 0;
+  for (std::size_t i = groups * kPackedGroup; i < count; ++i) {
     for (int k = 0; k < 4; ++k) {
-      held_ = held_ << bits_ | static_cast<uint32_t>(triangles[i][k]);
-      pending_ += bits_;
-      if (pending_ >= 32) {
-        pending_ -= 32;
-        *next++ = static_cast<uint32_t>(held_ >> pending_);
+      held = held << bits | static_cast<uint32_t>(triangles[i][k]);
+      waiting += bits;
+      if (waiting >= 32) {
+        waiting -= 32;
+        *next++ = static_cast<uint32_t>(held >> waiting);
       }
     }
   }
+  *next++ = waiting == 0 ? 0 : static_cast<uint32_t>(held << (32 - waiting));
   return static_cast<std::size_t>(next - words);
 }
 
-std::size_t TriangleUnpacker::Unpack(int32_t* out, std::size_t count) {
-  const uint64_t mask = (uint64_t{1} << bits_) - 1;
-  for (std::size_t i = 0; i < count; ++i) {
-    if (held_bits_ < bits_) {
-      if (next_ == end_) return i;
-      held_ = held_ << 32 | *next_++;
-      held_bits_ += 32;
-    }
-    held_bits_ -= bits_;
-    out[i] = static_cast<int32_t>(held_ >> held_bits_ & mask);
+void UnpackTriangles(const uint32_t* words, std::size_t count, int bits, R_INT4* triangles) {
+  const std::size_t groups = count / kPackedGroup;
+  std::size_t done = 0;
+  if (bits > 0) {
+    kUnpackers[static_cast<std::size_t>(bits - 1)](words, groups, triangles);
+    done = groups * kPackedGroup;
+    words += groups * static_cast<std::size_t>(bits);
   }
-  return count;
+  const uint64_t mask = (uint64_t{1} << bits) - 1;
+  uint64_t held = 0;
+  int waiting = 0;
+  for (; done < count; ++done) {
+    for (int k = 0; k < 4; ++k) {
+      if (waiting < bits) {
+        held = held << 32 | *words++;
+        waiting += 32;
+      }
+      waiting -= bits;
+      triangles[done][k] = static_cast<int32_t>(held >> waiting & mask);
+    }
+  }
 }
 
 }  // namespace trq::detail

@@ -20,11 +20,11 @@ namespace trq::detail {
 namespace {
 
 constexpr int32_t kMagic = 121;
-constexpr std::size_t kBlockWords = 16384;     // 64 KB
 constexpr std::size_t kBlockVertices = 4096;   // 48 KB
-constexpr std::size_t kBlockTriangles = 4096;  // at most kBlockWords packed words
+constexpr std::size_t kBlockTriangles = 4096;  // at most 62 KB packed
+static_assert(kBlockTriangles % kPackedGroup == 0, "blocks follow each other at whole words");
 // The triangles of a one-vertex mesh take no bits, so the file does not bound their number.
-constexpr int32_t kMostTrianglesWithoutBits = 65536;
+constexpr std::size_t kMostTrianglesWithoutBits = 65536;
 
 uint32_t Reversed(uint32_t v) { return v >> 24 | (v >> 8 & 0xFF00u) | (v << 8 & 0xFF0000u) | v << 24; }
 
@@ -50,50 +50,55 @@ enum class ReadFailure {
   kSystemError,
 };
 
-// Reads `count` vertices into an array with room for one more at least. Where the end of the
-// stream is not known, memory follows the bytes.
+// Reads `count` vertices into an array with zeroed room for one more at least. Where the end of the stream is
+// not known, memory follows the bytes.
 bool ReadVertices(std::FILE* f, std::size_t count, MeshArray<PbVec3f>& vertices) {
-  if (!ClaimFits(f, count, sizeof(PbVec3f))) return false;
   vertices.reset();
-  std::size_t piece = BytesRemaining(f) ? count : kBlockVertices;
+  if (!ClaimFits(f, count, sizeof(PbVec3f))) return false;
+  std::size_t piece = kBlockVertices;
+  MeshArray<PbVec3f> read;
+  if (BytesRemaining(f)) {
+    piece = count;
+    read = MeshArray<PbVec3f>::ForOverwrite(count + 1);
+    read[count] = PbVec3f(0, 0, 0);
+  }
   for (std::size_t done = 0; done < count; piece *= 2) {
     const std::size_t wanted = std::min(piece, count - done);
-    vertices.grow(done + wanted + 1);
-    if (std::fread(vertices.get() + done, sizeof(PbVec3f), wanted, f) != wanted) return false;
+    read.grow(done + wanted + 1);
+    if (std::fread(read.get() + done, sizeof(PbVec3f), wanted, f) != wanted) return false;
     done += wanted;
   }
+  vertices = std::move(read);
   return true;
 }
 
-ReadFailure ReadTriangles(std::FILE* f, int bits, int32_t count, bool foreign, MeshArray<R_INT4>& triangles,
-                          int& system_error) {
-  if (bits == 0 && count > kMostTrianglesWithoutBits) return ReadFailure::kNoTriangles;
-  const std::size_t integers = 4 * static_cast<std::size_t>(count);
-  uint64_t words_left = PackedWords(bits, integers);
-  if (!ClaimFits(f, words_left, sizeof(uint32_t))) return ReadFailure::kPastEnd;
+ReadFailure ReadTriangles(std::FILE* f, int bits, std::size_t count, bool foreign,
+                          MeshArray<R_INT4>& triangles, int& system_error) {
   triangles.reset();
-  if (BytesRemaining(f)) triangles.grow(static_cast<std::size_t>(count));
+  if (bits == 0 && count > kMostTrianglesWithoutBits) return ReadFailure::kNoTriangles;
+  if (!ClaimFits(f, PackedWords(bits, 4 * count), sizeof(uint32_t))) return ReadFailure::kPastEnd;
+  MeshArray<R_INT4> read;
+  if (BytesRemaining(f)) read = MeshArray<R_INT4>::ForOverwrite(count);
 
-  std::vector<uint32_t> words(static_cast<std::size_t>(std::min<uint64_t>(words_left, kBlockWords)));
-  TriangleUnpacker unpacker(bits);
-  std::size_t done = 0;
-  while (words_left > 0) {
-    const std::size_t wanted = static_cast<std::size_t>(std::min<uint64_t>(words_left, words.size()));
+  std::vector<uint32_t> words(
+      static_cast<std::size_t>(PackedWords(bits, 4 * std::min(count, kBlockTriangles))));
+  for (std::size_t done = 0; done < count;) {
+    const std::size_t n = std::min(kBlockTriangles, count - done);
+    // The last block has the block's last word, which the others leave to the next one.
+    std::size_t wanted = static_cast<std::size_t>(PackedWords(bits, 4 * n));
+    if (done + n < count) --wanted;
     const std::size_t got = std::fread(words.data(), sizeof(uint32_t), wanted, f);
     system_error = errno;
     if (got < wanted) {
       if (std::feof(f)) return ReadFailure::kPastEnd;
       return std::ferror(f) ? ReadFailure::kSystemError : ReadFailure::kNoTriangles;
     }
-    words_left -= got;
     if (foreign) ReverseWords(words.data(), got);
-    unpacker.Feed(words.data(), got);
-    // A block of words yields no more integers than it has bits, and all when there are none to an integer.
-    const std::size_t due =
-        bits == 0 ? integers : std::min<std::size_t>(integers - done, (32 * got + 31) / bits + 1);
-    triangles.grow((done + due + 3) / 4);
-    done += unpacker.Unpack(&triangles[0][0] + done, std::min(due, integers - done));
+    read.grow(done + n);
+    UnpackTriangles(words.data(), n, bits, read.get() + done);
+    done += n;
   }
+  triangles = std::move(read);
   return ReadFailure::kNone;
 }
 
@@ -116,10 +121,10 @@ ReadFailure ReadCtlFile(std::FILE* f, CTL_HEADER& header, MeshArray<PbVec3f>& ve
   if (foreign) ReverseWords(vertices.get(), 3 * vertex_count);
 
   const int bits = PackedBits(header.num_vertices);
-  const ReadFailure failure = ReadTriangles(f, bits, header.num_triangles, foreign, triangles, system_error);
+  const std::size_t triangle_count = static_cast<std::size_t>(header.num_triangles);
+  const ReadFailure failure = ReadTriangles(f, bits, triangle_count, foreign, triangles, system_error);
   if (failure != ReadFailure::kNone) return failure;
   // Indices have as many bits as num_vertices() - 1 and so may reach past the vertices.
-  const std::size_t triangle_count = static_cast<std::size_t>(header.num_triangles);
   vertices.grow(std::max(vertex_count + 1, IndexEnd(triangles.get(), triangle_count)));
   return ReadFailure::kNone;
 }
@@ -161,7 +166,7 @@ ReadFailure ReadCtlFile(std::FILE* f, CTL_HEADER& header, MeshArray<PbVec3f>& ve
   WriteAndThrow("Invalid CTL file - No header");
 }
 
-void WriteVertices(std::FILE* f, const PbVec3f* vertices, std::size_t count, PlacedPoints placed) {
+void WriteVertices(std::FILE* f, const PbVec3f* vertices, std::size_t count, const PlacedPoints& placed) {
   std::vector<PbVec3f> block(std::min(count, kBlockVertices));
   for (std::size_t done = 0; done < count;) {
     const std::size_t n = std::min(block.size(), count - done);
@@ -172,15 +177,15 @@ void WriteVertices(std::FILE* f, const PbVec3f* vertices, std::size_t count, Pla
 }
 
 void WriteTriangles(std::FILE* f, const R_INT4* triangles, std::size_t count, int bits) {
-  std::vector<uint32_t> words(4 * std::min(count, kBlockTriangles));
-  TrianglePacker packer(bits);
+  std::vector<uint32_t> words(
+      static_cast<std::size_t>(PackedWords(bits, 4 * std::min(count, kBlockTriangles))));
   for (std::size_t done = 0; done < count;) {
     const std::size_t n = std::min(kBlockTriangles, count - done);
-    std::fwrite(words.data(), sizeof(uint32_t), packer.Pack(triangles + done, n, words.data()), f);
+    std::size_t made = PackTriangles(triangles + done, n, bits, words.data());
     done += n;
+    if (done < count) --made;  // the empty word after whole groups ends the last block only
+    std::fwrite(words.data(), sizeof(uint32_t), made, f);
   }
-  const uint32_t last = packer.LastWord();
-  std::fwrite(&last, sizeof last, 1, f);
 }
 
 // Kept: integers that do not fit their bits run into their neighbours, and the mesh keeps what the packed
@@ -238,13 +243,15 @@ int CTL::SaveCTLModel(CString path, float matrix[4][4], int mm_to_inch) {
                              trq::detail::PlacedPoints(matrix, mm_to_inch));
   truncateVertices();
 
+  uint32_t used_bits = 0;
   for (std::size_t i = 0; i < triangle_count; ++i) {
-    int& attribute = triangles_[i][3];
-    if (attribute < 0 || attribute > 2) attribute = 0;
+    R_INT4& triangle = triangles_[i];
+    if (triangle[3] < 0 || triangle[3] > 2) triangle[3] = 0;
+    for (int k = 0; k < 4; ++k) used_bits |= static_cast<uint32_t>(triangle[k]);
   }
   const int bits = trq::detail::PackedBits(written.num_vertices);
   bool packed = true;
-  if (trq::detail::FitsBits(triangles_.get(), triangle_count, bits)) {
+  if (used_bits >> bits == 0) {
     trq::detail::WriteTriangles(file.get(), triangles_.get(), triangle_count, bits);
   } else {
     packed = trq::detail::WriteTrianglesThatDoNotFit(file.get(), triangles_.get(), triangle_count,

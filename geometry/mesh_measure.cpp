@@ -1,5 +1,6 @@
 #include "geometry/mesh_measure.h"
 
+#include <algorithm>
 #include <cmath>
 #include <new>
 
@@ -73,8 +74,9 @@ VECTOR CTL::get_normal(VECTOR p1, VECTOR p2, VECTOR p3) {
 
 int CTL::Calculate_normals() {
   const std::size_t count = trq::detail::UsedTriangles(*this);
+  normals_.reset();
   try {
-    normals_.reset(count);
+    normals_ = MeshArray<VECTOR>::ForOverwrite(count);
   } catch (const std::bad_alloc&) {
     return mesh_io::kFailed;
   }
@@ -82,10 +84,12 @@ int CTL::Calculate_normals() {
     const R_INT4& triangle = triangles_[i];
     PbVec3f corner[3];
     for (int k = 0; k < 3; ++k) {
-      // Kept: an index equal to the vertex count passes; a mesh has zeroed room there.
-      if (triangle[k] < 0 || triangle[k] > header.num_vertices) return mesh_io::kFailed;
       corner[k] = trq::detail::Corner(*this, triangle, k);
-      if (trq::detail::HasNaN(corner[k])) return mesh_io::kFailed;
+      // Kept: an index equal to the vertex count passes; a mesh has zeroed room there.
+      if (triangle[k] < 0 || triangle[k] > header.num_vertices || trq::detail::HasNaN(corner[k])) {
+        std::fill(normals_.get() + i, normals_.get() + count, VECTOR());
+        return mesh_io::kFailed;
+      }
     }
     normals_[i] = trq::detail::FacetNormal(corner[0].data(), corner[1].data(), corner[2].data());
   }

@@ -43,7 +43,7 @@ void SortByHeight(CTL& mesh, NotAfter not_after, After after) {
   }
   trq::detail::HeapSort(heights.data(), static_cast<std::ptrdiff_t>(count),
                         [after](const Height& a, const Height& b) { return after(a.z, b.z); });
-  MeshArray<R_INT4> sorted(count);
+  MeshArray<R_INT4> sorted = MeshArray<R_INT4>::ForOverwrite(count);
   for (std::size_t i = 0; i < count; ++i) sorted[i] = mesh.triangles_[heights[i].triangle];
   mesh.triangles_ = std::move(sorted);
 }

@@ -20,22 +20,23 @@ using trq::detail::UsedVertices;
 
 }  // namespace
 
-/// Uses are counted first and then applied vertex by vertex: the applications to one vertex do not depend on
-/// any other, and one pass over the vertices replaces three far writes a triangle.
+// Uses are counted first and then applied vertex by vertex: the applications to one vertex do not depend on
+// any other, and one pass over the vertices replaces three far writes a triangle.
 void CTL::truncateVertices() {
   const std::size_t triangle_count = UsedTriangles(*this);
-  const std::size_t end = std::min(IndexEnd(triangles_.get(), triangle_count), vertices_.size());
-  if (end == 0) return;
-  MeshArray<uint32_t> uses(end);
+  const std::size_t vertex_count = UsedVertices(*this);
+  MeshArray<uint32_t> uses(vertex_count);
   for (std::size_t i = 0; i < triangle_count; ++i) {
     for (int k = 0; k < 3; ++k) {
-      const int32_t index = triangles_[i][k];
-      if (index >= 0 && static_cast<std::size_t>(index) < end) ++uses[static_cast<std::size_t>(index)];
+      const std::size_t index = static_cast<uint32_t>(triangles_[i][k]);
+      if (index < vertex_count) {
+        ++uses[index];
+      } else if (index < vertices_.size()) {
+        trq::detail::SnapPoint(vertices_[index].data(), 1);  // a vertex of the room
+      }
     }
   }
-  for (std::size_t i = 0; i < end; ++i) {
-    for (int k = 0; k < 3; ++k) vertices_[i][k] = trq::detail::SnapCoordinate(vertices_[i][k], uses[i]);
-  }
+  for (std::size_t i = 0; i < vertex_count; ++i) trq::detail::SnapPoint(vertices_[i].data(), uses[i]);
 }
 
 void CTL::copy(CTL* dst) {
@@ -115,7 +116,7 @@ void CTL::mirror(CTL* dst, int axis, int mm_to_inch, float offset, COMPONENT_INF
   if (mirrors) {
     float matrix[4][4];
     for (int i = 0; i < 16; ++i) matrix[i / 4][i % 4] = R[i];
-    trq::detail::PlacedPoints placed(matrix, mm_to_inch);
+    const trq::detail::PlacedPoints placed(matrix, mm_to_inch);
     for (std::size_t i = 0; i < vertex_count; ++i) {
       PbVec3f p = placed.Point(vertices[i]);
       p[a] = static_cast<float>(plane - p[a]);

@@ -18,15 +18,15 @@ inline float SnapCoordinate(float c) {
   return static_cast<float>(whole * 0.0001);
 }
 
-/// SnapCoordinate applied `times` times.
-inline float SnapCoordinate(float c, uint32_t times) {
+/// SnapCoordinate applied `times` times to the three coordinates of a point.
+inline void SnapPoint(float point[3], uint32_t times) {
   for (; times > 0; --times) {
-    const float next = SnapCoordinate(c);
-    // From here on nothing changes any more. (A negative zero becomes a positive one in the same step.)
-    if (next == c) return next;
-    c = next;
+    const float next[3] = {SnapCoordinate(point[0]), SnapCoordinate(point[1]), SnapCoordinate(point[2])};
+    const bool steady = next[0] == point[0] && next[1] == point[1] && next[2] == point[2];
+    for (int k = 0; k < 3; ++k) point[k] = next[k];
+    // From here on nothing changes any more. (A negative zero has become a positive one in this step.)
+    if (steady) return;
   }
-  return c;
 }
 
 }  // namespace trq::detail

@@ -11,28 +11,33 @@ namespace trq::detail {
 class PlacedPoints {
  public:
   PlacedPoints(const float matrix[4][4], int mm_to_inch) : in_inches_(mm_to_inch == 1) {
-    for (int i = 0; i < 4; ++i) {
-      for (int j = 0; j < 4; ++j) matrix_[i][j] = matrix[i][j];
+    for (int i = 0; i < 3; ++i) {
+      for (int j = 0; j < 4; ++j) rows_[i][j] = matrix[i][j];
     }
   }
 
   /// w is 1 for a point, 0 for a direction.
-  PbVec3f Place(float x, float y, float z, float w) {
-    float in[4][1] = {{x}, {y}, {z}, {w}};
-    float out[4][1];
+  PbVec3f Place(float x, float y, float z, float w) const {
     if (in_inches_) {
-      for (int k = 0; k < 3; ++k) in[k][0] = static_cast<float>(in[k][0] * 0.03937008);
+      x = static_cast<float>(x * kInchesPerMillimetre);
+      y = static_cast<float>(y * kInchesPerMillimetre);
+      z = static_cast<float>(z * kInchesPerMillimetre);
     }
-    slc::MatVecMult(out, matrix_, in);
-    if (in_inches_) {
-      for (int k = 0; k < 3; ++k) out[k][0] = static_cast<float>(out[k][0] * 25.4);
+    PbVec3f placed;
+    for (int i = 0; i < 3; ++i) {
+      // The sum of slc::MatVecMult, from 0.0 on.
+      const double sum = 0.0 + rows_[i][0] * x + rows_[i][1] * y + rows_[i][2] * z + rows_[i][3] * w;
+      placed[i] = static_cast<float>(sum);
+      if (in_inches_) placed[i] = static_cast<float>(placed[i] * kMillimetresPerInch);
     }
-    return PbVec3f(out[0][0], out[1][0], out[2][0]);
+    return placed;
   }
-  PbVec3f Point(const PbVec3f& p) { return Place(p[0], p[1], p[2], 1.0f); }
+  PbVec3f Point(const PbVec3f& p) const { return Place(p[0], p[1], p[2], 1.0f); }
 
  private:
-  float matrix_[4][4];
+  static constexpr double kInchesPerMillimetre = 0.03937008;
+  static constexpr double kMillimetresPerInch = 25.4;
+  double rows_[3][4];
   bool in_inches_;
 };
 

@@ -97,6 +97,14 @@ class MeshArray {
     if (!items_) throw std::bad_alloc();
     size_ = count;
   }
+  /// Room for `count` elements of any value, for a caller that writes all of them. Throws std::bad_alloc.
+  static MeshArray ForOverwrite(std::size_t count) {
+    MeshArray array;
+    array.items_.reset(static_cast<T*>(std::malloc(std::max<std::size_t>(count, 1) * sizeof(T))));
+    if (!array.items_) throw std::bad_alloc();
+    array.size_ = count;
+    return array;
+  }
   /// Makes room for at least `count` elements, new ones zero; those present are kept. Grows by half at least,
   /// so that appending again and again stays linear. Throws std::bad_alloc, unchanged then.
   void grow(std::size_t count) {
@@ -107,9 +115,10 @@ class MeshArray {
   }
   /// Room for `count` elements: copies of the first `used` ones, as far as there are that many, then zeros.
   MeshArray Clone(std::size_t used, std::size_t count) const {
-    MeshArray copy(count);
+    MeshArray copy = ForOverwrite(count);
     used = std::min({used, count, size_});
     if (used > 0) std::memcpy(static_cast<void*>(copy.get()), items_.get(), used * sizeof(T));
+    if (used < count) std::memset(static_cast<void*>(copy.get() + used), 0, (count - used) * sizeof(T));
     return copy;
   }
 

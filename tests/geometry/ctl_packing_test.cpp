@@ -10,11 +10,11 @@
 
 namespace {
 
-using trq::detail::FitsBits;
+using trq::detail::kPackedGroup;
 using trq::detail::PackedBits;
 using trq::detail::PackedWords;
-using trq::detail::TrianglePacker;
-using trq::detail::TriangleUnpacker;
+using trq::detail::PackTriangles;
+using trq::detail::UnpackTriangles;
 
 using Triangles = std::vector<R_INT4>;
 
@@ -42,33 +42,32 @@ std::vector<uint32_t> LiteralPack(Triangles triangles, int vertex_count) {
   return words;
 }
 
-// Packs in blocks of random size.
+// Packs in blocks of one to four groups, as a stream.
 std::vector<uint32_t> StreamPack(const Triangles& triangles, int vertex_count, std::mt19937& random) {
-  TrianglePacker packer(PackedBits(vertex_count));
+  const int bits = PackedBits(vertex_count);
   std::vector<uint32_t> words;
-  std::vector<uint32_t> block(4 * 7);
   for (std::size_t done = 0; done < triangles.size();) {
-    const std::size_t n = std::min<std::size_t>(triangles.size() - done, 1 + random() % 7);
-    const std::size_t made = packer.Pack(triangles.data() + done, n, block.data());
-    words.insert(words.end(), block.begin(), block.begin() + static_cast<std::ptrdiff_t>(made));
+    const std::size_t n = std::min<std::size_t>(triangles.size() - done, kPackedGroup * (1 + random() % 4));
+    std::vector<uint32_t> block(static_cast<std::size_t>(PackedWords(bits, 4 * n)));
+    EXPECT_EQ(PackTriangles(triangles.data() + done, n, bits, block.data()), block.size());
     done += n;
+    if (done < triangles.size()) block.pop_back();
+    words.insert(words.end(), block.begin(), block.end());
   }
-  words.push_back(packer.LastWord());
   return words;
 }
 
-std::vector<int32_t> StreamUnpack(const std::vector<uint32_t>& words, std::size_t integers, int vertex_count,
-                                  std::mt19937& random) {
-  TriangleUnpacker unpacker(PackedBits(vertex_count));
-  std::vector<int32_t> out(integers);
-  std::size_t done = 0;
-  for (std::size_t fed = 0; fed < words.size() && done < integers;) {
-    const std::size_t n = std::min<std::size_t>(words.size() - fed, 1 + random() % 5);
-    unpacker.Feed(words.data() + fed, n);
-    fed += n;
-    done += unpacker.Unpack(out.data() + done, integers - done);
+// The array holds exactly the words that the integers fill.
+std::vector<int32_t> UnpackAll(std::vector<uint32_t> words, std::size_t count, int vertex_count) {
+  const int bits = PackedBits(vertex_count);
+  words.resize(static_cast<std::size_t>((static_cast<uint64_t>(bits) * 4 * count + 31) / 32));
+  words.shrink_to_fit();
+  Triangles triangles(count, R_INT4(-1, -1, -1));
+  UnpackTriangles(words.data(), count, bits, triangles.data());
+  std::vector<int32_t> out;
+  for (const R_INT4& triangle : triangles) {
+    for (int k = 0; k < 4; ++k) out.push_back(triangle[k]);
   }
-  EXPECT_EQ(done, integers);
   return out;
 }
 
@@ -93,36 +92,32 @@ TEST(CtlPacking, WordsAreOneMoreThanTheBitsFill) {
   EXPECT_EQ(PackedWords(31, uint64_t{4} * INT32_MAX), uint64_t{31} * 4 * INT32_MAX / 32 + 1);
 }
 
-TEST(CtlPacking, KnowsWhatFits) {
-  Triangles triangles = {R_INT4(1, 2, 3)};
-  EXPECT_TRUE(FitsBits(triangles.data(), 1, 2));
-  EXPECT_FALSE(FitsBits(triangles.data(), 1, 1));
-  triangles[0][3] = -1;
-  EXPECT_FALSE(FitsBits(triangles.data(), 1, 31));
-  EXPECT_TRUE(FitsBits(triangles.data(), 0, 0));
-}
-
 TEST(CtlPacking, GivesTheBitsOfTheFormat) {
   // 2 bits an integer: 00 01 10 00 | 11 10 01 10.
   Triangles triangles = {R_INT4(0, 1, 2), R_INT4(3, 2, 1)};
   triangles[1][3] = 2;
-  TrianglePacker packer(2);
-  uint32_t words[8];
-  EXPECT_EQ(packer.Pack(triangles.data(), 2, words), 0u);
-  EXPECT_EQ(packer.LastWord(), 0x18E60000u);
+  uint32_t word = 0;
+  EXPECT_EQ(PackTriangles(triangles.data(), 2, 2, &word), 1u);
+  EXPECT_EQ(word, 0x18E60000u);
+}
+
+std::vector<int> VertexCountsOfEveryWidth() {
+  std::vector<int> counts = {2, 3, 1000, INT32_MAX};
+  for (int k = 2; k < 31; ++k) {
+    counts.push_back(1 << k);
+    counts.push_back((1 << k) + 1);
+  }
+  return counts;
 }
 
 TEST(CtlPacking, AgreesWithTheLiteralPackerBitForBit) {
   std::mt19937 random(5);
-  for (const int vertex_count : {2, 3, 4, 5, 8, 9, 16, 17, 255, 256, 257, 1000, 65535, 65536, 65537, 1 << 24,
-                                 (1 << 30) + 1, INT32_MAX}) {
-    for (int round = 0; round < 12; ++round) {
-      const std::size_t count = round < 9 ? static_cast<std::size_t>(round) : 8 * (1 + random() % 40);
+  for (const int vertex_count : VertexCountsOfEveryWidth()) {
+    for (const std::size_t count : {1u, 2u, 7u, 8u, 9u, 16u, 31u, 64u, 100u}) {
       const Triangles triangles = RandomTriangles(count, static_cast<uint32_t>(vertex_count), random);
-      if (count == 0) continue;
       const std::vector<uint32_t> words = StreamPack(triangles, vertex_count, random);
       ASSERT_EQ(words, LiteralPack(triangles, vertex_count)) << vertex_count << " vertices, " << count;
-      const std::vector<int32_t> out = StreamUnpack(words, 4 * count, vertex_count, random);
+      const std::vector<int32_t> out = UnpackAll(words, count, vertex_count);
       for (std::size_t i = 0; i < out.size(); ++i) {
         ASSERT_EQ(out[i], triangles[i / 4][static_cast<int>(i % 4)]);
       }
@@ -132,26 +127,25 @@ TEST(CtlPacking, AgreesWithTheLiteralPackerBitForBit) {
 
 TEST(CtlPacking, UnpacksAnyBitsAsTheLiteralPackerDoes) {
   std::mt19937 random(6);
-  for (const int vertex_count : {2, 3, 6, 100, 5000, 1 << 20, INT32_MAX}) {
-    const std::size_t integers = 4 * (1 + random() % 50);
-    std::vector<uint32_t> words(static_cast<std::size_t>(PackedWords(PackedBits(vertex_count), integers)));
+  for (const int vertex_count : VertexCountsOfEveryWidth()) {
+    const std::size_t count = 1 + random() % 50;
+    std::vector<uint32_t> words(static_cast<std::size_t>(PackedWords(PackedBits(vertex_count), 4 * count)));
     for (uint32_t& word : words) word = static_cast<uint32_t>(random());
-    std::vector<int> literal(std::max(integers, words.size()) + 1);
+    std::vector<int> literal(std::max(4 * count, words.size()) + 1);
     for (std::size_t i = 0; i < words.size(); ++i) literal[i] = static_cast<int>(words[i]);
     BYTE_PACKER packer(literal.data(), vertex_count);
-    packer.unpack(static_cast<int>(integers));
-    literal.resize(integers);
-    EXPECT_EQ(StreamUnpack(words, integers, vertex_count, random), literal);
+    packer.unpack(static_cast<int>(4 * count));
+    literal.resize(4 * count);
+    EXPECT_EQ(UnpackAll(words, count, vertex_count), literal);
   }
 }
 
 TEST(CtlPacking, OfNoBitsYieldsZeros) {
-  TriangleUnpacker unpacker(0);
-  const uint32_t word = 0xFFFFFFFFu;
-  unpacker.Feed(&word, 1);
-  std::vector<int32_t> out(8, 5);
-  EXPECT_EQ(unpacker.Unpack(out.data(), 8), 8u);
-  EXPECT_EQ(out, std::vector<int32_t>(8, 0));
+  EXPECT_EQ(UnpackAll({0xFFFFFFFFu}, 20, 1), std::vector<int32_t>(80, 0));
+  const Triangles triangles(20, R_INT4(0, 0, 0));
+  uint32_t word = 1;
+  EXPECT_EQ(PackTriangles(triangles.data(), 20, 0, &word), 1u);
+  EXPECT_EQ(word, 0u);
 }
 
 }  // namespace
