@@ -26,7 +26,8 @@ BitGrid GridEval::footprint(const CTL& part, std::vector<uint16_t>& cells) const
   const PbVec3f* const vertices = part.vertices();
   const float columns = static_cast<float>(std::min(x_num, 32));
   const float rows = static_cast<float>(std::min(y_num, 32));
-  cells.resize(vertex_count);
+  cells.resize(vertex_count + 1);
+  cells[vertex_count] = kOffGrid;  // stands for every index that names no vertex in use
   for (std::size_t i = 0; i < vertex_count; ++i) {
     const float x = CellQuotient(vertices[i][0], x_offset, x_size);
     const float y = CellQuotient(vertices[i][1], y_offset, y_size);
@@ -38,9 +39,8 @@ BitGrid GridEval::footprint(const CTL& part, std::vector<uint16_t>& cells) const
   BitGrid grid;
   const R_INT4* const triangles = part.triangles();
   const std::size_t triangle_count = trq::detail::UsedTriangles(part);
-  const auto cell_of = [&](int vertex) {
-    return static_cast<std::size_t>(vertex) < vertex_count ? cells[static_cast<std::size_t>(vertex)]
-                                                           : kOffGrid;
+  const auto cell_of = [of_vertex = cells.data(), vertex_count](int vertex) -> unsigned {
+    return of_vertex[std::min(static_cast<std::size_t>(static_cast<uint32_t>(vertex)), vertex_count)];
   };
   for (std::size_t t = 0; t < triangle_count; ++t) {
     const R_INT4& triangle = triangles[t];
