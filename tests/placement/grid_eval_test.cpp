@@ -227,6 +227,21 @@ TEST(GridEval, CornersThatNameNoVertexLieInTheFirstCell) {
   EXPECT_TRUE(Same(PlacementProbe::footprint(eval, 0, 0), Block(0, 0, 2, 2)));
 }
 
+TEST(GridEval, PartThatReachesFartherThanItsBoxSaysPrintsItsCellsOutside) {
+  GridEval eval = Vat31(1);
+  CTL nothing;
+  eval.add(nothing, 0);  // makes the cells
+  const float end_x = 32 * eval.x_size, end_y = 32 * eval.y_size;
+  CTL part = MakeMesh({{30.5F, 30.5F, 0}, {end_x, 30.5F, 0}, {30.5F, end_y, 0}}, {{0, 1, 1}, {0, 2, 2}});
+  part.extents_valid = 1;
+  for (float& value : part.max) value = 1;
+  // Cells 30 to 32 along X and then along Y, of which 32 is outside.
+  EXPECT_EQ(PrintedBy([&] { eval.add(part, 1); }), kWhoops + kWhoops);
+  BitGrid expected = Block(30, 30, 31, 30);
+  expected |= Block(30, 30, 30, 31);
+  EXPECT_TRUE(Same(PlacementProbe::footprint(eval, 1, 0), expected));
+}
+
 TEST(GridEval, PartComesBackToItsPlaceAfterAFullTurn) {
   GridEval eval = Vat31(24);
   CTL part = Box({12, 3, 7});
