@@ -61,8 +61,9 @@ SlcLayer::SlcLayer(SlcLayer&& other) noexcept
       terminator_(other.terminator_),
       boundaries_(std::exchange(other.boundaries_, {})),
       blocks_(std::exchange(other.blocks_, {})),
-      block_size_(std::exchange(other.block_size_, 0)),
-      block_used_(std::exchange(other.block_used_, 0)) {}
+      free_points_(std::exchange(other.free_points_, nullptr)),
+      free_size_(std::exchange(other.free_size_, 0)),
+      block_size_(std::exchange(other.block_size_, 0)) {}
 
 SlcLayer& SlcLayer::operator=(SlcLayer&& other) noexcept {
   if (this != &other) {
@@ -70,8 +71,9 @@ SlcLayer& SlcLayer::operator=(SlcLayer&& other) noexcept {
     terminator_ = other.terminator_;
     boundaries_ = std::exchange(other.boundaries_, {});
     blocks_ = std::exchange(other.blocks_, {});
+    free_points_ = std::exchange(other.free_points_, nullptr);
+    free_size_ = std::exchange(other.free_size_, 0);
     block_size_ = std::exchange(other.block_size_, 0);
-    block_used_ = std::exchange(other.block_used_, 0);
   }
   return *this;
 }
@@ -82,27 +84,34 @@ float* SlcLayer::AddBoundary(uint32_t vertex_count, uint32_t gap_count) {
   const std::size_t needed = std::size_t{2} * vertex_count;
   float* points = nullptr;
   if (needed > 0) {
-    if (block_size_ - block_used_ < needed) {
+    if (free_size_ < needed) {
       const std::size_t grown = std::clamp(2 * block_size_, kFirstBlock, kLargestBlock);
-      const std::size_t size = std::max(needed, grown);
-      blocks_.emplace_back(new float[size]);
-      block_size_ = size;
-      block_used_ = 0;
+      MakeBlock(std::max(needed, grown));
     }
-    points = blocks_.back().get() + block_used_;
-    block_used_ += needed;
+    points = free_points_;
+    free_points_ += needed;
+    free_size_ -= needed;
   }
   boundaries_.push_back({vertex_count, gap_count, points});
   return points;
 }
 
+void SlcLayer::AddBoundary(uint32_t vertex_count, uint32_t gap_count, float* points,
+                           const std::shared_ptr<float[]>& block) {
+  if (vertex_count > 0 && (blocks_.empty() || blocks_.back() != block)) blocks_.push_back(block);
+  boundaries_.push_back({vertex_count, gap_count, vertex_count > 0 ? points : nullptr});
+}
+
+void SlcLayer::MakeBlock(std::size_t size) {
+  blocks_.emplace_back(new float[size]);
+  free_points_ = blocks_.back().get();
+  free_size_ = block_size_ = size;
+}
+
 void SlcLayer::CopyBoundaries(const SlcLayer& other) {
   std::size_t total = 0;
   for (const SlcBoundary& boundary : other.boundaries_) total += std::size_t{2} * boundary.vertex_count;
-  if (total > 0) {
-    blocks_.emplace_back(new float[total]);
-    block_size_ = total;
-  }
+  if (total > 0) MakeBlock(total);
   boundaries_.reserve(other.boundaries_.size());
   for (const SlcBoundary& boundary : other.boundaries_) {
     float* const points = AddBoundary(boundary.vertex_count, boundary.gap_count);

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <utility>
 
@@ -24,34 +25,126 @@ struct Point {
 };
 static_assert(sizeof(Point) == 8, "points are stored in files as they lie in memory");
 
-/// Counts down what a file still holds; a file that grew meanwhile holds more than was counted.
-void Take(uint64_t& remaining, uint64_t bytes) { remaining -= std::min(remaining, bytes); }
-
-/// Reads a boundary's counts and points. `remaining`: the bytes left in the file, counted down; empty when
-/// the end of the stream cannot be told.
-int ReadBoundary(FILE* file, std::optional<uint64_t>& remaining, SlcLayer& layer) {
-  uint32_t counts[2];  // vertices, gaps
-  const std::size_t got = std::fread(counts, 1, sizeof counts, file);
-  if (got < sizeof counts[0]) return slc_file::kVertexCountShort;
-  if (got < sizeof counts) return slc_file::kGapCountShort;
-  const std::size_t vertex_count = counts[0];
-
-  if (!remaining) {
-    std::vector<Point> points;
-    if (trq::detail::ReadItems(file, vertex_count, points) != vertex_count) return slc_file::kVerticesShort;
-    float* const stored = layer.AddBoundary(counts[0], counts[1]);
-    if (stored) std::memcpy(stored, points.data(), sizeof(Point) * vertex_count);
-    return slc_file::kOk;
+/// Reads the layers of a file in blocks in which the points of the boundaries then stay: nothing is copied
+/// but what lies across the end of a block. Only for streams that tell how many bytes they still hold.
+class BlockReader {
+ public:
+  BlockReader(FILE* file, uint64_t remaining) : file_(file), remaining_(remaining) {}
+  BlockReader(const BlockReader&) = delete;
+  BlockReader& operator=(const BlockReader&) = delete;
+  /// Leaves the file behind what was taken.
+  ~BlockReader() {
+    if (begin_ < end_) std::fseek(file_, -static_cast<long>(end_ - begin_), SEEK_CUR);
   }
+
+  /// Bytes that the file holds beyond those taken.
+  uint64_t remaining() const { return remaining_; }
+  /// Makes the next `size` bytes, a multiple of four, stand together in the block; answers how many do.
+  std::size_t Stand(std::size_t size) {
+    if (end_ - begin_ < size) Refill(size);
+    return std::min(size, end_ - begin_);
+  }
+  /// What stands next, aligned for floats.
+  char* next() const { return reinterpret_cast<char*>(block_.get()) + begin_; }
+  const std::shared_ptr<float[]>& block() const { return block_; }
+  void Take(std::size_t size) {
+    begin_ += size;
+    remaining_ -=
+        std::min<uint64_t>(remaining_, size);  // a file that grew meanwhile holds more than was counted
+  }
+
+ private:
+  // Below the size from which common allocators ask the system for every block.
+  static constexpr std::size_t kBlock = 96 * 1024;
+
+  /// A new block that begins with what was not taken yet.
+  void Refill(std::size_t size) {
+    const std::size_t rest = end_ - begin_;
+    const std::size_t wanted = std::max(size, kBlock);
+    std::shared_ptr<float[]> block(new float[wanted / sizeof(float)]);
+    char* const bytes = reinterpret_cast<char*>(block.get());
+    if (rest > 0) std::memcpy(bytes, next(), rest);
+    block_ = std::move(block);
+    begin_ = 0;
+    end_ = rest + std::fread(bytes + rest, 1, wanted - rest, file_);
+  }
+
+  FILE* file_;
+  uint64_t remaining_;
+  std::shared_ptr<float[]> block_;
+  std::size_t begin_ = 0;  // in the block, a multiple of four
+  std::size_t end_ = 0;
+};
+
+/// Reads the layers of a stream whose end cannot be told: memory follows the bytes.
+class PiecewiseReader {
+ public:
+  explicit PiecewiseReader(FILE* file) : file_(file) {}
+  std::size_t Stand(std::size_t) { return std::fread(word_pair_, 1, sizeof word_pair_, file_); }
+  const char* next() const { return word_pair_; }
+  void Take(std::size_t) {}
+  uint64_t ReadPoints(uint64_t count, std::vector<Point>& points) {
+    return trq::detail::ReadItems(file_, count, points);
+  }
+
+ private:
+  FILE* file_;
+  char word_pair_[8];
+};
+
+int ReadPoints(BlockReader& reader, uint32_t vertex_count, uint32_t gap_count, SlcLayer& layer) {
   // The count is a claim: no memory before the file is known to be that long.
-  Take(*remaining, sizeof counts);
-  if (vertex_count > *remaining / sizeof(Point)) return slc_file::kVerticesShort;
-  float* const stored = layer.AddBoundary(counts[0], counts[1]);
-  if (stored && std::fread(stored, sizeof(Point), vertex_count, file) != vertex_count) {
-    return slc_file::kVerticesShort;
-  }
-  Take(*remaining, sizeof(Point) * vertex_count);
+  const uint64_t size = sizeof(Point) * uint64_t{vertex_count};
+  if (size > reader.remaining() || reader.Stand(size) < size) return slc_file::kVerticesShort;
+  layer.AddBoundary(vertex_count, gap_count, reinterpret_cast<float*>(reader.next()), reader.block());
+  reader.Take(size);
   return slc_file::kOk;
+}
+
+int ReadPoints(PiecewiseReader& reader, uint32_t vertex_count, uint32_t gap_count, SlcLayer& layer) {
+  std::vector<Point> points;
+  if (reader.ReadPoints(vertex_count, points) != vertex_count) return slc_file::kVerticesShort;
+  float* const stored = layer.AddBoundary(vertex_count, gap_count);
+  if (stored) std::memcpy(stored, points.data(), sizeof(Point) * points.size());
+  return slc_file::kOk;
+}
+
+/// Two 32-bit words, or which of them is cut short.
+template <class Reader>
+int ReadWordPair(Reader& reader, void* first, void* second, int first_short, int second_short) {
+  const std::size_t got = reader.Stand(8);
+  if (got < 4) return first_short;
+  if (got < 8) return second_short;
+  std::memcpy(first, reader.next(), 4);
+  std::memcpy(second, reader.next() + 4, 4);
+  reader.Take(8);
+  return slc_file::kOk;
+}
+
+/// Reads as far as the terminator.
+template <class Reader>
+int ReadLayers(Reader& reader, std::vector<SlcLayer>& layers) {
+  while (true) {
+    float z = 0;
+    uint32_t boundary_count = 0;
+    int result =
+        ReadWordPair(reader, &z, &boundary_count, slc_file::kLayerZShort, slc_file::kBoundaryCountShort);
+    if (result != slc_file::kOk) return result;
+    if (boundary_count == SlcLayer::kTerminatorCount) {
+      layers.push_back(SlcLayer::Terminator(z));
+      return slc_file::kOk;
+    }
+    SlcLayer layer(z);
+    for (uint32_t i = 0; i < boundary_count; ++i) {
+      uint32_t vertex_count = 0;
+      uint32_t gap_count = 0;
+      result = ReadWordPair(reader, &vertex_count, &gap_count, slc_file::kVertexCountShort,
+                            slc_file::kGapCountShort);
+      if (result == slc_file::kOk) result = ReadPoints(reader, vertex_count, gap_count, layer);
+      if (result != slc_file::kOk) return result;
+    }
+    layers.push_back(std::move(layer));
+  }
 }
 
 bool WriteLayer(FILE* file, const SlcLayer& layer) {
@@ -171,28 +264,12 @@ int slc::readTableEntry() {
 
 int slc::processContourLayers() {
   if (!file) return slc_file::kLayerZShort;
-  std::optional<uint64_t> remaining = trq::detail::BytesRemaining(file);
-  while (true) {
-    char head[8];  // z, boundary count
-    const std::size_t got = std::fread(head, 1, sizeof head, file);
-    if (got < 4) return slc_file::kLayerZShort;
-    if (got < sizeof head) return slc_file::kBoundaryCountShort;
-    if (remaining) Take(*remaining, sizeof head);
-    float z = 0;
-    uint32_t boundary_count = 0;
-    std::memcpy(&z, head, sizeof z);
-    std::memcpy(&boundary_count, head + 4, sizeof boundary_count);
-    if (boundary_count == SlcLayer::kTerminatorCount) {
-      layers.push_back(SlcLayer::Terminator(z));
-      return slc_file::kOk;
-    }
-    SlcLayer layer(z);
-    for (uint32_t i = 0; i < boundary_count; ++i) {
-      const int result = ReadBoundary(file, remaining, layer);
-      if (result != slc_file::kOk) return result;
-    }
-    layers.push_back(std::move(layer));
+  if (const std::optional<uint64_t> remaining = trq::detail::BytesRemaining(file)) {
+    BlockReader reader(file, *remaining);
+    return ReadLayers(reader, layers);
   }
+  PiecewiseReader reader(file);
+  return ReadLayers(reader, layers);
 }
 
 int slc::writeSlcHeader() {

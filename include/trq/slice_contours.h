@@ -48,7 +48,7 @@ struct TRQ_EXPORT SlcTableEntry {
 };
 static_assert(sizeof(SlcTableEntry) == 16, "an entry is stored in files as it lies in memory");
 
-/// One closed contour of a layer. The points belong to the layer.
+/// One closed contour of a layer, which keeps the points alive.
 struct TRQ_EXPORT SlcBoundary {
   uint32_t vertex_count = 0;
   uint32_t gap_count = 0;
@@ -82,18 +82,23 @@ class TRQ_EXPORT SlcLayer {
   /// where they are for the layer's life. Null when vertex_count is 0. Throws std::bad_alloc. Not for a
   /// terminator, which writes no boundaries.
   float* AddBoundary(uint32_t vertex_count, uint32_t gap_count);
+  /// Appends a boundary whose points lie in a block that others may share; the layer keeps the block alive.
+  void AddBoundary(uint32_t vertex_count, uint32_t gap_count, float* points,
+                   const std::shared_ptr<float[]>& block);
 
   float z;  ///< height of the layer, in the file's units
 
  private:
   void CopyBoundaries(const SlcLayer& other);
+  void MakeBlock(std::size_t size);
 
   bool terminator_ = false;
   std::vector<SlcBoundary> boundaries_;
   // The points of many boundaries share a block: files hold millions of short boundaries.
-  std::vector<std::unique_ptr<float[]>> blocks_;
-  std::size_t block_size_ = 0;
-  std::size_t block_used_ = 0;
+  std::vector<std::shared_ptr<float[]>> blocks_;
+  float* free_points_ = nullptr;  // in the block that this layer made last
+  std::size_t free_size_ = 0;     // floats left in it
+  std::size_t block_size_ = 0;    // floats in it
 };
 
 /// A part as a stack of sliced contours. Owns its entries, layers and points. Copying by constructor or

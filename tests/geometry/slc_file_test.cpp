@@ -5,6 +5,7 @@
 #include <cstring>
 #include <functional>
 #include <limits>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -422,6 +423,43 @@ TEST(SlcFile, LongBoundariesSurviveARoundTrip) {
   EXPECT_TRUE(folder.Read("again.slc") == file.bytes());
 }
 
+TEST(SlcFile, ManyShortBoundariesSurviveARoundTrip) {
+  SlcBytes file = Head();
+  float next = 0;
+  for (int layer = 0; layer < 40; ++layer) {
+    file.Layer(static_cast<float>(layer), 150);
+    for (int i = 0; i < 150; ++i) {
+      std::vector<float> xy(static_cast<std::size_t>(2 * (i % 9)));
+      for (float& v : xy) v = next++;
+      file.Boundary(xy, static_cast<uint32_t>(i));
+    }
+  }
+  file.Layer(40, kTerminator);
+  const TempDir folder;
+  slc model(folder.Write("part.slc", file.bytes()).c_str());
+  ASSERT_EQ(model.loadSlc(), slc_file::kOk);
+  ASSERT_EQ(model.layers.size(), 41u);
+  EXPECT_EQ(model.layers[39].boundaries()[149].points[2 * (149 % 9) - 1], next - 1);
+  slc copy;
+  model.copy(&copy);
+  model.layers.clear();
+  ASSERT_EQ(copy.SaveSLCModel(folder.File("again.slc").c_str()), slc_file::kOk);
+  EXPECT_TRUE(folder.Read("again.slc") == file.bytes());
+}
+
+TEST(SlcFile, StreamStandsBehindTheTerminator) {
+  const TempDir folder;
+  slc model(folder.Write("part.slc", SmallFile().bytes() + "tail").c_str());
+  ASSERT_EQ(model.openSLCFile(SLC_OPEN_READ), slc_file::kOk);
+  ASSERT_EQ(model.readSlcHeader(), slc_file::kOk);
+  ASSERT_EQ(model.readReservedSection(), slc_file::kOk);
+  ASSERT_EQ(model.readTableEntry(), slc_file::kOk);
+  ASSERT_EQ(model.processContourLayers(), slc_file::kOk);
+  char tail[8];
+  EXPECT_EQ(model.readAndSwap(tail, 1, 8, 0), 4);
+  EXPECT_EQ(std::string(tail, 4), "tail");
+}
+
 TEST(SlcFile, PipeIsReadWithoutKnowingItsEnd) {
   const TempDir folder;
   folder.Write("part.slc", SmallFile().bytes());
@@ -582,6 +620,27 @@ TEST(SlcLayer, CopiesOwnTheirPoints) {
   const SlcLayer& same = layer;
   layer = same;
   EXPECT_EQ(PointsOf(layer.boundaries()[0]), kSquare);
+}
+
+TEST(SlcLayer, SharedBlockLivesAsLongAsALayerNeedsIt) {
+  SlcLayer layer(1);
+  {
+    const std::shared_ptr<float[]> block(new float[6]{1, 2, 3, 4, 5, 6});
+    SlcLayer other(2);
+    other.AddBoundary(1, 0, block.get(), block);
+    layer.AddBoundary(1, 7, block.get() + 2, block);
+    AddBoundary(layer, kHole, 0);
+    layer.AddBoundary(1, 8, block.get() + 4, block);
+    layer.AddBoundary(0, 9, nullptr, block);
+  }
+  ASSERT_EQ(layer.boundary_count(), 4u);
+  EXPECT_EQ(PointsOf(layer.boundaries()[0]), (std::vector<float>{3, 4}));
+  EXPECT_EQ(PointsOf(layer.boundaries()[1]), kHole);
+  EXPECT_EQ(PointsOf(layer.boundaries()[2]), (std::vector<float>{5, 6}));
+  EXPECT_EQ(layer.boundaries()[3].gap_count, 9u);
+  const SlcLayer copy = layer;
+  EXPECT_NE(copy.boundaries()[0].points, layer.boundaries()[0].points);
+  EXPECT_EQ(PointsOf(copy.boundaries()[2]), (std::vector<float>{5, 6}));
 }
 
 TEST(SlcLayer, MovedFromLayerIsEmptyAndUsable) {
