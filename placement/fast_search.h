@@ -6,20 +6,17 @@
 /// a grid comparison each. Here the answer is the same, found like this:
 ///
 /// - For one outer shift, the inner shifts that collide are one 32-bit word: a run of n cells that starts at
-/// bit
-///   b of a footprint line collides, shifted by s, when a cell b+s .. b+s+n-1 of the vat's line is taken.
-///   With `smeared[n]` holding, at bit p, whether any of the n cells from p on is taken, the word is
-///   smeared[n] >> b. The OR over all runs leaves the free shifts as zero bits, for eight outer shifts at
+///   bit b of a footprint line collides, shifted by s, when one of the cells b+s .. b+s+n-1 of the vat's line
+///   is taken. With `smeared[n]` holding, at bit p, whether any of the n cells from p on is taken, the word
+///   is smeared[n] >> b. The OR over all runs leaves the free shifts as zero bits, for eight outer shifts at
 ///   once.
 /// - Both axes keep such tables, so that either mode walks outer shifts upward and may stop at the first hit.
 ///   A table is brought up to date only when a search along its axis needs it, only in lines that changed.
 /// - Every rotation has a key for each axis, (end line + 1) * 32 + rotation, which no place of it can beat.
-/// The
-///   rotation with the least key is looked at first, eight outer shifts at a time; a miss raises its key. A
-///   hit whose key is the least of all is the literal search's answer, ties included.
+///   The rotation with the least key is looked at first, eight outer shifts at a time; a miss raises its key.
+///   A hit whose key is the least of all is the literal search's answer, ties included.
 /// - Within a pass the vat only fills up, so a key never falls and "no place" stays true: keys are carried
-/// from
-///   copy to copy of a component until the next pass begins.
+///   from copy to copy of a component until the next pass begins.
 /// - Of rotations with equal footprints only the lowest is kept; the others can never win.
 #pragma once
 
