@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Writes the golden build style files and text exports beside this script: make_golden_styles.py [FOLDER].
+"""Writes the golden build style files and text exports beside this script: make_golden_styles.py [--check].
+With --check it only compares, and ends with 1 when a file differs.
 
 The lists below are transcribed by hand from docs/formats/build-style.md and pack the bytes on their own: nothing of the
 library is used, so that the files can prove it. Run it again only when the format changes.
@@ -326,14 +327,24 @@ def export(style, comma):
 
 
 def main():
-    folder = sys.argv[1] if len(sys.argv) > 1 else os.path.dirname(os.path.abspath(__file__))
+    folder = os.path.dirname(os.path.abspath(__file__))
+    check = sys.argv[1:] == ["--check"]
+    differing = []
     for label, style in [("default", default_style()), ("filled", filled_style())]:
         files = {"%s_301.sty" % label: layout_301(style), "%s_206.sty" % label: layout_206(style),
                  "%s_readable.txt" % label: export(style, False).encode("latin-1"),
                  "%s_comma.csv" % label: export(style, True).encode("latin-1")}
         for name, data in files.items():
-            with open(os.path.join(folder, name), "wb") as out:
-                out.write(data)
+            path = os.path.join(folder, name)
+            if not check:
+                with open(path, "wb") as out:
+                    out.write(data)
+                continue
+            with open(path, "rb") as made:
+                if made.read() != data:
+                    differing.append(name)
+    if differing:
+        sys.exit("not what this script makes: " + ", ".join(differing))
 
 
 if __name__ == "__main__":
