@@ -425,6 +425,16 @@ TEST(ParameterRecordBinary, NegativeCountIsAnEmptyList) {
   }
 }
 
+TEST(ParameterRecordBinary, WritingLeavesTheFlushToTheCaller) {
+  const test_support::TempDir dir;
+  const test_support::Stream stream(std::fopen(dir.File("record").c_str(), "wb"));
+  FloatRecord record;
+  ASSERT_EQ(record.WriteRecord(stream.get()), 0);
+  EXPECT_EQ(dir.Read("record").size(), 0u);
+  std::fflush(stream.get());
+  EXPECT_EQ(dir.Read("record").size(), 23u);
+}
+
 TEST(ParameterRecordBinary, NullAndRefusingStreamsAreReported) {
   FloatRecord record;
   EXPECT_EQ(record.WriteRecord(nullptr), -3);
