@@ -72,8 +72,22 @@ bool ReadVertices(std::FILE* f, std::size_t count, MeshArray<PbVec3f>& vertices)
   return true;
 }
 
-ReadFailure ReadTriangles(std::FILE* f, int bits, std::size_t count, bool foreign,
-                          MeshArray<R_INT4>& triangles, int& system_error) {
+// Whether an index of the triangles, none of them negative, lies beyond the vertices.
+bool AnyIndexBeyond(const R_INT4* triangles, std::size_t count, int32_t vertex_count) {
+  int32_t signs = 0;  // negative once an index is larger than the last vertex's
+  const int32_t last = vertex_count - 1;
+  for (std::size_t i = 0; i < count; ++i) {
+    for (int k = 0; k < 3; ++k) signs |= last - triangles[i][k];
+  }
+  return signs < 0;
+}
+
+// `index_end` is made one more than the largest index when one lies beyond the vertices, else the vertex
+// count.
+ReadFailure ReadTriangles(std::FILE* f, const CTL_HEADER& header, bool foreign, MeshArray<R_INT4>& triangles,
+                          std::size_t& index_end, int& system_error) {
+  const int bits = PackedBits(header.num_vertices);
+  const std::size_t count = static_cast<std::size_t>(header.num_triangles);
   triangles.reset();
   if (bits == 0 && count > kMostTrianglesWithoutBits) return ReadFailure::kNoTriangles;
   if (!ClaimFits(f, PackedWords(bits, 4 * count), sizeof(uint32_t))) return ReadFailure::kPastEnd;
@@ -82,6 +96,7 @@ ReadFailure ReadTriangles(std::FILE* f, int bits, std::size_t count, bool foreig
 
   std::vector<uint32_t> words(
       static_cast<std::size_t>(PackedWords(bits, 4 * std::min(count, kBlockTriangles))));
+  bool beyond = false;
   for (std::size_t done = 0; done < count;) {
     const std::size_t n = std::min(kBlockTriangles, count - done);
     // The last block has the block's last word, which the others leave to the next one.
@@ -96,8 +111,10 @@ ReadFailure ReadTriangles(std::FILE* f, int bits, std::size_t count, bool foreig
     if (foreign) ReverseWords(words.data(), got);
     read.grow(done + n);
     UnpackTriangles(words.data(), n, bits, read.get() + done);
+    beyond |= AnyIndexBeyond(read.get() + done, n, header.num_vertices);
     done += n;
   }
+  index_end = beyond ? IndexEnd(read.get(), count) : static_cast<std::size_t>(header.num_vertices);
   triangles = std::move(read);
   return ReadFailure::kNone;
 }
@@ -120,12 +137,11 @@ ReadFailure ReadCtlFile(std::FILE* f, CTL_HEADER& header, MeshArray<PbVec3f>& ve
   if (!ReadVertices(f, vertex_count, vertices)) return ReadFailure::kNoVertices;
   if (foreign) ReverseWords(vertices.get(), 3 * vertex_count);
 
-  const int bits = PackedBits(header.num_vertices);
-  const std::size_t triangle_count = static_cast<std::size_t>(header.num_triangles);
-  const ReadFailure failure = ReadTriangles(f, bits, triangle_count, foreign, triangles, system_error);
+  std::size_t index_end = 0;
+  const ReadFailure failure = ReadTriangles(f, header, foreign, triangles, index_end, system_error);
   if (failure != ReadFailure::kNone) return failure;
   // Indices have as many bits as num_vertices() - 1 and so may reach past the vertices.
-  vertices.grow(std::max(vertex_count + 1, IndexEnd(triangles.get(), triangle_count)));
+  vertices.grow(std::max(vertex_count + 1, index_end));
   return ReadFailure::kNone;
 }
 

@@ -123,6 +123,34 @@ TEST(CtlTruncateVertices, GivesTheBitsOfTheLiteralLoop) {
   }
 }
 
+TEST(CtlTruncateVertices, GivesTheBitsOfTheLiteralLoopOverManyBlocksAndUses) {
+  std::mt19937 random(12);
+  std::vector<Point> vertices(1000);
+  for (Point& p : vertices) {
+    for (float& c : p) c = static_cast<float>(static_cast<int32_t>(random())) * 0x1p-24f;
+  }
+  std::vector<Indices> triangles;
+  for (int i = 0; i < 4000; ++i) {
+    // Vertices 0 and 700 are hubs, 900 to 999 are not used.
+    triangles.push_back(
+        {i % 2 == 0 ? 0 : 700, static_cast<int>(random() % 900), static_cast<int>(random() % 900)});
+  }
+  CTL fast = MakeMesh(vertices, triangles);
+  CTL literal = MakeMesh(vertices, triangles);
+  fast.truncateVertices();
+  LiteralTruncate(literal);
+  EXPECT_EQ(VerticesOf(fast), VerticesOf(literal));
+}
+
+TEST(CtlTruncateVertices, SnapsVerticesOfTheRoomThatATriangleNames) {
+  CTL mesh;
+  test_support::FillMesh(mesh, {{1, 0, 0}}, {{0, 2, 2}}, 3);
+  mesh.vertices_[2] = PbVec3f(-1.23456f, 1.23456f, 0);
+  mesh.truncateVertices();
+  EXPECT_EQ(mesh.vertices_[2][0], -1.2344000339508057f);  // two uses
+  EXPECT_EQ(mesh.vertices_[2][1], 1.2346f);
+}
+
 // ---- copy
 
 TEST(CtlCopy, FillsAFreshMesh) {
