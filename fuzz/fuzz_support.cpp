@@ -1,0 +1,126 @@
+#include "fuzz/fuzz_support.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstring>
+
+namespace fuzz {
+
+MemoryFile::MemoryFile() : descriptor_(::memfd_create("fuzz", 0)) {
+  if (descriptor_ < 0) std::exit(77);
+  path_ = "/proc/self/fd/" + std::to_string(descriptor_);
+}
+
+MemoryFile::MemoryFile(const void* data, std::size_t size) : MemoryFile() {
+  for (std::size_t done = 0; done < size;) {
+    const ssize_t written = ::write(descriptor_, static_cast<const char*>(data) + done, size - done);
+    if (written <= 0) std::exit(77);
+    done += static_cast<std::size_t>(written);
+  }
+}
+
+MemoryFile::~MemoryFile() { ::close(descriptor_); }
+
+std::string MemoryFile::Bytes() const {
+  std::string bytes;
+  char buffer[1 << 16];
+  off_t at = 0;
+  for (ssize_t got; (got = ::pread(descriptor_, buffer, sizeof buffer, at)) > 0; at += got) {
+    bytes.append(buffer, static_cast<std::size_t>(got));
+  }
+  return bytes;
+}
+
+Stream StreamOf(const uint8_t* data, std::size_t size, bool known_length) {
+  if (known_length || size == 0) {
+    const MemoryFile file(data, size);
+    return Stream(std::fopen(file.path(), "rb"));
+  }
+  return Stream(::fmemopen(const_cast<uint8_t*>(data), size, "rb"));
+}
+
+void Silence() {
+  SetMessageBoxHandler(
+      [](const char*, unsigned buttons, void*) -> int {
+        return buttons == message_box::kYesNoButtons ? message_box::kNo : message_box::kOk;
+      },
+      nullptr);
+}
+
+bool Settles(const CTL& mesh) {
+  if (mesh.num_vertices() < 3) return false;
+  for (int i = 0; i < mesh.num_vertices(); ++i) {
+    for (int k = 0; k < 3; ++k) {
+      if (!std::isfinite(mesh.vertices()[i][k])) return false;
+    }
+  }
+  return true;
+}
+
+void UseMesh(CTL& mesh) {
+  constexpr int kSmall = 300;
+  mesh.Calculate_normals();
+  volatile float sink = mesh.volume();
+  sink = mesh.area();
+  float x, y, z;
+  mesh.get_min(&x, &y, &z);
+  mesh.get_max(&x, &y, &z);
+  float unit[4][4];
+  set_unit_matrix(unit);
+  mesh.FindVDTriangles(unit);
+  const Stream null(std::fopen("/dev/null", "w"));
+  if (null) mesh.ascii_dump(null.get());
+  CTL copy;
+  mesh.copy(&copy);
+  copy.z_sort_ascending();
+  copy.z_sort_descending();
+  copy.rotateX(30);
+  copy.rotateY(30);
+  copy.rotateZ(30);
+  copy.scale(2, -1, 0.5f);
+  copy.translate(1, 2, 3);
+  copy.convert_to_inch();
+  copy.combine(&mesh);
+  copy.eliminate_degenerates();
+  copy.truncateVertices();
+  copy.approximate(copy.num_triangles() / 2);
+  if (mesh.num_triangles() <= kSmall && mesh.num_vertices() <= kSmall) {
+    CTL shell;
+    mesh.copy(&shell);
+    shell.Calculate_normals();
+    shell.offset_limit = 1;
+    shell.validate_offsets = 1;
+    shell.offset_ctl();
+    shell.MergeShellAndCTLintoCTL();
+    shell.Calculate_normals();
+  }
+  (void)sink;
+}
+
+void DemandCtlSettles(CTL& mesh) {
+  if (!Settles(mesh)) return;
+  float unit[4][4];
+  set_unit_matrix(unit);
+  std::string files[3];
+  CTL read[2];
+  CTL* from = &mesh;
+  for (int turn = 0; turn < 3; ++turn) {
+    const MemoryFile file;
+    Demand(from->SaveCTLModel(file.path(), unit, 0) == 0, "a mesh that was read cannot be written");
+    files[turn] = file.Bytes();
+    if (turn == 2) break;
+    const Stream stream(std::fopen(file.path(), "rb"));
+    try {
+      read[turn].fp_read(stream.get());
+    } catch (const char*) {
+      Report("a CTL file just written cannot be read");
+    } catch (char*) {
+      Report("a CTL file just written cannot be read");
+    }
+    from = &read[turn];
+  }
+  Demand(files[1] == files[2], "CTL files differ after the first turn");
+}
+
+}  // namespace fuzz
