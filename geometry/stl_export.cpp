@@ -253,7 +253,7 @@ int CTL::crcSTLFile(const char* path) {
   if (!file) return 0;
   std::fwrite(stl.header, 1, kHeaderSize, file.get());
   std::fwrite(stl.count, 1, sizeof stl.count, file.get());
-  std::fwrite(stl.records.data(), 1, stl.records.size(), file.get());
+  if (!stl.records.empty()) std::fwrite(stl.records.data(), 1, stl.records.size(), file.get());
   return 0;
 }
 

@@ -126,7 +126,9 @@ inline bool ReadNumber(const char*& p, float& value) {
   char* end = nullptr;
   value = std::strtof(start, &end);
   p = end;
-  return *p != 'e' && *p != 'E';
+  // An exponent letter that strtof left behind has no digits, unless it follows a whole exponent.
+  if (*p != 'e' && *p != 'E') return true;
+  return std::string(start, p).find_first_of("eE") != std::string::npos;
 }
 
 inline AsciiFacets ReadAscii(std::FILE* f) {
