@@ -209,6 +209,27 @@ TEST(ShellOffset, ValidationHalvesUntilAThinWallIsNotCrossed) {
   EXPECT_FLOAT_EQ(ShellVertex(plate, 8)[2], 2);
 }
 
+TEST(ShellOffset, ValidationLooksAsDeepAsTheTestedPointMoves) {
+  // A facet facing up at (0, 0, 10) with edges of 2, so that its vertex is pushed down by 1; a flat triangle
+  // 0.9 below, which halves the push and moves the tested point to 1.5 below; and a small steep one 1.2
+  // below, which lies wholly beyond the first push, while its plane passes the vertex at 0.45.
+  CTL mesh = test_support::MakeMesh({{0, 0, 10},
+                                     {2, 0, 10},
+                                     {0, 2, 10},
+                                     {-20, -20, 9.1f},
+                                     {20, -20, 9.1f},
+                                     {0, 20, 9.1f},
+                                     {-0.05f, -0.05f, 8.675f},
+                                     {0.05f, -0.05f, 8.925f},
+                                     {0, 0.05f, 8.8f}},
+                                    {{0, 1, 2}, {3, 4, 5}, {6, 7, 8}});
+  SetNormals(mesh, {{0, 0, 1}, {0, 0, 1}, {0, 0, 1}});
+  mesh.offset_limit = 5;
+  mesh.validate_offsets = 1;
+  mesh.offset_ctl();
+  EXPECT_FLOAT_EQ(ShellVertex(mesh, 0)[2], 10 - 0.25f);
+}
+
 // ---- validate_offset ----
 
 /// Vertex 0 at (0, 0, 10), pushed along -z, in no triangle, and these triangles.
