@@ -89,6 +89,15 @@ CLI::Option* Command::RepeatedOption(const std::string& names, std::vector<std::
   return Prepare(option, type);
 }
 
+CLI::Option* Command::Step(const std::string& name, const std::string& type, const std::string& help) {
+  if (type.empty())
+    return app.add_flag(name)->description(help)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  CLI::Option* option = app.add_option(name)->description(help);
+  option->expected(1, CLI::detail::expected_max_vector_size)->allow_extra_args(false);
+  option->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  return Prepare(option, type);
+}
+
 CLI::Option* Command::WholeOption(const std::string& names, std::int64_t& value, std::int64_t lowest,
                                   std::int64_t highest, const std::string& help) {
   return Prepare(app.add_option_function<std::string>(

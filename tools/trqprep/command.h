@@ -70,6 +70,9 @@ class Command {
   /// May be given several times, one value each.
   CLI::Option* RepeatedOption(const std::string& names, std::vector<std::string>& values,
                               const std::string& type, const std::string& help);
+  /// One of several options whose order counts; a flag when `type` is empty. Read them through
+  /// app.parse_order().
+  CLI::Option* Step(const std::string& name, const std::string& type, const std::string& help);
   CLI::Option* WholeOption(const std::string& names, std::int64_t& value, std::int64_t lowest,
                            std::int64_t highest, const std::string& help);
   CLI::Option* NumberOption(const std::string& names, std::optional<double>& value, const std::string& help);

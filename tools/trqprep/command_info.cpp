@@ -1,0 +1,60 @@
+#include "command.h"
+#include "file_kinds.h"
+#include "progress.h"
+
+namespace trqprep {
+namespace {
+
+ExitCode Run(Context& context, const std::vector<std::string>& paths) {
+  ExitCode exit = ExitCode::kDone;
+  Json files = Json::array();
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    const std::string& path = paths[i];
+    ShowProgress("reading " + path, static_cast<double>(i) / static_cast<double>(paths.size()));
+    Json entry;
+    entry["file"] = TextToJson(path);
+    const std::size_t printed = context.text.size();
+    // One bad file does not hide the others.
+    try {
+      const FileHead head = ReadFileHead(path, true);
+      const FileKind* kind = KindOf(head);
+      if (!kind) {
+        const std::string known = fmt::format("{}", fmt::join(KindNames(), ", "));
+        Fail(ExitCode::kInput,
+             Message("INPUT-UNKNOWN", path, "is of no kind that is known").Hint("known are " + known));
+      }
+      entry["type"] = kind->name;
+      kind->describe(context, head, entry);
+    } catch (const Failure& failure) {
+      context.text.resize(printed);
+      context.Say(failure.message);
+      exit = failure.exit;
+      entry = Json{{"file", TextToJson(path)}, {"error", failure.message.code}};
+    }
+    files.push_back(entry);
+  }
+  // With a single file its entries also stand directly in "data".
+  if (files.size() == 1) context.data = files[0];
+  context.data["files"] = files;
+  return exit;
+}
+
+void Add(CommandTree& tree) {
+  auto paths = std::make_shared<std::vector<std::string>>();
+  Command& command = tree.Add("info", "Tell what files hold");
+  command.details =
+      "The kind of a file is told by its content. Of a mesh: size in both units, box, facets, vertices, "
+      "area, volume, "
+      "header text, checksum. With --json the entry of each file stands in \"files\"; that of a single file "
+      "also "
+      "directly in \"data\". Lengths are in the file's own unit, which the entry names.";
+  command.Arguments("FILE", *paths, "Files of any kind the tool knows, or build folders");
+  command.ReadsMeshes();
+  command.examples = {"trqprep info bracket.stl", "trqprep info --json bracket.stl gear.stl"};
+  command.run = [paths](Context& context) { return Run(context, *paths); };
+}
+
+const CommandRegistration kRegistration(20, Add);
+
+}  // namespace
+}  // namespace trqprep

@@ -1,0 +1,180 @@
+#include <CLI/CLI.hpp>
+#include <map>
+#include <stdexcept>
+
+#include "command.h"
+#include "mesh_output.h"
+
+namespace trqprep {
+namespace {
+
+struct Options {
+  std::string input;
+  std::string output;
+  std::string format;
+  CLI::App* app = nullptr;  // knows the order in which the steps were given
+};
+
+// The steps; each takes the matrix so far, because --drop and --center look at where the part is by then.
+using Step = Matrix4 (*)(const std::string& text, const CTL& mesh, const Matrix4& so_far, double unit);
+
+double UnitOf(Units mesh_units) { return UnitsFactor(mesh_units, Units::kMillimetre); }
+
+// A length in the mesh's unit; `unit` is that unit in millimetres, negative when bare lengths are in inches.
+double InMeshUnit(const Length& length, double unit) {
+  const Units bare = unit < 0 ? Units::kInch : Units::kMillimetre;
+  return length.In(Units::kMillimetre, bare) / std::abs(unit);
+}
+
+// Lengths that need no conversion stay exactly what was typed.
+double Exact(const Length& length, double unit) {
+  const Units bare = unit < 0 ? Units::kInch : Units::kMillimetre;
+  const Units mesh = std::abs(unit) == 1 ? Units::kMillimetre : Units::kInch;
+  return length.unit.value_or(bare) == mesh ? length.value : InMeshUnit(length, unit);
+}
+
+Matrix4 Translate(const std::string& text, const CTL&, const Matrix4&, double unit) {
+  const std::vector<Length> by = ParseLengths(text, 3);
+  return Matrix4::Translation(Exact(by[0], unit), Exact(by[1], unit), Exact(by[2], unit));
+}
+
+template <int axis>
+Matrix4 Rotate(const std::string& text, const CTL&, const Matrix4&, double) {
+  return Matrix4::Rotation(axis, ParseNumber(text));
+}
+
+Matrix4 Scale(const std::string& text, const CTL&, const Matrix4&, double) {
+  const bool uniform = text.find(',') == std::string::npos;
+  const std::vector<double> by = uniform ? std::vector<double>(3, ParseNumber(text)) : ParseNumbers(text, 3);
+  for (const double factor : by) {
+    if (factor == 0) throw std::invalid_argument("a scale of 0 leaves nothing");
+  }
+  return Matrix4::Scaling(by[0], by[1], by[2]);
+}
+
+Matrix4 Mirror(const std::string& text, const CTL&, const Matrix4&, double) {
+  return Matrix4::Scaling(text == "x" ? -1 : 1, text == "y" ? -1 : 1, text == "z" ? -1 : 1);
+}
+
+Matrix4 General(const std::string& text, const CTL&, const Matrix4&, double unit) {
+  const std::vector<std::string> pieces = Split(text, ',');
+  if (pieces.size() != 12 && pieces.size() != 16) {
+    throw std::invalid_argument("a matrix is 12 or 16 numbers between commas, row by row");
+  }
+  Matrix4 matrix;
+  for (std::size_t i = 0; i < pieces.size(); ++i) {
+    const bool moves = i % 4 == 3 && i < 12;
+    matrix.m[i / 4][i % 4] = moves ? Exact(ParseLength(pieces[i]), unit) : ParseNumber(pieces[i]);
+  }
+  const double* last = matrix.m[3];
+  if (last[0] != 0 || last[1] != 0 || last[2] != 0 || last[3] != 1) {
+    throw std::invalid_argument("the last row of the matrix must be 0,0,0,1");
+  }
+  if (matrix.Determinant() == 0)
+    throw std::invalid_argument("the matrix has no inverse: it flattens the part");
+  return matrix;
+}
+
+Matrix4 Drop(const std::string&, const CTL& mesh, const Matrix4& so_far, double) {
+  return Matrix4::Translation(0, 0, -BoxAfter(mesh, so_far).min[2]);
+}
+
+Matrix4 Center(const std::string&, const CTL& mesh, const Matrix4& so_far, double) {
+  const Box box = BoxAfter(mesh, so_far);
+  return Matrix4::Translation(-(box.min[0] + box.max[0]) / 2, -(box.min[1] + box.max[1]) / 2, 0);
+}
+
+struct StepOption {
+  const char* name;
+  const char* type;  // null: a flag
+  const char* help;
+  Step step;
+};
+
+constexpr StepOption kSteps[] = {
+    {"--translate", "X,Y,Z", "Move by three lengths, such as 10mm,0,-2.5", Translate},
+    {"--rotate-x", "DEGREES", "Turn about the X axis", Rotate<0>},
+    {"--rotate-y", "DEGREES", "Turn about the Y axis", Rotate<1>},
+    {"--rotate-z", "DEGREES", "Turn about the Z axis", Rotate<2>},
+    {"--scale", "FACTOR", "Scale by one factor, or by three between commas, about the origin", Scale},
+    {"--mirror", "x|y|z", "Mirror along an axis, at the origin", Mirror},
+    {"--matrix", "NUMBERS", "Apply a matrix: 12 or 16 numbers between commas, row by row", General},
+    {"--drop", nullptr, "Move the lowest point to Z = 0", Drop},
+    {"--center", nullptr, "Move the middle of the box to X = Y = 0", Center},
+};
+
+ExitCode Run(Context& context, const Options& options) {
+  const MeshFormat format = OutputFormat(options.output, options.format);
+  InputMesh input = ReadMesh(context, options.input);
+  RequireFinite(input);
+  WarnOfUnits(context, input, nullptr);
+  CTL& mesh = *input.mesh;
+  const double unit = UnitOf(input.units) * (context.units() == Units::kInch ? -1 : 1);
+  Matrix4 matrix;
+  int steps = 0;
+  std::map<const CLI::Option*, std::size_t> used;
+  for (const CLI::Option* given : options.app->parse_order()) {
+    for (const StepOption& step : kSteps) {
+      if (given != options.app->get_option(step.name)) continue;
+      const std::string text = given->results()[used[given]++];
+      try {
+        matrix = Compose(step.step(text, mesh, matrix, unit), matrix);
+      } catch (const std::invalid_argument& error) {
+        Fail(ExitCode::kUsage, Message("USAGE", "", std::string(step.name) + ": " + error.what()));
+      }
+      ++steps;
+    }
+  }
+  if (steps == 0)
+    context.Warn(Message("TRANSFORM-NOTHING", "", "no transformation was given; the mesh is copied"));
+  const Units wanted = format == MeshFormat::kCtl ? input.units : context.units();
+  const double factor = UnitsFactor(input.units, wanted);
+  if (wanted != input.units) matrix = Compose(Matrix4::Scaling(factor, factor, factor), matrix);
+  if (!ApplyToMesh(mesh, matrix)) {
+    Fail(ExitCode::kInput,
+         Message("MESH-NAN", options.input, "the transformation leaves the range of numbers"));
+  }
+  input.units = wanted;
+  RequireFinite(input);
+  mesh.SetUnits(wanted == Units::kInch ? units::kInch : units::kMillimetre);
+  WriteMesh(context, mesh, options.output, format);
+  context.data_units = wanted;
+  context.data["input"] = TextToJson(options.input);
+  context.data["output"] = TextToJson(options.output);
+  Json rows = Json::array();
+  for (const auto& row : matrix.m) rows.push_back(NumbersToJson(row));
+  context.data["matrix"] = rows;
+  DescribeMesh(context.data, input);
+  const Box box = input.box();
+  context.Print("{}: {} facets, {}\n", OneLine(options.output), mesh.num_triangles(),
+                SizeInBoth(box.Size(), wanted));
+  context.Print("  box {}, {}, {} to {}, {}, {} {}\n", Plain(box.min[0], 4), Plain(box.min[1], 4),
+                Plain(box.min[2], 4), Plain(box.max[0], 4), Plain(box.max[1], 4), Plain(box.max[2], 4),
+                UnitsName(wanted));
+  return ExitCode::kDone;
+}
+
+void Add(CommandTree& tree) {
+  auto options = std::make_shared<Options>();
+  Command& command = tree.Add("transform", "Move, turn, scale or mirror a mesh");
+  command.details =
+      "The transformations are applied in the order in which they are given, each as often as it is given; "
+      "turns are in "
+      "degrees, counter-clockwise seen from the positive end of the axis. They make one matrix, which is "
+      "applied once. "
+      "A CTL file keeps its unit; an STL file is written in --units.";
+  command.Argument("IN", options->input, "STL or CTL file");
+  command.Output(options->output, "FILE", "The file to write");
+  for (const StepOption& step : kSteps) command.Step(step.name, step.type ? step.type : "", step.help);
+  command.TextOption("--to", options->format, kMeshFormats, "Format of the output");
+  command.ReadsMeshes();
+  options->app = &command.app;
+  command.examples = {"trqprep transform bracket.stl --rotate-x 90 --drop --center -o standing.stl",
+                      "trqprep transform gear.stl --scale 1.02 --translate 10mm,0,0 -o gear.ctl"};
+  command.run = [options](Context& context) { return Run(context, *options); };
+}
+
+const CommandRegistration kRegistration(40, Add);
+
+}  // namespace
+}  // namespace trqprep
