@@ -138,9 +138,11 @@ CLI::Option* Command::VatOption(std::array<Length, 3>& value) {
 
 CLI::Option* Command::Output(std::string& path, const std::string& type, const std::string& help,
                              bool required) {
-  app.add_flag("--force", tree_.common().force, "Replace an output that exists");
+  ForceFlag();
   return Prepare(app.add_option("-o,--output", path, help), type)->required(required);
 }
+
+void Command::ForceFlag() { app.add_flag("--force", tree_.common().force, "Replace an output that exists"); }
 
 void Command::UsesUnits() {
   Prepare(

@@ -81,6 +81,8 @@ class Command {
   /// -o/--output (required unless said otherwise) and --force.
   CLI::Option* Output(std::string& path, const std::string& type, const std::string& help,
                       bool required = true);
+  /// --force alone, for commands whose output has an option of its own.
+  void ForceFlag();
   /// --units
   void UsesUnits();
   /// --units and --accept-partial, for commands that read meshes.

@@ -15,35 +15,26 @@ struct Options {
   CLI::App* app = nullptr;  // knows the order in which the steps were given
 };
 
+struct LengthUnits {
+  Units mesh;  // what the mesh is in
+  Units bare;  // what a length without a unit is in
+};
+
 // The steps; each takes the matrix so far, because --drop and --center look at where the part is by then.
-using Step = Matrix4 (*)(const std::string& text, const CTL& mesh, const Matrix4& so_far, double unit);
+using Step = Matrix4 (*)(const std::string& text, const CTL& mesh, const Matrix4& so_far, LengthUnits in);
 
-double UnitOf(Units mesh_units) { return UnitsFactor(mesh_units, Units::kMillimetre); }
-
-// A length in the mesh's unit; `unit` is that unit in millimetres, negative when bare lengths are in inches.
-double InMeshUnit(const Length& length, double unit) {
-  const Units bare = unit < 0 ? Units::kInch : Units::kMillimetre;
-  return length.In(Units::kMillimetre, bare) / std::abs(unit);
-}
-
-// Lengths that need no conversion stay exactly what was typed.
-double Exact(const Length& length, double unit) {
-  const Units bare = unit < 0 ? Units::kInch : Units::kMillimetre;
-  const Units mesh = std::abs(unit) == 1 ? Units::kMillimetre : Units::kInch;
-  return length.unit.value_or(bare) == mesh ? length.value : InMeshUnit(length, unit);
-}
-
-Matrix4 Translate(const std::string& text, const CTL&, const Matrix4&, double unit) {
+Matrix4 Translate(const std::string& text, const CTL&, const Matrix4&, LengthUnits in) {
   const std::vector<Length> by = ParseLengths(text, 3);
-  return Matrix4::Translation(Exact(by[0], unit), Exact(by[1], unit), Exact(by[2], unit));
+  return Matrix4::Translation(by[0].In(in.mesh, in.bare), by[1].In(in.mesh, in.bare),
+                              by[2].In(in.mesh, in.bare));
 }
 
 template <int axis>
-Matrix4 Rotate(const std::string& text, const CTL&, const Matrix4&, double) {
+Matrix4 Rotate(const std::string& text, const CTL&, const Matrix4&, LengthUnits) {
   return Matrix4::Rotation(axis, ParseNumber(text));
 }
 
-Matrix4 Scale(const std::string& text, const CTL&, const Matrix4&, double) {
+Matrix4 Scale(const std::string& text, const CTL&, const Matrix4&, LengthUnits) {
   const bool uniform = text.find(',') == std::string::npos;
   const std::vector<double> by = uniform ? std::vector<double>(3, ParseNumber(text)) : ParseNumbers(text, 3);
   for (const double factor : by) {
@@ -52,11 +43,11 @@ Matrix4 Scale(const std::string& text, const CTL&, const Matrix4&, double) {
   return Matrix4::Scaling(by[0], by[1], by[2]);
 }
 
-Matrix4 Mirror(const std::string& text, const CTL&, const Matrix4&, double) {
+Matrix4 Mirror(const std::string& text, const CTL&, const Matrix4&, LengthUnits) {
   return Matrix4::Scaling(text == "x" ? -1 : 1, text == "y" ? -1 : 1, text == "z" ? -1 : 1);
 }
 
-Matrix4 General(const std::string& text, const CTL&, const Matrix4&, double unit) {
+Matrix4 General(const std::string& text, const CTL&, const Matrix4&, LengthUnits in) {
   const std::vector<std::string> pieces = Split(text, ',');
   if (pieces.size() != 12 && pieces.size() != 16) {
     throw std::invalid_argument("a matrix is 12 or 16 numbers between commas, row by row");
@@ -64,7 +55,7 @@ Matrix4 General(const std::string& text, const CTL&, const Matrix4&, double unit
   Matrix4 matrix;
   for (std::size_t i = 0; i < pieces.size(); ++i) {
     const bool moves = i % 4 == 3 && i < 12;
-    matrix.m[i / 4][i % 4] = moves ? Exact(ParseLength(pieces[i]), unit) : ParseNumber(pieces[i]);
+    matrix.m[i / 4][i % 4] = moves ? ParseLength(pieces[i]).In(in.mesh, in.bare) : ParseNumber(pieces[i]);
   }
   const double* last = matrix.m[3];
   if (last[0] != 0 || last[1] != 0 || last[2] != 0 || last[3] != 1) {
@@ -75,11 +66,11 @@ Matrix4 General(const std::string& text, const CTL&, const Matrix4&, double unit
   return matrix;
 }
 
-Matrix4 Drop(const std::string&, const CTL& mesh, const Matrix4& so_far, double) {
+Matrix4 Drop(const std::string&, const CTL& mesh, const Matrix4& so_far, LengthUnits) {
   return Matrix4::Translation(0, 0, -BoxAfter(mesh, so_far).min[2]);
 }
 
-Matrix4 Center(const std::string&, const CTL& mesh, const Matrix4& so_far, double) {
+Matrix4 Center(const std::string&, const CTL& mesh, const Matrix4& so_far, LengthUnits) {
   const Box box = BoxAfter(mesh, so_far);
   return Matrix4::Translation(-(box.min[0] + box.max[0]) / 2, -(box.min[1] + box.max[1]) / 2, 0);
 }
@@ -109,7 +100,7 @@ ExitCode Run(Context& context, const Options& options) {
   RequireFinite(input);
   WarnOfUnits(context, input, nullptr);
   CTL& mesh = *input.mesh;
-  const double unit = UnitOf(input.units) * (context.units() == Units::kInch ? -1 : 1);
+  const LengthUnits in{input.units, context.units()};
   Matrix4 matrix;
   int steps = 0;
   std::map<const CLI::Option*, std::size_t> used;
@@ -118,7 +109,7 @@ ExitCode Run(Context& context, const Options& options) {
       if (given != options.app->get_option(step.name)) continue;
       const std::string text = given->results()[used[given]++];
       try {
-        matrix = Compose(step.step(text, mesh, matrix, unit), matrix);
+        matrix = Compose(step.step(text, mesh, matrix, in), matrix);
       } catch (const std::invalid_argument& error) {
         Fail(ExitCode::kUsage, Message("USAGE", "", std::string(step.name) + ": " + error.what()));
       }

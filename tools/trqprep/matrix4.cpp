@@ -78,12 +78,15 @@ void Box::Add(const Box& other) {
   Add(other.max);
 }
 
+Box BoxOf(const CTL& mesh) {
+  Box box;
+  for (int i = 0; i < mesh.num_vertices(); ++i) box.Add(PointOf(mesh.vertices()[i]));
+  return box;
+}
+
 Box BoxAfter(const CTL& mesh, const Matrix4& matrix) {
   Box box;
-  for (int i = 0; i < mesh.num_vertices(); ++i) {
-    const Point moved = matrix.Apply(PointOf(mesh.vertices()[i]));
-    box.Add({static_cast<float>(moved[0]), static_cast<float>(moved[1]), static_cast<float>(moved[2])});
-  }
+  for (int i = 0; i < mesh.num_vertices(); ++i) box.Add(matrix.Apply(PointOf(mesh.vertices()[i])));
   return box;
 }
 

@@ -39,7 +39,9 @@ struct Box {
   Point Size() const { return {max[0] - min[0], max[1] - min[1], max[2] - min[2]}; }
 };
 
-/// The box of the mesh's vertices after the matrix, each coordinate rounded to float as a mesh would hold it.
+/// The box of the mesh's vertices.
+Box BoxOf(const CTL& mesh);
+/// The box of the mesh's vertices after the matrix, not rounded.
 Box BoxAfter(const CTL& mesh, const Matrix4& matrix);
 
 /// Applies the matrix to every vertex in double, rounding once; a mirroring matrix also swaps each facet's

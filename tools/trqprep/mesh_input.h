@@ -27,7 +27,7 @@ struct InputMesh {
 
   double volume() const;  ///< in cubic `units`, summed in double
   double area() const;
-  Box box() const { return BoxAfter(*mesh, Matrix4()); }
+  Box box() const { return BoxOf(*mesh); }
 };
 
 /// What is known about a file before it is read: its first bytes and its size.

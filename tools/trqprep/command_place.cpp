@@ -1,0 +1,37 @@
+#include "atomic_output.h"
+#include "command.h"
+#include "plate.h"
+#include "plate_svg.h"
+
+namespace trqprep {
+namespace {
+
+ExitCode Run(Context& context, const JobOptions& job_options, const std::string& svg) {
+  Plate plate = LoadPlate(context, job_options.Get(context));
+  if (!PlacePieces(context, plate)) return ExitCode::kNoPlacement;
+  const bool right = CheckPieces(context, plate);
+  context.data = DescribePlate(plate);
+  PrintPlate(context, plate);
+  if (!right) return ExitCode::kNo;
+  if (!svg.empty()) WriteOutputFile(svg, PlateSvg(plate), context.options.force);
+  return ExitCode::kDone;
+}
+
+void Add(CommandTree& tree) {
+  Command& command = tree.Add("place", "Place parts in the vat without building");
+  command.details =
+      "Searches the placement that 'trqprep build' would use, checks it and prints it as a table; --svg "
+      "draws it.";
+  auto job = std::make_shared<JobOptions>(command);
+  auto svg = std::make_shared<std::string>();
+  command.TextOption("--svg", *svg, "FILE", "Draw the plate seen from above into this file");
+  command.ForceFlag();
+  command.examples = {"trqprep place bracket.stl gear.stl,copies=4",
+                      "trqprep place gear.stl,copies=6 --vat 200x150x100mm --svg plate.svg"};
+  command.run = [job, svg](Context& context) { return Run(context, *job, *svg); };
+}
+
+const CommandRegistration kRegistration(50, Add);
+
+}  // namespace
+}  // namespace trqprep

@@ -1,0 +1,36 @@
+/// Placed meshes seen from above: do two of them overlap, and how near do they come?
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "trq/geometry.h"
+
+namespace trqprep {
+
+/// A mesh in its place. Indices must lie inside the vertices.
+struct PlacedShape {
+  const PbVec3f* vertices;
+  const R_INT4* triangles;
+  int facets;
+};
+
+/// Two shapes whose projections to XY reach into each other.
+struct Overlap {
+  std::size_t first = 0;  ///< index of the shapes, first < second
+  std::size_t second = 0;
+  double depth = 0;  ///< how far the two facets found would have to move apart
+  double x = 0;      ///< a place between them
+  double y = 0;
+};
+
+/// Every pair of shapes of which a facet of one reaches more than `contact` into a facet of the other, both
+/// projected to XY; one entry a pair, ordered. Facets that stand upright count as the lines that they are.
+/// Candidates are found through a grid over what the two boxes share.
+std::vector<Overlap> FindOverlaps(const std::vector<PlacedShape>& shapes, double contact);
+
+/// The smallest distance in XY between facets of two different shapes, rounded to a millionth; 0 when two
+/// touch or overlap, below 0 when there are not two shapes with facets.
+double SmallestDistance(const std::vector<PlacedShape>& shapes);
+
+}  // namespace trqprep
