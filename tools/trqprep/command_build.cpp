@@ -42,8 +42,8 @@ void Add(CommandTree& tree) {
   auto output = std::make_shared<std::string>();
   command.Output(*output, "FOLDER", "The build folder to make");
   command.examples = {
-      "trqprep build bracket.stl gear.stl,copies=3 -o out",
-      "trqprep build bracket.stl --part gear.stl,copies=6,rotate-z=15 --vat 250x250x250mm --seed 1 -o "
+      "trqprep build bracket.stl spur_gear.stl,copies=3 -o out",
+      "trqprep build bracket.stl --part spur_gear.stl,copies=6,rotate-z=15 --vat 250x250x250mm --seed 1 -o "
       "plate-1 --json"};
   command.run = [job, output](Context& context) { return Run(context, *job, *output); };
 }

@@ -52,7 +52,7 @@ void Add(CommandTree& tree) {
                       "Write the header with computer name, login name, this number and a checksum");
   command.ReadsMeshes();
   command.examples = {"trqprep convert bracket.stl -o bracket.ctl",
-                      "trqprep convert gear.stl --to stl-ascii --to-units in -o gear-inch.stl"};
+                      "trqprep convert spur_gear.stl --to stl-ascii --to-units in -o gear-inch.stl"};
   command.run = [options](Context& context) { return Run(context, *options); };
 }
 

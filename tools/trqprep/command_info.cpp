@@ -50,7 +50,7 @@ void Add(CommandTree& tree) {
       "directly in \"data\". Lengths are in the file's own unit, which the entry names.";
   command.Arguments("FILE", *paths, "Files of any kind the tool knows, or build folders");
   command.ReadsMeshes();
-  command.examples = {"trqprep info bracket.stl", "trqprep info --json bracket.stl gear.stl"};
+  command.examples = {"trqprep info bracket.stl", "trqprep info --json bracket.stl spur_gear.stl"};
   command.run = [paths](Context& context) { return Run(context, *paths); };
 }
 

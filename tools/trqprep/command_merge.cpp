@@ -57,8 +57,8 @@ void Add(CommandTree& tree) {
   command.Output(options->output, "FILE", "The file to write");
   command.TextOption("--to", options->format, kMeshFormats, "Format of the output");
   command.ReadsMeshes();
-  command.examples = {"trqprep merge bracket.stl gear.stl -o both.stl",
-                      "trqprep merge bracket.stl gear.stl -o both.ctl --json"};
+  command.examples = {"trqprep merge bracket.stl spur_gear.stl -o both.stl",
+                      "trqprep merge bracket.stl spur_gear.stl -o both.ctl --json"};
   command.run = [options](Context& context) { return Run(context, *options); };
 }
 

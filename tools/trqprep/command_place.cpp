@@ -26,8 +26,8 @@ void Add(CommandTree& tree) {
   auto svg = std::make_shared<std::string>();
   command.TextOption("--svg", *svg, "FILE", "Draw the plate seen from above into this file");
   command.ForceFlag();
-  command.examples = {"trqprep place bracket.stl gear.stl,copies=4",
-                      "trqprep place gear.stl,copies=6 --vat 200x150x100mm --svg plate.svg"};
+  command.examples = {"trqprep place bracket.stl spur_gear.stl,copies=4",
+                      "trqprep place spur_gear.stl,copies=6 --vat 200x150x100mm --svg plate.svg"};
   command.run = [job, svg](Context& context) { return Run(context, *job, *svg); };
 }
 

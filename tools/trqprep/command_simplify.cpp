@@ -58,8 +58,8 @@ void Add(CommandTree& tree) {
   command.Output(options->output, "FILE", "The file to write");
   command.TextOption("--to", options->format, kMeshFormats, "Format of the output");
   command.ReadsMeshes();
-  command.examples = {"trqprep simplify gear.stl --facets 400 -o coarse.stl",
-                      "trqprep simplify gear.stl --facets 400 -o coarse.ctl --json"};
+  command.examples = {"trqprep simplify spur_gear.stl --facets 400 -o coarse.stl",
+                      "trqprep simplify spur_gear.stl --facets 400 -o coarse.ctl --json"};
   command.run = [options](Context& context) { return Run(context, *options); };
 }
 

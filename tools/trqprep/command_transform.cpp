@@ -161,7 +161,7 @@ void Add(CommandTree& tree) {
   command.ReadsMeshes();
   options->app = &command.app;
   command.examples = {"trqprep transform bracket.stl --rotate-x 90 --drop --center -o standing.stl",
-                      "trqprep transform gear.stl --scale 1.02 --translate 10mm,0,0 -o gear.ctl"};
+                      "trqprep transform spur_gear.stl --scale 1.02 --translate 10mm,0,0 -o gear.ctl"};
   command.run = [options](Context& context) { return Run(context, *options); };
 }
 

@@ -1,0 +1,167 @@
+"""Help, man page, completion and reference page come from one option tree and are true."""
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import unittest
+
+import support
+from support import *
+
+TOOL_FOLDER = str(pathlib.Path(support.TOOL).parent)
+SHELL_ENVIRONMENT = dict(os.environ, PATH=TOOL_FOLDER + os.pathsep + os.environ["PATH"])
+
+
+class Examples(ToolTest):
+    """Examples are run, in order, in a folder that holds the example files."""
+
+    def prepare(self):
+        for folder in ("parts", "styles", "contours"):
+            source = SOURCE / "examples" / folder
+            if source.is_dir():
+                for path in source.iterdir():
+                    if path.is_file() and path.suffix != ".py":
+                        shutil.copy(path, self.folder)
+
+    def run_line(self, line):
+        completed = subprocess.run(["bash", "-c", line], cwd=self.folder, env=SHELL_ENVIRONMENT, capture_output=True,
+                                   timeout=1200)
+        wanted = 1 if line.endswith("# exit 1") else 0
+        self.assertEqual(completed.returncode, wanted, f"{line}\n{completed.stderr.decode(errors='replace')}")
+
+    def check_command(self, words):
+        result = self.good(*words, "--help")
+        text = result.out.decode()
+        self.assertIn("\nExamples:\n", text)
+        examples = [line.strip() for line in text.split("\nExamples:\n")[1].splitlines()]
+        self.assertEqual(len(examples), 2, text)
+        self.prepare()
+        for line in examples:
+            self.assertTrue(line.startswith("trqprep "), line)
+            self.run_line(line)
+        self.assert_no_leftovers()
+
+
+def add_example_tests():
+    for words in command_names():
+        def test(self, words=words):
+            self.check_command(words)
+        setattr(Examples, "test_" + "_".join(words), test)
+
+
+add_example_tests()
+
+
+class Documents(Examples):
+    """Every command block of the README and of the documents."""
+
+    def test_command_blocks_of_the_documents_run(self):
+        documents = [SOURCE / "README.md", *sorted((SOURCE / "docs").rglob("*.md"))]
+        for document in documents:
+            if document.name == "trqprep.md":
+                continue  # its blocks are the examples of --help
+            lines = []
+            for block in re.findall(r"^```(?:sh|console|bash)\n(.*?)^```", document.read_text(), re.S | re.M):
+                lines += [l for l in block.replace("\\\n", " ").splitlines() if re.match(r"(\$ )?trqprep ", l)]
+            if not lines:
+                continue
+            with self.subTest(document.name):
+                for path in list(self.folder.iterdir()):
+                    shutil.rmtree(path) if path.is_dir() else path.unlink()
+                self.prepare()
+                (self.folder / "examples").symlink_to(SOURCE / "examples")
+                for line in lines:
+                    self.run_line(re.sub(r"^\$ ", "", line))
+
+    def check_command(self, words):
+        pass
+
+
+class Pages(ToolTest):
+    def test_the_committed_reference_page_is_current(self):
+        page = self.good("help", "--reference-page").out.decode()
+        self.assertEqual((SOURCE / "docs" / "trqprep.md").read_text(), page,
+                         "run: trqprep help --reference-page > docs/trqprep.md")
+
+    def test_every_command_and_option_is_in_every_page(self):
+        page = self.good("help", "--reference-page").out.decode()
+        man = self.good("help", "--man-page").out.decode().replace("\\-", "-")
+        names = command_names()
+        self.assertIn(["build"], names)
+        for words in names:
+            text = self.good("help", *words).out.decode()
+            self.assertEqual(text, self.good(*words, "--help").out.decode())
+            section = page.split("### trqprep " + " ".join(words) + "\n")[1].split("\n### ")[0]
+            for option in re.findall(r"^  ((?:-\w, )?--[\w-]+)", text, re.M):
+                self.assertIn("`" + option, section)
+                self.assertIn(option, man)
+
+    def test_the_manual_page_is_sound(self):
+        man = self.good("help", "--man-page").out
+        if not shutil.which("groff"):
+            self.assertTrue(man.startswith(b".TH TRQPREP 1"))
+            return
+        completed = subprocess.run(["groff", "-man", "-Tutf8", "-ww", "-z"], input=man, capture_output=True)
+        self.assertEqual(completed.stderr, b"")
+        text = subprocess.run(["groff", "-man", "-Tascii", "-P-cbou"], input=man, capture_output=True).stdout.decode()
+        self.assertIn("trqprep build", text)
+        self.assertIn("--rotations", text)
+
+    def test_help_can_be_had_as_json(self):
+        document = self.good("build", "--help", "--json").document()
+        self.assertIn("Usage: trqprep build", document["data"]["help"])
+
+    def test_version(self):
+        self.assertRegex(self.good("version").out.decode(), r"^trqprep \d+\.\d+\.\d+\n$")
+        self.assertEqual(self.good("--version").out, self.good("version").out)
+
+    def test_every_message_code_is_documented(self):
+        codes = set()
+        for path in (SOURCE / "tools" / "trqprep").glob("*.cpp"):
+            codes |= set(re.findall(r'Message(?: \w+)?\(\s*"([A-Z0-9]+(?:-[A-Z0-9]+)*)"', path.read_text()))
+        documented = set(re.findall(r"^\| `([A-Z0-9-]+)` \|", (SOURCE / "docs" / "error-codes.md").read_text(), re.M))
+        self.assertIn("STL-SHORT", codes)
+        self.assertEqual(codes - documented, set())
+
+
+class Completion(ToolTest):
+    def complete(self, *words):
+        script = self.good("completion", "bash").out.decode()
+        line = " ".join(f"'{w}'" for w in words)
+        program = (f"{script}\nCOMP_WORDS=({line}); COMP_CWORD={len(words) - 1}\n_trqprep 2>/dev/null\n"
+                   'printf "%s\\n" "${COMPREPLY[@]}"\n')
+        completed = subprocess.run(["bash", "-c", program], cwd=self.folder, capture_output=True)
+        self.assertEqual(completed.returncode, 0, completed.stderr)
+        return sorted(completed.stdout.decode().split())
+
+    def test_commands(self):
+        self.assertIn("build", self.complete("trqprep", "b"))
+        self.assertEqual(self.complete("trqprep", "transf"), ["transform"])
+
+    def test_options(self):
+        self.assertEqual(self.complete("trqprep", "transform", "--rot"), ["--rotate-x", "--rotate-y", "--rotate-z"])
+        self.assertEqual(self.complete("trqprep", "version", "--js"), ["--json"])
+
+    def test_values(self):
+        self.assertEqual(self.complete("trqprep", "info", "--units", ""), ["in", "mm"])
+        self.assertEqual(self.complete("trqprep", "completion", ""), ["bash", "fish", "zsh"])
+        self.assertEqual(self.complete("trqprep", "convert", "a.stl", "--to", "stl"), ["stl", "stl-ascii"])
+
+    def test_files(self):
+        self.write("part.stl", "x")
+        self.assertEqual(self.complete("trqprep", "info", "pa"), ["part.stl"])
+
+    def test_the_other_shells_know_every_command(self):
+        for shell in ("zsh", "fish"):
+            script = self.good("completion", shell).out.decode()
+            for words in command_names():
+                self.assertIn(words[0], script)
+            self.assertIn("rotations", script)
+            if shutil.which(shell):
+                completed = subprocess.run([shell, "-n"], input=script.encode(), capture_output=True)
+                self.assertEqual(completed.returncode, 0, completed.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()

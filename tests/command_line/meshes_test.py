@@ -1,0 +1,303 @@
+"""info, convert, transform, simplify and merge: what they say and write, worked out by hand."""
+import math
+import struct
+import unittest
+
+from support import *
+
+
+class Info(ToolTest):
+    def test_a_box(self):
+        self.write("box.stl", binary_stl(box_facets((10, 20, 30), (1, 2, 3))))
+        data = self.json_of("info", "box.stl")
+        self.assertEqual(data["type"], "stl")
+        self.assertEqual((data["facets"], data["vertices"]), (12, 8))
+        self.assertEqual(data["box"], {"min": [1, 2, 3], "max": [11, 22, 33]})
+        self.assertAlmostEqual(data["volume"], 6000, places=3)
+        self.assertAlmostEqual(data["area"], 2 * (200 + 300 + 600), places=3)
+        self.assertEqual(data["size_mm"], [10, 20, 30])
+        for inch, mm in zip(data["size_in"], (10, 20, 30)):
+            self.assertAlmostEqual(inch, mm / 25.4, places=9)
+        self.assertEqual(data["format"], "binary STL")
+        self.assertEqual(data["header"], "made by a test")
+        text = self.good("info", "box.stl").out.decode()
+        self.assertIn("10 x 20 x 30 mm (0.3937 x 0.7874 x 1.1811 in)", text)
+
+    def test_the_same_from_text(self):
+        self.write("box.stl", ascii_stl(box_facets()))
+        data = self.json_of("info", "box.stl")
+        self.assertEqual((data["format"], data["facets"], data["vertices"]), ("ASCII STL", 12, 8))
+
+    def test_content_decides_and_not_the_name(self):
+        self.write("a.dat", binary_stl(box_facets()))
+        self.assertEqual(self.json_of("info", "a.dat")["type"], "stl")
+        self.good("convert", "a.dat", "-o", "b.ctl")
+        self.path("b.ctl").rename(self.path("b.stl"))
+        self.assertEqual(self.json_of("info", "b.stl")["type"], "ctl")
+
+    def test_floats_read_back_to_the_same_value(self):
+        values = [0.1, 1 / 3, 16777217.0 / 3, 1e-30, 1e30, 1.1754944e-38, 2.0000002]
+        for value in values:
+            narrow = struct.unpack("<f", struct.pack("<f", value))[0]
+            self.write("box.stl", binary_stl(box_facets((10, 10, 10), (0, 0, 0)) + [
+                ((narrow, 0, 0), (0, 10, 0), (0, 0, 10))]))
+            result = self.good("info", "box.stl", "--json").document()["data"]["box"]
+            found = result["min"][0] if narrow < 0 else max(result["max"][0], 0)
+            wanted = max(narrow, 10.0)
+            self.assertEqual(struct.pack("<f", found), struct.pack("<f", wanted))
+
+    def test_units(self):
+        self.write("box.stl", binary_stl(box_facets((1, 2, 3))))
+        document = self.good("info", "box.stl", "--units", "in", "--json").document()
+        data = document["data"]
+        self.assertEqual((data["units"], data["box"]["max"]), ("in", [1, 2, 3]))
+        for mm, inch in zip(data["size_mm"], (1, 2, 3)):
+            self.assertAlmostEqual(mm, inch * 25.4, places=9)
+
+    def test_a_ctl_states_its_unit(self):
+        corners = [(0, 0, 0), (10, 0, 0), (0, 10, 0), (0, 0, 10)]
+        facets = [(0, 2, 1), (0, 1, 3), (0, 3, 2), (1, 2, 3)]
+        for code, units, stated in ((0, "in", True), (1, "mm", True), (2, "mm", False)):
+            self.write("a.ctl", make_ctl(corners, facets, code))
+            result = self.good("info", "a.ctl", "--json")
+            data = result.document()["data"]
+            self.assertEqual((data["units"], data["units_stated"]), (units, stated))
+            self.assertEqual("UNITS-UNKNOWN" in result.codes(), code == 2)
+            self.assertAlmostEqual(data["volume"], 1000 / 6, places=3)
+        self.assertEqual(self.json_of("info", "a.ctl", "--units", "in")["units"], "in")
+
+    def test_a_part_below_two_millimetres_leaves_the_unit_in_doubt(self):
+        for side, doubted in ((1.99, True), (2.0, False)):
+            self.write("box.stl", binary_stl(box_facets((side, 1, 1))))
+            result = self.good("info", "box.stl", "--json")
+            self.assertEqual("UNITS-DOUBT" in result.codes(), doubted)
+        self.assertNotIn("UNITS-DOUBT", self.good("info", "box.stl", "--units", "in", "--json").codes())
+
+    def test_a_file_with_several_solids(self):
+        solid = binary_stl(box_facets())
+        self.write("two.stl", solid + solid)
+        data = self.json_of("info", "two.stl")
+        self.assertEqual((data["facets"], data["solids"]), (24, 2))
+        self.write("tail.stl", solid + b"x" * 20)
+        result = self.good("info", "tail.stl", "--json")
+        self.assertEqual(result.document()["data"]["facets"], 12)
+        self.assertEqual(result.codes(), ["STL-TRAILING"])
+
+    def test_a_short_file_accepted_in_part(self):
+        self.write("short.stl", binary_stl(box_facets()[:10], announced=12))
+        result = self.good("info", "short.stl", "--accept-partial", "--json")
+        self.assertEqual(result.document()["data"]["facets"], 10)
+        message, = result.document()["messages"]
+        self.assertEqual((message["code"], message["severity"]), ("STL-SHORT", "warning"))
+        self.assertEqual(message["where"], {"announced": 12, "present": 10})
+
+    def test_single_files_stand_directly_in_data(self):
+        self.write("box.stl", binary_stl(box_facets()))
+        data = self.json_of("info", "box.stl")
+        self.assertEqual(data["files"], [{k: v for k, v in data.items() if k != "files"}])
+        data = self.json_of("info", "box.stl", "box.stl")
+        self.assertEqual(list(data), ["files"])
+        self.assertEqual(len(data["files"]), 2)
+
+
+class Convert(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.facets = box_facets((10, 20, 30), (-1, 2, 3))
+        self.write("box.stl", binary_stl(self.facets))
+
+    def test_to_ctl_and_back(self):
+        self.good("convert", "box.stl", "-o", "box.ctl")
+        ctl = read_ctl(self.path("box.ctl"))
+        self.assertEqual(ctl["units"], 1)
+        self.assertEqual(len(ctl["vertices"]), 8)
+        facets = [tuple(ctl["vertices"][i] for i in t[:3]) for t in ctl["triangles"]]
+        self.assertEqual(facets, [tuple(map(tuple, f)) for f in self.facets])
+        self.good("convert", "box.ctl", "-o", "again.stl")
+        self.assertEqual(read_binary_stl(self.path("again.stl")), facets)
+
+    def test_binary_stl_has_the_fixed_header_and_made_normals(self):
+        self.good("convert", "box.stl", "-o", "out.stl")
+        data = self.path("out.stl").read_bytes()
+        self.assertEqual(data[:80], b"Kestrabin STL".ljust(80, b"\0"))
+        self.assertEqual(struct.unpack_from("<3f", data, 84), (0, 0, -1))
+
+    def test_text(self):
+        self.good("convert", "box.stl", "--to", "stl-ascii", "-o", "text.stl")
+        text = self.path("text.stl").read_text()
+        self.assertTrue(text.startswith("solid Kestrabin STL\n  facet normal "))
+        self.assertTrue(text.endswith("endsolid\n"))
+        self.assertEqual(text.count("vertex"), 36)
+        self.good("convert", "text.stl", "-o", "again.stl")
+        self.assertEqual(volume(read_binary_stl(self.path("again.stl"))), volume(self.facets))
+
+    def test_stamp(self):
+        self.good("convert", "box.stl", "--stamp", "42", "-o", "out.stl")
+        data = self.path("out.stl").read_bytes()
+        self.assertTrue(data.startswith(b"Kestrabin 1.5 "))
+        self.assertIn(b" 42 ", data[:80])
+        self.assertEqual(len(data), 84 + 12 * 50)
+        self.assertIn("crc_valid", self.json_of("info", "out.stl"))
+
+    def test_units(self):
+        self.good("convert", "box.stl", "--to-units", "in", "-o", "inch.ctl")
+        ctl = read_ctl(self.path("inch.ctl"))
+        self.assertEqual(ctl["units"], 0)
+        self.assert_points({v for v in ctl["vertices"]},
+                           {tuple(c / 25.4 for c in v) for f in self.facets for v in f}, 4)
+        # An STL file cannot say inches, so it is written in --units: the size stays what it was.
+        self.good("convert", "inch.ctl", "-o", "back.stl")
+        low, high = bounds(read_binary_stl(self.path("back.stl")))
+        for found, wanted in zip(low + high, [-1, 2, 3, 9, 22, 33]):
+            self.assertAlmostEqual(found, wanted, places=4)
+        self.good("convert", "inch.ctl", "--to-units", "in", "-o", "inch.stl")
+        self.assertAlmostEqual(bounds(read_binary_stl(self.path("inch.stl")))[1][2], 33 / 25.4, places=5)
+
+    def test_the_same_input_gives_the_same_bytes(self):
+        for ending in ("stl", "ctl"):
+            self.good("convert", "box.stl", "-o", f"a.{ending}")
+            self.good("convert", "box.stl", "-o", f"b.{ending}")
+            self.assertEqual(self.path(f"a.{ending}").read_bytes(), self.path(f"b.{ending}").read_bytes())
+
+
+class Transform(ToolTest):
+    """A box from the origin to (10, 20, 30)."""
+
+    def setUp(self):
+        super().setUp()
+        self.facets = box_facets((10, 20, 30))
+        self.write("box.stl", binary_stl(self.facets))
+
+    def corners_after(self, *options):
+        self.good("transform", "box.stl", *options, "--force", "-o", "out.stl")
+        return read_binary_stl(self.path("out.stl"))
+
+    def check(self, low, high, *options, size=6000.0):
+        facets = self.corners_after(*options)
+        found = bounds(facets)
+        for k in range(3):
+            self.assertAlmostEqual(found[0][k], low[k], places=4)
+            self.assertAlmostEqual(found[1][k], high[k], places=4)
+        self.assertAlmostEqual(volume(facets), size, places=1)
+
+    def test_quarter_turns_take_each_corner_where_it_belongs(self):
+        # Counter-clockwise seen from the positive end: x: y to z; y: z to x; z: x to y.
+        turns = {"--rotate-x": lambda x, y, z: (x, -z, y),
+                 "--rotate-y": lambda x, y, z: (z, y, -x),
+                 "--rotate-z": lambda x, y, z: (-y, x, z)}
+        for option, turn in turns.items():
+            with self.subTest(option):
+                found = self.corners_after(option, "90")
+                wanted = [tuple(turn(*corner) for corner in facet) for facet in self.facets]
+                self.assertEqual(found, wanted)  # exactly, winding and order included
+                self.assertEqual(volume(found), 6000)
+                self.assertEqual(self.json_of("info", "out.stl")["volume"], 6000)
+
+    def test_no_turn_changes_nothing(self):
+        for option in ("--rotate-x", "--rotate-y", "--rotate-z"):
+            self.assertEqual(self.corners_after(option, "0"), [tuple(f) for f in self.facets])
+
+    def test_order_counts(self):
+        self.check((-20, 10, 0), (0, 20, 30), "--translate", "10,0,0", "--rotate-z", "90")
+        self.check((-10, 0, 0), (10, 10, 30), "--rotate-z", "90", "--translate", "10,0,0")
+        self.check((-30, 5, 0), (-10, 15, 30), "--rotate-z", "90", "--translate", "-10,0,0", "--translate", "0,5,0")
+        self.check((-20, 15, 0), (0, 25, 30), "--translate", "10,0,0", "--rotate-z", "90", "--translate", "0,5,0")
+
+    def test_negative_numbers_are_values(self):
+        self.check((-0.5, 0, 0), (9.5, 20, 30), "--translate", "-.5,0,0")
+        self.check((0, -10, 0), (20, 0, 30), "--rotate-z", "-90")
+
+    def test_lengths_carry_units(self):
+        self.check((25.4, 1, 0), (35.4, 21, 30), "--translate", "1in,1mm,0")
+        self.good("transform", "box.stl", "--units", "in", "--translate", "1,25.4mm,0", "--force", "-o", "out.stl")
+        self.assertEqual(bounds(read_binary_stl(self.path("out.stl"))), ([1, 1, 0], [11, 21, 30]))
+
+    def test_scale(self):
+        self.check((0, 0, 0), (20, 40, 60), "--scale", "2", size=48000)
+        self.check((0, 0, 0), (10, 40, 15), "--scale", "1,2,0.5", size=6000)
+
+    def test_mirrors_keep_the_facets_outward(self):
+        self.check((-10, 0, 0), (0, 20, 30), "--mirror", "x")
+        self.check((0, -20, 0), (10, 0, 30), "--mirror", "y")
+        self.check((0, 0, -30), (10, 20, 0), "--mirror", "z")
+        self.check((-10, 0, -30), (0, 20, 0), "--mirror", "x", "--mirror", "z")
+        self.check((-20, 0, 0), (0, 20, 30), "--scale", "-2,1,1", size=12000)
+        first = self.corners_after("--mirror", "x")[0]
+        a, b, c = self.facets[0]
+        self.assertEqual(first, tuple((-x + 0.0, y, z) for x, y, z in (b, a, c)))
+
+    def test_matrix(self):
+        self.check((-20, 3, 0), (0, 13, 30), "--matrix", "0,-1,0,0,1,0,0,3,0,0,1,0")
+        self.check((-20, 3, 0), (0, 13, 30), "--matrix", "0,-1,0,0,1,0,0,3mm,0,0,1,0,0,0,0,1")
+        self.fails(USAGE, "transform", "box.stl", "--matrix", "1,0,0,0,0,1,0,0,0,0,1,0,0,0,0,2", "-o", "no.stl")
+
+    def test_drop_and_center_see_where_the_part_is_by_then(self):
+        self.check((0, -30, 0), (10, 0, 20), "--rotate-x", "90", "--drop")
+        self.check((0, -30, 0), (10, 0, 20), "--translate", "0,0,7", "--rotate-x", "90", "--translate", "0,7,7", "--drop")
+        self.check((-5, -10, 0), (5, 10, 30), "--translate", "3,4,0", "--center")
+        self.check((-4, -10, 0), (6, 10, 30), "--center", "--translate", "1,0,0")
+
+    def test_oblique_turns_keep_volume_and_drop_to_exactly_zero(self):
+        facets = self.corners_after("--rotate-x", "33.3", "--rotate-y", "12", "--rotate-z", "-71", "--drop")
+        self.assertAlmostEqual(volume(facets), 6000, delta=0.01)
+        self.assertAlmostEqual(bounds(facets)[0][2], 0, places=6)
+        side = math.dist(facets[0][0], facets[0][1])
+        self.assertAlmostEqual(side, math.dist(*self.facets[0][:2]), places=4)
+
+    def test_a_ctl_keeps_its_unit_and_is_unsorted_afterwards(self):
+        corners = [(0, 0, 0), (10, 0, 0), (0, 10, 0), (0, 0, 10)]
+        data = bytearray(make_ctl(corners, [(0, 2, 1), (0, 1, 3), (0, 3, 2), (1, 2, 3)], 0))
+        struct.pack_into("<i", data, 76, 1)
+        self.write("a.ctl", bytes(data))
+        self.good("transform", "a.ctl", "--translate", "25.4mm,0,0", "-o", "b.ctl")
+        ctl = read_ctl(self.path("b.ctl"))
+        self.assertEqual((ctl["units"], ctl["sort_state"]), (0, 0))
+        self.assertEqual(ctl["vertices"][0], (1, 0, 0))
+
+    def test_without_a_step_it_copies_and_says_so(self):
+        result = self.good("transform", "box.stl", "-o", "out.stl", "--json")
+        self.assertEqual(result.codes(), ["TRANSFORM-NOTHING"])
+
+
+class SimplifyAndMerge(ToolTest):
+    def test_simplify(self):
+        self.write("ring.stl", binary_stl(ring_facets(20, 12, 5, 200)))
+        data = self.json_of("simplify", "ring.stl", "--facets", "200", "-o", "less.stl")
+        facets = read_binary_stl(self.path("less.stl"))
+        self.assertEqual(data["facets"], len(facets))
+        self.assertLess(len(facets), 1600)
+        self.assertGreater(len(facets), 20)
+        self.assertEqual(data["before"]["facets"], 1600)
+
+    def test_simplify_has_nothing_to_do(self):
+        self.write("box.stl", binary_stl(box_facets()))
+        result = self.good("simplify", "box.stl", "--facets", "12", "-o", "same.stl", "--json")
+        self.assertEqual(result.codes(), ["SIMPLIFY-NOTHING"])
+        self.assertEqual(len(read_binary_stl(self.path("same.stl"))), 12)
+
+    def test_simplify_to_nothing_is_refused(self):
+        self.write("box.stl", binary_stl(box_facets((10, 10, 10))))
+        result = self.fails(INPUT, "simplify", "box.stl", "--facets", "1", "-o", "none.stl")
+        self.assertIn("[MESH-EMPTY]", result.err)
+        self.assertEqual(self.listing(), ["box.stl"])
+
+    def test_merge(self):
+        one, two = box_facets((10, 10, 10)), box_facets((5, 5, 5), (20, 0, 0))
+        self.write("one.stl", binary_stl(one))
+        self.write("two.stl", ascii_stl(two))
+        self.good("merge", "one.stl", "two.stl", "-o", "both.stl")
+        self.assertEqual(read_binary_stl(self.path("both.stl")), [tuple(f) for f in one + two])
+
+    def test_merge_brings_all_to_one_unit(self):
+        corners = [(0, 0, 0), (1, 0, 0), (0, 1, 0), (0, 0, 1)]
+        self.write("inch.ctl", make_ctl(corners, [(0, 2, 1), (0, 1, 3), (0, 3, 2), (1, 2, 3)], 0))
+        self.write("box.stl", binary_stl(box_facets()))
+        self.good("merge", "inch.ctl", "box.stl", "-o", "both.ctl")
+        ctl = read_ctl(self.path("both.ctl"))
+        self.assertEqual(ctl["units"], 1)
+        self.assertAlmostEqual(ctl["vertices"][1][0], 25.4, places=5)
+        self.assertEqual(len(ctl["triangles"]), 16)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,55 @@
+"""What happens when the error stream is a terminal: colour, and none when it is not wanted."""
+import os
+import pty
+import subprocess
+import unittest
+
+import support
+from support import *
+
+
+def run_at_terminal(arguments, cwd, env=None):
+    """The exit code, standard output, and what the terminal that is the error stream showed."""
+    master, slave = pty.openpty()
+    environment = dict(os.environ, TERM="xterm")
+    environment.update(env or {})
+    if not (env or {}).get("NO_COLOR"):
+        environment.pop("NO_COLOR", None)
+    process = subprocess.Popen([support.TOOL, *arguments], cwd=cwd, env=environment, stdin=subprocess.DEVNULL,
+                               stdout=subprocess.PIPE, stderr=slave)
+    os.close(slave)
+    shown = b""
+    while True:
+        try:
+            piece = os.read(master, 4096)
+        except OSError:
+            break
+        if not piece:
+            break
+        shown += piece
+    out = process.stdout.read()
+    process.stdout.close()
+    os.close(master)
+    return process.wait(60), out, shown
+
+
+class Terminal(ToolTest):
+    def test_messages_are_coloured_on_a_terminal(self):
+        code, out, shown = run_at_terminal(["info", "missing.stl"], self.folder)
+        self.assertEqual((code, out), (INPUT, b""))
+        self.assertIn(b"\033[1;31merror:\033[0m", shown)
+
+    def test_no_color_and_dumb_terminals_are_honoured(self):
+        for env in ({"NO_COLOR": "1"}, {"TERM": "dumb"}):
+            _, _, shown = run_at_terminal(["info", "missing.stl"], self.folder, env)
+            self.assertNotIn(b"\033", shown)
+            self.assertIn(b"trqprep: error: missing.stl:", shown)
+
+    def test_short_work_shows_no_progress(self):
+        self.write("box.stl", binary_stl(box_facets()))
+        code, _, shown = run_at_terminal(["info", "box.stl"], self.folder)
+        self.assertEqual((code, shown), (DONE, b""))
+
+
+if __name__ == "__main__":
+    unittest.main()
