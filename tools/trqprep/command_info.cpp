@@ -34,7 +34,11 @@ ExitCode Run(Context& context, const std::vector<std::string>& paths) {
     files.push_back(entry);
   }
   // With a single file its entries also stand directly in "data".
-  if (files.size() == 1) context.data = files[0];
+  if (files.size() == 1) {
+    context.data = files[0];
+    if (files[0].contains("units") && files[0]["units"].is_string())
+      context.data_units = UnitsFromName(files[0]["units"].get<std::string>());
+  }
   context.data["files"] = files;
   return exit;
 }

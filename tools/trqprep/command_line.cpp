@@ -44,10 +44,10 @@ Json Envelope(const std::string& schema, ExitCode exit, const std::string& units
 }
 
 void SayGoodbye() {
-  EndProgress();
+  EraseProgressUnlocked();
   Farewell& farewell = TheFarewell();
   const Message message("INTERRUPTED", "", "interrupted; nothing was left half written");
-  WriteErrorStream(RenderMessage(message, ErrorStreamHasColour()));
+  WriteErrorStreamNow(RenderMessage(message, ErrorStreamHasColour()));
   if (!farewell.json || farewell.said) return;
   Json document = Envelope(farewell.schema, ExitCode::kInterrupted, farewell.units, Json::object());
   document["messages"].push_back(MessageToJson(message));
@@ -56,7 +56,7 @@ void SayGoodbye() {
 
 [[noreturn]] void EndBadly() {
   RemoveTemporaryPaths();
-  WriteErrorStream("trqprep: error: the library ended in a way that cannot be handled [INTERNAL]\n");
+  WriteErrorStreamNow("trqprep: error: the library ended in a way that cannot be handled [INTERNAL]\n");
   _exit(static_cast<int>(ExitCode::kInternal));
 }
 
@@ -227,6 +227,10 @@ int RunCommandLine(int argc, char** argv) {
     } catch (const std::exception& error) {
       context.Error(
           Message("INTERNAL", context.current_file, error.what()).Hint("please report this defect"));
+    } catch (...) {
+      // The library throws a few values that are no exceptions; those that can be expected are met nearer by.
+      context.Error(
+          Message("INTERNAL", context.current_file, "the library gave up").Hint("please report this defect"));
     }
     return Finish(context, schema, exit);
   } catch (const std::bad_alloc&) {

@@ -27,7 +27,7 @@ void Describe(Context& context, const FileHead& file, Json& data) {
   const CTL_HEADER& header = input.mesh->header;
   context.Print("{}: {}, {} bytes\n", OneLine(file.path), MeshFormatName(input.format), input.file_size);
   data["format"] = MeshFormatName(input.format);
-  data["bytes"] = input.file_size;
+  data["file_size"] = input.file_size;
   DescribeMesh(data, input);
   PrintMesh(context, input);
   const std::string text(header.stl_header, strnlen(header.stl_header, sizeof header.stl_header));

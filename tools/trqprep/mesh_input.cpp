@@ -337,6 +337,20 @@ void ReadCtl(Context& context, const FileHead& head, InputMesh& input) {
   input.mesh->SetUnits(context.units() == Units::kInch ? units::kInch : units::kMillimetre);
 }
 
+// A binary file whose count fits its size, or a text whose second line begins with "facet".
+bool HasStlContent(const FileHead& file) {
+  const std::int32_t facets = WordAt(file.head, kStlHeaderSize);
+  if (file.size >= kStlHeaderSize + 4 && facets > 0 &&
+      file.size == kStlHeaderSize + 4 + static_cast<std::uint64_t>(facets) * kStlFacetSize) {
+    return true;
+  }
+  const std::size_t line_end = file.head.find('\n');
+  if (line_end == std::string::npos || FirstWord(file.head.substr(0, line_end)).empty()) return false;
+  const std::string second =
+      file.head.substr(line_end + 1, file.head.find('\n', line_end + 1) - line_end - 1);
+  return FirstWord(second) == "facet";
+}
+
 }  // namespace
 
 const char* MeshFormatName(MeshFormat format) {
@@ -410,24 +424,13 @@ FileHead ReadFileHead(const std::string& path, bool folder_allowed) {
 }
 
 bool LooksLikeCtl(const FileHead& file) {
-  if (file.head.size() < kCtlHeaderSize) return LowerExtension(file.path) == "ctl";
-  const std::int32_t magic = WordAt(file.head, kCtlMagicOffset);
-  return magic == 121 || magic == 121 << 24 || LowerExtension(file.path) == "ctl";
+  const std::int32_t magic = file.head.size() < kCtlHeaderSize ? 0 : WordAt(file.head, kCtlMagicOffset);
+  // The magic number may also be chance inside an STL file; where it is missing, the name decides.
+  if (magic == 121 || magic == 121 << 24) return LowerExtension(file.path) != "stl" || !HasStlContent(file);
+  return LowerExtension(file.path) == "ctl" && !HasStlContent(file);
 }
 
-bool LooksLikeStl(const FileHead& file) {
-  if (LowerExtension(file.path) == "stl") return true;
-  const std::int32_t facets = WordAt(file.head, kStlHeaderSize);
-  if (file.size >= kStlHeaderSize + 4 && facets > 0 &&
-      file.size == kStlHeaderSize + 4 + static_cast<std::uint64_t>(facets) * kStlFacetSize) {
-    return true;
-  }
-  const std::size_t line_end = file.head.find('\n');
-  if (line_end == std::string::npos || FirstWord(file.head.substr(0, line_end)).empty()) return false;
-  const std::string second =
-      file.head.substr(line_end + 1, file.head.find('\n', line_end + 1) - line_end - 1);
-  return FirstWord(second) == "facet";
-}
+bool LooksLikeStl(const FileHead& file) { return LowerExtension(file.path) == "stl" || HasStlContent(file); }
 
 InputMesh ReadMesh(Context& context, const std::string& path, bool may_be_empty) {
   const FileHead head = ReadFileHead(path);
@@ -437,9 +440,7 @@ InputMesh ReadMesh(Context& context, const std::string& path, bool may_be_empty)
   input.file_size = head.size;
   input.units = context.units();
   input.mesh = std::make_unique<CTL>();
-  const bool is_ctl = LooksLikeCtl(head) &&
-                      (LowerExtension(path) != "stl" || !LooksLikeStl({"", head.head, head.size, false}));
-  if (is_ctl) {
+  if (LooksLikeCtl(head)) {
     ReadCtl(context, head, input);
   } else if (LooksLikeStl(head)) {
     ReadStl(context, head, input);

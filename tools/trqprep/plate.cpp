@@ -110,7 +110,7 @@ Point Excess(const Plate& plate, const PlatePart& part) {
 
 // Says why there is no placement.
 void Explain(Context& context, const Plate& plate) {
-  const double contact = ContactIn(plate.job.units);
+  constexpr double kRounding = 1e-5;  // what single precision may add to the size of a part
   const char* unit = UnitsName(plate.job.units);
   bool too_big = false;
   for (const PlatePart& part : plate.parts) {
@@ -118,7 +118,7 @@ void Explain(Context& context, const Plate& plate) {
     std::string by;
     Json where{{"part", TextToJson(part.name)}, {"exceeds", Json::object()}};
     for (std::size_t axis = 0; axis < 3; ++axis) {
-      if (over[axis] <= contact) continue;
+      if (over[axis] <= kRounding) continue;
       const char name[] = {static_cast<char>('X' + axis), 0};
       by += fmt::format("{}{} {} in {}", by.empty() ? "" : ", ", Plain(over[axis], 3), unit, name);
       where["exceeds"][name] = NumberToJson(over[axis]);

@@ -48,7 +48,6 @@ void ShowProgress(const std::string& what, double share) {
   if (!state.active) {
     state.active = true;
     state.start = Clock::now();
-    state.share = 0;
   }
   state.share = std::max(state.share, std::min(share, 1.0));
   state.what = OneLine(what);
@@ -70,6 +69,12 @@ void TickProgress() {
   WriteRaw("\r\033[K" + line.substr(0, 78));
   state.drawn = true;
   state.line = line;
+}
+
+void EraseProgressUnlocked() {
+  State& state = TheState();
+  const std::unique_lock lock(state.mutex, std::try_to_lock);
+  if (lock.owns_lock()) Erase(state);
 }
 
 ProgressPause::ProgressPause() {

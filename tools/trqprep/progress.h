@@ -13,6 +13,9 @@ void EndProgress();
 /// Draws the line when it is due; called by the watcher thread a few times a second.
 void TickProgress();
 
+/// Clears the line when nobody is writing at this moment; never waits. For the way out on a signal.
+void EraseProgressUnlocked();
+
 /// While one exists, the progress line is cleared and stays away, so that other text can be written.
 class ProgressPause {
  public:

@@ -56,6 +56,8 @@ void WriteErrorStream(std::string_view text) {
   WriteAll(STDERR_FILENO, text);
 }
 
+void WriteErrorStreamNow(std::string_view text) { WriteAll(STDERR_FILENO, text); }
+
 bool ErrorStreamIsTerminal() { return isatty(STDERR_FILENO) == 1; }
 
 bool ErrorStreamHasColour() {
@@ -69,7 +71,7 @@ bool ErrorStreamHasColour() {
 bool CanAsk() { return isatty(STDIN_FILENO) == 1 && ErrorStreamIsTerminal(); }
 
 bool Ask(const std::string& question) {
-  const ProgressPause pause;
+  EndProgress();  // no lock is held while waiting for a person, so that Ctrl-C still works
   WriteAll(STDERR_FILENO, "trqprep: " + OneLine(question) + " [y/N] ");
   std::string answer;
   char c = 0;

@@ -20,6 +20,9 @@ bool NamesStandardOutput(const std::string& path);
 /// Writes to the error stream, after clearing a progress line that stands there.
 void WriteErrorStream(std::string_view text);
 
+/// The same without waiting for anybody who writes there; for the way out on a signal.
+void WriteErrorStreamNow(std::string_view text);
+
 bool ErrorStreamIsTerminal();
 /// True when the error stream is a terminal that may be coloured (NO_COLOR and TERM=dumb are honoured).
 bool ErrorStreamHasColour();
