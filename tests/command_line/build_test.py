@@ -4,6 +4,7 @@ import json
 import math
 import pathlib
 import shutil
+import struct
 import unittest
 import xml.etree.ElementTree as ElementTree
 
@@ -93,7 +94,8 @@ class BuildFolder(ToolTest):
     def test_extent_and_smallest_distance(self):
         document = self.build()
         low, high = bounds(read_binary_stl(self.path("out/plate.stl")))
-        self.assertEqual((document["extent"]["min"], document["extent"]["max"]), (low, high))
+        narrow = lambda values: struct.pack("<3f", *values)
+        self.assertEqual(narrow(document["extent"]["min"]) + narrow(document["extent"]["max"]), narrow(low) + narrow(high))
         # Brute force over the outlines' corners bounds the distance from above, the boxes from below.
         pieces = [[c[:2] for t in read_ctl(self.path("out") / p["mesh"])["vertices"] for c in [t]]
                   for p in document["pieces"]]

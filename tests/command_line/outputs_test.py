@@ -105,7 +105,7 @@ class OutputFiles(ToolTest):
         self.assertEqual(list(self.path("sealed").iterdir()), [])
 
     def test_a_size_limit_leaves_nothing_half_written(self):
-        limit = lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (400, 400))
+        limit = lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (300, 300))
         for output in (["a.ctl"], ["a.stl", "--to", "stl"], ["a.txt", "--to", "stl-ascii"]):
             result = self.run_tool("convert", "box.stl", *(["--to", "ctl"] if len(output) == 1 else []), "-o", *output,
                                    preexec_fn=limit)

@@ -159,7 +159,9 @@ class BadInputs(ToolTest):
         self.path("folder.stl").mkdir()
         for command in (["convert", "folder.stl", "-o", "out.ctl"], ["place", "folder.stl"]):
             self.assertIn("[INPUT-FOLDER]", self.fails(INPUT, *command).err)
-        self.assertIn("[INPUT-UNKNOWN]", self.fails(INPUT, "info", "folder.stl").err)
+        self.assertIn("[INPUT-FOLDER]", self.fails(INPUT, "info", "folder.stl").err)
+        self.path("plain").mkdir()
+        self.assertIn("[INPUT-UNKNOWN]", self.fails(INPUT, "info", "plain").err)
 
     def test_special_files_are_refused_and_nothing_hangs(self):
         os.mkfifo(self.path("pipe.stl"))
@@ -317,7 +319,7 @@ class UnusualNames(ToolTest):
         for name in ("[a,b]", "a,copies=2", "-x.stl"):
             self.write(name, binary_stl(box_facets()))
         self.assertEqual(self.json_of("info", "[a,b]")["facets"], 12)
-        self.assertEqual(self.json_of("info", "--json", "--", "-x.stl")["facets"], 12)
+        self.assertEqual(self.good("info", "--json", "--", "-x.stl").document()["data"]["facets"], 12)
         self.assertEqual(len(self.json_of("place", "a,copies=2")["pieces"]), 1)
         self.assertEqual(len(self.json_of("place", "a,copies=2,copies=3")["pieces"]), 3)
 

@@ -73,7 +73,8 @@ Json BuildDocument(const Plate& plate) {
   Json document;
   document["schema"] = kBuildSchema;
   document["tool"] = ToolName();
-  for (const auto& [key, value] : DescribePlate(plate).items()) document[key] = value;
+  const Json described = DescribePlate(plate);
+  for (const auto& [key, value] : described.items()) document[key] = value;
   for (std::size_t i = 0; i < plate.pieces.size(); ++i) {
     document["pieces"][i]["mesh"] = TextToJson(MeshName(plate, plate.pieces[i]));
   }

@@ -126,9 +126,11 @@ std::string HelpHint(const CLI::App& app) {
 // What the command line holds that no command takes, worded for a person; nothing when all was taken.
 std::optional<Message> LeftOver(const CLI::App& app) {
   const std::vector<std::string> rest = app.remaining();
-  if (rest.empty()) return std::nullopt;
-  const std::string first = rest[0] == "--" && rest.size() > 1 ? rest[1] : rest[0];
-  if (first.size() > 1 && first[0] == '-') {
+  // "--" itself is left over too; what follows it is an argument, whatever it looks like.
+  const bool after_mark = !rest.empty() && rest[0] == "--";
+  if (rest.size() == (after_mark ? 1u : 0u)) return std::nullopt;
+  const std::string first = rest[after_mark ? 1 : 0];
+  if (!after_mark && first.size() > 1 && first[0] == '-') {
     const std::string name = first.substr(0, first.find('='));
     return Message("USAGE", "", "unknown option " + name).Hint(DidYouMean(name, OptionNames(app)));
   }

@@ -19,8 +19,9 @@ struct PlacedShape {
 struct Overlap {
   std::size_t first = 0;  ///< index of the shapes, first < second
   std::size_t second = 0;
-  double depth = 0;  ///< how far the two facets found would have to move apart
-  double x = 0;      ///< a place between them
+  double depth =
+      0;         ///< how far the two facets found would have to move apart: at least so far reach the shapes
+  double x = 0;  ///< a place between them
   double y = 0;
 };
 

@@ -183,9 +183,8 @@ std::unique_ptr<CTL> MakeMesh(const Plate& plate, const std::vector<const Piece*
   }
   auto mesh = std::make_unique<CTL>();
   // One vertex more than there are, as every operation of the mesh keeps it.
-  mesh->vertices_ = std::make_unique<PbVec3f[]>(static_cast<std::size_t>(vertex_count) + 1);
-  mesh->vertices_[vertex_count] = PbVec3f(0, 0, 0);
-  mesh->triangles_ = std::make_unique<R_INT4[]>(static_cast<std::size_t>(facet_count));
+  mesh->vertices_.reset(static_cast<std::size_t>(vertex_count) + 1);
+  mesh->triangles_.reset(static_cast<std::size_t>(facet_count));
   mesh->header.num_vertices = static_cast<int>(vertex_count);
   mesh->header.num_triangles = static_cast<int>(facet_count);
   set_unit_matrix(mesh->header.matrix);
@@ -316,7 +315,7 @@ bool CheckPieces(Context& context, Plate& plate) {
     right = false;
     context.Error(
         Message("OVERLAP", "",
-                fmt::format("pieces {} and {} overlap seen from above, by {} {} near X {} Y {}",
+                fmt::format("pieces {} and {} overlap seen from above, by at least {} {} near X {} Y {}",
                             name_of(overlap.first), name_of(overlap.second), Plain(overlap.depth, 4), unit,
                             Plain(overlap.x, 2), Plain(overlap.y, 2)))
             .At({{"pieces",
