@@ -1,0 +1,339 @@
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <tuple>
+
+#include "command.h"
+#include "contour_file.h"
+#include "contour_svg.h"
+
+namespace trqprep {
+namespace {
+
+struct Options {
+  std::string input;
+  std::string output;
+  std::int64_t layer = 0;
+  std::optional<Length> z;
+  std::string axis;
+  std::optional<Length> plane;
+  std::optional<Length> beside;
+};
+
+// --- info --------------------------------------------------------------------------------------------------
+
+ExitCode Info(Context& context, const Options& options) {
+  const ContourFile file = ReadContours(context, options.input);
+  const ContourSummary summary = Summarize(context, file);
+  context.data_units = file.units;
+  context.data["file"] = TextToJson(options.input);
+  DescribeContours(context.data, file, summary);
+  Json layers = Json::array();
+  for (std::size_t i = 0; i < summary.layers.size(); ++i) {
+    const LayerSummary& layer = summary.layers[i];
+    layers.push_back(Json{{"layer", i + 1},
+                          {"z", NumberToJson(layer.z)},
+                          {"boundaries", layer.boundaries},
+                          {"clockwise", layer.clockwise},
+                          {"open", layer.open},
+                          {"vertices", layer.vertices},
+                          {"gaps", layer.gaps},
+                          {"area", NumberToJson(layer.area)}});
+  }
+  context.data["each_layer"] = layers;
+  PrintContours(context, file, summary, true);
+  return ExitCode::kDone;
+}
+
+// --- verify ------------------------------------------------------------------------------------------------
+
+// The first place where the two files differ, both being taken up to `end` without the reserved block.
+std::optional<std::uint64_t> FirstDifference(const std::string& path, const std::string& other,
+                                             std::uint64_t reserved, std::uint64_t end) {
+  using File = std::unique_ptr<FILE, int (*)(FILE*)>;
+  const File a(std::fopen(path.c_str(), "rb"), std::fclose);
+  if (!a) Fail(ExitCode::kInput, Message("INPUT-UNREADABLE", path, SystemText(errno)));
+  const File b(std::fopen(other.c_str(), "rb"), std::fclose);
+  if (!b) Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", other, SystemText(errno)));
+  for (std::uint64_t i = 0; i < end; ++i) {
+    const int byte = std::getc(a.get());
+    const int again = std::getc(b.get());
+    const bool skipped = i >= reserved && i < reserved + slc::kReservedSize;
+    if ((byte != again && !skipped) || byte == EOF) return i;
+  }
+  if (std::getc(b.get()) != EOF) return end;
+  return std::nullopt;
+}
+
+ExitCode Verify(Context& context, const Options& options) {
+  const ContourFile file = ReadContours(context, options.input);
+  const TemporaryFolder folder;
+  const std::string again = folder.PathOf("again.slc");
+  WriteContoursTo(*file.model, again);
+  const auto difference = FirstDifference(options.input, again, file.reserved_offset(), file.end);
+  context.data_units = file.units;
+  context.data["file"] = TextToJson(options.input);
+  context.data["same"] = !difference;
+  context.data["bytes"] = file.end;
+  context.data["trailing_bytes"] = file.file_size - file.end;
+  context.data["reserved_is_zero"] =
+      std::all_of(file.reserved.begin(), file.reserved.end(), [](unsigned char byte) { return byte == 0; });
+  if (difference) {
+    const std::uint64_t table = file.reserved_offset() + slc::kReservedSize;
+    const std::uint64_t layers = table + 1 + sizeof(SlcTableEntry) * file.model->table.size();
+    const char* where = *difference < table ? "header" : *difference < layers ? "sampling table" : "layers";
+    context.Error(Message("SLC-DIFFERS", options.input,
+                          fmt::format("loaded and saved again, the {} differ at byte {}", where, *difference))
+                      .At({{"byte", *difference}}));
+    context.Print("{}: differs\n", OneLine(options.input));
+    return ExitCode::kNo;
+  }
+  context.Print("{}: {} layers; loaded and saved again, header, table and layers are the same\n",
+                OneLine(options.input), file.layer_count());
+  return ExitCode::kDone;
+}
+
+// --- svg ---------------------------------------------------------------------------------------------------
+
+// The lowest and the highest z, the terminator's included.
+std::pair<double, double> HeightsOf(const ContourFile& file) {
+  const std::vector<SlcLayer>& layers = file.model->layers;
+  double low = layers.front().z, high = low;
+  for (const SlcLayer& layer : layers) {
+    low = std::min<double>(low, layer.z);
+    high = std::max<double>(high, layer.z);
+  }
+  return {low, high};
+}
+
+// The layer that is built at height z: the highest one that does not begin above it.
+std::size_t LayerAt(const ContourFile& file, double z) {
+  const std::vector<SlcLayer>& layers = file.model->layers;
+  const auto [low, high] = HeightsOf(file);
+  // Heights in files are rounded to floats, sometimes after a change of units.
+  const double tolerance = 1e-5 * (high - low);
+  std::optional<std::size_t> found;
+  for (std::size_t i = 0; i < file.layer_count(); ++i) {
+    if (layers[i].z > z + tolerance) continue;
+    if (!found || layers[i].z >= layers[*found].z) found = i;
+  }
+  if (!found || !(z <= high + tolerance)) {
+    const char* unit = UnitsName(file.units);
+    Fail(ExitCode::kUsage,
+         Message("USAGE", file.path, fmt::format("no layer is at z {} {}", Plain(z, 5), unit))
+             .Hint(fmt::format("the layers reach from z {} to {} {}", Plain(low, 5), Plain(high, 5), unit)));
+  }
+  return *found;
+}
+
+ExitCode Svg(Context& context, const Options& options) {
+  if ((options.layer == 0) == !options.z) {
+    Fail(ExitCode::kUsage, Message("USAGE", "", "say either --layer or --z"));
+  }
+  const ContourFile file = ReadContours(context, options.input);
+  std::size_t index = 0;
+  if (options.z) {
+    index = LayerAt(file, options.z->In(file.units, context.units()));
+  } else if (static_cast<std::uint64_t>(options.layer) > file.layer_count()) {
+    Fail(ExitCode::kUsage, Message("USAGE", options.input, fmt::format("there is no layer {}", options.layer))
+                               .Hint(fmt::format("the file has {} layers", file.layer_count())));
+  } else {
+    index = static_cast<std::size_t>(options.layer) - 1;
+  }
+  const ContourSummary summary = Summarize(context, file);
+  const std::string svg = LayerSvg(file, summary, index);
+  context.data_units = file.units;
+  context.data["file"] = TextToJson(options.input);
+  context.data["layer"] = index + 1;
+  context.data["z"] = NumberToJson(file.model->layers[index].z);
+  context.data["boundaries"] = summary.layers[index].boundaries;
+  context.data["area"] = NumberToJson(summary.layers[index].area);
+  if (options.output.empty()) {
+    context.text = svg;
+    context.data["svg"] = svg;
+    return ExitCode::kDone;
+  }
+  WriteOutputFile(options.output, svg, context.options.force);
+  context.data["output"] = TextToJson(options.output);
+  context.Print("{}: layer {} of {}, z {} {}\n", OneLine(options.output), index + 1, file.layer_count(),
+                Plain(file.model->layers[index].z, 5), UnitsName(file.units));
+  return ExitCode::kDone;
+}
+
+// --- copy, mirror ------------------------------------------------------------------------------------------
+
+// What a copy has beyond what the library copies: the file's own reserved block.
+void KeepReserved(const ContourFile& file) {
+  std::copy(file.reserved.begin(), file.reserved.end(), file.model->reserved);
+}
+
+ExitCode Copy(Context& context, const Options& options) {
+  const ContourFile file = ReadContours(context, options.input);
+  KeepReserved(file);
+  slc copy;
+  file.model->copy(&copy);
+  WriteContours(context, copy, options.output);
+  context.data_units = file.units;
+  context.data["input"] = TextToJson(options.input);
+  context.data["output"] = TextToJson(options.output);
+  context.data["layers"] = file.layer_count();
+  context.data["file_size"] = ContourFileSize(copy);
+  context.Print("{}: {} layers, {} bytes\n", OneLine(options.output), file.layer_count(),
+                ContourFileSize(copy));
+  return ExitCode::kDone;
+}
+
+// Reflected in x or y, a contour runs the other way round: its vertices are put in reverse order.
+void TurnContours(slc& model) {
+  for (const SlcLayer& layer : model.layers) {
+    for (const SlcBoundary& boundary : layer.boundaries()) {
+      for (std::size_t i = 0, j = boundary.vertex_count; i + 1 < j; ++i) {
+        --j;
+        std::swap(boundary.points[2 * i], boundary.points[2 * j]);
+        std::swap(boundary.points[2 * i + 1], boundary.points[2 * j + 1]);
+      }
+    }
+  }
+}
+
+// Reflected in z, a layer has its top where its bottom was: each takes the height of the one that lay above
+// it, and the layers come in the opposite order. The ranges of the sampling table change places likewise.
+void TurnLayers(slc& model, const std::function<float(float)>& reflect) {
+  std::vector<SlcLayer>& layers = model.layers;
+  const float top = layers.front().z;
+  const float bottom = layers.back().z;
+  for (std::size_t i = 0; i + 1 < layers.size(); ++i) layers[i].z = layers[i + 1].z;
+  std::reverse(layers.begin(), layers.end() - 1);
+  layers.back().z = top;
+  std::vector<SlcTableEntry>& table = model.table;
+  for (std::size_t i = 0; i < table.size(); ++i)
+    table[i].min_z = i + 1 < table.size() ? reflect(table[i + 1].min_z) : bottom;
+  std::reverse(table.begin(), table.end());
+}
+
+ExitCode Mirror(Context& context, const Options& options) {
+  if (options.plane && options.beside) {
+    Fail(ExitCode::kUsage, Message("USAGE", "", "--plane and --beside exclude each other"));
+  }
+  const ContourFile file = ReadContours(context, options.input);
+  const ContourSummary summary = Summarize(context, file);
+  if (summary.not_finite > 0) {
+    Fail(ExitCode::kInput,
+         Message("SLC-NAN", options.input, "vertices that are not finite cannot be mirrored"));
+  }
+  KeepReserved(file);
+  const std::size_t coordinate = static_cast<std::size_t>(options.axis[0] - 'x');
+  double low = 0, high = 0;
+  if (coordinate == 2) {
+    std::tie(low, high) = HeightsOf(file);
+  } else if (!summary.box.Empty()) {
+    low = summary.box.min[coordinate];
+    high = summary.box.max[coordinate];
+  }
+  COMPONENT_INFO from, to;
+  float plane = static_cast<float>((low + high) / 2);
+  float offset = 0;
+  if (options.plane) plane = static_cast<float>(options.plane->In(file.units, context.units()));
+  if (options.beside) {
+    plane = static_cast<float>(high);
+    offset = static_cast<float>(options.beside->In(file.units, context.units()));
+  }
+  from.placement()[22 + coordinate] = plane;
+  slc mirrored;
+  file.model->mirror(&mirrored, 2 - static_cast<int>(coordinate), 0, offset, &from, &to);
+  const double sum = 2.0 * plane + offset;  // of a coordinate and its reflection
+  if (coordinate == 2) {
+    TurnLayers(mirrored, [sum](float z) { return static_cast<float>(sum - z); });
+  } else {
+    TurnContours(mirrored);
+  }
+  const std::string header = WithExtents(file.header(), coordinate, [sum](double lower, double upper) {
+    return std::array<double, 2>{sum - upper, sum - lower};
+  });
+  if (!SetHeader(mirrored, header)) {
+    context.Warn(Message("SLC-HEADER", options.output, "the header has no room for the new extents"));
+  }
+  WriteContours(context, mirrored, options.output);
+  const auto extent = [&](double value) { return NumberToJson(static_cast<float>(value)); };
+  context.data_units = file.units;
+  context.data["input"] = TextToJson(options.input);
+  context.data["output"] = TextToJson(options.output);
+  context.data["axis"] = options.axis;
+  context.data["layers"] = file.layer_count();
+  context.data["extent"] = Json::array({extent(sum - high), extent(sum - low)});
+  context.Print("{}: {} layers, {} from {} to {} {}\n", OneLine(options.output), file.layer_count(),
+                options.axis, Plain(sum - high, 4), Plain(sum - low, 4), UnitsName(file.units));
+  return ExitCode::kDone;
+}
+
+void Add(CommandTree& tree) {
+  auto options = std::make_shared<Options>();
+  Command& group = tree.Add("slc", "Look into slice contours, check, draw, mirror and copy them");
+  group.details = "Slice contours are a part as a stack of layers of closed contours, in an .slc file.";
+
+  Command& info = group.Sub("info", "Tell what a slice-contour file holds, layer by layer");
+  info.details =
+      "Layers, z range, thickness table, boundaries, vertices, and the area of every layer: contours that "
+      "run "
+      "counterclockwise count as outer ones, clockwise ones as holes. Layers count from 1.";
+  info.Argument("FILE", options->input, "Slice-contour file");
+  info.UsesUnits();
+  info.examples = {"trqprep slc info cone.slc", "trqprep slc info cone.slc --json"};
+  info.run = [options](Context& context) { return Info(context, *options); };
+
+  Command& verify = group.Sub("verify", "Check that a slice-contour file survives loading and saving");
+  verify.details =
+      "Loads the file, saves it to a temporary file and compares header, thickness table and layers. A "
+      "reserved block that is not zero and bytes behind the terminator are reported, and count as no "
+      "difference. Exit 1 when something differs.";
+  verify.Argument("FILE", options->input, "Slice-contour file");
+  verify.UsesUnits();
+  verify.examples = {"trqprep slc verify cone.slc", "trqprep slc verify cone.slc --json"};
+  verify.run = [options](Context& context) { return Verify(context, *options); };
+
+  Command& svg = group.Sub("svg", "Draw one layer");
+  svg.details =
+      "Draws the layer to scale, seen from above, with its boundaries filled, outer ones outlined in blue "
+      "and "
+      "holes in orange, inside the box of the whole part. Without -o the picture goes to standard output.";
+  svg.Argument("FILE", options->input, "Slice-contour file");
+  svg.WholeOption("--layer", options->layer, 1, 4294967295, "The layer, counted from 1");
+  svg.LengthOption("--z", options->z, "The layer that is built at this height");
+  svg.Output(options->output, "FILE", "The SVG file to write", false);
+  svg.UsesUnits();
+  svg.examples = {"trqprep slc svg cone.slc --layer 10 -o layer.svg",
+                  "trqprep slc svg cone.slc --z 5mm -o middle.svg"};
+  svg.run = [options](Context& context) { return Svg(context, *options); };
+
+  Command& mirror = group.Sub("mirror", "Mirror slice contours");
+  mirror.details =
+      "The mirrored part takes the place of the part, unless --plane or --beside says otherwise. Outer "
+      "contours still run counterclockwise afterwards and layers still go upwards; the extents in the header "
+      "follow.";
+  mirror.Argument("FILE", options->input, "Slice-contour file");
+  mirror.TextOption("--axis", options->axis, "x|y|z", "The axis along which it is mirrored")->required();
+  mirror.LengthOption("--plane", options->plane, "Mirror at this coordinate");
+  mirror.LengthOption("--beside", options->beside,
+                      "Put the mirrored part beside the part, at this distance along the axis");
+  mirror.Output(options->output, "FILE", "The file to write");
+  mirror.UsesUnits();
+  mirror.examples = {"trqprep slc mirror cone.slc --axis x -o mirrored.slc",
+                     "trqprep slc mirror cone.slc --axis y --beside 5mm -o beside.slc"};
+  mirror.run = [options](Context& context) { return Mirror(context, *options); };
+
+  Command& copy = group.Sub("copy", "Write slice contours anew");
+  copy.details = "Reads and writes the whole file; bytes behind the terminator are left out.";
+  copy.Argument("FILE", options->input, "Slice-contour file");
+  copy.Output(options->output, "FILE", "The file to write");
+  copy.UsesUnits();
+  copy.examples = {"trqprep slc copy cone.slc -o again.slc",
+                   "trqprep slc copy cone.slc -o again.slc --force"};
+  copy.run = [options](Context& context) { return Copy(context, *options); };
+}
+
+const CommandRegistration kRegistration(75, Add);
+
+}  // namespace
+}  // namespace trqprep

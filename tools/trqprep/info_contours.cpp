@@ -1,0 +1,18 @@
+// What `info` says about slice-contour files.
+#include "contour_file.h"
+#include "file_kinds.h"
+
+namespace trqprep {
+namespace {
+
+void Describe(Context& context, const FileHead& head, Json& data) {
+  const ContourFile file = ReadContours(context, head.path);
+  const ContourSummary summary = Summarize(context, file);
+  DescribeContours(data, file, summary);
+  PrintContours(context, file, summary, false);
+}
+
+const FileKindRegistration kKind(30, {"slc", LooksLikeSlc, Describe});
+
+}  // namespace
+}  // namespace trqprep
