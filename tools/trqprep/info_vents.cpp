@@ -1,0 +1,31 @@
+// What `info` says about vents-and-drains side files.
+#include "file_kinds.h"
+#include "vents_file.h"
+
+namespace trqprep {
+namespace {
+
+void Describe(Context& context, const FileHead& head, Json& data) {
+  const VentsFile file = ReadVents(context, head.path);
+  if (file.entries.empty() && !file.bad_lines.empty()) {
+    Fail(ExitCode::kInput,
+         Message("VD-LINE", head.path, "no line is seven numbers").Hint("is this a vents-and-drains file?"));
+  }
+  int vents = 0, drains = 0;
+  for (const VentEntry& entry : file.entries) {
+    vents += entry.kind() == std::string("vent") ? 1 : 0;
+    drains += entry.kind() == std::string("drain") ? 1 : 0;
+  }
+  data["file_size"] = head.size;
+  data["entries"] = file.entries.size();
+  data["vents"] = vents;
+  data["drains"] = drains;
+  data["bad_lines"] = file.bad_lines.size();
+  context.Print("{}: vents and drains, {} bytes\n", OneLine(head.path), head.size);
+  context.Print("  entries   {}: {} vents, {} drains\n", file.entries.size(), vents, drains);
+}
+
+const FileKindRegistration kKind(80, {"vents", LooksLikeVents, Describe});
+
+}  // namespace
+}  // namespace trqprep
