@@ -138,7 +138,11 @@ int Rename(const std::string& from, const std::string& to, bool replace) {
 
 std::string PrivateParent() {
   const char* chosen = std::getenv("TMPDIR");
-  return chosen && *chosen ? chosen : P_tmpdir;
+  const std::string parent = chosen && *chosen ? chosen : P_tmpdir;
+  // Whole, because the library writes some files into the current folder, which is changed for it.
+  std::error_code error;
+  const std::filesystem::path whole = std::filesystem::absolute(parent, error);
+  return error ? parent : whole.string();
 }
 
 [[noreturn]] void FailExists(const std::string& given) {

@@ -1,0 +1,227 @@
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cmath>
+
+#include "command.h"
+#include "fixed_name_file.h"
+#include "mesh_output.h"
+#include "mesh_topology.h"
+#include "progress.h"
+#include "vents_file.h"
+
+namespace trqprep {
+namespace {
+
+struct Options {
+  std::string input;
+  std::string output;
+  std::string format;
+  std::optional<Length> limit;
+  bool validate = false;
+  bool both = false;
+  bool inner_only = false;
+};
+
+struct Push {
+  double least = 0;
+  double mean = 0;
+  double largest = 0;
+};
+
+// How far the vertices that a facet uses were pushed.
+Push PushOf(const CTL& mesh) {
+  std::vector<bool> used(static_cast<std::size_t>(mesh.num_vertices()), false);
+  for (int i = 0; i < mesh.num_triangles(); ++i) {
+    for (int k = 0; k < 3; ++k) used[static_cast<std::size_t>(mesh.triangles()[i][k])] = true;
+  }
+  Push push;
+  std::size_t count = 0;
+  double sum = 0;
+  for (std::size_t i = 0; i < used.size(); ++i) {
+    if (!used[i]) continue;
+    const Point outer = PointOf(mesh.vertices()[i]);
+    const Point inner = PointOf(mesh.shell_vertices_[i]);
+    const double length = std::hypot(inner[0] - outer[0], inner[1] - outer[1], inner[2] - outer[2]);
+    push.least = count == 0 ? length : std::min(push.least, length);
+    push.largest = std::max(push.largest, length);
+    sum += length;
+    ++count;
+  }
+  if (count > 0) push.mean = sum / static_cast<double>(count);
+  return push;
+}
+
+// The inner skin by itself, facing inward as it does in the hollow part.
+std::unique_ptr<CTL> InnerSkin(CTL& mesh) {
+  auto inner = std::make_unique<CTL>();
+  mesh.copy(inner.get());
+  std::copy_n(mesh.shell_vertices_.get(), mesh.num_vertices(), inner->vertices());
+  for (int i = 0; i < inner->num_triangles(); ++i) {
+    R_INT4& triangle = inner->triangles()[i];
+    std::swap(triangle[0], triangle[2]);
+  }
+  inner->header.sort_state = 0;
+  inner->recalculate_extents();
+  inner->extents_valid = 1;
+  return inner;
+}
+
+// Warns of inner surfaces that liquid resin cannot leave: the side file of the part has no vent and drain
+// for them. `factor` takes its points to the unit of the surfaces.
+int CountSealed(Context& context, const std::string& input, const std::vector<Surface>& surfaces,
+                double factor, const char* unit) {
+  const std::string side_file = SideFileOf(input);
+  const std::optional<VentsFile> vents = ReadVentsIfThere(context, side_file);
+  int sealed = 0;
+  double largest = 0;
+  bool has_vent = false, has_drain = false;
+  for (const Surface& surface : surfaces) {
+    if (!surface.closed || !(surface.volume < 0)) continue;
+    const Openings openings = vents ? OpeningsOf(*vents, factor, surface.box) : Openings();
+    if (openings.vent && openings.drain) continue;
+    if (sealed++ > 0 && -surface.volume <= largest) continue;
+    largest = -surface.volume;
+    has_vent = openings.vent;
+    has_drain = openings.drain;
+  }
+  if (sealed == 0) return 0;
+  const char* lacks = has_vent ? "no drain" : has_drain ? "no vent" : "no vent and no drain";
+  std::string text = sealed == 1
+                         ? fmt::format("the cavity of {} {}3 has {}", Plain(largest, 3), unit, lacks)
+                         : fmt::format("{} cavities lack a vent or a drain; the largest, of {} {}3, has {}",
+                                       sealed, Plain(largest, 3), unit, lacks);
+  context.Warn(Message("SEALED-VOID", input, text + "; resin stays inside")
+                   .Hint("'trqprep vents find' shows places, 'trqprep vents add' makes one"));
+  return sealed;
+}
+
+ExitCode Run(Context& context, const Options& options) {
+  if (options.both && options.inner_only) {
+    Fail(ExitCode::kUsage, Message("USAGE", "", "--both and --inner-only exclude each other"));
+  }
+  const MeshFormat format = OutputFormat(options.output, options.format);
+  InputMesh input = ReadMesh(context, options.input);
+  RequireFinite(input);
+  WarnOfUnits(context, input, nullptr);
+  const double factor =
+      format == MeshFormat::kCtl ? 1.0 : UnitsFactor(input.units, context.units());  // of what is written
+  if (format != MeshFormat::kCtl) ConvertUnits(input, context.units());
+  const char* unit = UnitsName(input.units);
+  CTL& mesh = *input.mesh;
+  const auto limit = static_cast<float>(options.limit->In(input.units, context.units()));
+  if (!(limit > 0) || !std::isfinite(limit)) {
+    Fail(ExitCode::kUsage, Message("USAGE", "", "--limit must be above 0"));
+  }
+  const Topology outside = AnalyseTopology(mesh);
+  if (!std::all_of(outside.surfaces.begin(), outside.surfaces.end(),
+                   [](const Surface& s) { return s.closed; })) {
+    context.Warn(Message("OPEN-EDGES", options.input,
+                         fmt::format("the surface is not closed ({} open edges); inside and outside are "
+                                     "uncertain",
+                                     outside.open_edges))
+                     .Hint("'trqprep check' tells where"));
+  }
+  const double before = input.volume();
+  if (before < 0) {
+    context.Warn(Message("INVERTED", options.input, "the facets face inward, so the skin is pushed outward")
+                     .Hint("turn the facets where the part was drawn"));
+  }
+
+  ShowProgress("pushing the vertices inward", 0.1);
+  mesh.offset_limit = limit;
+  mesh.validate_offsets = options.validate ? 1 : 0;
+  mesh.offset_ctl();
+  const Push push = PushOf(mesh);
+  if (!std::isfinite(push.mean)) {
+    Fail(ExitCode::kInput,
+         Message("MESH-NAN", options.input, "a vertex has no direction in which to be pushed")
+             .Hint("'trqprep check' shows facets without area"));
+  }
+  std::unique_ptr<CTL> inner = InnerSkin(mesh);
+  const Topology inside = AnalyseTopology(*inner);
+  int closed = 0;
+  double saved = 0;
+  for (const Surface& surface : inside.surfaces) {
+    closed += surface.closed ? 1 : 0;
+    saved -= surface.volume;
+  }
+  const int sealed = CountSealed(context, options.input, inside.surfaces, factor, unit);
+
+  ShowProgress("writing " + options.output, 0.9);
+  const int facets = mesh.num_triangles();
+  if (!options.inner_only && facets > 2147483647 / 2) {
+    Fail(ExitCode::kInput,
+         Message("MESH-TOO-LARGE", options.input, "the hollow part would have too many facets"));
+  }
+  if (options.inner_only) {
+    WriteMesh(context, *inner, options.output, format);
+  } else if (format == MeshFormat::kBinaryStl) {
+    const FixedNameFile file("shellstl.stl", 84 + 100 * static_cast<std::uint64_t>(facets),
+                             [&mesh] { mesh.SaveCTLandShellAsSTL(); });
+    file.MoveTo(options.output, context.options.force);
+  } else {
+    mesh.MergeShellAndCTLintoCTL();
+    mesh.header.sort_state = 0;
+    mesh.recalculate_extents();
+    mesh.extents_valid = 1;
+    WriteMesh(context, mesh, options.output, format);
+  }
+
+  context.data_units = input.units;
+  context.data["input"] = TextToJson(options.input);
+  context.data["output"] = TextToJson(options.output);
+  context.data["surfaces"] = options.inner_only ? "inner" : "both";
+  context.data["facets"] = options.inner_only ? facets : 2 * facets;
+  context.data["limit"] = NumberToJson(limit);
+  context.data["validated"] = options.validate;
+  context.data["push"] = Json{{"min", NumberToJson(push.least)},
+                              {"mean", NumberToJson(push.mean)},
+                              {"max", NumberToJson(push.largest)}};
+  context.data["volume_before"] = NumberToJson(before);
+  context.data["volume_after"] = NumberToJson(before - saved);
+  context.data["resin_saved"] = NumberToJson(saved);
+  context.data["closed_inner_surfaces"] = closed;
+  context.data["sealed_cavities"] = sealed;
+  const double percent = before != 0 ? 100 * saved / before : 0;
+  context.Print("{}: {} facets, {}\n", OneLine(options.output), options.inner_only ? facets : 2 * facets,
+                options.inner_only ? "inner surface alone" : "outer and inner surface");
+  context.Print("  push            {} to {} {}, mean {}\n", Plain(push.least, 4), Plain(push.largest, 4),
+                unit, Plain(push.mean, 4));
+  context.Print("  volume          {} {}3 before, {} {}3 after\n", Plain(before, 3), unit,
+                Plain(before - saved, 3), unit);
+  context.Print("  resin saved     {} {}3 ({} %)\n", Plain(saved, 3), unit, Plain(percent, 1));
+  context.Print("  inner surfaces  {} closed\n", closed);
+  return ExitCode::kDone;
+}
+
+void Add(CommandTree& tree) {
+  auto options = std::make_shared<Options>();
+  Command& command = tree.Add("hollow", "Make a part hollow with an inner skin");
+  command.details =
+      "Every vertex is pushed inward, against the surface around it. The push is half the shortest edge at "
+      "the vertex where that edge is no longer than the limit (edges below 0.1, in the part's unit, count as "
+      "0.1), and the limit itself elsewhere; it is no wall thickness, which also depends on the angles. "
+      "--validate halves a push until it crosses no other facet. Without it the inner skin of thin walls "
+      "comes out on the other side.\n\n"
+      "A cavity needs a vent above its middle and a drain below it, in the vents-and-drains file beside IN, "
+      "or "
+      "liquid resin stays inside. The inner skin faces inward: merged with the part it makes the hollow "
+      "part. "
+      "A CTL file keeps its unit; an STL file is written in --units.";
+  command.Argument("IN", options->input, "STL or CTL file, a closed surface");
+  command.Output(options->output, "FILE", "The file to write");
+  command.LengthOption("--limit", options->limit, "The largest push")->required();
+  command.Flag("--validate", options->validate, "Shorten pushes that would cross the surface");
+  command.Flag("--both", options->both, "Write the outer and the inner surface (the default)");
+  command.Flag("--inner-only", options->inner_only, "Write the inner surface alone");
+  command.TextOption("--to", options->format, kMeshFormats, "Format of the output");
+  command.ReadsMeshes();
+  command.examples = {"trqprep hollow l_shape.stl --limit 2mm --validate -o hollow.stl",
+                      "trqprep hollow l_shape.stl --limit 2mm --inner-only -o skin.ctl --json"};
+  command.run = [options](Context& context) { return Run(context, *options); };
+}
+
+const CommandRegistration kRegistration(61, Add);
+
+}  // namespace
+}  // namespace trqprep
