@@ -228,9 +228,10 @@ class Checks(ToolTest):
         self.write("low.stl", binary_stl(box_facets((20, 20, 20), (0, 0, -5))))
         result = self.fails(NO, "build", "low.stl", "-o", "out", "--json")
         message, = result.document()["messages"]
-        self.assertEqual((message["code"], message["where"]), ("OUTSIDE-VAT", {"piece": "low-1", "axis": "Z"}))
+        self.assertEqual((message["code"], message["where"]), ("OUTSIDE-VAT", {"piece": "low-1", "pieces": 1, "axis": "Z"}))
         self.assertIn("--drop", message["hint"])
         self.assertEqual(self.listing(), ["low.stl"])
+        self.assertEqual(len(self.fails(NO, "place", "low.stl,copies=4", "--json").document()["messages"]), 1)
         self.good("build", "low.stl", "--drop", "-o", "out")
         # A contact of a thousandth of a millimetre is none.
         self.write("low.stl", binary_stl(box_facets((20, 20, 20), (0, 0, -0.0009))))

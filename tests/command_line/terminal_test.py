@@ -1,14 +1,18 @@
 """What happens when the error stream is a terminal: colour, and none when it is not wanted."""
 import os
 import pty
+import re
+import signal
 import subprocess
+import threading
+import time
 import unittest
 
 import support
 from support import *
 
 
-def run_at_terminal(arguments, cwd, env=None):
+def run_at_terminal(arguments, cwd, env=None, meanwhile=None):
     """The exit code, standard output, and what the terminal that is the error stream showed."""
     master, slave = pty.openpty()
     environment = dict(os.environ, TERM="xterm")
@@ -18,6 +22,8 @@ def run_at_terminal(arguments, cwd, env=None):
     process = subprocess.Popen([support.TOOL, *arguments], cwd=cwd, env=environment, stdin=subprocess.DEVNULL,
                                stdout=subprocess.PIPE, stderr=slave)
     os.close(slave)
+    if meanwhile:
+        meanwhile(process)
     shown = b""
     while True:
         try:
@@ -49,6 +55,44 @@ class Terminal(ToolTest):
         self.write("box.stl", binary_stl(box_facets()))
         code, _, shown = run_at_terminal(["info", "box.stl"], self.folder)
         self.assertEqual((code, shown), (DONE, b""))
+
+    def hold(self, seconds):
+        """The picture goes into a pipe that nobody reads for a while: the work lasts that long."""
+        os.mkfifo(self.path("pipe"))
+        self.write("box.stl", binary_stl(box_facets()))
+
+        def meanwhile(process):
+            time.sleep(seconds)
+            threading.Thread(target=self.path("pipe").read_bytes, daemon=True).start()
+        return run_at_terminal(["place", "box.stl,copies=2", "--svg", "pipe"], self.folder, meanwhile=meanwhile)
+
+    def test_long_work_shows_progress_that_is_cleared_in_the_end(self):
+        code, _, shown = self.hold(4)
+        self.assertEqual(code, DONE, shown)
+        shares = [int(share) for share in re.findall(rb"(\d+)% ", shown)]
+        self.assertTrue(shares, shown)
+        self.assertEqual(shares, sorted(shares))
+        self.assertTrue(shown.endswith(b"\r\033[K"), shown)
+
+    def test_there_is_no_progress_off_a_terminal(self):
+        os.mkfifo(self.path("pipe"))
+        self.write("box.stl", binary_stl(box_facets()))
+        reader = threading.Timer(2.5, self.path("pipe").read_bytes)
+        reader.start()
+        result = self.good("place", "box.stl,copies=2", "--svg", "pipe")
+        reader.join()
+        self.assertEqual(result.err, "")
+
+    def test_an_interruption_clears_the_progress(self):
+        os.mkfifo(self.path("pipe"))
+        self.write("box.stl", binary_stl(box_facets()))
+
+        def meanwhile(process):
+            time.sleep(3)
+            process.send_signal(signal.SIGINT)
+        code, _, shown = run_at_terminal(["place", "box.stl,copies=2", "--svg", "pipe"], self.folder, meanwhile=meanwhile)
+        self.assertEqual(code, INTERRUPTED)
+        self.assertIn(b"[INTERRUPTED]", shown)
 
 
 if __name__ == "__main__":

@@ -32,7 +32,8 @@ void Describe(Context& context, const FileHead& file, Json& data) {
   PrintMesh(context, input);
   const std::string text(header.stl_header, strnlen(header.stl_header, sizeof header.stl_header));
   data["header"] = TextToJson(text);
-  if (!text.empty()) context.Print("  header    {}\n", OneLine(text));
+  const std::string shown = OneLine(text.substr(0, text.find_last_not_of(' ') + 1));
+  if (!shown.empty()) context.Print("  header    {}\n", shown);
   if (input.format == MeshFormat::kBinaryStl) {
     data["solids"] = input.solids;
     if (input.solids > 1) context.Print("  solids    {}\n", input.solids);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <map>
 #include <set>
 
 #include "overlap.h"
@@ -119,7 +120,7 @@ void Explain(Context& context, const Plate& plate) {
     Json where{{"part", TextToJson(part.name)}, {"exceeds", Json::object()}};
     for (std::size_t axis = 0; axis < 3; ++axis) {
       if (over[axis] <= kRounding) continue;
-      const char name[] = {static_cast<char>('X' + axis), 0};
+      const std::string name(1, static_cast<char>('X' + axis));
       by += fmt::format("{}{} {} in {}", by.empty() ? "" : ", ", Plain(over[axis], 3), unit, name);
       where["exceeds"][name] = NumberToJson(over[axis]);
     }
@@ -293,6 +294,14 @@ bool CheckPieces(Context& context, Plate& plate) {
     return fmt::format("{}-{}", plate.parts[plate.pieces[i].part].name, plate.pieces[i].copy);
   };
   std::vector<PlacedShape> shapes;
+  // One message a part and axis: copies reach out of the vat together.
+  struct Outside {
+    double by = 0;
+    int pieces = 0;
+    bool below = false;
+    std::string first;
+  };
+  std::map<std::pair<std::size_t, std::size_t>, Outside> outside;
   for (std::size_t i = 0; i < plate.pieces.size(); ++i) {
     const Piece& piece = plate.pieces[i];
     const PlatePart& part = plate.parts[piece.part];
@@ -301,14 +310,22 @@ bool CheckPieces(Context& context, Plate& plate) {
       const double below = -piece.box.min[axis];
       const double above = piece.box.max[axis] - plate.vat[axis];
       if (below <= contact && above <= contact) continue;
-      right = false;
-      const char name[] = {static_cast<char>('X' + axis), 0};
-      Message message("OUTSIDE-VAT", part.request.path,
-                      fmt::format("piece {} reaches {} {} out of the vat in {}", name_of(i),
-                                  Plain(std::max(below, above), 4), unit, name));
-      if (axis == 2 && below > contact) message.Hint("--drop puts the lowest point of every part at Z = 0");
-      context.Error(message.At({{"piece", TextToJson(name_of(i))}, {"axis", name}}));
+      Outside& entry = outside[{piece.part, axis}];
+      if (entry.pieces++ == 0) entry.first = name_of(i);
+      entry.by = std::max({entry.by, below, above});
+      entry.below = entry.below || below > contact;
     }
+  }
+  for (const auto& [key, entry] : outside) {
+    right = false;
+    const std::string axis(1, static_cast<char>('X' + key.second));
+    const std::string what = entry.pieces == 1
+                                 ? "piece " + entry.first + " reaches"
+                                 : fmt::format("{} pieces, {} first, reach", entry.pieces, entry.first);
+    Message message("OUTSIDE-VAT", plate.parts[key.first].request.path,
+                    fmt::format("{} {} {} out of the vat in {}", what, Plain(entry.by, 4), unit, axis));
+    if (key.second == 2 && entry.below) message.Hint("--drop puts the lowest point of every part at Z = 0");
+    context.Error(message.At({{"piece", TextToJson(entry.first)}, {"pieces", entry.pieces}, {"axis", axis}}));
   }
   const std::vector<Overlap> overlaps = FindOverlaps(shapes, contact);
   for (const Overlap& overlap : overlaps) {
