@@ -121,10 +121,9 @@ def ring_facets(outer, inner, height, sides=48):
 
 
 def binary_stl(facets, header=b"made by a test", announced=None, attribute=0):
-    data = header.ljust(80, b"\0")[:80] + struct.pack("<i", len(facets) if announced is None else announced)
-    for facet in facets:
-        data += struct.pack("<12fH", 0, 0, 0, *[c for corner in facet for c in corner], attribute)
-    return data
+    head = header.ljust(80, b"\0")[:80] + struct.pack("<i", len(facets) if announced is None else announced)
+    return head + b"".join(struct.pack("<12fH", 0, 0, 0, *[c for corner in facet for c in corner], attribute)
+                           for facet in facets)
 
 
 def ascii_stl(facets):

@@ -6,6 +6,7 @@
 #include <exception>
 #include <mutex>
 #include <new>
+#include <system_error>
 
 #include "atomic_output.h"
 #include "command.h"
@@ -210,7 +211,6 @@ int RunCommandLine(int argc, char** argv) {
   RememberUmask();
   TakeStandardOutput();
   std::set_terminate(EndBadly);
-  WatchSignals(SayGoodbye);
   Context context;
   std::string schema = "trqprep.usage/1";
   // A command line that cannot be parsed gets its document too.
@@ -220,12 +220,16 @@ int RunCommandLine(int argc, char** argv) {
   ExitCode exit = ExitCode::kInternal;
   try {
     try {
+      WatchSignals(SayGoodbye);
       exit = Run(context, argc, argv, schema);
     } catch (const Failure& failure) {
       exit = failure.exit;
       context.Say(failure.message);
     } catch (const std::bad_alloc&) {
       context.Error(Message("NO-MEMORY", context.current_file, "there is not enough memory for this"));
+    } catch (const std::system_error& error) {
+      // The watcher thread did not start: there was no room for it.
+      context.Error(Message("NO-MEMORY", context.current_file, error.what()));
     } catch (const std::exception& error) {
       context.Error(
           Message("INTERNAL", context.current_file, error.what()).Hint("please report this defect"));
