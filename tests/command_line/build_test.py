@@ -266,6 +266,19 @@ class Picture(ToolTest):
         vat = self.root.find(".//s:rect[@class='line']", self.NS)
         self.assertEqual((vat.get("width"), vat.get("height")), ("200", "180"))
 
+    def test_inches_are_drawn_to_the_same_scale(self):
+        self.good("place", "box.stl", "--units", "in", "--vat", "60x70x80in", "--svg", "inch.svg")
+        root = ElementTree.parse(self.path("inch.svg")).getroot()
+        view = [float(v) for v in root.get("viewBox").split()]
+        self.assertEqual((root.get("width"), root.get("height")), (f"{view[2]:g}mm", f"{view[3]:g}mm"))
+        vat = root.find(".//s:rect[@class='line']", self.NS)
+        self.assertEqual((vat.get("width"), vat.get("height")), ("1524", "1778"))
+        loop, = self.loops(root.find(".//s:symbol", self.NS))
+        sides = sorted({round(math.dist(a, b)) for a, b in zip(loop, loop[1:] + loop[:1])})
+        self.assertEqual(sides, [508, 1016])
+        texts = ["".join(t.itertext()) for t in root.findall(".//s:text", self.NS)]
+        self.assertIn("vat 60 x 70 in", texts)
+
     def test_one_symbol_a_part_and_turn(self):
         turns = {(p["part"], p["rotation"]) for p in self.data["pieces"]}
         self.assertEqual(len(self.root.findall(".//s:symbol", self.NS)), len(turns))

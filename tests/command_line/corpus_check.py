@@ -48,5 +48,31 @@ class Corpus(ToolTest):
                 self.assertAlmostEqual(data["area"], shape["area"], delta=1e-3 * shape["area"] + 1e-12)
 
 
+class Contours(ToolTest):
+    def test_files(self):
+        folder = CORPUS.parent / "slc"
+        for entry in json.loads((folder / "index.json").read_text())["files"]:
+            path = folder / entry["file"]
+            if not path.exists():
+                continue
+            measured = entry["measured"]
+            with self.subTest(entry["file"]):
+                if measured["result"] != 0:
+                    self.fails(INPUT, "slc", "info", path)
+                    self.fails(INPUT, "slc", "verify", path)
+                    continue
+                data = self.json_of("slc", "info", path)
+                self.assertEqual(data["layers"], measured["layers"])
+                for key, wanted in (("boundaries", "boundaries"), ("vertices", "vertices"), ("gaps", "gaps"),
+                                    ("open", "open_boundaries")):
+                    self.assertEqual(data[key], measured[wanted], key)
+                self.assertAlmostEqual(sum(layer["area"] for layer in data["each_layer"]),
+                                       measured["signed_area_sum"], delta=1e-3)
+                self.assertEqual((data["z"]["first"], struct.pack("<f", data["z"]["end"])),
+                                 (measured["z_first"], struct.pack("<f", measured["terminator_z"])))
+                self.assertTrue(self.json_of("slc", "verify", path)["same"])
+                self.good("slc", "svg", path, "--layer", "1", "-o", "layer.svg", "--force")
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -290,14 +290,24 @@ class Svg(SlcTest):
         self.assertIn("1 outer, 1 inner", texts)
 
     def test_it_is_drawn_to_scale(self):
-        root, _, texts = self.picture("--layer", "2")
-        width, height = root.get("width"), root.get("height")
-        self.assertTrue(width.endswith("mm") and height.endswith("mm"))
-        self.assertEqual(root.get("viewBox"), f"0 0 {width[:-2]} {height[:-2]}")
-        self.assertIn("5 mm", texts)  # the scale bar
-        bar = [p.get("d") for p in root.iter("{http://www.w3.org/2000/svg}path") if p.get("class") == "bar"][0]
-        start, end = re.match(r"M([\d.]+) [\d.]+V[\d.]+H([\d.]+)V", bar).groups()
-        self.assertAlmostEqual(float(end) - float(start), 5, places=3)
+        for unit, name in ((b"MM", "mm"), (b"INCH", "in")):
+            self.write("three.slc", slc([FRAME, BLOCKS], 4, HEADER.replace(b"MM", unit)))
+            root, _, texts = self.picture("--layer", "2")
+            width, height = root.get("width"), root.get("height")
+            self.assertTrue(width.endswith(name) and height.endswith(name))
+            _, _, page_width, page_height = map(float, root.get("viewBox").split())
+            svg = "{http://www.w3.org/2000/svg}"
+            scale = re.search(r"scale\(([\d.]+) -([\d.]+)\)", root.find(svg + "g").get("transform"))
+            self.assertEqual(scale[1], scale[2])
+            # A length of the part, on the page, as printed: the same length.
+            self.assertAlmostEqual(float(scale[1]) * float(width[:-2]) / page_width, 1, places=4)
+            self.assertAlmostEqual(float(scale[1]) * float(height[:-2]) / page_height, 1, places=4)
+            self.assertIn("5 " + name, texts)  # the scale bar
+            bar = [p.get("d") for p in root.iter(svg + "path") if p.get("class") == "bar"][0]
+            start, end = re.match(r"M([\d.]+) [\d.]+V[\d.]+H([\d.]+)V", bar).groups()
+            self.assertAlmostEqual((float(end) - float(start)) / float(scale[1]), 5, places=3)
+            box = root.find(svg + "g").find(svg + "rect")
+            self.assertEqual((box.get("width"), box.get("height")), ("10", "20"))
 
     def test_layers_by_height(self):
         for z, wanted in (("1", 1), ("1.49", 1), ("1.5mm", 2), ("2.999", 2), ("3", 3), ("4", 3),

@@ -29,12 +29,15 @@ std::string LayerSvg(const ContourFile& file, const ContourSummary& summary, std
   if (!summary.box.Empty()) low = summary.box.min;
   double largest = std::max(size[0], size[1]);
   if (!(largest > 0)) largest = UnitsFactor(Units::kMillimetre, file.units);
-  // A hundred thousandth of the part is finer than any print.
+  // The page has its own unit, a thousandth of the part: renderers set type badly that is smaller than one.
+  const double k = 1000 / largest;
+  const auto page = [](double value) { return Plain(value, 2); };
+  // Contours stay in the file's unit. A hundred thousandth of the part is finer than any print.
   const int digits = std::clamp(5 - static_cast<int>(std::floor(std::log10(largest))), 0, 12);
   const auto num = [digits](double value) { return Plain(value, digits); };
 
-  const double text_size = largest / 30;
-  const double margin = text_size * 1.5;
+  const double text_size = 33;
+  const double margin = 50;
   const std::string title =
       fmt::format("layer {} of {}, z {} {}, area {} {}\xC2\xB2", index + 1, summary.layers.size(),
                   Plain(layer.z, 5), unit, Plain(about.area, file.units == Units::kInch ? 5 : 3), unit);
@@ -44,27 +47,28 @@ std::string LayerSvg(const ContourFile& file, const ContourSummary& summary, std
   const std::string bar_text = Plain(bar, 12) + " " + unit;
   // Letters are a little over half as wide as high.
   const double text_width = 0.6 * text_size;
-  const double caption = bar + text_width * static_cast<double>(bar_text.size() + counts.size() + 4);
+  const double caption = k * bar + text_width * static_cast<double>(bar_text.size() + counts.size() + 4);
   const double width =
-      std::max({size[0], text_width * static_cast<double>(title.size()), caption}) + 2 * margin;
-  const double left = (width - size[0]) / 2;
+      std::max({k * size[0], text_width * static_cast<double>(title.size()), caption}) + 2 * margin;
+  const double left = (width - k * size[0]) / 2;
   const double top = margin + 1.8 * text_size;
-  const double bottom = top + size[1];
+  const double bottom = top + k * size[1];
   const double height = bottom + 2.2 * text_size + margin;
   const double bar_y = bottom + 1.9 * text_size;
 
   std::string out = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
   out += fmt::format(
-      "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{0}{2}\" height=\"{1}{2}\" viewBox=\"0 0 {0} "
-      "{1}\">\n",
-      num(width), num(height), unit);
+      "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{0}{4}\" height=\"{1}{4}\" viewBox=\"0 0 {2} "
+      "{3}\">\n",
+      Plain(width / k, digits + 2), Plain(height / k, digits + 2), page(width), page(height), unit);
   out += "<title>" + title + "</title>\n";
   out += fmt::format(
       "<style>text{{font-family:sans-serif;font-size:{0}px;fill:#222}}.solid{{fill:#9fc3e6;fill-rule:evenodd}"
       "}"
-      ".outer,.inner,.box,.bar{{fill:none;stroke-width:{1};stroke-linejoin:round}}.outer{{stroke:#1d4f7c}}"
-      ".inner{{stroke:#c2571a}}.box{{stroke:#999;stroke-dasharray:{2}}}.bar{{stroke:#222}}</style>\n",
-      num(text_size), num(largest / 250), num(largest / 60));
+      ".outer,.inner,.box{{fill:none;stroke-width:{1};stroke-linejoin:round}}.outer{{stroke:#1d4f7c}}"
+      ".inner{{stroke:#c2571a}}.box{{stroke:#999;stroke-dasharray:{2}}}"
+      ".bar{{fill:none;stroke:#222;stroke-width:4}}</style>\n",
+      page(text_size), num(4 / k), num(16 / k));
 
   std::string paths[2];  // outer, inner
   for (const SlcBoundary& boundary : layer.boundaries()) {
@@ -78,7 +82,9 @@ std::string LayerSvg(const ContourFile& file, const ContourSummary& summary, std
     }
     path += "Z";
   }
-  out += fmt::format("<g transform=\"translate({} {}) scale(1 -1)\">\n", num(left), num(bottom));
+  // y grows upwards within the group.
+  out += fmt::format("<g transform=\"translate({0} {1}) scale({2} -{2})\">\n", page(left), page(bottom),
+                     NumberToJson(k).dump());
   out += fmt::format("<rect class=\"box\" x=\"0\" y=\"0\" width=\"{}\" height=\"{}\"/>\n", num(size[0]),
                      num(size[1]));
   // One path for the filling: the rule has to see all boundaries at once.
@@ -87,14 +93,14 @@ std::string LayerSvg(const ContourFile& file, const ContourSummary& summary, std
   if (!paths[0].empty()) out += "<path class=\"outer\" d=\"" + paths[0] + "\"/>\n";
   if (!paths[1].empty()) out += "<path class=\"inner\" d=\"" + paths[1] + "\"/>\n";
   out += "</g>\n";
-  out += fmt::format("<text x=\"{}\" y=\"{}\" text-anchor=\"middle\">{}</text>\n", num(width / 2),
-                     num(margin + 0.6 * text_size), XmlText(title));
-  out += fmt::format("<path class=\"bar\" d=\"M{0} {1}V{2}H{3}V{1}\"/>\n", num(margin),
-                     num(bar_y - 0.5 * text_size), num(bar_y), num(margin + bar));
-  out += fmt::format("<text x=\"{}\" y=\"{}\">{}</text>\n", num(margin + bar + 0.5 * text_size), num(bar_y),
-                     XmlText(bar_text));
-  out += fmt::format("<text x=\"{}\" y=\"{}\" text-anchor=\"end\">{}</text>\n", num(width - margin),
-                     num(bar_y), counts);
+  out += fmt::format("<text x=\"{}\" y=\"{}\" text-anchor=\"middle\">{}</text>\n", page(width / 2),
+                     page(margin + 0.6 * text_size), XmlText(title));
+  out += fmt::format("<path class=\"bar\" d=\"M{0} {1}V{2}H{3}V{1}\"/>\n", page(margin),
+                     page(bar_y - 0.5 * text_size), page(bar_y), page(margin + k * bar));
+  out += fmt::format("<text x=\"{}\" y=\"{}\">{}</text>\n", page(margin + k * bar + 0.5 * text_size),
+                     page(bar_y), XmlText(bar_text));
+  out += fmt::format("<text x=\"{}\" y=\"{}\" text-anchor=\"end\">{}</text>\n", page(width - margin),
+                     page(bar_y), counts);
   out += "</svg>\n";
   return out;
 }

@@ -54,8 +54,8 @@ std::vector<Edge> Outline(const std::vector<PbVec3f>& vertices, const R_INT4* tr
   return edges;
 }
 
-// Joins the edges to loops and writes them as a path, relative to the corner (x, y).
-std::string OutlinePath(const Piece& piece, std::vector<Edge> edges, int digits) {
+// Joins the edges to loops and writes them as a path in millimetres, relative to the corner (x, y).
+std::string OutlinePath(const Piece& piece, std::vector<Edge> edges, double to_mm) {
   std::stable_sort(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) { return a.from < b.from; });
   std::vector<bool> used(edges.size(), false);
   const auto next_from = [&](int vertex) {
@@ -69,7 +69,7 @@ std::string OutlinePath(const Piece& piece, std::vector<Edge> edges, int digits)
   };
   const auto point = [&](int vertex) {
     const PbVec3f& v = piece.vertices[static_cast<std::size_t>(vertex)];
-    return Plain(v[0] - piece.x, digits) + " " + Plain(v[1] - piece.y, digits);
+    return Plain((v[0] - piece.x) * to_mm, 2) + " " + Plain((v[1] - piece.y) * to_mm, 2);
   };
   std::string path;
   for (std::size_t start = 0; start < edges.size(); ++start) {
@@ -128,30 +128,32 @@ std::string PlateSvg(const Plate& plate) {
   const bool inches = plate.job.units == Units::kInch;
   const char* unit = UnitsName(plate.job.units);
   const int digits = inches ? 4 : 2;
-  const double mm = UnitsFactor(Units::kMillimetre, plate.job.units);  // a millimetre in the plate's unit
-  const double vat_x = plate.vat[0];
-  const double vat_y = plate.vat[1];
+  // The page is in millimetres whatever the plate is in: renderers set type badly that is smaller than one.
+  const double to_mm = UnitsFactor(plate.job.units, Units::kMillimetre);
+  const double vat_x = plate.vat[0] * to_mm;
+  const double vat_y = plate.vat[1] * to_mm;
   const double text_size = std::max(vat_x, vat_y) / 50;
   const double margin = text_size * 2.5;
   const double width = vat_x + 2 * margin;
   const double height = vat_y + 2 * margin;
-  const auto num = [digits](double value) { return Plain(value, digits); };
+  const auto num = [digits](double value) { return Plain(value, digits); };  // in texts
+  const auto page = [](double value) { return Plain(value, 2); };
   const auto down = [&](double y) { return margin + vat_y - y; };  // the page's y grows downwards
 
   std::string out = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
   out += fmt::format(
-      "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{0}{2}\" height=\"{1}{2}\" viewBox=\"0 0 {0} "
+      "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{0}mm\" height=\"{1}mm\" viewBox=\"0 0 {0} "
       "{1}\">\n",
-      num(width), num(height), unit);
+      page(width), page(height));
   out += fmt::format("<title>{} pieces in a vat of {} x {} {}, seen from above</title>\n",
-                     plate.pieces.size(), num(vat_x), num(vat_y), unit);
+                     plate.pieces.size(), num(plate.vat[0]), num(plate.vat[1]), unit);
   out += fmt::format(
       "<style>text{{font-family:sans-serif;font-size:{0}px;fill:#222}}.line{{fill:none;stroke:#444;stroke-"
-      "width:{1}}}"
-      ".part{{fill:#9fc3e6;stroke:#1d4f7c;stroke-width:{2};stroke-linejoin:round}}"
-      ".used{{fill:none;stroke:#c2571a;stroke-width:{2};stroke-dasharray:{3}}}.small{{fill:#c2571a}}</"
+      "width:0.4}}"
+      ".part{{fill:#9fc3e6;stroke:#1d4f7c;stroke-width:0.25;stroke-linejoin:round}}"
+      ".used{{fill:none;stroke:#c2571a;stroke-width:0.25;stroke-dasharray:2}}.small{{fill:#c2571a}}</"
       "style>\n",
-      num(text_size), Plain(0.4 * mm, 5), Plain(0.25 * mm, 5), Plain(2 * mm, 5));
+      page(text_size));
 
   // One symbol for each part and turn, in the order in which they first appear.
   std::map<std::pair<std::size_t, int>, std::size_t> symbols;
@@ -161,23 +163,25 @@ std::string PlateSvg(const Plate& plate) {
     if (!symbols.emplace(key, symbols.size() + 1).second) continue;
     const CTL& mesh = *plate.parts[piece.part].input.mesh;
     const std::string path =
-        OutlinePath(piece, Outline(piece.vertices, mesh.triangles(), mesh.num_triangles()), digits);
+        OutlinePath(piece, Outline(piece.vertices, mesh.triangles(), mesh.num_triangles()), to_mm);
     out += fmt::format("<symbol id=\"s{}\" overflow=\"visible\"><path class=\"part\" d=\"{}\"/></symbol>\n",
                        symbols[key], path);
   }
   out += "</defs>\n";
 
-  out += fmt::format("<g transform=\"translate({} {}) scale(1 -1)\">\n", num(margin), num(margin + vat_y));
-  out += fmt::format("<rect class=\"line\" x=\"0\" y=\"0\" width=\"{}\" height=\"{}\"/>\n", num(vat_x),
-                     num(vat_y));
+  out += fmt::format("<g transform=\"translate({} {}) scale(1 -1)\">\n", page(margin), page(margin + vat_y));
+  out += fmt::format("<rect class=\"line\" x=\"0\" y=\"0\" width=\"{}\" height=\"{}\"/>\n", page(vat_x),
+                     page(vat_y));
   for (const Piece& piece : plate.pieces) {
-    out += fmt::format("<use href=\"#s{}\" x=\"{}\" y=\"{}\"/>\n",
-                       symbols[{piece.part, piece.rotation_index}], num(piece.x), num(piece.y));
+    out +=
+        fmt::format("<use href=\"#s{}\" x=\"{}\" y=\"{}\"/>\n", symbols[{piece.part, piece.rotation_index}],
+                    page(piece.x * to_mm), page(piece.y * to_mm));
   }
   if (!plate.extent.Empty()) {
     const Point size = plate.extent.Size();
     out += fmt::format("<rect class=\"used\" x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\"/>\n",
-                       num(plate.extent.min[0]), num(plate.extent.min[1]), num(size[0]), num(size[1]));
+                       page(plate.extent.min[0] * to_mm), page(plate.extent.min[1] * to_mm),
+                       page(size[0] * to_mm), page(size[1] * to_mm));
   }
   out += "</g>\n<g text-anchor=\"middle\">\n";
   for (const Piece& piece : plate.pieces) {
@@ -187,23 +191,23 @@ std::string PlateSvg(const Plate& plate) {
     const std::string turn = Plain(piece.rotation, 1) + "\xC2\xB0";
     // As large as fits the piece, within reason; letters are a little over half as wide as high.
     const double room =
-        piece.box.Size()[0] / (0.62 * static_cast<double>(std::max<std::size_t>(name.size(), 4)));
-    const double size = std::clamp(std::min(room, piece.box.Size()[1] / 3), text_size / 3, text_size);
-    const double x = margin + (piece.box.min[0] + piece.box.max[0]) / 2;
-    const double y = down((piece.box.min[1] + piece.box.max[1]) / 2);
+        piece.box.Size()[0] * to_mm / (0.62 * static_cast<double>(std::max<std::size_t>(name.size(), 4)));
+    const double size = std::clamp(std::min(room, piece.box.Size()[1] * to_mm / 3), text_size / 3, text_size);
+    const double x = margin + to_mm * (piece.box.min[0] + piece.box.max[0]) / 2;
+    const double y = down(to_mm * (piece.box.min[1] + piece.box.max[1]) / 2);
     out += fmt::format(
         "<text x=\"{0}\" y=\"{1}\" style=\"font-size:{3}px\">{2}<tspan x=\"{0}\" "
         "dy=\"1.1em\">{4}</tspan></text>\n",
-        num(x), num(y), name, Plain(size, inches ? 5 : 3), turn);
+        page(x), page(y), name, Plain(size, 3), turn);
   }
   out += "</g>\n";
-  out += fmt::format("<text x=\"{}\" y=\"{}\">vat {} x {} {}</text>\n", num(margin),
-                     num(margin - text_size * 0.7), num(vat_x), num(vat_y), unit);
+  out += fmt::format("<text x=\"{}\" y=\"{}\">vat {} x {} {}</text>\n", page(margin),
+                     page(margin - text_size * 0.7), num(plate.vat[0]), num(plate.vat[1]), unit);
   if (!plate.extent.Empty()) {
     const Point size = plate.extent.Size();
     out +=
-        fmt::format("<text class=\"small\" x=\"{}\" y=\"{}\">used {} x {} {}, {} high</text>\n", num(margin),
-                    num(height - text_size * 0.9), num(size[0]), num(size[1]), unit, num(size[2]));
+        fmt::format("<text class=\"small\" x=\"{}\" y=\"{}\">used {} x {} {}, {} high</text>\n", page(margin),
+                    page(height - text_size * 0.9), num(size[0]), num(size[1]), unit, num(size[2]));
   }
   out += "</svg>\n";
   return out;
