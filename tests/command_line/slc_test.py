@@ -246,6 +246,14 @@ class Mirror(SlcTest):
         self.assertIn(b" 4.0,7.0\r\n", file["header"])
         self.assertEqual(file["table"], [(4.0, 0.5, 0.25, 0.0)])
 
+    def test_upside_down_where_the_terminator_repeats_the_last_height(self):
+        self.write("three.slc", slc([layer(1, boundary(rectangle(0, 0, 3, 3))), layer(1.5, boundary(rectangle(0, 0, 2, 2))),
+                                     layer(2.5, boundary(rectangle(0, 0, 1, 1)))], 2.5))
+        self.assertEqual(self.json_of("slc", "info", "three.slc")["volume"], 9 * 0.5 + 4 * 1 + 1 * 1)
+        file = self.mirrored("--axis", "z", "--plane", "0")
+        self.assertEqual([(z, area(loops[0])) for z, loops in file["layers"]], [(-2.5, 1), (-1.5, 4), (-1, 9)])
+        self.assertEqual(file["end"], -1)
+
     def test_the_ranges_of_the_table_turn_too(self):
         self.write("three.slc", slc([FRAME, BLOCKS, EMPTY], 4, table=((1, 0.5, 0, 0), (1.5, 1.5, 0, 0))))
         file = self.mirrored("--axis", "z", "--plane", "4")

@@ -199,12 +199,15 @@ void TurnContours(slc& model) {
 }
 
 // Reflected in z, a layer has its top where its bottom was: each takes the height of the one that lay above
-// it, and the layers come in the opposite order. The ranges of the sampling table change places likewise.
+// it, and the layers come in the opposite order. Where the terminator repeats the last z, heights are those
+// of the sections themselves and stay with them. The ranges of the sampling table change places likewise.
 void TurnLayers(slc& model, const std::function<float(float)>& reflect) {
   std::vector<SlcLayer>& layers = model.layers;
   const float top = layers.front().z;
   const float bottom = layers.back().z;
-  for (std::size_t i = 0; i + 1 < layers.size(); ++i) layers[i].z = layers[i + 1].z;
+  const std::size_t count = layers.size() - 1;
+  const bool sections = count > 0 && layers[count - 1].z == bottom;
+  for (std::size_t i = 0; i < count && !sections; ++i) layers[i].z = layers[i + 1].z;
   std::reverse(layers.begin(), layers.end() - 1);
   layers.back().z = top;
   std::vector<SlcTableEntry>& table = model.table;

@@ -232,7 +232,11 @@ ContourSummary Summarize(Context& context, const ContourFile& file) {
       }
     }
     if (layer.area < 0 && negative++ == 0) negative_layer = i + 1;
-    const double thickness = static_cast<double>(layers[i + 1].z) - layer.z;
+    double thickness = static_cast<double>(layers[i + 1].z) - layer.z;
+    // Some programs repeat the last z in the terminator.
+    if (thickness == 0 && i > 0 && i + 2 == layers.size()) {
+      thickness = static_cast<double>(layer.z) - layers[i - 1].z;
+    }
     if (std::isfinite(thickness)) summary.volume += layer.area * thickness;
     summary.total.boundaries += layer.boundaries;
     summary.total.clockwise += layer.clockwise;

@@ -54,7 +54,7 @@ struct LayerSummary {
 struct ContourSummary {
   std::vector<LayerSummary> layers;  ///< without the terminator
   LayerSummary total;                ///< `area` and `z` are not used
-  double volume = 0;                 ///< each layer's area times the distance to the next
+  double volume = 0;                 ///< each layer's area times its distance to the next
   Box box;                           ///< of all finite vertices; a layer reaches up to the next one
   std::size_t not_finite = 0;        ///< boundaries with a vertex that is not finite
 };
