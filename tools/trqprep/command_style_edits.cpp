@@ -1,0 +1,616 @@
+// new, set, copy, import, upgrade and units of build and recoat styles; sweeps of recoat styles.
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <iostream>
+#include <iterator>
+#include <limits>
+
+#include "atomic_output.h"
+#include "mesh_input.h"
+#include "style_verbs.h"
+#include "suggestions.h"
+
+namespace trqprep {
+namespace {
+
+// --- new ---------------------------------------------------------------------------------------------------
+
+struct NewOptions {
+  std::string machine;
+  std::string name;
+  std::string units;
+  std::string output;
+};
+
+ExitCode New(Context& context, StyleKind kind, const NewOptions& options) {
+  StyleDocument style = NewStyle(kind);
+  const std::optional<int> machine = FindMachineByName(options.machine);
+  if (!machine) {
+    Fail(ExitCode::kUsage, Message("MACHINE-UNKNOWN", "", "there is no machine '" + options.machine + "'")
+                               .Hint(DidYouMean(options.machine, MachineNames())));
+  }
+  style.FindWord("machine_type")->number = Number(static_cast<std::int32_t>(*machine));
+  if (!options.name.empty()) style.FindText("style_name")->text = options.name;
+  if (!options.units.empty()) style.FindText("units")->text = options.units;
+  for (const StyleDifference& lost : LostInFile(style)) {
+    Fail(ExitCode::kUsage,
+         Message("STYLE-REFUSED", "", fmt::format("{} is too long for its field", lost.name))
+             .Hint("the file keeps 511 bytes of it"));
+  }
+  WriteStyle(style, options.output, context.options.force);
+  context.data["output"] = TextToJson(options.output);
+  context.data["kind"] = StyleKindName(kind);
+  context.data["machine"] = MachineName(style.FindWord("machine_type")->number.AsInt());
+  context.Print("{}: new {} for {}\n", OneLine(options.output), StyleKindName(kind),
+                MachineName(style.FindWord("machine_type")->number.AsInt()));
+  return ExitCode::kDone;
+}
+
+// --- set ---------------------------------------------------------------------------------------------------
+
+[[noreturn]] void FailValue(const std::string& name, const std::string& text, const std::string& why) {
+  Fail(ExitCode::kUsage, Message("STYLE-VALUE", "", fmt::format("{}={}: {}", name, text, why))
+                             .Hint("values are stored as typed, in the file's own units: the number alone"));
+}
+
+// Reads a typed value; exit 2 for what is no number. A number that the record's type cannot hold (a fraction
+// for whole numbers, what is not finite) sets `refusal`.
+Number ParseValue(const std::string& name, const std::string& text, bool is_float, std::string& refusal) {
+  const char* begin = text.data();
+  const char* end = begin + text.size();
+  if (text.size() > 1 && text[0] == '+' && text[1] != '-') ++begin;
+  double wide = 0;
+  const auto [stop, error] = std::from_chars(begin, end, wide);
+  if (error == std::errc::invalid_argument) FailValue(name, text, "that is no number");
+  if (stop != end) {
+    const bool unit = std::all_of(stop, end, [](char c) {
+      return std::isalpha(static_cast<unsigned char>(c)) || c == ' ' || c == '"' || c == '\'' || c == '%';
+    });
+    FailValue(name, text, unit ? "a value takes no unit" : "that is no number");
+  }
+  if (!std::isfinite(wide)) {
+    refusal = "values are finite numbers";
+    return Number(0);
+  }
+  if (!is_float) {
+    if (error == std::errc() && std::trunc(wide) == wide &&
+        wide >= std::numeric_limits<std::int32_t>::min() &&
+        wide <= std::numeric_limits<std::int32_t>::max()) {
+      return Number(static_cast<std::int32_t>(wide));
+    }
+    refusal = "values are whole numbers from -2147483648 to 2147483647";
+    return Number(0);
+  }
+  float value = 0;
+  const auto [float_stop, float_error] = std::from_chars(begin, end, value);
+  if (float_error == std::errc::result_out_of_range) {
+    // Too small is as good as the nearest number; too large is none.
+    if (error == std::errc() && std::fabs(wide) < 1) return Number(static_cast<float>(wide));
+    refusal = "values are 32-bit floating-point numbers, up to 3.4e38";
+  }
+  return Number(value);
+}
+
+/// Why a parameter cannot be set at all, with the next step; an empty text: it can.
+struct Refusal {
+  std::string text;
+  std::string hint;
+};
+
+Refusal WhyFixed(const StyleDocument& style, std::size_t index) {
+  const StyleParameter& parameter = style.parameters[index];
+  if (parameter.name == "Version") return {"the version follows the file's layout", ""};
+  if (style.kind == StyleKind::kBuild && parameter.name == "QC Min Large Thick Skin Width") {
+    return {"the file stores \"Shelling Thickness\" in this parameter's place",
+            "set \"Shelling Thickness\": both then have its value"};
+  }
+  if (style.kind == StyleKind::kRecoat) {
+    for (int list = 0; list < kSweepLists; ++list) {
+      if (parameter.name == SweepCountName(list)) {
+        return {
+            "this parameter counts the sweeps",
+            fmt::format("'trqprep recoat sweeps FILE --list {}' adds and removes them", SweepListName(list))};
+      }
+    }
+  }
+  if (!IsStored(style, index)) {
+    const std::string layout = StyleLayoutName(style.layout);
+    return {fmt::format("the file's {} layout does not store it", layout),
+            style.layout == StyleLayout::k206
+                ? fmt::format("'trqprep {} upgrade' makes a 301 file of it", StyleCommand(style.kind))
+                : ""};
+  }
+  return {};
+}
+
+Refusal WhyRefused(const RecordValues& record, const Number& value) {
+  // With a single allowed value the library lets the value change within the range, and the list follows.
+  if (record.allowed.size() >= 2) {
+    const bool listed = std::any_of(record.allowed.begin(), record.allowed.end(),
+                                    [&](const Number& allowed) { return allowed.Value() == value.Value(); });
+    if (!listed)
+      return {fmt::format("{} is none of the allowed values {}", value.Text(), AllowedText(record)), ""};
+    return {};
+  }
+  if (record.HasRange() && record.range != 0 &&
+      (value.Value() < record.minimum.Value() || value.Value() > record.maximum.Value())) {
+    return {fmt::format("{} is outside the range {}", value.Text(), RangeText(record)), ""};
+  }
+  return {};
+}
+
+struct SetOptions {
+  std::string file;
+  std::vector<std::string> assignments;
+  EditOptions edit;
+};
+
+ExitCode Set(Context& context, StyleKind kind, const SetOptions& options) {
+  const StyleFile file = LoadStyleToEdit(context, options.file, kind);
+  StyleDocument edited = file.style;
+  bool refused = false;
+  // All that is wrong is said, and only then is nothing written.
+  const auto refuse = [&](const std::string& name, const Refusal& refusal) {
+    context.Error(Message("STYLE-REFUSED", options.file, name + ": " + refusal.text)
+                      .Hint(refusal.hint)
+                      .At({{"parameter", name}}));
+    refused = true;
+  };
+  for (const std::string& assignment : options.assignments) {
+    const std::size_t equals = assignment.find('=');
+    if (equals == std::string::npos || equals == 0) {
+      Fail(ExitCode::kUsage, Message("USAGE", "", "'" + assignment + "' is no NAME=VALUE")
+                                 .Hint("for example 'Layer Thickness=0.1', in quotes because of the blank"));
+    }
+    const std::string pattern = assignment.substr(0, equals);
+    const std::string text = assignment.substr(equals + 1);
+    for (const std::size_t i : SelectParameters(file.style, pattern)) {
+      StyleParameter& parameter = edited.parameters[i];
+      RecordValues& record = parameter.record;
+      Refusal refusal;
+      const Number value = ParseValue(parameter.name, text, record.value.is_float(), refusal.text);
+      if (refusal.text.empty()) refusal = WhyFixed(edited, i);
+      if (refusal.text.empty()) refusal = WhyRefused(record, value);
+      if (!refusal.text.empty()) {
+        refuse(parameter.name, refusal);
+        continue;
+      }
+      if (record.edit != 1) {
+        context.Warn(Message("STYLE-NOT-EDITABLE", options.file,
+                             parameter.name + ": the user interface does not let this one be edited")
+                         .At({{"parameter", parameter.name}}));
+      }
+      record.value = value;
+      if (record.allowed.size() == 1) record.allowed[0] = value;
+    }
+  }
+  if (refused) {
+    context.data["file"] = TextToJson(options.file);
+    context.data["output"] = nullptr;
+    return ExitCode::kNo;
+  }
+  // The shared slot of the file, and with it the other parameter, follows.
+  if (kind == StyleKind::kBuild) {
+    edited.Find("QC Min Large Thick Skin Width")->record = edited.Find("Shelling Thickness")->record;
+  }
+  return FinishEdit(context, file, edited, options.edit);
+}
+
+// --- copy --------------------------------------------------------------------------------------------------
+
+struct CopyOptions {
+  std::string from, to;
+  std::vector<std::string> parameters;
+  EditOptions edit;
+};
+
+ExitCode Copy(Context& context, StyleKind kind, const CopyOptions& options) {
+  const StyleFile source = LoadStyle(context, options.from, kind);
+  const StyleFile target = LoadStyleToEdit(context, options.to, kind);
+  StyleDocument edited = target.style;
+  bool refused = false;
+  for (const std::string& pattern : options.parameters) {
+    for (const std::size_t i : SelectParameters(target.style, pattern)) {
+      const std::string& name = target.style.parameters[i].name;
+      Refusal refusal = WhyFixed(target.style, i);
+      if (refusal.text.empty() && !IsStored(source.style, i)) {
+        refusal = {OneLine(options.from) + " does not store it", ""};
+      }
+      if (refusal.text.empty()) {
+        edited.parameters[i].record = source.style.parameters[i].record;
+      } else if (IsGlob(pattern)) {
+        // A pattern means what can be copied.
+        context.Note(Message("STYLE-SKIPPED", options.to, name + ": " + refusal.text)
+                         .Hint(refusal.hint)
+                         .At({{"parameter", name}}));
+      } else {
+        context.Error(Message("STYLE-REFUSED", options.to, name + ": " + refusal.text)
+                          .Hint(refusal.hint)
+                          .At({{"parameter", name}}));
+        refused = true;
+      }
+    }
+  }
+  if (refused) return ExitCode::kNo;
+  if (kind == StyleKind::kBuild) {
+    edited.Find("QC Min Large Thick Skin Width")->record = edited.Find("Shelling Thickness")->record;
+  }
+  return FinishEdit(context, target, edited, options.edit);
+}
+
+// --- import ------------------------------------------------------------------------------------------------
+
+std::string ReadJsonText(const std::string& path) {
+  if (path != "-") return ReadStyleBytes(path);
+  return {std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
+}
+
+ExitCode Import(Context& context, StyleKind kind, const std::string& path, const std::string& output) {
+  Json json;
+  try {
+    json = Json::parse(ReadJsonText(path));
+  } catch (const Json::parse_error& error) {
+    Fail(ExitCode::kInput,
+         Message("STYLE-JSON", path, fmt::format("is no JSON document: mistake near byte {}", error.byte))
+             .At({{"byte", error.byte}}));
+  }
+  // What `export --json` printed holds the style in its data.
+  const bool wrapped =
+      json.is_object() && json.contains("data") && json["data"].is_object() && json["data"].contains("style");
+  StyleDocument style = NewStyle(kind);
+  const std::vector<std::string> missing = StyleFromJson(path, wrapped ? json["data"]["style"] : json, style);
+  const float version = style.FindWord("file_version")->number.AsFloat();
+  if (version != 3.01f && !(version == 4.0f && kind == StyleKind::kBuild)) {
+    Fail(ExitCode::kInput,
+         Message("STYLE-JSON", path, fmt::format("\"file_version\" is {}, not 3.01", version)));
+  }
+  if (!missing.empty()) {
+    context.Warn(Message("STYLE-JSON", path,
+                         fmt::format("{} parameters are not given and keep the values of a new style, "
+                                     "the first is '{}'",
+                                     missing.size(), missing.front())));
+  }
+  for (const StyleDifference& lost : LostInFile(style)) {
+    const FieldDifference& field = lost.fields.front();
+    Fail(ExitCode::kInput,
+         Message("STYLE-JSON", path,
+                 fmt::format("{}: the file cannot hold {} {}; it would be read as {}", lost.name, field.field,
+                             field.before, field.after))
+             .Hint(lost.name == "QC Min Large Thick Skin Width"
+                       ? "give it the record of \"Shelling Thickness\", whose place in the file it shares"
+                       : "")
+             .At({{"parameter", lost.name}}));
+  }
+  WriteStyle(style, output, context.options.force);
+  context.data["output"] = TextToJson(output);
+  context.data["missing"] = missing;
+  context.Print("{}: {} with {} parameters given\n", OneLine(output), StyleKindName(kind),
+                style.parameters.size() - missing.size());
+  return ExitCode::kDone;
+}
+
+// --- upgrade -----------------------------------------------------------------------------------------------
+
+struct UpgradeOptions {
+  std::string file;
+  std::string units;
+  EditOptions edit;
+};
+
+ExitCode Upgrade(Context& context, StyleKind kind, const UpgradeOptions& options) {
+  const StyleFile file = LoadStyle(context, options.file, kind);
+  if (file.layout != StyleLayout::kLegacy && !options.units.empty()) {
+    Fail(ExitCode::kUsage, Message("USAGE", "", "--from is for legacy files; this one records its units"));
+  }
+  if (file.layout == StyleLayout::k301) {
+    context.Note(Message("STYLE-LAYOUTS", options.file, "has the 301 layout already"));
+  }
+  StyleDocument upgraded = AsRead(file);
+  if (file.layout == StyleLayout::kLegacy) {
+    if (!options.units.empty()) {
+      upgraded.FindText("units")->text = options.units;
+    } else {
+      context.Warn(Message("STYLE-UNITS", options.file, "does not record its units; taken as inches")
+                       .Hint("--from mm says otherwise"));
+    }
+  }
+  for (const Survival::Entry& entry : CheckSurvival(file).lost) {
+    context.Warn(Message("STYLE-LOST", options.file, fmt::format("{}: {}", entry.name, entry.text))
+                     .At({{"byte", entry.offset}}));
+  }
+  const ExitCode exit = FinishEdit(context, file, upgraded, options.edit);
+  context.data["layout_before"] = StyleLayoutName(file.layout);
+  context.data["layout"] = StyleLayoutName(upgraded.layout);
+  if (file.layout != upgraded.layout) {
+    context.Print("layout {} -> {}\n", StyleLayoutName(file.layout), StyleLayoutName(upgraded.layout));
+  }
+  return exit;
+}
+
+// --- units -------------------------------------------------------------------------------------------------
+
+struct UnitsOptions {
+  std::string file;
+  std::string from, to;
+  EditOptions edit;
+};
+
+ExitCode ConvertFile(Context& context, StyleKind kind, const UnitsOptions& options) {
+  const StyleFile file = LoadStyleToEdit(context, options.file, kind);
+  StyleText* units = nullptr;
+  StyleDocument edited = file.style;
+  std::string from = options.from;
+  if (kind == StyleKind::kRecoat) {
+    units = edited.FindText("units");
+    const auto stated = UnitsFromName(units->text);
+    if (from.empty() && !stated) {
+      Fail(ExitCode::kInput,
+           Message("STYLE-UNITS", options.file,
+                   fmt::format("states the units \"{}\", neither mm nor in", OneLine(units->text)))
+               .Hint("--from says what they are"));
+    }
+    if (!from.empty() && stated && units->text != from) {
+      context.Error(Message("STYLE-REFUSED", options.file,
+                            fmt::format("its units text says {}, not {}", units->text, from))
+                        .Hint("leave --from away"));
+      return ExitCode::kNo;
+    }
+    if (from.empty()) from = units->text;
+  }
+  const Units target = *UnitsFromName(options.to);
+  if (from == options.to) {
+    context.Note(Message("STYLE-UNITS", options.file, "has these units already"));
+  } else {
+    ConvertStyleUnits(edited, target);
+  }
+  if (units) edited.FindText("units")->text = options.to;
+  std::vector<std::string> left;
+  bool unnamed = false;
+  for (std::size_t i = 0; i < edited.parameters.size(); ++i) {
+    const StyleParameter& parameter = edited.parameters[i];
+    if (!IsStored(edited, i)) continue;
+    if (parameter.named && parameter.unit == StyleUnit::kLengthKept) left.push_back(parameter.name);
+    unnamed = unnamed || !parameter.named;
+  }
+  if (kind == StyleKind::kRecoat && edited.layout == StyleLayout::k301) left.push_back("layer_thickness");
+  if (unnamed) left.push_back("the records without a name");
+  const ExitCode exit = FinishEdit(context, file, edited, options.edit);
+  context.data["from"] = from;
+  context.data["to"] = options.to;
+  context.data["left_alone"] = left;
+  for (const std::string& name : left) context.Print("left alone: {}\n", name);
+  context.Print("left alone: whole numbers, angles, powers and resin constants\n");
+  return exit;
+}
+
+// --- sweeps ------------------------------------------------------------------------------------------------
+
+struct SweepsOptions {
+  std::string file;
+  std::vector<std::string> additions;
+  std::vector<std::string> removals;
+  std::string list;
+  EditOptions edit;
+};
+
+// "gap=100,velocity=2.5"
+SweepValues ParseSweep(const std::string& text) {
+  SweepValues sweep = NewSweep();
+  bool has_gap = false, has_velocity = false;
+  for (const std::string& piece : Split(text, ',')) {
+    const std::size_t equals = piece.find('=');
+    const std::string key = piece.substr(0, equals);
+    const bool is_gap = key == "gap";
+    if (equals == std::string::npos || (!is_gap && key != "velocity") || (is_gap ? has_gap : has_velocity)) {
+      Fail(ExitCode::kUsage,
+           Message("USAGE", "", "'" + text + "' is no sweep").Hint("for example --add gap=100,velocity=2.5"));
+    }
+    (is_gap ? has_gap : has_velocity) = true;
+    RecordValues& record = is_gap ? sweep.gap : sweep.velocity;
+    std::string refusal;
+    record.value = ParseValue(key, piece.substr(equals + 1), true, refusal);
+    if (!refusal.empty()) FailValue(key, piece.substr(equals + 1), refusal);
+    record.default_value = record.value;
+  }
+  if (!has_gap || !has_velocity) {
+    Fail(ExitCode::kUsage, Message("USAGE", "", "'" + text + "' lacks the gap or the velocity")
+                               .Hint("for example --add gap=100,velocity=2.5"));
+  }
+  return sweep;
+}
+
+int ListNumber(const std::string& name) {
+  for (int list = 0; list < kSweepLists; ++list) {
+    if (name == SweepListName(list)) return list;
+  }
+  return 0;
+}
+
+ExitCode Sweeps(Context& context, const SweepsOptions& options) {
+  const bool edits = !options.additions.empty() || !options.removals.empty();
+  std::vector<SweepValues> added;
+  for (const std::string& text : options.additions) added.push_back(ParseSweep(text));
+  const StyleFile file = edits ? LoadStyleToEdit(context, options.file, StyleKind::kRecoat)
+                               : LoadStyle(context, options.file, StyleKind::kRecoat);
+  StyleDocument edited = file.style;
+  const int chosen = ListNumber(options.list);
+  std::vector<SweepValues>& sweeps = edited.sweeps[static_cast<std::size_t>(chosen)];
+  // The numbers mean the list as it is shown before the change: the last are removed first.
+  std::vector<std::size_t> removals;
+  for (const std::string& text : options.removals) {
+    std::size_t number = 0;
+    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || stop != text.data() + text.size() || number < 1) {
+      Fail(ExitCode::kUsage,
+           Message("USAGE", "", "--remove takes the number of a sweep, not '" + text + "'"));
+    }
+    if (number > sweeps.size()) {
+      context.Error(Message("STYLE-REFUSED", options.file,
+                            fmt::format("there is no sweep {} in list {}, which has {}", number,
+                                        SweepListName(chosen), sweeps.size())));
+      return ExitCode::kNo;
+    }
+    removals.push_back(number);
+  }
+  std::sort(removals.rbegin(), removals.rend());
+  removals.erase(std::unique(removals.begin(), removals.end()), removals.end());
+  for (const std::size_t number : removals) {
+    sweeps.erase(sweeps.begin() + static_cast<std::ptrdiff_t>(number - 1));
+  }
+  sweeps.insert(sweeps.end(), added.begin(), added.end());
+  ExitCode exit = ExitCode::kDone;
+  if (edits) {
+    edited.CountSweeps(chosen);
+    exit = FinishEdit(context, file, edited, options.edit);
+    context.text.clear();  // the lists as they are now say it better
+  }
+  context.data["file"] = TextToJson(options.file);
+  context.data["sweeps"] = StyleToJson(edited)["sweeps"];
+  for (int list = 0; list < kSweepLists; ++list) {
+    if (!options.list.empty() && list != chosen) continue;
+    const std::vector<SweepValues>& shown = edited.sweeps[static_cast<std::size_t>(list)];
+    context.Print("list {} ({})\n", SweepListName(list), shown.size());
+    for (std::size_t i = 0; i < shown.size(); ++i) {
+      context.Print("  {}  gap {} %  velocity {}\n", i + 1, shown[i].gap.value.Text(),
+                    shown[i].velocity.value.Text());
+    }
+  }
+  return exit;
+}
+
+}  // namespace
+
+void AddStyleEdits(Command& group, StyleKind kind) {
+  const std::string noun = StyleKindName(kind);
+  const std::string command = StyleCommand(kind);
+  const std::string file = ExampleStyle(kind);
+  const bool build = kind == StyleKind::kBuild;
+  const std::string start = "trqprep " + command + " ";
+  const std::string ending = build ? ".sty" : ".rcs";
+  {
+    auto options = std::make_shared<NewOptions>();
+    Command& verb = group.Sub("new", "Make a blank " + noun);
+    verb.details = "Every parameter has the value of a new style. 'trqprep machines' lists the machines.";
+    verb.TextOption("--machine", options->machine, "NAME", "The machine's name or number")->required();
+    verb.TextOption("--name", options->name, "TEXT", "The style's name (default \"None\")");
+    if (!build) verb.TextOption("--units", options->units, "mm|in", "Units text (default in)");
+    verb.Output(options->output, "FILE", "The file to write");
+    verb.examples = {start + "new --machine TRQ-E7 -o blank" + ending,
+                     start + "new --machine 'MirraPX (dual vat)' --name Trial -o trial" + ending};
+    verb.run = [options, kind](Context& context) { return New(context, kind, *options); };
+  }
+  {
+    auto options = std::make_shared<SetOptions>();
+    Command& verb = group.Sub("set", "Change values");
+    verb.details =
+        "NAME may be a pattern, in quotes, such as 'Large*Angle*=45'. A value has to lie in the parameter's "
+        "range and among its allowed values; one that is refused ends with exit 1, and nothing is written. A "
+        "parameter without range takes every finite number. Values are stored as typed, in the file's own "
+        "units; defaults stay.";
+    if (build) {
+      verb.details +=
+          "\n\n\"QC Min Large Thick Skin Width\" cannot be set: the file stores \"Shelling Thickness\" in "
+          "its "
+          "place.";
+    }
+    verb.Argument("FILE", options->file, "The " + noun + " file, replaced unless -o is given");
+    verb.Arguments("NAME=VALUE", options->assignments, "What to set")->type_name("NAME=VALUE");
+    AddEditOptions(verb, options->edit);
+    verb.examples = {
+        start + "set " + file +
+            (build ? " 'Layer Thickness=0.1' 'Large*HatchAngle 1=45' -o changed.sty"
+                   : " 'Z Dip Distance=8' -o changed.rcs"),
+        start + "set " + file + (build ? " 'Layer*Power=500' --dry-run" : " '*ZWait=2' --dry-run")};
+    verb.run = [options, kind](Context& context) { return Set(context, kind, *options); };
+  }
+  {
+    auto options = std::make_shared<CopyOptions>();
+    Command& verb = group.Sub("copy", "Copy parameters from one file to another");
+    verb.details =
+        "Whole records are copied: value, default, flags, range and allowed values. A pattern leaves out "
+        "what "
+        "cannot be copied.";
+    verb.Argument("FROM", options->from, "The file to copy from");
+    verb.Argument("TO", options->to, "The file to copy to, replaced unless -o is given");
+    verb.RepeatedOption("--params", options->parameters, "NAME", "Name or pattern of the parameters")
+        ->required();
+    AddEditOptions(verb, options->edit);
+    verb.examples = {build ? start + "copy Fine.sty Standard.sty --params 'Small*' -o mixed.sty"
+                           : start + "new --machine TRQ-E7 -o blank.rcs && " + start +
+                                 "copy ThreeSweeps.rcs blank.rcs --params 'Z*'",
+                     build ? start + "copy Fine.sty Standard.sty --params Dp --params Ec --dry-run"
+                           : start + "copy ThreeSweeps.rcs blank.rcs --params '*ZWait' --dry-run"};
+    verb.run = [options, kind](Context& context) { return Copy(context, kind, *options); };
+  }
+  {
+    auto paths = std::make_shared<std::vector<std::string>>(2);
+    Command& verb = group.Sub("import", "Make a " + noun + " of the JSON that 'export' made");
+    verb.details =
+        "The file has the 301 layout. What the document does not give has the values of a new style; a wrong "
+        "name, type or text ends with exit 3.";
+    verb.Argument("FILE", (*paths)[0], "The JSON document; - is standard input");
+    verb.Output((*paths)[1], "FILE", "The file to write");
+    verb.examples = {start + "export " + file + " --to json -o style.json && " + start +
+                         "import style.json -o again" + ending,
+                     start + "export " + file + " --to json | " + start + "import - -o same" + ending};
+    verb.run = [paths, kind](Context& context) { return Import(context, kind, (*paths)[0], (*paths)[1]); };
+  }
+  {
+    auto options = std::make_shared<UpgradeOptions>();
+    Command& verb = group.Sub(
+        "upgrade", build ? "Make a 301 file of a 206 file" : "Make a 301 file of a 206 or legacy file");
+    verb.details =
+        "What only the 301 layout stores gets the values that the application gives it when it reads the "
+        "older file.";
+    verb.Argument("FILE", options->file, "The " + noun + " file, replaced unless -o is given");
+    if (!build) verb.TextOption("--from", options->units, "mm|in", "Units of a legacy file (default in)");
+    AddEditOptions(verb, options->edit);
+    verb.examples = {start + "upgrade " + file + " -o upgraded" + ending,
+                     start + "upgrade " + file + " --dry-run"};
+    verb.run = [options, kind](Context& context) { return Upgrade(context, kind, *options); };
+  }
+  {
+    auto options = std::make_shared<UnitsOptions>();
+    Command& verb = group.Sub("units", "Convert lengths between inches and millimetres");
+    verb.details =
+        build
+            ? "Build style files do not record their units, so both are required. Values, defaults, ranges "
+              "and allowed values of 115 lengths are multiplied; \"Min Large NS Width\" and everything that "
+              "is no length stay, and a parameter without range stays so."
+            : "\"Start Z\", \"End Z\" and the blade velocities are multiplied, and the units text is "
+              "rewritten. Z velocities, accelerations, dip distances, the preferred blade gap and the layer "
+              "thickness stay.";
+    verb.Argument("FILE", options->file, "The " + noun + " file, replaced unless -o is given");
+    verb.TextOption("--from", options->from, "mm|in",
+                    build ? "The present units" : "The present units (default: what the file says)")
+        ->required(build);
+    verb.TextOption("--to", options->to, "mm|in", "The wanted units")->required();
+    AddEditOptions(verb, options->edit);
+    verb.examples = {start + "units " + file + (build ? " --from mm" : "") + " --to in -o inch" + ending,
+                     start + "units " + file + (build ? " --from mm" : "") + " --to in --dry-run --json"};
+    verb.run = [options, kind](Context& context) { return ConvertFile(context, kind, *options); };
+  }
+}
+
+void AddSweepsVerb(Command& group) {
+  auto options = std::make_shared<SweepsOptions>();
+  Command& verb = group.Sub("sweeps", "List, add and remove blade sweeps");
+  verb.details =
+      "A sweep has a blade gap, in percent of the layer thickness, and a blade velocity. The count "
+      "parameters of the changed list follow it.";
+  verb.Argument("FILE", options->file, "The recoat style file, replaced unless -o is given");
+  verb.RepeatedOption("--add", options->additions, "gap=G,velocity=V", "Add a sweep at the end of the list");
+  verb.RepeatedOption("--remove", options->removals, "N", "Remove sweep N, counted from 1");
+  verb.TextOption("--list", options->list, "sweeps|primary|secondary",
+                  "The list to show or change (default: show all, change sweeps)");
+  AddEditOptions(verb, options->edit);
+  verb.examples = {
+      "trqprep recoat sweeps ThreeSweeps.rcs",
+      "trqprep recoat sweeps ThreeSweeps.rcs --list primary --add gap=120,velocity=2.5 --remove 1 "
+      "-o changed.rcs"};
+  verb.run = [options](Context& context) { return Sweeps(context, *options); };
+}
+
+}  // namespace trqprep

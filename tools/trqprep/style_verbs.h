@@ -1,0 +1,38 @@
+/// The verbs of `trqprep style` and `trqprep recoat`: one implementation for both.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "command.h"
+#include "style_file.h"
+
+namespace trqprep {
+
+// Each adds its verbs to the group of that kind.
+void AddStyleViews(Command& group, StyleKind kind);  ///< show, get, diff, verify, export
+void AddStyleEdits(Command& group, StyleKind kind);  ///< new, set, copy, import, upgrade, units
+void AddSweepsVerb(Command& group);                  ///< sweeps, of recoat styles
+
+/// The parameters that a name, spelled exactly or up to blanks, punctuation and case, or a pattern means;
+/// a pattern means named parameters only. None: exit 2 with the names nearest to it.
+std::vector<std::size_t> SelectParameters(const StyleDocument& style, const std::string& pattern);
+
+/// The example file of a kind, for the examples in help.
+const char* ExampleStyle(StyleKind kind);
+
+Json DifferencesToJson(const std::vector<StyleDifference>& differences);
+/// "NAME: value 1 -> 2", a line a field.
+void PrintDifferences(Context& context, const std::vector<StyleDifference>& differences);
+
+/// Options of verbs that change a style file.
+struct EditOptions {
+  std::string output;
+  bool dry_run = false;
+};
+void AddEditOptions(Command& command, EditOptions& options);
+/// Shows what `edited` changes and writes it, over the file or to -o. Exit 1 when the file could not hold it.
+ExitCode FinishEdit(Context& context, const StyleFile& file, const StyleDocument& edited,
+                    const EditOptions& options);
+
+}  // namespace trqprep
