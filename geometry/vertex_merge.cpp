@@ -1,15 +1,18 @@
 // The idea: space is cut into cubic cells some tolerances wide, and a hash table finds the vertices of a
 // cell. Nearly every corner of a mesh repeats an earlier one exactly, and that one lies in the same cell: one
 // probe answers it. Only a point not seen before needs the tolerant search, and that ends after the same
-// probe unless the point has company in its cell or lies within a tolerance of the cell's border.
+// probe unless the point has company in its cell or lies within a tolerance of the cell's border. In front of
+// the table, which is larger than the caches, stands a small one of the vertices used last; most corners
+// never get behind it. Those that do wait in a short queue while their part of the table is on its way.
 //
 // Invariants that make this the same as walking the bucket chains of the merge table:
 // - Vertices never match each other: a point that an earlier vertex matches does not become one, and matching
 //   is symmetric. So a point equal to a vertex stands for that vertex, whatever comes later; only points that
-//   merged into an unequal vertex ("late") wait for the complete table.
+//   merged into an unequal vertex ("late") wait for the complete table. Of these, one that merged into a
+//   vertex without another of its bucket within two tolerances has no other match.
 // - A cell index is a non-decreasing function of the coordinate. What lies within the reach of a point lies
-//   in a cell between those of (c - reach) and (c + reach), and cells are wide enough that these are the same
-//   or neighbours.
+//   in a cell between those of (c - reach) and (c + reach). Cells are wider than two tolerances, so these are
+//   the point's own cell and its neighbours, as long as a reach is two tolerances at most.
 // - The cells choose candidates only; whether a candidate matches is decided by its coordinates and bucket.
 // - Non-finite points match nothing and are kept out of the table.
 #include "geometry/vertex_merge.h"
@@ -25,17 +28,21 @@ namespace {
 
 // Adding this to a double of magnitude below 2^51 rounds it to an integer in the low bits.
 constexpr double kRoundToInteger = 6755399441055744.0;  // 1.5 * 2^52
-// Beyond this many cells from the origin neighbouring floats are more than a tolerance apart.
+// Beyond this many cells from the origin neighbouring floats are more than two tolerances apart.
 constexpr double kFarCell = 35184372088832.0;  // 2^45
 
 // Wide cells seldom have a border near a point, narrow ones hold few vertices. Not a round number, so that
 // the coordinates that designers like do not all lie on borders.
 constexpr double kWidestCell = 61.8;
-constexpr double kNarrowestCell = 2.6;  // above 2, so that a reach never spans three cells
+constexpr double kNarrowestCell = 2.6;
 constexpr std::size_t kCrowdedCell = 8;
 constexpr std::size_t kCrowdWindow = 4096;
 
 constexpr std::size_t kBatch = 128;
+
+// Below this a product with 1/t is less than 2^-23 away from the quotient by t.
+constexpr double kProductIsSafe = 536870912.0;  // 2^29
+constexpr double kProductError = 0x1p-20;
 
 // Larger than any difference of two floats.
 constexpr double kUnboundedReach = 1e39;
@@ -53,6 +60,11 @@ uint64_t MixCells(uint64_t x, uint64_t y, uint64_t z) {
 }
 
 uint32_t TagOf(uint64_t hash) { return static_cast<uint32_t>(hash); }
+
+uint64_t SlotValue(uint64_t hash, int32_t vertex) {
+  return uint64_t{TagOf(hash)} << 32 | static_cast<uint32_t>(vertex + 1);
+}
+int32_t VertexIn(uint64_t slot) { return static_cast<int32_t>(slot & 0xFFFFFFFFu) - 1; }
 
 }  // namespace
 
@@ -73,15 +85,78 @@ VertexMerger::VertexMerger(float tolerance, int32_t bucket_count, PbVec3f* verti
     : tolerance_(tolerance), bucket_count_(std::max(bucket_count, 1)), vertices_(vertices) {
   if (!(tolerance > 0)) return;  // nothing matches anything, and no table is needed
   reach_ = std::min(static_cast<double>(tolerance), kUnboundedReach);
+  per_tolerance_ = 1 / static_cast<double>(tolerance);
   SetCellWidth(kWidestCell);
   // A closed mesh has half as many vertices as facets.
   RebuildTable(static_cast<std::size_t>(bucket_count_) + 64);
 }
 
-void VertexMerger::SetCellWidth(double in_tolerances) {
-  width_ = in_tolerances;
-  cells_per_unit_ = 1 / (reach_ * in_tolerances);
+// ---------------------------------------------------------------------------------------------------------
+// Points come in
+
+void VertexMerger::Add(const PbVec3f* points, std::size_t count, int32_t* answers) {
+  if (reach_ == 0) {
+    for (std::size_t i = 0; i < count; ++i) answers[i] = Append(points[i]);
+    return;
+  }
+  for (std::size_t done = 0; done < count; done += kBatch) {
+    const std::size_t batch = std::min(count - done, kBatch);
+    Adapt(batch);
+    AddBatch(points + done, batch, answers + done);
+  }
 }
+
+void VertexMerger::AddBatch(const PbVec3f* points, std::size_t count, int32_t* answers) {
+  const uint64_t* const slots = slots_.get();
+  uint64_t hashes[kBatch];
+  for (std::size_t i = 0; i < count; ++i) {
+    hashes[i] = HashOf(points[i]);
+    __builtin_prefetch(slots + SlotOf(hashes[i]));
+  }
+  for (std::size_t i = 0; i < count; ++i) {
+    const uint64_t hash = hashes[i];
+    const uint64_t slot = slots[SlotOf(hash)];
+    const int32_t vertex = VertexIn(slot);
+    // Most points end here. (Free slots have vertex -1.)
+    const bool known = slot >> 32 == TagOf(hash) && vertex >= 0 && Equal(vertices_[vertex], points[i]);
+    answers[i] = known ? vertex : AddOne(points[i], hash);
+  }
+}
+
+int32_t VertexMerger::AddOne(const PbVec3f& p, uint64_t hash) {
+  if (!Finite(p)) return Append(p);
+  std::size_t slot = SlotOf(hash);
+  for (; slots_[slot] != 0; slot = NextSlot(slot)) {
+    if (slots_[slot] >> 32 != TagOf(hash)) continue;
+    const int32_t vertex = VertexIn(slots_[slot]);
+    if (Equal(vertices_[vertex], p)) return vertex;
+    ++recent_strangers_;
+    if (Matches(p, vertex)) return AppendLate(p, vertex);  // then no vertex equals it
+  }
+  if (NearCellBorder(p)) {
+    const int32_t vertex = FindMatch(p);
+    if (vertex >= 0) return AppendLate(p, vertex);
+  }
+  const int32_t vertex = Append(p);
+  slots_[slot] = SlotValue(hash, vertex);
+  ++slots_used_;
+  return vertex;
+}
+
+int32_t VertexMerger::Append(const PbVec3f& p) {
+  vertices_[vertex_count_] = p;
+  return vertex_count_++;
+}
+
+int32_t VertexMerger::AppendLate(const PbVec3f& p, int32_t vertex) {
+  // Blocks of their own: points never move, and no old array stands beside a larger new one.
+  if (late_count_ % kLateBlock == 0) late_.emplace_back(new LatePoint[kLateBlock]);
+  Late(late_count_) = {p, vertex};
+  return ~late_count_++;
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Searching
 
 uint64_t VertexMerger::CellOf(double coordinate) const {
   const double index = coordinate * cells_per_unit_ + kRoundToInteger;
@@ -104,116 +179,136 @@ bool VertexMerger::NearCellBorder(const PbVec3f& p) const {
   return near;
 }
 
-void VertexMerger::Add(const PbVec3f* points, std::size_t count, int32_t* answers) {
-  if (reach_ == 0) {
-    for (std::size_t i = 0; i < count; ++i) answers[i] = Append(points[i]);
-    return;
-  }
-  uint64_t hashes[kBatch];
-  while (count > 0) {
-    const std::size_t batch = std::min(count, kBatch);
-    Adapt(batch);
-    // The table is larger than the caches: all probes of a batch are under way before the first is needed.
-    for (std::size_t i = 0; i < batch; ++i) {
-      hashes[i] = HashOf(points[i]);
-      __builtin_prefetch(slots_.get() + SlotOf(hashes[i]));
-    }
-    for (std::size_t i = 0; i < batch; ++i) answers[i] = AddOne(points[i], hashes[i]);
-    points += batch;
-    answers += batch;
-    count -= batch;
-  }
+bool VertexMerger::Matches(const PbVec3f& p, int32_t vertex) const {
+  return SameVertex(vertices_[vertex], p, tolerance_) && SameBucket(vertices_[vertex], p);
 }
 
-int32_t VertexMerger::AddOne(const PbVec3f& p, uint64_t hash) {
-  if (!Finite(p)) return Append(p);
-  bool company = false;
-  std::size_t slot = SlotOf(hash);
-  for (; slots_[slot] != 0; slot = NextSlot(slot)) {
-    if (slots_[slot] >> 32 != TagOf(hash)) continue;
-    const int32_t vertex = static_cast<int32_t>(slots_[slot] & 0xFFFFFFFFu) - 1;
-    if (Equal(vertices_[vertex], p)) return vertex;
-    company = true;
-    ++recent_strangers_;
-  }
-  if ((company || NearCellBorder(p)) && HasMatch(p)) {
-    late_points_.push_back(p);
-    return ~static_cast<int32_t>(late_points_.size() - 1);
-  }
-  const int32_t vertex = Append(p);
-  slots_[slot] = uint64_t{TagOf(hash)} << 32 | static_cast<uint32_t>(vertex + 1);
-  ++slots_used_;
-  return vertex;
+bool VertexMerger::SameBucket(const PbVec3f& a, const PbVec3f& b) const {
+  if (InSameHashCell(a[0], b[0]) && InSameHashCell(a[1], b[1]) && InSameHashCell(a[2], b[2])) return true;
+  const int32_t h = VertexHash(a, tolerance_);
+  const int32_t g = VertexHash(b, tolerance_);
+  return h == g || h % bucket_count_ == g % bucket_count_;
 }
 
-int32_t VertexMerger::Append(const PbVec3f& p) {
-  vertices_[vertex_count_] = p;
-  return vertex_count_++;
+/// Whether trunc(a / t) and trunc(b / t) are surely the same. False proves nothing.
+bool VertexMerger::InSameHashCell(float a, float b) const {
+  if (a == b) return true;
+  const double p = a * per_tolerance_;
+  const double q = b * per_tolerance_;
+  if (!(std::fabs(p) < kProductIsSafe && std::fabs(q) < kProductIsSafe)) return false;
+  const int32_t cell = static_cast<int32_t>(p);
+  if (static_cast<int32_t>(q) != cell) return false;
+  // The product is not the quotient, but differs from it by far less than this.
+  const double in = std::fabs(p - cell);
+  const double jn = std::fabs(q - cell);
+  return std::min(in, jn) > kProductError && std::max(in, jn) < 1 - kProductError;
 }
 
+/// Visits the vertices of all cells within `reach`, two tolerances at most, until `visit` answers false; some
+/// lie outside, and one may come twice.
 template <class Visit>
-void VertexMerger::ForEachMatch(const PbVec3f& p, Visit visit) const {
-  uint64_t cells[3][2];
+void VertexMerger::ForEachNear(const PbVec3f& p, double reach, Visit visit) const {
+  uint64_t cells[3][3];
   int cell_count[3];
   for (int k = 0; k < 3; ++k) {
     const double c = p[k];
-    cells[k][0] = CellOf(c);
+    const uint64_t own = CellOf(c);
+    cells[k][0] = own;
     cell_count[k] = 1;
-    if (std::fabs(c * cells_per_unit_) >= kFarCell) continue;
-    const uint64_t low = CellOf(c - reach_);
-    const uint64_t high = CellOf(c + reach_);
-    if (low != high) cells[k][cell_count[k]++] = low == cells[k][0] ? high : low;
+    if (std::fabs(c * cells_per_unit_) >= kFarCell) continue;  // only equal values are near
+    const uint64_t low = CellOf(c - reach);
+    const uint64_t high = CellOf(c + reach);
+    if (low != own) cells[k][cell_count[k]++] = low;
+    if (high != own) cells[k][cell_count[k]++] = high;
   }
-  int32_t bucket = -1;
   for (int x = 0; x < cell_count[0]; ++x) {
     for (int y = 0; y < cell_count[1]; ++y) {
       for (int z = 0; z < cell_count[2]; ++z) {
         const uint64_t hash = MixCells(cells[0][x], cells[1][y], cells[2][z]);
         for (std::size_t slot = SlotOf(hash); slots_[slot] != 0; slot = NextSlot(slot)) {
-          if (slots_[slot] >> 32 != TagOf(hash)) continue;
-          const int32_t vertex = static_cast<int32_t>(slots_[slot] & 0xFFFFFFFFu) - 1;
-          if (!SameVertex(vertices_[vertex], p, tolerance_)) continue;
-          if (bucket < 0) bucket = BucketOf(p);
-          if (BucketOf(vertices_[vertex]) == bucket && !visit(vertex)) return;
+          if (slots_[slot] >> 32 == TagOf(hash) && !visit(VertexIn(slots_[slot]))) return;
         }
       }
     }
   }
 }
 
-bool VertexMerger::HasMatch(const PbVec3f& p) const {
-  bool found = false;
-  ForEachMatch(p, [&found](int32_t) {
-    found = true;
-    return false;
+int32_t VertexMerger::FindMatch(const PbVec3f& p) const {
+  int32_t found = -1;
+  ForEachNear(p, reach_, [&](int32_t vertex) {
+    if (Matches(p, vertex)) found = vertex;
+    return found < 0;
   });
   return found;
 }
 
+// ---------------------------------------------------------------------------------------------------------
+// The complete table
+
 void VertexMerger::Finish() {
-  late_vertices_.resize(late_points_.size());
-  for (std::size_t i = 0; i < late_points_.size(); ++i) {
-    const PbVec3f& p = late_points_[i];
-    int32_t lowest = INT32_MAX;
-    int32_t highest = -1;
-    ForEachMatch(p, [&](int32_t vertex) {
+  if (late_count_ == 0) return;
+  std::vector<char> alone(static_cast<std::size_t>(vertex_count_), 0);
+  for (int32_t i = 0; i < late_count_; ++i) alone[static_cast<std::size_t>(Late(i).vertex)] = 1;
+  // Only those that something merged into are of interest.
+  std::vector<int32_t> asked;
+  asked.reserve(kBatch);
+  for (int32_t vertex = 0; vertex < vertex_count_; ++vertex) {
+    if (alone[static_cast<std::size_t>(vertex)] != 0) {
+      asked.push_back(vertex);
+      __builtin_prefetch(slots_.get() + SlotOf(HashOf(vertices_[vertex])));
+    }
+    if (asked.size() < kBatch && vertex + 1 < vertex_count_) continue;
+    for (const int32_t v : asked) alone[static_cast<std::size_t>(v)] = IsAlone(v);
+    asked.clear();
+  }
+  for (int32_t i = 0; i < late_count_; ++i) {
+    LatePoint& late = Late(i);
+    if (alone[static_cast<std::size_t>(late.vertex)] == 0) late.vertex = LookUp(late.point);
+  }
+}
+
+/// Whether what matches this vertex can match no other: none of its bucket lies within two tolerances.
+bool VertexMerger::IsAlone(int32_t vertex) const {
+  const PbVec3f& p = vertices_[vertex];
+  bool alone = true;
+  ForEachNear(p, 2 * reach_, [&](int32_t other) {
+    const PbVec3f& q = vertices_[other];
+    alone = other == vertex || Distance(p[0], q[0]) > 2 * reach_ || Distance(p[1], q[1]) > 2 * reach_ ||
+            Distance(p[2], q[2]) > 2 * reach_ || !SameBucket(p, q);
+    return alone;
+  });
+  return alone;
+}
+
+/// What the complete table answers for a point that has a match.
+int32_t VertexMerger::LookUp(const PbVec3f& p) {
+  int32_t lowest = INT32_MAX;
+  int32_t highest = -1;
+  ForEachNear(p, reach_, [&](int32_t vertex) {
+    if (Matches(p, vertex)) {
       lowest = std::min(lowest, vertex);
       highest = std::max(highest, vertex);
-      return true;
-    });
-    // A bucket's first vertex has the lowest number in it, so when it matches, it is the lowest match.
-    if (lowest != highest) {
-      if (bucket_starts_.empty()) FindBucketStarts();
-      if (bucket_starts_[static_cast<std::size_t>(BucketOf(p))] == lowest) highest = lowest;
     }
-    late_vertices_[i] = highest;
-  }
+    return true;
+  });
+  if (lowest == highest) return highest;
+  // A bucket's first vertex has the lowest number in it, so when it matches, it is the lowest match.
+  if (bucket_starts_.empty()) FindBucketStarts();
+  return bucket_starts_[static_cast<std::size_t>(BucketOf(p))] == lowest ? lowest : highest;
 }
 
 void VertexMerger::FindBucketStarts() {
   bucket_starts_.assign(static_cast<std::size_t>(bucket_count_), -1);
   for (int32_t vertex = vertex_count_; vertex-- > 0;)
     bucket_starts_[static_cast<std::size_t>(BucketOf(vertices_[vertex]))] = vertex;
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// The table of cells
+
+void VertexMerger::SetCellWidth(double in_tolerances) {
+  width_ = in_tolerances;
+  cells_per_unit_ = 1 / (reach_ * in_tolerances);
 }
 
 void VertexMerger::Adapt(std::size_t points_to_come) {
@@ -238,7 +333,7 @@ void VertexMerger::RebuildTable(std::size_t slot_count) {
     const uint64_t hash = HashOf(vertices_[vertex]);
     std::size_t slot = SlotOf(hash);
     while (slots_[slot] != 0) slot = NextSlot(slot);
-    slots_[slot] = uint64_t{TagOf(hash)} << 32 | static_cast<uint32_t>(vertex + 1);
+    slots_[slot] = SlotValue(hash, vertex);
     ++slots_used_;
   }
 }

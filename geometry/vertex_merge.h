@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "trq/geometry.h"
@@ -35,24 +36,41 @@ class VertexMerger {
   /// To be called after the last Add: settles the negative answers.
   void Finish();
   /// Whether negative answers were given at all.
-  bool has_late_answers() const { return !late_points_.empty(); }
+  bool has_late_answers() const { return late_count_ > 0; }
   /// After Finish: the vertex that an answer of Add means.
-  int32_t VertexOf(int32_t answer) const {
-    return answer >= 0 ? answer : late_vertices_[static_cast<std::size_t>(~answer)];
-  }
+  int32_t VertexOf(int32_t answer) const { return answer >= 0 ? answer : Late(~answer).vertex; }
   int32_t vertex_count() const { return vertex_count_; }
 
  private:
+  /// A point that merged into an unequal vertex.
+  struct LatePoint {
+    PbVec3f point;
+    int32_t vertex;
+  };
+  static constexpr int32_t kLateBlock = 4096;
+
+  void AddBatch(const PbVec3f* points, std::size_t count, int32_t* answers);
+  int32_t AddOne(const PbVec3f& p, uint64_t hash);
+  int32_t Append(const PbVec3f& p);
+  int32_t AppendLate(const PbVec3f& p, int32_t vertex);
+  LatePoint& Late(int32_t i) { return late_[static_cast<std::size_t>(i / kLateBlock)][i % kLateBlock]; }
+  const LatePoint& Late(int32_t i) const {
+    return late_[static_cast<std::size_t>(i / kLateBlock)][i % kLateBlock];
+  }
+  int32_t LookUp(const PbVec3f& p);
+  bool IsAlone(int32_t vertex) const;
+
   uint64_t CellOf(double coordinate) const;
   uint64_t HashOf(const PbVec3f& p) const;
   std::size_t SlotOf(uint64_t hash) const;
   std::size_t NextSlot(std::size_t slot) const { return slot + 1 == slots_.size() ? 0 : slot + 1; }
   bool NearCellBorder(const PbVec3f& p) const;
-  int32_t AddOne(const PbVec3f& p, uint64_t hash);
-  int32_t Append(const PbVec3f& p);
   template <class Visit>
-  void ForEachMatch(const PbVec3f& p, Visit visit) const;
-  bool HasMatch(const PbVec3f& p) const;
+  void ForEachNear(const PbVec3f& p, double reach, Visit visit) const;
+  int32_t FindMatch(const PbVec3f& p) const;
+  bool Matches(const PbVec3f& p, int32_t vertex) const;
+  bool SameBucket(const PbVec3f& a, const PbVec3f& b) const;
+  bool InSameHashCell(float a, float b) const;
   int32_t BucketOf(const PbVec3f& p) const { return VertexHash(p, tolerance_) % bucket_count_; }
   void FindBucketStarts();
   void SetCellWidth(double in_tolerances);
@@ -65,6 +83,7 @@ class VertexMerger {
   int32_t vertex_count_ = 0;
 
   double reach_ = 0;  // the tolerance, finite
+  double per_tolerance_ = 0;
   double width_ = 0;  // of a cell, in tolerances
   double cells_per_unit_ = 0;
   MeshArray<uint64_t> slots_;  // 0: free; else the low half of a cell's hash, then a vertex number plus 1
@@ -72,8 +91,8 @@ class VertexMerger {
   std::size_t recent_points_ = 0;
   std::size_t recent_strangers_ = 0;
 
-  std::vector<PbVec3f> late_points_;
-  std::vector<int32_t> late_vertices_;
+  std::vector<std::unique_ptr<LatePoint[]>> late_;
+  int32_t late_count_ = 0;
   std::vector<int32_t> bucket_starts_;
 };
 
