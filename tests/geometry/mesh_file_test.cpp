@@ -361,6 +361,26 @@ TEST(CtlFileRead, ThroughTheComponentTakesNameAndPassesFailuresOn) {
   }
 }
 
+std::size_t OpenFiles() {
+  std::size_t count = 0;
+  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) ++count;
+  return count;
+}
+
+TEST(CtlFile, FailuresLeaveNoFileOpen) {
+  const TempDir folder;
+  const std::string cut = folder.Write("cut.ctl", CtlBytes(TetrahedronFile()).substr(0, 300));
+  CTL mesh;
+  CaptureStderr();
+  const std::size_t open_before = OpenFiles();
+  EXPECT_THROW(mesh.file_read(cut.c_str()), char*);
+  EXPECT_EQ(OpenFiles(), open_before);
+  CTL empty;
+  EXPECT_EQ(empty.SaveCTLModel(CString(folder.File("empty.ctl")), unit_matrix, 0), 1);
+  EXPECT_EQ(OpenFiles(), open_before);
+  GetCapturedStderr();  // closes a file of its own
+}
+
 TEST(CtlGetUnits, ReplacesTheHeaderAndRewinds) {
   const Stream stream = StreamOf(CtlBytes(TetrahedronFile()));
   CTL mesh;
