@@ -34,16 +34,17 @@ class BuildFolder(ToolTest):
     def test_the_folder_holds_what_was_promised(self):
         document = self.build()
         files = sorted(str(p.relative_to(self.path("out"))) for p in self.path("out").rglob("*") if p.is_file())
-        self.assertEqual(files, ["build.json", "meshes/box-1.ctl", "meshes/box-2.ctl", "meshes/box-3.ctl",
-                                 "meshes/ring-1.ctl", "meshes/ring-2.ctl", "plate.stl", "plate.svg"])
+        self.assertEqual(files, ["build.json", "build.toml", "checks.json", "meshes/box-1.ctl", "meshes/box-2.ctl",
+                                 "meshes/box-3.ctl", "meshes/ring-1.ctl", "meshes/ring-2.ctl", "parts/box.stl",
+                                 "parts/ring.stl", "plate.stl", "plate.svg"])
         self.assertEqual(document["schema"], "trqprep.build-folder/1")
         self.assertEqual((document["units"], document["vat"], document["seed"]), ("mm", [200, 200, 100], 7))
         for side in document["cell"]:
             self.assertAlmostEqual(side, 200 / 31, places=4)
         self.assertEqual([(i["part"], i["file"], i["copies"], i["rotate_z"]) for i in document["inputs"]],
-                         [("box", "box.stl", 3, 90), ("ring", "ring.stl", 2, 0)])
+                         [("box", "parts/box.stl", 3, 90), ("ring", "parts/ring.stl", 2, 0)])
         for entry in document["inputs"]:
-            self.assertEqual(entry["sha256"], hashlib.sha256(self.path(entry["file"]).read_bytes()).hexdigest())
+            self.assertEqual(entry["sha256"], hashlib.sha256(self.path("out").joinpath(entry["file"]).read_bytes()).hexdigest())
         self.assertEqual([(p["part"], p["copy"], p["mesh"]) for p in document["pieces"]],
                          [("box", 1, "meshes/box-1.ctl"), ("box", 2, "meshes/box-2.ctl"), ("box", 3, "meshes/box-3.ctl"),
                           ("ring", 1, "meshes/ring-1.ctl"), ("ring", 2, "meshes/ring-2.ctl")])
@@ -227,7 +228,8 @@ class Checks(ToolTest):
     def test_a_part_below_the_floor_is_outside_the_vat(self):
         self.write("low.stl", binary_stl(box_facets((20, 20, 20), (0, 0, -5))))
         result = self.fails(NO, "build", "low.stl", "-o", "out", "--json")
-        message, = result.document()["messages"]
+        message, no_style = result.document()["messages"]
+        self.assertEqual(no_style["code"], "NO-STYLE")
         self.assertEqual((message["code"], message["where"]), ("OUTSIDE-VAT", {"piece": "low-1", "pieces": 1, "axis": "Z"}))
         self.assertIn("--drop", message["hint"])
         self.assertEqual(self.listing(), ["low.stl"])

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "atomic_output.h"
 #include "build_folder.h"
 #include "command.h"
@@ -6,39 +8,97 @@
 namespace trqprep {
 namespace {
 
+bool HoldsBuildError(const std::vector<BuildFinding>& findings) {
+  return std::any_of(findings.begin(), findings.end(), [](const BuildFinding& finding) {
+    return finding.message.severity == Severity::kError;
+  });
+}
+
+void PrintStack(Context& context, const std::vector<StackedStyle>& stack, const char* unit) {
+  for (const StackedStyle& style : stack) {
+    context.Print("  Z {} to {} {}: {}, layers of {}", Plain(style.start, 4), Plain(style.end, 4), unit,
+                  OneLine(style.file), Plain(style.thickness, 6));
+    if (style.z_correction != 0) context.Print(", Z correction {} layers", style.z_correction);
+    context.Print("\n");
+  }
+}
+
+// The styles by Z, from the bottom upward.
+void PrintStyles(Context& context, const Plate& plate, const BuildSetup& setup) {
+  const char* unit = UnitsName(plate.job.units);
+  for (std::size_t i = 0; i < plate.parts.size(); ++i) {
+    if (setup.parts[i].stack.empty()) continue;
+    context.Print("styles of {}\n", OneLine(plate.parts[i].name));
+    PrintStack(context, setup.parts[i].stack, unit);
+  }
+  if (setup.recoat.empty()) return;
+  context.Print("recoating\n");
+  PrintStack(context, setup.recoat, unit);
+}
+
 ExitCode Run(Context& context, const JobOptions& job_options, const std::string& output) {
   const Job job = job_options.Get(context);
+  // A job file says these itself.
+  context.options.units = UnitsName(job.units);
+  context.options.accept_partial = job.accept_partial;
   OutputFolder folder(output, context.options.force);  // refused before any work is done
   Plate plate = LoadPlate(context, job);
   if (!PlacePieces(context, plate)) return ExitCode::kNoPlacement;
-  const bool right = CheckPieces(context, plate);
-  context.data = BuildDocument(plate);
-  context.data.erase("schema");
-  context.data.erase("tool");
+  std::vector<BuildFinding> findings;
+  for (const PlatePart& part : plate.parts) {
+    for (const Message& remark : part.remarks) findings.push_back({remark, PartFileName(part)});
+  }
+  bool outside = false;
+  for (const Message& finding : CheckPieces(plate)) {
+    context.Say(finding);
+    findings.push_back({finding, ""});
+    // No machine can build what lies outside its vat.
+    outside = outside || finding.code == "OUTSIDE-VAT";
+  }
+  const std::unique_ptr<BuildSetup> setup = SetUpBuild(context, plate);
+  findings.insert(findings.end(), setup->findings.begin(), setup->findings.end());
+  const bool wrong = HoldsBuildError(findings);
   PrintPlate(context, plate);
-  if (!right) {
-    context.Print("nothing was written: the plate is not right\n");
+  PrintStyles(context, plate, *setup);
+  if (outside || (wrong && !job.force_checks)) {
+    context.data = BuildDocument(plate, *setup);
+    context.data.erase("schema");
+    context.data.erase("tool");
+    context.Print("nothing was written: the checks found errors\n");
     return ExitCode::kNo;
   }
-  WriteBuildFolder(context, plate, folder);
+  context.data = WriteBuildFolder(context, plate, *setup, findings, folder);
+  context.data.erase("schema");
+  context.data.erase("tool");
   folder.Commit();
   context.data["output"] = TextToJson(output);
-  context.Print("every piece lies inside the vat, no two overlap seen from above\nbuilt in {}\n",
-                OneLine(output));
+  if (!wrong) context.Print("every piece lies inside the vat, no two overlap seen from above\n");
+  context.Print("built in {}\n", OneLine(output));
   return ExitCode::kDone;
 }
 
 void Add(CommandTree& tree) {
   Command& command = tree.Add("build", "Place parts and write the build folder");
   command.details =
-      "Reads the parts, moves each to X = Y = 0, searches a placement in the vat, applies it and checks on "
-      "the placed "
-      "meshes that every vertex lies inside the vat and that no two pieces overlap seen from above. The "
-      "folder holds "
-      "plate.stl (everything placed), meshes/ (each piece as CTL), plate.svg (the view from above) and "
-      "build.json.\n\n"
-      "The same inputs and --seed give the same bytes. The plate is in --units.";
-  auto job = std::make_shared<JobOptions>(command);
+      "Reads the parts, moves each to X = Y = 0, searches a placement in the vat, applies it, gives every "
+      "part its "
+      "build styles by Z and the platform its recoat styles, carries vents-and-drains side files along, and "
+      "checks "
+      "parts, styles and plate. Errors stop the build with exit 1 unless --force-checks; 'trqprep explain' "
+      "tells "
+      "what they mean.\n\n"
+      "A style without a band covers everything; bands (FILE@FROM:TO, Z from the floor of the vat) are added "
+      "after "
+      "it in the order given and clipped to what there is. A part's own style without a band replaces the "
+      "one for "
+      "all parts.\n\n"
+      "The folder is complete in itself: plate.stl (everything placed), meshes/ (each piece as CTL, with its "
+      "side "
+      "file), plate.svg (the view from above), parts/ and styles/ (the inputs), build.json (what was built, "
+      "with "
+      "the sums of all files), checks.json (what was found) and build.toml, the job file: 'trqprep build "
+      "out/build.toml -o again' gives the same bytes from any folder. The plate is in --units.";
+  auto job = std::make_shared<JobOptions>(command, true);
   auto output = std::make_shared<std::string>();
   command.Output(*output, "FOLDER", "The build folder to make");
   command.examples = {

@@ -31,8 +31,9 @@ ExitCode Run(Context& context, const Options& options) {
   for (const MachineProfile& profile : profiles) names.push_back(profile.name);
   const auto is_named = [&](const MachineProfile& profile) { return profile.name == options.name; };
   const bool is_profile = std::any_of(profiles.begin(), profiles.end(), is_named);
-  const auto wanted = is_profile || all ? std::optional<int>() : FindMachineByName(options.name);
-  if (!all && !is_profile && !wanted) {
+  constexpr int kNone = -1;
+  const int wanted = is_profile || all ? kNone : FindMachineByName(options.name).value_or(kNone);
+  if (!all && !is_profile && wanted == kNone) {
     Fail(ExitCode::kUsage, Message("MACHINE-UNKNOWN", "", "there is no machine '" + options.name + "'")
                                .Hint(DidYouMean(options.name, names)));
   }
@@ -40,7 +41,7 @@ ExitCode Run(Context& context, const Options& options) {
   if (!is_profile) {
     context.Print("{:>4}  {:<22}  {:<26}  {}\n", "type", "name", "styles, mm", "styles, inch");
     for (const MachineTypeRow& row : kMachineTypes) {
-      if (wanted && *wanted != row.type) continue;
+      if (wanted != kNone && wanted != row.type) continue;
       const char* mm = row.directory_mm;
       const char* inch = row.directory_inch;
       context.Print("{:>4}  {:<22}  {:<26}  {}\n", static_cast<int>(row.type), row.display_name,
@@ -54,7 +55,7 @@ ExitCode Run(Context& context, const Options& options) {
   if (options.profiles.empty()) return ExitCode::kDone;
   context.data["profiles"] = Json::array();
   for (const MachineProfile& profile : profiles) {
-    if (!all && !is_named(profile) && (!wanted || profile.type != wanted)) continue;
+    if (!all && !is_named(profile) && (wanted == kNone || profile.type.value_or(kNone) != wanted)) continue;
     Json entry;
     entry["name"] = TextToJson(profile.name);
     entry["type"] = profile.type ? Json(*profile.type) : Json(nullptr);

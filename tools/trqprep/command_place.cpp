@@ -9,10 +9,11 @@ namespace {
 ExitCode Run(Context& context, const JobOptions& job_options, const std::string& svg) {
   Plate plate = LoadPlate(context, job_options.Get(context));
   if (!PlacePieces(context, plate)) return ExitCode::kNoPlacement;
-  const bool right = CheckPieces(context, plate);
+  const std::vector<Message> findings = CheckPieces(plate);
+  for (const Message& finding : findings) context.Say(finding);
   context.data = DescribePlate(plate);
   PrintPlate(context, plate);
-  if (!right) return ExitCode::kNo;
+  if (!findings.empty()) return ExitCode::kNo;
   if (!svg.empty()) WriteOutputFile(svg, PlateSvg(plate), context.options.force);
   return ExitCode::kDone;
 }
@@ -22,7 +23,7 @@ void Add(CommandTree& tree) {
   command.details =
       "Searches the placement that 'trqprep build' would use, checks it and prints it as a table; --svg "
       "draws it.";
-  auto job = std::make_shared<JobOptions>(command);
+  auto job = std::make_shared<JobOptions>(command, false);
   auto svg = std::make_shared<std::string>();
   command.TextOption("--svg", *svg, "FILE", "Draw the plate seen from above into this file");
   command.ForceFlag();

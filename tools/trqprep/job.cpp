@@ -5,6 +5,9 @@
 #include <CLI/CLI.hpp>
 #include <stdexcept>
 
+#include "job_file.h"
+#include "machine_profiles.h"
+#include "style_document.h"
 #include "suggestions.h"
 
 namespace trqprep {
@@ -23,9 +26,58 @@ struct PartKey {
 constexpr PartKey kPartKeys[] = {
     {"copies", [](PartRequest& part, const std::string& value) { part.copies = ParseWhole(value, 1, 1000); }},
     {"rotate-z", [](PartRequest& part, const std::string& value) { part.rotate_z = ParseNumber(value); }},
+    {"style",
+     [](PartRequest& part, const std::string& value) { part.styles.push_back(ParseStyleRequest(value)); }},
 };
 
+// What --machine names: a profile of --machines, or a machine type.
+void ChooseMachine(const std::string& name, const std::string& profiles_file, bool vat_given, Job& job) {
+  std::vector<std::string> names = MachineNames();
+  if (!profiles_file.empty()) {
+    const std::vector<MachineProfile> profiles = ReadMachineProfiles(profiles_file);
+    for (const MachineProfile& profile : profiles) names.push_back(profile.name);
+    for (const MachineProfile& profile : profiles) {
+      // A file with a single profile needs no --machine.
+      if (profile.name != name && !(name.empty() && profiles.size() == 1)) continue;
+      job.machine = profile.type;
+      if (profile.vat && !vat_given) job.vat = *profile.vat;
+      // The folder of a profile is seen from the profile file.
+      job.style_root = profile.style_root;
+      const std::size_t slash = profiles_file.rfind('/');
+      if (!job.style_root.empty() && job.style_root[0] != '/' && slash != std::string::npos) {
+        job.style_root = profiles_file.substr(0, slash + 1) + job.style_root;
+      }
+      return;
+    }
+  }
+  if (name.empty()) return;
+  job.machine = FindMachineByName(name);
+  if (job.machine) return;
+  Fail(ExitCode::kUsage,
+       Message("MACHINE-UNKNOWN", "", "there is no machine '" + name + "'").Hint(DidYouMean(name, names)));
+}
+
 }  // namespace
+
+StyleRequest ParseStyleRequest(const std::string& text) {
+  StyleRequest request;
+  request.path = text;
+  const std::size_t at = text.rfind('@');
+  if (NamesFile(text) || at == std::string::npos) return request;
+  request.path = text.substr(0, at);
+  request.banded = true;
+  try {
+    const std::vector<std::string> ends = Split(text.substr(at + 1), ':');
+    if (ends.size() != 2) throw std::invalid_argument("'" + text.substr(at + 1) + "' is no band");
+    request.from = ParseLength(ends[0]);
+    request.to = ParseLength(ends[1]);
+  } catch (const std::invalid_argument& error) {
+    Fail(ExitCode::kUsage,
+         Message("USAGE", request.path, error.what()).Hint("write FILE@FROM:TO, such as Fine.sty@0:10mm"));
+  }
+  if (!request.from.unit) request.from.unit = request.to.unit;
+  return request;
+}
 
 PartRequest ParsePart(const std::string& text) {
   PartRequest part;
@@ -68,22 +120,52 @@ std::array<double, 3> Job::VatIn(Units wanted) const {
   return {vat[0].In(wanted, units), vat[1].In(wanted, units), vat[2].In(wanted, units)};
 }
 
-JobOptions::JobOptions(Command& command) : app_(command.app) {
-  arguments_ = command.Arguments("PART", argument_values_,
-                                 "STL or CTL file, or FILE,copies=N,rotate-z=DEGREES", false);
+JobOptions::JobOptions(Command& command, bool whole) : app_(command.app), whole_(whole) {
+  arguments_ = command.Arguments(
+      "PART", argument_values_,
+      whole ? "STL or CTL file, or FILE,copies=N,rotate-z=DEGREES,style=STYLE; or one job file"
+            : "STL or CTL file, or FILE,copies=N,rotate-z=DEGREES",
+      false);
   part_options_ =
       command.RepeatedOption("--part", part_values_, "PART", "A further part, written the same way");
-  command.VatOption(job_.vat);
+  vat_option_ = command.VatOption(job_.vat);
   command.WholeOption("--rotations", job_.rotations, 1, 24,
                       "How many turns about Z are tried (1 to 24, default 24)");
   command.WholeOption("--seed", job_.seed, 0, 4294967295, "Seed of the search (default 1)");
   command.Flag("--drop", job_.drop, "Put the lowest point of every part at Z = 0");
   command.ReadsMeshes();
+  if (!whole) return;
+  command.RepeatedOption("--style", style_values_, "STYLE",
+                         "Build style of all parts: FILE, or FILE@FROM:TO for a band of Z");
+  command.RepeatedOption("--recoat", recoat_values_, "STYLE",
+                         "Recoat style of the build: FILE, or FILE@FROM:TO for a band of Z");
+  command.TextOption("--machine", machine_, "NAME", "Machine type, or a profile of --machines");
+  command.TextOption("--machines", machines_file_, "FILE",
+                     "Profiles of machines with their vats and style folders (TOML)");
+  command.LengthOption("--z-spacing", job_.z_spacing,
+                       "Widest hatch spacing that counts in the Z correction (default: all hatches count)");
+  command.Flag("--force-checks", job_.force_checks, "Build although checks find errors");
 }
 
 Job JobOptions::Get(const Context& context) const {
+  if (whole_ && argument_values_.size() == 1 && NamesJobFile(argument_values_[0])) {
+    for (const CLI::Option* given : app_.parse_order()) {
+      const std::string name = given->get_single_name();
+      if (given == arguments_ || name == "output" || name == "force" || name == "force-checks" ||
+          name == "json" || name == "yes") {
+        continue;
+      }
+      Fail(ExitCode::kUsage, Message("USAGE", argument_values_[0],
+                                     fmt::format("--{} does not go with a job file, which says it all", name))
+                                 .Hint("change it in the job file"));
+    }
+    Job job = ReadJobFile(argument_values_[0]);
+    job.force_checks = job.force_checks || job_.force_checks;
+    return job;
+  }
   Job job = job_;
   job.units = context.units();
+  job.accept_partial = context.options.accept_partial;
   std::size_t next_argument = 0;
   std::size_t next_part = 0;
   for (const CLI::Option* given : app_.parse_order()) {
@@ -93,6 +175,9 @@ Job JobOptions::Get(const Context& context) const {
   if (job.parts.empty()) {
     Fail(ExitCode::kUsage, Message("USAGE", "", "no part was given").Hint("name STL or CTL files"));
   }
+  for (const std::string& text : style_values_) job.styles.push_back(ParseStyleRequest(text));
+  for (const std::string& text : recoat_values_) job.recoats.push_back(ParseStyleRequest(text));
+  ChooseMachine(machine_, machines_file_, vat_option_->count() > 0, job);
   return job;
 }
 

@@ -470,16 +470,16 @@ void RequireFinite(const InputMesh& input) {
   }
 }
 
-void WarnOfUnits(Context& context, const InputMesh& input, const std::array<double, 3>* vat_mm) {
+std::optional<Message> UnitsDoubt(const InputMesh& input, const std::array<double, 3>* vat_mm) {
   const Box box = input.box();
-  if (box.Empty()) return;
+  if (box.Empty()) return std::nullopt;
   Point size = box.Size();
   for (double& side : size) side *= UnitsFactor(input.units, Units::kMillimetre);
   const double largest = *std::max_element(size.begin(), size.end());
   const bool fits_larger = vat_mm && size[0] * kMillimetresPerInch <= (*vat_mm)[0] &&
                            size[1] * kMillimetresPerInch <= (*vat_mm)[1] &&
                            size[2] * kMillimetresPerInch <= (*vat_mm)[2];
-  if (!(largest < 2) && !fits_larger) return;
+  if (!(largest < 2) && !fits_larger) return std::nullopt;
   Message message("UNITS-DOUBT", input.path,
                   fmt::format("the part is only {}", SizeInBoth(size, Units::kMillimetre)));
   if (largest >= 2) message.text += "; it would fit the vat 25.4 times larger";
@@ -488,7 +488,11 @@ void WarnOfUnits(Context& context, const InputMesh& input, const std::array<doub
   } else {
     message.Hint("is its unit right?");
   }
-  context.Warn(message);
+  return message.As(Severity::kWarning);
+}
+
+void WarnOfUnits(Context& context, const InputMesh& input, const std::array<double, 3>* vat_mm) {
+  if (const std::optional<Message> message = UnitsDoubt(input, vat_mm)) context.Warn(*message);
 }
 
 void ConvertUnits(InputMesh& input, Units wanted) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "context.h"
@@ -53,8 +54,10 @@ InputMesh ReadMesh(Context& context, const std::string& path, bool may_be_empty 
 /// Fails with exit 3 when a coordinate is infinite: nothing can be computed from such a mesh.
 void RequireFinite(const InputMesh& input);
 
-/// Warns with UNITS-DOUBT when the largest side is below 2 mm or the part would fit the vat (in mm; null: no
-/// vat) 25.4 times larger.
+/// UNITS-DOUBT when the largest side is below 2 mm or the part would fit the vat (in mm; null: no vat) 25.4
+/// times larger.
+std::optional<Message> UnitsDoubt(const InputMesh& input, const std::array<double, 3>* vat_mm);
+/// Warns of it.
 void WarnOfUnits(Context& context, const InputMesh& input, const std::array<double, 3>* vat_mm);
 
 /// Scales the mesh to the wanted unit and labels it so.

@@ -1,14 +1,18 @@
 #include "plate.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <map>
 #include <set>
 
+#include "check_mesh.h"
 #include "overlap.h"
 #include "progress.h"
 #include "sha256.h"
+#include "style_file.h"
 #include "trq/placement.h"
 
 namespace trqprep {
@@ -16,13 +20,6 @@ namespace {
 
 constexpr double kContactMillimetres = 0.001;
 constexpr std::size_t kLongestName = 200;  // leaves room for "-100.ctl" in a file name
-
-std::string Stem(const std::string& path) {
-  std::string name = path.substr(path.rfind('/') + 1);
-  const std::size_t dot = name.rfind('.');
-  if (dot != std::string::npos && dot > 0) name.resize(dot);
-  return name.substr(0, kLongestName);
-}
 
 // Equal names become name, name-2, ... in the order given; a name that is taken already is stepped over.
 void NameParts(std::vector<PlatePart>& parts) {
@@ -92,47 +89,16 @@ GridEval MakeGrid(const Plate& plate) {
                   static_cast<float>(plate.vat[2]), static_cast<int>(plate.job.rotations));
 }
 
-// By how much the part exceeds the vat along each axis in its best turn; all at most 0 when one turn fits.
-Point Excess(const Plate& plate, const PlatePart& part) {
-  Point best{};
-  double least = 1e300;
-  for (std::int64_t r = 0; r < plate.job.rotations; ++r) {
-    const Box box = BoxAfter(*part.input.mesh, TurnAboutZ(part.prepare, AngleOf(plate, r)));
-    const Point size = box.Size();
-    const Point over = {size[0] - plate.vat[0], size[1] - plate.vat[1], box.max[2] - plate.vat[2]};
-    const double worst = std::max(over[0], over[1]);
-    if (worst < least) {
-      least = worst;
-      best = over;
-    }
-  }
-  return best;
-}
-
 // Says why there is no placement.
 void Explain(Context& context, const Plate& plate) {
-  constexpr double kRounding = 1e-5;  // what single precision may add to the size of a part
-  const char* unit = UnitsName(plate.job.units);
   bool too_big = false;
   for (const PlatePart& part : plate.parts) {
-    const Point over = Excess(plate, part);
-    std::string by;
-    Json where{{"part", TextToJson(part.name)}, {"exceeds", Json::object()}};
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-      if (over[axis] <= kRounding) continue;
-      const std::string name(1, static_cast<char>('X' + axis));
-      by += fmt::format("{}{} {} in {}", by.empty() ? "" : ", ", Plain(over[axis], 3), unit, name);
-      where["exceeds"][name] = NumberToJson(over[axis]);
+    const Point over = VatExcess(*part.input.mesh, part.prepare, plate.vat, plate.job.rotations, true);
+    if (const std::optional<Message> message = TooBigForVat(part.request.path, part.name, over, plate.vat,
+                                                            plate.job.units, plate.job.rotations)) {
+      too_big = true;
+      context.Error(*message);
     }
-    if (by.empty()) continue;
-    too_big = true;
-    context.Error(
-        Message("TOO-BIG-FOR-VAT", part.request.path,
-                fmt::format("too large for the vat of {} x {} x {} {}: by {} (best of {} turns)",
-                            Plain(plate.vat[0], 3), Plain(plate.vat[1], 3), Plain(plate.vat[2], 3), unit, by,
-                            plate.job.rotations))
-            .At(where)
-            .Hint("lay it down with 'trqprep transform', or name a larger --vat; is its unit right?"));
   }
   if (too_big) return;
   // The most pieces that find a place, with one more finding none.
@@ -218,6 +184,17 @@ Json BoxToJson(const Box& box) {
 
 }  // namespace
 
+std::string Stem(const std::string& path) {
+  std::string name = path.substr(path.rfind('/') + 1);
+  const std::size_t dot = name.rfind('.');
+  if (dot != std::string::npos && dot > 0) name.resize(dot);
+  return name.substr(0, kLongestName);
+}
+
+std::string PieceName(const Plate& plate, const Piece& piece) {
+  return fmt::format("{}-{}", plate.parts[piece.part].name, piece.copy);
+}
+
 double ContactIn(Units units) { return kContactMillimetres * UnitsFactor(Units::kMillimetre, units); }
 
 Plate LoadPlate(Context& context, const Job& job) {
@@ -232,9 +209,15 @@ Plate LoadPlate(Context& context, const Job& job) {
                  0.3 * static_cast<double>(i) / static_cast<double>(job.parts.size()));
     PlatePart part;
     part.request = job.parts[i];
+    const std::size_t said = context.messages().size();
     part.input = ReadMesh(context, part.request.path);
     RequireFinite(part.input);
     WarnOfUnits(context, part.input, &vat_mm);
+    part.remarks.assign(context.messages().begin() + static_cast<std::ptrdiff_t>(said),
+                        context.messages().end());
+    const std::string side_file = SideFileOf(part.request.path);
+    struct stat status {};
+    if (stat(side_file.c_str(), &status) == 0) part.side_file = ReadStyleBytes(side_file);
     part.sha256 = Sha256OfFile(part.request.path);
     const double factor = UnitsFactor(part.input.units, job.units);
     const Matrix4 scaled = Matrix4::Scaling(factor, factor, factor);
@@ -285,14 +268,12 @@ bool PlacePieces(Context& context, Plate& plate) {
   return true;
 }
 
-bool CheckPieces(Context& context, Plate& plate) {
+std::vector<Message> CheckPieces(Plate& plate) {
   ShowProgress("checking", 0.6);
-  bool right = true;
+  std::vector<Message> findings;
   const double contact = ContactIn(plate.job.units);
   const char* unit = UnitsName(plate.job.units);
-  const auto name_of = [&](std::size_t i) {
-    return fmt::format("{}-{}", plate.parts[plate.pieces[i].part].name, plate.pieces[i].copy);
-  };
+  const auto name_of = [&](std::size_t i) { return PieceName(plate, plate.pieces[i]); };
   std::vector<PlacedShape> shapes;
   // One message a part and axis: copies reach out of the vat together.
   struct Outside {
@@ -317,7 +298,6 @@ bool CheckPieces(Context& context, Plate& plate) {
     }
   }
   for (const auto& [key, entry] : outside) {
-    right = false;
     const std::string axis(1, static_cast<char>('X' + key.second));
     const std::string what = entry.pieces == 1
                                  ? "piece " + entry.first + " reaches"
@@ -325,12 +305,12 @@ bool CheckPieces(Context& context, Plate& plate) {
     Message message("OUTSIDE-VAT", plate.parts[key.first].request.path,
                     fmt::format("{} {} {} out of the vat in {}", what, Plain(entry.by, 4), unit, axis));
     if (key.second == 2 && entry.below) message.Hint("--drop puts the lowest point of every part at Z = 0");
-    context.Error(message.At({{"piece", TextToJson(entry.first)}, {"pieces", entry.pieces}, {"axis", axis}}));
+    findings.push_back(
+        message.At({{"piece", TextToJson(entry.first)}, {"pieces", entry.pieces}, {"axis", axis}}));
   }
   const std::vector<Overlap> overlaps = FindOverlaps(shapes, contact);
   for (const Overlap& overlap : overlaps) {
-    right = false;
-    context.Error(
+    findings.push_back(
         Message("OVERLAP", "",
                 fmt::format("pieces {} and {} overlap seen from above, by at least {} {} near X {} Y {}",
                             name_of(overlap.first), name_of(overlap.second), Plain(overlap.depth, 4), unit,
@@ -343,7 +323,7 @@ bool CheckPieces(Context& context, Plate& plate) {
   }
   ShowProgress("measuring distances", 0.8);
   plate.smallest_distance = overlaps.empty() ? SmallestDistance(shapes) : 0;
-  return right;
+  return findings;
 }
 
 std::unique_ptr<CTL> PieceMesh(const Plate& plate, const Piece& piece) { return MakeMesh(plate, {&piece}); }

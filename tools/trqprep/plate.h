@@ -17,8 +17,10 @@ struct PlatePart {
   PartRequest request;
   std::string name;  ///< the file's stem, numbered where two are equal
   std::string sha256;
-  InputMesh input;  ///< untouched, in the file's own unit
-  Matrix4 prepare;  ///< unit, asked-for turn, to minimum X = Y = 0, Z kept or dropped
+  InputMesh input;                       ///< untouched, in the file's own unit
+  std::optional<std::string> side_file;  ///< text of its vents-and-drains side file
+  std::vector<Message> remarks;          ///< what was said while it was read
+  Matrix4 prepare;                       ///< unit, asked-for turn, to minimum X = Y = 0, Z kept or dropped
 };
 
 struct Piece {
@@ -51,8 +53,13 @@ Plate LoadPlate(Context& context, const Job& job);
 bool PlacePieces(Context& context, Plate& plate);
 
 /// Checks on the placed meshes that every vertex lies inside the vat and that no two pieces overlap seen from
-/// above. False, after messages, when not: the command then ends with exit 1.
-bool CheckPieces(Context& context, Plate& plate);
+/// above: OUTSIDE-VAT and OVERLAP, all errors. Measures the smallest distance.
+std::vector<Message> CheckPieces(Plate& plate);
+
+/// "gear-2"
+std::string PieceName(const Plate& plate, const Piece& piece);
+/// The last part of a path without its ending.
+std::string Stem(const std::string& path);
 
 /// How far pieces may reach into each other or out of the vat: a contact, in `units`.
 double ContactIn(Units units);

@@ -1,0 +1,216 @@
+"""check and explain: for every rule of parts and styles a file that breaks it and one that keeps it."""
+import unittest
+
+from style_files import *
+from support import *
+
+
+def turned(facets):
+    return [(a, c, b) for a, b, c in facets]
+
+
+BOX = box_facets((100, 100, 100))
+HOLLOW = BOX + turned(box_facets((50, 50, 50), (25, 25, 25)))
+
+
+class CheckTest(ToolTest):
+    def finds(self, code, name, data, *more, exit=DONE):
+        """The messages of that code."""
+        self.write(name, data)
+        result = self.run_tool("check", name, *more, "--json")
+        self.assertEqual(result.exit, exit, result.err)
+        found = [m for m in result.document()["messages"] if m["code"] == code]
+        self.assertTrue(found, result.err)
+        self.assertEqual({m["severity"] for m in found}, {"error" if exit == NO else "warning"})
+        self.assertEqual({m["file"] for m in found}, {name})
+        self.assertTrue(all(m["hint"] for m in found), found)
+        return found
+
+    def finds_nothing(self, name, data, *more):
+        self.write(name, data)
+        result = self.good("check", name, *more, "--json")
+        self.assertEqual(result.codes(), [])
+        return result.document()["data"]
+
+
+class Parts(CheckTest):
+    def test_a_sound_part(self):
+        data = self.finds_nothing("a.stl", binary_stl(BOX))
+        self.assertEqual(data, {"files": [{"file": "a.stl", "type": "stl", "errors": 0, "warnings": 0}], "errors": 0,
+                                "warnings": 0})
+
+    def test_stl_short(self):
+        self.finds("STL-SHORT", "a.stl", binary_stl(BOX, announced=20), exit=NO)
+
+    def test_stl_empty(self):
+        self.finds("STL-EMPTY", "a.stl", b"", exit=NO)
+
+    def test_units_doubt(self):
+        self.finds("UNITS-DOUBT", "a.stl", binary_stl(box_facets((1.9, 1, 1))))
+        # Whether 9.9 would fit 25.4 times larger depends on the vat.
+        self.finds("UNITS-DOUBT", "a.stl", binary_stl(box_facets((9.8, 9.8, 9.8))))
+        self.finds_nothing("a.stl", binary_stl(box_facets((9.8, 9.8, 9.8))), "--vat", "200x250x250mm")
+
+    def test_open_edges(self):
+        message, = self.finds("OPEN-EDGES", "a.stl", binary_stl(BOX[1:]))
+        self.assertEqual(message["where"]["edges"], 3)
+
+    def test_non_manifold(self):
+        # The two boxes share one upright edge: four facets stand on it.
+        message, = self.finds("NON-MANIFOLD", "a.stl", binary_stl(BOX + box_facets((50, 50, 100), (100, 100, 0))))
+        self.assertEqual(message["where"]["edges"], 1)
+        # A turned facet has three edges in common with others that wind the other way.
+        message, = self.finds("NON-MANIFOLD", "a.stl", binary_stl(turned(BOX[:1]) + BOX[1:]))
+        self.assertEqual(message["where"]["edges"], 3)
+
+    def test_inverted(self):
+        self.finds("INVERTED", "a.stl", binary_stl(turned(BOX)))
+        # A cavity faces inward rightly.
+        self.write("b.stl", binary_stl(HOLLOW))
+        self.assertEqual(self.good("check", "b.stl", "--json").codes(), ["SEALED-VOID"])
+
+    def test_degenerate(self):
+        line = ((0.0, 0.0, 0.0), (100.0, 0.0, 0.0), (50.0, 0.0, 0.0))
+        message, = self.finds("DEGENERATE", "a.stl", binary_stl(BOX + [line]))
+        self.assertEqual(message["where"]["facets"], 1)
+
+    def test_too_big_for_the_vat(self):
+        message, = self.finds("TOO-BIG-FOR-VAT", "a.stl", binary_stl(box_facets((300, 290, 100))), exit=NO)
+        self.assertEqual(message["where"]["exceeds"], {"X": 50, "Y": 40})
+        self.finds_nothing("a.stl", binary_stl(box_facets((250, 100, 100))))
+        # 260 x 100 fits 250 x 270 after a quarter turn; height counts from the part's own bottom.
+        self.finds_nothing("a.stl", binary_stl(box_facets((260, 100, 200), (0, 0, 100))), "--vat", "250x270x250mm")
+
+    def test_sealed_void(self):
+        message, = self.finds("SEALED-VOID", "a.stl", binary_stl(HOLLOW))
+        self.assertEqual(message["where"]["middle"], [50, 50, 50])
+        self.assertIn("a vent and a drain", message["text"])
+        self.write("a.V_D", "50 50 100  0 0 1  2\n")
+        message, = self.finds("SEALED-VOID", "a.stl", binary_stl(HOLLOW))
+        self.assertIn("lacks a drain", message["text"])
+        self.write("a.V_D", "50 50 100  0 0 1  2\n50 50 0  0 0 -1  2\n")
+        self.finds_nothing("a.stl", binary_stl(HOLLOW))
+        # Beside the cavity they are of no use to it.
+        self.write("a.V_D", "5 5 100  0 0 1  2\n5 5 0  0 0 -1  2\n")
+        self.finds("SEALED-VOID", "a.stl", binary_stl(HOLLOW))
+
+    def test_vd_stale(self):
+        self.write("a.V_D", "50 50 100  0 0 1  2\n50 50 100.2  0 0 1  2\nno point\n")
+        message, = self.finds("VD-STALE", "a.stl", binary_stl(BOX))
+        self.assertEqual(message["where"], {"point": 2})
+        self.write("a.V_D", "50 50 100.05  0 0 1  2\n")
+        self.finds_nothing("a.stl", binary_stl(BOX))
+
+
+class Styles(CheckTest):
+    def test_a_sound_style_of_either_kind(self):
+        self.assertEqual(self.finds_nothing("a.sty", build_style())["files"][0]["type"], "style")
+        self.assertEqual(self.finds_nothing("a.rcs", recoat_style(sweeps=2))["files"][0]["type"], "recoat")
+
+    def test_style_crc(self):
+        damaged = bytearray(build_style())
+        damaged[500] ^= 1
+        self.finds("STYLE-CRC", "a.sty", bytes(damaged), exit=NO)
+        self.finds("STYLE-CRC", "a.sty", build_style()[:-10], exit=NO)
+        damaged = bytearray(recoat_style())
+        damaged[-1] ^= 1
+        self.finds("STYLE-CRC", "a.rcs", bytes(damaged), exit=NO)
+
+    def test_style_range(self):
+        # Powers may be 50 to 1200.
+        message, = self.finds("STYLE-RANGE", "a.sty", build_style(Layer_Border_Power=1201))
+        self.assertEqual(message["where"], {"parameter": "Layer Border Power", "value": 1201})
+        self.finds_nothing("a.sty", build_style(Layer_Border_Power=1200))
+        self.finds_nothing("a.sty", build_style(Layer_Border_Power=50))
+        self.finds("STYLE-RANGE", "a.sty", build_style(Layer_Border_Power=49))
+
+    def test_style_range_by_allowed_values(self):
+        def allow(values, value):
+            def change(records):
+                record = records["Stagger"]
+                record.allowed, record.value, record.minimum, record.maximum = values, value, 0, 9
+            return build_style_with(change)
+        self.finds("STYLE-RANGE", "a.sty", allow([1, 3], 2))
+        self.finds_nothing("a.sty", allow([1, 3], 3))
+        self.finds_nothing("a.sty", allow([1], 2))  # one value alone does not bind
+
+    def test_style_units_mix(self):
+        self.finds("STYLE-UNITS-MIX", "a.sty", build_style(0.004))
+        self.finds_nothing("a.sty", build_style(0.004), "--units", "in")
+        self.finds("STYLE-UNITS-MIX", "a.sty", build_style(0.1), "--units", "in")
+        self.finds_nothing("a.sty", build_style(0))
+        self.finds("STYLE-UNITS-MIX", "a.rcs", recoat_style(units="in"))
+        self.finds_nothing("a.rcs", recoat_style(units="in"), "--units", "in")
+        self.finds("STYLE-UNITS-MIX", "a.rcs", recoat_style(units="mm"), "--units", "in")
+
+    def test_machine_mismatch(self):
+        self.finds("MACHINE-MISMATCH", "a.sty", build_style(machine=6), "--machine", "Mirra")
+        self.finds("MACHINE-MISMATCH", "a.rcs", recoat_style(machine=6), "--machine", "Mirra")
+        self.finds_nothing("a.sty", build_style(machine=7), "--machine", "Mirra")
+        self.finds_nothing("a.sty", build_style(machine=7))  # no machine to compare with
+        # A 206 build style carries no machine, a 206 recoat style does.
+        self.finds_nothing("a.sty", build_style(machine=6, layout="206"), "--machine", "Mirra")
+        self.finds("MACHINE-MISMATCH", "a.rcs", recoat_style(machine=6, layout="206"), "--machine", "Mirra")
+
+    def test_sweep_count(self):
+        def value(number):
+            def change(records):
+                records["Num Sweeps"].value = number
+            return change
+        message, = self.finds("SWEEP-COUNT", "a.rcs", recoat_style(sweeps=2, change=value(3)), exit=NO)
+        self.assertEqual(message["where"], {"parameter": "Num Sweeps", "list": "sweeps"})
+        self.finds("SWEEP-COUNT", "a.rcs", recoat_style(change=value(1)), exit=NO)
+        self.finds_nothing("a.rcs", recoat_style(change=value(0)))
+        self.finds_nothing("a.rcs", recoat_style(sweeps=2, change=value(2)))
+
+
+class Folders(CheckTest):
+    def test_everything_is_listed(self):
+        self.path("in/deep").mkdir(parents=True)
+        self.path("in/.trqprep-abc").mkdir()
+        self.write("in/good.stl", binary_stl(BOX))
+        self.write("in/deep/open.stl", binary_stl(BOX[1:]))
+        self.write("in/short.stl", binary_stl(BOX, announced=20))
+        self.write("in/.trqprep-abc/open.stl", binary_stl(BOX[1:]))
+        self.write("in/a.sty", build_style(Layer_Border_Power=1201))
+        self.write("in/notes.txt", "nothing to check")
+        result = self.fails(NO, "check", "in", "--json")
+        self.assertEqual(result.codes(), ["STYLE-RANGE", "OPEN-EDGES", "STL-SHORT"])
+        data = result.document()["data"]
+        self.assertEqual([f["file"] for f in data["files"]],
+                         ["in/a.sty", "in/deep/open.stl", "in/good.stl", "in/short.stl"])
+        self.assertEqual((data["errors"], data["warnings"]), (1, 2))
+
+    def test_a_file_that_is_no_part_and_no_style(self):
+        self.write("notes.txt", "nothing to check")
+        self.assertEqual(self.fails(INPUT, "check", "notes.txt", "--json").codes(), ["INPUT-UNKNOWN"])
+        self.assertEqual(self.fails(INPUT, "check", "missing.stl", "--json").codes(), ["INPUT-MISSING"])
+
+
+class Explain(ToolTest):
+    CODES = ["STL-SHORT", "STL-EMPTY", "UNITS-DOUBT", "OPEN-EDGES", "NON-MANIFOLD", "INVERTED", "DEGENERATE",
+             "TOO-BIG-FOR-VAT", "OVERLAP", "NO-STYLE", "Z-GAP", "Z-OVERLAP", "STYLE-CRC", "STYLE-RANGE",
+             "STYLE-UNITS-MIX", "MACHINE-MISMATCH", "LAYER-MISMATCH", "SWEEP-COUNT", "SEALED-VOID", "VD-STALE"]
+    ERRORS = {"STL-SHORT", "STL-EMPTY", "TOO-BIG-FOR-VAT", "OVERLAP", "Z-GAP", "Z-OVERLAP", "STYLE-CRC", "SWEEP-COUNT"}
+
+    def test_all_rules(self):
+        rules = self.json_of("explain")["rules"]
+        self.assertEqual(sorted(r["code"] for r in rules), sorted(self.CODES))
+        self.assertEqual({r["code"] for r in rules if r["severity"] == "error"}, self.ERRORS)
+
+    def test_one_rule_in_any_case(self):
+        text = self.good("explain", "open-edges").out.decode()
+        self.assertTrue(text.startswith("OPEN-EDGES (warning): "))
+        self.assertTrue(all(len(line) <= 82 for line in text.splitlines()[1:]), text)
+
+    def test_an_unknown_code(self):
+        self.assertIn("OPEN-EDGES", self.fails(USAGE, "explain", "OPEN-EDGE").err)
+
+    def test_the_table_of_messages_knows_every_rule(self):
+        table = (SOURCE / "docs" / "error-codes.md").read_text()
+        for code in self.CODES:
+            self.assertTrue(f"| `{code}` |" in table, code)
+
+
+if __name__ == "__main__":
+    unittest.main()

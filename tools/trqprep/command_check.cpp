@@ -1,0 +1,229 @@
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "build_folder.h"
+#include "check_mesh.h"
+#include "check_rules.h"
+#include "check_styles.h"
+#include "command.h"
+#include "file_kinds.h"
+#include "progress.h"
+#include "suggestions.h"
+#include "verify_folder.h"
+
+namespace trqprep {
+namespace {
+
+constexpr std::int64_t kTurns = 24;
+
+struct Options {
+  std::vector<std::string> paths;
+  std::array<Length, 3> vat{Length{250, Units::kMillimetre}, Length{250, Units::kMillimetre},
+                            Length{250, Units::kMillimetre}};
+  std::string machine;
+};
+
+bool IsFolder(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// The regular files below a folder, in the order of their names. What the tool has under way is passed over.
+void ListFiles(const std::string& folder, std::vector<std::string>& files) {
+  DIR* stream = opendir(folder.c_str());
+  if (!stream) Fail(ExitCode::kInput, Message("INPUT-UNREADABLE", folder, SystemText(errno)));
+  std::vector<std::string> names;
+  while (const dirent* entry = readdir(stream)) names.emplace_back(entry->d_name);
+  closedir(stream);
+  std::sort(names.begin(), names.end());
+  for (const std::string& name : names) {
+    if (name == "." || name == ".." || name.rfind(".trqprep-", 0) == 0) continue;
+    const std::string path = folder + (folder.back() == '/' ? "" : "/") + name;
+    struct stat status {};
+    if (lstat(path.c_str(), &status) != 0) continue;
+    if (S_ISDIR(status.st_mode)) ListFiles(path, files);
+    if (S_ISREG(status.st_mode)) files.push_back(path);
+  }
+}
+
+struct Totals {
+  std::int64_t errors = 0;
+  std::int64_t warnings = 0;
+  bool unreadable = false;  ///< a file that was named could not be looked at
+};
+
+bool IsBuild(const std::string& folder) {
+  struct stat status {};
+  return stat((folder + "/" + kBuildJson).c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+class Checker {
+ public:
+  Checker(Context& context, const Options& options, Totals& totals) : context_(context), totals_(totals) {
+    for (std::size_t i = 0; i < 3; ++i) {
+      vat_mm_[i] = options.vat[i].In(Units::kMillimetre, context.units());
+    }
+    surroundings_.units = context.units();
+    if (options.machine.empty()) return;
+    surroundings_.machine = FindMachineByName(options.machine);
+    if (!surroundings_.machine) {
+      Fail(ExitCode::kUsage, Message("MACHINE-UNKNOWN", "", "there is no machine '" + options.machine + "'")
+                                 .Hint(DidYouMean(options.machine, MachineNames())));
+    }
+  }
+
+  // Checks one file. `named`: the command line names it, so that a kind that is not checked is an error.
+  void CheckFile(const std::string& path, bool named) {
+    const std::size_t before = context_.messages().size();
+    std::string entry_type;
+    try {
+      const FileHead head = ReadFileHead(path);
+      const FileKind* kind = KindOf(head);
+      const std::string type = kind ? kind->name : "";
+      if (type == "stl" || type == "ctl") {
+        entry_type = type;
+        CheckPart(path);
+      } else if (ExamineStyleHead(head.head) && CheckStyleFile(path)) {
+        entry_type = type.empty() ? "style" : type;
+      } else if (named) {
+        Fail(ExitCode::kInput, Message("INPUT-UNKNOWN", path, "is neither a mesh nor a style")
+                                   .Hint("'trqprep info' tells what a file holds"));
+      }
+    } catch (const Failure& failure) {
+      context_.Say(failure.message);
+      // What a rule speaks of is an answer; anything else kept the file from being looked at.
+      if (!FindCheckRule(failure.message.code)) totals_.unreadable = true;
+    }
+    if (entry_type.empty() && !named) return;
+    Count(path, entry_type, before);
+  }
+
+  // Checks a build folder: its parts and styles in the build's own surroundings, its stacks and its pieces.
+  void CheckBuild(const std::string& folder) {
+    const Json document = ReadBuildDocument(folder);
+    const Json units = document.value("units", Json()), machine = document.value("machine_type", Json());
+    const Json vat = document.value("vat", Json());
+    if (units.is_string())
+      surroundings_.units = UnitsFromName(units.get<std::string>()).value_or(context_.units());
+    context_.options.units = UnitsName(surroundings_.units);
+    if (machine.is_number_integer()) surroundings_.machine = machine.get<int>();
+    for (std::size_t i = 0; i < 3 && vat.is_array() && vat.size() == 3; ++i) {
+      if (vat[i].is_number()) {
+        vat_mm_[i] = vat[i].get<double>() * UnitsFactor(surroundings_.units, Units::kMillimetre);
+      }
+    }
+    for (const char* part : {kPartFolder, kStyleFolder}) {
+      std::vector<std::string> files;
+      if (IsFolder(folder + "/" + part)) ListFiles(folder + "/" + part, files);
+      for (const std::string& file : files) CheckFile(file, false);
+    }
+    const std::size_t before = context_.messages().size();
+    SayAll(CheckDescribedStacks(folder, document));
+    for (const Message& finding : VerifyPieces(context_, folder, document)) {
+      if (FindCheckRule(finding.code)) context_.Say(finding);
+    }
+    Count(folder, "build", before);
+  }
+
+ private:
+  // Counts what was said about a file, and lists the file.
+  void Count(const std::string& path, const std::string& type, std::size_t before) {
+    std::int64_t errors = 0, warnings = 0;
+    for (std::size_t i = before; i < context_.messages().size(); ++i) {
+      if (context_.messages()[i].severity == Severity::kError) ++errors;
+      if (context_.messages()[i].severity == Severity::kWarning) ++warnings;
+    }
+    context_.data["files"].push_back({{"file", TextToJson(path)},
+                                      {"type", type.empty() ? Json(nullptr) : Json(type)},
+                                      {"errors", errors},
+                                      {"warnings", warnings}});
+    context_.Print(
+        "{}: {}\n", OneLine(path),
+        errors + warnings == 0 ? "nothing found" : fmt::format("errors {}, warnings {}", errors, warnings));
+    totals_.errors += errors;
+    totals_.warnings += warnings;
+  }
+
+  void SayAll(const std::vector<Message>& findings) {
+    for (const Message& finding : findings) context_.Say(finding);
+  }
+
+  void CheckPart(const std::string& path) {
+    const InputMesh input = ReadMesh(context_, path);
+    RequireFinite(input);
+    WarnOfUnits(context_, input, &vat_mm_);
+    const double factor = UnitsFactor(input.units, Units::kMillimetre);
+    const Point excess =
+        VatExcess(*input.mesh, Matrix4::Scaling(factor, factor, factor), vat_mm_, kTurns, false);
+    if (const auto message = TooBigForVat(path, path, excess, vat_mm_, Units::kMillimetre, kTurns)) {
+      context_.Say(*message);
+    }
+    SayAll(CheckMesh(input, ReadVentsIfThere(context_, SideFileOf(path)).value_or(VentsFile())));
+  }
+
+  bool CheckStyleFile(const std::string& path) {
+    const std::optional<StyleFile> file = ExamineStyle(path, ReadStyleBytes(path), std::nullopt);
+    if (!file) return false;
+    SayAll(CheckStyle(*file, surroundings_));
+    return true;
+  }
+
+  Context& context_;
+  std::array<double, 3> vat_mm_{};
+  StyleSurroundings surroundings_;
+  Totals& totals_;
+};
+
+ExitCode Run(Context& context, const Options& options) {
+  Totals totals;
+  context.data["files"] = Json::array();
+  for (std::string path : options.paths) {
+    Checker checker(context, options, totals);
+    if (!IsFolder(path)) {
+      checker.CheckFile(path, true);
+      continue;
+    }
+    while (path.size() > 1 && path.back() == '/') path.pop_back();
+    if (IsBuild(path)) {
+      const std::string units = context.options.units;
+      checker.CheckBuild(path);
+      context.options.units = units;
+      continue;
+    }
+    std::vector<std::string> files;
+    ListFiles(path, files);
+    for (const std::string& file : files) {
+      ShowProgress("checking " + file, 0);
+      checker.CheckFile(file, false);
+    }
+  }
+  context.data["errors"] = totals.errors;
+  context.data["warnings"] = totals.warnings;
+  if (totals.unreadable) return ExitCode::kInput;
+  return totals.errors > 0 ? ExitCode::kNo : ExitCode::kDone;
+}
+
+void Add(CommandTree& tree) {
+  auto options = std::make_shared<Options>();
+  Command& command = tree.Add("check", "Look for what would spoil a build");
+  command.details =
+      "Tests parts (with their vents-and-drains side files) and style files against the rules that 'trqprep "
+      "build' applies, and lists everything that it finds. Of a folder every mesh and style file is tested. "
+      "Ends "
+      "with 1 when an error is among the findings; 'trqprep explain CODE' tells more about one.";
+  command.Arguments("FILE", options->paths, "Meshes and style files, or folders of them");
+  command.VatOption(options->vat);
+  command.TextOption("--machine", options->machine, "NAME", "Machine that the styles are to be for");
+  command.ReadsMeshes();
+  command.examples = {"trqprep check bracket.stl",
+                      "trqprep check bracket.stl spur_gear.stl --units mm --json"};
+  command.run = [options](Context& context) { return Run(context, *options); };
+}
+
+const CommandRegistration kRegistration(30, Add);
+
+}  // namespace
+}  // namespace trqprep

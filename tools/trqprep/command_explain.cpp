@@ -1,0 +1,77 @@
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cctype>
+
+#include "check_rules.h"
+#include "command.h"
+#include "suggestions.h"
+
+namespace trqprep {
+namespace {
+
+constexpr std::size_t kLineLength = 80;
+
+// The text in lines of at most kLineLength columns, each after two blanks.
+std::string Wrapped(const std::string& text) {
+  std::string lines;
+  std::size_t column = 0;
+  for (const std::string& word : Split(text, ' ')) {
+    if (word.empty()) continue;
+    const bool fits = column > 0 && column + 1 + word.size() <= kLineLength;
+    lines += fits ? " " : column == 0 ? "  " : "\n  ";
+    column = (fits ? column + 1 : 2) + word.size();
+    lines += word;
+  }
+  return lines + "\n";
+}
+
+Json RuleToJson(const CheckRule& rule) {
+  return {{"code", rule.code},
+          {"severity", SeverityName(rule.severity)},
+          {"title", rule.title},
+          {"story", rule.story}};
+}
+
+ExitCode Run(Context& context, const std::vector<std::string>& codes) {
+  context.data["rules"] = Json::array();
+  if (codes.empty()) {
+    for (const CheckRule& rule : CheckRules()) {
+      context.Print("{:<16}  {:<7}  {}\n", rule.code, SeverityName(rule.severity), rule.title);
+      context.data["rules"].push_back(RuleToJson(rule));
+    }
+    return ExitCode::kDone;
+  }
+  std::vector<std::string> known;
+  for (const CheckRule& rule : CheckRules()) known.push_back(rule.code);
+  for (const std::string& given : codes) {
+    std::string code = given;
+    for (char& c : code) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    const CheckRule* rule = FindCheckRule(code);
+    if (!rule) {
+      Fail(ExitCode::kUsage,
+           Message("USAGE", "", fmt::format("there is no rule '{}'", given)).Hint(DidYouMean(code, known)));
+    }
+    context.Print("{} ({}): {}\n{}", rule->code, SeverityName(rule->severity), rule->title,
+                  Wrapped(rule->story));
+    context.data["rules"].push_back(RuleToJson(*rule));
+  }
+  return ExitCode::kDone;
+}
+
+void Add(CommandTree& tree) {
+  auto codes = std::make_shared<std::vector<std::string>>();
+  Command& command = tree.Add("explain", "Tell the long story of a check's code");
+  command.details =
+      "Says what a finding of 'trqprep check' means, how it is measured and what to do. Without a code all "
+      "are "
+      "listed.";
+  command.Arguments("CODE", *codes, "Codes such as OPEN-EDGES", false)->type_name("CODE");
+  command.examples = {"trqprep explain OPEN-EDGES", "trqprep explain --json"};
+  command.run = [codes](Context& context) { return Run(context, *codes); };
+}
+
+const CommandRegistration kRegistration(31, Add);
+
+}  // namespace
+}  // namespace trqprep
