@@ -155,7 +155,7 @@ class OutputFolders(ToolTest):
         self.write("out/old", "x")
         self.assertEqual(self.build("out/", "--force").exit, DONE)
         self.assertEqual(sorted(p.name for p in self.path("out").iterdir()),
-                         ["build.json", "meshes", "plate.stl", "plate.svg"])
+                         ["build.json", "build.toml", "checks.json", "meshes", "parts", "plate.stl", "plate.svg"])
         self.assertEqual(self.listing(), ["box.stl", "out"])
 
     def test_a_file_is_never_replaced_by_a_folder(self):

@@ -316,7 +316,7 @@ class UnusualNames(ToolTest):
         (self.path("x").parent / os.fsdecode(self.NAME)).write_bytes(binary_stl(box_facets()))
         self.good("build", self.NAME, "-o", "out")
         document = json.loads((self.folder / "out/build.json").read_bytes().decode("utf-8"))
-        self.assertEqual(document["inputs"][0]["file"], {"bytes": self.NAME.hex()})
+        self.assertEqual(document["inputs"][0]["file"], {"bytes": (b"parts/" + self.NAME).hex()})
         self.assertEqual(os.listdir(os.fsencode(self.folder / "out/meshes")), [b"na\xefve\xff-1.ctl"])
         (self.folder / "out/plate.svg").read_bytes().decode("utf-8")
 
