@@ -1,5 +1,4 @@
 /// Vents-and-drains side files: any text is rewritten, and what was rewritten settles.
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -9,20 +8,6 @@
 
 namespace {
 
-/// Side files are renamed while they are rewritten, so they need a folder.
-struct Folder {
-  Folder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "trq-fuzz-XXXXXX").string();
-    if (!::mkdtemp(pattern.data())) std::exit(77);
-    path = pattern;
-  }
-  ~Folder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path, ignored);
-  }
-  std::filesystem::path path;
-};
-
 std::string Read(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
@@ -31,21 +16,21 @@ std::string Read(const std::filesystem::path& path) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const Folder folder;
+  static const fuzz::ScratchFolder folder;  // side files are renamed while they are rewritten
   fuzz::Silence();
-  const std::filesystem::path side_file = folder.path / "part.V_D";
+  const std::filesystem::path side_file = folder.path() / "part.V_D";
   {
     std::ofstream file(side_file, std::ios::binary);
     file.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
   }
   MODEL model;
-  model.ComponentInfo.text = (folder.path / "part.stl").string();
+  model.ComponentInfo.text = (folder.path() / "part.stl").string();
   fuzz::Demand(model.TranslateVDFile(0, 0, 0) == 1, "a side file cannot be rewritten");
   const std::string first = Read(side_file);
   fuzz::Demand(model.TranslateVDFile(0, 0, 0) == 1, "a rewritten side file cannot be rewritten");
   fuzz::Demand(Read(side_file) == first, "side files differ after the first turn");
   model.MoveVDFileLast(size % 2);
   model.InvMoveVDFileLast(size % 2);
-  fuzz::Demand(model.CopyVDFileFrom((folder.path / "part.ctl").string(), 1, 2, 3) == 1, "cannot be copied");
+  fuzz::Demand(model.CopyVDFileFrom((folder.path() / "part.ctl").string(), 1, 2, 3) == 1, "cannot be copied");
   return 0;
 }

@@ -1,5 +1,6 @@
 #include "fuzz/fuzz_support.h"
 
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -32,6 +33,17 @@ std::string MemoryFile::Bytes() const {
   return bytes;
 }
 
+ScratchFolder::ScratchFolder() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "trq-fuzz-XXXXXX").string();
+  if (!::mkdtemp(pattern.data())) std::exit(77);
+  path_ = pattern;
+}
+
+ScratchFolder::~ScratchFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
 Stream StreamOf(const uint8_t* data, std::size_t size, bool known_length) {
   if (known_length || size == 0) {
     const MemoryFile file(data, size);
@@ -47,6 +59,22 @@ void Silence() {
       },
       nullptr);
 }
+
+namespace {
+
+/// The reports and files that the mesh writes under fixed names in the current folder.
+void WriteFixedNames(CTL& mesh) {
+  static const ScratchFolder scratch;
+  static const int home = ::open(".", O_RDONLY | O_DIRECTORY);
+  if (home < 0 || ::chdir(scratch.path().c_str()) != 0) std::exit(77);
+  mesh.dumpctl();
+  mesh.dumpshell();
+  mesh.SaveCTLandShellAsSTL();
+  mesh.ShiftTrianglesInZForZComp(0.5f, 0);
+  if (::fchdir(home) != 0) std::exit(77);
+}
+
+}  // namespace
 
 bool Settles(const CTL& mesh) {
   if (mesh.num_vertices() < 3) return false;
@@ -92,6 +120,7 @@ void UseMesh(CTL& mesh) {
     shell.offset_limit = 1;
     shell.validate_offsets = 1;
     shell.offset_ctl();
+    WriteFixedNames(shell);
     shell.MergeShellAndCTLintoCTL();
     shell.Calculate_normals();
   }
@@ -121,6 +150,26 @@ void DemandCtlSettles(CTL& mesh) {
     from = &read[turn];
   }
   Demand(files[1] == files[2], "CTL files differ after the first turn");
+}
+
+void DemandStlSettles(CTL& mesh, int (*save)(CTL&, const char* path)) {
+  if (!Settles(mesh)) return;
+  std::string files[3];
+  CTL read[2];
+  CTL* from = &mesh;
+  for (int turn = 0; turn < 3; ++turn) {
+    const MemoryFile file;
+    Demand(save(*from, file.path()) == 0, "a mesh that was read cannot be written as STL");
+    files[turn] = file.Bytes();
+    if (turn == 2) break;
+    const Stream stream(std::fopen(file.path(), "rb"));
+    int accept_partial = 0;
+    const int code = read[turn].LoadSTLFile(stream.get(), units::kMillimetre, &accept_partial, 0, 1e-4f, 0);
+    if (turn == 0 && code == stl_import::kNotBuilt) return;
+    Demand(code == 0, "a written STL file cannot be read");
+    from = &read[turn];
+  }
+  Demand(files[1] == files[2], "STL files differ after the first turn");
 }
 
 }  // namespace fuzz

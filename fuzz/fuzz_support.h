@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -38,6 +39,19 @@ class MemoryFile {
   std::string path_;
 };
 
+/// A folder of its own, for what is written under fixed names; gone with the program. TMPDIR decides where.
+class ScratchFolder {
+ public:
+  ScratchFolder();
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
+  ~ScratchFolder();
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
 struct CloseFuzzStream {
   void operator()(std::FILE* f) const { std::fclose(f); }
 };
@@ -55,6 +69,8 @@ void UseMesh(CTL& mesh);
 bool Settles(const CTL& mesh);
 /// Writes the mesh, reads that, writes again, and so on: the second and third files must be the same.
 void DemandCtlSettles(CTL& mesh);
+/// The same through STL files; `save` writes one. A first reading may refuse what merges no corners.
+void DemandStlSettles(CTL& mesh, int (*save)(CTL&, const char* path));
 
 }  // namespace fuzz
 
