@@ -26,7 +26,7 @@ build "Fine 0.05 mm" Fine.sty TRQ-E7 0.05 0.2 0.18 0.22 0.1
 build "Standard 0.1 mm" Standard.sty Mirra 0.1 0.26 0.23 0.27 0.15
 
 file=$folder/ThreeSweeps.rcs
-"$tool" recoat new --machine TRQ-E7 --name "Three sweeps" --units mm -o "$file" --force
+"$tool" recoat new --machine TRQ-E7 --name "Three sweeps" --units mm --layer-thickness 0.05 -o "$file" --force
 "$tool" recoat set "$file" 'End Z=600' '*Velocity=5' '*Acceleration=20' 'Z Dip Distance=8' '*ZDipDistance=12' \
   '*DipDelay=1' 'Z Wait=10' '*ZWait=15' 'Number Of Secondary=1'
 "$tool" recoat sweeps "$file" --add gap=150,velocity=40 --add gap=120,velocity=60 --add gap=100,velocity=60

@@ -223,6 +223,19 @@ class Checks(BuildTest):
         self.stops("STYLE-CRC", "box.stl", "--style", "Bad.sty")
         self.assertEqual(self.codes("box.stl", "--style", "Default.sty"), [])
 
+    def test_a_damaged_style_is_remembered_when_the_folder_is_built_again(self):
+        damaged = bytearray(build_style())
+        damaged[-1] ^= 1
+        self.write("Bad.sty", bytes(damaged))
+        self.good("build", "box.stl", "--style", "Bad.sty", "--style", "Bad.sty@0:5", "--force-checks", "-o", "out")
+        self.good("build", "out/build.toml", "-o", "again")
+        self.assertEqual(self.files_of(self.path("again")), self.files_of(self.path("out")))
+        # It is an error as before, which only forced checks pass.
+        text = self.path("out/build.toml").read_text()
+        self.assertEqual(text.count("damage = "), 2)
+        self.write("out/build.toml", text.replace("force_checks = true\n", ""))
+        self.assertIn("STYLE-CRC", self.fails(NO, "build", "out/build.toml", "-o", "third", "--json").codes())
+
     def test_sweep_count(self):
         def change(records):
             records["Num Sweeps"].value = 3
@@ -350,6 +363,65 @@ class JobFiles(BuildTest):
         self.good("build", "job.toml", "--force-checks", "-o", "out")
         self.write("empty.toml", "seed = 1\n")
         self.assertEqual(self.fails(INPUT, "build", "empty.toml", "-o", "out2", "--json").codes(), ["JOB-FILE"])
+
+
+class CheckedJobs(BuildTest):
+    """check JOB: what the build would say, before anything is built."""
+    JOB = 'vat = "200x200x100mm"\nmachine = "TRQ-E7"\n[[part]]\nfile = "box.stl"\n'
+
+    def check(self, text, exit=DONE):
+        self.path("jobs").mkdir(exist_ok=True)
+        self.write("jobs/one.toml", text.replace('file = "', 'file = "../'))
+        before = self.files_of(self.folder)
+        result = self.run_tool("check", "jobs/one.toml", "--json")
+        self.assertEqual(result.exit, exit, result.err)
+        self.assertEqual(self.files_of(self.folder), before)  # nothing is written
+        return result
+
+    def style(self, file, *band):
+        return '[[style]]\nfile = "%s"\n' % file + ("band = [%g, %g]\n" % band if band else "")
+
+    def test_a_sound_job(self):
+        result = self.check(self.JOB + self.style("Default.sty"))
+        self.assertEqual(result.codes(), [])
+        self.assertEqual([(f["file"], f["type"]) for f in result.document()["data"]["files"]],
+                         [("jobs/../box.stl", "stl"), ("jobs/../Default.sty", "style"), ("jobs/one.toml", "job")])
+
+    def test_stacks(self):
+        result = self.check(self.JOB + self.style("Default.sty", 0, 10), NO)
+        self.assertEqual(result.codes(), ["Z-GAP"])
+        entry = result.document()["data"]["files"][-1]
+        self.assertEqual((entry["file"], entry["errors"], entry["warnings"]), ("jobs/one.toml", 1, 0))
+        self.assertEqual(self.check(self.JOB + self.style("Fine.sty", 0, 12) + self.style("Default.sty", 8, 20),
+                                    NO).codes(), ["Z-OVERLAP"])
+        self.assertEqual(self.check(self.JOB).codes(), ["NO-STYLE"])
+        self.write("Thick.rcs", recoat_style(0.2))
+        self.assertEqual(self.check(self.JOB + self.style("Default.sty") + '[[recoat]]\nfile = "Thick.rcs"\n').codes(),
+                         ["LAYER-MISMATCH"])
+
+    def test_every_file_is_tested_once_in_the_surroundings_of_the_job(self):
+        self.write("box.stl", binary_stl(box_facets((40, 30, 20))[1:]))
+        self.write("Mirra.sty", build_style(machine=7))
+        result = self.check(self.JOB + '[[part]]\nfile = "box.stl"\n' + self.style("Mirra.sty"))
+        self.assertEqual(result.codes(), ["OPEN-EDGES", "MACHINE-MISMATCH"])
+
+    def test_everything_is_listed_though_a_part_cannot_be_read(self):
+        self.write("box.stl", b"")
+        damaged = bytearray(build_style())
+        damaged[-1] ^= 1
+        self.write("Bad.sty", bytes(damaged))
+        result = self.check(self.JOB + self.style("Bad.sty"), NO)
+        self.assertEqual(result.codes(), ["STL-EMPTY", "STYLE-CRC", "CHECK-PARTIAL"])
+
+    def test_no_placement(self):
+        self.assertEqual(self.check(self.JOB.replace("200x200", "50x50") + "copies = 9\n" + self.style("Default.sty"),
+                                    NO).codes(), ["NO-PLACEMENT"])
+        self.assertEqual(self.check(self.JOB.replace("200x200", "20x20") + self.style("Default.sty"), NO).codes(),
+                         ["TOO-BIG-FOR-VAT"])
+
+    def test_what_is_no_job(self):
+        self.assertEqual(self.check("copies = 2\n", INPUT).codes(), ["JOB-FILE"])
+        self.assertEqual(self.check(self.JOB + self.style("None.sty"), INPUT).codes(), ["INPUT-MISSING", "CHECK-PARTIAL"])
 
 
 class Machines(BuildTest):

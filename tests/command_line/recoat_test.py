@@ -207,6 +207,14 @@ class Edit(RecoatTest):
         self.good("recoat", "new", "--machine", "23", "--name", "Slow", "--units", "mm", "-o", "b.rcs")
         self.assertEqual(self.bytes_of("b.rcs"), self.bytes_of("wanted.rcs"))
 
+    def test_new_for_layers_of_a_thickness(self):
+        self.good("recoat", "new", "--machine", "TRQ-E7", "--layer-thickness", "0.05", "-o", "a.rcs")
+        self.good("recoat", "new", "--machine", "TRQ-E7", "-o", "b.rcs")
+        thin, blank = self.bytes_of("a.rcs"), self.bytes_of("b.rcs")
+        place = blank.index(struct.pack("<f", 0.004))
+        self.assertEqual(thin[:-4], blank[:place] + struct.pack("<f", 0.05) + blank[place + 4:-4])
+        self.fails(USAGE, "recoat", "new", "--machine", "TRQ-E7", "--layer-thickness", "-1", "-o", "c.rcs")
+
 
 class Sweeps(RecoatTest):
     def test_lists_what_the_file_holds(self):

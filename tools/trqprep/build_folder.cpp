@@ -122,7 +122,11 @@ void WriteSideFile(const Plate& plate, const Piece& piece, const std::string& me
 Job FolderJob(const Plate& plate, const BuildSetup& setup) {
   Job job = plate.job;
   const auto rename = [&](std::vector<StyleRequest>& requests, StyleKind kind) {
-    for (StyleRequest& request : requests) request.path = setup.NameOf(request.path, kind);
+    for (StyleRequest& request : requests) {
+      const BuildStyleFile& style = setup.FileFor(request.path, kind);
+      request.path = style.name;
+      request.damage = style.damage;
+    }
   };
   rename(job.styles, StyleKind::kBuild);
   rename(job.recoats, StyleKind::kRecoat);

@@ -92,7 +92,12 @@ class Stacker {
     style.bytes = StyleBytes(again);
     style.csv = TextExport(again, true);
     StoreForLibrary(again, setup_.styles.size());
-    for (Message& finding : CheckStyle(style.file, {plate_.job.units, plate_.job.machine})) {
+    std::vector<Message> findings = CheckStyle(style.file, {plate_.job.units, plate_.job.machine});
+    if (!request.damage.empty() && style.file.crc_valid()) {
+      findings.insert(findings.begin(), StyleDamage(path, request.damage));
+    }
+    for (Message& finding : findings) {
+      if (finding.code == kStyleDamage) style.damage = finding.text;
       setup_.findings.push_back({std::move(finding), style.name});
     }
     keys_.push_back(key);
@@ -241,9 +246,9 @@ std::int32_t BuildStyleFile::crc() const {
   return word;
 }
 
-std::string BuildSetup::NameOf(const std::string& path, StyleKind kind) const {
+const BuildStyleFile& BuildSetup::FileFor(const std::string& path, StyleKind kind) const {
   for (const Asked& entry : asked) {
-    if (entry.path == path && entry.kind == kind) return styles[entry.style].name;
+    if (entry.path == path && entry.kind == kind) return styles[entry.style];
   }
   throw std::logic_error("a style that was not read");
 }

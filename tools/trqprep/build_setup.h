@@ -19,6 +19,7 @@ struct BuildStyleFile {
   std::string name;   ///< in the build folder: "styles/Fine.sty"
   std::string bytes;  ///< the upgraded file with its checksum
   std::string csv;
+  std::string damage;  ///< text of its STYLE-CRC finding; empty when there is none
   std::int32_t crc() const;
 };
 
@@ -63,8 +64,8 @@ struct BuildSetup {
   std::vector<PieceMeasures> measures;  ///< one a piece
   std::vector<BuildFinding> findings;   ///< of parts, styles and stacks
 
-  /// The name in the build folder of a style file that was asked for by `path`.
-  std::string NameOf(const std::string& path, StyleKind kind) const;
+  /// The style file that was asked for by `path`.
+  const BuildStyleFile& FileFor(const std::string& path, StyleKind kind) const;
 
   struct Asked {
     std::string path;

@@ -119,6 +119,11 @@ bool StatesMachine(const StyleFile& file) {
          (file.kind == StyleKind::kRecoat || file.layout == StyleLayout::k301);
 }
 
+Message StyleDamage(const std::string& file, const std::string& text) {
+  return Finding(kStyleDamage, file, text)
+      .Hint("copy the file again from where it came; it was damaged or edited by hand");
+}
+
 std::vector<Message> CheckStyle(const StyleFile& file, const StyleSurroundings& surroundings) {
   std::vector<Message> findings;
   if (!file.complete || !file.ends_right || !file.crc_valid()) {
@@ -127,8 +132,7 @@ std::vector<Message> CheckStyle(const StyleFile& file, const StyleSurroundings& 
                                                file.stored_crc, file.computed_crc)
                                  : fmt::format("holds {} bytes, which is not what its {} layout takes",
                                                file.bytes.size(), StyleLayoutName(file.layout));
-    findings.push_back(Finding("STYLE-CRC", file.path, text)
-                           .Hint("copy the file again from where it came; it was damaged or edited by hand"));
+    findings.push_back(StyleDamage(file.path, text));
     if (!file.complete) return findings;
   }
   const StyleDocument style = AsRead(file);

@@ -20,6 +20,10 @@ struct StyleSurroundings {
 /// STYLE-CRC, STYLE-RANGE, STYLE-UNITS-MIX, MACHINE-MISMATCH and SWEEP-COUNT of a style file.
 std::vector<Message> CheckStyle(const StyleFile& file, const StyleSurroundings& surroundings);
 
+constexpr const char* kStyleDamage = "STYLE-CRC";
+/// STYLE-CRC with that text.
+Message StyleDamage(const std::string& file, const std::string& text);
+
 /// True when files of that kind and layout say what machine they are for.
 bool StatesMachine(const StyleFile& file);
 

@@ -1,18 +1,10 @@
-#include <algorithm>
-
 #include "atomic_output.h"
 #include "build_folder.h"
 #include "command.h"
-#include "plate.h"
+#include "preflight.h"
 
 namespace trqprep {
 namespace {
-
-bool HoldsBuildError(const std::vector<BuildFinding>& findings) {
-  return std::any_of(findings.begin(), findings.end(), [](const BuildFinding& finding) {
-    return finding.message.severity == Severity::kError;
-  });
-}
 
 void PrintStack(Context& context, const std::vector<StackedStyle>& stack, const char* unit) {
   for (const StackedStyle& style : stack) {
@@ -38,41 +30,27 @@ void PrintStyles(Context& context, const Plate& plate, const BuildSetup& setup) 
 
 ExitCode Run(Context& context, const JobOptions& job_options, const std::string& output) {
   const Job job = job_options.Get(context);
-  // A job file says these itself.
-  context.options.units = UnitsName(job.units);
-  context.options.accept_partial = job.accept_partial;
+  ApplyJob(context, job);
   OutputFolder folder(output, context.options.force);  // refused before any work is done
-  Plate plate = LoadPlate(context, job);
-  if (!PlacePieces(context, plate)) return ExitCode::kNoPlacement;
-  std::vector<BuildFinding> findings;
-  for (const PlatePart& part : plate.parts) {
-    for (const Message& remark : part.remarks) findings.push_back({remark, PartFileName(part)});
-  }
-  bool outside = false;
-  for (const Message& finding : CheckPieces(plate)) {
-    context.Say(finding);
-    findings.push_back({finding, ""});
-    // No machine can build what lies outside its vat.
-    outside = outside || finding.code == "OUTSIDE-VAT";
-  }
-  const std::unique_ptr<BuildSetup> setup = SetUpBuild(context, plate);
-  findings.insert(findings.end(), setup->findings.begin(), setup->findings.end());
-  const bool wrong = HoldsBuildError(findings);
+  const std::optional<Preflight> preflight = RunPreflight(context, job);
+  if (!preflight) return ExitCode::kNoPlacement;
+  const Plate& plate = preflight->plate;
+  const BuildSetup& setup = *preflight->setup;
   PrintPlate(context, plate);
-  PrintStyles(context, plate, *setup);
-  if (outside || (wrong && !job.force_checks)) {
-    context.data = BuildDocument(plate, *setup);
+  PrintStyles(context, plate, setup);
+  if (preflight->outside || (preflight->wrong && !job.force_checks)) {
+    context.data = BuildDocument(plate, setup);
     context.data.erase("schema");
     context.data.erase("tool");
     context.Print("nothing was written: the checks found errors\n");
     return ExitCode::kNo;
   }
-  context.data = WriteBuildFolder(context, plate, *setup, findings, folder);
+  context.data = WriteBuildFolder(context, plate, setup, preflight->findings, folder);
   context.data.erase("schema");
   context.data.erase("tool");
   folder.Commit();
   context.data["output"] = TextToJson(output);
-  if (!wrong) context.Print("every piece lies inside the vat, no two overlap seen from above\n");
+  if (!preflight->wrong) context.Print("every piece lies inside the vat, no two overlap seen from above\n");
   context.Print("built in {}\n", OneLine(output));
   return ExitCode::kDone;
 }

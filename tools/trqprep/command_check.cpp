@@ -10,6 +10,8 @@
 #include "check_styles.h"
 #include "command.h"
 #include "file_kinds.h"
+#include "job_file.h"
+#include "preflight.h"
 #include "progress.h"
 #include "suggestions.h"
 #include "verify_folder.h"
@@ -75,8 +77,34 @@ class Checker {
     }
   }
 
-  // Checks one file. `named`: the command line names it, so that a kind that is not checked is an error.
-  void CheckFile(const std::string& path, bool named) {
+  // Checks what the command line names: a file, or a folder.
+  void Check(std::string path) {
+    if (!IsFolder(path)) {
+      if (NamesJobFile(path)) {
+        CheckJob(path);
+      } else {
+        CheckFile(path, true);
+      }
+      return;
+    }
+    while (path.size() > 1 && path.back() == '/') path.pop_back();
+    if (IsBuild(path)) {
+      CheckBuild(path);
+      return;
+    }
+    std::vector<std::string> files;
+    ListFiles(path, files);
+    for (const std::string& file : files) {
+      ShowProgress("checking " + file, 0);
+      CheckFile(file, false);
+    }
+  }
+
+ private:
+  // Checks one file. `named`: the command line or a job names it, so that a kind that is not checked is an
+  // error. False when it cannot be read.
+  bool CheckFile(const std::string& path, bool named) {
+    bool readable = true;
     const std::size_t before = context_.messages().size();
     std::string entry_type;
     try {
@@ -94,11 +122,12 @@ class Checker {
       }
     } catch (const Failure& failure) {
       context_.Say(failure.message);
+      readable = false;
       // What a rule speaks of is an answer; anything else kept the file from being looked at.
       if (!FindCheckRule(failure.message.code)) totals_.unreadable = true;
     }
-    if (entry_type.empty() && !named) return;
-    Count(path, entry_type, before);
+    if (!entry_type.empty() || named) Count(path, entry_type, before);
+    return readable;
   }
 
   // Checks a build folder: its parts and styles in the build's own surroundings, its stacks and its pieces.
@@ -128,7 +157,65 @@ class Checker {
     Count(folder, "build", before);
   }
 
- private:
+  // Checks a job file: its parts and styles in the job's own surroundings; when all of them can be read, also
+  // the placement and the stacks. Nothing is written.
+  void CheckJob(const std::string& path) {
+    std::size_t before = context_.messages().size();
+    try {
+      const Job job = ReadJobFile(path);
+      ApplyJob(context_, job);
+      vat_mm_ = job.VatIn(Units::kMillimetre);
+      surroundings_ = {job.units, job.machine};
+      bool readable = true;
+      for (const std::string& file : FilesOf(job)) readable = CheckFile(file, true) && readable;
+      before = context_.messages().size();
+      if (readable) {
+        CheckPlacement(job);
+      } else {
+        context_.Note(Message("CHECK-PARTIAL", path, "placement and stacks were not tested")
+                          .Hint("they are when every file of the job can be read"));
+      }
+    } catch (const Failure& failure) {
+      context_.Say(failure.message);
+      totals_.unreadable = true;
+    }
+    Count(path, "job", before);
+  }
+
+  // What the build says of the job, without what its files were said to be already.
+  void CheckPlacement(const Job& job) {
+    Context preflight;
+    preflight.options = context_.options;
+    preflight.silent = true;
+    try {
+      RunPreflight(preflight, job);
+    } catch (const Failure& failure) {
+      preflight.Say(failure.message);
+    }
+    const std::vector<Message> said = context_.messages();
+    for (const Message& message : preflight.messages()) {
+      const bool again = std::any_of(said.begin(), said.end(), [&](const Message& other) {
+        return other.code == message.code && other.file == message.file && other.text == message.text;
+      });
+      if (!again) context_.Say(message);
+    }
+  }
+
+  // The parts and styles that a job names, each once.
+  static std::vector<std::string> FilesOf(const Job& job) {
+    std::vector<std::string> files;
+    const auto add = [&](const std::string& file) {
+      if (std::find(files.begin(), files.end(), file) == files.end()) files.push_back(file);
+    };
+    for (const PartRequest& part : job.parts) add(part.path);
+    for (const StyleRequest& style : job.styles) add(style.path);
+    for (const StyleRequest& style : job.recoats) add(style.path);
+    for (const PartRequest& part : job.parts) {
+      for (const StyleRequest& style : part.styles) add(style.path);
+    }
+    return files;
+  }
+
   // Counts what was said about a file, and lists the file.
   void Count(const std::string& path, const std::string& type, std::size_t before) {
     std::int64_t errors = 0, warnings = 0;
@@ -180,25 +267,10 @@ class Checker {
 ExitCode Run(Context& context, const Options& options) {
   Totals totals;
   context.data["files"] = Json::array();
-  for (std::string path : options.paths) {
-    Checker checker(context, options, totals);
-    if (!IsFolder(path)) {
-      checker.CheckFile(path, true);
-      continue;
-    }
-    while (path.size() > 1 && path.back() == '/') path.pop_back();
-    if (IsBuild(path)) {
-      const std::string units = context.options.units;
-      checker.CheckBuild(path);
-      context.options.units = units;
-      continue;
-    }
-    std::vector<std::string> files;
-    ListFiles(path, files);
-    for (const std::string& file : files) {
-      ShowProgress("checking " + file, 0);
-      checker.CheckFile(file, false);
-    }
+  const CommonOptions given = context.options;
+  for (const std::string& path : options.paths) {
+    Checker(context, options, totals).Check(path);
+    context.options = given;  // builds and jobs have units of their own
   }
   context.data["errors"] = totals.errors;
   context.data["warnings"] = totals.warnings;
@@ -212,9 +284,9 @@ void Add(CommandTree& tree) {
   command.details =
       "Tests parts (with their vents-and-drains side files) and style files against the rules that 'trqprep "
       "build' applies, and lists everything that it finds. Of a folder every mesh and style file is tested. "
-      "Ends "
+      "Of a job file and of a build folder the placement and the stacks of styles are tested too. Ends "
       "with 1 when an error is among the findings; 'trqprep explain CODE' tells more about one.";
-  command.Arguments("FILE", options->paths, "Meshes and style files, or folders of them");
+  command.Arguments("FILE", options->paths, "Meshes, style files and job files, or folders of them");
   command.VatOption(options->vat);
   command.TextOption("--machine", options->machine, "NAME", "Machine that the styles are to be for");
   command.ReadsMeshes();

@@ -21,6 +21,7 @@ struct NewOptions {
   std::string machine;
   std::string name;
   std::string units;
+  std::optional<double> layer_thickness;  ///< of recoat styles
   std::string output;
 };
 
@@ -34,6 +35,13 @@ ExitCode New(Context& context, StyleKind kind, const NewOptions& options) {
   style.FindWord("machine_type")->number = Number(static_cast<std::int32_t>(*machine));
   if (!options.name.empty()) style.FindText("style_name")->text = options.name;
   if (!options.units.empty()) style.FindText("units")->text = options.units;
+  if (options.layer_thickness) {
+    const float thickness = static_cast<float>(*options.layer_thickness);
+    if (!(thickness >= 0) || std::isinf(thickness)) {
+      Fail(ExitCode::kUsage, Message("USAGE", "", "--layer-thickness is below 0 or too large"));
+    }
+    style.FindWord("layer_thickness")->number = Number(thickness);
+  }
   for (const StyleDifference& lost : LostInFile(style)) {
     Fail(ExitCode::kUsage,
          Message("STYLE-REFUSED", "", fmt::format("{} is too long for its field", lost.name))
@@ -495,7 +503,12 @@ void AddStyleEdits(Command& group, StyleKind kind) {
     verb.details = "Every parameter has the value of a new style. 'trqprep machines' lists the machines.";
     verb.TextOption("--machine", options->machine, "NAME", "The machine's name or number")->required();
     verb.TextOption("--name", options->name, "TEXT", "The style's name (default \"None\")");
-    if (!build) verb.TextOption("--units", options->units, "mm|in", "Units text (default in)");
+    if (!build) {
+      verb.TextOption("--units", options->units, "mm|in", "Units text (default in)");
+      verb.NumberOption(
+          "--layer-thickness", options->layer_thickness,
+          "Thickness of the layers that it is made for, in its units; 0 is unknown (default 0.004)");
+    }
     verb.Output(options->output, "FILE", "The file to write");
     verb.examples = {start + "new --machine TRQ-E7 -o blank" + ending,
                      start + "new --machine 'MirraPX (dual vat)' --name Trial -o trial" + ending};

@@ -39,7 +39,7 @@ int AnswerBox(const char* text, unsigned buttons, void* user) {
 }  // namespace
 
 void Context::Say(Message message) {
-  WriteErrorStream(RenderMessage(message, ErrorStreamHasColour()));
+  if (!silent) WriteErrorStream(RenderMessage(message, ErrorStreamHasColour()));
   messages_.push_back(std::move(message));
 }
 

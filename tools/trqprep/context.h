@@ -44,12 +44,13 @@ class Context {
   std::string text;
 
   // --- messages ---------------------------------------------------------------------------------------
-  /// Shows the message on the error stream at once and keeps it for the JSON document.
+  /// Shows the message on the error stream at once, unless `silent`, and keeps it for the JSON document.
   void Say(Message message);
   void Note(Message message) { Say(message.As(Severity::kNote)); }
   void Warn(Message message) { Say(message.As(Severity::kWarning)); }
   void Error(Message message) { Say(message.As(Severity::kError)); }
   const std::vector<Message>& messages() const { return messages_; }
+  bool silent = false;
 
   /// The file and the work in hand, named in messages that come from the library's message boxes.
   std::string current_file;

@@ -19,6 +19,8 @@ struct StyleRequest {
   std::string path;
   bool banded = false;
   Length from, to;
+  /// In build folders: what was wrong with the file's checksum, which the folder's own copy mends.
+  std::string damage;
 };
 
 /// Reads a style argument. An argument that names an existing file is that file; otherwise what follows the

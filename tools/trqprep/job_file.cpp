@@ -177,8 +177,10 @@ class Reader {
           style.banded = true;
           style.from = LengthOf(key, ends[0]);
           style.to = LengthOf(key, ends[1]);
+        } else if (key == "damage") {
+          style.damage = Text(key, value);
         } else {
-          Unknown(value, key, {"file", "band"});
+          Unknown(value, key, {"file", "band", "damage"});
         }
       }
       if (style.path.empty()) Refuse(entry.source(), fmt::format("a {} without file", list));
@@ -237,6 +239,7 @@ std::string StyleEntries(const std::string& list, const std::vector<StyleRequest
   std::string text;
   for (const StyleRequest& style : styles) {
     text += fmt::format("\n[[{}]]\n{}", list, FileEntry(style.path));
+    if (!style.damage.empty()) text += "damage = " + Quoted(style.damage) + "\n";
     if (!style.banded) continue;
     text += fmt::format("band = [{}, {}]\n", LengthText(style.from, units), LengthText(style.to, units));
   }
