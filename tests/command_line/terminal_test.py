@@ -12,14 +12,17 @@ import support
 from support import *
 
 
-def run_at_terminal(arguments, cwd, env=None, meanwhile=None):
-    """The exit code, standard output, and what the terminal that is the error stream showed."""
+def run_at_terminal(arguments, cwd, env=None, meanwhile=None, typed=None):
+    """The exit code, standard output, and what the terminal that is the error stream showed. `typed` stands ready at
+    the terminal, which is the input then too."""
     master, slave = pty.openpty()
+    if typed is not None:
+        os.write(master, typed)
     environment = dict(os.environ, TERM="xterm")
     environment.update(env or {})
     if not (env or {}).get("NO_COLOR"):
         environment.pop("NO_COLOR", None)
-    process = subprocess.Popen([support.TOOL, *arguments], cwd=cwd, env=environment, stdin=subprocess.DEVNULL,
+    process = subprocess.Popen([support.TOOL, *arguments], cwd=cwd, env=environment, stdin=subprocess.DEVNULL if typed is None else slave,
                                stdout=subprocess.PIPE, stderr=slave)
     os.close(slave)
     if meanwhile:
@@ -50,6 +53,24 @@ class Terminal(ToolTest):
             _, _, shown = run_at_terminal(["info", "missing.stl"], self.folder, env)
             self.assertNotIn(b"\033", shown)
             self.assertIn(b"trqprep: error: missing.stl:", shown)
+
+    def test_the_person_at_the_terminal_is_asked(self):
+        vent = "1 2 3 0 0 1 2\n"
+        for typed, exit, left in ((b"n\n", NO, vent), (b"\n", NO, vent), (b"y\n", DONE, None)):
+            self.write("box.stl", binary_stl(box_facets((10, 10, 10))))
+            self.write("box.V_D", vent)
+            with self.subTest(typed):
+                code, _, shown = run_at_terminal(["vents", "remove", "box.stl", "--all"], self.folder, typed=typed)
+                self.assertEqual(code, exit, shown)
+                self.assertIn(b"[y/N]", shown)
+                file = self.path("box.V_D")
+                self.assertEqual(file.read_text() if file.exists() else None, left)
+        # Without a terminal on both sides nobody is asked, nor when --yes was given.
+        self.write("box.V_D", vent)
+        code, _, shown = run_at_terminal(["vents", "remove", "box.stl", "--all"], self.folder)
+        self.assertEqual((code, b"[y/N]" in shown), (NO, False))
+        code, _, shown = run_at_terminal(["vents", "remove", "box.stl", "--all", "--yes"], self.folder, typed=b"n\n")
+        self.assertEqual((code, b"[y/N]" in shown), (DONE, False))
 
     def test_short_work_shows_no_progress(self):
         self.write("box.stl", binary_stl(box_facets()))
