@@ -69,8 +69,8 @@ void UseMesh(CTL& mesh);
 bool Settles(const CTL& mesh);
 /// Writes the mesh, reads that, writes again, and so on: the second and third files must be the same.
 void DemandCtlSettles(CTL& mesh);
-/// The same through STL files; `save` writes one. A first reading may refuse what merges no corners.
-void DemandStlSettles(CTL& mesh, int (*save)(CTL&, const char* path));
+/// The same through STL files. The first reading may refuse a mesh in which no corners merge.
+void DemandStlSettles(CTL& mesh, bool binary);
 
 }  // namespace fuzz
 
