@@ -95,10 +95,10 @@ void Snap(benchmark::State& state) {
   CountFacets(state, mesh.num_triangles(), 0);
 }
 
-BENCHMARK(WriteSameBytes)->Arg(100)->Arg(1000)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(WriteCtl)->Arg(100)->Arg(1000)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(ReadSameBytes)->Arg(100)->Arg(1000)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(ReadCtl)->Arg(100)->Arg(1000)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(Snap)->Arg(1000)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(WriteSameBytes)->Arg(100)->Arg(1000)->Unit(benchmark::kMillisecond);
+BENCHMARK(WriteCtl)->Arg(100)->Arg(1000)->Unit(benchmark::kMillisecond);
+BENCHMARK(ReadSameBytes)->Arg(100)->Arg(1000)->Unit(benchmark::kMillisecond);
+BENCHMARK(ReadCtl)->Arg(100)->Arg(1000)->Unit(benchmark::kMillisecond);
+BENCHMARK(Snap)->Arg(1000)->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -11,19 +11,7 @@ namespace {
 
 constexpr int kFacets = 1000000;
 
-CTL& Mesh() {
-  static CTL* const mesh = [] {
-    const bench::TemporaryFile file("export-source");
-    bench::WriteBytes(file, bench::BinaryBytes(bench::Sphere(kFacets)));
-    CTL* const loaded = new CTL;
-    std::FILE* const f = std::fopen(file.path(), "rb");
-    int accept_partial = 0;
-    if (loaded->LoadSTLFile(f, units::kMillimetre, &accept_partial, 0, 0, 0) != 0) std::abort();
-    std::fclose(f);
-    return loaded;
-  }();
-  return *mesh;
-}
+CTL& Mesh() { return bench::LoadedSphere(kFacets); }
 
 struct Matrix {
   // A turn about z and a move, as a placed part has them.
@@ -116,11 +104,11 @@ void BM_fwrite_ascii(benchmark::State& state) {
 void BM_ascii(benchmark::State& state) { Run(state, WriteAscii); }
 void BM_fprintf_ascii(benchmark::State& state) { Run(state, PrintAscii); }
 
-BENCHMARK(BM_fwrite_binary)->Name("fwrite/binary")->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_binary)->Name("save/binary")->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_modified)->Name("save/modified")->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_fwrite_ascii)->Name("fwrite/ascii")->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_ascii)->Name("save/ascii")->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_fprintf_ascii)->Name("fprintf/ascii")->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_fwrite_binary)->Name("fwrite/binary")->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_binary)->Name("save/binary")->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_modified)->Name("save/modified")->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_fwrite_ascii)->Name("fwrite/ascii")->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ascii)->Name("save/ascii")->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_fprintf_ascii)->Name("fprintf/ascii")->Unit(benchmark::kMillisecond);
 
 }  // namespace

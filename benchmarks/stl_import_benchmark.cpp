@@ -1,7 +1,16 @@
 // STL import beside what it cannot do without (reading the file in blocks and storing its corners; parsing
-// its numbers alone) and beside the literal chain walk.
+// its numbers alone), beside the literal chain walk, and beside public libraries where they are installed.
 #include <benchmark/benchmark.h>
 #include <malloc.h>
+
+#if TRQ_HAS_ADMESH
+#include <admesh/stl.h>
+#endif
+#if TRQ_HAS_ASSIMP
+#include <assimp/cimport.h>
+#include <assimp/postprocess.h>
+#include <assimp/scene.h>
+#endif
 
 #include <charconv>
 #include <functional>
@@ -40,15 +49,12 @@ std::vector<PbVec3f> StoreCorners(std::FILE* f) {
   return corners;
 }
 
-void Report(benchmark::State& state, std::size_t facets, double peak_bytes) {
+void Report(benchmark::State& state, std::size_t facets) {
   state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(facets));
   state.counters["ns_per_facet"] =
       benchmark::Counter(static_cast<double>(facets) * static_cast<double>(state.iterations()) * 1e-9,
                          benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-  if (peak_bytes > 0) state.counters["bytes_per_facet"] = peak_bytes / static_cast<double>(facets);
 }
-
-using Job = std::function<void(const bench::TemporaryFile&)>;
 
 void ParseAndStore(const bench::TemporaryFile& file) {
   const Stream stream(file);
@@ -75,36 +81,50 @@ void ImportLiterally(const bench::TemporaryFile& file) {
   benchmark::DoNotOptimize(literal::Merge(corners, 1e-4f, static_cast<int>(corners.size() / 3)));
 }
 
-/// The nine numbers of each facet by from_chars, their places in the text known beforehand.
+#if TRQ_HAS_ADMESH
+/// Reading, and what its own shared vertices need: neighbours by exact edges. No repairs.
+void ImportByAdmesh(const bench::TemporaryFile& file) {
+  stl_file stl;
+  std::vector<char> path(file.path(), file.path() + std::strlen(file.path()) + 1);  // it takes a plain char*
+  stl_open(&stl, path.data());
+  stl_check_facets_exact(&stl);
+  stl_generate_shared_vertices(&stl);
+  if (stl_get_error(&stl) != 0 || stl.stats.shared_vertices == 0) std::abort();
+  stl_close(&stl);
+}
+#endif
+
+#if TRQ_HAS_ASSIMP
+void ImportByAssimp(const bench::TemporaryFile& file) {
+  const aiScene* const scene = aiImportFile(file.path(), aiProcess_JoinIdenticalVertices);
+  if (!scene || scene->mNumMeshes != 1) std::abort();
+  aiReleaseImport(scene);
+}
+#endif
+
+/// The nine numbers of each facet, a blank behind each, by from_chars: nothing is read, skipped or merged.
 class NumbersAlone {
  public:
   explicit NumbersAlone(const std::string& text) {
     for (std::size_t at = 0; (at = text.find("vertex", at)) != std::string::npos;) {
-      std::size_t end = text.find('\n', at);
-      std::size_t p = at + 6;
-      while (p < end) {
-        while (text[p] == ' ') ++p;
-        const std::size_t stop = std::min(text.find(' ', p), end);
-        starts_.push_back(p);
-        ends_.push_back(stop);
-        p = stop;
-      }
-      at = end;
+      const std::size_t end = text.find('\n', at);
+      at = text.find_first_of("-0123456789", at);
+      text_.append(text, at, end - at);
+      text_ += ' ';
+      count_ += 3;
     }
   }
-  /// Reads the file in one go, then parses.
-  void Run(const bench::TemporaryFile& file, std::size_t size) const {
-    const Stream stream(file);
-    std::string text(size, '\0');
-    if (std::fread(text.data(), 1, size, stream.f) != size) std::abort();
-    std::vector<float> numbers(starts_.size());
-    for (std::size_t i = 0; i < starts_.size(); ++i)
-      std::from_chars(text.data() + starts_[i], text.data() + ends_[i], numbers[i]);
+  void Run() const {
+    std::vector<float> numbers(count_);
+    const char* p = text_.data();
+    const char* const end = p + text_.size();
+    for (float& number : numbers) p = std::from_chars(p, end, number).ptr + 1;
     benchmark::DoNotOptimize(numbers.data());
   }
 
  private:
-  std::vector<std::size_t> starts_, ends_;
+  std::string text_;
+  std::size_t count_ = 0;
 };
 
 void AsciiImport(const bench::TemporaryFile& file) {
@@ -130,19 +150,18 @@ class Files {
     explicit File(const std::string& name) : file(name) {}
     bench::TemporaryFile file;
     std::size_t facets = 0;
-    std::size_t size = 0;
     std::unique_ptr<NumbersAlone> numbers;
   };
-  File& Get(const std::string& name, const std::function<bench::Corners()>& make, bool ascii) {
+  File& Get(const std::string& name, const std::function<bench::Corners()>& make) {
     if (name_ == name) return *file_;
     file_.reset();
-    file_ = std::make_unique<File>(name);
+    const bool ascii = name.rfind("ascii", 0) == 0;
+    file_ = std::make_unique<File>(name + ".stl");
     name_ = name;
     const bench::Corners corners = make();
     const std::string bytes = ascii ? bench::AsciiBytes(corners) : bench::BinaryBytes(corners);
     bench::WriteBytes(file_->file, bytes);
     file_->facets = corners.size() / 3;
-    file_->size = bytes.size();
     if (ascii) file_->numbers = std::make_unique<NumbersAlone>(bytes);
     return *file_;
   }
@@ -154,39 +173,41 @@ class Files {
 
 Files files;
 
-void Add(const std::string& mesh, const std::function<bench::Corners()>& make, const char* job_name,
-         const Job& job, bool measure_memory = true) {
-  benchmark::RegisterBenchmark((std::string(job_name) + "/" + mesh).c_str(),
-                               [=](benchmark::State& state) {
-                                 const Files::File& file = files.Get(mesh, make, false);
-                                 malloc_trim(0);
-                                 const double peak =
-                                     measure_memory ? bench::PeakBytes([&] { job(file.file); }) : 0;
-                                 for (auto _ : state) job(file.file);
-                                 Report(state, file.facets, peak);
-                               })
-      ->Unit(benchmark::kMillisecond)
-      ->UseRealTime();
+using FileJob = std::function<void(const Files::File&)>;
+using Make = std::function<bench::Corners()>;
+
+void Add(const std::string& mesh, const Make& make, const char* job_name, const FileJob& job) {
+  benchmark::RegisterBenchmark((std::string(job_name) + "/" + mesh).c_str(), [=](benchmark::State& state) {
+    const Files::File& file = files.Get(mesh, make);
+    malloc_trim(0);
+    for (auto _ : state) job(file);
+    Report(state, file.facets);
+  })->Unit(benchmark::kMillisecond);
 }
 
-void AddAscii(const char* job_name, const std::function<void(const Files::File&)>& job) {
-  const int kFacets = 200000;
-  benchmark::RegisterBenchmark((std::string(job_name) + "/ascii-200k").c_str(),
+void AddMemory(const std::string& mesh, const Make& make) {
+  benchmark::RegisterBenchmark(("memory/" + mesh).c_str(),
                                [=](benchmark::State& state) {
-                                 const Files::File& file = files.Get(
-                                     "ascii-200k", [=] { return bench::Sphere(kFacets); }, true);
+                                 const Files::File& file = files.Get(mesh, make);
                                  malloc_trim(0);
-                                 const double peak = bench::PeakBytes([&] { job(file); });
-                                 for (auto _ : state) job(file);
-                                 Report(state, file.facets, peak);
+                                 double peak = 0;
+                                 for (auto _ : state) peak = bench::PeakBytes([&] { Import(file.file); });
+                                 state.counters["bytes_per_facet"] = peak / static_cast<double>(file.facets);
                                })
-      ->Unit(benchmark::kMillisecond)
-      ->UseRealTime();
+      ->Iterations(1)
+      ->Unit(benchmark::kMillisecond);
+}
+
+FileJob OnPath(void (*job)(const bench::TemporaryFile&)) {
+  return [job](const Files::File& file) { job(file.file); };
 }
 
 [[maybe_unused]] const bool registered = [] {
+  // Large arrays are asked of the system each time, as in a process that has just begun. Otherwise what ran
+  // before decides who gets memory that is at hand already.
+  mallopt(M_MMAP_THRESHOLD, 128 * 1024);
   constexpr int kMillion = 1000000;
-  const std::pair<const char*, std::function<bench::Corners()>> kMeshes[] = {
+  const std::pair<const char*, Make> kMeshes[] = {
       {"sphere-100k", [] { return bench::Sphere(kMillion / 10); }},
       {"sphere-1M", [] { return bench::Sphere(kMillion); }},
       {"sphere-5M", [] { return bench::Sphere(5 * kMillion); }},
@@ -200,17 +221,26 @@ void AddAscii(const char* job_name, const std::function<void(const Files::File&)
       {"small-plate-100k", [] { return bench::Plate(kMillion / 10, 20); }},
   };
   for (const auto& [name, make] : kMeshes) {
-    Add(name, make, "parse_store", ParseAndStore);
-    Add(name, make, "import", Import);
-    Add(name, make, "import_with_normals", ImportWithNormals);
-    // On a small plate the chains grow with the mesh: the literal form takes minutes on a million facets.
-    const std::string mesh = name;
-    if (mesh != "sphere-5M" && mesh != "small-plate-1M" && mesh != "plate-1M")
-      Add(name, make, "literal", ImportLiterally, false);
+    Add(name, make, "parse_store", OnPath(ParseAndStore));
+    Add(name, make, "import", OnPath(Import));
+    Add(name, make, "import_with_normals", OnPath(ImportWithNormals));
+    Add(name, make, "literal", OnPath(ImportLiterally));
+    AddMemory(name, make);
+#if TRQ_HAS_ADMESH
+    Add(name, make, "admesh", OnPath(ImportByAdmesh));
+#endif
+#if TRQ_HAS_ASSIMP
+    Add(name, make, "assimp", OnPath(ImportByAssimp));
+#endif
   }
-  AddAscii("from_chars_alone", [](const Files::File& file) { file.numbers->Run(file.file, file.size); });
-  AddAscii("import", [](const Files::File& file) { AsciiImport(file.file); });
-  AddAscii("literal", [](const Files::File& file) { AsciiImportLiterally(file.file); });
+  const char* const kText = "ascii-1M";
+  const Make make = [] { return bench::Sphere(kMillion); };
+  Add(kText, make, "from_chars_alone", [](const Files::File& file) { file.numbers->Run(); });
+  Add(kText, make, "import", OnPath(AsciiImport));
+  Add(kText, make, "literal", OnPath(AsciiImportLiterally));
+#if TRQ_HAS_ASSIMP
+  Add(kText, make, "assimp", OnPath(ImportByAssimp));
+#endif
   return true;
 }();
 

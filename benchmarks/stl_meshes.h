@@ -13,6 +13,8 @@
 #include <utility>
 #include <vector>
 
+#include "trq/geometry.h"
+
 namespace bench {
 
 using Point = std::array<float, 3>;
@@ -158,6 +160,22 @@ inline std::string BinaryBytes(const Corners& corners) {
   std::memcpy(bytes.data() + 80, &count, sizeof count);
   for (std::size_t i = 0; i < count; ++i) std::memcpy(&bytes[84 + 50 * i + 12], &corners[3 * i], 36);
   return bytes;
+}
+
+/// The sphere of about `facets` facets as the library imports it, with normals; one a program.
+inline CTL& LoadedSphere(int facets) {
+  static CTL* const mesh = [facets] {
+    const TemporaryFile file("loaded-sphere");
+    WriteBytes(file, BinaryBytes(Sphere(facets)));
+    CTL* const loaded = new CTL;
+    std::FILE* const f = std::fopen(file.path(), "rb");
+    int accept_partial = 0;
+    if (!f || loaded->LoadSTLFile(f, units::kMillimetre, &accept_partial, 0, 0, 0) != 0)
+      throw std::runtime_error("cannot load a benchmark file");
+    std::fclose(f);
+    return loaded;
+  }();
+  return *mesh;
 }
 
 inline std::string AsciiBytes(const Corners& corners) {

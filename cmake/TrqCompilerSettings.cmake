@@ -4,7 +4,9 @@ add_library(trq_settings INTERFACE)
 target_compile_options(trq_settings INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wcast-align -Wno-unused-parameter
   # Results are rounded where the interface says; a fused multiply-add would round elsewhere.
-  -ffp-contract=off)
+  -ffp-contract=off
+  # Nobody asks errno about square roots; loops of them become vector code.
+  -fno-math-errno)
 if(TRQ_WARNINGS_AS_ERRORS)
   target_compile_options(trq_settings INTERFACE -Werror)
 endif()

@@ -1,29 +1,56 @@
-/// Binary STL files of facets that the mesh's own export does not write: a head made by the caller, then
-/// records with attribute 0, in blocks.
+/// The records of binary STL files, written in blocks.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
-#include <vector>
+#include <cstring>
 
+#include "foundation/block_writer.h"
+#include "foundation/little_endian.h"
 #include "trq/foundation.h"
 
 namespace trq::detail {
 
+#if defined(__BYTE_ORDER__)
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "floats are written as they lie in memory");
+#endif
+
 class FacetWriter {
  public:
-  /// The stream stays the caller's, and open until this is gone.
-  explicit FacetWriter(std::FILE* f);
-  FacetWriter(const FacetWriter&) = delete;
-  FacetWriter& operator=(const FacetWriter&) = delete;
-  /// Writes what is left. A failure stays on record in the stream.
-  ~FacetWriter();
-  void Add(const float normal[3], const float a[3], const float b[3], const float c[3]);
+  static constexpr std::size_t kRecordSize = 50;
+
+  /// The stream stays the caller's, and open until this is gone; what is left is written then. A failure
+  /// stays on record in the stream.
+  FacetWriter(std::FILE* f, std::size_t facet_count) : out_(f, facet_count * kRecordSize) {}
+
+  /// What stands before the records; in their block, so that the file is written in whole blocks from its
+  /// start.
+  void WriteHead(const void* bytes, std::size_t size) { out_.Write(bytes, size); }
+  void Add(const float normal[3], const float a[3], const float b[3], const float c[3],
+           uint16_t attribute = 0) {
+    unsigned char* const record = out_.next();
+    std::memcpy(record, normal, 12);
+    std::memcpy(record + 12, a, 12);
+    std::memcpy(record + 24, b, 12);
+    std::memcpy(record + 36, c, 12);
+    StoreLittle16(record + 48, attribute);
+    out_.Advance(kRecordSize);
+  }
+  /// The same of corners with room behind them for a fourth number, of any value: fewer and wider steps.
+  void AddPadded(const PbVec3f& normal, const float a[4], const float b[4], const float c[4],
+                 uint16_t attribute) {
+    unsigned char* const record = out_.next();
+    std::memcpy(record, normal.data(), 12);
+    std::memcpy(record + 12, a, 16);
+    std::memcpy(record + 24, b, 16);
+    std::memcpy(record + 36, c, 16);
+    StoreLittle16(record + 48, attribute);
+    out_.Advance(kRecordSize);
+  }
 
  private:
-  void Flush();
-
-  std::FILE* file_;
-  std::vector<unsigned char> bytes_;
+  BlockWriter out_;
 };
 
 }  // namespace trq::detail

@@ -35,6 +35,15 @@ inline PbVec3f Corner(const CTL& mesh, const R_INT4& triangle, int k) {
   return VertexAt(mesh.vertices_, triangle[k]);
 }
 
+/// The coordinates that VertexAt copies, where they lie. Copies of three floats keep loops slow: they are
+/// stored in pieces and read again as a whole.
+inline const float* CoordinatesAt(const MeshArray<PbVec3f>& vertices, int32_t index) {
+  static constexpr float kOrigin[3] = {0, 0, 0};
+  return index >= 0 && static_cast<std::size_t>(index) < vertices.size()
+             ? vertices[static_cast<std::size_t>(index)].data()
+             : kOrigin;
+}
+
 /// The normal of triangle i; (0, 0, 0) where none was calculated.
 inline VECTOR NormalAt(const CTL& mesh, std::size_t i) {
   return i < mesh.normals_.size() ? mesh.normals_[i] : VECTOR();

@@ -27,7 +27,7 @@ float FromBase(const Edge& base, const Edge& side) {
   return static_cast<float>((side.squared_length - along * along / base_squared) * base_squared);
 }
 
-bool HasNaN(const PbVec3f& p) { return std::isnan(p[0]) || std::isnan(p[1]) || std::isnan(p[2]); }
+bool HasNaN(const float p[3]) { return std::isnan(p[0]) || std::isnan(p[1]) || std::isnan(p[2]); }
 
 }  // namespace
 
@@ -65,6 +65,15 @@ float DoubledAreaSquared(const float a[3], const float b[3], const float c[3]) {
   return FromBase(bc, Edge(b, a));
 }
 
+namespace {
+
+float SquaredAreaOf(const CTL& mesh, const R_INT4& triangle) {
+  return DoubledAreaSquared(CoordinatesAt(mesh.vertices_, triangle[0]),
+                            CoordinatesAt(mesh.vertices_, triangle[1]),
+                            CoordinatesAt(mesh.vertices_, triangle[2]));
+}
+
+}  // namespace
 }  // namespace trq::detail
 
 VECTOR CTL::get_normal(VECTOR p1, VECTOR p2, VECTOR p3) {
@@ -82,27 +91,29 @@ int CTL::Calculate_normals() {
   }
   for (std::size_t i = 0; i < count; ++i) {
     const R_INT4& triangle = triangles_[i];
-    PbVec3f corner[3];
+    const float* corner[3];
+    // Kept: an index equal to the vertex count passes; a mesh has zeroed room there.
+    bool sound = true;
     for (int k = 0; k < 3; ++k) {
-      corner[k] = trq::detail::Corner(*this, triangle, k);
-      // Kept: an index equal to the vertex count passes; a mesh has zeroed room there.
-      if (triangle[k] < 0 || triangle[k] > header.num_vertices || trq::detail::HasNaN(corner[k])) {
-        std::fill(normals_.get() + i, normals_.get() + count, VECTOR());
-        return mesh_io::kFailed;
-      }
+      sound &= triangle[k] >= 0 && triangle[k] <= header.num_vertices;
+      corner[k] = trq::detail::CoordinatesAt(vertices_, triangle[k]);
     }
-    normals_[i] = trq::detail::FacetNormal(corner[0].data(), corner[1].data(), corner[2].data());
+    normals_[i] = trq::detail::FacetNormal(corner[0], corner[1], corner[2]);
+    // A coordinate that is NaN makes the length NaN; so does infinity, but that one passes.
+    if (std::isnan(normals_[i].x)) {
+      for (const float* p : corner) sound &= !trq::detail::HasNaN(p);
+    }
+    if (!sound) {
+      std::fill(normals_.get() + i, normals_.get() + count, VECTOR());
+      return mesh_io::kFailed;
+    }
   }
   return mesh_io::kDone;
 }
 
 float CTL::areaX2sq(int i) {
   if (i < 0 || static_cast<std::size_t>(i) >= triangles_.size()) return 0;
-  const R_INT4& triangle = nth(i);
-  const PbVec3f a = trq::detail::Corner(*this, triangle, 0);
-  const PbVec3f b = trq::detail::Corner(*this, triangle, 1);
-  const PbVec3f c = trq::detail::Corner(*this, triangle, 2);
-  return trq::detail::DoubledAreaSquared(a.data(), b.data(), c.data());
+  return trq::detail::SquaredAreaOf(*this, triangles_[static_cast<std::size_t>(i)]);
 }
 
 float CTL::areaX2sq(const float a[3], const float b[3], const float c[3]) {
@@ -113,7 +124,7 @@ float CTL::area() {
   const std::size_t count = trq::detail::UsedTriangles(*this);
   float sum = 0;
   for (std::size_t i = 0; i < count; ++i) {
-    const double squared = areaX2sq(static_cast<int>(i));
+    const double squared = trq::detail::SquaredAreaOf(*this, triangles_[i]);
     if (squared > 0) sum = static_cast<float>(sum + std::sqrt(squared));  // NaN fails the test
   }
   return static_cast<float>(sum * 0.5);
@@ -123,9 +134,9 @@ float CTL::volume() {
   const std::size_t count = trq::detail::UsedTriangles(*this);
   double sum = 0;
   for (std::size_t i = 0; i < count; ++i) {
-    const PbVec3f a = trq::detail::Corner(*this, triangles_[i], 0);
-    const PbVec3f b = trq::detail::Corner(*this, triangles_[i], 1);
-    const PbVec3f c = trq::detail::Corner(*this, triangles_[i], 2);
+    const float* const a = trq::detail::CoordinatesAt(vertices_, triangles_[i][0]);
+    const float* const b = trq::detail::CoordinatesAt(vertices_, triangles_[i][1]);
+    const float* const c = trq::detail::CoordinatesAt(vertices_, triangles_[i][2]);
     const double bx = b[0], by = b[1], bz = b[2];
     const double cx = c[0], cy = c[1], cz = c[2];
     sum += a[0] * (by * cz - bz * cy) + a[1] * (bz * cx - bx * cz) + a[2] * (bx * cy - by * cx);

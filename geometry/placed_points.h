@@ -16,27 +16,50 @@ class PlacedPoints {
     }
   }
 
-  /// w is 1 for a point, 0 for a direction.
-  PbVec3f Place(float x, float y, float z, float w) const {
+  /// w is 1 for a point, 0 for a direction. `placed` may be `p`.
+  void Place(const float p[3], float w, float placed[3]) const {
     if (in_inches_) {
-      x = static_cast<float>(x * kInchesPerMillimetre);
-      y = static_cast<float>(y * kInchesPerMillimetre);
-      z = static_cast<float>(z * kInchesPerMillimetre);
+      PlaceAs<true>(p[0], p[1], p[2], w, placed[0], placed[1], placed[2]);
+    } else {
+      PlaceAs<false>(p[0], p[1], p[2], w, placed[0], placed[1], placed[2]);
     }
+  }
+  /// Places directions whose coordinates lie in arrays of their own, as vector code wants them.
+  void PlaceDirections(float* x, float* y, float* z, std::size_t count) const {
+    if (in_inches_) {
+      for (std::size_t i = 0; i < count; ++i) PlaceAs<true>(x[i], y[i], z[i], 0, x[i], y[i], z[i]);
+    } else {
+      for (std::size_t i = 0; i < count; ++i) PlaceAs<false>(x[i], y[i], z[i], 0, x[i], y[i], z[i]);
+    }
+  }
+  PbVec3f Point(const PbVec3f& p) const {
     PbVec3f placed;
-    for (int i = 0; i < 3; ++i) {
-      // The sum of slc::MatVecMult, from 0.0 on.
-      const double sum = 0.0 + rows_[i][0] * x + rows_[i][1] * y + rows_[i][2] * z + rows_[i][3] * w;
-      placed[i] = static_cast<float>(sum);
-      if (in_inches_) placed[i] = static_cast<float>(placed[i] * kMillimetresPerInch);
-    }
+    Place(p.data(), 1.0f, placed.data());
     return placed;
   }
-  PbVec3f Point(const PbVec3f& p) const { return Place(p[0], p[1], p[2], 1.0f); }
 
  private:
   static constexpr double kInchesPerMillimetre = 0.03937008;
   static constexpr double kMillimetresPerInch = 25.4;
+
+  template <bool kInInches>
+  void PlaceAs(float x, float y, float z, float w, float& placed_x, float& placed_y, float& placed_z) const {
+    if constexpr (kInInches) {
+      x = static_cast<float>(x * kInchesPerMillimetre);
+      y = static_cast<float>(y * kInchesPerMillimetre);
+      z = static_cast<float>(z * kInchesPerMillimetre);
+    }
+    placed_x = Row<kInInches>(rows_[0], x, y, z, w);
+    placed_y = Row<kInInches>(rows_[1], x, y, z, w);
+    placed_z = Row<kInInches>(rows_[2], x, y, z, w);
+  }
+  template <bool kInInches>
+  static float Row(const double row[4], float x, float y, float z, float w) {
+    // The sum of slc::MatVecMult, from 0.0 on.
+    const float sum = static_cast<float>(0.0 + row[0] * x + row[1] * y + row[2] * z + row[3] * w);
+    return kInInches ? static_cast<float>(sum * kMillimetresPerInch) : sum;
+  }
+
   double rows_[3][4];
   bool in_inches_;
 };

@@ -425,7 +425,7 @@ int CTL::SaveCTLandShellAsSTL() {
   const std::size_t count = UsedTriangles(*this);
   const trq::detail::FileHandle file = CreateStl(2 * count);
   if (!file) return 1;
-  trq::detail::FacetWriter writer(file.get());
+  trq::detail::FacetWriter writer(file.get(), 2 * count);
   AddOuterFacets(writer, *this);
   for (std::size_t i = 0; i < count; ++i) {
     const VECTOR n = NormalAt(*this, i);
@@ -441,7 +441,7 @@ int CTL::SaveCTLandShellAsSTL() {
 int CTL::SaveCTLasSTL() {
   const trq::detail::FileHandle file = CreateStl(UsedTriangles(*this));
   if (!file) return 1;
-  trq::detail::FacetWriter writer(file.get());
+  trq::detail::FacetWriter writer(file.get(), UsedTriangles(*this));
   AddOuterFacets(writer, *this);
   // Kept: 1 on success too.
   return 1;

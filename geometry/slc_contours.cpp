@@ -17,7 +17,7 @@ struct Reflection {
   double plane_term;  // the reflected coordinate c becomes plane_term - c
 
   PbVec3f Apply(float x, float y, float z) {
-    PbVec3f point = placed.Place(x, y, z, 1.0f);
+    PbVec3f point = placed.Point(PbVec3f(x, y, z));
     point[coordinate] = static_cast<float>(plane_term - point[coordinate]);
     return point;
   }

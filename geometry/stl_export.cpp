@@ -6,9 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "foundation/block_writer.h"
 #include "foundation/bounded_read.h"
 #include "foundation/file_handle.h"
 #include "foundation/little_endian.h"
+#include "geometry/facet_file.h"
 #include "geometry/mesh_access.h"
 #include "geometry/placed_points.h"
 #include "geometry/stl_text.h"
@@ -17,88 +19,81 @@
 
 namespace {
 
+using trq::detail::BlockWriter;
+using trq::detail::FacetWriter;
 using trq::detail::PlacedPoints;
-using trq::detail::StoreLittle16;
 using trq::detail::StoreLittle32;
-using trq::detail::StoreLittleFloat;
 
 constexpr std::size_t kHeaderSize = 80;
 constexpr std::size_t kCountCrcAt = 76;  // in the header, its last four bytes
-constexpr std::size_t kRecordSize = 50;
-constexpr std::size_t kBlock = std::size_t{1} << 16;
+constexpr std::size_t kRecordSize = FacetWriter::kRecordSize;
 
 constexpr char kNotSaved[] =
     "The STL file could not be saved. Probable causes might be :\n"
     " 1. The file did not have WRITE permission.\n"
     " 2. The file may not be in the same directory from which it was opened.";
 
-/// The placed direction at length 1; a length of 0 or NaN counts as 1.
-VECTOR PlacedNormal(PlacedPoints& placement, const VECTOR& n) {
-  const PbVec3f d = placement.Place(n.x, n.y, n.z, 0);
-  const double x = d[0];
-  const double y = d[1];
-  const double z = d[2];
-  double length = std::sqrt(x * x + y * y + z * z);
-  if (length == 0 || std::isnan(length)) length = 1;
-  return VECTOR(static_cast<float>(x / length), static_cast<float>(y / length),
-                static_cast<float>(z / length));
-}
+constexpr std::size_t kFacetsAtOnce = 256;
 
-/// The corners of a mesh's triangles, placed. Each vertex is placed once, not once a corner.
-class PlacedCorners {
+/// The facets of a mesh, placed: each vertex once, not once a corner; normals a block at a time, in loops
+/// over plain arrays that compilers turn into vector code.
+class PlacedFacets {
  public:
-  PlacedCorners(const CTL& mesh, PlacedPoints& placement)
-      : mesh_(mesh), placement_(placement), placed_(trq::detail::UsedVertices(mesh)) {
-    for (std::size_t i = 0; i < placed_.size(); ++i) placed_[i] = placement.Point(mesh.vertices_[i]);
+  PlacedFacets(const CTL& mesh, const PlacedPoints& placement)
+      : mesh_(mesh),
+        placement_(placement),
+        vertices_(MeshArray<Padded>::ForOverwrite(trq::detail::UsedVertices(mesh))) {
+    for (std::size_t i = 0; i < vertices_.size(); ++i)
+      placement.Place(mesh.vertices_[i].data(), 1.0f, vertices_[i].point);
   }
 
-  PbVec3f operator()(int32_t index) const {
-    if (index >= 0 && static_cast<std::size_t>(index) < placed_.size())
-      return placed_[static_cast<std::size_t>(index)];
-    return placement_.Point(trq::detail::VertexAt(mesh_.vertices_, index));
+  /// The coordinates of a corner and room for one more; for corner k = 0..2 they stay until the next call
+  /// with the same k.
+  const float* Corner(const R_INT4& triangle, int k) {
+    const std::size_t index = static_cast<std::size_t>(static_cast<uint32_t>(triangle[k]));
+    if (index < vertices_.size()) return vertices_[index].point;
+    placement_.Place(trq::detail::CoordinatesAt(mesh_.vertices_, triangle[k]), 1.0f, other_[k].point);
+    return other_[k].point;
   }
+
+  /// Makes the placed normals of `count` facets from `first` on, kFacetsAtOnce at most, at length 1; a length
+  /// of 0 or NaN counts as 1.
+  void MakeNormals(std::size_t first, std::size_t count) {
+    float* const x = normals_[0];
+    float* const y = normals_[1];
+    float* const z = normals_[2];
+    for (std::size_t i = 0; i < count; ++i) {
+      const VECTOR normal = trq::detail::NormalAt(mesh_, first + i);
+      x[i] = normal.x;
+      y[i] = normal.y;
+      z[i] = normal.z;
+    }
+    placement_.PlaceDirections(x, y, z, count);
+    double divisor[kFacetsAtOnce];
+    for (std::size_t i = 0; i < count; ++i) {
+      const double dx = x[i], dy = y[i], dz = z[i];
+      divisor[i] = std::sqrt(dx * dx + dy * dy + dz * dz);
+    }
+    for (std::size_t i = 0; i < count; ++i) divisor[i] = divisor[i] > 0 ? divisor[i] : 1;
+    for (float* const coordinates : {x, y, z}) {
+      for (std::size_t i = 0; i < count; ++i)
+        coordinates[i] = static_cast<float>(coordinates[i] / divisor[i]);
+    }
+  }
+  /// Normal i of those made last.
+  PbVec3f Normal(std::size_t i) const { return PbVec3f(normals_[0][i], normals_[1][i], normals_[2][i]); }
 
  private:
+  struct Padded {
+    float point[4];
+  };
+
   const CTL& mesh_;
-  PlacedPoints& placement_;
-  std::vector<PbVec3f> placed_;
+  const PlacedPoints& placement_;
+  MeshArray<Padded> vertices_;
+  float normals_[3][kFacetsAtOnce];
+  Padded other_[3];
 };
-
-/// Collects pieces of bounded size and writes them in blocks. A failure stays on record in the stream.
-class BlockWriter {
- public:
-  explicit BlockWriter(std::FILE* f) : file_(f), bytes_(kBlock) {}
-  BlockWriter(const BlockWriter&) = delete;
-  BlockWriter& operator=(const BlockWriter&) = delete;
-  ~BlockWriter() { Flush(); }
-
-  /// Room for `size` bytes, at most kBlock; Advance tells how many were used.
-  unsigned char* Reserve(std::size_t size) {
-    if (bytes_.size() - used_ < size) Flush();
-    return bytes_.data() + used_;
-  }
-  void Advance(std::size_t size) { used_ += size; }
-
- private:
-  void Flush() {
-    if (used_ > 0) std::fwrite(bytes_.data(), 1, used_, file_);
-    used_ = 0;
-  }
-
-  std::FILE* file_;
-  std::vector<unsigned char> bytes_;
-  std::size_t used_ = 0;
-};
-
-void WriteRecord(BlockWriter& out, const VECTOR& normal, const PbVec3f corners[3], uint16_t attribute) {
-  unsigned char* const record = out.Reserve(kRecordSize);
-  const float numbers[12] = {normal.x,      normal.y,      normal.z,      corners[0][0],
-                             corners[0][1], corners[0][2], corners[1][0], corners[1][1],
-                             corners[1][2], corners[2][0], corners[2][1], corners[2][2]};
-  for (std::size_t k = 0; k < 12; ++k) StoreLittleFloat(record + 4 * k, numbers[k]);
-  StoreLittle16(record + 48, attribute);
-  out.Advance(kRecordSize);
-}
 
 char* WriteText(char* out, const char* text) {
   const std::size_t length = std::strlen(text);
@@ -117,11 +112,12 @@ char* WriteNumbers(char* out, float x, float y, float z) {
   return out;
 }
 
-void WriteTextFacet(BlockWriter& out, const VECTOR& normal, const PbVec3f corners[3]) {
-  constexpr std::size_t kMost = 512;
-  static_assert(12 * (trq::detail::kScientificLength + 1) + 160 < kMost, "a facet's text fits");
-  char* const text = reinterpret_cast<char*>(out.Reserve(kMost));
-  char* end = WriteNumbers(WriteText(text, "  facet normal"), normal.x, normal.y, normal.z);
+constexpr std::size_t kFacetText = 12 * (trq::detail::kScientificLength + 1) + 160;  // at most
+
+void WriteTextFacet(BlockWriter& out, const PbVec3f& normal, const float* const corners[3]) {
+  static_assert(kFacetText <= BlockWriter::kLargestPiece, "a facet's text fits");
+  char* const text = reinterpret_cast<char*>(out.next());
+  char* end = WriteNumbers(WriteText(text, "  facet normal"), normal[0], normal[1], normal[2]);
   end = WriteText(end, "    outer loop\n");
   for (int k = 0; k < 3; ++k)
     end = WriteNumbers(WriteText(end, "      vertex  "), corners[k][0], corners[k][1], corners[k][2]);
@@ -178,14 +174,15 @@ int CTL::SaveModifiedCTLDataAsSTL(FILE* f, int mm_to_inch, float matrix[4][4]) {
   if (!f) return 0;
   const std::size_t count = trq::detail::UsedTriangles(*this);
   if (count == 0) return 1;
-  PlacedPoints placement(matrix, mm_to_inch);
-  const PlacedCorners placed(*this, placement);
-  BlockWriter out(f);
+  const PlacedPoints placement(matrix, mm_to_inch);
+  PlacedFacets facets(*this, placement);
+  FacetWriter out(f, count);
   for (std::size_t i = 0; i < count; ++i) {
     const R_INT4& triangle = triangles_[i];
-    const PbVec3f corners[3] = {placed(triangle[0]), placed(triangle[1]), placed(triangle[2])};
     // Kept: the normal stays as it is, whatever the matrix does to the corners.
-    WriteRecord(out, trq::detail::NormalAt(*this, i), corners, static_cast<uint16_t>(triangle[3]));
+    const VECTOR normal = trq::detail::NormalAt(*this, i);
+    out.AddPadded(PbVec3f(normal.x, normal.y, normal.z), facets.Corner(triangle, 0),
+                  facets.Corner(triangle, 1), facets.Corner(triangle, 2), static_cast<uint16_t>(triangle[3]));
   }
   return 1;
 }
@@ -204,18 +201,20 @@ int CTL::SaveCTLasBinarySTL(CString path, float matrix[4][4], int mm_to_inch, in
   const bool with_crc = std::strpbrk(path, "_s.stl") != nullptr;
   std::memcpy(head, stamp.data(), std::min(stamp.size(), with_crc ? kCountCrcAt : kHeaderSize));
   if (with_crc) StoreLittle32(head + kCountCrcAt, CCRC::calcCRC(head + kHeaderSize, 4));
-  std::fwrite(head, 1, sizeof head, file.get());
-
-  if (count > 0) {
-    PlacedPoints placement(matrix, mm_to_inch);
-    const PlacedCorners placed(*this, placement);
-    BlockWriter out(file.get());
-    for (std::size_t i = 0; i < count; ++i) {
-      const R_INT4& triangle = triangles_[i];
-      const PbVec3f corners[3] = {placed(triangle[0]), placed(triangle[1]), placed(triangle[2])};
-      const uint16_t attribute = static_cast<uint16_t>(triangle[3]);
-      WriteRecord(out, PlacedNormal(placement, trq::detail::NormalAt(*this, i)), corners,
-                  attribute < 0x8000 ? attribute : uint16_t{0});
+  {
+    FacetWriter out(file.get(), count);
+    out.WriteHead(head, sizeof head);
+    const PlacedPoints placement(matrix, mm_to_inch);
+    PlacedFacets facets(*this, placement);
+    for (std::size_t first = 0; first < count; first += kFacetsAtOnce) {
+      const std::size_t some = std::min(count - first, kFacetsAtOnce);
+      facets.MakeNormals(first, some);
+      for (std::size_t i = 0; i < some; ++i) {
+        const R_INT4& triangle = triangles_[first + i];
+        const uint16_t attribute = static_cast<uint16_t>(triangle[3]);
+        out.AddPadded(facets.Normal(i), facets.Corner(triangle, 0), facets.Corner(triangle, 1),
+                      facets.Corner(triangle, 2), attribute < 0x8000 ? attribute : uint16_t{0});
+      }
     }
   }
   return CloseSaved(std::move(file));
@@ -226,14 +225,19 @@ int CTL::SaveCTLasAsciiSTL(CString path, float matrix[4][4], int mm_to_inch) {
   if (!file) return ReportNotSaved();
   std::fputs("solid Kestrabin STL\n", file.get());
   {
-    PlacedPoints placement(matrix, mm_to_inch);
-    const PlacedCorners placed(*this, placement);
-    BlockWriter out(file.get());
+    const PlacedPoints placement(matrix, mm_to_inch);
+    PlacedFacets facets(*this, placement);
     const std::size_t count = trq::detail::UsedTriangles(*this);
-    for (std::size_t i = 0; i < count; ++i) {
-      const R_INT4& triangle = triangles_[i];
-      const PbVec3f corners[3] = {placed(triangle[0]), placed(triangle[1]), placed(triangle[2])};
-      WriteTextFacet(out, PlacedNormal(placement, trq::detail::NormalAt(*this, i)), corners);
+    BlockWriter out(file.get(), count * kFacetText);
+    for (std::size_t first = 0; first < count; first += kFacetsAtOnce) {
+      const std::size_t some = std::min(count - first, kFacetsAtOnce);
+      facets.MakeNormals(first, some);
+      for (std::size_t i = 0; i < some; ++i) {
+        const R_INT4& triangle = triangles_[first + i];
+        const float* const corners[3] = {facets.Corner(triangle, 0), facets.Corner(triangle, 1),
+                                         facets.Corner(triangle, 2)};
+        WriteTextFacet(out, facets.Normal(i), corners);
+      }
     }
   }
   std::fputs("endsolid\n", file.get());

@@ -13,23 +13,45 @@ namespace {
 
 // ---------------------------------------------------------------------------------------------------------
 // Reading. One pass over the text in blocks; a line is what fgets with a buffer of 1024 bytes would deliver.
-// Lines are lexed in place: every line handed out ends in '\n', which is neither part of a token nor of a
-// number, so that no loop needs to test for the end.
+// The idea: lines are lexed in place, and those of corners before it is known where they end.
+// Invariants that make this the same as lexing one line after the other:
+// - Every line handed out ends in '\n', and so does the text in the buffer. '\n' is neither part of a token
+// nor
+//   of a number, so that no loop runs past it and none needs to test for the end.
+// - What was lexed ahead counts only when the line then turns out to end there, within 1023 bytes; otherwise
+// the
+//   line is cut off as fgets would do and lexed again.
+// - Digits are taken eight at a time by arithmetic on whole words. Words may reach past the end of a line,
+// never
+//   past the room behind the buffers.
 
 constexpr std::size_t kLongestLine = 1023;
 constexpr std::size_t kBlock = std::size_t{1} << 18;
+constexpr std::size_t kWord = 8;  // bytes lexed together
 
 class LineReader {
  public:
-  explicit LineReader(std::FILE* f) : file_(f), buffer_(kBlock) {}
+  explicit LineReader(std::FILE* f) : file_(f), buffer_(kBlock + kWord) {}
+
+  /// Where the next line begins, however long it is; null at the end. Valid until the next call of Next.
+  const char* Peek() {
+    std::size_t left = filled_ - next_;
+    if (left < kLongestLine && !at_end_) left = Refill();
+    return left == 0 ? nullptr : buffer_.data() + next_;
+  }
+  /// Takes the line that was peeked at if it ends with the '\n' at `end`.
+  bool TakeIfItEndsAt(const char* end) {
+    const std::size_t length = static_cast<std::size_t>(end + 1 - buffer_.data()) - next_;
+    if (length > std::min(filled_ - next_, kLongestLine)) return false;
+    next_ += length;
+    return true;
+  }
 
   /// The next line, ended by '\n'; null at the end. Valid until the next call.
   const char* Next() {
-    std::size_t left = filled_ - next_;
-    if (left < kLongestLine && !at_end_) left = Refill();
-    if (left == 0) return nullptr;
-    const char* const begin = buffer_.data() + next_;
-    const std::size_t limit = std::min(left, kLongestLine);
+    const char* const begin = Peek();
+    if (!begin) return nullptr;
+    const std::size_t limit = std::min(filled_ - next_, kLongestLine);
     if (const void* end = std::memchr(begin, '\n', limit)) {
       next_ += static_cast<std::size_t>(static_cast<const char*>(end) + 1 - begin);
       return begin;
@@ -46,8 +68,9 @@ class LineReader {
     const std::size_t left = filled_ - next_;
     std::memmove(buffer_.data(), buffer_.data() + next_, left);
     next_ = 0;
-    filled_ = left + std::fread(buffer_.data() + left, 1, buffer_.size() - left, file_);
-    at_end_ = filled_ < buffer_.size();
+    filled_ = left + std::fread(buffer_.data() + left, 1, kBlock - left, file_);
+    at_end_ = filled_ < kBlock;
+    buffer_[filled_] = '\n';
     return filled_;
   }
 
@@ -56,7 +79,7 @@ class LineReader {
   std::size_t next_ = 0;
   std::size_t filled_ = 0;
   bool at_end_ = false;
-  char unended_[kLongestLine + 1];
+  char unended_[kLongestLine + kWord] = {};
 };
 
 // Only blanks separate the tokens of a line; its text ends at a NUL or before its trailing CR and LF.
@@ -90,6 +113,29 @@ const char* SkipSpaces(const char* p) {
 }
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+#if defined(__BYTE_ORDER__)
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the first character is the lowest byte of a word");
+#endif
+
+constexpr uint32_t kDecades[kWord + 1] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
+
+/// Appends the digits at `p`, eight at most, to `digits` and answers how many there are.
+int TakeDigits(const char* p, uint64_t& digits) {
+  uint64_t word;
+  std::memcpy(&word, p, kWord);
+  word ^= 0x3030303030303030u;  // digits become their values
+  // The high bit of every byte above 9; sums carry into later bytes only, so the first such bit is right.
+  const uint64_t others = ((word + 0x7676767676767676u) | word) & 0x8080808080808080u;
+  if (others & 0x80) return 0;
+  const int count = others == 0 ? 8 : __builtin_ctzll(others) / 8;
+  word <<= 64 - 8 * count;  // zeros in front
+  word = (word * 10 + (word >> 8)) & 0x00FF00FF00FF00FFu;
+  word = (word * 100 + (word >> 16)) & 0x0000FFFF0000FFFFu;
+  word = (word * 10000 + (word >> 32)) & 0xFFFFFFFFu;
+  digits = digits * kDecades[count] + word;
+  return count;
+}
 
 constexpr double kPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
                                    1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
@@ -135,7 +181,8 @@ bool ReadNumber(const char*& p, float& value) {
   const char* const point = p;
   if (*p == '.') {
     ++p;
-    for (; IsDigit(*p); ++p) digits = digits * 10 + static_cast<uint64_t>(*p - '0');
+    for (int taken = static_cast<int>(kWord); taken == static_cast<int>(kWord);)
+      p += taken = TakeDigits(p, digits);
     const std::ptrdiff_t decimals = p - point - 1;
     digit_count += decimals;
     exponent = -static_cast<int>(decimals);
@@ -160,7 +207,8 @@ bool ReadNumber(const char*& p, float& value) {
   return true;
 }
 
-bool ReadCorner(const char* p, R_INT3& corner) {
+/// Leaves `p` behind the third number.
+bool ReadCorner(const char*& p, R_INT3& corner) {
   p = SkipSpaces(p);
   if (*p == '\n' || *p == '\0') return false;
   while (!IsSpace(*p) && *p != '\0') ++p;  // any word
@@ -170,6 +218,17 @@ bool ReadCorner(const char* p, R_INT3& corner) {
     std::memcpy(&corner[k], &value, sizeof value);
   }
   return true;
+}
+
+bool ReadCorner(LineReader& lines, R_INT3& corner) {
+  const char* p = lines.Peek();
+  if (!p) return false;
+  if (ReadCorner(p, corner)) {
+    while (*p == ' ' || *p == '\r') ++p;
+    if (*p == '\n' && lines.TakeIfItEndsAt(p)) return true;
+  }
+  p = lines.Next();
+  return ReadCorner(p, corner);
 }
 
 }  // namespace
@@ -184,8 +243,7 @@ bool ReadAsciiFacets(std::FILE* f, TriangleBAG& bag) {
   while ((line = lines.Next()) != nullptr) {
     if (!FirstTokenIs(line, "outer")) continue;
     for (R_INT3& corner : facet.corner) {
-      line = lines.Next();
-      if (!line || !ReadCorner(line, corner)) return false;
+      if (!ReadCorner(lines, corner)) return false;
     }
     bag.append(facet);
   }

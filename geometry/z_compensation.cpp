@@ -87,7 +87,7 @@ int CTL::DumpZCompedSTL(TheTriangle* facets, int) {
   const trq::detail::FileHandle file = trq::detail::OpenFile(kFileName, "wb");
   if (!file) return mesh_io::kFailed;
   SaveSTLHeader(file.get(), static_cast<int>(count));
-  trq::detail::FacetWriter writer(file.get());
+  trq::detail::FacetWriter writer(file.get(), count);
   for (std::size_t i = 0; i < count; ++i) {
     const VECTOR n = trq::detail::NormalAt(*this, i);
     const float normal[3] = {n.x, n.y, n.z};

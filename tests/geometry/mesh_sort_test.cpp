@@ -3,6 +3,7 @@
 #include <limits>
 #include <random>
 
+#include "tests/geometry/literal_mesh.h"
 #include "tests/support/meshes.h"
 #include "trq/geometry.h"
 
@@ -12,36 +13,6 @@ using test_support::Indices;
 using test_support::MakeMesh;
 using test_support::Point;
 using test_support::TrianglesOf;
-
-// The literal form: UTL_heap_sort over pointers to the triangles, reading heights through one pointer.
-thread_local const PbVec3f* heights_of = nullptr;
-
-float FirstZ(void* triangle) { return heights_of[(*static_cast<R_INT4*>(triangle))[0]][2]; }
-int Above(void* a, void* b) { return FirstZ(a) > FirstZ(b); }
-int Below(void* a, void* b) { return FirstZ(a) < FirstZ(b); }
-
-void LiteralSort(CTL& mesh, bool ascending) {
-  const int count = mesh.num_triangles();
-  std::vector<void*> order;
-  for (int i = 0; i < count; ++i) {
-    R_INT4& t = mesh.nth(i);
-    const auto z = [&](int k) { return ascending ? mesh.vertices()[t[k]][2] : -mesh.vertices()[t[k]][2]; };
-    const float z0 = z(0), z1 = z(1), z2 = z(2);
-    const int attribute = t[3];
-    if (z1 <= z0 && z1 <= z2) {
-      t = R_INT4(t[1], t[2], t[0]);
-    } else if (z2 <= z0 && z2 <= z1) {
-      t = R_INT4(t[2], t[0], t[1]);
-    }
-    t[3] = attribute;
-    order.push_back(&t);
-  }
-  heights_of = mesh.vertices();
-  UTL_heap_sort(order.data(), count, ascending ? Above : Below);
-  MeshArray<R_INT4> sorted(static_cast<std::size_t>(count));
-  for (std::size_t i = 0; i < order.size(); ++i) sorted[i] = *static_cast<R_INT4*>(order[i]);
-  mesh.triangles_ = std::move(sorted);
-}
 
 std::vector<std::array<int, 4>> Records(const CTL& mesh) {
   std::vector<std::array<int, 4>> records;
@@ -57,10 +28,10 @@ void ExpectAsLiteral(const CTL& mesh, const char* what) {
   CTL literal = MakeMesh(test_support::VerticesOf(mesh), TrianglesOf(mesh));
   for (int i = 0; i < mesh.num_triangles(); ++i) twin.nth(i)[3] = literal.nth(i)[3] = i;
   twin.z_sort_ascending();
-  LiteralSort(literal, true);
+  literal::SortByHeight(literal, true);
   ASSERT_EQ(Records(twin), Records(literal)) << what << " ascending";
   twin.z_sort_descending();
-  LiteralSort(literal, false);
+  literal::SortByHeight(literal, false);
   ASSERT_EQ(Records(twin), Records(literal)) << what << " descending";
 }
 

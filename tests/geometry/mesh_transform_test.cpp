@@ -8,6 +8,7 @@
 #include <limits>
 #include <random>
 
+#include "tests/geometry/literal_mesh.h"
 #include "tests/support/meshes.h"
 #include "trq/geometry.h"
 
@@ -31,17 +32,6 @@ uint32_t Bits(float v) {
 }
 
 // ---- truncateVertices
-
-float LiteralSnap(float c) { return static_cast<float>(std::trunc(c * 10000.0 + 0.5) * 0.0001); }
-
-void LiteralTruncate(CTL& mesh) {
-  for (int i = 0; i < mesh.num_triangles(); ++i) {
-    for (int k = 0; k < 3; ++k) {
-      PbVec3f& vertex = mesh.vertices()[mesh.nth(i)[k]];
-      for (int axis = 0; axis < 3; ++axis) vertex[axis] = LiteralSnap(vertex[axis]);
-    }
-  }
-}
 
 TEST(CtlTruncateVertices, RoundsPositiveCoordinatesToFourDecimals) {
   CTL mesh = MakeMesh({{1.23456f, 1.23454f, 0.00005f}, {0, 0, 0}, {9, 9, 9}}, {{0, 1, 2}});
@@ -113,7 +103,7 @@ TEST(CtlTruncateVertices, GivesTheBitsOfTheLiteralLoop) {
     CTL fast = MakeMesh(vertices, triangles);
     CTL literal = MakeMesh(vertices, triangles);
     fast.truncateVertices();
-    LiteralTruncate(literal);
+    literal::Truncate(literal);
     for (int i = 0; i < fast.num_vertices(); ++i) {
       for (int k = 0; k < 3; ++k) {
         const float a = fast.vertices()[i][k], b = literal.vertices()[i][k];
@@ -138,7 +128,7 @@ TEST(CtlTruncateVertices, GivesTheBitsOfTheLiteralLoopOverManyBlocksAndUses) {
   CTL fast = MakeMesh(vertices, triangles);
   CTL literal = MakeMesh(vertices, triangles);
   fast.truncateVertices();
-  LiteralTruncate(literal);
+  literal::Truncate(literal);
   EXPECT_EQ(VerticesOf(fast), VerticesOf(literal));
 }
 

@@ -30,7 +30,8 @@ TEST(PlacedPoints, GiveTheBitsOfTheMatrixProduct) {
     }
     const float x = next(), y = next(), z = next(), w = static_cast<float>(round % 2);
     const int mm_to_inch = static_cast<int>(random() % 3);
-    const PbVec3f placed = PlacedPoints(matrix, mm_to_inch).Place(x, y, z, w);
+    PbVec3f placed(x, y, z);
+    PlacedPoints(matrix, mm_to_inch).Place(placed.data(), w, placed.data());
     const PbVec3f literal = Literal(matrix, mm_to_inch, x, y, z, w);
     ASSERT_EQ(std::memcmp(placed.data(), literal.data(), 12), 0) << round;
   }
@@ -45,7 +46,9 @@ TEST(PlacedPoints, OnlyOneMeansInches) {
 
 TEST(PlacedPoints, DirectionsAreNotMoved) {
   const float matrix[4][4] = {{2, 0, 0, 7}, {0, 1, 0, 7}, {0, 0, 1, 7}, {0, 0, 0, 1}};
-  EXPECT_EQ(PlacedPoints(matrix, 0).Place(1, 0, 0, 0)[0], 2);
+  float direction[3] = {1, 0, 0};
+  PlacedPoints(matrix, 0).Place(direction, 0, direction);
+  EXPECT_EQ(direction[0], 2);
 }
 
 }  // namespace

@@ -1,0 +1,303 @@
+#!/usr/bin/env python3
+"""Measures every mark and prints one table: marks.py BUILD_FOLDER
+
+Runs the benchmark programs and the tool of a build and divides medians of the CPU time (user and system) of repetitions
+that alternate with each other. Peers that are not installed are left out, with a note.
+"""
+import json
+import os
+import re
+import shutil
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+from dataclasses import dataclass, field
+from typing import Callable, Optional
+
+REPETITIONS = 7
+PROCESS_REPETITIONS = 9
+SCALE = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}
+
+# Program, the benchmarks that are measured together, repetitions.
+GROUPS = [
+    ("stl_import_benchmark", "(parse_store|import|import_with_normals|admesh|assimp)/sphere-1M$", REPETITIONS),
+    ("stl_import_benchmark", "(literal|memory)/sphere-1M", 5),
+    ("stl_import_benchmark", "(parse_store|import)/sphere-100k$", 15),
+    ("stl_import_benchmark", "(parse_store|import)/sphere-5M$", REPETITIONS),
+    ("stl_import_benchmark", "memory/sphere-5M", 5),
+    ("stl_import_benchmark", "(parse_store|import)/plate-1M$", REPETITIONS),
+    ("stl_import_benchmark", "(parse_store|import)/small-plate-1M$", REPETITIONS),
+    ("stl_import_benchmark", "(import|literal)/small-plate-100k$", 5),
+    ("stl_import_benchmark", "(parse_store|import)/gyroid-1M$", REPETITIONS),
+    ("stl_import_benchmark", "(parse_store|import)/shuffled-1M$", REPETITIONS),
+    ("stl_import_benchmark", "(parse_store|import)/jittered-1M$", REPETITIONS),
+    ("stl_import_benchmark", "(from_chars_alone|import|assimp|literal)/ascii-1M$", 5),
+    ("stl_export_benchmark", ".*", REPETITIONS),
+    ("ctl_file_benchmark", "(WriteSameBytes|WriteCtl|ReadSameBytes|ReadCtl)/1000$", REPETITIONS),
+    ("mesh_measure_benchmark", ".*", REPETITIONS),
+    ("placement_benchmark", "Place/hundred_pieces_of_ten_parts", 5),
+    ("placement_benchmark", "Place/hundred_parts", 5),
+    ("placement_benchmark", "Place/(one|two|five)_", 11),
+    ("placement_benchmark", "Add<.*/1000000$", 5),
+    ("shell_offset_benchmark", "Sphere.*/(10|1000)$", 5),
+    ("shell_offset_benchmark", "ThinWall.*/1000$", 5),
+    ("slc_benchmark", "(LoadSlc|ReadSameBytes|SaveSlc|WriteSameBytes)/1000$", REPETITIONS),
+    ("slc_benchmark", "(LoadSlc|ReadSameBytes|SaveSlc|WriteSameBytes)/20$", REPETITIONS),
+    ("literal_forms_benchmark", ".*", 5),
+]
+
+
+@dataclass
+class Measured:
+    """Medians by name; absent where nothing was measured."""
+
+    cpu: dict = field(default_factory=dict)  # seconds
+    counters: dict = field(default_factory=dict)  # (name, counter)
+    processes: dict = field(default_factory=dict)  # name: {"cpu", "wall", "memory"}
+
+
+def run_group(folder, program, pattern, repetitions, measured):
+    command = [os.path.join(folder, "bin", program), "--benchmark_filter=^" + pattern, "--benchmark_format=json",
+               f"--benchmark_repetitions={repetitions}", "--benchmark_enable_random_interleaving=true",
+               "--benchmark_min_time=0.05"]
+    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, check=False)
+    if done.returncode != 0:
+        sys.exit(f"{' '.join(command)} failed ({done.returncode}):\n{done.stderr}")
+    # Meshes and their reading may write to standard output before the document.
+    document = json.loads(done.stdout[done.stdout.index('{\n  "context"'):])
+    times, counters = {}, {}
+    for entry in document["benchmarks"]:
+        if entry.get("run_type") != "iteration":
+            continue
+        if entry.get("error_occurred"):
+            sys.exit(f"{entry['name']}: {entry.get('error_message')}")
+        name = f"{program[:-len('_benchmark')]}:{re.sub('/iterations:1', '', entry['run_name'])}"
+        times.setdefault(name, []).append(entry["cpu_time"] * SCALE[entry["time_unit"]])
+        if "bytes_per_facet" in entry:
+            counters.setdefault((name, "bytes_per_facet"), []).append(entry["bytes_per_facet"])
+    if not times:
+        sys.exit(f"{program}: nothing matches {pattern}")
+    measured.cpu.update({name: statistics.median(values) for name, values in times.items()})
+    measured.counters.update({key: statistics.median(values) for key, values in counters.items()})
+
+
+def run_process(command):
+    """CPU seconds, wall seconds and the largest resident set in bytes of one whole process."""
+    start = time.perf_counter()
+    pid = os.posix_spawn(command[0], command, os.environ,
+                         file_actions=[(os.POSIX_SPAWN_OPEN, 1, os.devnull, os.O_WRONLY, 0)])
+    _, status, usage = os.wait4(pid, 0)
+    wall = time.perf_counter() - start
+    if os.waitstatus_to_exitcode(status) != 0:
+        sys.exit(f"{' '.join(command)} failed")
+    return usage.ru_utime + usage.ru_stime, wall, usage.ru_maxrss * 1024
+
+
+def run_processes(folder, measured):
+    tool = os.path.join(folder, "bin", "trqprep")
+    with tempfile.TemporaryDirectory() as temporary:
+        mesh = os.path.join(temporary, "sphere.stl")
+        subprocess.run([os.path.join(folder, "bin", "make_mesh"), "1000000", mesh], check=True)
+        commands = {"info": [tool, "info", mesh], "version": [tool, "version"]}
+        for name, *arguments in (("admesh", mesh), ("assimp", "info", mesh)):
+            program = shutil.which(name)
+            if program:
+                commands[name] = [program, *arguments]
+        samples = {name: [] for name in commands}
+        for _ in range(PROCESS_REPETITIONS):
+            for name, command in commands.items():
+                samples[name].append(run_process(command))
+    for name, values in samples.items():
+        cpu, wall, memory = (statistics.median(column) for column in zip(*values))
+        measured.processes[name] = {"cpu": cpu, "wall": wall, "memory": memory}
+
+
+# How a row's number comes from what was measured. Each answers None where something is missing.
+
+
+def times(name, limit):
+    """How many times as long as the limit."""
+    return lambda m: m.cpu[name] / m.cpu[limit] if name in m.cpu and limit in m.cpu else None
+
+
+def faster(name, other):
+    """How many times faster than the other."""
+    return times(other, name)
+
+
+def per_unit(name, other, scale):
+    """The cost of one unit of a job, in costs of one unit of another job that is `scale` times smaller."""
+    return lambda m: m.cpu[name] / m.cpu[other] / scale
+
+
+def counter(name, which):
+    return lambda m: m.counters[name, which]
+
+
+def process(name, which, scale):
+    return lambda m: m.processes[name][which] * scale
+
+
+def process_faster(name, other):
+    return lambda m: m.processes[other]["cpu"] / m.processes[name]["cpu"] if other in m.processes else None
+
+
+@dataclass
+class Row:
+    job: str
+    mark: Optional[float]  # None: printed for comparison
+    stretch: Optional[float]
+    value: Callable
+    at_most: bool = True
+    unit: str = "×"
+
+
+def at_least(job, mark, stretch, value):
+    return Row(job, mark, stretch, value, at_most=False)
+
+
+def import_row(mesh, mark, stretch=2):
+    return Row(f"binary import, {mesh}, of parse-store", mark, stretch,
+               times(f"stl_import:import/{mesh}", f"stl_import:parse_store/{mesh}"))
+
+
+ROWS = [
+    import_row("sphere-1M", 4),
+    import_row("sphere-5M", 4),
+    import_row("plate-1M", 4),
+    import_row("small-plate-1M", 4),
+    import_row("gyroid-1M", 4),
+    import_row("shuffled-1M", 6),
+    import_row("jittered-1M", 12),
+    Row("binary import, cost a facet of 5M in that of 100k (flat: taken as 1.5)", 1.5, None,
+        per_unit("stl_import:import/sphere-5M", "stl_import:import/sphere-100k", 50)),
+    at_least("binary import, sphere-1M, against libadmesh (open, exact edges, shared vertices)", 3, 6,
+             faster("stl_import:import/sphere-1M", "stl_import:admesh/sphere-1M")),
+    at_least("binary import, sphere-1M, against libassimp (aiImportFile, JoinIdenticalVertices)", 10, 20,
+             faster("stl_import:import/sphere-1M", "stl_import:assimp/sphere-1M")),
+    Row("peak memory of an import, sphere-1M", 80, 50, counter("stl_import:memory/sphere-1M", "bytes_per_facet"),
+        unit=" bytes a facet"),
+    Row("peak memory of an import, sphere-5M", 80, 50, counter("stl_import:memory/sphere-5M", "bytes_per_facet"),
+        unit=" bytes a facet"),
+    Row("LoadSTLFile with normals, sphere-1M, of parse-store", 5, 3,
+        times("stl_import:import_with_normals/sphere-1M", "stl_import:parse_store/sphere-1M")),
+    Row("ASCII import, sphere-1M, of from_chars on the same numbers (in memory, nothing else)", 1.3, 1.0,
+        times("stl_import:import/ascii-1M", "stl_import:from_chars_alone/ascii-1M")),
+    at_least("ASCII import, sphere-1M, against libassimp", 6, None,
+             faster("stl_import:import/ascii-1M", "stl_import:assimp/ascii-1M")),
+    Row("binary STL write, of fwrite", 1.5, 1.1, times("stl_export:save/binary", "stl_export:fwrite/binary")),
+    at_least("ASCII STL write, against fprintf", 3, 4,
+             faster("stl_export:save/ascii", "stl_export:fprintf/ascii")),
+    Row("CTL write, of plain write", 2, 1.3, times("ctl_file:WriteCtl/1000", "ctl_file:WriteSameBytes/1000")),
+    Row("CTL read, of plain read", 2, 1.3, times("ctl_file:ReadCtl/1000", "ctl_file:ReadSameBytes/1000")),
+    *[Row(f"{what}, of a plain loop", 1.3, 1.1, times(f"mesh_measure:{what}", f"mesh_measure:plain/{what}"))
+      for what in ("extents", "area", "volume", "normals")],
+    *[at_least(f"find_placement, {text}, 24 rotations, against the literal search", 25, 40,
+               faster(f"placement:Place/{job}", f"placement:Place/{job}/literal"))
+      for job, text in (("hundred_pieces_of_ten_parts", "100 pieces of 10 parts"),
+                        ("hundred_parts", "100 different pieces"))],
+    *[at_least(f"find_placement, small job ({job.replace('_', ' ')}), against the literal search", 1, None,
+               faster(f"placement:Place/{job}", f"placement:Place/{job}/literal"))
+      for job in ("one_piece_one_rotation", "one_piece", "two_pieces_one_rotation", "five_pieces_four_rotations",
+                  "one_piece_too_wide")],
+    at_least("GridEval::add, 1M facets, 24 rotations, against the literal rasteriser", 2, 4,
+             faster("placement:Add<GridEval>/1000000", "placement:Add<LiteralGridEval>/1000000")),
+    Row("validated shell, sphere-1M, of the unvalidated push", 10, 6,
+        times("shell_offset:Sphere/1000", "shell_offset:SphereUnvalidated/1000")),
+    Row("validated shell, thin wall 1M, of the unvalidated push", 10, 6,
+        times("shell_offset:ThinWall/1000", "shell_offset:ThinWallUnvalidated/1000")),
+    Row("validated shell, cost a vertex of 1M in that of 10k (flat: taken as 2)", 2, None,
+        per_unit("shell_offset:Sphere/1000", "shell_offset:Sphere/10", 100)),
+    *[Row(f"SLC {verb}, 100 MB, {vertices} vertices a boundary, of plain {plain}", 2, 1.5,
+          times(f"slc:{verb.capitalize()}Slc/{vertices}", f"slc:{plain.capitalize()}SameBytes/{vertices}"))
+      for verb, plain in (("load", "read"), ("save", "write")) for vertices in (1000, 20)],
+    at_least("trqprep info, sphere-1M, whole process against admesh", 2, 3, process_faster("info", "admesh")),
+    Row("trqprep info, sphere-1M, peak memory", 100, None, process("info", "memory", 1e-6), unit=" MB"),
+    Row("trqprep version, whole process, elapsed", 10, 5, process("version", "wall", 1e3), unit=" ms"),
+    # For comparison.
+    at_least("trqprep info, sphere-1M, whole process against assimp info", None, None, process_faster("info", "assimp")),
+    *[at_least(f"{job}, against the literal form", None, None, faster(f"{name}{form}", f"{name}{literal}"))
+      for job, name, form, literal in (
+          ("binary import, sphere-1M", "stl_import:", "import/sphere-1M", "literal/sphere-1M"),
+          ("binary import, small plate of 100k", "stl_import:", "import/small-plate-100k",
+           "literal/small-plate-100k"),
+          ("ASCII import, sphere-1M", "stl_import:", "import/ascii-1M", "literal/ascii-1M"),
+          ("validated shell, sphere of 20k", "literal_forms:", "shell/20", "shell/literal/20"),
+          ("z sort, 1M shuffled", "literal_forms:", "sort/1000", "sort/literal/1000"),
+          ("truncateVertices, 1M", "literal_forms:", "snap/1000", "snap/literal/1000"),
+          ("CTL packing, 1M", "literal_forms:", "pack/1000", "pack/literal/1000"))],
+]
+
+
+def number(value):
+    return f"{value:.0f}" if value >= 100 else f"{value:.3g}"
+
+
+def evaluate(measured):
+    """Lines of the table and the jobs whose marks are missed or not measured."""
+    lines = ["| Job | Mark | Stretch | Measured | |", "|---|---|---|---|---|"]
+    missed, unmeasured = [], []
+    for row in ROWS:
+        sign = "≤" if row.at_most else "≥"
+        goals = [f"{sign} {number(goal)}{row.unit}" if goal is not None else "" for goal in (row.mark, row.stretch)]
+        value = row.value(measured)
+        if value is None:
+            unmeasured.append(row.job)
+            lines.append(f"| {row.job} | {goals[0]} | {goals[1]} | | not measured |")
+            continue
+
+        def holds(goal):
+            return goal is not None and (value <= goal if row.at_most else value >= goal)
+
+        verdict = "" if row.mark is None else "stretch" if holds(row.stretch) else "held" if holds(row.mark) else "missed"
+        if verdict == "missed":
+            missed.append(f"{row.job}: {number(value)}{row.unit}, mark {goals[0]}")
+        lines.append(f"| {row.job} | {goals[0]} | {goals[1]} | {number(value)}{row.unit} | {verdict} |")
+    return lines, missed, unmeasured
+
+
+def output_of(*command):
+    try:
+        return subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
+                              check=False).stdout.strip()
+    except OSError:
+        return ""
+
+
+def conditions():
+    with open("/proc/cpuinfo", encoding="utf-8") as f:
+        model = re.search(r"model name\s*: (.*)", f.read())
+    root = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+    commit = output_of("git", "-C", root, "describe", "--always", "--dirty")
+    return (f"{time.strftime('%Y-%m-%d %H:%M', time.gmtime())} UTC, commit {commit or 'unknown'}, "
+            f"{model.group(1) if model else 'unknown processor'}, {os.cpu_count()} cores, load {os.getloadavg()[0]:.1f}")
+
+
+def main():
+    if len(sys.argv) != 2:
+        sys.exit("usage: marks.py BUILD_FOLDER")
+    start = time.perf_counter()
+    lines = [conditions()]
+    measured = Measured()
+    for program, pattern, repetitions in GROUPS:
+        began = time.perf_counter()
+        print(f"== {program} {pattern}", end="", file=sys.stderr, flush=True)
+        run_group(sys.argv[1], program, pattern, repetitions, measured)
+        print(f" {time.perf_counter() - began:.0f} s", file=sys.stderr)
+    run_processes(sys.argv[1], measured)
+    table, missed, unmeasured = evaluate(measured)
+    print("\n".join(lines + [""] + table))
+    print(f"\nMedians of CPU time, {min(g[2] for g in GROUPS)} repetitions and more in turns; "
+          f"{time.perf_counter() - start:.0f} s in all.")
+    for job in unmeasured:
+        print(f"Not measured, the peer is not installed: {job}")
+    for text in missed:
+        print(f"MISSED: {text}")
+    print(f"{len(missed)} of {sum(row.mark is not None for row in ROWS)} marks missed." if missed
+          else "All marks that were measured are held.")
+
+
+if __name__ == "__main__":
+    main()

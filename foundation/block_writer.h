@@ -1,0 +1,63 @@
+/// Output in large blocks.
+#pragma once
+
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+namespace trq::detail {
+
+/// Collects pieces of bounded size and writes them in blocks of 1 MB: systems write a file of large blocks
+/// much faster than one of small ones, and whole blocks pass the stream's own buffer. A failure stays on
+/// record in the stream.
+class BlockWriter {
+ public:
+  static constexpr std::size_t kLargestPiece = 4096;
+
+  /// The stream stays the caller's, and open until this is gone. `expected` is about how many bytes will
+  /// come: less memory is taken for few.
+  BlockWriter(std::FILE* f, std::size_t expected)
+      : file_(f),
+        block_(expected < kBlock ? kSmallBlock : kBlock),
+        bytes_(new unsigned char[block_ + kLargestPiece]) {}
+  BlockWriter(const BlockWriter&) = delete;
+  BlockWriter& operator=(const BlockWriter&) = delete;
+  /// Writes what is left.
+  ~BlockWriter() { Flush(used_); }
+
+  /// Room for kLargestPiece bytes; Advance tells how many of them were used.
+  unsigned char* next() { return bytes_.get() + used_; }
+  void Advance(std::size_t size) {
+    used_ += size;
+    if (used_ >= block_) Flush(block_);
+  }
+  void Write(const void* data, std::size_t size) {
+    const unsigned char* from = static_cast<const unsigned char*>(data);
+    while (size > 0) {
+      const std::size_t some = size < block_ - used_ ? size : block_ - used_;
+      std::memcpy(next(), from, some);
+      Advance(some);
+      from += some;
+      size -= some;
+    }
+  }
+
+ private:
+  static constexpr std::size_t kBlock = std::size_t{1} << 20;
+  static constexpr std::size_t kSmallBlock = std::size_t{1} << 16;
+
+  void Flush(std::size_t size) {
+    if (size == 0) return;
+    std::fwrite(bytes_.get(), 1, size, file_);
+    used_ -= size;
+    std::memmove(bytes_.get(), bytes_.get() + size, used_);
+  }
+
+  std::FILE* file_;
+  std::size_t block_;
+  std::unique_ptr<unsigned char[]> bytes_;
+  std::size_t used_ = 0;
+};
+
+}  // namespace trq::detail
