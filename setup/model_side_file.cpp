@@ -105,11 +105,16 @@ std::string LineOf(const Numbers& numbers) {
   return line += '\n';
 }
 
-/// The side file's lines with every point moved. Lines are cut at 518 characters, as they always were.
+/// The side file's lines with every point moved. Lines of more than 518 characters are dropped like all
+/// others that are not seven numbers.
 std::string MovedLines(std::FILE* file, const PointMove& move) {
   std::string text;
-  char line[520];
+  char line[520];  // with its line feed and the end
   while (std::fgets(line, sizeof line, file)) {
+    if (std::strlen(line) == sizeof line - 1 && line[sizeof line - 2] != '\n') {
+      for (int c; (c = std::fgetc(file)) != EOF && c != '\n';) continue;
+      continue;
+    }
     if (std::optional<Numbers> numbers = ParseLine(line)) {
       move.Apply(numbers->data());
       text += LineOf(*numbers);
@@ -141,8 +146,7 @@ int MoveSideFile(const COMPONENT_INFO& component, int mm_to_inch, bool inverse) 
   if (!move.Tilts()) return RewriteSideFile(name, move) ? 1 : 0;
   AfxMessageBox((inverse ? "You are undoing rotation " : "You are rotating ") + component.text +
                 " about X and/or Y axis.\nVents and Drains file for this part will be deleted.");
-  trq::host::DeleteFileNamed(name);
-  return 1;
+  return trq::host::DeleteFileNamed(name) ? 1 : 0;
 }
 
 void MovePlaced(CVentsAndDrains& placed, const PointMove& move) {

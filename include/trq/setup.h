@@ -160,7 +160,8 @@ class TRQ_EXPORT MODEL : public CTL {
   int InvMoveVDLast(int mm_to_inch);
 
   // --- The vents-and-drains side file (docs/formats/vents-and-drains.md) -----------------------------------
-  // The model's file name up to its last period, with ".V_D". Lines without seven numbers are dropped.
+  // The model's file name up to its last period, with ".V_D"; a name without period is taken whole. Lines
+  // without seven numbers are dropped, lines of more than 518 characters too.
 
   /// Adds to every point. 1 done; 0 when there is no side file, or it cannot be rewritten: the old one then
   /// stands, or is kept under its name with ".bak".
@@ -170,7 +171,7 @@ class TRQ_EXPORT MODEL : public CTL {
   /// Copies the side file of another model's file name, added to its points. 0 when there is none, else 1.
   int CopyVDFileFrom(CString source_model, float dx, float dy, float dz);
   /// As MoveVDLast, on the side file. When the move tilts the part (Z-Z element below 0.99) the file is
-  /// deleted after a message. 1 rewritten or deleted, 0 as TranslateVDFile.
+  /// deleted after a message. 1 rewritten or deleted; 0 as TranslateVDFile, or when it cannot be deleted.
   int MoveVDFileLast(int mm_to_inch);
   int InvMoveVDFileLast(int mm_to_inch);
 

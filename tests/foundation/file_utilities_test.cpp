@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <climits>
+#include <type_traits>
 
 #include "host/file_services.h"
 #include "tests/support/message_box_recorder.h"
@@ -16,6 +18,35 @@ TEST(FileUtilities, ReadOnlyFileBecomesWritable) {
   EXPECT_TRUE(trq::host::IsReadOnly(path.str()));
   UTILITY::ConfirmFilePermission(path);
   EXPECT_FALSE(trq::host::IsReadOnly(path.str()));
+}
+
+TEST(FileUtilities, AnyWriteBitIsEnough) {
+  test_support::TempDir dir;
+  const CString path = dir.Write("a.stl", "xxx");
+  for (const mode_t mode : {0420, 0402, 0200}) {
+    ::chmod(path, mode);
+    EXPECT_FALSE(trq::host::IsReadOnly(path.str())) << mode;
+  }
+  EXPECT_FALSE(trq::host::IsReadOnly(dir.File("none.stl")));
+  ::chmod(path, 0550);
+  UTILITY::ConfirmFilePermission(path);
+  struct stat information;
+  ASSERT_EQ(::stat(path, &information), 0);
+  EXPECT_EQ(information.st_mode & 0777, 0750u);  // the other bits stay
+}
+
+TEST(FileUtilities, RefusedPermissionIsTold) {
+  // A file of this process's own that nobody may change, not even the administrator.
+  const CString path = "/proc/self/maps";
+  if (!trq::host::IsReadOnly(path.str())) GTEST_SKIP() << "no such file here";
+  test_support::MessageBoxRecorder boxes;
+  UTILITY::ConfirmFilePermission(path);
+  ASSERT_EQ(boxes.boxes().size(), 1u);
+  EXPECT_EQ(
+      boxes.boxes()[0].text,
+      "Unable to set the WRITE permission for /proc/self/maps. You may not be authorized to perform this "
+      "operation.");
+  EXPECT_EQ(boxes.boxes()[0].buttons, 0u);
 }
 
 TEST(FileUtilities, PermissionOfAMissingFileIsNoQuestion) {
@@ -51,13 +82,40 @@ TEST(FileUtilities, ExistenceLooksForThePlaFileToo) {
 TEST(FileUtilities, DriveLettersAndEmptyPathsHaveNoRoot) {
   EXPECT_EQ(UTILITY::GetDriveInfo(""), 1);
   EXPECT_EQ(UTILITY::GetDriveInfo("C:\\parts\\a.stl"), 1);
+  EXPECT_EQ(UTILITY::GetDriveInfo("z:"), 1);
   EXPECT_NE(UTILITY::GetDriveInfo("/"), 1);
+  EXPECT_NE(UTILITY::GetDriveInfo("1:"), 1);  // a file's name
+}
+
+TEST(FileUtilities, DriveKindFollowsTheFileSystem) {
+  // Magic numbers from statfs(2).
+  struct statfs information;
+  int known = 0;
+  for (const auto& [path, magic, kind] : {std::tuple{"/proc", 0x9fa0, 0},
+                                          {"/dev/shm", 0x01021994, 6},
+                                          {"/sys", 0x62656572, 0},
+                                          {"/", 0xef53, 3}}) {
+    if (::statfs(path, &information) != 0 || information.f_type != magic) continue;
+    EXPECT_EQ(UTILITY::GetDriveInfo(path), kind) << path;
+    EXPECT_EQ(UTILITY::GetDriveInfo(std::string(path) + "/none-such/a.stl"), kind) << path;
+    ++known;
+  }
+  if (known == 0) GTEST_SKIP() << "no file system of a known kind";
 }
 
 TEST(FileUtilities, FreeSpaceIsKnownForFoldersThatExist) {
   test_support::TempDir dir;
   EXPECT_GE(UTILITY::GetDiskSpaceInKB(dir.File("a.stl").c_str()), 0);
   EXPECT_EQ(UTILITY::GetDiskSpaceInKB(dir.File("missing/a.stl").c_str()), -1);
+}
+
+TEST(FileUtilities, FreeSpaceIsCountedInKilobytesOf64Bits) {
+  static_assert(std::is_same_v<decltype(UTILITY::GetDiskSpaceInKB("")), int64_t>);
+  test_support::TempDir dir;
+  const double kilobytes = static_cast<double>(std::filesystem::space(dir.path()).available) / 1024;
+  const double answer = static_cast<double>(UTILITY::GetDiskSpaceInKB(dir.File("a.stl").c_str()));
+  EXPECT_GE(answer, kilobytes / 2);  // others write meanwhile
+  EXPECT_LE(answer, kilobytes * 2 + 1024);
 }
 
 TEST(FileUtilities, DiskSpaceSufficesForSmallFilesInTheKnownModes) {

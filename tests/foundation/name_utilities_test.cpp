@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstring>
 #include <vector>
 
@@ -14,6 +15,11 @@ TEST(NameUtilities, ExtensionIsWhatFollowsTheLastPeriod) {
 TEST(NameUtilities, NameWithoutPeriodIsKeptWholeAndHasNoType) {
   EXPECT_EQ(UTILITY::SetFileExtension("gear", "ctl"), "gear.ctl");
   EXPECT_EQ(UTILITY::DetermineFileType("gear"), "");
+}
+
+TEST(NameUtilities, KeptPeriodOfADirectoryCounts) {
+  EXPECT_EQ(UTILITY::SetFileExtension("v1.5/gear", "ctl"), "v1.ctl");
+  EXPECT_EQ(UTILITY::DetermineFileType("v1.5/gear"), ".5/gear");
 }
 
 TEST(NameUtilities, DirectoryEndsAtTheLastBackslash) {
@@ -50,7 +56,12 @@ TEST(NameUtilities, ShortNamesLoseAllTheirLeadingBytes) {
   EXPECT_EQ(UTILITY::GetSUPPORTSName("ab"), "_s.ab");
   EXPECT_EQ(UTILITY::GetPartNameFromSupports("a.stl"), ".stl");
   EXPECT_EQ(UTILITY::StripDirectoryName("dir/a"), "");
+  EXPECT_EQ(UTILITY::GetNewNameForVerifiedModel("abc"), "_v.stl");
+  EXPECT_EQ(UTILITY::GetODFName("ab"), "odf");
+  EXPECT_EQ(UTILITY::GetVerifyOutputFileName(""), "Fixed.stl");
   EXPECT_FALSE(UTILITY::CheckIfSupportsFileName(""));
+  EXPECT_TRUE(UTILITY::CheckIfSupportsFileName("_s.x"));  // n - 6 is below 0: the first two
+  EXPECT_FALSE(UTILITY::CheckIfSupportsFileName("a_s.x"));
 }
 
 TEST(NameUtilities, SupportsMarkStandsSixBytesBeforeTheEnd) {
@@ -77,12 +88,20 @@ TEST(NameUtilities, OtherNamesAreChangedAndTold) {
 
 TEST(NameUtilities, ColourSlotsFollowTheRemainder) {
   EXPECT_EQ(UTILITY::FindColorCtr(1), 0);
+  EXPECT_EQ(UTILITY::FindColorCtr(2), 1);
+  EXPECT_EQ(UTILITY::FindColorCtr(3), 2);
   EXPECT_EQ(UTILITY::FindColorCtr(4), 3);
   EXPECT_EQ(UTILITY::FindColorCtr(5), 4);
   EXPECT_EQ(UTILITY::FindColorCtr(6), 0);
   EXPECT_EQ(UTILITY::FindColorCtr(10), 4);
   EXPECT_EQ(UTILITY::FindColorCtr(-1), 3);  // -1 is congruent to 4
+  EXPECT_EQ(UTILITY::FindColorCtr(0), 4);
+  EXPECT_EQ(UTILITY::FindColorCtr(-2), 2);
+  EXPECT_EQ(UTILITY::FindColorCtr(-3), 1);
+  EXPECT_EQ(UTILITY::FindColorCtr(-4), 0);
   EXPECT_EQ(UTILITY::FindColorCtr(-5), 4);
+  EXPECT_EQ(UTILITY::FindColorCtr(INT_MIN), 1);  // -2147483648 = 5 * -429496730 + 2
+  EXPECT_EQ(UTILITY::FindColorCtr(INT_MAX), 1);  // 2147483647 = 5 * 429496729 + 2
 }
 
 TEST(NameUtilities, KeptClearSpacesLeavesOutTheLastByte) {
@@ -91,6 +110,18 @@ TEST(NameUtilities, KeptClearSpacesLeavesOutTheLastByte) {
   std::memcpy(src.data(), "abc def", 7);
   UTILITY::ClearSpacesInName(src.data(), dst.data());
   EXPECT_STREQ(dst.data(), "abc de");
+  EXPECT_EQ(dst[7], '#');  // nothing behind the end is touched
+  std::fill(src.begin(), src.end(), 'x');
+  UTILITY::ClearSpacesInName(src.data(), dst.data());
+  EXPECT_EQ(std::string(dst.data()), std::string(1023, 'x'));
+  EXPECT_EQ(dst[1024], '#');
+  std::memcpy(src.data(), "ab\0", 3);  // what lies behind a NUL counts
+  std::fill(src.begin() + 3, src.end(), '\0');
+  src[900] = 'y';
+  UTILITY::ClearSpacesInName(src.data(), dst.data());
+  EXPECT_EQ(dst[899], '\0');
+  EXPECT_EQ(dst[900], '\0');
+  EXPECT_EQ(dst[901], 'x');
 }
 
 TEST(NameUtilities, ClearSpacesOfAnEmptyNameCopiesEverything) {

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>
+#include <clocale>
 
 #include "tests/support/message_box_recorder.h"
 #include "tests/support/temp_dir.h"
@@ -65,6 +65,58 @@ TEST_F(SideFile, NameWithoutPeriodGetsTheEnding) {
   EXPECT_EQ(dir.Read("part.V_D").substr(0, 26), "1.000000 2.000000 4.000000");
 }
 
+TEST_F(SideFile, CarriageReturnsAreReadAndLineFeedsWritten) {
+  dir.Write("part.V_D", "1 2 3  0 0 1  0.5\r\n4 5 6  0 0 -1  2.5\r\n\r\n");
+  EXPECT_EQ(model.TranslateVDFile(0, 0, 0), 1);
+  EXPECT_EQ(dir.Read("part.V_D"),
+            std::string(kLine) + "4.000000 5.000000 6.000000  0.000000 0.000000 -1.000000  2.500000\n");
+}
+
+TEST_F(SideFile, DoesNotFollowTheLocale) {
+  const std::string before = std::setlocale(LC_ALL, nullptr);
+  // A locale with a decimal comma where the system has one; the expectation is the same either way.
+  for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "de_DE", "fr_FR.UTF-8"}) {
+    if (std::setlocale(LC_ALL, name)) break;
+  }
+  dir.Write("part.V_D", "0.5 2 3  0 0 1  0.5\n");
+  const int answer = model.TranslateVDFile(0.5f, 0, 0);
+  std::setlocale(LC_ALL, before.c_str());
+  EXPECT_EQ(answer, 1);
+  EXPECT_EQ(dir.Read("part.V_D"), kLine);
+}
+
+TEST_F(SideFile, LinesBeyondTheirLimitAreDropped) {
+  const std::string numbers = "1 2 3  0 0 1  ";
+  const std::string filled = numbers + std::string(518 - numbers.size() - 3, ' ') + "0.5";  // 518 characters
+  // The end of a long line is no line of its own.
+  dir.Write("part.V_D", filled + "\n" + filled + " \n" + filled + " 9 9 9 9 9 9 9\n" + filled);
+  EXPECT_EQ(model.TranslateVDFile(0, 0, 0), 1);
+  EXPECT_EQ(dir.Read("part.V_D"), std::string(kLine) + kLine);
+}
+
+TEST_F(SideFile, NulEndsItsLineOnly) {
+  dir.Write("part.V_D", std::string("1 2 3  0 0 1\0 0.5\n", 18) + kLine);
+  EXPECT_EQ(model.TranslateVDFile(0, 0, 0), 1);
+  EXPECT_EQ(dir.Read("part.V_D"), kLine);
+}
+
+TEST_F(SideFile, KeptPeriodOfAFolderEndsTheName) {
+  std::filesystem::create_directory(dir.path() / "v1.5");
+  model.ComponentInfo.text = dir.File("v1.5/part");
+  dir.Write("v1.V_D", kLine);
+  EXPECT_EQ(model.TranslateVDFile(0, 0, 0), 1);
+  model.ComponentInfo.text = dir.File("v1.5/part.stl");
+  EXPECT_EQ(model.TranslateVDFile(0, 0, 0), 0);
+}
+
+TEST_F(SideFile, BackslashesLeadToTheFile) {
+  model.ComponentInfo.text = dir.path().string() + "\\part.stl";
+  dir.Write("part.V_D", kLine);
+  EXPECT_EQ(model.TranslateVDFile(0, 0, 0), 1);
+  EXPECT_EQ(dir.Read("part.V_D"), kLine);
+  EXPECT_FALSE(dir.Has("part.V_D.bak"));
+}
+
 TEST_F(SideFile, OldBackupIsReplaced) {
   dir.Write("part.V_D", kLine);
   dir.Write("part.V_D.bak", "old");
@@ -80,6 +132,17 @@ TEST_F(SideFile, FileThatCannotBeMovedAwayIsLeftAlone) {
   EXPECT_EQ(dir.Read("part.V_D"), kLine);
 }
 
+TEST_F(SideFile, BackupStaysWhenAnOpenFails) {
+  // A folder of that name is moved away as a file is, but does not open.
+  std::filesystem::create_directory(dir.path() / "part.V_D");
+  EXPECT_EQ(model.TranslateVDFile(1, 0, 0), 0);
+  EXPECT_TRUE(std::filesystem::is_directory(dir.path() / "part.V_D.bak"));
+  std::filesystem::remove(dir.path() / "part.V_D");
+  std::filesystem::rename(dir.path() / "part.V_D.bak", dir.path() / "part.V_D");
+  EXPECT_EQ(model.MoveVDFileLast(0), 0);
+  EXPECT_TRUE(std::filesystem::is_directory(dir.path() / "part.V_D.bak"));
+}
+
 TEST_F(SideFile, CopiesAnotherModelsFile) {
   dir.Write("other.V_D", kLine);
   EXPECT_EQ(model.CopyVDFileFrom(dir.File("other.ctl"), 0, 1, 0), 1);
@@ -93,6 +156,11 @@ TEST_F(SideFile, KeptCopyingAnswersDoneEvenWhenItFails) {
   dir.Write("other.V_D", kLine);
   model.ComponentInfo.text = dir.File("none/part.stl");
   EXPECT_EQ(model.CopyVDFileFrom(dir.File("other.stl"), 0, 0, 0), 1);
+  model.ComponentInfo.text = dir.File("part.stl");
+  dir.Write("part.V_D", kLine);
+  std::filesystem::create_directory(dir.path() / "folder.V_D");
+  EXPECT_EQ(model.CopyVDFileFrom(dir.File("folder.stl"), 1, 0, 0), 1);  // exists, but does not open
+  EXPECT_EQ(dir.Read("part.V_D"), kLine);
 }
 
 TEST_F(SideFile, DeletingIsAsked) {
@@ -130,6 +198,40 @@ TEST_F(SideFile, LatestMoveIsCurrentTimesInverseOfTheOneBefore) {
   dir.Write("part.V_D", "11 2 3  0 0 0  0\n");
   EXPECT_EQ(model.MoveVDFileLast(0), 1);
   EXPECT_EQ(dir.Read("part.V_D"), "8.000000 1.000000 3.000000  0.000000 0.000000 0.000000  0.000000\n");
+  EXPECT_EQ(model.InvMoveVDFileLast(0), 1);
+  EXPECT_EQ(dir.Read("part.V_D"), "11.000000 2.000000 3.000000  0.000000 0.000000 0.000000  0.000000\n");
+}
+
+TEST_F(SideFile, InverseIsThatOfARigidMove) {
+  float* matrix = model.ComponentInfo.placement();
+  matrix[0] = matrix[5] = matrix[10] = 2;
+  matrix[3] = 10;
+  dir.Write("part.V_D", "1 2 3  0 0 0  0\n");
+  EXPECT_EQ(model.InvMoveVDFileLast(0), 1);
+  // The transposed 3x3 part doubles again: (2, 4, 6), and the offset is -(2 * 10).
+  EXPECT_EQ(dir.Read("part.V_D").substr(0, 28), "-18.000000 4.000000 6.000000");
+}
+
+TEST_F(SideFile, TiltBeginsBelowAZZElementOf099) {
+  MessageBoxRecorder boxes;
+  dir.Write("part.V_D", kLine);
+  model.ComponentInfo.placement()[10] = 0.9901f;
+  EXPECT_EQ(model.MoveVDFileLast(0), 1);
+  EXPECT_TRUE(dir.Has("part.V_D"));
+  EXPECT_TRUE(boxes.boxes().empty());
+  model.ComponentInfo.placement()[10] = 0.9899f;
+  EXPECT_EQ(model.MoveVDFileLast(0), 1);
+  EXPECT_FALSE(dir.Has("part.V_D"));
+  EXPECT_EQ(boxes.boxes().size(), 1u);
+}
+
+TEST_F(SideFile, FailedDeletionAfterATiltIsToldByTheAnswer) {
+  MessageBoxRecorder boxes;
+  Tilt();
+  std::filesystem::create_directory(dir.path() / "part.V_D");  // is not deleted as a file is
+  EXPECT_EQ(model.MoveVDFileLast(0), 0);
+  EXPECT_EQ(boxes.boxes().size(), 1u);
+  EXPECT_TRUE(dir.Has("part.V_D"));
 }
 
 TEST_F(SideFile, MillimetrePointsMeetInchMatrices) {
@@ -154,7 +256,10 @@ TEST_F(SideFile, TiltingDeletesTheFileAfterAMessage) {
   dir.Write("part.V_D", kLine);
   EXPECT_EQ(model.InvMoveVDFileLast(0), 1);
   ASSERT_EQ(boxes.boxes().size(), 2u);
-  EXPECT_EQ(boxes.boxes()[1].text.substr(0, 24), "You are undoing rotation");
+  EXPECT_EQ(boxes.boxes()[1].text, "You are undoing rotation " + dir.File("part.stl") +
+                                       " about X and/or Y axis.\nVents and Drains file for this part will be "
+                                       "deleted.");
+  EXPECT_FALSE(dir.Has("part.V_D"));
 }
 
 TEST_F(SideFile, MemoryFormsMovePlacedPointsWithoutQuestions) {
@@ -183,4 +288,22 @@ TEST_F(SideFile, MemoryFormsMovePlacedPointsWithoutQuestions) {
   EXPECT_EQ(model.DeleteVD(), 1);
   EXPECT_TRUE(model.vents_and_drains.vents.empty());
   EXPECT_TRUE(model.vents_and_drains.drains.empty());
+  EXPECT_EQ(model.vents_and_drains.drains.capacity(), 0u);
+}
+
+TEST_F(SideFile, MemoryFormsKnowMillimetresAndTheMatrixBefore) {
+  TurnAndMove();  // inches
+  model.ComponentInfo.record.previous_matrix[3] = 10;
+  VentOrDrain drain;
+  drain.point[0] = 11 * 25.4f;
+  drain.point[1] = 2 * 25.4f;
+  model.vents_and_drains.drains = {drain};
+  const float* point = model.vents_and_drains.drains[0].point;
+  EXPECT_EQ(model.MoveVDLast(1), 1);
+  // (11, 2) inches, back by 10, turned to (-2, 1), moved by 10.
+  EXPECT_FLOAT_EQ(point[0], 8 * 25.4f);
+  EXPECT_FLOAT_EQ(point[1], 25.4f);
+  EXPECT_EQ(model.InvMoveVDLast(1), 1);
+  EXPECT_FLOAT_EQ(point[0], 11 * 25.4f);
+  EXPECT_FLOAT_EQ(point[1], 2 * 25.4f);
 }
