@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
+#include <filesystem>
+#include <type_traits>
 
 #include "tests/support/meshes.h"
 #include "tests/support/temp_dir.h"
@@ -18,6 +21,10 @@ std::ostream& operator<<(std::ostream& out, const Band& band) {
   return out << band.start << ".." << band.end;
 }
 using Expected = std::vector<Band>;
+
+static_assert(!std::is_copy_constructible_v<MODEL> && !std::is_copy_assignable_v<MODEL>);
+static_assert(!std::is_move_constructible_v<MODEL> && !std::is_move_assignable_v<MODEL>);
+static_assert(std::is_base_of_v<CTL, MODEL>);
 
 void Stack(MODEL& model, std::initializer_list<Band> bands) {
   for (const Band& band : bands) {
@@ -46,6 +53,48 @@ KVBUILDSTYLE Resin() {
   style.LayerThickness.SetValue(0.1f);
   style.Dp.SetValue(0.15f);
   style.Ec.SetValue(10);
+  return style;
+}
+
+/// The fourteen records of a spot size that a Z correction comes from.
+struct DownRecords {
+  const char* name;
+  TRQ_TYPE machine;
+  BuildStyleParameterRecordInt KVBUILDSTYLE::*hatches;
+  BuildStyleParameterRecordFloat KVBUILDSTYLE::*depths[4];
+  BuildStyleParameterRecordFloat KVBUILDSTYLE::*spacings[4];
+  BuildStyleParameterRecordInt KVBUILDSTYLE::*fills;
+  BuildStyleParameterRecordFloat KVBUILDSTYLE::*fill_depths[4];
+};
+const DownRecords kDownRecords[] = {
+    {"small",
+     TRQ_D6,
+     &KVBUILDSTYLE::SmallDownNumHatches,
+     {&KVBUILDSTYLE::SmallDownHatchCureDepth1, &KVBUILDSTYLE::SmallDownHatchCureDepth2,
+      &KVBUILDSTYLE::SmallDownHatchCureDepth3, &KVBUILDSTYLE::SmallDownHatchCureDepth4},
+     {&KVBUILDSTYLE::SmallDownHatchSpacing1, &KVBUILDSTYLE::SmallDownHatchSpacing2,
+      &KVBUILDSTYLE::SmallDownHatchSpacing3, &KVBUILDSTYLE::SmallDownHatchSpacing4},
+     &KVBUILDSTYLE::SmallDownNumFills,
+     {&KVBUILDSTYLE::SmallDownFillCureDepth1, &KVBUILDSTYLE::SmallDownFillCureDepth2,
+      &KVBUILDSTYLE::SmallDownFillCureDepth3, &KVBUILDSTYLE::SmallDownFillCureDepth4}},
+    {"large",
+     TRQ_E7,
+     &KVBUILDSTYLE::LargeDownNumHatches,
+     {&KVBUILDSTYLE::LargeDownHatchCureDepth1, &KVBUILDSTYLE::LargeDownHatchCureDepth2,
+      &KVBUILDSTYLE::LargeDownHatchCureDepth3, &KVBUILDSTYLE::LargeDownHatchCureDepth4},
+     {&KVBUILDSTYLE::LargeDownHatchSpacing1, &KVBUILDSTYLE::LargeDownHatchSpacing2,
+      &KVBUILDSTYLE::LargeDownHatchSpacing3, &KVBUILDSTYLE::LargeDownHatchSpacing4},
+     &KVBUILDSTYLE::LargeDownNumFills,
+     {&KVBUILDSTYLE::LargeDownFillCureDepth1, &KVBUILDSTYLE::LargeDownFillCureDepth2,
+      &KVBUILDSTYLE::LargeDownFillCureDepth3, &KVBUILDSTYLE::LargeDownFillCureDepth4}},
+};
+
+/// Dp, Ec and layers of 1: a single depth d is d - 1 layers.
+KVBUILDSTYLE Unity() {
+  KVBUILDSTYLE style;
+  style.LayerThickness.SetValue(1);
+  style.Dp.SetValue(1);
+  style.Ec.SetValue(1);
   return style;
 }
 
@@ -96,9 +145,14 @@ TEST(Model, ExtentsAreStoredAsGiven) {
   float x, y, z;
   model.get_min(&x, &y, &z);
   EXPECT_EQ(x, 1);
+  EXPECT_EQ(y, 2);
   EXPECT_EQ(z, 3);
   model.get_max(&x, &y, &z);
+  EXPECT_EQ(x, 4);
   EXPECT_EQ(y, 5);
+  EXPECT_EQ(z, 6);
+  model.SetExtentsValid(0);
+  EXPECT_EQ(model.extents_valid, 0);
 }
 
 TEST(Model, AreaFunctionIsTheMeshes) {
@@ -161,6 +215,14 @@ TEST(ModelStack, EndsWithinTheToleranceChangeNothing) {
   EXPECT_EQ(Bands(model), (Expected{{0, 1}, {1, 3}}));
   model.KVrecalculateBuildStyle(0.00006f, 3);
   EXPECT_EQ(Bands(model), (Expected{{0.00006f, 1}, {1, 3}}));
+  MODEL limit;  // inclusive: 0.00005 in single precision on both sides
+  Stack(limit, {{0, 4}});
+  limit.KVrecalculateBuildStyle(0.00005f, 4);
+  EXPECT_EQ(Bands(limit), (Expected{{0, 4}}));
+  limit.KVrecalculateBuildStyle(0, 4.0001f);  // the other end alone
+  EXPECT_EQ(Bands(limit), (Expected{{0, 4.0001f}}));
+  limit.KVrecalculateBuildStyle(1, 7);
+  EXPECT_EQ(Bands(limit), (Expected{{1, 7}}));
   MODEL empty;
   empty.KVrecalculateBuildStyle(0, 1);
   EXPECT_TRUE(empty.BuildStyles.empty());
@@ -184,6 +246,90 @@ TEST(ModelStack, RangesGiveWayAsInThePlatform) {
   model.KVAddBuildStyle(&platform, nullptr, "g.sty", 10.5f, 11, false);
   EXPECT_EQ(model.BuildStyles[5]->StyleName, "g.sty");
   EXPECT_EQ(model.BuildStyles[6]->StyleName, "f.sty");
+}
+
+TEST(ModelStack, EveryAffectedStyleIsEditedAndTheNewOneLinkedOnce) {
+  MODEL model;
+  Stack(model, {{0, 10}, {2, 8}, {1, 3}, {2, 3}});
+  model.KVAddBuildStyle(nullptr, nullptr, "new.sty", 2, 3, false);
+  // 0..10 is split around the new one; 2..8 starts at 3, 1..3 ends at 2; the exact match goes.
+  EXPECT_EQ(Bands(model), (Expected{{0, 2}, {2, 3}, {3, 10}, {3, 8}, {1, 2}}));
+  EXPECT_EQ(model.BuildStyles[1]->StyleName, "new.sty");
+  model.KVAddBuildStyle(nullptr, nullptr, "flat.sty", 5, 5, false);
+  // In 3..10 and 3..8; not in what the splits make, though 5..5 also lies in 5..10 and in itself.
+  EXPECT_EQ(Bands(model), (Expected{{0, 2}, {2, 3}, {3, 5}, {5, 5}, {5, 10}, {3, 5}, {5, 8}, {1, 2}}));
+}
+
+TEST(ModelStack, OtherModelIsNotLookedAt) {
+  PLATFORM platform;
+  MODEL model, other;
+  Stack(other, {{0, 10}});
+  EXPECT_EQ(model.KVAddBuildStyle(&platform, &other, "a.sty", 2, 3, false), 0);
+  EXPECT_EQ(Bands(model), (Expected{{2, 3}}));
+  EXPECT_EQ(Bands(other), (Expected{{0, 10}}));
+}
+
+TEST(ModelStack, ReplacedStyleIsNoLongerCurrent) {
+  PLATFORM platform;
+  MODEL model;
+  model.KVAddBuildStyle(&platform, nullptr, "a.sty", 0, 10, false);
+  platform.CurrentBuildStyle = model.BuildStyles[0];
+  model.KVAddBuildStyle(&platform, nullptr, "b.sty", 0, 5, false);  // cuts it only
+  EXPECT_EQ(platform.CurrentBuildStyle, model.BuildStyles[1]);
+  model.KVAddBuildStyle(&platform, nullptr, "c.sty", 5, 10, false);
+  EXPECT_EQ(platform.CurrentBuildStyle, nullptr);
+}
+
+TEST(ModelStack, StyleDirectoriesWorkUnderARootWithSlashes) {
+  const TempDir dir;
+  std::filesystem::create_directories(dir.path() / "trqb2" / "b2mm");
+  KVBUILDSTYLE saved;
+  saved.Dp.SetValue(0.5f);
+  ASSERT_EQ(saved.writeBuildStyle(dir.File("trqb2/b2mm/Fine.sty").c_str()), 0);
+  MODEL model;
+  const CString path = UTILITY::AddFullPath(dir.path().string().c_str(), TRQ_B2, "Fine.sty", 1);
+  EXPECT_EQ(path, dir.path().string() + "\\trqb2\\b2mm\\Fine.sty");
+  ASSERT_EQ(model.KVAddBuildStyle(nullptr, nullptr, path, 0, 1, true), 0);
+  EXPECT_EQ(model.KVgetDp(), 0.5f);
+}
+
+TEST(ModelStack, ElevenFlagRecordsOfTheFirstStyleAreCopiedWhole) {
+  // In the order of the bits 0x001 to 0x400 of the flags word in 206 files.
+  BuildStyleParameterRecordInt KVBUILDSTYLE::*const flags[] = {
+      &KVBUILDSTYLE::DHFlag,
+      &KVBUILDSTYLE::SmallSpotOnlyFlag,
+      &KVBUILDSTYLE::ZSmoothingFlag,
+      &KVBUILDSTYLE::HighSpatialToleranceFlag,
+      &KVBUILDSTYLE::SmallLineWidthCompenstationFlag,
+      &KVBUILDSTYLE::DifferentialShrinkFlag,
+      &KVBUILDSTYLE::SmallFeaturePreservationFlag,
+      &KVBUILDSTYLE::LargeLineWidthCompenstationFlag,
+      &KVBUILDSTYLE::PatternStyleFlag,
+      &KVBUILDSTYLE::ShellingFlag,
+      &KVBUILDSTYLE::LayerOnlyFlag,
+  };
+  MODEL model;
+  Stack(model, {{0, 10}});
+  for (int i = 0; i < 11; ++i) {
+    BuildStyleParameterRecordInt& flag = model.BuildStyles[0].get()->*flags[i];
+    flag.AddAndSetValue(100 + i);
+    flag.SetDefaultValue(200 + i);
+    flag.SetEditFlag(0);
+    flag.SetMaxRange(300 + i);
+  }
+  model.KVAddBuildStyle(nullptr, nullptr, "a.sty", 10, 20, false);  // above: not the first
+  for (int i = 0; i < 11; ++i) {
+    const BuildStyleParameterRecordInt& record = model.Ints11[i];
+    EXPECT_EQ(record.GetValue(), 100 + i);
+    EXPECT_EQ(record.GetDefaultValue(), 200 + i);
+    EXPECT_EQ(record.GetEditFlag(), 0);
+    EXPECT_EQ(record.GetMaxRange(), 300 + i);
+    ASSERT_EQ(record.GetNumElementsInList(), 1);
+    EXPECT_EQ(record.GetAnElementFromList(0), 100 + i);
+  }
+  model.KVAddBuildStyle(nullptr, nullptr, "b.sty", -5, 0, false);  // below: the new first
+  EXPECT_EQ(model.Ints11[0].GetValue(), 0);
+  EXPECT_EQ(model.Ints11[4].GetValue(), 1);  // small line width compensation of a new style
 }
 
 TEST(ModelStack, ToleranceFollowsThePlatformsUnits) {
@@ -274,9 +420,55 @@ TEST(ModelStack, FirstStyleAnswersForTheModel) {
   EXPECT_EQ(model.KVgetEc(), 11);
   EXPECT_EQ(model.KVGetZLayerComp(), 0.75f);
   EXPECT_TRUE(model.KVisCaviliteStyle());
+  first.HatchType.SetValue(4);
+  EXPECT_FALSE(model.KVisCaviliteStyle());
 }
 
 // With these constants a down hatch of depth d cures to d + 0.1, and ln(S / Ec) = depth / 0.15.
+
+TEST(ZCorrection, EachOfTheFourteenRecordsOfASetCounts) {
+  for (int set = 0; set < 2; ++set) {
+    const DownRecords& used = kDownRecords[set];
+    const DownRecords& other = kDownRecords[1 - set];
+    KVBUILDSTYLE blank = Unity();
+    // What is not asked for would show: the other set cures to 500.
+    (blank.*other.hatches).SetValue(4);
+    (blank.*other.fills).SetValue(4);
+    for (int k = 0; k < 4; ++k) {
+      (blank.*other.depths[k]).SetValue(500);
+      (blank.*other.fill_depths[k]).SetValue(500);
+      (blank.*used.depths[k]).SetValue(10.0f * (k + 1));
+      (blank.*used.spacings[k]).SetValue(1);  // too far apart for both limits
+      (blank.*used.fill_depths[k]).SetValue(10.5f * (k + 1));
+    }
+    for (int k = 0; k < 4; ++k) {
+      SCOPED_TRACE(used.name + std::to_string(k + 1));
+      KVBUILDSTYLE hatch = blank;
+      (hatch.*used.hatches).SetValue(4);
+      (hatch.*used.spacings[k]).SetValue(0.018f);
+      // 10 k and a layer, in layers beyond the first.
+      EXPECT_EQ(MODEL().KVcalc_zcorrection(used.machine, &hatch, 0.018f), 10 * (k + 1));
+      (hatch.*used.hatches).SetValue(k);  // the count leaves it out
+      EXPECT_EQ(MODEL().KVcalc_zcorrection(used.machine, &hatch, 0.018f), 0);
+      KVBUILDSTYLE fills = blank;
+      (fills.*used.fills).SetValue(k + 1);
+      // The deepest decides: e^-10.5 of it more for the one below. 10.5 k - 1, truncated: 9, 20, 30, 41.
+      EXPECT_EQ(MODEL().KVcalc_zcorrection(used.machine, &fills, 0), (std::array{9, 20, 30, 41})[k]);
+    }
+  }
+}
+
+TEST(ZCorrection, OneBillionthFromAWholeNumberIsThatNumber) {
+  KVBUILDSTYLE style = Unity();
+  style.SmallDownNumFills.SetValue(2);
+  style.SmallDownFillCureDepth1.SetValue(-1);
+  // A second exposure smaller by e^-n adds ln(1 + e^-n) to -1 - 1. e^-21 = 7.6e-10 leaves -2 ...
+  style.SmallDownFillCureDepth2.SetValue(-22);
+  EXPECT_EQ(MODEL().KVcalc_zcorrection(TRQ_C3, &style, 0), -2);
+  // ... and e^-20 = 2.1e-9 truncates toward zero.
+  style.SmallDownFillCureDepth2.SetValue(-21);
+  EXPECT_EQ(MODEL().KVcalc_zcorrection(TRQ_C3, &style, 0), -1);
+}
 
 TEST(ZCorrection, OneSmallHatch) {
   KVBUILDSTYLE style = Resin();
@@ -379,6 +571,16 @@ TEST(ZCorrection, CountsAboveFourCountAsFour) {
   EXPECT_EQ(MODEL().KVcalc_zcorrection(TRQ_C3, &style, 0), 4);
   style.SmallDownNumHatches.SetValue(-5);
   EXPECT_EQ(MODEL().KVcalc_zcorrection(TRQ_C3, &style, 0), 0);
+  for (const DownRecords& used : kDownRecords) {
+    KVBUILDSTYLE fills = Resin();
+    (fills.*used.fills).SetValue(1 << 30);
+    for (const auto depth : used.fill_depths) (fills.*depth).SetValue(0.3f);
+    EXPECT_EQ(MODEL().KVcalc_zcorrection(used.machine, &fills, 0), 4) << used.name;  // the same S
+    (fills.*used.hatches).SetValue(5);
+    // Four hatches of depth 0.2 and spacing 0 more: S = 8 * 10 e^2, 0.15 * 4.0794 = 0.61192, 6.1192 - 1.
+    for (const auto depth : used.depths) (fills.*depth).SetValue(0.2f);
+    EXPECT_EQ(MODEL().KVcalc_zcorrection(used.machine, &fills, 0), 5) << used.name;
+  }
 }
 
 TEST(ZCorrection, NothingToGoByIsZero) {
