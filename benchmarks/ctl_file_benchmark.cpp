@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "benchmarks/fresh_memory.h"
 #include "tests/support/meshes.h"
 #include "tests/support/temp_dir.h"
 
@@ -94,6 +95,8 @@ void Snap(benchmark::State& state) {
   }
   CountFacets(state, mesh.num_triangles(), 0);
 }
+
+[[maybe_unused]] const bool kFresh = bench::UseFreshMemory();
 
 BENCHMARK(WriteSameBytes)->Arg(100)->Arg(1000)->Unit(benchmark::kMillisecond);
 BENCHMARK(WriteCtl)->Arg(100)->Arg(1000)->Unit(benchmark::kMillisecond);

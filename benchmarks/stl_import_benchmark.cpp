@@ -16,6 +16,7 @@
 #include <functional>
 #include <memory>
 
+#include "benchmarks/fresh_memory.h"
 #include "benchmarks/peak_memory.h"
 #include "benchmarks/stl_meshes.h"
 #include "tests/geometry/literal_stl_import.h"

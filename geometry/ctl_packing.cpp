@@ -1,6 +1,7 @@
 #include "geometry/ctl_packing.h"
 
 #include <array>
+#include <cstring>
 #include <utility>
 
 namespace trq::detail {
@@ -9,13 +10,18 @@ namespace {
 constexpr int kGroupIntegers = 32;
 constexpr int kMostBits = 31;
 
-// Integer I of a group: appended to the bits held, of which a full word goes out.
+// Integer I of a group: its bits go into one word or into two. No integer waits for the one before.
 template <int kBits, std::size_t I>
-inline void PackOne(const R_INT4* group, uint64_t& held, uint32_t* words) {
-  constexpr std::size_t kBegin = I * kBits;
-  constexpr std::size_t kEnd = kBegin + kBits;
-  held = held << kBits | static_cast<uint32_t>(group[I / 4][I % 4]);
-  if constexpr (kEnd / 32 > kBegin / 32) words[kBegin / 32] = static_cast<uint32_t>(held >> kEnd % 32);
+inline void PackOne(const R_INT4* group, uint32_t* words) {
+  constexpr std::size_t kWord = I * kBits / 32;
+  constexpr std::size_t kEnd = I * kBits % 32 + kBits;  // counted from the word's first bit
+  const uint32_t item = static_cast<uint32_t>(group[I / 4][I % 4]);
+  if constexpr (kEnd <= 32) {
+    words[kWord] |= item << (32 - kEnd);
+  } else {
+    words[kWord] |= item >> (kEnd - 32);
+    words[kWord + 1] |= item << (64 - kEnd);
+  }
 }
 
 template <int kBits, std::size_t I>
@@ -35,8 +41,9 @@ inline void UnpackOne(const uint32_t* words, R_INT4* group) {
 template <int kBits, std::size_t... I>
 void PackGroups(const R_INT4* triangles, std::size_t groups, uint32_t* words, std::index_sequence<I...>) {
   for (; groups > 0; --groups, triangles += kPackedGroup, words += kBits) {
-    uint64_t held = 0;
-    (PackOne<kBits, I>(triangles, held, words), ...);
+    uint32_t packed[kBits] = {};
+    (PackOne<kBits, I>(triangles, packed), ...);
+    std::memcpy(words, packed, sizeof packed);
   }
 }
 

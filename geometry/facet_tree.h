@@ -12,13 +12,6 @@ namespace trq::detail {
 struct Bounds {
   double low[3];
   double high[3];
-
-  bool Meets(const Bounds& other) const {
-    for (int k = 0; k < 3; ++k) {
-      if (low[k] > other.high[k] || other.low[k] > high[k]) return false;
-    }
-    return true;
-  }
 };
 
 inline bool IsFinite(const Bounds& box) {
@@ -28,29 +21,30 @@ inline bool IsFinite(const Bounds& box) {
   return true;
 }
 
-/// A binary tree of boxes over the boxes of facets.
+/// A tree of boxes over the boxes of facets, eight to a node.
 class FacetTree {
  public:
   /// `boxes[i]` belongs to facet i; facets whose box is not finite are left out.
   explicit FacetTree(const std::vector<Bounds>& boxes);
-  /// Replaces `found` by the facets whose boxes meet `box`, in ascending order.
+  /// Replaces `found` by the facets whose boxes meet `box`, in ascending order. Boxes that miss each other by
+  /// no more than the rounding of a float may count as meeting.
   void Find(const Bounds& box, std::vector<uint32_t>& found) const;
 
  private:
+  static constexpr std::size_t kFan = 8;
+
+  /// Eight boxes, each bound of all eight side by side.
   struct Node {
-    Bounds bounds;
-    uint32_t first;  // leaf: its first item; else its second child, the first being the next node
-    uint32_t count;  // leaf: its items; else 0
-  };
-  struct Item {
-    Bounds bounds;
-    uint32_t facet;
+    float low[3][kFan];
+    float high[3][kFan];
   };
 
-  void Build(std::size_t begin, std::size_t end);
+  static Node EmptyNode();
+  static uint32_t Meeting(const Node& node, const float low[3], const float high[3]);
 
-  std::vector<Item> items_;
-  std::vector<Node> nodes_;
+  std::vector<uint32_t> facets_;  // along the curve
+  std::vector<std::vector<Node>>
+      levels_;  // the first over facets_, each other over the one before, the last one node
 };
 
 }  // namespace trq::detail

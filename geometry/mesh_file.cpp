@@ -20,9 +20,13 @@ namespace trq::detail {
 namespace {
 
 constexpr int32_t kMagic = 121;
-constexpr std::size_t kBlockVertices = 4096;   // 48 KB
-constexpr std::size_t kBlockTriangles = 4096;  // at most 62 KB packed
-static_assert(kBlockTriangles % kPackedGroup == 0, "blocks follow each other at whole words");
+// Reading is fastest in blocks that stay in a cache, writing in large ones.
+constexpr std::size_t kBlockVertices = 4096;      // 48 KB
+constexpr std::size_t kBlockTriangles = 4096;     // at most 62 KB packed
+constexpr std::size_t kWrittenVertices = 65536;   // 768 KB
+constexpr std::size_t kWrittenTriangles = 65536;  // at most 1 MB packed
+static_assert(kBlockTriangles % kPackedGroup == 0 && kWrittenTriangles % kPackedGroup == 0,
+              "blocks follow each other at whole words");
 // The triangles of a one-vertex mesh take no bits, so the file does not bound their number.
 constexpr std::size_t kMostTrianglesWithoutBits = 65536;
 
@@ -183,7 +187,7 @@ ReadFailure ReadCtlFile(std::FILE* f, CTL_HEADER& header, MeshArray<PbVec3f>& ve
 }
 
 void WriteVertices(std::FILE* f, const PbVec3f* vertices, std::size_t count, const PlacedPoints& placed) {
-  std::vector<PbVec3f> block(std::min(count, kBlockVertices));
+  std::vector<PbVec3f> block(std::min(count, kWrittenVertices));
   for (std::size_t done = 0; done < count;) {
     const std::size_t n = std::min(block.size(), count - done);
     for (std::size_t i = 0; i < n; ++i) block[i] = placed.Point(vertices[done + i]);
@@ -194,9 +198,9 @@ void WriteVertices(std::FILE* f, const PbVec3f* vertices, std::size_t count, con
 
 void WriteTriangles(std::FILE* f, const R_INT4* triangles, std::size_t count, int bits) {
   std::vector<uint32_t> words(
-      static_cast<std::size_t>(PackedWords(bits, 4 * std::min(count, kBlockTriangles))));
+      static_cast<std::size_t>(PackedWords(bits, 4 * std::min(count, kWrittenTriangles))));
   for (std::size_t done = 0; done < count;) {
-    const std::size_t n = std::min(kBlockTriangles, count - done);
+    const std::size_t n = std::min(kWrittenTriangles, count - done);
     std::size_t made = PackTriangles(triangles + done, n, bits, words.data());
     done += n;
     if (done < count) --made;  // the empty word after whole groups ends the last block only

@@ -27,11 +27,33 @@ namespace {
 
 constexpr std::size_t kLongestLine = 1023;
 constexpr std::size_t kBlock = std::size_t{1} << 18;
-constexpr std::size_t kWord = 8;  // bytes lexed together
+constexpr std::size_t kWord = 8;    // characters lexed together
+constexpr std::size_t kSlack = 16;  // behind a text, as far as lexing looks beyond its end
+
+uint64_t WordAt(const char* p) {
+  uint64_t word;
+  std::memcpy(&word, p, kWord);
+  return word;
+}
+
+#if defined(__BYTE_ORDER__)
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the first character is the lowest byte of a word");
+#endif
+
+/// The first '\n' from `p` on, before `limit` if there is one. Lines are short: a call of memchr costs more.
+const char* FindLineEnd(const char* p, const char* limit) {
+  for (; p < limit; p += kWord) {
+    const uint64_t word = WordAt(p) ^ 0x0A0A0A0A0A0A0A0Au;
+    // The high bit of every byte that is zero, and of some behind the first one.
+    const uint64_t ends = (word - 0x0101010101010101u) & ~word & 0x8080808080808080u;
+    if (ends != 0) return p + __builtin_ctzll(ends) / 8;
+  }
+  return limit;
+}
 
 class LineReader {
  public:
-  explicit LineReader(std::FILE* f) : file_(f), buffer_(kBlock + kWord) {}
+  explicit LineReader(std::FILE* f) : file_(f), buffer_(kBlock + kSlack) {}
 
   /// Where the next line begins, however long it is; null at the end. Valid until the next call of Next.
   const char* Peek() {
@@ -52,8 +74,9 @@ class LineReader {
     const char* const begin = Peek();
     if (!begin) return nullptr;
     const std::size_t limit = std::min(filled_ - next_, kLongestLine);
-    if (const void* end = std::memchr(begin, '\n', limit)) {
-      next_ += static_cast<std::size_t>(static_cast<const char*>(end) + 1 - begin);
+    const std::size_t length = static_cast<std::size_t>(FindLineEnd(begin, begin + limit) + 1 - begin);
+    if (length <= limit) {
+      next_ += length;
       return begin;
     }
     // A line that is too long goes on as the next one; the last one may lack its end.
@@ -79,7 +102,7 @@ class LineReader {
   std::size_t next_ = 0;
   std::size_t filled_ = 0;
   bool at_end_ = false;
-  char unended_[kLongestLine + kWord] = {};
+  char unended_[kLongestLine + kSlack] = {};
 };
 
 // Only blanks separate the tokens of a line; its text ends at a NUL or before its trailing CR and LF.
@@ -108,50 +131,52 @@ bool FirstTokenIs(const char* line, const char* keyword) {
 bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
 const char* SkipSpaces(const char* p) {
+  while (*p == ' ') ++p;
   while (IsSpace(*p) && *p != '\n') ++p;
   return p;
 }
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
-#if defined(__BYTE_ORDER__)
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the first character is the lowest byte of a word");
-#endif
-
 constexpr uint32_t kDecades[kWord + 1] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
+
+/// The number of eight digits, of which the lowest byte holds the first.
+uint64_t DigitsOf(uint64_t word) {
+  word = (word * 10 + (word >> 8)) & 0x00FF00FF00FF00FFu;
+  word = (word * 100 + (word >> 16)) & 0x0000FFFF0000FFFFu;
+  return (word * 10000 + (word >> 32)) & 0xFFFFFFFFu;
+}
 
 /// Appends the digits at `p`, eight at most, to `digits` and answers how many there are.
 int TakeDigits(const char* p, uint64_t& digits) {
-  uint64_t word;
-  std::memcpy(&word, p, kWord);
-  word ^= 0x3030303030303030u;  // digits become their values
+  uint64_t word = WordAt(p) ^ 0x3030303030303030u;  // digits become their values
   // The high bit of every byte above 9; sums carry into later bytes only, so the first such bit is right.
   const uint64_t others = ((word + 0x7676767676767676u) | word) & 0x8080808080808080u;
   if (others & 0x80) return 0;
   const int count = others == 0 ? 8 : __builtin_ctzll(others) / 8;
-  word <<= 64 - 8 * count;  // zeros in front
-  word = (word * 10 + (word >> 8)) & 0x00FF00FF00FF00FFu;
-  word = (word * 100 + (word >> 16)) & 0x0000FFFF0000FFFFu;
-  word = (word * 10000 + (word >> 32)) & 0xFFFFFFFFu;
-  digits = digits * kDecades[count] + word;
+  digits = digits * kDecades[count] + DigitsOf(word << (64 - 8 * count));
   return count;
 }
 
-constexpr double kPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
-                                   1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-constexpr int kLargestExactPower = 22;
+constexpr int kLargestPower = 22;  // the largest power of ten that is a double
+constexpr double kPowersOfTen[] = {
+    1e-22, 1e-21, 1e-20, 1e-19, 1e-18, 1e-17, 1e-16, 1e-15, 1e-14, 1e-13, 1e-12, 1e-11, 1e-10, 1e-9, 1e-8,
+    1e-7,  1e-6,  1e-5,  1e-4,  1e-3,  1e-2,  1e-1,  1e0,   1e1,   1e2,   1e3,   1e4,   1e5,   1e6,  1e7,
+    1e8,   1e9,   1e10,  1e11,  1e12,  1e13,  1e14,  1e15,  1e16,  1e17,  1e18,  1e19,  1e20,  1e21, 1e22};
+double PowerOfTen(int exponent) { return kPowersOfTen[exponent + kLargestPower]; }
 
-/// The float next to digits * 10^exponent by one exact operation in double; false when that cannot be sure.
-bool ConvertExactly(uint64_t digits, int exponent, float& value) {
-  if (digits > uint64_t{1} << 53 || exponent < -kLargestExactPower || exponent > kLargestExactPower)
-    return false;
-  // Both operands are exact, so this is the double next to the number.
-  const double v = exponent < 0 ? static_cast<double>(digits) / kPowersOfTen[-exponent]
-                                : static_cast<double>(digits) * kPowersOfTen[exponent];
-  // Rounding it again goes astray only when it lies half-way between two floats.
+/// The float next to digits * 10^exponent by one product in double; false when that cannot be sure.
+bool ConvertSurely(uint64_t digits, int exponent, float& value) {
+  if (digits > uint64_t{1} << 53 || exponent < -kLargestPower || exponent > kLargestPower) return false;
+  // The digits are exact, the power and the product rounded: the double is off by two units in its last place
+  // at most.
+  const double v = static_cast<double>(digits) * PowerOfTen(exponent);
+  // Rounding it again goes astray only when it lies that near to half-way between two floats.
   uint64_t bits;
   std::memcpy(&bits, &v, sizeof bits);
-  if ((bits & 0x1FFFFFFF) == 0x10000000) return false;
+  constexpr uint64_t kHalfWay = 0x10000000;
+  constexpr uint64_t kMargin = 4;
+  if ((bits & 0x1FFFFFFF) - (kHalfWay - kMargin) <= 2 * kMargin) return false;
   value = static_cast<float>(v);
   return true;
 }
@@ -165,12 +190,33 @@ float ConvertAny(const char* text, const char* end, int magnitude) {
   return value;
 }
 
+/// A number without a sign in exactly the twelve characters that printf("%e") writes, 1.234567e+00, when it
+/// converts surely. Branches that are nearly always the same way let the next number begin before this one is
+/// worked out; moving on by a count of characters would have to wait for it.
+bool TakePrinted(const char*& p, float& value) {
+  const uint64_t word = WordAt(p + 2) ^ 0x3030303030303030u;
+  const bool printed = IsDigit(p[0]) && p[1] == '.' &&
+                       (((word + 0x7676767676767676u) | word) & 0x0000808080808080u) == 0 &&
+                       (p[8] | 0x20) == 'e' && (p[9] == '-' || p[9] == '+') && IsDigit(p[10]) &&
+                       IsDigit(p[11]) && !IsDigit(p[12]);
+  if (!printed) return false;
+  const int written = 10 * (p[10] - '0') + (p[11] - '0');
+  const uint64_t digits = static_cast<uint64_t>(p[0] - '0') * 1000000 + DigitsOf(word << 16);
+  if (!ConvertSurely(digits, (p[9] == '-' ? -written : written) - 6, value)) return false;
+  p += 12;
+  return true;
+}
+
 /// Lexes a decimal number as scanf("%f") does in the "C" locale and moves `p` behind it. False, when there is
 /// none: "nan", "inf", hexadecimal numbers and exponents without digits are none.
 bool ReadNumber(const char*& p, float& value) {
   p = SkipSpaces(p);
   const bool negative = *p == '-';
   if (negative || *p == '+') ++p;
+  if (TakePrinted(p, value)) {
+    if (negative) value = -value;
+    return true;
+  }
   const char* const text = p;
   if (*p == '0' && (p[1] == 'x' || p[1] == 'X')) return false;
 
@@ -194,10 +240,14 @@ bool ReadNumber(const char*& p, float& value) {
     const bool negative_exponent = *p == '-';
     if (negative_exponent || *p == '+') ++p;
     if (!IsDigit(*p)) return false;
+    if (IsDigit(p[1]) && !IsDigit(p[2])) {  // two digits, as nearly always
+      written_exponent = 10 * (p[0] - '0') + (p[1] - '0');
+      p += 2;
+    }
     for (; IsDigit(*p); ++p) written_exponent = std::min(written_exponent * 10 + (*p - '0'), 99999);
     if (negative_exponent) written_exponent = -written_exponent;
   }
-  if (digit_count > 19 || !ConvertExactly(digits, exponent + written_exponent, value)) {
+  if (digit_count > 19 || !ConvertSurely(digits, exponent + written_exponent, value)) {
     const char* first = text;
     while (*first == '0' || *first == '.') ++first;
     const std::ptrdiff_t power = first < point ? point - first - 1 : point - first;
@@ -211,6 +261,7 @@ bool ReadNumber(const char*& p, float& value) {
 bool ReadCorner(const char*& p, R_INT3& corner) {
   p = SkipSpaces(p);
   if (*p == '\n' || *p == '\0') return false;
+  if (std::memcmp(p, "vertex", 6) == 0) p += 6;
   while (!IsSpace(*p) && *p != '\0') ++p;  // any word
   for (int k = 0; k < 3; ++k) {
     float value;
@@ -276,10 +327,10 @@ char* WriteScientific(char* out, float v) {
     for (bool settled = false; !settled;) {
       const int power = 6 - exponent;
       // Also infinities, NaN and subnormal numbers.
-      if (power < -kLargestExactPower || power > kLargestExactPower)
+      if (power < -kLargestPower || power > kLargestPower)
         return WriteByLibrary(bits >> 31 ? out - 1 : out, v);
       // The power is exact: the product is off by at most half a unit in its last place, 2^-30.
-      scaled = power < 0 ? magnitude / kPowersOfTen[-power] : magnitude * kPowersOfTen[power];
+      scaled = power < 0 ? magnitude / PowerOfTen(-power) : magnitude * PowerOfTen(power);
       settled = scaled < 1e7;
       if (!settled) ++exponent;
     }
