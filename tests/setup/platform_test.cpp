@@ -171,6 +171,11 @@ TEST(Platform, RemovingByZReachesFiveHundredThousandthsBeyondTheEnd) {
   EXPECT_EQ(beyond.KVNumberOFRecoatStyles(), 2);
   EXPECT_EQ(beyond.KVremoveRecoatStyleByZ(5), 0);  // both cover 5: the lower one goes
   EXPECT_EQ(Bands(beyond), (Expected{{0, 10}}));
+  PLATFORM gap;
+  Stack(gap, {{0, 4}, {5, 10}});
+  EXPECT_EQ(gap.KVremoveRecoatStyleByZ(4.5f), 1);
+  EXPECT_EQ(gap.KVremoveRecoatStyleByZ(5), 0);  // from its start on
+  EXPECT_EQ(Bands(gap), (Expected{{0, 10}}));
 }
 
 TEST(Platform, RemovedAndDeletedStylesAreNoLongerCurrent) {
@@ -298,8 +303,9 @@ TEST(PlatformStack, ToleranceIsInclusiveAndInDouble) {
   top.addRecoatStyle(-10, 0, "a.rcs", 0, false);
   top.addRecoatStyle(-5, 0.00005f, "b.rcs", 0, false);
   EXPECT_EQ(Bands(top), (Expected{{-10, -5}, {-5, 0.00005f}}));
-  // In double 4.99999987e-5 * 25.4 is 0.00126999997, below the float 0.00127 (0.00127000001), to which a
-  // product in float would round: 0.00127 is another start, the float below it is not.
+  // In double 4.99999987e-5 * 25.4 is 0.00126999996792, between the floats 0.00127000000793 and
+  // 0.00126999989152: the first is another start than 0, the second the same, and the same also from -5e-11
+  // (0.00126999994152), where the product in float, 0.00126999989152, would not reach.
   const float beyond = 0.00127f;
   const float within = std::nextafterf(beyond, 0);
   PLATFORM millimetre;
@@ -312,6 +318,11 @@ TEST(PlatformStack, ToleranceIsInclusiveAndInDouble) {
   same.addRecoatStyle(0, 10, "a.rcs", 0, false);
   same.addRecoatStyle(within, 3, "b.rcs", 0, false);
   EXPECT_EQ(Bands(same), (Expected{{within, 3}, {3, 10}}));
+  PLATFORM farther;
+  farther.Units = 1;
+  farther.addRecoatStyle(-5e-11f, 10, "a.rcs", 0, false);
+  farther.addRecoatStyle(within, 3, "b.rcs", 0, false);
+  EXPECT_EQ(Bands(farther), (Expected{{within, 3}, {3, 10}}));
   PLATFORM outside;  // not held: inserted by its start
   outside.Units = 1;
   outside.addRecoatStyle(0, 10, "a.rcs", 0, false);
@@ -425,6 +436,11 @@ TEST(PlatformStack, KeepKindInsertsAndOrders) {
   const TempDir dir;
   EXPECT_EQ(other.KVaddRecoatStyle(7, 8, dir.File("none.rcs").c_str(), 1, true, true), -1);
   EXPECT_EQ(other.KVNumberOFRecoatStyles(), 2);
+  PLATFORM last;  // the last style of the list is the one of kind 1, not the new one, which starts lower
+  Stack(last, {{6, 8, 1}});
+  EXPECT_EQ(last.KVaddRecoatStyle(0, 9, "a.rcs", 2, true, false), 0);
+  // 6..8 becomes 0..9; behind its equal, which gives way to it.
+  EXPECT_EQ(Bands(last), (Expected{{0, 0, 2}, {0, 9, 1}}));
 }
 
 TEST(PlatformStack, UpdateOfKind0GrowsDownAndUp) {
@@ -515,6 +531,11 @@ TEST(PlatformStack, UpdateOrdersByEndToo) {
   // The shortest first, the equal ones as they stood.
   EXPECT_EQ(platform.RecoatStyles, (std::vector{before[1], before[0], before[2]}));
   EXPECT_EQ(Bands(platform), (Expected{{1, 1, 0}, {1, 1, 0}, {1, 5, 0}}));
+  PLATFORM many;
+  for (int i = 0; i < 100; ++i) Stack(many, {{1, 5, 0}});
+  const auto equal = many.RecoatStyles;
+  many.KVUpdateRecoatStyles(1, 5, 0);
+  EXPECT_EQ(many.RecoatStyles, equal);
 }
 
 TEST(PlatformStack, UpdateOrdersAndClosesSeams) {
