@@ -24,7 +24,7 @@ class BlockWriter {
   BlockWriter(const BlockWriter&) = delete;
   BlockWriter& operator=(const BlockWriter&) = delete;
   /// Writes what is left.
-  ~BlockWriter() { Flush(used_); }
+  ~BlockWriter() { Flush(); }
 
   /// Room for kLargestPiece bytes; Advance tells how many of them were used.
   unsigned char* next() { return bytes_.get() + used_; }
@@ -42,6 +42,8 @@ class BlockWriter {
       size -= some;
     }
   }
+  /// Hands everything to the stream, which may be closed then.
+  void Flush() { Flush(used_); }
 
  private:
   static constexpr std::size_t kBlock = std::size_t{1} << 20;

@@ -48,6 +48,8 @@ class FacetWriter {
     StoreLittle16(record + 48, attribute);
     out_.Advance(kRecordSize);
   }
+  /// Hands everything to the stream, which may be closed then.
+  void Flush() { out_.Flush(); }
 
  private:
   BlockWriter out_;

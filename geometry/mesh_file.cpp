@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "foundation/bounded_read.h"
-#include "foundation/file_handle.h"
 #include "foundation/number_text.h"
 #include "geometry/ctl_packing.h"
 #include "geometry/mesh_access.h"
+#include "geometry/mesh_output.h"
 #include "geometry/placed_points.h"
 #include "host/system.h"
 #include "trq/geometry.h"
@@ -20,6 +20,8 @@ namespace trq::detail {
 namespace {
 
 constexpr int32_t kMagic = 121;
+constexpr char kWriting[] = "CTL file write";
+constexpr char kWritingReport[] = "mesh report write";
 // Reading is fastest in blocks that stay in a cache, writing in large ones.
 constexpr std::size_t kBlockVertices = 4096;      // 48 KB
 constexpr std::size_t kBlockTriangles = 4096;     // at most 62 KB packed
@@ -247,7 +249,7 @@ int CTL::get_units(FILE* f) {
 }
 
 int CTL::SaveCTLModel(CString path, float matrix[4][4], int mm_to_inch) {
-  trq::detail::FileHandle file = trq::detail::OpenFile(path, "wb");
+  trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, path, "wb", trq::detail::kWriting);
   if (!file) return mesh_io::kFailed;
   const std::size_t triangle_count = trq::detail::UsedTriangles(*this);
   const std::size_t vertex_count = trq::detail::UsedVertices(*this);
@@ -277,7 +279,9 @@ int CTL::SaveCTLModel(CString path, float matrix[4][4], int mm_to_inch) {
     packed = trq::detail::WriteTrianglesThatDoNotFit(file.get(), triangles_.get(), triangle_count,
                                                      written.num_vertices);
   }
-  return trq::detail::CloseChecked(std::move(file)) && packed ? mesh_io::kDone : mesh_io::kFailed;
+  return trq::detail::CloseOnRecord(*this, std::move(file), trq::detail::kWriting) && packed
+             ? mesh_io::kDone
+             : mesh_io::kFailed;
 }
 
 namespace {
@@ -321,7 +325,8 @@ void CTL::ascii_dump(FILE* f) {
 }
 
 int CTL::dumpctl() {
-  const trq::detail::FileHandle file = trq::detail::OpenFile("ctldmp.txt", "w");
+  trq::detail::FileHandle file =
+      trq::detail::CreateOnRecord(*this, "ctldmp.txt", "w", trq::detail::kWritingReport);
   if (!file) return 1;
   std::string text = "Number of Triangles : " + std::to_string(num_triangles()) + "\nVolume              : ";
   trq::detail::AppendFixed(text, volume());
@@ -362,5 +367,6 @@ int CTL::dumpctl() {
     Flush(text, file.get(), kTextBlock);
   }
   Flush(text, file.get(), 0);
+  trq::detail::CloseOnRecord(*this, std::move(file), trq::detail::kWritingReport);
   return 1;
 }

@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "foundation/file_handle.h"
 #include "foundation/number_text.h"
 #include "geometry/facet_file.h"
 #include "geometry/facet_tree.h"
 #include "geometry/mesh_access.h"
+#include "geometry/mesh_output.h"
 #include "trq/geometry.h"
 
 namespace {
@@ -28,6 +28,7 @@ using trq::detail::UsedVertices;
 constexpr char kStlName[] = "shellstl.stl";
 constexpr char kStlHeader[80] = "Kestrabin Shelled STL";
 constexpr char kReportName[] = "ctlshell.txt";
+constexpr char kWriting[] = "shell file write";
 
 constexpr int kMaxRounds = 501;
 constexpr double kWeightGain = 1.005;
@@ -330,8 +331,8 @@ bool HasShell(const CTL& mesh) {
 }
 
 /// Creates "shellstl.stl" with its head; null on failure.
-trq::detail::FileHandle CreateStl(std::size_t facet_count) {
-  trq::detail::FileHandle file = trq::detail::OpenFile(kStlName, "wb");
+trq::detail::FileHandle CreateStl(CTL& mesh, std::size_t facet_count) {
+  trq::detail::FileHandle file = trq::detail::CreateOnRecord(mesh, kStlName, "wb", kWriting);
   if (file) {
     const uint32_t count = static_cast<uint32_t>(facet_count);
     std::fwrite(kStlHeader, 1, sizeof kStlHeader, file.get());
@@ -423,7 +424,7 @@ float CTL::tetra_analysis(PbVec3f p, PbVec3f a, PbVec3f b, PbVec3f c) {
 int CTL::SaveCTLandShellAsSTL() {
   if (!HasShell(*this)) return 1;
   const std::size_t count = UsedTriangles(*this);
-  const trq::detail::FileHandle file = CreateStl(2 * count);
+  trq::detail::FileHandle file = CreateStl(*this, 2 * count);
   if (!file) return 1;
   trq::detail::FacetWriter writer(file.get(), 2 * count);
   AddOuterFacets(writer, *this);
@@ -434,15 +435,19 @@ int CTL::SaveCTLandShellAsSTL() {
     writer.Add(normal, ShellCorner(*this, triangle, 2).data(), ShellCorner(*this, triangle, 1).data(),
                ShellCorner(*this, triangle, 0).data());
   }
+  writer.Flush();
+  trq::detail::CloseOnRecord(*this, std::move(file), kWriting);
   // Kept: 1 on success too.
   return 1;
 }
 
 int CTL::SaveCTLasSTL() {
-  const trq::detail::FileHandle file = CreateStl(UsedTriangles(*this));
+  trq::detail::FileHandle file = CreateStl(*this, UsedTriangles(*this));
   if (!file) return 1;
   trq::detail::FacetWriter writer(file.get(), UsedTriangles(*this));
   AddOuterFacets(writer, *this);
+  writer.Flush();
+  trq::detail::CloseOnRecord(*this, std::move(file), kWriting);
   // Kept: 1 on success too.
   return 1;
 }
@@ -471,7 +476,7 @@ int CTL::MergeShellAndCTLintoCTL() {
 
 int CTL::dumpshell() {
   if (!HasShell(*this)) return 1;
-  const trq::detail::FileHandle file = trq::detail::OpenFile(kReportName, "w");
+  trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, kReportName, "w", kWriting);
   if (!file) return 1;
   const std::size_t count = UsedTriangles(*this);
   std::string text = "Number of Triangles : " + std::to_string(count) + "\n";
@@ -492,5 +497,6 @@ int CTL::dumpshell() {
   }
   text += "End of offsetted shell file \n";
   std::fwrite(text.data(), 1, text.size(), file.get());
+  trq::detail::CloseOnRecord(*this, std::move(file), kWriting);
   return 1;
 }

@@ -8,10 +8,10 @@
 
 #include "foundation/block_writer.h"
 #include "foundation/bounded_read.h"
-#include "foundation/file_handle.h"
 #include "foundation/little_endian.h"
 #include "geometry/facet_file.h"
 #include "geometry/mesh_access.h"
+#include "geometry/mesh_output.h"
 #include "geometry/placed_points.h"
 #include "geometry/stl_text.h"
 #include "host/system.h"
@@ -125,13 +125,17 @@ void WriteTextFacet(BlockWriter& out, const PbVec3f& normal, const float* const 
   out.Advance(static_cast<std::size_t>(end - text));
 }
 
+constexpr char kWriting[] = "STL file write";
+
 int ReportNotSaved() {
   AfxMessageBox(kNotSaved);
   return mesh_io::kFailed;
 }
 
-int CloseSaved(trq::detail::FileHandle file) {
-  return trq::detail::CloseChecked(std::move(file)) ? int{mesh_io::kDone} : ReportNotSaved();
+/// Kept: the code tells about creating only; a failed write is on record in the mesh.
+int CloseSaved(CTL& mesh, trq::detail::FileHandle file) {
+  trq::detail::CloseOnRecord(mesh, std::move(file), kWriting);
+  return mesh_io::kDone;
 }
 
 /// A binary STL file as a whole.
@@ -190,7 +194,7 @@ int CTL::SaveModifiedCTLDataAsSTL(FILE* f, int mm_to_inch, float matrix[4][4]) {
 int CTL::SaveCTLasBinarySTL(CString path, float matrix[4][4], int mm_to_inch, int stamp_number) {
   const std::string stamp = "Kestrabin 1.5 " + trq::host::HostName() + " " + trq::host::LoginName() + " " +
                             std::to_string(stamp_number) + " CRC ";
-  trq::detail::FileHandle file = trq::detail::OpenFile(path, "wb");
+  trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, path, "wb", kWriting);
   if (!file) return ReportNotSaved();
 
   const std::size_t count = trq::detail::UsedTriangles(*this);
@@ -217,11 +221,11 @@ int CTL::SaveCTLasBinarySTL(CString path, float matrix[4][4], int mm_to_inch, in
       }
     }
   }
-  return CloseSaved(std::move(file));
+  return CloseSaved(*this, std::move(file));
 }
 
 int CTL::SaveCTLasAsciiSTL(CString path, float matrix[4][4], int mm_to_inch) {
-  trq::detail::FileHandle file = trq::detail::OpenFile(path, "wb");
+  trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, path, "wb", kWriting);
   if (!file) return ReportNotSaved();
   std::fputs("solid Kestrabin STL\n", file.get());
   {
@@ -241,7 +245,7 @@ int CTL::SaveCTLasAsciiSTL(CString path, float matrix[4][4], int mm_to_inch) {
     }
   }
   std::fputs("endsolid\n", file.get());
-  return CloseSaved(std::move(file));
+  return CloseSaved(*this, std::move(file));
 }
 
 int CTL::crcSTLFile(const char* path) {
@@ -253,11 +257,12 @@ int CTL::crcSTLFile(const char* path) {
     // Kept: digits may run over the count's checksum in the last four bytes; those beyond are dropped.
     std::memcpy(stl.header + text.size(), digits.data(), std::min(digits.size(), kHeaderSize - text.size()));
   }
-  const trq::detail::FileHandle file = trq::detail::OpenFile(path, "wb");
+  trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, path, "wb", kWriting);
   if (!file) return 0;
   std::fwrite(stl.header, 1, kHeaderSize, file.get());
   std::fwrite(stl.count, 1, sizeof stl.count, file.get());
   if (!stl.records.empty()) std::fwrite(stl.records.data(), 1, stl.records.size(), file.get());
+  trq::detail::CloseOnRecord(*this, std::move(file), kWriting);
   return 0;
 }
 

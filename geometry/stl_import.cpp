@@ -183,7 +183,8 @@ int ReadBinarySolid(CTL& mesh, std::FILE* f, int file_units, bool accept_partial
   const int present = bag.num();
   if (present < claimed) {
     WarnOfMissingFacets(int64_t{claimed} - present);
-    if (!accept_partial) return stl_import::kFacetsMissing;
+    // A stream that failed is no shorter file.
+    if (!accept_partial || std::ferror(f)) return stl_import::kFacetsMissing;
     // The records are at hand; what is left of going back to the solid's header to read them again is where
     // the stream stands afterwards. A stream that cannot go back cannot read the header a second time.
     const long end = start + static_cast<long>(kHeaderSize + sizeof count_bytes) +
@@ -237,6 +238,8 @@ int CTL::LoadSTLFile(FILE* f, int file_units, int* accept_partial, int, float, i
     if (solid.read_stl(f, file_units, accept_partial, 0, kImportTolerance, 0) != stl_import::kOk) break;
     combine(&solid);
   }
+  // How the last solid ended is not told, but a stream that failed is.
+  if (std::ferror(f)) return stl_import::kFacetsMissing;
   return Calculate_normals();
 }
 

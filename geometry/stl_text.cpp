@@ -298,7 +298,7 @@ bool ReadAsciiFacets(std::FILE* f, TriangleBAG& bag) {
     }
     bag.append(facet);
   }
-  return true;
+  return std::ferror(f) == 0;
 }
 
 // ---------------------------------------------------------------------------------------------------------

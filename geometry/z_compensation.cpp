@@ -2,15 +2,16 @@
 #include <cstdio>
 #include <vector>
 
-#include "foundation/file_handle.h"
 #include "geometry/facet_file.h"
 #include "geometry/mesh_access.h"
+#include "geometry/mesh_output.h"
 #include "trq/geometry.h"
 
 namespace {
 
 // Kept: the application picks the file up under this name.
 constexpr char kFileName[] = "ChikiChikiBumBum.stl";
+constexpr char kWriting[] = "STL file write";
 
 void CopyPoint(float to[3], const float from[3]) { std::copy(from, from + 3, to); }
 
@@ -84,7 +85,7 @@ int CTL::ShiftTrianglesInZForZComp(float zcomp, int extra) {
 int CTL::DumpZCompedSTL(TheTriangle* facets, int) {
   const std::size_t count = trq::detail::UsedTriangles(*this);
   if (!facets && count > 0) return mesh_io::kFailed;
-  const trq::detail::FileHandle file = trq::detail::OpenFile(kFileName, "wb");
+  trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, kFileName, "wb", kWriting);
   if (!file) return mesh_io::kFailed;
   SaveSTLHeader(file.get(), static_cast<int>(count));
   trq::detail::FacetWriter writer(file.get(), count);
@@ -93,6 +94,8 @@ int CTL::DumpZCompedSTL(TheTriangle* facets, int) {
     const float normal[3] = {n.x, n.y, n.z};
     writer.Add(normal, facets[i].corners[0], facets[i].corners[1], facets[i].corners[2]);
   }
+  writer.Flush();
+  trq::detail::CloseOnRecord(*this, std::move(file), kWriting);
   return mesh_io::kDone;
 }
 

@@ -105,9 +105,9 @@ std::string LineOf(const Numbers& numbers) {
   return line += '\n';
 }
 
-/// The side file's lines with every point moved. Lines of more than 518 characters are dropped like all
-/// others that are not seven numbers.
-std::string MovedLines(std::FILE* file, const PointMove& move) {
+/// The side file's lines with every point moved; nothing when the file cannot be read to its end. Lines of more
+/// than 518 characters are dropped like all others that are not seven numbers.
+std::optional<std::string> MovedLines(std::FILE* file, const PointMove& move) {
   std::string text;
   char line[520];  // with its line feed and the end
   while (std::fgets(line, sizeof line, file)) {
@@ -120,6 +120,7 @@ std::string MovedLines(std::FILE* file, const PointMove& move) {
       text += LineOf(*numbers);
     }
   }
+  if (std::ferror(file)) return std::nullopt;
   return text;
 }
 
@@ -131,10 +132,13 @@ bool WriteAndClose(FileHandle file, const std::string& text) {
 /// Rewrites the side file; its previous content stays under ".bak" until the new one is complete.
 bool RewriteSideFile(const std::string& name, const PointMove& move) {
   const std::string backup = name + ".bak";
-  if (!trq::host::FileExists(name) || !trq::host::RenameFile(name, backup)) return false;
+  FileHandle from(trq::host::OpenFile(name, "r"));
+  if (!from) return false;
+  const std::optional<std::string> text = MovedLines(from.get(), move);
+  from.reset();
+  if (!text || !trq::host::RenameFile(name, backup)) return false;
   FileHandle to(trq::host::OpenFile(name, "w"));
-  const FileHandle from(trq::host::OpenFile(backup, "r"));
-  if (!to || !from || !WriteAndClose(std::move(to), MovedLines(from.get(), move))) return false;
+  if (!to || !WriteAndClose(std::move(to), *text)) return false;
   trq::host::DeleteFileNamed(backup);
   return true;
 }
@@ -199,11 +203,12 @@ int MODEL::CopyVDFileFrom(CString source_model, float dx, float dy, float dz) {
   // Read whole before the target is opened: both may be the same file.
   FileHandle from(trq::host::OpenFile(source, "r"));
   if (!from) return 1;
-  const std::string text = MovedLines(from.get(), PointMove(dx, dy, dz));
+  const std::optional<std::string> text = MovedLines(from.get(), PointMove(dx, dy, dz));
   from.reset();
   // Kept: the answer is 1 also when the copy cannot be made.
+  if (!text) return 1;
   if (FileHandle to{trq::host::OpenFile(SideFileName(ComponentInfo.text), "w")})
-    WriteAndClose(std::move(to), text);
+    WriteAndClose(std::move(to), *text);
   return 1;
 }
 

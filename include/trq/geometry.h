@@ -35,7 +35,9 @@ namespace component_io {
 enum Result : int { kOk = 0, kFailed = -1 };
 }  // namespace component_io
 
-/// Results of the mesh writers that take a path, and of Calculate_normals.
+/// Results of the mesh writers that take a path, and of Calculate_normals. What goes wrong while any of the
+/// mesh's files is created, written or closed is on record in its error object (GetErrorCode,
+/// GetErrorMessage) besides.
 namespace mesh_io {
 enum Result : int { kDone = 0, kFailed = 1 };
 }  // namespace mesh_io
@@ -338,9 +340,10 @@ class TRQ_EXPORT CTL : public COMPONENT {
   /// input whether (nonzero) a binary solid with fewer facets than it announces is taken as far as it goes;
   /// it is 0 after an ASCII file. The other arguments are ignored: corners merge within 1e-4. Answers the
   /// code of the first solid when that fails (stl_import::Result), else the result of Calculate_normals; how
-  /// the last solid ended is not told. Missing facets show the message box "Warning: <n> triangles are
-  /// missing in the STL file.". More than 26 000 000 facets in a solid: throws the integer 9 after a line on
-  /// the error stream. On failure the mesh is to be cleared or destroyed.
+  /// the last solid ended is not told, but kFacetsMissing when the stream reports an error. Missing facets
+  /// show the message box "Warning: <n> triangles are missing in the STL file.". More than 26 000 000 facets
+  /// in a solid: throws the integer 9 after a line on the error stream. On failure the mesh is to be cleared
+  /// or destroyed.
   int LoadSTLFile(FILE* f, int file_units, int* accept_partial, int extra1, float tolerance, int extra2);
   /// Reads one solid. At the start of the stream ASCII is tried first, as ascii_read does, to the stream's
   /// end; anywhere else, and on streams that cannot tell their position, it is a binary solid.
@@ -364,8 +367,9 @@ class TRQ_EXPORT CTL : public COMPONENT {
   /// Writes the mesh as a binary STL file with a stamp in its header (docs/formats/stl.md): computer, login
   /// name, `stamp_number` and room for the checksum of crcSTLFile. Normals are placed as directions and
   /// brought to length 1; attributes that are negative as 16 bits become 0.
-  /// Answers mesh_io::kDone; kFailed after a message box when the file cannot be created or written to its
-  /// end. A mesh without triangles makes a file of no facets.
+  /// Answers mesh_io::kDone; kFailed after a message box when the file cannot be created. Kept: a failed
+  /// write or close changes neither; the error object records it. A mesh without triangles makes a file of no
+  /// facets.
   int SaveCTLasBinarySTL(CString path, float matrix[4][4], int mm_to_inch, int stamp_number);
   /// Writes the mesh as an ASCII STL file with seven digits a number; otherwise as SaveCTLasBinarySTL.
   int SaveCTLasAsciiSTL(CString path, float matrix[4][4], int mm_to_inch);

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -379,14 +380,18 @@ TEST(StlExport, FileThatCannotBeCreatedIsReported) {
   }
 }
 
-TEST(StlExport, FullDiskIsReported) {
+TEST(StlExport, KeptCodeTellsOfCreatingOnly) {
   if (!std::filesystem::exists("/dev/full")) return;
   CTL mesh = TwoFacets();
   Matrix unit;
   MessageBoxRecorder user;
-  EXPECT_EQ(mesh.SaveCTLasBinarySTL("/dev/full", unit.m, 0, 1), 1);
-  EXPECT_EQ(mesh.SaveCTLasAsciiSTL("/dev/full", unit.m, 0), 1);
-  EXPECT_THAT(user.boxes(), SizeIs(2));
+  EXPECT_EQ(mesh.SaveCTLasBinarySTL("/dev/full", unit.m, 0, 1), 0);
+  EXPECT_EQ(mesh.GetErrorCode(), ENOSPC);
+  mesh.ClearError();
+  EXPECT_EQ(mesh.SaveCTLasAsciiSTL("/dev/full", unit.m, 0), 0);
+  EXPECT_EQ(mesh.GetErrorCode(), ENOSPC);
+  EXPECT_THAT(mesh.GetErrorMessage(), testing::HasSubstr("STL file write"));
+  EXPECT_THAT(user.boxes(), SizeIs(0));
 }
 
 // ---------------------------------------------------------------------------------------------------------

@@ -42,6 +42,7 @@ MeshFormat OutputFormat(const std::string& path, const std::string& stated) {
 
 std::optional<std::uint64_t> WriteMeshTo(CTL& mesh, const std::string& path, MeshFormat format) {
   mesh.Calculate_normals();
+  mesh.ClearError();
   float unit[4][4];
   set_unit_matrix(unit);
   const auto facets = static_cast<std::uint64_t>(mesh.num_triangles());
@@ -53,7 +54,8 @@ std::optional<std::uint64_t> WriteMeshTo(CTL& mesh, const std::string& path, Mes
       if (mesh.SaveCTLModel(path, unit, 0) != 0) fail();
       return CtlSize(mesh);
     case MeshFormat::kAsciiStl:
-      if (mesh.SaveCTLasAsciiSTL(path, unit, 0) != 0) fail();
+      // The code tells of creating the file; what came later is on record in the mesh.
+      if (mesh.SaveCTLasAsciiSTL(path, unit, 0) != 0 || mesh.GetErrorCode() != 0) fail();
       return std::nullopt;
     default:
       FILE* file = std::fopen(path.c_str(), "wb");
@@ -73,10 +75,12 @@ void WriteMesh(Context& context, CTL& mesh, const std::string& path, MeshFormat 
     float unit[4][4];
     set_unit_matrix(unit);
     mesh.Calculate_normals();
-    if (mesh.SaveCTLasBinarySTL(output.path(), unit, 0, static_cast<int>(*stamp)) != 0) {
+    mesh.ClearError();
+    const int created = mesh.SaveCTLasBinarySTL(output.path(), unit, 0, static_cast<int>(*stamp));
+    if (mesh.GetErrorCode() == 0) mesh.crcSTLFile(output.path().c_str());
+    if (created != 0 || mesh.GetErrorCode() != 0) {
       Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", path, "cannot be written: " + SystemText(errno)));
     }
-    mesh.crcSTLFile(output.path().c_str());
     output.Expect(84 + 50 * static_cast<std::uint64_t>(mesh.num_triangles()));
     if (!mesh.crcValidateSTLFile(output.path().c_str())) {
       context.Warn(
