@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <memory>
+#include <utility>
 
 #include "trq/foundation.h"
 
@@ -16,14 +18,20 @@ void TriangleBAG::append(const R_TRIANGLE& t) {
     return;
   }
   // After an overflow the index stays at the maximum, so that every later append fails in the same way.
-  if (current_block_ < max_blocks_) ++current_block_;
-  if (current_block_ >= max_blocks_) {
+  const int next = std::min(current_block_ + 1, max_blocks_);
+  if (next >= max_blocks_) {
+    current_block_ = max_blocks_;
     std::fprintf(stderr, "Serious problem in TriangleBAG: MAX_BLOCKS is too small\n");
     throw 9;
   }
-  const std::size_t block = static_cast<std::size_t>(current_block_);
-  // Without an initialiser: a block that is about to be filled need not be zeroed first.
-  if (block == blocks_.size()) blocks_.emplace_back(new R_TRIANGLE[static_cast<std::size_t>(block_size_)]);
+  const std::size_t block = static_cast<std::size_t>(next);
+  if (block == blocks_.size()) {
+    // Without an initialiser: a block that is about to be filled need not be zeroed first. It has its owner
+    // before the list grows, for either may run out of memory; the bag is as before then.
+    std::unique_ptr<R_TRIANGLE[]> records(new R_TRIANGLE[static_cast<std::size_t>(block_size_)]);
+    blocks_.push_back(std::move(records));
+  }
+  current_block_ = next;
   blocks_[block][0] = t;
   count_in_block_ = 1;
 }

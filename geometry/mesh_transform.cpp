@@ -140,5 +140,6 @@ void CTL::mirror(CTL* dst, int axis, int mm_to_inch, float offset, COMPONENT_INF
     for (int first = 16; first <= 22; first += 3)
       result[first + a] = static_cast<float>(shift + R[first + a]);
   }
-  dst->Calculate_normals();
+  // There is no code for a mesh without normals; for one whose facets have none there never was.
+  if (dst->Calculate_normals() != mesh_io::kDone && !dst->normals_) throw std::bad_alloc();
 }

@@ -103,7 +103,8 @@ void SlcLayer::AddBoundary(uint32_t vertex_count, uint32_t gap_count, float* poi
 }
 
 void SlcLayer::MakeBlock(std::size_t size) {
-  blocks_.emplace_back(new float[size]);
+  std::shared_ptr<float[]> block(new float[size]);  // owned before the list grows, which may fail
+  blocks_.push_back(std::move(block));
   free_points_ = blocks_.back().get();
   free_size_ = block_size_ = size;
 }

@@ -200,12 +200,16 @@ int slc::openSLCFile(SLC_OPEN_MODE mode) {
 }
 
 int slc::loadSlc() {
+  // Closes also when memory runs out.
+  struct Closer {
+    ~Closer() { model.CloseFile(); }
+    slc& model;
+  } closer{*this};
   int result = openSLCFile(SLC_OPEN_READ);
   if (result == slc_file::kOk) result = readSlcHeader();
   if (result == slc_file::kOk) result = readReservedSection();
   if (result == slc_file::kOk) result = readTableEntry();
   if (result == slc_file::kOk) result = processContourLayers();
-  CloseFile();
   return result;
 }
 

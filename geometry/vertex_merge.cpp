@@ -150,7 +150,10 @@ int32_t VertexMerger::Append(const PbVec3f& p) {
 
 int32_t VertexMerger::AppendLate(const PbVec3f& p, int32_t vertex) {
   // Blocks of their own: points never move, and no old array stands beside a larger new one.
-  if (late_count_ % kLateBlock == 0) late_.emplace_back(new LatePoint[kLateBlock]);
+  if (late_count_ % kLateBlock == 0) {
+    std::unique_ptr<LatePoint[]> block(new LatePoint[kLateBlock]);
+    late_.push_back(std::move(block));
+  }
   Late(late_count_) = {p, vertex};
   return ~late_count_++;
 }

@@ -132,13 +132,12 @@ bool WriteAndClose(FileHandle file, const std::string& text) {
 /// Rewrites the side file; its previous content stays under ".bak" until the new one is complete.
 bool RewriteSideFile(const std::string& name, const PointMove& move) {
   const std::string backup = name + ".bak";
-  FileHandle from(trq::host::OpenFile(name, "r"));
-  if (!from) return false;
-  const std::optional<std::string> text = MovedLines(from.get(), move);
-  from.reset();
-  if (!text || !trq::host::RenameFile(name, backup)) return false;
+  if (!trq::host::FileExists(name) || !trq::host::RenameFile(name, backup)) return false;
   FileHandle to(trq::host::OpenFile(name, "w"));
-  if (!to || !WriteAndClose(std::move(to), *text)) return false;
+  const FileHandle from(trq::host::OpenFile(backup, "r"));
+  if (!to || !from) return false;
+  const std::optional<std::string> text = MovedLines(from.get(), move);
+  if (!text || !WriteAndClose(std::move(to), *text)) return false;
   trq::host::DeleteFileNamed(backup);
   return true;
 }
