@@ -105,8 +105,8 @@ std::string LineOf(const Numbers& numbers) {
   return line += '\n';
 }
 
-/// The side file's lines with every point moved; nothing when the file cannot be read to its end. Lines of more
-/// than 518 characters are dropped like all others that are not seven numbers.
+/// The side file's lines with every point moved; nothing when the file cannot be read to its end. Lines of
+/// more than 518 characters are dropped like all others that are not seven numbers.
 std::optional<std::string> MovedLines(std::FILE* file, const PointMove& move) {
   std::string text;
   char line[520];  // with its line feed and the end

@@ -141,7 +141,7 @@ TEST_F(Faults, ReadErrorsAreNoEndOfFile) {
     for (const std::string& path : faults::SeedsOf(operation.format)) {
       const Outcome good = Baseline(operation, path);
       const int64_t size = static_cast<int64_t>(std::filesystem::file_size(path));
-      for (const int64_t at : Spread(size, 100)) {
+      for (const int64_t at : Spread(size, 60)) {
         for (const bool seekable : {true, false}) {
           Plan plan;
           plan.bytes_to_read = at;
@@ -164,7 +164,7 @@ TEST_F(Faults, FullDisksAreReported) {
     for (const std::string& path : faults::SeedsOf(operation.format)) {
       const Outcome good = Baseline(operation, path);
       if (good.code != 0) continue;
-      for (const int64_t at : Spread(static_cast<int64_t>(good.result.size()), 60)) {
+      for (const int64_t at : Spread(static_cast<int64_t>(good.result.size()), 25)) {
         Plan plan;
         plan.bytes_to_write = at;
         const Outcome outcome = operation.run(path, plan);
