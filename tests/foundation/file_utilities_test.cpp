@@ -149,8 +149,11 @@ TEST(FileUtilities, BackslashesBecomeSlashesWhereThatLeadsSomewhere) {
   fresh[fresh.rfind('/')] = '\\';
   EXPECT_EQ(trq::host::SystemPath(fresh), dir.File("new.sty"));
   EXPECT_EQ(trq::host::SystemPath("nowhere\\at\\all"), "nowhere\\at\\all");
-  // A name that exists with its backslash is used as it is.
+  EXPECT_EQ(trq::host::SystemPath("\\none-such"), "/none-such");  // its parent is the root
+  // A name that exists with its backslash is used as it is, whatever else there is.
   dir.Write("odd\\name", "x");
+  std::filesystem::create_directory(dir.path() / "odd");
+  dir.Write("odd/name", "x");
   EXPECT_EQ(trq::host::SystemPath(dir.File("odd\\name")), dir.File("odd\\name"));
 }
 
@@ -167,6 +170,7 @@ TEST(FileUtilities, RoundsToThreeOrFourDecimals) {
 TEST(FileUtilities, KeptNegativeValuesRoundTowardZeroFromHalfAUnitOff) {
   EXPECT_FLOAT_EQ(UTILITY::RoundFloat(-1.2346f, 1), -1.234f);  // (int)(-1234.6 + 0.5) = -1234
   EXPECT_FLOAT_EQ(UTILITY::RoundFloat(-0.0004f, 1), 0.0f);
+  EXPECT_FLOAT_EQ(UTILITY::RoundFloat(-1.23456f, 0), -1.2345f);  // (int)(-12345.6 + 0.5) = -12345
 }
 
 TEST(FileUtilities, RoundingBeyondIntegersGivesTheSmallestInteger) {

@@ -115,8 +115,21 @@ TEST(Model, StartsWithItsDefaults) {
   EXPECT_EQ(std::size(model.Ints11), 11u);
   EXPECT_EQ(std::size(model.Floats11), 11u);
   EXPECT_EQ(std::size(model.Ints10), 10u);
-  EXPECT_EQ(model.Floats11[10].GetValue(), 0);
-  EXPECT_FALSE(model.Floats11[10].HasRange());
+  const auto expect_blank = [](const auto& records) {
+    for (const auto& record : records) {
+      EXPECT_EQ(record.GetValue(), 0);
+      EXPECT_EQ(record.GetDefaultValue(), 0);
+      EXPECT_FALSE(record.HasRange());
+      EXPECT_EQ(record.GetNumElementsInList(), 0);
+    }
+  };
+  expect_blank(model.Ints13);
+  expect_blank(std::array{model.Int1});
+  expect_blank(model.Ints6);
+  expect_blank(model.Floats6);
+  expect_blank(model.Ints11);
+  expect_blank(model.Floats11);
+  expect_blank(model.Ints10);
   EXPECT_EQ(model.LastWord, 0);
 }
 
@@ -176,6 +189,23 @@ TEST(Model, VolumeAndAreaGoThroughTheCurrentMatrix) {
   model.CalculateCurrentVolumeAndArea(1);  // the same size, the move in inches
   EXPECT_NEAR(R[28], 96, 0.02);
   EXPECT_NEAR(R[29], 64, 0.05);
+}
+
+TEST(Model, MatrixIsTakenByRows) {
+  MODEL model;
+  MakeCube(model, 2);
+  float* R = model.ComponentInfo.placement();
+  R[0] = 2;
+  R[1] = 1;  // x' = 2 x + y: edges (4, 0, 0), (2, 2, 0) and (0, 0, 2)
+  model.CalculateCurrentVolumeAndArea(0);
+  EXPECT_FLOAT_EQ(R[28], 2 * (8 + 8 + 4 * std::sqrt(2.0f)));
+  EXPECT_FLOAT_EQ(R[29], 16);
+  // Facets that wind the other way enclose a negative volume.
+  R[0] = -2;
+  R[1] = 0;
+  model.CalculateCurrentVolumeAndArea(0);
+  EXPECT_FLOAT_EQ(R[28], 2 * (8 + 8 + 4));
+  EXPECT_FLOAT_EQ(R[29], -16);
 }
 
 TEST(Model, StateWordForbidsTheCalculation) {
