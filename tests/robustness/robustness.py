@@ -16,6 +16,10 @@ import figures  # noqa: E402
 NAMES = ["bombs", "plates", "corpus", "corpus_memory"]
 
 
+# The library by itself; fuzz/soak adds to the totals that the last one prints.
+NAMES += ["mutants", "threads", "coverage", "fuzz"]
+
+
 def main():
     parser = argparse.ArgumentParser(prog="scripts/robustness", description=__doc__.split(";")[0] + ".")
     parser.add_argument("--list", action="store_true", help="name the figures and what they are")
