@@ -1,8 +1,36 @@
-/// STL import: any bytes end in a documented code, and what was imported can be written and read again.
+/// STL import: any bytes end in a documented code, and what was imported can be written and read again. As
+/// text they are lexed as the literal form does it.
+#include <cstring>
+
 #include "fuzz/fuzz_support.h"
+#include "geometry/stl_text.h"
+#include "tests/geometry/literal_stl_import.h"
+
+namespace {
+
+void DemandLiteralLexing(const uint8_t* data, size_t size) {
+  const fuzz::Stream literal_stream = fuzz::StreamOf(data, size, true);
+  const fuzz::Stream stream = fuzz::StreamOf(data, size, true);
+  if (!literal_stream || !stream) return;
+  const literal::AsciiFacets expected = literal::ReadAscii(literal_stream.get());
+  TriangleBAG bag;
+  fuzz::Demand(trq::detail::ReadAsciiFacets(stream.get(), bag) == expected.is_stl, "text is taken otherwise");
+  fuzz::Demand(static_cast<std::size_t>(bag.num()) == expected.facets.size(),
+               "other facets are found in the text");
+  for (int i = 0; i < bag.num(); ++i) {
+    for (std::size_t k = 0; k < 9; ++k) {
+      const float number = expected.facets[static_cast<std::size_t>(i)][k];
+      const int32_t bits = bag[i].corner[k / 3][static_cast<int>(k % 3)];
+      fuzz::Demand(std::memcmp(&bits, &number, sizeof bits) == 0, "a number of the text is read otherwise");
+    }
+  }
+}
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::Silence();
+  DemandLiteralLexing(data, size);
   for (const bool known_length : {true, false}) {
     const fuzz::Stream stream = fuzz::StreamOf(data, size, known_length);
     if (!stream) continue;

@@ -2,11 +2,9 @@
 // neighbours in space. Eight in a row make a node, eight nodes in a row a node of the next level, and so on:
 // the tree is made by one sort and one pass, without pointers, and the eight boxes of a node are tested
 // together by vector code.
-//
 // Invariants that make its answers as good as a walk over all boxes:
 // - Boxes are kept as floats, rounded outward, and so is the box that is asked about: what meets is never
-// missed. What is
-//   found too much does no harm, because the candidates' own test is exact.
+//   missed. What is found too much does no harm, because the candidates' own test is exact.
 // - A node's box in the level above holds all its boxes. Unused places hold a box that meets nothing.
 // - Answers are sorted: candidates come in ascending order, whatever the curve does.
 #include "geometry/facet_tree.h"

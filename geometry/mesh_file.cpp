@@ -66,6 +66,7 @@ bool ReadVertices(std::FILE* f, std::size_t count, MeshArray<PbVec3f>& vertices)
   if (BytesRemaining(f)) {
     piece = count;
     read = MeshArray<PbVec3f>::ForOverwrite(count + 1);
+    host::ExpectFilling(read.get(), count * sizeof(PbVec3f));
     read[count] = PbVec3f(0, 0, 0);
   }
   for (std::size_t done = 0; done < count; piece *= 2) {
@@ -98,7 +99,10 @@ ReadFailure ReadTriangles(std::FILE* f, const CTL_HEADER& header, bool foreign, 
   if (bits == 0 && count > kMostTrianglesWithoutBits) return ReadFailure::kNoTriangles;
   if (!ClaimFits(f, PackedWords(bits, 4 * count), sizeof(uint32_t))) return ReadFailure::kPastEnd;
   MeshArray<R_INT4> read;
-  if (BytesRemaining(f)) read = MeshArray<R_INT4>::ForOverwrite(count);
+  if (BytesRemaining(f)) {
+    read = MeshArray<R_INT4>::ForOverwrite(count);
+    host::ExpectFilling(read.get(), count * sizeof(R_INT4));
+  }
 
   std::vector<uint32_t> words(
       static_cast<std::size_t>(PackedWords(bits, 4 * std::min(count, kBlockTriangles))));

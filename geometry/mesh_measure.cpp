@@ -5,6 +5,7 @@
 #include <new>
 
 #include "geometry/mesh_access.h"
+#include "host/system.h"
 #include "trq/geometry.h"
 
 namespace trq::detail {
@@ -89,6 +90,7 @@ int CTL::Calculate_normals() {
   } catch (const std::bad_alloc&) {
     return mesh_io::kFailed;
   }
+  trq::host::ExpectFilling(normals_.get(), count * sizeof(VECTOR));
   for (std::size_t i = 0; i < count; ++i) {
     const R_INT4& triangle = triangles_[i];
     const float* corner[3];

@@ -1,3 +1,9 @@
+// The idea: every vertex is placed once instead of once a corner, normals are placed and brought to length 1
+// a block of facets at a time, and records are put together in blocks of a megabyte.
+// Invariants that make the bytes the same as placing and writing facet by facet:
+// - Placing a point depends on the point and the matrix alone; so does placing a direction. Every value takes
+//   the same steps in double and is rounded to float at the same places, whatever stands beside it.
+// - A corner that names no vertex in use is placed by itself: what the room holds there, or zero.
 #include <algorithm>
 #include <cmath>
 #include <cstdint>

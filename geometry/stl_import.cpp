@@ -11,6 +11,7 @@
 #include "geometry/mesh_access.h"
 #include "geometry/stl_text.h"
 #include "geometry/vertex_merge.h"
+#include "host/system.h"
 #include "trq/geometry.h"
 
 namespace {
@@ -39,8 +40,11 @@ class MeshBuilder {
  public:
   MeshBuilder(std::size_t facet_count, float tolerance)
       : vertices_(std::max<std::size_t>(3 * facet_count, 1)),
-        triangles_(facet_count),
-        merger_(tolerance, static_cast<int32_t>(facet_count), vertices_.get()) {}
+        triangles_(MeshArray<R_INT4>::ForOverwrite(facet_count)),
+        merger_(tolerance, static_cast<int32_t>(facet_count), vertices_.get()) {
+    trq::host::ExpectFilling(vertices_.get(), vertices_.size() * sizeof(PbVec3f));
+    trq::host::ExpectFilling(triangles_.get(), triangles_.size() * sizeof(R_INT4));
+  }
 
   void Add(const Facets& facets, std::size_t count) {
     merger_.Add(facets.corners, 3 * count, answers_);

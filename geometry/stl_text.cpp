@@ -1,3 +1,20 @@
+// Reading. The idea: one pass over the text in blocks; lines are lexed in place, and those of corners before
+// it is known where they end. A number becomes a float by one product in double; only where that cannot be
+// sure, from_chars decides.
+// Invariants that make this the same as lexing one line after the other:
+// - Every line handed out ends in '\n', and so does the text in the buffer. '\n' is neither part of a token
+//   nor of a number, so that no loop runs past it and none needs to test for the end.
+// - What was lexed ahead counts only when the line then turns out to end there, within 1023 bytes; otherwise
+//   the line is cut off as fgets would do and lexed again.
+// - Digits are taken eight at a time by arithmetic on whole words. Words may reach past the end of a line,
+//   never past the room behind the buffers.
+// - The double is off by two units in its last place at most; unless it lies that near to half-way between
+//   two floats, it rounds to the float that the number itself is next to.
+//
+// Writing. The idea: a float times a power of ten is a whole number of seven digits and a rest, both by one
+// product in double.
+// - The product is off by half a unit in its last place at most; where the rest is so near to one half that
+//   this could matter, to_chars decides.
 #include "geometry/stl_text.h"
 
 #include <algorithm>
@@ -13,17 +30,6 @@ namespace {
 
 // ---------------------------------------------------------------------------------------------------------
 // Reading. One pass over the text in blocks; a line is what fgets with a buffer of 1024 bytes would deliver.
-// The idea: lines are lexed in place, and those of corners before it is known where they end.
-// Invariants that make this the same as lexing one line after the other:
-// - Every line handed out ends in '\n', and so does the text in the buffer. '\n' is neither part of a token
-// nor
-//   of a number, so that no loop runs past it and none needs to test for the end.
-// - What was lexed ahead counts only when the line then turns out to end there, within 1023 bytes; otherwise
-// the
-//   line is cut off as fgets would do and lexed again.
-// - Digits are taken eight at a time by arithmetic on whole words. Words may reach past the end of a line,
-// never
-//   past the room behind the buffers.
 
 constexpr std::size_t kLongestLine = 1023;
 constexpr std::size_t kBlock = std::size_t{1} << 18;

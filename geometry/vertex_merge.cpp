@@ -22,6 +22,7 @@
 #include <cstring>
 
 #include "foundation/checked_conversions.h"
+#include "host/system.h"
 
 namespace trq::detail {
 namespace {
@@ -330,6 +331,7 @@ void VertexMerger::Adapt(std::size_t points_to_come) {
 
 void VertexMerger::RebuildTable(std::size_t slot_count) {
   slots_.reset(slot_count);
+  host::ExpectFilling(slots_.get(), slot_count * sizeof(uint64_t));
   slots_used_ = 0;
   for (int32_t vertex = 0; vertex < vertex_count_; ++vertex) {
     if (!Finite(vertices_[vertex])) continue;

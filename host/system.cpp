@@ -1,6 +1,7 @@
 #include "host/system.h"
 
 #include <pwd.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -54,6 +55,21 @@ std::optional<uint64_t> RemainingBytes(std::FILE* f) {
   }
   errno = saved_errno;
   return remaining;
+}
+
+void ExpectFilling(void* array, std::size_t bytes) {
+#ifdef MADV_HUGEPAGE
+  constexpr std::size_t kWorthACall = std::size_t{4} << 20;
+  if (!array || bytes < kWorthACall) return;
+  const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  const std::size_t skipped = (page - reinterpret_cast<uintptr_t>(array) % page) % page;
+  const int error = errno;
+  madvise(static_cast<char*>(array) + skipped, (bytes - skipped) / page * page, MADV_HUGEPAGE);
+  errno = error;
+#else
+  (void)array;
+  (void)bytes;
+#endif
 }
 
 }  // namespace trq::host

@@ -1,6 +1,7 @@
 /// What the library asks the operating system for. Nothing else outside host/ calls it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <optional>
@@ -26,5 +27,9 @@ std::string LoginName();
 /// Bytes from the stream's position to its end for a regular file of known size; nothing for pipes, devices
 /// and streams in memory. The stream's position is not changed.
 std::optional<uint64_t> RemainingBytes(std::FILE* f);
+
+/// A hint: the array is about to be filled from its beginning, so memory may come in large pages. Where the
+/// system knows no such thing, and for arrays below a few megabytes, nothing happens.
+void ExpectFilling(void* array, std::size_t bytes);
 
 }  // namespace trq::host

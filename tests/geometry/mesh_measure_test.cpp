@@ -7,6 +7,7 @@
 #include <random>
 
 #include "tests/support/meshes.h"
+#include "tests/support/rounds.h"
 #include "trq/geometry.h"
 
 namespace {
@@ -156,14 +157,85 @@ float LiteralAreaX2sq(const Point& p0, const Point& p1, const Point& p2) {
   return static_cast<float>((side_sq - dot * dot / base_sq) * base_sq);
 }
 
-TEST(CtlAreaX2sq, FollowsTheFormulaToTheLastBit) {
+TEST(MeasureDifferential, AreaOfATriangleFollowsTheFormulaToTheLastBit) {
   std::mt19937 random(3);
   std::uniform_real_distribution<float> coordinate(-50, 50);
   CTL mesh;
-  for (int i = 0; i < 5000; ++i) {
+  for (int i = 0; i < test_support::Rounds(5000); ++i) {
     Point p[3];
     for (Point& point : p) point = {coordinate(random), coordinate(random), coordinate(random)};
     ASSERT_EQ(mesh.areaX2sq(p[0].data(), p[1].data(), p[2].data()), LiteralAreaX2sq(p[0], p[1], p[2]));
+  }
+}
+
+VECTOR LiteralNormal(const Point& p1, const Point& p2, const Point& p3) {
+  double a[3], b[3];
+  for (std::size_t k = 0; k < 3; ++k) {
+    a[k] = static_cast<float>(static_cast<double>(p1[k]) - p3[k]);
+    b[k] = static_cast<float>(static_cast<double>(p2[k]) - p3[k]);
+  }
+  // Products and their difference are floats.
+  const auto cross = [&](int i, int j) {
+    const float first = static_cast<float>(a[i] * b[j]), second = static_cast<float>(a[j] * b[i]);
+    return static_cast<double>(static_cast<float>(static_cast<double>(first) - second));
+  };
+  const double x = cross(1, 2), y = cross(2, 0), z = cross(0, 1);
+  double length = std::sqrt(x * x + y * y + z * z);
+  if (length == 0) length = 1;
+  return VECTOR(static_cast<float>(x / length), static_cast<float>(y / length),
+                static_cast<float>(z / length));
+}
+
+TEST(MeasureDifferential, MeshesAddUpTriangleByTriangle) {
+  std::mt19937 random(31);
+  std::uniform_real_distribution<float> coordinate(-50, 50);
+  for (int round = 0; round < test_support::Rounds(60); ++round) {
+    std::vector<Point> vertices(4 + random() % 80);
+    for (Point& p : vertices) {
+      p = {coordinate(random), coordinate(random), coordinate(random)};
+      if (random() % 30 == 0) p[random() % 3] = random() % 2 == 0 ? kInfinity : 3e38f;
+    }
+    std::vector<test_support::Indices> triangles(1 + random() % 300);
+    for (auto& triangle : triangles) {
+      for (int& index : triangle) index = static_cast<int>(random() % vertices.size());
+    }
+    // Now and then a corner that stops the normals: NaN, or an index beyond the room's first vertex.
+    if (round % 4 == 1) vertices[random() % vertices.size()][random() % 3] = kNaN;
+    if (round % 4 == 2) triangles[random() % triangles.size()][random() % 3] = round % 8 == 2 ? -1 : 1000;
+    if (round % 4 == 3)
+      triangles[random() % triangles.size()][random() % 3] = static_cast<int>(vertices.size());
+    CTL mesh = MakeMesh(vertices, triangles);
+
+    const auto at = [&](int index) {
+      const std::size_t i = static_cast<std::size_t>(index);
+      return index >= 0 && i < vertices.size() ? vertices[i] : Point{0, 0, 0};
+    };
+    float area = 0;
+    double volume = 0;
+    bool sound = true;
+    std::vector<VECTOR> normals;
+    for (const auto& triangle : triangles) {
+      const Point p[3] = {at(triangle[0]), at(triangle[1]), at(triangle[2])};
+      const double squared = LiteralAreaX2sq(p[0], p[1], p[2]);
+      if (squared > 0) area = static_cast<float>(area + std::sqrt(squared));
+      const double b[3] = {p[1][0], p[1][1], p[1][2]}, c[3] = {p[2][0], p[2][1], p[2][2]};
+      volume += p[0][0] * (b[1] * c[2] - b[2] * c[1]) + p[0][1] * (b[2] * c[0] - b[0] * c[2]) +
+                p[0][2] * (b[0] * c[1] - b[1] * c[0]);
+      for (std::size_t k = 0; k < 3; ++k) {
+        sound = sound && triangle[k] >= 0 && triangle[k] <= static_cast<int>(vertices.size());
+        for (const float v : p[k]) sound = sound && !std::isnan(v);
+      }
+      normals.push_back(sound ? LiteralNormal(p[0], p[1], p[2]) : VECTOR());
+    }
+    const auto same = [](float a, float b) { return a == b || (std::isnan(a) && std::isnan(b)); };
+    ASSERT_TRUE(same(mesh.area(), static_cast<float>(area * 0.5))) << round;
+    ASSERT_TRUE(same(mesh.volume(), static_cast<float>(volume * 0.16666667))) << round;
+    ASSERT_EQ(mesh.Calculate_normals(), sound ? mesh_io::kDone : mesh_io::kFailed) << round;
+    for (std::size_t i = 0; i < normals.size(); ++i) {
+      const VECTOR& n = mesh.normals()[i];
+      ASSERT_TRUE(same(n.x, normals[i].x) && same(n.y, normals[i].y) && same(n.z, normals[i].z))
+          << round << " " << i;
+    }
   }
 }
 

@@ -10,6 +10,7 @@
 
 #include "tests/geometry/literal_mesh.h"
 #include "tests/support/meshes.h"
+#include "tests/support/rounds.h"
 #include "trq/geometry.h"
 
 namespace {
@@ -65,7 +66,7 @@ TEST(CtlTruncateVertices, LeavesVerticesThatNoTriangleUses) {
   EXPECT_EQ(mesh.vertices()[1][0], 1.23456f);
 }
 
-TEST(CtlTruncateVertices, GivesTheBitsOfTheLiteralLoop) {
+TEST(SnapDifferential, GivesTheBitsOfTheLiteralLoop) {
   std::mt19937 random(9);
   const float special[] = {kNaN,
                            std::numeric_limits<float>::infinity(),
@@ -87,7 +88,7 @@ TEST(CtlTruncateVertices, GivesTheBitsOfTheLiteralLoop) {
                            -1e-40f,
                            838860.75f,
                            -838860.75f};
-  for (int round = 0; round < 40; ++round) {
+  for (int round = 0; round < test_support::Rounds(40); ++round) {
     std::vector<Point> vertices(3 + random() % 40);
     for (Point& p : vertices) {
       for (float& c : p) {
@@ -113,7 +114,7 @@ TEST(CtlTruncateVertices, GivesTheBitsOfTheLiteralLoop) {
   }
 }
 
-TEST(CtlTruncateVertices, GivesTheBitsOfTheLiteralLoopOverManyBlocksAndUses) {
+TEST(SnapDifferential, GivesTheBitsOfTheLiteralLoopOverManyBlocksAndUses) {
   std::mt19937 random(12);
   std::vector<Point> vertices(1000);
   for (Point& p : vertices) {
@@ -130,6 +131,35 @@ TEST(CtlTruncateVertices, GivesTheBitsOfTheLiteralLoopOverManyBlocksAndUses) {
   fast.truncateVertices();
   literal::Truncate(literal);
   EXPECT_EQ(VerticesOf(fast), VerticesOf(literal));
+}
+
+TEST(SnapDifferential, NegativeMultiplesRiseToZeroAndStayThere) {
+  // Within a few steps of zero, and on either side of where the steps are no longer added up.
+  std::vector<Point> vertices;
+  for (int k = -9; k <= 9; ++k) {
+    const float c = static_cast<float>(k * 0.0001);
+    vertices.push_back({c, std::nextafter(c, -1.0f), std::nextafter(c, 1.0f)});
+  }
+  for (int k = -4; k <= 4; ++k) {
+    const float c = static_cast<float>(-419.4304 + k * 0.0001);
+    vertices.push_back({c, -c, std::nextafter(c, 0.0f)});
+  }
+  for (int uses = 1; uses <= 12; ++uses) {
+    std::vector<Indices> triangles;
+    for (int use = 0; use < uses; ++use) {
+      for (int i = 0; i < static_cast<int>(vertices.size()); ++i) triangles.push_back({i, -1, -1});
+    }
+    CTL fast = MakeMesh(vertices, triangles);
+    fast.truncateVertices();
+    for (std::size_t i = 0; i < vertices.size(); ++i) {
+      for (int k = 0; k < 3; ++k) {
+        float expected = vertices[i][static_cast<std::size_t>(k)];
+        for (int use = 0; use < uses; ++use) expected = literal::Snap(expected);
+        ASSERT_EQ(Bits(fast.vertices()[i][k]), Bits(expected))
+            << vertices[i][static_cast<std::size_t>(k)] << ", " << uses;
+      }
+    }
+  }
 }
 
 TEST(CtlTruncateVertices, SnapsVerticesOfTheRoomThatATriangleNames) {

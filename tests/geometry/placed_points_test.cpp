@@ -5,6 +5,8 @@
 #include <cstring>
 #include <random>
 
+#include "tests/support/rounds.h"
+
 namespace {
 
 using trq::detail::PlacedPoints;
@@ -19,11 +21,11 @@ PbVec3f Literal(float matrix[4][4], int mm_to_inch, float x, float y, float z, f
   return PbVec3f(out[0][0], out[1][0], out[2][0]);
 }
 
-TEST(PlacedPoints, GiveTheBitsOfTheMatrixProduct) {
+TEST(PlacedPointsDifferential, GiveTheBitsOfTheMatrixProduct) {
   std::mt19937 random(4);
   std::uniform_real_distribution<float> number(-100, 100);
   const auto next = [&] { return random() % 8 == 0 ? (random() % 2 == 0 ? 0.0f : -0.0f) : number(random); };
-  for (int round = 0; round < 5000; ++round) {
+  for (int round = 0; round < test_support::Rounds(5000); ++round) {
     float matrix[4][4];
     for (auto& row : matrix) {
       for (float& v : row) v = next();
@@ -34,6 +36,17 @@ TEST(PlacedPoints, GiveTheBitsOfTheMatrixProduct) {
     PlacedPoints(matrix, mm_to_inch).Place(placed.data(), w, placed.data());
     const PbVec3f literal = Literal(matrix, mm_to_inch, x, y, z, w);
     ASSERT_EQ(std::memcmp(placed.data(), literal.data(), 12), 0) << round;
+    // Directions in arrays, where vector code may be at work.
+    float coordinates[3][5];
+    for (float& c : coordinates[0]) c = x;
+    for (float& c : coordinates[1]) c = y;
+    for (float& c : coordinates[2]) c = z;
+    PlacedPoints(matrix, mm_to_inch).PlaceDirections(coordinates[0], coordinates[1], coordinates[2], 5);
+    const PbVec3f direction = Literal(matrix, mm_to_inch, x, y, z, 0);
+    for (int i = 0; i < 5; ++i) {
+      for (int k = 0; k < 3; ++k)
+        ASSERT_EQ(std::memcmp(&coordinates[k][i], direction.data() + k, 4), 0) << round;
+    }
   }
 }
 

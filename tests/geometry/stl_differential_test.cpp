@@ -324,7 +324,16 @@ void ExpectSameText(std::string text) {
 
 std::string RandomNumber(Random& random) {
   char text[400];
-  switch (Pick(random, 10)) {
+  switch (Pick(random, 11)) {
+    case 10: {
+      // As printf("%e") writes floats of any magnitude.
+      const uint32_t bits = static_cast<uint32_t>(random());
+      float v;
+      std::memcpy(&v, &bits, sizeof v);
+      std::snprintf(text, sizeof text, Pick(random, 4) ? "%e" : "%E",
+                    static_cast<double>(std::isfinite(v) ? v : 1));
+      break;
+    }
     case 0:
       std::snprintf(text, sizeof text, "%d", Pick(random, 2000) - 1000);
       break;
