@@ -80,6 +80,8 @@ class BlockReader {
 class PiecewiseReader {
  public:
   explicit PiecewiseReader(FILE* file) : file_(file) {}
+  /// None that is known of.
+  uint64_t remaining() const { return 0; }
   std::size_t Stand(std::size_t) { return std::fread(word_pair_, 1, sizeof word_pair_, file_); }
   const char* next() const { return word_pair_; }
   void Take(std::size_t) {}
@@ -135,6 +137,8 @@ int ReadLayers(Reader& reader, std::vector<SlcLayer>& layers) {
       return slc_file::kOk;
     }
     SlcLayer layer(z);
+    // A boundary takes eight bytes at least.
+    layer.Reserve(static_cast<std::size_t>(std::min<uint64_t>(boundary_count, reader.remaining() / 8)));
     for (uint32_t i = 0; i < boundary_count; ++i) {
       uint32_t vertex_count = 0;
       uint32_t gap_count = 0;

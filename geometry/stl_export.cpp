@@ -41,6 +41,35 @@ constexpr char kNotSaved[] =
 
 constexpr std::size_t kFacetsAtOnce = 256;
 
+/// Divides directions, at most kFacetsAtOnce, by their lengths; a length of 0 or NaN counts as 1.
+inline __attribute__((always_inline)) void Normalise(float* x, float* y, float* z, std::size_t count) {
+  double divisor[kFacetsAtOnce];
+  for (std::size_t i = 0; i < count; ++i) {
+    const double dx = x[i], dy = y[i], dz = z[i];
+    divisor[i] = std::sqrt(dx * dx + dy * dy + dz * dz);
+  }
+  for (std::size_t i = 0; i < count; ++i) divisor[i] = divisor[i] > 0 ? divisor[i] : 1;
+  for (float* const coordinates : {x, y, z}) {
+    for (std::size_t i = 0; i < count; ++i) coordinates[i] = static_cast<float>(coordinates[i] / divisor[i]);
+  }
+}
+
+#if defined(__x86_64__)
+__attribute__((target("avx2"))) void NormaliseInWideRegisters(float* x, float* y, float* z,
+                                                              std::size_t count) {
+  Normalise(x, y, z, count);
+}
+#endif
+
+/// Square roots and divisions are most of the work: where registers are wider, four at once.
+void BringToLengthOne(float* x, float* y, float* z, std::size_t count) {
+#if defined(__x86_64__)
+  static const bool wide = __builtin_cpu_supports("avx2");
+  if (wide) return NormaliseInWideRegisters(x, y, z, count);
+#endif
+  Normalise(x, y, z, count);
+}
+
 /// The facets of a mesh, placed: each vertex once, not once a corner; normals a block at a time, in loops
 /// over plain arrays that compilers turn into vector code.
 class PlacedFacets {
@@ -75,16 +104,7 @@ class PlacedFacets {
       z[i] = normal.z;
     }
     placement_.PlaceDirections(x, y, z, count);
-    double divisor[kFacetsAtOnce];
-    for (std::size_t i = 0; i < count; ++i) {
-      const double dx = x[i], dy = y[i], dz = z[i];
-      divisor[i] = std::sqrt(dx * dx + dy * dy + dz * dz);
-    }
-    for (std::size_t i = 0; i < count; ++i) divisor[i] = divisor[i] > 0 ? divisor[i] : 1;
-    for (float* const coordinates : {x, y, z}) {
-      for (std::size_t i = 0; i < count; ++i)
-        coordinates[i] = static_cast<float>(coordinates[i] / divisor[i]);
-    }
+    BringToLengthOne(x, y, z, count);
   }
   /// Normal i of those made last.
   PbVec3f Normal(std::size_t i) const { return PbVec3f(normals_[0][i], normals_[1][i], normals_[2][i]); }

@@ -78,6 +78,8 @@ class TRQ_EXPORT SlcLayer {
     return terminator_ ? kTerminatorCount : static_cast<uint32_t>(boundaries_.size());
   }
   const std::vector<SlcBoundary>& boundaries() const { return boundaries_; }
+  /// Makes room for boundaries that are about to be appended. Throws std::bad_alloc.
+  void Reserve(std::size_t count) { boundaries_.reserve(boundaries_.size() + count); }
   /// Appends a boundary and returns its 2 * vertex_count floats, unset, for the caller to fill; they stay
   /// where they are for the layer's life. Null when vertex_count is 0. Throws std::bad_alloc. Not for a
   /// terminator, which writes no boundaries.

@@ -536,4 +536,74 @@ TEST_F(StlChecksum, FileOfNoFacets) {
   EXPECT_TRUE(mesh_.crcValidateSTLFile(path.c_str()));
 }
 
+// ---------------------------------------------------------------------------------------------------------
+// Against placing and writing facet by facet
+
+void PlaceLiterally(Matrix& matrix, const float in[3], float w, float out[3]) {
+  float column[4][1] = {{in[0]}, {in[1]}, {in[2]}, {w}};
+  float placed[4][1];
+  slc::MatVecMult(placed, matrix.m, column);
+  for (int k = 0; k < 3; ++k) out[k] = placed[k][0];
+}
+
+std::string LiteralRecord(CTL& mesh, int i, Matrix& matrix) {
+  const VECTOR& n = mesh.normals()[i];
+  const float in[3] = {n.x, n.y, n.z};
+  float numbers[12];
+  PlaceLiterally(matrix, in, 0, numbers);
+  const double x = numbers[0], y = numbers[1], z = numbers[2];
+  double length = std::sqrt(x * x + y * y + z * z);
+  if (length == 0 || std::isnan(length)) length = 1;
+  for (int k = 0; k < 3; ++k) numbers[k] = static_cast<float>(numbers[k] / length);
+  for (int k = 0; k < 3; ++k)
+    PlaceLiterally(matrix, mesh.vertices()[mesh.nth(i)[k]].data(), 1, numbers + 3 + 3 * k);
+  std::string record(50, '\0');
+  std::memcpy(record.data(), numbers, 48);
+  const int attribute = mesh.nth(i)[3];
+  if (attribute < 0x8000) std::memcpy(record.data() + 48, &attribute, 2);
+  return record;
+}
+
+TEST(ExportDifferential, RecordsAreThoseOfFacetsPlacedOneByOne) {
+  std::mt19937 random(77);
+  std::uniform_real_distribution<float> number(-30, 30);
+  const TempDir dir;
+  for (int round = 0; round < test_support::Rounds(20); ++round) {
+    std::vector<test_support::Point> vertices(4 + random() % 50);
+    for (auto& p : vertices) p = {number(random), number(random), number(random)};
+    // On either side of the numbers of facets that are worked on together.
+    std::vector<test_support::Indices> triangles(1 + random() % 700);
+    for (auto& triangle : triangles) {
+      for (int& index : triangle) index = static_cast<int>(random() % vertices.size());
+    }
+    CTL mesh = test_support::MakeMesh(vertices, triangles);
+    mesh.normals_.reset(triangles.size());
+    for (std::size_t i = 0; i < triangles.size(); ++i) {
+      mesh.nth(static_cast<int>(i))[3] = static_cast<int>(random() % 0x8000);
+      mesh.normals_[i] = VECTOR(number(random), number(random), number(random));
+      const float odd[] = {0, kInfinity, kNan, 1e-30f, 3e38f};
+      if (random() % 10 == 0) mesh.normals_[i] = VECTOR(0, odd[random() % 5], 0);
+    }
+    Matrix matrix;
+    for (int i = 0; i < 3; ++i) {
+      for (float& v : matrix.m[i]) v = round % 5 == 0 ? v : number(random);
+    }
+    ASSERT_EQ(mesh.SaveCTLasBinarySTL(dir.File("a.stl").c_str(), matrix.m, 0, 1), 0);
+    const std::string bytes = dir.Read("a.stl");
+    ASSERT_EQ(bytes.size(), 84 + 50 * triangles.size());
+    for (int i = 0; i < mesh.num_triangles(); ++i) {
+      const std::string record = bytes.substr(84 + 50 * static_cast<std::size_t>(i), 50);
+      const std::string expected = LiteralRecord(mesh, i, matrix);
+      for (std::size_t at = 0; at < 48; at += 4) {
+        float got, wanted;
+        std::memcpy(&got, &record[at], 4);
+        std::memcpy(&wanted, &expected[at], 4);
+        ASSERT_TRUE(std::memcmp(&got, &wanted, 4) == 0 || (std::isnan(got) && std::isnan(wanted)))
+            << round << ", facet " << i << " at " << at << ": " << got << " " << wanted;
+      }
+      ASSERT_EQ(record.substr(48), expected.substr(48));
+    }
+  }
+}
+
 }  // namespace
