@@ -13,7 +13,7 @@ sys.path.insert(0, str(HERE.parent / "command_line"))
 import figures  # noqa: E402
 
 # A module each, in the order in which they are printed; what takes long comes last.
-NAMES = ["bombs", "plates", "corpus", "corpus_memory"]
+NAMES = ["bombs", "plates", "corpus", "corpus_memory", "saving", "kills", "allocations"]
 
 
 # The library by itself; fuzz/soak adds to the totals that the last one prints.

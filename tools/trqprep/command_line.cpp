@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <exception>
 #include <mutex>
@@ -28,7 +29,8 @@ struct Farewell {
 };
 
 Farewell& TheFarewell() {
-  static Farewell* farewell = new Farewell;
+  alignas(Farewell) static std::byte room[sizeof(Farewell)];  // its texts are short enough to need no memory
+  static Farewell* farewell = new (room) Farewell;
   return *farewell;
 }
 
@@ -55,11 +57,27 @@ void SayGoodbye() {
   WriteStandardOutput(JsonDocument(document));
 }
 
+constexpr const char* kNoMemory = "trqprep: error: there is not enough memory for this [NO-MEMORY]\n";
+
 [[noreturn]] void EndBadly() {
-  RemoveTemporaryPaths();
-  WriteErrorStreamNow("trqprep: error: the library ended in a way that cannot be handled [INTERNAL]\n");
+  const char* why = "trqprep: error: the library ended in a way that cannot be handled [INTERNAL]\n";
+  try {
+    if (const std::exception_ptr cause = std::current_exception()) std::rethrow_exception(cause);
+  } catch (const std::bad_alloc&) {
+    why = kNoMemory;
+  } catch (...) {
+  }
+  try {
+    RemoveTemporaryPaths();
+  } catch (...) {
+    // Without memory no folder can be listed.
+  }
+  WriteErrorStreamNow(why);
   _exit(static_cast<int>(ExitCode::kInternal));
 }
+
+// Before the static initialisers, which may run out of memory as well.
+__attribute__((constructor(101))) void PrepareToEndBadly() { std::set_terminate(EndBadly); }
 
 // Writes the result; what was asked for and could not be written is a failure of its own.
 int Finish(Context& context, const std::string& schema, ExitCode exit) {
@@ -154,6 +172,30 @@ std::string KeepBracketedFile(const std::string& argument) {
   return bracketed && access(argument.c_str(), F_OK) == 0 ? "./" + argument : argument;
 }
 
+// What the command writes: its -o or --svg, or else the file that it changes, its first argument.
+std::string ResultOf(const CLI::App& app) {
+  for (const char* name : {"--output", "--svg"}) {
+    const CLI::Option* option = app.get_option_no_throw(name);
+    if (option && option->count() > 0) return option->results().front();
+  }
+  for (const CLI::Option* option : app.get_options()) {
+    if (option->get_positional() && option->count() > 0) return option->results().front();
+  }
+  return {};
+}
+
+// Puts the output that people know in the place of a temporary file that could not be written for it.
+void NameResult(const Context& context, Failure& failure) {
+  const std::string& file = failure.message.file;
+  const std::size_t begin = ("/" + file).find("/.trqprep-");
+  if (failure.exit != ExitCode::kOutput || context.result.empty() || begin == std::string::npos) return;
+  const std::string folder = begin == 0 ? "./" : file.substr(0, begin);
+  const std::size_t slash = context.result.rfind('/');
+  const std::string own = slash == std::string::npos ? "./" : context.result.substr(0, slash + 1);
+  if (folder != own) failure.message.text += fmt::format(" (a temporary file in {})", folder);
+  failure.message.file = context.result;
+}
+
 ExitCode Run(Context& context, int argc, char** argv, std::string& schema) {
   CommandTree tree(context);
   CLI::App& root = tree.root();
@@ -201,6 +243,7 @@ ExitCode Run(Context& context, int argc, char** argv, std::string& schema) {
              .Hint(app.get_parent() ? "one of " + fmt::format("{}", fmt::join(CommandNames(app), ", "))
                                     : HelpHint(app)));
   }
+  context.result = ResultOf(app);
   const MessageBoxes boxes(context);
   return command->run(context);
 }
@@ -210,7 +253,6 @@ ExitCode Run(Context& context, int argc, char** argv, std::string& schema) {
 int RunCommandLine(int argc, char** argv) {
   RememberUmask();
   TakeStandardOutput();
-  std::set_terminate(EndBadly);
   Context context;
   std::string schema = "trqprep.usage/1";
   // A command line that cannot be parsed gets its document too.
@@ -222,7 +264,8 @@ int RunCommandLine(int argc, char** argv) {
     try {
       WatchSignals(SayGoodbye);
       exit = Run(context, argc, argv, schema);
-    } catch (const Failure& failure) {
+    } catch (Failure& failure) {
+      NameResult(context, failure);
       exit = failure.exit;
       context.Say(failure.message);
     } catch (const std::bad_alloc&) {
@@ -241,7 +284,7 @@ int RunCommandLine(int argc, char** argv) {
     return Finish(context, schema, exit);
   } catch (const std::bad_alloc&) {
     RemoveTemporaryPaths();
-    WriteErrorStream("trqprep: error: there is not enough memory for this [NO-MEMORY]\n");
+    WriteErrorStream(kNoMemory);
     return static_cast<int>(ExitCode::kInternal);
   }
 }

@@ -260,6 +260,7 @@ ExitCode Move(Context& context, const Options& options) {
   }
   VentsFile file = ReadVents(context, SideFileOf(options.input));
   const std::vector<std::size_t> chosen = Chosen(file, options.numbers);
+  context.result = options.output.empty() ? file.path : options.output;
 
   // The library moves a whole side file beside its model: it gets one of its own with the chosen lines.
   const TemporaryFolder folder;

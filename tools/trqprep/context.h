@@ -54,6 +54,8 @@ class Context {
 
   /// The file and the work in hand, named in messages that come from the library's message boxes.
   std::string current_file;
+  /// The output of the command as people named it; stands in messages for the temporary files made for it.
+  std::string result;
   /// Sees every message box first; true when it dealt with an OK box itself.
   bool (*box_filter)(const std::string& text, void* user) = nullptr;
   void* box_user = nullptr;

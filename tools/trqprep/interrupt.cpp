@@ -1,12 +1,17 @@
 #include "interrupt.h"
 
+#include <fcntl.h>
 #include <signal.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
 #include <ctime>
-#include <filesystem>
+#include <new>
+#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -24,16 +29,52 @@ struct Registry {
 };
 
 Registry& TheRegistry() {
-  static Registry* registry = new Registry;  // outlives every other static: the watcher may need it last
+  // Outlives every other static, as the watcher may need it last; and needs no memory, as it is used when
+  // there is none.
+  alignas(Registry) static std::byte room[sizeof(Registry)];
+  static Registry* registry = new (room) Registry;
   return *registry;
 }
 
+// An entry of a folder as the kernel lists it.
+struct FolderEntry {
+  std::uint64_t inode;
+  std::int64_t offset;
+  unsigned short length;
+  unsigned char type;
+  char name[1];
+};
+
+// Removes a file, or a folder with all it holds, and takes no memory for it, which may be what there is none
+// of.
+bool RemoveTree(int parent, const char* name) {
+  if (unlinkat(parent, name, 0) == 0 || errno == ENOENT) return true;
+  const int folder = openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (folder < 0) return false;
+  alignas(FolderEntry) char block[4096];
+  bool removed = true;
+  // What was listed is gone afterwards, so each list begins at the start.
+  for (long size = 1; size > 0 && removed && lseek(folder, 0, SEEK_SET) == 0;) {
+    size = syscall(SYS_getdents64, folder, block, sizeof block);
+    bool any = false;
+    for (long at = 0; at < size;) {
+      const auto* entry = reinterpret_cast<const FolderEntry*>(block + at);
+      at += entry->length;
+      const std::string_view entry_name = entry->name;
+      if (entry_name == "." || entry_name == "..") continue;
+      any = true;
+      removed = RemoveTree(folder, entry->name) && removed;
+    }
+    if (!any) break;
+  }
+  close(folder);
+  return unlinkat(parent, name, AT_REMOVEDIR) == 0 || errno == ENOENT;
+}
+
 void RemoveWhole(const std::string& path) {
-  std::error_code error;
   // The main thread may still be creating files inside; the folder is gone once nothing new appears.
   for (int attempt = 0; attempt < 10; ++attempt) {
-    std::filesystem::remove_all(path, error);
-    if (!error) return;
+    if (RemoveTree(AT_FDCWD, path.c_str())) return;
   }
 }
 

@@ -15,6 +15,15 @@ int BitsFor(int n) {
   return bits;
 }
 
+// After a failure of the library's own writers, which may have overwritten the reason.
+[[noreturn]] void FailToWrite(const std::string& path) {
+  if (errno == 0 || errno == ENOTTY || errno == EINVAL) {
+    Fail(ExitCode::kOutput, Message("OUTPUT-SHORT", path, "could not be written completely")
+                                .Hint("is the disk full, or a size limit in force?"));
+  }
+  Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", path, "cannot be written: " + SystemText(errno)));
+}
+
 std::uint64_t CtlSize(const CTL& mesh) {
   const auto vertices = static_cast<std::uint64_t>(mesh.num_vertices());
   const auto items = static_cast<std::uint64_t>(mesh.num_triangles()) * 4;
@@ -46,9 +55,8 @@ std::optional<std::uint64_t> WriteMeshTo(CTL& mesh, const std::string& path, Mes
   float unit[4][4];
   set_unit_matrix(unit);
   const auto facets = static_cast<std::uint64_t>(mesh.num_triangles());
-  const auto fail = [&] {
-    Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", path, "cannot be written: " + SystemText(errno)));
-  };
+  const auto fail = [&] { FailToWrite(path); };
+  errno = 0;
   switch (format) {
     case MeshFormat::kCtl:
       if (mesh.SaveCTLModel(path, unit, 0) != 0) fail();
@@ -75,12 +83,11 @@ void WriteMesh(Context& context, CTL& mesh, const std::string& path, MeshFormat 
     float unit[4][4];
     set_unit_matrix(unit);
     mesh.Calculate_normals();
+    errno = 0;
     mesh.ClearError();
     const int created = mesh.SaveCTLasBinarySTL(output.path(), unit, 0, static_cast<int>(*stamp));
     if (mesh.GetErrorCode() == 0) mesh.crcSTLFile(output.path().c_str());
-    if (created != 0 || mesh.GetErrorCode() != 0) {
-      Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", path, "cannot be written: " + SystemText(errno)));
-    }
+    if (created != 0 || mesh.GetErrorCode() != 0) FailToWrite(path);
     output.Expect(84 + 50 * static_cast<std::uint64_t>(mesh.num_triangles()));
     if (!mesh.crcValidateSTLFile(output.path().c_str())) {
       context.Warn(

@@ -2,7 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <cerrno>
 #include <cstring>
+#include <new>
 
 namespace trqprep {
 
@@ -59,6 +61,9 @@ std::string RenderMessage(const Message& message, bool colour) {
 
 void Fail(ExitCode exit, Message message) { throw Failure{exit, std::move(message)}; }
 
-std::string SystemText(int error) { return std::strerror(error); }
+std::string SystemText(int error) {
+  if (error == ENOMEM) throw std::bad_alloc();
+  return std::strerror(error);
+}
 
 }  // namespace trqprep

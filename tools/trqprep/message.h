@@ -50,7 +50,8 @@ struct Failure {
 };
 [[noreturn]] void Fail(ExitCode exit, Message message);
 
-/// The system's text for an errno value.
+/// The system's text for an errno value. Throws std::bad_alloc for ENOMEM: whoever ran out of memory, the
+/// command ends as one that did.
 std::string SystemText(int error);
 /// A text with its control characters written as \xHH, so that it stays on its line.
 std::string OneLine(const std::string& text);
