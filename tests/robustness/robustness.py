@@ -13,11 +13,8 @@ sys.path.insert(0, str(HERE.parent / "command_line"))
 import figures  # noqa: E402
 
 # A module each, in the order in which they are printed; what takes long comes last.
-NAMES = ["bombs", "plates", "corpus", "corpus_memory", "saving", "kills", "allocations"]
-
-
-# The library by itself; fuzz/soak adds to the totals that the last one prints.
-NAMES += ["mutants", "threads", "coverage", "fuzz"]
+NAMES = ["bombs", "plates", "styles", "corpus", "corpus_memory", "saving", "kills", "allocations", "mutants", "tool_mutants",
+         "threads", "valgrind", "address_space", "answers", "coverage", "fuzz"]
 
 
 def main():

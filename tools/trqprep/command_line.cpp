@@ -2,7 +2,9 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <mutex>
@@ -26,6 +28,7 @@ struct Farewell {
   bool said = false;  // the result is out, or on its way
   std::string schema = "trqprep.usage/1";
   std::string units = "mm";
+  const Context* context = nullptr;
 };
 
 Farewell& TheFarewell() {
@@ -76,22 +79,53 @@ constexpr const char* kNoMemory = "trqprep: error: there is not enough memory fo
   _exit(static_cast<int>(ExitCode::kInternal));
 }
 
+// Given back when memory runs out, so that there is some for the last words.
+void* reserve = nullptr;
+constexpr std::size_t kReserve = 256 << 10;
+
+// Memory ran out: ends the program here and now, because not everything that the tool is built from survives
+// being unwound without memory. (A JSON value whose first member could not be made cannot be destroyed.)
+[[noreturn]] void EndWithoutMemory() {
+  static std::atomic<bool> begun{false};
+  if (begun.exchange(true)) {  // not even enough for the last words, or a second thread
+    WriteErrorStreamNow(kNoMemory);
+    _exit(static_cast<int>(ExitCode::kInternal));
+  }
+  std::free(reserve);
+  RemoveTemporaryPaths();
+  const Farewell& farewell = TheFarewell();
+  const Message message("NO-MEMORY", farewell.context ? farewell.context->current_file : "",
+                        "there is not enough memory for this");
+  EraseProgressUnlocked();
+  WriteErrorStreamNow(RenderMessage(message, ErrorStreamHasColour()));
+  if (farewell.json && !farewell.said) {
+    Json document = Envelope(farewell.schema, ExitCode::kInternal, farewell.units, Json::object());
+    document["messages"].push_back(MessageToJson(message));
+    WriteStandardOutput(JsonDocument(document));
+  }
+  _exit(static_cast<int>(ExitCode::kInternal));
+}
+
 // Before the static initialisers, which may run out of memory as well.
-__attribute__((constructor(101))) void PrepareToEndBadly() { std::set_terminate(EndBadly); }
+__attribute__((constructor(101))) void PrepareForTheWorst() {
+  std::set_terminate(EndBadly);
+  reserve = std::malloc(kReserve);
+  std::set_new_handler(EndWithoutMemory);
+}
 
 // Writes the result; what was asked for and could not be written is a failure of its own.
 int Finish(Context& context, const std::string& schema, ExitCode exit) {
   EndProgress();
-  {
-    const auto hold = HoldInterruptions();
-    TheFarewell().said = true;
-  }
   std::string result = context.text;
   if (context.options.json) {
     Json document =
         Envelope(schema, exit, UnitsName(context.data_units.value_or(context.units())), context.data);
     for (const Message& message : context.messages()) document["messages"].push_back(MessageToJson(message));
     result = JsonDocument(document);
+  }
+  {
+    const auto hold = HoldInterruptions();
+    TheFarewell().said = true;
   }
   if (const int error = WriteStandardOutput(result); error != 0) {
     context.Error(Message("OUTPUT-UNWRITABLE", "standard output", SystemText(error)));
@@ -259,6 +293,8 @@ int RunCommandLine(int argc, char** argv) {
   for (int i = 1; i < argc && std::strcmp(argv[i], "--") != 0; ++i) {
     if (std::strcmp(argv[i], "--json") == 0) context.options.json = true;
   }
+  TheFarewell().json = context.options.json;
+  TheFarewell().context = &context;
   ExitCode exit = ExitCode::kInternal;
   try {
     try {

@@ -1,0 +1,31 @@
+"""Style files written again: byte for byte where 'style verify' has no notes."""
+import json
+
+import faults
+from figures import SOURCE, run
+
+
+def measure(session):
+    folder = session.folder("styles")
+    faults.make_inputs(folder)
+    files = [p for place in (SOURCE / "examples" / "styles", SOURCE / "tests" / "data" / "styles",
+                             SOURCE / "tests" / "data" / "recoat", folder)
+             for p in sorted(place.iterdir()) if p.suffix in (".sty", ".rcs")]
+    problems, total = [], 0
+    for path in files:
+        kind = "style" if path.suffix == ".sty" else "recoat"
+        verified = run([session.tool, kind, "verify", path, "--json"])
+        notes = json.loads(verified.out)["messages"]
+        if verified.exit != 0 or notes:
+            continue
+        shown = json.loads(run([session.tool, kind, "show", path, "--json"]).out)["data"]
+        if shown.get("layout") == "legacy":
+            continue  # read and upgraded, never written
+        total += 1
+        # Setting a parameter to the value that it has changes nothing, so the file is written as it was read.
+        parameter = next(p for p in shown["parameters"] if p["name"] in ("Layer Thickness", "Z Wait"))
+        out = folder / ("again" + path.suffix)
+        done = run([session.tool, kind, "set", path, f"{parameter['name']}={parameter['value']}", "-o", out, "--force"])
+        if done.exit != 0 or out.read_bytes() != path.read_bytes():
+            problems.append(f"{path.name}: exit {done.exit}, not the same bytes: {done.err.strip()[-200:]}")
+    session.all_of("styles.bytes", problems, total, "the same bytes where nothing was noted")
