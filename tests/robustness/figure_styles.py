@@ -23,9 +23,12 @@ def measure(session):
             continue  # read and upgraded, never written
         total += 1
         # Setting a parameter to the value that it has changes nothing, so the file is written as it was read.
-        # A value out of its own range is refused; any parameter will do.
+        # A value out of its own range is refused, and one allowed value is replaced along with it; any parameter
+        # without such a list will do.
         out = folder / ("again" + path.suffix)
         for parameter in shown["parameters"]:
+            if parameter["allowed"]:
+                continue
             value = f"{parameter['name']}={parameter['value']}"
             done = run([session.tool, kind, "set", path, value, "-o", out, "--force"])
             if done.exit == 0:
