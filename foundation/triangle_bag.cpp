@@ -48,6 +48,11 @@ const R_TRIANGLE& TriangleBAG::operator[](int i) const {
   return blocks_[static_cast<std::size_t>(i / block_size_)][static_cast<std::size_t>(i % block_size_)];
 }
 
+const R_TRIANGLE* TriangleBAG::run(int i, int& count) const {
+  count = std::min(block_size_ - i % block_size_, num() - i);
+  return &(*this)[i];
+}
+
 void TriangleBAG::remove(int i) {
   // Empty, or past an overflow: there is no last record.
   if (current_block_ < 0 || static_cast<std::size_t>(current_block_) >= blocks_.size()) return;

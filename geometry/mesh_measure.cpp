@@ -91,24 +91,35 @@ int CTL::Calculate_normals() {
     return mesh_io::kFailed;
   }
   trq::host::ExpectFilling(normals_.get(), count * sizeof(VECTOR));
+  const PbVec3f* const vertices = vertices_.get();
+  const R_INT4* const triangles = triangles_.get();
+  VECTOR* const normals = normals_.get();
+  // Indices below this one pass and have room. Kept: one equal to the vertex count passes; a mesh has zeroed
+  // room there.
+  const std::size_t named = static_cast<std::size_t>(std::max<int64_t>(header.num_vertices, -1) + 1);
+  const std::size_t end = std::min(vertices_.size(), named);
   for (std::size_t i = 0; i < count; ++i) {
-    const R_INT4& triangle = triangles_[i];
+    const R_INT4& triangle = triangles[i];
+    const std::size_t a = static_cast<uint32_t>(triangle[0]);
+    const std::size_t b = static_cast<uint32_t>(triangle[1]);
+    const std::size_t c = static_cast<uint32_t>(triangle[2]);
+    if (a < end && b < end && c < end) {
+      normals[i] = trq::detail::FacetNormal(vertices[a].data(), vertices[b].data(), vertices[c].data());
+      // A coordinate that is NaN makes the length NaN; so do infinite ones, but they pass.
+      if (!std::isnan(normals[i].x)) continue;
+    }
     const float* corner[3];
-    // Kept: an index equal to the vertex count passes; a mesh has zeroed room there.
     bool sound = true;
     for (int k = 0; k < 3; ++k) {
-      sound &= triangle[k] >= 0 && triangle[k] <= header.num_vertices;
       corner[k] = trq::detail::CoordinatesAt(vertices_, triangle[k]);
-    }
-    normals_[i] = trq::detail::FacetNormal(corner[0], corner[1], corner[2]);
-    // A coordinate that is NaN makes the length NaN; so does infinity, but that one passes.
-    if (std::isnan(normals_[i].x)) {
-      for (const float* p : corner) sound &= !trq::detail::HasNaN(p);
+      sound =
+          sound && triangle[k] >= 0 && triangle[k] <= header.num_vertices && !trq::detail::HasNaN(corner[k]);
     }
     if (!sound) {
-      std::fill(normals_.get() + i, normals_.get() + count, VECTOR());
+      std::fill(normals + i, normals + count, VECTOR());
       return mesh_io::kFailed;
     }
+    normals[i] = trq::detail::FacetNormal(corner[0], corner[1], corner[2]);
   }
   return mesh_io::kDone;
 }

@@ -220,6 +220,8 @@ class TRQ_EXPORT TriangleBAG {
   /// Record i, 0 to num() - 1; no bounds check.
   R_TRIANGLE& operator[](int i);
   const R_TRIANGLE& operator[](int i) const;
+  /// The records from i (0 to num() - 1) on that lie side by side; `count` is how many.
+  const R_TRIANGLE* run(int i, int& count) const;
   /// Moves the last record into slot i, so the order is not kept. An i outside the bag is not checked for:
   /// the last record is dropped. On an empty bag: nothing.
   void remove(int i);

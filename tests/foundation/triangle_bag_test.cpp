@@ -35,6 +35,18 @@ TEST(TriangleBag, KeepsRecordsInOrderByValue) {
   EXPECT_EQ(bag[3].corner[2][2], 2);
 }
 
+TEST(TriangleBag, RunsEndWithTheirBlockOrWithTheBag) {
+  TriangleBAG bag(3, 2);
+  for (int n = 1; n <= 5; ++n) bag.append(Numbered(n));
+  const int expected[] = {2, 1, 2, 1, 1};
+  for (int i = 0; i < 5; ++i) {
+    int count = 0;
+    const R_TRIANGLE* const records = bag.run(i, count);
+    ASSERT_EQ(count, expected[i]) << i;
+    for (int k = 0; k < count; ++k) EXPECT_EQ(records[k].attribute, 1 + i + k);
+  }
+}
+
 TEST(TriangleBag, TwoBlocksOfTwoHoldFourRecordsAndTheFifthThrowsNine) {
   TriangleBAG bag(2, 2);
   for (int n = 1; n <= 4; ++n) bag.append(Numbered(n));
