@@ -13,9 +13,9 @@ import tempfile
 import time
 
 from style_files import build_style, recoat_style
-from support import (DONE, INTERNAL, NO, OUTPUT, SOURCE, TOOL, binary_stl, box_facets, ring_facets)
+from support import (DONE, INTERNAL, NO, OUTPUT, SANITIZED, SOURCE, TOOL, binary_stl, box_facets, ring_facets)
 
-HANGS = 20  # seconds after which a command hangs
+HANGS = 240 if SANITIZED else 60  # seconds after which a command hangs; the machine may be busy
 OUT = "{out}"  # stands for the output's name in a command
 
 

@@ -56,6 +56,28 @@ def measure_problem(found, shape):
     return None
 
 
+def slice_contours(session):
+    """Slice contours: the code, the layers, and that they come back when written again."""
+    index = json.loads((session.corpus / "slc" / "index.json").read_text())["files"]
+    problems, total = [], 0
+    for entry in index:
+        path = session.corpus / "slc" / entry["file"]
+        if not path.exists():
+            continue  # only its figures are kept
+        total += 1
+        wanted = entry["measured"]
+        info = session.tool_run("slc", "info", path, "--json")
+        if wanted["result"] != 0:
+            if info.exit != 3:
+                problems.append(f"{path.name}: exit {info.exit}, not 3")
+            continue
+        layers = json.loads(info.out)["data"].get("layers") if info.exit == 0 else None
+        verify = session.tool_run("slc", "verify", path)
+        if (info.exit, verify.exit, layers) != (0, 0, wanted["layers"]):
+            problems.append(f"{path.name}: exits {info.exit} and {verify.exit}, {layers} layers")
+    session.all_of("corpus.slc", problems, total, "code and layers as the index says; the same when written again")
+
+
 def measure(session):
     corpus = session.need_corpus()
     session.build("mesh_probe")
@@ -122,3 +144,4 @@ def measure(session):
     session.all_of("corpus.binary_stl_near", near, totals["near"],
                    "with corners nearly equal: the same facets, vertices may be renumbered")
     session.all_of("corpus.ascii_stl", text, totals["text"], "written as ASCII STL and read: within 1e-6")
+    slice_contours(session)
