@@ -64,8 +64,7 @@ __attribute__((target("avx2"))) void NormaliseInWideRegisters(float* x, float* y
 /// Square roots and divisions are most of the work: where registers are wider, four at once.
 void BringToLengthOne(float* x, float* y, float* z, std::size_t count) {
 #if defined(__x86_64__)
-  static const bool wide = __builtin_cpu_supports("avx2");
-  if (wide) return NormaliseInWideRegisters(x, y, z, count);
+  if (__builtin_cpu_supports("avx2")) return NormaliseInWideRegisters(x, y, z, count);
 #endif
   Normalise(x, y, z, count);
 }

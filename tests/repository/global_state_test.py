@@ -14,8 +14,9 @@ FOLDERS = "include/trq host foundation companions geometry styles recoat setup p
 
 # Made once by whichever thread comes first, constant from then on.
 ALLOWED = {"CErrorObject::GetRootDirectory()::directory", "guard variable for CErrorObject::GetRootDirectory()::directory"}
-# The compiler's and the linker's own.
-THEIRS = re.compile(r"DW\.ref\.|__TMC_END__$|__dso_handle$|completed\.\d+$|_DYNAMIC$|_GLOBAL_OFFSET_TABLE_$")
+# The compiler's and the linker's own; the last two say what the processor can do.
+THEIRS = re.compile(r"DW\.ref\.|__TMC_END__$|__dso_handle$|completed\.\d+$|_DYNAMIC$|_GLOBAL_OFFSET_TABLE_$|"
+                    r"__cpu_model$|__cpu_features2$")
 
 
 def written_sections(library):
