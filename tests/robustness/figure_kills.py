@@ -1,16 +1,12 @@
 """SIGKILL at random moments while saving: the old or the new file, complete."""
 import faults
-from figures import parallel
 
 
 def measure(session):
     wanted = 20 if session.quick else 1000
     workshop = faults.Workshop(session.folder("kills"))
-
-    def kill(writer):
-        return writer, *faults.kills(workshop, writer, wanted)
-
-    for writer, problems, killed, in_saving in parallel(kill, faults.KILLED):
+    for writer in faults.KILLED:
+        problems, killed, in_saving = faults.kills(workshop, writer, wanted)
         for problem in problems[:5]:
             print("        " + problem)
         session.line("kills." + writer.name.replace(" ", "_"), not problems and killed == wanted,

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <toml++/toml.h>
 #include <stdexcept>
 
 #include "file_kinds.h"
@@ -10,6 +9,7 @@
 #include "style_document.h"
 #include "style_file.h"
 #include "suggestions.h"
+#include "toml_parser.h"
 
 namespace trqprep {
 namespace {
@@ -24,8 +24,9 @@ class Reader {
 
   Job Read() {
     toml::table document;
+    const std::string text = ReadStyleBytes(path_);
     try {
-      document = toml::parse(ReadStyleBytes(path_), path_);
+      document = toml::parse(text, path_);
     } catch (const toml::parse_error& error) {
       Refuse(error.source(), std::string(error.description()));
     }

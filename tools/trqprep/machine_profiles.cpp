@@ -2,13 +2,13 @@
 
 #include <fmt/format.h>
 
-#include <toml++/toml.h>
 #include <algorithm>
 #include <stdexcept>
 
 #include "message.h"
 #include "style_file.h"
 #include "suggestions.h"
+#include "toml_parser.h"
 
 namespace trqprep {
 namespace {
