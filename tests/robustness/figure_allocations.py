@@ -3,22 +3,22 @@ import faults
 from figures import parallel, spread
 
 
-def measure(session):
-    session.build("failing_allocation")
-    workshop = faults.Workshop(session.folder("allocations"))
-    failing = faults.Failing(workshop, session.tool.parents[1] / "lib" / "libfailing_allocation.so")
+def measure(report):
+    report.build("failing_allocation")
+    workshop = faults.Workshop(report.folder("allocations"))
+    failing = faults.Failing(workshop, report.tool.parents[1] / "lib" / "libfailing_allocation.so")
     commands = faults.READERS + [writer.command() for writer in faults.WRITERS]
-    if session.quick:
+    if report.quick:
         commands = commands[::5]
-    each = 8 if session.quick else 400
+    each = 8 if report.quick else 400
     tasks = []
     for arguments in commands:
         total, undisturbed = failing.count(arguments)
         tasks += [(arguments, undisturbed, n + 1, on) for n in spread(total, each) for on in (False, True)]
     problems = [p for p in parallel(lambda task: failing.problem(*task), tasks) if p]
-    session.all_of("allocations", problems, len(tasks), f"{len(commands)} commands: exit 70 and a message, or as ever")
+    report.all_of("allocations", problems, len(tasks), f"{len(commands)} commands: exit 70 and a message, or as ever")
 
-    limits = range(3000, 40000, 9000 if session.quick else 500)
+    limits = range(3000, 40000, 9000 if report.quick else 500)
     tasks = [(arguments, limit) for arguments in commands for limit in limits]
     problems = [p for p in parallel(lambda task: faults.small_address_space(workshop, *task), tasks) if p]
-    session.all_of("allocations.address_space", problems, len(tasks), "exit 70 and a message, or as ever, or not loaded")
+    report.all_of("allocations.address_space", problems, len(tasks), "exit 70 and a message, or as ever, or not loaded")

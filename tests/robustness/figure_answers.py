@@ -31,12 +31,12 @@ def build(name, compiler, flags, sanitizers):
     return folder
 
 
-def answers(session, folder, files, environment=None, probe_arguments=()):
+def answers(report, folder, files, environment=None, probe_arguments=()):
     """One digest a file of all that the tool and the library have to say about it, and of what they write."""
     environment = dict(os.environ, **(environment or {}))
 
     def one(path):
-        out = session.folder("answers")
+        out = report.folder("answers")
         digest = hashlib.sha256()
         commands = [["info", path, "--json"]]
         if path.suffix.lower() == ".slc":
@@ -64,30 +64,30 @@ def answers(session, folder, files, environment=None, probe_arguments=()):
     return dict(zip(files, parallel(one, files)))
 
 
-def measure(session):
-    session.need_corpus()
-    session.need_program("localedef", *([] if session.quick else ["g++", "clang++"]))
-    files = [path for _, path in entries(session.corpus)] + sorted((session.corpus / "slc").glob("*.slc"))
-    if session.quick:
+def measure(report):
+    report.need_corpus()
+    report.need_program("localedef", *([] if report.quick else ["g++", "clang++"]))
+    files = [path for _, path in entries(report.corpus)] + sorted((report.corpus / "slc").glob("*.slc"))
+    if report.quick:
         files = sorted(files, key=lambda path: path.stat().st_size)[:100:10]
-    session.build("mesh_probe", "host_locale")
-    reference = BUILD / session.preset
-    first = answers(session, reference, files)
+    report.build("mesh_probe", "host_locale")
+    reference = BUILD / report.preset
+    first = answers(report, reference, files)
 
     def compare(name, found):
         problems = [f"{path.name}: {found[path] if found[path].startswith('exit') else 'another answer'}" for path in files
                     if found[path] != first[path] or found[path].startswith("exit")]
-        session.all_of("answers." + name, problems, len(files), "CTL bytes and reports as those of the release build")
+        report.all_of("answers." + name, problems, len(files), "CTL bytes and reports as those of the release build")
 
-    compare("again", answers(session, reference, files))
+    compare("again", answers(report, reference, files))
 
-    locales = session.folder("locales")
+    locales = report.folder("locales")
     made = run(["localedef", "-c", "-i", "de_DE", "-f", "UTF-8", locales / LOCALE])
     if not (locales / LOCALE).exists():
-        session.line("answers.locale", False, f"localedef: exit {made.exit} {made.err.strip()[-100:]}", "a locale is made")
+        report.line("answers.locale", False, f"localedef: exit {made.exit} {made.err.strip()[-100:]}", "a locale is made")
         return
     environment = {"LOCPATH": str(locales), "TRQ_HOST_LOCALE": LOCALE,
                    "LD_PRELOAD": str(reference / "lib" / "libhost_locale.so")}
-    compare("locale", answers(session, reference, files, environment, ["--locale", LOCALE]))
-    for name, settings in {} if session.quick else BUILDS.items():
-        compare(name, answers(session, build(name, *settings), files))
+    compare("locale", answers(report, reference, files, environment, ["--locale", LOCALE]))
+    for name, settings in {} if report.quick else BUILDS.items():
+        compare(name, answers(report, build(name, *settings), files))

@@ -69,19 +69,19 @@ def commands(name):
     return one
 
 
-def measure(session):
-    folder = session.folder("bombs")
+def measure(report):
+    folder = report.folder("bombs")
     runs = []
     for name, data in bombs():
         assert len(data) <= 512, (name, len(data))
         (folder / name).write_bytes(data)
         runs += commands(name)
-    done = parallel(lambda arguments: (arguments, run_measured([session.tool, *arguments], folder, cwd=folder)), runs)
-    session.all_of("bombs.answers", [f"{a}: exit {r.exit} {r.err[-200:]}" for a, r in done
+    done = parallel(lambda arguments: (arguments, run_measured([report.tool, *arguments], folder, cwd=folder)), runs)
+    report.all_of("bombs.answers", [f"{a}: exit {r.exit} {r.err[-200:]}" for a, r in done
                                      if r.crashed() or r.exit not in (0, 1, 2, 3, 4)], len(done),
                    "every one ends with a documented exit code")
     arguments, worst = max(done, key=lambda pair: pair[1].peak)
-    session.line("bombs.memory", worst.peak <= LIMIT, f"{worst.peak / MIB:.1f} MiB ({' '.join(arguments)})",
+    report.line("bombs.memory", worst.peak <= LIMIT, f"{worst.peak / MIB:.1f} MiB ({' '.join(arguments)})",
                  "16 MiB", binding=False)
     arguments, worst = max(done, key=lambda pair: pair[1].seconds)
-    session.line("bombs.time", worst.seconds <= 1, f"{worst.seconds:.2f} s ({' '.join(arguments)})", "1 s", binding=False)
+    report.line("bombs.time", worst.seconds <= 1, f"{worst.seconds:.2f} s ({' '.join(arguments)})", "1 s", binding=False)

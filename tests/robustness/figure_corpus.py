@@ -56,37 +56,37 @@ def measure_problem(found, shape):
     return None
 
 
-def slice_contours(session):
+def slice_contours(report):
     """Slice contours: the code, the layers, and that they come back when written again."""
-    index = json.loads((session.corpus / "slc" / "index.json").read_text())["files"]
+    index = json.loads((report.corpus / "slc" / "index.json").read_text())["files"]
     problems, total = [], 0
     for entry in index:
-        path = session.corpus / "slc" / entry["file"]
+        path = report.corpus / "slc" / entry["file"]
         if not path.exists():
             continue  # only its figures are kept
         total += 1
         wanted = entry["measured"]
-        info = session.tool_run("slc", "info", path, "--json")
+        info = report.tool_run("slc", "info", path, "--json")
         if wanted["result"] != 0:
             if info.exit != 3:
                 problems.append(f"{path.name}: exit {info.exit}, not 3")
             continue
         layers = json.loads(info.out)["data"].get("layers") if info.exit == 0 else None
-        verify = session.tool_run("slc", "verify", path)
+        verify = report.tool_run("slc", "verify", path)
         if (info.exit, verify.exit, layers) != (0, 0, wanted["layers"]):
             problems.append(f"{path.name}: exits {info.exit} and {verify.exit}, {layers} layers")
-    session.all_of("corpus.slc", problems, total, "code and layers as the index says; the same when written again")
+    report.all_of("corpus.slc", problems, total, "code and layers as the index says; the same when written again")
 
 
-def measure(session):
-    corpus = session.need_corpus()
-    session.build("mesh_probe")
-    probe = session.tool.parent / "mesh_probe"
+def measure(report):
+    corpus = report.need_corpus()
+    report.build("mesh_probe")
+    probe = report.tool.parent / "mesh_probe"
     files = entries(corpus)
 
     def look(item):
         entry, path = item
-        out = session.folder("probe")
+        out = report.folder("probe")
         done = run([probe, "--out", out, path])
         partial = run([probe, "--partial", path])
         return entry, done, partial
@@ -135,13 +135,13 @@ def measure(session):
                 near.append(f"{name}: {found['binary']}")
         if not 0 <= found["text_ppb"] <= PARTS_PER_BILLION:
             text.append(f"{name}: {found['text_ppb']} parts per billion")
-    session.all_of("corpus.codes", codes, totals["codes"], "code and facet total as the index says, both ways")
-    session.all_of("corpus.vertices", vertices, totals["vertices"], "between merge_lower_bound and distinct_vertices")
-    session.all_of("corpus.measures", measures, totals["measures"],
+    report.all_of("corpus.codes", codes, totals["codes"], "code and facet total as the index says, both ways")
+    report.all_of("corpus.vertices", vertices, totals["vertices"], "between merge_lower_bound and distinct_vertices")
+    report.all_of("corpus.measures", measures, totals["measures"],
                    "box exact, volume 1e-5, area 1e-3 where no corner is in doubt")
-    session.all_of("corpus.ctl", ctl, totals["ctl"], "written as CTL and read: the same")
-    session.all_of("corpus.binary_stl", binary, totals["binary"], "written as binary STL and read: the same")
-    session.all_of("corpus.binary_stl_near", near, totals["near"],
+    report.all_of("corpus.ctl", ctl, totals["ctl"], "written as CTL and read: the same")
+    report.all_of("corpus.binary_stl", binary, totals["binary"], "written as binary STL and read: the same")
+    report.all_of("corpus.binary_stl_near", near, totals["near"],
                    "with corners nearly equal: the same facets, vertices may be renumbered")
-    session.all_of("corpus.ascii_stl", text, totals["text"], "written as ASCII STL and read: within 1e-6")
-    slice_contours(session)
+    report.all_of("corpus.ascii_stl", text, totals["text"], "written as ASCII STL and read: within 1e-6")
+    slice_contours(report)

@@ -5,14 +5,14 @@ import sys
 from figures import SOURCE, LeftOut, run
 
 
-def measure(session):
-    if session.quick:
+def measure(report):
+    if report.quick:
         raise LeftOut("builds the preset coverage")
-    session.need_program("gcovr")
+    report.need_program("gcovr")
     done = run([sys.executable, "-B", SOURCE / "tests" / "coverage.py"], timeout=7200)
     found = re.search(r"readers: lines ([\d.]+) % .* branches ([\d.]+) %", done.out.decode(errors="replace"))
     if not found:
-        session.line("coverage", False, f"exit {done.exit}: {done.err[-200:]!r}", "a report")
+        report.line("coverage", False, f"exit {done.exit}: {done.err[-200:]!r}", "a report")
         return
-    session.line("coverage.lines", float(found[1]) >= 95, f"{found[1]} %", "95 %")
-    session.line("coverage.branches", float(found[2]) >= 85, f"{found[2]} %", "85 % without those of exceptions")
+    report.line("coverage.lines", float(found[1]) >= 95, f"{found[1]} %", "95 %")
+    report.line("coverage.branches", float(found[2]) >= 85, f"{found[2]} %", "85 % without those of exceptions")

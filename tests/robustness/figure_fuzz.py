@@ -6,17 +6,17 @@ from figures import SOURCE
 EXECUTIONS, CPU_SECONDS = 20_000_000, 1200
 
 
-def measure(session):
-    if not session.quick:
-        session.need_program("clang++")
+def measure(report):
+    if not report.quick:
+        report.need_program("clang++")
         done = subprocess.run([SOURCE / "fuzz" / "soak", "--cpu", "60"], check=False)
-        session.line("fuzz.findings", done.returncode == 0, "none" if done.returncode == 0 else "see build/fuzz/findings",
+        report.line("fuzz.findings", done.returncode == 0, "none" if done.returncode == 0 else "see build/fuzz/findings",
                      "no finding open")
     totals = SOURCE / "fuzz" / "totals.txt"
     for line in totals.read_text().splitlines():
         if line.startswith("#"):
             continue
         name, runs, cpu = line.split()
-        session.line(f"fuzz.{name}", int(runs) >= EXECUTIONS or float(cpu) >= CPU_SECONDS,
+        report.line(f"fuzz.{name}", int(runs) >= EXECUTIONS or float(cpu) >= CPU_SECONDS,
                      f"{int(runs):,} executions, {float(cpu) / 60:.1f} CPU minutes", "20,000,000 or 20 minutes",
                      binding=False)

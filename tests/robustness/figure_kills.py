@@ -2,13 +2,13 @@
 import faults
 
 
-def measure(session):
-    wanted = 20 if session.quick else 1000
-    workshop = faults.Workshop(session.folder("kills"))
+def measure(report):
+    wanted = 20 if report.quick else 1000
+    workshop = faults.Workshop(report.folder("kills"))
     for writer in faults.KILLED:
         problems, killed, in_saving = faults.kills(workshop, writer, wanted)
         for problem in problems[:5]:
             print("        " + problem)
-        session.line("kills." + writer.name.replace(" ", "_"), not problems and killed == wanted,
+        report.line("kills." + writer.name.replace(" ", "_"), not problems and killed == wanted,
                      f"{killed - len(problems)} of {killed} ({in_saving} while writing)",
                      f"{wanted} of {wanted}: the old or the new one")

@@ -8,24 +8,24 @@ FORMATS = "stl ctl slc build_style recoat_style legacy_recoat_style side_file".s
 LINE = re.compile(r"(\d+) mutants, ([\d.]+) CPU s, slowest ([\d.]+) s \(number (\d+)\), (\d+) over")
 
 
-def measure_preset(session, preset, count, mark):
-    session.build("mutants", "make_seeds", preset=preset)
+def measure_preset(report, preset, count, mark):
+    report.build("mutants", "make_seeds", preset=preset)
     programs = BUILD / preset / "bin"
-    seeds = session.folder("seeds")
+    seeds = report.folder("seeds")
     subprocess.run([programs / "make_seeds", seeds], check=True)
     for name in FORMATS:
         done = run([programs / "mutants", name, str(count), "1", seeds])
         found = LINE.search(done.out.decode(errors="replace"))
         label = f"mutants.{name}" + ("" if preset == "release" else ".sanitized")
         if done.crashed() or done.exit != 0 or not found:
-            session.line(label, False, f"exit {done.exit}: {done.err[-200:]!r}", "no signal")
+            report.line(label, False, f"exit {done.exit}: {done.err[-200:]!r}", "no signal")
             continue
-        session.line(label, int(found[5]) == 0, f"{found[1]} in {float(found[2]):.1f} CPU s, slowest {found[3]} s",
+        report.line(label, int(found[5]) == 0, f"{found[1]} in {float(found[2]):.1f} CPU s, slowest {found[3]} s",
                      f"no signal, none over 2 s{mark}", binding=False)
 
 
-def measure(session):
-    measure_preset(session, "release", 500 if session.quick else 10000, "" if session.quick else ", 120 s together")
-    if not session.quick:
+def measure(report):
+    measure_preset(report, "release", 500 if report.quick else 10000, "" if report.quick else ", 120 s together")
+    if not report.quick:
         subprocess.run(["cmake", "--preset", "asan-ubsan"], cwd=SOURCE, check=True, stdout=subprocess.DEVNULL)
-        measure_preset(session, "asan-ubsan", 500, "")
+        measure_preset(report, "asan-ubsan", 500, "")

@@ -27,15 +27,15 @@ def square(count):
     return facets[:count]
 
 
-def measure(session):
-    folder = session.folder("plates")
-    for facets, limit in ((100000, 1),) if session.quick else ((100000, 1), (1000000, 10)):
+def measure(report):
+    folder = report.folder("plates")
+    for facets, limit in ((100000, 1),) if report.quick else ((100000, 1), (1000000, 10)):
         for shape in (strip, square):
             name = f"plates.{shape.__name__}.{facets}"
             path = folder / f"{name}.stl"
             path.write_bytes(binary_stl(shape(facets)))
-            done = run([session.tool, "info", path, "--json"])
-            session.line(name + ".read", done.exit == 0 and f'"facets": {facets}' in done.out.decode(),
+            done = run([report.tool, "info", path, "--json"])
+            report.line(name + ".read", done.exit == 0 and f'"facets": {facets}' in done.out.decode(),
                          f"exit {done.exit}", "it is read, with all its facets")
-            session.line(name + ".time", done.seconds <= limit, f"{done.seconds:.2f} s", f"{limit} s", binding=False)
+            report.line(name + ".time", done.seconds <= limit, f"{done.seconds:.2f} s", f"{limit} s", binding=False)
             path.unlink()

@@ -3,11 +3,11 @@ import faults
 from figures import parallel
 
 
-def measure(session):
-    workshop = faults.Workshop(session.folder("saving"))
+def measure(report):
+    workshop = faults.Workshop(report.folder("saving"))
     for writer in faults.WRITERS:
         workshop.result_of(writer)
-    sizes = 3 if session.quick else 200
+    sizes = 3 if report.quick else 200
     for name, fault, mark in (
             ("size_limits", lambda w: faults.size_limits(workshop, w, sizes),
              f"{sizes} sizes a command: exit 4, the old file untouched, nothing left"),
@@ -16,9 +16,9 @@ def measure(session):
             ("read_only", lambda w: faults.read_only_folder(workshop, w), "a read-only folder: exit 4, old file untouched"),
             ("names", lambda w: faults.odd_names(workshop, w), "255 bytes, UTF-8, no text at all: the same file")):
         answers = parallel(fault, faults.WRITERS)
-        session.all_of("saving." + name, [p for problems, _ in answers for p in problems],
+        report.all_of("saving." + name, [p for problems, _ in answers for p in problems],
                        sum(cases for _, cases in answers), mark)
     answers = parallel(lambda a: faults.full_standard_output(workshop, a)[0] + faults.closed_pipe(workshop, a)[0],
                        faults.READERS)
-    session.all_of("saving.standard_output", sum(answers, []), 2 * len(faults.READERS),
+    report.all_of("saving.standard_output", sum(answers, []), 2 * len(faults.READERS),
                    "full or closed: exit 4 and a message")

@@ -5,8 +5,8 @@ import faults
 from figures import SOURCE, run
 
 
-def measure(session):
-    folder = session.folder("styles")
+def measure(report):
+    folder = report.folder("styles")
     faults.make_inputs(folder)
     files = [p for place in (SOURCE / "examples" / "styles", SOURCE / "tests" / "data" / "styles",
                              SOURCE / "tests" / "data" / "recoat", folder)
@@ -14,11 +14,11 @@ def measure(session):
     problems, total = [], 0
     for path in files:
         kind = "style" if path.suffix == ".sty" else "recoat"
-        verified = run([session.tool, kind, "verify", path, "--json"])
+        verified = run([report.tool, kind, "verify", path, "--json"])
         notes = json.loads(verified.out)["messages"]
         if verified.exit != 0 or notes:
             continue
-        shown = json.loads(run([session.tool, kind, "show", path, "--json"]).out)["data"]
+        shown = json.loads(run([report.tool, kind, "show", path, "--json"]).out)["data"]
         if shown.get("layout") == "legacy":
             continue  # read and upgraded, never written
         total += 1
@@ -30,9 +30,9 @@ def measure(session):
             if parameter["allowed"]:
                 continue
             value = f"{parameter['name']}={parameter['value']}"
-            done = run([session.tool, kind, "set", path, value, "-o", out, "--force"])
+            done = run([report.tool, kind, "set", path, value, "-o", out, "--force"])
             if done.exit == 0:
                 break
         if done.exit != 0 or out.read_bytes() != path.read_bytes():
             problems.append(f"{path.name}: exit {done.exit}, not the same bytes: {done.err.strip()[-200:]}")
-    session.all_of("styles.bytes", problems, total, "the same bytes where nothing was noted")
+    report.all_of("styles.bytes", problems, total, "the same bytes where nothing was noted")

@@ -4,11 +4,11 @@ import subprocess
 from figures import BUILD, SOURCE, LeftOut, run
 
 
-def measure(session):
-    if session.quick:
+def measure(report):
+    if report.quick:
         raise LeftOut("builds the preset tsan; the tests run the same program without it")
     subprocess.run(["cmake", "--preset", "tsan"], cwd=SOURCE, check=True, stdout=subprocess.DEVNULL)
-    session.build("threads_tests", preset="tsan")
+    report.build("threads_tests", preset="tsan")
     done = run([BUILD / "tsan" / "bin" / "threads_tests"])
     races = done.err.count("WARNING: ThreadSanitizer")
-    session.line("threads", done.exit == 0 and races == 0, f"exit {done.exit}, {races} races", "exit 0, no race")
+    report.line("threads", done.exit == 0 and races == 0, f"exit {done.exit}, {races} races", "exit 0, no race")

@@ -6,19 +6,19 @@ FORMATS = {"stl": ".stl", "ctl": ".ctl", "slc": ".slc", "build_style": ".sty", "
 LARGEST = 1 << 20
 
 
-def measure(session):
-    session.build("mutants", "make_seeds")
-    seeds = session.folder("seeds")
-    run([session.tool.parent / "make_seeds", seeds])
-    count = 20 if session.quick else 1000
-    folder = session.folder("mutants")
+def measure(report):
+    report.build("mutants", "make_seeds")
+    seeds = report.folder("seeds")
+    run([report.tool.parent / "make_seeds", seeds])
+    count = 20 if report.quick else 1000
+    folder = report.folder("mutants")
     files = []
     for name, ending in FORMATS.items():
         where = folder / name
         where.mkdir()
-        run([session.tool.parent / "mutants", name, str(count), "2", seeds, "--write", where])
+        run([report.tool.parent / "mutants", name, str(count), "2", seeds, "--write", where])
         made = sorted(p for p in where.rglob("*") if p.is_file())
-        kept = sorted((BUILD / "fuzz" / "corpus" / name).glob("*"))[:: 1 if not session.quick else 1000][:count]
+        kept = sorted((BUILD / "fuzz" / "corpus" / name).glob("*"))[:: 1 if not report.quick else 1000][:count]
         for number, source in enumerate([*made, *kept]):
             if source.stat().st_size <= LARGEST:
                 path = where / f"input{number}{ending}"
@@ -26,9 +26,9 @@ def measure(session):
                 files.append(path)
 
     def one(path):
-        runs = [("info", run([session.tool, "info", path], timeout=60))]
+        runs = [("info", run([report.tool, "info", path], timeout=60))]
         if path.suffix in (".stl", ".ctl"):
-            runs.append(("convert", run([session.tool, "convert", path, "-o", path.with_suffix(".out.ctl")], timeout=60)))
+            runs.append(("convert", run([report.tool, "convert", path, "-o", path.with_suffix(".out.ctl")], timeout=60)))
         return path, runs
 
     problems, total, slowest = [], 0, (0.0, "")
@@ -38,6 +38,6 @@ def measure(session):
             slowest = max(slowest, (done.seconds, f"{verb} {path.parent.name}"))
             if done.crashed() or done.exit not in (0, 3):
                 problems.append(f"{verb} {path.parent.name}/{path.name}: exit {done.exit}: {done.err.strip()[-200:]}")
-    session.all_of("tool_mutants", problems, total, "info and convert end with exit 0 or 3")
-    session.line("tool_mutants.time", slowest[0] <= 1, f"{slowest[0]:.2f} s ({slowest[1]})", "1 s up to 1 MiB",
+    report.all_of("tool_mutants", problems, total, "info and convert end with exit 0 or 3")
+    report.line("tool_mutants.time", slowest[0] <= 1, f"{slowest[0]:.2f} s ({slowest[1]})", "1 s up to 1 MiB",
                  binding=False)

@@ -8,20 +8,20 @@ from figure_corpus import entries
 STANDARD = 3  # descriptors of every program
 
 
-def measure(session):
-    session.need_corpus()
-    session.need_program("valgrind")
-    files = [path for _, path in entries(session.corpus)] + sorted((session.corpus / "slc").glob("*.slc"))
+def measure(report):
+    report.need_corpus()
+    report.need_program("valgrind")
+    files = [path for _, path in entries(report.corpus)] + sorted((report.corpus / "slc").glob("*.slc"))
     files = [path for path in files if path.stat().st_size < 1000000]
-    if session.quick:
+    if report.quick:
         files = sorted(files, key=lambda path: path.stat().st_size)[::10]
-    session.build("mesh_probe")
-    probe = session.tool.parent / "mesh_probe"
+    report.build("mesh_probe")
+    probe = report.tool.parent / "mesh_probe"
 
     def look(path):
-        out = session.folder("valgrind")
+        out = report.folder("valgrind")
         # The probe ends on its own, so that leaks show; its SLC files go through the tool.
-        command = [session.tool, "slc", "verify", path] if path.suffix == ".slc" else [probe, "--out", out, path]
+        command = [report.tool, "slc", "verify", path] if path.suffix == ".slc" else [probe, "--out", out, path]
         done = run(["valgrind", "--error-exitcode=99", "--leak-check=full", "--show-leak-kinds=definite,indirect,possible",
                     "--errors-for-leak-kinds=definite,indirect", "--track-fds=yes", *command], timeout=1800)
         opened = re.search(r"FILE DESCRIPTORS: (\d+) open \((\d+) std\)", done.err)
@@ -32,4 +32,4 @@ def measure(session):
         return None
 
     problems = [p for p in parallel(look, files) if p]
-    session.all_of("valgrind", problems, len(files), "no error, no leak, no open descriptor")
+    report.all_of("valgrind", problems, len(files), "no error, no leak, no open descriptor")

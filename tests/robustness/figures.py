@@ -17,7 +17,7 @@ class LeftOut(Exception):
     """A figure that cannot be had here, and why."""
 
 
-class Session:
+class Report:
     """One run of the script: its options, and the lines that it printed."""
 
     def __init__(self, quick, corpus, preset="release"):

@@ -32,25 +32,25 @@ def main():
             print(f"{name:16} {text.splitlines()[0]}")
         return 0
 
-    session = figures.Session(options.quick, options.corpus)
+    report = figures.Report(options.quick, options.corpus)
     # The tests' own tools are used here too; they find the program by these.
-    os.environ["TRQPREP"] = str(session.tool)
+    os.environ["TRQPREP"] = str(report.tool)
     os.environ["TRQ_SOURCE_DIR"] = str(figures.SOURCE)
     left_out = 0
     try:
         for name in options.only or NAMES:
             start = time.monotonic()
             try:
-                importlib.import_module("figure_" + name).measure(session)
+                importlib.import_module("figure_" + name).measure(report)
             except figures.LeftOut as reason:
                 left_out += 1
                 print(f"left out {name}: {reason}", flush=True)
             if time.monotonic() - start > 60:
                 print(f"        ({name} took {time.monotonic() - start:.0f} s)", flush=True)
     finally:
-        session.close()
-    binding = [name for name, binds in session.missed if binds]
-    print(f"{len(session.missed)} marks missed" + (f", {left_out} figures left out" if left_out else ""))
+        report.close()
+    binding = [name for name, binds in report.missed if binds]
+    print(f"{len(report.missed)} marks missed" + (f", {left_out} figures left out" if left_out else ""))
     return 1 if binding else 0
 
 
