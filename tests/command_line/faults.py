@@ -234,17 +234,11 @@ def closed_pipe(workshop, arguments):
     return [problem] if problem else [], 1
 
 
-def _other_user(folder):
-    """What to put before a command so that permission bits hold for it; None where that cannot be had."""
+def _bound_by_permissions(folder):
+    """What to put before a command so that permission bits hold for it, root's too; None where that cannot be had."""
     if os.geteuid() != 0:
         return []
-    prefix = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"]
-    for path in [folder, *folder.rglob("*")]:
-        os.chown(path, 65534, 65534)
-    for path in folder.parents:
-        if path == pathlib.Path(tempfile.gettempdir()):
-            break
-        path.chmod(0o755)
+    prefix = ["setpriv", "--bounding-set=-all", "--inh-caps=-all"]  # root without the right to pass them by
     try:
         works = subprocess.run([*prefix, TOOL, "info", folder / "work" / "part.stl"], stdout=subprocess.DEVNULL,
                                stderr=subprocess.DEVNULL)
@@ -281,11 +275,11 @@ def no_folder(workshop, writer):
 
 
 def read_only_folder(workshop, writer):
-    """The output's folder has no write permission. Answers no case where root cannot become somebody else."""
+    """The output's folder has no write permission. Answers no case where root cannot give up its rights."""
     folder = workshop.fresh()
     work = folder / "work"
     old = workshop.put_old(writer, folder)
-    prefix = _other_user(folder)
+    prefix = _bound_by_permissions(folder)
     if prefix is None:
         shutil.rmtree(folder)
         return [], 0

@@ -50,7 +50,7 @@ class Faults(unittest.TestCase):
 
     def test_a_read_only_folder(self):
         if self.every_writer(faults.read_only_folder) == 0:
-            self.skipTest("root writes everywhere, and the tool cannot be run as somebody else here")
+            self.skipTest("root writes everywhere, and cannot give that right up here")
 
     def test_long_and_odd_names(self):
         self.every_writer(faults.odd_names)

@@ -16,6 +16,9 @@ def measure(report):
             ("read_only", lambda w: faults.read_only_folder(workshop, w), "a read-only folder: exit 4, old file untouched"),
             ("names", lambda w: faults.odd_names(workshop, w), "255 bytes, UTF-8, no text at all: the same file")):
         answers = parallel(fault, faults.WRITERS)
+        if name == "read_only" and not any(cases for _, cases in answers):
+            print("left out saving.read_only: root writes everywhere, and cannot give that right up here", flush=True)
+            continue
         report.all_of("saving." + name, [p for problems, _ in answers for p in problems],
                        sum(cases for _, cases in answers), mark)
     answers = parallel(lambda a: faults.full_standard_output(workshop, a)[0] + faults.closed_pipe(workshop, a)[0],
