@@ -7,6 +7,8 @@
 
 #include <cerrno>
 #include <cstring>
+#include <memory>
+#include <new>
 #include <vector>
 
 namespace trq::host {
@@ -32,13 +34,46 @@ std::string HostName() {
   return gethostname(name, sizeof(name) - 1) == 0 ? std::string(name) : std::string();
 }
 
+namespace {
+
+/// The user's name in the system's own table; empty when it is not there. Throws std::bad_alloc.
+std::string NameInLocalTable(uid_t user) {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> table(std::fopen("/etc/passwd", "re"), std::fclose);
+  if (!table) {
+    if (errno == ENOMEM) throw std::bad_alloc();
+    return std::string();
+  }
+  std::vector<char> buffer(1024);
+  for (;;) {
+    passwd entry{};
+    passwd* found = nullptr;
+    const int failure = fgetpwent_r(table.get(), &entry, buffer.data(), buffer.size(), &found);
+    if (failure == ERANGE) {
+      buffer.resize(buffer.size() * 2);
+      std::rewind(table.get());
+    } else if (failure != 0 || !found) {
+      return std::string();
+    } else if (entry.pw_uid == user && entry.pw_name && entry.pw_name[0] != '+' && entry.pw_name[0] != '-') {
+      return entry.pw_name;  // not a line that only refers to another table
+    }
+  }
+}
+
+}  // namespace
+
 std::string LoginName() {
+  // Nearly every user stands in the local table. The general lookup loads modules to ask elsewhere, takes
+  // longer, and the C library ends the process where there is no memory for them.
+  if (std::string name = NameInLocalTable(getuid()); !name.empty()) return name;
   std::vector<char> buffer(1024);
   passwd entry{};
   passwd* found = nullptr;
   int failure = 0;
+  errno = 0;
   while ((failure = getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found)) == ERANGE)
     buffer.resize(buffer.size() * 2);
+  // A user without a name is one thing, no memory to look it up another, which may show in either code.
+  if (!found && (failure == ENOMEM || errno == ENOMEM)) throw std::bad_alloc();
   return failure == 0 && found && found->pw_name ? std::string(found->pw_name) : std::string();
 }
 

@@ -21,7 +21,7 @@ std::string ExecutablePath();
 /// Name of this computer; empty when the query fails.
 std::string HostName();
 
-/// Name of the user who runs the process; empty when the query fails.
+/// Name of the user who runs the process; empty when the query fails. Throws std::bad_alloc.
 std::string LoginName();
 
 /// Bytes from the stream's position to its end for a regular file of known size; nothing for pipes, devices

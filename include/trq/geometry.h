@@ -95,15 +95,13 @@ class MeshArray {
   /// Frees the array and makes a new one of `count` zeroed elements. Throws std::bad_alloc, empty then.
   void reset(std::size_t count) {
     reset();
-    items_.reset(static_cast<T*>(std::calloc(std::max<std::size_t>(count, 1), sizeof(T))));
-    if (!items_) throw std::bad_alloc();
+    items_ = Allocate([count] { return std::calloc(std::max<std::size_t>(count, 1), sizeof(T)); });
     size_ = count;
   }
   /// Room for `count` elements of any value, for a caller that writes all of them. Throws std::bad_alloc.
   static MeshArray ForOverwrite(std::size_t count) {
     MeshArray array;
-    array.items_.reset(static_cast<T*>(std::malloc(std::max<std::size_t>(count, 1) * sizeof(T))));
-    if (!array.items_) throw std::bad_alloc();
+    array.items_ = Allocate([count] { return std::malloc(std::max<std::size_t>(count, 1) * sizeof(T)); });
     array.size_ = count;
     return array;
   }
@@ -128,7 +126,20 @@ class MeshArray {
   struct Free {
     void operator()(T* p) const { std::free(p); }
   };
-  std::unique_ptr<T, Free> items_;
+  using Items = std::unique_ptr<T, Free>;
+
+  /// Asks the program's new handler before it gives up, as operator new does.
+  template <class Ask>
+  static Items Allocate(Ask ask) {
+    for (;;) {
+      if (void* const room = ask()) return Items(static_cast<T*>(room));
+      const std::new_handler handler = std::get_new_handler();
+      if (!handler) throw std::bad_alloc();
+      handler();
+    }
+  }
+
+  Items items_;
   std::size_t size_ = 0;
 };
 

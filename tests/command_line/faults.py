@@ -418,6 +418,13 @@ READERS = [["info", "part.stl"], ["info", "style.sty", "--json"], ["info", "cone
            ["help", "build"]]
 
 
+def spread(total, wanted):
+    """At most `wanted` whole numbers from 0 to total - 1, evenly spread."""
+    if total <= wanted:
+        return list(range(total))
+    return sorted({k * total // wanted for k in range(wanted)})
+
+
 class Failing:
     """Runs commands with the n-th allocation failing, by a library that stands before the system's allocator."""
 
@@ -436,6 +443,13 @@ class Failing:
         result = done.returncode, done.stdout, self._results(folder)
         shutil.rmtree(folder)
         return total, result
+
+    def places(self, total, wanted):
+        """At most `wanted` of the allocations 1 to `total`: a quarter of them while the tool sets itself up, which is most
+        allocations and the same for every command, the rest while the command does its own work."""
+        setting_up = min(self.count(["version"])[0], total)
+        return ([1 + n for n in spread(setting_up, wanted // 4)] +
+                [1 + setting_up + n for n in spread(total - setting_up, wanted - wanted // 4)])
 
     def _results(self, folder):
         template = {p.name for p in self.workshop.template.iterdir()}

@@ -75,8 +75,7 @@ class Faults(unittest.TestCase):
             with self.subTest(" ".join(arguments)):
                 total, undisturbed = failing.count(arguments)
                 self.assertGreater(total, 1000)
-                for k in range(12):
-                    number = 1 + (k * total) // 12
+                for k, number in enumerate(failing.places(total, 24)):
                     self.assertIsNone(failing.problem(arguments, undisturbed, number, on=k % 2 == 1))
 
     @unittest.skipIf(SANITIZED, "the sanitizer needs an address space of its own")

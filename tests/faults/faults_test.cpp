@@ -127,6 +127,29 @@ TEST_F(Faults, BagGoesOnAfterAFailedAllocation) {
   }
 }
 
+TEST_F(Faults, ArraysAskTheNewHandler) {
+  static int asked = 0;
+  struct Handler {
+    std::new_handler before = std::set_new_handler([] { ++asked; });
+    ~Handler() { std::set_new_handler(before); }
+  } handler;
+  for (const bool zeroed : {true, false}) {
+    asked = 0;
+    Plan plan;
+    plan.allocation = 1;
+    MeshArray<int> array;
+    // The handler came back, so the array asks once more, and there is memory.
+    EXPECT_EQ(faults::Injected(plan, nullptr,
+                               [&] {
+                                 array = zeroed ? MeshArray<int>(7) : MeshArray<int>::ForOverwrite(7);
+                                 return 0;
+                               }),
+              0);
+    EXPECT_EQ(asked, 1);
+    EXPECT_EQ(array.size(), 7u);
+  }
+}
+
 /// At most `wanted` numbers of 0 .. end - 1, the first and last few among them.
 std::vector<int64_t> Spread(int64_t end, int64_t wanted) {
   std::vector<int64_t> numbers;

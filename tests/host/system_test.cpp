@@ -44,6 +44,17 @@ TEST(System, LoginNameIsTheUserOfTheProcess) {
   EXPECT_EQ(host::LoginName(), entry ? entry->pw_name : "");
 }
 
+TEST(System, AUserWhomNoTableKnowsHasNoName) {
+  const uid_t user = getuid();
+  const uid_t stranger = 3999999999;
+  ASSERT_EQ(getpwuid(stranger), nullptr);
+  // Only root may be another user for a moment.
+  if (setresuid(stranger, static_cast<uid_t>(-1), static_cast<uid_t>(-1)) != 0) GTEST_SKIP();
+  const std::string name = host::LoginName();
+  ASSERT_EQ(setresuid(user, static_cast<uid_t>(-1), static_cast<uid_t>(-1)), 0);
+  EXPECT_EQ(name, "");
+}
+
 TEST(System, RemainingBytesLeavesPositionAndLastErrorAlone) {
   const FileHandle f(std::tmpfile());
   std::fputs("0123456789", f.get());

@@ -1,6 +1,6 @@
 """The n-th allocation of the tool fails, once or from there on; and small address spaces."""
 import faults
-from figures import parallel, spread
+from figures import parallel
 
 
 def measure(report):
@@ -14,7 +14,7 @@ def measure(report):
     tasks = []
     for arguments in commands:
         total, undisturbed = failing.count(arguments)
-        tasks += [(arguments, undisturbed, n + 1, on) for n in spread(total, each) for on in (False, True)]
+        tasks += [(arguments, undisturbed, n, on) for n in failing.places(total, each) for on in (False, True)]
     problems = [p for p in parallel(lambda task: failing.problem(*task), tasks) if p]
     report.all_of("allocations", problems, len(tasks), f"{len(commands)} commands: exit 70 and a message, or as ever")
 

@@ -103,10 +103,3 @@ def parallel(function, items):
     """[function(item)], as many at a time as there are processors."""
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count() or 1) as pool:
         return list(pool.map(function, items))
-
-
-def spread(total, wanted):
-    """At most `wanted` whole numbers from 0 to total - 1, evenly spread."""
-    if total <= wanted:
-        return list(range(total))
-    return sorted({k * total // wanted for k in range(wanted)})

@@ -62,17 +62,11 @@ std::string FollowLinks(std::string path, const std::string& given) {
   Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", given, SystemText(ELOOP)));
 }
 
-// Makes `.trqprep-XXXXXX` in the folder and takes charge of it before an interruption can come between.
-template <class Make>
-TemporaryPath MakeTemporary(const std::string& folder, Make make, int* error) {
-  const auto hold = HoldInterruptions();
-  std::string name = folder + "/.trqprep-XXXXXX";
-  if (!make(name.data())) {
-    *error = errno;
-    return {};
-  }
-  *error = 0;
-  return TemporaryPath(name);
+// Makes `.trqprep-XXXXXX` in the folder.
+TemporaryPath MakeTemporary(const std::string& folder, bool (*make)(char* name), int* error) {
+  TemporaryPath made(folder + "/.trqprep-XXXXXX", make);
+  *error = made.path().empty() ? errno : 0;
+  return made;
 }
 
 bool MakeFile(char* name) {

@@ -1,5 +1,7 @@
 #include "context.h"
 
+#include <cerrno>
+
 #include "terminal.h"
 #include "trq/host.h"
 
@@ -21,7 +23,20 @@ std::string Flatten(const std::string& text) {
   return line;
 }
 
+// What the system said last; a box that the library shows over it is not to change the reason.
+class KeptError {
+ public:
+  KeptError() = default;
+  KeptError(const KeptError&) = delete;
+  KeptError& operator=(const KeptError&) = delete;
+  ~KeptError() { errno = error_; }
+
+ private:
+  int error_ = errno;
+};
+
 int AnswerBox(const char* text, unsigned buttons, void* user) {
+  const KeptError kept;
   Context& context = *static_cast<Context*>(user);
   const std::string line = Flatten(text ? text : "");
   if (buttons != message_box::kYesNoButtons) {

@@ -38,12 +38,16 @@ class CurrentFolder {
 
 FixedNameFile::FixedNameFile(const char* name, std::uint64_t size, const std::function<void()>& make)
     : path_(folder_.PathOf(name)), size_(size) {
+  int reason = 0;
   {
     const CurrentFolder here(folder_.path());
+    errno = 0;
     make();
+    reason = errno;
   }
   struct stat status {};
   if (stat(path_.c_str(), &status) != 0 || static_cast<std::uint64_t>(status.st_size) != size) {
+    errno = reason;
     Fail(ExitCode::kOutput, Message("OUTPUT-SHORT", path_, "could not be written completely")
                                 .Hint("is the disk full, or a size limit in force?"));
   }

@@ -118,9 +118,19 @@ void WatchSignals(void (*last_words)()) {
   std::thread(Watch, signals, last_words).detach();
 }
 
-TemporaryPath::TemporaryPath(std::string path) : path_(std::move(path)) {
-  const std::lock_guard lock(TheRegistry().mutex);
-  TheRegistry().paths.push_back(path_);
+TemporaryPath::TemporaryPath(std::string name, bool (*make)(char* name)) : path_(std::move(name)) {
+  Registry& registry = TheRegistry();
+  const std::lock_guard lock(registry.mutex);
+  // All memory is asked for before there is anything to remove.
+  std::string& entry = registry.paths.emplace_back(path_);
+  if (make(path_.data())) {
+    path_.copy(entry.data(), entry.size());
+    return;
+  }
+  const int error = errno;
+  registry.paths.pop_back();
+  path_.clear();
+  errno = error;
 }
 
 TemporaryPath::TemporaryPath(TemporaryPath&& other) noexcept : path_(std::exchange(other.path_, {})) {}

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <new>
 
 #include "atomic_output.h"
 
@@ -90,6 +91,8 @@ void WriteMesh(Context& context, CTL& mesh, const std::string& path, MeshFormat 
     if (created != 0 || mesh.GetErrorCode() != 0) FailToWrite(path);
     output.Expect(84 + 50 * static_cast<std::uint64_t>(mesh.num_triangles()));
     if (!mesh.crcValidateSTLFile(output.path().c_str())) {
+      // Neither the stamp's writer nor its reader tells that it could not open the file for want of memory.
+      if (errno == ENOMEM) throw std::bad_alloc();
       context.Warn(
           Message("STAMP-LONG", path, "computer and login name leave no room for the checksum in the header")
               .Hint("the file is whole, but its stamp cannot be verified"));

@@ -59,7 +59,11 @@ std::string RenderMessage(const Message& message, bool colour) {
   return lines;
 }
 
-void Fail(ExitCode exit, Message message) { throw Failure{exit, std::move(message)}; }
+void Fail(ExitCode exit, Message message) {
+  // The library tells that a file could not be read or written, not that it was for want of memory.
+  if (errno == ENOMEM && (exit == ExitCode::kInput || exit == ExitCode::kOutput)) throw std::bad_alloc();
+  throw Failure{exit, std::move(message)};
+}
 
 std::string SystemText(int error) {
   if (error == ENOMEM) throw std::bad_alloc();

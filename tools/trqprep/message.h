@@ -48,6 +48,7 @@ struct Failure {
   ExitCode exit;
   Message message;
 };
+/// Throws it; but std::bad_alloc for an input or output that errno says failed for want of memory.
 [[noreturn]] void Fail(ExitCode exit, Message message);
 
 /// The system's text for an errno value. Throws std::bad_alloc for ENOMEM: whoever ran out of memory, the

@@ -1,11 +1,11 @@
 #include "sha256.h"
 
-#include <openssl/evp.h>
+#include <nettle/sha2.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
-#include <new>
 #include <vector>
 
 #include "message.h"
@@ -15,19 +15,18 @@ namespace {
 
 class Digest {
  public:
-  Digest() : context_(EVP_MD_CTX_new(), EVP_MD_CTX_free) {
-    if (!context_ || EVP_DigestInit_ex(context_.get(), EVP_sha256(), nullptr) != 1) throw std::bad_alloc();
+  Digest() { sha256_init(&state_); }
+  void Add(const char* bytes, std::size_t count) {
+    sha256_update(&state_, count, reinterpret_cast<const std::uint8_t*>(bytes));
   }
-  void Add(const void* bytes, std::size_t count) { EVP_DigestUpdate(context_.get(), bytes, count); }
   std::string Hex() {
-    unsigned char digest[EVP_MAX_MD_SIZE];
-    unsigned length = 0;
-    EVP_DigestFinal_ex(context_.get(), digest, &length);
-    return ToHex(std::string_view(reinterpret_cast<const char*>(digest), length));
+    std::uint8_t digest[SHA256_DIGEST_SIZE];
+    sha256_digest(&state_, sizeof digest, digest);
+    return ToHex(std::string_view(reinterpret_cast<const char*>(digest), sizeof digest));
   }
 
  private:
-  std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX*)> context_;
+  sha256_ctx state_;
 };
 
 }  // namespace
