@@ -2,11 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <new>
 
 #include "tests/faults/operations.h"
 #include "tests/mutants/mutator.h"
 #include "tests/support/temp_dir.h"
 #include "trq/foundation.h"
+#include "trq/geometry.h"
 #include "trq/host.h"
 
 namespace {
