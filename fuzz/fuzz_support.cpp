@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 
 namespace fuzz {
 
@@ -129,29 +130,6 @@ void UseMesh(CTL& mesh) {
   (void)sink;
 }
 
-void DemandCtlSettles(CTL& mesh) {
-  if (!Settles(mesh)) return;
-  float unit[4][4];
-  set_unit_matrix(unit);
-  std::string files[3];
-  CTL read[2];
-  CTL* from = &mesh;
-  for (int turn = 0; turn < 3; ++turn) {
-    const MemoryFile file;
-    Demand(from->SaveCTLModel(file.path(), unit, 0) == 0, "a mesh that was read cannot be written");
-    files[turn] = file.Bytes();
-    if (turn == 2) break;
-    const Stream stream(std::fopen(file.path(), "rb"));
-    try {
-      read[turn].fp_read(stream.get());
-    } catch (const char*) {
-      Report("a CTL file just written cannot be read");
-    }
-    from = &read[turn];
-  }
-  Demand(files[1] == files[2], "CTL files differ after the first turn");
-}
-
 namespace {
 
 /// By the rule of the import, which numbers of a binary file can happen to meet: the second line, lines being
@@ -162,31 +140,60 @@ bool LooksLikeText(const std::string& bytes) {
   return ::strncasecmp(bytes.c_str() + std::min(second, bytes.size()), "facet", 5) == 0;
 }
 
-}  // namespace
-
-void DemandStlSettles(CTL& mesh, bool binary) {
+/// Writes the mesh, reads that, writes it again, and once more; demands that the last two files are equal.
+/// `read` answers false for a mesh that need not settle.
+void DemandSettles(
+    CTL& mesh, const std::function<int(CTL& from, const char* path)>& write,
+    const std::function<bool(CTL& into, std::FILE* f, int turn, const std::string& bytes)>& read) {
   if (!Settles(mesh)) return;
-  float unit[4][4];
-  set_unit_matrix(unit);
   std::string files[3];
-  CTL read[2];
+  CTL meshes[2];
   CTL* from = &mesh;
   for (int turn = 0; turn < 3; ++turn) {
     const MemoryFile file;
-    const int saved = binary ? from->SaveCTLasBinarySTL(file.path(), unit, 0, 1)
-                             : from->SaveCTLasAsciiSTL(file.path(), unit, 0);
-    Demand(saved == 0, "a mesh that was read cannot be written as STL");
+    Demand(write(*from, file.path()) == 0, "a mesh that was read cannot be written");
     files[turn] = file.Bytes();
     if (turn == 2) break;
-    if (binary && LooksLikeText(files[turn])) return;
     const Stream stream(std::fopen(file.path(), "rb"));
-    int accept_partial = 0;
-    const int code = read[turn].LoadSTLFile(stream.get(), units::kMillimetre, &accept_partial, 0, 1e-4f, 0);
-    if (turn == 0 && code == stl_import::kNotBuilt) return;
-    Demand(code == 0, "a written STL file cannot be read");
-    from = &read[turn];
+    if (!read(meshes[turn], stream.get(), turn, files[turn])) return;
+    from = &meshes[turn];
   }
-  Demand(files[1] == files[2], "STL files differ after the first turn");
+  Demand(files[1] == files[2], "files differ after the first turn");
+}
+
+}  // namespace
+
+void DemandCtlSettles(CTL& mesh) {
+  float unit[4][4];
+  set_unit_matrix(unit);
+  DemandSettles(
+      mesh, [&](CTL& from, const char* path) { return from.SaveCTLModel(path, unit, 0); },
+      [](CTL& into, std::FILE* f, int, const std::string&) {
+        try {
+          into.fp_read(f);
+        } catch (const char*) {
+          Report("a CTL file just written cannot be read");
+        }
+        return true;
+      });
+}
+
+void DemandStlSettles(CTL& mesh, bool binary) {
+  float unit[4][4];
+  set_unit_matrix(unit);
+  DemandSettles(
+      mesh,
+      [&](CTL& from, const char* path) {
+        return binary ? from.SaveCTLasBinarySTL(path, unit, 0, 1) : from.SaveCTLasAsciiSTL(path, unit, 0);
+      },
+      [&](CTL& into, std::FILE* f, int turn, const std::string& bytes) {
+        if (binary && LooksLikeText(bytes)) return false;
+        int accept_partial = 0;
+        const int code = into.LoadSTLFile(f, units::kMillimetre, &accept_partial, 0, 1e-4f, 0);
+        if (turn == 0 && code == stl_import::kNotBuilt) return false;
+        Demand(code == 0, "a written STL file cannot be read");
+        return true;
+      });
 }
 
 }  // namespace fuzz

@@ -274,6 +274,30 @@ def no_folder(workshop, writer):
     return problems, total
 
 
+def vanishing_folder(workshop, writer):
+    """The output's folder is removed while the command writes in it. Answers the problems and whether that was in time."""
+    folder = workshop.fresh()
+    work = folder / "work"
+    (work / "large.stl").write_bytes(binary_stl(ring_facets(20, 10, 5, sides=LARGE_SIDES)))
+    gone = work / "gone"
+    gone.mkdir()
+    name = "gone/" + writer.output
+    process = subprocess.Popen([TOOL, *writer.command(name)], cwd=work, env=workshop.environment(folder),
+                               stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+    while process.poll() is None and not any(gone.iterdir()):
+        pass
+    process.send_signal(signal.SIGSTOP)  # where it is now it stays until the folder is gone
+    in_time = process.poll() is None and not (work / name).exists()
+    shutil.rmtree(gone)
+    process.send_signal(signal.SIGCONT)
+    text = process.communicate(timeout=HANGS)[1].decode(errors="replace")
+    done = subprocess.CompletedProcess([], process.returncode)
+    done.text = text
+    problem = refusal_problem(workshop, writer, folder, done, None, name) if in_time else None
+    shutil.rmtree(folder)
+    return ([f"{writer.name}, its folder removed: {problem}"] if problem else []), in_time
+
+
 def read_only_folder(workshop, writer):
     """The output's folder has no write permission. Answers no case where root cannot give up its rights."""
     folder = workshop.fresh()

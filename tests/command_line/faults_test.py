@@ -48,6 +48,19 @@ class Faults(unittest.TestCase):
     def test_folders_that_cannot_be_written(self):
         self.every_writer(faults.no_folder)
 
+    def test_a_folder_that_vanishes_meanwhile(self):
+        for writer in faults.KILLED:
+            if writer.in_place:
+                continue
+            with self.subTest(writer.name):
+                for _ in range(20):
+                    problems, in_time = faults.vanishing_folder(self.workshop, writer)
+                    self.assertEqual(problems, [])
+                    if in_time:
+                        break
+                else:
+                    self.fail("never removed in time")
+
     def test_a_read_only_folder(self):
         if self.every_writer(faults.read_only_folder) == 0:
             self.skipTest("root writes everywhere, and cannot give that right up here")

@@ -21,6 +21,11 @@ def measure(report):
             continue
         report.all_of("saving." + name, [p for problems, _ in answers for p in problems],
                        sum(cases for _, cases in answers), mark)
+    rounds = 5 if report.quick else 200
+    writers = [w for w in faults.KILLED if not w.in_place]
+    answers = [faults.vanishing_folder(workshop, w) for w in writers for _ in range(rounds)]
+    report.all_of("saving.vanishing", [p for problems, _ in answers for p in problems],
+                  sum(in_time for _, in_time in answers), "the folder removed while it is written in: exit 4")
     answers = parallel(lambda a: faults.full_standard_output(workshop, a)[0] + faults.closed_pipe(workshop, a)[0],
                        faults.READERS)
     report.all_of("saving.standard_output", sum(answers, []), 2 * len(faults.READERS),
