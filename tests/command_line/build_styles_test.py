@@ -357,6 +357,29 @@ class JobFiles(BuildTest):
                 self.assertEqual((message["code"], message["where"]), ("JOB-FILE", {"line": 3}))
                 self.assertIn(text, message["text"] + message["hint"])
 
+    def test_what_nests_deeper_than_any_job(self):
+        # Each part of a key is a table in a table; taken apart by recursion, a million of them end any stack.
+        for text, line, words in (("a" + ".a" * 300000 + " = 1\n", 1, "16 parts"),
+                                  ("seed = 1\n[a" + " . 'a'" * 300000 + "]\n", 2, "16 parts"),
+                                  ("x = " + "{a=" * 100000 + "1" + "}" * 100000, 1, "depth"),
+                                  ("x = " + "[" * 100000 + "]" * 100000, 1, "depth"),
+                                  ("\n" + "a." * 16 + "a = 1", 2, "16 parts")):
+            with self.subTest(text[:40]):
+                self.write("deep.toml", text)
+                message, = self.fails(INPUT, "build", "deep.toml", "-o", "out", "--json").document()["messages"]
+                self.assertEqual((message["code"], message["where"]), ("JOB-FILE", {"line": line}))
+                self.assertIn(words, message["text"])
+
+    def test_points_that_part_no_key(self):
+        points = "." * 40
+        lines = ["# POINTS", "units = 'mm' # POINTS", "[[part]]", 'file = """POINTS\\"', 'POINTS"""""', "copies = '''",
+                 "POINTS'''", '"POINTS\\"POINTS" . b = [' + "0.5, " * 40 + "]", "y = 'POINTS\\'", "a." * 15 + "a = 1"]
+        self.write("job.toml", "\n".join(lines).replace("POINTS", points))
+        # Read to its end: what is refused is what the entries say, the first of them by name.
+        message, = self.fails(INPUT, "build", "job.toml", "-o", "out", "--json").document()["messages"]
+        self.assertEqual((message["code"], message["where"]), ("JOB-FILE", {"line": 8}))
+        self.assertIn("no entry", message["text"])
+
     def test_a_job_file_says_it_all(self):
         self.write("job.toml", '[[part]]\nfile = "box.stl"\n')
         self.fails(USAGE, "build", "job.toml", "--seed", "3", "-o", "out")

@@ -26,9 +26,9 @@ class Reader {
     toml::table document;
     const std::string text = ReadStyleBytes(path_);
     try {
-      document = toml::parse(text, path_);
-    } catch (const toml::parse_error& error) {
-      Refuse(error.source(), std::string(error.description()));
+      document = ParseToml(text, path_);
+    } catch (const TomlMistake& mistake) {
+      Refuse(mistake.where, mistake.text);
     }
     Job job;
     // The unit decides what the other lengths mean.

@@ -70,9 +70,9 @@ std::vector<MachineProfile> ReadMachineProfiles(const std::string& path) {
   const std::string text = ReadStyleBytes(path);
   toml::table document;
   try {
-    document = toml::parse(text, path);
-  } catch (const toml::parse_error& error) {
-    Refuse(path, error.source(), std::string(error.description()));
+    document = ParseToml(text, path);
+  } catch (const TomlMistake& mistake) {
+    Refuse(path, mistake.where, mistake.text);
   }
   std::vector<std::pair<toml::source_position, MachineProfile>> found;
   for (const auto& [name, node] : document) {

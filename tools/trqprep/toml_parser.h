@@ -1,9 +1,12 @@
-/// The TOML parser, mended: its table of blanks outside ASCII has gaps, which it marks as unreachable, but
-/// any character outside quotes gets there. What stands in a gap is no blank.
+/// TOML documents from anywhere. The parser is mended: its table of blanks outside ASCII has gaps, which it
+/// marks as unreachable, but any character outside quotes gets there. What stands in a gap is no blank.
 #pragma once
 
 #include <cstdint>
+#include <string>
 
+// What is nested is also destroyed by recursion; no file of the tool nests more than three deep.
+#define TOML_MAX_NESTED_VALUES 16
 #include <toml++/impl/preprocessor.h>
 #pragma push_macro("TOML_UNREACHABLE")
 #undef TOML_UNREACHABLE
@@ -12,3 +15,17 @@
 #pragma pop_macro("TOML_UNREACHABLE")
 
 #include <toml++/toml.h>
+
+namespace trqprep {
+
+/// Thrown for a document that cannot be read.
+struct TomlMistake {
+  toml::source_region where;
+  std::string text;
+};
+
+/// Parses a document. Throws TomlMistake, also for a key of more than 16 parts: each is a table within the
+/// one before, and nothing but the stack would end a key of a million.
+toml::table ParseToml(const std::string& text, const std::string& path);
+
+}  // namespace trqprep
