@@ -17,7 +17,7 @@ void Run(StyleKind kind, const Json& json) {
   for (std::string& text : texts) {
     text = trqprep::JsonDocument(trqprep::StyleToJson(style));
     style = trqprep::NewStyle(kind);
-    const auto read = [&] { trqprep::StyleFromJson("again.json", Json::parse(text), style); };
+    const auto read = [&] { trqprep::StyleFromJson("again.json", trqprep::ParseJson(text), style); };
     fuzz::Demand(fuzz::Accepts(read), "a style document just written is refused");
   }
   fuzz::Demand(texts[1] == texts[2], "style documents differ after the first turn");
@@ -34,8 +34,12 @@ void Run(StyleKind kind, const Json& json) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  const Json json = Json::parse(data, data + size, nullptr, false);
-  if (json.is_discarded()) return 0;
+  Json json;
+  try {
+    json = trqprep::ParseJson({reinterpret_cast<const char*>(data), size});
+  } catch (const trqprep::JsonMistake&) {
+    return 0;
+  }
   for (const StyleKind kind : {StyleKind::kBuild, StyleKind::kRecoat}) Run(kind, json);
   return 0;
 }

@@ -513,6 +513,12 @@ class Verify(BuildTest):
         for text in ("{}", "[" * 5000, '{"schema":"trqprep.build-folder/1","pieces":[],"inputs":[]}'):
             self.write("out/build.json", text)
             self.assertEqual(self.fails(INPUT, "verify", "out", "--json").codes(), ["BUILD-INVALID"])
+        # Well formed, and what copies and writes a value by recursion would run out of stack; so with the list of
+        # forced findings.
+        deep = '{"schema":"trqprep.build-folder/1","pieces":[],"inputs":[],"files":' + "[" * 300000 + "]" * 300000 + "}"
+        self.write("out/build.json", deep)
+        for command in ("verify", "info", "check"):
+            self.assertEqual(self.fails(INPUT, command, "out", "--json").codes(), ["BUILD-INVALID"])
         document = {"schema": "trqprep.build-folder/1", "pieces": [], "inputs": [], "units": "mm", "vat": [1, 1, 1],
                     "files": [{"file": "../box.stl", "sha256": ""}], "styles": []}
         self.write("out/build.json", json.dumps(document))

@@ -86,5 +86,41 @@ TEST(JsonText, TextsThatAreNoUtf8TravelAsBytes) {
   EXPECT_FALSE(TextFromJson(Json::parse("5")).has_value());
 }
 
+std::string Nested(int depth) {
+  return std::string(static_cast<std::size_t>(depth), '[') +
+         std::string(static_cast<std::size_t>(depth), ']');
+}
+
+std::string Members(int count) {
+  std::string text = "{";
+  for (int i = 0; i < count; ++i) text += (i ? ",\"" : "\"") + std::to_string(i) + "\":1";
+  return text + "}";
+}
+
+TEST(JsonFromAnywhere, DepthAndMembersEnd) {
+  EXPECT_EQ(ParseJson(Nested(64)), Json::parse(Nested(64)));
+  EXPECT_THROW(ParseJson(Nested(65)), JsonMistake);
+  EXPECT_THROW(ParseJson("{\"a\":" + Nested(64) + "}"), JsonMistake);
+  EXPECT_THROW(ParseJson(std::string(3000000, '[')), JsonMistake);
+  EXPECT_EQ(ParseJson(Members(1024)).size(), 1024u);
+  EXPECT_THROW(ParseJson(Members(1025)), JsonMistake);
+  // Each object has its own count, and members of its own members are not among them.
+  EXPECT_EQ(ParseJson("[" + Members(1000) + "," + Members(1000) + "]").size(), 2u);
+  EXPECT_EQ(ParseJson("{\"a\":" + Members(1024) + ",\"b\":" + Members(1024) + "}").size(), 2u);
+}
+
+TEST(JsonFromAnywhere, MistakesTellWhere) {
+  for (const char* text : {"", "{", "[1,]", "nul", "\"\xFF\"", "[1] 2"}) {
+    try {
+      ParseJson(text);
+      ADD_FAILURE() << text;
+    } catch (const JsonMistake& mistake) {
+      ASSERT_TRUE(mistake.byte.has_value()) << text;
+      EXPECT_LE(*mistake.byte, std::strlen(text) + 1);
+    }
+  }
+  EXPECT_EQ(ParseJson("{\"b\":1,\"a\":[true,null]}").dump(), "{\"b\":1,\"a\":[true,null]}");
+}
+
 }  // namespace
 }  // namespace trqprep

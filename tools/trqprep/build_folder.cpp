@@ -175,7 +175,12 @@ Json ReadBuildDocument(const std::string& folder) {
   const std::string path = folder + (folder.back() == '/' ? "" : "/") + kBuildJson;
   std::ifstream stream(path, std::ios::binary);
   const std::string text{std::istreambuf_iterator<char>(stream), {}};
-  Json document = Json::parse(text, nullptr, false);
+  Json document;
+  try {
+    document = ParseJson(text);
+  } catch (const JsonMistake& mistake) {
+    Fail(ExitCode::kInput, Message("BUILD-INVALID", path, mistake.text));
+  }
   if (!document.is_object() || document.value("schema", Json()) != kBuildSchema ||
       !document.contains("pieces") || !document["pieces"].is_array() || !document.contains("inputs") ||
       !document["inputs"].is_array()) {

@@ -258,11 +258,11 @@ std::string ReadJsonText(const std::string& path) {
 ExitCode Import(Context& context, StyleKind kind, const std::string& path, const std::string& output) {
   Json json;
   try {
-    json = Json::parse(ReadJsonText(path));
-  } catch (const Json::parse_error& error) {
-    Fail(ExitCode::kInput,
-         Message("STYLE-JSON", path, fmt::format("is no JSON document: mistake near byte {}", error.byte))
-             .At({{"byte", error.byte}}));
+    json = ParseJson(ReadJsonText(path));
+  } catch (const JsonMistake& mistake) {
+    Message message("STYLE-JSON", path, mistake.text);
+    if (mistake.byte) message.At({{"byte", *mistake.byte}});
+    Fail(ExitCode::kInput, message);
   }
   // What `export --json` printed holds the style in its data.
   const bool wrapped =

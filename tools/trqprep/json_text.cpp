@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -129,6 +130,27 @@ std::optional<float> FloatFromJson(const Json& value) {
   const float number = FromBits(bits);
   if (!std::isnan(number)) return std::nullopt;
   return number;
+}
+
+Json ParseJson(std::string_view text) {
+  constexpr int kDeepest = 64;
+  constexpr int kMostMembers = 1024;
+  std::array<int, kDeepest + 1> members{};
+  const auto check = [&](int depth, Json::parse_event_t event, Json&) {
+    using Event = Json::parse_event_t;
+    if (event == Event::object_start || event == Event::array_start) {
+      if (depth >= kDeepest) throw JsonMistake{fmt::format("is nested deeper than {}", kDeepest), {}};
+      members[static_cast<std::size_t>(depth) + 1] = 0;
+    } else if (event == Event::key && ++members[static_cast<std::size_t>(depth)] > kMostMembers) {
+      throw JsonMistake{fmt::format("has an object of more than {} members", kMostMembers), {}};
+    }
+    return true;
+  };
+  try {
+    return Json::parse(text, check);
+  } catch (const Json::parse_error& error) {
+    throw JsonMistake{fmt::format("is no JSON document: mistake near byte {}", error.byte), error.byte};
+  }
 }
 
 std::string JsonDocument(const Json& document) { return document.dump(2) + "\n"; }

@@ -1,6 +1,7 @@
 /// JSON values that are valid whatever a file holds, and that read back to what they were.
 #pragma once
 
+#include <cstddef>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -35,6 +36,17 @@ Json NumbersToJson(const Values& values) {
 
 /// Two hexadecimal digits a byte, lower case.
 std::string ToHex(std::string_view bytes);
+
+/// What is wrong with a text that was to be JSON, as the end of a sentence, and near which byte, where that
+/// is known.
+struct JsonMistake {
+  std::string text;
+  std::optional<std::size_t> byte;
+};
+/// Parses a text from anywhere. Throws JsonMistake for one that is no JSON, and for what no document of the
+/// tool is like: nested deeper than 64, as values are copied and written by recursion, or an object of more
+/// than 1024 members, as each is sought among those before it.
+Json ParseJson(std::string_view text);
 
 /// The document as text, indented by two, with a line end.
 std::string JsonDocument(const Json& document);

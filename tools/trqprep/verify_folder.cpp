@@ -127,8 +127,13 @@ void VerifyStyles(const std::string& folder, const Json& document, std::vector<M
 std::set<std::string> ForcedCodes(const std::string& folder) {
   std::ifstream stream(folder + "/" + kChecksJson, std::ios::binary);
   const std::string text{std::istreambuf_iterator<char>(stream), {}};
-  const Json document = Json::parse(text, nullptr, false);
   std::set<std::string> codes;
+  Json document;
+  try {
+    document = ParseJson(text);
+  } catch (const JsonMistake&) {
+    return codes;
+  }
   if (!document.is_object() || !document.contains("findings") || !document["findings"].is_array())
     return codes;
   for (const Json& finding : document["findings"]) {
