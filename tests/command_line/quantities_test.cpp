@@ -14,11 +14,12 @@ TEST(Quantities, LengthsCarryTheirUnit) {
   EXPECT_DOUBLE_EQ(ParseLength("9.8in").In(Units::kMillimetre, Units::kMillimetre), 248.92);
   EXPECT_EQ(ParseLength("-.5in").In(Units::kInch, Units::kMillimetre), -0.5);
   EXPECT_EQ(ParseLength("+1e-3mm").value, 0.001);
+  EXPECT_EQ(ParseLength("-1e100mm").value, -1e100);
 }
 
 TEST(Quantities, WhatIsNoLengthIsRefused) {
-  for (const char* text :
-       {"", "mm", "in", "1 mm", "1cm", "1,5", "nan", "inf", "0x10", "1e999", "5mmm", "--1", "+-1"}) {
+  for (const char* text : {"", "mm", "in", "1 mm", "1cm", "1,5", "nan", "inf", "0x10", "1e999", "5mmm", "--1",
+                           "+-1", "1.01e100", "-1e101in"}) {
     EXPECT_THROW(ParseLength(text), std::invalid_argument) << text;
   }
   EXPECT_THROW(ParseWhole("3.5", 0, 10), std::invalid_argument);

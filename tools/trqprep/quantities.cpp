@@ -48,6 +48,9 @@ std::int64_t ParseWhole(const std::string& text, std::int64_t lowest, std::int64
 }
 
 Length ParseLength(const std::string& text) {
+  // Far beyond any part, and in the other unit still a number that a job file can hold.
+  constexpr double kLongest = 1e100;
+  constexpr const char* kWanted = "length (a number, alone or with mm or in, such as 12.5mm)";
   Length length;
   std::string number = text;
   if (text.size() > 2) {
@@ -57,8 +60,9 @@ Length ParseLength(const std::string& text) {
   try {
     length.value = ParseNumber(number);
   } catch (const std::invalid_argument&) {
-    Refuse(text, "length (a number, alone or with mm or in, such as 12.5mm)");
+    Refuse(text, kWanted);
   }
+  if (std::abs(length.value) > kLongest) Refuse(text, kWanted);
   return length;
 }
 

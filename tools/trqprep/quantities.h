@@ -32,7 +32,7 @@ struct Length {
 double ParseNumber(const std::string& text);
 /// A whole number from `lowest` to `highest`.
 std::int64_t ParseWhole(const std::string& text, std::int64_t lowest, std::int64_t highest);
-/// `250`, `250mm`, `9.8in`.
+/// `250`, `250mm`, `9.8in`; up to 1e100.
 Length ParseLength(const std::string& text);
 /// Exactly `count` lengths between commas.
 std::vector<Length> ParseLengths(const std::string& text, std::size_t count);
