@@ -104,6 +104,8 @@ TEST(JsonFromAnywhere, DepthAndMembersEnd) {
   EXPECT_THROW(ParseJson(std::string(3000000, '[')), JsonMistake);
   EXPECT_EQ(ParseJson(Members(1024)).size(), 1024u);
   EXPECT_THROW(ParseJson(Members(1025)), JsonMistake);
+  EXPECT_THROW(ParseJson("[1e400]"), JsonMistake);
+  EXPECT_THROW(ParseJson("{\"a\":{\"b\":-51e3900\"c\":10"), JsonMistake);
   // Each object has its own count, and members of its own members are not among them.
   EXPECT_EQ(ParseJson("[" + Members(1000) + "," + Members(1000) + "]").size(), 2u);
   EXPECT_EQ(ParseJson("{\"a\":" + Members(1024) + ",\"b\":" + Members(1024) + "}").size(), 2u);

@@ -150,6 +150,8 @@ Json ParseJson(std::string_view text) {
     return Json::parse(text, check);
   } catch (const Json::parse_error& error) {
     throw JsonMistake{fmt::format("is no JSON document: mistake near byte {}", error.byte), error.byte};
+  } catch (const Json::out_of_range&) {
+    throw JsonMistake{"holds a number beyond the range of numbers", {}};
   }
 }
 
