@@ -61,21 +61,23 @@ std::string NameInLocalTable(uid_t user) {
 
 }  // namespace
 
-std::string LoginName() {
+std::string NameOfUser(unsigned user) {
   // Nearly every user stands in the local table. The general lookup loads modules to ask elsewhere, takes
   // longer, and the C library ends the process where there is no memory for them.
-  if (std::string name = NameInLocalTable(getuid()); !name.empty()) return name;
+  if (std::string name = NameInLocalTable(user); !name.empty()) return name;
   std::vector<char> buffer(1024);
   passwd entry{};
   passwd* found = nullptr;
   int failure = 0;
   errno = 0;
-  while ((failure = getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found)) == ERANGE)
+  while ((failure = getpwuid_r(user, &entry, buffer.data(), buffer.size(), &found)) == ERANGE)
     buffer.resize(buffer.size() * 2);
   // A user without a name is one thing, no memory to look it up another, which may show in either code.
   if (!found && (failure == ENOMEM || errno == ENOMEM)) throw std::bad_alloc();
   return failure == 0 && found && found->pw_name ? std::string(found->pw_name) : std::string();
 }
+
+std::string LoginName() { return NameOfUser(getuid()); }
 
 std::optional<uint64_t> RemainingBytes(std::FILE* f) {
   const int saved_errno = errno;

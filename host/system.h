@@ -21,6 +21,9 @@ std::string ExecutablePath();
 /// Name of this computer; empty when the query fails.
 std::string HostName();
 
+/// Name of a user by number; empty when there is none. Throws std::bad_alloc.
+std::string NameOfUser(unsigned user);
+
 /// Name of the user who runs the process; empty when the query fails. Throws std::bad_alloc.
 std::string LoginName();
 

@@ -38,7 +38,7 @@ TEST(FileUtilities, AnyWriteBitIsEnough) {
 TEST(FileUtilities, RefusedPermissionIsTold) {
   // A file of this process's own that nobody may change, not even the administrator.
   const CString path = "/proc/self/maps";
-  if (!trq::host::IsReadOnly(path.str())) GTEST_SKIP() << "no such file here";
+  ASSERT_TRUE(trq::host::IsReadOnly(path.str()));
   test_support::MessageBoxRecorder boxes;
   UTILITY::ConfirmFilePermission(path);
   ASSERT_EQ(boxes.boxes().size(), 1u);
@@ -100,7 +100,7 @@ TEST(FileUtilities, DriveKindFollowsTheFileSystem) {
     EXPECT_EQ(UTILITY::GetDriveInfo(std::string(path) + "/none-such/a.stl"), kind) << path;
     ++known;
   }
-  if (known == 0) GTEST_SKIP() << "no file system of a known kind";
+  EXPECT_GT(known, 0) << "no file system of a known kind";
 }
 
 TEST(FileUtilities, FreeSpaceIsKnownForFoldersThatExist) {
