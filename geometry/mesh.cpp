@@ -13,11 +13,8 @@ constexpr double kRadiansPerDegree = 0.017453292;
 struct Turn {
   explicit Turn(float degrees) {
     const double radians = degrees * kRadiansPerDegree;
-    // volatile: g++ 12 at -O3 vectorises the pair and drops the rounding to float.
-    const volatile float rounded_cosine = static_cast<float>(std::cos(radians));
-    const volatile float rounded_sine = static_cast<float>(std::sin(radians));
-    cosine = rounded_cosine;
-    sine = rounded_sine;
+    cosine = static_cast<float>(std::cos(radians));
+    sine = static_cast<float>(std::sin(radians));
   }
   double cosine;
   double sine;
