@@ -33,7 +33,7 @@ void WriteCtl(benchmark::State& state) {
   const CString path(folder.File("sphere.ctl"));
   CTL mesh = SphereOfThousands(state.range(0));
   for (auto _ : state) {
-    if (mesh.SaveCTLModel(path, unit_matrix, 0) != mesh_io::kDone) state.SkipWithError("not written");
+    if (mesh.SaveCTLModel(path, unit_matrix, 0) != trq::mesh_io::kDone) state.SkipWithError("not written");
   }
   CountFacets(state, mesh.num_triangles(), std::filesystem::file_size(path.str()));
 }
@@ -48,7 +48,7 @@ void ReadCtl(benchmark::State& state) {
   source.clear();
   for (auto _ : state) {
     CTL mesh;
-    if (mesh.file_read(path.c_str()) != component_io::kOk) state.SkipWithError("not read");
+    if (mesh.file_read(path.c_str()) != trq::component_io::kOk) state.SkipWithError("not read");
     benchmark::DoNotOptimize(mesh.triangles());
   }
   CountFacets(state, facets, std::filesystem::file_size(path));

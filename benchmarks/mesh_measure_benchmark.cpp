@@ -144,7 +144,7 @@ void PlainVolume(benchmark::State& state) {
 
 void Normals(benchmark::State& state) {
   for (auto _ : state) {
-    if (Mesh().Calculate_normals() != mesh_io::kDone) std::abort();
+    if (Mesh().Calculate_normals() != trq::mesh_io::kDone) std::abort();
     benchmark::DoNotOptimize(Mesh().normals());
   }
 }
@@ -153,11 +153,11 @@ void Normals(benchmark::State& state) {
 void PlainNormals(benchmark::State& state) {
   const Plain plain(Mesh());
   for (auto _ : state) {
-    const MeshArray<VECTOR> normals = MeshArray<VECTOR>::ForOverwrite(plain.triangle_count);
+    const trq::MeshArray<VECTOR> normals = trq::MeshArray<VECTOR>::ForOverwrite(plain.triangle_count);
     plain.Normals(const_cast<VECTOR*>(normals.get()));
     benchmark::DoNotOptimize(normals.get());
   }
-  MeshArray<VECTOR> normals(plain.triangle_count);
+  trq::MeshArray<VECTOR> normals(plain.triangle_count);
   plain.Normals(normals.get());
   Mesh().Calculate_normals();
   Require(std::memcmp(normals.get(), Mesh().normals(), plain.triangle_count * sizeof(VECTOR)) == 0);

@@ -22,7 +22,7 @@ inline double StatusBytes(const char* field) {
   return bytes;
 }
 
-/// Runs `work` and answers by how many bytes the resident memory rose above what it was before.
+/// Runs `work` and returns by how many bytes the resident memory rose above what it was before.
 template <class Work>
 double PeakBytes(Work work) {
   if (std::FILE* const f = std::fopen("/proc/self/clear_refs", "w")) {

@@ -31,7 +31,7 @@ void FillModel(slc& model, int64_t vertices) {
       for (int64_t k = 0; k < 2 * vertices; ++k) points[k] = static_cast<float>(k);
     }
   }
-  model.layers.push_back(SlcLayer::Terminator(0.1f * kLayers));
+  model.layers.push_back(trq::SlcLayer::Terminator(0.1f * kLayers));
 }
 
 bool ReadPlainly(const std::string& path, char* memory, std::size_t size) {
@@ -88,7 +88,7 @@ void LoadSlc(benchmark::State& state) {
   for (auto _ : state) {
     {
       slc model(path.c_str());
-      if (model.loadSlc() != slc_file::kOk) state.SkipWithError("not loaded");
+      if (model.loadSlc() != trq::slc_file::kOk) state.SkipWithError("not loaded");
     }
     state.PauseTiming();
     malloc_trim(0);
@@ -108,7 +108,7 @@ void ReadSameBytes(benchmark::State& state) {
 void SaveSlc(benchmark::State& state) {
   Sample& sample = Sample::Of(state.range(0));
   for (auto _ : state) {
-    if (sample.model.writeSlc() != slc_file::kOk) state.SkipWithError("not saved");
+    if (sample.model.writeSlc() != trq::slc_file::kOk) state.SkipWithError("not saved");
   }
 }
 

@@ -66,14 +66,14 @@ void Import(const bench::TemporaryFile& file) {
   const Stream stream(file);
   CTL mesh;
   int accept_partial = 0;
-  if (mesh.read_stl(stream.f, units::kMillimetre, &accept_partial, 0, 1e-4f, 0) != 0) std::abort();
+  if (mesh.read_stl(stream.f, trq::units::kMillimetre, &accept_partial, 0, 1e-4f, 0) != 0) std::abort();
 }
 
 void ImportWithNormals(const bench::TemporaryFile& file) {
   const Stream stream(file);
   CTL mesh;
   int accept_partial = 0;
-  if (mesh.LoadSTLFile(stream.f, units::kMillimetre, &accept_partial, 0, 0, 0) != 0) std::abort();
+  if (mesh.LoadSTLFile(stream.f, trq::units::kMillimetre, &accept_partial, 0, 0, 0) != 0) std::abort();
 }
 
 void ImportLiterally(const bench::TemporaryFile& file) {
@@ -131,7 +131,7 @@ class NumbersAlone {
 void AsciiImport(const bench::TemporaryFile& file) {
   const Stream stream(file);
   CTL mesh;
-  if (mesh.ascii_read(stream.f, units::kMillimetre, 1e-4f, 0, 0) != 0) std::abort();
+  if (mesh.ascii_read(stream.f, trq::units::kMillimetre, 1e-4f, 0, 0) != 0) std::abort();
 }
 
 void AsciiImportLiterally(const bench::TemporaryFile& file) {

@@ -170,7 +170,7 @@ inline CTL& LoadedSphere(int facets) {
     CTL* const loaded = new CTL;
     std::FILE* const f = std::fopen(file.path(), "rb");
     int accept_partial = 0;
-    if (!f || loaded->LoadSTLFile(f, units::kMillimetre, &accept_partial, 0, 0, 0) != 0)
+    if (!f || loaded->LoadSTLFile(f, trq::units::kMillimetre, &accept_partial, 0, 0, 0) != 0)
       throw std::runtime_error("cannot load a benchmark file");
     std::fclose(f);
     return loaded;

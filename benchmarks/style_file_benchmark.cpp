@@ -16,7 +16,7 @@ constexpr int kStyles = 10000;
 KVBUILDSTYLE StyleOfLayout(int64_t layout) {
   KVBUILDSTYLE style;
   style.FileVersion = layout == 206 ? 2.06f : 3.01f;
-  for (const BuildStyleParameter& row : BuildStyleParameters()) {
+  for (const trq::BuildStyleParameter& row : trq::BuildStyleParameters()) {
     if (BuildStyleParameterRecordFloat* record = row.member.FloatIn(style)) {
       record->AddAndSetValue(0.5f);
     }
@@ -40,7 +40,7 @@ void WriteStyles(benchmark::State& state) {
     const test_support::Stream stream(std::fopen(dir.File("styles").c_str(), "wb"));
     style.setStyleFilePtr(stream.get());
     for (int i = 0; i < kStyles; ++i) {
-      if (WriteData(style, state.range(0)) != style_file::kOk) state.SkipWithError("write failed");
+      if (WriteData(style, state.range(0)) != trq::style_file::kOk) state.SkipWithError("write failed");
     }
     style.setStyleFilePtr(nullptr);
   }
@@ -62,7 +62,7 @@ void ReadStyles(benchmark::State& state) {
     const test_support::Stream stream(std::fopen(dir.File("styles").c_str(), "rb"));
     read.setStyleFilePtr(stream.get());
     for (int i = 0; i < kStyles; ++i) {
-      if (read.binaryReadStyle() != style_file::kOk) state.SkipWithError("read failed");
+      if (read.binaryReadStyle() != trq::style_file::kOk) state.SkipWithError("read failed");
     }
     read.setStyleFilePtr(nullptr);
   }
@@ -75,8 +75,8 @@ void SaveAndLoadFile(benchmark::State& state) {
   KVBUILDSTYLE style = StyleOfLayout(state.range(0));
   KVBUILDSTYLE read;
   for (auto _ : state) {
-    if (style.writeBuildStyle(dir.File("style")) != style_file::kOk) state.SkipWithError("save failed");
-    if (read.readBuildStyle(dir.File("style")) != style_file::kOk) state.SkipWithError("load failed");
+    if (style.writeBuildStyle(dir.File("style")) != trq::style_file::kOk) state.SkipWithError("save failed");
+    if (read.readBuildStyle(dir.File("style")) != trq::style_file::kOk) state.SkipWithError("load failed");
   }
   CountStyles(state, 1);
 }

@@ -1,6 +1,6 @@
 #include "trq/slice_file.h"
 
-PlacementRecord::PlacementRecord() : R{}, previous_matrix{} {
+trq::PlacementRecord::PlacementRecord() : R{}, previous_matrix{} {
   for (int i = 0; i < 4; ++i) R[5 * i] = previous_matrix[5 * i] = 1.0f;
 }
 

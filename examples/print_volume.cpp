@@ -15,7 +15,7 @@ int main(int argc, char** argv) {
   }
   CTL mesh;
   int accept_partial = 0;
-  const int result = mesh.LoadSTLFile(file, units::kMillimetre, &accept_partial, 0, 1e-4f, 0);
+  const int result = mesh.LoadSTLFile(file, trq::units::kMillimetre, &accept_partial, 0, 1e-4f, 0);
   std::fclose(file);
   if (result != 0) {
     std::fprintf(stderr, "%s: result %d\n", argv[1], result);

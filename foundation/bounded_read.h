@@ -18,7 +18,7 @@ std::optional<uint64_t> BytesRemaining(std::FILE* f);
 /// end is not known.
 bool ClaimFits(std::FILE* f, uint64_t count, uint64_t item_size);
 
-/// Reads up to `count` items behind those already in `items` and answers how many whole ones came. Memory
+/// Reads up to `count` items behind those already in `items` and returns how many whole ones came. Memory
 /// follows the bytes: one allocation for what a regular file still holds, growing pieces for a pipe.
 template <class T>
 uint64_t ReadItems(std::FILE* f, uint64_t count, std::vector<T>& items) {

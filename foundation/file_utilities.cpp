@@ -14,8 +14,8 @@ void UTILITY::ConfirmFilePermission(CString path) {
 }
 
 int UTILITY::CheckIfOverWriting(CString path) {
-  if (!trq::host::FileExists(path.str())) return message_box::kYes;
-  return AfxMessageBox("Do you want to replace " + path + " ?", message_box::kYesNoButtons);
+  if (!trq::host::FileExists(path.str())) return trq::message_box::kYes;
+  return AfxMessageBox("Do you want to replace " + path + " ?", trq::message_box::kYesNoButtons);
 }
 
 int UTILITY::CheckIfFileExists(CString path) {
@@ -25,7 +25,7 @@ int UTILITY::CheckIfFileExists(CString path) {
 
 int UTILITY::GetDriveInfo(CString path) {
   const bool drive_letter = path.GetAt(1) == ':' && std::isalpha(static_cast<unsigned char>(path.GetAt(0)));
-  return path.IsEmpty() || drive_letter ? drive::kNoSuchRoot : trq::host::DriveKind(path.str());
+  return path.IsEmpty() || drive_letter ? trq::drive::kNoSuchRoot : trq::host::DriveKind(path.str());
 }
 
 int64_t UTILITY::GetDiskSpaceInKB(CString path) {

@@ -7,7 +7,7 @@
 
 namespace trq::detail {
 
-/// Sorts a[0..n) in place; after(x, y) answers true when x belongs after y. Not stable, but the order of
+/// Sorts a[0..n) in place; after(x, y) returns true when x belongs after y. Not stable, but the order of
 /// equal elements depends on nothing but the input's order. Arrays of fewer than 2 elements stay alone.
 template <class T, class After>
 void HeapSort(T* a, std::ptrdiff_t n, After after) {

@@ -65,5 +65,5 @@ void UTILITY::ClearSpacesInName(const char* src, char* dst) {
 }
 
 CString UTILITY::AddFullPath(const char* root, int machine, CString file, int units) {
-  return CString(root) + StyleDirectory(machine, units) + file;
+  return CString(root) + trq::StyleDirectory(machine, units) + file;
 }

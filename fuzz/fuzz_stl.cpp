@@ -36,7 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (!stream) continue;
     CTL mesh;
     int accept_partial = size % 2;
-    const int code = mesh.LoadSTLFile(stream.get(), units::kMillimetre, &accept_partial, 0, 1e-4f, 0);
+    const int code = mesh.LoadSTLFile(stream.get(), trq::units::kMillimetre, &accept_partial, 0, 1e-4f, 0);
     fuzz::Demand(code <= 1 && code >= -4, "a code that no document names");
     if (code != 0) continue;
     fuzz::UseMesh(mesh);

@@ -56,9 +56,9 @@ Stream StreamOf(const uint8_t* data, std::size_t size, bool known_length) {
 }
 
 void Silence() {
-  SetMessageBoxHandler(
+  trq::SetMessageBoxHandler(
       [](const char*, unsigned buttons, void*) -> int {
-        return buttons == message_box::kYesNoButtons ? message_box::kNo : message_box::kOk;
+        return buttons == trq::message_box::kYesNoButtons ? trq::message_box::kNo : trq::message_box::kOk;
       },
       nullptr);
 }
@@ -141,7 +141,7 @@ bool LooksLikeText(const std::string& bytes) {
 }
 
 /// Writes the mesh, reads that, writes it again, and once more; demands that the last two files are equal.
-/// `read` answers false for a mesh that need not settle.
+/// `read` returns false for a mesh that need not settle.
 void DemandSettles(
     CTL& mesh, const std::function<int(CTL& from, const char* path)>& write,
     const std::function<bool(CTL& into, std::FILE* f, int turn, const std::string& bytes)>& read) {
@@ -189,8 +189,8 @@ void DemandStlSettles(CTL& mesh, bool binary) {
       [&](CTL& into, std::FILE* f, int turn, const std::string& bytes) {
         if (binary && LooksLikeText(bytes)) return false;
         int accept_partial = 0;
-        const int code = into.LoadSTLFile(f, units::kMillimetre, &accept_partial, 0, 1e-4f, 0);
-        if (turn == 0 && code == stl_import::kNotBuilt) return false;
+        const int code = into.LoadSTLFile(f, trq::units::kMillimetre, &accept_partial, 0, 1e-4f, 0);
+        if (turn == 0 && code == trq::stl_import::kNotBuilt) return false;
         Demand(code == 0, "a written STL file cannot be read");
         return true;
       });

@@ -84,7 +84,7 @@ void MakePlate(const Folder& stl, const Folder& ctl, int n) {
   }
   mesh.header.num_vertices = static_cast<int32_t>(side * side);
   mesh.header.num_triangles = static_cast<int32_t>(count);
-  mesh.header.units = units::kMillimetre;
+  mesh.header.units = trq::units::kMillimetre;
   set_unit_matrix(mesh.header.matrix);
   if (mesh.Calculate_normals() != 0) std::exit(1);
   float unit[4][4];
@@ -130,7 +130,7 @@ void MakeMeshes(const Folder& root) {
   MakePlate(stl, ctl, 4);
 }
 
-void AddSquare(SlcLayer& layer, float side, uint32_t gaps) {
+void AddSquare(trq::SlcLayer& layer, float side, uint32_t gaps) {
   const float square[10] = {0, 0, side, 0, side, side, 0, side, 0, 0};
   std::memcpy(layer.AddBoundary(5, gaps), square, sizeof square);
 }
@@ -156,13 +156,13 @@ void MakeContours(const Folder& root) {
     contours.table_count = static_cast<uint8_t>(recipe.tables);
     contours.table.resize(static_cast<std::size_t>(recipe.tables));
     for (int i = 0; i < recipe.layers; ++i) {
-      SlcLayer layer(0.1f * static_cast<float>(i));
+      trq::SlcLayer layer(0.1f * static_cast<float>(i));
       for (int k = 0; k < recipe.boundaries; ++k)
         AddSquare(layer, static_cast<float>(k + 1), static_cast<uint32_t>(k));
       if (recipe.empty_boundary) layer.AddBoundary(0, 1);
       contours.layers.push_back(layer);
     }
-    contours.layers.push_back(SlcLayer::Terminator(0.1f * static_cast<float>(recipe.layers)));
+    contours.layers.push_back(trq::SlcLayer::Terminator(0.1f * static_cast<float>(recipe.layers)));
     if (contours.SaveSLCModel((folder / recipe.name).string()) != 0) std::exit(1);
   }
 }

@@ -40,10 +40,14 @@ void MakeJobs(const std::filesystem::path& root) {
   job.parts.back().path = "no text \xff.stl";
   Write(root, "job_file", "full.toml", JobFileText(job));
   Write(root, "job_file", "by_hand.toml",
-        "units = \"mm\"\nvat = \"250x250x250mm\" # the large one\nmachine = \"TRQ-E7\"\n\n[[style]]\nfile = "
-        "'Fine.sty'\n\n[[part]]\nfile = \"bracket.stl\"\ncopies = 4\n\n[[part.style]]\nfile = "
-        "\"Standard.sty\"\nband = "
-        "[0, \"10mm\"]\n");
+        "units = \"mm\"\n"
+        "vat = \"250x250x250mm\" # the large one\n"
+        "machine = \"TRQ-E7\"\n\n[[style]]\n"
+        "file = 'Fine.sty'\n\n[[part]]\n"
+        "file = \"bracket.stl\"\n"
+        "copies = 4\n\n[[part.style]]\n"
+        "file = \"Standard.sty\"\n"
+        "band = [0, \"10mm\"]\n");
 }
 
 void MakeStyles(const std::filesystem::path& root) {
@@ -74,8 +78,12 @@ int main(int argc, char** argv) {
   MakeJobs(root);
   MakeStyles(root);
   Write(root, "machine_profile", "two.toml",
-        "[lab]\ntype = \"TRQ-E7\"\nvat = \"500x500x580mm\"\nstyles = \"/srv/styles\"\n\n[\"the "
-        "other\"]\ntype = "
-        "3\nvat = '10x10x12in'\n");
+        "[lab]\n"
+        "type = \"TRQ-E7\"\n"
+        "vat = \"500x500x580mm\"\n"
+        "styles = \"/srv/styles\"\n\n"
+        "[\"the other\"]\n"
+        "type = 3\n"
+        "vat = '10x10x12in'\n");
   return 0;
 }

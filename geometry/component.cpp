@@ -11,17 +11,21 @@ constexpr double kInchesPerMillimetre = 0.03937008;
 }  // namespace
 
 COMPONENT::COMPONENT()
-    : units(units::kInch), name_{}, extents_valid(0), min{1e30f, 1e30f, 1e30f}, max{-1e30f, -1e30f, -1e30f} {}
+    : units(trq::units::kInch),
+      name_{},
+      extents_valid(0),
+      min{1e30f, 1e30f, 1e30f},
+      max{-1e30f, -1e30f, -1e30f} {}
 
 COMPONENT::~COMPONENT() = default;
 
 void COMPONENT::no_good() { std::fputs("Warning: function not supported by this component type\n", stdout); }
 
 void COMPONENT::recalculate_extents() {}
-int COMPONENT::fp_read(FILE*) { return component_io::kFailed; }
+int COMPONENT::fp_read(FILE*) { return trq::component_io::kFailed; }
 int COMPONENT::fp_write(FILE*) {
   no_good();
-  return component_io::kFailed;
+  return trq::component_io::kFailed;
 }
 void COMPONENT::SetUnits(int code) { units = code; }
 void COMPONENT::translate(float, float, float) { no_good(); }
@@ -46,15 +50,15 @@ void COMPONENT::make_extents_current() {
 int COMPONENT::file_read(const char* path) {
   const trq::detail::FileHandle file = trq::detail::OpenFile(path, "rb");
   extents_valid = 0;
-  if (!file || fp_read(file.get()) == component_io::kFailed) return component_io::kFailed;
+  if (!file || fp_read(file.get()) == trq::component_io::kFailed) return trq::component_io::kFailed;
   name(path);
-  return component_io::kOk;
+  return trq::component_io::kOk;
 }
 
 int COMPONENT::file_write(CString path) {
   trq::detail::FileHandle file = trq::detail::OpenFile(path, "wb");
-  if (!file || fp_write(file.get()) == component_io::kFailed) return component_io::kFailed;
-  return trq::detail::CloseChecked(std::move(file)) ? component_io::kOk : component_io::kFailed;
+  if (!file || fp_write(file.get()) == trq::component_io::kFailed) return trq::component_io::kFailed;
+  return trq::detail::CloseChecked(std::move(file)) ? trq::component_io::kOk : trq::component_io::kFailed;
 }
 
 void COMPONENT::get_min(float* x, float* y, float* z) {
@@ -88,8 +92,8 @@ void COMPONENT::get_max(double* x, double* y, double* z) {
 void COMPONENT::convert_to_inch() {
   make_extents_current();
   const float corner[3] = {min[0], min[1], min[2]};
-  if (units == units::kInch) return;
-  if (units == units::kUnknown) {
+  if (units == trq::units::kInch) return;
+  if (units == trq::units::kUnknown) {
     std::fputs("Warning, cannot convert to inch since don't know units\n", stdout);
     return;
   }
@@ -98,5 +102,5 @@ void COMPONENT::convert_to_inch() {
   translate(-corner[0], -corner[1], -corner[2]);
   scale(factor, factor, factor);
   translate(in_inches(corner[0]), in_inches(corner[1]), in_inches(corner[2]));
-  SetUnits(units::kInch);
+  SetUnits(trq::units::kInch);
 }

@@ -23,7 +23,7 @@ int PackedBits(int32_t vertex_count);
 /// Words that `integers` integers of `bits` bits take: one more than they fill.
 uint64_t PackedWords(int bits, uint64_t integers);
 
-/// Packs triangles all of whose integers fit into `bits` bits (below 32) and answers the number of words
+/// Packs triangles all of whose integers fit into `bits` bits (below 32) and returns the number of words
 /// written, PackedWords(bits, 4 * count). After whole groups the last word is empty: a stream goes on in its
 /// place.
 std::size_t PackTriangles(const R_INT4* triangles, std::size_t count, int bits, uint32_t* words);

@@ -6,7 +6,7 @@
 // - Boxes are kept as floats, rounded outward, and so is the box that is asked about: what meets is never
 //   missed. What is found too much does no harm, because the candidates' own test is exact.
 // - A node's box in the level above holds all its boxes. Unused places hold a box that meets nothing.
-// - Answers are sorted: candidates come in ascending order, whatever the curve does.
+// - Returns are sorted: candidates come in ascending order, whatever the curve does.
 #include "geometry/facet_tree.h"
 
 #include <algorithm>

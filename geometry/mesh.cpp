@@ -26,8 +26,8 @@ CTL_HEADER::CTL_HEADER()
     : num_vertices(0),
       num_triangles(0),
       matrix{},
-      units(units::kUnknown),
-      sort_state(sort_state::kUnsorted),
+      units(trq::units::kUnknown),
+      sort_state(trq::sort_state::kUnsorted),
       stl_header{},
       magic(121),
       format_word(12),
@@ -62,7 +62,7 @@ void CTL::MoveFieldsFrom(CTL& other) noexcept {
   header = std::exchange(other.header, CTL_HEADER());
   // The source's base goes back to that of a fresh mesh; the error object's texts stay behind as they are.
   other.ClearError();
-  other.units = units::kInch;
+  other.units = trq::units::kInch;
   other.name_[0] = '\0';
   other.extents_valid = 0;
   for (int i = 0; i < 3; ++i) {
@@ -130,7 +130,7 @@ void CTL::rotateX(float degrees) {
     vertex[1] = static_cast<float>(y * turn.cosine - z * turn.sine);
     vertex[2] = static_cast<float>(y * turn.sine + z * turn.cosine);
   }
-  header.sort_state = sort_state::kUnsorted;
+  header.sort_state = trq::sort_state::kUnsorted;
   extents_valid = 0;
 }
 
@@ -145,7 +145,7 @@ void CTL::rotateY(float degrees) {
     // Kept: z is negated as well, so a turn of zero degrees mirrors the mesh in z.
     vertex[2] = static_cast<float>(x * turn.sine - z * turn.cosine);
   }
-  header.sort_state = sort_state::kUnsorted;
+  header.sort_state = trq::sort_state::kUnsorted;
   extents_valid = 0;
 }
 
@@ -159,7 +159,7 @@ void CTL::rotateZ(float degrees) {
     vertex[0] = static_cast<float>(x * turn.cosine - y * turn.sine);
     vertex[1] = static_cast<float>(x * turn.sine + y * turn.cosine);
   }
-  header.sort_state = sort_state::kUnsorted;
+  header.sort_state = trq::sort_state::kUnsorted;
   extents_valid = 0;
 }
 

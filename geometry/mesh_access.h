@@ -24,7 +24,7 @@ inline std::size_t UsedTriangles(const CTL& mesh) {
 }
 
 /// Vertex `index` of the room (zeroed beyond the vertices in use); (0, 0, 0) outside of it.
-inline PbVec3f VertexAt(const MeshArray<PbVec3f>& vertices, int32_t index) {
+inline PbVec3f VertexAt(const trq::MeshArray<PbVec3f>& vertices, int32_t index) {
   return index >= 0 && static_cast<std::size_t>(index) < vertices.size()
              ? vertices[static_cast<std::size_t>(index)]
              : PbVec3f(0, 0, 0);
@@ -37,7 +37,7 @@ inline PbVec3f Corner(const CTL& mesh, const R_INT4& triangle, int k) {
 
 /// The coordinates that VertexAt copies, where they lie. Copies of three floats keep loops slow: they are
 /// stored in pieces and read again as a whole.
-inline const float* CoordinatesAt(const MeshArray<PbVec3f>& vertices, int32_t index) {
+inline const float* CoordinatesAt(const trq::MeshArray<PbVec3f>& vertices, int32_t index) {
   static constexpr float kOrigin[3] = {0, 0, 0};
   return index >= 0 && static_cast<std::size_t>(index) < vertices.size()
              ? vertices[static_cast<std::size_t>(index)].data()

@@ -58,14 +58,14 @@ enum class ReadFailure {
 
 // Reads `count` vertices into an array with zeroed room for one more at least. Where the end of the stream is
 // not known, memory follows the bytes.
-bool ReadVertices(std::FILE* f, std::size_t count, MeshArray<PbVec3f>& vertices) {
+bool ReadVertices(std::FILE* f, std::size_t count, trq::MeshArray<PbVec3f>& vertices) {
   vertices.reset();
   if (!ClaimFits(f, count, sizeof(PbVec3f))) return false;
   std::size_t piece = kBlockVertices;
-  MeshArray<PbVec3f> read;
+  trq::MeshArray<PbVec3f> read;
   if (BytesRemaining(f)) {
     piece = count;
-    read = MeshArray<PbVec3f>::ForOverwrite(count + 1);
+    read = trq::MeshArray<PbVec3f>::ForOverwrite(count + 1);
     host::ExpectFilling(read.get(), count * sizeof(PbVec3f));
     read[count] = PbVec3f(0, 0, 0);
   }
@@ -91,16 +91,16 @@ bool AnyIndexBeyond(const R_INT4* triangles, std::size_t count, int32_t vertex_c
 
 // `index_end` is made one more than the largest index when one lies beyond the vertices, else the vertex
 // count.
-ReadFailure ReadTriangles(std::FILE* f, const CTL_HEADER& header, bool foreign, MeshArray<R_INT4>& triangles,
-                          std::size_t& index_end, int& system_error) {
+ReadFailure ReadTriangles(std::FILE* f, const CTL_HEADER& header, bool foreign,
+                          trq::MeshArray<R_INT4>& triangles, std::size_t& index_end, int& system_error) {
   const int bits = PackedBits(header.num_vertices);
   const std::size_t count = static_cast<std::size_t>(header.num_triangles);
   triangles.reset();
   if (bits == 0 && count > kMostTrianglesWithoutBits) return ReadFailure::kNoTriangles;
   if (!ClaimFits(f, PackedWords(bits, 4 * count), sizeof(uint32_t))) return ReadFailure::kPastEnd;
-  MeshArray<R_INT4> read;
+  trq::MeshArray<R_INT4> read;
   if (BytesRemaining(f)) {
-    read = MeshArray<R_INT4>::ForOverwrite(count);
+    read = trq::MeshArray<R_INT4>::ForOverwrite(count);
     host::ExpectFilling(read.get(), count * sizeof(R_INT4));
   }
 
@@ -129,8 +129,8 @@ ReadFailure ReadTriangles(std::FILE* f, const CTL_HEADER& header, bool foreign, 
   return ReadFailure::kNone;
 }
 
-ReadFailure ReadCtlFile(std::FILE* f, CTL_HEADER& header, MeshArray<PbVec3f>& vertices,
-                        MeshArray<R_INT4>& triangles, int& system_error) {
+ReadFailure ReadCtlFile(std::FILE* f, CTL_HEADER& header, trq::MeshArray<PbVec3f>& vertices,
+                        trq::MeshArray<R_INT4>& triangles, int& system_error) {
   CTL_HEADER read;
   if (std::fread(static_cast<void*>(&read), 1, sizeof read, f) != sizeof read) return ReadFailure::kNoHeader;
   header = read;
@@ -245,7 +245,8 @@ int CTL::fp_read(FILE* f) {
 
 int CTL::get_units(FILE* f) {
   CTL_HEADER read;
-  if (std::fread(static_cast<void*>(&read), 1, sizeof read, f) != sizeof read) return component_io::kFailed;
+  if (std::fread(static_cast<void*>(&read), 1, sizeof read, f) != sizeof read)
+    return trq::component_io::kFailed;
   header = read;
   std::rewind(f);
   units = header.units;
@@ -254,10 +255,10 @@ int CTL::get_units(FILE* f) {
 
 int CTL::SaveCTLModel(CString path, float matrix[4][4], int mm_to_inch) {
   trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, path, "wb", trq::detail::kWriting);
-  if (!file) return mesh_io::kFailed;
+  if (!file) return trq::mesh_io::kFailed;
   const std::size_t triangle_count = trq::detail::UsedTriangles(*this);
   const std::size_t vertex_count = trq::detail::UsedVertices(*this);
-  if (triangle_count == 0) return mesh_io::kFailed;
+  if (triangle_count == 0) return trq::mesh_io::kFailed;
 
   header.format_word = 12;
   CTL_HEADER written = header;
@@ -284,8 +285,8 @@ int CTL::SaveCTLModel(CString path, float matrix[4][4], int mm_to_inch) {
                                                      written.num_vertices);
   }
   return trq::detail::CloseOnRecord(*this, std::move(file), trq::detail::kWriting) && packed
-             ? mesh_io::kDone
-             : mesh_io::kFailed;
+             ? trq::mesh_io::kDone
+             : trq::mesh_io::kFailed;
 }
 
 namespace {

@@ -86,9 +86,9 @@ int CTL::Calculate_normals() {
   const std::size_t count = trq::detail::UsedTriangles(*this);
   normals_.reset();
   try {
-    normals_ = MeshArray<VECTOR>::ForOverwrite(count);
+    normals_ = trq::MeshArray<VECTOR>::ForOverwrite(count);
   } catch (const std::bad_alloc&) {
-    return mesh_io::kFailed;
+    return trq::mesh_io::kFailed;
   }
   trq::host::ExpectFilling(normals_.get(), count * sizeof(VECTOR));
   const PbVec3f* const vertices = vertices_.get();
@@ -117,11 +117,11 @@ int CTL::Calculate_normals() {
     }
     if (!sound) {
       std::fill(normals + i, normals + count, VECTOR());
-      return mesh_io::kFailed;
+      return trq::mesh_io::kFailed;
     }
     normals[i] = trq::detail::FacetNormal(corner[0], corner[1], corner[2]);
   }
-  return mesh_io::kDone;
+  return trq::mesh_io::kDone;
 }
 
 float CTL::areaX2sq(int i) {

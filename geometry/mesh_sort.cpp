@@ -43,7 +43,7 @@ void SortByHeight(CTL& mesh, NotAfter not_after, After after) {
   }
   trq::detail::HeapSort(heights.data(), static_cast<std::ptrdiff_t>(count),
                         [after](const Height& a, const Height& b) { return after(a.z, b.z); });
-  MeshArray<R_INT4> sorted = MeshArray<R_INT4>::ForOverwrite(count);
+  trq::MeshArray<R_INT4> sorted = trq::MeshArray<R_INT4>::ForOverwrite(count);
   for (std::size_t i = 0; i < count; ++i) sorted[i] = mesh.triangles_[heights[i].triangle];
   mesh.triangles_ = std::move(sorted);
 }
@@ -53,15 +53,15 @@ void SortByHeight(CTL& mesh, NotAfter not_after, After after) {
 // NaN heights compare false with everything, in the rotation and in the sort.
 
 void CTL::z_sort_ascending() {
-  if (header.sort_state == sort_state::kAscending) return;
+  if (header.sort_state == trq::sort_state::kAscending) return;
   SortByHeight(
       *this, [](float a, float b) { return a <= b; }, [](float a, float b) { return a > b; });
-  header.sort_state = sort_state::kAscending;
+  header.sort_state = trq::sort_state::kAscending;
 }
 
 void CTL::z_sort_descending() {
-  if (header.sort_state == sort_state::kDescending) return;
+  if (header.sort_state == trq::sort_state::kDescending) return;
   SortByHeight(
       *this, [](float a, float b) { return a >= b; }, [](float a, float b) { return a < b; });
-  header.sort_state = sort_state::kDescending;
+  header.sort_state = trq::sort_state::kDescending;
 }

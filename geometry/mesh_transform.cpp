@@ -25,7 +25,7 @@ using trq::detail::UsedVertices;
 void CTL::truncateVertices() {
   const std::size_t triangle_count = UsedTriangles(*this);
   const std::size_t vertex_count = UsedVertices(*this);
-  MeshArray<uint32_t> uses(vertex_count);
+  trq::MeshArray<uint32_t> uses(vertex_count);
   for (std::size_t i = 0; i < triangle_count; ++i) {
     for (int k = 0; k < 3; ++k) {
       const std::size_t index = static_cast<uint32_t>(triangles_[i][k]);
@@ -42,9 +42,9 @@ void CTL::truncateVertices() {
 void CTL::copy(CTL* dst) {
   if (!dst || dst == this) return;
   const std::size_t triangle_count = UsedTriangles(*this);
-  MeshArray<PbVec3f> vertices = vertices_.Clone(UsedVertices(*this), RoomOf(*this));
-  MeshArray<R_INT4> triangles = triangles_.Clone(triangle_count, triangle_count);
-  MeshArray<VECTOR> normals;
+  trq::MeshArray<PbVec3f> vertices = vertices_.Clone(UsedVertices(*this), RoomOf(*this));
+  trq::MeshArray<R_INT4> triangles = triangles_.Clone(triangle_count, triangle_count);
+  trq::MeshArray<VECTOR> normals;
   if (normals_) normals = normals_.Clone(triangle_count, triangle_count);
   dst->vertices_ = std::move(vertices);
   dst->triangles_ = std::move(triangles);
@@ -103,7 +103,7 @@ void CTL::mirror(CTL* dst, int axis, int mm_to_inch, float offset, COMPONENT_INF
   const bool mirrors = axis >= 0 && axis <= 2;
   const int a = mirrors ? 2 - axis : 0;  // the mirrored coordinate: axis 0 is z
   // Everything is read before anything is written: the destinations may be the sources.
-  const PlacementRecord source = info->record;
+  const trq::PlacementRecord source = info->record;
   const int32_t words[] = {info->word(2), info->word(3), info->word(4), info->word(5)};
   const auto& R = source.R;
   const double shift = mirrors ? static_cast<double>(offset) + R[25 + a] : 0.0;
@@ -111,8 +111,8 @@ void CTL::mirror(CTL* dst, int axis, int mm_to_inch, float offset, COMPONENT_INF
 
   const std::size_t vertex_count = UsedVertices(*this);
   const std::size_t triangle_count = UsedTriangles(*this);
-  MeshArray<PbVec3f> vertices = vertices_.Clone(vertex_count, RoomOf(*this));
-  MeshArray<R_INT4> triangles = triangles_.Clone(triangle_count, triangle_count);
+  trq::MeshArray<PbVec3f> vertices = vertices_.Clone(vertex_count, RoomOf(*this));
+  trq::MeshArray<R_INT4> triangles = triangles_.Clone(triangle_count, triangle_count);
   if (mirrors) {
     float matrix[4][4];
     for (int i = 0; i < 16; ++i) matrix[i / 4][i % 4] = R[i];
@@ -141,5 +141,5 @@ void CTL::mirror(CTL* dst, int axis, int mm_to_inch, float offset, COMPONENT_INF
       result[first + a] = static_cast<float>(shift + R[first + a]);
   }
   // There is no code for a mesh without normals; for one whose facets have none there never was.
-  if (dst->Calculate_normals() != mesh_io::kDone && !dst->normals_) throw std::bad_alloc();
+  if (dst->Calculate_normals() != trq::mesh_io::kDone && !dst->normals_) throw std::bad_alloc();
 }

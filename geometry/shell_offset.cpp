@@ -375,7 +375,7 @@ int CTL::offset_ctl() {
 
   // The directions are a member so that validate_offset finds them; they go whatever way this is left.
   struct DirectionsEnd {
-    MeshArray<VECTOR>& directions;
+    trq::MeshArray<VECTOR>& directions;
     ~DirectionsEnd() { directions.reset(); }
   } directions_end{push_directions_};
   push_directions_.reset(vertex_count);
@@ -457,9 +457,9 @@ int CTL::MergeShellAndCTLintoCTL() {
   const std::size_t vertex_count = UsedVertices(*this);
   const std::size_t triangle_count = UsedTriangles(*this);
   if (2 * vertex_count > INT_MAX || 2 * triangle_count > INT_MAX) throw std::bad_alloc();
-  MeshArray<PbVec3f> vertices = vertices_.Clone(vertex_count, vertex_count + trq::detail::RoomOf(*this));
+  trq::MeshArray<PbVec3f> vertices = vertices_.Clone(vertex_count, vertex_count + trq::detail::RoomOf(*this));
   for (std::size_t i = 0; i < vertex_count; ++i) vertices[vertex_count + i] = shell_vertices_[i];
-  MeshArray<R_INT4> triangles = triangles_.Clone(triangle_count, 2 * triangle_count);
+  trq::MeshArray<R_INT4> triangles = triangles_.Clone(triangle_count, 2 * triangle_count);
   for (std::size_t i = 0; i < triangle_count; ++i) {
     R_INT4 triangle = triangles_[i];
     for (int k = 0; k < 3; ++k) triangle[k] = trq::detail::MovedIndex(triangles_[i][2 - k], vertex_count);

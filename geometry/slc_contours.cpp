@@ -23,10 +23,10 @@ struct Reflection {
   }
 };
 
-void Reflect(SlcLayer& layer, Reflection& reflection) {
+void Reflect(trq::SlcLayer& layer, Reflection& reflection) {
   const float height = layer.z;  // read before the first vertex sets it
   bool z_is_set = false;
-  for (const SlcBoundary& boundary : layer.boundaries()) {
+  for (const trq::SlcBoundary& boundary : layer.boundaries()) {
     for (std::size_t i = 0; i < boundary.vertex_count; ++i) {
       float* const xy = boundary.points + 2 * i;
       const PbVec3f point = reflection.Apply(xy[0], xy[1], height);
@@ -41,22 +41,22 @@ void Reflect(SlcLayer& layer, Reflection& reflection) {
 
 }  // namespace
 
-SlcLayer SlcLayer::Terminator(float z) {
-  SlcLayer layer(z);
+trq::SlcLayer trq::SlcLayer::Terminator(float z) {
+  trq::SlcLayer layer(z);
   layer.terminator_ = true;
   return layer;
 }
 
-SlcLayer::SlcLayer(const SlcLayer& other) : z(other.z), terminator_(other.terminator_) {
+trq::SlcLayer::SlcLayer(const trq::SlcLayer& other) : z(other.z), terminator_(other.terminator_) {
   CopyBoundaries(other);
 }
 
-SlcLayer& SlcLayer::operator=(const SlcLayer& other) {
-  if (this != &other) *this = SlcLayer(other);
+trq::SlcLayer& trq::SlcLayer::operator=(const trq::SlcLayer& other) {
+  if (this != &other) *this = trq::SlcLayer(other);
   return *this;
 }
 
-SlcLayer::SlcLayer(SlcLayer&& other) noexcept
+trq::SlcLayer::SlcLayer(trq::SlcLayer&& other) noexcept
     : z(other.z),
       terminator_(other.terminator_),
       boundaries_(std::exchange(other.boundaries_, {})),
@@ -65,7 +65,7 @@ SlcLayer::SlcLayer(SlcLayer&& other) noexcept
       free_size_(std::exchange(other.free_size_, 0)),
       block_size_(std::exchange(other.block_size_, 0)) {}
 
-SlcLayer& SlcLayer::operator=(SlcLayer&& other) noexcept {
+trq::SlcLayer& trq::SlcLayer::operator=(trq::SlcLayer&& other) noexcept {
   if (this != &other) {
     z = other.z;
     terminator_ = other.terminator_;
@@ -78,9 +78,9 @@ SlcLayer& SlcLayer::operator=(SlcLayer&& other) noexcept {
   return *this;
 }
 
-SlcLayer::~SlcLayer() = default;
+trq::SlcLayer::~SlcLayer() = default;
 
-float* SlcLayer::AddBoundary(uint32_t vertex_count, uint32_t gap_count) {
+float* trq::SlcLayer::AddBoundary(uint32_t vertex_count, uint32_t gap_count) {
   const std::size_t needed = std::size_t{2} * vertex_count;
   float* points = nullptr;
   if (needed > 0) {
@@ -96,25 +96,25 @@ float* SlcLayer::AddBoundary(uint32_t vertex_count, uint32_t gap_count) {
   return points;
 }
 
-void SlcLayer::AddBoundary(uint32_t vertex_count, uint32_t gap_count, float* points,
-                           const std::shared_ptr<float[]>& block) {
+void trq::SlcLayer::AddBoundary(uint32_t vertex_count, uint32_t gap_count, float* points,
+                                const std::shared_ptr<float[]>& block) {
   if (vertex_count > 0 && (blocks_.empty() || blocks_.back() != block)) blocks_.push_back(block);
   boundaries_.push_back({vertex_count, gap_count, vertex_count > 0 ? points : nullptr});
 }
 
-void SlcLayer::MakeBlock(std::size_t size) {
+void trq::SlcLayer::MakeBlock(std::size_t size) {
   std::shared_ptr<float[]> block(new float[size]);  // owned before the list grows, which may fail
   blocks_.push_back(std::move(block));
   free_points_ = blocks_.back().get();
   free_size_ = block_size_ = size;
 }
 
-void SlcLayer::CopyBoundaries(const SlcLayer& other) {
+void trq::SlcLayer::CopyBoundaries(const trq::SlcLayer& other) {
   std::size_t total = 0;
-  for (const SlcBoundary& boundary : other.boundaries_) total += std::size_t{2} * boundary.vertex_count;
+  for (const trq::SlcBoundary& boundary : other.boundaries_) total += std::size_t{2} * boundary.vertex_count;
   if (total > 0) MakeBlock(total);
   boundaries_.reserve(other.boundaries_.size());
-  for (const SlcBoundary& boundary : other.boundaries_) {
+  for (const trq::SlcBoundary& boundary : other.boundaries_) {
     float* const points = AddBoundary(boundary.vertex_count, boundary.gap_count);
     if (points) std::memcpy(points, boundary.points, std::size_t{8} * boundary.vertex_count);
   }
@@ -144,7 +144,7 @@ void slc::mirror(slc* target, int axis, int unit, float offset, COMPONENT_INFO* 
   copy(target);
 
   const COMPONENT_INFO from = *source;  // the two records may be one
-  PlacementRecord placement;
+  trq::PlacementRecord placement;
   for (int k = 2; k <= 5; ++k) target_component->word(k) = from.word(k);
   target_component->word(6) = 0;
   std::copy(from.placement() + 16, from.placement() + 30, placement.R.begin() + 16);
@@ -158,7 +158,7 @@ void slc::mirror(slc* target, int axis, int unit, float offset, COMPONENT_INFO* 
     float matrix[4][4];
     std::memcpy(matrix, from.placement(), sizeof matrix);
     Reflection reflection{trq::detail::PlacedPoints(matrix, unit), a, 2.0 * from.placement()[22 + a] + shift};
-    for (SlcLayer& layer : target->layers) Reflect(layer, reflection);
+    for (trq::SlcLayer& layer : target->layers) Reflect(layer, reflection);
   }
   target_component->record = placement;
 }

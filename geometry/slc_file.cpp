@@ -39,7 +39,7 @@ class BlockReader {
 
   /// Bytes that the file holds beyond those taken.
   uint64_t remaining() const { return remaining_; }
-  /// Makes the next `size` bytes, a multiple of four, stand together in the block; answers how many do.
+  /// Makes the next `size` bytes, a multiple of four, stand together in the block; returns how many do.
   std::size_t Stand(std::size_t size) {
     if (end_ - begin_ < size) Refill(size);
     return std::min(size, end_ - begin_);
@@ -94,21 +94,21 @@ class PiecewiseReader {
   char word_pair_[8];
 };
 
-int ReadPoints(BlockReader& reader, uint32_t vertex_count, uint32_t gap_count, SlcLayer& layer) {
+int ReadPoints(BlockReader& reader, uint32_t vertex_count, uint32_t gap_count, trq::SlcLayer& layer) {
   // The count is a claim: no memory before the file is known to be that long.
   const uint64_t size = sizeof(Point) * uint64_t{vertex_count};
-  if (size > reader.remaining() || reader.Stand(size) < size) return slc_file::kVerticesShort;
+  if (size > reader.remaining() || reader.Stand(size) < size) return trq::slc_file::kVerticesShort;
   layer.AddBoundary(vertex_count, gap_count, reinterpret_cast<float*>(reader.next()), reader.block());
   reader.Take(size);
-  return slc_file::kOk;
+  return trq::slc_file::kOk;
 }
 
-int ReadPoints(PiecewiseReader& reader, uint32_t vertex_count, uint32_t gap_count, SlcLayer& layer) {
+int ReadPoints(PiecewiseReader& reader, uint32_t vertex_count, uint32_t gap_count, trq::SlcLayer& layer) {
   std::vector<Point> points;
-  if (reader.ReadPoints(vertex_count, points) != vertex_count) return slc_file::kVerticesShort;
+  if (reader.ReadPoints(vertex_count, points) != vertex_count) return trq::slc_file::kVerticesShort;
   float* const stored = layer.AddBoundary(vertex_count, gap_count);
   if (stored) std::memcpy(stored, points.data(), sizeof(Point) * points.size());
-  return slc_file::kOk;
+  return trq::slc_file::kOk;
 }
 
 /// Two 32-bit words, or which of them is cut short.
@@ -120,43 +120,43 @@ int ReadWordPair(Reader& reader, void* first, void* second, int first_short, int
   std::memcpy(first, reader.next(), 4);
   std::memcpy(second, reader.next() + 4, 4);
   reader.Take(8);
-  return slc_file::kOk;
+  return trq::slc_file::kOk;
 }
 
 /// Reads as far as the terminator.
 template <class Reader>
-int ReadLayers(Reader& reader, std::vector<SlcLayer>& layers) {
+int ReadLayers(Reader& reader, std::vector<trq::SlcLayer>& layers) {
   while (true) {
     float z = 0;
     uint32_t boundary_count = 0;
-    int result =
-        ReadWordPair(reader, &z, &boundary_count, slc_file::kLayerZShort, slc_file::kBoundaryCountShort);
-    if (result != slc_file::kOk) return result;
-    if (boundary_count == SlcLayer::kTerminatorCount) {
-      layers.push_back(SlcLayer::Terminator(z));
-      return slc_file::kOk;
+    int result = ReadWordPair(reader, &z, &boundary_count, trq::slc_file::kLayerZShort,
+                              trq::slc_file::kBoundaryCountShort);
+    if (result != trq::slc_file::kOk) return result;
+    if (boundary_count == trq::SlcLayer::kTerminatorCount) {
+      layers.push_back(trq::SlcLayer::Terminator(z));
+      return trq::slc_file::kOk;
     }
-    SlcLayer layer(z);
+    trq::SlcLayer layer(z);
     // A boundary takes eight bytes at least.
     layer.Reserve(static_cast<std::size_t>(std::min<uint64_t>(boundary_count, reader.remaining() / 8)));
     for (uint32_t i = 0; i < boundary_count; ++i) {
       uint32_t vertex_count = 0;
       uint32_t gap_count = 0;
-      result = ReadWordPair(reader, &vertex_count, &gap_count, slc_file::kVertexCountShort,
-                            slc_file::kGapCountShort);
-      if (result == slc_file::kOk) result = ReadPoints(reader, vertex_count, gap_count, layer);
-      if (result != slc_file::kOk) return result;
+      result = ReadWordPair(reader, &vertex_count, &gap_count, trq::slc_file::kVertexCountShort,
+                            trq::slc_file::kGapCountShort);
+      if (result == trq::slc_file::kOk) result = ReadPoints(reader, vertex_count, gap_count, layer);
+      if (result != trq::slc_file::kOk) return result;
     }
     layers.push_back(std::move(layer));
   }
 }
 
-bool WriteLayer(FILE* file, const SlcLayer& layer) {
+bool WriteLayer(FILE* file, const trq::SlcLayer& layer) {
   const uint32_t boundary_count = layer.boundary_count();
   if (std::fwrite(&layer.z, sizeof layer.z, 1, file) != 1) return false;
   if (std::fwrite(&boundary_count, sizeof boundary_count, 1, file) != 1) return false;
   if (layer.is_terminator()) return true;
-  for (const SlcBoundary& boundary : layer.boundaries()) {
+  for (const trq::SlcBoundary& boundary : layer.boundaries()) {
     const uint32_t counts[2] = {boundary.vertex_count, boundary.gap_count};
     if (std::fwrite(counts, sizeof counts, 1, file) != 1) return false;
     if (boundary.vertex_count > 0 &&
@@ -193,14 +193,14 @@ bool slc::CloseFile() {
 
 int slc::openSLCFile(SLC_OPEN_MODE mode) {
   CloseFile();
-  if (mode != SLC_OPEN_READ && mode != SLC_OPEN_WRITE) return slc_file::kCannotOpen;
+  if (mode != SLC_OPEN_READ && mode != SLC_OPEN_WRITE) return trq::slc_file::kCannotOpen;
   std::error_code ignored;
-  if (std::filesystem::is_directory(path, ignored)) return slc_file::kCannotOpen;
+  if (std::filesystem::is_directory(path, ignored)) return trq::slc_file::kCannotOpen;
   file = std::fopen(path, mode == SLC_OPEN_READ ? "rb" : "wb");
-  if (!file) return slc_file::kCannotOpen;
+  if (!file) return trq::slc_file::kCannotOpen;
   stream_buffer_.reset(new char[kStreamBuffer]);
   std::setvbuf(file, stream_buffer_.get(), _IOFBF, kStreamBuffer);
-  return slc_file::kOk;
+  return trq::slc_file::kOk;
 }
 
 int slc::loadSlc() {
@@ -210,21 +210,21 @@ int slc::loadSlc() {
     slc& model;
   } closer{*this};
   int result = openSLCFile(SLC_OPEN_READ);
-  if (result == slc_file::kOk) result = readSlcHeader();
-  if (result == slc_file::kOk) result = readReservedSection();
-  if (result == slc_file::kOk) result = readTableEntry();
-  if (result == slc_file::kOk) result = processContourLayers();
+  if (result == trq::slc_file::kOk) result = readSlcHeader();
+  if (result == trq::slc_file::kOk) result = readReservedSection();
+  if (result == trq::slc_file::kOk) result = readTableEntry();
+  if (result == trq::slc_file::kOk) result = processContourLayers();
   return result;
 }
 
 int slc::writeSlc() {
   int result = openSLCFile(SLC_OPEN_WRITE);
-  if (result == slc_file::kOk) result = writeSlcHeader();
-  if (result == slc_file::kOk) result = writeReservedSection();
-  if (result == slc_file::kOk) result = writeTableEntry();
-  if (result == slc_file::kOk) result = writeContourLayers();
+  if (result == trq::slc_file::kOk) result = writeSlcHeader();
+  if (result == trq::slc_file::kOk) result = writeReservedSection();
+  if (result == trq::slc_file::kOk) result = writeTableEntry();
+  if (result == trq::slc_file::kOk) result = writeContourLayers();
   const bool closed = CloseFile();
-  return result == slc_file::kOk && !closed ? slc_file::kContourWriteFailed : result;
+  return result == trq::slc_file::kOk && !closed ? trq::slc_file::kContourWriteFailed : result;
 }
 
 int slc::SaveSLCModel(CString new_path) {
@@ -233,17 +233,17 @@ int slc::SaveSLCModel(CString new_path) {
 }
 
 int slc::readSlcHeader() {
-  if (!file) return slc_file::kBadHeaderByte;
+  if (!file) return trq::slc_file::kBadHeaderByte;
   char text[kMaxHeader + 1] = {};
   for (int length = 0;; ++length) {
     const int byte = std::getc(file);
-    if (byte == EOF || byte == kEndOrBadByte) return slc_file::kBadHeaderByte;
+    if (byte == EOF || byte == kEndOrBadByte) return trq::slc_file::kBadHeaderByte;
     if (byte == kHeaderEnd) {
       std::memcpy(header_text, text, sizeof header_text);
       header_length = length;
-      return slc_file::kOk;
+      return trq::slc_file::kOk;
     }
-    if (length == kMaxHeader) return slc_file::kHeaderTooLong;
+    if (length == kMaxHeader) return trq::slc_file::kHeaderTooLong;
     text[length] = static_cast<char>(byte);
   }
 }
@@ -251,27 +251,27 @@ int slc::readSlcHeader() {
 int slc::readReservedSection() {
   // Kept: the block is dropped, so a file loaded and saved gets the block the object held.
   char dropped[kReservedSize];
-  return readAndSwap(dropped, 1, kReservedSize, 0) == kReservedSize ? slc_file::kOk
-                                                                    : slc_file::kReservedOrCountShort;
+  return readAndSwap(dropped, 1, kReservedSize, 0) == kReservedSize ? trq::slc_file::kOk
+                                                                    : trq::slc_file::kReservedOrCountShort;
 }
 
 int slc::readTableEntry() {
   char count = 0;
-  if (readAndSwap(&count, 1, 1, 0) != 1) return slc_file::kReservedOrCountShort;
+  if (readAndSwap(&count, 1, 1, 0) != 1) return trq::slc_file::kReservedOrCountShort;
   table_count = static_cast<uint8_t>(count);
-  if (table_count == 0) return slc_file::kEmptyTable;
+  if (table_count == 0) return trq::slc_file::kEmptyTable;
   // Kept: the count is a signed byte here, so 128 and more read no entries.
-  if (table_count >= 128) return slc_file::kOk;
+  if (table_count >= 128) return trq::slc_file::kOk;
   for (int i = 0; i < table_count; ++i) {
-    SlcTableEntry entry;
-    if (std::fread(&entry, sizeof entry, 1, file) != 1) return slc_file::kTableEntryShort;
+    trq::SlcTableEntry entry;
+    if (std::fread(&entry, sizeof entry, 1, file) != 1) return trq::slc_file::kTableEntryShort;
     table.push_back(entry);
   }
-  return slc_file::kOk;
+  return trq::slc_file::kOk;
 }
 
 int slc::processContourLayers() {
-  if (!file) return slc_file::kLayerZShort;
+  if (!file) return trq::slc_file::kLayerZShort;
   if (const std::optional<uint64_t> remaining = trq::detail::BytesRemaining(file)) {
     BlockReader reader(file, *remaining);
     return ReadLayers(reader, layers);
@@ -281,35 +281,35 @@ int slc::processContourLayers() {
 }
 
 int slc::writeSlcHeader() {
-  if (!file) return slc_file::kHeaderWriteFailed;
+  if (!file) return trq::slc_file::kHeaderWriteFailed;
   const std::size_t length = static_cast<std::size_t>(std::clamp(header_length, 0, kMaxHeader));
   const bool written = std::fwrite(header_text, 1, length, file) == length &&
                        std::putc(kHeaderEnd, file) == kHeaderEnd && std::fflush(file) == 0;
-  return written ? slc_file::kOk : slc_file::kHeaderWriteFailed;
+  return written ? trq::slc_file::kOk : trq::slc_file::kHeaderWriteFailed;
 }
 
 int slc::writeReservedSection() {
-  if (!file) return slc_file::kReservedWriteFailed;
+  if (!file) return trq::slc_file::kReservedWriteFailed;
   const bool written =
       std::fwrite(reserved, 1, kReservedSize, file) == kReservedSize && std::fflush(file) == 0;
-  return written ? slc_file::kOk : slc_file::kReservedWriteFailed;
+  return written ? trq::slc_file::kOk : trq::slc_file::kReservedWriteFailed;
 }
 
 int slc::writeTableEntry() {
-  if (table_count == 0) return slc_file::kEmptyTable;
-  if (!file) return slc_file::kTableWriteFailed;
+  if (table_count == 0) return trq::slc_file::kEmptyTable;
+  if (!file) return trq::slc_file::kTableWriteFailed;
   bool written = std::fwrite(&table_count, 1, 1, file) == 1;
-  written = written && (table.empty() ||
-                        std::fwrite(table.data(), sizeof(SlcTableEntry), table.size(), file) == table.size());
-  return written && std::fflush(file) == 0 ? slc_file::kOk : slc_file::kTableWriteFailed;
+  written = written && (table.empty() || std::fwrite(table.data(), sizeof(trq::SlcTableEntry), table.size(),
+                                                     file) == table.size());
+  return written && std::fflush(file) == 0 ? trq::slc_file::kOk : trq::slc_file::kTableWriteFailed;
 }
 
 int slc::writeContourLayers() {
-  if (!file) return slc_file::kContourWriteFailed;
-  for (const SlcLayer& layer : layers) {
-    if (!WriteLayer(file, layer)) return slc_file::kContourWriteFailed;
+  if (!file) return trq::slc_file::kContourWriteFailed;
+  for (const trq::SlcLayer& layer : layers) {
+    if (!WriteLayer(file, layer)) return trq::slc_file::kContourWriteFailed;
   }
-  return std::fflush(file) == 0 ? slc_file::kOk : slc_file::kContourWriteFailed;
+  return std::fflush(file) == 0 ? trq::slc_file::kOk : trq::slc_file::kContourWriteFailed;
 }
 
 int slc::readAndSwap(char* buffer, int size, int count, unsigned swap) {

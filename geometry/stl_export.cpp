@@ -76,7 +76,7 @@ class PlacedFacets {
   PlacedFacets(const CTL& mesh, const PlacedPoints& placement)
       : mesh_(mesh),
         placement_(placement),
-        vertices_(MeshArray<Padded>::ForOverwrite(trq::detail::UsedVertices(mesh))) {
+        vertices_(trq::MeshArray<Padded>::ForOverwrite(trq::detail::UsedVertices(mesh))) {
     for (std::size_t i = 0; i < vertices_.size(); ++i)
       placement.Place(mesh.vertices_[i].data(), 1.0f, vertices_[i].point);
   }
@@ -115,7 +115,7 @@ class PlacedFacets {
 
   const CTL& mesh_;
   const PlacedPoints& placement_;
-  MeshArray<Padded> vertices_;
+  trq::MeshArray<Padded> vertices_;
   float normals_[3][kFacetsAtOnce];
   Padded other_[3];
 };
@@ -154,13 +154,13 @@ constexpr char kWriting[] = "STL file write";
 
 int ReportNotSaved() {
   AfxMessageBox(kNotSaved);
-  return mesh_io::kFailed;
+  return trq::mesh_io::kFailed;
 }
 
 /// Kept: the code tells about creating only; a failed write is on record in the mesh.
 int CloseSaved(CTL& mesh, trq::detail::FileHandle file) {
   trq::detail::CloseOnRecord(mesh, std::move(file), kWriting);
-  return mesh_io::kDone;
+  return trq::mesh_io::kDone;
 }
 
 /// A binary STL file as a whole.

@@ -40,7 +40,7 @@ class MeshBuilder {
  public:
   MeshBuilder(std::size_t facet_count, float tolerance)
       : vertices_(std::max<std::size_t>(3 * facet_count, 1)),
-        triangles_(MeshArray<R_INT4>::ForOverwrite(facet_count)),
+        triangles_(trq::MeshArray<R_INT4>::ForOverwrite(facet_count)),
         merger_(tolerance, static_cast<int32_t>(facet_count), vertices_.get()) {
     trq::host::ExpectFilling(vertices_.get(), vertices_.size() * sizeof(PbVec3f));
     trq::host::ExpectFilling(triangles_.get(), triangles_.size() * sizeof(R_INT4));
@@ -76,8 +76,8 @@ class MeshBuilder {
   }
 
  private:
-  MeshArray<PbVec3f> vertices_;
-  MeshArray<R_INT4> triangles_;
+  trq::MeshArray<PbVec3f> vertices_;
+  trq::MeshArray<R_INT4> triangles_;
   trq::detail::VertexMerger merger_;
   std::size_t facets_added_ = 0;
   int32_t answers_[3 * kRecordsAtOnce];
@@ -89,7 +89,7 @@ class RecordReader {
   RecordReader(std::FILE* f, std::size_t count)
       : file_(f), left_(count), bytes_(std::min(count, kRecordsAtOnce) * kRecordSize) {}
 
-  /// Reads the next facets and answers how many; fewer than asked for only when the stream ends.
+  /// Reads the next facets and returns how many; fewer than asked for only when the stream ends.
   std::size_t Next(Facets& facets) {
     const std::size_t wanted = std::min(left_, kRecordsAtOnce);
     const std::size_t count = std::fread(bytes_.data(), kRecordSize, wanted, file_);
@@ -143,12 +143,12 @@ int ReadRecords(CTL& mesh, std::FILE* f, std::size_t count, int file_units, floa
   RecordReader reader(f, count);
   for (std::size_t done = 0; done < count;) {
     const std::size_t got = reader.Next(*facets);
-    if (got == 0) return stl_import::kFacetsMissing;  // the file has become shorter meanwhile
+    if (got == 0) return trq::stl_import::kFacetsMissing;  // the file has become shorter meanwhile
     builder->Add(*facets, got);
     done += got;
   }
   mesh.header.units = file_units;
-  return builder->MoveInto(mesh) ? stl_import::kOk : stl_import::kNotBuilt;
+  return builder->MoveInto(mesh) ? trq::stl_import::kOk : trq::stl_import::kNotBuilt;
 }
 
 /// Moves the records that are there, `claimed` at most, into the bag.
@@ -162,18 +162,19 @@ void ReadRecordsIntoBag(std::FILE* f, std::size_t claimed, TriangleBAG& bag) {
 
 int ReadBinarySolid(CTL& mesh, std::FILE* f, int file_units, bool accept_partial, float tolerance) {
   const long start = std::ftell(f);
-  if (fread_(mesh.header.stl_header, 1, kHeaderSize, f) < kHeaderSize) return stl_import::kNoHeader;
+  if (fread_(mesh.header.stl_header, 1, kHeaderSize, f) < kHeaderSize) return trq::stl_import::kNoHeader;
   unsigned char count_bytes[4];
-  if (std::fread(count_bytes, 1, sizeof count_bytes, f) < sizeof count_bytes) return stl_import::kNoCount;
+  if (std::fread(count_bytes, 1, sizeof count_bytes, f) < sizeof count_bytes)
+    return trq::stl_import::kNoCount;
   const int32_t claimed = static_cast<int32_t>(trq::detail::LoadLittle32(count_bytes));
-  if (claimed <= 0) return stl_import::kNoCount;
+  if (claimed <= 0) return trq::stl_import::kNoCount;
 
   if (const std::optional<uint64_t> remaining = trq::detail::BytesRemaining(f)) {
     const int64_t present =
         static_cast<int64_t>(std::min<uint64_t>(static_cast<uint64_t>(claimed), *remaining / kRecordSize));
     if (present < claimed) {
       WarnOfMissingFacets(claimed - present);
-      if (!accept_partial) return stl_import::kFacetsMissing;
+      if (!accept_partial) return trq::stl_import::kFacetsMissing;
     }
     return ReadRecords(mesh, f, static_cast<std::size_t>(present), file_units, tolerance);
   }
@@ -184,14 +185,14 @@ int ReadBinarySolid(CTL& mesh, std::FILE* f, int file_units, bool accept_partial
   if (present < claimed) {
     WarnOfMissingFacets(int64_t{claimed} - present);
     // A stream that failed is no shorter file.
-    if (!accept_partial || std::ferror(f)) return stl_import::kFacetsMissing;
+    if (!accept_partial || std::ferror(f)) return trq::stl_import::kFacetsMissing;
     // The records are at hand; what is left of going back to the solid's header to read them again is where
     // the stream stands afterwards. A stream that cannot go back cannot read the header a second time.
     const long end = start + static_cast<long>(kHeaderSize + sizeof count_bytes) +
                      present * static_cast<long>(kRecordSize);
-    if (start < 0 || std::fseek(f, end, SEEK_SET) != 0) return stl_import::kNoHeader;
+    if (start < 0 || std::fseek(f, end, SEEK_SET) != 0) return trq::stl_import::kNoHeader;
   }
-  return mesh.create(bag, tolerance, file_units, 0) == 0 ? stl_import::kOk : stl_import::kNotBuilt;
+  return mesh.create(bag, tolerance, file_units, 0) == 0 ? trq::stl_import::kOk : trq::stl_import::kNotBuilt;
 }
 
 }  // namespace
@@ -220,11 +221,11 @@ int CTL::ascii_read(FILE* f, int file_units, float tolerance, int extra1, int) {
 }
 
 int CTL::read_stl(FILE* f, int file_units, int* accept_partial, int extra1, float tolerance, int extra2) {
-  if (!f) return stl_import::kNoHeader;
+  if (!f) return trq::stl_import::kNoHeader;
   if (std::ftell(f) == 0) {
     if (ascii_read(f, file_units, tolerance, extra1, extra2) != -1) {
       if (accept_partial) *accept_partial = 0;
-      return stl_import::kOk;
+      return trq::stl_import::kOk;
     }
     // Kept: text that fails is read as a binary file, also when it is a well-formed file of one facet.
     std::rewind(f);
@@ -234,14 +235,14 @@ int CTL::read_stl(FILE* f, int file_units, int* accept_partial, int extra1, floa
 
 int CTL::LoadSTLFile(FILE* f, int file_units, int* accept_partial, int, float, int) {
   const int result = read_stl(f, file_units, accept_partial, 0, kImportTolerance, 0);
-  if (result != stl_import::kOk) return result;
+  if (result != trq::stl_import::kOk) return result;
   for (;;) {
     CTL solid;
-    if (solid.read_stl(f, file_units, accept_partial, 0, kImportTolerance, 0) != stl_import::kOk) break;
+    if (solid.read_stl(f, file_units, accept_partial, 0, kImportTolerance, 0) != trq::stl_import::kOk) break;
     combine(&solid);
   }
   // How the last solid ended is not told, but a stream that failed is.
-  if (std::ferror(f)) return stl_import::kFacetsMissing;
+  if (std::ferror(f)) return trq::stl_import::kFacetsMissing;
   return Calculate_normals();
 }
 
@@ -253,7 +254,7 @@ int CTL::approximate(int target_triangles) {
   const std::size_t triangle_count = trq::detail::UsedTriangles(*this);
   // Indices beyond the vertices name zeroed room, and still do afterwards.
   const std::size_t index_end = trq::detail::IndexEnd(triangles_.get(), triangle_count);
-  MeshArray<PbVec3f> representatives(trq::detail::VertexRoom(old_count, index_end, vertices_.size()));
+  trq::MeshArray<PbVec3f> representatives(trq::detail::VertexRoom(old_count, index_end, vertices_.size()));
   std::vector<int32_t> answers(old_count);
   trq::detail::VertexMerger merger(tolerance, static_cast<int32_t>(old_count), representatives.get());
   merger.Add(vertices_.get(), old_count, answers.data());

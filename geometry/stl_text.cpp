@@ -153,7 +153,7 @@ uint64_t DigitsOf(uint64_t word) {
   return (word * 10000 + (word >> 32)) & 0xFFFFFFFFu;
 }
 
-/// Appends the digits at `p`, eight at most, to `digits` and answers how many there are.
+/// Appends the digits at `p`, eight at most, to `digits` and returns how many there are.
 int TakeDigits(const char* p, uint64_t& digits) {
   uint64_t word = WordAt(p) ^ 0x3030303030303030u;  // digits become their values
   // The high bit of every byte above 9; sums carry into later bytes only, so the first such bit is right.

@@ -15,7 +15,7 @@ bool ReadAsciiFacets(std::FILE* f, TriangleBAG& bag);
 /// Longest text of WriteScientific.
 constexpr int kScientificLength = 13;
 
-/// Writes `v` as printf("%e") does in the "C" locale, without a final zero, and answers its end.
+/// Writes `v` as printf("%e") does in the "C" locale, without a final zero, and returns its end.
 char* WriteScientific(char* out, float v);
 
 }  // namespace trq::detail

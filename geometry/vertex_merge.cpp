@@ -1,6 +1,6 @@
 // The idea: space is cut into cubic cells some tolerances wide, and a hash table finds the vertices of a
 // cell. Nearly every corner of a mesh repeats an earlier one exactly, and that one lies in the same cell: one
-// probe answers it. Only a point not seen before needs the tolerant search, and that ends after the same
+// probe returns it. Only a point not seen before needs the tolerant search, and that ends after the same
 // probe unless the point has company in its cell or lies within a tolerance of the cell's border. In front of
 // the table, which is larger than the caches, stands a small one of the vertices used last; most corners
 // never get behind it. Those that do wait in a short queue while their part of the table is on its way.
@@ -208,7 +208,7 @@ bool VertexMerger::InSameHashCell(float a, float b) const {
   return std::min(in, jn) > kProductError && std::max(in, jn) < 1 - kProductError;
 }
 
-/// Visits the vertices of all cells within `reach`, two tolerances at most, until `visit` answers false; some
+/// Visits the vertices of all cells within `reach`, two tolerances at most, until `visit` returns false; some
 /// lie outside, and one may come twice.
 template <class Visit>
 void VertexMerger::ForEachNear(const PbVec3f& p, double reach, Visit visit) const {
@@ -284,7 +284,7 @@ bool VertexMerger::IsAlone(int32_t vertex) const {
   return alone;
 }
 
-/// What the complete table answers for a point that has a match.
+/// What the complete table returns for a point that has a match.
 int32_t VertexMerger::LookUp(const PbVec3f& p) {
   int32_t lowest = INT32_MAX;
   int32_t highest = -1;

@@ -22,7 +22,7 @@ bool SameVertex(const PbVec3f& a, const PbVec3f& b, float tolerance);
 /// hashes fall into the same of `bucket_count` buckets.
 ///
 /// A point becomes a vertex when no earlier vertex matches it. Once all points are there, each point stands
-/// for the vertex that a look-up in the complete table answers: the first vertex of the point's bucket when
+/// for the vertex that a look-up in the complete table returns: the first vertex of the point's bucket when
 /// it matches, else the matching vertex with the highest number. A point that nothing matches, not even
 /// itself (NaN, infinity, a tolerance of 0 or less or NaN), stands for the vertex made for it.
 class VertexMerger {
@@ -31,11 +31,11 @@ class VertexMerger {
   /// caller's. bucket_count is at least 1.
   VertexMerger(float tolerance, int32_t bucket_count, PbVec3f* vertices);
 
-  /// Adds points. answers[i] is the number of the point's vertex, or negative when only Finish can tell.
+  /// Adds points. returns[i] is the number of the point's vertex, or negative when only Finish can tell.
   void Add(const PbVec3f* points, std::size_t count, int32_t* answers);
-  /// To be called after the last Add: settles the negative answers.
+  /// To be called after the last Add: settles the negative returns.
   void Finish();
-  /// Whether negative answers were given at all.
+  /// Whether negative returns were given at all.
   bool has_late_answers() const { return late_count_ > 0; }
   /// After Finish: the vertex that an answer of Add means.
   int32_t VertexOf(int32_t answer) const { return answer >= 0 ? answer : Late(~answer).vertex; }
@@ -86,7 +86,8 @@ class VertexMerger {
   double per_tolerance_ = 0;
   double width_ = 0;  // of a cell, in tolerances
   double cells_per_unit_ = 0;
-  MeshArray<uint64_t> slots_;  // 0: free; else the low half of a cell's hash, then a vertex number plus 1
+  trq::MeshArray<uint64_t>
+      slots_;  // 0: free; else the low half of a cell's hash, then a vertex number plus 1
   std::size_t slots_used_ = 0;
   std::size_t recent_points_ = 0;
   std::size_t recent_strangers_ = 0;

@@ -84,9 +84,9 @@ int CTL::ShiftTrianglesInZForZComp(float zcomp, int extra) {
 
 int CTL::DumpZCompedSTL(TheTriangle* facets, int) {
   const std::size_t count = trq::detail::UsedTriangles(*this);
-  if (!facets && count > 0) return mesh_io::kFailed;
+  if (!facets && count > 0) return trq::mesh_io::kFailed;
   trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, kFileName, "wb", kWriting);
-  if (!file) return mesh_io::kFailed;
+  if (!file) return trq::mesh_io::kFailed;
   SaveSTLHeader(file.get(), static_cast<int>(count));
   trq::detail::FacetWriter writer(file.get(), count);
   for (std::size_t i = 0; i < count; ++i) {
@@ -96,7 +96,7 @@ int CTL::DumpZCompedSTL(TheTriangle* facets, int) {
   }
   writer.Flush();
   trq::detail::CloseOnRecord(*this, std::move(file), kWriting);
-  return mesh_io::kDone;
+  return trq::mesh_io::kDone;
 }
 
 int CTL::DumpTheUpBucketIntoMainBucket(int n, TheTriangle* up, TheTriangle* main) {

@@ -80,14 +80,14 @@ int DriveKind(const std::string& path) {
   struct statfs information;
   while (::statfs(existing.c_str(), &information) != 0) {
     const std::string parent = ParentOf(existing);
-    if (parent == existing) return drive::kNoSuchRoot;
+    if (parent == existing) return trq::drive::kNoSuchRoot;
     existing = parent;
   }
   // File-system magic numbers as statfs(2) lists them.
   switch (static_cast<uint32_t>(information.f_type)) {
     case 0x4d44:      // msdos, vfat
     case 0x2011bab0:  // exfat
-      return drive::kRemovable;
+      return trq::drive::kRemovable;
     case 0xef53:      // ext2, ext3, ext4
     case 0x58465342:  // xfs
     case 0x9123683e:  // btrfs
@@ -97,7 +97,7 @@ int DriveKind(const std::string& path) {
     case 0x5346544e:  // ntfs
     case 0x3153464a:  // jfs
     case 0x52654973:  // reiserfs
-      return drive::kFixed;
+      return trq::drive::kFixed;
     case 0x6969:      // nfs
     case 0x517b:      // smb
     case 0xff534d42:  // cifs
@@ -105,15 +105,15 @@ int DriveKind(const std::string& path) {
     case 0x01021997:  // 9p
     case 0x65735546:  // fuse
     case 0x5346414f:  // afs
-      return drive::kRemote;
+      return trq::drive::kRemote;
     case 0x9660:      // iso9660
     case 0x15013346:  // udf
-      return drive::kCd;
+      return trq::drive::kCd;
     case 0x01021994:  // tmpfs
     case 0x858458f6:  // ramfs
-      return drive::kRam;
+      return trq::drive::kRam;
     default:
-      return drive::kUnknown;
+      return trq::drive::kUnknown;
   }
 }
 

@@ -114,7 +114,7 @@ RECOATSTYLE::RECOATSTYLE(const _rc_style* structure, RECOAT_TYPE type) : RecoatT
 
 void RECOATSTYLE::copyRecoatStyle(const RECOATSTYLE* source) {
   if (!source || source == this) return;
-  const std::shared_ptr<StyleStream> own_stream = file_;
+  const std::shared_ptr<trq::StyleStream> own_stream = file_;
   *this = *source;
   file_ = own_stream;
   for (const CountedList& counted : kLists) {
@@ -126,21 +126,21 @@ void RECOATSTYLE::copyRecoatStyle(const RECOATSTYLE* source) {
 void RECOATSTYLE::closeBuildStyleFile() { file_->Close(); }
 
 int RECOATSTYLE::isStyleFileBinary() {
-  StyleStream stream;
-  if (!stream.Open(FullPathName, "rb")) return legacy_recoat_file::kCannotOpen;
+  trq::StyleStream stream;
+  if (!stream.Open(FullPathName, "rb")) return trq::legacy_recoat_file::kCannotOpen;
   char start[4];
-  if (std::fread(start, 1, sizeof start, stream) != sizeof start) return legacy_recoat_file::kFailed;
+  if (std::fread(start, 1, sizeof start, stream) != sizeof start) return trq::legacy_recoat_file::kFailed;
   constexpr char kText[] = "name";
   FileKind =
       std::equal(start, start + sizeof start, kText,
                  [](char c, char small) { return c == small || c == static_cast<char>(small - 'a' + 'A'); })
           ? 0
           : 1;
-  return legacy_recoat_file::kOk;
+  return trq::legacy_recoat_file::kOk;
 }
 
 int RECOATSTYLE::binaryWriteStyle(CString path) {
-  if (!file_->Open(path, "wb")) return legacy_recoat_file::kCannotOpen;
+  if (!file_->Open(path, "wb")) return trq::legacy_recoat_file::kCannotOpen;
   StyleWriter writer(*file_);
   bool written = writer.Word(&Version) && writer.Text(StyleName, kNameWidth) &&
                  writer.Text(FullPathName, kNameWidth) && writer.Text(BuildDescription, kDescriptionWidth) &&
@@ -154,8 +154,8 @@ int RECOATSTYLE::binaryWriteStyle(CString path) {
     if (!list || list->empty()) continue;
     written = written && std::fwrite(list->data(), sizeof(SWEEPS), list->size(), *file_) == list->size();
   }
-  const bool closed = file_->Close() == style_file::kOk;
-  return written && closed ? legacy_recoat_file::kOk : legacy_recoat_file::kFailed;
+  const bool closed = file_->Close() == trq::style_file::kOk;
+  return written && closed ? trq::legacy_recoat_file::kOk : trq::legacy_recoat_file::kFailed;
 }
 
 namespace {
@@ -166,12 +166,12 @@ int ReadLegacy(RECOATSTYLE& style, FILE* stream) {
   CString stored_path;
   if (!reader.Word(&style.Version) || !reader.Text(style.StyleName, kNameWidth) ||
       !reader.Text(stored_path, kNameWidth) || !reader.Text(style.BuildDescription, kDescriptionWidth)) {
-    return legacy_recoat_file::kReadFailed;
+    return trq::legacy_recoat_file::kReadFailed;
   }
-  if (!reader.Word(&style.RecoatType)) return legacy_recoat_file::kFailed;
+  if (!reader.Word(&style.RecoatType)) return trq::legacy_recoat_file::kFailed;
   for (const NumberRow& number : kNumbers) {
     void* word = number.real ? static_cast<void*>(&(style.*number.real)) : &(style.*number.whole);
-    if (!reader.Word(word)) return legacy_recoat_file::kFailed;
+    if (!reader.Word(word)) return trq::legacy_recoat_file::kFailed;
   }
   for (const CountedList& counted : kLists) {
     auto list = std::make_shared<std::vector<SWEEPS>>();
@@ -180,17 +180,17 @@ int ReadLegacy(RECOATSTYLE& style, FILE* stream) {
     for (int32_t i = 0; i < style.*counted.count; ++i) {
       SWEEPS sweep;
       if (!reader.Word(&sweep.BladeGap) || !reader.Word(&sweep.BladeVelocity))
-        return legacy_recoat_file::kFailed;
+        return trq::legacy_recoat_file::kFailed;
       list->push_back(sweep);
     }
   }
-  return legacy_recoat_file::kOk;
+  return trq::legacy_recoat_file::kOk;
 }
 
 }  // namespace
 
 int RECOATSTYLE::binaryReadStyle() {
-  if (!file_->Open(FullPathName, "rb")) return legacy_recoat_file::kCannotOpen;
+  if (!file_->Open(FullPathName, "rb")) return trq::legacy_recoat_file::kCannotOpen;
   const int result = ReadLegacy(*this, *file_);
   file_->Close();
   return result;
@@ -228,8 +228,8 @@ int RECOATSTYLE::writeRecoatStyle(CString path) {
       });
     }
   }
-  if (!file_->Open(path, "wt")) return legacy_recoat_file::kCannotOpen;
+  if (!file_->Open(path, "wt")) return trq::legacy_recoat_file::kCannotOpen;
   const bool written = std::fwrite(text.data(), 1, text.size(), *file_) == text.size();
-  const bool closed = file_->Close() == style_file::kOk;
-  return written && closed ? legacy_recoat_file::kOk : legacy_recoat_file::kFailed;
+  const bool closed = file_->Close() == trq::style_file::kOk;
+  return written && closed ? trq::legacy_recoat_file::kOk : trq::legacy_recoat_file::kFailed;
 }

@@ -92,20 +92,20 @@ void ForAllSweeps(KVRECOATSTYLE& style, Action action) {
 // Kept: only the Z range and the blade velocities are converted.
 void KVRECOATSTYLE::ConvertAllValuesToMM() {
   ForFloatRecords(
-      kRecoatRows, *this, [](const auto& row) { return IsUnitConverted(row.unit); },
+      kRecoatRows, *this, [](const auto& row) { return trq::IsUnitConverted(row.unit); },
       [](auto& record) { record.ConvertAllValuesToMM(); });
   ForAllSweeps(*this, [](KVSWEEPS& sweep) { sweep.ConvertAllValuesToMM(); });
 }
 
 void KVRECOATSTYLE::ConvertAllValuesToINCH() {
   ForFloatRecords(
-      kRecoatRows, *this, [](const auto& row) { return IsUnitConverted(row.unit); },
+      kRecoatRows, *this, [](const auto& row) { return trq::IsUnitConverted(row.unit); },
       [](auto& record) { record.ConvertAllValuesToINCH(); });
   ForAllSweeps(*this, [](KVSWEEPS& sweep) { sweep.ConvertAllValuesToINCH(); });
 }
 
 void KVRECOATSTYLE::EquatelAllDefaultsToCurrentValue() {
-  for (const RecoatStyleParameterRow& row : kRecoatRows) {
+  for (const trq::RecoatStyleParameterRow& row : kRecoatRows) {
     WithRecord(row, *this, [](auto& record) { record.EquateDefaultToCurrentValue(); });
   }
   ForAllSweeps(*this, [](KVSWEEPS& sweep) { sweep.EquatelAllDefaultsToCurrentValue(); });
@@ -116,7 +116,7 @@ int KVRECOATSTYLE::ConvertTo205Version(float) {
   // Kept: the name says 2.05, the version ends as 2.06.
   Version.SetValue(kVersion206);
   Version.SetDefaultValue(kVersion206);
-  return style_file::kOk;
+  return trq::style_file::kOk;
 }
 
 int KVRECOATSTYLE::ConvertBuildStylesTo301() {
@@ -126,5 +126,5 @@ int KVRECOATSTYLE::ConvertBuildStylesTo301() {
   PreferredBladeGap.SetValue(0);
   PreferredBladeGap.SetDisplayFlag(0);
   PreferredBladeGap.SetEditFlag(1);
-  return style_file::kOk;
+  return trq::style_file::kOk;
 }

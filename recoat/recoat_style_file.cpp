@@ -134,7 +134,8 @@ using namespace trq::detail;
 int KVRECOATSTYLE::binaryWriteStyleData301() {
   StyleWriter writer(file);
   const int header = Transfer(writer, *this, kRecoatRows, kHeader301);
-  return Flushed(file, header == style_file::kOk ? Transfer(writer, *this, kRecoatRows, kData301) : header);
+  return Flushed(file,
+                 header == trq::style_file::kOk ? Transfer(writer, *this, kRecoatRows, kData301) : header);
 }
 
 int KVRECOATSTYLE::binaryWriteStyleData206() {
@@ -175,5 +176,5 @@ uint32_t KVRECOATSTYLE::calcCRC(const char* bytes, int length) { return BytesCrc
 int KVRECOATSTYLE::closeBuildStyleFile() { return file.Close(); }
 int KVRECOATSTYLE::setStyleFilePtr(FILE* stream) {
   file.Set(stream);
-  return style_file::kOk;
+  return trq::style_file::kOk;
 }

@@ -1,16 +1,18 @@
 #include "recoat/recoat_style_table.h"
 
-StyleParameterList<RecoatStyleMember> RecoatStyleParameters() { return trq::detail::kRecoatRows; }
+trq::StyleParameterList<trq::RecoatStyleMember> trq::RecoatStyleParameters() {
+  return trq::detail::kRecoatRows;
+}
 
 RecoatStyleParameterRecordFloat* KVRECOATSTYLE::FindFloat(const char* name) {
-  const RecoatStyleParameterRow* row = RecoatStyleParameters().Find(name);
+  const trq::RecoatStyleParameterRow* row = trq::RecoatStyleParameters().Find(name);
   return row ? row->member.FloatIn(*this) : nullptr;
 }
 const RecoatStyleParameterRecordFloat* KVRECOATSTYLE::FindFloat(const char* name) const {
   return const_cast<KVRECOATSTYLE*>(this)->FindFloat(name);
 }
 RecoatStyleParameterRecordInt* KVRECOATSTYLE::FindInt(const char* name) {
-  const RecoatStyleParameterRow* row = RecoatStyleParameters().Find(name);
+  const trq::RecoatStyleParameterRow* row = trq::RecoatStyleParameters().Find(name);
   return row ? row->member.IntIn(*this) : nullptr;
 }
 const RecoatStyleParameterRecordInt* KVRECOATSTYLE::FindInt(const char* name) const {

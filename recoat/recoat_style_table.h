@@ -8,11 +8,11 @@ namespace trq::detail {
 
 namespace recoat_style_rows {
 using S = KVRECOATSTYLE;
-using U = StyleUnit;
-using R = StyleRegion;
+using U = trq::StyleUnit;
+using R = trq::StyleRegion;
 
 /// Member order: the table of the text export, the preferred blade gap, then the kept runs.
-inline constexpr RecoatStyleParameterRow kRows[] = {
+inline constexpr trq::RecoatStyleParameterRow kRows[] = {
     {"RecoatType", &S::RecoatType, U::kNumber, R::kGeneral, kZero},
     {"Version", &S::Version, U::kVersion, R::kGeneral, kVersionDefault},
     {"Start Z", &S::StartZ, U::kLength, R::kGeneral, kZero},

@@ -48,10 +48,10 @@ void PutSweeps(KVRECOATSTYLE& style, const SweepSection& section) {
 }  // namespace
 
 int KVRECOATSTYLE::writeAsciiRecoatStyle(CString path) {
-  if (!file.Open(path, "wt")) return style_file::kCannotOpen;
+  if (!file.Open(path, "wt")) return trq::style_file::kCannotOpen;
   PutText(file, StyleTextHeading(*this, CommaSeparated ? kFirstLineComma : kFirstLine));
   PutRecords(*this, RecoatRow("Version"));
-  PutText(file, MachineTextLine(MachineType, CommaSeparated, &MachineTypeRow::recoat_header_name));
+  PutText(file, MachineTextLine(MachineType, CommaSeparated, &trq::MachineTypeRow::recoat_header_name));
   if (CommaSeparated) PutText(file, kColumnHeading);
   PutRecords(*this, RecoatRow("RecoatType"));
   PutRecords(*this, RecoatRows("Start Z", "Num Tooling SecondarySweeps"));

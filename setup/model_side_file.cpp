@@ -188,10 +188,10 @@ int MODEL::DeleteVDFile() {
   const std::string name = SideFileName(ComponentInfo.text);
   if (!trq::host::FileExists(name)) return 0;
   const std::string question =
-      "It is recommanded to delete the Vents and Drains file while rotating a part. \nDo you want to "
-      "delete " +
+      "It is recommanded to delete the Vents and Drains file while rotating a part. \n"
+      "Do you want to delete " +
       name + "?";
-  if (AfxMessageBox(question.c_str(), message_box::kYesNoButtons) != message_box::kYes) return 1;
+  if (AfxMessageBox(question.c_str(), trq::message_box::kYesNoButtons) != trq::message_box::kYes) return 1;
   trq::host::DeleteFileNamed(name);
   return 0;
 }

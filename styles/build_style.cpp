@@ -68,7 +68,7 @@ void ForStructureNumbers(S& style, const _bs_style& structure, Set set) {
 /// also sets the range.
 struct Addition301 {
   int row;
-  StyleParameterDefaults defaults;
+  trq::StyleParameterDefaults defaults;
   bool ranged;
 };
 constexpr Addition301 Ranged301(std::string_view name, float value, float minimum, float maximum) {
@@ -102,7 +102,7 @@ constexpr std::size_t kRawTextBytes = 32;
 
 }  // namespace
 
-StyleParameterList<BuildStyleRecordMember> BuildStyleParameters() { return kBuildStyleTable; }
+trq::StyleParameterList<trq::BuildStyleRecordMember> trq::BuildStyleParameters() { return kBuildStyleTable; }
 
 KVBUILDSTYLE::KVBUILDSTYLE()
     : HeaderTexts{"None", "None", std::string(kRawTextBytes, '\0'), "None", "None", "None"} {
@@ -140,24 +140,24 @@ void KVBUILDSTYLE::resetKVBuildStyle(const _bs_style* structure) {
 
 void KVBUILDSTYLE::ConvertAllValuesToMM() {
   ForFloatRecords(
-      kBuildStyleTable, *this, [](auto& row) { return IsUnitConverted(row.unit); },
+      kBuildStyleTable, *this, [](auto& row) { return trq::IsUnitConverted(row.unit); },
       [](auto& record) { record.ConvertAllValuesToMM(); });
 }
 
 void KVBUILDSTYLE::ConvertAllValuesToINCH() {
   ForFloatRecords(
-      kBuildStyleTable, *this, [](auto& row) { return IsUnitConverted(row.unit); },
+      kBuildStyleTable, *this, [](auto& row) { return trq::IsUnitConverted(row.unit); },
       [](auto& record) { record.ConvertAllValuesToINCH(); });
 }
 
 void KVBUILDSTYLE::EquatelAllDefaultsToCurrentValue() {
   ForFloatRecords(
-      kBuildStyleTable, *this, [](auto& row) { return IsDefaultEquated(row.unit); },
+      kBuildStyleTable, *this, [](auto& row) { return trq::IsDefaultEquated(row.unit); },
       [](auto& record) { record.EquateDefaultToCurrentValue(); });
 }
 
 BuildStyleParameterRecordFloat* KVBUILDSTYLE::FindFloat(const char* name) {
-  const BuildStyleParameter* row = BuildStyleParameters().Find(name);
+  const trq::BuildStyleParameter* row = trq::BuildStyleParameters().Find(name);
   return row ? row->member.FloatIn(*this) : nullptr;
 }
 
@@ -166,7 +166,7 @@ const BuildStyleParameterRecordFloat* KVBUILDSTYLE::FindFloat(const char* name) 
 }
 
 BuildStyleParameterRecordInt* KVBUILDSTYLE::FindInt(const char* name) {
-  const BuildStyleParameter* row = BuildStyleParameters().Find(name);
+  const trq::BuildStyleParameter* row = trq::BuildStyleParameters().Find(name);
   return row ? row->member.IntIn(*this) : nullptr;
 }
 
@@ -191,7 +191,7 @@ int KVBUILDSTYLE::isStyleFileBinary() { return ProbeFile(StyleName); }
 int KVBUILDSTYLE::closeBuildStyleFile() { return file.Close(); }
 int KVBUILDSTYLE::setStyleFilePtr(FILE* stream) {
   file.Set(stream);
-  return style_file::kOk;
+  return trq::style_file::kOk;
 }
 
 int KVBUILDSTYLE::ConvertTo205Version(float) {
@@ -206,14 +206,14 @@ int KVBUILDSTYLE::ConvertTo205Version(float) {
   // Kept: the step ends at 2.06, not at 2.05.
   Version.SetValue(kVersion206);
   Version.SetDefaultValue(kVersion206);
-  return style_file::kOk;
+  return trq::style_file::kOk;
 }
 
 int KVBUILDSTYLE::ConvertBuildStylesTo301() {
   std::copy(std::begin(kLayoutWords301), std::end(kLayoutWords301), LayoutWords);
   for (const Addition301& addition : kAdditions301) {
     WithRecord(kBuildStyleTable[addition.row], *this, [&addition](auto& record) {
-      const StyleParameterDefaults& defaults = addition.defaults;
+      const trq::StyleParameterDefaults& defaults = addition.defaults;
       using T = decltype(record.GetValue());
       record.SetValue(static_cast<T>(defaults.value));
       record.SetDefaultValue(static_cast<T>(defaults.default_value));
@@ -223,5 +223,5 @@ int KVBUILDSTYLE::ConvertBuildStylesTo301() {
       }
     });
   }
-  return style_file::kOk;
+  return trq::style_file::kOk;
 }

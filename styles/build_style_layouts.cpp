@@ -230,8 +230,8 @@ int KVBUILDSTYLE::binaryReadStyleData206() {
 int KVBUILDSTYLE::binaryWriteStyleData301() {
   StyleWriter writer(file);
   const int header = Transfer(writer, *this, kBuildStyleTable, kHeader301);
-  return header == style_file::kOk ? Flushed(file, Transfer(writer, *this, kBuildStyleTable, kBody301))
-                                   : header;
+  return header == trq::style_file::kOk ? Flushed(file, Transfer(writer, *this, kBuildStyleTable, kBody301))
+                                        : header;
 }
 
 int KVBUILDSTYLE::binaryWriteStyleData206() {

@@ -11,12 +11,12 @@ namespace trq::detail {
 
 namespace build_style_rows {
 using S = KVBUILDSTYLE;
-using U = StyleUnit;
-using R = StyleRegion;
+using U = trq::StyleUnit;
+using R = trq::StyleRegion;
 inline constexpr bool kUnnamed = false;
-inline constexpr StyleParameterDefaults kPowerDefault = Ranged(600, 50, 1200);
+inline constexpr trq::StyleParameterDefaults kPowerDefault = Ranged(600, 50, 1200);
 
-inline constexpr BuildStyleParameter kRows[] = {
+inline constexpr trq::BuildStyleParameter kRows[] = {
     // display name, member, quantity, region, value = default and range
     {"Version", &S::Version, U::kVersion, R::kGeneral, kVersionDefault},
     {"Start Z", &S::StartZ, U::kLength, R::kGeneral, kZero},
@@ -360,19 +360,19 @@ static_assert(CountRows(kBuildStyleTable, [](auto& row) { return row.named && !r
                   51,
               "named integer records");
 static_assert(CountRows(kBuildStyleTable, [](auto& row) { return !row.named; }) == 24, "unnamed records");
-static_assert(CountRows(kBuildStyleTable, [](auto& row) { return IsUnitConverted(row.unit); }) == 115,
+static_assert(CountRows(kBuildStyleTable, [](auto& row) { return trq::IsUnitConverted(row.unit); }) == 115,
               "lengths that unit conversion converts");
-static_assert(CountRows(kBuildStyleTable, [](auto& row) { return IsDefaultEquated(row.unit); }) == 143,
+static_assert(CountRows(kBuildStyleTable, [](auto& row) { return trq::IsDefaultEquated(row.unit); }) == 143,
               "defaults that are made equal to the value");
 static_assert(CountRows(kBuildStyleTable,
                         [](auto& row) {
                           return !row.member.is_float() &&
-                                 (IsUnitConverted(row.unit) || IsDefaultEquated(row.unit));
+                                 (trq::IsUnitConverted(row.unit) || trq::IsDefaultEquated(row.unit));
                         }) == 0,
               "integer records are neither converted nor equated");
-static_assert(CountRows(kBuildStyleTable, [](auto& row) { return row.unit == StyleUnit::kPower; }) == 27,
+static_assert(CountRows(kBuildStyleTable, [](auto& row) { return row.unit == trq::StyleUnit::kPower; }) == 27,
               "laser powers");
-static_assert(CountRows(kBuildStyleTable, [](auto& row) { return row.unit == StyleUnit::kAngle; }) == 40,
+static_assert(CountRows(kBuildStyleTable, [](auto& row) { return row.unit == trq::StyleUnit::kAngle; }) == 40,
               "hatch and fill angles");
 
 /// Row and rows of the table by display name.

@@ -36,7 +36,7 @@ constexpr RowRange kExportLines[] = {
     BuildRows("Up Fill 0 Power", "Up Fill 3 Power"),
 };
 static_assert(ListsExactly(kExportLines,
-                           [](auto& row) { return row.named && row.unit != StyleUnit::kVersion; }),
+                           [](auto& row) { return row.named && row.unit != trq::StyleUnit::kVersion; }),
               "every named record but \"Version\" has one line");
 
 // Kept: the heading names no maximum although every line carries it; only the readable form has the comma.
@@ -47,14 +47,14 @@ constexpr char kFirstLineComma[] = "Kestrabin Inc. Confidential \n";
 }  // namespace
 
 int KVBUILDSTYLE::writeAsciiBuildStyle(CString path) {
-  if (!file.Open(path, "wt")) return style_file::kCannotOpen;
+  if (!file.Open(path, "wt")) return trq::style_file::kCannotOpen;
   PutText(file, StyleTextHeading(*this, CommaSeparated ? kFirstLineComma : kFirstLine));
   Version.WriteAsciiRecord(file, "Version", CommaSeparated);
-  PutText(file, MachineTextLine(MachineType, CommaSeparated, &MachineTypeRow::build_header_name));
+  PutText(file, MachineTextLine(MachineType, CommaSeparated, &trq::MachineTypeRow::build_header_name));
   if (CommaSeparated) PutText(file, kColumnHeading);
   for (const RowRange& rows : kExportLines) {
     for (int row = rows.first; row <= rows.last; ++row) {
-      const BuildStyleParameter& parameter = kBuildStyleTable[row];
+      const trq::BuildStyleParameter& parameter = kBuildStyleTable[row];
       WithRecord(parameter, *this,
                  [&](auto& record) { return record.WriteAsciiRecord(file, parameter.name, CommaSeparated); });
     }

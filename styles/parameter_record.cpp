@@ -50,17 +50,17 @@ class FieldCursor {
 }  // namespace
 
 template <class T>
-void StyleParameterRecord<T>::RemoveElementAtThisIndex(int index) {
+void trq::StyleParameterRecord<T>::RemoveElementAtThisIndex(int index) {
   if (Holds(index)) allowed_.erase(allowed_.begin() + index);
 }
 
 template <class T>
-void StyleParameterRecord<T>::DeleteEntireRangeList() {
+void trq::StyleParameterRecord<T>::DeleteEntireRangeList() {
   std::vector<T>().swap(allowed_);
 }
 
 template <class T>
-void StyleParameterRecord<T>::SetSizeOfRangeList(int size) {
+void trq::StyleParameterRecord<T>::SetSizeOfRangeList(int size) {
   if (size <= 0) {
     DeleteEntireRangeList();
   } else {
@@ -69,13 +69,13 @@ void StyleParameterRecord<T>::SetSizeOfRangeList(int size) {
 }
 
 template <class T>
-void StyleParameterRecord<T>::AddAndSetValue(T value) {
+void trq::StyleParameterRecord<T>::AddAndSetValue(T value) {
   AddElementToList(value);
   value_ = default_ = value;
 }
 
 template <class T>
-int StyleParameterRecord<T>::ResetAValue(T value) {
+int trq::StyleParameterRecord<T>::ResetAValue(T value) {
   constexpr int kAccepted = 0, kRefused = 1;
   if (allowed_.size() >= 2) {
     if (std::find(allowed_.begin(), allowed_.end(), value) == allowed_.end()) return kRefused;
@@ -88,7 +88,7 @@ int StyleParameterRecord<T>::ResetAValue(T value) {
 }
 
 template <class T>
-void StyleParameterRecord<T>::ScaleAllValues(T factor) {
+void trq::StyleParameterRecord<T>::ScaleAllValues(T factor) {
   value_ *= factor;
   default_ *= factor;
   minimum_ *= factor;
@@ -98,7 +98,7 @@ void StyleParameterRecord<T>::ScaleAllValues(T factor) {
 
 template <class T>
 template <class U>
-void StyleParameterRecord<T>::CopyConverted(const StyleParameterRecord<U>& source) {
+void trq::StyleParameterRecord<T>::CopyConverted(const trq::StyleParameterRecord<U>& source) {
   value_ = Converted(source.GetValue());
   default_ = Converted(source.GetDefaultValue());
   display_flag_ = source.GetDisplayFlag();
@@ -113,8 +113,8 @@ void StyleParameterRecord<T>::CopyConverted(const StyleParameterRecord<U>& sourc
 }
 
 template <class T>
-int StyleParameterRecord<T>::WriteRecord(FILE* file) const {
-  if (!file) return style_file::kWriteFailed;
+int trq::StyleParameterRecord<T>::WriteRecord(FILE* file) const {
+  if (!file) return trq::style_file::kWriteFailed;
   unsigned char bytes[23];
   unsigned char* next = Put(bytes, value_);
   next = Put(next, default_);
@@ -124,19 +124,19 @@ int StyleParameterRecord<T>::WriteRecord(FILE* file) const {
   next = Put(next, minimum_);
   next = Put(next, maximum_);
   Put(next, static_cast<int32_t>(allowed_.size()));
-  if (std::fwrite(bytes, 1, sizeof bytes, file) != sizeof bytes) return style_file::kWriteFailed;
+  if (std::fwrite(bytes, 1, sizeof bytes, file) != sizeof bytes) return trq::style_file::kWriteFailed;
   const std::size_t listed = allowed_.size();
   if (listed != 0 && std::fwrite(allowed_.data(), sizeof(T), listed, file) != listed) {
-    return style_file::kWriteFailed;
+    return trq::style_file::kWriteFailed;
   }
-  return style_file::kOk;
+  return trq::style_file::kOk;
 }
 
 template <class T>
-int StyleParameterRecord<T>::ReadRecord(FILE* file, float version, T* stored_maximum) {
-  if (!file) return style_file::kReadFailed;
+int trq::StyleParameterRecord<T>::ReadRecord(FILE* file, float version, T* stored_maximum) {
+  if (!file) return trq::style_file::kReadFailed;
   T value;
-  if (std::fread(&value, 1, sizeof value, file) != sizeof value) return style_file::kReadFailed;
+  if (std::fread(&value, 1, sizeof value, file) != sizeof value) return trq::style_file::kReadFailed;
   value_ = value;
   // Kept: a float record asked for with version 0 takes its own value for the version; an integer record
   // never.
@@ -154,7 +154,7 @@ int StyleParameterRecord<T>::ReadRecord(FILE* file, float version, T* stored_max
   const bool whole = (!has_default || fields.Take(default_)) && fields.TakeLowByte(display_flag_) &&
                      fields.TakeLowByte(edit_flag_) && fields.TakeLowByte(range_flag_) &&
                      fields.Take(minimum_) && fields.Take(maximum_) && fields.Take(listed);
-  if (!whole) return style_file::kReadFailed;
+  if (!whole) return trq::style_file::kReadFailed;
   if (stored_maximum) *stored_maximum = maximum_;
 
   // The count is a claim: the list grows with the values that come.
@@ -168,20 +168,20 @@ int StyleParameterRecord<T>::ReadRecord(FILE* file, float version, T* stored_max
       if (values[i] < minimum_) minimum_ = values[i];
       if (values[i] > maximum_) maximum_ = values[i];
     }
-    if (came < piece) return style_file::kReadFailed;
+    if (came < piece) return trq::style_file::kReadFailed;
     listed -= static_cast<int32_t>(piece);
   }
-  return style_file::kOk;
+  return trq::style_file::kOk;
 }
 
-template class StyleParameterRecord<float>;
-template class StyleParameterRecord<int32_t>;
-template void StyleParameterRecord<float>::CopyConverted(const StyleParameterRecord<int32_t>&);
-template void StyleParameterRecord<int32_t>::CopyConverted(const StyleParameterRecord<float>&);
+template class trq::StyleParameterRecord<float>;
+template class trq::StyleParameterRecord<int32_t>;
+template void trq::StyleParameterRecord<float>::CopyConverted(const trq::StyleParameterRecord<int32_t>&);
+template void trq::StyleParameterRecord<int32_t>::CopyConverted(const trq::StyleParameterRecord<float>&);
 
-void StyleParameterRecordFloat::ConvertAllValuesToMM() { ScaleAllValues(kMillimetresPerInch); }
+void trq::StyleParameterRecordFloat::ConvertAllValuesToMM() { ScaleAllValues(kMillimetresPerInch); }
 // Kept: the factor is a rounded reciprocal, so going there and back need not give the first number.
-void StyleParameterRecordFloat::ConvertAllValuesToINCH() { ScaleAllValues(kInchesPerMillimetre); }
+void trq::StyleParameterRecordFloat::ConvertAllValuesToINCH() { ScaleAllValues(kInchesPerMillimetre); }
 
 void BuildStyleParameterRecordFloat::ConvertIntRecordIntoFloatRecord(
     const BuildStyleParameterRecordInt* source) {

@@ -39,7 +39,8 @@ constexpr RecordTextForm kIntReadable = {"%n = %v  [%l , %u, %e] %d",
 }  // namespace
 
 template <class T>
-std::string RecordText(const StyleParameterRecord<T>& record, const char* name, const RecordTextForm& form) {
+std::string RecordText(const trq::StyleParameterRecord<T>& record, const char* name,
+                       const RecordTextForm& form) {
   std::string text;
   for (const char* c = record.HasRange() ? form.with_range : form.without_range; *c; ++c) {
     if (*c != '%') {
@@ -82,8 +83,9 @@ std::string RecordText(const StyleParameterRecord<T>& record, const char* name, 
   return text += form.end;
 }
 
-template std::string RecordText(const StyleParameterRecord<float>&, const char*, const RecordTextForm&);
-template std::string RecordText(const StyleParameterRecord<int32_t>&, const char*, const RecordTextForm&);
+template std::string RecordText(const trq::StyleParameterRecord<float>&, const char*, const RecordTextForm&);
+template std::string RecordText(const trq::StyleParameterRecord<int32_t>&, const char*,
+                                const RecordTextForm&);
 
 }  // namespace trq::detail
 

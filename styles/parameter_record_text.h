@@ -22,16 +22,17 @@ struct RecordTextForm {
 
 /// The record's text in that form.
 template <class T>
-std::string RecordText(const StyleParameterRecord<T>& record, const char* name, const RecordTextForm& form);
+std::string RecordText(const trq::StyleParameterRecord<T>& record, const char* name,
+                       const RecordTextForm& form);
 
 /// Writes it; kWriteFailed for a null stream, else kOk: the stream's error indicator tells of failures.
 template <class T>
-int WriteRecordText(FILE* file, const StyleParameterRecord<T>& record, const char* name,
+int WriteRecordText(FILE* file, const trq::StyleParameterRecord<T>& record, const char* name,
                     const RecordTextForm& form) {
-  if (!file) return style_file::kWriteFailed;
+  if (!file) return trq::style_file::kWriteFailed;
   const std::string text = RecordText(record, name, form);
   std::fwrite(text.data(), 1, text.size(), file);
-  return style_file::kOk;
+  return trq::style_file::kOk;
 }
 
 }  // namespace trq::detail

@@ -7,32 +7,32 @@
 #include "foundation/file_handle.h"
 #include "host/file_services.h"
 
-StyleStream& StyleStream::operator=(const StyleStream& other) {
+trq::StyleStream& trq::StyleStream::operator=(const trq::StyleStream& other) {
   if (this != &other) Release();
   return *this;
 }
 
-bool StyleStream::Open(const CString& path, const char* mode) {
+bool trq::StyleStream::Open(const CString& path, const char* mode) {
   Release();
   stream_ = trq::host::OpenFile(path.str(), mode);
   opened_here_ = stream_ != nullptr;
   return opened_here_;
 }
 
-void StyleStream::Set(FILE* stream) {
+void trq::StyleStream::Set(FILE* stream) {
   if (stream == stream_) return;
   Release();
   stream_ = stream;
 }
 
-int StyleStream::Close() {
+int trq::StyleStream::Close() {
   FILE* stream = stream_;
   stream_ = nullptr;
   opened_here_ = false;
-  return stream && std::fclose(stream) != 0 ? style_file::kWriteFailed : style_file::kOk;
+  return stream && std::fclose(stream) != 0 ? trq::style_file::kWriteFailed : trq::style_file::kOk;
 }
 
-void StyleStream::Release() {
+void trq::StyleStream::Release() {
   if (opened_here_) std::fclose(stream_);
   stream_ = nullptr;
   opened_here_ = false;
@@ -48,39 +48,39 @@ constexpr uint32_t kCrcOfNothing = 0xFFFFFFFFu;
 
 int FileCrc(const CString& path, int64_t all_but, uint32_t& crc) {
   const FileHandle stream(host::OpenFile(path.str(), "rb"));
-  if (!stream) return style_file::kCannotOpen;
-  if (std::fseek(stream.get(), 0, SEEK_END) != 0) return style_file::kReadFailed;
+  if (!stream) return trq::style_file::kCannotOpen;
+  if (std::fseek(stream.get(), 0, SEEK_END) != 0) return trq::style_file::kReadFailed;
   const int64_t length = std::ftell(stream.get());
-  if (length < 0 || std::fseek(stream.get(), 0, SEEK_SET) != 0) return style_file::kReadFailed;
+  if (length < 0 || std::fseek(stream.get(), 0, SEEK_SET) != 0) return trq::style_file::kReadFailed;
   uint32_t sum = kCrcOfNothing;
   char bytes[1 << 14];
   for (int64_t left = length - all_but; left > 0;) {
     const std::size_t piece = static_cast<std::size_t>(std::min<int64_t>(left, sizeof bytes));
-    if (std::fread(bytes, 1, piece, stream.get()) != piece) return style_file::kReadFailed;
+    if (std::fread(bytes, 1, piece, stream.get()) != piece) return trq::style_file::kReadFailed;
     sum = Crc32Register(bytes, piece, sum);
     left -= static_cast<int64_t>(piece);
   }
   crc = sum;
-  return style_file::kOk;
+  return trq::style_file::kOk;
 }
 
 int AppendCrc(const CString& path) {
   uint32_t crc = 0;
   const int result = FileCrc(path, 0, crc);
-  if (result != style_file::kOk) return result;
+  if (result != trq::style_file::kOk) return result;
   FileHandle stream(host::OpenFile(path.str(), "rb+"));
-  if (!stream) return style_file::kCannotOpen;
+  if (!stream) return trq::style_file::kCannotOpen;
   const bool written = std::fseek(stream.get(), 0, SEEK_END) == 0 &&
                        std::fwrite(&crc, 1, kCrcBytes, stream.get()) == kCrcBytes;
   const bool closed = CloseChecked(std::move(stream));  // flushes first
-  return written && closed ? style_file::kOk : style_file::kWriteFailed;
+  return written && closed ? trq::style_file::kOk : trq::style_file::kWriteFailed;
 }
 
 int CompareStoredCrc(uint32_t expected, const CString& path) {
   uint32_t crc = 0;
   const int result = FileCrc(path, kCrcBytes, crc);
-  if (result != style_file::kOk) return result;
-  return crc == expected ? style_file::kOk : style_file::kReadFailed;
+  if (result != trq::style_file::kOk) return result;
+  return crc == expected ? trq::style_file::kOk : trq::style_file::kReadFailed;
 }
 
 uint32_t BytesCrc(const char* bytes, int length) {
@@ -89,14 +89,14 @@ uint32_t BytesCrc(const char* bytes, int length) {
 
 int ProbeFile(const CString& path) {
   const FileHandle stream(host::OpenFile(path.str(), "rb"));
-  if (!stream) return style_file::kCannotOpen;
+  if (!stream) return trq::style_file::kCannotOpen;
   char bytes[4];
-  return std::fread(bytes, 1, sizeof bytes, stream.get()) == sizeof bytes ? style_file::kOk
-                                                                          : style_file::kReadFailed;
+  return std::fread(bytes, 1, sizeof bytes, stream.get()) == sizeof bytes ? trq::style_file::kOk
+                                                                          : trq::style_file::kReadFailed;
 }
 
 int Flushed(FILE* stream, int result) {
-  if (result == style_file::kOk && std::fflush(stream) != 0) return style_file::kWriteFailed;
+  if (result == trq::style_file::kOk && std::fflush(stream) != 0) return trq::style_file::kWriteFailed;
   return result;
 }
 

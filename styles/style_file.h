@@ -34,7 +34,7 @@ int ProbeFile(const CString& path);
 /// `result`, or kWriteFailed when it is kOk and what was written does not reach the file.
 int Flushed(FILE* stream, int result);
 
-/// Reads a float and answers whether it came.
+/// Reads a float and returns whether it came.
 bool ReadFloat(FILE* stream, float& number);
 
 /// Adapts a "Version" record for a file of the 206 layout: a copy with value and default 2.06.
@@ -49,7 +49,7 @@ Record Version206Copy(const Record& version) {
 /// Opens `path` and writes the layout of the style's file version; the stream stays open.
 template <class Style>
 int WriteStyleTo(Style& style, const CString& path) {
-  if (!style.file.Open(path, "wb")) return style_file::kCannotOpen;
+  if (!style.file.Open(path, "wb")) return trq::style_file::kCannotOpen;
   return IsVersion301Or400(style.FileVersion) ? style.binaryWriteStyleData301()
                                               : style.binaryWriteStyleData206();
 }
@@ -57,13 +57,13 @@ int WriteStyleTo(Style& style, const CString& path) {
 /// Opens `path` and reads a style and the stored CRC; the stream stays open.
 template <class Style>
 int ReadStyleFrom(Style& style, const CString& path) {
-  if (!style.file.Open(path, "rb")) return style_file::kCannotOpen;
+  if (!style.file.Open(path, "rb")) return trq::style_file::kCannotOpen;
   const int result = style.binaryReadStyle();
-  if (result != style_file::kOk) return result;
+  if (result != trq::style_file::kOk) return result;
   uint32_t stored = 0;
-  if (std::fread(&stored, 1, sizeof stored, style.file) != sizeof stored) return style_file::kReadFailed;
+  if (std::fread(&stored, 1, sizeof stored, style.file) != sizeof stored) return trq::style_file::kReadFailed;
   style.StoredCRC = stored;
-  return style_file::kOk;
+  return trq::style_file::kOk;
 }
 
 /// Where the version dispatch looks for the "Version" record of a file that is not of the 301 layout.
@@ -74,22 +74,22 @@ enum class VersionRecordPlace { kAtStart, kAfterFirstWord };
 template <class Style>
 int DispatchRead(Style& style, bool (*is_301)(float), VersionRecordPlace place) {
   FILE* stream = style.file;
-  if (!stream) return style_file::kReadFailed;
+  if (!stream) return trq::style_file::kReadFailed;
   const long start = std::ftell(stream);
   float version = 0;
-  if (start < 0 || !ReadFloat(stream, version)) return style_file::kReadFailed;
+  if (start < 0 || !ReadFloat(stream, version)) return trq::style_file::kReadFailed;
   const auto go_back = [&] { return std::fseek(stream, start, SEEK_SET) == 0; };
   if (is_301(version)) {
-    if (!go_back()) return style_file::kReadFailed;
+    if (!go_back()) return trq::style_file::kReadFailed;
     style.Version.SetValue(version);
     const int header = style.binaryReadStyleHeader301();
-    return header == style_file::kOk ? style.binaryReadStyleData301() : header;
+    return header == trq::style_file::kOk ? style.binaryReadStyleData301() : header;
   }
-  if (place == VersionRecordPlace::kAtStart && !go_back()) return style_file::kReadFailed;
+  if (place == VersionRecordPlace::kAtStart && !go_back()) return trq::style_file::kReadFailed;
   const int record = style.Version.ReadRecord(stream, 0.0f);
-  if (record != style_file::kOk) return record;
-  if (style.Version.GetValue() != kVersion206) return style_file::kUnknownLayout;
-  if (!go_back()) return style_file::kReadFailed;
+  if (record != trq::style_file::kOk) return record;
+  if (style.Version.GetValue() != kVersion206) return trq::style_file::kUnknownLayout;
+  if (!go_back()) return trq::style_file::kReadFailed;
   const int result = style.binaryReadStyleData206();
   style.FileVersion = kVersion301;
   style.Version.SetValue(kVersion301);
@@ -101,11 +101,11 @@ int DispatchRead(Style& style, bool (*is_301)(float), VersionRecordPlace place) 
 /// Reads the header of a 301 file and closes it.
 template <class Style>
 int ReadHeaderFrom(Style& style, const CString& path) {
-  if (!style.file.Open(path, "rb")) return style_file::kCannotOpen;
+  if (!style.file.Open(path, "rb")) return trq::style_file::kCannotOpen;
   float version = 0;
-  int result = style_file::kReadFailed;
+  int result = trq::style_file::kReadFailed;
   if (ReadFloat(style.file, version)) {
-    result = style_file::kUnknownLayout;
+    result = trq::style_file::kUnknownLayout;
     if (IsVersion301Or400(version)) {
       std::rewind(style.file);
       result = style.binaryReadStyleHeader301();
@@ -119,12 +119,12 @@ int ReadHeaderFrom(Style& style, const CString& path) {
 template <class Style>
 int SaveStyle(Style& style, const CString& path) {
   const int written = style.binaryWriteStyle(path);
-  if (written == style_file::kCannotOpen) {
+  if (written == trq::style_file::kCannotOpen) {
     AfxMessageBox("Error in saving style file.");
     return written;
   }
   const int closed = style.file.Close();
-  if (written != style_file::kOk || closed != style_file::kOk) return style_file::kWriteFailed;
+  if (written != trq::style_file::kOk || closed != trq::style_file::kOk) return trq::style_file::kWriteFailed;
   return style.writeCrcValue(path);
 }
 
@@ -134,11 +134,11 @@ int LoadStyle(Style& style, const CString& path) {
   const int result = style.binaryReadStyle(path);
   style.file.Close();
   // A read that delivered no stored CRC counts as a mismatch.
-  if (result == style_file::kOk && style.CompareCRC(style.StoredCRC, path) == style_file::kOk) {
-    return style_file::kOk;
+  if (result == trq::style_file::kOk && style.CompareCRC(style.StoredCRC, path) == trq::style_file::kOk) {
+    return trq::style_file::kOk;
   }
   AfxMessageBox("Error in CRC. This style file cannot be used.");
-  return style_file::kCrcRefused;
+  return trq::style_file::kCrcRefused;
 }
 
 }  // namespace trq::detail

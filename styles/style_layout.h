@@ -12,16 +12,16 @@
 
 namespace trq::detail {
 
-/// Writes the pieces of a layout. Each answers false when it could not.
+/// Writes the pieces of a layout. Each returns false when it could not.
 class StyleWriter {
  public:
-  static constexpr int kFailed = style_file::kWriteFailed;
+  static constexpr int kFailed = trq::style_file::kWriteFailed;
   explicit StyleWriter(FILE* stream) : stream_(stream) {}
 
   FILE* stream() const { return stream_; }
   template <class T>
-  bool Record(const StyleParameterRecord<T>& record) {
-    return record.WriteRecord(stream_) == style_file::kOk;
+  bool Record(const trq::StyleParameterRecord<T>& record) {
+    return record.WriteRecord(stream_) == trq::style_file::kOk;
   }
   /// The text up to its NUL, cut so that a NUL fits, and zeros.
   bool Text(const CString& text, int width);
@@ -37,14 +37,14 @@ class StyleWriter {
 /// Reads them back. A piece whose bytes did not all come keeps what it held (records: see ReadRecord).
 class StyleReader {
  public:
-  static constexpr int kFailed = style_file::kReadFailed;
+  static constexpr int kFailed = trq::style_file::kReadFailed;
   /// Records are read in the form of that file version.
   StyleReader(FILE* stream, float file_version) : version(file_version), stream_(stream) {}
 
   FILE* stream() const { return stream_; }
   template <class T>
-  bool Record(StyleParameterRecord<T>& record, T* stored_maximum = nullptr) {
-    return record.ReadRecord(stream_, version, stored_maximum) == style_file::kOk;
+  bool Record(trq::StyleParameterRecord<T>& record, T* stored_maximum = nullptr) {
+    return record.ReadRecord(stream_, version, stored_maximum) == trq::style_file::kOk;
   }
   /// The bytes up to the first NUL, or all of them.
   bool Text(CString& text, int width);
@@ -231,7 +231,7 @@ int Transfer(Io& io, Style& style, const Row* rows, const Items& items) {
   for (const LayoutItem<Style>& item : items) {
     if (!TransferItem(io, style, rows, item)) return Io::kFailed;
   }
-  return style_file::kOk;
+  return trq::style_file::kOk;
 }
 
 }  // namespace trq::detail

@@ -56,7 +56,7 @@ decltype(auto) WithRecord(const Row& row, Style& style, Action action) {
 
 /// Gives a record what its row says that a new style holds.
 template <class T>
-void SetDefaults(StyleParameterRecord<T>& record, const StyleParameterDefaults& defaults) {
+void SetDefaults(trq::StyleParameterRecord<T>& record, const trq::StyleParameterDefaults& defaults) {
   record.SetValue(static_cast<T>(defaults.value));
   record.SetDefaultValue(static_cast<T>(defaults.default_value));
   record.SetMinRange(static_cast<T>(defaults.minimum));
@@ -80,14 +80,14 @@ void ForFloatRecords(const Row (&rows)[kRows], Style& style, Condition condition
 }
 
 /// Values of rows in tables.
-inline constexpr float kNoMinimum = StyleParameterRecord<float>::kNoMinimum;
-inline constexpr float kNoMaximum = StyleParameterRecord<float>::kNoMaximum;
-inline constexpr StyleParameterDefaults kZero = {0, 0, kNoMinimum, kNoMaximum};
-inline constexpr StyleParameterDefaults kOne = {1, 1, kNoMinimum, kNoMaximum};
+inline constexpr float kNoMinimum = trq::StyleParameterRecord<float>::kNoMinimum;
+inline constexpr float kNoMaximum = trq::StyleParameterRecord<float>::kNoMaximum;
+inline constexpr trq::StyleParameterDefaults kZero = {0, 0, kNoMinimum, kNoMaximum};
+inline constexpr trq::StyleParameterDefaults kOne = {1, 1, kNoMinimum, kNoMaximum};
 /// A "Version" record: 3.01 in the value only.
-inline constexpr StyleParameterDefaults kVersionDefault = {3.01f, 0, kNoMinimum, kNoMaximum};
+inline constexpr trq::StyleParameterDefaults kVersionDefault = {3.01f, 0, kNoMinimum, kNoMaximum};
 
-constexpr StyleParameterDefaults Ranged(float value, float minimum, float maximum) {
+constexpr trq::StyleParameterDefaults Ranged(float value, float minimum, float maximum) {
   return {value, value, minimum, maximum};
 }
 

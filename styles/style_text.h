@@ -27,13 +27,13 @@ std::string StyleTextHeading(const Style& style, const char* first_line) {
 }
 
 /// The machine line; `header_name` is the column of names for the readable form.
-std::string MachineTextLine(int machine, bool comma_separated, const char* MachineTypeRow::*header_name);
+std::string MachineTextLine(int machine, bool comma_separated, const char* trq::MachineTypeRow::*header_name);
 
 inline void PutText(FILE* stream, const std::string& text) {
   std::fwrite(text.data(), 1, text.size(), stream);
 }
 
 /// Closes an export: kOk when all of it was written.
-int FinishText(StyleStream& stream);
+int FinishText(trq::StyleStream& stream);
 
 }  // namespace trq::detail

@@ -291,8 +291,8 @@ class TRQ_EXPORT LIGHT_ITEM {
   /// moves into a new item behind it.
   void add_before(LIGHT_ITEM* prev, void* d);
   /// Takes this item's datum out of the chain. With a successor: takes over the successor's datum, frees the
-  /// successor and answers this item. As the last item: frees itself, ends the chain at `prev` (its
-  /// predecessor) and answers null; a lone head (`prev` null) only loses its datum.
+  /// successor and returns this item. As the last item: frees itself, ends the chain at `prev` (its
+  /// predecessor) and returns null; a lone head (`prev` null) only loses its datum.
   LIGHT_ITEM* remove(LIGHT_ITEM* prev);
 
   LIGHT_ITEM* next = nullptr;
@@ -323,8 +323,8 @@ class TRQ_EXPORT LIGHT_LIST {
 };
 
 /// A chained hash table of untyped pointers. Owns its chains, not the data. A key's bucket is its hash modulo
-/// the bucket count; hash functions should not answer negative values, whose buckets are brought into range.
-/// Without buckets, adding does nothing and finding answers null. Within a bucket the order is that of
+/// the bucket count; hash functions should not return negative values, whose buckets are brought into range.
+/// Without buckets, adding does nothing and finding returns null. Within a bucket the order is that of
 /// LIGHT_ITEM::append2 and prepend2. Null data cannot be told from an empty bucket.
 class TRQ_EXPORT HASH_TABLE {
  public:
@@ -343,7 +343,7 @@ class TRQ_EXPORT HASH_TABLE {
   void add_first(void* d, void* key);
   /// The first datum of key's bucket that equals key; null when there is none.
   void* find(void* key);
-  /// As find; adds key itself when nothing equals it, and answers it.
+  /// As find; adds key itself when nothing equals it, and returns it.
   void* add_or_find(void* key);
   /// Head of the bucket for hash value h; null without buckets.
   LIGHT_ITEM* matches(int h);
@@ -399,11 +399,11 @@ class DynArray {
 // ---------------------------------------------------------------------------------------------------------
 // Strings and byte order
 
-/// fread, then reverses the bytes of each of the n items (of all n, also when fewer were read). Answers what
+/// fread, then reverses the bytes of each of the n items (of all n, also when fewer were read). Returns what
 /// fread answered.
 TRQ_EXPORT std::size_t fread_(void* buffer, std::size_t size, std::size_t n, FILE* f);
 
-/// Writes n items with the bytes of each reversed; the buffer is not changed. Answers what fwrite answered.
+/// Writes n items with the bytes of each reversed; the buffer is not changed. Returns what fwrite returned.
 /// More than 1000 bytes in one call end the process with status 4.
 TRQ_EXPORT std::size_t _fwrite(const void* buffer, std::size_t size, std::size_t n, FILE* f);
 
@@ -420,7 +420,7 @@ TRQ_EXPORT void snap_name(const char* path, char* base, char* ext);
 TRQ_EXPORT void binary_print(unsigned short v);
 
 /// Compares two texts: 0 equal, -1, 1. Characters 32 apart count as equal, letters or not, and where one text
-/// ends before the other the answer is 1, whichever it is.
+/// ends before the other the result is 1, whichever it is.
 TRQ_EXPORT int strcasecmp_j(const char* a, const char* b);
 
 /// Units per metre: 1000, for the library works in millimetres.
@@ -541,7 +541,7 @@ class TRQ_EXPORT UTILITY {
   static CString StripDirectoryName(CString name);
   /// The file name without its directory.
   static CString StripDirectoryNameLeaveExt(CString name);
-  /// The directory with its separator; empty without one. Both names answer the same.
+  /// The directory with its separator; empty without one. Both names return the same.
   static CString ExtractDirectoryName(CString name);
   static CString GetDirName(CString name);
   /// First n - 4 bytes + "_s.stl".

@@ -21,29 +21,29 @@
 #include "trq/vents_and_drains.h"
 
 /// Units codes of components and CTL headers.
-namespace units {
+namespace trq::units {
 enum Code : int { kInch = 0, kMillimetre = 1, kUnknown = 2 };
-}  // namespace units
+}  // namespace trq::units
 
 /// What CTL_HEADER::sort_state says about the order of the triangles.
-namespace sort_state {
+namespace trq::sort_state {
 enum State : int { kDescending = -1, kUnsorted = 0, kAscending = 1 };
-}  // namespace sort_state
+}  // namespace trq::sort_state
 
 /// Results of COMPONENT::file_read and file_write, of the base's fp_read and fp_write, and of CTL::get_units.
-namespace component_io {
+namespace trq::component_io {
 enum Result : int { kOk = 0, kFailed = -1 };
-}  // namespace component_io
+}  // namespace trq::component_io
 
 /// Results of the mesh writers that take a path, and of Calculate_normals. What goes wrong while any of the
 /// mesh's files is created, written or closed is on record in its error object (GetErrorCode,
 /// GetErrorMessage) besides.
-namespace mesh_io {
+namespace trq::mesh_io {
 enum Result : int { kDone = 0, kFailed = 1 };
-}  // namespace mesh_io
+}  // namespace trq::mesh_io
 
-/// Results of CTL::read_stl; also of CTL::LoadSTLFile, which answers mesh_io::kFailed as well.
-namespace stl_import {
+/// Results of CTL::read_stl; also of CTL::LoadSTLFile, which returns mesh_io::kFailed as well.
+namespace trq::stl_import {
 enum Result : int {
   kOk = 0,
   kNoHeader = -1,       ///< fewer than 80 bytes, or a stream that cannot go back where it has to
@@ -51,8 +51,9 @@ enum Result : int {
   kNotBuilt = -3,       ///< no two corners merged
   kFacetsMissing = -4,  ///< fewer facets than announced, and that was not accepted
 };
-}  // namespace stl_import
+}  // namespace trq::stl_import
 
+namespace trq {
 /// An owned array that knows how many elements it has room for. New room is zero bytes, and costs no memory
 /// before it is written to. Moving leaves an empty array behind; copying is asked for by name (Clone).
 template <class T>
@@ -87,7 +88,7 @@ class MeshArray {
   std::size_t size() const { return size_; }
   explicit operator bool() const { return items_ != nullptr; }
 
-  /// Frees the array; get() answers null.
+  /// Frees the array; get() returns null.
   void reset() noexcept {
     items_.reset();
     size_ = 0;
@@ -142,6 +143,7 @@ class MeshArray {
   Items items_;
   std::size_t size_ = 0;
 };
+}  // namespace trq
 
 /// Base of every object that can be read, written, measured and moved. Owns units, a name and the cached
 /// bounding box (the extents). The geometric operations of the base print
@@ -157,11 +159,11 @@ class TRQ_EXPORT COMPONENT : public CErrorObject {
 
   /// Makes `min` and `max` anew from the geometry, and leaves `extents_valid` alone. The base does nothing.
   virtual void recalculate_extents();
-  /// Reads the component from an open file; component_io::kFailed is failure. The base answers that at once.
+  /// Reads the component from an open file; component_io::kFailed is failure. The base returns that at once.
   virtual int fp_read(FILE* f);
   /// The ending of the component's files, without period.
   virtual char* suffix() = 0;
-  /// Writes the component to an open file. The base warns and answers component_io::kFailed.
+  /// Writes the component to an open file. The base warns and returns component_io::kFailed.
   virtual int fp_write(FILE* f);
   /// Stores the units (units::Code); coordinates are not converted.
   virtual void SetUnits(int code);
@@ -179,14 +181,14 @@ class TRQ_EXPORT COMPONENT : public CErrorObject {
   /// Copies the text, cut at 199 bytes; null is the empty text.
   void name(const char* text);
   int GetUnits() const { return units; }
-  /// Reads `path` through fp_read and then makes it the name. Answers component_io::kOk, or kFailed when the
+  /// Reads `path` through fp_read and then makes it the name. Returns component_io::kOk, or kFailed when the
   /// file cannot be opened or fp_read says so; the name stays then. Extents are stale in every case. What
   /// fp_read throws passes through. The file is closed in every case.
   int file_read(const char* path);
-  /// Creates `path` and writes it through fp_write. Answers component_io::kOk or kFailed; an empty file may
+  /// Creates `path` and writes it through fp_write. Returns component_io::kOk or kFailed; an empty file may
   /// stay behind on failure.
   int file_write(CString path);
-  /// The corner of the bounding box, made current first. A component without points answers the empty box.
+  /// The corner of the bounding box, made current first. A component without points returns the empty box.
   void get_min(float* x, float* y, float* z);
   void get_min(double* x, double* y, double* z);
   void get_max(float* x, float* y, float* z);
@@ -239,7 +241,7 @@ class TRQ_EXPORT TheTriangle {
  public:
   /// Sets corner k = 1, 2, 3; any other k is ignored.
   void SetCorner(int k, const float point[3]);
-  /// Answers corner 1 or 2, and corner 3 for every other k.
+  /// Returns corner 1 or 2, and corner 3 for every other k.
   void GetCorner(int k, float point[3]) const;
   void SetNormal(const float n[3]);
   void GetNormal(float n[3]) const;
@@ -257,7 +259,7 @@ class TRQ_EXPORT TheSegment {
   /// Set point or trimmed point k = 1, 2; any other k is ignored.
   void SetPoint(int k, const float point[3]);
   void SetTrimmedPoint(int k, const float point[3]);
-  /// Answer point or trimmed point 1, and 2 for every other k.
+  /// Return point or trimmed point 1, and 2 for every other k.
   void GetPoint(int k, float point[3]) const;
   void GetTrimmedPoint(int k, float point[3]) const;
   /// 1 when the squared distances of point 1 from a and of point 2 from b are both below d; 2 when those of
@@ -305,7 +307,7 @@ class TRQ_EXPORT CTL : public COMPONENT {
   /// The box of the first num_vertices() vertices; NaN coordinates are passed over; without vertices the
   /// empty box. Leaves `extents_valid` alone.
   void recalculate_extents() override;
-  /// Reads a CTL file (docs/formats/ctl.md), in either byte order, into a fresh or cleared mesh. Answers the
+  /// Reads a CTL file (docs/formats/ctl.md), in either byte order, into a fresh or cleared mesh. Returns the
   /// number of triangles. On failure writes the message and a line end to the error stream and throws the
   /// message as a `char*` (valid until the thread's next failure):
   ///   "Invalid CTL file - No header", "Invalid CTL file - Invalid Magic Number",
@@ -333,7 +335,7 @@ class TRQ_EXPORT CTL : public COMPONENT {
 
   // Files
 
-  /// Reads the header of a CTL file in the machine's byte order, rewinds, and answers its units, which become
+  /// Reads the header of a CTL file in the machine's byte order, rewinds, and returns its units, which become
   /// the component's. The whole header is replaced, counts included. A file shorter than a header:
   /// component_io::kFailed, nothing changed, not rewound.
   int get_units(FILE* f);
@@ -342,14 +344,14 @@ class TRQ_EXPORT CTL : public COMPONENT {
   /// millimetres). Kept: the mesh's own vertices are snapped by truncateVertices() afterwards, and its
   /// attributes outside 0..2 become 0. Kept: triangle words that do not fit the packed width corrupt their
   /// neighbours, in the mesh as in the file.
-  /// Answers mesh_io::kDone, or kFailed when the file cannot be created or written to its end, or when the
+  /// Returns mesh_io::kDone, or kFailed when the file cannot be created or written to its end, or when the
   /// mesh has no triangles; in that case an empty file stays behind. Requires: num_vertices() >= 3, so that
   /// attributes fit the packed width.
   int SaveCTLModel(CString path, float matrix[4][4], int mm_to_inch);
   /// Reads every solid of an STL file (docs/formats/stl.md), ASCII or binary, into this mesh and calculates
   /// the normals. `file_units` becomes the header's units. `accept_partial`, which may be null, tells on
   /// input whether (nonzero) a binary solid with fewer facets than it announces is taken as far as it goes;
-  /// it is 0 after an ASCII file. The other arguments are ignored: corners merge within 1e-4. Answers the
+  /// it is 0 after an ASCII file. The other arguments are ignored: corners merge within 1e-4. Returns the
   /// code of the first solid when that fails (stl_import::Result), else the result of Calculate_normals; how
   /// the last solid ended is not told, but kFacetsMissing when the stream reports an error. Missing facets
   /// show the message box "Warning: <n> triangles are missing in the STL file.". More than 26 000 000 facets
@@ -358,34 +360,34 @@ class TRQ_EXPORT CTL : public COMPONENT {
   int LoadSTLFile(FILE* f, int file_units, int* accept_partial, int extra1, float tolerance, int extra2);
   /// Reads one solid. At the start of the stream ASCII is tried first, as ascii_read does, to the stream's
   /// end; anywhere else, and on streams that cannot tell their position, it is a binary solid.
-  /// Answers stl_import::Result. `extra1` and `extra2` are ignored.
+  /// Returns stl_import::Result. `extra1` and `extra2` are ignored.
   int read_stl(FILE* f, int file_units, int* accept_partial, int extra1, float tolerance, int extra2);
-  /// Reads ASCII STL from the stream's position to its end. Answers 0; -1 when the text is not ASCII STL, a
+  /// Reads ASCII STL from the stream's position to its end. Returns 0; -1 when the text is not ASCII STL, a
   /// facet lacks a number, or no two corners merged. Throws 9 as LoadSTLFile.
   int ascii_read(FILE* f, int file_units, float tolerance, int extra1, int extra2);
   /// Makes the mesh out of the facets: corners closer than `tolerance` on every axis become one vertex, as
   /// far as the merge table brings them together (docs/formats/stl.md). Sets the counts, the header's units
-  /// and the unit matrix; the box, the normals and the sort state stay. Degenerate facets stay in. Answers 0;
+  /// and the unit matrix; the box, the normals and the sort state stay. Degenerate facets stay in. Returns 0;
   /// -1 when no two corners merged (kept: a single facet is refused); only the units are set then.
   int create(TriangleBAG& bag, float tolerance, int file_units, int extra);
-  /// Writes the fixed 80-byte header of a binary STL file and `count`. Answers 1. A null stream: nothing.
+  /// Writes the fixed 80-byte header of a binary STL file and `count`. Returns 1. A null stream: nothing.
   int SaveSTLHeader(FILE* f, int count);
   /// Writes the facet records of a binary STL file: the stored normals unchanged, the corners placed by
   /// `matrix` (row-major, column vectors; with `mm_to_inch` 1 it is meant for inches while mesh and file are
-  /// in millimetres), the low 16 bits of the attributes. Answers 1; 0 for a null stream. Write errors stay on
+  /// in millimetres), the low 16 bits of the attributes. Returns 1; 0 for a null stream. Write errors stay on
   /// record in the stream.
   int SaveModifiedCTLDataAsSTL(FILE* f, int mm_to_inch, float matrix[4][4]);
   /// Writes the mesh as a binary STL file with a stamp in its header (docs/formats/stl.md): computer, login
   /// name, `stamp_number` and room for the checksum of crcSTLFile. Normals are placed as directions and
   /// brought to length 1; attributes that are negative as 16 bits become 0.
-  /// Answers mesh_io::kDone; kFailed after a message box when the file cannot be created. Kept: a failed
+  /// Returns mesh_io::kDone; kFailed after a message box when the file cannot be created. Kept: a failed
   /// write or close changes neither; the error object records it. A mesh without triangles makes a file of no
   /// facets.
   int SaveCTLasBinarySTL(CString path, float matrix[4][4], int mm_to_inch, int stamp_number);
   /// Writes the mesh as an ASCII STL file with seven digits a number; otherwise as SaveCTLasBinarySTL.
   int SaveCTLasAsciiSTL(CString path, float matrix[4][4], int mm_to_inch);
   /// Appends the decimal checksum of the facet records (CCRC::calcCRC) to the header text of a binary STL
-  /// file, when that contains "CRC", as far as the 80 bytes go; what follows the records is cut off. Answers
+  /// file, when that contains "CRC", as far as the 80 bytes go; what follows the records is cut off. Returns
   /// 0, always. A file that cannot be read, or is shorter than its count says, is left alone.
   int crcSTLFile(const char* path);
   /// Whether the number after "CRC" in the header text (0 when there is none) is the checksum of the facet
@@ -395,7 +397,7 @@ class TRQ_EXPORT CTL : public COMPONENT {
   /// decimals; no solid lines, the normal is the constant text "1 1 1". A null file: nothing.
   void ascii_dump(FILE* f);
   /// Writes the text report "ctldmp.txt" in the current directory: counts, volume, area, every triangle with
-  /// its normal, every vertex. Always answers 1, also when the file cannot be created.
+  /// its normal, every vertex. Always returns 1, also when the file cannot be created.
   /// Kept: header units 2 are labelled IN and 0 UNKNOWN.
   int dumpctl();
 
@@ -406,7 +408,7 @@ class TRQ_EXPORT CTL : public COMPONENT {
   void clear();
   /// Coarsens the mesh to about `target_triangles`: vertices closer than sqrt(area() / target_triangles) are
   /// merged as by create, each into the earliest of its neighbourhood, and triangles that lose a corner are
-  /// dropped. Answers 1; 0, and nothing done, when the mesh has no more triangles than that. The box and the
+  /// dropped. Returns 1; 0, and nothing done, when the mesh has no more triangles than that. The box and the
   /// normals stay as they were.
   int approximate(int target_triangles);
   /// Makes `dst` hold copies of this mesh's vertices, triangles and normals (none when this mesh has none),
@@ -444,7 +446,7 @@ class TRQ_EXPORT CTL : public COMPONENT {
 
   // Measures
 
-  /// Makes the normals array anew, one a triangle. Answers mesh_io::kDone; kFailed when memory runs out, or
+  /// Makes the normals array anew, one a triangle. Returns mesh_io::kDone; kFailed when memory runs out, or
   /// at the first triangle with an index outside 0..num_vertices() (kept: an index equal to it passes) or
   /// with a NaN coordinate; the normals before it stay, the others are zero.
   int Calculate_normals();
@@ -452,7 +454,7 @@ class TRQ_EXPORT CTL : public COMPONENT {
   /// rounded to float as they are formed, the length is a double.
   VECTOR get_normal(VECTOR p1, VECTOR p2, VECTOR p3);
   /// (2 * area)^2 of triangle i: squared height times squared base, the base the longest edge. An index
-  /// outside the triangles answers 0. NaN when all three corners are one point.
+  /// outside the triangles returns 0. NaN when all three corners are one point.
   float areaX2sq(int i);
   float areaX2sq(const float a[3], const float b[3], const float c[3]);
   /// Surface area, in the square of the mesh's units; added up in a float, in triangle order.
@@ -465,24 +467,24 @@ class TRQ_EXPORT CTL : public COMPONENT {
   /// Writes "ChikiChikiBumBum.stl" in the current directory (binary STL): every facet, in order, with the
   /// corners of those whose normal's z is not >= 0 (negative, or not a number) raised by `zcomp` in z.
   /// Corners that such a facet shares with others stay where they are in the others. Requires normals;
-  /// missing ones read as (0, 0, 0), which is up. `extra` is ignored. Always answers 0, also when the file
+  /// missing ones read as (0, 0, 0), which is up. `extra` is ignored. Always returns 0, also when the file
   /// cannot be created.
   int ShiftTrianglesInZForZComp(float zcomp, int extra);
   /// Writes num_triangles() facet records to "ChikiChikiBumBum.stl" in the current directory, with the
-  /// normals of the mesh (not of the records) and attributes 0. `extra` is ignored. Answers 0, or 1 when the
+  /// normals of the mesh (not of the records) and attributes 0. `extra` is ignored. Returns 0, or 1 when the
   /// file cannot be created or `facets` is null.
   int DumpZCompedSTL(TheTriangle* facets, int extra);
   /// Copies the corners of the first n records of `up` into the records of `main` at their facet indexes;
-  /// indexes outside the mesh are passed over. Answers 0.
+  /// indexes outside the mesh are passed over. Returns 0.
   int DumpTheUpBucketIntoMainBucket(int n, TheTriangle* up, TheTriangle* main);
   /// Takes the edges in groups of three. For each group whose first edge's state is 1, the record of `main`
   /// at the first edge's facet index gets the first edge's trimmed points 1 and 2 and the second edge's
   /// trimmed point 1 as corners. A last group of a single edge and indexes outside the mesh are passed over.
-  /// `zcomp` has no effect. Answers 0.
+  /// `zcomp` has no effect. Returns 0.
   int TrimDownfacingTriangles(int nsegments, TheTriangle* main, TheSegment* segments, float zcomp);
-  /// Part of the interface without an effect: answers 0 and changes nothing.
+  /// Part of the interface without an effect: returns 0 and changes nothing.
   int CreateKnifeBucket(int a, int b, TheTriangle* facets, TheSegment* segments, float zcomp);
-  /// Part of the interface without an effect: answers 0 and changes nothing.
+  /// Part of the interface without an effect: returns 0 and changes nothing.
   int TrimUpfacingTriangles(int a, int b, TheTriangle* facets, TheSegment* segments, float zcomp);
 
   // Shell offset: an inner skin with the mesh's triangles, for hollow parts. Requires normals, outward, on a
@@ -493,11 +495,11 @@ class TRQ_EXPORT CTL : public COMPONENT {
   /// facet that is furthest off gains 0.5 % of weight, 501 rounds at most. The push is half the shortest edge
   /// at the vertex (edges below 0.1 count as 0.1) where that edge is not above `offset_limit`, else
   /// `offset_limit`; with `validate_offsets` 1 it is then halved by validate_offset. Vertices of no triangle
-  /// stay. Sets `shell_made`. Always answers 0; without a vertex array it does nothing.
+  /// stay. Sets `shell_made`. Always returns 0; without a vertex array it does nothing.
   int offset_ctl();
   /// `distance` halved until the push of the vertex crosses none of the first `triangle_count` triangles,
   /// those that have a corner at the vertex left out. Kept: with every halving the tested point moves on by
-  /// the new distance. Triangles are taken in order, the distance and the point carry over. Answers
+  /// the new distance. Triangles are taken in order, the distance and the point carry over. Returns
   /// `distance` unchanged when no push direction is kept (outside offset_ctl) or when the vertex or the count
   /// is outside the mesh.
   float validate_offset(int vertex, float distance, int triangle_count);
@@ -513,17 +515,17 @@ class TRQ_EXPORT CTL : public COMPONENT {
   /// below 1e-5 and behind the plane.
   float tetra_analysis(PbVec3f p, PbVec3f a, PbVec3f b, PbVec3f c);
   /// Writes outer surface and shell (reversed) as "shellstl.stl" in the current directory, binary STL. Always
-  /// answers 1 (kept: also on success). Without a shell nothing is written.
+  /// returns 1 (kept: also on success). Without a shell nothing is written.
   int SaveCTLandShellAsSTL();
-  /// Writes the mesh alone as "shellstl.stl" in the current directory. Always answers 1 (kept: also on
+  /// Writes the mesh alone as "shellstl.stl" in the current directory. Always returns 1 (kept: also on
   /// success).
   int SaveCTLasSTL();
   /// Makes the shell a second, inward-facing surface of the mesh itself: vertices and triangles double, the
-  /// shell is freed, the box becomes stale, the normals are not made anew. Always answers 0; without a shell
+  /// shell is freed, the box becomes stale, the normals are not made anew. Always returns 0; without a shell
   /// nothing changes. Throws std::bad_alloc when the counts would leave the range of an int.
   int MergeShellAndCTLintoCTL();
   /// Writes the text report "ctlshell.txt" in the current directory; facets are numbered from 1. Always
-  /// answers 1; without a shell nothing is written.
+  /// returns 1; without a shell nothing is written.
   int dumpshell();
 
   // Vents and drains
@@ -534,14 +536,15 @@ class TRQ_EXPORT CTL : public COMPONENT {
   void FindVDTriangles(float m[][4]);
 
   // Fields; the arrays are owned.
-  MeshArray<PbVec3f> vertices_;
-  MeshArray<R_INT4> triangles_;  ///< elements 0..2 vertex indices in winding order, element 3 the attribute
-  MeshArray<VECTOR> normals_;
-  MeshArray<PbVec3f> shell_vertices_;  ///< one point per mesh vertex, made by offset_ctl
-  MeshArray<VECTOR> push_directions_;  ///< one per mesh vertex; null outside offset_ctl
-  float offset_limit = 0;              ///< largest inward push of offset_ctl, in the mesh's units
-  int32_t validate_offsets = 0;        ///< 1: offset_ctl checks every push
-  int32_t shell_made = 0;              ///< 1 once offset_ctl ran
+  trq::MeshArray<PbVec3f> vertices_;
+  trq::MeshArray<R_INT4>
+      triangles_;  ///< elements 0..2 vertex indices in winding order, element 3 the attribute
+  trq::MeshArray<VECTOR> normals_;
+  trq::MeshArray<PbVec3f> shell_vertices_;  ///< one point per mesh vertex, made by offset_ctl
+  trq::MeshArray<VECTOR> push_directions_;  ///< one per mesh vertex; null outside offset_ctl
+  float offset_limit = 0;                   ///< largest inward push of offset_ctl, in the mesh's units
+  int32_t validate_offsets = 0;             ///< 1: offset_ctl checks every push
+  int32_t shell_made = 0;                   ///< 1 once offset_ctl ran
   CVentsAndDrains vents_and_drains;
   CTL_HEADER header;
 

@@ -56,11 +56,12 @@ class TRQ_EXPORT CString {
 };
 
 /// Buttons and answers of message boxes.
-namespace message_box {
+namespace trq::message_box {
 enum Buttons : unsigned { kOkButton = 0, kYesNoButtons = 4 };
 enum Answer : int { kOk = 1, kYes = 6, kNo = 7 };
-}  // namespace message_box
+}  // namespace trq::message_box
 
+namespace trq {
 /// Answers a message box: the text, the buttons (message_box::Buttons) and the `user` pointer given at
 /// installation; returns a message_box::Answer.
 using MessageBoxHandler = int (*)(const char* text, unsigned buttons, void* user);
@@ -70,11 +71,12 @@ using MessageBoxHandler = int (*)(const char* text, unsigned buttons, void* user
 /// and No to Yes/No boxes, so that nothing is overwritten or deleted unasked.
 TRQ_EXPORT void SetMessageBoxHandler(int (*handler)(const char* text, unsigned buttons, void* user),
                                      void* user);
+}  // namespace trq
 
 /// Shows a message box through the installed handler and returns its answer.
-TRQ_EXPORT int AfxMessageBox(const char* text, unsigned buttons = message_box::kOkButton);
+TRQ_EXPORT int AfxMessageBox(const char* text, unsigned buttons = trq::message_box::kOkButton);
 
-/// Answers of UTILITY::GetDriveInfo.
-namespace drive {
+/// Returns of UTILITY::GetDriveInfo.
+namespace trq::drive {
 enum Kind : int { kUnknown = 0, kNoSuchRoot = 1, kRemovable = 2, kFixed = 3, kRemote = 4, kCd = 5, kRam = 6 };
-}  // namespace drive
+}  // namespace trq::drive

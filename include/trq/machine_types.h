@@ -24,6 +24,7 @@ enum TRQ_TYPE : int32_t {
   TRQ_NONE = 26,
 };
 
+namespace trq {
 /// Units selector of style directories.
 enum StyleDirectoryUnits : int32_t { kStylesInInches = 0, kStylesInMillimetres = 1 };
 
@@ -41,9 +42,11 @@ struct MachineTypeRow {
 
 /// Printed for a value without a name.
 inline constexpr char kUnknownMachineName[] = "TRQ-UNKNOWN";
+}  // namespace trq
 
 // Kept: the newest machines have differently spelt names, one with a stray parenthesis, and keep the readable
 // line form in comma-separated exports; C3 and C4, and the three newest, share their directories.
+namespace trq {
 inline constexpr MachineTypeRow kMachineTypes[] = {
     {TRQ_A1, "TRQ-A1", "TRQ-A1", "TRQ-A1", "TRQ-A1", false, "\\trqa1\\a1mm\\", "\\trqa1\\a1in\\"},
     {TRQ_B2, "TRQ-B2", "TRQ-B2", "TRQ-B2", "TRQ-B2", false, "\\trqb2\\b2mm\\", "\\trqb2\\b2in\\"},
@@ -87,3 +90,4 @@ constexpr const char* StyleDirectory(int type, int units) {
   if (units == kStylesInInches) return row->directory_inch;
   return units == kStylesInMillimetres ? row->directory_mm : nullptr;
 }
+}  // namespace trq

@@ -89,8 +89,8 @@ class TRQ_EXPORT GRID_INDEX2 : public CErrorObject {
   int ok(int i, int j) const;
   int get_y_num() const;
   /// Fills `cells` with the cells that the segment from (x0, y0) to (x1, y1) passes through, in order, each
-  /// sharing an edge with the one before, and answers their number. Through a corner the Y step comes first.
-  /// Answers the first cell alone when an index does not fit an int, when the path is longer than 2^24 cells,
+  /// sharing an edge with the one before, and returns their number. Through a corner the Y step comes first.
+  /// Returns the first cell alone when an index does not fit an int, when the path is longer than 2^24 cells,
   /// or when it could not end (cells of negative size).
   int boxes_between(float x0, float y0, float x1, float y1, DynArray<MyPair<int, int>>& cells) const;
 
@@ -113,7 +113,7 @@ class TRQ_EXPORT GRID_INDEX2 : public CErrorObject {
 
 /// Arranges copies of meshes on the vat so that they do not overlap and reach as little as possible along Y.
 ///
-/// Use: construct, `add` every mesh (moved to minimum X = Y = 0 before), `find_placement`; when it answers 1,
+/// Use: construct, `add` every mesh (moved to minimum X = Y = 0 before), `find_placement`; when it returns 1,
 /// turn a copy of each mesh about Z by `z_rot`, move it back to minimum X = Y = 0, and then move it by
 /// `x_shift` and `y_shift`. `find_placement` draws from the C library's `rand`, which it does not seed.
 class TRQ_EXPORT GridEval : public GRID_INDEX2 {
@@ -166,7 +166,7 @@ class TRQ_EXPORT GridEval : public GRID_INDEX2 {
   /// with more than 2^20 such cells, or with a corner that has no cell, prints it once.
   void add(CTL& part, int copies);
   /// Searches: a fixed pass and 50 random ones, then the same again with every footprint grown by one cell,
-  /// whose result, if any, is preferred. Answers 1 when an arrangement was found, else 0 (the answer is
+  /// whose result, if any, is preferred. Returns 1 when an arrangement was found, else 0 (the answer is
   /// unchanged). The footprints stay grown: `clear` and `add` again before another search.
   int find_placement();
   /// Unites every valid footprint with itself moved by (1, 1).

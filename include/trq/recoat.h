@@ -19,7 +19,7 @@ using RECOAT_TYPE = int32_t;
 class RecoatStyleParameterRecordInt;
 
 /// A float parameter of a recoat style: a build style record with its own text form.
-class TRQ_EXPORT RecoatStyleParameterRecordFloat : public StyleParameterRecordFloat {
+class TRQ_EXPORT RecoatStyleParameterRecordFloat : public trq::StyleParameterRecordFloat {
  public:
   RecoatStyleParameterRecordFloat() = default;
   /// Takes all numbers of `source` as floats, and its flags. Null changes nothing.
@@ -31,7 +31,7 @@ class TRQ_EXPORT RecoatStyleParameterRecordFloat : public StyleParameterRecordFl
 
 /// An integer parameter of a recoat style. Its comma-separated lines leave the default out, its readable
 /// lines print it as a floating-point number (both kept, see docs/kept-behaviour.md).
-class TRQ_EXPORT RecoatStyleParameterRecordInt : public StyleParameterRecord<int32_t> {
+class TRQ_EXPORT RecoatStyleParameterRecordInt : public trq::StyleParameterRecord<int32_t> {
  public:
   RecoatStyleParameterRecordInt() = default;
   /// Takes all numbers of `source` truncated toward zero (INT_MIN for NaN and what fits no int), and its
@@ -151,7 +151,7 @@ class TRQ_EXPORT KVRECOATSTYLE {
   RecoatStyleParameterRecordInt* FindInt(const char* name);
   const RecoatStyleParameterRecordInt* FindInt(const char* name) const;
 
-  StyleStream file;  ///< the stream being read or written
+  trq::StyleStream file;  ///< the stream being read or written
   int32_t IntegerFlag = 1;
   CString StyleName = "None";
   CString BuildDescription = "None";
@@ -205,6 +205,7 @@ class TRQ_EXPORT KVRECOATSTYLE {
   std::vector<KVSWEEPS> SecondarySweepList;
 };
 
+namespace trq {
 using RecoatStyleMember =
     StyleRecordMember<KVRECOATSTYLE, RecoatStyleParameterRecordFloat, RecoatStyleParameterRecordInt, 10, 10>;
 using RecoatStyleParameterRow = StyleParameterRow<RecoatStyleMember>;
@@ -212,6 +213,7 @@ using RecoatStyleParameterRow = StyleParameterRow<RecoatStyleMember>;
 /// All 48 records of a recoat style: the 26 of the text export's table in member order, the two of the
 /// preferred blade gap, and the 20 kept ones.
 TRQ_EXPORT StyleParameterList<RecoatStyleMember> RecoatStyleParameters();
+}  // namespace trq
 
 /// Blade gap (percent) and blade velocity of one sweep of a legacy recoat style.
 class TRQ_EXPORT SWEEPS {
@@ -222,14 +224,14 @@ class TRQ_EXPORT SWEEPS {
 static_assert(sizeof(SWEEPS) == 8, "stored in files as it lies in memory");
 
 /// Results of legacy recoat style operations.
-namespace legacy_recoat_file {
+namespace trq::legacy_recoat_file {
 enum Result : int {
   kOk = 0,
   kFailed = -1,      ///< short read after the texts; a failed write; from isStyleFileBinary: under 4 bytes
   kReadFailed = -2,  ///< short read of the version or of a text
   kCannotOpen = -3,
 };
-}  // namespace legacy_recoat_file
+}  // namespace trq::legacy_recoat_file
 
 /// The older, flat recoat style: plain numbers and its own small file.
 /// Assigned and copied styles share the stream and the sweep lists of their source (freed and closed once);
@@ -295,5 +297,5 @@ class TRQ_EXPORT RECOATSTYLE {
   std::shared_ptr<std::vector<SWEEPS>> SecondarySweepList;
 
  private:
-  std::shared_ptr<StyleStream> file_ = std::make_shared<StyleStream>();
+  std::shared_ptr<trq::StyleStream> file_ = std::make_shared<trq::StyleStream>();
 };

@@ -18,7 +18,7 @@ enum SLC_OPEN_MODE : int {
 };
 
 /// Results of SLC file operations. Zero is success, negative is failure.
-namespace slc_file {
+namespace trq::slc_file {
 enum Result : int {
   kOk = 0,
   kCannotOpen = -1,            ///< also: the path is a directory
@@ -37,8 +37,9 @@ enum Result : int {
   kTableWriteFailed = -16,
   kContourWriteFailed = -17,
 };
-}  // namespace slc_file
+}  // namespace trq::slc_file
 
+namespace trq {
 /// An entry of the sampling table: how the part was sliced from `min_z` upwards. 16 bytes in the file.
 struct TRQ_EXPORT SlcTableEntry {
   float min_z = 0;            ///< lowest z of the range, in the file's units
@@ -46,8 +47,10 @@ struct TRQ_EXPORT SlcTableEntry {
   float line_width_compensation = 0;
   float reserved = 0;
 };
-static_assert(sizeof(SlcTableEntry) == 16, "an entry is stored in files as it lies in memory");
+}  // namespace trq
+static_assert(sizeof(trq::SlcTableEntry) == 16, "an entry is stored in files as it lies in memory");
 
+namespace trq {
 /// One closed contour of a layer, which keeps the points alive.
 struct TRQ_EXPORT SlcBoundary {
   uint32_t vertex_count = 0;
@@ -102,6 +105,7 @@ class TRQ_EXPORT SlcLayer {
   std::size_t free_size_ = 0;     // floats left in it
   std::size_t block_size_ = 0;    // floats in it
 };
+}  // namespace trq
 
 /// A part as a stack of sliced contours. Owns its entries, layers and points. Copying by constructor or
 /// assignment is deleted; `copy` is the operation.
@@ -127,21 +131,21 @@ class TRQ_EXPORT slc {
   /// whole before it stays, a layer cut short is dropped.
   int loadSlc();
   /// Writes the model to the stored path, which is truncated first; the file is closed in every case. kOk or
-  /// the first failure. An empty table answers kEmptyTable when header and reserved block are on disk
+  /// the first failure. An empty table returns kEmptyTable when header and reserved block are on disk
   /// already.
   int writeSlc();
   /// Stores the path, at most 512 characters, and writes the model to it: the result of writeSlc.
   int SaveSLCModel(CString path);
 
-  /// The four steps of loadSlc, on the open file. Without an open file each answers the code by which it
+  /// The four steps of loadSlc, on the open file. Without an open file each returns the code by which it
   /// reports the end of the file.
   int readSlcHeader();
   int readReservedSection();
   int readTableEntry();
   int processContourLayers();
 
-  /// The four steps of writeSlc, on the open file, each flushed before it answers. Without an open file each
-  /// answers its failure code.
+  /// The four steps of writeSlc, on the open file, each flushed before it returns. Without an open file each
+  /// returns its failure code.
   int writeSlcHeader();
   int writeReservedSection();
   int writeTableEntry();
@@ -179,8 +183,8 @@ class TRQ_EXPORT slc {
   int32_t header_length = 0;                   ///< bytes of header_text, without the end
   unsigned char reserved[kReservedSize] = {};  ///< written to files, never read from them
   uint8_t table_count = 0;                     ///< as stored in the file: 128 and more read no entries
-  std::vector<SlcTableEntry> table;
-  std::vector<SlcLayer> layers;  ///< in file order, the terminator last
+  std::vector<trq::SlcTableEntry> table;
+  std::vector<trq::SlcLayer> layers;  ///< in file order, the terminator last
 
  private:
   void SetPath(const char* text);

@@ -7,6 +7,7 @@
 #include "trq/export.h"
 #include "trq/host.h"
 
+namespace trq {
 /// The placement record of a component: floats R[0..29] and the matrix before the latest move.
 /// R[0..15] current 4x4 matrix (row-major, column vectors); R[16..18], R[19..21], R[22..24] three points;
 /// R[25..27] spacing; R[28] area; R[29] volume.
@@ -16,6 +17,7 @@ struct TRQ_EXPORT PlacementRecord {
   /// Both matrices unit, all else zero.
   PlacementRecord();
 };
+}  // namespace trq
 
 /// The component record of the slice-file library. A plain value: copying copies the placement record too,
 /// so two records never share one.
@@ -36,5 +38,5 @@ class TRQ_EXPORT COMPONENT_INFO {
   std::array<int32_t, 4> words_of_four{};
   std::array<int32_t, 24> words_of_twenty_four{};
   std::array<int32_t, 4> last_words{};
-  PlacementRecord record;
+  trq::PlacementRecord record;
 };

@@ -13,7 +13,7 @@
 #include "trq/style_structures.h"
 
 /// Results of style and recoat file operations. Zero is success, negative is failure.
-namespace style_file {
+namespace trq::style_file {
 enum Result : int {
   kOk = 0,
   kCannotOpen = -1,     ///< a folder cannot be opened either
@@ -22,8 +22,9 @@ enum Result : int {
   kCrcRefused = -4,     ///< checked loading only, after its message
   kUnknownLayout = -5,  ///< neither the version word nor the "Version" record is one of a known layout
 };
-}  // namespace style_file
+}  // namespace trq::style_file
 
+namespace trq {
 /// One tunable parameter: value, default, three flags for the user interface, range and allowed values.
 /// T is float or int32_t. The shared body of the build and recoat style records, which add their text form.
 template <class T>
@@ -123,11 +124,12 @@ class TRQ_EXPORT StyleParameterRecordFloat : public StyleParameterRecord<float> 
  protected:
   StyleParameterRecordFloat() = default;
 };
+}  // namespace trq
 
 class BuildStyleParameterRecordInt;
 
 /// A float parameter of a build style.
-class TRQ_EXPORT BuildStyleParameterRecordFloat : public StyleParameterRecordFloat {
+class TRQ_EXPORT BuildStyleParameterRecordFloat : public trq::StyleParameterRecordFloat {
  public:
   BuildStyleParameterRecordFloat() = default;
   /// Takes all numbers of `source` as floats, and its flags. Null changes nothing.
@@ -138,7 +140,7 @@ class TRQ_EXPORT BuildStyleParameterRecordFloat : public StyleParameterRecordFlo
 };
 
 /// An integer parameter of a build style.
-class TRQ_EXPORT BuildStyleParameterRecordInt : public StyleParameterRecord<int32_t> {
+class TRQ_EXPORT BuildStyleParameterRecordInt : public trq::StyleParameterRecord<int32_t> {
  public:
   BuildStyleParameterRecordInt() = default;
   /// Takes all numbers of `source` truncated toward zero (INT_MIN for NaN and what fits no int), and its
@@ -148,6 +150,7 @@ class TRQ_EXPORT BuildStyleParameterRecordInt : public StyleParameterRecord<int3
   int WriteAsciiRecord(FILE* file, const CString& name, bool comma_separated) const;
 };
 
+namespace trq {
 /// The stream member of a style: opened by the style itself or set by the caller, who then also owns it.
 /// A copy gets no stream; the destructor and assignment close a stream only if the style opened it.
 class TRQ_EXPORT StyleStream {
@@ -296,6 +299,7 @@ class StyleParameterList {
   const Row* first_;
   std::size_t size_;
 };
+}  // namespace trq
 
 /// One complete build style. The records and texts are public members, the records named after their display
 /// names without blanks and punctuation. Lengths are inches or millimetres as the application keeps them;
@@ -385,7 +389,7 @@ class TRQ_EXPORT KVBUILDSTYLE {
   /// locale. kOk, kCannotOpen or kWriteFailed.
   int writeAsciiBuildStyle(CString path);
 
-  StyleStream file;  ///< the stream being read or written
+  trq::StyleStream file;  ///< the stream being read or written
   CString StyleName = "None";
   CString FullPathName = "None";
   CString BuildDescription = "None";
@@ -596,6 +600,7 @@ class TRQ_EXPORT KVBUILDSTYLE {
   BuildStyleParameterRecordFloat ShellingThickness;
 };
 
+namespace trq {
 using BuildStyleRecordMember =
     StyleRecordMember<KVBUILDSTYLE, BuildStyleParameterRecordFloat, BuildStyleParameterRecordInt, 21, 2>;
 using BuildStyleParameter = StyleParameterRow<BuildStyleRecordMember>;
@@ -610,7 +615,8 @@ struct MachineWords {
   float Word10 = 0.4f;
   int32_t Word11 = 0;
 };
-static_assert(sizeof(MachineWords) == 48, "twelve 32-bit words");
+}  // namespace trq
+static_assert(sizeof(trq::MachineWords) == 48, "twelve 32-bit words");
 
 /// One machine with its recoater and material: a record that the application fills and reads; the library
 /// does not interpret it.
@@ -621,7 +627,7 @@ class TRQ_EXPORT MACHINES {
   int32_t MachineType = TRQ_E7;
   CString RecoaterName = "KALMOR";
   CString MaterialName = "RX4410";
-  MachineWords Words;
+  trq::MachineWords Words;
   int32_t WordAfterBlock = 0;
   CString Texts[2][3] = {{" ", " ", " "}, {" ", " ", " "}};
   int32_t LastInteger = 0;

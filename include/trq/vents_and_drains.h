@@ -15,12 +15,14 @@ struct TRQ_EXPORT VentOrDrain {
 };
 static_assert(sizeof(VentOrDrain) == 32, "a record of eight words");
 
+namespace trq {
 /// A facet that may take a vent or a drain.
 struct TRQ_EXPORT VentCandidate {
   int32_t triangle = 0;
   int32_t selected = 0;
 };
-static_assert(sizeof(VentCandidate) == 8, "a record of two words");
+}  // namespace trq
+static_assert(sizeof(trq::VentCandidate) == 8, "a record of two words");
 
 /// The vents and drains of one mesh.
 class TRQ_EXPORT CVentsAndDrains {
@@ -38,8 +40,8 @@ class TRQ_EXPORT CVentsAndDrains {
   void UnselectedAllVentTriangles();
   void UnselectedAllDrainTriangles();
 
-  std::vector<VentCandidate> vent_triangles;
+  std::vector<trq::VentCandidate> vent_triangles;
   std::vector<VentOrDrain> vents;
-  std::vector<VentCandidate> drain_triangles;
+  std::vector<trq::VentCandidate> drain_triangles;
   std::vector<VentOrDrain> drains;
 };

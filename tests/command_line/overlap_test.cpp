@@ -137,7 +137,7 @@ TEST(Overlap, OneShapeHasNoDistance) {
   EXPECT_LT(SmallestDistance({}), 0);
 }
 
-// The same answers as looking at every pair of facets, on many small random shapes.
+// The same returns as looking at every pair of facets, on many small random shapes.
 TEST(Overlap, AgreesWithEveryPairOfFacets) {
   std::mt19937 random(3);
   const auto number = [&random](double low, double high) {

@@ -1,4 +1,4 @@
-/// Nothing crashes, leaks or answers success falsely when memory runs out or a stream fails.
+/// Nothing crashes, leaks or returns success falsely when memory runs out or a stream fails.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -31,9 +31,10 @@ class Faults : public testing::Test {
  protected:
   // Nothing is recorded: that would be memory that stays.
   void SetUp() override {
-    SetMessageBoxHandler([](const char*, unsigned, void*) -> int { return message_box::kOk; }, nullptr);
+    trq::SetMessageBoxHandler([](const char*, unsigned, void*) -> int { return trq::message_box::kOk; },
+                              nullptr);
   }
-  void TearDown() override { SetMessageBoxHandler(nullptr, nullptr); }
+  void TearDown() override { trq::SetMessageBoxHandler(nullptr, nullptr); }
 };
 
 void FailEveryAllocation(const std::vector<Operation>& operations) {
@@ -139,11 +140,12 @@ TEST_F(Faults, ArraysAskTheNewHandler) {
     asked = 0;
     Plan plan;
     plan.allocation = 1;
-    MeshArray<int> array;
+    trq::MeshArray<int> array;
     // The handler came back, so the array asks once more, and there is memory.
     EXPECT_EQ(faults::Injected(plan, nullptr,
                                [&] {
-                                 array = zeroed ? MeshArray<int>(7) : MeshArray<int>::ForOverwrite(7);
+                                 array =
+                                     zeroed ? trq::MeshArray<int>(7) : trq::MeshArray<int>::ForOverwrite(7);
                                  return 0;
                                }),
               0);

@@ -19,7 +19,7 @@ struct Plan {
   bool close_fails = false;         ///< with EIO, of streams that were written to
 };
 
-/// Answers beside those of the library.
+/// Returns beside those of the library.
 enum Code : int { kOutOfMemory = 1000, kThrownText = 1001 };
 
 void Begin(const Plan& plan);

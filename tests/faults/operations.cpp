@@ -47,7 +47,7 @@ int ReadStl(CTL& mesh, const std::string& path, bool partial) {
   const std::unique_ptr<std::FILE, Closer> file(std::fopen(path.c_str(), "rb"));
   if (!file) return -100;
   int accept_partial = partial ? 1 : 0;
-  return mesh.LoadSTLFile(file.get(), units::kMillimetre, &accept_partial, 0, 1e-4f, 0);
+  return mesh.LoadSTLFile(file.get(), trq::units::kMillimetre, &accept_partial, 0, 1e-4f, 0);
 }
 
 CTL MeshOf(const std::string& path) {

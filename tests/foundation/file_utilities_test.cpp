@@ -66,7 +66,7 @@ TEST(FileUtilities, OverwritingIsAskedOnlyForExistingFiles) {
   ASSERT_EQ(boxes.boxes().size(), 1u);
   EXPECT_EQ(boxes.boxes()[0].text, "Do you want to replace " + path.str() + " ?");
   EXPECT_EQ(boxes.boxes()[0].buttons, 4u);
-  test_support::MessageBoxRecorder yes(message_box::kYes);
+  test_support::MessageBoxRecorder yes(trq::message_box::kYes);
   EXPECT_EQ(UTILITY::CheckIfOverWriting(path), 6);
 }
 

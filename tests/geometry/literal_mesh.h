@@ -34,7 +34,7 @@ inline void SortByHeight(CTL& mesh, bool ascending) {
   }
   heights_of = mesh.vertices();
   UTL_heap_sort(order.data(), count, ascending ? Above : Below);
-  MeshArray<R_INT4> sorted(static_cast<std::size_t>(count));
+  trq::MeshArray<R_INT4> sorted(static_cast<std::size_t>(count));
   for (std::size_t i = 0; i < order.size(); ++i) sorted[i] = *static_cast<R_INT4*>(order[i]);
   mesh.triangles_ = std::move(sorted);
 }

@@ -230,7 +230,7 @@ TEST(MeasureDifferential, MeshesAddUpTriangleByTriangle) {
     const auto same = [](float a, float b) { return a == b || (std::isnan(a) && std::isnan(b)); };
     ASSERT_TRUE(same(mesh.area(), static_cast<float>(area * 0.5))) << round;
     ASSERT_TRUE(same(mesh.volume(), static_cast<float>(volume * 0.16666667))) << round;
-    ASSERT_EQ(mesh.Calculate_normals(), sound ? mesh_io::kDone : mesh_io::kFailed) << round;
+    ASSERT_EQ(mesh.Calculate_normals(), sound ? trq::mesh_io::kDone : trq::mesh_io::kFailed) << round;
     for (std::size_t i = 0; i < normals.size(); ++i) {
       const VECTOR& n = mesh.normals()[i];
       ASSERT_TRUE(same(n.x, normals[i].x) && same(n.y, normals[i].y) && same(n.z, normals[i].z))

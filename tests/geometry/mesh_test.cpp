@@ -25,7 +25,7 @@ using testing::internal::GetCapturedStdout;
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
 TEST(MeshArray, NewRoomIsZero) {
-  MeshArray<VECTOR> array(3);
+  trq::MeshArray<VECTOR> array(3);
   EXPECT_EQ(array.size(), 3u);
   for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ(array[i].x + array[i].y + array[i].z, 0);
   array[2].y = 5;
@@ -39,8 +39,8 @@ TEST(MeshArray, NewRoomIsZero) {
 }
 
 TEST(MeshArray, MovingLeavesAnEmptyArray) {
-  MeshArray<VECTOR> first(3);
-  MeshArray<VECTOR> second(std::move(first));
+  trq::MeshArray<VECTOR> first(3);
+  trq::MeshArray<VECTOR> second(std::move(first));
   EXPECT_FALSE(first);
   EXPECT_EQ(first.size(), 0u);
   EXPECT_EQ(second.size(), 3u);
@@ -52,9 +52,9 @@ TEST(MeshArray, MovingLeavesAnEmptyArray) {
 }
 
 TEST(MeshArray, CloneCopiesWhatIsUsedAndZeroesTheRest) {
-  MeshArray<VECTOR> array(3);
+  trq::MeshArray<VECTOR> array(3);
   for (std::size_t i = 0; i < 3; ++i) array[i].x = static_cast<float>(i + 1);
-  const MeshArray<VECTOR> copy = array.Clone(2, 4);
+  const trq::MeshArray<VECTOR> copy = array.Clone(2, 4);
   ASSERT_EQ(copy.size(), 4u);
   EXPECT_EQ(copy[1].x, 2);
   EXPECT_EQ(copy[2].x, 0);
@@ -137,8 +137,8 @@ TEST(Ctl, IsNotCopiedButMoved) {
 TEST(CtlClear, FreesTheArraysAndKeepsTheRest) {
   CTL mesh = Cube();
   mesh.Calculate_normals();
-  mesh.shell_vertices_ = MeshArray<PbVec3f>(8);
-  mesh.push_directions_ = MeshArray<VECTOR>(8);
+  mesh.shell_vertices_ = trq::MeshArray<PbVec3f>(8);
+  mesh.push_directions_ = trq::MeshArray<VECTOR>(8);
   mesh.name("part");
   mesh.SetUnits(1);
   mesh.header.sort_state = 1;

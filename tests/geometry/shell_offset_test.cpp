@@ -29,7 +29,7 @@ const std::vector<Point> kCubeNormals = {{0, 0, -1}, {0, 0, -1}, {0, 0, 1}, {0, 
                                          {-1, 0, 0}, {-1, 0, 0}, {1, 0, 0}, {1, 0, 0}};
 
 void SetNormals(CTL& mesh, const std::vector<Point>& normals) {
-  mesh.normals_ = MeshArray<VECTOR>(normals.size());
+  mesh.normals_ = trq::MeshArray<VECTOR>(normals.size());
   for (std::size_t i = 0; i < normals.size(); ++i) {
     mesh.normals_[i] = VECTOR(normals[i][0], normals[i][1], normals[i][2]);
   }
@@ -236,7 +236,7 @@ TEST(ShellOffset, ValidationLooksAsDeepAsTheTestedPointMoves) {
 CTL PushTarget(std::vector<Point> corners, const std::vector<Indices>& triangles) {
   corners.insert(corners.begin(), {0, 0, 10});
   CTL mesh = test_support::MakeMesh(corners, triangles);
-  mesh.push_directions_ = MeshArray<VECTOR>(corners.size());
+  mesh.push_directions_ = trq::MeshArray<VECTOR>(corners.size());
   mesh.push_directions_[0] = VECTOR(0, 0, 1);
   return mesh;
 }
@@ -469,7 +469,7 @@ TEST_F(ShellFiles, FilesThatCannotBeCreatedAnswer1) {
 TEST_F(ShellFiles, ReportListsTheShell) {
   CTL mesh = test_support::MakeMesh({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{0, 1, 2}, {2, 1, 0}});
   SetNormals(mesh, {{0, 0, 1}, {0.25f, -1, 0.125f}});
-  mesh.shell_vertices_ = MeshArray<PbVec3f>(3);
+  mesh.shell_vertices_ = trq::MeshArray<PbVec3f>(3);
   mesh.shell_vertices_[0] = P(0, 0.5f, -1.25f);
   mesh.shell_vertices_[1] = P(1000000, 2, 3);
   mesh.shell_vertices_[2] = P(4, 5, 6.0000005f);
@@ -551,7 +551,7 @@ TEST(MergeShell, WithoutAShellNothingChanges) {
 
 // ---- the literal form, for comparing ----
 
-/// Compares the shell of the mesh with the literal form's, bit by bit, and answers how many pushes were
+/// Compares the shell of the mesh with the literal form's, bit by bit, and returns how many pushes were
 /// shortened.
 int ExpectLiteralShell(CTL& mesh, float limit, const std::string& what) {
   mesh.offset_limit = limit;
@@ -700,7 +700,7 @@ TEST(ShellDifferential, DegenerateMeshesMatchTheLiteralForm) {
       }
     }
     // Normals of their own, since a mesh with NaN gets none.
-    mesh.normals_ = MeshArray<VECTOR>(160);
+    mesh.normals_ = trq::MeshArray<VECTOR>(160);
     for (std::size_t i = 0; i < 160; ++i) {
       mesh.normals_[i] = VECTOR(Between(random, -1, 1), Between(random, -1, 1), Between(random, -1, 1));
       if (i % 40 == 7) mesh.normals_[i] = VECTOR(0, 0, 0);
@@ -724,7 +724,7 @@ TEST(ShellDifferential, ValidateOffsetAgreesWithTheTree) {
     return all;
   }();
   // The directions, recovered from the unchecked pushes, go through the exported operation.
-  wall.push_directions_ = MeshArray<VECTOR>(unchecked.size());
+  wall.push_directions_ = trq::MeshArray<VECTOR>(unchecked.size());
   wall.validate_offsets = 1;
   int shortened = 0;
   for (std::size_t i = 0; i < unchecked.size(); ++i) {

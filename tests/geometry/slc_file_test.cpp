@@ -25,30 +25,31 @@ constexpr uint32_t kTerminator = 0xFFFFFFFFu;
 class SlcBytes {
  public:
   SlcBytes& Header(const std::string& text) {
-    return Add(ByteBuilder().Raw(text).U8(0x1A), slc_file::kBadHeaderByte);
+    return Add(ByteBuilder().Raw(text).U8(0x1A), trq::slc_file::kBadHeaderByte);
   }
   SlcBytes& Reserved(const std::string& block = std::string(256, '\0')) {
-    return Add(ByteBuilder().Raw(block), slc_file::kReservedOrCountShort);
+    return Add(ByteBuilder().Raw(block), trq::slc_file::kReservedOrCountShort);
   }
   SlcBytes& TableCount(unsigned count) {
-    return Add(ByteBuilder().U8(count), slc_file::kReservedOrCountShort);
+    return Add(ByteBuilder().U8(count), trq::slc_file::kReservedOrCountShort);
   }
   SlcBytes& Entry(float min_z, float thickness, float width, float reserved) {
-    return Add(ByteBuilder().F32(min_z).F32(thickness).F32(width).F32(reserved), slc_file::kTableEntryShort);
+    return Add(ByteBuilder().F32(min_z).F32(thickness).F32(width).F32(reserved),
+               trq::slc_file::kTableEntryShort);
   }
   SlcBytes& Layer(float z, uint32_t boundaries) {
-    Add(ByteBuilder().F32(z), slc_file::kLayerZShort);
-    return Add(ByteBuilder().U32(boundaries), slc_file::kBoundaryCountShort);
+    Add(ByteBuilder().F32(z), trq::slc_file::kLayerZShort);
+    return Add(ByteBuilder().U32(boundaries), trq::slc_file::kBoundaryCountShort);
   }
   SlcBytes& Counts(uint32_t vertices, uint32_t gaps) {
-    Add(ByteBuilder().U32(vertices), slc_file::kVertexCountShort);
-    return Add(ByteBuilder().U32(gaps), slc_file::kGapCountShort);
+    Add(ByteBuilder().U32(vertices), trq::slc_file::kVertexCountShort);
+    return Add(ByteBuilder().U32(gaps), trq::slc_file::kGapCountShort);
   }
   SlcBytes& Boundary(const std::vector<float>& xy, uint32_t gaps) {
     Counts(static_cast<uint32_t>(xy.size() / 2), gaps);
     ByteBuilder points;
     for (const float v : xy) points.F32(v);
-    return Add(points, slc_file::kVerticesShort);
+    return Add(points, trq::slc_file::kVerticesShort);
   }
   SlcBytes& Raw(const std::string& bytes, int code) { return Add(ByteBuilder().Raw(bytes), code); }
 
@@ -88,7 +89,7 @@ SlcBytes SmallFile() {
       .Layer(0.5f, kTerminator);
 }
 
-void AddBoundary(SlcLayer& layer, const std::vector<float>& xy, uint32_t gaps) {
+void AddBoundary(trq::SlcLayer& layer, const std::vector<float>& xy, uint32_t gaps) {
   float* const points = layer.AddBoundary(static_cast<uint32_t>(xy.size() / 2), gaps);
   std::copy(xy.begin(), xy.end(), points);
 }
@@ -112,16 +113,16 @@ void FillSmallModel(slc& model) {
   AddBoundary(model.layers.back(), kHole, 0);
   AddBoundary(model.layers.back(), {}, 0);
   AddBoundary(model.layers.back(), kSegment, 3);
-  model.layers.push_back(SlcLayer::Terminator(0.5f));
+  model.layers.push_back(trq::SlcLayer::Terminator(0.5f));
 }
 
-std::vector<float> PointsOf(const SlcBoundary& boundary) {
+std::vector<float> PointsOf(const trq::SlcBoundary& boundary) {
   return std::vector<float>(boundary.points, boundary.points + 2 * std::size_t{boundary.vertex_count});
 }
 
 void ExpectSmallModel(const slc& model, std::size_t first_layer = 0) {
   ASSERT_EQ(model.layers.size(), first_layer + 4);
-  const SlcLayer* const layers = model.layers.data() + first_layer;
+  const trq::SlcLayer* const layers = model.layers.data() + first_layer;
   EXPECT_EQ(layers[0].z, 0.125f);
   EXPECT_EQ(layers[0].boundary_count(), 0u);
   EXPECT_EQ(layers[1].z, 0.25f);
@@ -177,14 +178,14 @@ TEST(SlcFile, WritesZeroOneAndManyBoundaries) {
   const TempDir folder;
   slc model;
   FillSmallModel(model);
-  EXPECT_EQ(model.SaveSLCModel(folder.File("out.slc").c_str()), slc_file::kOk);
+  EXPECT_EQ(model.SaveSLCModel(folder.File("out.slc").c_str()), trq::slc_file::kOk);
   EXPECT_EQ(test_support::Hex(folder.Read("out.slc")), test_support::Hex(SmallFile().bytes()));
   EXPECT_EQ(model.file, nullptr);
 }
 
 TEST(SlcFile, ReadsZeroOneAndManyBoundaries) {
   slc model;
-  ASSERT_EQ(Load(SmallFile().bytes(), model), slc_file::kOk);
+  ASSERT_EQ(Load(SmallFile().bytes(), model), trq::slc_file::kOk);
   EXPECT_STREQ(model.header_text, "-SLCVER 2.0 -UNIT MM\r\n");
   EXPECT_EQ(model.header_length, 22);
   EXPECT_EQ(model.table_count, 2);
@@ -201,8 +202,8 @@ TEST(SlcFile, EndRightAfterTheTerminatorIsGood) {
   const TempDir folder;
   const std::string path = folder.Write("part.slc", SmallFile().bytes());
   slc model(path.c_str());
-  ASSERT_EQ(model.loadSlc(), slc_file::kOk);
-  ASSERT_EQ(model.SaveSLCModel(folder.File("again.slc").c_str()), slc_file::kOk);
+  ASSERT_EQ(model.loadSlc(), trq::slc_file::kOk);
+  ASSERT_EQ(model.SaveSLCModel(folder.File("again.slc").c_str()), trq::slc_file::kOk);
   EXPECT_EQ(folder.Read("again.slc"), SmallFile().bytes());
 }
 
@@ -210,11 +211,11 @@ TEST(SlcFile, LayerOfZeroBoundariesIsKeptAndWrittenBack) {
   const std::string bytes = Head().Layer(3, 0).Layer(4, kTerminator).bytes();
   const TempDir folder;
   slc model(folder.Write("part.slc", bytes).c_str());
-  ASSERT_EQ(model.loadSlc(), slc_file::kOk);
+  ASSERT_EQ(model.loadSlc(), trq::slc_file::kOk);
   ASSERT_EQ(model.layers.size(), 2u);
   EXPECT_EQ(model.layers[0].boundary_count(), 0u);
   EXPECT_FALSE(model.layers[0].is_terminator());
-  ASSERT_EQ(model.SaveSLCModel(folder.File("again.slc").c_str()), slc_file::kOk);
+  ASSERT_EQ(model.SaveSLCModel(folder.File("again.slc").c_str()), trq::slc_file::kOk);
   EXPECT_EQ(folder.Read("again.slc"), bytes);
 }
 
@@ -232,7 +233,7 @@ TEST(SlcFile, FailingLayerIsDroppedAndThoseBeforeItStay) {
   slc model;
   const std::string bytes = SmallFile().bytes();
   // The terminator and the last four bytes of the layer before it are missing.
-  ASSERT_EQ(Load(bytes.substr(0, bytes.size() - 12), model), slc_file::kVerticesShort);
+  ASSERT_EQ(Load(bytes.substr(0, bytes.size() - 12), model), trq::slc_file::kVerticesShort);
   ASSERT_EQ(model.layers.size(), 2u);
   EXPECT_EQ(model.layers[1].z, 0.25f);
   EXPECT_EQ(model.table.size(), 2u);
@@ -240,15 +241,15 @@ TEST(SlcFile, FailingLayerIsDroppedAndThoseBeforeItStay) {
 
 TEST(SlcFile, BytesAfterTheTerminatorAreNotRead) {
   slc model;
-  ASSERT_EQ(Load(SmallFile().bytes() + "more", model), slc_file::kOk);
+  ASSERT_EQ(Load(SmallFile().bytes() + "more", model), trq::slc_file::kOk);
   ExpectSmallModel(model);
 }
 
 TEST(SlcFile, HeaderWithoutEndIn2049BytesIsTooLong) {
-  EXPECT_EQ(LoadResult(std::string(2049, 'x')), slc_file::kHeaderTooLong);
-  EXPECT_EQ(LoadResult(std::string(2049, 'x') + "\x1a"), slc_file::kHeaderTooLong);
-  EXPECT_EQ(LoadResult(std::string(2048, 'x')), slc_file::kBadHeaderByte);
-  EXPECT_EQ(LoadResult(std::string(2048, 'x') + "\xff"), slc_file::kBadHeaderByte);
+  EXPECT_EQ(LoadResult(std::string(2049, 'x')), trq::slc_file::kHeaderTooLong);
+  EXPECT_EQ(LoadResult(std::string(2049, 'x') + "\x1a"), trq::slc_file::kHeaderTooLong);
+  EXPECT_EQ(LoadResult(std::string(2048, 'x')), trq::slc_file::kBadHeaderByte);
+  EXPECT_EQ(LoadResult(std::string(2048, 'x') + "\xff"), trq::slc_file::kBadHeaderByte);
 }
 
 TEST(SlcFile, HeaderOf2048BytesIsRead) {
@@ -256,7 +257,7 @@ TEST(SlcFile, HeaderOf2048BytesIsRead) {
   const std::string text(2048, 'x');
   const std::string bytes =
       SlcBytes().Header(text).Reserved().TableCount(1).Entry(0, 1, 0, 0).Layer(1, kTerminator).bytes();
-  ASSERT_EQ(Load(bytes, model), slc_file::kOk);
+  ASSERT_EQ(Load(bytes, model), trq::slc_file::kOk);
   EXPECT_EQ(model.header_length, 2048);
   EXPECT_EQ(std::string(model.header_text), text);
 }
@@ -265,33 +266,33 @@ TEST(SlcFile, HeaderMayBeEmptyOrHoldNuls) {
   const std::string tail =
       SlcBytes().Reserved().TableCount(1).Entry(0, 1, 0, 0).Layer(1, kTerminator).bytes();
   slc empty;
-  ASSERT_EQ(Load("\x1a" + tail, empty), slc_file::kOk);
+  ASSERT_EQ(Load("\x1a" + tail, empty), trq::slc_file::kOk);
   EXPECT_EQ(empty.header_length, 0);
 
   const std::string text("a\0b", 3);
   const TempDir folder;
   slc model(folder.Write("part.slc", text + "\x1a" + tail).c_str());
-  ASSERT_EQ(model.loadSlc(), slc_file::kOk);
+  ASSERT_EQ(model.loadSlc(), trq::slc_file::kOk);
   EXPECT_EQ(std::string(model.header_text, 3), text);
-  ASSERT_EQ(model.SaveSLCModel(folder.File("again.slc").c_str()), slc_file::kOk);
+  ASSERT_EQ(model.SaveSLCModel(folder.File("again.slc").c_str()), trq::slc_file::kOk);
   EXPECT_EQ(folder.Read("again.slc"), text + "\x1a" + tail);
 }
 
 TEST(SlcFile, Byte0xFFInTheHeaderIsRefused) {
-  EXPECT_EQ(LoadResult("ab\xff\x1a" + std::string(300, '\0')), slc_file::kBadHeaderByte);
+  EXPECT_EQ(LoadResult("ab\xff\x1a" + std::string(300, '\0')), trq::slc_file::kBadHeaderByte);
 }
 
 TEST(SlcFile, HeaderStaysWhenTheNewOneIsBad) {
   slc model;
   SetHeader(model, "old");
-  ASSERT_EQ(Load("new\xff", model), slc_file::kBadHeaderByte);
+  ASSERT_EQ(Load("new\xff", model), trq::slc_file::kBadHeaderByte);
   EXPECT_STREQ(model.header_text, "old");
   EXPECT_EQ(model.header_length, 3);
 }
 
 TEST(SlcFile, EmptyTableIsRefusedWhenRead) {
   EXPECT_EQ(LoadResult(SlcBytes().Header("h").Reserved().TableCount(0).Layer(1, kTerminator).bytes()),
-            slc_file::kEmptyTable);
+            trq::slc_file::kEmptyTable);
 }
 
 TEST(SlcFile, EmptyTableIsRefusedWhenWrittenAfterHeaderAndReservedBlock) {
@@ -299,8 +300,8 @@ TEST(SlcFile, EmptyTableIsRefusedWhenWrittenAfterHeaderAndReservedBlock) {
   slc model;
   SetHeader(model, "head");
   model.reserved[0] = 0xAB;
-  model.layers.push_back(SlcLayer::Terminator(1));
-  EXPECT_EQ(model.SaveSLCModel(folder.File("out.slc").c_str()), slc_file::kEmptyTable);
+  model.layers.push_back(trq::SlcLayer::Terminator(1));
+  EXPECT_EQ(model.SaveSLCModel(folder.File("out.slc").c_str()), trq::slc_file::kEmptyTable);
   EXPECT_EQ(folder.Read("out.slc"), "head\x1a\xab" + std::string(255, '\0'));
   EXPECT_EQ(model.file, nullptr);
 }
@@ -317,12 +318,12 @@ TEST(SlcFile, KeptTableCountOf128AndMoreReadsNoEntries) {
                                   .bytes();
     const TempDir folder;
     slc model(folder.Write("part.slc", bytes).c_str());
-    ASSERT_EQ(model.loadSlc(), slc_file::kOk);
+    ASSERT_EQ(model.loadSlc(), trq::slc_file::kOk);
     EXPECT_EQ(model.table_count, count);
     EXPECT_TRUE(model.table.empty());
     ASSERT_EQ(model.layers.size(), 2u);
     EXPECT_EQ(PointsOf(model.layers[0].boundaries()[0]), kHole);
-    ASSERT_EQ(model.SaveSLCModel(folder.File("again.slc").c_str()), slc_file::kOk);
+    ASSERT_EQ(model.SaveSLCModel(folder.File("again.slc").c_str()), trq::slc_file::kOk);
     EXPECT_EQ(folder.Read("again.slc"), bytes);
   }
 }
@@ -332,7 +333,7 @@ TEST(SlcFile, TableOf127EntriesIsRead) {
   file.Header("h").Reserved().TableCount(127);
   for (int i = 0; i < 127; ++i) file.Entry(static_cast<float>(i), 1, 0, 0);
   slc model;
-  ASSERT_EQ(Load(file.Layer(1, kTerminator).bytes(), model), slc_file::kOk);
+  ASSERT_EQ(Load(file.Layer(1, kTerminator).bytes(), model), trq::slc_file::kOk);
   ASSERT_EQ(model.table.size(), 127u);
   EXPECT_EQ(model.table[126].min_z, 126);
 }
@@ -341,12 +342,12 @@ TEST(SlcFile, KeptReservedBlockIsTheObjectsOwn) {
   const std::string layers = SlcBytes().TableCount(1).Entry(0, 1, 0, 0).Layer(1, kTerminator).bytes();
   const TempDir folder;
   slc model(folder.Write("part.slc", "h\x1a" + std::string(256, 'r') + layers).c_str());
-  ASSERT_EQ(model.loadSlc(), slc_file::kOk);
-  ASSERT_EQ(model.SaveSLCModel(folder.File("zeros.slc").c_str()), slc_file::kOk);
+  ASSERT_EQ(model.loadSlc(), trq::slc_file::kOk);
+  ASSERT_EQ(model.SaveSLCModel(folder.File("zeros.slc").c_str()), trq::slc_file::kOk);
   EXPECT_EQ(folder.Read("zeros.slc"), "h\x1a" + std::string(256, '\0') + layers);
 
   std::memset(model.reserved, 'o', sizeof model.reserved);
-  ASSERT_EQ(model.SaveSLCModel(folder.File("own.slc").c_str()), slc_file::kOk);
+  ASSERT_EQ(model.SaveSLCModel(folder.File("own.slc").c_str()), trq::slc_file::kOk);
   EXPECT_EQ(folder.Read("own.slc"), "h\x1a" + std::string(256, 'o') + layers);
 }
 
@@ -356,7 +357,7 @@ TEST(SlcFile, KeptLoadIntoAUsedObjectAppends) {
   model.table_count = 9;
   model.table.push_back({5, 5, 5, 5});
   model.layers.emplace_back(77.0f);
-  ASSERT_EQ(Load(SmallFile().bytes(), model), slc_file::kOk);
+  ASSERT_EQ(Load(SmallFile().bytes(), model), trq::slc_file::kOk);
   EXPECT_STREQ(model.header_text, "-SLCVER 2.0 -UNIT MM\r\n");
   EXPECT_EQ(model.table_count, 2);
   ASSERT_EQ(model.table.size(), 3u);
@@ -370,7 +371,7 @@ TEST(SlcFile, WritesTheCountAsHeldAndEveryEntry) {
   slc model;
   model.table_count = 1;
   model.table = {{1, 2, 3, 4}, {5, 6, 7, 8}};
-  ASSERT_EQ(model.SaveSLCModel(folder.File("out.slc").c_str()), slc_file::kOk);
+  ASSERT_EQ(model.SaveSLCModel(folder.File("out.slc").c_str()), trq::slc_file::kOk);
   EXPECT_EQ(folder.Read("out.slc"),
             SlcBytes().Header("").Reserved().TableCount(1).Entry(1, 2, 3, 4).Entry(5, 6, 7, 8).bytes());
 }
@@ -379,19 +380,20 @@ TEST(SlcFile, ClaimedVerticesBeyondTheFileAreRefused) {
   for (const uint32_t claim : {0xFFFFFFFFu, 0x80000000u, 0x20000000u, 5u}) {
     slc model;
     EXPECT_EQ(Load(Head().Layer(1, 1).Counts(claim, 0).Raw(std::string(39, 'x'), 0).bytes(), model),
-              slc_file::kVerticesShort);
+              trq::slc_file::kVerticesShort);
     EXPECT_TRUE(model.layers.empty());
   }
 }
 
 TEST(SlcFile, ClaimedBoundariesBeyondTheFileEndInTheVertexCountCode) {
-  EXPECT_EQ(LoadResult(Head().Layer(1, 0xFFFFFFFEu).Boundary(kHole, 0).bytes()), slc_file::kVertexCountShort);
+  EXPECT_EQ(LoadResult(Head().Layer(1, 0xFFFFFFFEu).Boundary(kHole, 0).bytes()),
+            trq::slc_file::kVertexCountShort);
 }
 
 TEST(SlcFile, GapCountsAreCarriedUnsigned) {
   slc model;
   ASSERT_EQ(Load(Head().Layer(1, 1).Counts(0, 0xFFFFFFFFu).Layer(2, kTerminator).bytes(), model),
-            slc_file::kOk);
+            trq::slc_file::kOk);
   EXPECT_EQ(model.layers[0].boundaries()[0].gap_count, 0xFFFFFFFFu);
 }
 
@@ -402,8 +404,8 @@ TEST(SlcFile, NotANumberSurvivesARoundTrip) {
   file.Layer(std::numeric_limits<float>::infinity(), kTerminator);
   const TempDir folder;
   slc model(folder.Write("part.slc", file.bytes()).c_str());
-  ASSERT_EQ(model.loadSlc(), slc_file::kOk);
-  ASSERT_EQ(model.SaveSLCModel(folder.File("again.slc").c_str()), slc_file::kOk);
+  ASSERT_EQ(model.loadSlc(), trq::slc_file::kOk);
+  ASSERT_EQ(model.SaveSLCModel(folder.File("again.slc").c_str()), trq::slc_file::kOk);
   EXPECT_EQ(folder.Read("again.slc"), file.bytes());
 }
 
@@ -418,8 +420,8 @@ TEST(SlcFile, LongBoundariesSurviveARoundTrip) {
   file.Layer(2, kTerminator);
   const TempDir folder;
   slc model(folder.Write("part.slc", file.bytes()).c_str());
-  ASSERT_EQ(model.loadSlc(), slc_file::kOk);
-  ASSERT_EQ(model.SaveSLCModel(folder.File("again.slc").c_str()), slc_file::kOk);
+  ASSERT_EQ(model.loadSlc(), trq::slc_file::kOk);
+  ASSERT_EQ(model.SaveSLCModel(folder.File("again.slc").c_str()), trq::slc_file::kOk);
   EXPECT_TRUE(folder.Read("again.slc") == file.bytes());
 }
 
@@ -437,24 +439,24 @@ TEST(SlcFile, ManyShortBoundariesSurviveARoundTrip) {
   file.Layer(40, kTerminator);
   const TempDir folder;
   slc model(folder.Write("part.slc", file.bytes()).c_str());
-  ASSERT_EQ(model.loadSlc(), slc_file::kOk);
+  ASSERT_EQ(model.loadSlc(), trq::slc_file::kOk);
   ASSERT_EQ(model.layers.size(), 41u);
   EXPECT_EQ(model.layers[39].boundaries()[149].points[2 * (149 % 9) - 1], next - 1);
   slc copy;
   model.copy(&copy);
   model.layers.clear();
-  ASSERT_EQ(copy.SaveSLCModel(folder.File("again.slc").c_str()), slc_file::kOk);
+  ASSERT_EQ(copy.SaveSLCModel(folder.File("again.slc").c_str()), trq::slc_file::kOk);
   EXPECT_TRUE(folder.Read("again.slc") == file.bytes());
 }
 
 TEST(SlcFile, StreamStandsBehindTheTerminator) {
   const TempDir folder;
   slc model(folder.Write("part.slc", SmallFile().bytes() + "tail").c_str());
-  ASSERT_EQ(model.openSLCFile(SLC_OPEN_READ), slc_file::kOk);
-  ASSERT_EQ(model.readSlcHeader(), slc_file::kOk);
-  ASSERT_EQ(model.readReservedSection(), slc_file::kOk);
-  ASSERT_EQ(model.readTableEntry(), slc_file::kOk);
-  ASSERT_EQ(model.processContourLayers(), slc_file::kOk);
+  ASSERT_EQ(model.openSLCFile(SLC_OPEN_READ), trq::slc_file::kOk);
+  ASSERT_EQ(model.readSlcHeader(), trq::slc_file::kOk);
+  ASSERT_EQ(model.readReservedSection(), trq::slc_file::kOk);
+  ASSERT_EQ(model.readTableEntry(), trq::slc_file::kOk);
+  ASSERT_EQ(model.processContourLayers(), trq::slc_file::kOk);
   char tail[8];
   EXPECT_EQ(model.readAndSwap(tail, 1, 8, 0), 4);
   EXPECT_EQ(std::string(tail, 4), "tail");
@@ -476,34 +478,34 @@ TEST(SlcFile, PipeIsReadWithoutKnowingItsEnd) {
     return result;
   };
   slc good;
-  EXPECT_EQ(read("part.slc", good), slc_file::kOk);
+  EXPECT_EQ(read("part.slc", good), trq::slc_file::kOk);
   ExpectSmallModel(good);
   slc cut;
-  EXPECT_EQ(read("cut.slc", cut), slc_file::kVerticesShort);
+  EXPECT_EQ(read("cut.slc", cut), trq::slc_file::kVerticesShort);
   EXPECT_TRUE(cut.layers.empty());
 }
 
 TEST(SlcFile, WhatCannotBeOpenedIsMinus1) {
   const TempDir folder;
   slc missing(folder.File("missing.slc").c_str());
-  EXPECT_EQ(missing.loadSlc(), slc_file::kCannotOpen);
+  EXPECT_EQ(missing.loadSlc(), trq::slc_file::kCannotOpen);
   slc directory(folder.path().c_str());
-  EXPECT_EQ(directory.loadSlc(), slc_file::kCannotOpen);
-  EXPECT_EQ(directory.writeSlc(), slc_file::kCannotOpen);
+  EXPECT_EQ(directory.loadSlc(), trq::slc_file::kCannotOpen);
+  EXPECT_EQ(directory.writeSlc(), trq::slc_file::kCannotOpen);
   slc nowhere(folder.File("no/such/folder.slc").c_str());
-  EXPECT_EQ(nowhere.writeSlc(), slc_file::kCannotOpen);
+  EXPECT_EQ(nowhere.writeSlc(), trq::slc_file::kCannotOpen);
   slc unnamed(nullptr);
-  EXPECT_EQ(unnamed.loadSlc(), slc_file::kCannotOpen);
+  EXPECT_EQ(unnamed.loadSlc(), trq::slc_file::kCannotOpen);
   slc good(folder.Write("part.slc", SmallFile().bytes()).c_str());
-  EXPECT_EQ(good.openSLCFile(static_cast<SLC_OPEN_MODE>(2)), slc_file::kCannotOpen);
+  EXPECT_EQ(good.openSLCFile(static_cast<SLC_OPEN_MODE>(2)), trq::slc_file::kCannotOpen);
 }
 
 TEST(SlcFile, OpensForReadingAndWriting) {
   const TempDir folder;
   slc model(folder.Write("part.slc", "abc").c_str());
-  ASSERT_EQ(model.openSLCFile(SLC_OPEN_READ), slc_file::kOk);
+  ASSERT_EQ(model.openSLCFile(SLC_OPEN_READ), trq::slc_file::kOk);
   EXPECT_EQ(std::getc(model.file), 'a');
-  ASSERT_EQ(model.openSLCFile(SLC_OPEN_WRITE), slc_file::kOk);  // the first one is closed on the way
+  ASSERT_EQ(model.openSLCFile(SLC_OPEN_WRITE), trq::slc_file::kOk);  // the first one is closed on the way
   EXPECT_EQ(folder.Read("part.slc"), "");
 }
 
@@ -512,7 +514,7 @@ TEST(SlcFile, PathIsCutAt512Characters) {
   const slc model(path.c_str());
   EXPECT_EQ(std::string(model.path), std::string(512, 'p'));
   slc saved;
-  EXPECT_EQ(saved.SaveSLCModel(("/nowhere/" + path).c_str()), slc_file::kCannotOpen);
+  EXPECT_EQ(saved.SaveSLCModel(("/nowhere/" + path).c_str()), trq::slc_file::kCannotOpen);
   EXPECT_EQ(std::string(saved.path), ("/nowhere/" + path).substr(0, 512));
 }
 
@@ -531,14 +533,14 @@ TEST(SlcFile, StepsWithoutAnOpenFileAnswerTheirFailure) {
   slc model;
   model.table_count = 1;
   char buffer[4] = {};
-  EXPECT_EQ(model.readSlcHeader(), slc_file::kBadHeaderByte);
-  EXPECT_EQ(model.readReservedSection(), slc_file::kReservedOrCountShort);
-  EXPECT_EQ(model.readTableEntry(), slc_file::kReservedOrCountShort);
-  EXPECT_EQ(model.processContourLayers(), slc_file::kLayerZShort);
-  EXPECT_EQ(model.writeSlcHeader(), slc_file::kHeaderWriteFailed);
-  EXPECT_EQ(model.writeReservedSection(), slc_file::kReservedWriteFailed);
-  EXPECT_EQ(model.writeTableEntry(), slc_file::kTableWriteFailed);
-  EXPECT_EQ(model.writeContourLayers(), slc_file::kContourWriteFailed);
+  EXPECT_EQ(model.readSlcHeader(), trq::slc_file::kBadHeaderByte);
+  EXPECT_EQ(model.readReservedSection(), trq::slc_file::kReservedOrCountShort);
+  EXPECT_EQ(model.readTableEntry(), trq::slc_file::kReservedOrCountShort);
+  EXPECT_EQ(model.processContourLayers(), trq::slc_file::kLayerZShort);
+  EXPECT_EQ(model.writeSlcHeader(), trq::slc_file::kHeaderWriteFailed);
+  EXPECT_EQ(model.writeReservedSection(), trq::slc_file::kReservedWriteFailed);
+  EXPECT_EQ(model.writeTableEntry(), trq::slc_file::kTableWriteFailed);
+  EXPECT_EQ(model.writeContourLayers(), trq::slc_file::kContourWriteFailed);
   EXPECT_EQ(model.readAndSwap(buffer, 4, 1, 0), 0);
   EXPECT_EQ(model.swapAndWrite(buffer, 4, 1, false), 0);
 }
@@ -548,32 +550,32 @@ TEST(SlcFile, FailedWritesAnswerTheStepsCode) {
   slc model(folder.Write("part.slc", SmallFile().bytes()).c_str());
   FillSmallModel(model);
   // A stream that is open for reading refuses every write.
-  ASSERT_EQ(model.openSLCFile(SLC_OPEN_READ), slc_file::kOk);
-  EXPECT_EQ(model.writeSlcHeader(), slc_file::kHeaderWriteFailed);
-  EXPECT_EQ(model.writeReservedSection(), slc_file::kReservedWriteFailed);
-  EXPECT_EQ(model.writeTableEntry(), slc_file::kTableWriteFailed);
-  EXPECT_EQ(model.writeContourLayers(), slc_file::kContourWriteFailed);
+  ASSERT_EQ(model.openSLCFile(SLC_OPEN_READ), trq::slc_file::kOk);
+  EXPECT_EQ(model.writeSlcHeader(), trq::slc_file::kHeaderWriteFailed);
+  EXPECT_EQ(model.writeReservedSection(), trq::slc_file::kReservedWriteFailed);
+  EXPECT_EQ(model.writeTableEntry(), trq::slc_file::kTableWriteFailed);
+  EXPECT_EQ(model.writeContourLayers(), trq::slc_file::kContourWriteFailed);
 }
 
 TEST(SlcFile, FullDiskIsSeenByTheStepThatMeetsIt) {
   if (!std::filesystem::exists("/dev/full")) return;
   slc model;
   FillSmallModel(model);
-  EXPECT_EQ(model.SaveSLCModel("/dev/full"), slc_file::kHeaderWriteFailed);
+  EXPECT_EQ(model.SaveSLCModel("/dev/full"), trq::slc_file::kHeaderWriteFailed);
   const auto with_full_device = [&](int (slc::*step)()) {
     model.openSLCFile(SLC_OPEN_WRITE);
     return (model.*step)();
   };
-  EXPECT_EQ(with_full_device(&slc::writeReservedSection), slc_file::kReservedWriteFailed);
-  EXPECT_EQ(with_full_device(&slc::writeTableEntry), slc_file::kTableWriteFailed);
-  EXPECT_EQ(with_full_device(&slc::writeContourLayers), slc_file::kContourWriteFailed);
+  EXPECT_EQ(with_full_device(&slc::writeReservedSection), trq::slc_file::kReservedWriteFailed);
+  EXPECT_EQ(with_full_device(&slc::writeTableEntry), trq::slc_file::kTableWriteFailed);
+  EXPECT_EQ(with_full_device(&slc::writeContourLayers), trq::slc_file::kContourWriteFailed);
 }
 
 TEST(SlcFile, ReadAndSwapReversesCompleteReads) {
   const TempDir folder;
   slc model(folder.Write("part.slc", "abcdefghijkl").c_str());
   char buffer[12] = {};
-  ASSERT_EQ(model.openSLCFile(SLC_OPEN_READ), slc_file::kOk);
+  ASSERT_EQ(model.openSLCFile(SLC_OPEN_READ), trq::slc_file::kOk);
   EXPECT_EQ(model.readAndSwap(buffer, 2, 2, 1), 2);
   EXPECT_EQ(std::string(buffer, 4), "badc");
   EXPECT_EQ(model.readAndSwap(buffer, 4, 1, 0), 1);
@@ -589,7 +591,7 @@ TEST(SlcFile, ReadAndSwapReversesCompleteReads) {
 TEST(SlcFile, SwapAndWriteReversesTheCallersBuffer) {
   const TempDir folder;
   slc model(folder.File("out.bin").c_str());
-  ASSERT_EQ(model.openSLCFile(SLC_OPEN_WRITE), slc_file::kOk);
+  ASSERT_EQ(model.openSLCFile(SLC_OPEN_WRITE), trq::slc_file::kOk);
   char buffer[] = "abcdef";
   EXPECT_EQ(model.swapAndWrite(buffer, 3, 2, true), 2);
   EXPECT_STREQ(buffer, "cbafed");
@@ -603,10 +605,10 @@ TEST(SlcFile, SwapAndWriteReversesTheCallersBuffer) {
 }
 
 TEST(SlcLayer, CopiesOwnTheirPoints) {
-  SlcLayer layer(1);
+  trq::SlcLayer layer(1);
   AddBoundary(layer, kSquare, 2);
   AddBoundary(layer, kHole, 3);
-  SlcLayer copy = layer;
+  trq::SlcLayer copy = layer;
   layer.boundaries()[0].points[0] = 99;
   ASSERT_EQ(copy.boundary_count(), 2u);
   EXPECT_EQ(PointsOf(copy.boundaries()[0]), kSquare);
@@ -617,16 +619,16 @@ TEST(SlcLayer, CopiesOwnTheirPoints) {
   layer = copy;
   EXPECT_EQ(layer.boundary_count(), 3u);
   EXPECT_EQ(layer.boundaries()[2].gap_count, 4u);
-  const SlcLayer& same = layer;
+  const trq::SlcLayer& same = layer;
   layer = same;
   EXPECT_EQ(PointsOf(layer.boundaries()[0]), kSquare);
 }
 
 TEST(SlcLayer, SharedBlockLivesAsLongAsALayerNeedsIt) {
-  SlcLayer layer(1);
+  trq::SlcLayer layer(1);
   {
     const std::shared_ptr<float[]> block(new float[6]{1, 2, 3, 4, 5, 6});
-    SlcLayer other(2);
+    trq::SlcLayer other(2);
     other.AddBoundary(1, 0, block.get(), block);
     layer.AddBoundary(1, 7, block.get() + 2, block);
     AddBoundary(layer, kHole, 0);
@@ -638,15 +640,15 @@ TEST(SlcLayer, SharedBlockLivesAsLongAsALayerNeedsIt) {
   EXPECT_EQ(PointsOf(layer.boundaries()[1]), kHole);
   EXPECT_EQ(PointsOf(layer.boundaries()[2]), (std::vector<float>{5, 6}));
   EXPECT_EQ(layer.boundaries()[3].gap_count, 9u);
-  const SlcLayer copy = layer;
+  const trq::SlcLayer copy = layer;
   EXPECT_NE(copy.boundaries()[0].points, layer.boundaries()[0].points);
   EXPECT_EQ(PointsOf(copy.boundaries()[2]), (std::vector<float>{5, 6}));
 }
 
 TEST(SlcLayer, MovedFromLayerIsEmptyAndUsable) {
-  SlcLayer layer(1);
+  trq::SlcLayer layer(1);
   AddBoundary(layer, kSquare, 2);
-  const SlcLayer moved = std::move(layer);
+  const trq::SlcLayer moved = std::move(layer);
   EXPECT_EQ(PointsOf(moved.boundaries()[0]), kSquare);
   EXPECT_EQ(layer.boundary_count(), 0u);  // NOLINT: what is left behind is documented
   AddBoundary(layer, kHole, 0);
@@ -712,7 +714,7 @@ class SlcMirror : public testing::Test {
     model_.layers.emplace_back(4.0f);
     model_.layers.emplace_back(5.0f);
     AddBoundary(model_.layers[2], {}, 0);
-    model_.layers.push_back(SlcLayer::Terminator(6));
+    model_.layers.push_back(trq::SlcLayer::Terminator(6));
     const float matrix[16] = {0, 1, 0, 10, 1, 0, 0, 20, 0, 0, 2, 30, 0, 0, 0, 1};
     std::copy(matrix, matrix + 16, source_.placement());
     for (int i = 16; i < 30; ++i) source_.placement()[i] = static_cast<float>(100 + i);
@@ -721,7 +723,7 @@ class SlcMirror : public testing::Test {
 
   std::vector<float> Heights() const {
     std::vector<float> heights;
-    for (const SlcLayer& layer : target_.layers) heights.push_back(layer.z);
+    for (const trq::SlcLayer& layer : target_.layers) heights.push_back(layer.z);
     return heights;
   }
 
@@ -850,7 +852,7 @@ TEST(SlcMatVecMult, AccumulatesInDouble) {
   EXPECT_EQ(out[3][0], 1);
 }
 
-double SignedArea(const SlcBoundary& boundary) {
+double SignedArea(const trq::SlcBoundary& boundary) {
   double twice = 0;
   for (uint32_t i = 0; i < boundary.vertex_count; ++i) {
     const float* const p = boundary.points + 2 * std::size_t{i};
@@ -862,7 +864,7 @@ double SignedArea(const SlcBoundary& boundary) {
 
 TEST(SlcExample, ConeHas50LayersAndABore) {
   slc cone(TRQ_SOURCE_DIR "/examples/contours/cone.slc");
-  ASSERT_EQ(cone.loadSlc(), slc_file::kOk);
+  ASSERT_EQ(cone.loadSlc(), trq::slc_file::kOk);
   ASSERT_EQ(cone.layers.size(), 51u);
   EXPECT_TRUE(cone.layers[50].is_terminator());
   EXPECT_FLOAT_EQ(cone.layers[50].z, 10);
@@ -871,7 +873,7 @@ TEST(SlcExample, ConeHas50LayersAndABore) {
   // Of a regular polygon of 64 corners on a circle of radius r: 32 r^2 sin(2 pi / 64).
   const double factor = 32 * std::sin(std::acos(-1.0) / 32);
   for (int i = 0; i < 50; ++i) {
-    const SlcLayer& layer = cone.layers[i];
+    const trq::SlcLayer& layer = cone.layers[i];
     EXPECT_FLOAT_EQ(layer.z, static_cast<float>(0.2 * i));
     ASSERT_EQ(layer.boundary_count(), 2u);
     const double radius = 20 - 0.3 * i;
@@ -912,9 +914,9 @@ void SlcCorpus::TestBody() {
   EXPECT_EQ(model.layers[model.layers.size() - 2].z, measured.at("z_last").get<float>());
   std::size_t boundaries = 0, vertices = 0, gaps = 0;
   double area = 0;
-  for (const SlcLayer& layer : model.layers) {
+  for (const trq::SlcLayer& layer : model.layers) {
     boundaries += layer.boundaries().size();
-    for (const SlcBoundary& boundary : layer.boundaries()) {
+    for (const trq::SlcBoundary& boundary : layer.boundaries()) {
       vertices += boundary.vertex_count;
       gaps += boundary.gap_count;
       area += SignedArea(boundary);
@@ -926,7 +928,7 @@ void SlcCorpus::TestBody() {
   EXPECT_NEAR(area, measured.at("signed_area_sum").get<double>(), 1e-4);
 
   const TempDir folder;
-  ASSERT_EQ(model.SaveSLCModel(folder.File("again.slc").c_str()), slc_file::kOk);
+  ASSERT_EQ(model.SaveSLCModel(folder.File("again.slc").c_str()), trq::slc_file::kOk);
   std::string expected =
       test_support::ReadFile(source).substr(0, measured.at("bytes_read").get<std::size_t>());
   std::fill_n(expected.begin() + model.header_length + 1, 256, '\0');

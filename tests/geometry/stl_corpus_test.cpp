@@ -52,11 +52,11 @@ class CorpusFile : public testing::Test {
       ASSERT_NE(stream, nullptr) << path;
       CTL mesh;
       int accept_partial = accept;
-      const int code = mesh.LoadSTLFile(stream.get(), units::kMillimetre, &accept_partial, 0, 0, 0);
+      const int code = mesh.LoadSTLFile(stream.get(), trq::units::kMillimetre, &accept_partial, 0, 0, 0);
       if (expected.value("endless", false) || expected["code"].is_null()) continue;  // it ended, that is all
       const int expected_code = expected["code"];
       if (expected_code == 0 && expected.value("nan", false)) {
-        EXPECT_EQ(code, mesh_io::kFailed);  // its normals cannot be calculated
+        EXPECT_EQ(code, trq::mesh_io::kFailed);  // its normals cannot be calculated
       } else {
         EXPECT_EQ(code, expected_code);
       }

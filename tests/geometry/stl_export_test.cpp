@@ -377,7 +377,7 @@ TEST(StlExport, FileThatCannotBeCreatedIsReported) {
   ASSERT_THAT(user.boxes(), SizeIs(2));
   for (const auto& box : user.boxes()) {
     EXPECT_EQ(box.text, kNotSaved);
-    EXPECT_EQ(box.buttons, unsigned{message_box::kOkButton});
+    EXPECT_EQ(box.buttons, unsigned{trq::message_box::kOkButton});
   }
 }
 

@@ -33,12 +33,12 @@ constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 int Load(CTL& mesh, std::string_view bytes, int accept_partial = 0) {
   const Stream stream = StreamOf(bytes);
-  return mesh.LoadSTLFile(stream.get(), units::kMillimetre, &accept_partial, 0, 0, 0);
+  return mesh.LoadSTLFile(stream.get(), trq::units::kMillimetre, &accept_partial, 0, 0, 0);
 }
 
 int ReadAsciiText(CTL& mesh, std::string_view text) {
   const Stream stream = StreamOf(text);
-  return mesh.ascii_read(stream.get(), units::kMillimetre, 1e-4f, 0, 0);
+  return mesh.ascii_read(stream.get(), trq::units::kMillimetre, 1e-4f, 0, 0);
 }
 
 R_TRIANGLE BagFacet(const float (&corners)[3][3], int attribute = 0) {
@@ -87,12 +87,12 @@ TEST(StlImport, KeepsAll80HeaderBytes) {
 TEST(StlImport, SetsUnitMatrixAndTheHeadersUnitsOnly) {
   CTL mesh;
   mesh.units = 7;
-  mesh.header.sort_state = sort_state::kAscending;
+  mesh.header.sort_state = trq::sort_state::kAscending;
   for (auto& row : mesh.header.matrix) row[0] = 5;
   ASSERT_EQ(Load(mesh, BinaryStl(TetrahedronFacets())), 0);
-  EXPECT_EQ(mesh.header.units, units::kMillimetre);
+  EXPECT_EQ(mesh.header.units, trq::units::kMillimetre);
   EXPECT_EQ(mesh.units, 7);
-  EXPECT_EQ(mesh.header.sort_state, sort_state::kAscending);
+  EXPECT_EQ(mesh.header.sort_state, trq::sort_state::kAscending);
   for (int i = 0; i < 4; ++i) {
     for (int j = 0; j < 4; ++j) EXPECT_EQ(mesh.header.matrix[i][j], i == j ? 1.0f : 0.0f);
   }
@@ -133,8 +133,8 @@ TEST(StlImport, RefusesSingleFacet) {
   CTL mesh;
   const Stream stream = StreamOf(BinaryStl(facets));
   int accept_partial = 0;
-  EXPECT_EQ(mesh.read_stl(stream.get(), 1, &accept_partial, 0, 1e-4f, 0), stl_import::kNotBuilt);
-  EXPECT_EQ(stl_import::kNotBuilt, -3);
+  EXPECT_EQ(mesh.read_stl(stream.get(), 1, &accept_partial, 0, 1e-4f, 0), trq::stl_import::kNotBuilt);
+  EXPECT_EQ(trq::stl_import::kNotBuilt, -3);
 }
 
 TEST(StlImport, KeptRefusesMeshWithoutCommonCorner) {
@@ -159,7 +159,7 @@ TEST(StlImport, ReportsTheMissingFacets) {
     EXPECT_EQ(Load(mesh, bytes, 0), -4);
     ASSERT_THAT(user.boxes(), SizeIs(1));
     EXPECT_EQ(user.boxes()[0].text, "Warning: 2 triangles are missing in the STL file.");
-    EXPECT_EQ(user.boxes()[0].buttons, unsigned{message_box::kOkButton});
+    EXPECT_EQ(user.boxes()[0].buttons, unsigned{trq::message_box::kOkButton});
   }
   {
     MessageBoxRecorder user;
@@ -569,7 +569,7 @@ TEST(StlImport, FailingAsciiTextLeavesAcceptPartialAsItIs) {
   CTL mesh;
   int accept_partial = 1;
   const Stream stream = StreamOf(TwoFacetsWith("v 1 0 0", "v 1 0 " + std::string(100, 'n')));
-  EXPECT_NE(mesh.LoadSTLFile(stream.get(), 1, &accept_partial, 0, 0, 0), stl_import::kNoHeader);
+  EXPECT_NE(mesh.LoadSTLFile(stream.get(), 1, &accept_partial, 0, 0, 0), trq::stl_import::kNoHeader);
   EXPECT_EQ(accept_partial, 1);
 }
 
@@ -579,7 +579,7 @@ TEST(StlImport, FailingAsciiTextLeavesAcceptPartialAsItIs) {
 class Merging : public testing::Test {
  protected:
   void Add(const float (&corners)[3][3]) { bag_.append(BagFacet(corners)); }
-  int Create(float tolerance) { return mesh_.create(bag_, tolerance, units::kMillimetre, 0); }
+  int Create(float tolerance) { return mesh_.create(bag_, tolerance, trq::units::kMillimetre, 0); }
   std::vector<Indices> Triangles() { return TrianglesOf(mesh_); }
 
   TriangleBAG bag_;
@@ -664,8 +664,8 @@ TEST_F(Merging, RefusedCreateChangesTheUnitsOnly) {
   ASSERT_EQ(Create(1e-4f), 0);
   TriangleBAG single;
   single.append(BagFacet({{1, 0, 0}, {2, 0, 0}, {3, 0, 0}}));
-  EXPECT_EQ(mesh_.create(single, 1e-4f, units::kInch, 0), -1);
-  EXPECT_EQ(mesh_.header.units, units::kInch);
+  EXPECT_EQ(mesh_.create(single, 1e-4f, trq::units::kInch, 0), -1);
+  EXPECT_EQ(mesh_.header.units, trq::units::kInch);
   EXPECT_EQ(mesh_.num_vertices(), 2);
   EXPECT_EQ(mesh_.num_triangles(), 1);
 }

@@ -10,9 +10,9 @@ namespace {
 
 float unit_matrix[4][4] = {{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}};
 
-std::vector<int> Triangles(const std::vector<VentCandidate>& candidates) {
+std::vector<int> Triangles(const std::vector<trq::VentCandidate>& candidates) {
   std::vector<int> triangles;
-  for (const VentCandidate& candidate : candidates) {
+  for (const trq::VentCandidate& candidate : candidates) {
     triangles.push_back(candidate.triangle);
     EXPECT_EQ(candidate.selected, 0);
   }
@@ -24,7 +24,7 @@ CTL MeshOfNormals(const std::vector<VECTOR>& normals) {
   CTL mesh = test_support::MakeMesh(
       {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}},
       std::vector<test_support::Indices>(normals.size(), test_support::Indices{0, 1, 2}));
-  mesh.normals_ = MeshArray<VECTOR>(normals.size());
+  mesh.normals_ = trq::MeshArray<VECTOR>(normals.size());
   for (std::size_t i = 0; i < normals.size(); ++i) mesh.normals_[i] = normals[i];
   return mesh;
 }

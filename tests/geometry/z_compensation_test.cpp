@@ -29,7 +29,7 @@ const std::vector<Point> kCubeNormals = {{0, 0, -1}, {0, 0, -1}, {0, 0, 1}, {0, 
                                          {-1, 0, 0}, {-1, 0, 0}, {1, 0, 0}, {1, 0, 0}};
 
 void SetNormals(CTL& mesh, const std::vector<Point>& normals) {
-  mesh.normals_ = MeshArray<VECTOR>(normals.size());
+  mesh.normals_ = trq::MeshArray<VECTOR>(normals.size());
   for (std::size_t i = 0; i < normals.size(); ++i) {
     mesh.normals_[i] = VECTOR(normals[i][0], normals[i][1], normals[i][2]);
   }

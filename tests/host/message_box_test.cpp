@@ -11,7 +11,7 @@ namespace {
 struct Asked {
   std::vector<std::string> texts;
   std::vector<unsigned> buttons;
-  int answer = message_box::kYes;
+  int answer = trq::message_box::kYes;
 };
 
 int Note(const char* text, unsigned buttons, void* user) {
@@ -23,12 +23,12 @@ int Note(const char* text, unsigned buttons, void* user) {
 
 class MessageBox : public testing::Test {
  protected:
-  ~MessageBox() override { SetMessageBoxHandler(nullptr, nullptr); }
+  ~MessageBox() override { trq::SetMessageBoxHandler(nullptr, nullptr); }
 };
 
 TEST_F(MessageBox, HasTheInterfacesNumbers) {
-  static_assert(message_box::kOkButton == 0 && message_box::kYesNoButtons == 4);
-  static_assert(message_box::kOk == 1 && message_box::kYes == 6 && message_box::kNo == 7);
+  static_assert(trq::message_box::kOkButton == 0 && trq::message_box::kYesNoButtons == 4);
+  static_assert(trq::message_box::kOk == 1 && trq::message_box::kYes == 6 && trq::message_box::kNo == 7);
 }
 
 TEST_F(MessageBox, DefaultWritesTheTextAndAnswersOkOrNo) {
@@ -40,7 +40,7 @@ TEST_F(MessageBox, DefaultWritesTheTextAndAnswersOkOrNo) {
 
 TEST_F(MessageBox, HandlerSeesTextButtonsAndUserAndItsAnswerIsReturned) {
   Asked asked;
-  SetMessageBoxHandler(Note, &asked);
+  trq::SetMessageBoxHandler(Note, &asked);
   testing::internal::CaptureStderr();
   EXPECT_EQ(AfxMessageBox("Delete it ?", 4), 6);
   asked.answer = 7;
@@ -52,8 +52,8 @@ TEST_F(MessageBox, HandlerSeesTextButtonsAndUserAndItsAnswerIsReturned) {
 
 TEST_F(MessageBox, NullHandlerRestoresTheDefault) {
   Asked asked;
-  SetMessageBoxHandler(Note, &asked);
-  SetMessageBoxHandler(nullptr, &asked);
+  trq::SetMessageBoxHandler(Note, &asked);
+  trq::SetMessageBoxHandler(nullptr, &asked);
   testing::internal::CaptureStderr();
   EXPECT_EQ(AfxMessageBox("Delete it ?", 4), 7);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "Delete it ?\n");
@@ -62,14 +62,14 @@ TEST_F(MessageBox, NullHandlerRestoresTheDefault) {
 
 TEST_F(MessageBox, TakesANullTextAsEmpty) {
   Asked asked;
-  SetMessageBoxHandler(Note, &asked);
+  trq::SetMessageBoxHandler(Note, &asked);
   AfxMessageBox(nullptr);
   EXPECT_EQ(asked.texts, std::vector<std::string>({""}));
 }
 
 TEST_F(MessageBox, AnotherThreadKeepsItsOwnHandler) {
   Asked asked;
-  SetMessageBoxHandler(Note, &asked);
+  trq::SetMessageBoxHandler(Note, &asked);
   testing::internal::CaptureStderr();
   int answer = 0;
   std::thread([&answer] { answer = AfxMessageBox("Delete it ?", 4); }).join();

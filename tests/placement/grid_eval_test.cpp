@@ -569,7 +569,7 @@ TEST(GridEval, OrderGoesByComponentAndThenCopy) {
 }
 
 // ------------------------------------------------------------------------------------------------------------
-// Answers
+// Returns
 
 TEST(GridEval, RotationAnswersAreDegrees) {
   const std::vector<BitGrid> four(4, Block(0, 0, 1, 1));
@@ -635,7 +635,7 @@ TEST(GridEval, CopiesFootprintsAndAnswers) {
 }
 
 TEST(GridEval, TurnedAndShiftedPartsCoverOnlyTheirOwnCells) {
-  // What a caller does with the answers, on a part that is not symmetrical.
+  // What a caller does with the returns, on a part that is not symmetrical.
   GridEval eval = Vat31(8);
   const CTL part = MakeMesh({{0, 0, 0}, {9, 0, 0}, {9, 2, 0}, {2, 2, 0}, {2, 6, 0}, {0, 6, 0}},
                             {{0, 1, 2}, {0, 2, 3}, {0, 3, 4}, {0, 4, 5}});

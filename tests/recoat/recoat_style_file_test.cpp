@@ -48,10 +48,10 @@ void ExpectSameSweeps(const std::vector<KVSWEEPS>& a, const std::vector<KVSWEEPS
 }
 
 void ExpectSameRecords(const KVRECOATSTYLE& a, const KVRECOATSTYLE& b, int first = 0, int last = 47) {
-  const auto rows = RecoatStyleParameters();
+  const auto rows = trq::RecoatStyleParameters();
   for (int i = first; i <= last; ++i) {
-    const RecoatStyleParameterRow& row = rows[static_cast<std::size_t>(i)];
-    if (row.unit == StyleUnit::kVersion) continue;
+    const trq::RecoatStyleParameterRow& row = rows[static_cast<std::size_t>(i)];
+    if (row.unit == trq::StyleUnit::kVersion) continue;
     if (row.member.is_float()) {
       EXPECT_TRUE(SameRecord(*row.member.FloatIn(a), *row.member.FloatIn(b))) << row.name;
     } else {

@@ -40,10 +40,10 @@ TEST(RecoatStyle, StartsWithItsDefaults) {
 TEST(RecoatStyle, EveryRecordStartsBlank) {
   KVRECOATSTYLE style;
   int records = 0;
-  for (const RecoatStyleParameterRow& row : RecoatStyleParameters()) {
+  for (const trq::RecoatStyleParameterRow& row : trq::RecoatStyleParameters()) {
     ++records;
     if (auto* record = row.member.FloatIn(style)) {
-      EXPECT_EQ(record->GetValue(), row.unit == StyleUnit::kVersion ? 3.01f : 0.0f) << row.name;
+      EXPECT_EQ(record->GetValue(), row.unit == trq::StyleUnit::kVersion ? 3.01f : 0.0f) << row.name;
       EXPECT_FALSE(record->HasRange()) << row.name;
     } else {
       EXPECT_EQ(row.member.IntIn(style)->GetValue(), 0) << row.name;
@@ -153,7 +153,7 @@ TEST(RecoatStyle, KeptConversionTouchesZRangeAndVelocitiesOnly) {
   const KVRECOATSTYLE before = style;
   style.ConvertAllValuesToMM();
   int changed = 0;
-  for (const RecoatStyleParameterRow& row : RecoatStyleParameters()) {
+  for (const trq::RecoatStyleParameterRow& row : trq::RecoatStyleParameters()) {
     if (auto* record = row.member.FloatIn(style))
       changed += !SameRecord(*record, *row.member.FloatIn(before));
     if (auto* record = row.member.IntIn(style)) changed += !SameRecord(*record, *row.member.IntIn(before));
@@ -173,7 +173,7 @@ TEST(RecoatStyle, KeptConversionTouchesZRangeAndVelocitiesOnly) {
 TEST(RecoatStyle, DefaultsFollowTheValuesEverywhere) {
   KVRECOATSTYLE style = FilledStyle();
   style.EquatelAllDefaultsToCurrentValue();
-  for (const RecoatStyleParameterRow& row : RecoatStyleParameters()) {
+  for (const trq::RecoatStyleParameterRow& row : trq::RecoatStyleParameters()) {
     if (auto* record = row.member.FloatIn(style)) {
       EXPECT_EQ(record->GetDefaultValue(), record->GetValue()) << row.name;
     } else {
@@ -214,7 +214,7 @@ TEST(RecoatStyle, AssignmentCopiesRecordsTextsAndLists) {
   const KVRECOATSTYLE filled = FilledStyle();
   KVRECOATSTYLE copy;
   copy = filled;
-  for (const RecoatStyleParameterRow& row : RecoatStyleParameters()) {
+  for (const trq::RecoatStyleParameterRow& row : trq::RecoatStyleParameters()) {
     if (row.member.is_float()) {
       EXPECT_TRUE(SameRecord(*row.member.FloatIn(copy), *row.member.FloatIn(filled))) << row.name;
     } else {

@@ -22,7 +22,7 @@ inline KVSWEEPS GoldenSweep(int k) {
 inline KVRECOATSTYLE FilledStyle() {
   KVRECOATSTYLE style;
   int i = 0;
-  for (const RecoatStyleParameterRow& row : RecoatStyleParameters()) {
+  for (const trq::RecoatStyleParameterRow& row : trq::RecoatStyleParameters()) {
     const auto fill = [i](auto& record, double scale) {
       using T = decltype(record.GetValue());
       record.SetDisplayFlag(i % 2);

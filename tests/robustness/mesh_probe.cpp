@@ -70,7 +70,7 @@ double LargestDifference(const CTL& a, const CTL& b) {
 int Import(CTL& mesh, const std::string& path, int partial) {
   const File file(std::fopen(path.c_str(), "rb"), std::fclose);
   if (!file) return 100;
-  return mesh.LoadSTLFile(file.get(), units::kMillimetre, &partial, 0, 1e-4f, 0);
+  return mesh.LoadSTLFile(file.get(), trq::units::kMillimetre, &partial, 0, 1e-4f, 0);
 }
 
 /// "good", or in a word what did not come back.
@@ -80,7 +80,7 @@ const char* CtlTurn(CTL& mesh, const std::string& path) {
   set_unit_matrix(unit);
   CTL copy;
   mesh.copy(&copy);
-  if (copy.SaveCTLModel(path, unit, 0) != mesh_io::kDone) return "unwritten";
+  if (copy.SaveCTLModel(path, unit, 0) != trq::mesh_io::kDone) return "unwritten";
   const File file(std::fopen(path.c_str(), "rb"), std::fclose);
   CTL again;
   try {
@@ -96,7 +96,7 @@ const char* CtlTurn(CTL& mesh, const std::string& path) {
 const char* BinaryTurn(CTL& mesh, const std::string& path) {
   float unit[4][4];
   set_unit_matrix(unit);
-  if (mesh.SaveCTLasBinarySTL(path, unit, 0, 1) != mesh_io::kDone) return "unwritten";
+  if (mesh.SaveCTLasBinarySTL(path, unit, 0, 1) != trq::mesh_io::kDone) return "unwritten";
   CTL again;
   if (Import(again, path, 0) != 0) return "unread";
   if (Same(ShapeOf(mesh), ShapeOf(again), false)) return "good";
@@ -106,7 +106,7 @@ const char* BinaryTurn(CTL& mesh, const std::string& path) {
 void TextTurn(CTL& mesh, const std::string& path) {
   float unit[4][4];
   set_unit_matrix(unit);
-  const bool written = mesh.SaveCTLasAsciiSTL(path, unit, 0) == mesh_io::kDone;
+  const bool written = mesh.SaveCTLasAsciiSTL(path, unit, 0) == trq::mesh_io::kDone;
   CTL again;
   const double difference = written && Import(again, path, 0) == 0 ? LargestDifference(mesh, again) : -1;
   // Parts per billion, so that no locale has a say in how it is printed.
@@ -117,7 +117,8 @@ void TextTurn(CTL& mesh, const std::string& path) {
 void Probe(const std::string& path, int partial, const std::string& out, int number) {
   CTL mesh;
   const int code = Import(mesh, path, partial);
-  const bool loaded = code == 0 || code == mesh_io::kFailed;  // kFailed: loaded, but a facet has no normal
+  const bool loaded =
+      code == 0 || code == trq::mesh_io::kFailed;  // kFailed: loaded, but a facet has no normal
   std::printf("{\"code\": %d", code);
   if (loaded) {
     float low[3] = {}, high[3] = {};
@@ -140,7 +141,8 @@ void Probe(const std::string& path, int partial, const std::string& out, int num
 }  // namespace
 
 int main(int argc, char** argv) {
-  SetMessageBoxHandler([](const char*, unsigned, void*) -> int { return message_box::kOk; }, nullptr);
+  trq::SetMessageBoxHandler([](const char*, unsigned, void*) -> int { return trq::message_box::kOk; },
+                            nullptr);
   int partial = 0, number = 0;
   std::string out;
   for (int i = 1; i < argc; ++i) {

@@ -164,7 +164,7 @@ TEST_F(SideFile, KeptCopyingAnswersDoneEvenWhenItFails) {
 }
 
 TEST_F(SideFile, DeletingIsAsked) {
-  MessageBoxRecorder no(message_box::kNo);
+  MessageBoxRecorder no(trq::message_box::kNo);
   EXPECT_EQ(model.DeleteVDFile(), 0);  // there is none
   EXPECT_TRUE(no.boxes().empty());
   dir.Write("part.V_D", kLine);
@@ -176,7 +176,7 @@ TEST_F(SideFile, DeletingIsAsked) {
             "delete " +
                 dir.File("part.V_D") + "?");
   EXPECT_EQ(no.boxes()[0].buttons, 4u);
-  MessageBoxRecorder yes(message_box::kYes);
+  MessageBoxRecorder yes(trq::message_box::kYes);
   EXPECT_EQ(model.DeleteVDFile(), 0);
   EXPECT_FALSE(dir.Has("part.V_D"));
 }

@@ -25,7 +25,7 @@ using testing::UnorderedElementsAre;
 TEST(BuildStyleTable, FollowsTheMembersInMemory) {
   KVBUILDSTYLE style;
   const char* last = reinterpret_cast<const char*>(&style);
-  for (const BuildStyleParameter& row : BuildStyleParameters()) {
+  for (const trq::BuildStyleParameter& row : trq::BuildStyleParameters()) {
     const char* here = row.member.is_float() ? reinterpret_cast<const char*>(row.member.FloatIn(style))
                                              : reinterpret_cast<const char*>(row.member.IntIn(style));
     EXPECT_GT(here, last) << row.name;
@@ -62,13 +62,13 @@ TEST(BuildStyleTable, LookupIsExactAndByKind) {
 
 TEST(BuildStyleTable, NamesAreUniqueAndQuantitiesFit) {
   std::set<std::string> names;
-  for (const BuildStyleParameter& row : BuildStyleParameters()) {
+  for (const trq::BuildStyleParameter& row : trq::BuildStyleParameters()) {
     EXPECT_TRUE(names.insert(row.name).second) << row.name;
     const std::string name = row.name;
-    EXPECT_EQ(row.unit == StyleUnit::kPower, EndsWith(name, "Power")) << name;
-    EXPECT_EQ(row.unit == StyleUnit::kAngle, name.find("Angle") != std::string::npos) << name;
-    EXPECT_EQ(row.unit == StyleUnit::kFlag, row.named && EndsWith(name, "Flag")) << name;
-    EXPECT_EQ(row.region == StyleRegion::kUnnamed, !row.named) << name;
+    EXPECT_EQ(row.unit == trq::StyleUnit::kPower, EndsWith(name, "Power")) << name;
+    EXPECT_EQ(row.unit == trq::StyleUnit::kAngle, name.find("Angle") != std::string::npos) << name;
+    EXPECT_EQ(row.unit == trq::StyleUnit::kFlag, row.named && EndsWith(name, "Flag")) << name;
+    EXPECT_EQ(row.region == trq::StyleRegion::kUnnamed, !row.named) << name;
   }
   EXPECT_EQ(names.size(), 262u);
 }
@@ -102,7 +102,7 @@ TEST(BuildStyle, NewStyleIsABlankTemplate) {
                                       "Draw Small Layer Border Prime Flag",
                                       "Draw Large Layer Border Prime Flag"};
   int powers = 0;
-  for (const BuildStyleParameter& row : BuildStyleParameters()) {
+  for (const trq::BuildStyleParameter& row : trq::BuildStyleParameters()) {
     SCOPED_TRACE(row.name);
     const std::string name = row.name;
     double value = 0, minimum = 100000, maximum = -100000;
@@ -358,7 +358,7 @@ TEST(BuildStyle, UnitConversionChangesLengthsOnly) {
   const KVBUILDSTYLE before(style);
   style.ConvertAllValuesToMM();
   int converted = 0;
-  for (const BuildStyleParameter& row : BuildStyleParameters()) {
+  for (const trq::BuildStyleParameter& row : trq::BuildStyleParameters()) {
     SCOPED_TRACE(row.name);
     const std::string name = row.name;
     const auto* record = row.member.FloatIn(style);
@@ -405,7 +405,7 @@ TEST(BuildStyle, EquatingCoversMostFloatRecords) {
   FillRecords(style);
   style.EquatelAllDefaultsToCurrentValue();
   int equated = 0;
-  for (const BuildStyleParameter& row : BuildStyleParameters()) {
+  for (const trq::BuildStyleParameter& row : trq::BuildStyleParameters()) {
     const std::string name = row.name;
     if (const auto* record = row.member.FloatIn(style)) {
       const bool kept = !row.named || name == "Version" || name.find("Angle") != std::string::npos ||

@@ -21,8 +21,8 @@ TEST(MachineTypes, NumbersAreThoseOfTheFiles) {
 
 TEST(MachineTypes, ReservedNumbersHaveNeitherNameNorDirectory) {
   for (const int type : {-1, 14, 15, 16, 17, 19, 20, 21, 22, 24, 25, 27, 2147483647}) {
-    EXPECT_EQ(FindMachineType(type), nullptr) << type;
-    EXPECT_EQ(StyleDirectory(type, 1), nullptr) << type;
+    EXPECT_EQ(trq::FindMachineType(type), nullptr) << type;
+    EXPECT_EQ(trq::StyleDirectory(type, 1), nullptr) << type;
   }
 }
 
@@ -52,27 +52,27 @@ TEST(MachineTypes, EveryListedMachineHasBothDirectories) {
       {23, "Altor 800", R"(\MirraMax\MirraMaxmm\)", R"(\MirraMax\MirraMaxin\)"},
   };
   for (const Expected& expected : all) {
-    const MachineTypeRow* row = FindMachineType(expected.type);
+    const trq::MachineTypeRow* row = trq::FindMachineType(expected.type);
     ASSERT_NE(row, nullptr) << expected.type;
     EXPECT_STREQ(row->display_name, expected.name);
-    EXPECT_STREQ(StyleDirectory(expected.type, kStylesInMillimetres), expected.mm);
-    EXPECT_STREQ(StyleDirectory(expected.type, kStylesInInches), expected.inch);
-    EXPECT_EQ(StyleDirectory(expected.type, 2), nullptr);
-    EXPECT_EQ(StyleDirectory(expected.type, -1), nullptr);
+    EXPECT_STREQ(trq::StyleDirectory(expected.type, trq::kStylesInMillimetres), expected.mm);
+    EXPECT_STREQ(trq::StyleDirectory(expected.type, trq::kStylesInInches), expected.inch);
+    EXPECT_EQ(trq::StyleDirectory(expected.type, 2), nullptr);
+    EXPECT_EQ(trq::StyleDirectory(expected.type, -1), nullptr);
   }
-  EXPECT_EQ(StyleDirectory(TRQ_NONE, 1), nullptr);
+  EXPECT_EQ(trq::StyleDirectory(TRQ_NONE, 1), nullptr);
 }
 
 TEST(MachineTypes, KeptNamesOfTheNewestMachinesVary) {
-  EXPECT_STREQ(FindMachineType(18)->build_header_name, "Altor900");
-  EXPECT_STREQ(FindMachineType(23)->build_header_name, "Altor800");
-  EXPECT_STREQ(FindMachineType(18)->recoat_header_name, "Altor 900)");
-  EXPECT_STREQ(FindMachineType(23)->recoat_header_name, "Altor 800)");
-  EXPECT_STREQ(FindMachineType(18)->comma_name, "Altor 900");
-  EXPECT_STREQ(FindMachineType(23)->comma_name, "Altor 800");
-  EXPECT_STREQ(FindMachineType(26)->build_header_name, "TRQ_NONE");
-  EXPECT_STREQ(FindMachineType(26)->recoat_header_name, "TRQ-UNKNOWN");
-  EXPECT_STREQ(FindMachineType(26)->comma_name, "TRQ-UNKNOWN");
+  EXPECT_STREQ(trq::FindMachineType(18)->build_header_name, "Altor900");
+  EXPECT_STREQ(trq::FindMachineType(23)->build_header_name, "Altor800");
+  EXPECT_STREQ(trq::FindMachineType(18)->recoat_header_name, "Altor 900)");
+  EXPECT_STREQ(trq::FindMachineType(23)->recoat_header_name, "Altor 800)");
+  EXPECT_STREQ(trq::FindMachineType(18)->comma_name, "Altor 900");
+  EXPECT_STREQ(trq::FindMachineType(23)->comma_name, "Altor 800");
+  EXPECT_STREQ(trq::FindMachineType(26)->build_header_name, "TRQ_NONE");
+  EXPECT_STREQ(trq::FindMachineType(26)->recoat_header_name, "TRQ-UNKNOWN");
+  EXPECT_STREQ(trq::FindMachineType(26)->comma_name, "TRQ-UNKNOWN");
 }
 
 TEST(Machines, KeptDefaultsDoNotAgreeWithOneAnother) {

@@ -22,7 +22,7 @@ using FloatRecord = BuildStyleParameterRecordFloat;
 using IntRecord = BuildStyleParameterRecordInt;
 
 template <class T>
-std::vector<T> ListOf(const StyleParameterRecord<T>& record) {
+std::vector<T> ListOf(const trq::StyleParameterRecord<T>& record) {
   std::vector<T> list;
   for (int i = 0; i < record.GetNumElementsInList(); ++i) list.push_back(record.GetAnElementFromList(i));
   return list;

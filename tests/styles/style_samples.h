@@ -21,7 +21,7 @@ inline bool EndsWith(const std::string& text, const std::string& end) {
 /// Gives every record numbers of its own, which follow from its place `k` in member order.
 inline void FillRecords(KVBUILDSTYLE& style) {
   int k = 0;
-  for (const BuildStyleParameter& row : BuildStyleParameters()) {
+  for (const trq::BuildStyleParameter& row : trq::BuildStyleParameters()) {
     const auto fill = [k](auto& record, auto value, auto default_value, auto first, auto step) {
       using T = decltype(record.GetValue());
       record.SetValue(static_cast<T>(value));
@@ -72,7 +72,7 @@ inline void FillStyle(KVBUILDSTYLE& style) {
 }
 
 template <class T>
-bool EqualRecords(const StyleParameterRecord<T>& a, const StyleParameterRecord<T>& b) {
+bool EqualRecords(const trq::StyleParameterRecord<T>& a, const trq::StyleParameterRecord<T>& b) {
   if (a.GetNumElementsInList() != b.GetNumElementsInList()) return false;
   for (int i = 0; i < a.GetNumElementsInList(); ++i) {
     if (a.GetAnElementFromList(i) != b.GetAnElementFromList(i)) return false;
@@ -86,7 +86,7 @@ bool EqualRecords(const StyleParameterRecord<T>& a, const StyleParameterRecord<T
 /// Names of the records that differ.
 inline std::set<std::string> DifferingRecords(const KVBUILDSTYLE& a, const KVBUILDSTYLE& b) {
   std::set<std::string> names;
-  for (const BuildStyleParameter& row : BuildStyleParameters()) {
+  for (const trq::BuildStyleParameter& row : trq::BuildStyleParameters()) {
     const bool equal = row.member.is_float() ? EqualRecords(*row.member.FloatIn(a), *row.member.FloatIn(b))
                                              : EqualRecords(*row.member.IntIn(a), *row.member.IntIn(b));
     if (!equal) names.insert(row.name);

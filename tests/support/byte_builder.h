@@ -10,7 +10,7 @@ namespace test_support {
 
 enum class ByteOrder { kLittle, kBig };
 
-/// Appends numbers in a byte order of choice; every call answers the builder.
+/// Appends numbers in a byte order of choice; every call returns the builder.
 class ByteBuilder {
  public:
   explicit ByteBuilder(ByteOrder order = ByteOrder::kLittle) : order_(order) {}

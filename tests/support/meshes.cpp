@@ -6,11 +6,11 @@ namespace test_support {
 
 void FillMesh(CTL& mesh, const std::vector<Point>& vertices, const std::vector<Indices>& triangles,
               std::size_t spare_vertices) {
-  mesh.vertices_ = MeshArray<PbVec3f>(vertices.size() + spare_vertices);
+  mesh.vertices_ = trq::MeshArray<PbVec3f>(vertices.size() + spare_vertices);
   for (std::size_t i = 0; i < vertices.size(); ++i) {
     mesh.vertices_[i] = PbVec3f(vertices[i][0], vertices[i][1], vertices[i][2]);
   }
-  mesh.triangles_ = MeshArray<R_INT4>(triangles.size());
+  mesh.triangles_ = trq::MeshArray<R_INT4>(triangles.size());
   for (std::size_t i = 0; i < triangles.size(); ++i) {
     mesh.triangles_[i] = R_INT4(triangles[i][0], triangles[i][1], triangles[i][2]);
   }

@@ -17,12 +17,12 @@ class MessageBoxRecorder {
     unsigned buttons;
   };
 
-  explicit MessageBoxRecorder(int answer = message_box::kNo) : answer_(answer) {
-    SetMessageBoxHandler(&MessageBoxRecorder::Handle, this);
+  explicit MessageBoxRecorder(int answer = trq::message_box::kNo) : answer_(answer) {
+    trq::SetMessageBoxHandler(&MessageBoxRecorder::Handle, this);
   }
   MessageBoxRecorder(const MessageBoxRecorder&) = delete;
   MessageBoxRecorder& operator=(const MessageBoxRecorder&) = delete;
-  ~MessageBoxRecorder() { SetMessageBoxHandler(nullptr, nullptr); }
+  ~MessageBoxRecorder() { trq::SetMessageBoxHandler(nullptr, nullptr); }
 
   const std::vector<Box>& boxes() const { return boxes_; }
 
@@ -30,7 +30,7 @@ class MessageBoxRecorder {
   static int Handle(const char* text, unsigned buttons, void* user) {
     auto* recorder = static_cast<MessageBoxRecorder*>(user);
     recorder->boxes_.push_back({text, buttons});
-    return buttons == message_box::kYesNoButtons ? recorder->answer_ : message_box::kOk;
+    return buttons == trq::message_box::kYesNoButtons ? recorder->answer_ : trq::message_box::kOk;
   }
 
   std::vector<Box> boxes_;

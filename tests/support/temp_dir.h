@@ -44,7 +44,7 @@ class TempDir {
   const std::filesystem::path& path() const { return path_; }
   /// The path of a file in the folder, whether it exists or not.
   std::string File(const std::string& name) const { return (path_ / name).string(); }
-  /// Makes a file of these bytes and answers its path.
+  /// Makes a file of these bytes and returns its path.
   std::string Write(const std::string& name, std::string_view bytes) const {
     WriteFile(path_ / name, bytes);
     return File(name);

@@ -34,7 +34,7 @@ std::string Import(const std::string& path) {
   std::FILE* const file = std::fopen(path.c_str(), "rb");
   CTL mesh;
   int accept_partial = 0;
-  const int code = mesh.LoadSTLFile(file, units::kMillimetre, &accept_partial, 0, 1e-4f, 0);
+  const int code = mesh.LoadSTLFile(file, trq::units::kMillimetre, &accept_partial, 0, 1e-4f, 0);
   std::fclose(file);
   return std::to_string(code) + BytesOf(mesh);
 }
@@ -118,11 +118,11 @@ std::string Contours(const TempDir& folder, int variant) {
   slc contours(nullptr);
   contours.table_count = 1;
   contours.table.emplace_back();
-  SlcLayer layer(0.5f);
+  trq::SlcLayer layer(0.5f);
   const float triangle[6] = {0, 0, static_cast<float>(variant), 0, 0, 1};
   std::memcpy(layer.AddBoundary(3, 0), triangle, sizeof triangle);
   contours.layers.push_back(layer);
-  contours.layers.push_back(SlcLayer::Terminator(1));
+  contours.layers.push_back(trq::SlcLayer::Terminator(1));
   std::string result = std::to_string(contours.SaveSLCModel(folder.File("a.slc")));
   slc read(folder.File("a.slc").c_str());
   result += std::to_string(read.loadSlc());
@@ -144,10 +144,10 @@ std::string Placement(const TempDir&, int variant) {
 std::string Everything(int variant) {
   // Questions go to the handler of the thread that asks.
   int asked = 0;
-  SetMessageBoxHandler(
+  trq::SetMessageBoxHandler(
       [](const char*, unsigned, void* user) -> int {
         ++*static_cast<int*>(user);
-        return message_box::kNo;
+        return trq::message_box::kNo;
       },
       &asked);
   const TempDir folder;
@@ -159,7 +159,7 @@ std::string Everything(int variant) {
   result += folder.Read("part.V_D") + std::to_string(asked);
   result += Meshes(folder, variant) + Failures(folder, variant) + Styles(folder, variant);
   result += Contours(folder, variant) + Placement(folder, variant);
-  SetMessageBoxHandler(nullptr, nullptr);
+  trq::SetMessageBoxHandler(nullptr, nullptr);
   return result;
 }
 

@@ -28,7 +28,7 @@ std::string MeshName(const Plate& plate, const Piece& piece);
 /// stands or where its inputs came from.
 Json BuildDocument(const Plate& plate, const BuildSetup& setup);
 
-/// Fills the folder; the caller commits it. `findings` go to checks.json. Answers build.json.
+/// Fills the folder; the caller commits it. `findings` go to checks.json. Returns build.json.
 Json WriteBuildFolder(Context& context, const Plate& plate, const BuildSetup& setup,
                       const std::vector<BuildFinding>& findings, OutputFolder& folder);
 

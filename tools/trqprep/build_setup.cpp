@@ -25,8 +25,8 @@ bool Exists(const std::string& path) {
 // A style that does not stand where its name says may lie in the machine's folder below the style root.
 std::string FindStyle(const Job& job, const std::string& path) {
   if (Exists(path) || job.style_root.empty() || !job.machine) return path;
-  const char* folder =
-      StyleDirectory(*job.machine, job.units == Units::kMillimetre ? kStylesInMillimetres : kStylesInInches);
+  const char* folder = trq::StyleDirectory(
+      *job.machine, job.units == Units::kMillimetre ? trq::kStylesInMillimetres : trq::kStylesInInches);
   if (!folder) return path;
   std::string found = job.style_root + folder + path;
   std::replace(found.begin() + static_cast<std::ptrdiff_t>(job.style_root.size()),

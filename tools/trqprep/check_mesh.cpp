@@ -53,8 +53,7 @@ void CheckSidePoints(const InputMesh& input, const VentsFile& vents, std::vector
   if (stale == 0) return;
   findings.push_back(
       Finding("VD-STALE", input.path,
-              fmt::format("{} of {} in the side file up to {} {} off the surface, the first is "
-                          "number {}",
+              fmt::format("{} of {} in the side file up to {} {} off the surface, the first is number {}",
                           stale, Counted(static_cast<std::int64_t>(points.size()), "point", "points"),
                           Plain(farthest, 3), UnitsName(input.units), first + 1))
           .At({{"point", first + 1}})

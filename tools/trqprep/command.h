@@ -130,7 +130,7 @@ std::string ToolName();
 /// "X.Y.Z"
 std::string ToolVersion();
 
-/// Parses the command line, runs the command, writes the result and answers the exit code.
+/// Parses the command line, runs the command, writes the result and returns the exit code.
 int RunCommandLine(int argc, char** argv);
 
 }  // namespace trqprep

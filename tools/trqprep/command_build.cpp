@@ -58,31 +58,25 @@ ExitCode Run(Context& context, const JobOptions& job_options, const std::string&
 void Add(CommandTree& tree) {
   Command& command = tree.Add("build", "Place parts and write the build folder");
   command.details =
-      "Reads the parts, moves each to X = Y = 0, searches a placement in the vat, applies it, gives every "
-      "part its "
-      "build styles by Z and the platform its recoat styles, carries vents-and-drains side files along, and "
-      "checks "
-      "parts, styles and plate. Errors stop the build with exit 1 unless --force-checks; 'trqprep explain' "
-      "tells "
-      "what they mean.\n\n"
-      "A style without a band covers everything; bands (FILE@FROM:TO, Z from the floor of the vat) are added "
-      "after "
-      "it in the order given and clipped to what there is. A part's own style without a band replaces the "
-      "one for "
-      "all parts.\n\n"
-      "The folder is complete in itself: plate.stl (everything placed), meshes/ (each piece as CTL, with its "
-      "side "
-      "file), plate.svg (the view from above), parts/ and styles/ (the inputs), build.json (what was built, "
-      "with "
-      "the sums of all files), checks.json (what was found) and build.toml, the job file: 'trqprep build "
-      "out/build.toml -o again' gives the same bytes from any folder. The plate is in --units.";
+      "Reads the parts, moves each to X = Y = 0, searches a placement in the vat, applies it, gives "
+      "every part its build styles by Z and the platform its recoat styles, carries vents-and-drains "
+      "side files along, and checks parts, styles and plate. Errors stop the build with exit 1 unless "
+      "--force-checks; 'trqprep explain' tells what they mean.\n\n"
+      "A style without a band covers everything; bands (FILE@FROM:TO, Z from the floor of the vat) are "
+      "added after it in the order given and clipped to what there is. A part's own style without a band "
+      "replaces the one for all parts.\n\n"
+      "The folder is complete in itself: plate.stl (everything placed), meshes/ (each piece as CTL, with "
+      "its side file), plate.svg (the view from above), parts/ and styles/ (the inputs), build.json "
+      "(what was built, with the sums of all files), checks.json (what was found) and build.toml, the "
+      "job file: 'trqprep build out/build.toml -o again' gives the same bytes from any folder. The plate "
+      "is in --units.";
   auto job = std::make_shared<JobOptions>(command, true);
   auto output = std::make_shared<std::string>();
   command.Output(*output, "FOLDER", "The build folder to make");
   command.examples = {
       "trqprep build bracket.stl spur_gear.stl,copies=3 -o out",
-      "trqprep build bracket.stl --part spur_gear.stl,copies=6,rotate-z=15 --vat 250x250x250mm --seed 1 -o "
-      "plate-1 --json"};
+      "trqprep build bracket.stl --part spur_gear.stl,copies=6,rotate-z=15 --vat 250x250x250mm --seed 1 "
+      "-o plate-1 --json"};
   command.run = [job, output](Context& context) { return Run(context, *job, *output); };
 }
 

@@ -282,10 +282,11 @@ void Add(CommandTree& tree) {
   auto options = std::make_shared<Options>();
   Command& command = tree.Add("check", "Look for what would spoil a build");
   command.details =
-      "Tests parts (with their vents-and-drains side files) and style files against the rules that 'trqprep "
-      "build' applies, and lists everything that it finds. Of a folder every mesh and style file is tested. "
-      "Of a job file and of a build folder the placement and the stacks of styles are tested too. Ends "
-      "with 1 when an error is among the findings; 'trqprep explain CODE' tells more about one.";
+      "Tests parts (with their vents-and-drains side files) and style files against the rules that "
+      "'trqprep build' applies, and lists everything that it finds. Of a folder every mesh and style "
+      "file is tested. Of a job file and of a build folder the placement and the stacks of styles are "
+      "tested too. Ends with 1 when an error is among the findings; 'trqprep explain CODE' tells more "
+      "about one.";
   command.Arguments("FILE", options->paths, "Meshes, style files and job files, or folders of them");
   command.VatOption(options->vat);
   command.TextOption("--machine", options->machine, "NAME", "Machine that the styles are to be for");

@@ -41,9 +41,9 @@ void Add(CommandTree& tree) {
   auto options = std::make_shared<Options>();
   Command& command = tree.Add("convert", "Convert a mesh file between STL and CTL");
   command.details =
-      "The ending of the output, .stl or .ctl, says its format; --to says it outright. A CTL file keeps the "
-      "unit of the "
-      "input; an STL file, which cannot say one, is written in --units. --to-units converts to another unit.";
+      "The ending of the output, .stl or .ctl, says its format; --to says it outright. A CTL file keeps "
+      "the unit of the input; an STL file, which cannot say one, is written in --units. --to-units "
+      "converts to another unit.";
   command.Argument("IN", options->input, "STL or CTL file");
   command.Output(options->output, "FILE", "The file to write");
   command.TextOption("--to", options->format, kMeshFormats, "Format of the output");

@@ -63,9 +63,8 @@ void Add(CommandTree& tree) {
   auto codes = std::make_shared<std::vector<std::string>>();
   Command& command = tree.Add("explain", "Tell the long story of a check's code");
   command.details =
-      "Says what a finding of 'trqprep check' means, how it is measured and what to do. Without a code all "
-      "are "
-      "listed.";
+      "Says what a finding of 'trqprep check' means, how it is measured and what to do. Without a code "
+      "all are listed.";
   command.Arguments("CODE", *codes, "Codes such as OPEN-EDGES", false)->type_name("CODE");
   command.examples = {"trqprep explain OPEN-EDGES", "trqprep explain --json"};
   command.run = [codes](Context& context) { return Run(context, *codes); };

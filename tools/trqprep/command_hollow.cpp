@@ -198,16 +198,14 @@ void Add(CommandTree& tree) {
   auto options = std::make_shared<Options>();
   Command& command = tree.Add("hollow", "Make a part hollow with an inner skin");
   command.details =
-      "Every vertex is pushed inward, against the surface around it. The push is half the shortest edge at "
-      "the vertex where that edge is no longer than the limit (edges below 0.1, in the part's unit, count as "
-      "0.1), and the limit itself elsewhere; it is no wall thickness, which also depends on the angles. "
-      "--validate halves a push until it crosses no other facet. Without it the inner skin of thin walls "
-      "comes out on the other side.\n\n"
-      "A cavity needs a vent above its middle and a drain below it, in the vents-and-drains file beside IN, "
-      "or "
-      "liquid resin stays inside. The inner skin faces inward: merged with the part it makes the hollow "
-      "part. "
-      "A CTL file keeps its unit; an STL file is written in --units.";
+      "Every vertex is pushed inward, against the surface around it. The push is half the shortest edge "
+      "at the vertex where that edge is no longer than the limit (edges below 0.1, in the part's unit, "
+      "count as 0.1), and the limit itself elsewhere; it is no wall thickness, which also depends on the "
+      "angles. --validate halves a push until it crosses no other facet. Without it the inner skin of "
+      "thin walls comes out on the other side.\n\n"
+      "A cavity needs a vent above its middle and a drain below it, in the vents-and-drains file beside "
+      "IN, or liquid resin stays inside. The inner skin faces inward: merged with the part it makes the "
+      "hollow part. A CTL file keeps its unit; an STL file is written in --units.";
   command.Argument("IN", options->input, "STL or CTL file, a closed surface");
   command.Output(options->output, "FILE", "The file to write");
   command.LengthOption("--limit", options->limit, "The largest push")->required();

@@ -48,10 +48,9 @@ void Add(CommandTree& tree) {
   Command& command = tree.Add("info", "Tell what files hold");
   command.details =
       "The kind of a file is told by its content. Of a mesh: size in both units, box, facets, vertices, "
-      "area, volume, "
-      "header text, checksum. With --json the entry of each file stands in \"files\"; that of a single file "
-      "also "
-      "directly in \"data\". Lengths are in the file's own unit, which the entry names.";
+      "area, volume, header text, checksum. With --json the entry of each file stands in \"files\"; that "
+      "of a single file also directly in \"data\". Lengths are in the file's own unit, which the entry "
+      "names.";
   command.Arguments("FILE", *paths, "Files of any kind the tool knows, or build folders");
   command.ReadsMeshes();
   command.examples = {"trqprep info bracket.stl", "trqprep info --json bracket.stl spur_gear.stl"};

@@ -40,7 +40,7 @@ ExitCode Run(Context& context, const Options& options) {
   context.data["machines"] = Json::array();
   if (!is_profile) {
     context.Print("{:>4}  {:<22}  {:<26}  {}\n", "type", "name", "styles, mm", "styles, inch");
-    for (const MachineTypeRow& row : kMachineTypes) {
+    for (const trq::MachineTypeRow& row : trq::kMachineTypes) {
       if (wanted != kNone && wanted != row.type) continue;
       const char* mm = row.directory_mm;
       const char* inch = row.directory_inch;
@@ -80,10 +80,10 @@ void Add(CommandTree& tree) {
   auto options = std::make_shared<Options>();
   Command& command = tree.Add("machines", "List the machine types and their style folders");
   command.details =
-      "The folders stand behind the style root of the application. --machines adds the machines that a TOML "
-      "file describes, a table each:\n\n"
-      "[lab] type = \"TRQ-E7\", vat = \"500x500x580mm\", styles = \"/srv/styles\", an entry a line; all are "
-      "optional.";
+      "The folders stand behind the style root of the application. --machines adds the machines that a "
+      "TOML file describes, a table each:\n\n"
+      "[lab] type = \"TRQ-E7\", vat = \"500x500x580mm\", styles = \"/srv/styles\", an entry a line; all "
+      "are optional.";
   command.Argument("NAME", options->name, "A machine's name or number")->required(false)->type_name("NAME");
   command.TextOption("--machines", options->profiles, "FILE", "Machine profiles, a TOML file");
   command.examples = {"trqprep machines", "trqprep machines TRQ-E7 --json"};

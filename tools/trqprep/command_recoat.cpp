@@ -6,10 +6,9 @@ namespace {
 void Add(CommandTree& tree) {
   Command& recoat = tree.Add("recoat", "Look at and change recoat styles (.rcs)");
   recoat.details =
-      "A recoat style says how every layer is recoated: dips, waits and lists of blade sweeps. Names may be "
-      "written without blanks and in any case; * ? [...] make a pattern. Values are numbers in the file's "
-      "own "
-      "units. Legacy files are read, and made new ones by 'upgrade'.";
+      "A recoat style says how every layer is recoated: dips, waits and lists of blade sweeps. Names may "
+      "be written without blanks and in any case; * ? [...] make a pattern. Values are numbers in the "
+      "file's own units. Legacy files are read, and made new ones by 'upgrade'.";
   recoat.examples = {"trqprep recoat show ThreeSweeps.rcs", "trqprep recoat sweeps ThreeSweeps.rcs"};
   AddStyleViews(recoat, StyleKind::kRecoat);
   AddStyleEdits(recoat, StyleKind::kRecoat);

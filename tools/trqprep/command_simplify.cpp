@@ -50,8 +50,7 @@ void Add(CommandTree& tree) {
   Command& command = tree.Add("simplify", "Coarsen a mesh to about a number of facets");
   command.details =
       "Vertices that lie close together become one; facets that lose a corner by that go. The number is "
-      "aimed at, "
-      "not met exactly, and openings may close: compare the volumes.";
+      "aimed at, not met exactly, and openings may close: compare the volumes.";
   command.Argument("IN", options->input, "STL or CTL file");
   command.WholeOption("--facets", options->facets, 1, 2147483647, "About how many facets to keep")
       ->required();

@@ -82,7 +82,7 @@ ExitCode Verify(Context& context, const Options& options) {
       std::all_of(file.reserved.begin(), file.reserved.end(), [](unsigned char byte) { return byte == 0; });
   if (difference) {
     const std::uint64_t table = file.reserved_offset() + slc::kReservedSize;
-    const std::uint64_t layers = table + 1 + sizeof(SlcTableEntry) * file.model->table.size();
+    const std::uint64_t layers = table + 1 + sizeof(trq::SlcTableEntry) * file.model->table.size();
     const char* where = *difference < table ? "header" : *difference < layers ? "sampling table" : "layers";
     context.Error(Message("SLC-DIFFERS", options.input,
                           fmt::format("loaded and saved again, the {} differ at byte {}", where, *difference))
@@ -99,9 +99,9 @@ ExitCode Verify(Context& context, const Options& options) {
 
 // The lowest and the highest z, the terminator's included.
 std::pair<double, double> HeightsOf(const ContourFile& file) {
-  const std::vector<SlcLayer>& layers = file.model->layers;
+  const std::vector<trq::SlcLayer>& layers = file.model->layers;
   double low = layers.front().z, high = low;
-  for (const SlcLayer& layer : layers) {
+  for (const trq::SlcLayer& layer : layers) {
     low = std::min<double>(low, layer.z);
     high = std::max<double>(high, layer.z);
   }
@@ -110,7 +110,7 @@ std::pair<double, double> HeightsOf(const ContourFile& file) {
 
 // The layer that is built at height z: the highest one that does not begin above it.
 std::size_t LayerAt(const ContourFile& file, double z) {
-  const std::vector<SlcLayer>& layers = file.model->layers;
+  const std::vector<trq::SlcLayer>& layers = file.model->layers;
   const auto [low, high] = HeightsOf(file);
   // Heights in files are rounded to floats, sometimes after a change of units.
   const double tolerance = 1e-5 * (high - low);
@@ -187,8 +187,8 @@ ExitCode Copy(Context& context, const Options& options) {
 
 // Reflected in x or y, a contour runs the other way round: its vertices are put in reverse order.
 void TurnContours(slc& model) {
-  for (const SlcLayer& layer : model.layers) {
-    for (const SlcBoundary& boundary : layer.boundaries()) {
+  for (const trq::SlcLayer& layer : model.layers) {
+    for (const trq::SlcBoundary& boundary : layer.boundaries()) {
       for (std::size_t i = 0, j = boundary.vertex_count; i + 1 < j; ++i) {
         --j;
         std::swap(boundary.points[2 * i], boundary.points[2 * j]);
@@ -202,7 +202,7 @@ void TurnContours(slc& model) {
 // it, and the layers come in the opposite order. Where the terminator repeats the last z, heights are those
 // of the sections themselves and stay with them. The ranges of the sampling table change places likewise.
 void TurnLayers(slc& model, const std::function<float(float)>& reflect) {
-  std::vector<SlcLayer>& layers = model.layers;
+  std::vector<trq::SlcLayer>& layers = model.layers;
   const float top = layers.front().z;
   const float bottom = layers.back().z;
   const std::size_t count = layers.size() - 1;
@@ -210,7 +210,7 @@ void TurnLayers(slc& model, const std::function<float(float)>& reflect) {
   for (std::size_t i = 0; i < count && !sections; ++i) layers[i].z = layers[i + 1].z;
   std::reverse(layers.begin(), layers.end() - 1);
   layers.back().z = top;
-  std::vector<SlcTableEntry>& table = model.table;
+  std::vector<trq::SlcTableEntry>& table = model.table;
   for (std::size_t i = 0; i < table.size(); ++i)
     table[i].min_z = i + 1 < table.size() ? reflect(table[i + 1].min_z) : bottom;
   std::reverse(table.begin(), table.end());
@@ -278,9 +278,8 @@ void Add(CommandTree& tree) {
 
   Command& info = group.Sub("info", "Tell what a slice-contour file holds, layer by layer");
   info.details =
-      "Layers, z range, thickness table, boundaries, vertices, and the area of every layer: contours that "
-      "run "
-      "counterclockwise count as outer ones, clockwise ones as holes. Layers count from 1.";
+      "Layers, z range, thickness table, boundaries, vertices, and the area of every layer: contours "
+      "that run counterclockwise count as outer ones, clockwise ones as holes. Layers count from 1.";
   info.Argument("FILE", options->input, "Slice-contour file");
   info.UsesUnits();
   info.examples = {"trqprep slc info cone.slc", "trqprep slc info cone.slc --json"};
@@ -298,9 +297,9 @@ void Add(CommandTree& tree) {
 
   Command& svg = group.Sub("svg", "Draw one layer");
   svg.details =
-      "Draws the layer to scale, seen from above, with its boundaries filled, outer ones outlined in blue "
-      "and "
-      "holes in orange, inside the box of the whole part. Without -o the picture goes to standard output.";
+      "Draws the layer to scale, seen from above, with its boundaries filled, outer ones outlined in "
+      "blue and holes in orange, inside the box of the whole part. Without -o the picture goes to "
+      "standard output.";
   svg.Argument("FILE", options->input, "Slice-contour file");
   svg.WholeOption("--layer", options->layer, 1, 4294967295, "The layer, counted from 1");
   svg.LengthOption("--z", options->z, "The layer that is built at this height");
@@ -313,8 +312,8 @@ void Add(CommandTree& tree) {
   Command& mirror = group.Sub("mirror", "Mirror slice contours");
   mirror.details =
       "The mirrored part takes the place of the part, unless --plane or --beside says otherwise. Outer "
-      "contours still run counterclockwise afterwards and layers still go upwards; the extents in the header "
-      "follow.";
+      "contours still run counterclockwise afterwards and layers still go upwards; the extents in the "
+      "header follow.";
   mirror.Argument("FILE", options->input, "Slice-contour file");
   mirror.TextOption("--axis", options->axis, "x|y|z", "The axis along which it is mirrored")->required();
   mirror.LengthOption("--plane", options->plane, "Mirror at this coordinate");

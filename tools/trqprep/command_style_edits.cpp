@@ -379,7 +379,7 @@ ExitCode ConvertFile(Context& context, StyleKind kind, const UnitsOptions& optio
   for (std::size_t i = 0; i < edited.parameters.size(); ++i) {
     const StyleParameter& parameter = edited.parameters[i];
     if (!IsStored(edited, i)) continue;
-    if (parameter.named && parameter.unit == StyleUnit::kLengthKept) left.push_back(parameter.name);
+    if (parameter.named && parameter.unit == trq::StyleUnit::kLengthKept) left.push_back(parameter.name);
     unnamed = unnamed || !parameter.named;
   }
   if (kind == StyleKind::kRecoat && edited.layout == StyleLayout::k301) left.push_back("layer_thickness");
@@ -518,15 +518,15 @@ void AddStyleEdits(Command& group, StyleKind kind) {
     auto options = std::make_shared<SetOptions>();
     Command& verb = group.Sub("set", "Change values");
     verb.details =
-        "NAME may be a pattern, in quotes, such as 'Large*Angle*=45'. A value has to lie in the parameter's "
-        "range and among its allowed values; one that is refused ends with exit 1, and nothing is written. A "
-        "parameter without range takes every finite number. Values are stored as typed, in the file's own "
-        "units; defaults stay.";
+        "NAME may be a pattern, in quotes, such as 'Large*Angle*=45'. A value has to lie in the "
+        "parameter's range and among its allowed values; one that is refused ends with exit 1, and "
+        "nothing is written. A parameter without range takes every finite number. Values are stored as "
+        "typed, in the file's own units; defaults stay.";
     if (build) {
       verb.details +=
-          "\n\n\"QC Min Large Thick Skin Width\" cannot be set: the file stores \"Shelling Thickness\" in "
-          "its "
-          "place.";
+          "\n\n"
+          "\"QC Min Large Thick Skin Width\" cannot be set: the file stores \"Shelling Thickness\" in "
+          "its place.";
     }
     verb.Argument("FILE", options->file, "The " + noun + " file, replaced unless -o is given");
     verb.Arguments("NAME=VALUE", options->assignments, "What to set")->type_name("NAME=VALUE");
@@ -543,8 +543,7 @@ void AddStyleEdits(Command& group, StyleKind kind) {
     Command& verb = group.Sub("copy", "Copy parameters from one file to another");
     verb.details =
         "Whole records are copied: value, default, flags, range and allowed values. A pattern leaves out "
-        "what "
-        "cannot be copied.";
+        "what cannot be copied.";
     verb.Argument("FROM", options->from, "The file to copy from");
     verb.Argument("TO", options->to, "The file to copy to, replaced unless -o is given");
     verb.RepeatedOption("--params", options->parameters, "NAME", "Name or pattern of the parameters")
@@ -561,8 +560,8 @@ void AddStyleEdits(Command& group, StyleKind kind) {
     auto paths = std::make_shared<std::vector<std::string>>(2);
     Command& verb = group.Sub("import", "Make a " + noun + " of the JSON that 'export' made");
     verb.details =
-        "The file has the 301 layout. What the document does not give has the values of a new style; a wrong "
-        "name, type or text ends with exit 3.";
+        "The file has the 301 layout. What the document does not give has the values of a new style; a "
+        "wrong name, type or text ends with exit 3.";
     verb.Argument("FILE", (*paths)[0], "The JSON document; - is standard input");
     verb.Output((*paths)[1], "FILE", "The file to write");
     verb.examples = {start + "export " + file + " --to json -o style.json && " + start +
@@ -588,13 +587,12 @@ void AddStyleEdits(Command& group, StyleKind kind) {
     auto options = std::make_shared<UnitsOptions>();
     Command& verb = group.Sub("units", "Convert lengths between inches and millimetres");
     verb.details =
-        build
-            ? "Build style files do not record their units, so both are required. Values, defaults, ranges "
-              "and allowed values of 115 lengths are multiplied; \"Min Large NS Width\" and everything that "
-              "is no length stay, and a parameter without range stays so."
-            : "\"Start Z\", \"End Z\" and the blade velocities are multiplied, and the units text is "
-              "rewritten. Z velocities, accelerations, dip distances, the preferred blade gap and the layer "
-              "thickness stay.";
+        build ? "Build style files do not record their units, so both are required. Values, defaults, "
+                "ranges and allowed values of 115 lengths are multiplied; \"Min Large NS Width\" and "
+                "everything that is no length stay, and a parameter without range stays so."
+              : "\"Start Z\", \"End Z\" and the blade velocities are multiplied, and the units text is "
+                "rewritten. Z velocities, accelerations, dip distances, the preferred blade gap and the "
+                "layer thickness stay.";
     verb.Argument("FILE", options->file, "The " + noun + " file, replaced unless -o is given");
     verb.TextOption("--from", options->from, "mm|in",
                     build ? "The present units" : "The present units (default: what the file says)")
@@ -621,8 +619,8 @@ void AddSweepsVerb(Command& group) {
   AddEditOptions(verb, options->edit);
   verb.examples = {
       "trqprep recoat sweeps ThreeSweeps.rcs",
-      "trqprep recoat sweeps ThreeSweeps.rcs --list primary --add gap=120,velocity=2.5 --remove 1 "
-      "-o changed.rcs"};
+      "trqprep recoat sweeps ThreeSweeps.rcs --list primary --add gap=120,velocity=2.5 --remove 1 -o "
+      "changed.rcs"};
   verb.run = [options](Context& context) { return Sweeps(context, *options); };
 }
 

@@ -77,7 +77,8 @@ ExitCode Show(Context& context, StyleKind kind, const ShowOptions& options) {
   }
   TextTable table;
   table.Add({"parameter", "value", "unit", "default", "range", "allowed", "editable"});
-  std::vector<std::pair<StyleRegion, std::vector<std::size_t>>> regions;  // in order of their first lines
+  std::vector<std::pair<trq::StyleRegion, std::vector<std::size_t>>>
+      regions;  // in order of their first lines
   std::size_t left_out = 0;
   context.data["file"] = TextToJson(options.file);
   DescribeStyle(file, context.data);
@@ -267,9 +268,9 @@ void AddStyleViews(Command& group, StyleKind kind) {
     auto options = std::make_shared<ShowOptions>();
     Command& show = group.Sub("show", "Print the parameters as a table");
     show.details =
-        "Grouped by region: value, unit, default, range, allowed values, and whether the user interface lets "
-        "the parameter be edited. Left out, unless --all is given, are parameters that the user interface "
-        "hides, records without a name, and what the file's layout does not store.";
+        "Grouped by region: value, unit, default, range, allowed values, and whether the user interface "
+        "lets the parameter be edited. Left out, unless --all is given, are parameters that the user "
+        "interface hides, records without a name, and what the file's layout does not store.";
     show.Argument("FILE", options->file, "The " + noun + " file");
     show.RepeatedOption("--only", options->only, "NAME", "Only parameters of that name or pattern");
     show.Flag("--all", options->all, "Leave nothing out");
@@ -298,8 +299,8 @@ void AddStyleViews(Command& group, StyleKind kind) {
     diff.Argument("A", (*paths)[0], "The first file");
     diff.Argument("B", (*paths)[1], "The second file");
     diff.examples = {build ? "trqprep style diff Fine.sty Standard.sty # exit 1"
-                           : "trqprep recoat set ThreeSweeps.rcs 'Z Wait=3' -o b.rcs && trqprep recoat diff "
-                             "ThreeSweeps.rcs b.rcs # exit 1",
+                           : "trqprep recoat set ThreeSweeps.rcs 'Z Wait=3' -o b.rcs && trqprep recoat "
+                             "diff ThreeSweeps.rcs b.rcs # exit 1",
                      "trqprep " + command + " diff " + file + " " + file + " --json"};
     diff.run = [paths, kind](Context& context) { return Diff(context, kind, (*paths)[0], (*paths)[1]); };
   }
@@ -308,9 +309,8 @@ void AddStyleViews(Command& group, StyleKind kind) {
     Command& verify = group.Sub("verify", "Check a file's checksum and that all of it survives");
     verify.details =
         "The file is read and written in its own layout; a stored value that comes out different is an "
-        "error. "
-        "Bytes that mean nothing, such as those after the NUL of a text, are notes.\n\nExit 0: good, with "
-        "notes at most; 1: not good; 3: no " +
+        "error. Bytes that mean nothing, such as those after the NUL of a text, are notes.\n\n"
+        "Exit 0: good, with notes at most; 1: not good; 3: no " +
         noun + " file.";
     verify.Argument("FILE", *path, "The " + noun + " file");
     verify.examples = {"trqprep " + command + " verify " + file,
@@ -322,8 +322,8 @@ void AddStyleViews(Command& group, StyleKind kind) {
     Command& export_verb = group.Sub("export", "Print the style as text, table or JSON");
     export_verb.details =
         "txt and csv are the application's own reports. json and tidy-csv are complete: unnamed records, "
-        "texts and header words too, every number so that it reads back the same; 'import' reads json. The "
-        "style is exported as the application reads it, a 206 file with the values of its conversion.";
+        "texts and header words too, every number so that it reads back the same; 'import' reads json. "
+        "The style is exported as the application reads it, a 206 file with the values of its conversion.";
     export_verb.Argument("FILE", options->file, "The " + noun + " file");
     export_verb.TextOption("--to", options->format, "txt|csv|json|tidy-csv", "What to make")->required();
     export_verb.Output(options->output, "FILE", "Write to this file instead of standard output", false);

@@ -127,7 +127,7 @@ ExitCode Run(Context& context, const Options& options) {
   }
   input.units = wanted;
   RequireFinite(input);
-  mesh.SetUnits(wanted == Units::kInch ? units::kInch : units::kMillimetre);
+  mesh.SetUnits(wanted == Units::kInch ? trq::units::kInch : trq::units::kMillimetre);
   WriteMesh(context, mesh, options.output, format);
   context.data_units = wanted;
   context.data["input"] = TextToJson(options.input);
@@ -149,11 +149,9 @@ void Add(CommandTree& tree) {
   auto options = std::make_shared<Options>();
   Command& command = tree.Add("transform", "Move, turn, scale or mirror a mesh");
   command.details =
-      "The transformations are applied in the order in which they are given, each as often as it is given; "
-      "turns are in "
-      "degrees, counter-clockwise seen from the positive end of the axis. They make one matrix, which is "
-      "applied once. "
-      "A CTL file keeps its unit; an STL file is written in --units.";
+      "The transformations are applied in the order in which they are given, each as often as it is "
+      "given; turns are in degrees, counter-clockwise seen from the positive end of the axis. They make "
+      "one matrix, which is applied once. A CTL file keeps its unit; an STL file is written in --units.";
   command.Argument("IN", options->input, "STL or CTL file");
   command.Output(options->output, "FILE", "The file to write");
   for (const StepOption& step : kSteps) command.Step(step.name, step.type ? step.type : "", step.help);

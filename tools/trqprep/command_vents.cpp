@@ -177,8 +177,8 @@ Point PlaceOf(Context& context, const std::string& text, const std::vector<VentP
     return (*patches)[static_cast<std::size_t>(number) - 1].centre;
   } catch (const std::invalid_argument& error) {
     Fail(ExitCode::kUsage, Message("USAGE", "", std::string(option) + ": " + error.what())
-                               .Hint("three lengths between commas, or the number of a patch that 'trqprep "
-                                     "vents find' lists"));
+                               .Hint("three lengths between commas, or the number of a patch that "
+                                     "'trqprep vents find' lists"));
   }
 }
 
@@ -343,15 +343,15 @@ void Add(CommandTree& tree) {
   auto options = std::make_shared<Options>();
   Command& group = tree.Add("vents", "Find places for vents and drains, and keep a part's .V_D file");
   group.details =
-      "A hollow part needs a vent at its top and a drain at its bottom. They stand in a text file beside the "
-      "part, named as the part up to its last period, with .V_D.";
+      "A hollow part needs a vent at its top and a drain at its bottom. They stand in a text file beside "
+      "the part, named as the part up to its last period, with .V_D.";
 
   Command& find = group.Sub("find", "Find places for vents and drains on a part");
   find.details =
-      "Facets that face up may take a vent, facets that face down a drain, within 5.7 degrees. Those that "
-      "are connected make a patch. Vents are listed from the highest patch, drains from the lowest, the "
-      "larger of equally high ones first. The height is counted from the part's lowest point. The centre "
-      "lies on the patch.";
+      "Facets that face up may take a vent, facets that face down a drain, within 5.7 degrees. Those "
+      "that are connected make a patch. Vents are listed from the highest patch, drains from the lowest, "
+      "the larger of equally high ones first. The height is counted from the part's lowest point. The "
+      "centre lies on the patch.";
   find.Argument("IN", options->input, "STL or CTL file");
   find.ReadsMeshes();
   find.examples = {"trqprep vents find l_shape.stl", "trqprep vents find l_shape.stl --json"};
@@ -359,8 +359,8 @@ void Add(CommandTree& tree) {
 
   Command& list = group.Sub("list", "List the vents and drains of a part");
   list.details =
-      "The kind is told by the direction that 'vents add' writes: up for a vent, down for a drain. When the "
-      "part is there, points farther than 0.1 mm from it are warned of.";
+      "The kind is told by the direction that 'vents add' writes: up for a vent, down for a drain. When "
+      "the part is there, points farther than 0.1 mm from it are warned of.";
   list.Argument("IN", options->input, kInputHelp);
   list.ReadsMeshes();
   list.examples = {"trqprep vents add l_shape.stl --vent 1 && trqprep vents list l_shape.stl",
@@ -369,8 +369,8 @@ void Add(CommandTree& tree) {
 
   Command& add = group.Sub("add", "Add vents and drains to a part");
   add.details =
-      "A place is three lengths X,Y,Z in the part's coordinates, or the number of a patch that 'vents find' "
-      "lists. The file is made when there is none.";
+      "A place is three lengths X,Y,Z in the part's coordinates, or the number of a patch that 'vents "
+      "find' lists. The file is made when there is none.";
   add.Argument("IN", options->input, kInputHelp);
   add.RepeatedOption("--vent", options->vents, "PLACE", "Add a vent there");
   add.RepeatedOption("--drain", options->drains, "PLACE", "Add a drain there");
@@ -383,8 +383,8 @@ void Add(CommandTree& tree) {
 
   Command& move = group.Sub("move", "Move vents and drains along with their part");
   move.details =
-      "Turns about the Z axis first, then moves. Without entry numbers all entries are moved. A part that is "
-      "tilted needs new vents and drains.";
+      "Turns about the Z axis first, then moves. Without entry numbers all entries are moved. A part "
+      "that is tilted needs new vents and drains.";
   move.Argument("IN", options->input, kInputHelp);
   move.Arguments("ENTRY", options->numbers, "Numbers of entries, as 'vents list' shows them", false)
       ->type_name("N");

@@ -26,10 +26,9 @@ void Add(CommandTree& tree) {
   auto folders = std::make_shared<std::vector<std::string>>();
   Command& command = tree.Add("verify", "Make sure that a build folder is as it was built");
   command.details =
-      "Re-reads everything in a build folder: the sums of all files against build.json, missing and added "
-      "files, "
-      "the checksums of the styles, facets and places of the pieces, overlaps. Ends with 1 when anything "
-      "differs.";
+      "Re-reads everything in a build folder: the sums of all files against build.json, missing and "
+      "added files, the checksums of the styles, facets and places of the pieces, overlaps. Ends with 1 "
+      "when anything differs.";
   command.Arguments("FOLDER", *folders, "Build folders")->type_name("FOLDER");
   command.examples = {"trqprep build bracket.stl -o out && trqprep verify out", "trqprep verify out --json"};
   command.run = [folders](Context& context) { return Run(context, *folders); };

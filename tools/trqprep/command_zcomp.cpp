@@ -32,7 +32,7 @@ std::unique_ptr<CTL> ReadBack(const std::string& path, Units units) {
   const std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
   auto mesh = std::make_unique<CTL>();
   int accept_partial = 0;
-  const int code = units == Units::kInch ? units::kInch : units::kMillimetre;
+  const int code = units == Units::kInch ? trq::units::kInch : trq::units::kMillimetre;
   if (!file || mesh->LoadSTLFile(file.get(), code, &accept_partial, 0, 1e-4f, 0) != 0) {
     Fail(ExitCode::kOutput, Message("OUTPUT-SHORT", path, "does not read back as it was written"));
   }
@@ -43,7 +43,7 @@ std::unique_ptr<CTL> ReadBack(const std::string& path, Units units) {
 
 TRQ_TYPE MachineOf(const std::string& text) {
   std::vector<std::string> names;
-  for (const MachineTypeRow& row : kMachineTypes) {
+  for (const trq::MachineTypeRow& row : trq::kMachineTypes) {
     const std::string name = row.display_name;
     const bool same = std::equal(name.begin(), name.end(), text.begin(), text.end(), [](char a, char b) {
       return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
@@ -63,7 +63,7 @@ void ReadStyle(Context& context, const std::string& path, KVBUILDSTYLE& style) {
   const int code = style.readBuildStyle(path);
   context.box_filter = nullptr;
   style.closeBuildStyleFile();
-  if (code != style_file::kOk) {
+  if (code != trq::style_file::kOk) {
     Fail(ExitCode::kInput, Message("STYLE-CRC", path, "is no build style, or its checksum does not match")
                                .Hint("copy the file again from where it came"));
   }
@@ -81,8 +81,8 @@ double HeightOf(Context& context, const Options& options, Units units) {
   const int layers = model.KVcalc_zcorrection(machine, &style, static_cast<float>(spacing));
   const float thickness = style.LayerThickness.GetValue();
   const char* unit = UnitsName(style_units);
-  const MachineTypeRow* row = FindMachineType(machine);
-  const std::string name = row ? row->display_name : kUnknownMachineName;
+  const trq::MachineTypeRow* row = trq::FindMachineType(machine);
+  const std::string name = row ? row->display_name : trq::kUnknownMachineName;
   context.data["style"] = TextToJson(options.style);
   context.data["machine"] = name;
   context.data["layers"] = layers;
@@ -155,16 +155,16 @@ void Add(CommandTree& tree) {
   auto options = std::make_shared<Options>();
   Command& command = tree.Add("zcomp", "Raise the facets that face down");
   command.details =
-      "Light cures deeper than a layer, so the underside of a part comes out too low. Every facet that faces "
-      "down is written higher by the height; the facets beside it keep their corners, so the surface opens "
-      "along the edges between them. The input stays as it is. A CTL file keeps its unit; an STL file is "
-      "written in --units.\n\n"
+      "Light cures deeper than a layer, so the underside of a part comes out too low. Every facet that "
+      "faces down is written higher by the height; the facets beside it keep their corners, so the "
+      "surface opens along the edges between them. The input stays as it is. A CTL file keeps its unit; "
+      "an STL file is written in --units.\n\n"
       "With --style the height follows from a build style: S is the sum of Ec exp(d / Dp) over its down "
       "hatches, d being a hatch's cure depth plus a layer, and its down fills, d being the cure depth. "
-      "Together they cure to Dp ln(S / Ec), which is so many layers; the height is one layer less, in whole "
-      "layers. The large-spot machines (TRQ-E7, MirraMax, Altor 900, Altor 800) use the style's large "
-      "hatches and fills, unless the style says small spot only, and of those the hatches spaced 0.018 or "
-      "less; all others the small ones, spaced --spacing or less.";
+      "Together they cure to Dp ln(S / Ec), which is so many layers; the height is one layer less, in "
+      "whole layers. The large-spot machines (TRQ-E7, MirraMax, Altor 900, Altor 800) use the style's "
+      "large hatches and fills, unless the style says small spot only, and of those the hatches spaced "
+      "0.018 or less; all others the small ones, spaced --spacing or less.";
   command.Argument("IN", options->input, "STL or CTL file");
   command.Output(options->output, "FILE", "The file to write");
   command.LengthOption("--height", options->height, "How much higher");

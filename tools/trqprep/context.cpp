@@ -39,16 +39,16 @@ int AnswerBox(const char* text, unsigned buttons, void* user) {
   const KeptError kept;
   Context& context = *static_cast<Context*>(user);
   const std::string line = Flatten(text ? text : "");
-  if (buttons != message_box::kYesNoButtons) {
+  if (buttons != trq::message_box::kYesNoButtons) {
     if (!context.box_filter || !context.box_filter(line, context.box_user)) {
       context.Warn(Message("LIBRARY-MESSAGE", context.current_file, line));
     }
-    return message_box::kOk;
+    return trq::message_box::kOk;
   }
-  if (context.options.yes) return message_box::kYes;
-  if (CanAsk()) return Ask(line) ? message_box::kYes : message_box::kNo;
+  if (context.options.yes) return trq::message_box::kYes;
+  if (CanAsk()) return Ask(line) ? trq::message_box::kYes : trq::message_box::kNo;
   context.Note(Message("ANSWERED-NO", context.current_file, line).Hint("--yes answers yes"));
-  return message_box::kNo;
+  return trq::message_box::kNo;
 }
 
 }  // namespace
@@ -58,7 +58,7 @@ void Context::Say(Message message) {
   messages_.push_back(std::move(message));
 }
 
-MessageBoxes::MessageBoxes(Context& context) { SetMessageBoxHandler(AnswerBox, &context); }
-MessageBoxes::~MessageBoxes() { SetMessageBoxHandler(nullptr, nullptr); }
+MessageBoxes::MessageBoxes(Context& context) { trq::SetMessageBoxHandler(AnswerBox, &context); }
+MessageBoxes::~MessageBoxes() { trq::SetMessageBoxHandler(nullptr, nullptr); }
 
 }  // namespace trqprep

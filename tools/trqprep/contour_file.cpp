@@ -65,38 +65,38 @@ std::vector<Word> ValuesOf(const std::string& header, const std::string& key) {
   message.Hint("the file was cut or damaged; slice the part again").At({{"byte", byte}});
   const char* cut = nullptr;  // what of a layer is cut short
   switch (code) {
-    case slc_file::kHeaderTooLong:
+    case trq::slc_file::kHeaderTooLong:
       message.code = "SLC-HEADER";
       message.text = fmt::format("no byte 1A ends the header within {} bytes", slc::kMaxHeader);
       message.Hint("is this a file of slice contours?");
       break;
-    case slc_file::kBadHeaderByte:
+    case trq::slc_file::kBadHeaderByte:
       message.code = "SLC-HEADER";
       message.text = "the file ends inside the header, or the header holds a byte FF";
       message.Hint("is this a file of slice contours?");
       break;
-    case slc_file::kReservedOrCountShort:
+    case trq::slc_file::kReservedOrCountShort:
       message.text = "the file ends before the count of the sampling table";
       break;
-    case slc_file::kEmptyTable:
+    case trq::slc_file::kEmptyTable:
       message.code = "SLC-TABLE";
       message.text = "the sampling table has no entry";
       message.Hint("slice the part again");
       break;
-    case slc_file::kTableEntryShort:
+    case trq::slc_file::kTableEntryShort:
       message.text = fmt::format("the file ends in entry {} of {} of the sampling table",
                                  model.table.size() + 1, model.table_count);
       break;
-    case slc_file::kLayerZShort:
+    case trq::slc_file::kLayerZShort:
       cut = "its z; the terminator is missing";
       break;
-    case slc_file::kBoundaryCountShort:
+    case trq::slc_file::kBoundaryCountShort:
       cut = "its boundary count";
       break;
-    case slc_file::kVertexCountShort:
+    case trq::slc_file::kVertexCountShort:
       cut = "the vertex count of a boundary";
       break;
-    case slc_file::kGapCountShort:
+    case trq::slc_file::kGapCountShort:
       cut = "the gap count of a boundary";
       break;
     default:
@@ -145,13 +145,14 @@ ContourFile ReadContours(Context& context, const std::string& path) {
     const int code = (model.*read)();
     model.file = nullptr;
     const long byte = std::ftell(stream.get());
-    if (code != slc_file::kOk) FailToRead(path, code, static_cast<std::uint64_t>(std::max(byte, 0L)), model);
+    if (code != trq::slc_file::kOk)
+      FailToRead(path, code, static_cast<std::uint64_t>(std::max(byte, 0L)), model);
   };
   step(&slc::readSlcHeader);
   step(&slc::readReservedSection);
   if (std::fseek(stream.get(), static_cast<long>(file.reserved_offset()), SEEK_SET) != 0 ||
       std::fread(file.reserved.data(), 1, file.reserved.size(), stream.get()) != file.reserved.size()) {
-    FailToRead(path, slc_file::kReservedOrCountShort, file.reserved_offset(), model);
+    FailToRead(path, trq::slc_file::kReservedOrCountShort, file.reserved_offset(), model);
   }
   step(&slc::readTableEntry);
   step(&slc::processContourLayers);
@@ -185,12 +186,12 @@ ContourFile ReadContours(Context& context, const std::string& path) {
   return file;
 }
 
-bool IsFinite(const SlcBoundary& boundary) {
+bool IsFinite(const trq::SlcBoundary& boundary) {
   const std::size_t count = std::size_t{2} * boundary.vertex_count;
   return std::all_of(boundary.points, boundary.points + count, [](float c) { return std::isfinite(c); });
 }
 
-double TwiceArea(const SlcBoundary& boundary) {
+double TwiceArea(const trq::SlcBoundary& boundary) {
   if (boundary.vertex_count < 3 || !IsFinite(boundary)) return 0;
   const float* p = boundary.points;
   const std::size_t count = boundary.vertex_count;
@@ -207,12 +208,12 @@ double TwiceArea(const SlcBoundary& boundary) {
 
 ContourSummary Summarize(Context& context, const ContourFile& file) {
   ContourSummary summary;
-  const std::vector<SlcLayer>& layers = file.model->layers;
+  const std::vector<trq::SlcLayer>& layers = file.model->layers;
   std::size_t not_finite_layer = 0, negative = 0, negative_layer = 0;
   for (std::size_t i = 0; i + 1 < layers.size(); ++i) {
     LayerSummary layer;
     layer.z = layers[i].z;
-    for (const SlcBoundary& boundary : layers[i].boundaries()) {
+    for (const trq::SlcBoundary& boundary : layers[i].boundaries()) {
       ++layer.boundaries;
       layer.vertices += boundary.vertex_count;
       layer.gaps += boundary.gap_count;
@@ -247,8 +248,8 @@ ContourSummary Summarize(Context& context, const ContourFile& file) {
   }
   if (summary.not_finite > 0) {
     context.Warn(Message("SLC-NAN", file.path,
-                         fmt::format("{} boundaries have a vertex that is not finite, the first in layer {}; "
-                                     "they are left out",
+                         fmt::format("{} boundaries have a vertex that is not finite, the first in layer "
+                                     "{}; they are left out",
                                      summary.not_finite, not_finite_layer))
                      .Hint("slice the part again")
                      .At({{"layer", not_finite_layer}}));
@@ -315,7 +316,7 @@ void DescribeContours(Json& data, const ContourFile& file, const ContourSummary&
     data["size_in"] = size_in;
   }
   data["layers"] = summary.layers.size();
-  const std::vector<SlcLayer>& layers = file.model->layers;
+  const std::vector<trq::SlcLayer>& layers = file.model->layers;
   data["z"] = Json{{"first", NumberToJson(layers.front().z)}, {"end", NumberToJson(layers.back().z)}};
   data["boundaries"] = summary.total.boundaries;
   data["clockwise"] = summary.total.clockwise;
@@ -325,7 +326,7 @@ void DescribeContours(Json& data, const ContourFile& file, const ContourSummary&
   data["volume"] = NumberToJson(summary.volume);
   data["table_count"] = file.model->table_count;
   Json table = Json::array();
-  for (const SlcTableEntry& entry : file.model->table) {
+  for (const trq::SlcTableEntry& entry : file.model->table) {
     table.push_back(Json{{"min_z", NumberToJson(entry.min_z)},
                          {"layer_thickness", NumberToJson(entry.layer_thickness)},
                          {"line_width_compensation", NumberToJson(entry.line_width_compensation)}});
@@ -344,7 +345,7 @@ void PrintContours(Context& context, const ContourFile& file, const ContourSumma
                   Plain(box.min[2], 4), Plain(box.max[0], 4), Plain(box.max[1], 4), Plain(box.max[2], 4),
                   unit);
   }
-  const std::vector<SlcLayer>& layers = file.model->layers;
+  const std::vector<trq::SlcLayer>& layers = file.model->layers;
   context.Print("  layers      {}, from z {} to {} {}\n", summary.layers.size(), Plain(layers.front().z, 5),
                 Plain(layers.back().z, 5), unit);
   context.Print("  boundaries  {}, of which {} run clockwise (holes) and {} are open\n",
@@ -356,7 +357,7 @@ void PrintContours(Context& context, const ContourFile& file, const ContourSumma
     context.Print("  thickness   not stated: a table count of {} reads no entries\n",
                   file.model->table_count);
   }
-  for (const SlcTableEntry& entry : file.model->table) {
+  for (const trq::SlcTableEntry& entry : file.model->table) {
     context.Print("  thickness   from z {}: {} {}, line width compensation {} {}\n", Plain(entry.min_z, 5),
                   Plain(entry.layer_thickness, 5), unit, Plain(entry.line_width_compensation, 5), unit);
   }
@@ -372,28 +373,28 @@ void PrintContours(Context& context, const ContourFile& file, const ContourSumma
 
 std::uint64_t ContourFileSize(const slc& model) {
   std::uint64_t size = static_cast<std::uint64_t>(model.header_length) + 1 + slc::kReservedSize + 1 +
-                       sizeof(SlcTableEntry) * model.table.size();
-  for (const SlcLayer& layer : model.layers) {
+                       sizeof(trq::SlcTableEntry) * model.table.size();
+  for (const trq::SlcLayer& layer : model.layers) {
     size += 8;
-    for (const SlcBoundary& boundary : layer.boundaries())
+    for (const trq::SlcBoundary& boundary : layer.boundaries())
       size += 8 + 8 * std::uint64_t{boundary.vertex_count};
   }
   return size;
 }
 
 void WriteContoursTo(slc& model, const std::string& path) {
-  int code = slc_file::kCannotOpen;
+  int code = trq::slc_file::kCannotOpen;
   errno = 0;
   if (FILE* stream = std::fopen(path.c_str(), "wb")) {
     model.file = stream;
     code = model.writeSlcHeader();
-    if (code == slc_file::kOk) code = model.writeReservedSection();
-    if (code == slc_file::kOk) code = model.writeTableEntry();
-    if (code == slc_file::kOk) code = model.writeContourLayers();
+    if (code == trq::slc_file::kOk) code = model.writeReservedSection();
+    if (code == trq::slc_file::kOk) code = model.writeTableEntry();
+    if (code == trq::slc_file::kOk) code = model.writeContourLayers();
     model.file = nullptr;
-    if (std::fclose(stream) != 0 && code == slc_file::kOk) code = slc_file::kContourWriteFailed;
+    if (std::fclose(stream) != 0 && code == trq::slc_file::kOk) code = trq::slc_file::kContourWriteFailed;
   }
-  if (code != slc_file::kOk) {
+  if (code != trq::slc_file::kOk) {
     Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", path, "cannot be written: " + SystemText(errno)));
   }
 }

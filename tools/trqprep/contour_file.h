@@ -65,8 +65,8 @@ ContourSummary Summarize(Context& context, const ContourFile& file);
 
 /// Twice the area that the boundary encloses, positive when it runs counterclockwise; 0 with a vertex that is
 /// not finite.
-double TwiceArea(const SlcBoundary& boundary);
-bool IsFinite(const SlcBoundary& boundary);
+double TwiceArea(const trq::SlcBoundary& boundary);
+bool IsFinite(const trq::SlcBoundary& boundary);
 
 /// What the header says after `-KEY`, up to the next key; nothing without that key. The case of the key does
 /// not matter.

@@ -20,7 +20,7 @@ double RoundLength(double length) {
 }  // namespace
 
 std::string LayerSvg(const ContourFile& file, const ContourSummary& summary, std::size_t index) {
-  const SlcLayer& layer = file.model->layers[index];
+  const trq::SlcLayer& layer = file.model->layers[index];
   const LayerSummary& about = summary.layers[index];
   const std::string unit = UnitsName(file.units);
   // A part without an extent gets a page all the same.
@@ -63,15 +63,11 @@ std::string LayerSvg(const ContourFile& file, const ContourSummary& summary, std
       Plain(width / k, digits + 2), Plain(height / k, digits + 2), page(width), page(height), unit);
   out += "<title>" + title + "</title>\n";
   out += fmt::format(
-      "<style>text{{font-family:sans-serif;font-size:{0}px;fill:#222}}.solid{{fill:#9fc3e6;fill-rule:evenodd}"
-      "}"
-      ".outer,.inner,.box{{fill:none;stroke-width:{1};stroke-linejoin:round}}.outer{{stroke:#1d4f7c}}"
-      ".inner{{stroke:#c2571a}}.box{{stroke:#999;stroke-dasharray:{2}}}"
-      ".bar{{fill:none;stroke:#222;stroke-width:4}}</style>\n",
+      "<style>text{{font-family:sans-serif;font-size:{0}px;fill:#222}}.solid{{fill:#9fc3e6;fill-rule:evenodd}}.outer,.inner,.box{{fill:none;stroke-width:{1};stroke-linejoin:round}}.outer{{stroke:#1d4f7c}}.inner{{stroke:#c2571a}}.box{{stroke:#999;stroke-dasharray:{2}}}.bar{{fill:none;stroke:#222;stroke-width:4}}</style>\n",
       page(text_size), num(4 / k), num(16 / k));
 
   std::string paths[2];  // outer, inner
-  for (const SlcBoundary& boundary : layer.boundaries()) {
+  for (const trq::SlcBoundary& boundary : layer.boundaries()) {
     if (boundary.vertex_count == 0 || !IsFinite(boundary)) continue;
     std::size_t count = boundary.vertex_count;
     const float* p = boundary.points;

@@ -1,4 +1,4 @@
-/// How a run of the tool ends. Every command answers one of these.
+/// How a run of the tool ends. Every command returns one of these.
 #pragma once
 
 namespace trqprep {

@@ -170,8 +170,7 @@ constexpr const char* kStreams =
     "With --json every command prints exactly one JSON document, on failure too.";
 constexpr const char* kLengths =
     "A length may carry its unit (250mm, 9.8in); --units mm or --units in says what bare lengths and STL "
-    "files "
-    "are in (default mm).";
+    "files are in (default mm).";
 
 // Roff takes a leading point or quote as a request and backslashes as escapes.
 std::string Roff(const std::string& text) {
@@ -252,7 +251,8 @@ std::string ManPage(CommandTree& tree) {
 
 std::string ReferencePage(CommandTree& tree) {
   std::string out = fmt::format(
-      "# trqprep\n\n{}. This page is made from the tool's option tree by\n"
+      "# trqprep\n\n"
+      "{}. This page is made from the tool's option tree by\n"
       "`trqprep help --reference-page`; a test compares the two.\n\n{}\n\n{}\n",
       kSummary, Wrap(kStreams, 0), Wrap(kLengths, 0));
   out += "\n## Exit codes\n\n| code | meaning |\n|---|---|\n";

@@ -16,7 +16,7 @@ class TemporaryPath {
  public:
   TemporaryPath() = default;
   /// Makes the path and takes charge of it: `make` gets a writable name that ends in XXXXXX, fills the six in
-  /// and answers whether it made what the name says. When it did not, errno is as it left it and path() is
+  /// and returns whether it made what the name says. When it did not, errno is as it left it and path() is
   /// empty. Nothing stands without its owner in between, whatever is interrupted or finds no memory.
   TemporaryPath(std::string name, bool (*make)(char* name));
   TemporaryPath(TemporaryPath&& other) noexcept;

@@ -256,7 +256,7 @@ void ReadStl(Context& context, const FileHead& head, InputMesh& input) {
   const File file = Open(input.path);
   ImportBoxes boxes;
   int accept_partial = context.options.accept_partial ? 1 : 0;
-  const int units_code = context.units() == Units::kInch ? units::kInch : units::kMillimetre;
+  const int units_code = context.units() == Units::kInch ? trq::units::kInch : trq::units::kMillimetre;
   int code = 0;
   {
     const BoxFilter filter(context, boxes);
@@ -326,15 +326,15 @@ void ReadCtl(Context& context, const FileHead& head, InputMesh& input) {
                      .At({{"byte", end}}));
   }
   const int code = input.mesh->header.units;
-  if (code == units::kInch || code == units::kMillimetre) {
-    input.units = code == units::kInch ? Units::kInch : Units::kMillimetre;
+  if (code == trq::units::kInch || code == trq::units::kMillimetre) {
+    input.units = code == trq::units::kInch ? Units::kInch : Units::kMillimetre;
     input.units_stated = true;
     return;
   }
   context.Warn(Message("UNITS-UNKNOWN", input.path,
                        fmt::format("the file does not say its unit; taken as {}", UnitsName(context.units())))
                    .Hint("--units mm or --units in says which it is"));
-  input.mesh->SetUnits(context.units() == Units::kInch ? units::kInch : units::kMillimetre);
+  input.mesh->SetUnits(context.units() == Units::kInch ? trq::units::kInch : trq::units::kMillimetre);
 }
 
 // A binary file whose count fits its size, or a text whose second line begins with "facet".
@@ -499,7 +499,7 @@ void ConvertUnits(InputMesh& input, Units wanted) {
   const double factor = UnitsFactor(input.units, wanted);
   if (input.units != wanted) ApplyToMesh(*input.mesh, Matrix4::Scaling(factor, factor, factor));
   input.units = wanted;
-  input.mesh->SetUnits(wanted == Units::kInch ? units::kInch : units::kMillimetre);
+  input.mesh->SetUnits(wanted == Units::kInch ? trq::units::kInch : trq::units::kMillimetre);
 }
 
 }  // namespace trqprep

@@ -16,7 +16,7 @@ MeshFormat OutputFormat(const std::string& path, const std::string& stated);
 /// The values of an option that states a format.
 constexpr const char* kMeshFormats = "stl|stl-ascii|ctl";
 
-/// Writes to `path`, an existing file that is this tool's own; answers the size that the file must have, or
+/// Writes to `path`, an existing file that is this tool's own; returns the size that the file must have, or
 /// nothing when that is not known beforehand (text). Normals are made first.
 std::optional<std::uint64_t> WriteMeshTo(CTL& mesh, const std::string& path, MeshFormat format);
 

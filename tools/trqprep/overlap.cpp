@@ -127,7 +127,7 @@ class FacetGrid {
     seen_.assign(facets.size(), 0);
   }
 
-  /// Calls `visit` once with every facet that shares a cell with this one, until it answers true.
+  /// Calls `visit` once with every facet that shares a cell with this one, until it returns true.
   template <class Visit>
   bool ForNeighbours(const Facet& facet, Visit visit) {
     ++round_;

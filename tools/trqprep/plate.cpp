@@ -155,7 +155,7 @@ std::unique_ptr<CTL> MakeMesh(const Plate& plate, const std::vector<const Piece*
   mesh->header.num_vertices = static_cast<int>(vertex_count);
   mesh->header.num_triangles = static_cast<int>(facet_count);
   set_unit_matrix(mesh->header.matrix);
-  mesh->SetUnits(plate.job.units == Units::kInch ? units::kInch : units::kMillimetre);
+  mesh->SetUnits(plate.job.units == Units::kInch ? trq::units::kInch : trq::units::kMillimetre);
   int first_vertex = 0;
   int facet = 0;
   for (const Piece* piece : pieces) {

@@ -148,11 +148,7 @@ std::string PlateSvg(const Plate& plate) {
   out += fmt::format("<title>{} pieces in a vat of {} x {} {}, seen from above</title>\n",
                      plate.pieces.size(), num(plate.vat[0]), num(plate.vat[1]), unit);
   out += fmt::format(
-      "<style>text{{font-family:sans-serif;font-size:{0}px;fill:#222}}.line{{fill:none;stroke:#444;stroke-"
-      "width:0.4}}"
-      ".part{{fill:#9fc3e6;stroke:#1d4f7c;stroke-width:0.25;stroke-linejoin:round}}"
-      ".used{{fill:none;stroke:#c2571a;stroke-width:0.25;stroke-dasharray:2}}.small{{fill:#c2571a}}</"
-      "style>\n",
+      "<style>text{{font-family:sans-serif;font-size:{0}px;fill:#222}}.line{{fill:none;stroke:#444;stroke-width:0.4}}.part{{fill:#9fc3e6;stroke:#1d4f7c;stroke-width:0.25;stroke-linejoin:round}}.used{{fill:none;stroke:#c2571a;stroke-width:0.25;stroke-dasharray:2}}.small{{fill:#c2571a}}</style>\n",
       page(text_size));
 
   // One symbol for each part and turn, in the order in which they first appear.

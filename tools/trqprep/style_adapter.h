@@ -75,7 +75,7 @@ struct StyleTraits<KVBUILDSTYLE> {
       TRQPREP_TEXT("more_text_3", MoreTexts[2]),
       TRQPREP_TEXT("more_text_4", MoreTexts[3]),
   };
-  static auto Parameters() { return BuildStyleParameters(); }
+  static auto Parameters() { return trq::BuildStyleParameters(); }
   static int WriteText(S& style, const CString& path) { return style.writeAsciiBuildStyle(path); }
   static std::vector<KVSWEEPS>* SweepList(S&, int) { return nullptr; }
 };
@@ -117,7 +117,7 @@ struct StyleTraits<KVRECOATSTYLE> {
       TRQPREP_TEXT("late_text_3", LateTexts[2]),
       TRQPREP_TEXT("late_text_4", LateTexts[3]),
   };
-  static auto Parameters() { return RecoatStyleParameters(); }
+  static auto Parameters() { return trq::RecoatStyleParameters(); }
   static int WriteText(S& style, const CString& path) { return style.writeAsciiRecoatStyle(path); }
   static std::vector<KVSWEEPS>* SweepList(S& style, int list) {
     std::vector<KVSWEEPS>* lists[kSweepLists] = {&style.SweepList, &style.PrimarySweepList,

@@ -79,8 +79,8 @@ std::optional<Number> Number::FromJson(const Json& json, bool is_float) {
 }
 
 namespace {
-constexpr std::int32_t kNoMinimum = StyleParameterRecord<std::int32_t>::kNoMinimum;
-constexpr std::int32_t kNoMaximum = StyleParameterRecord<std::int32_t>::kNoMaximum;
+constexpr std::int32_t kNoMinimum = trq::StyleParameterRecord<std::int32_t>::kNoMinimum;
+constexpr std::int32_t kNoMaximum = trq::StyleParameterRecord<std::int32_t>::kNoMaximum;
 
 std::string ListText(const std::vector<Number>& numbers) {
   std::string text;
@@ -203,71 +203,71 @@ std::vector<StyleDifference> Compare(const StyleDocument& before, const StyleDoc
 
 // --- Names -----------------------------------------------------------------------------------------------
 
-const char* StyleUnitName(StyleUnit unit) {
+const char* StyleUnitName(trq::StyleUnit unit) {
   switch (unit) {
-    case StyleUnit::kNumber:
+    case trq::StyleUnit::kNumber:
       return "number";
-    case StyleUnit::kFlag:
+    case trq::StyleUnit::kFlag:
       return "flag";
-    case StyleUnit::kVersion:
+    case trq::StyleUnit::kVersion:
       return "version";
-    case StyleUnit::kLength:
+    case trq::StyleUnit::kLength:
       return "length";
-    case StyleUnit::kLengthKept:
+    case trq::StyleUnit::kLengthKept:
       return "length, kept";
-    case StyleUnit::kAngle:
+    case trq::StyleUnit::kAngle:
       return "angle";
-    case StyleUnit::kPower:
+    case trq::StyleUnit::kPower:
       return "power";
-    case StyleUnit::kResin:
+    case trq::StyleUnit::kResin:
       return "resin";
-    case StyleUnit::kThreshold:
+    case trq::StyleUnit::kThreshold:
       return "threshold";
   }
   return "number";
 }
 
-const char* StyleRegionName(StyleRegion region) {
+const char* StyleRegionName(trq::StyleRegion region) {
   switch (region) {
-    case StyleRegion::kGeneral:
+    case trq::StyleRegion::kGeneral:
       return "General";
-    case StyleRegion::kSmallLayer:
+    case trq::StyleRegion::kSmallLayer:
       return "Small layer";
-    case StyleRegion::kSmallUp:
+    case trq::StyleRegion::kSmallUp:
       return "Small up";
-    case StyleRegion::kSmallDown:
+    case trq::StyleRegion::kSmallDown:
       return "Small down";
-    case StyleRegion::kLargeLayer:
+    case trq::StyleRegion::kLargeLayer:
       return "Large layer";
-    case StyleRegion::kLargeUp:
+    case trq::StyleRegion::kLargeUp:
       return "Large up";
-    case StyleRegion::kLargeDown:
+    case trq::StyleRegion::kLargeDown:
       return "Large down";
-    case StyleRegion::kScanning:
+    case trq::StyleRegion::kScanning:
       return "Scanning";
-    case StyleRegion::kQc:
+    case trq::StyleRegion::kQc:
       return "QC";
-    case StyleRegion::kCompensation:
+    case trq::StyleRegion::kCompensation:
       return "Compensation";
-    case StyleRegion::kResin:
+    case trq::StyleRegion::kResin:
       return "Resin";
-    case StyleRegion::kTooling:
+    case trq::StyleRegion::kTooling:
       return "Tooling";
-    case StyleRegion::kSupport:
+    case trq::StyleRegion::kSupport:
       return "Support";
-    case StyleRegion::kPower:
+    case trq::StyleRegion::kPower:
       return "Power";
-    case StyleRegion::kFeatures:
+    case trq::StyleRegion::kFeatures:
       return "Features";
-    case StyleRegion::kDip:
+    case trq::StyleRegion::kDip:
       return "Dip";
-    case StyleRegion::kPrimaryDip:
+    case trq::StyleRegion::kPrimaryDip:
       return "Primary dip";
-    case StyleRegion::kSecondaryDip:
+    case trq::StyleRegion::kSecondaryDip:
       return "Secondary dip";
-    case StyleRegion::kSweeps:
+    case trq::StyleRegion::kSweeps:
       return "Sweeps";
-    case StyleRegion::kUnnamed:
+    case trq::StyleRegion::kUnnamed:
       return "Unnamed";
   }
   return "General";
@@ -290,18 +290,18 @@ bool MatchesGlob(const std::string& pattern, const std::string& name) {
 }
 
 std::string MachineName(std::int32_t type) {
-  const MachineTypeRow* row = FindMachineType(type);
-  return row ? row->display_name : kUnknownMachineName;
+  const trq::MachineTypeRow* row = trq::FindMachineType(type);
+  return row ? row->display_name : trq::kUnknownMachineName;
 }
 
 std::vector<std::string> MachineNames() {
   std::vector<std::string> names;
-  for (const MachineTypeRow& row : kMachineTypes) names.push_back(row.display_name);
+  for (const trq::MachineTypeRow& row : trq::kMachineTypes) names.push_back(row.display_name);
   return names;
 }
 
 std::optional<int> FindMachineByName(const std::string& text) {
-  for (const MachineTypeRow& row : kMachineTypes) {
+  for (const trq::MachineTypeRow& row : trq::kMachineTypes) {
     const std::string name = row.display_name;
     const bool same = std::equal(name.begin(), name.end(), text.begin(), text.end(), [](char a, char b) {
       return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));

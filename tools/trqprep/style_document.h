@@ -79,8 +79,8 @@ std::vector<FieldDifference> Compare(const RecordValues& before, const RecordVal
 struct StyleParameter {
   std::string name;
   bool named = true;
-  StyleUnit unit = StyleUnit::kNumber;
-  StyleRegion region = StyleRegion::kGeneral;
+  trq::StyleUnit unit = trq::StyleUnit::kNumber;
+  trq::StyleRegion region = trq::StyleRegion::kGeneral;
   RecordValues record;
 };
 
@@ -137,9 +137,9 @@ struct StyleDifference {
 std::vector<StyleDifference> Compare(const StyleDocument& before, const StyleDocument& after);
 
 /// "length", "deg", "power", ... for the column "unit".
-const char* StyleUnitName(StyleUnit unit);
+const char* StyleUnitName(trq::StyleUnit unit);
 /// "Small layer", "Support", ...
-const char* StyleRegionName(StyleRegion region);
+const char* StyleRegionName(trq::StyleRegion region);
 /// "yes" / "no"
 const char* YesNo(bool value);
 /// "[50, 1200]", or "-" for a record without range.
@@ -162,7 +162,7 @@ Json RecordToJson(const RecordValues& record);
 Json ParameterToJson(const StyleParameter& parameter);
 /// The complete style as the document that `import` reads.
 Json StyleToJson(const StyleDocument& style);
-/// Puts what the document says into `style`, a new style. Answers the names of the parameters that it does
+/// Puts what the document says into `style`, a new style. Returns the names of the parameters that it does
 /// not give. Whatever it cannot hold ends the command with exit 3.
 std::vector<std::string> StyleFromJson(const std::string& path, const Json& json, StyleDocument& style);
 /// The complete style as one table: a line a word, text, parameter and sweep record.

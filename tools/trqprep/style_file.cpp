@@ -69,7 +69,7 @@ Reading ReadInto(Style& style, const std::string& bytes, std::optional<StyleLayo
   style.setStyleFilePtr(stream.get());
   const bool as_206 = own == StyleLayout::k206;
   const int result = as_206 ? style.binaryReadStyleData206() : style.binaryReadStyle();
-  reading.complete = result == style_file::kOk;
+  reading.complete = result == trq::style_file::kOk;
   reading.end = static_cast<std::size_t>(std::max(0L, std::ftell(stream.get())));
   style.setStyleFilePtr(nullptr);
   reading.style = DocumentOf(style, own.value_or(StyleLayout::k301));
@@ -144,7 +144,7 @@ RECOATSTYLE ReadLegacy(const std::string& bytes) {
     Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", path, "cannot be written"));
   }
   RECOATSTYLE style{CString(path)};
-  if (style.binaryReadStyle() != legacy_recoat_file::kOk) {
+  if (style.binaryReadStyle() != trq::legacy_recoat_file::kOk) {
     throw std::logic_error("a complete legacy style cannot be read");
   }
   // The library keeps the path that it read from; the style's own stands in the file.
@@ -184,7 +184,7 @@ void CheckLegacySurvival(const StyleFile& file, Survival& survival) {
   RECOATSTYLE style = ReadLegacy(file.bytes);
   const TemporaryFolder folder;
   const std::string path = folder.PathOf("written.rcs");
-  if (style.binaryWriteStyle(CString(path)) != legacy_recoat_file::kOk) {
+  if (style.binaryWriteStyle(CString(path)) != trq::legacy_recoat_file::kOk) {
     Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", path, "cannot be written"));
   }
   const std::string written = ReadStyleBytes(path);
@@ -373,7 +373,7 @@ std::string StyleBytes(const StyleDocument& document) {
     style.setStyleFilePtr(nullptr);
     stream.reset();
     const std::unique_ptr<char, void (*)(void*)> owner(memory, std::free);
-    if (result != style_file::kOk) throw std::bad_alloc();
+    if (result != trq::style_file::kOk) throw std::bad_alloc();
     std::string bytes(memory, size);
     const std::uint32_t crc = KVBUILDSTYLE::calcCRC(bytes.data(), static_cast<int>(bytes.size()));
     bytes.append(reinterpret_cast<const char*>(&crc), sizeof crc);
@@ -470,7 +470,7 @@ std::string TextExport(const StyleDocument& document, bool comma_separated) {
     style.CommaSeparated = comma_separated;
     return StyleTraits<std::decay_t<decltype(style)>>::WriteText(style, CString(path));
   });
-  if (result != style_file::kOk) {
+  if (result != trq::style_file::kOk) {
     Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", path, "cannot be written"));
   }
   return ReadStyleBytes(path);

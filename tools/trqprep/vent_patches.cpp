@@ -71,7 +71,7 @@ void Measure(const CTL& mesh, VentPatch& patch) {
   }
 }
 
-std::vector<VentPatch> Group(const CTL& mesh, const std::vector<VentCandidate>& candidates) {
+std::vector<VentPatch> Group(const CTL& mesh, const std::vector<trq::VentCandidate>& candidates) {
   struct Side {
     std::uint64_t edge;
     std::size_t candidate;
