@@ -1,6 +1,7 @@
 #include "foundation/number_text.h"
 
 #include <charconv>
+#include <cmath>
 #include <cstddef>
 
 namespace trq::detail {
@@ -24,6 +25,10 @@ void Append(std::string& text, double v, std::chars_format format, int precision
 
 void AppendFixed(std::string& text, double v, int precision, int width) {
   Append(text, v, std::chars_format::fixed, precision, width);
+}
+
+void AppendComputed(std::string& text, double v, int precision, int width) {
+  AppendFixed(text, std::isnan(v) ? std::fabs(v) : v, precision, width);
 }
 
 void AppendScientific(std::string& text, double v, int precision) {

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "foundation/block_writer.h"
+#include "foundation/canonical_nan.h"
 #include "foundation/little_endian.h"
 #include "trq/foundation.h"
 
@@ -27,17 +28,20 @@ class FacetWriter {
   /// What stands before the records; in their block, so that the file is written in whole blocks from its
   /// start.
   void WriteHead(const void* bytes, std::size_t size) { out_.Write(bytes, size); }
-  void Add(const float normal[3], const float a[3], const float b[3], const float c[3],
-           uint16_t attribute = 0) {
-    unsigned char* const record = out_.next();
-    std::memcpy(record, normal, 12);
-    std::memcpy(record + 12, a, 12);
-    std::memcpy(record + 24, b, 12);
-    std::memcpy(record + 36, c, 12);
-    StoreLittle16(record + 48, attribute);
+  /// Of any numbers; those that are not one are written as CanonicalNan has them.
+  void Add(const float normal[3], const float a[3], const float b[3], const float c[3]) {
+    unsigned char* record = out_.next();
+    for (const float* const numbers : {normal, a, b, c}) {
+      for (int i = 0; i < 3; ++i, record += sizeof(float)) {
+        const float written = CanonicalNan(numbers[i]);
+        std::memcpy(record, &written, sizeof written);
+      }
+    }
+    StoreLittle16(record, 0);
     out_.Advance(kRecordSize);
   }
-  /// The same of corners with room behind them for a fourth number, of any value: fewer and wider steps.
+  /// Of numbers that CanonicalNan leaves as they are, corners with room behind them for a fourth one: fewer
+  /// and wider steps.
   void AddPadded(const PbVec3f& normal, const float a[4], const float b[4], const float c[4],
                  uint16_t attribute) {
     unsigned char* const record = out_.next();

@@ -293,7 +293,7 @@ namespace {
 
 void AppendPoint(std::string& text, float x, float y, float z) {
   for (const float c : {x, y, z}) {
-    trq::detail::AppendFixed(text, c);
+    trq::detail::AppendComputed(text, c);
     text += ' ';
   }
 }
@@ -319,7 +319,7 @@ void CTL::ascii_dump(FILE* f) {
       text += "      vertex  ";
       for (int axis = 0; axis < 3; ++axis) {
         text += ' ';
-        trq::detail::AppendFixed(text, corner[axis], 2, 7);
+        trq::detail::AppendComputed(text, corner[axis], 2, 7);
       }
       text += '\n';
     }
@@ -331,12 +331,12 @@ void CTL::ascii_dump(FILE* f) {
 
 int CTL::dumpctl() {
   trq::detail::FileHandle file =
-      trq::detail::CreateOnRecord(*this, "ctldmp.txt", "w", trq::detail::kWritingReport);
+      trq::detail::CreateOnRecord(*this, "ctldmp.txt", "wb", trq::detail::kWritingReport);
   if (!file) return 1;
   std::string text = "Number of Triangles : " + std::to_string(num_triangles()) + "\nVolume              : ";
-  trq::detail::AppendFixed(text, volume());
+  trq::detail::AppendComputed(text, volume());
   text += "\nArea                : ";
-  trq::detail::AppendFixed(text, area());
+  trq::detail::AppendComputed(text, area());
   // Kept: these labels are not those of the units codes.
   text += header.units == 2   ? "\nUnits               : IN\n\n"
           : header.units == 1 ? "\nUnits               : MM\n\n"
@@ -355,7 +355,7 @@ int CTL::dumpctl() {
     AppendPoint(text, normal.x, normal.y, normal.z);
     text += "[calculated]\nLength    : ";
     const double x = normal.x, y = normal.y, z = normal.z;
-    trq::detail::AppendFixed(text, std::sqrt(x * x + y * y + z * z));
+    trq::detail::AppendComputed(text, std::sqrt(x * x + y * y + z * z));
     text += " \n\n";
     Flush(text, file.get(), kTextBlock);
   }
@@ -366,7 +366,7 @@ int CTL::dumpctl() {
     text += "\nVertex " + std::to_string(i + 1) + ":";
     for (int axis = 0; axis < 3; ++axis) {
       text += ' ';
-      trq::detail::AppendFixed(text, vertices_[i][axis]);
+      trq::detail::AppendComputed(text, vertices_[i][axis]);
     }
     text += '\n';
     Flush(text, file.get(), kTextBlock);

@@ -1,13 +1,15 @@
 /// How the mesh writers carry points and directions through the caller's placement matrix.
 #pragma once
 
+#include "foundation/canonical_nan.h"
 #include "trq/geometry.h"
 
 namespace trq::detail {
 
 /// Applies a row-major 4x4 matrix to columns (x, y, z, w). With `mm_to_inch` 1 the matrix is meant for inches
 /// while points are in millimetres: they are converted before the product and back after it, each step
-/// rounded to float. Any other value applies the matrix directly.
+/// rounded to float. Any other value applies the matrix directly. A coordinate that is not a number comes out
+/// as CanonicalNan has it.
 class PlacedPoints {
  public:
   PlacedPoints(const float matrix[4][4], int mm_to_inch) : in_inches_(mm_to_inch == 1) {
@@ -57,7 +59,7 @@ class PlacedPoints {
   static float Row(const double row[4], float x, float y, float z, float w) {
     // The sum of slc::MatVecMult, from 0.0 on.
     const float sum = static_cast<float>(0.0 + row[0] * x + row[1] * y + row[2] * z + row[3] * w);
-    return kInInches ? static_cast<float>(sum * kMillimetresPerInch) : sum;
+    return CanonicalNan(kInInches ? static_cast<float>(sum * kMillimetresPerInch) : sum);
   }
 
   double rows_[3][4];

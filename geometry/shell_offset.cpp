@@ -358,7 +358,7 @@ PbVec3f ShellCorner(const CTL& mesh, const R_INT4& triangle, int k) {
 void AppendTriple(std::string& text, const char* label, double x, double y, double z) {
   text += label;
   for (const double v : {x, y, z}) {
-    trq::detail::AppendFixed(text, v);
+    trq::detail::AppendComputed(text, v);
     text += ' ';
   }
   text += '\n';
@@ -476,7 +476,7 @@ int CTL::MergeShellAndCTLintoCTL() {
 
 int CTL::dumpshell() {
   if (!HasShell(*this)) return 1;
-  trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, kReportName, "w", kWriting);
+  trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, kReportName, "wb", kWriting);
   if (!file) return 1;
   const std::size_t count = UsedTriangles(*this);
   std::string text = "Number of Triangles : " + std::to_string(count) + "\n";

@@ -2,6 +2,7 @@
 #include <cstring>
 #include <utility>
 
+#include "foundation/canonical_nan.h"
 #include "geometry/placed_points.h"
 #include "trq/slice_contours.h"
 
@@ -18,7 +19,7 @@ struct Reflection {
 
   PbVec3f Apply(float x, float y, float z) {
     PbVec3f point = placed.Point(PbVec3f(x, y, z));
-    point[coordinate] = static_cast<float>(plane_term - point[coordinate]);
+    point[coordinate] = trq::detail::CanonicalNan(static_cast<float>(plane_term - point[coordinate]));
     return point;
   }
 };

@@ -14,6 +14,7 @@
 
 #include "foundation/block_writer.h"
 #include "foundation/bounded_read.h"
+#include "foundation/canonical_nan.h"
 #include "foundation/little_endian.h"
 #include "geometry/facet_file.h"
 #include "geometry/mesh_access.h"
@@ -26,6 +27,7 @@
 namespace {
 
 using trq::detail::BlockWriter;
+using trq::detail::CanonicalNan;
 using trq::detail::FacetWriter;
 using trq::detail::PlacedPoints;
 using trq::detail::StoreLittle32;
@@ -50,7 +52,8 @@ inline __attribute__((always_inline)) void Normalise(float* x, float* y, float* 
   }
   for (std::size_t i = 0; i < count; ++i) divisor[i] = divisor[i] > 0 ? divisor[i] : 1;
   for (float* const coordinates : {x, y, z}) {
-    for (std::size_t i = 0; i < count; ++i) coordinates[i] = static_cast<float>(coordinates[i] / divisor[i]);
+    for (std::size_t i = 0; i < count; ++i)
+      coordinates[i] = CanonicalNan(static_cast<float>(coordinates[i] / divisor[i]));
   }
 }
 
@@ -210,8 +213,9 @@ int CTL::SaveModifiedCTLDataAsSTL(FILE* f, int mm_to_inch, float matrix[4][4]) {
     const R_INT4& triangle = triangles_[i];
     // Kept: the normal stays as it is, whatever the matrix does to the corners.
     const VECTOR normal = trq::detail::NormalAt(*this, i);
-    out.AddPadded(PbVec3f(normal.x, normal.y, normal.z), facets.Corner(triangle, 0),
-                  facets.Corner(triangle, 1), facets.Corner(triangle, 2), static_cast<uint16_t>(triangle[3]));
+    out.AddPadded(PbVec3f(CanonicalNan(normal.x), CanonicalNan(normal.y), CanonicalNan(normal.z)),
+                  facets.Corner(triangle, 0), facets.Corner(triangle, 1), facets.Corner(triangle, 2),
+                  static_cast<uint16_t>(triangle[3]));
   }
   return 1;
 }

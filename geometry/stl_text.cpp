@@ -313,6 +313,7 @@ bool ReadAsciiFacets(std::FILE* f, TriangleBAG& bag) {
 namespace {
 
 char* WriteByLibrary(char* out, float v) {
+  if (std::isnan(v)) v = std::fabs(v);
   return std::to_chars(out, out + 32, static_cast<double>(v), std::chars_format::scientific, 6).ptr;
 }
 

@@ -15,7 +15,8 @@ bool ReadAsciiFacets(std::FILE* f, TriangleBAG& bag);
 /// Longest text of WriteScientific.
 constexpr int kScientificLength = 13;
 
-/// Writes `v` as printf("%e") does in the "C" locale, without a final zero, and returns its end.
+/// Writes `v` as printf("%e") does in the "C" locale, without a final zero, and returns its end; what is not
+/// a number is "nan", whatever its sign.
 char* WriteScientific(char* out, float v);
 
 }  // namespace trq::detail

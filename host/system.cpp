@@ -38,7 +38,7 @@ namespace {
 
 /// The user's name in the system's own table; empty when it is not there. Throws std::bad_alloc.
 std::string NameInLocalTable(uid_t user) {
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> table(std::fopen("/etc/passwd", "re"), std::fclose);
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> table(std::fopen("/etc/passwd", "rbe"), std::fclose);
   if (!table) {
     if (errno == ENOMEM) throw std::bad_alloc();
     return std::string();

@@ -228,7 +228,7 @@ int RECOATSTYLE::writeRecoatStyle(CString path) {
       });
     }
   }
-  if (!file_->Open(path, "wt")) return trq::legacy_recoat_file::kCannotOpen;
+  if (!file_->Open(path, "wb")) return trq::legacy_recoat_file::kCannotOpen;
   const bool written = std::fwrite(text.data(), 1, text.size(), *file_) == text.size();
   const bool closed = file_->Close() == trq::style_file::kOk;
   return written && closed ? trq::legacy_recoat_file::kOk : trq::legacy_recoat_file::kFailed;

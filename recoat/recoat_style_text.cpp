@@ -48,7 +48,7 @@ void PutSweeps(KVRECOATSTYLE& style, const SweepSection& section) {
 }  // namespace
 
 int KVRECOATSTYLE::writeAsciiRecoatStyle(CString path) {
-  if (!file.Open(path, "wt")) return trq::style_file::kCannotOpen;
+  if (!file.Open(path, "wb")) return trq::style_file::kCannotOpen;
   PutText(file, StyleTextHeading(*this, CommaSeparated ? kFirstLineComma : kFirstLine));
   PutRecords(*this, RecoatRow("Version"));
   PutText(file, MachineTextLine(MachineType, CommaSeparated, &trq::MachineTypeRow::recoat_header_name));

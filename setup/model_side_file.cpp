@@ -100,7 +100,7 @@ std::string LineOf(const Numbers& numbers) {
   std::string line;
   for (std::size_t i = 0; i < numbers.size(); ++i) {
     if (i > 0) line += i % 3 == 0 ? "  " : " ";
-    AppendFixed(line, numbers[i]);
+    AppendComputed(line, numbers[i]);
   }
   return line += '\n';
 }
@@ -133,8 +133,8 @@ bool WriteAndClose(FileHandle file, const std::string& text) {
 bool RewriteSideFile(const std::string& name, const PointMove& move) {
   const std::string backup = name + ".bak";
   if (!trq::host::FileExists(name) || !trq::host::RenameFile(name, backup)) return false;
-  FileHandle to(trq::host::OpenFile(name, "w"));
-  const FileHandle from(trq::host::OpenFile(backup, "r"));
+  FileHandle to(trq::host::OpenFile(name, "wb"));
+  const FileHandle from(trq::host::OpenFile(backup, "rb"));
   if (!to || !from) return false;
   const std::optional<std::string> text = MovedLines(from.get(), move);
   if (!text || !WriteAndClose(std::move(to), *text)) return false;
@@ -200,13 +200,13 @@ int MODEL::CopyVDFileFrom(CString source_model, float dx, float dy, float dz) {
   const std::string source = SideFileName(source_model);
   if (!trq::host::FileExists(source)) return 0;
   // Read whole before the target is opened: both may be the same file.
-  FileHandle from(trq::host::OpenFile(source, "r"));
+  FileHandle from(trq::host::OpenFile(source, "rb"));
   if (!from) return 1;
   const std::optional<std::string> text = MovedLines(from.get(), PointMove(dx, dy, dz));
   from.reset();
   // Kept: the answer is 1 also when the copy cannot be made.
   if (!text) return 1;
-  if (FileHandle to{trq::host::OpenFile(SideFileName(ComponentInfo.text), "w")})
+  if (FileHandle to{trq::host::OpenFile(SideFileName(ComponentInfo.text), "wb")})
     WriteAndClose(std::move(to), *text);
   return 1;
 }

@@ -47,7 +47,7 @@ constexpr char kFirstLineComma[] = "Kestrabin Inc. Confidential \n";
 }  // namespace
 
 int KVBUILDSTYLE::writeAsciiBuildStyle(CString path) {
-  if (!file.Open(path, "wt")) return trq::style_file::kCannotOpen;
+  if (!file.Open(path, "wb")) return trq::style_file::kCannotOpen;
   PutText(file, StyleTextHeading(*this, CommaSeparated ? kFirstLineComma : kFirstLine));
   Version.WriteAsciiRecord(file, "Version", CommaSeparated);
   PutText(file, MachineTextLine(MachineType, CommaSeparated, &trq::MachineTypeRow::build_header_name));

@@ -11,6 +11,7 @@
 
 namespace {
 
+using trq::detail::AppendComputed;
 using trq::detail::AppendFixed;
 using trq::detail::AppendScientific;
 
@@ -50,6 +51,12 @@ TEST(NumberText, WritesNaNWithItsSign) {
   AppendFixed(text, std::copysign(nan, 1.0), 2, 7);
   AppendScientific(text, std::copysign(nan, -1.0));
   EXPECT_EQ(text, "    nan-nan");
+}
+
+TEST(NumberText, WritesComputedNaNWithoutASign) {
+  std::string text;
+  for (const double v : {std::nan(""), -std::nan(""), -1.5}) AppendComputed(text, v, 2, 7);
+  EXPECT_EQ(text, "    nan    nan  -1.50");
 }
 
 TEST(NumberText, AppendsBehindWhatIsThere) {

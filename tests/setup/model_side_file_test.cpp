@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
+#include <cmath>
 
 #include "tests/support/message_box_recorder.h"
 #include "tests/support/temp_dir.h"
@@ -306,4 +307,10 @@ TEST_F(SideFile, MemoryFormsKnowMillimetresAndTheMatrixBefore) {
   EXPECT_EQ(model.InvMoveVDLast(1), 1);
   EXPECT_FLOAT_EQ(point[0], 11 * 25.4f);
   EXPECT_FLOAT_EQ(point[1], 2 * 25.4f);
+}
+
+TEST_F(SideFile, WhatIsNotANumberIsWrittenWithoutASign) {
+  dir.Write("part.V_D", "inf -inf -nan  nan -nan 1  0.5\n");
+  EXPECT_EQ(model.TranslateVDFile(-HUGE_VALF, HUGE_VALF, 1), 1);
+  EXPECT_EQ(dir.Read("part.V_D"), "nan nan nan  nan nan 1.000000  0.500000\n");
 }
