@@ -27,6 +27,8 @@ BELOW = {
 HEADER_LAYER = {
     "export.h": None,
     "machine_types.h": None,
+    "core/span.h": None,
+    "core/result.h": None,
     "host.h": "host",
     "foundation.h": "foundation",
     "slice_file.h": "companions",
@@ -133,7 +135,7 @@ def faults(root):
         for path in sources(root, layer):
             check(path, lambda included, angled: library_fault(layer, included, angled))
     for path in sources(root, "include"):
-        name = os.path.basename(path)
+        name = os.path.relpath(path, os.path.join(root, "include", "trq"))
         if name not in HEADER_LAYER:
             found.append("%s: an exported header without a layer in tests/repository/layer_rule.py" % os.path.relpath(path, root))
         check(path, lambda included, angled: installed_header_fault(name, included, angled))
