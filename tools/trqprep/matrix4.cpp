@@ -1,7 +1,8 @@
 #include "matrix4.h"
 
-#include <algorithm>
-#include <cmath>
+#include <utility>
+
+#include "sine_cosine.h"
 
 namespace trqprep {
 
@@ -22,15 +23,7 @@ Matrix4 Matrix4::Scaling(double x, double y, double z) {
 }
 
 Matrix4 Matrix4::Rotation(int axis, double degrees) {
-  constexpr double kPi = 3.14159265358979323846;
-  const double turn = std::fmod(degrees, 360.0);
-  double sine = std::sin(turn * kPi / 180);
-  double cosine = std::cos(turn * kPi / 180);
-  // Sine and cosine of a quarter turn in radians are not quite 1 and 0.
-  if (std::fmod(turn, 90.0) == 0) {
-    sine = std::round(sine);
-    cosine = std::round(cosine);
-  }
+  const auto [sine, cosine] = SineCosineOf(degrees);
   const int a = (axis + 1) % 3;
   const int b = (axis + 2) % 3;
   Matrix4 r;
