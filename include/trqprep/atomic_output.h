@@ -12,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-#include "interrupt.h"
+#include "cli/interrupt.h"
 
 namespace trqprep {
 

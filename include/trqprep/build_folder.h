@@ -3,9 +3,9 @@
 
 #include <string>
 
-#include "atomic_output.h"
-#include "build_setup.h"
-#include "plate.h"
+#include "trqprep/atomic_output.h"
+#include "trqprep/build_setup.h"
+#include "trqprep/plate.h"
 
 namespace trqprep {
 

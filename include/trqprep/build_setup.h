@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "check_styles.h"
-#include "plate.h"
 #include "trq/setup.h"
+#include "trqprep/check_styles.h"
+#include "trqprep/plate.h"
 
 namespace trqprep {
 

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "mesh_input.h"
-#include "message.h"
-#include "vents_file.h"
+#include "trqprep/mesh_input.h"
+#include "trqprep/message.h"
+#include "trqprep/vents_file.h"
 
 namespace trqprep {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "message.h"
+#include "trqprep/message.h"
 
 namespace trqprep {
 

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "message.h"
-#include "quantities.h"
-#include "style_file.h"
+#include "trqprep/message.h"
+#include "trqprep/quantities.h"
+#include "trqprep/stored_style.h"
 
 namespace trqprep {
 

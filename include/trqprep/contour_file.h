@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "atomic_output.h"
-#include "context.h"
-#include "matrix4.h"
-#include "mesh_input.h"
+#include "cli/context.h"
 #include "trq/slice_contours.h"
+#include "trqprep/atomic_output.h"
+#include "trqprep/matrix4.h"
+#include "trqprep/mesh_input.h"
 
 namespace trqprep {
 

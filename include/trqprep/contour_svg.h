@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <string>
 
-#include "contour_file.h"
+#include "trqprep/contour_file.h"
 
 namespace trqprep {
 

@@ -5,8 +5,8 @@
 #include <functional>
 #include <string>
 
-#include "atomic_output.h"
-#include "context.h"
+#include "cli/context.h"
+#include "trqprep/atomic_output.h"
 
 namespace trqprep {
 

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "command.h"
-#include "context.h"
-#include "quantities.h"
+#include "cli/command.h"
+#include "cli/context.h"
+#include "trqprep/quantities.h"
 
 namespace trqprep {
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "job.h"
+#include "trqprep/job.h"
 
 namespace trqprep {
 

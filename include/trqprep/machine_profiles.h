@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "quantities.h"
+#include "trqprep/quantities.h"
 
 namespace trqprep {
 

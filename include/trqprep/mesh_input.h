@@ -7,9 +7,9 @@
 #include <optional>
 #include <string>
 
-#include "context.h"
-#include "matrix4.h"
+#include "cli/context.h"
 #include "trq/geometry.h"
+#include "trqprep/matrix4.h"
 
 namespace trqprep {
 

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "matrix4.h"
 #include "trq/geometry.h"
+#include "trqprep/matrix4.h"
 
 namespace trqprep {
 

@@ -5,9 +5,9 @@
 #include <optional>
 #include <string>
 
-#include "context.h"
-#include "mesh_input.h"
+#include "cli/context.h"
 #include "trq/geometry.h"
+#include "trqprep/mesh_input.h"
 
 namespace trqprep {
 

@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "exit_codes.h"
-#include "json_text.h"
+#include "trqprep/exit_codes.h"
+#include "trqprep/json_text.h"
 
 namespace trqprep {
 

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "context.h"
-#include "job.h"
-#include "matrix4.h"
-#include "mesh_input.h"
+#include "cli/context.h"
+#include "trqprep/job.h"
+#include "trqprep/matrix4.h"
+#include "trqprep/mesh_input.h"
 
 namespace trqprep {
 

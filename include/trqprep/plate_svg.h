@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "plate.h"
+#include "trqprep/plate.h"
 
 namespace trqprep {
 

@@ -5,8 +5,8 @@
 #include <optional>
 #include <vector>
 
-#include "build_setup.h"
-#include "plate.h"
+#include "trqprep/build_setup.h"
+#include "trqprep/plate.h"
 
 namespace trqprep {
 

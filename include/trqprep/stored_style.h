@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "context.h"
-#include "style_document.h"
+#include "cli/context.h"
+#include "trqprep/style_document.h"
 
 namespace trqprep {
 

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "json_text.h"
 #include "trq/styles.h"
+#include "trqprep/json_text.h"
 
 namespace trqprep {
 

@@ -3,8 +3,8 @@
 
 #include <vector>
 
-#include "matrix4.h"
 #include "trq/geometry.h"
+#include "trqprep/matrix4.h"
 
 namespace trqprep {
 

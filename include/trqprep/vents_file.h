@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "context.h"
-#include "matrix4.h"
-#include "mesh_input.h"
+#include "cli/context.h"
+#include "trqprep/matrix4.h"
+#include "trqprep/mesh_input.h"
 
 namespace trqprep {
 

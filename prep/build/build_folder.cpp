@@ -1,4 +1,4 @@
-#include "build_folder.h"
+#include "trqprep/build_folder.h"
 
 #include <sys/stat.h>
 
@@ -6,14 +6,14 @@
 #include <fstream>
 #include <iterator>
 
-#include "command.h"
+#include "cli/command.h"
+#include "cli/progress.h"
 #include "file_kinds.h"
-#include "job_file.h"
-#include "mesh_output.h"
-#include "plate_svg.h"
-#include "progress.h"
-#include "sha256.h"
-#include "vents_file.h"
+#include "trqprep/job_file.h"
+#include "trqprep/mesh_writer.h"
+#include "trqprep/plate_svg.h"
+#include "trqprep/sha256.h"
+#include "trqprep/vents_file.h"
 
 namespace trqprep {
 namespace {

@@ -1,4 +1,4 @@
-#include "build_setup.h"
+#include "trqprep/build_setup.h"
 
 #include <sys/stat.h>
 
@@ -8,11 +8,11 @@
 #include <set>
 #include <stdexcept>
 
-#include "atomic_output.h"
-#include "build_folder.h"
-#include "check_mesh.h"
-#include "check_rules.h"
-#include "progress.h"
+#include "cli/progress.h"
+#include "trqprep/atomic_output.h"
+#include "trqprep/build_folder.h"
+#include "trqprep/check_mesh.h"
+#include "trqprep/check_rules.h"
 
 namespace trqprep {
 namespace {

@@ -1,4 +1,4 @@
-#include "preflight.h"
+#include "trqprep/preflight.h"
 
 #include <algorithm>
 

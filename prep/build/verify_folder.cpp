@@ -1,4 +1,4 @@
-#include "verify_folder.h"
+#include "trqprep/verify_folder.h"
 
 #include <dirent.h>
 #include <sys/stat.h>
@@ -10,13 +10,13 @@
 #include <map>
 #include <set>
 
-#include "build_folder.h"
-#include "check_rules.h"
-#include "mesh_input.h"
-#include "overlap.h"
-#include "progress.h"
-#include "sha256.h"
-#include "style_file.h"
+#include "cli/progress.h"
+#include "trqprep/build_folder.h"
+#include "trqprep/check_rules.h"
+#include "trqprep/mesh_input.h"
+#include "trqprep/overlap.h"
+#include "trqprep/sha256.h"
+#include "trqprep/stored_style.h"
 
 namespace trqprep {
 namespace {

@@ -1,11 +1,11 @@
-#include "check_mesh.h"
+#include "trqprep/check_mesh.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 
-#include "check_rules.h"
-#include "mesh_topology.h"
+#include "trqprep/check_rules.h"
+#include "trqprep/mesh_topology.h"
 
 namespace trqprep {
 namespace {

@@ -1,4 +1,4 @@
-#include "check_rules.h"
+#include "trqprep/check_rules.h"
 
 #include <algorithm>
 #include <stdexcept>

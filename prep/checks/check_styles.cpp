@@ -1,4 +1,4 @@
-#include "check_styles.h"
+#include "trqprep/check_styles.h"
 
 #include <fmt/format.h>
 
@@ -6,7 +6,7 @@
 #include <cctype>
 #include <cmath>
 
-#include "check_rules.h"
+#include "trqprep/check_rules.h"
 
 namespace trqprep {
 namespace {

@@ -1,4 +1,4 @@
-#include "atomic_output.h"
+#include "trqprep/atomic_output.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "message.h"
-#include "terminal.h"
+#include "cli/terminal.h"
+#include "trqprep/message.h"
 
 namespace trqprep {
 namespace {

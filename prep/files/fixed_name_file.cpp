@@ -1,4 +1,4 @@
-#include "fixed_name_file.h"
+#include "trqprep/fixed_name_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

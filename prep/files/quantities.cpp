@@ -1,4 +1,4 @@
-#include "quantities.h"
+#include "trqprep/quantities.h"
 
 #include <fmt/format.h>
 

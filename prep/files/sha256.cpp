@@ -1,4 +1,4 @@
-#include "sha256.h"
+#include "trqprep/sha256.h"
 
 #include <nettle/sha2.h>
 
@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-#include "message.h"
+#include "trqprep/message.h"
 
 namespace trqprep {
 namespace {

@@ -1,4 +1,4 @@
-#include "toml_parser.h"
+#include "prep/files/toml_parser.h"
 
 #include <fmt/format.h>
 

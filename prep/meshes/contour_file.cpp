@@ -1,4 +1,4 @@
-#include "contour_file.h"
+#include "trqprep/contour_file.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,9 +1,9 @@
-#include "contour_svg.h"
+#include "trqprep/contour_svg.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "plate_svg.h"
+#include "trqprep/plate_svg.h"
 
 namespace trqprep {
 namespace {

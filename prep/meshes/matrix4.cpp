@@ -1,8 +1,8 @@
-#include "matrix4.h"
+#include "trqprep/matrix4.h"
 
 #include <utility>
 
-#include "sine_cosine.h"
+#include "prep/meshes/sine_cosine.h"
 
 namespace trqprep {
 

@@ -1,4 +1,4 @@
-#include "mesh_input.h"
+#include "trqprep/mesh_input.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "mesh_topology.h"
+#include "trqprep/mesh_topology.h"
 
 #include <algorithm>
 #include <cmath>

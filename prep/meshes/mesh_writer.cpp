@@ -1,10 +1,10 @@
-#include "mesh_output.h"
+#include "trqprep/mesh_writer.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <new>
 
-#include "atomic_output.h"
+#include "trqprep/atomic_output.h"
 
 namespace trqprep {
 namespace {

@@ -1,4 +1,4 @@
-#include "vent_patches.h"
+#include "trqprep/vent_patches.h"
 
 #include <algorithm>
 #include <cmath>

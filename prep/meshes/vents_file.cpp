@@ -1,4 +1,4 @@
-#include "vents_file.h"
+#include "trqprep/vents_file.h"
 
 #include <sys/stat.h>
 

@@ -1,14 +1,14 @@
-#include "job.h"
+#include "trqprep/job.h"
 
 #include <sys/stat.h>
 
 #include <CLI/CLI.hpp>
 #include <stdexcept>
 
-#include "job_file.h"
-#include "machine_profiles.h"
-#include "style_document.h"
-#include "suggestions.h"
+#include "trqprep/job_file.h"
+#include "trqprep/machine_profiles.h"
+#include "trqprep/style_document.h"
+#include "trqprep/suggestions.h"
 
 namespace trqprep {
 namespace {

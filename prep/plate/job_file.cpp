@@ -1,15 +1,15 @@
-#include "job_file.h"
+#include "trqprep/job_file.h"
 
 #include <fmt/format.h>
 
 #include <stdexcept>
 
 #include "file_kinds.h"
-#include "machine_profiles.h"
-#include "style_document.h"
-#include "style_file.h"
-#include "suggestions.h"
-#include "toml_parser.h"
+#include "prep/files/toml_parser.h"
+#include "trqprep/machine_profiles.h"
+#include "trqprep/stored_style.h"
+#include "trqprep/style_document.h"
+#include "trqprep/suggestions.h"
 
 namespace trqprep {
 namespace {

@@ -1,4 +1,4 @@
-#include "plate.h"
+#include "trqprep/plate.h"
 
 #include <sys/stat.h>
 
@@ -8,12 +8,12 @@
 #include <map>
 #include <set>
 
-#include "check_mesh.h"
-#include "overlap.h"
-#include "progress.h"
-#include "sha256.h"
-#include "style_file.h"
+#include "cli/progress.h"
 #include "trq/placement.h"
+#include "trqprep/check_mesh.h"
+#include "trqprep/overlap.h"
+#include "trqprep/sha256.h"
+#include "trqprep/stored_style.h"
 
 namespace trqprep {
 namespace {

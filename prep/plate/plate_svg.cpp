@@ -1,4 +1,4 @@
-#include "plate_svg.h"
+#include "trqprep/plate_svg.h"
 
 #include <algorithm>
 #include <cmath>

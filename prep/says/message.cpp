@@ -1,4 +1,4 @@
-#include "message.h"
+#include "trqprep/message.h"
 
 #include <fmt/format.h>
 

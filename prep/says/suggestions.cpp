@@ -1,4 +1,4 @@
-#include "suggestions.h"
+#include "trqprep/suggestions.h"
 
 #include <algorithm>
 #include <cctype>

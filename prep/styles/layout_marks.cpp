@@ -1,4 +1,4 @@
-#include "style_layout.h"
+#include "prep/styles/layout_marks.h"
 
 #include <fmt/format.h>
 
@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "style_file.h"
+#include "trqprep/stored_style.h"
 
 namespace trqprep {
 namespace {

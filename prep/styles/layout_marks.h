@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "style_document.h"
+#include "trqprep/style_document.h"
 
 namespace trqprep {
 

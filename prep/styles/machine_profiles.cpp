@@ -1,14 +1,14 @@
-#include "machine_profiles.h"
+#include "trqprep/machine_profiles.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <stdexcept>
 
-#include "message.h"
-#include "style_file.h"
-#include "suggestions.h"
-#include "toml_parser.h"
+#include "prep/files/toml_parser.h"
+#include "trqprep/message.h"
+#include "trqprep/stored_style.h"
+#include "trqprep/suggestions.h"
 
 namespace trqprep {
 namespace {

@@ -1,4 +1,4 @@
-#include "style_file.h"
+#include "trqprep/stored_style.h"
 
 #include <fmt/format.h>
 
@@ -12,10 +12,10 @@
 #include <stdexcept>
 #include <utility>
 
-#include "atomic_output.h"
-#include "mesh_input.h"
-#include "style_adapter.h"
-#include "style_layout.h"
+#include "prep/styles/layout_marks.h"
+#include "prep/styles/style_adapter.h"
+#include "trqprep/atomic_output.h"
+#include "trqprep/mesh_input.h"
 
 namespace trqprep {
 namespace {

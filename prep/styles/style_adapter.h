@@ -5,9 +5,9 @@
 #include <cstring>
 #include <string>
 
-#include "style_document.h"
 #include "trq/recoat.h"
 #include "trq/styles.h"
+#include "trqprep/style_document.h"
 
 namespace trqprep {
 

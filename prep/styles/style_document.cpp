@@ -1,4 +1,4 @@
-#include "style_document.h"
+#include "trqprep/style_document.h"
 
 #include <fmt/format.h>
 #include <fnmatch.h>
@@ -10,8 +10,8 @@
 #include <limits>
 #include <set>
 
-#include "message.h"
-#include "suggestions.h"
+#include "trqprep/message.h"
+#include "trqprep/suggestions.h"
 
 namespace trqprep {
 

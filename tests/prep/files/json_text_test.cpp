@@ -1,4 +1,4 @@
-#include "json_text.h"
+#include "trqprep/json_text.h"
 
 #include <gtest/gtest.h>
 

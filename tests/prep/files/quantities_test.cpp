@@ -1,4 +1,4 @@
-#include "quantities.h"
+#include "trqprep/quantities.h"
 
 #include <gtest/gtest.h>
 

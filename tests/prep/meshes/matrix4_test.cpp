@@ -1,4 +1,4 @@
-#include "matrix4.h"
+#include "trqprep/matrix4.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "overlap.h"
+#include "trqprep/overlap.h"
 
 #include <gtest/gtest.h>
 

@@ -1,12 +1,12 @@
-#include "command.h"
+#include "cli/command.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <map>
 #include <stdexcept>
 
-#include "quantities.h"
-#include "suggestions.h"
+#include "trqprep/quantities.h"
+#include "trqprep/suggestions.h"
 
 namespace trqprep {
 namespace {

@@ -35,7 +35,7 @@
 #include <string>
 #include <vector>
 
-#include "context.h"
+#include "cli/context.h"
 
 namespace CLI {
 class App;

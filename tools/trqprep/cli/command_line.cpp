@@ -11,13 +11,13 @@
 #include <new>
 #include <system_error>
 
-#include "atomic_output.h"
-#include "command.h"
-#include "help_pages.h"
-#include "interrupt.h"
-#include "progress.h"
-#include "suggestions.h"
-#include "terminal.h"
+#include "cli/command.h"
+#include "cli/help_pages.h"
+#include "cli/interrupt.h"
+#include "cli/progress.h"
+#include "cli/terminal.h"
+#include "trqprep/atomic_output.h"
+#include "trqprep/suggestions.h"
 
 namespace trqprep {
 namespace {

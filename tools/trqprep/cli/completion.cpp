@@ -1,4 +1,4 @@
-#include "completion.h"
+#include "cli/completion.h"
 
 #include <fmt/format.h>
 

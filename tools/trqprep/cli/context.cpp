@@ -1,8 +1,8 @@
-#include "context.h"
+#include "cli/context.h"
 
 #include <cerrno>
 
-#include "terminal.h"
+#include "cli/terminal.h"
 #include "trq/host.h"
 
 namespace trqprep {

@@ -8,10 +8,10 @@
 #include <utility>
 #include <vector>
 
-#include "exit_codes.h"
-#include "json_text.h"
-#include "message.h"
-#include "quantities.h"
+#include "trqprep/exit_codes.h"
+#include "trqprep/json_text.h"
+#include "trqprep/message.h"
+#include "trqprep/quantities.h"
 
 namespace trqprep {
 

@@ -1,4 +1,4 @@
-#include "help_pages.h"
+#include "cli/help_pages.h"
 
 #include <fmt/format.h>
 

@@ -1,4 +1,4 @@
-#include "interrupt.h"
+#include "cli/interrupt.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -16,9 +16,9 @@
 #include <utility>
 #include <vector>
 
-#include "exit_codes.h"
-#include "progress.h"
-#include "terminal.h"
+#include "cli/progress.h"
+#include "cli/terminal.h"
+#include "trqprep/exit_codes.h"
 
 namespace trqprep {
 namespace {

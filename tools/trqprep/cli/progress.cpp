@@ -1,4 +1,4 @@
-#include "progress.h"
+#include "cli/progress.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -7,7 +7,7 @@
 #include <chrono>
 #include <mutex>
 
-#include "message.h"
+#include "trqprep/message.h"
 
 namespace trqprep {
 namespace {

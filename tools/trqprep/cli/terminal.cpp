@@ -1,4 +1,4 @@
-#include "terminal.h"
+#include "cli/terminal.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -7,8 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "message.h"
-#include "progress.h"
+#include "cli/progress.h"
+#include "trqprep/message.h"
 
 namespace trqprep {
 namespace {

@@ -1,4 +1,4 @@
-#include "sine_cosine.h"
+#include "prep/meshes/sine_cosine.h"
 
 #include <cmath>
 
