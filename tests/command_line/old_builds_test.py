@@ -1,0 +1,63 @@
+"""Build folders and job files of version 0.1.0: they verify, and build the same meshes again."""
+import json
+import shutil
+import unittest
+
+from support import *
+
+OLD = SOURCE / "tests" / "data" / "builds-0.1.0"
+# Facets of the plate, counted by hand: a block has 12, the ring of six sides 48, the pyramid 4.
+FACETS = {"plain": 2 * 12 + 48, "inches": 4 + 48, "styled": 2 * 12 + 12 + 48}
+
+
+class OldBuilds(ToolTest):
+    def assert_same_build(self, old, new):
+        """The same placed meshes and side files, byte for byte."""
+        def built(folder):
+            files = [folder / "plate.stl", *(folder / "meshes").iterdir(), *(folder / "parts").iterdir()]
+            return {str(path.relative_to(folder)): path.read_bytes() for path in files}
+        wanted, found = built(old), built(new)
+        self.assertEqual(sorted(wanted), sorted(found))
+        for name, content in wanted.items():
+            self.assertEqual(content, found[name], name)
+
+    def test_they_are_of_that_version(self):
+        for name, facets in FACETS.items():
+            self.assertEqual(json.loads((OLD / name / "build.json").read_text())["tool"], "trqprep 0.1.0")
+            self.assertEqual(len(read_binary_stl(OLD / name / "plate.stl")), facets)
+
+    def test_they_verify(self):
+        for name in FACETS:
+            with self.subTest(name):
+                data = self.json_of("verify", OLD / name)
+                self.assertEqual([folder["differences"] for folder in data["folders"]], [0])
+
+    def test_their_job_files_build_the_same(self):
+        for name in FACETS:
+            with self.subTest(name):
+                shutil.copytree(OLD / name, self.path(name))
+                self.good("build", f"{name}/build.toml", "-o", f"{name}-again")
+                self.assert_same_build(OLD / name, self.path(f"{name}-again"))
+                self.good("verify", f"{name}-again")
+
+    def test_a_job_file_with_every_key_builds_the_same(self):
+        shutil.copytree(OLD, self.path("old"))
+        self.good("build", "old/inputs/all-keys.toml", "-o", "again")
+        self.assert_same_build(OLD / "styled", self.path("again"))
+
+    def test_a_side_file_turns_with_its_part(self):
+        # block-1 is turned by 90 degrees, which puts (x, y) at (20 - y, x), then stands where build.json says.
+        document = json.loads((OLD / "plain" / "build.json").read_text())
+        piece, = [p for p in document["pieces"] if p["mesh"] == "meshes/block-1.ctl"]
+        vertices = read_ctl(OLD / "plain" / piece["mesh"])["vertices"]
+        x, y = min(v[0] for v in vertices), min(v[1] for v in vertices)
+        text = (OLD / "plain" / piece["side_file"]).read_text()
+        lines = [[float(n) for n in line.split()] for line in text.splitlines()]
+        wanted = [[20 - py + x, px + y, pz] for px, py, pz in ((5, 10, 30), (2.5, 4, 0))]
+        for line, place in zip(lines, wanted):
+            for found, coordinate in zip(line, place):
+                self.assertAlmostEqual(found, coordinate, places=5)
+
+
+if __name__ == "__main__":
+    unittest.main()
