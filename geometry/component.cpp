@@ -1,7 +1,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "host/file_services.h"
+#include "foundation/file_handle.h"
 #include "trq/geometry.h"
 
 namespace {
@@ -48,8 +48,7 @@ void COMPONENT::make_extents_current() {
 }
 
 int COMPONENT::file_read(const char* path) {
-  // Kept: a directory opens where the system lets it; fp_read then says what it misses.
-  const trq::detail::FileHandle file(std::fopen(trq::host::SystemPath(path).str().c_str(), "rb"));
+  const trq::detail::FileHandle file = trq::detail::OpenFile(path, "rb");
   extents_valid = 0;
   if (!file || fp_read(file.get()) == trq::component_io::kFailed) return trq::component_io::kFailed;
   name(path);

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "foundation/crc32.h"
+#include "foundation/file_handle.h"
 #include "host/file_services.h"
 
 trq::StyleStream& trq::StyleStream::operator=(const trq::StyleStream& other) {
@@ -13,7 +14,7 @@ trq::StyleStream& trq::StyleStream::operator=(const trq::StyleStream& other) {
 
 bool trq::StyleStream::Open(const CString& path, const char* mode) {
   Release();
-  stream_ = trq::host::OpenFile(path.str(), mode).release();
+  stream_ = trq::host::OpenFile(path.str(), mode);
   opened_here_ = stream_ != nullptr;
   return opened_here_;
 }

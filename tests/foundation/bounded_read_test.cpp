@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "host/file_services.h"
+#include "foundation/file_handle.h"
 
 namespace {
 

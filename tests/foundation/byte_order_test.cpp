@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/file_services.h"
+#include "foundation/file_handle.h"
 #include "trq/foundation.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "host/file_services.h"
+#include "foundation/file_handle.h"
 
 namespace {
 

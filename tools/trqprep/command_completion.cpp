@@ -1,5 +1,5 @@
-#include "cli/command.h"
-#include "cli/completion.h"
+#include "command.h"
+#include "completion.h"
 
 namespace trqprep {
 namespace {

@@ -1,5 +1,5 @@
-#include "cli/command.h"
-#include "trqprep/mesh_writer.h"
+#include "command.h"
+#include "mesh_output.h"
 
 namespace trqprep {
 namespace {

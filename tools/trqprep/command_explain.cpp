@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cctype>
 
-#include "cli/command.h"
-#include "trqprep/check_rules.h"
-#include "trqprep/suggestions.h"
+#include "check_rules.h"
+#include "command.h"
+#include "suggestions.h"
 
 namespace trqprep {
 namespace {

@@ -1,6 +1,6 @@
-#include "cli/command.h"
-#include "cli/progress.h"
+#include "command.h"
 #include "file_kinds.h"
+#include "progress.h"
 
 namespace trqprep {
 namespace {

@@ -1,6 +1,6 @@
-#include "cli/command.h"
-#include "cli/progress.h"
-#include "trqprep/mesh_writer.h"
+#include "command.h"
+#include "mesh_output.h"
+#include "progress.h"
 
 namespace trqprep {
 namespace {

@@ -1,8 +1,8 @@
 #include <CLI/CLI.hpp>
 #include <cmath>
 
-#include "cli/command.h"
-#include "trqprep/mesh_writer.h"
+#include "command.h"
+#include "mesh_output.h"
 
 namespace trqprep {
 namespace {

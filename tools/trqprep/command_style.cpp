@@ -2,7 +2,7 @@
 #include <cctype>
 
 #include "style_verbs.h"
-#include "trqprep/suggestions.h"
+#include "suggestions.h"
 
 namespace trqprep {
 namespace {

@@ -2,8 +2,8 @@
 #include <map>
 #include <stdexcept>
 
-#include "cli/command.h"
-#include "trqprep/mesh_writer.h"
+#include "command.h"
+#include "mesh_output.h"
 
 namespace trqprep {
 namespace {

@@ -1,4 +1,4 @@
-#include "cli/command.h"
+#include "command.h"
 
 namespace trqprep {
 namespace {

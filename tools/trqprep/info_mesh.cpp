@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include "file_kinds.h"
-#include "trqprep/mesh_writer.h"
+#include "mesh_output.h"
 
 namespace trqprep {
 namespace {

@@ -1,6 +1,6 @@
 // What `info` says about style files.
 #include "file_kinds.h"
-#include "trqprep/stored_style.h"
+#include "style_file.h"
 
 namespace trqprep {
 namespace {

@@ -1,3 +1,3 @@
-#include "cli/command.h"
+#include "command.h"
 
 int main(int argc, char** argv) { return trqprep::RunCommandLine(argc, argv); }
