@@ -8,33 +8,34 @@
 using trq::detail::ToInt;
 
 void UTILITY::ConfirmFilePermission(CString path) {
-  if (!trq::host::IsReadOnly(path.str()) || trq::host::MakeWritable(path.str())) return;
+  const trq::host::SystemPath name(path);
+  if (!trq::host::IsReadOnly(name) || trq::host::MakeWritable(name)) return;
   AfxMessageBox("Unable to set the WRITE permission for " + path +
                 ". You may not be authorized to perform this operation.");
 }
 
 int UTILITY::CheckIfOverWriting(CString path) {
-  if (!trq::host::FileExists(path.str())) return trq::message_box::kYes;
+  if (!trq::host::FileExists(path)) return trq::message_box::kYes;
   return AfxMessageBox("Do you want to replace " + path + " ?", trq::message_box::kYesNoButtons);
 }
 
 int UTILITY::CheckIfFileExists(CString path) {
-  if (trq::host::FileExists(path.str())) return 1;
-  return trq::host::FileExists((path + ".pla").str()) ? 101 : 0;
+  if (trq::host::FileExists(path)) return 1;
+  return trq::host::FileExists(path + ".pla") ? 101 : 0;
 }
 
 int UTILITY::GetDriveInfo(CString path) {
   const bool drive_letter = path.GetAt(1) == ':' && std::isalpha(static_cast<unsigned char>(path.GetAt(0)));
-  return path.IsEmpty() || drive_letter ? trq::drive::kNoSuchRoot : trq::host::DriveKind(path.str());
+  return path.IsEmpty() || drive_letter ? trq::drive::kNoSuchRoot : trq::host::DriveKind(path);
 }
 
 int64_t UTILITY::GetDiskSpaceInKB(CString path) {
-  const int64_t bytes = trq::host::FreeBytes(ExtractDirectoryName(path).str());
+  const int64_t bytes = trq::host::FreeBytes(ExtractDirectoryName(path));
   return bytes < 0 ? -1 : bytes / 1024;
 }
 
 int UTILITY::CheckDiskSpace(CString path, int mode) {
-  const int64_t size = trq::host::FileSize(path.str());
+  const int64_t size = trq::host::FileSize(path);
   if (size < 0) return 0;
   if (mode < 0 || mode > 2) return 1;
   const int64_t needed = size / 1024 * 5 + size % 1024 * 5 / 1024;  // (5 * size) / 1024 without overflow

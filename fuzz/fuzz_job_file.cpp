@@ -1,6 +1,6 @@
 /// Job files: any text is refused with its line or read; what was read settles when written and read again.
 #include "fuzz/fuzz_tool.h"
-#include "tools/trqprep/job_file.h"
+#include "trqprep/job_file.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const fuzz::MemoryFile input(data, size);

@@ -1,6 +1,6 @@
 /// Machine profiles: any text is refused with its line, or its machines are ones that the tool can use.
 #include "fuzz/fuzz_tool.h"
-#include "tools/trqprep/machine_profiles.h"
+#include "trqprep/machine_profiles.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const fuzz::MemoryFile input(data, size);

@@ -1,8 +1,8 @@
 /// Styles as JSON documents: any text is refused or read; what was read settles when written and read again,
 /// and its style file is read as a style.
 #include "fuzz/fuzz_tool.h"
-#include "tools/trqprep/style_document.h"
-#include "tools/trqprep/style_file.h"
+#include "trqprep/stored_style.h"
+#include "trqprep/style_document.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "fuzz/fuzz_support.h"
-#include "tools/trqprep/message.h"
+#include "trqprep/message.h"
 
 namespace fuzz {
 

@@ -4,9 +4,9 @@
 #include <fstream>
 #include <string>
 
-#include "tools/trqprep/job_file.h"
-#include "tools/trqprep/style_document.h"
-#include "tools/trqprep/style_file.h"
+#include "trqprep/job_file.h"
+#include "trqprep/stored_style.h"
+#include "trqprep/style_document.h"
 
 namespace {
 

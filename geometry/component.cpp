@@ -1,7 +1,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "foundation/file_handle.h"
+#include "host/file_services.h"
 #include "trq/geometry.h"
 
 namespace {
@@ -48,7 +48,8 @@ void COMPONENT::make_extents_current() {
 }
 
 int COMPONENT::file_read(const char* path) {
-  const trq::detail::FileHandle file = trq::detail::OpenFile(path, "rb");
+  // Kept: a directory opens where the system lets it; fp_read then says what it misses.
+  const trq::detail::FileHandle file(std::fopen(trq::host::SystemPath(path).str().c_str(), "rb"));
   extents_valid = 0;
   if (!file || fp_read(file.get()) == trq::component_io::kFailed) return trq::component_io::kFailed;
   name(path);

@@ -4,13 +4,14 @@
 
 #include <utility>
 
-#include "foundation/file_handle.h"
+#include "host/file_services.h"
 #include "trq/geometry.h"
 
 namespace trq::detail {
 
 /// Creates the file; null, and on record in `mesh`, when that fails.
-inline FileHandle CreateOnRecord(CTL& mesh, const char* path, const char* mode, const char* what) {
+inline FileHandle CreateOnRecord(CTL& mesh, const host::SystemPath& path, const char* mode,
+                                 const char* what) {
   FileHandle file = OpenFile(path, mode);
   if (!file) mesh.UpdateErrorCode(what);
   return file;

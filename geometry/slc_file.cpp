@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <utility>
 
 #include "foundation/bounded_read.h"
+#include "host/file_services.h"
 #include "trq/slice_contours.h"
 
 namespace {
@@ -194,9 +194,7 @@ bool slc::CloseFile() {
 int slc::openSLCFile(SLC_OPEN_MODE mode) {
   CloseFile();
   if (mode != SLC_OPEN_READ && mode != SLC_OPEN_WRITE) return trq::slc_file::kCannotOpen;
-  std::error_code ignored;
-  if (std::filesystem::is_directory(path, ignored)) return trq::slc_file::kCannotOpen;
-  file = std::fopen(path, mode == SLC_OPEN_READ ? "rb" : "wb");
+  file = trq::host::OpenFile(path, mode == SLC_OPEN_READ ? "rb" : "wb").release();
   if (!file) return trq::slc_file::kCannotOpen;
   stream_buffer_.reset(new char[kStreamBuffer]);
   std::setvbuf(file, stream_buffer_.get(), _IOFBF, kStreamBuffer);

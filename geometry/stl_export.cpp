@@ -180,7 +180,7 @@ struct StlFile {
 };
 
 /// False when the file cannot be read or holds fewer records than it says.
-bool ReadStlFile(const char* path, StlFile& stl) {
+bool ReadStlFile(const trq::host::SystemPath& path, StlFile& stl) {
   const trq::detail::FileHandle file = trq::detail::OpenFile(path, "rb");
   if (!file || std::fread(stl.header, 1, kHeaderSize, file.get()) < kHeaderSize ||
       std::fread(stl.count, 1, sizeof stl.count, file.get()) < sizeof stl.count)
@@ -278,15 +278,16 @@ int CTL::SaveCTLasAsciiSTL(CString path, float matrix[4][4], int mm_to_inch) {
 }
 
 int CTL::crcSTLFile(const char* path) {
+  const trq::host::SystemPath name(path);
   StlFile stl;
-  if (!ReadStlFile(path, stl)) return 0;
+  if (!ReadStlFile(name, stl)) return 0;
   const std::string text = stl.HeaderText();
   if (text.find("CRC") != std::string::npos) {
     const std::string digits = std::to_string(stl.RecordsCrc());
     // Kept: digits may run over the count's checksum in the last four bytes; those beyond are dropped.
     std::memcpy(stl.header + text.size(), digits.data(), std::min(digits.size(), kHeaderSize - text.size()));
   }
-  trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, path, "wb", kWriting);
+  trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, name, "wb", kWriting);
   if (!file) return 0;
   std::fwrite(stl.header, 1, kHeaderSize, file.get());
   std::fwrite(stl.count, 1, sizeof stl.count, file.get());

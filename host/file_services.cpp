@@ -9,8 +9,6 @@
 #include <cerrno>
 #include <limits>
 
-#include "trq/host.h"
-
 namespace trq::host {
 namespace {
 
@@ -28,55 +26,52 @@ std::string ParentOf(const std::string& path) {
 
 }  // namespace
 
-std::string SystemPath(const std::string& path) {
-  if (path.find('\\') == std::string::npos || Exists(path)) return path;
-  std::string with_slashes = path;
-  std::replace(with_slashes.begin(), with_slashes.end(), '\\', '/');
-  return Exists(with_slashes) || Exists(ParentOf(with_slashes)) ? with_slashes : path;
+SystemPath::SystemPath(const std::string& given) : name_(given) {
+  if (given.find('\\') == std::string::npos || Exists(given)) return;
+  std::replace(name_.begin(), name_.end(), '\\', '/');
+  if (!Exists(name_) && !Exists(ParentOf(name_))) name_ = given;
 }
 
-std::FILE* OpenFile(const std::string& path, const char* mode) {
-  std::FILE* f = std::fopen(SystemPath(path).c_str(), mode);
+FileHandle OpenFile(const SystemPath& path, const char* mode) {
+  FileHandle file(std::fopen(path.str().c_str(), mode));
   struct stat information;
-  if (f && ::fstat(fileno(f), &information) == 0 && S_ISDIR(information.st_mode)) {
-    std::fclose(f);
+  if (file && ::fstat(fileno(file.get()), &information) == 0 && S_ISDIR(information.st_mode)) {
+    file.reset();
     errno = EISDIR;
-    return nullptr;
   }
-  return f;
+  return file;
 }
 
-bool FileExists(const std::string& path) { return Exists(SystemPath(path)); }
+bool FileExists(const SystemPath& path) { return Exists(path.str()); }
 
-bool IsReadOnly(const std::string& path) {
+bool IsReadOnly(const SystemPath& path) {
   struct stat information;
-  if (::stat(SystemPath(path).c_str(), &information) != 0) return false;
+  if (::stat(path.str().c_str(), &information) != 0) return false;
   return (information.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
 }
 
-bool MakeWritable(const std::string& path) {
-  const std::string system_path = SystemPath(path);
+bool MakeWritable(const SystemPath& path) {
   struct stat information;
-  if (::stat(system_path.c_str(), &information) != 0) return false;
-  return ::chmod(system_path.c_str(), (information.st_mode & 07777) | S_IWUSR) == 0;
+  if (::stat(path.str().c_str(), &information) != 0) return false;
+  return ::chmod(path.str().c_str(), (information.st_mode & 07777) | S_IWUSR) == 0;
 }
 
-int64_t FileSize(const std::string& path) {
+int64_t FileSize(const SystemPath& path) {
   struct stat information;
-  return ::stat(SystemPath(path).c_str(), &information) == 0 ? static_cast<int64_t>(information.st_size) : -1;
+  return ::stat(path.str().c_str(), &information) == 0 ? static_cast<int64_t>(information.st_size) : -1;
 }
 
-int64_t FreeBytes(const std::string& directory) {
+int64_t FreeBytes(const SystemPath& directory) {
   struct statvfs information;
-  if (::statvfs(directory.empty() ? "." : SystemPath(directory).c_str(), &information) != 0) return -1;
+  if (::statvfs(directory.str().empty() ? "." : directory.str().c_str(), &information) != 0) return -1;
   const uint64_t block = information.f_frsize ? information.f_frsize : information.f_bsize;
   const uint64_t most = static_cast<uint64_t>(std::numeric_limits<int64_t>::max());
   if (block != 0 && information.f_bavail > most / block) return std::numeric_limits<int64_t>::max();
   return static_cast<int64_t>(block * information.f_bavail);
 }
 
-int DriveKind(const std::string& path) {
-  std::string existing = SystemPath(path);
+int DriveKind(const SystemPath& path) {
+  std::string existing = path.str();
   struct statfs information;
   while (::statfs(existing.c_str(), &information) != 0) {
     const std::string parent = ParentOf(existing);
@@ -117,10 +112,15 @@ int DriveKind(const std::string& path) {
   }
 }
 
-bool DeleteFileNamed(const std::string& path) { return ::unlink(SystemPath(path).c_str()) == 0; }
+bool DeleteFileNamed(const SystemPath& path) { return ::unlink(path.str().c_str()) == 0; }
 
-bool RenameFile(const std::string& from, const std::string& to) {
-  return std::rename(SystemPath(from).c_str(), SystemPath(to).c_str()) == 0;
+bool RenameFile(const SystemPath& from, const SystemPath& to) {
+  return std::rename(from.str().c_str(), to.str().c_str()) == 0;
+}
+
+bool CloseChecked(FileHandle file) {
+  const bool written = std::ferror(file.get()) == 0;
+  return std::fclose(file.release()) == 0 && written;
 }
 
 }  // namespace trq::host

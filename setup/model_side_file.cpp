@@ -8,7 +8,6 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/file_handle.h"
 #include "foundation/number_text.h"
 #include "host/file_services.h"
 #include "trq/setup.h"

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "foundation/crc32.h"
-#include "foundation/file_handle.h"
 #include "host/file_services.h"
 
 trq::StyleStream& trq::StyleStream::operator=(const trq::StyleStream& other) {
@@ -14,7 +13,7 @@ trq::StyleStream& trq::StyleStream::operator=(const trq::StyleStream& other) {
 
 bool trq::StyleStream::Open(const CString& path, const char* mode) {
   Release();
-  stream_ = trq::host::OpenFile(path.str(), mode);
+  stream_ = trq::host::OpenFile(path.str(), mode).release();
   opened_here_ = stream_ != nullptr;
   return opened_here_;
 }

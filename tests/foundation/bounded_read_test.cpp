@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "foundation/file_handle.h"
+#include "host/file_services.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/file_handle.h"
+#include "host/file_services.h"
 #include "trq/foundation.h"
 
 namespace {

@@ -143,18 +143,18 @@ TEST(FileUtilities, BackslashesBecomeSlashesWhereThatLeadsSomewhere) {
   const std::string::size_type slash = path.rfind('/');
   std::string with_backslash = path;
   with_backslash[slash] = '\\';
-  EXPECT_EQ(trq::host::SystemPath(with_backslash), path);
+  EXPECT_EQ(trq::host::SystemPath(with_backslash).str(), path);
   // A name whose parent exists is where a new file goes.
   std::string fresh = dir.File("new.sty");
   fresh[fresh.rfind('/')] = '\\';
-  EXPECT_EQ(trq::host::SystemPath(fresh), dir.File("new.sty"));
-  EXPECT_EQ(trq::host::SystemPath("nowhere\\at\\all"), "nowhere\\at\\all");
-  EXPECT_EQ(trq::host::SystemPath("\\none-such"), "/none-such");  // its parent is the root
+  EXPECT_EQ(trq::host::SystemPath(fresh).str(), dir.File("new.sty"));
+  EXPECT_EQ(trq::host::SystemPath("nowhere\\at\\all").str(), "nowhere\\at\\all");
+  EXPECT_EQ(trq::host::SystemPath("\\none-such").str(), "/none-such");  // its parent is the root
   // A name that exists with its backslash is used as it is, whatever else there is.
   dir.Write("odd\\name", "x");
   std::filesystem::create_directory(dir.path() / "odd");
   dir.Write("odd/name", "x");
-  EXPECT_EQ(trq::host::SystemPath(dir.File("odd\\name")), dir.File("odd\\name"));
+  EXPECT_EQ(trq::host::SystemPath(dir.File("odd\\name")).str(), dir.File("odd\\name"));
 }
 
 TEST(FileUtilities, DirectoriesDoNotOpen) {

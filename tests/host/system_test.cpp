@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "foundation/file_handle.h"
+#include "host/file_services.h"
 
 namespace {
 

@@ -10,7 +10,7 @@ import tempfile
 import unittest
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-FOLDERS = "include/trq host foundation companions geometry styles recoat setup placement".split()
+FOLDERS = "include/trq host foundation geometry styles recoat setup placement".split()
 
 # Made once by whichever thread comes first, constant from then on.
 ALLOWED = {"CErrorObject::GetRootDirectory()::directory", "guard variable for CErrorObject::GetRootDirectory()::directory"}

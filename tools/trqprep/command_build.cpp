@@ -1,7 +1,7 @@
-#include "atomic_output.h"
-#include "build_folder.h"
-#include "command.h"
-#include "preflight.h"
+#include "cli/command.h"
+#include "trqprep/atomic_output.h"
+#include "trqprep/build_folder.h"
+#include "trqprep/preflight.h"
 
 namespace trqprep {
 namespace {

@@ -4,17 +4,17 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "build_folder.h"
-#include "check_mesh.h"
-#include "check_rules.h"
-#include "check_styles.h"
-#include "command.h"
+#include "cli/command.h"
+#include "cli/progress.h"
 #include "file_kinds.h"
-#include "job_file.h"
-#include "preflight.h"
-#include "progress.h"
-#include "suggestions.h"
-#include "verify_folder.h"
+#include "trqprep/build_folder.h"
+#include "trqprep/check_mesh.h"
+#include "trqprep/check_rules.h"
+#include "trqprep/check_styles.h"
+#include "trqprep/job_file.h"
+#include "trqprep/preflight.h"
+#include "trqprep/suggestions.h"
+#include "trqprep/verify_folder.h"
 
 namespace trqprep {
 namespace {

@@ -1,5 +1,5 @@
-#include "command.h"
-#include "completion.h"
+#include "cli/command.h"
+#include "cli/completion.h"
 
 namespace trqprep {
 namespace {

@@ -1,5 +1,5 @@
-#include "command.h"
-#include "mesh_output.h"
+#include "cli/command.h"
+#include "trqprep/mesh_writer.h"
 
 namespace trqprep {
 namespace {

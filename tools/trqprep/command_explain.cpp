@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cctype>
 
-#include "check_rules.h"
-#include "command.h"
-#include "suggestions.h"
+#include "cli/command.h"
+#include "trqprep/check_rules.h"
+#include "trqprep/suggestions.h"
 
 namespace trqprep {
 namespace {

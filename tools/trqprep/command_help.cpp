@@ -1,8 +1,8 @@
 #include <CLI/CLI.hpp>
 
-#include "command.h"
-#include "help_pages.h"
-#include "suggestions.h"
+#include "cli/command.h"
+#include "cli/help_pages.h"
+#include "trqprep/suggestions.h"
 
 namespace trqprep {
 namespace {

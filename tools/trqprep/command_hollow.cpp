@@ -2,12 +2,12 @@
 #include <algorithm>
 #include <cmath>
 
-#include "command.h"
-#include "fixed_name_file.h"
-#include "mesh_output.h"
-#include "mesh_topology.h"
-#include "progress.h"
-#include "vents_file.h"
+#include "cli/command.h"
+#include "cli/progress.h"
+#include "trqprep/fixed_name_file.h"
+#include "trqprep/mesh_topology.h"
+#include "trqprep/mesh_writer.h"
+#include "trqprep/vents_file.h"
 
 namespace trqprep {
 namespace {

@@ -1,6 +1,6 @@
-#include "command.h"
+#include "cli/command.h"
+#include "cli/progress.h"
 #include "file_kinds.h"
-#include "progress.h"
 
 namespace trqprep {
 namespace {

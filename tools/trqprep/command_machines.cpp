@@ -1,11 +1,11 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
-#include "command.h"
-#include "machine_profiles.h"
-#include "style_document.h"
-#include "suggestions.h"
+#include "cli/command.h"
 #include "trq/machine_types.h"
+#include "trqprep/machine_profiles.h"
+#include "trqprep/style_document.h"
+#include "trqprep/suggestions.h"
 
 namespace trqprep {
 namespace {

@@ -1,6 +1,6 @@
-#include "command.h"
-#include "mesh_output.h"
-#include "progress.h"
+#include "cli/command.h"
+#include "cli/progress.h"
+#include "trqprep/mesh_writer.h"
 
 namespace trqprep {
 namespace {

@@ -1,9 +1,9 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
-#include "command.h"
-#include "style_file.h"
-#include "suggestions.h"
+#include "cli/command.h"
+#include "trqprep/stored_style.h"
+#include "trqprep/suggestions.h"
 
 namespace trqprep {
 namespace {

@@ -1,7 +1,7 @@
-#include "atomic_output.h"
-#include "command.h"
-#include "plate.h"
-#include "plate_svg.h"
+#include "cli/command.h"
+#include "trqprep/atomic_output.h"
+#include "trqprep/plate.h"
+#include "trqprep/plate_svg.h"
 
 namespace trqprep {
 namespace {

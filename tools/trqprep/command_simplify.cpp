@@ -1,8 +1,8 @@
 #include <CLI/CLI.hpp>
 #include <cmath>
 
-#include "command.h"
-#include "mesh_output.h"
+#include "cli/command.h"
+#include "trqprep/mesh_writer.h"
 
 namespace trqprep {
 namespace {

@@ -5,9 +5,9 @@
 #include <cstdio>
 #include <tuple>
 
-#include "command.h"
-#include "contour_file.h"
-#include "contour_svg.h"
+#include "cli/command.h"
+#include "trqprep/contour_file.h"
+#include "trqprep/contour_svg.h"
 
 namespace trqprep {
 namespace {

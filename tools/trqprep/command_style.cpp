@@ -2,7 +2,7 @@
 #include <cctype>
 
 #include "style_verbs.h"
-#include "suggestions.h"
+#include "trqprep/suggestions.h"
 
 namespace trqprep {
 namespace {

@@ -7,10 +7,10 @@
 #include <iterator>
 #include <limits>
 
-#include "atomic_output.h"
-#include "mesh_input.h"
 #include "style_verbs.h"
-#include "suggestions.h"
+#include "trqprep/atomic_output.h"
+#include "trqprep/mesh_input.h"
+#include "trqprep/suggestions.h"
 
 namespace trqprep {
 namespace {

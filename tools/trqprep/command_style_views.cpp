@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <set>
 
-#include "atomic_output.h"
 #include "style_verbs.h"
+#include "trqprep/atomic_output.h"
 
 namespace trqprep {
 namespace {

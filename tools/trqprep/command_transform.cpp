@@ -2,8 +2,8 @@
 #include <map>
 #include <stdexcept>
 
-#include "command.h"
-#include "mesh_output.h"
+#include "cli/command.h"
+#include "trqprep/mesh_writer.h"
 
 namespace trqprep {
 namespace {

@@ -7,12 +7,12 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "atomic_output.h"
-#include "command.h"
-#include "mesh_topology.h"
+#include "cli/command.h"
 #include "trq/setup.h"
-#include "vent_patches.h"
-#include "vents_file.h"
+#include "trqprep/atomic_output.h"
+#include "trqprep/mesh_topology.h"
+#include "trqprep/vent_patches.h"
+#include "trqprep/vents_file.h"
 
 namespace trqprep {
 namespace {

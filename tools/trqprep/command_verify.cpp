@@ -1,7 +1,7 @@
 #include <CLI/CLI.hpp>
 
-#include "command.h"
-#include "verify_folder.h"
+#include "cli/command.h"
+#include "trqprep/verify_folder.h"
 
 namespace trqprep {
 namespace {

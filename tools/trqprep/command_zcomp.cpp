@@ -3,13 +3,13 @@
 #include <cctype>
 #include <cmath>
 
-#include "command.h"
-#include "fixed_name_file.h"
-#include "mesh_output.h"
-#include "suggestions.h"
+#include "cli/command.h"
 #include "trq/machine_types.h"
 #include "trq/setup.h"
 #include "trq/styles.h"
+#include "trqprep/fixed_name_file.h"
+#include "trqprep/mesh_writer.h"
+#include "trqprep/suggestions.h"
 
 namespace trqprep {
 namespace {

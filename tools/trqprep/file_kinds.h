@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "context.h"
-#include "mesh_input.h"
+#include "cli/context.h"
+#include "trqprep/mesh_input.h"
 
 namespace trqprep {
 

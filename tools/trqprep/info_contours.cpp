@@ -1,6 +1,6 @@
 // What `info` says about slice-contour files.
-#include "contour_file.h"
 #include "file_kinds.h"
+#include "trqprep/contour_file.h"
 
 namespace trqprep {
 namespace {

@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include "file_kinds.h"
-#include "mesh_output.h"
+#include "trqprep/mesh_writer.h"
 
 namespace trqprep {
 namespace {

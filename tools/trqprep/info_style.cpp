@@ -1,6 +1,6 @@
 // What `info` says about style files.
 #include "file_kinds.h"
-#include "style_file.h"
+#include "trqprep/stored_style.h"
 
 namespace trqprep {
 namespace {

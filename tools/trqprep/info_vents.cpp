@@ -1,6 +1,6 @@
 // What `info` says about vents-and-drains side files.
 #include "file_kinds.h"
-#include "vents_file.h"
+#include "trqprep/vents_file.h"
 
 namespace trqprep {
 namespace {

@@ -1,3 +1,3 @@
-#include "command.h"
+#include "cli/command.h"
 
 int main(int argc, char** argv) { return trqprep::RunCommandLine(argc, argv); }

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "command.h"
-#include "style_file.h"
+#include "cli/command.h"
+#include "trqprep/stored_style.h"
 
 namespace trqprep {
 

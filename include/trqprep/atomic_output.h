@@ -1,0 +1,88 @@
+/// Outputs that appear whole or not at all.
+///
+/// A file is written under a name `.trqprep-XXXXXX` of its own in the target folder, flushed to disk and
+/// renamed; a folder is built under such a name beside its final one. A symbolic link is followed. What
+/// exists and is no regular file is written directly, from a private temporary file. Whatever cannot be
+/// written ends the command with exit 4; an output that is not committed leaves nothing behind.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "cli/interrupt.h"
+
+namespace trqprep {
+
+/// An output file. Refuses an existing one unless `replace`.
+class OutputFile {
+ public:
+  OutputFile(const std::string& path, bool replace);
+  /// Where to write: an existing, empty file that may be opened again and truncated.
+  const std::string& path() const { return temporary_.path(); }
+  /// The file's final name as given.
+  const std::string& final_path() const { return given_; }
+  /// Writes all the bytes to path().
+  void Write(std::string_view bytes);
+  /// Says how long the finished file must be; a shorter or longer one was not written completely.
+  void Expect(std::uint64_t size) { expected_size_ = static_cast<std::int64_t>(size); }
+  /// Gives the file its final name. May be called once, when path() is complete.
+  void Commit();
+
+ private:
+  [[noreturn]] void FailTo(const char* what, int error) const;
+  void CopyToSpecial();
+
+  std::string given_;
+  std::string target_;  // links followed
+  bool replace_;
+  bool special_ = false;
+  mode_t mode_ = 0;
+  std::int64_t expected_size_ = -1;
+  TemporaryPath temporary_;
+};
+
+/// Writes a whole file in one step: OutputFile, Write, read back, Commit.
+void WriteOutputFile(const std::string& path, std::string_view bytes, bool replace);
+
+/// An output folder. Refuses an existing one unless `replace`; then the two are exchanged in one step and the
+/// old one is removed.
+class OutputFolder {
+ public:
+  OutputFolder(const std::string& path, bool replace);
+  /// The folder to fill; `name` is a path below it.
+  const std::string& path() const { return temporary_.path(); }
+  std::string PathOf(const std::string& name) const { return path() + "/" + name; }
+  void MakeFolder(const std::string& name);
+  /// Writes a file of the folder and reads it back.
+  void WriteFile(const std::string& name, std::string_view bytes);
+  /// Flushes everything and gives the folder its final name. May be called once.
+  void Commit();
+
+ private:
+  [[noreturn]] void FailTo(const char* what, int error) const;
+
+  std::string given_;
+  std::string target_;
+  bool replace_;
+  mode_t mode_ = 0;
+  TemporaryPath temporary_;
+};
+
+/// A private folder for fixed-name outputs and comparisons; removed with this object.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  const std::string& path() const { return temporary_.path(); }
+  std::string PathOf(const std::string& name) const { return path() + "/" + name; }
+
+ private:
+  TemporaryPath temporary_;
+};
+
+/// Remembers the process's umask; called once before threads start.
+void RememberUmask();
+
+}  // namespace trqprep

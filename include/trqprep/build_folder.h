@@ -1,0 +1,41 @@
+/// The build folder: what it holds and how it is written.
+#pragma once
+
+#include <string>
+
+#include "trqprep/atomic_output.h"
+#include "trqprep/build_setup.h"
+#include "trqprep/plate.h"
+
+namespace trqprep {
+
+/// Names inside a build folder.
+constexpr const char* kPlateStl = "plate.stl";
+constexpr const char* kPlateSvg = "plate.svg";
+constexpr const char* kBuildJson = "build.json";
+constexpr const char* kBuildToml = "build.toml";
+constexpr const char* kChecksJson = "checks.json";
+constexpr const char* kMeshFolder = "meshes";
+constexpr const char* kPartFolder = "parts";
+constexpr const char* kStyleFolder = "styles";
+constexpr const char* kBuildSchema = "trqprep.build-folder/1";
+constexpr const char* kChecksSchema = "trqprep.checks/1";
+
+/// "meshes/gear-2.ctl"
+std::string MeshName(const Plate& plate, const Piece& piece);
+
+/// build.json without the list of files: the plate with its styles. Nothing in it hangs on where the folder
+/// stands or where its inputs came from.
+Json BuildDocument(const Plate& plate, const BuildSetup& setup);
+
+/// Fills the folder; the caller commits it. `findings` go to checks.json. Returns build.json.
+Json WriteBuildFolder(Context& context, const Plate& plate, const BuildSetup& setup,
+                      const std::vector<BuildFinding>& findings, OutputFolder& folder);
+
+/// The sum over build.json that stands in it as "sum", of the document without it.
+std::string SumOf(Json document);
+
+/// build.json of a folder. Exit 3 when it is none.
+Json ReadBuildDocument(const std::string& folder);
+
+}  // namespace trqprep

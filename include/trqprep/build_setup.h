@@ -1,0 +1,88 @@
+/// What turns a placement into a build: the platform with its recoat styles, and a model a part with its
+/// build styles by Z, both as the library keeps them.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "trq/setup.h"
+#include "trqprep/check_styles.h"
+#include "trqprep/plate.h"
+
+namespace trqprep {
+
+/// A style file of the build: as read, upgraded to the 301 layout.
+struct BuildStyleFile {
+  std::string given;  ///< its path
+  StyleFile file;     ///< as read
+  std::string name;   ///< in the build folder: "styles/Fine.sty"
+  std::string bytes;  ///< the upgraded file with its checksum
+  std::string csv;
+  std::string damage;  ///< text of its STYLE-CRC finding; empty when there is none
+  std::int32_t crc() const;
+};
+
+/// A build style of a part, as it stands in the stack.
+struct StackedStyle {
+  std::string file;  ///< in the build folder
+  float start = 0;
+  float end = 0;
+  float thickness = 0;
+  double spacing = 0;    ///< the argument of the Z correction
+  int z_correction = 0;  ///< layers
+};
+
+/// A part's styles and what follows from the first of them.
+struct PartSetup {
+  double bottom = 0;
+  double top = 0;
+  std::vector<StackedStyle> stack;
+  float first_layer_thickness = 0;
+  float dp = 0;
+  float ec = 0;
+  float z_compensation = 0;  ///< height of the compensated layers
+};
+
+/// A piece's area and volume through its placement, in the plate's unit.
+struct PieceMeasures {
+  float area = 0;
+  float volume = 0;
+};
+
+/// A finding, and the file of the build folder that it speaks of.
+struct BuildFinding {
+  Message message;
+  std::string file;
+};
+
+struct BuildSetup {
+  std::vector<BuildStyleFile> styles;
+  PLATFORM platform;
+  std::vector<StackedStyle> recoat;
+  std::vector<PartSetup> parts;         ///< one a part of the plate
+  std::vector<PieceMeasures> measures;  ///< one a piece
+  std::vector<BuildFinding> findings;   ///< of parts, styles and stacks
+
+  /// The style file that was asked for by `path`.
+  const BuildStyleFile& FileFor(const std::string& path, StyleKind kind) const;
+
+  struct Asked {
+    std::string path;
+    StyleKind kind;
+    std::size_t style;
+  };
+  std::vector<Asked> asked;  ///< every path that was asked for, and the style that it is
+};
+
+/// "parts/gear.stl": the part's place in the build folder.
+std::string PartFileName(const PlatePart& part);
+
+/// Reads the styles of a placed plate, checks parts and styles, and stacks the styles. Exit 3 for a file that
+/// is no style. Says what it finds.
+std::unique_ptr<BuildSetup> SetUpBuild(Context& context, const Plate& plate);
+
+/// A model of a piece: the part's mesh with the piece's placement as current matrix.
+std::unique_ptr<MODEL> PieceModel(const Plate& plate, const Piece& piece);
+
+}  // namespace trqprep

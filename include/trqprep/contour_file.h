@@ -1,0 +1,94 @@
+/// Slice-contour files (docs/formats/slc.md) in the tool: reading with messages, what a file holds, writing.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/context.h"
+#include "trq/slice_contours.h"
+#include "trqprep/atomic_output.h"
+#include "trqprep/matrix4.h"
+#include "trqprep/mesh_input.h"
+
+namespace trqprep {
+
+struct ContourFile {
+  std::string path;  // as given
+  std::uint64_t file_size = 0;
+  std::uint64_t end = 0;  ///< the first byte behind the terminator
+  Units units = Units::kMillimetre;
+  bool units_stated = false;                               ///< by the header; otherwise they are --units
+  std::array<unsigned char, slc::kReservedSize> reserved;  ///< as the file has it; the model has its own
+  std::unique_ptr<slc> model;                              ///< the terminator is the last of its layers
+
+  std::string header() const;
+  std::size_t layer_count() const { return model->layers.size() - 1; }
+  /// Where the reserved block begins in the file.
+  std::size_t reserved_offset() const { return static_cast<std::size_t>(model->header_length) + 1; }
+};
+
+/// By content (a header that names its version), or by name when the content is of no other kind.
+bool LooksLikeSlc(const FileHead& file);
+
+/// Reads a file. Whatever keeps it from being one ends the command with exit 3. Warns of unknown units, and
+/// notes a reserved block that is not zero and bytes behind the terminator.
+ContourFile ReadContours(Context& context, const std::string& path);
+
+/// What a layer holds. Lengths are in the file's unit.
+struct LayerSummary {
+  float z = 0;
+  std::size_t boundaries = 0;
+  std::size_t clockwise = 0;  ///< boundaries that run clockwise, as holes do
+  std::size_t open = 0;       ///< boundaries that do not end on their first vertex
+  std::uint64_t vertices = 0;
+  std::uint64_t gaps = 0;
+  double area = 0;  ///< counterclockwise boundaries less clockwise ones
+};
+
+struct ContourSummary {
+  std::vector<LayerSummary> layers;  ///< without the terminator
+  LayerSummary total;                ///< `area` and `z` are not used
+  double volume = 0;                 ///< each layer's area times its distance to the next
+  Box box;                           ///< of all finite vertices; a layer reaches up to the next one
+  std::size_t not_finite = 0;        ///< boundaries with a vertex that is not finite
+};
+
+/// Measures all layers. Warns of vertices that are not finite (they are left out) and of layers whose area is
+/// negative.
+ContourSummary Summarize(Context& context, const ContourFile& file);
+
+/// Twice the area that the boundary encloses, positive when it runs counterclockwise; 0 with a vertex that is
+/// not finite.
+double TwiceArea(const trq::SlcBoundary& boundary);
+bool IsFinite(const trq::SlcBoundary& boundary);
+
+/// What the header says after `-KEY`, up to the next key; nothing without that key. The case of the key does
+/// not matter.
+std::optional<std::string> HeaderField(const std::string& header, const std::string& key);
+
+/// Puts the pair of numbers for `axis` (0 x, 1 y, 2 z) of the header's `-EXTENTS` through `change`, which
+/// gets the lower and the upper one. The header as it is when it has no such pairs.
+std::string WithExtents(const std::string& header, std::size_t axis,
+                        const std::function<std::array<double, 2>(double, double)>& change);
+/// Gives the model a header. False, and nothing changed, when it is too long.
+bool SetHeader(slc& model, const std::string& header);
+
+/// Everything about a file for `info` and `slc info`, into `data`.
+void DescribeContours(Json& data, const ContourFile& file, const ContourSummary& summary);
+/// The same for people; with `each_layer` a table of the layers too.
+void PrintContours(Context& context, const ContourFile& file, const ContourSummary& summary, bool each_layer);
+
+/// The size of the model's file.
+std::uint64_t ContourFileSize(const slc& model);
+/// Writes the model to `path`, an existing file that is this tool's own.
+void WriteContoursTo(slc& model, const std::string& path);
+/// Writes the model to a new file.
+void WriteContours(Context& context, slc& model, const std::string& path);
+
+}  // namespace trqprep

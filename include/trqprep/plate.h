@@ -1,0 +1,77 @@
+/// The plate: parts as read, pieces as placed, and whether the result is right.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "cli/context.h"
+#include "trqprep/job.h"
+#include "trqprep/matrix4.h"
+#include "trqprep/mesh_input.h"
+
+namespace trqprep {
+
+struct PlatePart {
+  PartRequest request;
+  std::string name;  ///< the file's stem, numbered where two are equal
+  std::string sha256;
+  InputMesh input;                       ///< untouched, in the file's own unit
+  std::optional<std::string> side_file;  ///< text of its vents-and-drains side file
+  std::vector<Message> remarks;          ///< what was said while it was read
+  Matrix4 prepare;                       ///< unit, asked-for turn, to minimum X = Y = 0, Z kept or dropped
+};
+
+struct Piece {
+  std::size_t part = 0;  ///< index of the PlatePart
+  int copy = 1;          ///< from 1
+  double x = 0;          ///< where the lower corner of the turned part stands
+  double y = 0;
+  double rotation = 0;  ///< degrees, as the placement chose
+  int rotation_index = 0;
+  Matrix4 matrix;                 ///< takes the untouched mesh to its place
+  std::vector<PbVec3f> vertices;  ///< of the placed mesh
+  Box box;
+};
+
+struct Plate {
+  Job job;
+  std::array<double, 3> vat{};   ///< in job.units, like everything below
+  std::array<double, 2> cell{};  ///< of the placement's grid
+  std::vector<PlatePart> parts;
+  std::vector<Piece> pieces;
+  Box extent;                    ///< of all pieces
+  double smallest_distance = 0;  ///< in XY, between facets of two pieces; below 0: there is one piece only
+};
+
+/// Reads the parts of a job. Exit 3 for one that cannot be read.
+Plate LoadPlate(Context& context, const Job& job);
+
+/// Searches the placement and applies it to the untouched meshes. False, after a message with the reason,
+/// when there is none: the command then ends with exit 5.
+bool PlacePieces(Context& context, Plate& plate);
+
+/// Checks on the placed meshes that every vertex lies inside the vat and that no two pieces overlap seen from
+/// above: OUTSIDE-VAT and OVERLAP, all errors. Measures the smallest distance.
+std::vector<Message> CheckPieces(Plate& plate);
+
+/// "gear-2"
+std::string PieceName(const Plate& plate, const Piece& piece);
+/// The last part of a path without its ending.
+std::string Stem(const std::string& path);
+
+/// How far pieces may reach into each other or out of the vat: a contact, in `units`.
+double ContactIn(Units units);
+
+/// The placed mesh of a piece, with normals, labelled with the plate's unit.
+std::unique_ptr<CTL> PieceMesh(const Plate& plate, const Piece& piece);
+/// All pieces in one mesh.
+std::unique_ptr<CTL> PlateMesh(const Plate& plate);
+
+/// What the plate holds, as build.json and `place --json` say it; nothing about outputs.
+Json DescribePlate(const Plate& plate);
+/// The same for people.
+void PrintPlate(Context& context, const Plate& plate);
+
+}  // namespace trqprep

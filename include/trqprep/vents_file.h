@@ -1,0 +1,62 @@
+/// The vents-and-drains side file (docs/formats/vents-and-drains.md).
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/context.h"
+#include "trqprep/matrix4.h"
+#include "trqprep/mesh_input.h"
+
+namespace trqprep {
+
+/// A vent or drain as the file has it: a point in model coordinates, and four numbers that the library
+/// carries unchanged. This tool writes a direction out of the part and the diameter there.
+struct VentEntry {
+  std::array<float, 7> numbers{};
+  std::size_t line = 0;  ///< index into VentsFile::lines
+
+  Point point() const { return {numbers[0], numbers[1], numbers[2]}; }
+  /// "vent" when the direction points up, "drain" when it points down, otherwise "unknown".
+  const char* kind() const;
+};
+
+struct VentsFile {
+  std::string path;
+  std::vector<std::string> lines;      ///< without line ends
+  std::vector<VentEntry> entries;      ///< the lines of seven numbers, in order
+  std::vector<std::size_t> bad_lines;  ///< indices of lines that are neither empty nor seven numbers
+
+  /// The lines again, each with an end.
+  std::string Text() const;
+};
+
+/// The side file of a model: its name up to the last period, with ".V_D". A name that ends in ".V_D" is the
+/// side file itself.
+std::string SideFileOf(const std::string& model);
+bool IsSideFileName(const std::string& path);
+
+/// The line of a vent or drain, without line end.
+std::string VentLine(const std::array<float, 7>& numbers);
+VentsFile ParseVents(const std::string& path, const std::string& text);
+
+/// By content (every line is seven numbers) or by the ending of the name.
+bool LooksLikeVents(const FileHead& file);
+/// Reads a side file; exit 3 when it cannot be read. Warns of lines that are not seven numbers.
+VentsFile ReadVents(Context& context, const std::string& path);
+/// Nothing when there is no such file.
+std::optional<VentsFile> ReadVentsIfThere(Context& context, const std::string& path);
+
+/// Which openings a cavity has: a point within its extent in X and Y counts as a vent above its middle, as a
+/// drain below.
+struct Openings {
+  bool vent = false;
+  bool drain = false;
+};
+/// `factor` takes the file's points to the unit of the box.
+Openings OpeningsOf(const VentsFile& vents, double factor, const Box& cavity);
+
+}  // namespace trqprep

@@ -1,0 +1,274 @@
+#include "trqprep/build_folder.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <fstream>
+#include <iterator>
+
+#include "cli/command.h"
+#include "cli/progress.h"
+#include "file_kinds.h"
+#include "trqprep/job_file.h"
+#include "trqprep/mesh_writer.h"
+#include "trqprep/plate_svg.h"
+#include "trqprep/sha256.h"
+#include "trqprep/vents_file.h"
+
+namespace trqprep {
+namespace {
+
+// Writes a mesh into the folder and makes sure that all of it arrived.
+void WriteMeshFile(Context& context, CTL& mesh, MeshFormat format, const OutputFolder& folder,
+                   const std::string& name) {
+  context.current_file = name;
+  const std::string path = folder.PathOf(name);
+  const std::optional<std::uint64_t> size = WriteMeshTo(mesh, path, format);
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0 || (size && static_cast<std::uint64_t>(status.st_size) != *size)) {
+    Fail(ExitCode::kOutput, Message("OUTPUT-SHORT", name, "could not be written completely")
+                                .Hint("is the disk full, or a size limit in force?"));
+  }
+  context.current_file.clear();
+}
+
+bool IsBuildFolder(const FileHead& file) {
+  struct stat status {};
+  return file.is_folder && stat((file.path + "/" + kBuildJson).c_str(), &status) == 0 &&
+         S_ISREG(status.st_mode);
+}
+
+void DescribeBuildFolder(Context& context, const FileHead& file, Json& data) {
+  const Json document = ReadBuildDocument(file.path);
+  data["pieces"] = document["pieces"].size();
+  data["parts"] = document["inputs"].size();
+  for (const char* key : {"units", "machine", "vat", "seed", "extent", "smallest_distance"}) {
+    if (document.contains(key)) data[key] = document[key];
+  }
+  context.Print("{}: build folder, {} pieces of {} parts\n", OneLine(file.path), document["pieces"].size(),
+                document["inputs"].size());
+  for (const Json& input : document["inputs"]) {
+    if (!input.is_object()) continue;
+    const auto text_of = [&](const char* key) {
+      return OneLine(TextFromJson(input.value(key, Json(""))).value_or("?"));
+    };
+    context.Print("  {}: {} of {}\n", text_of("part"), input.value("copies", Json(1)).dump(),
+                  text_of("file"));
+  }
+}
+
+// The files of the folder, as they are written.
+class FolderWriter {
+ public:
+  explicit FolderWriter(OutputFolder& folder) : folder_(folder) {}
+  void Write(const std::string& name, std::string_view bytes) {
+    folder_.WriteFile(name, bytes);
+    Add(name);
+  }
+  // Lists a file that stands already.
+  void Add(const std::string& name) {
+    const std::string path = folder_.PathOf(name);
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
+      Fail(ExitCode::kOutput, Message("OUTPUT-SHORT", name, SystemText(errno)));
+    }
+    files_.push_back({{"file", TextToJson(name)}, {"size", status.st_size}, {"sha256", Sha256OfFile(path)}});
+  }
+  const Json& files() const { return files_; }
+
+ private:
+  OutputFolder& folder_;
+  Json files_ = Json::array();
+};
+
+// The part's file as it was read; changed in between, it would not be what was built.
+std::string BytesOfPart(const PlatePart& part) {
+  std::ifstream stream(part.request.path, std::ios::binary);
+  std::string bytes{std::istreambuf_iterator<char>(stream), {}};
+  if (Sha256(bytes) != part.sha256) {
+    Fail(ExitCode::kInput,
+         Message("INPUT-CHANGED", part.request.path, "changed while it was being built").Hint("build again"));
+  }
+  return bytes;
+}
+
+// The part's side file, moved as its piece was.
+void WriteSideFile(const Plate& plate, const Piece& piece, const std::string& mesh_path) {
+  const PlatePart& part = plate.parts[piece.part];
+  const double factor = UnitsFactor(part.input.units, plate.job.units);
+  std::string scaled;
+  for (const VentEntry& entry : ParseVents("", *part.side_file).entries) {
+    std::array<float, 7> numbers = entry.numbers;
+    for (std::size_t k = 0; k < 3; ++k) numbers[k] = static_cast<float>(numbers[k] * factor);
+    scaled += VentLine(numbers) + "\n";
+  }
+  const TemporaryFolder folder;
+  const std::string source = folder.PathOf("part.ctl");
+  WriteOutputFile(SideFileOf(source), scaled, false);
+  // The move of the scaled part: the library's side files know turns and shifts only.
+  const Matrix4 move = Compose(piece.matrix, Matrix4::Scaling(1 / factor, 1 / factor, 1 / factor));
+  MODEL model;
+  model.ComponentInfo.text = CString(mesh_path);
+  for (int k = 0; k < 16; ++k) {
+    model.ComponentInfo.placement()[k] = static_cast<float>(move.m[k / 4][k % 4]);
+    model.ComponentInfo.record.previous_matrix[static_cast<std::size_t>(k)] = k % 5 == 0 ? 1.0f : 0.0f;
+  }
+  if (model.CopyVDFileFrom(CString(source), 0, 0, 0) != 1 || model.MoveVDFileLast(0) != 1) {
+    Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", SideFileOf(mesh_path), "cannot be written"));
+  }
+}
+
+// The job that makes the folder again from its own files.
+Job FolderJob(const Plate& plate, const BuildSetup& setup) {
+  Job job = plate.job;
+  const auto rename = [&](std::vector<StyleRequest>& requests, StyleKind kind) {
+    for (StyleRequest& request : requests) {
+      const BuildStyleFile& style = setup.FileFor(request.path, kind);
+      request.path = style.name;
+      request.damage = style.damage;
+    }
+  };
+  rename(job.styles, StyleKind::kBuild);
+  rename(job.recoats, StyleKind::kRecoat);
+  for (std::size_t i = 0; i < job.parts.size(); ++i) {
+    job.parts[i].path = PartFileName(plate.parts[i]);
+    rename(job.parts[i].styles, StyleKind::kBuild);
+  }
+  return job;
+}
+
+Json ChecksDocument(const std::vector<BuildFinding>& findings) {
+  Json document{{"schema", kChecksSchema}, {"tool", ToolName()}, {"findings", Json::array()}};
+  for (const BuildFinding& finding : findings) {
+    Message message = finding.message;
+    message.file = finding.file;
+    document["findings"].push_back(MessageToJson(message));
+  }
+  return document;
+}
+
+Json StackToJson(const std::vector<StackedStyle>& stack, bool build) {
+  Json list = Json::array();
+  for (const StackedStyle& style : stack) {
+    Json entry{{"file", TextToJson(style.file)},
+               {"start", NumberToJson(style.start)},
+               {"end", NumberToJson(style.end)},
+               {"layer_thickness", NumberToJson(style.thickness)}};
+    if (build) {
+      entry["z_spacing"] = NumberToJson(static_cast<float>(style.spacing));
+      entry["z_correction"] = style.z_correction;
+    }
+    list.push_back(entry);
+  }
+  return list;
+}
+
+const FileKindRegistration kBuildKind(5, {"build", IsBuildFolder, DescribeBuildFolder});
+
+}  // namespace
+
+std::string MeshName(const Plate& plate, const Piece& piece) {
+  return fmt::format("{}/{}-{}.ctl", kMeshFolder, plate.parts[piece.part].name, piece.copy);
+}
+
+Json ReadBuildDocument(const std::string& folder) {
+  const std::string path = folder + (folder.back() == '/' ? "" : "/") + kBuildJson;
+  std::ifstream stream(path, std::ios::binary);
+  const std::string text{std::istreambuf_iterator<char>(stream), {}};
+  Json document;
+  try {
+    document = ParseJson(text);
+  } catch (const JsonMistake& mistake) {
+    Fail(ExitCode::kInput, Message("BUILD-INVALID", path, mistake.text));
+  }
+  if (!document.is_object() || document.value("schema", Json()) != kBuildSchema ||
+      !document.contains("pieces") || !document["pieces"].is_array() || !document.contains("inputs") ||
+      !document["inputs"].is_array()) {
+    Fail(ExitCode::kInput, Message("BUILD-INVALID", path, "does not describe a build"));
+  }
+  return document;
+}
+
+std::string SumOf(Json document) {
+  document.erase("sum");
+  return Sha256(JsonDocument(document));
+}
+
+Json BuildDocument(const Plate& plate, const BuildSetup& setup) {
+  Json document;
+  document["schema"] = kBuildSchema;
+  document["tool"] = ToolName();
+  const Json described = DescribePlate(plate);
+  const std::optional<int>& machine = plate.job.machine;
+  document["machine"] = machine ? Json(MachineName(*machine)) : Json(nullptr);
+  document["machine_type"] = machine ? Json(*machine) : Json(nullptr);
+  for (const auto& [key, value] : described.items()) document[key] = value;
+  for (std::size_t i = 0; i < plate.parts.size(); ++i) {
+    const PartSetup& part = setup.parts[i];
+    Json& entry = document["inputs"][i];
+    entry["file"] = TextToJson(PartFileName(plate.parts[i]));
+    if (part.stack.empty()) continue;
+    entry["styles"] = StackToJson(part.stack, true);
+    entry["first_layer_thickness"] = NumberToJson(part.first_layer_thickness);
+    entry["dp"] = NumberToJson(part.dp);
+    entry["ec"] = NumberToJson(part.ec);
+    entry["z_compensation"] = NumberToJson(part.z_compensation);
+  }
+  for (std::size_t i = 0; i < plate.pieces.size(); ++i) {
+    Json& entry = document["pieces"][i];
+    entry["area"] = NumberToJson(setup.measures[i].area);
+    entry["volume"] = NumberToJson(setup.measures[i].volume);
+    entry["mesh"] = TextToJson(MeshName(plate, plate.pieces[i]));
+    if (plate.parts[plate.pieces[i].part].side_file) {
+      entry["side_file"] = TextToJson(SideFileOf(MeshName(plate, plate.pieces[i])));
+    }
+  }
+  document["recoat"] = StackToJson(setup.recoat, false);
+  document["styles"] = Json::array();
+  for (const BuildStyleFile& style : setup.styles) {
+    document["styles"].push_back({{"file", TextToJson(style.name)},
+                                  {"kind", StyleKindName(style.file.kind)},
+                                  {"crc", fmt::format("{:08x}", static_cast<std::uint32_t>(style.crc()))}});
+  }
+  return document;
+}
+
+Json WriteBuildFolder(Context& context, const Plate& plate, const BuildSetup& setup,
+                      const std::vector<BuildFinding>& findings, OutputFolder& folder) {
+  FolderWriter writer(folder);
+  ShowProgress("writing the plate", 0.85);
+  WriteMeshFile(context, *PlateMesh(plate), MeshFormat::kBinaryStl, folder, kPlateStl);
+  writer.Add(kPlateStl);
+  folder.MakeFolder(kPartFolder);
+  for (const PlatePart& part : plate.parts) {
+    writer.Write(PartFileName(part), BytesOfPart(part));
+    if (part.side_file) writer.Write(SideFileOf(PartFileName(part)), *part.side_file);
+  }
+  if (!setup.styles.empty()) folder.MakeFolder(kStyleFolder);
+  for (const BuildStyleFile& style : setup.styles) {
+    writer.Write(style.name, style.bytes);
+    writer.Write(style.name + ".csv", style.csv);
+  }
+  folder.MakeFolder(kMeshFolder);
+  for (std::size_t i = 0; i < plate.pieces.size(); ++i) {
+    const Piece& piece = plate.pieces[i];
+    const std::string name = MeshName(plate, piece);
+    ShowProgress("writing " + name,
+                 0.9 + 0.1 * static_cast<double>(i) / static_cast<double>(plate.pieces.size()));
+    WriteMeshFile(context, *PieceMesh(plate, piece), MeshFormat::kCtl, folder, name);
+    writer.Add(name);
+    if (!plate.parts[piece.part].side_file) continue;
+    WriteSideFile(plate, piece, folder.PathOf(name));
+    writer.Add(SideFileOf(name));
+  }
+  writer.Write(kPlateSvg, PlateSvg(plate));
+  writer.Write(kBuildToml, JobFileText(FolderJob(plate, setup)));
+  writer.Write(kChecksJson, JsonDocument(ChecksDocument(findings)));
+  Json document = BuildDocument(plate, setup);
+  document["files"] = writer.files();
+  document["sum"] = SumOf(document);
+  folder.WriteFile(kBuildJson, JsonDocument(document));
+  return document;
+}
+
+}  // namespace trqprep

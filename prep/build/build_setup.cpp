@@ -1,0 +1,334 @@
+#include "trqprep/build_setup.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <set>
+#include <stdexcept>
+
+#include "cli/progress.h"
+#include "trqprep/atomic_output.h"
+#include "trqprep/build_folder.h"
+#include "trqprep/check_mesh.h"
+#include "trqprep/check_rules.h"
+
+namespace trqprep {
+namespace {
+
+bool Exists(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0;
+}
+
+// A style that does not stand where its name says may lie in the machine's folder below the style root.
+std::string FindStyle(const Job& job, const std::string& path) {
+  if (Exists(path) || job.style_root.empty() || !job.machine) return path;
+  const char* folder = trq::StyleDirectory(
+      *job.machine, job.units == Units::kMillimetre ? trq::kStylesInMillimetres : trq::kStylesInInches);
+  if (!folder) return path;
+  std::string found = job.style_root + folder + path;
+  std::replace(found.begin() + static_cast<std::ptrdiff_t>(job.style_root.size()),
+               found.end() - static_cast<std::ptrdiff_t>(path.size()), '\\', '/');
+  return Exists(found) ? found : path;
+}
+
+std::string Canonical(const std::string& path) {
+  const std::unique_ptr<char, void (*)(void*)> real(realpath(path.c_str(), nullptr), std::free);
+  return real ? std::string(real.get()) : path;
+}
+
+// The style as the application reads it, in the newest layout. What old layouts do not say is taken to be
+// right for the build, so that nothing new is found wrong when the folder is built again.
+StyleDocument Upgraded(const StyleFile& file, const Job& job) {
+  StyleDocument style = AsRead(file);
+  if (!StatesMachine(file) && job.machine) style.FindWord("machine_type")->number = Number(*job.machine);
+  if (file.layout == StyleLayout::kLegacy) {
+    style.FindText("units")->text = UnitsName(job.units);
+    style.FindWord("layer_thickness")->number = Number(0.0f);
+  }
+  return style;
+}
+
+// Reads, names and stacks styles.
+class Stacker {
+ public:
+  Stacker(Context& context, const Plate& plate, BuildSetup& setup)
+      : context_(context), plate_(plate), setup_(setup) {}
+
+  // The index of a style file among those of the build, read when it is new.
+  std::size_t Load(const StyleRequest& request, StyleKind kind) {
+    const std::size_t style = Find(request, kind);
+    setup_.asked.push_back({request.path, kind, style});
+    return style;
+  }
+
+  std::size_t Find(const StyleRequest& request, StyleKind kind) {
+    const std::string path = FindStyle(plate_.job, request.path);
+    const std::string key = Canonical(path);
+    for (std::size_t i = 0; i < setup_.styles.size(); ++i) {
+      if (keys_[i] == key && setup_.styles[i].file.kind == kind) return i;
+    }
+    BuildStyleFile style;
+    style.given = path;
+    std::optional<StyleFile> file = ExamineStyle(path, ReadStyleBytes(path), kind);
+    if (!file || file->kind != kind) {
+      Fail(ExitCode::kInput,
+           Message(file ? "STYLE-KIND" : "STYLE-UNKNOWN", path, fmt::format("is no {}", StyleKindName(kind)))
+               .Hint("'trqprep info' tells what a file holds"));
+    }
+    if (!file->complete) {
+      Fail(ExitCode::kInput, Message("STYLE-SHORT", path,
+                                     fmt::format("ends after {} bytes, inside its {} layout",
+                                                 file->bytes.size(), StyleLayoutName(file->layout)))
+                                 .Hint("copy the file again from where it came"));
+    }
+    style.file = *std::move(file);
+    Name(style, kind);
+    // Written and read once more, so that the file and its table are what the next reader will see.
+    const std::string first = StyleBytes(Upgraded(style.file, plate_.job));
+    const StyleDocument again = AsRead(ExamineStyle(style.name, first, kind).value());
+    style.bytes = StyleBytes(again);
+    style.csv = TextExport(again, true);
+    StoreForLibrary(again, setup_.styles.size());
+    std::vector<Message> findings = CheckStyle(style.file, {plate_.job.units, plate_.job.machine});
+    if (!request.damage.empty() && style.file.crc_valid()) {
+      findings.insert(findings.begin(), StyleDamage(path, request.damage));
+    }
+    for (Message& finding : findings) {
+      if (finding.code == kStyleDamage) style.damage = finding.text;
+      setup_.findings.push_back({std::move(finding), style.name});
+    }
+    keys_.push_back(key);
+    setup_.styles.push_back(std::move(style));
+    return setup_.styles.size() - 1;
+  }
+
+  // Stacks the styles between bottom and top by `add`: the one without a band first.
+  template <class Add>
+  void Stack(const std::vector<StyleRequest>& requests, StyleKind kind, double bottom, double top,
+             const std::string& subject, Add add) {
+    for (const bool banded : {false, true}) {
+      for (const StyleRequest& request : requests) {
+        if (request.banded != banded) continue;
+        const std::size_t style = Load(request, kind);
+        const Units units = plate_.job.units;
+        const double from = banded ? std::max(bottom, request.from.In(units, units)) : bottom;
+        const double to = banded ? std::min(top, request.to.In(units, units)) : top;
+        if (!(to - from > StackTolerance(units))) {
+          const BuildStyleFile& file = setup_.styles[style];
+          setup_.findings.push_back(
+              {Message("BAND-EMPTY", file.given,
+                       fmt::format("the band is left out: {} reaches from Z {} to {} {}", subject,
+                                   Plain(bottom, 4), Plain(top, 4), UnitsName(units)))
+                   .As(Severity::kWarning)
+                   .Hint("Z counts from the floor of the vat"),
+               file.name});
+          continue;
+        }
+        const std::string path = folder_.PathOf(LibraryName(style));
+        if (add(CString(path), static_cast<float>(from), static_cast<float>(to)) != 0) {
+          throw std::logic_error("the library cannot read a style that was just written");
+        }
+      }
+    }
+  }
+
+  // The file that a style of a stack came from, by the name that it was given for the library.
+  const BuildStyleFile& FileOf(const CString& full_path_name) const {
+    const std::string name = full_path_name.str();
+    const std::size_t number = std::strtoul(name.c_str() + name.rfind('/') + 1, nullptr, 10);
+    return setup_.styles.at(number);
+  }
+
+ private:
+  static std::string LibraryName(std::size_t style) { return std::to_string(style) + ".style"; }
+
+  void Name(BuildStyleFile& style, StyleKind kind) {
+    const char* ending = kind == StyleKind::kBuild ? ".sty" : ".rcs";
+    const std::string stem = Stem(style.given);
+    style.name = fmt::format("{}/{}{}", kStyleFolder, stem, ending);
+    for (int number = 2; !names_.insert(style.name).second; ++number) {
+      style.name = fmt::format("{}/{}-{}{}", kStyleFolder, stem, number, ending);
+    }
+  }
+
+  void StoreForLibrary(StyleDocument style, std::size_t number) {
+    style.FindText("full_path_name")->text = "/" + LibraryName(number);
+    WriteOutputFile(folder_.PathOf(LibraryName(number)), StyleBytes(style), false);
+  }
+
+  Context& context_;
+  const Plate& plate_;
+  BuildSetup& setup_;
+  TemporaryFolder folder_;
+  std::vector<std::string> keys_;
+  std::set<std::string> names_;
+};
+
+double WidestDownHatch(const KVBUILDSTYLE& style) {
+  return std::max({style.SmallDownHatchSpacing1.GetValue(), style.SmallDownHatchSpacing2.GetValue(),
+                   style.SmallDownHatchSpacing3.GetValue(), style.SmallDownHatchSpacing4.GetValue()});
+}
+
+// A part's own style without a band replaces the one for all parts; bands of all parts come before its own.
+std::vector<StyleRequest> StylesOf(const Job& job, const PartRequest& part) {
+  const bool own = std::any_of(part.styles.begin(), part.styles.end(),
+                               [](const StyleRequest& style) { return !style.banded; });
+  std::vector<StyleRequest> styles;
+  for (const StyleRequest& style : job.styles) {
+    if (style.banded || !own) styles.push_back(style);
+  }
+  styles.insert(styles.end(), part.styles.begin(), part.styles.end());
+  return styles;
+}
+
+void RefuseSeveral(const std::vector<StyleRequest>& styles, const std::string& subject) {
+  const auto count =
+      std::count_if(styles.begin(), styles.end(), [](const StyleRequest& style) { return !style.banded; });
+  if (count < 2) return;
+  Fail(ExitCode::kUsage, Message("USAGE", "", fmt::format("{} styles without a band for {}", count, subject))
+                             .Hint("one covers everything; give the others a band, FILE@FROM:TO"));
+}
+
+std::vector<StyleBand> Bands(const std::vector<StackedStyle>& stack) {
+  std::vector<StyleBand> bands;
+  for (const StackedStyle& style : stack)
+    bands.push_back({style.start, style.end, style.thickness, style.file});
+  return bands;
+}
+
+void AddFindings(BuildSetup& setup, std::vector<Message> findings, const std::string& file) {
+  for (Message& finding : findings) setup.findings.push_back({std::move(finding), file});
+}
+
+void SetUpPart(Stacker& stacker, const Plate& plate, std::size_t index, BuildSetup& setup) {
+  const PlatePart& part = plate.parts[index];
+  PartSetup& result = setup.parts[index];
+  Box box;
+  for (const Piece& piece : plate.pieces) {
+    if (piece.part == index) box.Add(piece.box);
+  }
+  result.bottom = box.min[2];
+  result.top = box.max[2];
+  const std::string subject = "part " + part.name;
+  const std::vector<StyleRequest> styles = StylesOf(plate.job, part.request);
+  RefuseSeveral(styles, subject);
+  MODEL model;
+  stacker.Stack(styles, StyleKind::kBuild, result.bottom, result.top, subject,
+                [&](const CString& file, float from, float to) {
+                  return model.KVAddBuildStyle(&setup.platform, nullptr, file, from, to, true);
+                });
+  for (const auto& style : model.BuildStyles) {
+    StackedStyle entry;
+    entry.file = stacker.FileOf(style->FullPathName).name;
+    entry.start = style->StartZ.GetValue();
+    entry.end = style->EndZ.GetValue();
+    entry.thickness = style->LayerThickness.GetValue();
+    entry.spacing = plate.job.z_spacing ? plate.job.z_spacing->In(plate.job.units, plate.job.units)
+                                        : WidestDownHatch(*style);
+    entry.z_correction =
+        model.KVcalc_zcorrection(setup.platform.MachineType, style.get(), static_cast<float>(entry.spacing));
+    result.stack.push_back(entry);
+  }
+  result.first_layer_thickness = model.KVGetFirstBuildStyleThickness();
+  result.dp = model.KVgetDp();
+  result.ec = model.KVgetEc();
+  result.z_compensation = model.KVGetZLayerComp();
+}
+
+}  // namespace
+
+std::int32_t BuildStyleFile::crc() const {
+  std::int32_t word = 0;
+  std::memcpy(&word, bytes.data() + bytes.size() - sizeof word, sizeof word);
+  return word;
+}
+
+const BuildStyleFile& BuildSetup::FileFor(const std::string& path, StyleKind kind) const {
+  for (const Asked& entry : asked) {
+    if (entry.path == path && entry.kind == kind) return styles[entry.style];
+  }
+  throw std::logic_error("a style that was not read");
+}
+
+std::string PartFileName(const PlatePart& part) {
+  const std::string& path = part.request.path;
+  const std::string name = path.substr(path.rfind('/') + 1);
+  const std::size_t dot = name.rfind('.');
+  const std::string ending = dot != std::string::npos && dot > 0 ? name.substr(dot) : "";
+  return fmt::format("{}/{}{}", kPartFolder, part.name, ending);
+}
+
+std::unique_ptr<MODEL> PieceModel(const Plate& plate, const Piece& piece) {
+  const InputMesh& input = plate.parts[piece.part].input;
+  auto model = std::make_unique<MODEL>();
+  input.mesh->copy(model.get());
+  for (int row = 0; row < 4; ++row) {
+    for (int column = 0; column < 4; ++column) {
+      model->ComponentInfo.placement()[4 * row + column] = static_cast<float>(piece.matrix.m[row][column]);
+    }
+  }
+  return model;
+}
+
+std::unique_ptr<BuildSetup> SetUpBuild(Context& context, const Plate& plate) {
+  auto setup = std::make_unique<BuildSetup>();
+  const Job& job = plate.job;
+  PLATFORM& platform = setup->platform;
+  platform.MachineType = static_cast<TRQ_TYPE>(job.machine.value_or(TRQ_NONE));
+  platform.Units = job.units == Units::kMillimetre ? 1 : 0;
+  platform.MinX = platform.MinY = platform.MinZ = 0;
+  platform.MaxX = static_cast<float>(plate.vat[0]);
+  platform.MaxY = static_cast<float>(plate.vat[1]);
+  platform.MaxZ = static_cast<float>(plate.vat[2]);
+  setup->parts.resize(plate.parts.size());
+
+  for (std::size_t i = 0; i < plate.parts.size(); ++i) {
+    const PlatePart& part = plate.parts[i];
+    ShowProgress("checking " + part.request.path,
+                 0.6 + 0.1 * static_cast<double>(i) / static_cast<double>(plate.parts.size()));
+    AddFindings(*setup, CheckMesh(part.input, ParseVents("", part.side_file.value_or(""))),
+                PartFileName(part));
+  }
+  Stacker stacker(context, plate, *setup);
+  // In command-line order, those that every part replaces by its own included.
+  for (const StyleRequest& style : job.styles) stacker.Load(style, StyleKind::kBuild);
+  RefuseSeveral(job.recoats, "the recoating");
+  stacker.Stack(job.recoats, StyleKind::kRecoat, 0, plate.extent.max[2], "the build",
+                [&](const CString& file, float from, float to) {
+                  return platform.KVaddRecoatStyle(from, to, file, 0, false, true);
+                });
+  for (const auto& style : platform.RecoatStyles) {
+    StackedStyle entry;
+    entry.file = stacker.FileOf(style->FullPathName).name;
+    entry.start = style->StartZ.GetValue();
+    entry.end = style->EndZ.GetValue();
+    entry.thickness = style->LayerThickness;
+    setup->recoat.push_back(entry);
+  }
+  for (std::size_t i = 0; i < plate.parts.size(); ++i) SetUpPart(stacker, plate, i, *setup);
+
+  const std::vector<StyleBand> recoat = Bands(setup->recoat);
+  if (!recoat.empty()) {
+    AddFindings(*setup, CheckStack(recoat, 0, plate.extent.max[2], job.units, "", "the recoating"), "");
+  }
+  for (std::size_t i = 0; i < plate.parts.size(); ++i) {
+    const PartSetup& part = setup->parts[i];
+    const std::string& file = plate.parts[i].request.path;
+    const std::string subject = "part " + plate.parts[i].name;
+    const std::string name = PartFileName(plate.parts[i]);
+    AddFindings(*setup, CheckStack(Bands(part.stack), part.bottom, part.top, job.units, file, subject), name);
+    AddFindings(*setup, CheckThickness(Bands(part.stack), recoat, job.units, file, subject), name);
+  }
+  for (const BuildFinding& finding : setup->findings) context.Say(finding.message);
+  for (const Piece& piece : plate.pieces) {
+    const std::unique_ptr<MODEL> model = PieceModel(plate, piece);
+    model->CalculateCurrentVolumeAndArea(0);
+    setup->measures.push_back({model->ComponentInfo.placement()[28], model->ComponentInfo.placement()[29]});
+  }
+  return setup;
+}
+
+}  // namespace trqprep

@@ -1,0 +1,90 @@
+#include "prep/files/toml_parser.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstddef>
+#include <string_view>
+
+namespace trqprep {
+namespace {
+
+constexpr int kMostKeyParts = 16;
+
+// Where the string that begins at `at` has ended.
+std::size_t EndOfString(std::string_view text, std::size_t at) {
+  const char quote = text[at];
+  const bool escapes = quote == '"';
+  const std::string fence(3, quote);
+  const bool long_form = text.substr(at, 3) == fence;
+  for (at += long_form ? 3 : 1; at < text.size(); ++at) {
+    if (escapes && text[at] == '\\') {
+      ++at;
+    } else if (!long_form && (text[at] == quote || text[at] == '\n')) {
+      return at + 1;
+    } else if (long_form && text.substr(at, 3) == fence) {
+      // The last two of five quotes belong to the text.
+      const std::size_t end = text.find_first_not_of(quote, at);
+      return end == std::string_view::npos ? text.size() : std::min(end, at + 5);
+    }
+  }
+  return text.size();
+}
+
+bool MayStandInKey(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  return byte >= 0x80 || std::isalnum(byte) || c == '_' || c == '-' || c == ' ' || c == '\t';
+}
+
+// Refuses a key of too many parts. Right as far as the document is; the parser refuses what comes behind a
+// mistake.
+void CheckKeys(std::string_view text) {
+  int parts = 1;
+  std::size_t line_begin = 0;
+  toml::source_index line = 1;
+  for (std::size_t at = 0; at < text.size();) {
+    const char c = text[at];
+    if (c == '"' || c == '\'') {
+      const std::size_t end = EndOfString(text, at);
+      for (; at < end; ++at) {
+        if (text[at] == '\n') {
+          ++line;
+          line_begin = at + 1;
+        }
+      }
+      continue;
+    }
+    if (c == '#') {
+      at = std::min(text.find('\n', at), text.size());
+      continue;
+    }
+    if (c == '.') {
+      if (++parts > kMostKeyParts) {
+        const toml::source_position where{line, static_cast<toml::source_index>(at - line_begin + 1)};
+        throw TomlMistake{{where, where, nullptr},
+                          fmt::format("a key has more than {} parts", kMostKeyParts)};
+      }
+    } else if (!MayStandInKey(c)) {
+      parts = 1;
+    }
+    if (c == '\n') {
+      ++line;
+      line_begin = at + 1;
+    }
+    ++at;
+  }
+}
+
+}  // namespace
+
+toml::table ParseToml(const std::string& text, const std::string& path) {
+  CheckKeys(text);
+  try {
+    return toml::parse(text, path);
+  } catch (const toml::parse_error& error) {
+    throw TomlMistake{error.source(), std::string(error.description())};
+  }
+}
+
+}  // namespace trqprep

@@ -1,0 +1,399 @@
+#include "trqprep/overlap.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <numeric>
+
+namespace trqprep {
+namespace {
+
+struct Vec2 {
+  double x = 0;
+  double y = 0;
+};
+
+Vec2 operator-(Vec2 a, Vec2 b) { return {a.x - b.x, a.y - b.y}; }
+double Dot(Vec2 a, Vec2 b) { return a.x * b.x + a.y * b.y; }
+
+using Facet = std::array<Vec2, 3>;
+
+Facet FacetOf(const PlacedShape& shape, int index) {
+  Facet facet;
+  for (int k = 0; k < 3; ++k) {
+    const PbVec3f& v = shape.vertices[shape.triangles[index][k]];
+    facet[static_cast<std::size_t>(k)] = {v[0], v[1]};
+  }
+  return facet;
+}
+
+struct Rectangle {
+  double x0 = std::numeric_limits<double>::infinity();
+  double y0 = std::numeric_limits<double>::infinity();
+  double x1 = -std::numeric_limits<double>::infinity();
+  double y1 = -std::numeric_limits<double>::infinity();
+
+  void Add(Vec2 p) {
+    x0 = std::min(x0, p.x);
+    y0 = std::min(y0, p.y);
+    x1 = std::max(x1, p.x);
+    y1 = std::max(y1, p.y);
+  }
+  void Add(const Rectangle& r) {
+    x0 = std::min(x0, r.x0);
+    y0 = std::min(y0, r.y0);
+    x1 = std::max(x1, r.x1);
+    y1 = std::max(y1, r.y1);
+  }
+  bool Meets(const Rectangle& r) const { return x0 <= r.x1 && r.x0 <= x1 && y0 <= r.y1 && r.y0 <= y1; }
+};
+
+Rectangle RectangleOf(const Facet& facet) {
+  Rectangle r;
+  for (const Vec2 p : facet) r.Add(p);
+  return r;
+}
+
+Rectangle RectangleOf(const PlacedShape& shape) {
+  Rectangle r;
+  for (int i = 0; i < shape.facets; ++i) r.Add(RectangleOf(FacetOf(shape, i)));
+  return r;
+}
+
+// How far the rectangles reach into each other along the axis where that is least; below 0 when apart.
+double Reach(const Rectangle& a, const Rectangle& b) {
+  return std::min(std::min(a.x1 - b.x0, b.x1 - a.x0), std::min(a.y1 - b.y0, b.y1 - a.y0));
+}
+
+double SquaredGap(const Rectangle& a, const Rectangle& b) {
+  const double dx = std::max({0.0, a.x0 - b.x1, b.x0 - a.x1});
+  const double dy = std::max({0.0, a.y0 - b.y1, b.y0 - a.y1});
+  return dx * dx + dy * dy;
+}
+
+// How far the facets must move to come apart: the least reach along the normals of their sides. Zero or
+// less when they are apart. A facet seen edge-on is a segment and has one direction of normal only.
+double Depth(const Facet& a, const Facet& b) {
+  double least = std::numeric_limits<double>::infinity();
+  const auto try_axis = [&](Vec2 axis) {
+    double a0 = Dot(axis, a[0]), a1 = a0, b0 = Dot(axis, b[0]), b1 = b0;
+    for (std::size_t k = 1; k < 3; ++k) {
+      const double pa = Dot(axis, a[k]), pb = Dot(axis, b[k]);
+      a0 = std::min(a0, pa);
+      a1 = std::max(a1, pa);
+      b0 = std::min(b0, pb);
+      b1 = std::max(b1, pb);
+    }
+    least = std::min(least, std::min(a1 - b0, b1 - a0));
+  };
+  for (const Facet* facet : {&a, &b}) {
+    for (std::size_t k = 0; k < 3; ++k) {
+      const Vec2 side = (*facet)[(k + 1) % 3] - (*facet)[k];
+      const double length = std::hypot(side.x, side.y);
+      if (length > 0) try_axis({-side.y / length, side.x / length});
+      if (least <= 0) return least;
+    }
+  }
+  if (std::isinf(least)) {  // two points
+    try_axis({1, 0});
+    try_axis({0, 1});
+  }
+  return least;
+}
+
+// The facets of one shape, sorted into the cells of a grid over a region.
+class FacetGrid {
+ public:
+  FacetGrid(const PlacedShape& shape, const std::vector<int>& facets, const Rectangle& region)
+      : region_(region), facets_(facets) {
+    const double side = std::sqrt(static_cast<double>(facets.size()));
+    cells_ = static_cast<int>(std::clamp(side, 1.0, 512.0));
+    width_ = (region.x1 - region.x0) / cells_;
+    height_ = (region.y1 - region.y0) / cells_;
+    // Two passes over the facets: count, then fill.
+    starts_.assign(static_cast<std::size_t>(cells_) * static_cast<std::size_t>(cells_) + 1, 0);
+    for (const int facet : facets) {
+      ForCells(FacetOf(shape, facet), [&](std::size_t cell) { ++starts_[cell + 1]; });
+    }
+    std::partial_sum(starts_.begin(), starts_.end(), starts_.begin());
+    entries_.resize(starts_.back());
+    std::vector<std::size_t> next(starts_.begin(), starts_.end() - 1);
+    for (std::size_t i = 0; i < facets.size(); ++i) {
+      ForCells(FacetOf(shape, facets[i]), [&](std::size_t cell) { entries_[next[cell]++] = i; });
+    }
+    seen_.assign(facets.size(), 0);
+  }
+
+  /// Calls `visit` once with every facet that shares a cell with this one, until it returns true.
+  template <class Visit>
+  bool ForNeighbours(const Facet& facet, Visit visit) {
+    ++round_;
+    bool done = false;
+    ForCells(facet, [&](std::size_t cell) {
+      for (std::size_t e = starts_[cell]; e < starts_[cell + 1] && !done; ++e) {
+        if (seen_[entries_[e]] == round_) continue;
+        seen_[entries_[e]] = round_;
+        done = visit(facets_[entries_[e]]);
+      }
+    });
+    return done;
+  }
+
+ private:
+  int Column(double x) const { return Index(x - region_.x0, width_); }
+  int Row(double y) const { return Index(y - region_.y0, height_); }
+  int Index(double offset, double size) const {
+    return size > 0 ? static_cast<int>(std::clamp(offset / size, 0.0, cells_ - 1.0)) : 0;
+  }
+
+  // The cells that the facet may touch: for each row, those between the ends of its part in that row.
+  template <class Use>
+  void ForCells(const Facet& facet, Use use) const {
+    const Rectangle box = RectangleOf(facet);
+    if (!box.Meets(region_)) return;
+    const int last_row = Row(box.y1);
+    // Cell borders are computed, so a hair is added on both sides.
+    const double hair = 1e-9 * (height_ + std::max(std::fabs(region_.y0), std::fabs(region_.y1)));
+    for (int row = Row(box.y0); row <= last_row; ++row) {
+      const double low =
+          row == 0 ? -std::numeric_limits<double>::infinity() : region_.y0 + row * height_ - hair;
+      const double high = row == cells_ - 1 ? std::numeric_limits<double>::infinity()
+                                            : region_.y0 + (row + 1) * height_ + hair;
+      double left = std::numeric_limits<double>::infinity();
+      double right = -left;
+      for (std::size_t k = 0; k < 3; ++k) {
+        const Vec2 p = facet[k];
+        const Vec2 q = facet[(k + 1) % 3];
+        if (std::max(p.y, q.y) < low || std::min(p.y, q.y) > high) continue;
+        for (const double y : {std::clamp(p.y, low, high), std::clamp(q.y, low, high)}) {
+          const double t = q.y == p.y ? 0 : (y - p.y) / (q.y - p.y);
+          const double x = p.x + t * (q.x - p.x);
+          left = std::min(left, x);
+          right = std::max(right, x);
+        }
+        if (q.y == p.y) {
+          left = std::min(left, q.x);
+          right = std::max(right, q.x);
+        }
+      }
+      if (left > right) continue;
+      const int last = Column(right + hair);
+      for (int column = Column(left - hair); column <= last; ++column) {
+        use(static_cast<std::size_t>(row) * static_cast<std::size_t>(cells_) +
+            static_cast<std::size_t>(column));
+      }
+    }
+  }
+
+  Rectangle region_;
+  const std::vector<int>& facets_;
+  int cells_ = 1;
+  double width_ = 0;
+  double height_ = 0;
+  std::vector<std::size_t> starts_;
+  std::vector<std::size_t> entries_;
+  std::vector<std::uint64_t> seen_;
+  std::uint64_t round_ = 0;
+};
+
+std::vector<int> FacetsIn(const PlacedShape& shape, const Rectangle& region) {
+  std::vector<int> facets;
+  for (int i = 0; i < shape.facets; ++i) {
+    if (RectangleOf(FacetOf(shape, i)).Meets(region)) facets.push_back(i);
+  }
+  return facets;
+}
+
+bool FindOverlap(const PlacedShape& a, const PlacedShape& b, const Rectangle& region, double contact,
+                 Overlap& found) {
+  const std::vector<int> of_a = FacetsIn(a, region);
+  const std::vector<int> of_b = FacetsIn(b, region);
+  if (of_a.empty() || of_b.empty()) return false;
+  FacetGrid grid(b, of_b, region);
+  for (const int i : of_a) {
+    const Facet facet = FacetOf(a, i);
+    const Rectangle box = RectangleOf(facet);
+    const bool hit = grid.ForNeighbours(facet, [&](int j) {
+      const Facet other = FacetOf(b, j);
+      const Rectangle other_box = RectangleOf(other);
+      // Boxes that hardly meet need no look at the sides; boxes seen edge-on have no width to reach with.
+      if (!box.Meets(other_box)) return false;
+      const double depth = Depth(facet, other);
+      if (!(depth > contact)) return false;
+      found.depth = depth;
+      found.x = (std::max(box.x0, other_box.x0) + std::min(box.x1, other_box.x1)) / 2;
+      found.y = (std::max(box.y0, other_box.y0) + std::min(box.y1, other_box.y1)) / 2;
+      return true;
+    });
+    if (hit) return true;
+  }
+  return false;
+}
+
+// A tree of boxes over the facets of a shape, for distances.
+class FacetTree {
+ public:
+  explicit FacetTree(const PlacedShape& shape)
+      : shape_(shape), order_(static_cast<std::size_t>(shape.facets)) {
+    std::iota(order_.begin(), order_.end(), 0);
+    nodes_.reserve(order_.size() / 2 + 2);
+    Build(0, order_.size());
+  }
+
+  /// The smaller of `best` (squared) and the squared distance to the other tree.
+  static double SquaredDistance(const FacetTree& a, const FacetTree& b, double best) {
+    std::vector<std::pair<std::size_t, std::size_t>> open{{0, 0}};
+    while (!open.empty() && best > 0) {
+      const auto [i, j] = open.back();
+      open.pop_back();
+      const Node& p = a.nodes_[i];
+      const Node& q = b.nodes_[j];
+      if (SquaredGap(p.box, q.box) >= best) continue;
+      if (p.IsLeaf() && q.IsLeaf()) {
+        best = a.LeafDistance(p, b, q, best);
+        continue;
+      }
+      // Split the node with more facets; the nearer half is looked at first.
+      const bool split_a = q.IsLeaf() || (!p.IsLeaf() && p.count >= q.count);
+      std::array<std::pair<std::size_t, std::size_t>, 2> halves;
+      if (split_a) {
+        halves = {std::pair{p.left, j}, std::pair{p.right, j}};
+      } else {
+        halves = {std::pair{i, q.left}, std::pair{i, q.right}};
+      }
+      const auto gap = [&](const std::pair<std::size_t, std::size_t>& h) {
+        return SquaredGap(a.nodes_[h.first].box, b.nodes_[h.second].box);
+      };
+      if (gap(halves[0]) < gap(halves[1])) std::swap(halves[0], halves[1]);
+      open.push_back(halves[0]);
+      open.push_back(halves[1]);
+    }
+    return best;
+  }
+
+ private:
+  struct Node {
+    Rectangle box;
+    std::size_t first = 0;
+    std::size_t count = 0;
+    std::size_t left = 0;  // 0: a leaf
+    std::size_t right = 0;
+    bool IsLeaf() const { return left == 0; }
+  };
+
+  std::size_t Build(std::size_t first, std::size_t count) {
+    const std::size_t index = nodes_.size();
+    nodes_.emplace_back();
+    Node node;
+    node.first = first;
+    node.count = count;
+    for (std::size_t i = first; i < first + count; ++i) node.box.Add(RectangleOf(FacetOf(shape_, order_[i])));
+    if (count > 8) {
+      const bool by_x = node.box.x1 - node.box.x0 >= node.box.y1 - node.box.y0;
+      const auto middle = [&](int facet) {
+        const Facet f = FacetOf(shape_, facet);
+        return by_x ? f[0].x + f[1].x + f[2].x : f[0].y + f[1].y + f[2].y;
+      };
+      const auto begin = order_.begin() + static_cast<std::ptrdiff_t>(first);
+      const auto half = begin + static_cast<std::ptrdiff_t>(count / 2);
+      std::nth_element(begin, half, begin + static_cast<std::ptrdiff_t>(count), [&](int a, int b) {
+        const double ma = middle(a), mb = middle(b);
+        return ma != mb ? ma < mb : a < b;
+      });
+      node.left = Build(first, count / 2);
+      node.right = Build(first + count / 2, count - count / 2);
+    }
+    nodes_[index] = node;
+    return index;
+  }
+
+  static double ToSegment(Vec2 p, Vec2 a, Vec2 b) {
+    const Vec2 ab = b - a;
+    const double length = Dot(ab, ab);
+    const double t = length > 0 ? std::clamp(Dot(p - a, ab) / length, 0.0, 1.0) : 0;
+    const Vec2 d = p - Vec2{a.x + t * ab.x, a.y + t * ab.y};
+    return Dot(d, d);
+  }
+
+  double LeafDistance(const Node& p, const FacetTree& other, const Node& q, double best) const {
+    for (std::size_t i = p.first; i < p.first + p.count; ++i) {
+      const Facet a = FacetOf(shape_, order_[i]);
+      if (SquaredGap(RectangleOf(a), q.box) >= best) continue;
+      for (std::size_t j = q.first; j < q.first + q.count; ++j) {
+        const Facet b = FacetOf(other.shape_, other.order_[j]);
+        if (SquaredGap(RectangleOf(a), RectangleOf(b)) >= best) continue;
+        if (Depth(a, b) >= 0) return 0;
+        // Apart: the distance is met at a corner of one of them.
+        for (std::size_t k = 0; k < 3; ++k) {
+          for (std::size_t s = 0; s < 3; ++s) {
+            best = std::min(best, ToSegment(a[k], b[s], b[(s + 1) % 3]));
+            best = std::min(best, ToSegment(b[k], a[s], a[(s + 1) % 3]));
+          }
+        }
+      }
+    }
+    return best;
+  }
+
+  PlacedShape shape_;
+  std::vector<int> order_;
+  std::vector<Node> nodes_;
+};
+
+}  // namespace
+
+std::vector<Overlap> FindOverlaps(const std::vector<PlacedShape>& shapes, double contact) {
+  std::vector<Rectangle> boxes;
+  for (const PlacedShape& shape : shapes) boxes.push_back(RectangleOf(shape));
+  std::vector<Overlap> overlaps;
+  for (std::size_t i = 0; i < shapes.size(); ++i) {
+    for (std::size_t j = i + 1; j < shapes.size(); ++j) {
+      if (!(Reach(boxes[i], boxes[j]) > contact)) continue;
+      Rectangle shared;
+      shared.x0 = std::max(boxes[i].x0, boxes[j].x0);
+      shared.y0 = std::max(boxes[i].y0, boxes[j].y0);
+      shared.x1 = std::min(boxes[i].x1, boxes[j].x1);
+      shared.y1 = std::min(boxes[i].y1, boxes[j].y1);
+      Overlap found;
+      found.first = i;
+      found.second = j;
+      if (FindOverlap(shapes[i], shapes[j], shared, contact, found)) overlaps.push_back(found);
+    }
+  }
+  return overlaps;
+}
+
+double SmallestDistance(const std::vector<PlacedShape>& shapes) {
+  struct Pair {
+    double gap;
+    std::size_t i;
+    std::size_t j;
+  };
+  std::vector<Rectangle> boxes;
+  for (const PlacedShape& shape : shapes) boxes.push_back(RectangleOf(shape));
+  std::vector<Pair> pairs;
+  for (std::size_t i = 0; i < shapes.size(); ++i) {
+    for (std::size_t j = i + 1; j < shapes.size(); ++j) {
+      if (shapes[i].facets < 1 || shapes[j].facets < 1) continue;
+      pairs.push_back({SquaredGap(boxes[i], boxes[j]), i, j});
+    }
+  }
+  if (pairs.empty()) return -1;
+  // Near pairs first: they bound what the others can still improve.
+  std::stable_sort(pairs.begin(), pairs.end(), [](const Pair& a, const Pair& b) { return a.gap < b.gap; });
+  std::vector<std::unique_ptr<FacetTree>> trees(shapes.size());
+  double best = std::numeric_limits<double>::infinity();
+  for (const Pair& pair : pairs) {
+    if (pair.gap >= best) break;
+    for (const std::size_t k : {pair.i, pair.j}) {
+      if (!trees[k]) trees[k] = std::make_unique<FacetTree>(shapes[k]);
+    }
+    best = FacetTree::SquaredDistance(*trees[pair.i], *trees[pair.j], best);
+  }
+  return std::round(std::sqrt(best) * 1e6) / 1e6;
+}
+
+}  // namespace trqprep

@@ -1,0 +1,146 @@
+#include "trqprep/vent_patches.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <numeric>
+#include <optional>
+
+namespace trqprep {
+namespace {
+
+struct Corners {
+  Point a, b, c;
+};
+
+Corners CornersOf(const CTL& mesh, int facet) {
+  const R_INT4& t = mesh.triangles()[facet];
+  return {PointOf(mesh.vertices()[t[0]]), PointOf(mesh.vertices()[t[1]]), PointOf(mesh.vertices()[t[2]])};
+}
+
+Point Middle(const Corners& t) {
+  Point middle;
+  for (std::size_t k = 0; k < 3; ++k) middle[k] = (t.a[k] + t.b[k] + t.c[k]) / 3;
+  return middle;
+}
+
+double Area(const Corners& t) {
+  const Point u{t.b[0] - t.a[0], t.b[1] - t.a[1], t.b[2] - t.a[2]};
+  const Point v{t.c[0] - t.a[0], t.c[1] - t.a[1], t.c[2] - t.a[2]};
+  return std::hypot(u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]) / 2;
+}
+
+double TwiceAreaSeenFromAbove(const Point& a, const Point& b, const Point& c) {
+  return (b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0]);
+}
+
+// The height of the facet at (x, y), when it lies there seen from above.
+std::optional<double> HeightAt(const Corners& t, double x, double y) {
+  const Point p{x, y, 0};
+  const double whole = TwiceAreaSeenFromAbove(t.a, t.b, t.c);
+  if (whole == 0) return std::nullopt;
+  const double wa = TwiceAreaSeenFromAbove(p, t.b, t.c) / whole;
+  const double wb = TwiceAreaSeenFromAbove(t.a, p, t.c) / whole;
+  const double wc = TwiceAreaSeenFromAbove(t.a, t.b, p) / whole;
+  if (!(wa >= 0 && wb >= 0 && wc >= 0)) return std::nullopt;
+  return wa * t.a[2] + wb * t.b[2] + wc * t.c[2];
+}
+
+void Measure(const CTL& mesh, VentPatch& patch) {
+  double x = 0, y = 0, largest = -1;
+  for (const int facet : patch.facets) {
+    const Corners corners = CornersOf(mesh, facet);
+    const double area = Area(corners);
+    const Point middle = Middle(corners);
+    patch.area += area;
+    x += area * middle[0];
+    y += area * middle[1];
+    if (area > largest) {
+      largest = area;
+      patch.centre = middle;
+    }
+  }
+  if (!(patch.area > 0)) return;
+  x /= patch.area;
+  y /= patch.area;
+  for (const int facet : patch.facets) {
+    if (const auto z = HeightAt(CornersOf(mesh, facet), x, y)) {
+      patch.centre = {x, y, *z};
+      return;
+    }
+  }
+}
+
+std::vector<VentPatch> Group(const CTL& mesh, const std::vector<trq::VentCandidate>& candidates) {
+  struct Side {
+    std::uint64_t edge;
+    std::size_t candidate;
+  };
+  std::vector<Side> sides;
+  sides.reserve(3 * candidates.size());
+  for (std::size_t i = 0; i < candidates.size(); ++i) {
+    const R_INT4& t = mesh.triangles()[candidates[i].triangle];
+    for (int k = 0; k < 3; ++k) {
+      const auto from = static_cast<std::uint64_t>(t[k]);
+      const auto to = static_cast<std::uint64_t>(t[(k + 1) % 3]);
+      sides.push_back({std::min(from, to) << 32 | std::max(from, to), i});
+    }
+  }
+  std::sort(sides.begin(), sides.end(), [](const Side& a, const Side& b) {
+    return a.edge != b.edge ? a.edge < b.edge : a.candidate < b.candidate;
+  });
+  // Sets of candidates, each named by its first one.
+  std::vector<std::size_t> parent(candidates.size());
+  std::iota(parent.begin(), parent.end(), std::size_t{0});
+  const auto find = [&parent](std::size_t i) {
+    while (parent[i] != i) i = parent[i] = parent[parent[i]];
+    return i;
+  };
+  for (std::size_t i = 0; i + 1 < sides.size(); ++i) {
+    if (sides[i].edge != sides[i + 1].edge) continue;
+    const std::size_t a = find(sides[i].candidate), b = find(sides[i + 1].candidate);
+    parent[std::max(a, b)] = std::min(a, b);
+  }
+  std::vector<VentPatch> patches;
+  std::vector<std::size_t> patch_of(candidates.size());
+  for (std::size_t i = 0; i < candidates.size(); ++i) {
+    const std::size_t first = find(i);
+    if (first == i) {
+      patch_of[i] = patches.size();
+      patches.emplace_back();
+    }
+    patches[patch_of[first]].facets.push_back(candidates[i].triangle);
+  }
+  for (VentPatch& patch : patches) Measure(mesh, patch);
+  return patches;
+}
+
+// `up` is 1 for the highest first, -1 for the lowest.
+void Rank(std::vector<VentPatch>& patches, double up, double step) {
+  // Heights in whole steps, so that the order is one order.
+  const auto height = [=](const VentPatch& patch) { return std::round(up * patch.centre[2] / step); };
+  std::stable_sort(patches.begin(), patches.end(), [&](const VentPatch& a, const VentPatch& b) {
+    return height(a) != height(b) ? height(a) > height(b) : a.area > b.area;
+  });
+}
+
+}  // namespace
+
+VentPatches FindVentPatches(CTL& mesh) {
+  float unit[4][4];
+  set_unit_matrix(unit);
+  mesh.FindVDTriangles(unit);
+  VentPatches patches;
+  patches.vents = Group(mesh, mesh.vents_and_drains.vent_triangles);
+  patches.drains = Group(mesh, mesh.vents_and_drains.drain_triangles);
+  const Box box = BoxOf(mesh);
+  if (box.Empty()) return patches;
+  const Point size = box.Size();
+  const double largest = std::max({size[0], size[1], size[2]});
+  const double step = largest > 0 ? 1e-6 * largest : 1;
+  Rank(patches.vents, 1, step);
+  Rank(patches.drains, -1, step);
+  return patches;
+}
+
+}  // namespace trqprep

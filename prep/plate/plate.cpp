@@ -1,0 +1,396 @@
+#include "trqprep/plate.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <map>
+#include <set>
+
+#include "cli/progress.h"
+#include "trq/placement.h"
+#include "trqprep/check_mesh.h"
+#include "trqprep/overlap.h"
+#include "trqprep/sha256.h"
+#include "trqprep/stored_style.h"
+
+namespace trqprep {
+namespace {
+
+constexpr double kContactMillimetres = 0.001;
+constexpr std::size_t kLongestName = 200;  // leaves room for "-100.ctl" in a file name
+
+// Equal names become name, name-2, ... in the order given; a name that is taken already is stepped over.
+void NameParts(std::vector<PlatePart>& parts) {
+  std::set<std::string> taken;
+  for (PlatePart& part : parts) {
+    const std::string stem = Stem(part.request.path);
+    part.name = stem;
+    for (int number = 2; !taken.insert(part.name).second; ++number)
+      part.name = fmt::format("{}-{}", stem, number);
+  }
+}
+
+Matrix4 TurnAboutZ(const Matrix4& prepare, double degrees) {
+  return Compose(Matrix4::Rotation(2, degrees), prepare);
+}
+
+Matrix4 ToCorner(const CTL& mesh, const Matrix4& matrix, double x, double y, bool drop) {
+  const Box box = BoxAfter(mesh, matrix);
+  return Compose(Matrix4::Translation(x - box.min[0], y - box.min[1], drop ? -box.min[2] : 0), matrix);
+}
+
+double AngleOf(const Plate& plate, std::int64_t rotation) {
+  return static_cast<double>(rotation) * 360.0 / static_cast<double>(plate.job.rotations);
+}
+
+// What the placement works on: a copy of each part, prepared, with at most 100 copies a component.
+struct Component {
+  std::size_t part;
+  int first_copy;
+  int copies;
+};
+
+std::vector<Component> Components(const Plate& plate, std::int64_t pieces) {
+  std::vector<Component> components;
+  for (std::size_t i = 0; i < plate.parts.size(); ++i) {
+    std::int64_t left = std::min(plate.parts[i].request.copies, pieces);
+    pieces -= left;
+    for (int first = 0; left > 0; first += GridEval::MAX_COPIES, left -= GridEval::MAX_COPIES) {
+      components.push_back({i, first, static_cast<int>(std::min<std::int64_t>(left, GridEval::MAX_COPIES))});
+    }
+  }
+  return components;
+}
+
+std::int64_t PieceCount(const Plate& plate) {
+  std::int64_t count = 0;
+  for (const PlatePart& part : plate.parts) count += part.request.copies;
+  return count;
+}
+
+// Searches a place for the first `pieces` pieces.
+bool Search(const Plate& plate, std::int64_t pieces, GridEval& grid) {
+  for (const Component& component : Components(plate, pieces)) {
+    const PlatePart& part = plate.parts[component.part];
+    CTL copy;
+    part.input.mesh->copy(&copy);
+    ApplyToMesh(copy, part.prepare);
+    grid.add(copy, component.copies);
+  }
+  // The search draws from rand(): the seed makes it repeatable.
+  std::srand(static_cast<unsigned>(plate.job.seed));
+  return grid.find_placement() != 0;
+}
+
+GridEval MakeGrid(const Plate& plate) {
+  return GridEval(static_cast<float>(plate.vat[0]), static_cast<float>(plate.vat[1]),
+                  static_cast<float>(plate.vat[2]), static_cast<int>(plate.job.rotations));
+}
+
+// Says why there is no placement.
+void Explain(Context& context, const Plate& plate) {
+  bool too_big = false;
+  for (const PlatePart& part : plate.parts) {
+    const Point over = VatExcess(*part.input.mesh, part.prepare, plate.vat, plate.job.rotations, true);
+    if (const std::optional<Message> message = TooBigForVat(part.request.path, part.name, over, plate.vat,
+                                                            plate.job.units, plate.job.rotations)) {
+      too_big = true;
+      context.Error(*message);
+    }
+  }
+  if (too_big) return;
+  // The most pieces that find a place, with one more finding none.
+  std::int64_t placed = 0;
+  std::int64_t failing = PieceCount(plate);
+  while (failing - placed > 1) {
+    const std::int64_t middle = placed + (failing - placed) / 2;
+    ShowProgress("looking for the reason", 0.5);
+    GridEval grid = MakeGrid(plate);
+    (Search(plate, middle, grid) ? placed : failing) = middle;
+  }
+  const std::vector<Component> components = Components(plate, failing);
+  const Component& last = components.back();
+  const PlatePart& part = plate.parts[last.part];
+  const int copy = last.first_copy + last.copies;
+  context.Error(
+      Message("NO-PLACEMENT", part.request.path,
+              fmt::format("{} of {} pieces find a place, in the order given; copy {} of {} does not", placed,
+                          PieceCount(plate), copy, part.name))
+          .At({{"placed", placed},
+               {"pieces", PieceCount(plate)},
+               {"part", TextToJson(part.name)},
+               {"copy", copy}})
+          .Hint("fewer copies, a larger --vat, more --rotations, or another --seed"));
+}
+
+void ApplyTo(const CTL& mesh, Piece& piece) {
+  piece.vertices.resize(static_cast<std::size_t>(mesh.num_vertices()));
+  for (int i = 0; i < mesh.num_vertices(); ++i) {
+    const Point moved = piece.matrix.Apply(PointOf(mesh.vertices()[i]));
+    PbVec3f& vertex = piece.vertices[static_cast<std::size_t>(i)];
+    vertex =
+        PbVec3f(static_cast<float>(moved[0]), static_cast<float>(moved[1]), static_cast<float>(moved[2]));
+    piece.box.Add(PointOf(vertex));
+  }
+}
+
+std::unique_ptr<CTL> MakeMesh(const Plate& plate, const std::vector<const Piece*>& pieces) {
+  std::int64_t vertex_count = 0;
+  std::int64_t facet_count = 0;
+  for (const Piece* piece : pieces) {
+    vertex_count += static_cast<std::int64_t>(piece->vertices.size());
+    facet_count += plate.parts[piece->part].input.mesh->num_triangles();
+  }
+  if (vertex_count > 2147483646 || facet_count > 2147483647 / 50) {
+    Fail(ExitCode::kInput,
+         Message("MESH-TOO-LARGE", "", fmt::format("the plate would have {} facets", facet_count))
+             .Hint("fewer copies, or simplified parts"));
+  }
+  auto mesh = std::make_unique<CTL>();
+  // One vertex more than there are, as every operation of the mesh keeps it.
+  mesh->vertices_.reset(static_cast<std::size_t>(vertex_count) + 1);
+  mesh->triangles_.reset(static_cast<std::size_t>(facet_count));
+  mesh->header.num_vertices = static_cast<int>(vertex_count);
+  mesh->header.num_triangles = static_cast<int>(facet_count);
+  set_unit_matrix(mesh->header.matrix);
+  mesh->SetUnits(plate.job.units == Units::kInch ? trq::units::kInch : trq::units::kMillimetre);
+  int first_vertex = 0;
+  int facet = 0;
+  for (const Piece* piece : pieces) {
+    std::copy(piece->vertices.begin(), piece->vertices.end(), mesh->vertices() + first_vertex);
+    const CTL& source = *plate.parts[piece->part].input.mesh;
+    for (int i = 0; i < source.num_triangles(); ++i, ++facet) {
+      mesh->nth(facet) = source.triangles()[i];
+      for (int k = 0; k < 3; ++k) mesh->nth(facet)[k] += first_vertex;
+    }
+    first_vertex += static_cast<int>(piece->vertices.size());
+  }
+  mesh->recalculate_extents();
+  mesh->extents_valid = 1;
+  mesh->Calculate_normals();
+  return mesh;
+}
+
+Json BoxToJson(const Box& box) {
+  Json json{{"min", Json::array()}, {"max", Json::array()}};
+  for (std::size_t i = 0; i < 3; ++i) {
+    json["min"].push_back(NumberToJson(static_cast<float>(box.min[i])));
+    json["max"].push_back(NumberToJson(static_cast<float>(box.max[i])));
+  }
+  return json;
+}
+
+}  // namespace
+
+std::string Stem(const std::string& path) {
+  std::string name = path.substr(path.rfind('/') + 1);
+  const std::size_t dot = name.rfind('.');
+  if (dot != std::string::npos && dot > 0) name.resize(dot);
+  return name.substr(0, kLongestName);
+}
+
+std::string PieceName(const Plate& plate, const Piece& piece) {
+  return fmt::format("{}-{}", plate.parts[piece.part].name, piece.copy);
+}
+
+double ContactIn(Units units) { return kContactMillimetres * UnitsFactor(Units::kMillimetre, units); }
+
+Plate LoadPlate(Context& context, const Job& job) {
+  Plate plate;
+  plate.job = job;
+  plate.vat = job.VatIn(job.units);
+  // The placement's own arithmetic: a part in 31 of the vat, in single precision.
+  for (std::size_t i = 0; i < 2; ++i) plate.cell[i] = static_cast<float>(plate.vat[i]) * 0.032258064f;
+  const std::array<double, 3> vat_mm = job.VatIn(Units::kMillimetre);
+  for (std::size_t i = 0; i < job.parts.size(); ++i) {
+    ShowProgress("reading " + job.parts[i].path,
+                 0.3 * static_cast<double>(i) / static_cast<double>(job.parts.size()));
+    PlatePart part;
+    part.request = job.parts[i];
+    const std::size_t said = context.messages().size();
+    part.input = ReadMesh(context, part.request.path);
+    RequireFinite(part.input);
+    WarnOfUnits(context, part.input, &vat_mm);
+    part.remarks.assign(context.messages().begin() + static_cast<std::ptrdiff_t>(said),
+                        context.messages().end());
+    const std::string side_file = SideFileOf(part.request.path);
+    struct stat status {};
+    if (stat(side_file.c_str(), &status) == 0) part.side_file = ReadStyleBytes(side_file);
+    part.sha256 = Sha256OfFile(part.request.path);
+    const double factor = UnitsFactor(part.input.units, job.units);
+    const Matrix4 scaled = Matrix4::Scaling(factor, factor, factor);
+    part.prepare = ToCorner(*part.input.mesh, TurnAboutZ(scaled, part.request.rotate_z), 0, 0, job.drop);
+    plate.parts.push_back(std::move(part));
+  }
+  NameParts(plate.parts);
+  return plate;
+}
+
+bool PlacePieces(Context& context, Plate& plate) {
+  ShowProgress("placing", 0.3);
+  GridEval grid = MakeGrid(plate);
+  const std::vector<Component> components = Components(plate, PieceCount(plate));
+  // The grid's tables take 101 components; it would leave out the others.
+  if (components.size() > 101) {
+    context.Error(
+        Message("NO-PLACEMENT", "",
+                fmt::format("{} parts are more than the 101 that can be placed together", components.size()))
+            .Hint("divide them over several builds"));
+    return false;
+  }
+  if (!Search(plate, PieceCount(plate), grid)) {
+    Explain(context, plate);
+    return false;
+  }
+  ShowProgress("moving the pieces", 0.5);
+  for (std::size_t c = 0; c < components.size(); ++c) {
+    const PlatePart& part = plate.parts[components[c].part];
+    for (int copy = 0; copy < components[c].copies; ++copy) {
+      const int component = static_cast<int>(c);
+      Piece piece;
+      piece.part = components[c].part;
+      piece.copy = components[c].first_copy + copy + 1;
+      piece.x = grid.x_shift(component, copy);
+      piece.y = grid.y_shift(component, copy);
+      piece.rotation = grid.z_rot(component, copy);
+      piece.rotation_index =
+          static_cast<int>(std::lround(piece.rotation * static_cast<double>(plate.job.rotations) / 360));
+      piece.matrix =
+          ToCorner(*part.input.mesh, TurnAboutZ(part.prepare, AngleOf(plate, piece.rotation_index)), piece.x,
+                   piece.y, false);
+      ApplyTo(*part.input.mesh, piece);
+      plate.extent.Add(piece.box);
+      plate.pieces.push_back(std::move(piece));
+    }
+  }
+  return true;
+}
+
+std::vector<Message> CheckPieces(Plate& plate) {
+  ShowProgress("checking", 0.6);
+  std::vector<Message> findings;
+  const double contact = ContactIn(plate.job.units);
+  const char* unit = UnitsName(plate.job.units);
+  const auto name_of = [&](std::size_t i) { return PieceName(plate, plate.pieces[i]); };
+  std::vector<PlacedShape> shapes;
+  // One message a part and axis: copies reach out of the vat together.
+  struct Outside {
+    double by = 0;
+    int pieces = 0;
+    bool below = false;
+    std::string first;
+  };
+  std::map<std::pair<std::size_t, std::size_t>, Outside> outside;
+  for (std::size_t i = 0; i < plate.pieces.size(); ++i) {
+    const Piece& piece = plate.pieces[i];
+    const PlatePart& part = plate.parts[piece.part];
+    shapes.push_back({piece.vertices.data(), part.input.mesh->triangles(), part.input.mesh->num_triangles()});
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      const double below = -piece.box.min[axis];
+      const double above = piece.box.max[axis] - plate.vat[axis];
+      if (below <= contact && above <= contact) continue;
+      Outside& entry = outside[{piece.part, axis}];
+      if (entry.pieces++ == 0) entry.first = name_of(i);
+      entry.by = std::max({entry.by, below, above});
+      entry.below = entry.below || below > contact;
+    }
+  }
+  for (const auto& [key, entry] : outside) {
+    const std::string axis(1, static_cast<char>('X' + key.second));
+    const std::string what = entry.pieces == 1
+                                 ? "piece " + entry.first + " reaches"
+                                 : fmt::format("{} pieces, {} first, reach", entry.pieces, entry.first);
+    Message message("OUTSIDE-VAT", plate.parts[key.first].request.path,
+                    fmt::format("{} {} {} out of the vat in {}", what, Plain(entry.by, 4), unit, axis));
+    if (key.second == 2 && entry.below) message.Hint("--drop puts the lowest point of every part at Z = 0");
+    findings.push_back(
+        message.At({{"piece", TextToJson(entry.first)}, {"pieces", entry.pieces}, {"axis", axis}}));
+  }
+  const std::vector<Overlap> overlaps = FindOverlaps(shapes, contact);
+  for (const Overlap& overlap : overlaps) {
+    findings.push_back(
+        Message("OVERLAP", "",
+                fmt::format("pieces {} and {} overlap seen from above, by at least {} {} near X {} Y {}",
+                            name_of(overlap.first), name_of(overlap.second), Plain(overlap.depth, 4), unit,
+                            Plain(overlap.x, 2), Plain(overlap.y, 2)))
+            .At({{"pieces",
+                  Json::array({TextToJson(name_of(overlap.first)), TextToJson(name_of(overlap.second))})},
+                 {"x", NumberToJson(overlap.x)},
+                 {"y", NumberToJson(overlap.y)}})
+            .Hint("another --seed or a larger --vat gives another placement"));
+  }
+  ShowProgress("measuring distances", 0.8);
+  plate.smallest_distance = overlaps.empty() ? SmallestDistance(shapes) : 0;
+  return findings;
+}
+
+std::unique_ptr<CTL> PieceMesh(const Plate& plate, const Piece& piece) { return MakeMesh(plate, {&piece}); }
+
+std::unique_ptr<CTL> PlateMesh(const Plate& plate) {
+  std::vector<const Piece*> pieces;
+  for (const Piece& piece : plate.pieces) pieces.push_back(&piece);
+  return MakeMesh(plate, pieces);
+}
+
+Json DescribePlate(const Plate& plate) {
+  Json json;
+  json["units"] = UnitsName(plate.job.units);
+  json["vat"] = NumbersToJson(plate.vat);
+  json["rotations"] = plate.job.rotations;
+  json["seed"] = plate.job.seed;
+  json["drop"] = plate.job.drop;
+  json["cell"] = Json::array();
+  for (const double side : plate.cell) json["cell"].push_back(NumberToJson(static_cast<float>(side)));
+  json["inputs"] = Json::array();
+  for (const PlatePart& part : plate.parts) {
+    Json entry;
+    entry["part"] = TextToJson(part.name);
+    entry["file"] = TextToJson(part.request.path);
+    entry["sha256"] = part.sha256;
+    entry["copies"] = part.request.copies;
+    entry["rotate_z"] = NumberToJson(part.request.rotate_z);
+    entry["units"] = UnitsName(part.input.units);
+    entry["facets"] = part.input.mesh->num_triangles();
+    entry["vertices"] = part.input.mesh->num_vertices();
+    json["inputs"].push_back(entry);
+  }
+  json["pieces"] = Json::array();
+  for (const Piece& piece : plate.pieces) {
+    Json entry;
+    entry["part"] = TextToJson(plate.parts[piece.part].name);
+    entry["copy"] = piece.copy;
+    entry["x"] = NumberToJson(static_cast<float>(piece.x));
+    entry["y"] = NumberToJson(static_cast<float>(piece.y));
+    entry["rotation"] = NumberToJson(static_cast<float>(piece.rotation));
+    entry["matrix"] = Json::array();
+    for (const auto& row : piece.matrix.m) entry["matrix"].push_back(NumbersToJson(row));
+    entry["box"] = BoxToJson(piece.box);
+    json["pieces"].push_back(entry);
+  }
+  json["extent"] = BoxToJson(plate.extent);
+  json["smallest_distance"] =
+      plate.smallest_distance < 0 ? Json(nullptr) : NumberToJson(plate.smallest_distance);
+  return json;
+}
+
+void PrintPlate(Context& context, const Plate& plate) {
+  const char* unit = UnitsName(plate.job.units);
+  std::size_t width = 4;
+  for (const PlatePart& part : plate.parts) width = std::max(width, OneLine(part.name).size());
+  context.Print("{:<{}}  copy  {:>9}  {:>9}  rotation\n", "part", width, fmt::format("x {}", unit),
+                fmt::format("y {}", unit));
+  for (const Piece& piece : plate.pieces) {
+    context.Print("{:<{}}  {:>4}  {:>9}  {:>9}  {:>8}\n", OneLine(plate.parts[piece.part].name), width,
+                  piece.copy, Plain(piece.x, 3), Plain(piece.y, 3), Plain(piece.rotation, 2));
+  }
+  context.Print("{} pieces of {} parts in a vat of {}\n", plate.pieces.size(), plate.parts.size(),
+                SizeInBoth(plate.vat, plate.job.units));
+  context.Print("used: {}\n", SizeInBoth(plate.extent.Size(), plate.job.units));
+  if (plate.smallest_distance >= 0) {
+    context.Print("smallest distance seen from above: {} {}\n", Plain(plate.smallest_distance, 3), unit);
+  }
+}
+
+}  // namespace trqprep

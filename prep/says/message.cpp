@@ -1,0 +1,73 @@
+#include "trqprep/message.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstring>
+#include <new>
+
+namespace trqprep {
+
+const char* SeverityName(Severity severity) {
+  switch (severity) {
+    case Severity::kNote:
+      return "note";
+    case Severity::kWarning:
+      return "warning";
+    default:
+      return "error";
+  }
+}
+
+Json MessageToJson(const Message& message) {
+  Json json;
+  json["code"] = message.code;
+  json["severity"] = SeverityName(message.severity);
+  json["file"] = message.file.empty() ? Json(nullptr) : TextToJson(message.file);
+  json["where"] = message.where;
+  json["text"] = TextToJson(message.text);
+  json["hint"] = TextToJson(message.hint);
+  return json;
+}
+
+std::string OneLine(const std::string& text) {
+  std::string line;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte == 0x7F) {
+      line += fmt::format("\\x{:02x}", byte);
+    } else {
+      line += c;
+    }
+  }
+  return line;
+}
+
+std::string RenderMessage(const Message& message, bool colour) {
+  const char* paint = "";
+  const char* plain = "";
+  if (colour) {
+    paint = message.severity == Severity::kError     ? "\033[1;31m"
+            : message.severity == Severity::kWarning ? "\033[1;33m"
+                                                     : "\033[1;36m";
+    plain = "\033[0m";
+  }
+  std::string lines = fmt::format("trqprep: {}{}:{} ", paint, SeverityName(message.severity), plain);
+  if (!message.file.empty()) lines += OneLine(message.file) + ": ";
+  lines += fmt::format("{} [{}]\n", OneLine(message.text), message.code);
+  if (!message.hint.empty()) lines += fmt::format("  hint: {}\n", OneLine(message.hint));
+  return lines;
+}
+
+void Fail(ExitCode exit, Message message) {
+  // The library tells that a file could not be read or written, not that it was for want of memory.
+  if (errno == ENOMEM && (exit == ExitCode::kInput || exit == ExitCode::kOutput)) throw std::bad_alloc();
+  throw Failure{exit, std::move(message)};
+}
+
+std::string SystemText(int error) {
+  if (error == ENOMEM) throw std::bad_alloc();
+  return std::strerror(error);
+}
+
+}  // namespace trqprep

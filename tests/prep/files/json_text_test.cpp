@@ -1,0 +1,128 @@
+#include "trqprep/json_text.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+
+namespace trqprep {
+namespace {
+
+uint32_t BitsOf(float value) {
+  uint32_t bits;
+  std::memcpy(&bits, &value, sizeof bits);
+  return bits;
+}
+
+float FromBits(uint32_t bits) {
+  float value;
+  std::memcpy(&value, &bits, sizeof value);
+  return value;
+}
+
+Json Reread(const Json& value) { return Json::parse(value.dump()); }
+
+TEST(JsonText, EveryKindOfFloatReadsBackToItsBits) {
+  std::mt19937 random(1);
+  for (int i = 0; i < 200000; ++i) {
+    const float value = FromBits(random());
+    const auto back = FloatFromJson(Reread(NumberToJson(value)));
+    ASSERT_TRUE(back.has_value());
+    ASSERT_EQ(BitsOf(*back), BitsOf(value));
+    // Readers that know doubles only end at the same 32-bit value.
+    if (std::isfinite(value)) {
+      ASSERT_EQ(static_cast<float>(Reread(NumberToJson(value)).get<double>()), value);
+    }
+  }
+  for (const uint32_t bits : {0u, 0x80000000u, 1u, 0x7FFFFFu, 0x800000u, 0x7F7FFFFFu, 0x7F800000u,
+                              0xFF800000u, 0x7FC00000u, 0xFFC12345u, 0x7F800001u}) {
+    const auto back = FloatFromJson(Reread(NumberToJson(FromBits(bits))));
+    ASSERT_TRUE(back.has_value()) << std::hex << bits;
+    EXPECT_EQ(BitsOf(*back), bits);
+  }
+}
+
+TEST(JsonText, FloatsPrintTheirShortestDecimal) {
+  EXPECT_EQ(NumberToJson(0.1f).dump(), "0.1");
+  EXPECT_EQ(NumberToJson(19.999998f).dump(), "19.999998");
+  EXPECT_EQ(NumberToJson(std::numeric_limits<float>::quiet_NaN()), "nan:7fc00000");
+  EXPECT_EQ(NumberToJson(-std::numeric_limits<float>::infinity()), "-inf");
+  EXPECT_EQ(NumberToJson(std::numeric_limits<double>::infinity()), "inf");
+}
+
+TEST(JsonText, OtherValuesAreNoFloats) {
+  for (const char* text : {"\"nan\"", "\"nan:7fc0000\"", "\"nan:00000000\"", "\"nan:7FC00000\"",
+                           "\"infinity\"", "null", "[1]", "1e99", "true"}) {
+    EXPECT_FALSE(FloatFromJson(Json::parse(text)).has_value()) << text;
+  }
+}
+
+TEST(JsonText, TextsThatAreNoUtf8TravelAsBytes) {
+  const std::string good[] = {
+      "", "plain", "na\xC3\xAFve", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", std::string("a\0b", 3)};
+  for (const std::string& text : good) {
+    EXPECT_TRUE(TextToJson(text).is_string());
+    EXPECT_EQ(TextFromJson(Reread(TextToJson(text))), text);
+  }
+  const std::string bad[] = {"\x80",
+                             "\xC3",
+                             "\xC0\xAF",
+                             "\xE0\x80\x80",
+                             "\xED\xA0\x80",
+                             "\xF4\x90\x80\x80",
+                             "\xF8\x88\x80\x80\x80",
+                             "ok\xFF",
+                             "\xE2\x82"};
+  for (const std::string& text : bad) {
+    EXPECT_FALSE(IsUtf8(text)) << ToHex(text);
+    EXPECT_TRUE(TextToJson(text).contains("bytes"));
+    EXPECT_EQ(TextFromJson(Reread(TextToJson(text))), text);
+  }
+  EXPECT_EQ(TextToJson("caf\xE9"), Json::parse(R"({"bytes":"636166e9"})"));
+  EXPECT_FALSE(TextFromJson(Json::parse(R"({"bytes":"6"})")).has_value());
+  EXPECT_FALSE(TextFromJson(Json::parse(R"({"bytes":"zz"})")).has_value());
+  EXPECT_FALSE(TextFromJson(Json::parse("5")).has_value());
+}
+
+std::string Nested(int depth) {
+  return std::string(static_cast<std::size_t>(depth), '[') +
+         std::string(static_cast<std::size_t>(depth), ']');
+}
+
+std::string Members(int count) {
+  std::string text = "{";
+  for (int i = 0; i < count; ++i) text += (i ? ",\"" : "\"") + std::to_string(i) + "\":1";
+  return text + "}";
+}
+
+TEST(JsonFromAnywhere, DepthAndMembersEnd) {
+  EXPECT_EQ(ParseJson(Nested(64)), Json::parse(Nested(64)));
+  EXPECT_THROW(ParseJson(Nested(65)), JsonMistake);
+  EXPECT_THROW(ParseJson("{\"a\":" + Nested(64) + "}"), JsonMistake);
+  EXPECT_THROW(ParseJson(std::string(3000000, '[')), JsonMistake);
+  EXPECT_EQ(ParseJson(Members(1024)).size(), 1024u);
+  EXPECT_THROW(ParseJson(Members(1025)), JsonMistake);
+  EXPECT_THROW(ParseJson("[1e400]"), JsonMistake);
+  EXPECT_THROW(ParseJson("{\"a\":{\"b\":-51e3900\"c\":10"), JsonMistake);
+  // Each object has its own count, and members of its own members are not among them.
+  EXPECT_EQ(ParseJson("[" + Members(1000) + "," + Members(1000) + "]").size(), 2u);
+  EXPECT_EQ(ParseJson("{\"a\":" + Members(1024) + ",\"b\":" + Members(1024) + "}").size(), 2u);
+}
+
+TEST(JsonFromAnywhere, MistakesTellWhere) {
+  for (const char* text : {"", "{", "[1,]", "nul", "\"\xFF\"", "[1] 2"}) {
+    try {
+      ParseJson(text);
+      ADD_FAILURE() << text;
+    } catch (const JsonMistake& mistake) {
+      ASSERT_TRUE(mistake.byte.has_value()) << text;
+      EXPECT_LE(*mistake.byte, std::strlen(text) + 1);
+    }
+  }
+  EXPECT_EQ(ParseJson("{\"b\":1,\"a\":[true,null]}").dump(), "{\"b\":1,\"a\":[true,null]}");
+}
+
+}  // namespace
+}  // namespace trqprep

@@ -1,0 +1,207 @@
+#include "trqprep/overlap.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <vector>
+
+namespace trqprep {
+namespace {
+
+struct Shape {
+  std::vector<PbVec3f> vertices;
+  std::vector<R_INT4> triangles;
+
+  void Quad(int a, int b, int c, int d) {
+    triangles.emplace_back(a, b, c);
+    triangles.emplace_back(a, c, d);
+  }
+  PlacedShape View() const { return {vertices.data(), triangles.data(), static_cast<int>(triangles.size())}; }
+};
+
+Shape BoxAt(float x, float y, float width, float depth, float z = 0) {
+  Shape box;
+  for (const float vz : {z, z + 10}) {
+    for (const float vy : {y, y + depth}) {
+      for (const float vx : {x, x + width}) box.vertices.emplace_back(vx, vy, vz);
+    }
+  }
+  box.Quad(0, 2, 3, 1);
+  box.Quad(4, 5, 7, 6);
+  box.Quad(0, 1, 5, 4);
+  box.Quad(2, 6, 7, 3);
+  box.Quad(0, 4, 6, 2);
+  box.Quad(1, 3, 7, 5);
+  return box;
+}
+
+// A ring about (x, y): top, bottom and both walls.
+Shape RingAt(float x, float y, float outer, float inner, int sides = 60) {
+  Shape ring;
+  for (int k = 0; k < sides; ++k) {
+    const double angle = 2 * 3.14159265358979 * k / sides;
+    for (const float radius : {outer, inner}) {
+      for (const float z : {0.0f, 5.0f}) {
+        ring.vertices.emplace_back(static_cast<float>(x + radius * std::cos(angle)),
+                                   static_cast<float>(y + radius * std::sin(angle)), z);
+      }
+    }
+  }
+  for (int k = 0; k < sides; ++k) {
+    const int a = 4 * k, b = 4 * ((k + 1) % sides);
+    ring.Quad(a, b, b + 1, a + 1);
+    ring.Quad(b + 2, a + 2, a + 3, b + 3);
+    ring.Quad(a + 3, a + 1, b + 1, b + 3);
+    ring.Quad(a, a + 2, b + 2, b);
+  }
+  return ring;
+}
+
+std::vector<Overlap> Overlaps(const Shape& a, const Shape& b) {
+  return FindOverlaps({a.View(), b.View()}, 0.001);
+}
+double Distance(const Shape& a, const Shape& b) { return SmallestDistance({a.View(), b.View()}); }
+
+TEST(Overlap, BoxesApartDoNot) {
+  EXPECT_TRUE(Overlaps(BoxAt(0, 0, 10, 10), BoxAt(12, 0, 10, 10)).empty());
+  EXPECT_EQ(Distance(BoxAt(0, 0, 10, 10), BoxAt(12, 0, 10, 10)), 2);
+  EXPECT_EQ(Distance(BoxAt(0, 0, 10, 10), BoxAt(13, 14, 10, 10)), 5);
+}
+
+TEST(Overlap, ContactIsAllowedUpToAThousandth) {
+  EXPECT_TRUE(Overlaps(BoxAt(0, 0, 10, 10), BoxAt(10, 0, 10, 10)).empty());
+  EXPECT_EQ(Distance(BoxAt(0, 0, 10, 10), BoxAt(10, 0, 10, 10)), 0);
+  EXPECT_TRUE(Overlaps(BoxAt(0, 0, 10, 10), BoxAt(9.9995f, 0, 10, 10)).empty());
+  const auto found = Overlaps(BoxAt(0, 0, 10, 10), BoxAt(9.998f, 0, 10, 10));
+  ASSERT_EQ(found.size(), 1u);
+  // Of some two facets of theirs; the boxes reach 0.002 into each other.
+  EXPECT_GT(found[0].depth, 0.001);
+  EXPECT_LT(found[0].depth, 0.00201);
+  EXPECT_NEAR(found[0].x, 9.999, 0.01);
+}
+
+TEST(Overlap, HeightDoesNotMatter) {
+  EXPECT_EQ(Overlaps(BoxAt(0, 0, 10, 10, 0), BoxAt(5, 5, 10, 10, 100)).size(), 1u);
+}
+
+TEST(Overlap, OneInsideTheOtherDoes) {
+  EXPECT_EQ(Overlaps(BoxAt(0, 0, 100, 100), BoxAt(40, 40, 2, 2)).size(), 1u);
+  EXPECT_EQ(Overlaps(BoxAt(40, 40, 2, 2), BoxAt(0, 0, 100, 100)).size(), 1u);
+  EXPECT_EQ(Overlaps(BoxAt(0, 0, 10, 10), BoxAt(0, 0, 10, 10)).size(), 1u);
+}
+
+TEST(Overlap, CrossingBarsDo) { EXPECT_EQ(Overlaps(BoxAt(0, 45, 100, 1), BoxAt(50, 0, 1, 100)).size(), 1u); }
+
+TEST(Overlap, NestingInAHoleDoesNotThoughBoxesDo) {
+  const Shape ring = RingAt(50, 50, 40, 30);
+  EXPECT_TRUE(Overlaps(ring, BoxAt(40, 40, 20, 20)).empty());
+  EXPECT_TRUE(Overlaps(ring, RingAt(50, 50, 25, 20)).empty());
+  EXPECT_EQ(Overlaps(ring, BoxAt(40, 40, 45, 20)).size(), 1u);
+  EXPECT_EQ(Overlaps(ring, RingAt(60, 50, 25, 20)).size(), 1u);
+  // The inner wall is a polygon of 60 sides: its nearest points are the middles of the sides.
+  const double apothem = 30 * std::cos(3.14159265358979 / 60);
+  EXPECT_NEAR(Distance(ring, BoxAt(50, 49.9f, 20, 0.2f)), apothem - 20, 0.05);
+}
+
+TEST(Overlap, AnUprightSheetCountsAsALine) {
+  Shape sheet;
+  sheet.vertices = {PbVec3f(-5, 5, 0), PbVec3f(15, 5, 0), PbVec3f(15, 5, 9), PbVec3f(-5, 5, 9)};
+  sheet.Quad(0, 1, 2, 3);
+  EXPECT_EQ(Overlaps(BoxAt(0, 0, 10, 10), sheet).size(), 1u);
+  Shape other;
+  other.vertices = {PbVec3f(5, 0, 0), PbVec3f(5, 20, 0), PbVec3f(5, 20, 9), PbVec3f(5, 0, 9)};
+  other.Quad(0, 1, 2, 3);
+  EXPECT_EQ(Overlaps(sheet, other).size(), 1u);
+  EXPECT_EQ(Distance(sheet, other), 0);
+  Shape beside = sheet;
+  for (PbVec3f& v : beside.vertices) v[1] += 3;
+  EXPECT_TRUE(Overlaps(sheet, beside).empty());
+  EXPECT_EQ(Distance(sheet, beside), 3);
+}
+
+TEST(Overlap, EveryPairIsNamedOnce) {
+  const Shape a = BoxAt(0, 0, 10, 10), b = BoxAt(5, 0, 10, 10), c = BoxAt(30, 0, 10, 10),
+              d = BoxAt(12, 5, 20, 2);
+  const auto found = FindOverlaps({a.View(), b.View(), c.View(), d.View()}, 0.001);
+  ASSERT_EQ(found.size(), 3u);
+  EXPECT_EQ(found[0].first, 0u);
+  EXPECT_EQ(found[0].second, 1u);
+  EXPECT_EQ(found[1].second, 3u);
+  EXPECT_EQ(found[2].first, 2u);
+}
+
+TEST(Overlap, OneShapeHasNoDistance) {
+  const Shape a = BoxAt(0, 0, 1, 1);
+  EXPECT_LT(SmallestDistance({a.View()}), 0);
+  EXPECT_LT(SmallestDistance({}), 0);
+}
+
+// The same returns as looking at every pair of facets, on many small random shapes.
+TEST(Overlap, AgreesWithEveryPairOfFacets) {
+  std::mt19937 random(3);
+  const auto number = [&random](double low, double high) {
+    return static_cast<float>(low + (high - low) * (random() / 4294967296.0));
+  };
+  const auto side = [](const PbVec3f& a, const PbVec3f& b, const PbVec3f& p) {
+    return (double(b[0]) - a[0]) * (double(p[1]) - a[1]) - (double(b[1]) - a[1]) * (double(p[0]) - a[0]);
+  };
+  int overlapping = 0;
+  for (int round = 0; round < 400; ++round) {
+    Shape shapes[2];
+    for (int s = 0; s < 2; ++s) {
+      const float x = number(0, 30), y = number(0, 30);
+      for (int f = 0; f < 60; ++f) {
+        const int first = static_cast<int>(shapes[s].vertices.size());
+        const float cx = x + number(0, 20), cy = y + number(0, 20), size = number(0.1, 4);
+        for (int k = 0; k < 3; ++k) {
+          shapes[s].vertices.emplace_back(cx + number(-size, size), cy + number(-size, size), number(0, 9));
+        }
+        shapes[s].triangles.emplace_back(first, first + 1, first + 2);
+      }
+    }
+    // Two facets share an area when sides cross or a corner of one lies inside the other.
+    bool any = false;
+    for (const R_INT4& t : shapes[0].triangles) {
+      for (const R_INT4& u : shapes[1].triangles) {
+        const PbVec3f* a[3];
+        const PbVec3f* b[3];
+        for (int k = 0; k < 3; ++k) {
+          a[k] = &shapes[0].vertices[static_cast<std::size_t>(t[k])];
+          b[k] = &shapes[1].vertices[static_cast<std::size_t>(u[k])];
+        }
+        const auto inside = [&](const PbVec3f& p, const PbVec3f* const c[3]) {
+          const double s0 = side(*c[0], *c[1], p), s1 = side(*c[1], *c[2], p), s2 = side(*c[2], *c[0], p);
+          return (s0 > 0 && s1 > 0 && s2 > 0) || (s0 < 0 && s1 < 0 && s2 < 0);
+        };
+        for (int i = 0; i < 3; ++i) {
+          any = any || inside(*a[i], b) || inside(*b[i], a);
+          for (int j = 0; j < 3; ++j) {
+            const PbVec3f &p = *a[i], &q = *a[(i + 1) % 3], &v = *b[j], &w = *b[(j + 1) % 3];
+            any = any || (side(p, q, v) * side(p, q, w) < 0 && side(v, w, p) * side(v, w, q) < 0);
+          }
+        }
+      }
+    }
+    // Without any allowance a shared area and a reach above zero are the same thing, hairs apart.
+    const auto found = FindOverlaps({shapes[0].View(), shapes[1].View()}, 0);
+    ASSERT_EQ(!found.empty(), any) << "round " << round;
+    overlapping += any;
+    const double distance = Distance(shapes[0], shapes[1]);
+    ASSERT_EQ(distance == 0, any) << distance;
+  }
+  EXPECT_GT(overlapping, 50);
+  EXPECT_LT(overlapping, 350);
+}
+
+TEST(Overlap, DistanceAgreesWithEveryPairOfCorners) {
+  // Fine rings beside each other: between dense corners the distance differs from that of the circles by
+  // little.
+  const Shape a = RingAt(0, 0, 20, 15, 720), b = RingAt(47, 9, 20, 15, 720);
+  const double wanted = std::hypot(47.0, 9.0) - 40;
+  EXPECT_NEAR(Distance(a, b), wanted, 0.001);
+  EXPECT_EQ(Distance(a, b), Distance(b, a));
+}
+
+}  // namespace
+}  // namespace trqprep

@@ -1,0 +1,191 @@
+#include "cli/command.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <map>
+#include <stdexcept>
+
+#include "trqprep/quantities.h"
+#include "trqprep/suggestions.h"
+
+namespace trqprep {
+namespace {
+
+std::multimap<int, CommandRegistration::AddFunction>& Registrations() {
+  static std::multimap<int, CommandRegistration::AddFunction> registrations;
+  return registrations;
+}
+
+// Turns what a parser throws into the text that CLI11 shows.
+template <class Parse>
+std::string Checked(const Parse& parse) {
+  try {
+    parse();
+    return {};
+  } catch (const std::invalid_argument& error) {
+    return error.what();
+  }
+}
+
+}  // namespace
+
+CommandRegistration::CommandRegistration(int order, AddFunction add) { Registrations().emplace(order, add); }
+
+std::string ToolVersion() { return TRQPREP_VERSION; }
+std::string ToolName() { return "trqprep " + ToolVersion(); }
+
+Command::Command(CommandTree& tree, CLI::App& app_) : app(app_), tree_(tree) {
+  app.allow_extras();  // collected, so that an unknown option is reported with the names nearest to it
+  app.set_help_flag("-h,--help", "Show this help and end");
+  app.require_subcommand(0, 1);
+  app.add_flag("--json", tree.common().json, "Print one JSON document instead of text");
+  app.add_flag("--yes", tree.common().yes, "Answer the questions of the library with yes");
+}
+
+Command& Command::Sub(const std::string& name, const std::string& summary) {
+  subs.push_back(std::make_unique<Command>(tree_, *app.add_subcommand(name, summary)));
+  return *subs.back();
+}
+
+CLI::Option* Command::Prepare(CLI::Option* option, const std::string& type) {
+  option->type_name(type);
+  if (type.find('|') != std::string::npos) {
+    const std::vector<std::string> choices = Split(type, '|');
+    option->check([choices](const std::string& value) -> std::string {
+      if (std::find(choices.begin(), choices.end(), value) != choices.end()) return {};
+      return "'" + value + "' is unknown; " + DidYouMean(value, choices);
+    });
+  }
+  return option;
+}
+
+CLI::Option* Command::Argument(const std::string& name, std::string& value, const std::string& help) {
+  return app.add_option(name, value, help)->required()->type_name("FILE");
+}
+
+CLI::Option* Command::Arguments(const std::string& name, std::vector<std::string>& values,
+                                const std::string& help, bool required) {
+  return app.add_option(name, values, help)->required(required)->type_name("FILE");
+}
+
+CLI::Option* Command::Choice(const std::string& name, std::string& value, const std::string& type,
+                             const std::string& help) {
+  return Prepare(app.add_option(name, value, help)->required(), type);
+}
+
+CLI::Option* Command::Flag(const std::string& names, bool& value, const std::string& help) {
+  return app.add_flag(names, value, help);
+}
+
+CLI::Option* Command::TextOption(const std::string& names, std::string& value, const std::string& type,
+                                 const std::string& help) {
+  return Prepare(app.add_option(names, value, help), type);
+}
+
+CLI::Option* Command::RepeatedOption(const std::string& names, std::vector<std::string>& values,
+                                     const std::string& type, const std::string& help) {
+  CLI::Option* option = app.add_option(names, values, help);
+  option->allow_extra_args(false);
+  return Prepare(option, type);
+}
+
+CLI::Option* Command::Step(const std::string& name, const std::string& type, const std::string& help) {
+  if (type.empty())
+    return app.add_flag(name)->description(help)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  CLI::Option* option = app.add_option(name)->description(help);
+  option->expected(1, CLI::detail::expected_max_vector_size)->allow_extra_args(false);
+  option->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  return Prepare(option, type);
+}
+
+CLI::Option* Command::WholeOption(const std::string& names, std::int64_t& value, std::int64_t lowest,
+                                  std::int64_t highest, const std::string& help) {
+  return Prepare(app.add_option_function<std::string>(
+                     names,
+                     [&value, lowest, highest](const std::string& text) {
+                       value = ParseWhole(text, lowest, highest);
+                     },
+                     help),
+                 "N")
+      ->check([lowest, highest](const std::string& text) {
+        return Checked([&] { ParseWhole(text, lowest, highest); });
+      });
+}
+
+CLI::Option* Command::NumberOption(const std::string& names, std::optional<double>& value,
+                                   const std::string& help) {
+  return Prepare(app.add_option_function<std::string>(
+                     names, [&value](const std::string& text) { value = ParseNumber(text); }, help),
+                 "NUMBER")
+      ->check([](const std::string& text) { return Checked([&] { ParseNumber(text); }); });
+}
+
+CLI::Option* Command::LengthOption(const std::string& names, std::optional<Length>& value,
+                                   const std::string& help) {
+  return Prepare(app.add_option_function<std::string>(
+                     names, [&value](const std::string& text) { value = ParseLength(text); }, help),
+                 "LENGTH")
+      ->check([](const std::string& text) { return Checked([&] { ParseLength(text); }); });
+}
+
+CLI::Option* Command::VatOption(std::array<Length, 3>& value) {
+  return Prepare(app.add_option_function<std::string>(
+                     "--vat", [&value](const std::string& text) { value = ParseVat(text); },
+                     "Inner size of the vat, such as 250x250x250mm (the default) or 10x10x12in"),
+                 "XxYxZ")
+      ->check([](const std::string& text) { return Checked([&] { ParseVat(text); }); });
+}
+
+CLI::Option* Command::Output(std::string& path, const std::string& type, const std::string& help,
+                             bool required) {
+  ForceFlag();
+  return Prepare(app.add_option("-o,--output", path, help), type)->required(required);
+}
+
+void Command::ForceFlag() { app.add_flag("--force", tree_.common().force, "Replace an output that exists"); }
+
+void Command::UsesUnits() {
+  Prepare(
+      app.add_option("--units", tree_.common().units, "Unit of bare lengths and of STL files (default mm)"),
+      "mm|in");
+}
+
+void Command::ReadsMeshes() {
+  UsesUnits();
+  app.add_flag("--accept-partial", tree_.common().accept_partial,
+               "Read the facets that are there when a binary STL file announces more");
+}
+
+CommandTree::CommandTree(Context& context)
+    : context_(context),
+      root_(std::make_unique<CLI::App>("Build preparation for stereolithography", "trqprep")) {
+  root_->allow_extras();
+  root_->require_subcommand(0, 1);
+  root_->set_help_flag("-h,--help", "Show this help and end");
+  root_->set_version_flag("--version", ToolName());
+  root_->add_flag("--json", context.options.json, "Print one JSON document instead of text");
+  for (const auto& [order, add] : Registrations()) add(*this);
+}
+
+CommandTree::~CommandTree() = default;
+
+Command& CommandTree::Add(const std::string& name, const std::string& summary) {
+  commands_.push_back(std::make_unique<Command>(*this, *root_->add_subcommand(name, summary)));
+  return *commands_.back();
+}
+
+namespace {
+
+Command* FindIn(std::vector<std::unique_ptr<Command>>& commands, const CLI::App* app) {
+  for (auto& command : commands) {
+    if (&command->app == app) return command.get();
+    if (Command* found = FindIn(command->subs, app)) return found;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+Command* CommandTree::Find(const CLI::App* app) { return FindIn(commands_, app); }
+
+}  // namespace trqprep

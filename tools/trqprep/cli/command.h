@@ -1,0 +1,136 @@
+/// The commands of the tool and the option tree that they make.
+///
+/// A command is one file, command_<verb>.cpp:
+///
+///   namespace trqprep {
+///   namespace {
+///   struct Options { std::string input; std::string output; double height = 0; };
+///
+///   ExitCode Run(Context& context, const Options& options) { ... return ExitCode::kDone; }
+///
+///   void Add(CommandTree& tree) {
+///     auto options = std::make_shared<Options>();
+///     Command& command = tree.Add("zcomp", "Raise the down-facing facets by the cure depth");
+///     command.details = "One or two paragraphs ...";
+///     command.Argument("IN", options->input, "STL or CTL file");
+///     command.Output(options->output, "FILE", "the mesh file to write");   // -o and --force
+///     command.LengthOption("--height", options->height_length, "...");
+///     command.UsesUnits();                                                 // --units
+///     command.examples = {"trqprep zcomp bracket.stl --height 0.2mm -o raised.stl", "..."};
+///     command.run = [options](Context& context) { return Run(context, *options); };
+///   }
+///   const CommandRegistration kRegistration(60, Add);   // the number orders the commands in help
+///   }  // namespace
+///   }  // namespace trqprep
+///
+/// Nothing else has to be edited: help, completion, man page and reference page come from the tree. After a
+/// change of options run `trqprep help --reference-page > docs/trqprep.md`; a test compares.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/context.h"
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
+
+namespace trqprep {
+
+class CommandTree;
+
+/// One command, or one group of verbs such as `style`.
+class Command {
+ public:
+  Command(CommandTree& tree, CLI::App& app);
+
+  /// A verb below this command; this one then only groups (leave `run` unset).
+  Command& Sub(const std::string& name, const std::string& summary);
+
+  // Options. `type` is shown in help and drives completion: "a|b|c" are the only values taken, FILE is
+  // completed with files, FOLDER with folders. Each returns the CLI11 option, for what is not covered here.
+  /// One required positional argument.
+  CLI::Option* Argument(const std::string& name, std::string& value, const std::string& help);
+  /// One or more positional arguments; none is allowed too when `required` is false.
+  CLI::Option* Arguments(const std::string& name, std::vector<std::string>& values, const std::string& help,
+                         bool required = true);
+  /// One required positional argument that takes one of the values of `type`, written a|b|c.
+  CLI::Option* Choice(const std::string& name, std::string& value, const std::string& type,
+                      const std::string& help);
+  CLI::Option* Flag(const std::string& names, bool& value, const std::string& help);
+  CLI::Option* TextOption(const std::string& names, std::string& value, const std::string& type,
+                          const std::string& help);
+  /// May be given several times, one value each.
+  CLI::Option* RepeatedOption(const std::string& names, std::vector<std::string>& values,
+                              const std::string& type, const std::string& help);
+  /// One of several options whose order counts; a flag when `type` is empty. Read them through
+  /// app.parse_order().
+  CLI::Option* Step(const std::string& name, const std::string& type, const std::string& help);
+  CLI::Option* WholeOption(const std::string& names, std::int64_t& value, std::int64_t lowest,
+                           std::int64_t highest, const std::string& help);
+  CLI::Option* NumberOption(const std::string& names, std::optional<double>& value, const std::string& help);
+  CLI::Option* LengthOption(const std::string& names, std::optional<Length>& value, const std::string& help);
+  CLI::Option* VatOption(std::array<Length, 3>& value);
+  /// -o/--output (required unless said otherwise) and --force.
+  CLI::Option* Output(std::string& path, const std::string& type, const std::string& help,
+                      bool required = true);
+  /// --force alone, for commands whose output has an option of its own.
+  void ForceFlag();
+  /// --units
+  void UsesUnits();
+  /// --units and --accept-partial, for commands that read meshes.
+  void ReadsMeshes();
+
+  CLI::App& app;
+  std::string details;                ///< text below the summary in --help; paragraphs between empty lines
+  std::vector<std::string> examples;  ///< two command lines that the tests run
+  std::function<ExitCode(Context&)> run;
+  std::vector<std::unique_ptr<Command>> subs;
+
+ private:
+  CLI::Option* Prepare(CLI::Option* option, const std::string& type);
+  CommandTree& tree_;
+};
+
+/// The whole option tree.
+class CommandTree {
+ public:
+  explicit CommandTree(Context& context);
+  ~CommandTree();
+  Command& Add(const std::string& name, const std::string& summary);
+  /// The command that `app` belongs to, or null.
+  Command* Find(const CLI::App* app);
+  CLI::App& root() { return *root_; }
+  const CLI::App& root() const { return *root_; }
+  std::vector<std::unique_ptr<Command>>& commands() { return commands_; }
+  CommonOptions& common() { return context_.options; }
+
+ private:
+  Context& context_;
+  std::unique_ptr<CLI::App> root_;
+  std::vector<std::unique_ptr<Command>> commands_;
+};
+
+/// Registers a command file's Add function at start-up; ordered by number in help.
+class CommandRegistration {
+ public:
+  using AddFunction = void (*)(CommandTree&);
+  CommandRegistration(int order, AddFunction add);
+};
+
+/// "trqprep X.Y.Z"
+std::string ToolName();
+/// "X.Y.Z"
+std::string ToolVersion();
+
+/// Parses the command line, runs the command, writes the result and returns the exit code.
+int RunCommandLine(int argc, char** argv);
+
+}  // namespace trqprep

@@ -1,0 +1,328 @@
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <mutex>
+#include <new>
+#include <system_error>
+
+#include "cli/command.h"
+#include "cli/help_pages.h"
+#include "cli/interrupt.h"
+#include "cli/progress.h"
+#include "cli/terminal.h"
+#include "trqprep/atomic_output.h"
+#include "trqprep/suggestions.h"
+
+namespace trqprep {
+namespace {
+
+// What the watcher thread needs to say goodbye. Guarded by HoldInterruptions.
+struct Farewell {
+  bool json = false;
+  bool said = false;  // the result is out, or on its way
+  std::string schema = "trqprep.usage/1";
+  std::string units = "mm";
+  const Context* context = nullptr;
+};
+
+Farewell& TheFarewell() {
+  alignas(Farewell) static std::byte room[sizeof(Farewell)];  // its texts are short enough to need no memory
+  static Farewell* farewell = new (room) Farewell;
+  return *farewell;
+}
+
+Json Envelope(const std::string& schema, ExitCode exit, const std::string& units, const Json& data) {
+  Json document;
+  document["schema"] = schema;
+  document["tool"] = ToolName();
+  document["ok"] = exit == ExitCode::kDone;
+  document["exit"] = static_cast<int>(exit);
+  document["units"] = units;
+  document["data"] = data;
+  document["messages"] = Json::array();
+  return document;
+}
+
+void SayGoodbye() {
+  EraseProgressUnlocked();
+  Farewell& farewell = TheFarewell();
+  const Message message("INTERRUPTED", "", "interrupted; nothing was left half written");
+  WriteErrorStreamNow(RenderMessage(message, ErrorStreamHasColour()));
+  if (!farewell.json || farewell.said) return;
+  Json document = Envelope(farewell.schema, ExitCode::kInterrupted, farewell.units, Json::object());
+  document["messages"].push_back(MessageToJson(message));
+  WriteStandardOutput(JsonDocument(document));
+}
+
+constexpr const char* kNoMemory = "trqprep: error: there is not enough memory for this [NO-MEMORY]\n";
+
+[[noreturn]] void EndBadly() {
+  const char* why = "trqprep: error: the library ended in a way that cannot be handled [INTERNAL]\n";
+  try {
+    if (const std::exception_ptr cause = std::current_exception()) std::rethrow_exception(cause);
+  } catch (const std::bad_alloc&) {
+    why = kNoMemory;
+  } catch (...) {
+  }
+  try {
+    RemoveTemporaryPaths();
+  } catch (...) {
+    // Without memory no folder can be listed.
+  }
+  WriteErrorStreamNow(why);
+  _exit(static_cast<int>(ExitCode::kInternal));
+}
+
+// Given back when memory runs out, so that there is some for the last words.
+void* reserve = nullptr;
+constexpr std::size_t kReserve = 256 << 10;
+
+// Memory ran out: ends the program here and now, because not everything that the tool is built from survives
+// being unwound without memory. (A JSON value whose first member could not be made cannot be destroyed.)
+[[noreturn]] void EndWithoutMemory() {
+  static std::atomic<bool> begun{false};
+  if (begun.exchange(true)) {  // not even enough for the last words, or a second thread
+    WriteErrorStreamNow(kNoMemory);
+    _exit(static_cast<int>(ExitCode::kInternal));
+  }
+  std::free(reserve);
+  RemoveTemporaryPaths();
+  const Farewell& farewell = TheFarewell();
+  const Message message("NO-MEMORY", farewell.context ? farewell.context->current_file : "",
+                        "there is not enough memory for this");
+  EraseProgressUnlocked();
+  WriteErrorStreamNow(RenderMessage(message, ErrorStreamHasColour()));
+  if (farewell.json && !farewell.said) {
+    Json document = Envelope(farewell.schema, ExitCode::kInternal, farewell.units, Json::object());
+    document["messages"].push_back(MessageToJson(message));
+    WriteStandardOutput(JsonDocument(document));
+  }
+  _exit(static_cast<int>(ExitCode::kInternal));
+}
+
+// Before the static initialisers, which may run out of memory as well.
+__attribute__((constructor(101))) void PrepareForTheWorst() {
+  std::set_terminate(EndBadly);
+  reserve = std::malloc(kReserve);
+  std::set_new_handler(EndWithoutMemory);
+}
+
+// Writes the result; what was asked for and could not be written is a failure of its own.
+int Finish(Context& context, const std::string& schema, ExitCode exit) {
+  EndProgress();
+  std::string result = context.text;
+  if (context.options.json) {
+    Json document =
+        Envelope(schema, exit, UnitsName(context.data_units.value_or(context.units())), context.data);
+    for (const Message& message : context.messages()) document["messages"].push_back(MessageToJson(message));
+    result = JsonDocument(document);
+  }
+  {
+    const auto hold = HoldInterruptions();
+    TheFarewell().said = true;
+  }
+  if (const int error = WriteStandardOutput(result); error != 0) {
+    context.Error(Message("OUTPUT-UNWRITABLE", "standard output", SystemText(error)));
+    if (exit == ExitCode::kDone || exit == ExitCode::kNo) exit = ExitCode::kOutput;
+  }
+  return static_cast<int>(exit);
+}
+
+std::string PathOf(const CLI::App& app) {
+  if (!app.get_parent()) return app.get_name();
+  return PathOf(*app.get_parent()) + " " + app.get_name();
+}
+
+// "trqprep.style.show/1" for the command `trqprep style show`.
+std::string SchemaOf(const CLI::App& app) {
+  std::string path = PathOf(app);
+  for (char& c : path) {
+    if (c == ' ') c = '.';
+  }
+  return (app.get_parent() ? path : path + ".usage") + "/1";
+}
+
+CLI::App& DeepestParsed(CLI::App& root) {
+  CLI::App* app = &root;
+  while (!app->get_subcommands().empty()) app = app->get_subcommands().front();
+  return *app;
+}
+
+std::vector<std::string> OptionNames(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::Option* option : app.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+    for (const std::string& name : option->get_snames()) names.push_back("-" + name);
+  }
+  return names;
+}
+
+std::vector<std::string> CommandNames(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::App* sub : app.get_subcommands([](const CLI::App* a) { return !a->get_name().empty(); })) {
+    names.push_back(sub->get_name());
+  }
+  return names;
+}
+
+std::string HelpHint(const CLI::App& app) {
+  return app.get_parent() ? "'" + PathOf(app) + " --help' lists the options"
+                          : "'trqprep help' lists the commands";
+}
+
+// What the command line holds that no command takes, worded for a person; nothing when all was taken.
+std::optional<Message> LeftOver(const CLI::App& app) {
+  const std::vector<std::string> rest = app.remaining();
+  // "--" itself is left over too; what follows it is an argument, whatever it looks like.
+  const bool after_mark = !rest.empty() && rest[0] == "--";
+  if (rest.size() == (after_mark ? 1u : 0u)) return std::nullopt;
+  const std::string first = rest[after_mark ? 1 : 0];
+  if (!after_mark && first.size() > 1 && first[0] == '-') {
+    const std::string name = first.substr(0, first.find('='));
+    return Message("USAGE", "", "unknown option " + name).Hint(DidYouMean(name, OptionNames(app)));
+  }
+  if (!CommandNames(app).empty()) {
+    return Message("USAGE", "", "unknown command '" + first + "'").Hint(DidYouMean(first, CommandNames(app)));
+  }
+  return Message("USAGE", "", "unexpected argument '" + first + "'").Hint(HelpHint(app));
+}
+
+std::optional<Message> FirstLeftOver(const CLI::App& root) {
+  for (const CLI::App* app = &root;; app = app->get_subcommands().front()) {
+    if (auto left_over = LeftOver(*app)) return left_over;
+    if (app->get_subcommands().empty()) return std::nullopt;
+  }
+}
+
+// CLI11 takes "[a,b]" as a list; a file of such a name gets a spelling that it leaves alone.
+std::string KeepBracketedFile(const std::string& argument) {
+  const bool bracketed = argument.size() > 1 && argument.front() == '[' && argument.back() == ']';
+  return bracketed && access(argument.c_str(), F_OK) == 0 ? "./" + argument : argument;
+}
+
+// What the command writes: its -o or --svg, or else the file that it changes, its first argument.
+std::string ResultOf(const CLI::App& app) {
+  for (const char* name : {"--output", "--svg"}) {
+    const CLI::Option* option = app.get_option_no_throw(name);
+    if (option && option->count() > 0) return option->results().front();
+  }
+  for (const CLI::Option* option : app.get_options()) {
+    if (option->get_positional() && option->count() > 0) return option->results().front();
+  }
+  return {};
+}
+
+// Puts the output that people know in the place of a temporary file that could not be written for it.
+void NameResult(const Context& context, Failure& failure) {
+  const std::string& file = failure.message.file;
+  const std::size_t begin = ("/" + file).find("/.trqprep-");
+  if (failure.exit != ExitCode::kOutput || context.result.empty() || begin == std::string::npos) return;
+  const std::string folder = begin == 0 ? "./" : file.substr(0, begin);
+  const std::size_t slash = context.result.rfind('/');
+  const std::string own = slash == std::string::npos ? "./" : context.result.substr(0, slash + 1);
+  if (folder != own) failure.message.text += fmt::format(" (a temporary file in {})", folder);
+  failure.message.file = context.result;
+}
+
+ExitCode Run(Context& context, int argc, char** argv, std::string& schema) {
+  CommandTree tree(context);
+  CLI::App& root = tree.root();
+  std::vector<std::string> arguments(argv + 1, argv + argc);
+  for (std::string& argument : arguments) argument = KeepBracketedFile(argument);
+  std::reverse(arguments.begin(), arguments.end());  // as CLI11 takes them
+  std::optional<Message> complaint;
+  bool wants_help = false;
+  try {
+    root.parse(arguments);
+  } catch (const CLI::CallForHelp&) {
+    wants_help = true;
+  } catch (const CLI::CallForVersion&) {
+    context.Print("{}\n", ToolName());
+    context.data["version"] = ToolVersion();
+    schema = "trqprep.version/1";
+    return ExitCode::kDone;
+  } catch (const CLI::ParseError& error) {
+    complaint = Message("USAGE", "", error.what());
+  }
+  CLI::App& app = DeepestParsed(root);
+  schema = SchemaOf(app);
+  {
+    const auto hold = HoldInterruptions();
+    TheFarewell().schema = schema;
+    TheFarewell().json = context.options.json;
+    TheFarewell().units = context.options.units;
+  }
+  if (wants_help) {
+    context.text = HelpText(tree, app);
+    context.data["help"] = context.text;
+    return ExitCode::kDone;
+  }
+  // An option with a spelling mistake explains most other complaints.
+  if (auto left_over = FirstLeftOver(root)) complaint = left_over;
+  if (complaint) {
+    if (complaint->hint.empty()) complaint->Hint(HelpHint(app));
+    Fail(ExitCode::kUsage, *complaint);
+  }
+  Command* command = tree.Find(&app);
+  if (!command || !command->run) {
+    Fail(ExitCode::kUsage,
+         Message("USAGE", "",
+                 app.get_parent() ? "'" + PathOf(app) + "' needs a verb" : std::string("no command given"))
+             .Hint(app.get_parent() ? "one of " + fmt::format("{}", fmt::join(CommandNames(app), ", "))
+                                    : HelpHint(app)));
+  }
+  context.result = ResultOf(app);
+  const MessageBoxes boxes(context);
+  return command->run(context);
+}
+
+}  // namespace
+
+int RunCommandLine(int argc, char** argv) {
+  RememberUmask();
+  TakeStandardOutput();
+  Context context;
+  std::string schema = "trqprep.usage/1";
+  // A command line that cannot be parsed gets its document too.
+  for (int i = 1; i < argc && std::strcmp(argv[i], "--") != 0; ++i) {
+    if (std::strcmp(argv[i], "--json") == 0) context.options.json = true;
+  }
+  TheFarewell().json = context.options.json;
+  TheFarewell().context = &context;
+  ExitCode exit = ExitCode::kInternal;
+  try {
+    try {
+      WatchSignals(SayGoodbye);
+      exit = Run(context, argc, argv, schema);
+    } catch (Failure& failure) {
+      NameResult(context, failure);
+      exit = failure.exit;
+      context.Say(failure.message);
+    } catch (const std::bad_alloc&) {
+      context.Error(Message("NO-MEMORY", context.current_file, "there is not enough memory for this"));
+    } catch (const std::system_error& error) {
+      // The watcher thread did not start: there was no room for it.
+      context.Error(Message("NO-MEMORY", context.current_file, error.what()));
+    } catch (const std::exception& error) {
+      context.Error(
+          Message("INTERNAL", context.current_file, error.what()).Hint("please report this defect"));
+    } catch (...) {
+      // The library throws a few values that are no exceptions; those that can be expected are met nearer by.
+      context.Error(
+          Message("INTERNAL", context.current_file, "the library gave up").Hint("please report this defect"));
+    }
+    return Finish(context, schema, exit);
+  } catch (const std::bad_alloc&) {
+    RemoveTemporaryPaths();
+    WriteErrorStream(kNoMemory);
+    return static_cast<int>(ExitCode::kInternal);
+  }
+}
+
+}  // namespace trqprep
