@@ -193,8 +193,8 @@ bool slc::CloseFile() {
 
 int slc::openSLCFile(SLC_OPEN_MODE mode) {
   CloseFile();
-  if (mode != SLC_OPEN_READ && mode != SLC_OPEN_WRITE) return trq::slc_file::kCannotOpen;
-  file = trq::host::OpenFile(path, mode == SLC_OPEN_READ ? "rb" : "wb").release();
+  if (mode != trq::slc_file::kRead && mode != trq::slc_file::kWrite) return trq::slc_file::kCannotOpen;
+  file = trq::host::OpenFile(path, mode == trq::slc_file::kRead ? "rb" : "wb").release();
   if (!file) return trq::slc_file::kCannotOpen;
   stream_buffer_.reset(new char[kStreamBuffer]);
   std::setvbuf(file, stream_buffer_.get(), _IOFBF, kStreamBuffer);
@@ -207,7 +207,7 @@ int slc::loadSlc() {
     ~Closer() { model.CloseFile(); }
     slc& model;
   } closer{*this};
-  int result = openSLCFile(SLC_OPEN_READ);
+  int result = openSLCFile(trq::slc_file::kRead);
   if (result == trq::slc_file::kOk) result = readSlcHeader();
   if (result == trq::slc_file::kOk) result = readReservedSection();
   if (result == trq::slc_file::kOk) result = readTableEntry();
@@ -216,7 +216,7 @@ int slc::loadSlc() {
 }
 
 int slc::writeSlc() {
-  int result = openSLCFile(SLC_OPEN_WRITE);
+  int result = openSLCFile(trq::slc_file::kWrite);
   if (result == trq::slc_file::kOk) result = writeSlcHeader();
   if (result == trq::slc_file::kOk) result = writeReservedSection();
   if (result == trq::slc_file::kOk) result = writeTableEntry();

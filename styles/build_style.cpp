@@ -24,32 +24,35 @@ constexpr RowRange kStructureRows[] = {
     BuildRows("Min Width For Small Spot", "Large Support Up Interface Boundary Cure Depth"),
 };
 
-constexpr std::size_t kStructureTexts = 3 * sizeof _bs_style::StyleName;
+constexpr std::size_t kStructureTexts = 3 * sizeof trq::BuildStyleStructure::StyleName;
 
 constexpr std::size_t StructureNumbers() {
   std::size_t numbers = 0;
   for (const RowRange& rows : kStructureRows) numbers += static_cast<std::size_t>(rows.last - rows.first + 1);
   return numbers;
 }
-static_assert(offsetof(_bs_style, StartZ) == kStructureTexts, "three texts of 512 bytes, then the numbers");
-static_assert(sizeof(_bs_style) == kStructureTexts + 4 * StructureNumbers(), "one number a parameter");
-static_assert(offsetof(_bs_style, LargeSupportUpInterfaceBoundaryCureDepth) == sizeof(_bs_style) - 4);
+static_assert(offsetof(trq::BuildStyleStructure, StartZ) == kStructureTexts,
+              "three texts of 512 bytes, then the numbers");
+static_assert(sizeof(trq::BuildStyleStructure) == kStructureTexts + 4 * StructureNumbers(),
+              "one number a parameter");
+static_assert(offsetof(trq::BuildStyleStructure, LargeSupportUpInterfaceBoundaryCureDepth) ==
+              sizeof(trq::BuildStyleStructure) - 4);
 
 struct StructurePartner {
   BuildStyleParameterRecordFloat S::*follows;
-  float _bs_style::*field;
+  float trq::BuildStyleStructure::*field;
 };
 
 // Kept: each pair is fed by one field of the structure.
 constexpr StructurePartner kStructurePartners[] = {
-    {&S::SmallRetractStart, &_bs_style::LargeRetractStart},
-    {&S::SmallRetractEnd, &_bs_style::LargeRetractEnd},
-    {&S::LargeStaggerOffset, &_bs_style::SmallStaggerOffset},
+    {&S::SmallRetractStart, &trq::BuildStyleStructure::LargeRetractStart},
+    {&S::SmallRetractEnd, &trq::BuildStyleStructure::LargeRetractEnd},
+    {&S::LargeStaggerOffset, &trq::BuildStyleStructure::SmallStaggerOffset},
 };
 
 /// Calls `set(record, number)` for every parameter that the structure holds.
 template <class Set>
-void ForStructureNumbers(S& style, const _bs_style& structure, Set set) {
+void ForStructureNumbers(S& style, const trq::BuildStyleStructure& structure, Set set) {
   const char* next = reinterpret_cast<const char*>(&structure) + kStructureTexts;
   for (const RowRange& rows : kStructureRows) {
     for (int row = rows.first; row <= rows.last; ++row) {
@@ -115,7 +118,7 @@ KVBUILDSTYLE::KVBUILDSTYLE(CString name) : KVBUILDSTYLE() { StyleName = FullPath
 
 KVBUILDSTYLE::KVBUILDSTYLE(CString name, float version) : KVBUILDSTYLE(name) { Version.SetValue(version); }
 
-KVBUILDSTYLE::KVBUILDSTYLE(const _bs_style* structure, TRQ_TYPE machine) : KVBUILDSTYLE() {
+KVBUILDSTYLE::KVBUILDSTYLE(const trq::BuildStyleStructure* structure, TRQ_TYPE machine) : KVBUILDSTYLE() {
   ToolingSequencingRatio.AddAndSetValue(1);
   ToolingSequencingCount.AddAndSetValue(0);
   LargeInterHatchDelay.AddAndSetValue(0);
@@ -129,7 +132,7 @@ KVBUILDSTYLE::KVBUILDSTYLE(const _bs_style* structure, TRQ_TYPE machine) : KVBUI
   ForStructureNumbers(*this, *structure, [](auto& record, auto number) { record.AddAndSetValue(number); });
 }
 
-void KVBUILDSTYLE::resetKVBuildStyle(const _bs_style* structure) {
+void KVBUILDSTYLE::resetKVBuildStyle(const trq::BuildStyleStructure* structure) {
   if (!structure) return;
   ForStructureNumbers(*this, *structure, [](auto& record, auto number) {
     if (record.ResetAValue(number) == 0) return;

@@ -11,14 +11,14 @@
 #include "trq/host.h"
 #include "trq/slice_file.h"
 
-/// How slc::openSLCFile opens the stored path.
-enum SLC_OPEN_MODE : int {
-  SLC_OPEN_READ = 0,   ///< "rb"
-  SLC_OPEN_WRITE = 1,  ///< "wb"
-};
+/// How slc::openSLCFile opens the stored path: trq::slc_file::kRead or kWrite.
+enum SLC_OPEN_MODE : int {};
+
+namespace trq::slc_file {
+constexpr SLC_OPEN_MODE kRead{0};   ///< "rb"
+constexpr SLC_OPEN_MODE kWrite{1};  ///< "wb"
 
 /// Results of SLC file operations. Zero is success, negative is failure.
-namespace trq::slc_file {
 enum Result : int {
   kOk = 0,
   kCannotOpen = -1,            ///< also: the path is a directory

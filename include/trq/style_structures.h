@@ -4,9 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace trq {
 /// A build style as the slice-file library keeps it: three texts (with or without a NUL), then one 4-byte
 /// number a parameter, in the member order of KVBUILDSTYLE.
-struct _bs_style {
+struct BuildStyleStructure {
   char StyleName[512];
   char FullPathName[512];
   char BuildDescription[512];
@@ -98,6 +99,7 @@ struct _bs_style {
   float LargeSupportDownInterfaceBoundaryCureDepth;
   float LargeSupportUpInterfaceBoundaryCureDepth;
 };
+}  // namespace trq
 
 /// The slice-file library's recoat style: texts with or without their NUL, lengths in the style's units. Its
 /// layout is fixed: the other library fills it.

@@ -318,11 +318,11 @@ class TRQ_EXPORT KVBUILDSTYLE {
   /// default and single allowed value. "Version" is 2.06, the tooling counts 1 and 0, the inter-hatch delays
   /// 0; small retracts and the large stagger offset take their partners' fields. Null: those fixed values
   /// only.
-  KVBUILDSTYLE(const _bs_style* structure, TRQ_TYPE machine);
+  KVBUILDSTYLE(const trq::BuildStyleStructure* structure, TRQ_TYPE machine);
 
   /// Sets the parameters that `structure` holds from it: through ResetAValue, and where that refuses by
   /// emptying the list and AddAndSetValue, so that its value always arrives. Texts and fixed values stay.
-  void resetKVBuildStyle(const _bs_style* structure);
+  void resetKVBuildStyle(const trq::BuildStyleStructure* structure);
 
   /// Converts the 115 length records between inches and millimetres. "Min Large NS Width", integer records,
   /// unnamed records and `Units` are left alone.

@@ -452,7 +452,7 @@ TEST(SlcFile, ManyShortBoundariesSurviveARoundTrip) {
 TEST(SlcFile, StreamStandsBehindTheTerminator) {
   const TempDir folder;
   slc model(folder.Write("part.slc", SmallFile().bytes() + "tail").c_str());
-  ASSERT_EQ(model.openSLCFile(SLC_OPEN_READ), trq::slc_file::kOk);
+  ASSERT_EQ(model.openSLCFile(trq::slc_file::kRead), trq::slc_file::kOk);
   ASSERT_EQ(model.readSlcHeader(), trq::slc_file::kOk);
   ASSERT_EQ(model.readReservedSection(), trq::slc_file::kOk);
   ASSERT_EQ(model.readTableEntry(), trq::slc_file::kOk);
@@ -503,9 +503,10 @@ TEST(SlcFile, WhatCannotBeOpenedIsMinus1) {
 TEST(SlcFile, OpensForReadingAndWriting) {
   const TempDir folder;
   slc model(folder.Write("part.slc", "abc").c_str());
-  ASSERT_EQ(model.openSLCFile(SLC_OPEN_READ), trq::slc_file::kOk);
+  ASSERT_EQ(model.openSLCFile(trq::slc_file::kRead), trq::slc_file::kOk);
   EXPECT_EQ(std::getc(model.file), 'a');
-  ASSERT_EQ(model.openSLCFile(SLC_OPEN_WRITE), trq::slc_file::kOk);  // the first one is closed on the way
+  ASSERT_EQ(model.openSLCFile(trq::slc_file::kWrite),
+            trq::slc_file::kOk);  // the first one is closed on the way
   EXPECT_EQ(folder.Read("part.slc"), "");
 }
 
@@ -550,7 +551,7 @@ TEST(SlcFile, FailedWritesAnswerTheStepsCode) {
   slc model(folder.Write("part.slc", SmallFile().bytes()).c_str());
   FillSmallModel(model);
   // A stream that is open for reading refuses every write.
-  ASSERT_EQ(model.openSLCFile(SLC_OPEN_READ), trq::slc_file::kOk);
+  ASSERT_EQ(model.openSLCFile(trq::slc_file::kRead), trq::slc_file::kOk);
   EXPECT_EQ(model.writeSlcHeader(), trq::slc_file::kHeaderWriteFailed);
   EXPECT_EQ(model.writeReservedSection(), trq::slc_file::kReservedWriteFailed);
   EXPECT_EQ(model.writeTableEntry(), trq::slc_file::kTableWriteFailed);
@@ -563,7 +564,7 @@ TEST(SlcFile, FullDiskIsSeenByTheStepThatMeetsIt) {
   FillSmallModel(model);
   EXPECT_EQ(model.SaveSLCModel("/dev/full"), trq::slc_file::kHeaderWriteFailed);
   const auto with_full_device = [&](int (slc::*step)()) {
-    model.openSLCFile(SLC_OPEN_WRITE);
+    model.openSLCFile(trq::slc_file::kWrite);
     return (model.*step)();
   };
   EXPECT_EQ(with_full_device(&slc::writeReservedSection), trq::slc_file::kReservedWriteFailed);
@@ -575,7 +576,7 @@ TEST(SlcFile, ReadAndSwapReversesCompleteReads) {
   const TempDir folder;
   slc model(folder.Write("part.slc", "abcdefghijkl").c_str());
   char buffer[12] = {};
-  ASSERT_EQ(model.openSLCFile(SLC_OPEN_READ), trq::slc_file::kOk);
+  ASSERT_EQ(model.openSLCFile(trq::slc_file::kRead), trq::slc_file::kOk);
   EXPECT_EQ(model.readAndSwap(buffer, 2, 2, 1), 2);
   EXPECT_EQ(std::string(buffer, 4), "badc");
   EXPECT_EQ(model.readAndSwap(buffer, 4, 1, 0), 1);
@@ -591,7 +592,7 @@ TEST(SlcFile, ReadAndSwapReversesCompleteReads) {
 TEST(SlcFile, SwapAndWriteReversesTheCallersBuffer) {
   const TempDir folder;
   slc model(folder.File("out.bin").c_str());
-  ASSERT_EQ(model.openSLCFile(SLC_OPEN_WRITE), trq::slc_file::kOk);
+  ASSERT_EQ(model.openSLCFile(trq::slc_file::kWrite), trq::slc_file::kOk);
   char buffer[] = "abcdef";
   EXPECT_EQ(model.swapAndWrite(buffer, 3, 2, true), 2);
   EXPECT_STREQ(buffer, "cbafed");

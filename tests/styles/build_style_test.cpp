@@ -230,8 +230,8 @@ TEST(BuildStyle, StringArgumentIsNameAndPath) {
 // clang-format on
 
 /// Number k of the structure is k + 1000 (floats: and a quarter).
-_bs_style NumberedStructure() {
-  _bs_style structure = {};
+trq::BuildStyleStructure NumberedStructure() {
+  trq::BuildStyleStructure structure = {};
   std::strcpy(structure.StyleName, "structure name");
   std::memset(structure.FullPathName, 'p', sizeof structure.FullPathName);  // no NUL
   std::strcpy(structure.BuildDescription, "structure description");
@@ -243,11 +243,11 @@ _bs_style NumberedStructure() {
 }
 
 TEST(BuildStyleFromStructure, StructureHasOneNumberAParameterInMemberOrder) {
-  const _bs_style structure = NumberedStructure();
+  const trq::BuildStyleStructure structure = NumberedStructure();
   EXPECT_EQ(sizeof structure, 1536u + 4u * 175u);
   std::size_t offset = 1536;
-#define CHECK_OFFSET(name)                               \
-  EXPECT_EQ(offsetof(_bs_style, name), offset) << #name; \
+#define CHECK_OFFSET(name)                                              \
+  EXPECT_EQ(offsetof(trq::BuildStyleStructure, name), offset) << #name; \
   offset += 4;
   STRUCTURE_FIELDS(CHECK_OFFSET)
 #undef CHECK_OFFSET
@@ -255,7 +255,7 @@ TEST(BuildStyleFromStructure, StructureHasOneNumberAParameterInMemberOrder) {
 }
 
 TEST(BuildStyleFromStructure, EveryNumberArrivesAsValueDefaultAndOnlyListedValue) {
-  const _bs_style structure = NumberedStructure();
+  const trq::BuildStyleStructure structure = NumberedStructure();
   const KVBUILDSTYLE style(&structure, TRQ_MIRRA);
 #define CHECK_FIELD(name)                                           \
   EXPECT_EQ(style.name.GetValue(), structure.name) << #name;        \
@@ -267,7 +267,7 @@ TEST(BuildStyleFromStructure, EveryNumberArrivesAsValueDefaultAndOnlyListedValue
 }
 
 TEST(BuildStyleFromStructure, FixedValuesTextsAndMachine) {
-  const _bs_style structure = NumberedStructure();
+  const trq::BuildStyleStructure structure = NumberedStructure();
   const KVBUILDSTYLE style(&structure, TRQ_MIRRA);
   EXPECT_EQ(style.ToolingSequencingRatio.GetValue(), 1);
   EXPECT_EQ(style.ToolingSequencingCount.GetValue(), 0);
@@ -286,7 +286,7 @@ TEST(BuildStyleFromStructure, FixedValuesTextsAndMachine) {
 }
 
 TEST(BuildStyleFromStructure, KeptPairsShareOneField) {
-  const _bs_style structure = NumberedStructure();
+  const trq::BuildStyleStructure structure = NumberedStructure();
   const KVBUILDSTYLE style(&structure, TRQ_E7);
   EXPECT_EQ(style.SmallRetractStart.GetValue(), structure.LargeRetractStart);
   EXPECT_EQ(style.SmallRetractEnd.GetValue(), structure.LargeRetractEnd);
@@ -305,14 +305,14 @@ TEST(BuildStyleFromStructure, NullGivesTheFixedValuesOnly) {
 }
 
 TEST(BuildStyleFromStructure, KeptResetAValueRefusesEverythingAfterwards) {
-  const _bs_style structure = NumberedStructure();
+  const trq::BuildStyleStructure structure = NumberedStructure();
   KVBUILDSTYLE style(&structure, TRQ_E7);
   EXPECT_EQ(style.LayerThickness.ResetAValue(style.LayerThickness.GetValue()), 1);
   EXPECT_EQ(style.HatchType.ResetAValue(0), 1);
 }
 
 TEST(BuildStyleFromStructure, ResettingAlwaysDeliversTheStructuresValue) {
-  _bs_style structure = NumberedStructure();
+  trq::BuildStyleStructure structure = NumberedStructure();
   KVBUILDSTYLE style(&structure, TRQ_E7);
   structure.LayerThickness = 0.5f;
   structure.LargeRetractStart = 0.75f;
@@ -329,7 +329,7 @@ TEST(BuildStyleFromStructure, ResettingAlwaysDeliversTheStructuresValue) {
 }
 
 TEST(BuildStyleFromStructure, ResettingWithinARangeKeepsTheDefault) {
-  _bs_style structure = NumberedStructure();
+  trq::BuildStyleStructure structure = NumberedStructure();
   KVBUILDSTYLE style;
   style.LayerThickness.SetMinRange(0);
   style.LayerThickness.SetMaxRange(1);
