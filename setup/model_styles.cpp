@@ -1,20 +1,13 @@
 /// The model's stack of build styles.
-#include <algorithm>
 #include <cmath>
 #include <iterator>
 
-#include "foundation/checked_conversions.h"
 #include "setup/style_stack.h"
 #include "trq/setup.h"
 
 using namespace trq::detail;
 
 namespace {
-
-/// The machines that cure with a large and a small spot.
-bool HasLargeSpot(TRQ_TYPE machine) {
-  return machine == TRQ_E7 || machine == TRQ_MIRRA_MAX || machine == TRQ_ALTOR900 || machine == TRQ_ALTOR800;
-}
 
 /// The flag records in the order of the flags word's bits.
 constexpr BuildStyleParameterRecordInt KVBUILDSTYLE::*kFlags[] = {
@@ -31,42 +24,6 @@ constexpr BuildStyleParameterRecordInt KVBUILDSTYLE::*kFlags[] = {
     &KVBUILDSTYLE::LayerOnlyFlag,
 };
 
-/// The fourteen records of a spot size from which the Z correction follows.
-struct DownSkin {
-  using Int = BuildStyleParameterRecordInt KVBUILDSTYLE::*;
-  using Float = BuildStyleParameterRecordFloat KVBUILDSTYLE::*;
-  Int hatches;
-  Float hatch_depths[4];
-  Float hatch_spacings[4];
-  Int fills;
-  Float fill_depths[4];
-};
-constexpr DownSkin kSmallDown = {
-    &KVBUILDSTYLE::SmallDownNumHatches,
-    {&KVBUILDSTYLE::SmallDownHatchCureDepth1, &KVBUILDSTYLE::SmallDownHatchCureDepth2,
-     &KVBUILDSTYLE::SmallDownHatchCureDepth3, &KVBUILDSTYLE::SmallDownHatchCureDepth4},
-    {&KVBUILDSTYLE::SmallDownHatchSpacing1, &KVBUILDSTYLE::SmallDownHatchSpacing2,
-     &KVBUILDSTYLE::SmallDownHatchSpacing3, &KVBUILDSTYLE::SmallDownHatchSpacing4},
-    &KVBUILDSTYLE::SmallDownNumFills,
-    {&KVBUILDSTYLE::SmallDownFillCureDepth1, &KVBUILDSTYLE::SmallDownFillCureDepth2,
-     &KVBUILDSTYLE::SmallDownFillCureDepth3, &KVBUILDSTYLE::SmallDownFillCureDepth4}};
-constexpr DownSkin kLargeDown = {
-    &KVBUILDSTYLE::LargeDownNumHatches,
-    {&KVBUILDSTYLE::LargeDownHatchCureDepth1, &KVBUILDSTYLE::LargeDownHatchCureDepth2,
-     &KVBUILDSTYLE::LargeDownHatchCureDepth3, &KVBUILDSTYLE::LargeDownHatchCureDepth4},
-    {&KVBUILDSTYLE::LargeDownHatchSpacing1, &KVBUILDSTYLE::LargeDownHatchSpacing2,
-     &KVBUILDSTYLE::LargeDownHatchSpacing3, &KVBUILDSTYLE::LargeDownHatchSpacing4},
-    &KVBUILDSTYLE::LargeDownNumFills,
-    {&KVBUILDSTYLE::LargeDownFillCureDepth1, &KVBUILDSTYLE::LargeDownFillCureDepth2,
-     &KVBUILDSTYLE::LargeDownFillCureDepth3, &KVBUILDSTYLE::LargeDownFillCureDepth4}};
-
-/// Kept: the large set has a spacing limit of its own.
-constexpr double kLargeSpacingLimit = 0.018;
-constexpr double kFirstMachinesFactor = 1.27;
-
-/// Counts come from files: at most the four entries that exist.
-int EntryCount(const BuildStyleParameterRecordInt& count) { return std::clamp(count.GetValue(), 0, 4); }
-
 }  // namespace
 
 int MODEL::KVAddBuildStyle(PLATFORM* platform, MODEL*, CString file, float start, float end, bool read) {
@@ -79,10 +36,13 @@ int MODEL::KVAddBuildStyle(PLATFORM* platform, MODEL*, CString file, float start
   fresh->StartZ.SetValue(start);
   fresh->EndZ.SetValue(end);
   Int1.SetValue(HasLargeSpot(platform ? platform->MachineType : TRQ_A1) ? 1 : 0);
-  InsertRange(BuildStyles, fresh, StackTolerance(platform ? platform->Units : 0),
-              [platform](const auto& replaced) {
-                if (platform && platform->CurrentBuildStyle == replaced) platform->CurrentBuildStyle.reset();
-              });
+  const double tolerance = trq::core::StackTolerance(platform && platform->Units == 1);
+  StackStyle(
+      BuildStyles, fresh,
+      [tolerance](auto& bands, const auto& band) { trq::core::InsertByRange(bands, band, tolerance); },
+      [platform](const auto& replaced) {
+        if (platform && platform->CurrentBuildStyle == replaced) platform->CurrentBuildStyle.reset();
+      });
   static_assert(std::size(kFlags) == std::extent_v<decltype(MODEL::Ints11)>);
   for (std::size_t i = 0; i < std::size(kFlags); ++i)
     Ints11[i].CopyRecord(&(BuildStyles.front().get()->*kFlags[i]));
@@ -120,9 +80,7 @@ float MODEL::KVgetDp() const { return BuildStyles.empty() ? 0 : BuildStyles.fron
 float MODEL::KVgetEc() const { return BuildStyles.empty() ? 0 : BuildStyles.front()->Ec.GetValue(); }
 
 float MODEL::KVGetZLayerComp() const {
-  if (BuildStyles.empty()) return 0;
-  const double layers = BuildStyles.front()->AfterMinLargeNSWidth.GetValue();
-  return static_cast<float>(layers * BuildStyles.front()->LayerThickness.GetValue());
+  return BuildStyles.empty() ? 0 : trq::core::ZCompensationHeight(*BuildStyles.front());
 }
 
 bool MODEL::KVisCaviliteStyle() const {
@@ -130,29 +88,5 @@ bool MODEL::KVisCaviliteStyle() const {
 }
 
 int MODEL::KVcalc_zcorrection(TRQ_TYPE machine, const KVBUILDSTYLE* style, float spacing) const {
-  if (!style) return 0;
-  const double thickness = style->LayerThickness.GetValue();
-  const double depth_constant = style->Dp.GetValue();
-  const double critical_exposure = style->Ec.GetValue();
-  if (!(thickness > 0 && depth_constant > 0 && critical_exposure > 0)) return 0;
-  const auto exposure = [=](double depth) { return critical_exposure * std::exp(depth / depth_constant); };
-
-  const bool small = !HasLargeSpot(machine) || style->SmallSpotOnlyFlag.GetValue() != 0;
-  const DownSkin& skin = small ? kSmallDown : kLargeDown;
-  const double spacing_limit = small ? spacing : kLargeSpacingLimit;
-  const double factor = small && (machine == TRQ_A1 || machine == TRQ_B2) ? kFirstMachinesFactor : 1.0;
-  double sum = 0;
-  for (int k = 0; k < EntryCount(style->*skin.hatches); ++k) {
-    if (!((style->*skin.hatch_spacings[k]).GetValue() <= spacing_limit)) continue;
-    const double depth = (style->*skin.hatch_depths[k]).GetValue() + thickness;
-    if (depth > 0) sum += factor * exposure(depth);
-  }
-  for (int k = 0; k < EntryCount(style->*skin.fills); ++k) {
-    sum += exposure((style->*skin.fill_depths[k]).GetValue());
-  }
-  if (!(sum > 0)) return 0;
-  const double layers = depth_constant * std::log(sum / critical_exposure) / thickness - 1;
-  if (!std::isfinite(layers)) return 0;
-  const double whole = std::round(layers);
-  return ToInt(std::fabs(layers - whole) <= 1e-9 ? whole : layers);
+  return style ? trq::core::ZCorrection(*style, machine, spacing) : 0;
 }

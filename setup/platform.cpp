@@ -13,7 +13,7 @@ int KindOf(const KVRECOATSTYLE& style) { return style.RecoatType.GetValue(); }
 int KindOf(const std::shared_ptr<KVRECOATSTYLE>& style) { return KindOf(*style); }
 
 /// The first style of a kind; null when there is none.
-KVRECOATSTYLE* FirstOfKind(const StyleStack<KVRECOATSTYLE>& stack, int kind) {
+KVRECOATSTYLE* FirstOfKind(const StyleList<KVRECOATSTYLE>& stack, int kind) {
   const auto found =
       std::find_if(stack.begin(), stack.end(), [kind](const auto& style) { return KindOf(style) == kind; });
   return found == stack.end() ? nullptr : found->get();
@@ -22,7 +22,7 @@ KVRECOATSTYLE* FirstOfKind(const StyleStack<KVRECOATSTYLE>& stack, int kind) {
 /// For sorting: a NaN counts as the highest Z.
 float SortKey(float z) { return z == z ? z : std::numeric_limits<float>::infinity(); }
 
-void SortByRange(StyleStack<KVRECOATSTYLE>& stack) {
+void SortByRange(StyleList<KVRECOATSTYLE>& stack) {
   std::stable_sort(stack.begin(), stack.end(), [](const auto& a, const auto& b) {
     const float a_start = SortKey(a->StartZ.GetValue());
     const float b_start = SortKey(b->StartZ.GetValue());
@@ -31,7 +31,7 @@ void SortByRange(StyleStack<KVRECOATSTYLE>& stack) {
 }
 
 /// Makes neighbours meet; a style of `kind` below one of another kind stays, else the upper one does.
-void CloseSeams(StyleStack<KVRECOATSTYLE>& stack, int kind) {
+void CloseSeams(StyleList<KVRECOATSTYLE>& stack, int kind) {
   for (std::size_t i = 1; i < stack.size(); ++i) {
     KVRECOATSTYLE& lower = *stack[i - 1];
     KVRECOATSTYLE& upper = *stack[i];
@@ -146,16 +146,21 @@ int PLATFORM::KVaddRecoatStyle(float start, float end, CString file, RECOAT_TYPE
   fresh->RecoatType.SetValue(type);
   fresh->StartZ.SetValue(start);
   fresh->EndZ.SetValue(end);
-  if (RecoatStyles.empty()) {
-    RecoatStyles.push_back(fresh);
-  } else if (keep_kind) {
-    InsertByStart(RecoatStyles, fresh);
-    KVUpdateRecoatStyles(start, end, type);
-  } else {
-    InsertRange(RecoatStyles, fresh, StackTolerance(Units), [this](const auto& replaced) {
-      if (CurrentRecoatStyle == replaced) CurrentRecoatStyle.reset();
-    });
-  }
+  const bool first = RecoatStyles.empty();
+  const double tolerance = trq::core::StackTolerance(Units == 1);
+  StackStyle(
+      RecoatStyles, fresh,
+      [keep_kind, tolerance](auto& bands, const auto& band) {
+        if (keep_kind) {
+          trq::core::InsertByStart(bands, band);
+        } else {
+          trq::core::InsertByRange(bands, band, tolerance);
+        }
+      },
+      [this](const auto& replaced) {
+        if (CurrentRecoatStyle == replaced) CurrentRecoatStyle.reset();
+      });
+  if (keep_kind && !first) KVUpdateRecoatStyles(start, end, type);
   KVcheckRecoatStyles();
   return 0;
 }

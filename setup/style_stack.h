@@ -1,74 +1,50 @@
-/// Inserting a style into a stack of styles by Z, for models and platforms alike.
+/// The lists of styles that models and platforms keep, stacked as core/style_stack.h says.
 #pragma once
 
 #include <algorithm>
-#include <cmath>
 #include <memory>
 #include <vector>
+
+#include "trq/core/style_stack.h"
 
 namespace trq::detail {
 
 template <class Style>
-using StyleStack = std::vector<std::shared_ptr<Style>>;
+using StyleList = std::vector<std::shared_ptr<Style>>;
 
 template <class Style>
-auto FindInStack(const StyleStack<Style>& stack, const Style* style) {
-  return std::find_if(stack.begin(), stack.end(),
+auto FindInStack(const StyleList<Style>& list, const Style* style) {
+  return std::find_if(list.begin(), list.end(),
                       [style](const auto& listed) { return listed.get() == style; });
 }
 
-/// 0.00005 inch (in single precision) in platform units: the difference within which two Z values meet.
-inline double StackTolerance(int platform_units) { return 0.00005f * (platform_units == 1 ? 25.4 : 1.0); }
+/// True for the machines that cure with a large and a small spot.
+bool HasLargeSpot(TRQ_TYPE machine);
 
-/// Inserts before the first style that starts above the new one, or at the end.
-template <class Style>
-void InsertByStart(StyleStack<Style>& stack, const std::shared_ptr<Style>& fresh) {
-  const float start = fresh->StartZ.GetValue();
-  stack.insert(std::find_if(stack.begin(), stack.end(),
-                            [start](const auto& listed) { return listed->StartZ.GetValue() > start; }),
-               fresh);
-}
-
-/// Inserts `fresh` by its range. Every style that holds the range (ends inclusive, within `tolerance`) gives
-/// way; the new one is linked once, at the first of them. `unlink` is called with a style that was replaced.
-template <class Style, class Unlink>
-void InsertRange(StyleStack<Style>& stack, const std::shared_ptr<Style>& fresh, double tolerance,
-                 Unlink unlink) {
-  const double start = fresh->StartZ.GetValue();
-  const double end = fresh->EndZ.GetValue();
-  bool linked = false;
-  const StyleStack<Style> snapshot = stack;  // what the loop inserts is not visited
-  for (const std::shared_ptr<Style>& style : snapshot) {
-    const double style_start = style->StartZ.GetValue();
-    const double style_end = style->EndZ.GetValue();
-    if (!(style_start - tolerance <= start && end <= style_end + tolerance)) continue;
-    const bool same_start = std::fabs(start - style_start) <= tolerance;
-    const bool same_end = std::fabs(end - style_end) <= tolerance;
-    auto place = std::find(stack.begin(), stack.end(), style);
-    if (same_start && same_end) {
-      if (linked) {
-        stack.erase(place);
-      } else {
-        *place = fresh;
-      }
-      unlink(style);
-    } else if (same_start) {
-      style->StartZ.SetValue(fresh->EndZ.GetValue());
-      if (!linked) stack.insert(place, fresh);
-    } else {
-      std::shared_ptr<Style> above;
-      if (!same_end) {
-        above = std::make_shared<Style>(*style);
-        above->StartZ.SetValue(fresh->EndZ.GetValue());
-      }
-      style->EndZ.SetValue(fresh->StartZ.GetValue());
-      ++place;
-      if (!linked) place = stack.insert(place, fresh) + 1;
-      if (above) stack.insert(place, above);
-    }
-    linked = true;
+/// Puts `fresh` into the list by `insert(bands, band of fresh)`. A style that got two bands is copied for the
+/// upper one; `unlink` is called with each that got none.
+template <class Style, class Insert, class Unlink>
+void StackStyle(StyleList<Style>& list, const std::shared_ptr<Style>& fresh, Insert insert, Unlink unlink) {
+  StyleList<Style> waiting = list;
+  waiting.push_back(fresh);
+  const auto band = [&](std::size_t i) {
+    return core::StyleBand{waiting[i]->StartZ.GetValue(), waiting[i]->EndZ.GetValue(), i};
+  };
+  std::vector<core::StyleBand> bands;
+  for (std::size_t i = 0; i < list.size(); ++i) bands.push_back(band(i));
+  insert(bands, band(list.size()));
+  list.clear();
+  std::vector<bool> linked(waiting.size());
+  for (const core::StyleBand& placed : bands) {
+    const std::shared_ptr<Style>& style = waiting[placed.style];
+    list.push_back(linked[placed.style] ? std::make_shared<Style>(*style) : style);
+    linked[placed.style] = true;
+    list.back()->StartZ.SetValue(placed.start);
+    list.back()->EndZ.SetValue(placed.end);
   }
-  if (!linked) InsertByStart(stack, fresh);
+  for (std::size_t i = 0; i < waiting.size(); ++i) {
+    if (!linked[i]) unlink(waiting[i]);
+  }
 }
 
 }  // namespace trq::detail

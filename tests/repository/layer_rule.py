@@ -28,6 +28,7 @@ HEADER_LAYER = {
     "machine_types.h": None,
     "core/span.h": None,
     "core/result.h": None,
+    "core/style_stack.h": "setup",
     "host.h": "host",
     "foundation.h": "foundation",
     "slice_file.h": "foundation",
