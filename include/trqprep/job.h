@@ -3,13 +3,11 @@
 
 #include <array>
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
-#include "cli/command.h"
-#include "cli/context.h"
 #include "trqprep/quantities.h"
 
 namespace trqprep {
@@ -60,28 +58,52 @@ struct Job {
   std::array<double, 3> VatIn(Units wanted) const;
 };
 
-/// The options of a job on the command line, and where their values go.
-class JobOptions {
- public:
-  /// Adds the arguments and options to a command; those of builds too when `whole`, and then the argument may
-  /// be a job file.
-  JobOptions(Command& command, bool whole);
-  /// The job as given; parts and styles in command-line order.
-  Job Get(const Context& context) const;
-
- private:
-  CLI::App& app_;
-  CLI::Option* arguments_ = nullptr;
-  CLI::Option* part_options_ = nullptr;
-  std::vector<std::string> argument_values_;
-  std::vector<std::string> part_values_;
-  bool whole_;
-  CLI::Option* vat_option_ = nullptr;
-  std::vector<std::string> style_values_;
-  std::vector<std::string> recoat_values_;
-  std::string machine_;
-  std::string machines_file_;
-  Job job_;
+/// A whole number of a job or part, and its bounds.
+template <class Owner>
+struct WholeMember {
+  std::int64_t Owner::*member;
+  std::int64_t lowest;
+  std::int64_t highest;
 };
+
+/// Where a field's value goes; the type says how it is read and written.
+template <class Owner>
+using FieldMember = std::variant<WholeMember<Owner>, bool Owner::*, double Owner::*, std::string Owner::*,
+                                 std::optional<Length> Owner::*, std::array<Length, 3> Owner::*,
+                                 Units Owner::*, std::optional<int> Owner::*,
+                                 std::vector<StyleRequest> Owner::*, std::vector<PartRequest> Owner::*>;
+
+/// One field of a job, or of a part: all that job files, command lines, help and reports know of it.
+template <class Owner>
+struct JobField {
+  const char* key;     ///< in job files
+  const char* option;  ///< on the command line, or the key of a part there; null: not by itself
+  FieldMember<Owner> member;
+  enum Use : unsigned {
+    kPlain = 0,
+    kOfBuilds = 1,  ///< `place` does not take it
+    kWhenSet = 2,   ///< written to a job file only when it differs from nothing and false
+    kReported = 4,  ///< stands in the description of a plate
+  };
+  unsigned use = kPlain;
+  const char* type = "";  ///< of the value, in help
+  const char* help = "";
+};
+
+/// The fields of a job, in the order in which a job file is written.
+const std::vector<JobField<Job>>& JobFields();
+/// The fields of a part, likewise.
+const std::vector<JobField<PartRequest>>& PartFields();
+
+/// The keys of the fields; with `on_line` those that the command line knows.
+template <class Owner>
+std::vector<std::string> FieldKeys(const std::vector<JobField<Owner>>& fields, bool on_line = false) {
+  std::vector<std::string> keys;
+  for (const JobField<Owner>& field : fields) {
+    if (!on_line) keys.push_back(field.key);
+    if (on_line && field.option) keys.push_back(field.option);
+  }
+  return keys;
+}
 
 }  // namespace trqprep

@@ -3,8 +3,8 @@
 #include <fmt/format.h>
 
 #include <stdexcept>
+#include <type_traits>
 
-#include "file_kinds.h"
 #include "prep/files/toml_parser.h"
 #include "trqprep/machine_profiles.h"
 #include "trqprep/stored_style.h"
@@ -37,7 +37,19 @@ class Reader {
       if (!units) Refuse(node->source(), "units is neither \"mm\" nor \"in\"");
       job.units = *units;
     }
-    for (const auto& [key_node, node] : document) ReadEntry(job, std::string(key_node.str()), node);
+    for (const auto& [key_node, node] : document) {
+      const std::string key(key_node.str());
+      if (key == "schema") {
+        if (Text(key, node) != kJobSchema)
+          Refuse(node.source(), fmt::format("schema is not \"{}\"", kJobSchema));
+      } else if (const JobField<Job>* field = Find(JobFields(), key)) {
+        Store(job, *field, key, node);
+      } else {
+        std::vector<std::string> known = FieldKeys(JobFields());
+        known.insert(known.begin(), "schema");
+        Unknown(node, key, known);
+      }
+    }
     if (job.parts.empty()) {
       Fail(ExitCode::kInput,
            Message("JOB-FILE", path_, "names no part").Hint("write [[part]] and file = \"...\""));
@@ -117,53 +129,59 @@ class Reader {
     return name[0] == '/' ? name : folder_ + name;
   }
 
-  void ReadEntry(Job& job, const std::string& key, const toml::node& node) {
-    if (key == "schema") {
-      if (Text(key, node) != kJobSchema)
-        Refuse(node.source(), fmt::format("schema is not \"{}\"", kJobSchema));
-    } else if (key == "units") {
-      // Read before everything else.
-    } else if (key == "machine") {
+  // Stores what a node holds in the field of a job or part.
+  template <class Owner>
+  void Store(Owner& owner, const JobField<Owner>& field, const std::string& key, const toml::node& node) {
+    if (const auto* whole = std::get_if<WholeMember<Owner>>(&field.member)) {
+      owner.*whole->member = Whole(key, node, whole->lowest, whole->highest);
+    } else if (const auto* flag = std::get_if<bool Owner::*>(&field.member)) {
+      owner.** flag = Flag(key, node);
+    } else if (const auto* number = std::get_if<double Owner::*>(&field.member)) {
+      owner.** number = Number(key, node);
+    } else if (const auto* file = std::get_if<std::string Owner::*>(&field.member)) {
+      owner.** file = FileName(key, node);
+    } else if (const auto* length = std::get_if<std::optional<Length> Owner::*>(&field.member)) {
+      owner.** length = LengthOf(key, node);
+    } else if (const auto* vat = std::get_if<std::array<Length, 3> Owner::*>(&field.member)) {
+      owner.** vat = Vat(key, node);
+    } else if (const auto* machine = std::get_if<std::optional<int> Owner::*>(&field.member)) {
       const std::string name = Text(key, node);
-      job.machine = FindMachineByName(name);
-      if (!job.machine) {
+      owner.** machine = FindMachineByName(name);
+      if (!(owner.**machine)) {
         Refuse(node.source(), "there is no machine '" + name + "'", DidYouMean(name, MachineNames()));
       }
-    } else if (key == "vat") {
-      if (node.is_string()) {
-        try {
-          job.vat = ParseVat(Text(key, node));
-        } catch (const std::invalid_argument& error) {
-          Refuse(node.source(), error.what());
-        }
-      } else {
-        const toml::array& sides = List(key, node, 3);
-        for (std::size_t i = 0; i < 3; ++i) {
-          job.vat[i] = LengthOf(key, sides[i]);
-          if (!(job.vat[i].value > 0)) Refuse(node.source(), "a side of the vat is not above 0");
-        }
-      }
-    } else if (key == "rotations") {
-      job.rotations = Whole(key, node, 1, 24);
-    } else if (key == "seed") {
-      job.seed = Whole(key, node, 0, 4294967295);
-    } else if (key == "drop") {
-      job.drop = Flag(key, node);
-    } else if (key == "accept_partial") {
-      job.accept_partial = Flag(key, node);
-    } else if (key == "force_checks") {
-      job.force_checks = Flag(key, node);
-    } else if (key == "z_spacing") {
-      job.z_spacing = LengthOf(key, node);
-    } else if (key == "style" || key == "recoat") {
-      ReadStyles(key, node, key == "style" ? job.styles : job.recoats);
-    } else if (key == "part") {
-      for (const toml::node& entry : List(key, node, 0)) job.parts.push_back(ReadPart(Table(key, entry)));
-    } else {
-      Unknown(node, key,
-              {"schema", "units", "machine", "vat", "rotations", "seed", "drop", "accept_partial",
-               "force_checks", "z_spacing", "style", "recoat", "part"});
+    } else if (const auto* styles = std::get_if<std::vector<StyleRequest> Owner::*>(&field.member)) {
+      ReadStyles(key, node, owner.**styles);
+    } else if (const auto* parts = std::get_if<std::vector<PartRequest> Owner::*>(&field.member)) {
+      for (const toml::node& entry : List(key, node, 0))
+        (owner.**parts).push_back(ReadPart(Table(key, entry)));
+    }  // units are read before everything else
+  }
+
+  // The field of a key of the file; names that are no text stand under "file_bytes".
+  template <class Owner>
+  const JobField<Owner>* Find(const std::vector<JobField<Owner>>& fields, const std::string& key) const {
+    for (const JobField<Owner>& field : fields) {
+      if (key == field.key || (key == "file_bytes" && std::string(field.key) == "file")) return &field;
     }
+    return nullptr;
+  }
+
+  std::array<Length, 3> Vat(const std::string& key, const toml::node& node) const {
+    std::array<Length, 3> vat;
+    if (node.is_string()) {
+      try {
+        return ParseVat(Text(key, node));
+      } catch (const std::invalid_argument& error) {
+        Refuse(node.source(), error.what());
+      }
+    }
+    const toml::array& sides = List(key, node, 3);
+    for (std::size_t i = 0; i < 3; ++i) {
+      vat[i] = LengthOf(key, sides[i]);
+      if (!(vat[i].value > 0)) Refuse(node.source(), "a side of the vat is not above 0");
+    }
+    return vat;
   }
 
   void ReadStyles(const std::string& list, const toml::node& node, std::vector<StyleRequest>& styles) {
@@ -193,17 +211,9 @@ class Reader {
     PartRequest part;
     for (const auto& [key_node, node] : table) {
       const std::string key(key_node.str());
-      if (key == "file" || key == "file_bytes") {
-        part.path = FileName(key, node);
-      } else if (key == "copies") {
-        part.copies = Whole(key, node, 1, 1000);
-      } else if (key == "rotate_z") {
-        part.rotate_z = Number(key, node);
-      } else if (key == "style") {
-        ReadStyles(key, node, part.styles);
-      } else {
-        Unknown(node, key, {"file", "copies", "rotate_z", "style"});
-      }
+      const JobField<PartRequest>* field = Find(PartFields(), key);
+      if (!field) Unknown(node, key, FieldKeys(PartFields()));
+      Store(part, *field, key, node);
     }
     if (part.path.empty()) Refuse(table.source(), "a part without file");
     return part;
@@ -247,29 +257,46 @@ std::string StyleEntries(const std::string& list, const std::vector<StyleRequest
   return text;
 }
 
-bool IsJobFile(const FileHead& file) {
-  return !file.is_folder && NamesJobFile(file.path) &&
-         (file.head.find(kJobSchema) != std::string::npos || file.head.find("[[part]]") != std::string::npos);
+// The lines of the fields; those that hold tables come after all others of their owner.
+template <class Owner>
+std::string FieldLines(const Owner& owner, const std::vector<JobField<Owner>>& fields, Units units) {
+  std::string text;
+  for (const JobField<Owner>& field : fields) {
+    const bool when_set = (field.use & JobField<Owner>::kWhenSet) != 0;
+    std::string value;
+    if (const auto* whole = std::get_if<WholeMember<Owner>>(&field.member)) {
+      value = fmt::format("{}", owner.*whole->member);
+    } else if (const auto* flag = std::get_if<bool Owner::*>(&field.member)) {
+      if (owner.**flag || !when_set) value = fmt::format("{}", owner.**flag);
+    } else if (const auto* number = std::get_if<double Owner::*>(&field.member)) {
+      value = NumberText(owner.**number);
+    } else if (const auto* file = std::get_if<std::string Owner::*>(&field.member)) {
+      text += FileEntry(owner.**file);
+    } else if (const auto* length = std::get_if<std::optional<Length> Owner::*>(&field.member)) {
+      if (owner.**length) value = LengthText(*(owner.**length), units);
+    } else if (const auto* vat = std::get_if<std::array<Length, 3> Owner::*>(&field.member)) {
+      const std::array<Length, 3>& sides = owner.**vat;
+      value = fmt::format("[{}, {}, {}]", LengthText(sides[0], units), LengthText(sides[1], units),
+                          LengthText(sides[2], units));
+    } else if (const auto* unit = std::get_if<Units Owner::*>(&field.member)) {
+      value = Quoted(UnitsName(owner.**unit));
+    } else if (const auto* machine = std::get_if<std::optional<int> Owner::*>(&field.member)) {
+      if (owner.**machine) value = Quoted(MachineName(*(owner.**machine)));
+    }
+    if (!value.empty()) text += fmt::format("{} = {}\n", field.key, value);
+  }
+  for (const JobField<Owner>& field : fields) {
+    if (const auto* styles = std::get_if<std::vector<StyleRequest> Owner::*>(&field.member)) {
+      const char* list = std::is_same_v<Owner, PartRequest> ? "part." : "";
+      text += StyleEntries(std::string(list) + field.key, owner.**styles, units);
+    } else if (const auto* parts = std::get_if<std::vector<PartRequest> Owner::*>(&field.member)) {
+      for (const PartRequest& part : owner.**parts) {
+        text += fmt::format("\n[[{}]]\n{}", field.key, FieldLines(part, PartFields(), units));
+      }
+    }
+  }
+  return text;
 }
-
-void DescribeJob(Context& context, const FileHead& file, Json& data) {
-  const Job job = ReadJobFile(file.path);
-  std::int64_t pieces = 0;
-  for (const PartRequest& part : job.parts) pieces += part.copies;
-  data["units"] = UnitsName(job.units);
-  data["machine"] = job.machine ? Json(MachineName(*job.machine)) : Json(nullptr);
-  data["vat"] = NumbersToJson(job.VatIn(job.units));
-  data["parts"] = job.parts.size();
-  data["pieces"] = pieces;
-  data["styles"] = job.styles.size();
-  data["recoats"] = job.recoats.size();
-  context.Print("{}: job file, {} pieces of {} parts\n  vat       {}\n", OneLine(file.path), pieces,
-                job.parts.size(), SizeInBoth(job.VatIn(job.units), job.units));
-  if (job.machine) context.Print("  machine   {}\n", MachineName(*job.machine));
-  for (const PartRequest& part : job.parts) context.Print("  {} of {}\n", part.copies, OneLine(part.path));
-}
-
-const FileKindRegistration kJobKind(6, {"job", IsJobFile, DescribeJob});
 
 }  // namespace
 
@@ -280,22 +307,7 @@ bool NamesJobFile(const std::string& path) {
 Job ReadJobFile(const std::string& path) { return Reader(path).Read(); }
 
 std::string JobFileText(const Job& job) {
-  const std::array<double, 3> vat = job.VatIn(job.units);
-  std::string text = fmt::format("schema = \"{}\"\nunits = \"{}\"\n", kJobSchema, UnitsName(job.units));
-  if (job.machine) text += "machine = " + Quoted(MachineName(*job.machine)) + "\n";
-  text += fmt::format("vat = [{}, {}, {}]\nrotations = {}\nseed = {}\ndrop = {}\n", NumberText(vat[0]),
-                      NumberText(vat[1]), NumberText(vat[2]), job.rotations, job.seed, job.drop);
-  if (job.accept_partial) text += "accept_partial = true\n";
-  if (job.force_checks) text += "force_checks = true\n";
-  if (job.z_spacing) text += "z_spacing = " + LengthText(*job.z_spacing, job.units) + "\n";
-  text += StyleEntries("style", job.styles, job.units);
-  text += StyleEntries("recoat", job.recoats, job.units);
-  for (const PartRequest& part : job.parts) {
-    text += fmt::format("\n[[part]]\n{}copies = {}\nrotate_z = {}\n", FileEntry(part.path), part.copies,
-                        NumberText(part.rotate_z));
-    text += StyleEntries("part.style", part.styles, job.units);
-  }
-  return text;
+  return fmt::format("schema = \"{}\"\n", kJobSchema) + FieldLines(job, JobFields(), job.units);
 }
 
 }  // namespace trqprep

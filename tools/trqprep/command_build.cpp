@@ -1,4 +1,5 @@
 #include "cli/command.h"
+#include "job_options.h"
 #include "trqprep/atomic_output.h"
 #include "trqprep/build_folder.h"
 #include "trqprep/preflight.h"

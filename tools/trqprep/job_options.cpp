@@ -1,0 +1,128 @@
+#include "job_options.h"
+
+#include <CLI/CLI.hpp>
+#include <stdexcept>
+
+#include "trqprep/job_file.h"
+#include "trqprep/machine_profiles.h"
+#include "trqprep/style_document.h"
+#include "trqprep/suggestions.h"
+
+namespace trqprep {
+namespace {
+
+// The order of help, with the options of meshes between; --machines names a file and is no field of a job.
+constexpr const char* kOnEveryLine[] = {"part", "vat", "rotations", "seed", "drop"};
+constexpr const char* kOnBuildLines[] = {"style",    "recoat",    "machine",
+                                         "machines", "z_spacing", "force_checks"};
+
+const JobField<Job>& FieldOf(const std::string& key) {
+  for (const JobField<Job>& field : JobFields()) {
+    if (key == field.key) return field;
+  }
+  throw std::logic_error("a job has no field " + key);
+}
+
+// What --machine names: a profile of --machines, or a machine type.
+void ChooseMachine(const std::string& name, const std::string& profiles_file, bool vat_given, Job& job) {
+  std::vector<std::string> names = MachineNames();
+  if (!profiles_file.empty()) {
+    const std::vector<MachineProfile> profiles = ReadMachineProfiles(profiles_file);
+    for (const MachineProfile& profile : profiles) names.push_back(profile.name);
+    for (const MachineProfile& profile : profiles) {
+      // A file with a single profile needs no --machine.
+      if (profile.name != name && !(name.empty() && profiles.size() == 1)) continue;
+      job.machine = profile.type;
+      if (profile.vat && !vat_given) job.vat = *profile.vat;
+      // The folder of a profile is seen from the profile file.
+      job.style_root = profile.style_root;
+      const std::size_t slash = profiles_file.rfind('/');
+      if (!job.style_root.empty() && job.style_root[0] != '/' && slash != std::string::npos) {
+        job.style_root = profiles_file.substr(0, slash + 1) + job.style_root;
+      }
+      return;
+    }
+  }
+  if (name.empty()) return;
+  job.machine = FindMachineByName(name);
+  if (job.machine) return;
+  Fail(ExitCode::kUsage,
+       Message("MACHINE-UNKNOWN", "", "there is no machine '" + name + "'").Hint(DidYouMean(name, names)));
+}
+
+}  // namespace
+
+JobOptions::JobOptions(Command& command, bool whole) : app_(command.app), whole_(whole) {
+  arguments_ = command.Arguments(
+      "PART", argument_values_,
+      whole ? "STL or CTL file, or FILE,copies=N,rotate-z=DEGREES,style=STYLE; or one job file"
+            : "STL or CTL file, or FILE,copies=N,rotate-z=DEGREES",
+      false);
+  const auto add = [&](const std::string& key) {
+    if (key == "machines") {
+      command.TextOption("--machines", machines_file_, "FILE",
+                         "Profiles of machines with their vats and style folders (TOML)");
+      return;
+    }
+    const JobField<Job>& field = FieldOf(key);
+    if (const auto* whole_number = std::get_if<WholeMember<Job>>(&field.member)) {
+      command.WholeOption(field.option, job_.*whole_number->member, whole_number->lowest,
+                          whole_number->highest, field.help);
+    } else if (const auto* flag = std::get_if<bool Job::*>(&field.member)) {
+      command.Flag(field.option, job_.**flag, field.help);
+    } else if (const auto* length = std::get_if<std::optional<Length> Job::*>(&field.member)) {
+      command.LengthOption(field.option, job_.**length, field.help);
+    } else if (std::holds_alternative<std::array<Length, 3> Job::*>(field.member)) {
+      vat_option_ = command.VatOption(job_.vat);
+    } else if (std::holds_alternative<std::optional<int> Job::*>(field.member)) {
+      command.TextOption(field.option, machine_, field.type, field.help);
+    } else {
+      CLI::Option* option = command.RepeatedOption(field.option, lists_[key], field.type, field.help);
+      if (key == "part") part_options_ = option;
+    }
+  };
+  for (const char* key : kOnEveryLine) add(key);
+  command.ReadsMeshes();
+  if (!whole) return;
+  for (const char* key : kOnBuildLines) add(key);
+}
+
+Job JobOptions::Get(const Context& context) const {
+  if (whole_ && argument_values_.size() == 1 && NamesJobFile(argument_values_[0])) {
+    for (const CLI::Option* given : app_.parse_order()) {
+      const std::string name = given->get_single_name();
+      if (given == arguments_ || name == "output" || name == "force" || name == "force-checks" ||
+          name == "json" || name == "yes") {
+        continue;
+      }
+      Fail(ExitCode::kUsage, Message("USAGE", argument_values_[0],
+                                     fmt::format("--{} does not go with a job file, which says it all", name))
+                                 .Hint("change it in the job file"));
+    }
+    Job job = ReadJobFile(argument_values_[0]);
+    job.force_checks = job.force_checks || job_.force_checks;
+    return job;
+  }
+  Job job = job_;
+  job.units = context.units();
+  job.accept_partial = context.options.accept_partial;
+  std::size_t next_argument = 0;
+  std::size_t next_part = 0;
+  for (const CLI::Option* given : app_.parse_order()) {
+    if (given == arguments_) job.parts.push_back(ParsePart(argument_values_.at(next_argument++)));
+    if (given == part_options_) job.parts.push_back(ParsePart(lists_.at("part").at(next_part++)));
+  }
+  if (job.parts.empty()) {
+    Fail(ExitCode::kUsage, Message("USAGE", "", "no part was given").Hint("name STL or CTL files"));
+  }
+  for (const JobField<Job>& field : JobFields()) {
+    const auto* styles = std::get_if<std::vector<StyleRequest> Job::*>(&field.member);
+    const auto texts = lists_.find(field.key);
+    if (!styles || texts == lists_.end()) continue;
+    for (const std::string& text : texts->second) (job.**styles).push_back(ParseStyleRequest(text));
+  }
+  ChooseMachine(machine_, machines_file_, vat_option_->count() > 0, job);
+  return job;
+}
+
+}  // namespace trqprep
