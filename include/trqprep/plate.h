@@ -54,7 +54,7 @@ bool PlacePieces(Context& context, Plate& plate);
 
 /// Checks on the placed meshes that every vertex lies inside the vat and that no two pieces overlap seen from
 /// above: OUTSIDE-VAT and OVERLAP, all errors. Measures the smallest distance.
-std::vector<Message> CheckPieces(Plate& plate);
+std::vector<Message> CheckPieces(Observer& context, Plate& plate);
 
 /// "gear-2"
 std::string PieceName(const Plate& plate, const Piece& piece);

@@ -7,7 +7,6 @@
 #include <iterator>
 
 #include "cli/command.h"
-#include "cli/progress.h"
 #include "file_kinds.h"
 #include "trqprep/job_file.h"
 #include "trqprep/mesh_writer.h"
@@ -236,7 +235,7 @@ Json BuildDocument(const Plate& plate, const BuildSetup& setup) {
 Json WriteBuildFolder(Context& context, const Plate& plate, const BuildSetup& setup,
                       const std::vector<BuildFinding>& findings, OutputFolder& folder) {
   FolderWriter writer(folder);
-  ShowProgress("writing the plate", 0.85);
+  context.Progress("writing the plate", 0.85);
   WriteMeshFile(context, *PlateMesh(plate), MeshFormat::kBinaryStl, folder, kPlateStl);
   writer.Add(kPlateStl);
   folder.MakeFolder(kPartFolder);
@@ -253,8 +252,8 @@ Json WriteBuildFolder(Context& context, const Plate& plate, const BuildSetup& se
   for (std::size_t i = 0; i < plate.pieces.size(); ++i) {
     const Piece& piece = plate.pieces[i];
     const std::string name = MeshName(plate, piece);
-    ShowProgress("writing " + name,
-                 0.9 + 0.1 * static_cast<double>(i) / static_cast<double>(plate.pieces.size()));
+    context.Progress("writing " + name,
+                     0.9 + 0.1 * static_cast<double>(i) / static_cast<double>(plate.pieces.size()));
     WriteMeshFile(context, *PieceMesh(plate, piece), MeshFormat::kCtl, folder, name);
     writer.Add(name);
     if (!plate.parts[piece.part].side_file) continue;

@@ -8,7 +8,6 @@
 #include <set>
 #include <stdexcept>
 
-#include "cli/progress.h"
 #include "trqprep/atomic_output.h"
 #include "trqprep/build_folder.h"
 #include "trqprep/check_mesh.h"
@@ -287,8 +286,8 @@ std::unique_ptr<BuildSetup> SetUpBuild(Context& context, const Plate& plate) {
 
   for (std::size_t i = 0; i < plate.parts.size(); ++i) {
     const PlatePart& part = plate.parts[i];
-    ShowProgress("checking " + part.request.path,
-                 0.6 + 0.1 * static_cast<double>(i) / static_cast<double>(plate.parts.size()));
+    context.Progress("checking " + part.request.path,
+                     0.6 + 0.1 * static_cast<double>(i) / static_cast<double>(plate.parts.size()));
     AddFindings(*setup, CheckMesh(part.input, ParseVents("", part.side_file.value_or(""))),
                 PartFileName(part));
   }

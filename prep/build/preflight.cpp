@@ -18,7 +18,7 @@ std::optional<Preflight> RunPreflight(Context& context, const Job& job) {
   for (const PlatePart& part : plate.parts) {
     for (const Message& remark : part.remarks) findings.push_back({remark, PartFileName(part)});
   }
-  for (const Message& finding : CheckPieces(plate)) {
+  for (const Message& finding : CheckPieces(context, plate)) {
     context.Say(finding);
     findings.push_back({finding, ""});
     preflight.outside = preflight.outside || finding.code == "OUTSIDE-VAT";

@@ -10,7 +10,6 @@
 #include <map>
 #include <set>
 
-#include "cli/progress.h"
 #include "trqprep/build_folder.h"
 #include "trqprep/check_rules.h"
 #include "trqprep/mesh_input.h"
@@ -82,7 +81,8 @@ Message Difference(const char* code, const std::string& folder, const std::strin
 }
 
 // Files against the list in build.json.
-void VerifyFiles(const std::string& folder, const Json& document, std::vector<Message>& findings) {
+void VerifyFiles(Observer& context, const std::string& folder, const Json& document,
+                 std::vector<Message>& findings) {
   std::set<std::string> standing;
   ListNames(folder, "", standing);
   standing.erase(kBuildJson);
@@ -96,7 +96,7 @@ void VerifyFiles(const std::string& folder, const Json& document, std::vector<Me
       findings.push_back(Difference("VERIFY-FILE", folder, name, "is missing"));
       continue;
     }
-    ShowProgress("verifying " + name, 0.2);
+    context.Progress("verifying " + name, 0.2);
     if (Sha256OfFile(folder + "/" + name) != TextAt(folder, entry, "sha256")) {
       findings.push_back(Difference("VERIFY-HASH", folder, name, "was changed"));
     }
@@ -197,7 +197,7 @@ std::vector<Message> VerifyPieces(Context& context, const std::string& folder, c
     const std::string name = TextAt(folder, piece, "mesh");
     if (!StaysInside(name)) Invalid(folder, "mesh");
     --copies_of_part[part];
-    ShowProgress("reading " + name, 0.5);
+    context.Progress("reading " + name, 0.5);
     struct stat status {};
     if (stat((folder + "/" + name).c_str(), &status) != 0) continue;  // said already
     try {
@@ -291,7 +291,7 @@ std::vector<Message> CheckDescribedStacks(const std::string& folder, const Json&
 std::vector<Message> VerifyFolder(Context& context, const std::string& folder) {
   const Json document = ReadBuildDocument(folder);
   std::vector<Message> findings;
-  VerifyFiles(folder, document, findings);
+  VerifyFiles(context, folder, document, findings);
   VerifyStyles(folder, document, findings);
   const std::set<std::string> forced = ForcedCodes(folder);
   for (const Message& finding : VerifyPieces(context, folder, document)) {

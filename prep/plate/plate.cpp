@@ -8,7 +8,6 @@
 #include <map>
 #include <set>
 
-#include "cli/progress.h"
 #include "trq/placement.h"
 #include "trqprep/check_mesh.h"
 #include "trqprep/overlap.h"
@@ -106,7 +105,7 @@ void Explain(Context& context, const Plate& plate) {
   std::int64_t failing = PieceCount(plate);
   while (failing - placed > 1) {
     const std::int64_t middle = placed + (failing - placed) / 2;
-    ShowProgress("looking for the reason", 0.5);
+    context.Progress("looking for the reason", 0.5);
     GridEval grid = MakeGrid(plate);
     (Search(plate, middle, grid) ? placed : failing) = middle;
   }
@@ -205,8 +204,8 @@ Plate LoadPlate(Context& context, const Job& job) {
   for (std::size_t i = 0; i < 2; ++i) plate.cell[i] = static_cast<float>(plate.vat[i]) * 0.032258064f;
   const std::array<double, 3> vat_mm = job.VatIn(Units::kMillimetre);
   for (std::size_t i = 0; i < job.parts.size(); ++i) {
-    ShowProgress("reading " + job.parts[i].path,
-                 0.3 * static_cast<double>(i) / static_cast<double>(job.parts.size()));
+    context.Progress("reading " + job.parts[i].path,
+                     0.3 * static_cast<double>(i) / static_cast<double>(job.parts.size()));
     PlatePart part;
     part.request = job.parts[i];
     const std::size_t said = context.messages().size();
@@ -229,7 +228,7 @@ Plate LoadPlate(Context& context, const Job& job) {
 }
 
 bool PlacePieces(Context& context, Plate& plate) {
-  ShowProgress("placing", 0.3);
+  context.Progress("placing", 0.3);
   GridEval grid = MakeGrid(plate);
   const std::vector<Component> components = Components(plate, PieceCount(plate));
   // The grid's tables take 101 components; it would leave out the others.
@@ -244,7 +243,7 @@ bool PlacePieces(Context& context, Plate& plate) {
     Explain(context, plate);
     return false;
   }
-  ShowProgress("moving the pieces", 0.5);
+  context.Progress("moving the pieces", 0.5);
   for (std::size_t c = 0; c < components.size(); ++c) {
     const PlatePart& part = plate.parts[components[c].part];
     for (int copy = 0; copy < components[c].copies; ++copy) {
@@ -268,8 +267,8 @@ bool PlacePieces(Context& context, Plate& plate) {
   return true;
 }
 
-std::vector<Message> CheckPieces(Plate& plate) {
-  ShowProgress("checking", 0.6);
+std::vector<Message> CheckPieces(Observer& context, Plate& plate) {
+  context.Progress("checking", 0.6);
   std::vector<Message> findings;
   const double contact = ContactIn(plate.job.units);
   const char* unit = UnitsName(plate.job.units);
@@ -321,7 +320,7 @@ std::vector<Message> CheckPieces(Plate& plate) {
                  {"y", NumberToJson(overlap.y)}})
             .Hint("another --seed or a larger --vat gives another placement"));
   }
-  ShowProgress("measuring distances", 0.8);
+  context.Progress("measuring distances", 0.8);
   plate.smallest_distance = overlaps.empty() ? SmallestDistance(shapes) : 0;
   return findings;
 }

@@ -10,7 +10,7 @@ namespace {
 ExitCode Run(Context& context, const JobOptions& job_options, const std::string& svg) {
   Plate plate = LoadPlate(context, job_options.Get(context));
   if (!PlacePieces(context, plate)) return ExitCode::kNoPlacement;
-  const std::vector<Message> findings = CheckPieces(plate);
+  const std::vector<Message> findings = CheckPieces(context, plate);
   for (const Message& finding : findings) context.Say(finding);
   context.data = DescribePlate(plate);
   PrintPlate(context, plate);

@@ -6,12 +6,9 @@
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
-#include "trqprep/exit_codes.h"
 #include "trqprep/json_text.h"
-#include "trqprep/message.h"
-#include "trqprep/quantities.h"
+#include "trqprep/observer.h"
 
 namespace trqprep {
 
@@ -24,12 +21,15 @@ struct CommonOptions {
   std::string units = "mm";
 };
 
-class Context {
+/// Shows messages and progress on the error stream; answers questions with yes under --yes, asks the person
+/// at the terminal, or answers no.
+class Context : public Observer {
  public:
   CommonOptions options;
 
   /// The unit of bare lengths and STL files.
   Units units() const { return UnitsFromName(options.units).value_or(Units::kMillimetre); }
+  ReadOptions reading() const { return {units(), options.accept_partial}; }
 
   // --- the result -------------------------------------------------------------------------------------
   /// The "data" of the JSON document; an object.
@@ -43,35 +43,16 @@ class Context {
   }
   std::string text;
 
-  // --- messages ---------------------------------------------------------------------------------------
-  /// Shows the message on the error stream at once, unless `silent`, and keeps it for the JSON document.
-  void Say(Message message);
-  void Note(Message message) { Say(message.As(Severity::kNote)); }
-  void Warn(Message message) { Say(message.As(Severity::kWarning)); }
-  void Error(Message message) { Say(message.As(Severity::kError)); }
-  const std::vector<Message>& messages() const { return messages_; }
+  /// Messages are kept for the JSON document only.
   bool silent = false;
-
-  /// The file and the work in hand, named in messages that come from the library's message boxes.
-  std::string current_file;
   /// The output of the command as people named it; stands in messages for the temporary files made for it.
   std::string result;
-  /// Sees every message box first; true when it dealt with an OK box itself.
-  bool (*box_filter)(const std::string& text, void* user) = nullptr;
-  void* box_user = nullptr;
 
- private:
-  std::vector<Message> messages_;
-};
+  bool Ask(const std::string& question) override;
 
-/// Answers the library's message boxes while it lives: OK boxes become warnings (LIBRARY-MESSAGE), questions
-/// are answered no, yes with --yes, or by the person at the terminal.
-class MessageBoxes {
- public:
-  explicit MessageBoxes(Context& context);
-  ~MessageBoxes();
-  MessageBoxes(const MessageBoxes&) = delete;
-  MessageBoxes& operator=(const MessageBoxes&) = delete;
+ protected:
+  void OnMessage(const Message& message) override;
+  void OnProgress(const std::string& what, double share) override;
 };
 
 }  // namespace trqprep

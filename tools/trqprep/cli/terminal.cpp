@@ -70,7 +70,7 @@ bool ErrorStreamHasColour() {
 
 bool CanAsk() { return isatty(STDIN_FILENO) == 1 && ErrorStreamIsTerminal(); }
 
-bool Ask(const std::string& question) {
+bool AskPerson(const std::string& question) {
   EndProgress();  // no lock is held while waiting for a person, so that Ctrl-C still works
   WriteAll(STDERR_FILENO, "trqprep: " + OneLine(question) + " [y/N] ");
   std::string answer;

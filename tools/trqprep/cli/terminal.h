@@ -29,6 +29,6 @@ bool ErrorStreamHasColour();
 /// True when standard input and the error stream are terminals, so that a question reaches a person.
 bool CanAsk();
 /// Asks on the error stream, reads a line from standard input; true for y or yes.
-bool Ask(const std::string& question);
+bool AskPerson(const std::string& question);
 
 }  // namespace trqprep

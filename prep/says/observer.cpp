@@ -1,0 +1,76 @@
+#include "trqprep/observer.h"
+
+#include <cerrno>
+
+#include "trq/host.h"
+
+namespace trqprep {
+namespace {
+
+// Box texts carry line breaks for a window; a message is one line.
+std::string Flatten(const std::string& text) {
+  std::string line;
+  for (const char c : text) {
+    const bool blank = c == '\n' || c == '\r' || c == '\t' || c == ' ';
+    if (!blank) {
+      line += c;
+    } else if (!line.empty() && line.back() != ' ') {
+      line += ' ';
+    }
+  }
+  while (!line.empty() && line.back() == ' ') line.pop_back();
+  return line;
+}
+
+// What the system said last; a box that the library shows over it is not to change the reason.
+class KeptError {
+ public:
+  KeptError() = default;
+  KeptError(const KeptError&) = delete;
+  KeptError& operator=(const KeptError&) = delete;
+  ~KeptError() { errno = error_; }
+
+ private:
+  int error_ = errno;
+};
+
+int AnswerBox(const char* text, unsigned buttons, void* user) {
+  const KeptError kept;
+  Observer& observer = *static_cast<Observer*>(user);
+  const std::string line = Flatten(text ? text : "");
+  if (buttons == trq::message_box::kYesNoButtons) {
+    return observer.Ask(line) ? trq::message_box::kYes : trq::message_box::kNo;
+  }
+  if (!observer.box_filter || !observer.box_filter(line, observer.box_user)) {
+    observer.Warn(Message("LIBRARY-MESSAGE", observer.current_file, line));
+  }
+  return trq::message_box::kOk;
+}
+
+}  // namespace
+
+void Observer::Say(Message message) {
+  OnMessage(message);
+  messages_.push_back(std::move(message));
+}
+
+void Observer::Progress(const std::string& what, double share) {
+  StopIfCancelled();
+  OnProgress(what, share);
+}
+
+void Observer::StopIfCancelled() {
+  if (Cancelled()) {
+    Fail(ExitCode::kInterrupted, Message("INTERRUPTED", "", "interrupted; nothing was left half written"));
+  }
+}
+
+bool Observer::Ask(const std::string&) { return false; }
+void Observer::OnMessage(const Message&) {}
+void Observer::OnProgress(const std::string&, double) {}
+bool Observer::Cancelled() { return false; }
+
+MessageBoxes::MessageBoxes(Observer& observer) { trq::SetMessageBoxHandler(AnswerBox, &observer); }
+MessageBoxes::~MessageBoxes() { trq::SetMessageBoxHandler(nullptr, nullptr); }
+
+}  // namespace trqprep
