@@ -26,7 +26,7 @@ class BlockWriter {
   /// Writes what is left.
   ~BlockWriter() { Flush(); }
 
-  /// Room for kLargestPiece bytes; Advance tells how many of them were used.
+  /// Room for kLargestPiece bytes; Advance says how many of them were used.
   unsigned char* next() { return bytes_.get() + used_; }
   void Advance(std::size_t size) {
     used_ += size;
@@ -42,7 +42,7 @@ class BlockWriter {
       size -= some;
     }
   }
-  /// Hands everything to the stream, which may be closed then.
+  /// Passes everything on to the stream, which may be closed then.
   void Flush() { Flush(used_); }
 
  private:

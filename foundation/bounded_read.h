@@ -10,8 +10,8 @@
 
 namespace trq::detail {
 
-/// Bytes from the stream's position to its end; nothing when that cannot be told (pipes, devices): what is
-/// read from there has to be read piecewise.
+/// Bytes from the stream's position to its end; nothing when it is not known (pipes, devices), where what is
+/// wanted has to be read piece by piece.
 std::optional<uint64_t> BytesRemaining(std::FILE* f);
 
 /// False when the stream is known to end before `count` items of `item_size` bytes; true when they fit or the

@@ -2,7 +2,7 @@
 
 namespace {
 
-// Shifts by the whole width, which packing without spare bits asks for, drop every bit.
+// Shifts by the whole width, which packing without spare bits needs, drop every bit.
 uint32_t ShiftLeft(uint32_t value, int bits) { return bits >= 32 ? 0u : value << bits; }
 uint32_t ShiftRight(uint32_t value, int bits) { return bits >= 32 ? 0u : value >> bits; }
 

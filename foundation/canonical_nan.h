@@ -1,5 +1,5 @@
 /// Which NaN a processor makes of infinities differs (x86 sets its sign, others do not), and so does which of
-/// two it hands on. What is computed is therefore stored as one of them.
+/// two it passes on. What is computed is therefore stored as one of them.
 #pragma once
 
 #include <cstdint>

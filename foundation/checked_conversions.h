@@ -12,7 +12,7 @@ inline int ToInt(double v) {
   return v > -2147483649.0 && v < 2147483648.0 ? static_cast<int>(v) : INT_MIN;
 }
 
-/// For vertex hashes: `v` truncated toward zero to 64 bits, of which the low 32 are answered as signed; 0
+/// For vertex hashes: `v` truncated toward zero to 64 bits, of which the low 32 are returned as signed; 0
 /// when it is NaN, infinite or beyond 64 bits.
 inline int32_t ToHashWord(double v) {
   if (!(v >= -9223372036854775808.0 && v < 9223372036854775808.0)) return 0;

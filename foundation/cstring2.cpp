@@ -136,7 +136,7 @@ const char* CString2::Mid(int first, int count) {
 }
 
 const char* CString2::Mid(int first) {
-  // A negative start asks for more than there is and gets the whole text.
+  // From a negative start the rest is longer than the text, of which all is taken.
   const int32_t length = Length(text_->data());
   return Mid(first, length - std::max(first, 0));
 }

@@ -28,10 +28,4 @@ inline void StoreLittle32(unsigned char* p, uint32_t v) {
   for (int i = 0; i < 4; ++i) p[i] = static_cast<unsigned char>(v >> 8 * i);
 }
 
-inline void StoreLittleFloat(unsigned char* p, float v) {
-  uint32_t bits;
-  std::memcpy(&bits, &v, sizeof bits);
-  StoreLittle32(p, bits);
-}
-
 }  // namespace trq::detail

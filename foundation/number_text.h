@@ -9,7 +9,5 @@ namespace trq::detail {
 void AppendFixed(std::string& text, double v, int precision = 6, int width = 0);
 /// The same of a computed number, where the sign of what is not a number says nothing: "nan".
 void AppendComputed(std::string& text, double v, int precision = 6, int width = 0);
-/// Appends `v` as "%.<precision>e" does.
-void AppendScientific(std::string& text, double v, int precision = 6);
 
 }  // namespace trq::detail

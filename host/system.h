@@ -1,4 +1,4 @@
-/// What the library asks the operating system for. Nothing else outside host/ calls it.
+/// What the library needs of the operating system; files apart, the one place where it is called.
 #pragma once
 
 #include <cstddef>
@@ -9,13 +9,14 @@
 
 namespace trq::host {
 
-/// The calling thread's last system error code; 0 when there is none. Kept by nothing: read it at once.
+/// The calling thread's last system error code; 0 when there is none. Any other call may change it: read it
+/// at once.
 int LastError();
 
 /// The system's untranslated one-line text for an error code; null when it has none.
 const char* SystemErrorText(int code);
 
-/// Full path of the running executable; empty when it cannot be told.
+/// Full path of the running executable; empty when the system does not say.
 std::string ExecutablePath();
 
 /// Name of this computer; empty when the query fails.
@@ -32,7 +33,7 @@ std::string LoginName();
 std::optional<uint64_t> RemainingBytes(std::FILE* f);
 
 /// A hint: the array is about to be filled from its beginning, so memory may come in large pages. Where the
-/// system knows no such thing, and for arrays below a few megabytes, nothing happens.
+/// system has no such thing, and for arrays below a few megabytes, nothing happens.
 void ExpectFilling(void* array, std::size_t bytes);
 
 }  // namespace trq::host

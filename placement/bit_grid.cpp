@@ -1,38 +1,8 @@
 #include <algorithm>
-#include <array>
 
 #include "trq/placement.h"
 
 namespace {
-
-constexpr std::array<uint32_t, 32> MakeBitMasks() {
-  std::array<uint32_t, 32> masks{};
-  for (std::size_t k = 0; k < 32; ++k) masks[k] = uint32_t{1} << k;
-  return masks;
-}
-constexpr std::array<uint32_t, 32> kBitMasks = MakeBitMasks();
-
-constexpr int CountAgainstMasks(uint32_t value) {
-  int count = 0;
-  for (std::size_t k = 0; k < 32; ++k) count += (value & kBitMasks[k]) != 0;
-  return count;
-}
-
-// The byte tables are constants: nothing is filled at run time, so grids may be made in any thread.
-struct ByteTables {
-  std::array<uint8_t, 256> bits{};
-  std::array<uint8_t, 256> highest{};  // entry 0 stays 0
-};
-constexpr ByteTables MakeByteTables() {
-  ByteTables tables;
-  for (uint32_t value = 0; value < 256; ++value) {
-    tables.bits[value] = static_cast<uint8_t>(CountAgainstMasks(value));
-    for (uint8_t k = 0; k < 8; ++k)
-      if (value & kBitMasks[k]) tables.highest[value] = k;
-  }
-  return tables;
-}
-constexpr ByteTables kBytes = MakeByteTables();
 
 // The word that holds cell (x, y), or -1 when there is none.
 int WordOf(int x, int y) {
@@ -47,12 +17,12 @@ BitGrid::BitGrid() : rows{} {}
 
 void BitGrid::set(int x, int y) {
   const int word = WordOf(x, y);
-  if (word >= 0) rows[word] |= kBitMasks[static_cast<std::size_t>(y % 32)];
+  if (word >= 0) rows[word] |= 1U << y % 32;
 }
 
 unsigned BitGrid::on(int x, int y) const {
   const int word = WordOf(x, y);
-  return word >= 0 ? rows[word] & kBitMasks[static_cast<std::size_t>(y % 32)] : 0;
+  return word >= 0 ? rows[word] & 1U << y % 32 : 0;
 }
 
 void BitGrid::clear() { std::fill(std::begin(rows), std::end(rows), 0U); }
@@ -101,24 +71,25 @@ int BitGrid::max_y() const {
 void BitGrid::print(FILE* stream) const {
   if (!stream) stream = stdout;
   for (uint32_t row : rows) {
-    for (uint32_t mask : kBitMasks) std::fputc(row & mask ? '#' : '.', stream);
+    for (int y = 0; y < 32; ++y) std::fputc(row >> y & 1 ? '#' : '.', stream);
     // Kept: the line ends go to standard output even when the cells go elsewhere.
     std::fputc('\n', stdout);
   }
 }
 
 int BitGrid::num_bits(unsigned word) {
-  return kBytes.bits[word & 0xFF] + kBytes.bits[word >> 8 & 0xFF] + kBytes.bits[word >> 16 & 0xFF] +
-         kBytes.bits[word >> 24];
+  int count = 0;
+  for (; word; word &= word - 1) ++count;
+  return count;
 }
 
 int BitGrid::highest_bit(unsigned word) {
-  for (int shift = 24; shift > 0; shift -= 8)
-    if (word >> shift & 0xFF) return kBytes.highest[word >> shift & 0xFF] + shift;
-  return kBytes.highest[word & 0xFF];
+  int bit = 0;
+  while (word >>= 1) ++bit;
+  return bit;
 }
 
-int BitGrid::count_bits(int value) { return CountAgainstMasks(static_cast<uint32_t>(value)); }
+int BitGrid::count_bits(int value) { return num_bits(static_cast<unsigned>(value)); }
 
 // ORs src, shifted up by nbits, into dst, of which dst_words exist; what would land beyond is dropped.
 void BitGrid::shift_bits(const unsigned* src, unsigned* dst, int nbits, int nwords, int dst_words) {

@@ -76,10 +76,10 @@ PlacementSearch::PlacementSearch(const std::vector<BitGrid>& footprints, const s
       }
     }
   }
-  begin_pass();
+  BeginPass();
 }
 
-void PlacementSearch::begin_pass() {
+void PlacementSearch::BeginPass() {
   for (int axis : {kAlongX, kAlongY}) {
     keys_[axis] = first_keys_[axis];
     std::fill(std::begin(lines_[axis].taken), std::end(lines_[axis].taken), 0U);
@@ -90,7 +90,7 @@ void PlacementSearch::begin_pass() {
   max_y_ = -1;
 }
 
-bool PlacementSearch::add_piece(int component, int mode, Place& place) {
+bool PlacementSearch::AddPiece(int component, int mode, Place& place) {
   const int axis = mode == 0 ? kAlongX : kAlongY;
   int16_t(&keys)[kSlots] = keys_[axis][static_cast<std::size_t>(component)].of_rotation;
   int16_t best = kNever;
@@ -104,7 +104,7 @@ bool PlacementSearch::add_piece(int component, int mode, Place& place) {
     const int lowest_shift = least / kKeyStep - (footprint.extent[axis] + 1);
     int found_outer, found_inner;
     int16_t& key = keys[rotation];
-    if (greedy_search(footprint, axis, lowest_shift, found_outer, found_inner)) {
+    if (FirstPlace(footprint, axis, lowest_shift, found_outer, found_inner)) {
       key = static_cast<int16_t>(key + (found_outer - lowest_shift) * kKeyStep);
       if (key < best) {
         best = key;
@@ -120,20 +120,20 @@ bool PlacementSearch::add_piece(int component, int mode, Place& place) {
   if (best == kNever) return false;
   const int rotation = best % kKeyStep;
   place = axis == kAlongX ? Place{outer, inner, rotation} : Place{inner, outer, rotation};
-  occupy(footprints_[static_cast<std::size_t>(component) * kSlots + static_cast<std::size_t>(rotation)],
+  Occupy(footprints_[static_cast<std::size_t>(component) * kSlots + static_cast<std::size_t>(rotation)],
          place.x, place.y);
   return true;
 }
 
 // The first place with an outer shift among the kLanes from `first_shift` on.
-bool PlacementSearch::greedy_search(Footprint& footprint, int axis, int first_shift, int& outer, int& inner) {
+bool PlacementSearch::FirstPlace(Footprint& footprint, int axis, int first_shift, int& outer, int& inner) {
   if (empty_) {
     outer = first_shift;
     inner = 0;
     return true;
   }
-  refresh(lines_[axis]);
-  const Outline runs = outline(footprint, axis);
+  Refresh(lines_[axis]);
+  const Outline runs = OutlineOf(footprint, axis);
   uint32_t collides[kLanes] = {};
   for (std::size_t i = runs.first; i < runs.first + runs.count; ++i) {
     const uint32_t* const smeared = lines_[axis].smeared[runs_[i].length] + runs_[i].line + first_shift;
@@ -152,7 +152,7 @@ bool PlacementSearch::greedy_search(Footprint& footprint, int axis, int first_sh
   return false;
 }
 
-PlacementSearch::Outline PlacementSearch::outline(Footprint& footprint, int axis) {
+PlacementSearch::Outline PlacementSearch::OutlineOf(Footprint& footprint, int axis) {
   Outline& result = footprint.outline[axis];
   if (result.made) return result;
   result.made = true;
@@ -174,14 +174,14 @@ PlacementSearch::Outline PlacementSearch::outline(Footprint& footprint, int axis
   return result;
 }
 
-void PlacementSearch::occupy(Footprint& footprint, int dx, int dy) {
+void PlacementSearch::Occupy(Footprint& footprint, int dx, int dy) {
   if (footprint.extent[kAlongX] < 0) return;
   empty_ = false;
   max_y_ = std::max(max_y_, dy + footprint.extent[kAlongY]);
   for (int axis : {kAlongX, kAlongY}) {
     const int outer = axis == kAlongX ? dx : dy;
     const int inner = axis == kAlongX ? dy : dx;
-    const Outline runs = outline(footprint, axis);
+    const Outline runs = OutlineOf(footprint, axis);
     Lines& lines = lines_[axis];
     for (std::size_t i = runs.first; i < runs.first + runs.count; ++i)
       lines.taken[runs_[i].line + outer] |= LowBits(runs_[i].length) << (runs_[i].first + inner);
@@ -190,7 +190,7 @@ void PlacementSearch::occupy(Footprint& footprint, int dx, int dy) {
   }
 }
 
-void PlacementSearch::refresh(Lines& lines) {
+void PlacementSearch::Refresh(Lines& lines) {
   for (int block = lines.stale_first & ~(kLanes - 1); block <= lines.stale_last; block += kLanes) {
     uint32_t any[kLanes] = {};
     for (int length = 1; length <= lines.longest_run; ++length) {

@@ -3,7 +3,7 @@
 /// A footprint is tried at every shift along an outer axis (dx in mode 0, dy in the other modes) and, for
 /// each, at every shift along the inner axis; the first free one counts. Of the rotations the one that ends
 /// lowest along the outer axis wins, among equals the one with the lowest number. Trying shift by shift costs
-/// a grid comparison each. Here the answer is the same, found like this:
+/// a grid comparison each. Here the result is the same, found as follows:
 ///
 /// - For one outer shift, the inner shifts that collide are one 32-bit word: a run of n cells that starts at
 ///   bit b of a footprint line collides, shifted by s, when one of the cells b+s .. b+s+n-1 of the vat's line
@@ -14,7 +14,7 @@
 ///   A table is brought up to date only when a search along its axis needs it, only in lines that changed.
 /// - Every rotation has a key for each axis, (end line + 1) * 32 + rotation, which no place of it can beat.
 ///   The rotation with the least key is looked at first, eight outer shifts at a time; a miss raises its key.
-///   A hit whose key is the least of all is the literal search's answer, ties included.
+///   A hit whose key is the least of all is what the literal search finds, ties included.
 /// - Within a pass the vat only fills up, so a key never falls and "no place" stays true: keys are carried
 ///   from copy to copy of a component until the next pass begins.
 /// - Of rotations with equal footprints only the lowest is kept; the others can never win.
@@ -38,10 +38,10 @@ class PlacementSearch {
                   int rotations);
 
   /// Empties the vat.
-  void begin_pass();
+  void BeginPass();
   /// Puts one piece of a component onto the vat. Mode 0 fills it along X first, any other along Y. False: the
   /// piece finds no place in any rotation, and the vat is as before.
-  bool add_piece(int component, int mode, Place& place);
+  bool AddPiece(int component, int mode, Place& place);
   /// Highest occupied bit (Y) of the vat, -1 when empty.
   int max_y() const { return max_y_; }
 
@@ -78,10 +78,10 @@ class PlacementSearch {
     int stale_first, stale_last;  // lines whose smeared forms are out of date
   };
 
-  void refresh(Lines& lines);
-  bool greedy_search(Footprint& footprint, int axis, int first_shift, int& outer, int& inner);
-  Outline outline(Footprint& footprint, int axis);
-  void occupy(Footprint& footprint, int dx, int dy);
+  void Refresh(Lines& lines);
+  bool FirstPlace(Footprint& footprint, int axis, int first_shift, int& outer, int& inner);
+  Outline OutlineOf(Footprint& footprint, int axis);
+  void Occupy(Footprint& footprint, int dx, int dy);
 
   std::vector<Footprint> footprints_;  // component * 24 + rotation
   std::vector<Keys> first_keys_[2];    // by component, in an empty vat

@@ -32,7 +32,7 @@ void GridEval::clear() {
   too_big_ = 0;
 }
 
-std::size_t GridEval::slot(int component, int rotation) const {
+std::size_t GridEval::Slot(int component, int rotation) const {
   return static_cast<std::size_t>(component) * kRotationSlots + static_cast<std::size_t>(rotation);
 }
 
@@ -62,8 +62,8 @@ void GridEval::add(CTL& part, int copies) {
   for (int r = 0; r < rotations_; ++r) {
     part.get_max(&max_x, &max_y, &max_z);
     const bool fits = !(max_x > vat_x_ || max_y > vat_y_);
-    footprint_valid_[slot(num_components_, r)] = fits;
-    if (fits) footprints_[slot(num_components_, r)] = footprint(part, cells);
+    footprint_valid_[Slot(num_components_, r)] = fits;
+    if (fits) footprints_[Slot(num_components_, r)] = footprint(part, cells);
     part.rotateZ(static_cast<float>(360.0 / rotations_));
     float min_x, min_y, min_z;
     part.get_min(&min_x, &min_y, &min_z);
@@ -93,10 +93,10 @@ void GridEval::random_shuffle(std::vector<CopyComp>& order) {
 
 int GridEval::find_a_placement(PlacementSearch& search, const std::vector<CopyComp>& order,
                                std::vector<Answer::Place>& places, int mode, int& height) {
-  search.begin_pass();
+  search.BeginPass();
   places.resize(order.size());
   for (std::size_t i = 0; i < order.size(); ++i)
-    if (!search.add_piece(order[i].component, mode, places[i])) return 0;
+    if (!search.AddPiece(order[i].component, mode, places[i])) return 0;
   height = search.max_y();
   return 1;
 }
@@ -106,16 +106,17 @@ int GridEval::find_a_placement(PlacementSearch& search, const std::vector<CopyCo
 int GridEval::find_random_placement(PlacementSearch& search, std::vector<CopyComp>& order,
                                     std::vector<Answer::Place>& places, int& height) {
   random_shuffle(order);
-  search.begin_pass();
+  search.BeginPass();
   places.resize(order.size());
   for (std::size_t i = 0; i < order.size(); ++i)
-    if (!search.add_piece(order[i].component, std::rand() % 2, places[i])) return 0;
+    if (!search.AddPiece(order[i].component, std::rand() % 2, places[i])) return 0;
   height = search.max_y();
   return 1;
 }
 
-// The fixed pass and the random ones; 1 when any succeeded, whose lowest result is then the stored answer.
-int GridEval::run_passes() {
+// The fixed pass and the random ones; 1 when any succeeded, of which the lowest result is then stored in
+// answer_.
+int GridEval::RunPasses() {
   PlacementSearch search(footprints_, footprint_valid_, num_components_, rotations_);
   int best = kNoHeight;
   int height = 0;
@@ -139,18 +140,18 @@ int GridEval::run_passes() {
 
 int GridEval::find_placement() {
   if (too_big_) return 0;
-  if (!run_passes()) return 0;
+  if (!RunPasses()) return 0;
   enlarge_components();
   // Kept: any arrangement with gaps is preferred to one without, even when it is taller.
-  run_passes();
+  RunPasses();
   return 1;
 }
 
 void GridEval::enlarge_components() {
   for (int c = 0; c < num_components_; ++c)
     for (int r = 0; r < rotations_; ++r) {
-      if (!footprint_valid_[slot(c, r)]) continue;
-      BitGrid& footprint = footprints_[slot(c, r)];
+      if (!footprint_valid_[Slot(c, r)]) continue;
+      BitGrid& footprint = footprints_[Slot(c, r)];
       BitGrid moved;
       footprint.shift(moved, 1, 1);
       footprint |= moved;
@@ -159,22 +160,22 @@ void GridEval::enlarge_components() {
 
 double GridEval::est_time(const BitGrid& grid) { return grid.max_y() * 32 + grid.max_x(); }
 
-const GridEval::Answer::Place* GridEval::place(int component, int copy) const {
+const GridEval::Answer::Place* GridEval::PlaceOf(int component, int copy) const {
   const bool inside = component >= 0 && component < kComponentSlots && copy >= 0 && copy < MAX_COPIES;
   return inside ? &answer_.at(component, copy) : nullptr;
 }
 
 float GridEval::x_shift(int component, int copy) const {
-  const Answer::Place* p = place(component, copy);
+  const Answer::Place* p = PlaceOf(component, copy);
   return p ? x_coordf(p->x) : 0;
 }
 
 float GridEval::y_shift(int component, int copy) const {
-  const Answer::Place* p = place(component, copy);
+  const Answer::Place* p = PlaceOf(component, copy);
   return p ? y_coordf(p->y) : 0;
 }
 
 float GridEval::z_rot(int component, int copy) const {
-  const Answer::Place* p = place(component, copy);
+  const Answer::Place* p = PlaceOf(component, copy);
   return p && rotations_ > 0 ? static_cast<float>(p->rotation * 360.0 / rotations_) : 0;
 }

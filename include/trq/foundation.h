@@ -1,6 +1,8 @@
 /// Value types, containers, strings and byte helpers, the error object.
 #pragma once
 
+#include <climits>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
@@ -47,7 +49,7 @@ class TRQ_EXPORT PbVec3f {
   PbVec3f() {}  // NOLINT: unset, so that large arrays cost nothing to make
   PbVec3f(float x, float y, float z) : v_{x, y, z} {}
   /// Copies v[0..2].
-  explicit PbVec3f(const float* v) : v_{v[0], v[1], v[2]} {}
+  PbVec3f(const float* v) : v_{v[0], v[1], v[2]} {}  // NOLINT: implicit, as in the interface
 
   /// Sets x, y, z to the components.
   void getValue(float& x, float& y, float& z) const {
@@ -206,7 +208,7 @@ class TRQ_EXPORT TriangleBAG {
  public:
   /// Room for max_blocks blocks of block_size records, allocated one by one as the bag grows. Without room
   /// (either below 1) the first append overflows.
-  explicit TriangleBAG(int max_blocks = 1000, int block_size = 1000);
+  TriangleBAG(int max_blocks = 1000, int block_size = 1000);  // NOLINT: implicit, as in the interface
   TriangleBAG(const TriangleBAG&) = delete;
   TriangleBAG& operator=(const TriangleBAG&) = delete;
   ~TriangleBAG();
@@ -325,12 +327,12 @@ class TRQ_EXPORT LIGHT_LIST {
 /// A chained hash table of untyped pointers. Owns its chains, not the data. A key's bucket is its hash modulo
 /// the bucket count; hash functions should not return negative values, whose buckets are brought into range.
 /// Without buckets, adding does nothing and finding returns null. Within a bucket the order is that of
-/// LIGHT_ITEM::append2 and prepend2. Null data cannot be told from an empty bucket.
+/// LIGHT_ITEM::append2 and prepend2. A null datum looks like an empty bucket.
 class TRQ_EXPORT HASH_TABLE {
  public:
   /// Hashes addresses and compares them for identity.
-  explicit HASH_TABLE(int buckets);
-  /// compare(datum, key) answers nonzero for equal. A null function stands for the default: the low 32 bits
+  HASH_TABLE(int buckets);  // NOLINT: implicit, as in the interface
+  /// compare(datum, key) returns nonzero for equal. A null function stands for the default: the low 32 bits
   /// of the address, signed, divided by 4; identity.
   HASH_TABLE(int buckets, int (*hash)(void*), int (*compare)(void*, void*));
   HASH_TABLE(const HASH_TABLE&) = delete;
@@ -366,15 +368,15 @@ TRQ_EXPORT void UTL_heap_sort(void** a, int n, int (*cmp)(void*, void*));
 
 /// A pair of two values.
 template <class A, class B>
-struct MyPair {
+struct TRQ_EXPORT MyPair {
   A first;
   B second;
 };
 
 /// A growable array of `count` elements: making room for n allocates exactly n; appending to a full one grows
-/// it to capacity + (int)(capacity * growth_factor) + growth_addend.
+/// it to capacity + (int)(capacity * growth_factor) + growth_addend, or by one element where that is no more.
 template <class T>
-class DynArray {
+class TRQ_EXPORT DynArray {
  public:
   int count = 0;
   int capacity() const { return static_cast<int>(items_.size()); }
@@ -385,12 +387,15 @@ class DynArray {
     if (n > capacity()) items_.resize(static_cast<std::size_t>(n));
   }
   void append(const T& value) {
-    if (count >= capacity())
-      make_room(capacity() + static_cast<int>(capacity() * growth_factor) + growth_addend);
+    if (count >= capacity()) {
+      const double room = capacity() + std::trunc(capacity() * growth_factor) + growth_addend;
+      make_room(room > count && room <= INT_MAX ? static_cast<int>(room) : count + 1);
+    }
     items_[static_cast<std::size_t>(count++)] = value;
   }
-  static constexpr double growth_factor = 0.6666667;
-  static constexpr int growth_addend = 10;
+  /// Shared by the arrays of one element type. May be assigned; every thread has its own.
+  static inline thread_local double growth_factor = 0.6666667;
+  static inline thread_local int growth_addend = 10;
 
  private:
   std::vector<T> items_;
@@ -400,7 +405,7 @@ class DynArray {
 // Strings and byte order
 
 /// fread, then reverses the bytes of each of the n items (of all n, also when fewer were read). Returns what
-/// fread answered.
+/// fread returned.
 TRQ_EXPORT std::size_t fread_(void* buffer, std::size_t size, std::size_t n, FILE* f);
 
 /// Writes n items with the bytes of each reversed; the buffer is not changed. Returns what fwrite returned.
@@ -420,7 +425,7 @@ TRQ_EXPORT void snap_name(const char* path, char* base, char* ext);
 TRQ_EXPORT void binary_print(unsigned short v);
 
 /// Compares two texts: 0 equal, -1, 1. Characters 32 apart count as equal, letters or not, and where one text
-/// ends before the other the result is 1, whichever it is.
+/// ends before the other the result is 1, for both orders.
 TRQ_EXPORT int strcasecmp_j(const char* a, const char* b);
 
 /// Units per metre: 1000, for the library works in millimetres.
@@ -480,6 +485,8 @@ class TRQ_EXPORT CString2 {
 
 /// One error code (0 = none) and one message; the first failure wins. Base of the working classes. Copies are
 /// deep.
+/// A failure stays until ClearError, also when later operations of the same object succeed: who wants to know
+/// how the next save ends clears the error before it.
 class TRQ_EXPORT CErrorObject {
  public:
   CErrorObject();
@@ -502,8 +509,8 @@ class TRQ_EXPORT CErrorObject {
   /// (10004-11004); otherwise the system's text, or "Unknown error.". At most 255 bytes, in a buffer of the
   /// calling thread that the next call overwrites.
   static const char* MsdStrerror(int code);
-  /// Directory of the running executable up to and including its last '/'; empty when it cannot be told.
-  /// Valid for ever.
+  /// Directory of the running executable up to and including its last '/'; empty when the system
+  /// does not say. Valid until the program ends.
   static const char* GetRootDirectory();
 
  protected:
@@ -559,14 +566,16 @@ class TRQ_EXPORT UTILITY {
   static CString GetVerifyOutputFileName(CString name);
   /// True when the two bytes at n - 6 are "_s" or "_S".
   static bool CheckIfSupportsFileName(CString name);
-  /// The name itself when it is a supports name; else GetNewNameForSupports, told in an OK message box.
+  /// The name itself when it is a supports name; else GetNewNameForSupports, after an OK message box with
+  /// the new name.
   static CString CheckIfValidSupportName(CString name);
   /// `root`, the style directory of the machine and units (0 inch, 1 millimetre; nothing for machines and
   /// units without one), then `file`. No separator is inserted.
   static CString AddFullPath(const char* root, int machine, CString file, int units);
 
   // --- Files -------------------------------------------------------------------------------------------
-  // Paths with backslashes are tried as they are, then with slashes.
+  // A name is used as it is when it holds no backslash or exists so; else with slashes when that exists or
+  // its parent does; else as it is. This holds for every name that the library is given.
 
   /// Makes a read-only file (no write bit set) writable by its owner; a message box tells when that fails.
   /// Files that do not exist are left alone.

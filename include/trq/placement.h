@@ -161,7 +161,7 @@ class TRQ_EXPORT GridEval : public GRID_INDEX2 {
   /// Rasterises one mesh in all rotations and records its copies (cut to 100 with a warning on standard
   /// output; a negative number counts as 0). The mesh must stand at minimum X = Y = 0; it is turned round
   /// once and comes back to its place but for rounding. A mesh beyond the vat's diagonal or height is not
-  /// counted and makes `find_placement` answer 0 until `clear`. A component after the 101st is refused with a
+  /// counted and makes `find_placement` return 0 until `clear`. A component after the 101st is refused with a
   /// warning. Each cell of a facet's box outside the grid prints "whoops, mistake in part placement"; a facet
   /// with more than 2^20 such cells, or with a corner that has no cell, prints it once.
   void add(CTL& part, int copies);
@@ -188,9 +188,9 @@ class TRQ_EXPORT GridEval : public GRID_INDEX2 {
                                    std::vector<Answer::Place>& places, int& height);
   static void random_shuffle(std::vector<CopyComp>& order);
   void initialize_order(std::vector<CopyComp>& order) const;
-  int run_passes();
-  const Answer::Place* place(int component, int copy) const;
-  std::size_t slot(int component, int rotation) const;
+  int RunPasses();
+  const Answer::Place* PlaceOf(int component, int copy) const;
+  std::size_t Slot(int component, int rotation) const;
 
   Answer answer_;
   float vat_x_;

@@ -64,7 +64,7 @@ class TRQ_EXPORT KVRECOATSTYLE {
   /// A blank style for TRQ_E7, file version 3.01, without sweeps.
   KVRECOATSTYLE();
   /// The same; `path` names the file that the style will be read from and is not kept.
-  explicit KVRECOATSTYLE(CString path);
+  KVRECOATSTYLE(CString path);  // NOLINT: implicit, as in the interface
   /// A style with the numbers and texts of `structure`: each record has its value as value, default and
   /// single allowed value; "Version" is 2.06. At most seven sweeps a list are copied, and the maximum of the
   /// matching count record becomes the number copied. Null: type and version only.
@@ -239,7 +239,7 @@ enum Result : int {
 class TRQ_EXPORT RECOATSTYLE {
  public:
   /// Defaults; `path` becomes the full path name, from which binaryReadStyle reads.
-  explicit RECOATSTYLE(CString path);
+  RECOATSTYLE(CString path);  // NOLINT: implicit, as in the interface
   /// Numbers, texts and sweeps of `structure` (at most seven sweeps a list); version 2.03. Null: texts and
   /// numbers of a fresh style.
   RECOATSTYLE(const _rc_style* structure, RECOAT_TYPE type);

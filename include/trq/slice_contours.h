@@ -117,7 +117,7 @@ class TRQ_EXPORT slc {
 
   /// An empty model for the file `path`, of which at most 512 characters are stored; null leaves the path
   /// empty. The reserved block starts as zeros.
-  explicit slc(const char* path = nullptr);
+  slc(const char* path = nullptr);  // NOLINT: implicit, as in the interface
   slc(const slc&) = delete;
   slc& operator=(const slc&) = delete;
   /// Closes the file if it is open.

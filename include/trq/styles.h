@@ -310,9 +310,9 @@ class TRQ_EXPORT KVBUILDSTYLE {
   /// A blank template for TRQ_E7, file version 3.01.
   KVBUILDSTYLE();
   /// The same with "Version" value `version`; the file version stays 3.01.
-  explicit KVBUILDSTYLE(float version);
+  KVBUILDSTYLE(float version);  // NOLINT: implicit, as in the interface
   /// The same with `name` as style name and full path name; no file is touched.
-  explicit KVBUILDSTYLE(CString name);
+  KVBUILDSTYLE(CString name);  // NOLINT: implicit, as in the interface
   KVBUILDSTYLE(CString name, float version);
   /// A style with the numbers and texts of `structure`: each of its parameters has that value as value,
   /// default and single allowed value. "Version" is 2.06, the tooling counts 1 and 0, the inter-hatch delays

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "trq/foundation.h"
@@ -75,6 +77,31 @@ TEST(DynArray, GrowsByTwoThirdsAndTen) {
   EXPECT_EQ(array.count, 60);
   EXPECT_EQ(array[59].first, 59);
   EXPECT_EQ(array[59].second, -59);
+}
+
+TEST(DynArray, SettingsAreSharedByTheArraysOfAThread) {
+  // Of a type that no other test grows.
+  DynArray<short> array;
+  DynArray<short>::growth_factor = 2.5;
+  DynArray<short>::growth_addend = 3;
+  for (short i = 0; i < 4; ++i) array.append(i);
+  EXPECT_EQ(array.capacity(), 13);  // 0 + 0 + 3; 3 + 7 + 3
+  std::thread([] {
+    DynArray<short> of_another_thread;
+    of_another_thread.append(1);
+    EXPECT_EQ(of_another_thread.capacity(), 10);
+  }).join();
+}
+
+TEST(DynArray, SettingsThatMakeNoRoomStillTakeTheElement) {
+  DynArray<char> array;
+  for (const double factor : {0.0, -1.0, -1e300, 1e300, std::nan("")}) {
+    DynArray<char>::growth_factor = factor;
+    DynArray<char>::growth_addend = 0;
+    array.append('a');
+    EXPECT_EQ(array.capacity(), array.count) << factor;
+  }
+  EXPECT_EQ(array.count, 5);
 }
 
 TEST(DynArray, MakingRoomGrowsToJustThatAndKeepsTheElements) {

@@ -31,10 +31,10 @@ struct PlacementProbe {
   static int rotations(const GridEval& eval) { return eval.rotations_; }
   static float vat_x(const GridEval& eval) { return eval.vat_x_; }
   static BitGrid& footprint(GridEval& eval, int component, int rotation) {
-    return eval.footprints_[eval.slot(component, rotation)];
+    return eval.footprints_[eval.Slot(component, rotation)];
   }
   static int32_t& valid(GridEval& eval, int component, int rotation) {
-    return eval.footprint_valid_[eval.slot(component, rotation)];
+    return eval.footprint_valid_[eval.Slot(component, rotation)];
   }
   static const GridEval::Answer::Place& place(const GridEval& eval, int component, int copy) {
     return eval.answer_.at(component, copy);
