@@ -233,24 +233,24 @@ bool FindOverlap(const PlacedShape& a, const PlacedShape& b, const Rectangle& re
   return false;
 }
 
-// A tree of boxes over the facets of a shape, for distances.
-class FacetTree {
+// A tree of rectangles over the facets of a shape, for distances. A node is split when a search first comes
+// there: most searches see little of a tree.
+class DistanceTree {
  public:
-  explicit FacetTree(const PlacedShape& shape)
+  explicit DistanceTree(const PlacedShape& shape)
       : shape_(shape), order_(static_cast<std::size_t>(shape.facets)) {
     std::iota(order_.begin(), order_.end(), 0);
-    nodes_.reserve(order_.size() / 2 + 2);
-    Build(0, order_.size());
+    Add(0, order_.size());
   }
 
   /// The smaller of `best` (squared) and the squared distance to the other tree.
-  static double SquaredDistance(const FacetTree& a, const FacetTree& b, double best) {
+  static double SquaredDistance(DistanceTree& a, DistanceTree& b, double best) {
     std::vector<std::pair<std::size_t, std::size_t>> open{{0, 0}};
     while (!open.empty() && best > 0) {
       const auto [i, j] = open.back();
       open.pop_back();
-      const Node& p = a.nodes_[i];
-      const Node& q = b.nodes_[j];
+      const Node p = a.nodes_[i];
+      const Node q = b.nodes_[j];
       if (SquaredGap(p.box, q.box) >= best) continue;
       if (p.IsLeaf() && q.IsLeaf()) {
         best = a.LeafDistance(p, b, q, best);
@@ -260,9 +260,11 @@ class FacetTree {
       const bool split_a = q.IsLeaf() || (!p.IsLeaf() && p.count >= q.count);
       std::array<std::pair<std::size_t, std::size_t>, 2> halves;
       if (split_a) {
-        halves = {std::pair{p.left, j}, std::pair{p.right, j}};
+        const std::size_t left = a.Split(i);
+        halves = {std::pair{left, j}, std::pair{left + 1, j}};
       } else {
-        halves = {std::pair{i, q.left}, std::pair{i, q.right}};
+        const std::size_t left = b.Split(j);
+        halves = {std::pair{i, left}, std::pair{i, left + 1}};
       }
       const auto gap = [&](const std::pair<std::size_t, std::size_t>& h) {
         return SquaredGap(a.nodes_[h.first].box, b.nodes_[h.second].box);
@@ -279,35 +281,38 @@ class FacetTree {
     Rectangle box;
     std::size_t first = 0;
     std::size_t count = 0;
-    std::size_t left = 0;  // 0: a leaf
-    std::size_t right = 0;
-    bool IsLeaf() const { return left == 0; }
+    std::size_t left = 0;  // the right half follows it; 0: not split so far
+    bool IsLeaf() const { return count <= 8; }
   };
 
-  std::size_t Build(std::size_t first, std::size_t count) {
-    const std::size_t index = nodes_.size();
-    nodes_.emplace_back();
+  std::size_t Add(std::size_t first, std::size_t count) {
     Node node;
     node.first = first;
     node.count = count;
     for (std::size_t i = first; i < first + count; ++i) node.box.Add(RectangleOf(FacetOf(shape_, order_[i])));
-    if (count > 8) {
-      const bool by_x = node.box.x1 - node.box.x0 >= node.box.y1 - node.box.y0;
-      const auto middle = [&](int facet) {
-        const Facet f = FacetOf(shape_, facet);
-        return by_x ? f[0].x + f[1].x + f[2].x : f[0].y + f[1].y + f[2].y;
-      };
-      const auto begin = order_.begin() + static_cast<std::ptrdiff_t>(first);
-      const auto half = begin + static_cast<std::ptrdiff_t>(count / 2);
-      std::nth_element(begin, half, begin + static_cast<std::ptrdiff_t>(count), [&](int a, int b) {
-        const double ma = middle(a), mb = middle(b);
-        return ma != mb ? ma < mb : a < b;
-      });
-      node.left = Build(first, count / 2);
-      node.right = Build(first + count / 2, count - count / 2);
-    }
-    nodes_[index] = node;
-    return index;
+    nodes_.push_back(node);
+    return nodes_.size() - 1;
+  }
+
+  // The left half of a node that is no leaf.
+  std::size_t Split(std::size_t index) {
+    const Node node = nodes_[index];
+    if (node.left != 0) return node.left;
+    const bool by_x = node.box.x1 - node.box.x0 >= node.box.y1 - node.box.y0;
+    const auto middle = [&](int facet) {
+      const Facet f = FacetOf(shape_, facet);
+      return by_x ? f[0].x + f[1].x + f[2].x : f[0].y + f[1].y + f[2].y;
+    };
+    const auto begin = order_.begin() + static_cast<std::ptrdiff_t>(node.first);
+    const auto half = begin + static_cast<std::ptrdiff_t>(node.count / 2);
+    std::nth_element(begin, half, begin + static_cast<std::ptrdiff_t>(node.count), [&](int a, int b) {
+      const double ma = middle(a), mb = middle(b);
+      return ma != mb ? ma < mb : a < b;
+    });
+    const std::size_t left = Add(node.first, node.count / 2);
+    Add(node.first + node.count / 2, node.count - node.count / 2);
+    nodes_[index].left = left;
+    return left;
   }
 
   static double ToSegment(Vec2 p, Vec2 a, Vec2 b) {
@@ -318,7 +323,7 @@ class FacetTree {
     return Dot(d, d);
   }
 
-  double LeafDistance(const Node& p, const FacetTree& other, const Node& q, double best) const {
+  double LeafDistance(const Node& p, const DistanceTree& other, const Node& q, double best) const {
     for (std::size_t i = p.first; i < p.first + p.count; ++i) {
       const Facet a = FacetOf(shape_, order_[i]);
       if (SquaredGap(RectangleOf(a), q.box) >= best) continue;
@@ -384,14 +389,14 @@ double SmallestDistance(const std::vector<PlacedShape>& shapes) {
   if (pairs.empty()) return -1;
   // Near pairs first: they bound what the others can still improve.
   std::stable_sort(pairs.begin(), pairs.end(), [](const Pair& a, const Pair& b) { return a.gap < b.gap; });
-  std::vector<std::unique_ptr<FacetTree>> trees(shapes.size());
+  std::vector<std::unique_ptr<DistanceTree>> trees(shapes.size());
   double best = std::numeric_limits<double>::infinity();
   for (const Pair& pair : pairs) {
     if (pair.gap >= best) break;
     for (const std::size_t k : {pair.i, pair.j}) {
-      if (!trees[k]) trees[k] = std::make_unique<FacetTree>(shapes[k]);
+      if (!trees[k]) trees[k] = std::make_unique<DistanceTree>(shapes[k]);
     }
-    best = FacetTree::SquaredDistance(*trees[pair.i], *trees[pair.j], best);
+    best = DistanceTree::SquaredDistance(*trees[pair.i], *trees[pair.j], best);
   }
   return std::round(std::sqrt(best) * 1e6) / 1e6;
 }
