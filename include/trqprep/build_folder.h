@@ -28,9 +28,10 @@ std::string MeshName(const Plate& plate, const Piece& piece);
 /// stands or where its inputs came from.
 Json BuildDocument(const Plate& plate, const BuildSetup& setup);
 
-/// Fills the folder; the caller commits it. `findings` go to checks.json. Returns build.json.
-Json WriteBuildFolder(Context& context, const Plate& plate, const BuildSetup& setup,
-                      const std::vector<BuildFinding>& findings, OutputFolder& folder);
+/// Fills the folder; the caller commits it. `findings` go to checks.json, the list of files and the sum into
+/// `document`, which becomes build.json.
+void WriteBuildFolder(Observer& observer, const Plate& plate, const BuildSetup& setup,
+                      const std::vector<BuildFinding>& findings, Json& document, OutputFolder& folder);
 
 /// The sum over build.json that stands in it as "sum", of the document without it.
 std::string SumOf(Json document);

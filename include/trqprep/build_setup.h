@@ -80,7 +80,7 @@ std::string PartFileName(const PlatePart& part);
 
 /// Reads the styles of a placed plate, checks parts and styles, and stacks the styles. Exit 3 for a file that
 /// is no style. Says what it finds.
-std::unique_ptr<BuildSetup> SetUpBuild(Context& context, const Plate& plate);
+std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, const Plate& plate);
 
 /// A model of a piece: the part's mesh with the piece's placement as current matrix.
 std::unique_ptr<MODEL> PieceModel(const Plate& plate, const Piece& piece);

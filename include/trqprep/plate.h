@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "cli/context.h"
 #include "trqprep/job.h"
 #include "trqprep/matrix4.h"
 #include "trqprep/mesh_input.h"
+#include "trqprep/observer.h"
 
 namespace trqprep {
 
@@ -46,15 +46,15 @@ struct Plate {
 };
 
 /// Reads the parts of a job. Exit 3 for one that cannot be read.
-Plate LoadPlate(Context& context, const Job& job);
+Plate LoadPlate(Observer& observer, const Job& job);
 
 /// Searches the placement and applies it to the untouched meshes. False, after a message with the reason,
 /// when there is none: the command then ends with exit 5.
-bool PlacePieces(Context& context, Plate& plate);
+bool PlacePieces(Observer& observer, Plate& plate);
 
 /// Checks on the placed meshes that every vertex lies inside the vat and that no two pieces overlap seen from
 /// above: OUTSIDE-VAT and OVERLAP, all errors. Measures the smallest distance.
-std::vector<Message> CheckPieces(Observer& context, Plate& plate);
+std::vector<Message> CheckPieces(Observer& observer, Plate& plate);
 
 /// "gear-2"
 std::string PieceName(const Plate& plate, const Piece& piece);
@@ -71,7 +71,5 @@ std::unique_ptr<CTL> PlateMesh(const Plate& plate);
 
 /// What the plate holds, as build.json and `place --json` say it; nothing about outputs.
 Json DescribePlate(const Plate& plate);
-/// The same for people.
-void PrintPlate(Context& context, const Plate& plate);
 
 }  // namespace trqprep

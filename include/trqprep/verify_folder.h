@@ -4,17 +4,17 @@
 #include <string>
 #include <vector>
 
-#include "cli/context.h"
+#include "trqprep/observer.h"
 
 namespace trqprep {
 
 /// What differs, all errors: VERIFY-FILE (missing, or not of the build), VERIFY-HASH (other bytes),
 /// VERIFY-COUNT (facets, pieces, boxes), STYLE-CRC, OUTSIDE-VAT, OVERLAP. Findings that the build was forced
 /// past are not repeated. Exit 3 for a folder that is no build.
-std::vector<Message> VerifyFolder(Context& context, const std::string& folder);
+std::vector<Message> VerifyFolder(Observer& observer, const std::string& folder);
 
 /// OVERLAP and OUTSIDE-VAT of the pieces of a build folder, read from its meshes; also VERIFY-COUNT.
-std::vector<Message> VerifyPieces(Context& context, const std::string& folder, const Json& document);
+std::vector<Message> VerifyPieces(Observer& observer, const std::string& folder, const Json& document);
 
 /// Z-GAP, Z-OVERLAP and LAYER-MISMATCH of the stacks that build.json describes.
 std::vector<Message> CheckDescribedStacks(const std::string& folder, const Json& document);

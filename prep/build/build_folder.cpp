@@ -7,7 +7,6 @@
 #include <iterator>
 
 #include "cli/command.h"
-#include "file_kinds.h"
 #include "trqprep/job_file.h"
 #include "trqprep/mesh_writer.h"
 #include "trqprep/plate_svg.h"
@@ -18,9 +17,9 @@ namespace trqprep {
 namespace {
 
 // Writes a mesh into the folder and makes sure that all of it arrived.
-void WriteMeshFile(Context& context, CTL& mesh, MeshFormat format, const OutputFolder& folder,
+void WriteMeshFile(Observer& observer, CTL& mesh, MeshFormat format, const OutputFolder& folder,
                    const std::string& name) {
-  context.current_file = name;
+  observer.current_file = name;
   const std::string path = folder.PathOf(name);
   const std::optional<std::uint64_t> size = WriteMeshTo(mesh, path, format);
   struct stat status {};
@@ -28,32 +27,7 @@ void WriteMeshFile(Context& context, CTL& mesh, MeshFormat format, const OutputF
     Fail(ExitCode::kOutput, Message("OUTPUT-SHORT", name, "could not be written completely")
                                 .Hint("is the disk full, or a size limit in force?"));
   }
-  context.current_file.clear();
-}
-
-bool IsBuildFolder(const FileHead& file) {
-  struct stat status {};
-  return file.is_folder && stat((file.path + "/" + kBuildJson).c_str(), &status) == 0 &&
-         S_ISREG(status.st_mode);
-}
-
-void DescribeBuildFolder(Context& context, const FileHead& file, Json& data) {
-  const Json document = ReadBuildDocument(file.path);
-  data["pieces"] = document["pieces"].size();
-  data["parts"] = document["inputs"].size();
-  for (const char* key : {"units", "machine", "vat", "seed", "extent", "smallest_distance"}) {
-    if (document.contains(key)) data[key] = document[key];
-  }
-  context.Print("{}: build folder, {} pieces of {} parts\n", OneLine(file.path), document["pieces"].size(),
-                document["inputs"].size());
-  for (const Json& input : document["inputs"]) {
-    if (!input.is_object()) continue;
-    const auto text_of = [&](const char* key) {
-      return OneLine(TextFromJson(input.value(key, Json(""))).value_or("?"));
-    };
-    context.Print("  {}: {} of {}\n", text_of("part"), input.value("copies", Json(1)).dump(),
-                  text_of("file"));
-  }
+  observer.current_file.clear();
 }
 
 // The files of the folder, as they are written.
@@ -162,8 +136,6 @@ Json StackToJson(const std::vector<StackedStyle>& stack, bool build) {
   return list;
 }
 
-const FileKindRegistration kBuildKind(5, {"build", IsBuildFolder, DescribeBuildFolder});
-
 }  // namespace
 
 std::string MeshName(const Plate& plate, const Piece& piece) {
@@ -232,11 +204,11 @@ Json BuildDocument(const Plate& plate, const BuildSetup& setup) {
   return document;
 }
 
-Json WriteBuildFolder(Context& context, const Plate& plate, const BuildSetup& setup,
-                      const std::vector<BuildFinding>& findings, OutputFolder& folder) {
+void WriteBuildFolder(Observer& observer, const Plate& plate, const BuildSetup& setup,
+                      const std::vector<BuildFinding>& findings, Json& document, OutputFolder& folder) {
   FolderWriter writer(folder);
-  context.Progress("writing the plate", 0.85);
-  WriteMeshFile(context, *PlateMesh(plate), MeshFormat::kBinaryStl, folder, kPlateStl);
+  observer.Progress("writing the plate", 0.85);
+  WriteMeshFile(observer, *PlateMesh(plate), MeshFormat::kBinaryStl, folder, kPlateStl);
   writer.Add(kPlateStl);
   folder.MakeFolder(kPartFolder);
   for (const PlatePart& part : plate.parts) {
@@ -252,9 +224,9 @@ Json WriteBuildFolder(Context& context, const Plate& plate, const BuildSetup& se
   for (std::size_t i = 0; i < plate.pieces.size(); ++i) {
     const Piece& piece = plate.pieces[i];
     const std::string name = MeshName(plate, piece);
-    context.Progress("writing " + name,
-                     0.9 + 0.1 * static_cast<double>(i) / static_cast<double>(plate.pieces.size()));
-    WriteMeshFile(context, *PieceMesh(plate, piece), MeshFormat::kCtl, folder, name);
+    observer.Progress("writing " + name,
+                      0.9 + 0.1 * static_cast<double>(i) / static_cast<double>(plate.pieces.size()));
+    WriteMeshFile(observer, *PieceMesh(plate, piece), MeshFormat::kCtl, folder, name);
     writer.Add(name);
     if (!plate.parts[piece.part].side_file) continue;
     WriteSideFile(plate, piece, folder.PathOf(name));
@@ -263,11 +235,9 @@ Json WriteBuildFolder(Context& context, const Plate& plate, const BuildSetup& se
   writer.Write(kPlateSvg, PlateSvg(plate));
   writer.Write(kBuildToml, JobFileText(FolderJob(plate, setup)));
   writer.Write(kChecksJson, JsonDocument(ChecksDocument(findings)));
-  Json document = BuildDocument(plate, setup);
   document["files"] = writer.files();
   document["sum"] = SumOf(document);
   folder.WriteFile(kBuildJson, JsonDocument(document));
-  return document;
 }
 
 }  // namespace trqprep

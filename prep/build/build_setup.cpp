@@ -53,8 +53,8 @@ StyleDocument Upgraded(const StyleFile& file, const Job& job) {
 // Reads, names and stacks styles.
 class Stacker {
  public:
-  Stacker(Context& context, const Plate& plate, BuildSetup& setup)
-      : context_(context), plate_(plate), setup_(setup) {}
+  Stacker(Observer& observer, const Plate& plate, BuildSetup& setup)
+      : observer_(observer), plate_(plate), setup_(setup) {}
 
   // The index of a style file among those of the build, read when it is new.
   std::size_t Load(const StyleRequest& request, StyleKind kind) {
@@ -158,7 +158,7 @@ class Stacker {
     WriteOutputFile(folder_.PathOf(LibraryName(number)), StyleBytes(style), false);
   }
 
-  Context& context_;
+  Observer& observer_;
   const Plate& plate_;
   BuildSetup& setup_;
   TemporaryFolder folder_;
@@ -272,7 +272,7 @@ std::unique_ptr<MODEL> PieceModel(const Plate& plate, const Piece& piece) {
   return model;
 }
 
-std::unique_ptr<BuildSetup> SetUpBuild(Context& context, const Plate& plate) {
+std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, const Plate& plate) {
   auto setup = std::make_unique<BuildSetup>();
   const Job& job = plate.job;
   PLATFORM& platform = setup->platform;
@@ -286,12 +286,12 @@ std::unique_ptr<BuildSetup> SetUpBuild(Context& context, const Plate& plate) {
 
   for (std::size_t i = 0; i < plate.parts.size(); ++i) {
     const PlatePart& part = plate.parts[i];
-    context.Progress("checking " + part.request.path,
-                     0.6 + 0.1 * static_cast<double>(i) / static_cast<double>(plate.parts.size()));
+    observer.Progress("checking " + part.request.path,
+                      0.6 + 0.1 * static_cast<double>(i) / static_cast<double>(plate.parts.size()));
     AddFindings(*setup, CheckMesh(part.input, ParseVents("", part.side_file.value_or(""))),
                 PartFileName(part));
   }
-  Stacker stacker(context, plate, *setup);
+  Stacker stacker(observer, plate, *setup);
   // In command-line order, those that every part replaces by its own included.
   for (const StyleRequest& style : job.styles) stacker.Load(style, StyleKind::kBuild);
   RefuseSeveral(job.recoats, "the recoating");
@@ -321,7 +321,7 @@ std::unique_ptr<BuildSetup> SetUpBuild(Context& context, const Plate& plate) {
     AddFindings(*setup, CheckStack(Bands(part.stack), part.bottom, part.top, job.units, file, subject), name);
     AddFindings(*setup, CheckThickness(Bands(part.stack), recoat, job.units, file, subject), name);
   }
-  for (const BuildFinding& finding : setup->findings) context.Say(finding.message);
+  for (const BuildFinding& finding : setup->findings) observer.Say(finding.message);
   for (const Piece& piece : plate.pieces) {
     const std::unique_ptr<MODEL> model = PieceModel(plate, piece);
     model->CalculateCurrentVolumeAndArea(0);

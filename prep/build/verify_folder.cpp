@@ -81,7 +81,7 @@ Message Difference(const char* code, const std::string& folder, const std::strin
 }
 
 // Files against the list in build.json.
-void VerifyFiles(Observer& context, const std::string& folder, const Json& document,
+void VerifyFiles(Observer& observer, const std::string& folder, const Json& document,
                  std::vector<Message>& findings) {
   std::set<std::string> standing;
   ListNames(folder, "", standing);
@@ -96,7 +96,7 @@ void VerifyFiles(Observer& context, const std::string& folder, const Json& docum
       findings.push_back(Difference("VERIFY-FILE", folder, name, "is missing"));
       continue;
     }
-    context.Progress("verifying " + name, 0.2);
+    observer.Progress("verifying " + name, 0.2);
     if (Sha256OfFile(folder + "/" + name) != TextAt(folder, entry, "sha256")) {
       findings.push_back(Difference("VERIFY-HASH", folder, name, "was changed"));
     }
@@ -175,7 +175,7 @@ Box BoxFrom(const std::string& folder, const Json& entry) {
 
 }  // namespace
 
-std::vector<Message> VerifyPieces(Context& context, const std::string& folder, const Json& document) {
+std::vector<Message> VerifyPieces(Observer& observer, const std::string& folder, const Json& document) {
   std::vector<Message> findings;
   const Units units = UnitsOf(folder, document);
   const double contact = ContactIn(units);
@@ -197,11 +197,11 @@ std::vector<Message> VerifyPieces(Context& context, const std::string& folder, c
     const std::string name = TextAt(folder, piece, "mesh");
     if (!StaysInside(name)) Invalid(folder, "mesh");
     --copies_of_part[part];
-    context.Progress("reading " + name, 0.5);
+    observer.Progress("reading " + name, 0.5);
     struct stat status {};
     if (stat((folder + "/" + name).c_str(), &status) != 0) continue;  // said already
     try {
-      InputMesh mesh = ReadMesh(context, folder + "/" + name);
+      InputMesh mesh = ReadMesh(static_cast<Context&>(observer), folder + "/" + name);
       facets += mesh.mesh->num_triangles();
       if (mesh.mesh->num_triangles() != facets_of_part[part]) {
         findings.push_back(Difference("VERIFY-COUNT", folder, name,
@@ -288,13 +288,13 @@ std::vector<Message> CheckDescribedStacks(const std::string& folder, const Json&
   return findings;
 }
 
-std::vector<Message> VerifyFolder(Context& context, const std::string& folder) {
+std::vector<Message> VerifyFolder(Observer& observer, const std::string& folder) {
   const Json document = ReadBuildDocument(folder);
   std::vector<Message> findings;
-  VerifyFiles(context, folder, document, findings);
+  VerifyFiles(observer, folder, document, findings);
   VerifyStyles(folder, document, findings);
   const std::set<std::string> forced = ForcedCodes(folder);
-  for (const Message& finding : VerifyPieces(context, folder, document)) {
+  for (const Message& finding : VerifyPieces(observer, folder, document)) {
     if (forced.count(finding.code) == 0) findings.push_back(finding);
   }
   return findings;

@@ -89,14 +89,14 @@ GridEval MakeGrid(const Plate& plate) {
 }
 
 // Says why there is no placement.
-void Explain(Context& context, const Plate& plate) {
+void Explain(Observer& observer, const Plate& plate) {
   bool too_big = false;
   for (const PlatePart& part : plate.parts) {
     const Point over = VatExcess(*part.input.mesh, part.prepare, plate.vat, plate.job.rotations, true);
     if (const std::optional<Message> message = TooBigForVat(part.request.path, part.name, over, plate.vat,
                                                             plate.job.units, plate.job.rotations)) {
       too_big = true;
-      context.Error(*message);
+      observer.Error(*message);
     }
   }
   if (too_big) return;
@@ -105,7 +105,7 @@ void Explain(Context& context, const Plate& plate) {
   std::int64_t failing = PieceCount(plate);
   while (failing - placed > 1) {
     const std::int64_t middle = placed + (failing - placed) / 2;
-    context.Progress("looking for the reason", 0.5);
+    observer.Progress("looking for the reason", 0.5);
     GridEval grid = MakeGrid(plate);
     (Search(plate, middle, grid) ? placed : failing) = middle;
   }
@@ -113,7 +113,7 @@ void Explain(Context& context, const Plate& plate) {
   const Component& last = components.back();
   const PlatePart& part = plate.parts[last.part];
   const int copy = last.first_copy + last.copies;
-  context.Error(
+  observer.Error(
       Message("NO-PLACEMENT", part.request.path,
               fmt::format("{} of {} pieces find a place, in the order given; copy {} of {} does not", placed,
                           PieceCount(plate), copy, part.name))
@@ -172,6 +172,14 @@ std::unique_ptr<CTL> MakeMesh(const Plate& plate, const std::vector<const Piece*
   return mesh;
 }
 
+// The value of a field that is reported.
+Json FieldToJson(const Job& job, const JobField<Job>& field) {
+  if (const auto* whole = std::get_if<WholeMember<Job>>(&field.member)) return job.*whole->member;
+  if (const auto* flag = std::get_if<bool Job::*>(&field.member)) return job.**flag;
+  if (std::holds_alternative<Units Job::*>(field.member)) return UnitsName(job.units);
+  return NumbersToJson(job.VatIn(job.units));
+}
+
 Json BoxToJson(const Box& box) {
   Json json{{"min", Json::array()}, {"max", Json::array()}};
   for (std::size_t i = 0; i < 3; ++i) {
@@ -196,7 +204,7 @@ std::string PieceName(const Plate& plate, const Piece& piece) {
 
 double ContactIn(Units units) { return kContactMillimetres * UnitsFactor(Units::kMillimetre, units); }
 
-Plate LoadPlate(Context& context, const Job& job) {
+Plate LoadPlate(Observer& observer, const Job& job) {
   Plate plate;
   plate.job = job;
   plate.vat = job.VatIn(job.units);
@@ -204,16 +212,16 @@ Plate LoadPlate(Context& context, const Job& job) {
   for (std::size_t i = 0; i < 2; ++i) plate.cell[i] = static_cast<float>(plate.vat[i]) * 0.032258064f;
   const std::array<double, 3> vat_mm = job.VatIn(Units::kMillimetre);
   for (std::size_t i = 0; i < job.parts.size(); ++i) {
-    context.Progress("reading " + job.parts[i].path,
-                     0.3 * static_cast<double>(i) / static_cast<double>(job.parts.size()));
+    observer.Progress("reading " + job.parts[i].path,
+                      0.3 * static_cast<double>(i) / static_cast<double>(job.parts.size()));
     PlatePart part;
     part.request = job.parts[i];
-    const std::size_t said = context.messages().size();
-    part.input = ReadMesh(context, part.request.path);
+    const std::size_t said = observer.messages().size();
+    part.input = ReadMesh(static_cast<Context&>(observer), part.request.path);
     RequireFinite(part.input);
-    WarnOfUnits(context, part.input, &vat_mm);
-    part.remarks.assign(context.messages().begin() + static_cast<std::ptrdiff_t>(said),
-                        context.messages().end());
+    WarnOfUnits(static_cast<Context&>(observer), part.input, &vat_mm);
+    part.remarks.assign(observer.messages().begin() + static_cast<std::ptrdiff_t>(said),
+                        observer.messages().end());
     const std::string side_file = SideFileOf(part.request.path);
     struct stat status {};
     if (stat(side_file.c_str(), &status) == 0) part.side_file = ReadStyleBytes(side_file);
@@ -227,23 +235,23 @@ Plate LoadPlate(Context& context, const Job& job) {
   return plate;
 }
 
-bool PlacePieces(Context& context, Plate& plate) {
-  context.Progress("placing", 0.3);
+bool PlacePieces(Observer& observer, Plate& plate) {
+  observer.Progress("placing", 0.3);
   GridEval grid = MakeGrid(plate);
   const std::vector<Component> components = Components(plate, PieceCount(plate));
   // The grid's tables take 101 components; it would leave out the others.
   if (components.size() > 101) {
-    context.Error(
+    observer.Error(
         Message("NO-PLACEMENT", "",
                 fmt::format("{} parts are more than the 101 that can be placed together", components.size()))
             .Hint("divide them over several builds"));
     return false;
   }
   if (!Search(plate, PieceCount(plate), grid)) {
-    Explain(context, plate);
+    Explain(observer, plate);
     return false;
   }
-  context.Progress("moving the pieces", 0.5);
+  observer.Progress("moving the pieces", 0.5);
   for (std::size_t c = 0; c < components.size(); ++c) {
     const PlatePart& part = plate.parts[components[c].part];
     for (int copy = 0; copy < components[c].copies; ++copy) {
@@ -267,8 +275,8 @@ bool PlacePieces(Context& context, Plate& plate) {
   return true;
 }
 
-std::vector<Message> CheckPieces(Observer& context, Plate& plate) {
-  context.Progress("checking", 0.6);
+std::vector<Message> CheckPieces(Observer& observer, Plate& plate) {
+  observer.Progress("checking", 0.6);
   std::vector<Message> findings;
   const double contact = ContactIn(plate.job.units);
   const char* unit = UnitsName(plate.job.units);
@@ -320,7 +328,7 @@ std::vector<Message> CheckPieces(Observer& context, Plate& plate) {
                  {"y", NumberToJson(overlap.y)}})
             .Hint("another --seed or a larger --vat gives another placement"));
   }
-  context.Progress("measuring distances", 0.8);
+  observer.Progress("measuring distances", 0.8);
   plate.smallest_distance = overlaps.empty() ? SmallestDistance(shapes) : 0;
   return findings;
 }
@@ -335,11 +343,9 @@ std::unique_ptr<CTL> PlateMesh(const Plate& plate) {
 
 Json DescribePlate(const Plate& plate) {
   Json json;
-  json["units"] = UnitsName(plate.job.units);
-  json["vat"] = NumbersToJson(plate.vat);
-  json["rotations"] = plate.job.rotations;
-  json["seed"] = plate.job.seed;
-  json["drop"] = plate.job.drop;
+  for (const JobField<Job>& field : JobFields()) {
+    if ((field.use & JobField<Job>::kReported) != 0) json[field.key] = FieldToJson(plate.job, field);
+  }
   json["cell"] = Json::array();
   for (const double side : plate.cell) json["cell"].push_back(NumberToJson(static_cast<float>(side)));
   json["inputs"] = Json::array();
@@ -372,24 +378,6 @@ Json DescribePlate(const Plate& plate) {
   json["smallest_distance"] =
       plate.smallest_distance < 0 ? Json(nullptr) : NumberToJson(plate.smallest_distance);
   return json;
-}
-
-void PrintPlate(Context& context, const Plate& plate) {
-  const char* unit = UnitsName(plate.job.units);
-  std::size_t width = 4;
-  for (const PlatePart& part : plate.parts) width = std::max(width, OneLine(part.name).size());
-  context.Print("{:<{}}  copy  {:>9}  {:>9}  rotation\n", "part", width, fmt::format("x {}", unit),
-                fmt::format("y {}", unit));
-  for (const Piece& piece : plate.pieces) {
-    context.Print("{:<{}}  {:>4}  {:>9}  {:>9}  {:>8}\n", OneLine(plate.parts[piece.part].name), width,
-                  piece.copy, Plain(piece.x, 3), Plain(piece.y, 3), Plain(piece.rotation, 2));
-  }
-  context.Print("{} pieces of {} parts in a vat of {}\n", plate.pieces.size(), plate.parts.size(),
-                SizeInBoth(plate.vat, plate.job.units));
-  context.Print("used: {}\n", SizeInBoth(plate.extent.Size(), plate.job.units));
-  if (plate.smallest_distance >= 0) {
-    context.Print("smallest distance seen from above: {} {}\n", Plain(plate.smallest_distance, 3), unit);
-  }
 }
 
 }  // namespace trqprep

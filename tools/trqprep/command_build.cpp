@@ -1,8 +1,7 @@
 #include "cli/command.h"
 #include "job_options.h"
-#include "trqprep/atomic_output.h"
-#include "trqprep/build_folder.h"
-#include "trqprep/preflight.h"
+#include "plate_text.h"
+#include "trqprep/build.h"
 
 namespace trqprep {
 namespace {
@@ -32,26 +31,19 @@ void PrintStyles(Context& context, const Plate& plate, const BuildSetup& setup) 
 ExitCode Run(Context& context, const JobOptions& job_options, const std::string& output) {
   const Job job = job_options.Get(context);
   ApplyJob(context, job);
-  OutputFolder folder(output, context.options.force);  // refused before any work is done
-  const std::optional<Preflight> preflight = RunPreflight(context, job);
-  if (!preflight) return ExitCode::kNoPlacement;
-  const Plate& plate = preflight->plate;
-  const BuildSetup& setup = *preflight->setup;
-  PrintPlate(context, plate);
-  PrintStyles(context, plate, setup);
-  if (preflight->outside || (preflight->wrong && !job.force_checks)) {
-    context.data = BuildDocument(plate, setup);
-    context.data.erase("schema");
-    context.data.erase("tool");
+  BuildReport report = Build(job, output, context.options.force, context);
+  if (!report.placed()) return ExitCode::kNoPlacement;
+  PrintPlate(context, report.plate);
+  PrintStyles(context, report.plate, *report.setup);
+  context.data = std::move(report.document);
+  context.data.erase("schema");
+  context.data.erase("tool");
+  if (!report.written) {
     context.Print("nothing was written: the checks found errors\n");
     return ExitCode::kNo;
   }
-  context.data = WriteBuildFolder(context, plate, setup, preflight->findings, folder);
-  context.data.erase("schema");
-  context.data.erase("tool");
-  folder.Commit();
   context.data["output"] = TextToJson(output);
-  if (!preflight->wrong) context.Print("every piece lies inside the vat, no two overlap seen from above\n");
+  if (!report.wrong) context.Print("every piece lies inside the vat, no two overlap seen from above\n");
   context.Print("built in {}\n", OneLine(output));
   return ExitCode::kDone;
 }

@@ -7,12 +7,12 @@
 #include "cli/command.h"
 #include "cli/progress.h"
 #include "file_kinds.h"
-#include "trqprep/build_folder.h"
+#include "job_options.h"
+#include "trqprep/build.h"
 #include "trqprep/check_mesh.h"
 #include "trqprep/check_rules.h"
 #include "trqprep/check_styles.h"
 #include "trqprep/job_file.h"
-#include "trqprep/preflight.h"
 #include "trqprep/suggestions.h"
 #include "trqprep/verify_folder.h"
 
@@ -89,7 +89,7 @@ class Checker {
     }
     while (path.size() > 1 && path.back() == '/') path.pop_back();
     if (IsBuild(path)) {
-      CheckBuild(path);
+      CheckBuildFolder(path);
       return;
     }
     std::vector<std::string> files;
@@ -131,7 +131,7 @@ class Checker {
   }
 
   // Checks a build folder: its parts and styles in the build's own surroundings, its stacks and its pieces.
-  void CheckBuild(const std::string& folder) {
+  void CheckBuildFolder(const std::string& folder) {
     const Json document = ReadBuildDocument(folder);
     const Json units = document.value("units", Json()), machine = document.value("machine_type", Json());
     const Json vat = document.value("vat", Json());
@@ -188,7 +188,7 @@ class Checker {
     preflight.options = context_.options;
     preflight.silent = true;
     try {
-      RunPreflight(preflight, job);
+      CheckBuild(job, preflight);
     } catch (const Failure& failure) {
       preflight.Say(failure.message);
     }

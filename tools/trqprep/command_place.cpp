@@ -1,5 +1,6 @@
 #include "cli/command.h"
 #include "job_options.h"
+#include "plate_text.h"
 #include "trqprep/atomic_output.h"
 #include "trqprep/plate.h"
 #include "trqprep/plate_svg.h"

@@ -125,4 +125,9 @@ Job JobOptions::Get(const Context& context) const {
   return job;
 }
 
+void ApplyJob(Context& context, const Job& job) {
+  context.options.units = UnitsName(job.units);
+  context.options.accept_partial = job.accept_partial;
+}
+
 }  // namespace trqprep

@@ -31,4 +31,7 @@ class JobOptions {
   Job job_;
 };
 
+/// Takes from the job what the options of the line would say of units and reading: a job file says it itself.
+void ApplyJob(Context& context, const Job& job);
+
 }  // namespace trqprep

@@ -1,0 +1,40 @@
+/// One build, from a job to a folder.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "trqprep/build_folder.h"
+#include "trqprep/build_setup.h"
+#include "trqprep/job.h"
+#include "trqprep/observer.h"
+#include "trqprep/plate.h"
+
+namespace trqprep {
+
+/// What became of a job.
+struct BuildReport {
+  Plate plate;
+  std::unique_ptr<BuildSetup> setup;   ///< null when there is no placement
+  std::vector<BuildFinding> findings;  ///< of parts, plate, styles and stacks, in this order
+  bool wrong = false;                  ///< an error is among the findings
+  bool outside = false;                ///< a piece lies outside the vat, which no machine can build
+  bool written = false;                ///< the folder stands
+  Json document;                       ///< what build.json says, without its files when nothing was written
+
+  bool placed() const { return setup != nullptr; }
+};
+
+/// Reads, places, sets up and checks the job, and says what it finds; nothing is written. Without a placement
+/// the observer hears the reason and the report holds the parts only. Fails with exit 3 for a part or style
+/// that cannot be read, and with exit 130 once the observer cancels.
+BuildReport CheckBuild(const Job& job, Observer& observer);
+
+/// CheckBuild, and the build folder when a placement was found, every piece lies inside the vat, and there is
+/// no error among the findings or the job forces its checks. `folder` is refused when it exists, before any
+/// work, unless `replace`. Fails with exit 4 besides; then nothing stands under the folder's name, or what
+/// stood there before.
+BuildReport Build(const Job& job, const std::string& folder, bool replace, Observer& observer);
+
+}  // namespace trqprep

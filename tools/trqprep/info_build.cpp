@@ -1,0 +1,37 @@
+#include <sys/stat.h>
+
+#include "file_kinds.h"
+#include "trqprep/build_folder.h"
+
+namespace trqprep {
+namespace {
+
+bool IsBuildFolder(const FileHead& file) {
+  struct stat status {};
+  return file.is_folder && stat((file.path + "/" + kBuildJson).c_str(), &status) == 0 &&
+         S_ISREG(status.st_mode);
+}
+
+void DescribeBuildFolder(Context& context, const FileHead& file, Json& data) {
+  const Json document = ReadBuildDocument(file.path);
+  data["pieces"] = document["pieces"].size();
+  data["parts"] = document["inputs"].size();
+  for (const char* key : {"units", "machine", "vat", "seed", "extent", "smallest_distance"}) {
+    if (document.contains(key)) data[key] = document[key];
+  }
+  context.Print("{}: build folder, {} pieces of {} parts\n", OneLine(file.path), document["pieces"].size(),
+                document["inputs"].size());
+  for (const Json& input : document["inputs"]) {
+    if (!input.is_object()) continue;
+    const auto text_of = [&](const char* key) {
+      return OneLine(TextFromJson(input.value(key, Json(""))).value_or("?"));
+    };
+    context.Print("  {}: {} of {}\n", text_of("part"), input.value("copies", Json(1)).dump(),
+                  text_of("file"));
+  }
+}
+
+const FileKindRegistration kBuildKind(5, {"build", IsBuildFolder, DescribeBuildFolder});
+
+}  // namespace
+}  // namespace trqprep
