@@ -2,6 +2,8 @@
 
 #include <array>
 
+#include "foundation/little_endian.h"
+
 namespace trq::detail {
 
 namespace {
@@ -30,19 +32,13 @@ constexpr Tables MakeTables() {
 
 constexpr Tables kTables = MakeTables();
 
-// Four bytes as a little-endian word, on any machine.
-uint32_t Word(const unsigned char* p) {
-  return p[0] | static_cast<uint32_t>(p[1]) << 8 | static_cast<uint32_t>(p[2]) << 16 |
-         static_cast<uint32_t>(p[3]) << 24;
-}
-
 }  // namespace
 
 uint32_t Crc32Register(const void* data, std::size_t length, uint32_t state) {
   const unsigned char* p = static_cast<const unsigned char*>(data);
   for (; length >= kSlices; length -= kSlices, p += kSlices) {
-    const uint32_t low = state ^ Word(p);
-    const uint32_t high = Word(p + 4);
+    const uint32_t low = state ^ LoadLittle32(p);
+    const uint32_t high = LoadLittle32(p + 4);
     state = kTables[7][low & 0xFFu] ^ kTables[6][low >> 8 & 0xFFu] ^ kTables[5][low >> 16 & 0xFFu] ^
             kTables[4][low >> 24] ^ kTables[3][high & 0xFFu] ^ kTables[2][high >> 8 & 0xFFu] ^
             kTables[1][high >> 16 & 0xFFu] ^ kTables[0][high >> 24];

@@ -5,6 +5,8 @@
 #include "host/system.h"
 #include "trq/foundation.h"
 
+using namespace trq::detail;
+
 namespace {
 
 constexpr char kNoSystemText[] = "Unknown error.";
@@ -64,7 +66,7 @@ void CErrorObject::UpdateErrorCode(const char* what) {
 
 const char* CErrorObject::MsdStrerror(int code) {
   static thread_local char buffer[256];
-  const char* text = trq::detail::StatusText(code);
+  const char* text = StatusText(code);
   std::snprintf(buffer, sizeof(buffer), "%s", text ? text : SystemTextOrUnknown(code));
   return buffer;
 }

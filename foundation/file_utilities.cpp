@@ -5,7 +5,7 @@
 #include "host/file_services.h"
 #include "trq/foundation.h"
 
-using trq::detail::ToInt;
+using namespace trq::detail;
 
 void UTILITY::ConfirmFilePermission(CString path) {
   const trq::host::SystemPath name(path);

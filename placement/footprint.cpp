@@ -11,8 +11,7 @@
 #include "placement/cell_index.h"
 #include "trq/placement.h"
 
-using trq::detail::CellQuotient;
-using trq::detail::Corner;
+using namespace trq::detail;
 
 namespace {
 
@@ -22,7 +21,7 @@ constexpr uint16_t kOffGrid = 0x8000;  // among cells kept as x * 256 + y, x and
 }  // namespace
 
 BitGrid GridEval::footprint(const CTL& part, std::vector<uint16_t>& cells) const {
-  const std::size_t vertex_count = trq::detail::UsedVertices(part);
+  const std::size_t vertex_count = UsedVertices(part);
   const PbVec3f* const vertices = part.vertices();
   const float columns = static_cast<float>(std::min(x_num, 32));
   const float rows = static_cast<float>(std::min(y_num, 32));
@@ -38,7 +37,7 @@ BitGrid GridEval::footprint(const CTL& part, std::vector<uint16_t>& cells) const
 
   BitGrid grid;
   const R_INT4* const triangles = part.triangles();
-  const std::size_t triangle_count = trq::detail::UsedTriangles(part);
+  const std::size_t triangle_count = UsedTriangles(part);
   const auto cell_of = [of_vertex = cells.data(), vertex_count](int vertex) -> unsigned {
     return of_vertex[std::min(static_cast<std::size_t>(static_cast<uint32_t>(vertex)), vertex_count)];
   };

@@ -5,7 +5,7 @@
 #include "placement/fast_search.h"
 #include "trq/placement.h"
 
-using trq::detail::PlacementSearch;
+using namespace trq::detail;
 
 namespace {
 

@@ -4,8 +4,7 @@
 #include "placement/cell_index.h"
 #include "trq/placement.h"
 
-using trq::detail::CellIndex;
-using trq::detail::ToInt;
+using namespace trq::detail;
 
 namespace {
 
