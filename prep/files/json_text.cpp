@@ -2,13 +2,14 @@
 
 #include <fmt/format.h>
 
-#include <array>
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <nlohmann/json.hpp>
 
 namespace trqprep {
 namespace {
@@ -31,7 +32,235 @@ int HexDigit(char c) {
   return -1;
 }
 
+// Keys and texts in quotes.
+void AppendQuoted(std::string& to, const std::string& text) {
+  if (!IsUtf8(text)) throw std::invalid_argument("a JSON text is not UTF-8");
+  to += '"';
+  for (const char c : text) {
+    constexpr std::string_view kEscaped = "\"\\\b\f\n\r\t";
+    const std::size_t escape = kEscaped.find(c);
+    if (escape != std::string_view::npos) {
+      to += '\\';
+      to += "\"\\bfnrt"[escape];
+    } else if (static_cast<unsigned char>(c) < 0x20) {
+      to += fmt::format("\\u{:04x}", static_cast<unsigned>(c));
+    } else {
+      to += c;
+    }
+  }
+  to += '"';
+}
+
+// Builds the value that the parser reads.
+class Builder {
+ public:
+  using Parser = nlohmann::json;
+
+  bool null() { return Add({}); }
+  bool boolean(bool value) { return Add(value); }
+  bool number_integer(Parser::number_integer_t value) { return Add(value); }
+  bool number_unsigned(Parser::number_unsigned_t value) { return Add(value); }
+  bool number_float(Parser::number_float_t value, const std::string&) { return Add(value); }
+  bool string(std::string& value) { return Add(std::move(value)); }
+  bool binary(Parser::binary_t&) { return false; }  // no text holds any
+  bool start_object(std::size_t) { return Begin(Json::object()); }
+  bool start_array(std::size_t) { return Begin(Json::array()); }
+  bool end_object() { return End(); }
+  bool end_array() { return End(); }
+  bool key(std::string& key) {
+    constexpr int kMostMembers = 1024;
+    Level& level = open_.back();
+    if (++level.members > kMostMembers) {
+      throw JsonMistake{fmt::format("has an object of more than {} members", kMostMembers), {}};
+    }
+    member_ = &(*level.value)[key];
+    return true;
+  }
+  bool parse_error(std::size_t byte, const std::string&, const Parser::exception& error) {
+    if (dynamic_cast<const Parser::out_of_range*>(&error)) {
+      throw JsonMistake{"holds a number beyond the range of numbers", {}};
+    }
+    throw JsonMistake{fmt::format("is no JSON document: mistake near byte {}", byte), byte};
+  }
+
+  Json root;
+
+ private:
+  struct Level {
+    Json* value;
+    int members;
+  };
+
+  // Where the next value belongs.
+  Json& Slot() {
+    if (member_) return *std::exchange(member_, nullptr);
+    if (open_.empty()) return root;
+    Json& list = *open_.back().value;
+    list.push_back({});
+    return list[list.size() - 1];
+  }
+  bool Add(Json value) {
+    Slot() = std::move(value);
+    return true;
+  }
+  bool Begin(Json value) {
+    constexpr std::size_t kDeepest = 64;
+    if (open_.size() >= kDeepest) throw JsonMistake{fmt::format("is nested deeper than {}", kDeepest), {}};
+    Json& slot = Slot();
+    slot = std::move(value);
+    open_.push_back({&slot, 0});
+    return true;
+  }
+  bool End() {
+    open_.pop_back();
+    return true;
+  }
+
+  std::vector<Level> open_;  // none but the last one grows, so all stay where they are
+  Json* member_ = nullptr;
+};
+
 }  // namespace
+
+Json::Json(const Json&) = default;
+Json::Json(Json&&) noexcept = default;
+Json& Json::operator=(const Json&) = default;
+Json& Json::operator=(Json&&) noexcept = default;
+Json::~Json() = default;
+
+Json::Json(std::initializer_list<Json> values) {
+  bool pairs = true;
+  for (const Json& value : values) {
+    pairs = pairs && value.is_array() && value.size() == 2 && value[0].is_string();
+  }
+  if (!pairs) {
+    value_ = List(values);
+    return;
+  }
+  value_ = Object();
+  for (const Json& value : values) (*this)[std::get<std::string>(value[0].value_)] = value[1];
+}
+
+Json Json::array(std::initializer_list<Json> values) {
+  Json json;
+  json.value_ = List(values);
+  return json;
+}
+
+Json Json::object() {
+  Json json;
+  json.value_ = Object();
+  return json;
+}
+
+const Json::List& Json::Values() const {
+  static const List none;
+  const List* list = std::get_if<List>(&value_);
+  return list ? *list : none;
+}
+
+const Json::Object& Json::items() const {
+  static const Object none;
+  const Object* object = std::get_if<Object>(&value_);
+  return object ? *object : none;
+}
+
+std::size_t Json::size() const {
+  if (Holds<std::nullptr_t>()) return 0;
+  if (is_object()) return items().size();
+  return is_array() ? Values().size() : 1;
+}
+
+void Json::push_back(Json value) {
+  if (Holds<std::nullptr_t>()) value_ = List();
+  std::get<List>(value_).push_back(std::move(value));
+}
+
+const Json* Json::Find(std::string_view key) const {
+  for (const auto& [name, value] : items()) {
+    if (name == key) return &value;
+  }
+  return nullptr;
+}
+
+const Json& Json::operator[](std::string_view key) const {
+  static const Json nothing;
+  const Json* found = Find(key);
+  return found ? *found : nothing;
+}
+
+Json& Json::operator[](std::string_view key) {
+  if (Holds<std::nullptr_t>()) value_ = Object();
+  auto& object = std::get<Object>(value_);
+  for (auto& [name, value] : object) {
+    if (name == key) return value;
+  }
+  return object.emplace_back(key, Json()).second;
+}
+
+void Json::erase(std::string_view key) {
+  auto& object = std::get<Object>(value_);
+  const auto found =
+      std::find_if(object.begin(), object.end(), [&](const auto& m) { return m.first == key; });
+  if (found != object.end()) object.erase(found);
+}
+
+void Json::update(const Json& other) {
+  for (const auto& [key, value] : other.items()) (*this)[key] = value;
+}
+
+bool operator==(const Json& a, const Json& b) {
+  if (!a.is_number() || !b.is_number()) return a.value_ == b.value_;
+  if (a.is_number_integer() && b.is_number_integer()) {
+    // A negative number never equals one of the same bits without a sign.
+    const bool negative[] = {a.Holds<std::int64_t>() && a.get<std::int64_t>() < 0,
+                             b.Holds<std::int64_t>() && b.get<std::int64_t>() < 0};
+    return negative[0] == negative[1] && a.get<std::uint64_t>() == b.get<std::uint64_t>();
+  }
+  return a.get<double>() == b.get<double>();
+}
+
+void Json::DumpTo(std::string& text, int indent, int level) const {
+  const auto line = [&](int at) {
+    if (indent >= 0) text.append(1, '\n').append(static_cast<std::size_t>(at * indent), ' ');
+  };
+  if (is_object() || is_array()) {
+    text += is_object() ? '{' : '[';
+    const std::size_t begin = text.size();
+    const auto separate = [&] {
+      if (text.size() > begin) text += ',';
+      line(level + 1);
+    };
+    for (const auto& [key, value] : items()) {
+      separate();
+      AppendQuoted(text, key);
+      text += indent >= 0 ? ": " : ":";
+      value.DumpTo(text, indent, level + 1);
+    }
+    for (const Json& value : *this) {
+      separate();
+      value.DumpTo(text, indent, level + 1);
+    }
+    if (text.size() > begin) line(level);
+    text += is_object() ? '}' : ']';
+  } else if (is_string()) {
+    AppendQuoted(text, std::get<std::string>(value_));
+  } else if (is_boolean()) {
+    text += std::get<bool>(value_) ? "true" : "false";
+  } else if (Holds<double>()) {
+    text += nlohmann::json(std::get<double>(value_)).dump();
+  } else if (Holds<std::int64_t>()) {
+    text += std::to_string(std::get<std::int64_t>(value_));
+  } else {
+    text += is_number_unsigned() ? std::to_string(std::get<std::uint64_t>(value_)) : "null";
+  }
+}
+
+std::string Json::dump(int indent) const {
+  std::string text;
+  DumpTo(text, indent, 0);
+  return text;
+}
 
 bool IsUtf8(std::string_view bytes) {
   for (std::size_t i = 0; i < bytes.size();) {
@@ -133,26 +362,9 @@ std::optional<float> FloatFromJson(const Json& value) {
 }
 
 Json ParseJson(std::string_view text) {
-  constexpr int kDeepest = 64;
-  constexpr int kMostMembers = 1024;
-  std::array<int, kDeepest + 1> members{};
-  const auto check = [&](int depth, Json::parse_event_t event, Json&) {
-    using Event = Json::parse_event_t;
-    if (event == Event::object_start || event == Event::array_start) {
-      if (depth >= kDeepest) throw JsonMistake{fmt::format("is nested deeper than {}", kDeepest), {}};
-      members[static_cast<std::size_t>(depth) + 1] = 0;
-    } else if (event == Event::key && ++members[static_cast<std::size_t>(depth)] > kMostMembers) {
-      throw JsonMistake{fmt::format("has an object of more than {} members", kMostMembers), {}};
-    }
-    return true;
-  };
-  try {
-    return Json::parse(text, check);
-  } catch (const Json::parse_error& error) {
-    throw JsonMistake{fmt::format("is no JSON document: mistake near byte {}", error.byte), error.byte};
-  } catch (const Json::out_of_range&) {
-    throw JsonMistake{"holds a number beyond the range of numbers", {}};
-  }
+  Builder builder;
+  nlohmann::json::sax_parse(text, &builder);
+  return std::move(builder.root);
 }
 
 std::string JsonDocument(const Json& document) { return document.dump(2) + "\n"; }
