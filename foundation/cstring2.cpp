@@ -1,7 +1,8 @@
 #include <algorithm>
-#include <cstdarg>
 #include <cstring>
+#include <string>
 
+#include "host/system.h"
 #include "trq/foundation.h"
 
 namespace {
@@ -23,14 +24,9 @@ const char* Shown(const char* text) { return text ? text : "(null)"; }
 Buffer Formatted(const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  va_list again;
-  va_copy(again, arguments);
-  const int length = std::vsnprintf(nullptr, 0, format, arguments);
+  const std::string text = trq::host::Formatted(format, arguments);
   va_end(arguments);
-  Buffer text(static_cast<std::size_t>(std::max(length, 0)) + 1, '\0');
-  if (length > 0) std::vsnprintf(text.data(), text.size(), format, again);
-  va_end(again);
-  return text;
+  return Buffer(text.c_str(), text.c_str() + text.size() + 1);
 }
 
 int Sign(int value) { return (value > 0) - (value < 0); }

@@ -1,6 +1,7 @@
 /// What the library needs of the operating system; files apart, the one place where it is called.
 #pragma once
 
+#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -27,6 +28,9 @@ std::string NameOfUser(unsigned user);
 
 /// Name of the user who runs the process; empty when the query fails. Throws std::bad_alloc.
 std::string LoginName();
+
+/// Text of any length as vsnprintf makes it; empty when it cannot. `arguments` are used up.
+std::string Formatted(const char* format, va_list arguments);
 
 /// Bytes from the stream's position to its end for a regular file of known size; nothing for pipes, devices
 /// and streams in memory. The stream's position is not changed.

@@ -1,8 +1,8 @@
 #include <algorithm>
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
+#include "host/system.h"
 #include "trq/host.h"
 
 char CString::GetAt(int index) const {
@@ -34,12 +34,16 @@ int CString::Compare(const char* other) const { return std::strcmp(text_.c_str()
 void CString::Format(const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
+  text_ = trq::host::Formatted(format, arguments);
+  va_end(arguments);
+}
+
+std::string trq::host::Formatted(const char* format, va_list arguments) {
   va_list again;
   va_copy(again, arguments);
   const int length = std::vsnprintf(nullptr, 0, format, arguments);
-  va_end(arguments);
-  std::string formatted(static_cast<std::size_t>(std::max(length, 0)), '\0');
-  if (length > 0) std::vsnprintf(&formatted[0], formatted.size() + 1, format, again);
+  std::string text(static_cast<std::size_t>(std::max(length, 0)), '\0');
+  if (length > 0) std::vsnprintf(text.data(), text.size() + 1, format, again);
   va_end(again);
-  text_ = std::move(formatted);
+  return text;
 }
