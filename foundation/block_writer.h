@@ -2,23 +2,24 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdio>
 #include <cstring>
 #include <memory>
+
+#include "trq/core/bytes.h"
 
 namespace trq::detail {
 
 /// Collects pieces of bounded size and writes them in blocks of 1 MB: systems write a file of large blocks
-/// much faster than one of small ones, and whole blocks pass the stream's own buffer. A failure stays on
-/// record in the stream.
+/// much faster than one of small ones, and whole blocks pass a stream's own buffer. A failure stays on record
+/// in the sink.
 class BlockWriter {
  public:
   static constexpr std::size_t kLargestPiece = 4096;
 
-  /// The stream stays the caller's, and open until this is gone. `expected` is about how many bytes will
+  /// The sink stays the caller's. `expected` is about how many bytes will
   /// come: less memory is taken for few.
-  BlockWriter(std::FILE* f, std::size_t expected)
-      : file_(f),
+  BlockWriter(core::ByteSink& sink, std::size_t expected)
+      : sink_(sink),
         block_(expected < kBlock ? kSmallBlock : kBlock),
         bytes_(new unsigned char[block_ + kLargestPiece]) {}
   BlockWriter(const BlockWriter&) = delete;
@@ -42,7 +43,7 @@ class BlockWriter {
       size -= some;
     }
   }
-  /// Passes everything on to the stream, which may be closed then.
+  /// Hands everything to the sink.
   void Flush() { Flush(used_); }
 
  private:
@@ -51,12 +52,12 @@ class BlockWriter {
 
   void Flush(std::size_t size) {
     if (size == 0) return;
-    std::fwrite(bytes_.get(), 1, size, file_);
+    sink_.Write(bytes_.get(), size);
     used_ -= size;
     std::memmove(bytes_.get(), bytes_.get() + size, used_);
   }
 
-  std::FILE* file_;
+  core::ByteSink& sink_;
   std::size_t block_;
   std::unique_ptr<unsigned char[]> bytes_;
   std::size_t used_ = 0;

@@ -14,7 +14,10 @@ void DemandLiteralLexing(const uint8_t* data, size_t size) {
   if (!literal_stream || !stream) return;
   const literal::AsciiFacets expected = literal::ReadAscii(literal_stream.get());
   TriangleBAG bag;
-  fuzz::Demand(trq::detail::ReadAsciiFacets(stream.get(), bag) == expected.is_stl, "text is taken otherwise");
+  trq::core::FileSource source(stream.get());
+  trq::core::StlReport report;
+  fuzz::Demand(trq::detail::ReadAsciiFacets(source, bag, report) == expected.is_stl,
+               "text is taken otherwise");
   fuzz::Demand(static_cast<std::size_t>(bag.num()) == expected.facets.size(),
                "other facets are found in the text");
   for (int i = 0; i < bag.num(); ++i) {

@@ -1,14 +1,15 @@
 /// The records of binary STL files, written in blocks.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 
 #include "foundation/block_writer.h"
 #include "foundation/canonical_nan.h"
 #include "foundation/little_endian.h"
+#include "trq/core/stl.h"
 #include "trq/foundation.h"
 
 namespace trq::detail {
@@ -19,15 +20,21 @@ static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "floats are written as 
 
 class FacetWriter {
  public:
-  static constexpr std::size_t kRecordSize = 50;
+  /// Records only. What is left is written when this is gone; a failure stays on record in the sink.
+  FacetWriter(core::ByteSink& sink, std::size_t facet_count) : out_(sink, core::BinaryStlSize(facet_count)) {}
+  /// A whole file: also a header of `header_size` bytes, cut at 80 or filled up with zeros, and the count. In
+  /// one block with the records, so that the file is written in whole blocks from its start.
+  FacetWriter(core::ByteSink& sink, std::size_t facet_count, const void* header, std::size_t header_size)
+      : FacetWriter(sink, facet_count) {
+    WriteHead(header, header_size, static_cast<uint32_t>(facet_count));
+  }
 
-  /// The stream stays the caller's, and open until this is gone; what is left is written then. A failure
-  /// stays on record in the stream.
-  FacetWriter(std::FILE* f, std::size_t facet_count) : out_(f, facet_count * kRecordSize) {}
-
-  /// What stands before the records; in their block, so that the file is written in whole blocks from its
-  /// start.
-  void WriteHead(const void* bytes, std::size_t size) { out_.Write(bytes, size); }
+  void WriteHead(const void* header, std::size_t header_size, uint32_t facet_count) {
+    unsigned char head[core::kStlHeadSize] = {};
+    std::memcpy(head, header, std::min(header_size, core::kStlHeaderSize));
+    StoreLittle32(head + core::kStlHeaderSize, facet_count);
+    out_.Write(head, sizeof head);
+  }
   /// Of any numbers; those that are not one are written as CanonicalNan has them.
   void Add(const float normal[3], const float a[3], const float b[3], const float c[3]) {
     unsigned char* record = out_.next();
@@ -38,7 +45,7 @@ class FacetWriter {
       }
     }
     StoreLittle16(record, 0);
-    out_.Advance(kRecordSize);
+    out_.Advance(core::kStlFacetSize);
   }
   /// Of numbers that CanonicalNan leaves as they are, corners with room behind them for a fourth one: fewer
   /// and wider steps.
@@ -50,9 +57,9 @@ class FacetWriter {
     std::memcpy(record + 24, b, 16);
     std::memcpy(record + 36, c, 16);
     StoreLittle16(record + 48, attribute);
-    out_.Advance(kRecordSize);
+    out_.Advance(core::kStlFacetSize);
   }
-  /// Hands everything to the stream, which may be closed then.
+  /// Hands everything to the sink.
   void Flush() { out_.Flush(); }
 
  private:

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "geometry/mesh_access.h"
+#include "geometry/mesh_measure.h"
 #include "trq/geometry.h"
 
 namespace {
@@ -163,35 +164,12 @@ void CTL::rotateZ(float degrees) {
   extents_valid = 0;
 }
 
-void CTL::recalculate_extents() {
-  for (int k = 0; k < 3; ++k) {
-    min[k] = 1e30f;
-    max[k] = -1e30f;
-  }
-  const std::size_t count = trq::detail::UsedVertices(*this);
-  const float* coordinates = count > 0 ? vertices_[0].data() : nullptr;
-  float low[3] = {min[0], min[1], min[2]};
-  float high[3] = {max[0], max[1], max[2]};
-  for (std::size_t i = 0; i < count; ++i, coordinates += 3) {
-    for (int k = 0; k < 3; ++k) {
-      // NaN fails both comparisons and so stays out of the box.
-      const float c = coordinates[k];
-      low[k] = c < low[k] ? c : low[k];
-      high[k] = c > high[k] ? c : high[k];
-    }
-  }
-  for (int k = 0; k < 3; ++k) {
-    min[k] = low[k];
-    max[k] = high[k];
-  }
-}
-
 void CTL::eliminate_degenerates() {
   int32_t count = static_cast<int32_t>(trq::detail::UsedTriangles(*this));
   if (count == 0) return;
   for (int32_t i = 0; i < count;) {
     R_INT4& triangle = nth(i);
-    if (triangle[0] == triangle[1] || triangle[1] == triangle[2] || triangle[0] == triangle[2]) {
+    if (trq::detail::NamesAVertexTwice(triangle)) {
       triangle = nth(--count);
     } else {
       ++i;

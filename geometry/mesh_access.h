@@ -23,30 +23,10 @@ inline std::size_t UsedTriangles(const CTL& mesh) {
   return UsedCount(mesh.header.num_triangles, mesh.triangles_.size());
 }
 
-/// Vertex `index` of the room (zeroed beyond the vertices in use); (0, 0, 0) outside of it.
-inline PbVec3f VertexAt(const trq::MeshArray<PbVec3f>& vertices, int32_t index) {
-  return index >= 0 && static_cast<std::size_t>(index) < vertices.size()
-             ? vertices[static_cast<std::size_t>(index)]
-             : PbVec3f(0, 0, 0);
-}
-
 /// Corner k = 0..2 of a triangle.
-inline PbVec3f Corner(const CTL& mesh, const R_INT4& triangle, int k) {
-  return VertexAt(mesh.vertices_, triangle[k]);
-}
-
-/// The coordinates that VertexAt copies, where they lie. Copies of three floats keep loops slow: they are
-/// stored in pieces and read again as a whole.
-inline const float* CoordinatesAt(const trq::MeshArray<PbVec3f>& vertices, int32_t index) {
-  static constexpr float kOrigin[3] = {0, 0, 0};
-  return index >= 0 && static_cast<std::size_t>(index) < vertices.size()
-             ? vertices[static_cast<std::size_t>(index)].data()
-             : kOrigin;
-}
-
-/// The normal of triangle i; (0, 0, 0) where none was calculated.
-inline VECTOR NormalAt(const CTL& mesh, std::size_t i) {
-  return i < mesh.normals_.size() ? mesh.normals_[i] : VECTOR();
+inline PbVec3f Corner(const core::MeshView& mesh, const R_INT4& triangle, int k) {
+  const float* const p = mesh.Corner(triangle, k);
+  return PbVec3f(p[0], p[1], p[2]);
 }
 
 /// One more than the largest vertex index of `count` triangles; 0 when there is none.
@@ -66,9 +46,9 @@ inline std::size_t VertexRoom(std::size_t vertex_count, std::size_t index_end, s
 }
 
 /// The room that a copy of the mesh's vertices takes.
-inline std::size_t RoomOf(const CTL& mesh) {
-  return VertexRoom(UsedVertices(mesh), IndexEnd(mesh.triangles_.get(), UsedTriangles(mesh)),
-                    mesh.vertices_.size());
+inline std::size_t RoomOf(const core::MeshView& mesh) {
+  return VertexRoom(mesh.vertex_count, IndexEnd(mesh.triangles.data(), mesh.triangles.size()),
+                    mesh.vertices.size());
 }
 
 /// An index moved up; indices that a caller made senseless wrap around instead of overflowing.

@@ -13,7 +13,9 @@
 #include "geometry/mesh_access.h"
 #include "geometry/mesh_output.h"
 #include "geometry/placed_points.h"
+#include "host/file_services.h"
 #include "host/system.h"
+#include "trq/core/ctl.h"
 #include "trq/geometry.h"
 
 namespace trq::detail {
@@ -45,34 +47,38 @@ void ReverseWords(void* data, std::size_t word_count) {
   }
 }
 
-enum class ReadFailure {
-  kNone,
-  kNoHeader,
-  kWrongMagic,
-  kWrongCounts,
-  kNoVertices,
-  kPastEnd,
-  kNoTriangles,
-  kSystemError,
-};
+// The texts are the interface's.
+constexpr char kNoHeader[] = "Invalid CTL file - No header";
+constexpr char kWrongMagic[] = "Invalid CTL file - Invalid Magic Number";
+constexpr char kWrongCounts[] = "Invalid CTL file - - Wrong number of facets.";
+constexpr char kNoVertices[] = "Invalid CTL file - Cannot read vertex_array";
+constexpr char kPastEnd[] = "Invalid CTL file - Read past end of file";
+constexpr char kNoTriangles[] = "Invalid CTL file - Cannot read trangles_array";
 
-// Reads `count` vertices into an array with zeroed room for one more at least. Where the end of the stream is
+core::Error Failure(core::ByteSource& source, core::ErrorCode code, const char* text) {
+  core::Error error{code, {}, text, 0};
+  error.place.byte = source.Position().value_or(core::Place::kNowhere);
+  return error;
+}
+
+// Reads `count` vertices into an array with zeroed room for one more at least. Where the end of the source is
 // not known, memory follows the bytes.
-bool ReadVertices(std::FILE* f, std::size_t count, trq::MeshArray<PbVec3f>& vertices) {
+bool ReadVertices(core::ByteSource& source, std::size_t count, MeshArray<PbVec3f>& vertices) {
   vertices.reset();
-  if (!ClaimFits(f, count, sizeof(PbVec3f))) return false;
+  if (!ClaimFits(source, count, sizeof(PbVec3f))) return false;
   std::size_t piece = kBlockVertices;
-  trq::MeshArray<PbVec3f> read;
-  if (BytesRemaining(f)) {
+  MeshArray<PbVec3f> read;
+  if (source.Remaining()) {
     piece = count;
-    read = trq::MeshArray<PbVec3f>::ForOverwrite(count + 1);
+    read = MeshArray<PbVec3f>::ForOverwrite(count + 1);
     host::ExpectFilling(read.get(), count * sizeof(PbVec3f));
     read[count] = PbVec3f(0, 0, 0);
   }
   for (std::size_t done = 0; done < count; piece *= 2) {
     const std::size_t wanted = std::min(piece, count - done);
     read.grow(done + wanted + 1);
-    if (std::fread(read.get() + done, sizeof(PbVec3f), wanted, f) != wanted) return false;
+    const std::size_t size = wanted * sizeof(PbVec3f);
+    if (source.Read(read.get() + done, size) != size) return false;
     done += wanted;
   }
   vertices = std::move(read);
@@ -91,16 +97,18 @@ bool AnyIndexBeyond(const R_INT4* triangles, std::size_t count, int32_t vertex_c
 
 // `index_end` is made one more than the largest index when one lies beyond the vertices, else the vertex
 // count.
-ReadFailure ReadTriangles(std::FILE* f, const CTL_HEADER& header, bool foreign,
-                          trq::MeshArray<R_INT4>& triangles, std::size_t& index_end, int& system_error) {
+core::Result<void> ReadTriangles(core::ByteSource& source, const CTL_HEADER& header, bool foreign,
+                                 MeshArray<R_INT4>& triangles, std::size_t& index_end) {
   const int bits = PackedBits(header.num_vertices);
   const std::size_t count = static_cast<std::size_t>(header.num_triangles);
   triangles.reset();
-  if (bits == 0 && count > kMostTrianglesWithoutBits) return ReadFailure::kNoTriangles;
-  if (!ClaimFits(f, PackedWords(bits, 4 * count), sizeof(uint32_t))) return ReadFailure::kPastEnd;
-  trq::MeshArray<R_INT4> read;
-  if (BytesRemaining(f)) {
-    read = trq::MeshArray<R_INT4>::ForOverwrite(count);
+  if (bits == 0 && count > kMostTrianglesWithoutBits)
+    return Failure(source, core::ErrorCode::kTooLarge, kNoTriangles);
+  if (!ClaimFits(source, PackedWords(bits, 4 * count), sizeof(uint32_t)))
+    return Failure(source, core::ErrorCode::kCutShort, kPastEnd);
+  MeshArray<R_INT4> read;
+  if (source.Remaining()) {
+    read = MeshArray<R_INT4>::ForOverwrite(count);
     host::ExpectFilling(read.get(), count * sizeof(R_INT4));
   }
 
@@ -112,13 +120,15 @@ ReadFailure ReadTriangles(std::FILE* f, const CTL_HEADER& header, bool foreign,
     // The last block has the block's last word, which the others leave to the next one.
     std::size_t wanted = static_cast<std::size_t>(PackedWords(bits, 4 * n));
     if (done + n < count) --wanted;
-    const std::size_t got = std::fread(words.data(), sizeof(uint32_t), wanted, f);
-    system_error = errno;
-    if (got < wanted) {
-      if (std::feof(f)) return ReadFailure::kPastEnd;
-      return std::ferror(f) ? ReadFailure::kSystemError : ReadFailure::kNoTriangles;
+    if (source.Read(words.data(), wanted * sizeof(uint32_t)) < wanted * sizeof(uint32_t)) {
+      const int system_error = errno;
+      if (!source.failed()) return Failure(source, core::ErrorCode::kCutShort, kPastEnd);
+      const char* const text = host::SystemErrorText(system_error);
+      core::Error error = Failure(source, core::ErrorCode::kReadFailed, text ? text : "Unknown error.");
+      error.system_error = system_error;
+      return error;
     }
-    if (foreign) ReverseWords(words.data(), got);
+    if (foreign) ReverseWords(words.data(), wanted);
     read.grow(done + n);
     UnpackTriangles(words.data(), n, bits, read.get() + done);
     beyond |= AnyIndexBeyond(read.get() + done, n, header.num_vertices);
@@ -126,33 +136,36 @@ ReadFailure ReadTriangles(std::FILE* f, const CTL_HEADER& header, bool foreign,
   }
   index_end = beyond ? IndexEnd(read.get(), count) : static_cast<std::size_t>(header.num_vertices);
   triangles = std::move(read);
-  return ReadFailure::kNone;
+  return {};
 }
 
-ReadFailure ReadCtlFile(std::FILE* f, CTL_HEADER& header, trq::MeshArray<PbVec3f>& vertices,
-                        trq::MeshArray<R_INT4>& triangles, int& system_error) {
+// On failure the three are filled as far as reading came.
+core::Result<void> ReadCtlInto(core::ByteSource& source, CTL_HEADER& header, MeshArray<PbVec3f>& vertices,
+                               MeshArray<R_INT4>& triangles) {
   CTL_HEADER read;
-  if (std::fread(static_cast<void*>(&read), 1, sizeof read, f) != sizeof read) return ReadFailure::kNoHeader;
+  if (source.Read(static_cast<void*>(&read), sizeof read) != sizeof read)
+    return Failure(source, core::ErrorCode::kUnknownFormat, kNoHeader);
   header = read;
   bool foreign = false;
   if (header.magic != kMagic) {
     // The header's text is reversed with the rest and stays so.
     ReverseWords(&header, sizeof header / 4);
-    if (header.magic != kMagic) return ReadFailure::kWrongMagic;
+    if (header.magic != kMagic) return Failure(source, core::ErrorCode::kUnknownFormat, kWrongMagic);
     foreign = true;
   }
-  if (header.num_vertices < 1 || header.num_triangles < 1) return ReadFailure::kWrongCounts;
+  if (header.num_vertices < 1 || header.num_triangles < 1)
+    return Failure(source, core::ErrorCode::kBadCount, kWrongCounts);
 
   const std::size_t vertex_count = static_cast<std::size_t>(header.num_vertices);
-  if (!ReadVertices(f, vertex_count, vertices)) return ReadFailure::kNoVertices;
+  if (!ReadVertices(source, vertex_count, vertices))
+    return Failure(source, core::ErrorCode::kCutShort, kNoVertices);
   if (foreign) ReverseWords(vertices.get(), 3 * vertex_count);
 
   std::size_t index_end = 0;
-  const ReadFailure failure = ReadTriangles(f, header, foreign, triangles, index_end, system_error);
-  if (failure != ReadFailure::kNone) return failure;
+  core::Result<void> done = ReadTriangles(source, header, foreign, triangles, index_end);
   // Indices have as many bits as num_vertices() - 1 and so may reach past the vertices.
-  vertices.grow(std::max(vertex_count + 1, index_end));
-  return ReadFailure::kNone;
+  if (done) vertices.grow(std::max(vertex_count + 1, index_end));
+  return done;
 }
 
 // What is thrown is a `char*`, so the text lives in writable memory; one buffer a thread.
@@ -162,61 +175,59 @@ ReadFailure ReadCtlFile(std::FILE* f, CTL_HEADER& header, trq::MeshArray<PbVec3f
   throw static_cast<char*>(thrown);
 }
 
-[[noreturn]] void WriteAndThrow(const char* text) {
-  std::fprintf(stderr, "%s\n", text);
-  Throw(text);
-}
-
-[[noreturn]] void Report(ReadFailure failure, int system_error) {
-  switch (failure) {
-    case ReadFailure::kNone:
-    case ReadFailure::kNoHeader:
-      break;
-    case ReadFailure::kWrongMagic:
-      WriteAndThrow("Invalid CTL file - Invalid Magic Number");
-    case ReadFailure::kWrongCounts:
-      // Kept: the written text and the thrown one differ.
-      std::fputs("Invalid CTL file - Wrong number of facets.\n", stderr);
-      Throw("Invalid CTL file - - Wrong number of facets.");
-    case ReadFailure::kNoVertices:
-      WriteAndThrow("Invalid CTL file - Cannot read vertex_array");
-    case ReadFailure::kPastEnd:
-      WriteAndThrow("Invalid CTL file - Read past end of file");
-    case ReadFailure::kNoTriangles:
-      WriteAndThrow("Invalid CTL file - Cannot read trangles_array");
-    case ReadFailure::kSystemError: {
-      const char* text = host::SystemErrorText(system_error);
-      Throw(text ? text : "Unknown error.");
-    }
-  }
-  WriteAndThrow("Invalid CTL file - No header");
-}
-
-void WriteVertices(std::FILE* f, const PbVec3f* vertices, std::size_t count, const PlacedPoints& placed) {
-  std::vector<PbVec3f> block(std::min(count, kWrittenVertices));
-  for (std::size_t done = 0; done < count;) {
-    const std::size_t n = std::min(block.size(), count - done);
-    for (std::size_t i = 0; i < n; ++i) block[i] = placed.Point(vertices[done + i]);
-    std::fwrite(block.data(), sizeof(PbVec3f), n, f);
+void WriteHeadAndVertices(core::ByteSink& sink, const core::MeshView& mesh, CTL_HEADER header,
+                          const PlacedPoints& placed) {
+  header.num_vertices = static_cast<int32_t>(mesh.vertex_count);
+  header.num_triangles = static_cast<int32_t>(mesh.triangles.size());
+  header.format_word = 12;
+  sink.Write(&header, sizeof header);
+  std::vector<PbVec3f> block(std::min(mesh.vertex_count, kWrittenVertices));
+  for (std::size_t done = 0; done < mesh.vertex_count;) {
+    const std::size_t n = std::min(block.size(), mesh.vertex_count - done);
+    for (std::size_t i = 0; i < n; ++i) block[i] = placed.Point(mesh.vertices[done + i]);
+    sink.Write(block.data(), n * sizeof(PbVec3f));
     done += n;
   }
 }
 
-void WriteTriangles(std::FILE* f, const R_INT4* triangles, std::size_t count, int bits) {
+int32_t WrittenAttribute(int32_t attribute) { return attribute < 0 || attribute > 2 ? 0 : attribute; }
+
+// Whether all integers fit into the bits that the file gives them.
+bool FitPackedWidth(const core::MeshView& mesh) {
+  uint32_t used_bits = 0;
+  for (const R_INT4& triangle : mesh.triangles) {
+    for (int k = 0; k < 3; ++k) used_bits |= static_cast<uint32_t>(triangle[k]);
+    used_bits |= static_cast<uint32_t>(WrittenAttribute(triangle[3]));
+  }
+  return used_bits >> PackedBits(static_cast<int32_t>(mesh.vertex_count)) == 0;
+}
+
+void WriteTriangles(core::ByteSink& sink, const core::MeshView& mesh) {
+  const int bits = PackedBits(static_cast<int32_t>(mesh.vertex_count));
+  const std::size_t count = mesh.triangles.size();
   std::vector<uint32_t> words(
       static_cast<std::size_t>(PackedWords(bits, 4 * std::min(count, kWrittenTriangles))));
+  std::vector<R_INT4> changed;
   for (std::size_t done = 0; done < count;) {
     const std::size_t n = std::min(kWrittenTriangles, count - done);
-    std::size_t made = PackTriangles(triangles + done, n, bits, words.data());
+    const R_INT4* triangles = mesh.triangles.data() + done;
+    if (std::any_of(triangles, triangles + n,
+                    [](const R_INT4& t) { return WrittenAttribute(t[3]) != t[3]; })) {
+      changed.assign(triangles, triangles + n);
+      for (R_INT4& triangle : changed) triangle[3] = WrittenAttribute(triangle[3]);
+      triangles = changed.data();
+    }
+    std::size_t made = PackTriangles(triangles, n, bits, words.data());
     done += n;
     if (done < count) --made;  // the empty word after whole groups ends the last block only
-    std::fwrite(words.data(), sizeof(uint32_t), made, f);
+    sink.Write(words.data(), made * sizeof(uint32_t));
   }
 }
 
 // Kept: integers that do not fit their bits run into their neighbours, and the mesh keeps what the packed
 // words say. False when the triangles are too many for the packer's counts.
-bool WriteTrianglesThatDoNotFit(std::FILE* f, R_INT4* triangles, std::size_t count, int32_t vertex_count) {
+bool WriteTrianglesThatDoNotFit(core::ByteSink& sink, R_INT4* triangles, std::size_t count,
+                                int32_t vertex_count) {
   if (count > INT32_MAX / 4) return false;
   const int integers = static_cast<int>(4 * count);
   int* const data = &triangles[0][0];
@@ -226,7 +237,7 @@ bool WriteTrianglesThatDoNotFit(std::FILE* f, R_INT4* triangles, std::size_t cou
   if (static_cast<uint64_t>(PackedBits(vertex_count)) * static_cast<uint64_t>(integers) % 32 == 0) {
     data[words - 1] = 0;  // carries nothing; there is always room, an integer takes fewer than 32 bits
   }
-  std::fwrite(data, sizeof(int), words, f);
+  sink.Write(data, sizeof(int) * words);
   packer.unpack(integers);
   return true;
 }
@@ -234,11 +245,53 @@ bool WriteTrianglesThatDoNotFit(std::FILE* f, R_INT4* triangles, std::size_t cou
 }  // namespace
 }  // namespace trq::detail
 
+namespace trq::core {
+
+Result<Mesh> ReadCtl(ByteSource& source) {
+  Mesh mesh;
+  Result<void> done = detail::ReadCtlInto(source, mesh.header, mesh.vertices, mesh.triangles);
+  if (!done) return done.error();
+  return mesh;
+}
+
+Result<Mesh> ReadCtlFile(const std::string& path) {
+  const detail::FileHandle file = detail::OpenFile(path.c_str(), "rb");
+  if (!file) return Error{ErrorCode::kCannotOpen, {}, "cannot be opened", errno};
+  FileSource source(file.get());
+  return ReadCtl(source);
+}
+
+Result<void> WriteCtl(const MeshView& mesh, const CTL_HEADER& header, const float (*matrix)[4],
+                      int mm_to_inch, ByteSink& sink) {
+  if (mesh.triangles.empty()) return Error{ErrorCode::kEmpty, {}, "the mesh has no triangle", 0};
+  if (!detail::FitPackedWidth(mesh))
+    return Error{ErrorCode::kBadName, {}, "a triangle names no vertex of the mesh", 0};
+  detail::WriteHeadAndVertices(sink, mesh, header, detail::PlacedPoints(matrix, mm_to_inch));
+  detail::WriteTriangles(sink, mesh);
+  if (sink.failed()) return Error{ErrorCode::kWriteFailed, {}, "could not be written completely", errno};
+  return {};
+}
+
+uint64_t CtlSize(int32_t vertex_count, uint64_t triangle_count) {
+  return sizeof(CTL_HEADER) + sizeof(PbVec3f) * static_cast<uint64_t>(vertex_count) +
+         sizeof(uint32_t) * detail::PackedWords(detail::PackedBits(vertex_count), 4 * triangle_count);
+}
+
+}  // namespace trq::core
+
 int CTL::fp_read(FILE* f) {
-  int system_error = 0;
-  const trq::detail::ReadFailure failure =
-      trq::detail::ReadCtlFile(f, header, vertices_, triangles_, system_error);
-  if (failure != trq::detail::ReadFailure::kNone) trq::detail::Report(failure, system_error);
+  trq::core::FileSource source(f);
+  const trq::core::Result<void> done = trq::detail::ReadCtlInto(source, header, vertices_, triangles_);
+  if (!done) {
+    const trq::core::Error& error = done.error();
+    if (error.code != trq::core::ErrorCode::kReadFailed) {
+      // Kept: the written text and the thrown one differ.
+      const bool counts = error.code == trq::core::ErrorCode::kBadCount;
+      std::fprintf(stderr, "%s\n",
+                   counts ? "Invalid CTL file - Wrong number of facets." : error.text.c_str());
+    }
+    trq::detail::Throw(error.text.c_str());
+  }
   units = header.units;
   return header.num_triangles;
 }
@@ -256,33 +309,22 @@ int CTL::get_units(FILE* f) {
 int CTL::SaveCTLModel(CString path, float matrix[4][4], int mm_to_inch) {
   trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, path, "wb", trq::detail::kWriting);
   if (!file) return trq::mesh_io::kFailed;
-  const std::size_t triangle_count = trq::detail::UsedTriangles(*this);
-  const std::size_t vertex_count = trq::detail::UsedVertices(*this);
-  if (triangle_count == 0) return trq::mesh_io::kFailed;
+  const trq::core::MeshView mesh = view();
+  if (mesh.triangles.empty()) return trq::mesh_io::kFailed;
 
   header.format_word = 12;
-  CTL_HEADER written = header;
-  written.num_vertices = static_cast<int32_t>(vertex_count);
-  written.num_triangles = static_cast<int32_t>(triangle_count);
-  std::fwrite(&written, sizeof written, 1, file.get());
+  for (std::size_t i = 0; i < mesh.triangles.size(); ++i)
+    triangles_[i][3] = trq::detail::WrittenAttribute(triangles_[i][3]);
   // The file gets the vertices as they are before they are snapped.
-  trq::detail::WriteVertices(file.get(), vertices_.get(), vertex_count,
-                             trq::detail::PlacedPoints(matrix, mm_to_inch));
+  trq::core::FileSink sink(file.get());
+  trq::detail::WriteHeadAndVertices(sink, mesh, header, trq::detail::PlacedPoints(matrix, mm_to_inch));
   truncateVertices();
-
-  uint32_t used_bits = 0;
-  for (std::size_t i = 0; i < triangle_count; ++i) {
-    R_INT4& triangle = triangles_[i];
-    if (triangle[3] < 0 || triangle[3] > 2) triangle[3] = 0;
-    for (int k = 0; k < 4; ++k) used_bits |= static_cast<uint32_t>(triangle[k]);
-  }
-  const int bits = trq::detail::PackedBits(written.num_vertices);
   bool packed = true;
-  if (used_bits >> bits == 0) {
-    trq::detail::WriteTriangles(file.get(), triangles_.get(), triangle_count, bits);
+  if (trq::detail::FitPackedWidth(mesh)) {
+    trq::detail::WriteTriangles(sink, mesh);
   } else {
-    packed = trq::detail::WriteTrianglesThatDoNotFit(file.get(), triangles_.get(), triangle_count,
-                                                     written.num_vertices);
+    packed = trq::detail::WriteTrianglesThatDoNotFit(sink, triangles_.get(), mesh.triangles.size(),
+                                                     static_cast<int32_t>(mesh.vertex_count));
   }
   return trq::detail::CloseOnRecord(*this, std::move(file), trq::detail::kWriting) && packed
              ? trq::mesh_io::kDone
@@ -311,11 +353,11 @@ constexpr std::size_t kTextBlock = 65536;
 void CTL::ascii_dump(FILE* f) {
   if (!f) return;
   std::string text(header.stl_header, sizeof header.stl_header);
-  const std::size_t count = trq::detail::UsedTriangles(*this);
-  for (std::size_t i = 0; i < count; ++i) {
+  const trq::core::MeshView mesh = view();
+  for (const R_INT4& triangle : mesh.triangles) {
     text += "  facet normal 1 1 1\n    outer loop\n";
     for (int k = 0; k < 3; ++k) {
-      const PbVec3f corner = trq::detail::Corner(*this, triangles_[i], k);
+      const float* const corner = mesh.Corner(triangle, k);
       text += "      vertex  ";
       for (int axis = 0; axis < 3; ++axis) {
         text += ' ';
@@ -341,16 +383,16 @@ int CTL::dumpctl() {
   text += header.units == 2   ? "\nUnits               : IN\n\n"
           : header.units == 1 ? "\nUnits               : MM\n\n"
                               : "\nUnits               : UNKNOWN\n\n";
-  const std::size_t triangle_count = trq::detail::UsedTriangles(*this);
-  for (std::size_t i = 0; i < triangle_count; ++i) {
+  const trq::core::MeshView mesh = view();
+  for (std::size_t i = 0; i < mesh.triangles.size(); ++i) {
     text += "TRIANGLE " + std::to_string(i + 1) + "\n";
     for (int k = 0; k < 3; ++k) {
-      const PbVec3f corner = trq::detail::Corner(*this, triangles_[i], k);
+      const float* const corner = mesh.Corner(mesh.triangles[i], k);
       text += "Vertex " + std::to_string(k + 1) + "  : ";
       AppendPoint(text, corner[0], corner[1], corner[2]);
       text += '\n';
     }
-    const VECTOR normal = trq::detail::NormalAt(*this, i);
+    const VECTOR normal = mesh.Normal(i);
     text += "Normal    : ";
     AppendPoint(text, normal.x, normal.y, normal.z);
     text += "[calculated]\nLength    : ";
@@ -360,8 +402,7 @@ int CTL::dumpctl() {
     Flush(text, file.get(), kTextBlock);
   }
   text += "End of ctl file\n";
-  const std::size_t vertex_count = trq::detail::UsedVertices(*this);
-  for (std::size_t i = 0; i < vertex_count; ++i) {
+  for (std::size_t i = 0; i < mesh.vertex_count; ++i) {
     // The lists of adjacent facets, which would follow each vertex, live only inside offset_ctl.
     text += "\nVertex " + std::to_string(i + 1) + ":";
     for (int axis = 0; axis < 3; ++axis) {

@@ -5,10 +5,11 @@
 #include <new>
 
 #include "geometry/mesh_access.h"
+#include "geometry/placed_points.h"
 #include "host/system.h"
 #include "trq/geometry.h"
 
-namespace trq::detail {
+namespace trq::core {
 namespace {
 
 struct Edge {
@@ -30,7 +31,43 @@ float FromBase(const Edge& base, const Edge& side) {
 
 bool HasNaN(const float p[3]) { return std::isnan(p[0]) || std::isnan(p[1]) || std::isnan(p[2]); }
 
+float SquaredAreaOf(const MeshView& mesh, const R_INT4& triangle) {
+  return DoubledAreaSquared(mesh.Corner(triangle, 0), mesh.Corner(triangle, 1), mesh.Corner(triangle, 2));
+}
+
+/// Six times the volume between the triangle and the origin.
+double SixfoldVolume(const float a[3], const float b[3], const float c[3]) {
+  const double bx = b[0], by = b[1], bz = b[2];
+  const double cx = c[0], cy = c[1], cz = c[2];
+  return a[0] * (by * cz - bz * cy) + a[1] * (bz * cx - bx * cz) + a[2] * (bx * cy - by * cx);
+}
+constexpr double kOneSixth = 0.16666667;
+
 }  // namespace
+
+MeshView::MeshView(const CTL_HEADER& header, const MeshArray<PbVec3f>& all_vertices,
+                   const MeshArray<R_INT4>& all_triangles, const MeshArray<VECTOR>& all_normals)
+    : MeshView(all_vertices, detail::UsedCount(header.num_vertices, all_vertices.size()),
+               {all_triangles.get(), detail::UsedCount(header.num_triangles, all_triangles.size())},
+               all_normals) {}
+
+Box BoxOf(const MeshView& mesh) {
+  Box box;
+  float low[3] = {box.min[0], box.min[1], box.min[2]};
+  float high[3] = {box.max[0], box.max[1], box.max[2]};
+  for (const PbVec3f& vertex : mesh.vertices.First(mesh.vertex_count)) {
+    const float* const coordinates = vertex.data();
+    for (int k = 0; k < 3; ++k) {
+      // NaN fails both comparisons and so stays out of the box.
+      const float c = coordinates[k];
+      low[k] = c < low[k] ? c : low[k];
+      high[k] = c > high[k] ? c : high[k];
+    }
+  }
+  std::copy(low, low + 3, box.min);
+  std::copy(high, high + 3, box.max);
+  return box;
+}
 
 VECTOR FacetNormal(const float p1[3], const float p2[3], const float p3[3]) {
   // A difference or product of two floats rounds to the same float from float and from double arithmetic.
@@ -55,6 +92,16 @@ VECTOR FacetNormal(const float p1[3], const float p2[3], const float p3[3]) {
                 static_cast<float>(z / length));
 }
 
+Result<void> CalculateNormals(const MeshView& mesh, Span<VECTOR> normals) {
+  const std::size_t bad = detail::MakeNormals(mesh, static_cast<int64_t>(mesh.vertex_count), normals);
+  if (bad == normals.size()) return {};
+  Error error;
+  error.code = ErrorCode::kBadNumber;
+  error.place.item = bad;
+  error.text = "a corner is not a number or names no vertex";
+  return error;
+}
+
 float DoubledAreaSquared(const float a[3], const float b[3], const float c[3]) {
   const Edge ab(a, b);
   const Edge ac(a, c);
@@ -66,24 +113,93 @@ float DoubledAreaSquared(const float a[3], const float b[3], const float c[3]) {
   return FromBase(bc, Edge(b, a));
 }
 
-namespace {
-
-float SquaredAreaOf(const CTL& mesh, const R_INT4& triangle) {
-  return DoubledAreaSquared(CoordinatesAt(mesh.vertices_, triangle[0]),
-                            CoordinatesAt(mesh.vertices_, triangle[1]),
-                            CoordinatesAt(mesh.vertices_, triangle[2]));
+double FacetArea(const MeshView& mesh, std::size_t i) {
+  const double squared = SquaredAreaOf(mesh, mesh.triangles[i]);
+  return squared > 0 ? std::sqrt(squared) * 0.5 : 0.0;  // NaN fails the test
 }
 
-}  // namespace
-}  // namespace trq::detail
+std::vector<int32_t> DegenerateFacets(const MeshView& mesh) {
+  std::vector<int32_t> found;
+  for (std::size_t i = 0; i < mesh.triangles.size(); ++i) {
+    if (detail::NamesAVertexTwice(mesh.triangles[i])) found.push_back(static_cast<int32_t>(i));
+  }
+  return found;
+}
+
+float Area(const MeshView& mesh) {
+  float sum = 0;
+  for (const R_INT4& triangle : mesh.triangles) {
+    const double squared = SquaredAreaOf(mesh, triangle);
+    if (squared > 0) sum = static_cast<float>(sum + std::sqrt(squared));
+  }
+  return static_cast<float>(sum * 0.5);
+}
+
+float Volume(const MeshView& mesh) {
+  double sum = 0;
+  for (const R_INT4& triangle : mesh.triangles)
+    sum += SixfoldVolume(mesh.Corner(triangle, 0), mesh.Corner(triangle, 1), mesh.Corner(triangle, 2));
+  return static_cast<float>(sum * kOneSixth);
+}
+
+AreaAndVolume MeasurePlaced(const MeshView& mesh, const float matrix[4][4], int mm_to_inch) {
+  const detail::PlacedPoints placed(matrix, mm_to_inch);
+  double area = 0;
+  double volume = 0;
+  for (const R_INT4& triangle : mesh.triangles) {
+    float p[3][3];
+    for (int k = 0; k < 3; ++k) placed.Place(mesh.Corner(triangle, k), 1.0f, p[k]);
+    volume += SixfoldVolume(p[0], p[1], p[2]);
+    const double squared = DoubledAreaSquared(p[0], p[1], p[2]);
+    if (squared > 0) area += std::sqrt(squared);
+  }
+  return {static_cast<float>(area * 0.5), static_cast<float>(volume * kOneSixth)};
+}
+
+}  // namespace trq::core
+
+std::size_t trq::detail::MakeNormals(const core::MeshView& mesh, int64_t largest_index,
+                                     Span<VECTOR> normals) {
+  const std::size_t count = normals.size();
+  // Indices below this one pass and have room. Kept: one equal to the vertex count passes; a mesh has zeroed
+  // room there.
+  const std::size_t end = std::min(mesh.vertices.size(), static_cast<std::size_t>(largest_index + 1));
+  for (std::size_t i = 0; i < count; ++i) {
+    const R_INT4& triangle = mesh.triangles[i];
+    const std::size_t a = static_cast<uint32_t>(triangle[0]);
+    const std::size_t b = static_cast<uint32_t>(triangle[1]);
+    const std::size_t c = static_cast<uint32_t>(triangle[2]);
+    if (a < end && b < end && c < end) {
+      normals[i] =
+          core::FacetNormal(mesh.vertices[a].data(), mesh.vertices[b].data(), mesh.vertices[c].data());
+      // A coordinate that is NaN makes the length NaN; so do infinite ones, but they pass.
+      if (!std::isnan(normals[i].x)) continue;
+    }
+    const float* corner[3];
+    bool sound = true;
+    for (int k = 0; k < 3; ++k) {
+      corner[k] = mesh.Corner(triangle, k);
+      sound = sound && triangle[k] >= 0 && triangle[k] <= largest_index && !core::HasNaN(corner[k]);
+    }
+    if (!sound) {
+      std::fill(normals.begin() + i, normals.end(), VECTOR());
+      return i;
+    }
+    normals[i] = core::FacetNormal(corner[0], corner[1], corner[2]);
+  }
+  return count;
+}
+
+trq::core::MeshView CTL::view() const { return {header, vertices_, triangles_, normals_}; }
 
 VECTOR CTL::get_normal(VECTOR p1, VECTOR p2, VECTOR p3) {
   const float corners[3][3] = {{p1.x, p1.y, p1.z}, {p2.x, p2.y, p2.z}, {p3.x, p3.y, p3.z}};
-  return trq::detail::FacetNormal(corners[0], corners[1], corners[2]);
+  return trq::core::FacetNormal(corners[0], corners[1], corners[2]);
 }
 
 int CTL::Calculate_normals() {
-  const std::size_t count = trq::detail::UsedTriangles(*this);
+  const trq::core::MeshView mesh = view();
+  const std::size_t count = mesh.triangles.size();
   normals_.reset();
   try {
     normals_ = trq::MeshArray<VECTOR>::ForOverwrite(count);
@@ -91,68 +207,29 @@ int CTL::Calculate_normals() {
     return trq::mesh_io::kFailed;
   }
   trq::host::ExpectFilling(normals_.get(), count * sizeof(VECTOR));
-  const PbVec3f* const vertices = vertices_.get();
-  const R_INT4* const triangles = triangles_.get();
-  VECTOR* const normals = normals_.get();
-  // Indices below this one pass and have room. Kept: one equal to the vertex count passes; a mesh has zeroed
-  // room there.
-  const std::size_t named = static_cast<std::size_t>(std::max<int64_t>(header.num_vertices, -1) + 1);
-  const std::size_t end = std::min(vertices_.size(), named);
-  for (std::size_t i = 0; i < count; ++i) {
-    const R_INT4& triangle = triangles[i];
-    const std::size_t a = static_cast<uint32_t>(triangle[0]);
-    const std::size_t b = static_cast<uint32_t>(triangle[1]);
-    const std::size_t c = static_cast<uint32_t>(triangle[2]);
-    if (a < end && b < end && c < end) {
-      normals[i] = trq::detail::FacetNormal(vertices[a].data(), vertices[b].data(), vertices[c].data());
-      // A coordinate that is NaN makes the length NaN; so do infinite ones, but they pass.
-      if (!std::isnan(normals[i].x)) continue;
-    }
-    const float* corner[3];
-    bool sound = true;
-    for (int k = 0; k < 3; ++k) {
-      corner[k] = trq::detail::CoordinatesAt(vertices_, triangle[k]);
-      sound =
-          sound && triangle[k] >= 0 && triangle[k] <= header.num_vertices && !trq::detail::HasNaN(corner[k]);
-    }
-    if (!sound) {
-      std::fill(normals + i, normals + count, VECTOR());
-      return trq::mesh_io::kFailed;
-    }
-    normals[i] = trq::detail::FacetNormal(corner[0], corner[1], corner[2]);
-  }
-  return trq::mesh_io::kDone;
+  // Kept: the header's count decides which indices pass, whatever is allocated.
+  const int64_t largest_index = std::max(header.num_vertices, -1);
+  return trq::detail::MakeNormals(mesh, largest_index, normals_) == count ? trq::mesh_io::kDone
+                                                                          : trq::mesh_io::kFailed;
 }
 
 float CTL::areaX2sq(int i) {
   if (i < 0 || static_cast<std::size_t>(i) >= triangles_.size()) return 0;
-  return trq::detail::SquaredAreaOf(*this, triangles_[static_cast<std::size_t>(i)]);
+  const trq::core::MeshView mesh = view();
+  return trq::core::DoubledAreaSquared(mesh.Corner(nth(i), 0), mesh.Corner(nth(i), 1),
+                                       mesh.Corner(nth(i), 2));
 }
 
 float CTL::areaX2sq(const float a[3], const float b[3], const float c[3]) {
-  return trq::detail::DoubledAreaSquared(a, b, c);
+  return trq::core::DoubledAreaSquared(a, b, c);
 }
 
-float CTL::area() {
-  const std::size_t count = trq::detail::UsedTriangles(*this);
-  float sum = 0;
-  for (std::size_t i = 0; i < count; ++i) {
-    const double squared = trq::detail::SquaredAreaOf(*this, triangles_[i]);
-    if (squared > 0) sum = static_cast<float>(sum + std::sqrt(squared));  // NaN fails the test
-  }
-  return static_cast<float>(sum * 0.5);
-}
+float CTL::area() { return trq::core::Area(view()); }
 
-float CTL::volume() {
-  const std::size_t count = trq::detail::UsedTriangles(*this);
-  double sum = 0;
-  for (std::size_t i = 0; i < count; ++i) {
-    const float* const a = trq::detail::CoordinatesAt(vertices_, triangles_[i][0]);
-    const float* const b = trq::detail::CoordinatesAt(vertices_, triangles_[i][1]);
-    const float* const c = trq::detail::CoordinatesAt(vertices_, triangles_[i][2]);
-    const double bx = b[0], by = b[1], bz = b[2];
-    const double cx = c[0], cy = c[1], cz = c[2];
-    sum += a[0] * (by * cz - bz * cy) + a[1] * (bz * cx - bx * cz) + a[2] * (bx * cy - by * cx);
-  }
-  return static_cast<float>(sum * 0.16666667);
+float CTL::volume() { return trq::core::Volume(view()); }
+
+void CTL::recalculate_extents() {
+  const trq::core::Box box = trq::core::BoxOf(view());
+  std::copy(box.min, box.min + 3, min);
+  std::copy(box.max, box.max + 3, max);
 }

@@ -1,14 +1,15 @@
-/// Measures of single facets, on coordinates.
+/// Steps of the measures that a mesh's whole operations share.
 #pragma once
 
-#include "trq/foundation.h"
+#include "trq/core/mesh.h"
 
 namespace trq::detail {
 
-/// (p1 - p3) x (p2 - p3) over its length, or over 1 when that is 0.
-VECTOR FacetNormal(const float p1[3], const float p2[3], const float p3[3]);
+inline bool NamesAVertexTwice(const R_INT4& t) { return t[0] == t[1] || t[1] == t[2] || t[0] == t[2]; }
 
-/// (2 * area)^2 of the triangle a, b, c.
-float DoubledAreaSquared(const float a[3], const float b[3], const float c[3]);
+/// Makes the normals of the first normals.size() triangles and returns that number, or the first triangle
+/// with an index below 0 or above `largest_index` (-1 at least), or with a coordinate that is not a number;
+/// the normals before it are made then, the others zero.
+std::size_t MakeNormals(const core::MeshView& mesh, int64_t largest_index, Span<VECTOR> normals);
 
 }  // namespace trq::detail

@@ -26,12 +26,13 @@ R_INT4 Rotated(const R_INT4& triangle, int first) {
 // by that corner. not_after(a, b) and after(a, b) compare heights.
 template <class NotAfter, class After>
 void SortByHeight(CTL& mesh, NotAfter not_after, After after) {
-  const std::size_t count = trq::detail::UsedTriangles(mesh);
+  const trq::core::MeshView view = mesh.view();
+  const std::size_t count = view.triangles.size();
   std::vector<Height> heights(count);
   for (std::size_t i = 0; i < count; ++i) {
     R_INT4& triangle = mesh.triangles_[i];
     float z[3];
-    for (int k = 0; k < 3; ++k) z[k] = trq::detail::Corner(mesh, triangle, k)[2];
+    for (int k = 0; k < 3; ++k) z[k] = view.Corner(triangle, k)[2];
     int first = 0;
     if (not_after(z[1], z[0]) && not_after(z[1], z[2])) {
       first = 1;

@@ -42,7 +42,7 @@ void CTL::truncateVertices() {
 void CTL::copy(CTL* dst) {
   if (!dst || dst == this) return;
   const std::size_t triangle_count = UsedTriangles(*this);
-  trq::MeshArray<PbVec3f> vertices = vertices_.Clone(UsedVertices(*this), RoomOf(*this));
+  trq::MeshArray<PbVec3f> vertices = vertices_.Clone(UsedVertices(*this), RoomOf(view()));
   trq::MeshArray<R_INT4> triangles = triangles_.Clone(triangle_count, triangle_count);
   trq::MeshArray<VECTOR> normals;
   if (normals_) normals = normals_.Clone(triangle_count, triangle_count);
@@ -54,29 +54,36 @@ void CTL::copy(CTL* dst) {
   dst->header.units = header.units;
 }
 
-void CTL::combine(CTL* other) {
-  if (!other) return;
-  const std::size_t vertex_count = UsedVertices(*this);
-  const std::size_t triangle_count = UsedTriangles(*this);
-  const std::size_t more_vertices = UsedVertices(*other);
-  const std::size_t more_triangles = UsedTriangles(*other);
-  if (vertex_count + more_vertices > INT_MAX || triangle_count + more_triangles > INT_MAX) {
+void trq::detail::AppendMesh(CTL_HEADER& header, MeshArray<PbVec3f>& vertices, MeshArray<R_INT4>& triangles,
+                             const CTL_HEADER& more_header, const MeshArray<PbVec3f>& more_vertices,
+                             const MeshArray<R_INT4>& more_triangles) {
+  const std::size_t vertex_count = UsedCount(header.num_vertices, vertices.size());
+  const std::size_t triangle_count = UsedCount(header.num_triangles, triangles.size());
+  const core::MeshView more(more_header, more_vertices, more_triangles, {});
+  const std::size_t more_vertex_count = more.vertex_count;
+  const std::size_t more_triangle_count = more.triangles.size();
+  if (vertex_count + more_vertex_count > INT_MAX || triangle_count + more_triangle_count > INT_MAX) {
     throw std::bad_alloc();
   }
   // Room is made for both before anything is written, so a mesh appended to itself reads what it held before.
-  const std::size_t room = vertex_count + RoomOf(*other);
-  vertices_.grow(room);
-  triangles_.grow(triangle_count + more_triangles);
-  for (std::size_t i = 0; i < more_vertices; ++i) vertices_[vertex_count + i] = other->vertices_[i];
-  for (std::size_t i = vertex_count + more_vertices; i < room; ++i) vertices_[i] = PbVec3f(0, 0, 0);
-  for (std::size_t i = 0; i < more_triangles; ++i) {
-    R_INT4 triangle = other->triangles_[i];
+  const std::size_t room = vertex_count + RoomOf(more);
+  vertices.grow(room);
+  triangles.grow(triangle_count + more_triangle_count);
+  for (std::size_t i = 0; i < more_vertex_count; ++i) vertices[vertex_count + i] = more_vertices[i];
+  for (std::size_t i = vertex_count + more_vertex_count; i < room; ++i) vertices[i] = PbVec3f(0, 0, 0);
+  for (std::size_t i = 0; i < more_triangle_count; ++i) {
+    R_INT4 triangle = more_triangles[i];
     for (int k = 0; k < 3; ++k) triangle[k] = MovedIndex(triangle[k], vertex_count);
-    triangles_[triangle_count + i] = triangle;
+    triangles[triangle_count + i] = triangle;
   }
-  header.num_vertices = static_cast<int32_t>(vertex_count + more_vertices);
-  header.num_triangles = static_cast<int32_t>(triangle_count + more_triangles);
-  header.units = other->header.units;
+  header.num_vertices = static_cast<int32_t>(vertex_count + more_vertex_count);
+  header.num_triangles = static_cast<int32_t>(triangle_count + more_triangle_count);
+  header.units = more_header.units;
+}
+
+void CTL::combine(CTL* other) {
+  if (!other) return;
+  trq::detail::AppendMesh(header, vertices_, triangles_, other->header, other->vertices_, other->triangles_);
   extents_valid = 0;
 }
 
@@ -111,7 +118,7 @@ void CTL::mirror(CTL* dst, int axis, int mm_to_inch, float offset, COMPONENT_INF
 
   const std::size_t vertex_count = UsedVertices(*this);
   const std::size_t triangle_count = UsedTriangles(*this);
-  trq::MeshArray<PbVec3f> vertices = vertices_.Clone(vertex_count, RoomOf(*this));
+  trq::MeshArray<PbVec3f> vertices = vertices_.Clone(vertex_count, RoomOf(view()));
   trq::MeshArray<R_INT4> triangles = triangles_.Clone(triangle_count, triangle_count);
   if (mirrors) {
     float matrix[4][4];

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdint>
 
+#include "trq/core/mesh.h"
+
 namespace trq::detail {
 
 /// trunc(c * 10000 + 0.5) * 0.0001, rounded to float.
@@ -43,5 +45,11 @@ inline void SnapPoint(float point[3], uint32_t times) {
   if (times == 0) return;
   for (int k = 0; k < 3; ++k) point[k] = SnapRepeatedly(point[k], times);
 }
+
+/// Appends vertices and triangles, as many as their header counts, and takes the other header's units. The
+/// two meshes may be one. Throws std::bad_alloc when the counts would leave the range of an int.
+void AppendMesh(CTL_HEADER& header, MeshArray<PbVec3f>& vertices, MeshArray<R_INT4>& triangles,
+                const CTL_HEADER& more_header, const MeshArray<PbVec3f>& more_vertices,
+                const MeshArray<R_INT4>& more_triangles);
 
 }  // namespace trq::detail

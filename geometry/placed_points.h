@@ -2,7 +2,7 @@
 #pragma once
 
 #include "foundation/canonical_nan.h"
-#include "trq/geometry.h"
+#include "trq/foundation.h"
 
 namespace trq::detail {
 
@@ -12,9 +12,10 @@ namespace trq::detail {
 /// as CanonicalNan has it.
 class PlacedPoints {
  public:
+  /// Null is the unit matrix.
   PlacedPoints(const float matrix[4][4], int mm_to_inch) : in_inches_(mm_to_inch == 1) {
     for (int i = 0; i < 3; ++i) {
-      for (int j = 0; j < 4; ++j) rows_[i][j] = matrix[i][j];
+      for (int j = 0; j < 4; ++j) rows_[i][j] = matrix ? matrix[i][j] : i == j ? 1.0f : 0.0f;
     }
   }
 

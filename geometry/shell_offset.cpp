@@ -14,19 +14,17 @@
 #include "geometry/facet_tree.h"
 #include "geometry/mesh_access.h"
 #include "geometry/mesh_output.h"
+#include "trq/core/shell.h"
 #include "trq/geometry.h"
 
 namespace {
 
+using trq::core::MeshView;
 using trq::detail::Bounds;
 using trq::detail::Corner;
 using trq::detail::FacetTree;
-using trq::detail::NormalAt;
-using trq::detail::UsedTriangles;
-using trq::detail::UsedVertices;
 
 constexpr char kStlName[] = "shellstl.stl";
-constexpr char kStlHeader[80] = "Kestrabin Shelled STL";
 constexpr char kReportName[] = "ctlshell.txt";
 constexpr char kWriting[] = "shell file write";
 
@@ -131,7 +129,7 @@ class Push {
 
   float distance() const { return distance_; }
 
-  void Meet(const CTL& mesh, const R_INT4& triangle) {
+  void HalveWhileCrossing(const MeshView& mesh, const R_INT4& triangle) {
     const PbVec3f a = Corner(mesh, triangle, 0);
     const PbVec3f b = Corner(mesh, triangle, 1);
     const PbVec3f c = Corner(mesh, triangle, 2);
@@ -162,7 +160,7 @@ double LargestCoordinate(const PbVec3f& p) {
 /// A box outside of which no point is taken as lying on the triangle.
 /// The tolerance of the cosines lets pass what deviates by acos(1 - 1e-5) = 0.0045 from an edge, seen from
 /// both of its ends.
-Bounds ReachOfTriangle(const CTL& mesh, const R_INT4& triangle) {
+Bounds ReachOfTriangle(const MeshView& mesh, const R_INT4& triangle) {
   const PbVec3f corners[3] = {Corner(mesh, triangle, 0), Corner(mesh, triangle, 1),
                               Corner(mesh, triangle, 2)};
   double longest = 0;
@@ -202,28 +200,28 @@ Bounds ReachOfPush(const PbVec3f& vertex, const VECTOR& direction, float distanc
 /// Shortens the pushes of a mesh's vertices with the same results as testing every triangle in order.
 class PushValidator {
  public:
-  explicit PushValidator(const CTL& mesh) : mesh_(mesh), tree_(Reaches(mesh)) {}
+  explicit PushValidator(const MeshView& mesh) : mesh_(mesh), tree_(Reaches(mesh)) {}
 
   float Shorten(std::size_t vertex, const VECTOR& direction, float distance) {
-    const Bounds reach = ReachOfPush(mesh_.vertices_[vertex], direction, distance);
+    const Bounds reach = ReachOfPush(mesh_.vertices[vertex], direction, distance);
     // A vertex, direction or distance that is not finite crosses nothing: where the push meets a plane is not
     // a number then, or at its very start. For the same reason the tree needs no triangles that are not
     // finite.
     if (!trq::detail::IsFinite(reach)) return distance;
-    Push push(mesh_.vertices_[vertex], direction, distance);
+    Push push(mesh_.vertices[vertex], direction, distance);
     tree_.Find(reach, candidates_);
-    for (const uint32_t i : candidates_) push.Meet(mesh_, mesh_.triangles_[i]);
+    for (const uint32_t i : candidates_) push.HalveWhileCrossing(mesh_, mesh_.triangles[i]);
     return push.distance();
   }
 
  private:
-  static std::vector<Bounds> Reaches(const CTL& mesh) {
-    std::vector<Bounds> boxes(UsedTriangles(mesh));
-    for (std::size_t i = 0; i < boxes.size(); ++i) boxes[i] = ReachOfTriangle(mesh, mesh.triangles_[i]);
+  static std::vector<Bounds> Reaches(const MeshView& mesh) {
+    std::vector<Bounds> boxes(mesh.triangles.size());
+    for (std::size_t i = 0; i < boxes.size(); ++i) boxes[i] = ReachOfTriangle(mesh, mesh.triangles[i]);
     return boxes;
   }
 
-  const CTL& mesh_;
+  const MeshView mesh_;
   FacetTree tree_;
   std::vector<uint32_t> candidates_;
 };
@@ -238,9 +236,9 @@ class Surroundings {
     float weight;  // the facet's angle at the vertex, in radians
   };
 
-  explicit Surroundings(const CTL& mesh)
-      : mesh_(mesh), ends_(UsedVertices(mesh) + 1), smallest_squared_edges_(UsedVertices(mesh), kNoEdge) {
-    const std::size_t triangle_count = UsedTriangles(mesh);
+  explicit Surroundings(const MeshView& mesh)
+      : mesh_(mesh), ends_(mesh.vertex_count + 1), smallest_squared_edges_(mesh.vertex_count, kNoEdge) {
+    const std::size_t triangle_count = mesh.triangles.size();
     ForEachCorner(triangle_count, [&](std::size_t, int, std::size_t vertex) { ++ends_[vertex + 1]; });
     for (std::size_t i = 1; i < ends_.size(); ++i) ends_[i] += ends_[i - 1];
     facets_.resize(ends_.back());
@@ -260,7 +258,7 @@ class Surroundings {
       double largest = -1000;
       AdjacentFacet* worst = nullptr;
       for (std::size_t i = begin(vertex); i < ends_[vertex]; ++i) {
-        const double against = -Dot(Widen(direction), Widen(NormalAt(mesh_, facets_[i].facet)));
+        const double against = -Dot(Widen(direction), Widen(mesh_.Normal(facets_[i].facet)));
         if (against > largest) {
           largest = against;
           worst = &facets_[i];
@@ -280,7 +278,7 @@ class Surroundings {
   void ForEachCorner(std::size_t triangle_count, const F& f) const {
     for (std::size_t t = 0; t < triangle_count; ++t) {
       for (int k = 0; k < 3; ++k) {
-        const int32_t index = mesh_.triangles_[t][k];
+        const int32_t index = mesh_.triangles[t][k];
         if (index >= 0 && static_cast<std::size_t>(index) < vertex_count()) {
           f(t, k, static_cast<std::size_t>(index));
         }
@@ -289,7 +287,7 @@ class Surroundings {
   }
 
   void AddCorner(std::size_t t, int k, std::size_t vertex) {
-    const R_INT4& triangle = mesh_.triangles_[t];
+    const R_INT4& triangle = mesh_.triangles[t];
     const Vec p = Widen(Corner(mesh_, triangle, k));
     const Vec to_a = Widen(Corner(mesh_, triangle, (k + 1) % 3)) - p;
     const Vec to_b = Widen(Corner(mesh_, triangle, (k + 2) % 3)) - p;
@@ -309,7 +307,7 @@ class Surroundings {
     for (std::size_t i = begin(vertex); i < ends_[vertex]; ++i) {
       // A facet without an angle makes the total not a number, and then all facets count alike.
       const double share = total > 0 ? facets_[i].weight / total : 1.0;
-      const Vec normal = Widen(NormalAt(mesh_, facets_[i].facet));
+      const Vec normal = Widen(mesh_.Normal(facets_[i].facet));
       sum = {sum.x + share * normal.x, sum.y + share * normal.y, sum.z + share * normal.z};
     }
     const double length = Length(sum);
@@ -318,7 +316,7 @@ class Surroundings {
                   static_cast<float>(sum.z / length));
   }
 
-  const CTL& mesh_;
+  const MeshView mesh_;
   std::vector<std::size_t> ends_;  // of the vertices' runs in facets_
   std::vector<AdjacentFacet> facets_;
   std::vector<float> smallest_squared_edges_;
@@ -327,32 +325,24 @@ class Surroundings {
 // ---- output ----
 
 bool HasShell(const CTL& mesh) {
-  return mesh.shell_vertices_ && mesh.shell_vertices_.size() >= UsedVertices(mesh);
+  return mesh.shell_vertices_ && mesh.shell_vertices_.size() >= mesh.view().vertex_count;
 }
 
-/// Creates "shellstl.stl" with its head; null on failure.
-trq::detail::FileHandle CreateStl(CTL& mesh, std::size_t facet_count) {
-  trq::detail::FileHandle file = trq::detail::CreateOnRecord(mesh, kStlName, "wb", kWriting);
-  if (file) {
-    const uint32_t count = static_cast<uint32_t>(facet_count);
-    std::fwrite(kStlHeader, 1, sizeof kStlHeader, file.get());
-    std::fwrite(&count, sizeof count, 1, file.get());
+/// The mesh's triangles at the places of its shell.
+MeshView ShellOf(const CTL& mesh) {
+  MeshView shell = mesh.view();
+  shell.vertices = mesh.shell_vertices_;
+  return shell;
+}
+
+/// Kept: always 1.
+int SaveShellStl(CTL& mesh, trq::Span<const PbVec3f> shell) {
+  if (trq::detail::FileHandle file = trq::detail::CreateOnRecord(mesh, kStlName, "wb", kWriting)) {
+    trq::core::FileSink sink(file.get());
+    trq::core::WriteMeshAndShell(mesh.view(), shell, sink);
+    trq::detail::CloseOnRecord(mesh, std::move(file), kWriting);
   }
-  return file;
-}
-
-void AddOuterFacets(trq::detail::FacetWriter& writer, const CTL& mesh) {
-  for (std::size_t i = 0; i < UsedTriangles(mesh); ++i) {
-    const VECTOR n = NormalAt(mesh, i);
-    const float normal[3] = {n.x, n.y, n.z};
-    const R_INT4& triangle = mesh.triangles_[i];
-    writer.Add(normal, Corner(mesh, triangle, 0).data(), Corner(mesh, triangle, 1).data(),
-               Corner(mesh, triangle, 2).data());
-  }
-}
-
-PbVec3f ShellCorner(const CTL& mesh, const R_INT4& triangle, int k) {
-  return trq::detail::VertexAt(mesh.shell_vertices_, triangle[k]);
+  return 1;
 }
 
 void AppendTriple(std::string& text, const char* label, double x, double y, double z) {
@@ -366,43 +356,64 @@ void AppendTriple(std::string& text, const char* label, double x, double y, doub
 
 }  // namespace
 
-int CTL::offset_ctl() {
-  if (!vertices_) return 0;
-  shell_made = 1;
-  Surroundings surroundings(*this);
-  const std::size_t vertex_count = surroundings.vertex_count();
-  shell_vertices_ = vertices_.Clone(vertex_count, vertex_count);
-
-  // The directions are a member so that validate_offset finds them; they go whatever way this is left.
-  struct DirectionsEnd {
-    trq::MeshArray<VECTOR>& directions;
-    ~DirectionsEnd() { directions.reset(); }
-  } directions_end{push_directions_};
-  push_directions_.reset(vertex_count);
-  for (std::size_t i = 0; i < vertex_count; ++i) push_directions_[i] = surroundings.Direction(i);
-
+trq::MeshArray<PbVec3f> trq::core::OffsetShell(const MeshView& mesh, const ShellOffset& how) {
+  Surroundings surroundings(mesh);
+  MeshArray<PbVec3f> shell = MeshArray<PbVec3f>::ForOverwrite(mesh.vertex_count);
   std::unique_ptr<PushValidator> validator;
-  if (validate_offsets == 1) validator = std::make_unique<PushValidator>(*this);
-  for (std::size_t i = 0; i < vertex_count; ++i) {
+  if (how.validate) validator = std::make_unique<PushValidator>(mesh);
+  for (std::size_t i = 0; i < mesh.vertex_count; ++i) {
+    shell[i] = mesh.vertices[i];
     if (!surroundings.HasFacets(i)) continue;
     float distance =
         static_cast<float>(std::sqrt(static_cast<double>(surroundings.smallest_squared_edge(i))));
     if (distance < 0.1) distance = static_cast<float>(0.1);
     // Kept: a shortest edge up to the limit is halved, a longer one is replaced by the limit.
-    distance = distance <= offset_limit ? static_cast<float>(distance * 0.5) : offset_limit;
-    if (validator) distance = validator->Shorten(i, push_directions_[i], distance);
-    shell_vertices_[i] = Pushed(shell_vertices_[i], distance, push_directions_[i]);
+    distance = distance <= how.limit ? static_cast<float>(distance * 0.5) : how.limit;
+    const VECTOR direction = surroundings.Direction(i);
+    if (validator) distance = validator->Shorten(i, direction, distance);
+    shell[i] = Pushed(shell[i], distance, direction);
   }
+  return shell;
+}
+
+void trq::core::WriteMeshAndShell(const MeshView& mesh, Span<const PbVec3f> shell_vertices, ByteSink& sink) {
+  constexpr char kStlHeader[] = "Kestrabin Shelled STL";
+  const std::size_t count = mesh.triangles.size();
+  detail::FacetWriter out(sink, shell_vertices.data() ? 2 * count : count, kStlHeader, sizeof kStlHeader);
+  for (std::size_t i = 0; i < count; ++i) {
+    const VECTOR n = mesh.Normal(i);
+    const float normal[3] = {n.x, n.y, n.z};
+    const R_INT4& triangle = mesh.triangles[i];
+    out.Add(normal, mesh.Corner(triangle, 0), mesh.Corner(triangle, 1), mesh.Corner(triangle, 2));
+  }
+  if (!shell_vertices.data()) return;
+  MeshView shell = mesh;
+  shell.vertices = shell_vertices;
+  for (std::size_t i = 0; i < count; ++i) {
+    const VECTOR n = mesh.Normal(i);
+    const float normal[3] = {-n.x, -n.y, -n.z};
+    const R_INT4& triangle = mesh.triangles[i];
+    out.Add(normal, shell.Corner(triangle, 2), shell.Corner(triangle, 1), shell.Corner(triangle, 0));
+  }
+}
+
+int CTL::offset_ctl() {
+  if (!vertices_) return 0;
+  shell_made = 1;
+  shell_vertices_ = trq::core::OffsetShell(view(), {offset_limit, validate_offsets == 1});
+  push_directions_.reset();
   return 0;
 }
 
 float CTL::validate_offset(int vertex, float distance, int triangle_count) {
-  const std::size_t directions = std::min(push_directions_.size(), UsedVertices(*this));
+  const MeshView mesh = view();
+  const std::size_t directions = std::min(push_directions_.size(), mesh.vertex_count);
   if (vertex < 0 || static_cast<std::size_t>(vertex) >= directions) return distance;
-  if (triangle_count < 1 || static_cast<std::size_t>(triangle_count) > UsedTriangles(*this)) return distance;
+  if (triangle_count < 1 || static_cast<std::size_t>(triangle_count) > mesh.triangles.size()) return distance;
   const std::size_t i = static_cast<std::size_t>(vertex);
   Push push(vertices_[i], push_directions_[i], distance);
-  for (int t = 0; t < triangle_count; ++t) push.Meet(*this, triangles_[static_cast<std::size_t>(t)]);
+  for (const R_INT4& triangle : mesh.triangles.First(static_cast<std::size_t>(triangle_count)))
+    push.HalveWhileCrossing(mesh, triangle);
   return push.distance();
 }
 
@@ -421,43 +432,17 @@ float CTL::tetra_analysis(PbVec3f p, PbVec3f a, PbVec3f b, PbVec3f c) {
   return distance >= kNearestPlane ? static_cast<float>(distance) : 0.0f;
 }
 
-int CTL::SaveCTLandShellAsSTL() {
-  if (!HasShell(*this)) return 1;
-  const std::size_t count = UsedTriangles(*this);
-  trq::detail::FileHandle file = CreateStl(*this, 2 * count);
-  if (!file) return 1;
-  trq::detail::FacetWriter writer(file.get(), 2 * count);
-  AddOuterFacets(writer, *this);
-  for (std::size_t i = 0; i < count; ++i) {
-    const VECTOR n = NormalAt(*this, i);
-    const float normal[3] = {-n.x, -n.y, -n.z};
-    const R_INT4& triangle = triangles_[i];
-    writer.Add(normal, ShellCorner(*this, triangle, 2).data(), ShellCorner(*this, triangle, 1).data(),
-               ShellCorner(*this, triangle, 0).data());
-  }
-  writer.Flush();
-  trq::detail::CloseOnRecord(*this, std::move(file), kWriting);
-  // Kept: 1 on success too.
-  return 1;
-}
+int CTL::SaveCTLandShellAsSTL() { return HasShell(*this) ? SaveShellStl(*this, shell_vertices_) : 1; }
 
-int CTL::SaveCTLasSTL() {
-  trq::detail::FileHandle file = CreateStl(*this, UsedTriangles(*this));
-  if (!file) return 1;
-  trq::detail::FacetWriter writer(file.get(), UsedTriangles(*this));
-  AddOuterFacets(writer, *this);
-  writer.Flush();
-  trq::detail::CloseOnRecord(*this, std::move(file), kWriting);
-  // Kept: 1 on success too.
-  return 1;
-}
+int CTL::SaveCTLasSTL() { return SaveShellStl(*this, {}); }
 
 int CTL::MergeShellAndCTLintoCTL() {
   if (!HasShell(*this)) return 0;
-  const std::size_t vertex_count = UsedVertices(*this);
-  const std::size_t triangle_count = UsedTriangles(*this);
+  const std::size_t vertex_count = view().vertex_count;
+  const std::size_t triangle_count = view().triangles.size();
   if (2 * vertex_count > INT_MAX || 2 * triangle_count > INT_MAX) throw std::bad_alloc();
-  trq::MeshArray<PbVec3f> vertices = vertices_.Clone(vertex_count, vertex_count + trq::detail::RoomOf(*this));
+  trq::MeshArray<PbVec3f> vertices =
+      vertices_.Clone(vertex_count, vertex_count + trq::detail::RoomOf(view()));
   for (std::size_t i = 0; i < vertex_count; ++i) vertices[vertex_count + i] = shell_vertices_[i];
   trq::MeshArray<R_INT4> triangles = triangles_.Clone(triangle_count, 2 * triangle_count);
   for (std::size_t i = 0; i < triangle_count; ++i) {
@@ -478,16 +463,17 @@ int CTL::dumpshell() {
   if (!HasShell(*this)) return 1;
   trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, kReportName, "wb", kWriting);
   if (!file) return 1;
-  const std::size_t count = UsedTriangles(*this);
+  const MeshView shell = ShellOf(*this);
+  const std::size_t count = shell.triangles.size();
   std::string text = "Number of Triangles : " + std::to_string(count) + "\n";
   for (std::size_t i = 0; i < count; ++i) {
     text += "OFFSET TRIANGLE " + std::to_string(i + 1) + " \n";
     for (int k = 0; k < 3; ++k) {
-      const PbVec3f p = ShellCorner(*this, triangles_[i], k);
+      const float* const p = shell.Corner(triangles_[i], k);
       const std::string label = "Vertex " + std::to_string(k + 1) + " : ";
       AppendTriple(text, label.c_str(), p[0], p[1], p[2]);
     }
-    const VECTOR n = NormalAt(*this, i);
+    const VECTOR n = shell.Normal(i);
     AppendTriple(text, "Normal   : ", -n.x, -n.y, -n.z);
     text += '\n';
     if (text.size() > (std::size_t{1} << 16)) {

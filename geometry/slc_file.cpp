@@ -10,6 +10,8 @@
 
 namespace {
 
+using trq::core::ByteSource;
+
 // Numbers lie in memory as they lie in the file.
 #if defined(__BYTE_ORDER__)
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "SLC files are read and written without swapping");
@@ -29,12 +31,13 @@ static_assert(sizeof(Point) == 8, "points are stored in files as they lie in mem
 /// but what lies across the end of a block. Only for streams that tell how many bytes they still hold.
 class BlockReader {
  public:
-  BlockReader(FILE* file, uint64_t remaining) : file_(file), remaining_(remaining) {}
+  BlockReader(ByteSource& source, uint64_t remaining) : source_(source), remaining_(remaining) {}
   BlockReader(const BlockReader&) = delete;
   BlockReader& operator=(const BlockReader&) = delete;
   /// Leaves the file behind what was taken.
   ~BlockReader() {
-    if (begin_ < end_) std::fseek(file_, -static_cast<long>(end_ - begin_), SEEK_CUR);
+    const std::optional<uint64_t> position = source_.Position();
+    if (begin_ < end_ && position) source_.Seek(*position - (end_ - begin_));
   }
 
   /// Bytes that the file holds beyond those taken.
@@ -66,10 +69,10 @@ class BlockReader {
     if (rest > 0) std::memcpy(bytes, next(), rest);
     block_ = std::move(block);
     begin_ = 0;
-    end_ = rest + std::fread(bytes + rest, 1, wanted - rest, file_);
+    end_ = rest + source_.Read(bytes + rest, wanted - rest);
   }
 
-  FILE* file_;
+  ByteSource& source_;
   uint64_t remaining_;
   std::shared_ptr<float[]> block_;
   std::size_t begin_ = 0;  // in the block, a multiple of four
@@ -79,18 +82,18 @@ class BlockReader {
 /// Reads the layers of a stream whose end cannot be told: memory follows the bytes.
 class PiecewiseReader {
  public:
-  explicit PiecewiseReader(FILE* file) : file_(file) {}
+  explicit PiecewiseReader(ByteSource& source) : source_(source) {}
   /// None that is known of.
   uint64_t remaining() const { return 0; }
-  std::size_t Stand(std::size_t) { return std::fread(word_pair_, 1, sizeof word_pair_, file_); }
+  std::size_t Stand(std::size_t) { return source_.Read(word_pair_, sizeof word_pair_); }
   const char* next() const { return word_pair_; }
   void Take(std::size_t) {}
   uint64_t ReadPoints(uint64_t count, std::vector<Point>& points) {
-    return trq::detail::ReadItems(file_, count, points);
+    return trq::detail::ReadItems(source_, count, points);
   }
 
  private:
-  FILE* file_;
+  ByteSource& source_;
   char word_pair_[8];
 };
 
@@ -270,11 +273,12 @@ int slc::readTableEntry() {
 
 int slc::processContourLayers() {
   if (!file) return trq::slc_file::kLayerZShort;
-  if (const std::optional<uint64_t> remaining = trq::detail::BytesRemaining(file)) {
-    BlockReader reader(file, *remaining);
+  trq::core::FileSource source(file);
+  if (const std::optional<uint64_t> remaining = source.Remaining()) {
+    BlockReader reader(source, *remaining);
     return ReadLayers(reader, layers);
   }
-  PiecewiseReader reader(file);
+  PiecewiseReader reader(source);
   return ReadLayers(reader, layers);
 }
 

@@ -5,11 +5,14 @@
 //   the same steps in double and is rounded to float at the same places, whatever stands beside it.
 // - A corner that names no vertex in use is placed by itself: what the room holds there, or zero.
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "foundation/block_writer.h"
@@ -17,24 +20,29 @@
 #include "foundation/canonical_nan.h"
 #include "foundation/little_endian.h"
 #include "geometry/facet_file.h"
-#include "geometry/mesh_access.h"
 #include "geometry/mesh_output.h"
 #include "geometry/placed_points.h"
 #include "geometry/stl_text.h"
 #include "host/system.h"
+#include "trq/core/stl.h"
 #include "trq/geometry.h"
 
 namespace {
 
+using trq::core::ByteSink;
+using trq::core::FileSink;
+using trq::core::FileSource;
+using trq::core::kStlHeaderSize;
+using trq::core::MeshView;
+using trq::core::StlWriting;
 using trq::detail::BlockWriter;
 using trq::detail::CanonicalNan;
 using trq::detail::FacetWriter;
 using trq::detail::PlacedPoints;
 using trq::detail::StoreLittle32;
 
-constexpr std::size_t kHeaderSize = 80;
 constexpr std::size_t kCountCrcAt = 76;  // in the header, its last four bytes
-constexpr std::size_t kRecordSize = FacetWriter::kRecordSize;
+constexpr std::size_t kRecordSize = trq::core::kStlFacetSize;
 
 constexpr char kNotSaved[] =
     "The STL file could not be saved. Probable causes might be :\n"
@@ -76,48 +84,65 @@ void BringToLengthOne(float* x, float* y, float* z, std::size_t count) {
 /// over plain arrays that compilers turn into vector code.
 class PlacedFacets {
  public:
-  PlacedFacets(const CTL& mesh, const PlacedPoints& placement)
+  PlacedFacets(const MeshView& mesh, const StlWriting& how)
       : mesh_(mesh),
-        placement_(placement),
-        vertices_(trq::MeshArray<Padded>::ForOverwrite(trq::detail::UsedVertices(mesh))) {
+        keep_normals_(how.keep_normals),
+        placement_(how.matrix, how.mm_to_inch),
+        vertices_(trq::MeshArray<Padded>::ForOverwrite(mesh.vertex_count)) {
     for (std::size_t i = 0; i < vertices_.size(); ++i)
-      placement.Place(mesh.vertices_[i].data(), 1.0f, vertices_[i].point);
+      placement_.Place(mesh.vertices[i].data(), 1.0f, vertices_[i].point);
   }
 
-  /// The coordinates of a corner and room for one more; for corner k = 0..2 they stay until the next call
-  /// with the same k.
-  const float* Corner(const R_INT4& triangle, int k) {
-    const std::size_t index = static_cast<std::size_t>(static_cast<uint32_t>(triangle[k]));
-    if (index < vertices_.size()) return vertices_[index].point;
-    placement_.Place(trq::detail::CoordinatesAt(mesh_.vertices_, triangle[k]), 1.0f, other_[k].point);
-    return other_[k].point;
-  }
-
-  /// Makes the placed normals of `count` facets from `first` on, kFacetsAtOnce at most, at length 1; a length
-  /// of 0 or NaN counts as 1.
-  void MakeNormals(std::size_t first, std::size_t count) {
-    float* const x = normals_[0];
-    float* const y = normals_[1];
-    float* const z = normals_[2];
-    for (std::size_t i = 0; i < count; ++i) {
-      const VECTOR normal = trq::detail::NormalAt(mesh_, first + i);
-      x[i] = normal.x;
-      y[i] = normal.y;
-      z[i] = normal.z;
+  /// Calls write(normal, corners, attribute) for every facet. The corners have room for one more coordinate
+  /// behind them.
+  template <class Write>
+  void ForEach(const Write& write) {
+    const std::size_t count = mesh_.triangles.size();
+    for (std::size_t first = 0; first < count; first += kFacetsAtOnce) {
+      const std::size_t some = std::min(count - first, kFacetsAtOnce);
+      MakeNormals(first, some);
+      for (std::size_t i = 0; i < some; ++i) {
+        const R_INT4& triangle = mesh_.triangles[first + i];
+        const float* const corners[3] = {Corner(triangle, 0), Corner(triangle, 1), Corner(triangle, 2)};
+        write(PbVec3f(normals_[0][i], normals_[1][i], normals_[2][i]), corners,
+              static_cast<uint16_t>(triangle[3]));
+      }
     }
-    placement_.PlaceDirections(x, y, z, count);
-    BringToLengthOne(x, y, z, count);
   }
-  /// Normal i of those made last.
-  PbVec3f Normal(std::size_t i) const { return PbVec3f(normals_[0][i], normals_[1][i], normals_[2][i]); }
 
  private:
   struct Padded {
     float point[4];
   };
 
-  const CTL& mesh_;
-  const PlacedPoints& placement_;
+  /// For corner k = 0..2 they stay until the next call with the same k.
+  const float* Corner(const R_INT4& triangle, int k) {
+    const std::size_t index = static_cast<std::size_t>(static_cast<uint32_t>(triangle[k]));
+    if (index < vertices_.size()) return vertices_[index].point;
+    placement_.Place(mesh_.Corner(triangle, k), 1.0f, other_[k].point);
+    return other_[k].point;
+  }
+
+  /// Makes the normals of `count` facets from `first` on, kFacetsAtOnce at most: as they are, or placed and
+  /// at length 1; a length of 0 or NaN counts as 1.
+  void MakeNormals(std::size_t first, std::size_t count) {
+    float* const x = normals_[0];
+    float* const y = normals_[1];
+    float* const z = normals_[2];
+    for (std::size_t i = 0; i < count; ++i) {
+      const VECTOR normal = mesh_.Normal(first + i);
+      x[i] = CanonicalNan(normal.x);
+      y[i] = CanonicalNan(normal.y);
+      z[i] = CanonicalNan(normal.z);
+    }
+    if (keep_normals_) return;
+    placement_.PlaceDirections(x, y, z, count);
+    BringToLengthOne(x, y, z, count);
+  }
+
+  const MeshView& mesh_;
+  const bool keep_normals_;
+  const PlacedPoints placement_;
   trq::MeshArray<Padded> vertices_;
   float normals_[3][kFacetsAtOnce];
   Padded other_[3];
@@ -153,28 +178,50 @@ void WriteTextFacet(BlockWriter& out, const PbVec3f& normal, const float* const 
   out.Advance(static_cast<std::size_t>(end - text));
 }
 
-constexpr char kWriting[] = "STL file write";
-
-int ReportNotSaved() {
-  AfxMessageBox(kNotSaved);
-  return trq::mesh_io::kFailed;
+void WriteAscii(const MeshView& mesh, const StlWriting& how, ByteSink& sink) {
+  constexpr char kFirstLine[] = "solid Kestrabin STL\n";
+  constexpr char kLastLine[] = "endsolid\n";
+  BlockWriter out(sink, mesh.triangles.size() * kFacetText);
+  out.Write(kFirstLine, std::strlen(kFirstLine));
+  PlacedFacets(mesh, how).ForEach([&](const PbVec3f& normal, const float* const corners[3], uint16_t) {
+    WriteTextFacet(out, normal, corners);
+  });
+  out.Write(kLastLine, std::strlen(kLastLine));
 }
 
+void WriteBinaryFacets(const MeshView& mesh, const StlWriting& how, FacetWriter& out) {
+  const uint16_t largest = how.keep_normals ? 0xFFFF : 0x7FFF;
+  PlacedFacets(mesh, how).ForEach([&](const PbVec3f& normal, const float* const corners[3],
+                                      uint16_t attribute) {
+    out.AddPadded(normal, corners[0], corners[1], corners[2], attribute <= largest ? attribute : uint16_t{0});
+  });
+}
+
+constexpr char kWriting[] = "STL file write";
+
 /// Kept: the code tells about creating only; a failed write is on record in the mesh.
-int CloseSaved(CTL& mesh, trq::detail::FileHandle file) {
+int SaveStl(CTL& mesh, const char* path, const StlWriting& how) {
+  trq::detail::FileHandle file = trq::detail::CreateOnRecord(mesh, path, "wb", kWriting);
+  if (!file) {
+    AfxMessageBox(kNotSaved);
+    return trq::mesh_io::kFailed;
+  }
+  FileSink sink(file.get());
+  // The closing tells of a failure.
+  static_cast<void>(trq::core::WriteStl(mesh.view(), how, sink));
   trq::detail::CloseOnRecord(mesh, std::move(file), kWriting);
   return trq::mesh_io::kDone;
 }
 
 /// A binary STL file as a whole.
 struct StlFile {
-  unsigned char header[kHeaderSize];
+  unsigned char header[kStlHeaderSize];
   unsigned char count[4];
   std::vector<unsigned char> records;
 
   std::string HeaderText() const {
     const char* const text = reinterpret_cast<const char*>(header);
-    return std::string(text, strnlen(text, kHeaderSize));
+    return std::string(text, strnlen(text, kStlHeaderSize));
   }
   uint32_t RecordsCrc() const { return CCRC::calcCRC(records.data(), records.size()); }
 };
@@ -182,99 +229,76 @@ struct StlFile {
 /// False when the file cannot be read or holds fewer records than it says.
 bool ReadStlFile(const trq::host::SystemPath& path, StlFile& stl) {
   const trq::detail::FileHandle file = trq::detail::OpenFile(path, "rb");
-  if (!file || std::fread(stl.header, 1, kHeaderSize, file.get()) < kHeaderSize ||
+  if (!file || std::fread(stl.header, 1, kStlHeaderSize, file.get()) < kStlHeaderSize ||
       std::fread(stl.count, 1, sizeof stl.count, file.get()) < sizeof stl.count)
     return false;
   const int32_t count = static_cast<int32_t>(trq::detail::LoadLittle32(stl.count));
   if (count < 0) return false;
   const uint64_t size = static_cast<uint64_t>(count) * kRecordSize;
-  if (!trq::detail::ClaimFits(file.get(), static_cast<uint64_t>(count), kRecordSize)) return false;
-  return trq::detail::ReadItems(file.get(), size, stl.records) == size;
+  FileSource source(file.get());
+  return trq::detail::ClaimFits(source, static_cast<uint64_t>(count), kRecordSize) &&
+         trq::detail::ReadItems(source, size, stl.records) == size;
 }
 
 }  // namespace
 
+trq::core::Result<void> trq::core::WriteStl(const MeshView& mesh, const StlWriting& how, ByteSink& sink) {
+  if (how.form == StlForm::kAscii) {
+    WriteAscii(mesh, how, sink);
+  } else {
+    FacetWriter out(sink, mesh.triangles.size(), how.header.data(), how.header.size());
+    WriteBinaryFacets(mesh, how, out);
+  }
+  if (sink.failed()) return Error{ErrorCode::kWriteFailed, {}, "could not be written completely", errno};
+  return {};
+}
+
 int CTL::SaveSTLHeader(FILE* f, int count) {
   if (!f) return 1;
-  unsigned char bytes[kHeaderSize + 4] = "Kestrabin STL";
-  StoreLittle32(bytes + kHeaderSize, static_cast<uint32_t>(count));
-  std::fwrite(bytes, 1, sizeof bytes, f);
+  FileSink sink(f);
+  const std::string_view text = StlWriting().header;
+  FacetWriter(sink, 0).WriteHead(text.data(), text.size(), static_cast<uint32_t>(count));
   return 1;
 }
 
 int CTL::SaveModifiedCTLDataAsSTL(FILE* f, int mm_to_inch, float matrix[4][4]) {
   if (!f) return 0;
-  const std::size_t count = trq::detail::UsedTriangles(*this);
-  if (count == 0) return 1;
-  const PlacedPoints placement(matrix, mm_to_inch);
-  PlacedFacets facets(*this, placement);
-  FacetWriter out(f, count);
-  for (std::size_t i = 0; i < count; ++i) {
-    const R_INT4& triangle = triangles_[i];
-    // Kept: the normal stays as it is, whatever the matrix does to the corners.
-    const VECTOR normal = trq::detail::NormalAt(*this, i);
-    out.AddPadded(PbVec3f(CanonicalNan(normal.x), CanonicalNan(normal.y), CanonicalNan(normal.z)),
-                  facets.Corner(triangle, 0), facets.Corner(triangle, 1), facets.Corner(triangle, 2),
-                  static_cast<uint16_t>(triangle[3]));
-  }
+  FileSink sink(f);
+  FacetWriter out(sink, view().triangles.size());
+  // Kept: the normal stays as it is, whatever the matrix does to the corners.
+  StlWriting how;
+  how.matrix = matrix;
+  how.mm_to_inch = mm_to_inch;
+  how.keep_normals = true;
+  WriteBinaryFacets(view(), how, out);
   return 1;
 }
 
 int CTL::SaveCTLasBinarySTL(CString path, float matrix[4][4], int mm_to_inch, int stamp_number) {
-  const std::string stamp = "Kestrabin 1.5 " + trq::host::HostName() + " " + trq::host::LoginName() + " " +
-                            std::to_string(stamp_number) + " CRC ";
-  trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, path, "wb", kWriting);
-  if (!file) return ReportNotSaved();
-
-  const std::size_t count = trq::detail::UsedTriangles(*this);
-  unsigned char head[kHeaderSize + 4] = {};
-  StoreLittle32(head + kHeaderSize, static_cast<uint32_t>(count));
+  std::string stamp = "Kestrabin 1.5 " + trq::host::HostName() + " " + trq::host::LoginName() + " " +
+                      std::to_string(stamp_number) + " CRC ";
   // Kept: any one character of "_s.stl" anywhere in the path asks for the checksum, and nearly every path has
   // one.
-  const bool with_crc = std::strpbrk(path, "_s.stl") != nullptr;
-  std::memcpy(head, stamp.data(), std::min(stamp.size(), with_crc ? kCountCrcAt : kHeaderSize));
-  if (with_crc) StoreLittle32(head + kCountCrcAt, CCRC::calcCRC(head + kHeaderSize, 4));
-  {
-    FacetWriter out(file.get(), count);
-    out.WriteHead(head, sizeof head);
-    const PlacedPoints placement(matrix, mm_to_inch);
-    PlacedFacets facets(*this, placement);
-    for (std::size_t first = 0; first < count; first += kFacetsAtOnce) {
-      const std::size_t some = std::min(count - first, kFacetsAtOnce);
-      facets.MakeNormals(first, some);
-      for (std::size_t i = 0; i < some; ++i) {
-        const R_INT4& triangle = triangles_[first + i];
-        const uint16_t attribute = static_cast<uint16_t>(triangle[3]);
-        out.AddPadded(facets.Normal(i), facets.Corner(triangle, 0), facets.Corner(triangle, 1),
-                      facets.Corner(triangle, 2), attribute < 0x8000 ? attribute : uint16_t{0});
-      }
-    }
+  if (std::strpbrk(path, "_s.stl") != nullptr) {
+    unsigned char count[4], sum[4];
+    StoreLittle32(count, static_cast<uint32_t>(view().triangles.size()));
+    StoreLittle32(sum, CCRC::calcCRC(count, sizeof count));
+    stamp.resize(kCountCrcAt);
+    stamp.append(reinterpret_cast<const char*>(sum), sizeof sum);
   }
-  return CloseSaved(*this, std::move(file));
+  StlWriting how;
+  how.matrix = matrix;
+  how.mm_to_inch = mm_to_inch;
+  how.header = stamp;
+  return SaveStl(*this, path, how);
 }
 
 int CTL::SaveCTLasAsciiSTL(CString path, float matrix[4][4], int mm_to_inch) {
-  trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, path, "wb", kWriting);
-  if (!file) return ReportNotSaved();
-  std::fputs("solid Kestrabin STL\n", file.get());
-  {
-    const PlacedPoints placement(matrix, mm_to_inch);
-    PlacedFacets facets(*this, placement);
-    const std::size_t count = trq::detail::UsedTriangles(*this);
-    BlockWriter out(file.get(), count * kFacetText);
-    for (std::size_t first = 0; first < count; first += kFacetsAtOnce) {
-      const std::size_t some = std::min(count - first, kFacetsAtOnce);
-      facets.MakeNormals(first, some);
-      for (std::size_t i = 0; i < some; ++i) {
-        const R_INT4& triangle = triangles_[first + i];
-        const float* const corners[3] = {facets.Corner(triangle, 0), facets.Corner(triangle, 1),
-                                         facets.Corner(triangle, 2)};
-        WriteTextFacet(out, facets.Normal(i), corners);
-      }
-    }
-  }
-  std::fputs("endsolid\n", file.get());
-  return CloseSaved(*this, std::move(file));
+  StlWriting how;
+  how.form = trq::core::StlForm::kAscii;
+  how.matrix = matrix;
+  how.mm_to_inch = mm_to_inch;
+  return SaveStl(*this, path, how);
 }
 
 int CTL::crcSTLFile(const char* path) {
@@ -285,11 +309,12 @@ int CTL::crcSTLFile(const char* path) {
   if (text.find("CRC") != std::string::npos) {
     const std::string digits = std::to_string(stl.RecordsCrc());
     // Kept: digits may run over the count's checksum in the last four bytes; those beyond are dropped.
-    std::memcpy(stl.header + text.size(), digits.data(), std::min(digits.size(), kHeaderSize - text.size()));
+    std::memcpy(stl.header + text.size(), digits.data(),
+                std::min(digits.size(), kStlHeaderSize - text.size()));
   }
   trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, name, "wb", kWriting);
   if (!file) return 0;
-  std::fwrite(stl.header, 1, kHeaderSize, file.get());
+  std::fwrite(stl.header, 1, kStlHeaderSize, file.get());
   std::fwrite(stl.count, 1, sizeof stl.count, file.get());
   if (!stl.records.empty()) std::fwrite(stl.records.data(), 1, stl.records.size(), file.get());
   trq::detail::CloseOnRecord(*this, std::move(file), kWriting);

@@ -1,23 +1,33 @@
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "foundation/bounded_read.h"
 #include "foundation/little_endian.h"
 #include "geometry/mesh_access.h"
+#include "geometry/mesh_transform.h"
 #include "geometry/stl_text.h"
 #include "geometry/vertex_merge.h"
+#include "host/file_services.h"
 #include "host/system.h"
+#include "trq/core/stl.h"
 #include "trq/geometry.h"
 
 namespace {
 
-constexpr std::size_t kHeaderSize = 80;
-constexpr std::size_t kRecordSize = 50;
+using trq::core::ByteSource;
+using trq::core::FileSource;
+using trq::core::kStlFacetSize;
+using trq::core::kStlHeaderSize;
+using trq::core::Mesh;
+using trq::core::StlReport;
+using trq::core::StlSolid;
+
 constexpr std::size_t kFirstCorner = 12;  // behind the normal
 constexpr std::size_t kAttribute = 48;
 constexpr std::size_t kRecordsAtOnce = 1310;  // 64 KB
@@ -25,9 +35,12 @@ constexpr std::size_t kRecordsAtOnce = 1310;  // 64 KB
 // The bag that an import fills. Where the facets go into the mesh without one, its size still is the limit.
 constexpr int kBagBlocks = 4000;
 constexpr int kBagBlockSize = 6500;
-constexpr int kMostFacets = kBagBlocks * kBagBlockSize;
+static_assert(kBagBlocks * kBagBlockSize == trq::core::kMostStlFacets);
 
 constexpr float kImportTolerance = 1e-4f;
+
+/// stl_import::Result, or this: more facets than a solid may have.
+constexpr int kTooManyFacets = -5;
 
 /// Facets on their way into a mesh.
 struct Facets {
@@ -57,7 +70,7 @@ class MeshBuilder {
   }
 
   /// Moves the result into the mesh. False, and the mesh as it was, when no two corners merged.
-  bool MoveInto(CTL& mesh) {
+  bool MoveInto(Mesh& mesh) {
     const std::size_t count = triangles_.size();
     // Kept: a mesh in which no two corners coincide is refused, a single facet for instance.
     if (count > 0 && static_cast<std::size_t>(merger_.vertex_count()) == 3 * count) return false;
@@ -69,9 +82,8 @@ class MeshBuilder {
     }
     mesh.header.num_triangles = static_cast<int32_t>(count);
     mesh.header.num_vertices = merger_.vertex_count();
-    mesh.vertices_ = std::move(vertices_);
-    mesh.triangles_ = std::move(triangles_);
-    set_unit_matrix(mesh.header.matrix);
+    mesh.vertices = std::move(vertices_);
+    mesh.triangles = std::move(triangles_);
     return true;
   }
 
@@ -86,15 +98,15 @@ class MeshBuilder {
 /// The records of one binary solid, read in blocks.
 class RecordReader {
  public:
-  RecordReader(std::FILE* f, std::size_t count)
-      : file_(f), left_(count), bytes_(std::min(count, kRecordsAtOnce) * kRecordSize) {}
+  RecordReader(ByteSource& source, std::size_t count)
+      : source_(source), left_(count), bytes_(std::min(count, kRecordsAtOnce) * kStlFacetSize) {}
 
-  /// Reads the next facets and returns how many; fewer than asked for only when the stream ends.
+  /// Reads the next facets and returns how many; fewer than asked for only when the source ends.
   std::size_t Next(Facets& facets) {
     const std::size_t wanted = std::min(left_, kRecordsAtOnce);
-    const std::size_t count = std::fread(bytes_.data(), kRecordSize, wanted, file_);
+    const std::size_t count = source_.Read(bytes_.data(), wanted * kStlFacetSize) / kStlFacetSize;
     const unsigned char* record = bytes_.data();
-    for (std::size_t i = 0; i < count; ++i, record += kRecordSize) {
+    for (std::size_t i = 0; i < count; ++i, record += kStlFacetSize) {
       for (std::size_t k = 0; k < 9; ++k)
         facets.corners[3 * i + k / 3][static_cast<int>(k % 3)] =
             trq::detail::LoadLittleFloat(record + kFirstCorner + 4 * k);
@@ -105,7 +117,7 @@ class RecordReader {
   }
 
  private:
-  std::FILE* file_;
+  ByteSource& source_;
   std::size_t left_;
   std::vector<unsigned char> bytes_;
 };
@@ -124,81 +136,8 @@ void TakeBagRecord(const R_TRIANGLE& record, Facets& facets, std::size_t i) {
   facets.attributes[i] = static_cast<int16_t>(record.attribute);
 }
 
-void WarnOfMissingFacets(int64_t count) {
-  AfxMessageBox(("Warning: " + std::to_string(count) + " triangles are missing in the STL file.").c_str());
-}
-
-/// Fails as a bag does that is too small.
-[[noreturn]] void OverflowBag() {
-  TriangleBAG no_room(0, 1);
-  no_room.append(R_TRIANGLE());
-  throw 9;
-}
-
-/// A solid whose number of records is known beforehand: straight into the mesh.
-int ReadRecords(CTL& mesh, std::FILE* f, std::size_t count, int file_units, float tolerance) {
-  if (count > static_cast<std::size_t>(kMostFacets)) OverflowBag();
-  const auto facets = std::unique_ptr<Facets>(new Facets);
-  const auto builder = std::make_unique<MeshBuilder>(count, tolerance);
-  RecordReader reader(f, count);
-  for (std::size_t done = 0; done < count;) {
-    const std::size_t got = reader.Next(*facets);
-    if (got == 0) return trq::stl_import::kFacetsMissing;  // the file has become shorter meanwhile
-    builder->Add(*facets, got);
-    done += got;
-  }
-  mesh.header.units = file_units;
-  return builder->MoveInto(mesh) ? trq::stl_import::kOk : trq::stl_import::kNotBuilt;
-}
-
-/// Moves the records that are there, `claimed` at most, into the bag.
-void ReadRecordsIntoBag(std::FILE* f, std::size_t claimed, TriangleBAG& bag) {
-  const auto facets = std::unique_ptr<Facets>(new Facets);
-  RecordReader reader(f, claimed);
-  while (const std::size_t got = reader.Next(*facets)) {
-    for (std::size_t i = 0; i < got; ++i) bag.append(BagRecord(*facets, i));
-  }
-}
-
-int ReadBinarySolid(CTL& mesh, std::FILE* f, int file_units, bool accept_partial, float tolerance) {
-  const long start = std::ftell(f);
-  if (fread_(mesh.header.stl_header, 1, kHeaderSize, f) < kHeaderSize) return trq::stl_import::kNoHeader;
-  unsigned char count_bytes[4];
-  if (std::fread(count_bytes, 1, sizeof count_bytes, f) < sizeof count_bytes)
-    return trq::stl_import::kNoCount;
-  const int32_t claimed = static_cast<int32_t>(trq::detail::LoadLittle32(count_bytes));
-  if (claimed <= 0) return trq::stl_import::kNoCount;
-
-  if (const std::optional<uint64_t> remaining = trq::detail::BytesRemaining(f)) {
-    const int64_t present =
-        static_cast<int64_t>(std::min<uint64_t>(static_cast<uint64_t>(claimed), *remaining / kRecordSize));
-    if (present < claimed) {
-      WarnOfMissingFacets(claimed - present);
-      if (!accept_partial) return trq::stl_import::kFacetsMissing;
-    }
-    return ReadRecords(mesh, f, static_cast<std::size_t>(present), file_units, tolerance);
-  }
-
-  TriangleBAG bag(kBagBlocks, kBagBlockSize);
-  ReadRecordsIntoBag(f, static_cast<std::size_t>(claimed), bag);
-  const int present = bag.num();
-  if (present < claimed) {
-    WarnOfMissingFacets(int64_t{claimed} - present);
-    // A stream that failed is no shorter file.
-    if (!accept_partial || std::ferror(f)) return trq::stl_import::kFacetsMissing;
-    // The records are at hand; what is left of going back to the solid's header to read them again is where
-    // the stream stands afterwards. A stream that cannot go back cannot read the header a second time.
-    const long end = start + static_cast<long>(kHeaderSize + sizeof count_bytes) +
-                     present * static_cast<long>(kRecordSize);
-    if (start < 0 || std::fseek(f, end, SEEK_SET) != 0) return trq::stl_import::kNoHeader;
-  }
-  return mesh.create(bag, tolerance, file_units, 0) == 0 ? trq::stl_import::kOk : trq::stl_import::kNotBuilt;
-}
-
-}  // namespace
-
-int CTL::create(TriangleBAG& bag, float tolerance, int file_units, int) {
-  header.units = file_units;
+/// False when no two corners merged.
+bool BuildFromBag(TriangleBAG& bag, float tolerance, Mesh& mesh) {
   const std::size_t count = static_cast<std::size_t>(std::max(bag.num(), 0));
   const auto facets = std::unique_ptr<Facets>(new Facets);
   const auto builder = std::make_unique<MeshBuilder>(count, tolerance);
@@ -210,14 +149,185 @@ int CTL::create(TriangleBAG& bag, float tolerance, int file_units, int) {
     builder->Add(*facets, some);
     done += some;
   }
-  return builder->MoveInto(*this) ? 0 : -1;
+  return builder->MoveInto(mesh);
 }
 
-int CTL::ascii_read(FILE* f, int file_units, float tolerance, int extra1, int) {
-  if (!f) return -1;
+/// A solid whose number of records is known beforehand: straight into the mesh.
+int ReadRecords(Mesh& mesh, ByteSource& source, std::size_t count, float tolerance) {
+  if (count > static_cast<std::size_t>(trq::core::kMostStlFacets)) return kTooManyFacets;
+  const auto facets = std::unique_ptr<Facets>(new Facets);
+  const auto builder = std::make_unique<MeshBuilder>(count, tolerance);
+  RecordReader reader(source, count);
+  for (std::size_t done = 0; done < count;) {
+    const std::size_t got = reader.Next(*facets);
+    if (got == 0) return trq::stl_import::kFacetsMissing;  // the file has become shorter meanwhile
+    builder->Add(*facets, got);
+    done += got;
+  }
+  return builder->MoveInto(mesh) ? trq::stl_import::kOk : trq::stl_import::kNotBuilt;
+}
+
+/// Moves the records that are there, `claimed` at most, into the bag. False when they are too many for it.
+bool ReadRecordsIntoBag(ByteSource& source, std::size_t claimed, TriangleBAG& bag) {
+  const auto facets = std::unique_ptr<Facets>(new Facets);
+  RecordReader reader(source, claimed);
+  while (const std::size_t got = reader.Next(*facets)) {
+    for (std::size_t i = 0; i < got; ++i) {
+      if (bag.num() == trq::core::kMostStlFacets) return false;
+      bag.append(BagRecord(*facets, i));
+    }
+  }
+  return true;
+}
+
+/// One binary solid; its counts go to the report, its text to the header as far as it comes.
+int ReadBinarySolid(ByteSource& source, bool accept_partial, float tolerance, Mesh& mesh, StlReport& report) {
+  const std::optional<uint64_t> start = source.Position();
+  if (source.Read(mesh.header.stl_header, kStlHeaderSize) < kStlHeaderSize) return trq::stl_import::kNoHeader;
+  unsigned char count_bytes[4] = {};
+  const bool counted = source.Read(count_bytes, sizeof count_bytes) == sizeof count_bytes;
+  const int32_t claimed = static_cast<int32_t>(trq::detail::LoadLittle32(count_bytes));
+  StlSolid& solid = report.solids.emplace_back();
+  solid.announced = claimed;
+  if (!counted || claimed <= 0) return trq::stl_import::kNoCount;
+  if (const std::optional<uint64_t> remaining = source.Remaining()) {
+    const int64_t present =
+        static_cast<int64_t>(std::min<uint64_t>(static_cast<uint64_t>(claimed), *remaining / kStlFacetSize));
+    solid.present = present;
+    if (present < claimed && !accept_partial) return trq::stl_import::kFacetsMissing;
+    return ReadRecords(mesh, source, static_cast<std::size_t>(present), tolerance);
+  }
+
   TriangleBAG bag(kBagBlocks, kBagBlockSize);
-  if (!trq::detail::ReadAsciiFacets(f, bag)) return -1;
-  return create(bag, tolerance, file_units, extra1);
+  solid.present = claimed;  // until it is known how many there are
+  if (!ReadRecordsIntoBag(source, static_cast<std::size_t>(claimed), bag)) return kTooManyFacets;
+  const int present = bag.num();
+  solid.present = present;
+  if (present < claimed) {
+    // A stream that failed is no shorter file.
+    if (!accept_partial || source.failed()) return trq::stl_import::kFacetsMissing;
+    // The records are at hand; what is left of going back to the solid's header to read them again is where
+    // the stream stands afterwards. A stream that cannot go back cannot read the header a second time.
+    const uint64_t size = trq::core::BinaryStlSize(static_cast<uint64_t>(present));
+    if (!start || !source.Seek(*start + size)) return trq::stl_import::kNoHeader;
+  }
+  return BuildFromBag(bag, tolerance, mesh) ? trq::stl_import::kOk : trq::stl_import::kNotBuilt;
+}
+
+/// ASCII to the end of the source.
+int ReadText(ByteSource& source, float tolerance, Mesh& mesh, StlReport& report) {
+  TriangleBAG bag(kBagBlocks, kBagBlockSize);
+  if (!trq::detail::ReadAsciiFacets(source, bag, report)) {
+    const bool too_many = report.text_error && report.text_error->code == trq::core::ErrorCode::kTooLarge;
+    return too_many ? kTooManyFacets : trq::stl_import::kNoHeader;
+  }
+  if (BuildFromBag(bag, tolerance, mesh)) return trq::stl_import::kOk;
+  report.text_error = trq::core::Error{trq::core::ErrorCode::kNoSurface, {}, {}, 0};
+  return trq::stl_import::kNotBuilt;
+}
+
+/// Gives the mesh what was read; the rest of its header stays.
+void Adopt(CTL& mesh, Mesh& read) {
+  mesh.header.num_triangles = read.header.num_triangles;
+  mesh.header.num_vertices = read.header.num_vertices;
+  mesh.vertices_ = std::move(read.vertices);
+  mesh.triangles_ = std::move(read.triangles);
+  set_unit_matrix(mesh.header.matrix);
+}
+
+/// Fails as a bag does that is too small.
+[[noreturn]] void OverflowBag() {
+  TriangleBAG no_room(0, 1);
+  no_room.append(R_TRIANGLE());
+  throw 9;
+}
+
+}  // namespace
+
+namespace trq::core {
+namespace {
+
+Error StlError(int code) {
+  switch (code) {
+    case stl_import::kNoHeader:
+      return {ErrorCode::kUnknownFormat, {}, "too short for the header of a binary STL file", 0};
+    case stl_import::kNoCount:
+      return {ErrorCode::kBadCount, {}, "the facet count is cut short or not positive", 0};
+    case stl_import::kNotBuilt:
+      return {ErrorCode::kNoSurface, {}, "no two facets share a corner", 0};
+    case stl_import::kFacetsMissing:
+      return {ErrorCode::kCutShort, {}, "fewer facets than announced", 0};
+    default:
+      return {ErrorCode::kTooLarge, {}, "more than 26 million facets", 0};
+  }
+}
+
+}  // namespace
+
+Result<Mesh> ReadStl(ByteSource& source, const StlReading& how, StlReport* told) {
+  StlReport unread;
+  StlReport& report = told ? *told : unread;
+  report = StlReport();
+  const uint64_t start = source.Position().value_or(0);
+  Mesh mesh;
+  mesh.header.units = how.units;
+  set_unit_matrix(mesh.header.matrix);
+  int code = ReadText(source, how.tolerance, mesh, report);
+  if (code == stl_import::kOk) {
+    report.form = StlForm::kAscii;
+    report.end = source.Position().value_or(start) - start;
+  } else if (code != kTooManyFacets) {
+    code = source.Seek(start) ? ReadBinarySolid(source, how.accept_partial, how.tolerance, mesh, report)
+                              : stl_import::kNoHeader;
+    for (int latest = code; latest == stl_import::kOk;) {
+      const StlSolid& last = report.solids.back();
+      if (last.present == last.announced) report.end += BinaryStlSize(static_cast<uint64_t>(last.present));
+      Mesh solid;
+      solid.header.units = how.units;
+      latest = ReadBinarySolid(source, how.accept_partial, how.tolerance, solid, report);
+      if (latest == stl_import::kNoCount) report.solids.pop_back();  // other bytes behind the last solid
+      if (latest == stl_import::kOk)
+        detail::AppendMesh(mesh.header, mesh.vertices, mesh.triangles, solid.header, solid.vertices,
+                           solid.triangles);
+    }
+    if (code == stl_import::kOk && source.failed()) code = stl_import::kFacetsMissing;
+  }
+  if (code != stl_import::kOk) return StlError(code);
+  mesh.normals = MeshArray<VECTOR>::ForOverwrite(MeshView(mesh).triangles.size());
+  host::ExpectFilling(mesh.normals.get(), mesh.normals.size() * sizeof(VECTOR));
+  const Result<void> made = CalculateNormals(mesh, mesh.normals);
+  if (!made) return made.error();
+  return mesh;
+}
+
+Result<Mesh> ReadStlFile(const std::string& path, const StlReading& how, StlReport* report) {
+  const trq::detail::FileHandle file = trq::detail::OpenFile(path.c_str(), "rb");
+  if (!file) return Error{ErrorCode::kCannotOpen, {}, "cannot be opened", errno};
+  FileSource source(file.get());
+  return ReadStl(source, how, report);
+}
+
+}  // namespace trq::core
+
+int CTL::create(TriangleBAG& bag, float tolerance, int file_units, int) {
+  header.units = file_units;
+  Mesh mesh;
+  if (!BuildFromBag(bag, tolerance, mesh)) return -1;
+  Adopt(*this, mesh);
+  return 0;
+}
+
+int CTL::ascii_read(FILE* f, int file_units, float tolerance, int, int) {
+  if (!f) return -1;
+  FileSource source(f);
+  Mesh mesh;
+  StlReport report;
+  const int code = ReadText(source, tolerance, mesh, report);
+  if (code == kTooManyFacets) OverflowBag();
+  if (code != trq::stl_import::kNoHeader) header.units = file_units;
+  if (code != trq::stl_import::kOk) return -1;
+  Adopt(*this, mesh);
+  return 0;
 }
 
 int CTL::read_stl(FILE* f, int file_units, int* accept_partial, int extra1, float tolerance, int extra2) {
@@ -230,7 +340,21 @@ int CTL::read_stl(FILE* f, int file_units, int* accept_partial, int extra1, floa
     // Kept: text that fails is read as a binary file, also when it is a well-formed file of one facet.
     std::rewind(f);
   }
-  return ReadBinarySolid(*this, f, file_units, accept_partial && *accept_partial != 0, tolerance);
+  FileSource source(f);
+  Mesh mesh;
+  std::memcpy(mesh.header.stl_header, header.stl_header, sizeof header.stl_header);
+  StlReport report;
+  const int code = ReadBinarySolid(source, accept_partial && *accept_partial != 0, tolerance, mesh, report);
+  std::memcpy(header.stl_header, mesh.header.stl_header, sizeof header.stl_header);
+  if (code != trq::stl_import::kNoCount && !report.solids.empty()) {
+    if (const int64_t missing = report.solids[0].announced - report.solids[0].present; missing > 0)
+      AfxMessageBox(
+          ("Warning: " + std::to_string(missing) + " triangles are missing in the STL file.").c_str());
+  }
+  if (code == kTooManyFacets) OverflowBag();
+  if (code == trq::stl_import::kNotBuilt || code == trq::stl_import::kOk) header.units = file_units;
+  if (code == trq::stl_import::kOk) Adopt(*this, mesh);
+  return code;
 }
 
 int CTL::LoadSTLFile(FILE* f, int file_units, int* accept_partial, int, float, int) {

@@ -23,6 +23,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 #include <vector>
 
 namespace trq::detail {
@@ -59,7 +60,7 @@ const char* FindLineEnd(const char* p, const char* limit) {
 
 class LineReader {
  public:
-  explicit LineReader(std::FILE* f) : file_(f), buffer_(kBlock + kSlack) {}
+  explicit LineReader(core::ByteSource& source) : source_(source), buffer_(kBlock + kSlack) {}
 
   /// Where the next line begins, however long it is; null at the end. Valid until the next call of Next.
   const char* Peek() {
@@ -72,11 +73,13 @@ class LineReader {
     const std::size_t length = static_cast<std::size_t>(end + 1 - buffer_.data()) - next_;
     if (length > std::min(filled_ - next_, kLongestLine)) return false;
     next_ += length;
+    ++lines_;
     return true;
   }
 
   /// The next line, ended by '\n'; null at the end. Valid until the next call.
   const char* Next() {
+    ++lines_;
     const char* const begin = Peek();
     if (!begin) return nullptr;
     const std::size_t limit = std::min(filled_ - next_, kLongestLine);
@@ -91,22 +94,25 @@ class LineReader {
     next_ += limit;
     return unended_;
   }
+  /// Number of the line asked for last, from 1.
+  uint64_t line_number() const { return lines_; }
 
  private:
   std::size_t Refill() {
     const std::size_t left = filled_ - next_;
     std::memmove(buffer_.data(), buffer_.data() + next_, left);
     next_ = 0;
-    filled_ = left + std::fread(buffer_.data() + left, 1, kBlock - left, file_);
+    filled_ = left + source_.Read(buffer_.data() + left, kBlock - left);
     at_end_ = filled_ < kBlock;
     buffer_[filled_] = '\n';
     return filled_;
   }
 
-  std::FILE* file_;
+  core::ByteSource& source_;
   std::vector<char> buffer_;
   std::size_t next_ = 0;
   std::size_t filled_ = 0;
+  uint64_t lines_ = 0;
   bool at_end_ = false;
   char unended_[kLongestLine + kSlack] = {};
 };
@@ -277,34 +283,54 @@ bool ReadCorner(const char*& p, R_INT3& corner) {
   return true;
 }
 
-bool ReadCorner(LineReader& lines, R_INT3& corner) {
+/// On failure `error` gets the line and where it is wrong.
+bool ReadCorner(LineReader& lines, R_INT3& corner, std::optional<core::Error>& error) {
   const char* p = lines.Peek();
-  if (!p) return false;
-  if (ReadCorner(p, corner)) {
+  if (p && ReadCorner(p, corner)) {
     while (*p == ' ' || *p == '\r') ++p;
     if (*p == '\n' && lines.TakeIfItEndsAt(p)) return true;
   }
-  p = lines.Next();
-  return ReadCorner(p, corner);
+  const char* const line = lines.Next();
+  p = line;
+  if (line && ReadCorner(p, corner)) return true;
+  error.emplace();
+  error->code = line ? core::ErrorCode::kBadNumber : core::ErrorCode::kCutShort;
+  error->place.line = lines.line_number();
+  error->text = "the file ends";
+  if (line) {
+    error->place.column = static_cast<uint64_t>(p - line) + 1;
+    const char* end = line;
+    while (!AtTextEnd(end)) ++end;
+    error->text.assign(line, end);
+  }
+  return false;
 }
 
 }  // namespace
 
-bool ReadAsciiFacets(std::FILE* f, TriangleBAG& bag) {
-  LineReader lines(f);
+bool ReadAsciiFacets(core::ByteSource& source, TriangleBAG& bag, core::StlReport& report) {
+  LineReader lines(source);
   const char* line = lines.Next();
   if (!line || !HasToken(line)) return false;
   line = lines.Next();
   if (!line || !FirstTokenIs(line, "facet")) return false;
+  report.begins_as_text = true;
   R_TRIANGLE facet;
   while ((line = lines.Next()) != nullptr) {
     if (!FirstTokenIs(line, "outer")) continue;
     for (R_INT3& corner : facet.corner) {
-      if (!ReadCorner(lines, corner)) return false;
+      if (!ReadCorner(lines, corner, report.text_error)) {
+        report.text_error->place.item = static_cast<uint64_t>(bag.num());
+        return false;
+      }
+    }
+    if (bag.num() == core::kMostStlFacets) {
+      report.text_error = core::Error{core::ErrorCode::kTooLarge, {}, {}, 0};
+      return false;
     }
     bag.append(facet);
   }
-  return std::ferror(f) == 0;
+  return !source.failed();
 }
 
 // ---------------------------------------------------------------------------------------------------------

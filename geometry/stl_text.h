@@ -1,16 +1,16 @@
 /// The text form of STL files: reading its facets, and writing numbers as printf("%e") does.
 #pragma once
 
-#include <cstdio>
-
+#include "trq/core/stl.h"
 #include "trq/foundation.h"
 
 namespace trq::detail {
 
-/// Reads the facets of an ASCII STL file (docs/formats/stl.md) from the stream's position to its end into
-/// `bag`. False when the text is not an ASCII STL file or a facet lacks one of its nine numbers; facets read
-/// before that are in the bag then. Throws 9 as TriangleBAG::append does.
-bool ReadAsciiFacets(std::FILE* f, TriangleBAG& bag);
+/// Reads the facets of an ASCII STL file (docs/formats/stl.md) from the source's position to its end into
+/// `bag`. False when the text is not an ASCII STL file, a facet lacks one of its nine numbers, or there are
+/// more facets than one solid may have; `report` then says whether it begins as one and what is wrong. Facets
+/// read before that are in the bag.
+bool ReadAsciiFacets(core::ByteSource& source, TriangleBAG& bag, core::StlReport& report);
 
 /// Longest text of WriteScientific.
 constexpr int kScientificLength = 13;

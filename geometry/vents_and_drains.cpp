@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "geometry/mesh_access.h"
+#include "trq/geometry.h"
 
 namespace {
 
@@ -42,9 +42,9 @@ void CTL::FindVDTriangles(float m[][4]) {
   Empty(vents_and_drains.drain_triangles);
   if (!m) return;
 
-  const std::size_t count = trq::detail::UsedTriangles(*this);
-  for (std::size_t i = 0; i < count; ++i) {
-    const VECTOR normal = trq::detail::NormalAt(*this, i);
+  const trq::core::MeshView mesh = view();
+  for (std::size_t i = 0; i < mesh.triangles.size(); ++i) {
+    const VECTOR normal = mesh.Normal(i);
     double turned[3];
     for (int row = 0; row < 3; ++row) {
       turned[row] = static_cast<double>(m[row][0]) * normal.x + static_cast<double>(m[row][1]) * normal.y +

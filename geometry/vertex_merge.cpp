@@ -1,9 +1,9 @@
 // The idea: space is cut into cubic cells some tolerances wide, and a hash table finds the vertices of a
 // cell. Nearly every corner of a mesh repeats an earlier one exactly, and that one lies in the same cell: one
 // probe returns it. Only a point not seen before needs the tolerant search, and that ends after the same
-// probe unless the point has company in its cell or lies within a tolerance of the cell's border. In front of
-// the table, which is larger than the caches, stands a small one of the vertices used last; most corners
-// never get behind it. Those that do wait in a short queue while their part of the table is on its way.
+// probe unless the point has company in its cell or lies within a tolerance of the cell's border. The table
+// is larger than the caches: points are looked up in batches, the places of a whole batch being fetched at
+// once.
 //
 // Invariants that make this the same as walking the bucket chains of the merge table:
 // - Vertices never match each other: a point that an earlier vertex matches does not become one, and matching

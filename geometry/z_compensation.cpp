@@ -1,17 +1,23 @@
 #include <algorithm>
-#include <cstdio>
-#include <vector>
+#include <string_view>
+#include <utility>
 
 #include "geometry/facet_file.h"
 #include "geometry/mesh_access.h"
 #include "geometry/mesh_output.h"
+#include "trq/core/shell.h"
+#include "trq/core/stl.h"
 #include "trq/geometry.h"
 
 namespace {
 
+using trq::core::FileSink;
+using trq::detail::FacetWriter;
+
 // Kept: the application picks the file up under this name.
 constexpr char kFileName[] = "ChikiChikiBumBum.stl";
 constexpr char kWriting[] = "STL file write";
+constexpr std::string_view kStlText = trq::core::StlWriting().header;
 
 void CopyPoint(float to[3], const float from[3]) { std::copy(from, from + 3, to); }
 
@@ -60,41 +66,45 @@ int TheSegment::match(const float a[3], const float b[3], float d) const {
   return 0;
 }
 
-int CTL::ShiftTrianglesInZForZComp(float zcomp, int extra) {
-  const std::size_t count = trq::detail::UsedTriangles(*this);
-  std::vector<TheTriangle> bucket(count);
-  for (std::size_t i = 0; i < count; ++i) {
-    TheTriangle& record = bucket[i];
-    const VECTOR n = trq::detail::NormalAt(*this, i);
+void trq::core::WriteCompensatedStl(const MeshView& mesh, float height, ByteSink& sink) {
+  FacetWriter out(sink, mesh.triangles.size(), kStlText.data(), kStlText.size());
+  for (std::size_t i = 0; i < mesh.triangles.size(); ++i) {
+    const VECTOR n = mesh.Normal(i);
+    const float normal[3] = {n.x, n.y, n.z};
+    float corners[3][3];
     for (int k = 0; k < 3; ++k) {
-      CopyPoint(record.corners[k], trq::detail::Corner(*this, triangles_[i], k).data());
+      CopyPoint(corners[k], mesh.Corner(mesh.triangles[i], k));
+      // Kept: a z that is not a number faces down.
+      if (FacesDown(mesh, i)) corners[k][2] += height;
     }
-    record.normal[0] = n.x;
-    record.normal[1] = n.y;
-    record.normal[2] = n.z;
-    record.facet_index = static_cast<int32_t>(i);
-    // Kept: a z that is not a number faces down.
-    if (!(n.z >= 0)) {
-      for (float* const corner : record.corners) corner[2] += zcomp;
-    }
+    out.Add(normal, corners[0], corners[1], corners[2]);
   }
-  DumpZCompedSTL(bucket.data(), extra);
+}
+
+int CTL::ShiftTrianglesInZForZComp(float zcomp, int) {
+  if (trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, kFileName, "wb", kWriting)) {
+    FileSink sink(file.get());
+    trq::core::WriteCompensatedStl(view(), zcomp, sink);
+    trq::detail::CloseOnRecord(*this, std::move(file), kWriting);
+  }
   return 0;
 }
 
 int CTL::DumpZCompedSTL(TheTriangle* facets, int) {
-  const std::size_t count = trq::detail::UsedTriangles(*this);
+  const trq::core::MeshView mesh = view();
+  const std::size_t count = mesh.triangles.size();
   if (!facets && count > 0) return trq::mesh_io::kFailed;
   trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, kFileName, "wb", kWriting);
   if (!file) return trq::mesh_io::kFailed;
-  SaveSTLHeader(file.get(), static_cast<int>(count));
-  trq::detail::FacetWriter writer(file.get(), count);
-  for (std::size_t i = 0; i < count; ++i) {
-    const VECTOR n = trq::detail::NormalAt(*this, i);
-    const float normal[3] = {n.x, n.y, n.z};
-    writer.Add(normal, facets[i].corners[0], facets[i].corners[1], facets[i].corners[2]);
+  {
+    FileSink sink(file.get());
+    FacetWriter out(sink, count, kStlText.data(), kStlText.size());
+    for (std::size_t i = 0; i < count; ++i) {
+      const VECTOR n = mesh.Normal(i);
+      const float normal[3] = {n.x, n.y, n.z};
+      out.Add(normal, facets[i].corners[0], facets[i].corners[1], facets[i].corners[2]);
+    }
   }
-  writer.Flush();
   trq::detail::CloseOnRecord(*this, std::move(file), kWriting);
   return trq::mesh_io::kDone;
 }

@@ -45,7 +45,8 @@ BitGrid GridEval::footprint(const CTL& part, std::vector<uint16_t>& cells) const
     const R_INT4& triangle = triangles[t];
     const unsigned a = cell_of(triangle[0]), b = cell_of(triangle[1]), c = cell_of(triangle[2]);
     if ((a | b | c) & kOffGrid) {
-      mark_triangle(Corner(part, triangle, 0), Corner(part, triangle, 1), Corner(part, triangle, 2), grid);
+      const trq::core::MeshView mesh = part.view();
+      mark_triangle(Corner(mesh, triangle, 0), Corner(mesh, triangle, 1), Corner(mesh, triangle, 2), grid);
     } else if (a == b && b == c) {
       grid.rows[a >> 8] |= 1U << (a & 31);
     } else {

@@ -11,7 +11,7 @@
 
 namespace {
 
-using trq::detail::BytesRemaining;
+using trq::core::FileSource;
 using trq::detail::ClaimFits;
 using trq::detail::FileHandle;
 using trq::detail::ReadItems;
@@ -53,48 +53,52 @@ class PipeOf {
   std::thread writer_;
 };
 
-TEST(BytesRemaining, CountsFromTheStreamsPosition) {
+TEST(FileSource, CountsWhatRemainsFromTheStreamsPosition) {
   const FileHandle f = FileOf(Counting(5));
-  EXPECT_EQ(BytesRemaining(f.get()), 20u);
+  EXPECT_EQ(FileSource(f.get()).Remaining(), 20u);
   std::fgetc(f.get());  // the stream has read ahead, its position has not
-  EXPECT_EQ(BytesRemaining(f.get()), 19u);
+  EXPECT_EQ(FileSource(f.get()).Remaining(), 19u);
   std::fseek(f.get(), 0, SEEK_END);
-  EXPECT_EQ(BytesRemaining(f.get()), 0u);
+  EXPECT_EQ(FileSource(f.get()).Remaining(), 0u);
   std::fseek(f.get(), 100, SEEK_SET);
-  EXPECT_EQ(BytesRemaining(f.get()), 0u);
+  EXPECT_EQ(FileSource(f.get()).Remaining(), 0u);
 }
 
-TEST(BytesRemaining, IsNotKnownForAPipe) {
+TEST(FileSource, DoesNotKnowWhatRemainsOfAPipe) {
   PipeOf pipe(Counting(1));
-  EXPECT_FALSE(BytesRemaining(pipe.get()).has_value());
+  FileSource source(pipe.get());
+  EXPECT_FALSE(source.Remaining().has_value());
   std::vector<uint32_t> words;
-  EXPECT_EQ(ReadItems(pipe.get(), 1, words), 1u);
+  EXPECT_EQ(ReadItems(source, 1, words), 1u);
 }
 
 TEST(ClaimFits, ComparesAClaimWithTheBytesThatRemain) {
   const FileHandle f = FileOf(Counting(5));
-  EXPECT_TRUE(ClaimFits(f.get(), 5, 4));
-  EXPECT_FALSE(ClaimFits(f.get(), 6, 4));
-  EXPECT_TRUE(ClaimFits(f.get(), 1, 20));
-  EXPECT_FALSE(ClaimFits(f.get(), 1, 21));
-  EXPECT_TRUE(ClaimFits(f.get(), 0, 1000));
-  EXPECT_TRUE(ClaimFits(f.get(), 1000, 0));
-  EXPECT_FALSE(ClaimFits(f.get(), kHuge, 8));  // the product wraps round to 0
+  FileSource source(f.get());
+  EXPECT_TRUE(ClaimFits(source, 5, 4));
+  EXPECT_FALSE(ClaimFits(source, 6, 4));
+  EXPECT_TRUE(ClaimFits(source, 1, 20));
+  EXPECT_FALSE(ClaimFits(source, 1, 21));
+  EXPECT_TRUE(ClaimFits(source, 0, 1000));
+  EXPECT_TRUE(ClaimFits(source, 1000, 0));
+  EXPECT_FALSE(ClaimFits(source, kHuge, 8));  // the product wraps round to 0
 }
 
 TEST(ReadItems, ReadsTheItemsAskedForBehindThoseThere) {
   const FileHandle f = FileOf(Counting(5));
+  FileSource source(f.get());
   std::vector<uint32_t> words = {99};
-  EXPECT_EQ(ReadItems(f.get(), 3, words), 3u);
+  EXPECT_EQ(ReadItems(source, 3, words), 3u);
   EXPECT_EQ(words, std::vector<uint32_t>({99, 1, 2, 3}));
-  EXPECT_EQ(ReadItems(f.get(), 0, words), 0u);
+  EXPECT_EQ(ReadItems(source, 0, words), 0u);
   EXPECT_EQ(std::ftell(f.get()), 12);
 }
 
 TEST(ReadItems, AnswersTheWholeItemsOfAFileThatClaimsMore) {
   const FileHandle f = FileOf(Counting(5), 3);
+  FileSource source(f.get());
   std::vector<uint32_t> words;
-  EXPECT_EQ(ReadItems(f.get(), kHuge, words), 5u);
+  EXPECT_EQ(ReadItems(source, kHuge, words), 5u);
   EXPECT_EQ(words, Counting(5));
   EXPECT_LT(words.capacity(), 100u);
 }
@@ -103,16 +107,18 @@ TEST(ReadItems, ReadsAPipePiecewise) {
   for (std::size_t n :
        {std::size_t{0}, std::size_t{1}, std::size_t{16384}, std::size_t{16385}, std::size_t{200000}}) {
     PipeOf pipe(Counting(n), 2);
+    FileSource source(pipe.get());
     std::vector<uint32_t> words;
-    EXPECT_EQ(ReadItems(pipe.get(), kHuge, words), n);
+    EXPECT_EQ(ReadItems(source, kHuge, words), n);
     EXPECT_EQ(words, Counting(n));
   }
 }
 
 TEST(ReadItems, AnEmptyFileGivesNothing) {
   const FileHandle f = FileOf({});
+  FileSource source(f.get());
   std::vector<uint32_t> words;
-  EXPECT_EQ(ReadItems(f.get(), kHuge, words), 0u);
+  EXPECT_EQ(ReadItems(source, kHuge, words), 0u);
   EXPECT_TRUE(words.empty());
 }
 

@@ -6,6 +6,7 @@
 #include <random>
 
 #include "tests/support/rounds.h"
+#include "trq/slice_contours.h"
 
 namespace {
 

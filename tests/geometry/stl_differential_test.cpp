@@ -311,7 +311,9 @@ void ExpectSameText(std::string text) {
   const literal::AsciiFacets expected = literal::ReadAscii(literal_stream.get());
   const test_support::Stream stream = StreamInMemory(text);
   TriangleBAG bag;
-  ASSERT_EQ(trq::detail::ReadAsciiFacets(stream.get(), bag), expected.is_stl) << text;
+  trq::core::FileSource source(stream.get());
+  trq::core::StlReport report;
+  ASSERT_EQ(trq::detail::ReadAsciiFacets(source, bag, report), expected.is_stl) << text;
   ASSERT_EQ(static_cast<std::size_t>(bag.num()), expected.facets.size()) << text;
   for (int i = 0; i < bag.num(); ++i) {
     for (int k = 0; k < 9; ++k) {

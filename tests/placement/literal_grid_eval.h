@@ -55,8 +55,9 @@ class LiteralGridEval : public GRID_INDEX2 {
         BitGrid work;
         for (std::size_t t = 0; t < trq::detail::UsedTriangles(part); ++t) {
           const R_INT4& triangle = part.triangles()[t];
-          mark_triangle(trq::detail::Corner(part, triangle, 0), trq::detail::Corner(part, triangle, 1),
-                        trq::detail::Corner(part, triangle, 2), work);
+          mark_triangle(trq::detail::Corner(part.view(), triangle, 0),
+                        trq::detail::Corner(part.view(), triangle, 1),
+                        trq::detail::Corner(part.view(), triangle, 2), work);
         }
         footprints[slot(components, r)] = work;
         valid[slot(components, r)] = 1;

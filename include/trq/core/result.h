@@ -22,6 +22,7 @@ enum class ErrorCode : int {
   kBadNumber,       ///< a number that is missing, not one, or outside what is allowed
   kBadName,         ///< a name, key or index that stands for nothing
   kBadSum,          ///< a stored checksum that differs from the computed one
+  kNoSurface,       ///< facets of which no two share a corner
   kTooLarge,        ///< more than the format or the library takes
   kUnsupported,     ///< a request that does not apply to these values
 };
