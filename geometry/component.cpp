@@ -4,6 +4,8 @@
 #include "host/file_services.h"
 #include "trq/geometry.h"
 
+using namespace trq::detail;
+
 namespace {
 
 constexpr double kInchesPerMillimetre = 0.03937008;
@@ -49,7 +51,7 @@ void COMPONENT::make_extents_current() {
 
 int COMPONENT::file_read(const char* path) {
   // Kept: a directory opens where the system lets it; fp_read then says what it misses.
-  const trq::detail::FileHandle file(std::fopen(trq::host::SystemPath(path).str().c_str(), "rb"));
+  const FileHandle file(std::fopen(trq::host::SystemPath(path).str().c_str(), "rb"));
   extents_valid = 0;
   if (!file || fp_read(file.get()) == trq::component_io::kFailed) return trq::component_io::kFailed;
   name(path);
@@ -57,9 +59,9 @@ int COMPONENT::file_read(const char* path) {
 }
 
 int COMPONENT::file_write(CString path) {
-  trq::detail::FileHandle file = trq::detail::OpenFile(path, "wb");
+  FileHandle file = OpenFile(path, "wb");
   if (!file || fp_write(file.get()) == trq::component_io::kFailed) return trq::component_io::kFailed;
-  return trq::detail::CloseChecked(std::move(file)) ? trq::component_io::kOk : trq::component_io::kFailed;
+  return CloseChecked(std::move(file)) ? trq::component_io::kOk : trq::component_io::kFailed;
 }
 
 void COMPONENT::get_min(float* x, float* y, float* z) {

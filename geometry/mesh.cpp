@@ -6,6 +6,8 @@
 #include "geometry/mesh_measure.h"
 #include "trq/geometry.h"
 
+using namespace trq::detail;
+
 namespace {
 
 constexpr double kRadiansPerDegree = 0.017453292;
@@ -98,7 +100,7 @@ void CTL::SetUnits(int code) {
 
 void CTL::translate(float dx, float dy, float dz) {
   const float offset[3] = {dx, dy, dz};
-  const std::size_t count = trq::detail::UsedVertices(*this);
+  const std::size_t count = UsedVertices(*this);
   for (std::size_t i = 0; i < count; ++i) {
     for (int k = 0; k < 3; ++k) vertices_[i][k] += offset[k];
   }
@@ -110,7 +112,7 @@ void CTL::translate(float dx, float dy, float dz) {
 
 void CTL::scale(float sx, float sy, float sz) {
   const float factor[3] = {sx, sy, sz};
-  const std::size_t count = trq::detail::UsedVertices(*this);
+  const std::size_t count = UsedVertices(*this);
   for (std::size_t i = 0; i < count; ++i) {
     for (int k = 0; k < 3; ++k) vertices_[i][k] *= factor[k];
   }
@@ -123,7 +125,7 @@ void CTL::scale(float sx, float sy, float sz) {
 
 void CTL::rotateX(float degrees) {
   const Turn turn(degrees);
-  const std::size_t count = trq::detail::UsedVertices(*this);
+  const std::size_t count = UsedVertices(*this);
   for (std::size_t i = 0; i < count; ++i) {
     PbVec3f& vertex = vertices_[i];
     const double y = vertex[1];
@@ -137,7 +139,7 @@ void CTL::rotateX(float degrees) {
 
 void CTL::rotateY(float degrees) {
   const Turn turn(degrees);
-  const std::size_t count = trq::detail::UsedVertices(*this);
+  const std::size_t count = UsedVertices(*this);
   for (std::size_t i = 0; i < count; ++i) {
     PbVec3f& vertex = vertices_[i];
     const double x = vertex[0];
@@ -152,7 +154,7 @@ void CTL::rotateY(float degrees) {
 
 void CTL::rotateZ(float degrees) {
   const Turn turn(degrees);
-  const std::size_t count = trq::detail::UsedVertices(*this);
+  const std::size_t count = UsedVertices(*this);
   for (std::size_t i = 0; i < count; ++i) {
     PbVec3f& vertex = vertices_[i];
     const double x = vertex[0];
@@ -165,11 +167,11 @@ void CTL::rotateZ(float degrees) {
 }
 
 void CTL::eliminate_degenerates() {
-  int32_t count = static_cast<int32_t>(trq::detail::UsedTriangles(*this));
+  int32_t count = static_cast<int32_t>(UsedTriangles(*this));
   if (count == 0) return;
   for (int32_t i = 0; i < count;) {
     R_INT4& triangle = nth(i);
-    if (trq::detail::NamesAVertexTwice(triangle)) {
+    if (NamesAVertexTwice(triangle)) {
       triangle = nth(--count);
     } else {
       ++i;

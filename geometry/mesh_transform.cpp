@@ -10,15 +10,9 @@
 #include "geometry/placed_points.h"
 #include "trq/geometry.h"
 
-namespace {
+using namespace trq::detail;
 
-using trq::detail::IndexEnd;
-using trq::detail::MovedIndex;
-using trq::detail::RoomOf;
-using trq::detail::UsedTriangles;
-using trq::detail::UsedVertices;
-
-}  // namespace
+namespace {}  // namespace
 
 // Uses are counted first and then applied vertex by vertex: the applications to one vertex do not depend on
 // any other, and one pass over the vertices replaces three far writes a triangle.
@@ -32,11 +26,11 @@ void CTL::truncateVertices() {
       if (index < vertex_count) {
         ++uses[index];
       } else if (index < vertices_.size()) {
-        trq::detail::SnapPoint(vertices_[index].data(), 1);  // a vertex of the room
+        SnapPoint(vertices_[index].data(), 1);  // a vertex of the room
       }
     }
   }
-  for (std::size_t i = 0; i < vertex_count; ++i) trq::detail::SnapPoint(vertices_[i].data(), uses[i]);
+  for (std::size_t i = 0; i < vertex_count; ++i) SnapPoint(vertices_[i].data(), uses[i]);
 }
 
 void CTL::copy(CTL* dst) {
@@ -83,7 +77,7 @@ void trq::detail::AppendMesh(CTL_HEADER& header, MeshArray<PbVec3f>& vertices, M
 
 void CTL::combine(CTL* other) {
   if (!other) return;
-  trq::detail::AppendMesh(header, vertices_, triangles_, other->header, other->vertices_, other->triangles_);
+  AppendMesh(header, vertices_, triangles_, other->header, other->vertices_, other->triangles_);
   extents_valid = 0;
 }
 
@@ -123,14 +117,14 @@ void CTL::mirror(CTL* dst, int axis, int mm_to_inch, float offset, COMPONENT_INF
   if (mirrors) {
     float matrix[4][4];
     for (int i = 0; i < 16; ++i) matrix[i / 4][i % 4] = R[i];
-    const trq::detail::PlacedPoints placed(matrix, mm_to_inch);
+    const PlacedPoints placed(matrix, mm_to_inch);
     for (std::size_t i = 0; i < vertex_count; ++i) {
       PbVec3f p = placed.Point(vertices[i]);
       p[a] = static_cast<float>(plane - p[a]);
       vertices[i] = p;
     }
   }
-  const std::size_t turned = trq::detail::UsedCount(words[0], triangle_count);
+  const std::size_t turned = UsedCount(words[0], triangle_count);
   for (std::size_t i = 0; i < turned; ++i) std::swap(triangles[i][0], triangles[i][1]);
 
   dst->header.num_vertices = header.num_vertices;

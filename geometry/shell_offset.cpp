@@ -17,12 +17,11 @@
 #include "trq/core/shell.h"
 #include "trq/geometry.h"
 
+using namespace trq::detail;
+
 namespace {
 
 using trq::core::MeshView;
-using trq::detail::Bounds;
-using trq::detail::Corner;
-using trq::detail::FacetTree;
 
 constexpr char kStlName[] = "shellstl.stl";
 constexpr char kReportName[] = "ctlshell.txt";
@@ -207,7 +206,7 @@ class PushValidator {
     // A vertex, direction or distance that is not finite crosses nothing: where the push meets a plane is not
     // a number then, or at its very start. For the same reason the tree needs no triangles that are not
     // finite.
-    if (!trq::detail::IsFinite(reach)) return distance;
+    if (!IsFinite(reach)) return distance;
     Push push(mesh_.vertices[vertex], direction, distance);
     tree_.Find(reach, candidates_);
     for (const uint32_t i : candidates_) push.HalveWhileCrossing(mesh_, mesh_.triangles[i]);
@@ -337,10 +336,10 @@ MeshView ShellOf(const CTL& mesh) {
 
 /// Kept: always 1.
 int SaveShellStl(CTL& mesh, trq::Span<const PbVec3f> shell) {
-  if (trq::detail::FileHandle file = trq::detail::CreateOnRecord(mesh, kStlName, "wb", kWriting)) {
+  if (FileHandle file = CreateOnRecord(mesh, kStlName, "wb", kWriting)) {
     trq::core::FileSink sink(file.get());
     trq::core::WriteMeshAndShell(mesh.view(), shell, sink);
-    trq::detail::CloseOnRecord(mesh, std::move(file), kWriting);
+    CloseOnRecord(mesh, std::move(file), kWriting);
   }
   return 1;
 }
@@ -348,7 +347,7 @@ int SaveShellStl(CTL& mesh, trq::Span<const PbVec3f> shell) {
 void AppendTriple(std::string& text, const char* label, double x, double y, double z) {
   text += label;
   for (const double v : {x, y, z}) {
-    trq::detail::AppendComputed(text, v);
+    AppendComputed(text, v);
     text += ' ';
   }
   text += '\n';
@@ -441,13 +440,12 @@ int CTL::MergeShellAndCTLintoCTL() {
   const std::size_t vertex_count = view().vertex_count;
   const std::size_t triangle_count = view().triangles.size();
   if (2 * vertex_count > INT_MAX || 2 * triangle_count > INT_MAX) throw std::bad_alloc();
-  trq::MeshArray<PbVec3f> vertices =
-      vertices_.Clone(vertex_count, vertex_count + trq::detail::RoomOf(view()));
+  trq::MeshArray<PbVec3f> vertices = vertices_.Clone(vertex_count, vertex_count + RoomOf(view()));
   for (std::size_t i = 0; i < vertex_count; ++i) vertices[vertex_count + i] = shell_vertices_[i];
   trq::MeshArray<R_INT4> triangles = triangles_.Clone(triangle_count, 2 * triangle_count);
   for (std::size_t i = 0; i < triangle_count; ++i) {
     R_INT4 triangle = triangles_[i];
-    for (int k = 0; k < 3; ++k) triangle[k] = trq::detail::MovedIndex(triangles_[i][2 - k], vertex_count);
+    for (int k = 0; k < 3; ++k) triangle[k] = MovedIndex(triangles_[i][2 - k], vertex_count);
     triangles[triangle_count + i] = triangle;
   }
   vertices_ = std::move(vertices);
@@ -461,7 +459,7 @@ int CTL::MergeShellAndCTLintoCTL() {
 
 int CTL::dumpshell() {
   if (!HasShell(*this)) return 1;
-  trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, kReportName, "wb", kWriting);
+  FileHandle file = CreateOnRecord(*this, kReportName, "wb", kWriting);
   if (!file) return 1;
   const MeshView shell = ShellOf(*this);
   const std::size_t count = shell.triangles.size();
@@ -483,6 +481,6 @@ int CTL::dumpshell() {
   }
   text += "End of offsetted shell file \n";
   std::fwrite(text.data(), 1, text.size(), file.get());
-  trq::detail::CloseOnRecord(*this, std::move(file), kWriting);
+  CloseOnRecord(*this, std::move(file), kWriting);
   return 1;
 }

@@ -6,6 +6,8 @@
 #include "geometry/placed_points.h"
 #include "trq/slice_contours.h"
 
+using namespace trq::detail;
+
 namespace {
 
 constexpr std::size_t kFirstBlock = 64;       // floats
@@ -13,13 +15,13 @@ constexpr std::size_t kLargestBlock = 16384;  // floats; longer boundaries get a
 
 /// The move of slc::mirror: through a placement matrix and a reflection plane.
 struct Reflection {
-  trq::detail::PlacedPoints placed;
+  PlacedPoints placed;
   int coordinate;     // reflected: 0 x, 1 y, 2 z
   double plane_term;  // the reflected coordinate c becomes plane_term - c
 
   PbVec3f Apply(float x, float y, float z) {
     PbVec3f point = placed.Point(PbVec3f(x, y, z));
-    point[coordinate] = trq::detail::CanonicalNan(static_cast<float>(plane_term - point[coordinate]));
+    point[coordinate] = CanonicalNan(static_cast<float>(plane_term - point[coordinate]));
     return point;
   }
 };
@@ -158,7 +160,7 @@ void slc::mirror(slc* target, int axis, int unit, float offset, COMPONENT_INFO* 
     }
     float matrix[4][4];
     std::memcpy(matrix, from.placement(), sizeof matrix);
-    Reflection reflection{trq::detail::PlacedPoints(matrix, unit), a, 2.0 * from.placement()[22 + a] + shift};
+    Reflection reflection{PlacedPoints(matrix, unit), a, 2.0 * from.placement()[22 + a] + shift};
     for (trq::SlcLayer& layer : target->layers) Reflect(layer, reflection);
   }
   target_component->record = placement;

@@ -27,6 +27,8 @@
 #include "trq/core/stl.h"
 #include "trq/geometry.h"
 
+using namespace trq::detail;
+
 namespace {
 
 using trq::core::ByteSink;
@@ -35,11 +37,6 @@ using trq::core::FileSource;
 using trq::core::kStlHeaderSize;
 using trq::core::MeshView;
 using trq::core::StlWriting;
-using trq::detail::BlockWriter;
-using trq::detail::CanonicalNan;
-using trq::detail::FacetWriter;
-using trq::detail::PlacedPoints;
-using trq::detail::StoreLittle32;
 
 constexpr std::size_t kCountCrcAt = 76;  // in the header, its last four bytes
 constexpr std::size_t kRecordSize = trq::core::kStlFacetSize;
@@ -156,16 +153,16 @@ char* WriteText(char* out, const char* text) {
 
 char* WriteNumbers(char* out, float x, float y, float z) {
   *out++ = ' ';
-  out = trq::detail::WriteScientific(out, x);
+  out = WriteScientific(out, x);
   *out++ = ' ';
-  out = trq::detail::WriteScientific(out, y);
+  out = WriteScientific(out, y);
   *out++ = ' ';
-  out = trq::detail::WriteScientific(out, z);
+  out = WriteScientific(out, z);
   *out++ = '\n';
   return out;
 }
 
-constexpr std::size_t kFacetText = 12 * (trq::detail::kScientificLength + 1) + 160;  // at most
+constexpr std::size_t kFacetText = 12 * (kScientificLength + 1) + 160;  // at most
 
 void WriteTextFacet(BlockWriter& out, const PbVec3f& normal, const float* const corners[3]) {
   static_assert(kFacetText <= BlockWriter::kLargestPiece, "a facet's text fits");
@@ -201,7 +198,7 @@ constexpr char kWriting[] = "STL file write";
 
 /// Kept: the code tells about creating only; a failed write is on record in the mesh.
 int SaveStl(CTL& mesh, const char* path, const StlWriting& how) {
-  trq::detail::FileHandle file = trq::detail::CreateOnRecord(mesh, path, "wb", kWriting);
+  FileHandle file = CreateOnRecord(mesh, path, "wb", kWriting);
   if (!file) {
     AfxMessageBox(kNotSaved);
     return trq::mesh_io::kFailed;
@@ -209,7 +206,7 @@ int SaveStl(CTL& mesh, const char* path, const StlWriting& how) {
   FileSink sink(file.get());
   // The closing tells of a failure.
   static_cast<void>(trq::core::WriteStl(mesh.view(), how, sink));
-  trq::detail::CloseOnRecord(mesh, std::move(file), kWriting);
+  CloseOnRecord(mesh, std::move(file), kWriting);
   return trq::mesh_io::kDone;
 }
 
@@ -228,16 +225,16 @@ struct StlFile {
 
 /// False when the file cannot be read or holds fewer records than it says.
 bool ReadStlFile(const trq::host::SystemPath& path, StlFile& stl) {
-  const trq::detail::FileHandle file = trq::detail::OpenFile(path, "rb");
+  const FileHandle file = OpenFile(path, "rb");
   if (!file || std::fread(stl.header, 1, kStlHeaderSize, file.get()) < kStlHeaderSize ||
       std::fread(stl.count, 1, sizeof stl.count, file.get()) < sizeof stl.count)
     return false;
-  const int32_t count = static_cast<int32_t>(trq::detail::LoadLittle32(stl.count));
+  const int32_t count = static_cast<int32_t>(LoadLittle32(stl.count));
   if (count < 0) return false;
   const uint64_t size = static_cast<uint64_t>(count) * kRecordSize;
   FileSource source(file.get());
-  return trq::detail::ClaimFits(source, static_cast<uint64_t>(count), kRecordSize) &&
-         trq::detail::ReadItems(source, size, stl.records) == size;
+  return ClaimFits(source, static_cast<uint64_t>(count), kRecordSize) &&
+         ReadItems(source, size, stl.records) == size;
 }
 
 }  // namespace
@@ -312,12 +309,12 @@ int CTL::crcSTLFile(const char* path) {
     std::memcpy(stl.header + text.size(), digits.data(),
                 std::min(digits.size(), kStlHeaderSize - text.size()));
   }
-  trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, name, "wb", kWriting);
+  FileHandle file = CreateOnRecord(*this, name, "wb", kWriting);
   if (!file) return 0;
   std::fwrite(stl.header, 1, kStlHeaderSize, file.get());
   std::fwrite(stl.count, 1, sizeof stl.count, file.get());
   if (!stl.records.empty()) std::fwrite(stl.records.data(), 1, stl.records.size(), file.get());
-  trq::detail::CloseOnRecord(*this, std::move(file), kWriting);
+  CloseOnRecord(*this, std::move(file), kWriting);
   return 0;
 }
 

@@ -18,6 +18,8 @@
 #include "trq/core/stl.h"
 #include "trq/geometry.h"
 
+using namespace trq::detail;
+
 namespace {
 
 using trq::core::ByteSource;
@@ -90,7 +92,7 @@ class MeshBuilder {
  private:
   trq::MeshArray<PbVec3f> vertices_;
   trq::MeshArray<R_INT4> triangles_;
-  trq::detail::VertexMerger merger_;
+  VertexMerger merger_;
   std::size_t facets_added_ = 0;
   int32_t answers_[3 * kRecordsAtOnce];
 };
@@ -109,8 +111,8 @@ class RecordReader {
     for (std::size_t i = 0; i < count; ++i, record += kStlFacetSize) {
       for (std::size_t k = 0; k < 9; ++k)
         facets.corners[3 * i + k / 3][static_cast<int>(k % 3)] =
-            trq::detail::LoadLittleFloat(record + kFirstCorner + 4 * k);
-      facets.attributes[i] = static_cast<int16_t>(trq::detail::LoadLittle16(record + kAttribute));
+            LoadLittleFloat(record + kFirstCorner + 4 * k);
+      facets.attributes[i] = static_cast<int16_t>(LoadLittle16(record + kAttribute));
     }
     left_ = count < wanted ? 0 : left_ - count;
     return count;
@@ -186,7 +188,7 @@ int ReadBinarySolid(ByteSource& source, bool accept_partial, float tolerance, Me
   if (source.Read(mesh.header.stl_header, kStlHeaderSize) < kStlHeaderSize) return trq::stl_import::kNoHeader;
   unsigned char count_bytes[4] = {};
   const bool counted = source.Read(count_bytes, sizeof count_bytes) == sizeof count_bytes;
-  const int32_t claimed = static_cast<int32_t>(trq::detail::LoadLittle32(count_bytes));
+  const int32_t claimed = static_cast<int32_t>(LoadLittle32(count_bytes));
   StlSolid& solid = report.solids.emplace_back();
   solid.announced = claimed;
   if (!counted || claimed <= 0) return trq::stl_import::kNoCount;
@@ -217,7 +219,7 @@ int ReadBinarySolid(ByteSource& source, bool accept_partial, float tolerance, Me
 /// ASCII to the end of the source.
 int ReadText(ByteSource& source, float tolerance, Mesh& mesh, StlReport& report) {
   TriangleBAG bag(kBagBlocks, kBagBlockSize);
-  if (!trq::detail::ReadAsciiFacets(source, bag, report)) {
+  if (!ReadAsciiFacets(source, bag, report)) {
     const bool too_many = report.text_error && report.text_error->code == trq::core::ErrorCode::kTooLarge;
     return too_many ? kTooManyFacets : trq::stl_import::kNoHeader;
   }
@@ -301,7 +303,7 @@ Result<Mesh> ReadStl(ByteSource& source, const StlReading& how, StlReport* told)
 }
 
 Result<Mesh> ReadStlFile(const std::string& path, const StlReading& how, StlReport* report) {
-  const trq::detail::FileHandle file = trq::detail::OpenFile(path.c_str(), "rb");
+  const FileHandle file = OpenFile(path.c_str(), "rb");
   if (!file) return Error{ErrorCode::kCannotOpen, {}, "cannot be opened", errno};
   FileSource source(file.get());
   return ReadStl(source, how, report);
@@ -374,13 +376,13 @@ int CTL::approximate(int target_triangles) {
   if (target_triangles >= header.num_triangles) return 0;
   const float tolerance =
       static_cast<float>(std::sqrt(static_cast<double>(area()) / static_cast<double>(target_triangles)));
-  const std::size_t old_count = trq::detail::UsedVertices(*this);
-  const std::size_t triangle_count = trq::detail::UsedTriangles(*this);
+  const std::size_t old_count = UsedVertices(*this);
+  const std::size_t triangle_count = UsedTriangles(*this);
   // Indices beyond the vertices name zeroed room, and still do afterwards.
-  const std::size_t index_end = trq::detail::IndexEnd(triangles_.get(), triangle_count);
-  trq::MeshArray<PbVec3f> representatives(trq::detail::VertexRoom(old_count, index_end, vertices_.size()));
+  const std::size_t index_end = IndexEnd(triangles_.get(), triangle_count);
+  trq::MeshArray<PbVec3f> representatives(VertexRoom(old_count, index_end, vertices_.size()));
   std::vector<int32_t> answers(old_count);
-  trq::detail::VertexMerger merger(tolerance, static_cast<int32_t>(old_count), representatives.get());
+  VertexMerger merger(tolerance, static_cast<int32_t>(old_count), representatives.get());
   merger.Add(vertices_.get(), old_count, answers.data());
   merger.Finish();
   for (std::size_t i = 0; i < triangle_count; ++i) {

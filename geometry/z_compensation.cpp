@@ -9,10 +9,11 @@
 #include "trq/core/stl.h"
 #include "trq/geometry.h"
 
+using namespace trq::detail;
+
 namespace {
 
 using trq::core::FileSink;
-using trq::detail::FacetWriter;
 
 // Kept: the application picks the file up under this name.
 constexpr char kFileName[] = "ChikiChikiBumBum.stl";
@@ -82,10 +83,10 @@ void trq::core::WriteCompensatedStl(const MeshView& mesh, float height, ByteSink
 }
 
 int CTL::ShiftTrianglesInZForZComp(float zcomp, int) {
-  if (trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, kFileName, "wb", kWriting)) {
+  if (FileHandle file = CreateOnRecord(*this, kFileName, "wb", kWriting)) {
     FileSink sink(file.get());
     trq::core::WriteCompensatedStl(view(), zcomp, sink);
-    trq::detail::CloseOnRecord(*this, std::move(file), kWriting);
+    CloseOnRecord(*this, std::move(file), kWriting);
   }
   return 0;
 }
@@ -94,7 +95,7 @@ int CTL::DumpZCompedSTL(TheTriangle* facets, int) {
   const trq::core::MeshView mesh = view();
   const std::size_t count = mesh.triangles.size();
   if (!facets && count > 0) return trq::mesh_io::kFailed;
-  trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, kFileName, "wb", kWriting);
+  FileHandle file = CreateOnRecord(*this, kFileName, "wb", kWriting);
   if (!file) return trq::mesh_io::kFailed;
   {
     FileSink sink(file.get());
@@ -105,13 +106,13 @@ int CTL::DumpZCompedSTL(TheTriangle* facets, int) {
       out.Add(normal, facets[i].corners[0], facets[i].corners[1], facets[i].corners[2]);
     }
   }
-  trq::detail::CloseOnRecord(*this, std::move(file), kWriting);
+  CloseOnRecord(*this, std::move(file), kWriting);
   return trq::mesh_io::kDone;
 }
 
 int CTL::DumpTheUpBucketIntoMainBucket(int n, TheTriangle* up, TheTriangle* main) {
   if (!up || !main) return 0;
-  const std::size_t count = trq::detail::UsedTriangles(*this);
+  const std::size_t count = UsedTriangles(*this);
   for (int i = 0; i < n; ++i) {
     TheTriangle* const record = RecordAt(main, up[i].facet_index, count);
     if (!record) continue;
@@ -122,7 +123,7 @@ int CTL::DumpTheUpBucketIntoMainBucket(int n, TheTriangle* up, TheTriangle* main
 
 int CTL::TrimDownfacingTriangles(int nsegments, TheTriangle* main, TheSegment* segments, float) {
   if (!main || !segments) return 0;
-  const std::size_t count = trq::detail::UsedTriangles(*this);
+  const std::size_t count = UsedTriangles(*this);
   // A group needs its second edge: a last group of a single edge is not there.
   for (int i = 0; i < nsegments - 1; i += 3) {
     const TheSegment& first = segments[i];
