@@ -194,6 +194,13 @@ void WriteBinaryFacets(const MeshView& mesh, const StlWriting& how, FacetWriter&
   });
 }
 
+trq::core::Result<void> Written(const ByteSink& sink) {
+  if (sink.failed()) {
+    return trq::core::Error{trq::core::ErrorCode::kWriteFailed, {}, "could not be written completely", errno};
+  }
+  return {};
+}
+
 constexpr char kWriting[] = "STL file write";
 
 /// Kept: the code tells about creating only; a failed write is on record in the mesh.
@@ -246,8 +253,22 @@ trq::core::Result<void> trq::core::WriteStl(const MeshView& mesh, const StlWriti
     FacetWriter out(sink, mesh.triangles.size(), how.header.data(), how.header.size());
     WriteBinaryFacets(mesh, how, out);
   }
-  if (sink.failed()) return Error{ErrorCode::kWriteFailed, {}, "could not be written completely", errno};
-  return {};
+  return Written(sink);
+}
+
+trq::core::Result<void> trq::core::WriteStlHead(std::uint32_t facet_count, const StlWriting& how,
+                                                ByteSink& sink) {
+  FacetWriter(sink, 0).WriteHead(how.header.data(), how.header.size(), facet_count);
+  return Written(sink);
+}
+
+trq::core::Result<void> trq::core::WriteStlFacets(const MeshView& mesh, const StlWriting& how,
+                                                  ByteSink& sink) {
+  {
+    FacetWriter out(sink, mesh.triangles.size());
+    WriteBinaryFacets(mesh, how, out);
+  }
+  return Written(sink);
 }
 
 int CTL::SaveSTLHeader(FILE* f, int count) {

@@ -9,8 +9,11 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
+
+#include "trq/core/bytes.h"
 
 #include "cli/interrupt.h"
 
@@ -56,8 +59,16 @@ class OutputFolder {
   const std::string& path() const { return temporary_.path(); }
   std::string PathOf(const std::string& name) const { return path() + "/" + name; }
   void MakeFolder(const std::string& name);
+  /// Size and SHA-256 of a file of the folder, taken from the bytes as they were written.
+  struct Written {
+    std::uint64_t size = 0;
+    std::string sha256;
+  };
   /// Writes a file of the folder and reads it back.
-  void WriteFile(const std::string& name, std::string_view bytes);
+  Written WriteFile(const std::string& name, std::string_view bytes);
+  /// Writes a file of the folder piece by piece: `write` puts its bytes into a sink. That all of them arrived
+  /// is seen from the file's size.
+  Written WriteFile(const std::string& name, const std::function<void(trq::core::ByteSink&)>& write);
   /// Flushes everything and gives the folder its final name. May be called once.
   void Commit();
 

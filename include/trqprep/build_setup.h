@@ -6,7 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "trq/setup.h"
+#include "trq/core/mesh.h"
+#include "trq/recoat.h"
+#include "trq/styles.h"
 #include "trqprep/check_styles.h"
 #include "trqprep/plate.h"
 
@@ -20,6 +22,9 @@ struct BuildStyleFile {
   std::string bytes;  ///< the upgraded file with its checksum
   std::string csv;
   std::string damage;  ///< text of its STYLE-CRC finding; empty when there is none
+  // The style of the file's kind, as `bytes` holds it; the other one is a new style.
+  KVBUILDSTYLE build;
+  KVRECOATSTYLE recoat;
   std::int32_t crc() const;
 };
 
@@ -44,12 +49,6 @@ struct PartSetup {
   float z_compensation = 0;  ///< height of the compensated layers
 };
 
-/// A piece's area and volume through its placement, in the plate's unit.
-struct PieceMeasures {
-  float area = 0;
-  float volume = 0;
-};
-
 /// A finding, and the file of the build folder that it speaks of.
 struct BuildFinding {
   Message message;
@@ -58,11 +57,10 @@ struct BuildFinding {
 
 struct BuildSetup {
   std::vector<BuildStyleFile> styles;
-  PLATFORM platform;
   std::vector<StackedStyle> recoat;
-  std::vector<PartSetup> parts;         ///< one a part of the plate
-  std::vector<PieceMeasures> measures;  ///< one a piece
-  std::vector<BuildFinding> findings;   ///< of parts, styles and stacks
+  std::vector<PartSetup> parts;                    ///< one a part of the plate
+  std::vector<trq::core::AreaAndVolume> measures;  ///< of each piece, in the plate's unit
+  std::vector<BuildFinding> findings;              ///< of parts, styles and stacks
 
   /// The style file that was asked for by `path`.
   const BuildStyleFile& FileFor(const std::string& path, StyleKind kind) const;
@@ -81,8 +79,5 @@ std::string PartFileName(const PlatePart& part);
 /// Reads the styles of a placed plate, checks parts and styles, and stacks the styles. Exit 3 for a file that
 /// is no style. Says what it finds.
 std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, const Plate& plate);
-
-/// A model of a piece: the part's mesh with the piece's placement as current matrix.
-std::unique_ptr<MODEL> PieceModel(const Plate& plate, const Piece& piece);
 
 }  // namespace trqprep

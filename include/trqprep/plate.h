@@ -64,10 +64,10 @@ std::string Stem(const std::string& path);
 /// How far pieces may reach into each other or out of the vat: a contact, in `units`.
 double ContactIn(Units units);
 
-/// The placed mesh of a piece, with normals, labelled with the plate's unit.
-std::unique_ptr<CTL> PieceMesh(const Plate& plate, const Piece& piece);
-/// All pieces in one mesh.
-std::unique_ptr<CTL> PlateMesh(const Plate& plate);
+/// The placed mesh of a piece, without normals; the plate keeps its arrays.
+trq::core::MeshView PieceView(const Plate& plate, const Piece& piece);
+/// Of all pieces.
+std::int64_t FacetCount(const Plate& plate);
 
 /// What the plate holds, as build.json and `place --json` say it; nothing about outputs.
 Json DescribePlate(const Plate& plate);

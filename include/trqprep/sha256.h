@@ -1,6 +1,8 @@
 /// SHA-256 of bytes and files, as 64 hexadecimal digits.
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -9,5 +11,17 @@ namespace trqprep {
 std::string Sha256(std::string_view bytes);
 /// Of a whole file; a file that cannot be read ends the command (exit 3).
 std::string Sha256OfFile(const std::string& path);
+
+/// Of bytes that come in pieces.
+class Sha256Digest {
+ public:
+  Sha256Digest();
+  void Add(std::string_view bytes);
+  /// Of all that was added; the digest starts anew.
+  std::string Hex();
+
+ private:
+  alignas(8) std::array<unsigned char, 128> state_;  // a sha256_ctx
+};
 
 }  // namespace trqprep

@@ -1,14 +1,15 @@
 #include "trqprep/build_folder.h"
 
-#include <sys/stat.h>
-
-#include <cerrno>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
 
 #include "cli/command.h"
+#include "trq/core/ctl.h"
+#include "trq/core/stl.h"
+#include "trq/setup.h"
 #include "trqprep/job_file.h"
-#include "trqprep/mesh_writer.h"
 #include "trqprep/plate_svg.h"
 #include "trqprep/sha256.h"
 #include "trqprep/vents_file.h"
@@ -16,36 +17,22 @@
 namespace trqprep {
 namespace {
 
-// Writes a mesh into the folder and makes sure that all of it arrived.
-void WriteMeshFile(Observer& observer, CTL& mesh, MeshFormat format, const OutputFolder& folder,
-                   const std::string& name) {
-  observer.current_file = name;
-  const std::string path = folder.PathOf(name);
-  const std::optional<std::uint64_t> size = WriteMeshTo(mesh, path, format);
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0 || (size && static_cast<std::uint64_t>(status.st_size) != *size)) {
-    Fail(ExitCode::kOutput, Message("OUTPUT-SHORT", name, "could not be written completely")
-                                .Hint("is the disk full, or a size limit in force?"));
-  }
-  observer.current_file.clear();
-}
-
 // The files of the folder, as they are written.
 class FolderWriter {
  public:
   explicit FolderWriter(OutputFolder& folder) : folder_(folder) {}
-  void Write(const std::string& name, std::string_view bytes) {
-    folder_.WriteFile(name, bytes);
-    Add(name);
+  /// The content: bytes, or a function that puts them into a sink.
+  template <class Content>
+  void Write(const std::string& name, const Content& content) {
+    const OutputFolder::Written written = folder_.WriteFile(name, content);
+    files_.push_back({{"file", TextToJson(name)}, {"size", written.size}, {"sha256", written.sha256}});
   }
   // Lists a file that stands already.
-  void Add(const std::string& name) {
+  void AddStanding(const std::string& name) {
     const std::string path = folder_.PathOf(name);
-    struct stat status {};
-    if (stat(path.c_str(), &status) != 0) {
-      Fail(ExitCode::kOutput, Message("OUTPUT-SHORT", name, SystemText(errno)));
-    }
-    files_.push_back({{"file", TextToJson(name)}, {"size", status.st_size}, {"sha256", Sha256OfFile(path)}});
+    files_.push_back({{"file", TextToJson(name)},
+                      {"size", std::filesystem::file_size(path)},
+                      {"sha256", Sha256OfFile(path)}});
   }
   const Json& files() const { return files_; }
 
@@ -53,6 +40,36 @@ class FolderWriter {
   OutputFolder& folder_;
   Json files_ = Json::array();
 };
+
+// Every piece's facets, piece by piece: the whole plate is never in memory.
+void WritePlateStl(const Plate& plate, trq::core::ByteSink& sink) {
+  const std::int64_t facets = FacetCount(plate);
+  if (facets > 2147483647 / 50) {
+    Fail(ExitCode::kInput,
+         Message("MESH-TOO-LARGE", "", fmt::format("the plate would have {} facets", facets))
+             .Hint("fewer copies, or simplified parts"));
+  }
+  trq::core::StlWriting how;
+  how.keep_normals = true;
+  static_cast<void>(trq::core::WriteStlHead(static_cast<std::uint32_t>(facets), how, sink));
+  std::vector<VECTOR> normals;
+  for (const Piece& piece : plate.pieces) {
+    trq::core::MeshView mesh = PieceView(plate, piece);
+    normals.resize(mesh.triangles.size());
+    static_cast<void>(trq::core::CalculateNormals(mesh, normals));
+    mesh.normals = normals;
+    static_cast<void>(trq::core::WriteStlFacets(mesh, how, sink));  // the sink keeps a failure
+  }
+}
+
+void WritePieceCtl(const Plate& plate, const Piece& piece, trq::core::ByteSink& sink) {
+  CTL_HEADER header;
+  set_unit_matrix(header.matrix);
+  header.units = plate.job.units == Units::kInch ? trq::units::kInch : trq::units::kMillimetre;
+  const trq::core::Result<void> written =
+      trq::core::WriteCtl(PieceView(plate, piece), header, nullptr, 0, sink);
+  if (!written.ok() && !sink.failed()) throw std::logic_error(written.error().text);
+}
 
 // The part's file as it was read; changed in between, it would not be what was built.
 std::string BytesOfPart(const PlatePart& part) {
@@ -208,8 +225,7 @@ void WriteBuildFolder(Observer& observer, const Plate& plate, const BuildSetup& 
                       const std::vector<BuildFinding>& findings, Json& document, OutputFolder& folder) {
   FolderWriter writer(folder);
   observer.Progress("writing the plate", 0.85);
-  WriteMeshFile(observer, *PlateMesh(plate), MeshFormat::kBinaryStl, folder, kPlateStl);
-  writer.Add(kPlateStl);
+  writer.Write(kPlateStl, [&](trq::core::ByteSink& sink) { WritePlateStl(plate, sink); });
   folder.MakeFolder(kPartFolder);
   for (const PlatePart& part : plate.parts) {
     writer.Write(PartFileName(part), BytesOfPart(part));
@@ -226,11 +242,10 @@ void WriteBuildFolder(Observer& observer, const Plate& plate, const BuildSetup& 
     const std::string name = MeshName(plate, piece);
     observer.Progress("writing " + name,
                       0.9 + 0.1 * static_cast<double>(i) / static_cast<double>(plate.pieces.size()));
-    WriteMeshFile(observer, *PieceMesh(plate, piece), MeshFormat::kCtl, folder, name);
-    writer.Add(name);
+    writer.Write(name, [&](trq::core::ByteSink& sink) { WritePieceCtl(plate, piece, sink); });
     if (!plate.parts[piece.part].side_file) continue;
     WriteSideFile(plate, piece, folder.PathOf(name));
-    writer.Add(SideFileOf(name));
+    writer.AddStanding(SideFileOf(name));
   }
   writer.Write(kPlateSvg, PlateSvg(plate));
   writer.Write(kBuildToml, JobFileText(FolderJob(plate, setup)));

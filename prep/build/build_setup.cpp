@@ -1,14 +1,13 @@
 #include "trqprep/build_setup.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <set>
 #include <stdexcept>
 
-#include "trqprep/atomic_output.h"
+#include "prep/styles/style_adapter.h"
+#include "trq/core/style_stack.h"
 #include "trqprep/build_folder.h"
 #include "trqprep/check_mesh.h"
 #include "trqprep/check_rules.h"
@@ -17,8 +16,8 @@ namespace trqprep {
 namespace {
 
 bool Exists(const std::string& path) {
-  struct stat status {};
-  return stat(path.c_str(), &status) == 0;
+  std::error_code error;
+  return std::filesystem::exists(path, error);
 }
 
 // A style that does not stand where its name says may lie in the machine's folder below the style root.
@@ -34,8 +33,9 @@ std::string FindStyle(const Job& job, const std::string& path) {
 }
 
 std::string Canonical(const std::string& path) {
-  const std::unique_ptr<char, void (*)(void*)> real(realpath(path.c_str(), nullptr), std::free);
-  return real ? std::string(real.get()) : path;
+  std::error_code error;
+  const std::filesystem::path real = std::filesystem::canonical(path, error);
+  return error ? path : real.string();
 }
 
 // The style as the application reads it, in the newest layout. What old layouts do not say is taken to be
@@ -53,8 +53,7 @@ StyleDocument Upgraded(const StyleFile& file, const Job& job) {
 // Reads, names and stacks styles.
 class Stacker {
  public:
-  Stacker(Observer& observer, const Plate& plate, BuildSetup& setup)
-      : observer_(observer), plate_(plate), setup_(setup) {}
+  Stacker(const Plate& plate, BuildSetup& setup) : plate_(plate), setup_(setup) {}
 
   // The index of a style file among those of the build, read when it is new.
   std::size_t Load(const StyleRequest& request, StyleKind kind) {
@@ -90,7 +89,11 @@ class Stacker {
     const StyleDocument again = AsRead(ExamineStyle(style.name, first, kind).value());
     style.bytes = StyleBytes(again);
     style.csv = TextExport(again, true);
-    StoreForLibrary(again, setup_.styles.size());
+    if (kind == StyleKind::kBuild) {
+      StoreDocument(again, style.build);
+    } else {
+      StoreDocument(again, style.recoat);
+    }
     std::vector<Message> findings = CheckStyle(style.file, {plate_.job.units, plate_.job.machine});
     if (!request.damage.empty() && style.file.crc_valid()) {
       findings.insert(findings.begin(), StyleDamage(path, request.damage));
@@ -104,46 +107,36 @@ class Stacker {
     return setup_.styles.size() - 1;
   }
 
-  // Stacks the styles between bottom and top by `add`: the one without a band first.
-  template <class Add>
-  void Stack(const std::vector<StyleRequest>& requests, StyleKind kind, double bottom, double top,
-             const std::string& subject, Add add) {
+  // Stacks the styles between bottom and top: the one without a band first.
+  std::vector<trq::core::StyleBand> Stack(const std::vector<StyleRequest>& requests, StyleKind kind,
+                                          double bottom, double top, const std::string& subject) {
+    const Units units = plate_.job.units;
+    std::vector<trq::core::StyleBand> stack;
     for (const bool banded : {false, true}) {
       for (const StyleRequest& request : requests) {
         if (request.banded != banded) continue;
         const std::size_t style = Load(request, kind);
-        const Units units = plate_.job.units;
         const double from = banded ? std::max(bottom, request.from.In(units, units)) : bottom;
         const double to = banded ? std::min(top, request.to.In(units, units)) : top;
-        if (!(to - from > StackTolerance(units))) {
-          const BuildStyleFile& file = setup_.styles[style];
-          setup_.findings.push_back(
-              {Message("BAND-EMPTY", file.given,
-                       fmt::format("the band is left out: {} reaches from Z {} to {} {}", subject,
-                                   Plain(bottom, 4), Plain(top, 4), UnitsName(units)))
-                   .As(Severity::kWarning)
-                   .Hint("Z counts from the floor of the vat"),
-               file.name});
+        if (to - from > StackTolerance(units)) {
+          trq::core::InsertByRange(stack, {static_cast<float>(from), static_cast<float>(to), style},
+                                   trq::core::StackTolerance(units == Units::kMillimetre));
           continue;
         }
-        const std::string path = folder_.PathOf(LibraryName(style));
-        if (add(CString(path), static_cast<float>(from), static_cast<float>(to)) != 0) {
-          throw std::logic_error("the library cannot read a style that was just written");
-        }
+        const BuildStyleFile& file = setup_.styles[style];
+        setup_.findings.push_back(
+            {Message("BAND-EMPTY", file.given,
+                     fmt::format("the band is left out: {} reaches from Z {} to {} {}", subject,
+                                 Plain(bottom, 4), Plain(top, 4), UnitsName(units)))
+                 .As(Severity::kWarning)
+                 .Hint("Z counts from the floor of the vat"),
+             file.name});
       }
     }
-  }
-
-  // The file that a style of a stack came from, by the name that it was given for the library.
-  const BuildStyleFile& FileOf(const CString& full_path_name) const {
-    const std::string name = full_path_name.str();
-    const std::size_t number = std::strtoul(name.c_str() + name.rfind('/') + 1, nullptr, 10);
-    return setup_.styles.at(number);
+    return stack;
   }
 
  private:
-  static std::string LibraryName(std::size_t style) { return std::to_string(style) + ".style"; }
-
   void Name(BuildStyleFile& style, StyleKind kind) {
     const char* ending = kind == StyleKind::kBuild ? ".sty" : ".rcs";
     const std::string stem = Stem(style.given);
@@ -153,23 +146,11 @@ class Stacker {
     }
   }
 
-  void StoreForLibrary(StyleDocument style, std::size_t number) {
-    style.FindText("full_path_name")->text = "/" + LibraryName(number);
-    WriteOutputFile(folder_.PathOf(LibraryName(number)), StyleBytes(style), false);
-  }
-
-  Observer& observer_;
   const Plate& plate_;
   BuildSetup& setup_;
-  TemporaryFolder folder_;
   std::vector<std::string> keys_;
   std::set<std::string> names_;
 };
-
-double WidestDownHatch(const KVBUILDSTYLE& style) {
-  return std::max({style.SmallDownHatchSpacing1.GetValue(), style.SmallDownHatchSpacing2.GetValue(),
-                   style.SmallDownHatchSpacing3.GetValue(), style.SmallDownHatchSpacing4.GetValue()});
-}
 
 // A part's own style without a band replaces the one for all parts; bands of all parts come before its own.
 std::vector<StyleRequest> StylesOf(const Job& job, const PartRequest& part) {
@@ -202,6 +183,17 @@ void AddFindings(BuildSetup& setup, std::vector<Message> findings, const std::st
   for (Message& finding : findings) setup.findings.push_back({std::move(finding), file});
 }
 
+TRQ_TYPE MachineOf(const Job& job) { return static_cast<TRQ_TYPE>(job.machine.value_or(TRQ_NONE)); }
+
+StackedStyle Entry(const BuildSetup& setup, const trq::core::StyleBand& band, float thickness) {
+  StackedStyle entry;
+  entry.file = setup.styles[band.style].name;
+  entry.start = band.start;
+  entry.end = band.end;
+  entry.thickness = thickness;
+  return entry;
+}
+
 void SetUpPart(Stacker& stacker, const Plate& plate, std::size_t index, BuildSetup& setup) {
   const PlatePart& part = plate.parts[index];
   PartSetup& result = setup.parts[index];
@@ -214,27 +206,22 @@ void SetUpPart(Stacker& stacker, const Plate& plate, std::size_t index, BuildSet
   const std::string subject = "part " + part.name;
   const std::vector<StyleRequest> styles = StylesOf(plate.job, part.request);
   RefuseSeveral(styles, subject);
-  MODEL model;
-  stacker.Stack(styles, StyleKind::kBuild, result.bottom, result.top, subject,
-                [&](const CString& file, float from, float to) {
-                  return model.KVAddBuildStyle(&setup.platform, nullptr, file, from, to, true);
-                });
-  for (const auto& style : model.BuildStyles) {
-    StackedStyle entry;
-    entry.file = stacker.FileOf(style->FullPathName).name;
-    entry.start = style->StartZ.GetValue();
-    entry.end = style->EndZ.GetValue();
-    entry.thickness = style->LayerThickness.GetValue();
+  const TRQ_TYPE machine = MachineOf(plate.job);
+  for (const trq::core::StyleBand& band :
+       stacker.Stack(styles, StyleKind::kBuild, result.bottom, result.top, subject)) {
+    const KVBUILDSTYLE& style = setup.styles[band.style].build;
+    StackedStyle entry = Entry(setup, band, style.LayerThickness.GetValue());
     entry.spacing = plate.job.z_spacing ? plate.job.z_spacing->In(plate.job.units, plate.job.units)
-                                        : WidestDownHatch(*style);
-    entry.z_correction =
-        model.KVcalc_zcorrection(setup.platform.MachineType, style.get(), static_cast<float>(entry.spacing));
+                                        : trq::core::WidestDownHatchSpacing(style);
+    entry.z_correction = trq::core::ZCorrection(style, machine, static_cast<float>(entry.spacing));
+    if (result.stack.empty()) {
+      result.first_layer_thickness = entry.thickness;
+      result.dp = style.Dp.GetValue();
+      result.ec = style.Ec.GetValue();
+      result.z_compensation = trq::core::ZCompensationHeight(style);
+    }
     result.stack.push_back(entry);
   }
-  result.first_layer_thickness = model.KVGetFirstBuildStyleThickness();
-  result.dp = model.KVgetDp();
-  result.ec = model.KVgetEc();
-  result.z_compensation = model.KVGetZLayerComp();
 }
 
 }  // namespace
@@ -260,28 +247,9 @@ std::string PartFileName(const PlatePart& part) {
   return fmt::format("{}/{}{}", kPartFolder, part.name, ending);
 }
 
-std::unique_ptr<MODEL> PieceModel(const Plate& plate, const Piece& piece) {
-  const InputMesh& input = plate.parts[piece.part].input;
-  auto model = std::make_unique<MODEL>();
-  input.mesh->copy(model.get());
-  for (int row = 0; row < 4; ++row) {
-    for (int column = 0; column < 4; ++column) {
-      model->ComponentInfo.placement()[4 * row + column] = static_cast<float>(piece.matrix.m[row][column]);
-    }
-  }
-  return model;
-}
-
 std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, const Plate& plate) {
   auto setup = std::make_unique<BuildSetup>();
   const Job& job = plate.job;
-  PLATFORM& platform = setup->platform;
-  platform.MachineType = static_cast<TRQ_TYPE>(job.machine.value_or(TRQ_NONE));
-  platform.Units = job.units == Units::kMillimetre ? 1 : 0;
-  platform.MinX = platform.MinY = platform.MinZ = 0;
-  platform.MaxX = static_cast<float>(plate.vat[0]);
-  platform.MaxY = static_cast<float>(plate.vat[1]);
-  platform.MaxZ = static_cast<float>(plate.vat[2]);
   setup->parts.resize(plate.parts.size());
 
   for (std::size_t i = 0; i < plate.parts.size(); ++i) {
@@ -291,21 +259,13 @@ std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, const Plate& plate) {
     AddFindings(*setup, CheckMesh(part.input, ParseVents("", part.side_file.value_or(""))),
                 PartFileName(part));
   }
-  Stacker stacker(observer, plate, *setup);
+  Stacker stacker(plate, *setup);
   // In command-line order, those that every part replaces by its own included.
   for (const StyleRequest& style : job.styles) stacker.Load(style, StyleKind::kBuild);
   RefuseSeveral(job.recoats, "the recoating");
-  stacker.Stack(job.recoats, StyleKind::kRecoat, 0, plate.extent.max[2], "the build",
-                [&](const CString& file, float from, float to) {
-                  return platform.KVaddRecoatStyle(from, to, file, 0, false, true);
-                });
-  for (const auto& style : platform.RecoatStyles) {
-    StackedStyle entry;
-    entry.file = stacker.FileOf(style->FullPathName).name;
-    entry.start = style->StartZ.GetValue();
-    entry.end = style->EndZ.GetValue();
-    entry.thickness = style->LayerThickness;
-    setup->recoat.push_back(entry);
+  for (const trq::core::StyleBand& band :
+       stacker.Stack(job.recoats, StyleKind::kRecoat, 0, plate.extent.max[2], "the build")) {
+    setup->recoat.push_back(Entry(*setup, band, setup->styles[band.style].recoat.LayerThickness));
   }
   for (std::size_t i = 0; i < plate.parts.size(); ++i) SetUpPart(stacker, plate, i, *setup);
 
@@ -323,9 +283,13 @@ std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, const Plate& plate) {
   }
   for (const BuildFinding& finding : setup->findings) observer.Say(finding.message);
   for (const Piece& piece : plate.pieces) {
-    const std::unique_ptr<MODEL> model = PieceModel(plate, piece);
-    model->CalculateCurrentVolumeAndArea(0);
-    setup->measures.push_back({model->ComponentInfo.placement()[28], model->ComponentInfo.placement()[29]});
+    float matrix[4][4];
+    for (int row = 0; row < 4; ++row) {
+      for (int column = 0; column < 4; ++column)
+        matrix[row][column] = static_cast<float>(piece.matrix.m[row][column]);
+    }
+    setup->measures.push_back(
+        trq::core::MeasurePlaced(plate.parts[piece.part].input.mesh->view(), matrix, 0));
   }
   return setup;
 }

@@ -15,6 +15,7 @@
 
 #include "cli/terminal.h"
 #include "trqprep/message.h"
+#include "trqprep/sha256.h"
 
 namespace trqprep {
 namespace {
@@ -97,6 +98,29 @@ int WriteBytes(int descriptor, std::string_view bytes) {
   }
   return 0;
 }
+
+// Writes to a descriptor, counting and hashing what passes.
+class HashingSink : public trq::core::ByteSink {
+ public:
+  explicit HashingSink(int descriptor) : descriptor_(descriptor) {}
+  bool Write(const void* bytes, std::size_t size) override {
+    const std::string_view piece(static_cast<const char*>(bytes), size);
+    if (error_ == 0) error_ = WriteBytes(descriptor_, piece);
+    digest_.Add(piece);
+    size_ += size;
+    return error_ == 0;
+  }
+  bool failed() const override { return error_ != 0; }
+  int error() const { return error_; }
+  std::uint64_t size() const { return size_; }
+  std::string Sha256() { return digest_.Hex(); }
+
+ private:
+  int descriptor_;
+  int error_ = 0;
+  std::uint64_t size_ = 0;
+  Sha256Digest digest_;
+};
 
 int WriteWholeFile(const std::string& path, std::string_view bytes) {
   Descriptor descriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
@@ -289,11 +313,30 @@ void OutputFolder::MakeFolder(const std::string& name) {
   if (mkdir(PathOf(name).c_str(), 0777) != 0) FailTo("cannot be written", errno);
 }
 
-void OutputFolder::WriteFile(const std::string& name, std::string_view bytes) {
+OutputFolder::Written OutputFolder::WriteFile(const std::string& name, std::string_view bytes) {
   if (const int error = WriteWholeFile(PathOf(name), bytes)) FailTo("cannot be written", error);
   if (!HoldsBytes(PathOf(name), bytes)) {
     Fail(ExitCode::kOutput, Message("OUTPUT-SHORT", given_, "does not read back as it was written"));
   }
+  return {bytes.size(), Sha256(bytes)};
+}
+
+OutputFolder::Written OutputFolder::WriteFile(const std::string& name,
+                                              const std::function<void(trq::core::ByteSink&)>& write) {
+  Descriptor descriptor(open(PathOf(name).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+  if (descriptor.number() < 0) FailTo("cannot be written", errno);
+  HashingSink sink(descriptor.number());
+  write(sink);
+  int error = sink.error();
+  struct stat status {};
+  if (error == 0 && fstat(descriptor.number(), &status) != 0) error = errno;
+  if (error == 0) error = descriptor.Close();
+  if (error != 0) FailTo("cannot be written", error);
+  if (static_cast<std::uint64_t>(status.st_size) != sink.size()) {
+    Fail(ExitCode::kOutput, Message("OUTPUT-SHORT", given_, "could not be written completely")
+                                .Hint("is the disk full, or a size limit in force?"));
+  }
+  return {sink.size(), sink.Sha256()};
 }
 
 void OutputFolder::Commit() {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <new>
 #include <vector>
 
 #include "trqprep/message.h"
@@ -13,37 +14,40 @@
 namespace trqprep {
 namespace {
 
-class Digest {
- public:
-  Digest() { sha256_init(&state_); }
-  void Add(const char* bytes, std::size_t count) {
-    sha256_update(&state_, count, reinterpret_cast<const std::uint8_t*>(bytes));
-  }
-  std::string Hex() {
-    std::uint8_t digest[SHA256_DIGEST_SIZE];
-    sha256_digest(&state_, sizeof digest, digest);
-    return ToHex(std::string_view(reinterpret_cast<const char*>(digest), sizeof digest));
-  }
+static_assert(sizeof(sha256_ctx) <= sizeof(Sha256Digest) && alignof(sha256_ctx) <= alignof(Sha256Digest),
+              "the digest has room for the state");
 
- private:
-  sha256_ctx state_;
-};
+sha256_ctx* ContextIn(std::array<unsigned char, 128>& state) {
+  return std::launder(reinterpret_cast<sha256_ctx*>(state.data()));
+}
 
 }  // namespace
 
+Sha256Digest::Sha256Digest() { sha256_init(new (state_.data()) sha256_ctx); }
+
+void Sha256Digest::Add(std::string_view bytes) {
+  sha256_update(ContextIn(state_), bytes.size(), reinterpret_cast<const std::uint8_t*>(bytes.data()));
+}
+
+std::string Sha256Digest::Hex() {
+  std::uint8_t digest[SHA256_DIGEST_SIZE];
+  sha256_digest(ContextIn(state_), sizeof digest, digest);
+  return ToHex(std::string_view(reinterpret_cast<const char*>(digest), sizeof digest));
+}
+
 std::string Sha256(std::string_view bytes) {
-  Digest digest;
-  digest.Add(bytes.data(), bytes.size());
+  Sha256Digest digest;
+  digest.Add(bytes);
   return digest.Hex();
 }
 
 std::string Sha256OfFile(const std::string& path) {
   const std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
   if (!file) Fail(ExitCode::kInput, Message("INPUT-UNREADABLE", path, SystemText(errno)));
-  Digest digest;
+  Sha256Digest digest;
   std::vector<char> block(1 << 16);
   while (const std::size_t n = std::fread(block.data(), 1, block.size(), file.get()))
-    digest.Add(block.data(), n);
+    digest.Add({block.data(), n});
   if (std::ferror(file.get()))
     Fail(ExitCode::kInput, Message("INPUT-UNREADABLE", path, "cannot be read to its end"));
   return digest.Hex();

@@ -135,43 +135,6 @@ void ApplyTo(const CTL& mesh, Piece& piece) {
   }
 }
 
-std::unique_ptr<CTL> MakeMesh(const Plate& plate, const std::vector<const Piece*>& pieces) {
-  std::int64_t vertex_count = 0;
-  std::int64_t facet_count = 0;
-  for (const Piece* piece : pieces) {
-    vertex_count += static_cast<std::int64_t>(piece->vertices.size());
-    facet_count += plate.parts[piece->part].input.mesh->num_triangles();
-  }
-  if (vertex_count > 2147483646 || facet_count > 2147483647 / 50) {
-    Fail(ExitCode::kInput,
-         Message("MESH-TOO-LARGE", "", fmt::format("the plate would have {} facets", facet_count))
-             .Hint("fewer copies, or simplified parts"));
-  }
-  auto mesh = std::make_unique<CTL>();
-  // One vertex more than there are, as every operation of the mesh keeps it.
-  mesh->vertices_.reset(static_cast<std::size_t>(vertex_count) + 1);
-  mesh->triangles_.reset(static_cast<std::size_t>(facet_count));
-  mesh->header.num_vertices = static_cast<int>(vertex_count);
-  mesh->header.num_triangles = static_cast<int>(facet_count);
-  set_unit_matrix(mesh->header.matrix);
-  mesh->SetUnits(plate.job.units == Units::kInch ? trq::units::kInch : trq::units::kMillimetre);
-  int first_vertex = 0;
-  int facet = 0;
-  for (const Piece* piece : pieces) {
-    std::copy(piece->vertices.begin(), piece->vertices.end(), mesh->vertices() + first_vertex);
-    const CTL& source = *plate.parts[piece->part].input.mesh;
-    for (int i = 0; i < source.num_triangles(); ++i, ++facet) {
-      mesh->nth(facet) = source.triangles()[i];
-      for (int k = 0; k < 3; ++k) mesh->nth(facet)[k] += first_vertex;
-    }
-    first_vertex += static_cast<int>(piece->vertices.size());
-  }
-  mesh->recalculate_extents();
-  mesh->extents_valid = 1;
-  mesh->Calculate_normals();
-  return mesh;
-}
-
 // The value of a field that is reported.
 Json FieldToJson(const Job& job, const JobField<Job>& field) {
   if (const auto* whole = std::get_if<WholeMember<Job>>(&field.member)) return job.*whole->member;
@@ -333,12 +296,15 @@ std::vector<Message> CheckPieces(Observer& observer, Plate& plate) {
   return findings;
 }
 
-std::unique_ptr<CTL> PieceMesh(const Plate& plate, const Piece& piece) { return MakeMesh(plate, {&piece}); }
+trq::core::MeshView PieceView(const Plate& plate, const Piece& piece) {
+  const CTL& mesh = *plate.parts[piece.part].input.mesh;
+  return {piece.vertices, piece.vertices.size(), mesh.view().triangles};
+}
 
-std::unique_ptr<CTL> PlateMesh(const Plate& plate) {
-  std::vector<const Piece*> pieces;
-  for (const Piece& piece : plate.pieces) pieces.push_back(&piece);
-  return MakeMesh(plate, pieces);
+std::int64_t FacetCount(const Plate& plate) {
+  std::int64_t facets = 0;
+  for (const Piece& piece : plate.pieces) facets += plate.parts[piece.part].input.mesh->num_triangles();
+  return facets;
 }
 
 Json DescribePlate(const Plate& plate) {

@@ -80,6 +80,11 @@ struct StlWriting {
 /// Writes the mesh with the normals it has. kWriteFailed when the sink failed.
 TRQ_EXPORT Result<void> WriteStl(const MeshView& mesh, const StlWriting& how, ByteSink& sink);
 
+/// A binary file in pieces, for meshes that are not all there at once: its head, which announces
+/// `facet_count` facets, and then the facets of each mesh. `form` is not asked.
+TRQ_EXPORT Result<void> WriteStlHead(std::uint32_t facet_count, const StlWriting& how, ByteSink& sink);
+TRQ_EXPORT Result<void> WriteStlFacets(const MeshView& mesh, const StlWriting& how, ByteSink& sink);
+
 /// Bytes of the binary file of so many facets.
 constexpr std::uint64_t BinaryStlSize(std::uint64_t facets) { return kStlHeadSize + kStlFacetSize * facets; }
 
