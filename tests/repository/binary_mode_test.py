@@ -1,4 +1,5 @@
-"""Files are opened in binary mode: systems with a text mode would turn line feeds into pairs and stop at a byte 26.
+"""Files are opened in binary mode: systems with a text mode would turn line feeds into pairs and stop at a byte 26. The
+library opens them in one place, where the rule for names with backslashes stands.
 """
 
 import glob
@@ -33,6 +34,18 @@ class BinaryMode(unittest.TestCase):
                         found += 1
                         self.assertTrue(binary, "%s: %s" % (os.path.relpath(path, ROOT), what))
         self.assertGreater(found, 20)
+
+    def test_the_library_opens_in_one_place(self):
+        found = set()
+        for folder in "include/trq host foundation geometry styles recoat setup placement".split():
+            for path in glob.glob(os.path.join(ROOT, folder, "**", "*"), recursive=True):
+                if not path.endswith((".h", ".cpp")):
+                    continue
+                with open(path, encoding="utf-8") as f:
+                    if re.search(r"\b(fopen|freopen|open)\(|\b[io]?fstream\b", re.sub(r"//.*", "", f.read())):
+                        found.add(os.path.relpath(path, ROOT))
+        # The user table of the system; a mesh's own reading, which takes its name by the rule and opens directories.
+        self.assertEqual(found, {"host/file_services.cpp", "host/system.cpp", "geometry/component.cpp"})
 
     def test_the_check_finds_what_is_not(self):
         text = 'fopen(p, "w"); Open(p, "rt"); Open(p, "a+"); // fopen(p, "w")\n  // "r"\nOpen(p, "rb+"); Say("wrong");\n'
