@@ -4,62 +4,82 @@
 #include "foundation/checked_conversions.h"
 #include "foundation/number_text.h"
 #include "styles/structure_text.h"
+#include "styles/style_file.h"
 #include "styles/style_layout.h"
 #include "trq/recoat.h"
 
-using namespace trq::detail;
-
+namespace trq::detail {
 namespace {
 
-/// The 24 numbers of the flat style in file order; exactly one of the members is set.
-struct NumberRow {
-  const char* name;
-  float RECOATSTYLE::*real = nullptr;
-  int32_t RECOATSTYLE::*whole = nullptr;
-};
 using R = RECOATSTYLE;
-constexpr NumberRow kNumbers[] = {
-    {"Start Z", &R::StartZ},
-    {"End Z", &R::EndZ},
-    {"Z Velocity", &R::ZVelocity},
-    {"Z Acceleration", &R::ZAcceleration},
-    {"Z Dip Distance", &R::ZDipDistance},
-    {"Z Pre DipDelay", nullptr, &R::ZPreDipDelay},
-    {"Z Post DipDelay", nullptr, &R::ZPostDipDelay},
-    {"Z Wait", nullptr, &R::ZWait},
-    {"Primary ZVelocity", &R::PrimaryZVelocity},
-    {"Primary ZAcceleration", &R::PrimaryZAcceleration},
-    {"Primary ZDipDistance", &R::PrimaryZDipDistance},
-    {"Primary ZPreDipDelay", nullptr, &R::PrimaryZPreDipDelay},
-    {"Primary ZPostDipDelay", nullptr, &R::PrimaryZPostDipDelay},
-    {"Primary ZWait", nullptr, &R::PrimaryZWait},
-    {"Secondary ZVelocity", &R::SecondaryZVelocity},
-    {"Secondary ZAcceleration", &R::SecondaryZAcceleration},
-    {"Secondary ZDipDistance", &R::SecondaryZDipDistance},
-    {"Secondary ZPreDipDelay", nullptr, &R::SecondaryZPreDipDelay},
-    {"Secondary ZPostDipDelay", nullptr, &R::SecondaryZPostDipDelay},
-    {"Secondary ZWait", nullptr, &R::SecondaryZWait},
-    {"Num Sweeps", nullptr, &R::NumSweeps},
-    {"Num Tooling PrimarySweeps", nullptr, &R::NumToolingPrimarySweeps},
-    {"Num Tooling SecondarySweeps", nullptr, &R::NumToolingSecondarySweeps},
-    {"Number Of Secondary", nullptr, &R::NumberOfSecondary},
+using core::StyleLayout;
+
+/// Version, recoat type, and the 24 numbers of the flat style in file order.
+constexpr core::StyleWord<R> kWords[] = {
+    WordRow<&R::Version>("Version"),
+    WordRow<&R::RecoatType>("RecoatType"),
+    WordRow<&R::StartZ>("Start Z"),
+    WordRow<&R::EndZ>("End Z"),
+    WordRow<&R::ZVelocity>("Z Velocity"),
+    WordRow<&R::ZAcceleration>("Z Acceleration"),
+    WordRow<&R::ZDipDistance>("Z Dip Distance"),
+    WordRow<&R::ZPreDipDelay>("Z Pre DipDelay"),
+    WordRow<&R::ZPostDipDelay>("Z Post DipDelay"),
+    WordRow<&R::ZWait>("Z Wait"),
+    WordRow<&R::PrimaryZVelocity>("Primary ZVelocity"),
+    WordRow<&R::PrimaryZAcceleration>("Primary ZAcceleration"),
+    WordRow<&R::PrimaryZDipDistance>("Primary ZDipDistance"),
+    WordRow<&R::PrimaryZPreDipDelay>("Primary ZPreDipDelay"),
+    WordRow<&R::PrimaryZPostDipDelay>("Primary ZPostDipDelay"),
+    WordRow<&R::PrimaryZWait>("Primary ZWait"),
+    WordRow<&R::SecondaryZVelocity>("Secondary ZVelocity"),
+    WordRow<&R::SecondaryZAcceleration>("Secondary ZAcceleration"),
+    WordRow<&R::SecondaryZDipDistance>("Secondary ZDipDistance"),
+    WordRow<&R::SecondaryZPreDipDelay>("Secondary ZPreDipDelay"),
+    WordRow<&R::SecondaryZPostDipDelay>("Secondary ZPostDipDelay"),
+    WordRow<&R::SecondaryZWait>("Secondary ZWait"),
+    WordRow<&R::NumSweeps>("Num Sweeps"),
+    WordRow<&R::NumToolingPrimarySweeps>("Num Tooling PrimarySweeps"),
+    WordRow<&R::NumToolingSecondarySweeps>("Num Tooling SecondarySweeps"),
+    WordRow<&R::NumberOfSecondary>("Number Of Secondary"),
 };
-static_assert(std::size(kNumbers) == 24, "96 bytes of the file");
+constexpr std::size_t kFirstNumber = 2;
+
+constexpr core::StyleText<R> kTexts[] = {
+    TextRow<&R::StyleName>("style_name"),
+    TextRow<&R::FullPathName>("full_path_name"),
+    TextRow<&R::BuildDescription>("build_description"),
+};
 
 using SweepLists = std::shared_ptr<std::vector<SWEEPS>>;
 struct CountedList {
   int32_t R::*count;
   SweepLists R::*list;
+  const char* name;
   const char* heading;
 };
 constexpr CountedList kLists[] = {
-    {&R::NumSweeps, &R::SweepList, "Sweep"},
-    {&R::NumToolingPrimarySweeps, &R::PrimarySweepList, "Primary Sweep"},
-    {&R::NumToolingSecondarySweeps, &R::SecondarySweepList, "Secondary Sweep"},
+    {&R::NumSweeps, &R::SweepList, "sweeps", "Sweep"},
+    {&R::NumToolingPrimarySweeps, &R::PrimarySweepList, "primary", "Primary Sweep"},
+    {&R::NumToolingSecondarySweeps, &R::SecondarySweepList, "secondary", "Secondary Sweep"},
 };
 
-constexpr int kNameWidth = 512;
-constexpr int kDescriptionWidth = 81;
+using Layout = LayoutItems<40>;
+constexpr Layout MakeLegacy() {
+  Layout layout;
+  layout.Words(kWords, "Version", "Version");
+  layout.Text(kTexts, "style_name", 512);
+  layout.Text(kTexts, "full_path_name", 512);
+  layout.Text(kTexts, "build_description", 81);
+  layout.Words(kWords, "RecoatType", "Number Of Secondary");
+  for (std::size_t list = 0; list < std::size(kLists); ++list) {
+    layout.Add(ItemKind::kSweeps, kLists[list].name, list, sizeof(SWEEPS));
+  }
+  return layout;
+}
+constexpr Layout kLayout = MakeLegacy();
+constexpr std::size_t kItemsToTexts = 4;  // version and texts
+static_assert(kLayout.bytes == 1209, "bytes before the sweeps");
 
 SweepLists TakeSweeps(const _rc_style::Sweep (&sweeps)[7], int32_t count) {
   auto list = std::make_shared<std::vector<SWEEPS>>();
@@ -74,6 +94,77 @@ SweepLists TakeSweeps(const _rc_style::Sweep (&sweeps)[7], int32_t count) {
 }
 
 }  // namespace
+
+template <>
+bool WriteSpecial(StyleWriter& writer, R& style, const StyleLayoutItem& item) {
+  const SweepLists& list = style.*kLists[item.index].list;
+  return !list || std::all_of(list->begin(), list->end(), [&writer](const SWEEPS& sweep) {
+    return writer.Word(&sweep.BladeGap) && writer.Word(&sweep.BladeVelocity);
+  });
+}
+
+template <>
+bool ReadSpecial(StyleReader& reader, R& style, const StyleLayoutItem& item) {
+  const CountedList& counted = kLists[item.index];
+  auto list = std::make_shared<std::vector<SWEEPS>>();
+  style.*counted.list = list;
+  // The count is a claim: the list grows with the sweeps that come.
+  for (int32_t i = 0; i < style.*counted.count; ++i) {
+    SWEEPS sweep;
+    if (!reader.Word(&sweep.BladeGap) || !reader.Word(&sweep.BladeVelocity)) return false;
+    list->push_back(sweep);
+  }
+  return true;
+}
+
+namespace {
+
+bool WriteLegacy(R& style, StyleSink sink) {
+  StyleWriter writer(sink);
+  return Transfer(writer, style, nullptr, kLayout.All()) == kLayout.count;
+}
+
+int ReadLegacy(R& style, StyleSource& source) {
+  StyleReader reader(source, 0);
+  const std::size_t items = Transfer(reader, style, nullptr, kLayout.All());
+  if (items < kItemsToTexts) return legacy_recoat_file::kReadFailed;
+  return items == kLayout.count ? legacy_recoat_file::kOk : legacy_recoat_file::kFailed;
+}
+
+}  // namespace
+}  // namespace trq::detail
+
+namespace trq::core {
+
+template <>
+Span<const StyleWord<RECOATSTYLE>> StyleWords<RECOATSTYLE>() {
+  return detail::kWords;
+}
+template <>
+Span<const StyleText<RECOATSTYLE>> StyleTexts<RECOATSTYLE>() {
+  return detail::kTexts;
+}
+template <>
+Span<const StyleLayoutItem> LayoutOf<RECOATSTYLE>(StyleLayout layout) {
+  if (layout != StyleLayout::kLegacy) return {};
+  return detail::kLayout.All();
+}
+
+Result<std::size_t> ReadStyle(Bytes bytes, RECOATSTYLE& style) {
+  detail::StyleSource source(bytes);
+  const int result = detail::ReadLegacy(style, source);
+  return detail::ReadingOf(result, source);
+}
+std::string StyleFileBytes(const RECOATSTYLE& style) {
+  std::string bytes;
+  RECOATSTYLE written = style;
+  detail::WriteLegacy(written, detail::StyleSink(bytes));
+  return bytes;
+}
+
+}  // namespace trq::core
+
+using namespace trq::detail;
 
 RECOATSTYLE::RECOATSTYLE(CString path) : FullPathName(path) {}
 
@@ -114,16 +205,16 @@ RECOATSTYLE::RECOATSTYLE(const _rc_style* structure, RECOAT_TYPE type) : RecoatT
 
 void RECOATSTYLE::copyRecoatStyle(const RECOATSTYLE* source) {
   if (!source || source == this) return;
-  const std::shared_ptr<trq::StyleStream> own_stream = file_;
+  const trq::SharedStyleStream own_stream = file;
   *this = *source;
-  file_ = own_stream;
+  file = own_stream;
   for (const CountedList& counted : kLists) {
     SweepLists& list = this->*counted.list;
     if (list) list = std::make_shared<std::vector<SWEEPS>>(*list);
   }
 }
 
-void RECOATSTYLE::closeBuildStyleFile() { file_->Close(); }
+void RECOATSTYLE::closeBuildStyleFile() { file->Close(); }
 
 int RECOATSTYLE::isStyleFileBinary() {
   trq::StyleStream stream;
@@ -140,59 +231,20 @@ int RECOATSTYLE::isStyleFileBinary() {
 }
 
 int RECOATSTYLE::binaryWriteStyle(CString path) {
-  if (!file_->Open(path, "wb")) return trq::legacy_recoat_file::kCannotOpen;
-  StyleWriter writer(*file_);
-  bool written = writer.Word(&Version) && writer.Text(StyleName, kNameWidth) &&
-                 writer.Text(FullPathName, kNameWidth) && writer.Text(BuildDescription, kDescriptionWidth) &&
-                 writer.Word(&RecoatType);
-  for (const NumberRow& number : kNumbers) {
-    written =
-        written && (number.real ? writer.Word(&(this->*number.real)) : writer.Word(&(this->*number.whole)));
-  }
-  for (const CountedList& counted : kLists) {
-    const SweepLists& list = this->*counted.list;
-    if (!list || list->empty()) continue;
-    written = written && std::fwrite(list->data(), sizeof(SWEEPS), list->size(), *file_) == list->size();
-  }
-  const bool closed = file_->Close() == trq::style_file::kOk;
+  if (!file->Open(path, "wb")) return trq::legacy_recoat_file::kCannotOpen;
+  const bool written = WriteLegacy(*this, StyleSink(file));
+  const bool closed = file->Close() == trq::style_file::kOk;
   return written && closed ? trq::legacy_recoat_file::kOk : trq::legacy_recoat_file::kFailed;
 }
 
-namespace {
-
-int ReadLegacy(RECOATSTYLE& style, FILE* stream) {
-  StyleReader reader(stream, 0);
-  // Kept: the stored path is read and discarded; the style keeps the path it was opened from.
-  CString stored_path;
-  if (!reader.Word(&style.Version) || !reader.Text(style.StyleName, kNameWidth) ||
-      !reader.Text(stored_path, kNameWidth) || !reader.Text(style.BuildDescription, kDescriptionWidth)) {
-    return trq::legacy_recoat_file::kReadFailed;
-  }
-  if (!reader.Word(&style.RecoatType)) return trq::legacy_recoat_file::kFailed;
-  for (const NumberRow& number : kNumbers) {
-    void* word = number.real ? static_cast<void*>(&(style.*number.real)) : &(style.*number.whole);
-    if (!reader.Word(word)) return trq::legacy_recoat_file::kFailed;
-  }
-  for (const CountedList& counted : kLists) {
-    auto list = std::make_shared<std::vector<SWEEPS>>();
-    style.*counted.list = list;
-    // The count is a claim: the list grows with the sweeps that come.
-    for (int32_t i = 0; i < style.*counted.count; ++i) {
-      SWEEPS sweep;
-      if (!reader.Word(&sweep.BladeGap) || !reader.Word(&sweep.BladeVelocity))
-        return trq::legacy_recoat_file::kFailed;
-      list->push_back(sweep);
-    }
-  }
-  return trq::legacy_recoat_file::kOk;
-}
-
-}  // namespace
-
 int RECOATSTYLE::binaryReadStyle() {
-  if (!file_->Open(FullPathName, "rb")) return trq::legacy_recoat_file::kCannotOpen;
-  const int result = ReadLegacy(*this, *file_);
-  file_->Close();
+  if (!file->Open(FullPathName, "rb")) return trq::legacy_recoat_file::kCannotOpen;
+  // Kept: the stored path is read and discarded; the style keeps the path it was opened from.
+  const CString path = FullPathName;
+  StyleSource source(file);
+  const int result = ReadLegacy(*this, source);
+  FullPathName = path;
+  file->Close();
   return result;
 }
 
@@ -208,12 +260,13 @@ int RECOATSTYLE::writeRecoatStyle(CString path) {
   };
   line("RecoatType", [&] { text += std::to_string(RecoatType); });
   line("Version", [&] { AppendFixed(text, Version, 6); });
-  for (const NumberRow& number : kNumbers) {
-    line(number.name, [&] {
-      if (number.real) {
-        AppendFixed(text, this->*number.real, 6);
+  for (const auto& word : trq::Span(kWords).From(kFirstNumber)) {
+    line(word.key, [&] {
+      const void* number = word.in(*this);
+      if (word.is_float) {
+        AppendFixed(text, *static_cast<const float*>(number), 6);
       } else {
-        text += std::to_string(this->*number.whole);
+        text += std::to_string(*static_cast<const int32_t*>(number));
       }
     });
   }
@@ -228,8 +281,8 @@ int RECOATSTYLE::writeRecoatStyle(CString path) {
       });
     }
   }
-  if (!file_->Open(path, "wb")) return trq::legacy_recoat_file::kCannotOpen;
-  const bool written = std::fwrite(text.data(), 1, text.size(), *file_) == text.size();
-  const bool closed = file_->Close() == trq::style_file::kOk;
+  if (!file->Open(path, "wb")) return trq::legacy_recoat_file::kCannotOpen;
+  const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
+  const bool closed = file->Close() == trq::style_file::kOk;
   return written && closed ? trq::legacy_recoat_file::kOk : trq::legacy_recoat_file::kFailed;
 }

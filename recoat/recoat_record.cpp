@@ -1,5 +1,4 @@
-#include "styles/parameter_record_text.h"
-#include "trq/recoat.h"
+#include "recoat/recoat_style_table.h"
 
 namespace {
 
@@ -27,14 +26,25 @@ constexpr RecordTextForm kIntReadable = {"%n = %v  [%l , %u, %e] %f",
 
 }  // namespace
 
+template <>
+std::string trq::detail::AsciiRecord(const RecoatStyleParameterRecordFloat& record, const char* name,
+                                     bool comma_separated) {
+  return RecordText(record, name, comma_separated ? kFloatComma : kFloatReadable);
+}
+template <>
+std::string trq::detail::AsciiRecord(const RecoatStyleParameterRecordInt& record, const char* name,
+                                     bool comma_separated) {
+  return RecordText(record, name, comma_separated ? kIntComma : kIntReadable);
+}
+
 int RecoatStyleParameterRecordFloat::WriteAsciiRecord(FILE* stream, const CString& name,
                                                       bool comma_separated) const {
-  return trq::detail::WriteRecordText(stream, *this, name, comma_separated ? kFloatComma : kFloatReadable);
+  return trq::detail::WriteRecordText(stream, *this, name, comma_separated);
 }
 
 int RecoatStyleParameterRecordInt::WriteAsciiRecord(FILE* stream, const CString& name,
                                                     bool comma_separated) const {
-  return trq::detail::WriteRecordText(stream, *this, name, comma_separated ? kIntComma : kIntReadable);
+  return trq::detail::WriteRecordText(stream, *this, name, comma_separated);
 }
 
 void RecoatStyleParameterRecordFloat::ConvertIntRecordIntoFloatRecord(

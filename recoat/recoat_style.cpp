@@ -92,14 +92,14 @@ void ForAllSweeps(KVRECOATSTYLE& style, Action action) {
 // Kept: only the Z range and the blade velocities are converted.
 void KVRECOATSTYLE::ConvertAllValuesToMM() {
   ForFloatRecords(
-      kRecoatRows, *this, [](const auto& row) { return trq::IsUnitConverted(row.unit); },
+      kRecoatRows, *this, [](const auto& row) { return trq::IsUnitConverted(row.quantity); },
       [](auto& record) { record.ConvertAllValuesToMM(); });
   ForAllSweeps(*this, [](KVSWEEPS& sweep) { sweep.ConvertAllValuesToMM(); });
 }
 
 void KVRECOATSTYLE::ConvertAllValuesToINCH() {
   ForFloatRecords(
-      kRecoatRows, *this, [](const auto& row) { return trq::IsUnitConverted(row.unit); },
+      kRecoatRows, *this, [](const auto& row) { return trq::IsUnitConverted(row.quantity); },
       [](auto& record) { record.ConvertAllValuesToINCH(); });
   ForAllSweeps(*this, [](KVSWEEPS& sweep) { sweep.ConvertAllValuesToINCH(); });
 }

@@ -1,172 +1,233 @@
+/// The two file layouts of recoat styles (docs/formats/recoat-style.md).
 #include <algorithm>
 
 #include "recoat/recoat_style_table.h"
 #include "styles/style_file.h"
-#include "styles/style_layout.h"
 
 namespace trq::detail {
 namespace {
 
-/// The three count records and the lists they count.
-struct CountedSweeps {
-  RecoatStyleParameterRecordInt KVRECOATSTYLE::*count;
-  std::vector<KVSWEEPS> KVRECOATSTYLE::*list;
+using S = KVRECOATSTYLE;
+using core::StyleLayout;
+
+constexpr core::StyleWord<S> kWords[] = {
+    WordRow<&S::FileVersion>("file_version"),
+    WordRow<&S::UserLevel>("user_level"),
+    WordRow<&S::MachineType>("machine_type"),
+    WordRow<&S::LayerThickness>("layer_thickness"),
+    WordRow<&S::LayoutWords, 0>("layout_word_1"),
+    WordRow<&S::LayoutWords, 1>("layout_word_2"),
+    WordRow<&S::LayoutWords, 2>("layout_word_3"),
+    WordRow<&S::LayoutWords, 3>("layout_word_4"),
+    WordRow<&S::LayoutWords, 4>("layout_word_5"),
+    WordRow<&S::FurtherHeaderWords, 0>("further_header_word_1"),
+    WordRow<&S::FurtherHeaderWords, 1>("further_header_word_2"),
+    WordRow<&S::FurtherHeaderWords, 2>("further_header_word_3"),
+    WordRow<&S::FurtherHeaderWords, 3>("further_header_word_4"),
+    WordRow<&S::FurtherHeaderWords, 4>("further_header_word_5"),
 };
-constexpr CountedSweeps kCountedSweeps[] = {
-    {&KVRECOATSTYLE::NumSweeps, &KVRECOATSTYLE::SweepList},
-    {&KVRECOATSTYLE::NumToolingPrimarySweeps, &KVRECOATSTYLE::PrimarySweepList},
-    {&KVRECOATSTYLE::NumToolingSecondarySweeps, &KVRECOATSTYLE::SecondarySweepList},
+
+constexpr core::StyleText<S> kTexts[] = {
+    TextRow<&S::StyleName>("style_name"),
+    TextRow<&S::FullPathName>("full_path_name"),
+    TextRow<&S::BuildDescription>("build_description"),
+    TextRow<&S::Units>("units"),
+    TextRow<&S::FurtherTexts, 0>("further_text_1"),
+    TextRow<&S::FurtherTexts, 1>("further_text_2"),
+    TextRow<&S::MoreTexts, 0>("more_text_1"),
+    TextRow<&S::MoreTexts, 1>("more_text_2"),
+    TextRow<&S::MoreTexts, 2>("more_text_3"),
+    TextRow<&S::MoreTexts, 3>("more_text_4"),
+    TextRow<&S::MoreTexts, 4>("more_text_5"),
+    TextRow<&S::LateTexts, 0>("late_text_1"),
+    TextRow<&S::LateTexts, 1>("late_text_2"),
+    TextRow<&S::LateTexts, 2>("late_text_3"),
+    TextRow<&S::LateTexts, 3>("late_text_4"),
 };
+
+constexpr std::vector<KVSWEEPS> S::*kSweepLists[] = {&S::SweepList, &S::PrimarySweepList,
+                                                     &S::SecondarySweepList};
+constexpr const char* kSweepListNames[] = {"sweeps", "primary", "secondary"};
+constexpr auto kFirstCount = static_cast<std::size_t>(RecoatRow("Num Sweeps").first);
+
+struct Layout : LayoutItems<80> {
+  constexpr void Text(std::string_view key, std::size_t width, ItemKind kind = ItemKind::kText) {
+    LayoutItems::Text(kTexts, key, width, kind);
+  }
+  constexpr void Words(std::string_view first, std::string_view last) {
+    LayoutItems::Words(kWords, first, last);
+  }
+  constexpr void Records(std::string_view first, std::string_view last, ItemKind kind = ItemKind::kRecord) {
+    LayoutItems::Records(kRecoatRows, RecoatRows(first, last), kind);
+  }
+  /// Common to both: where the style stands and what it is.
+  constexpr void Origin() {
+    Text("full_path_name", 512);
+    Text("build_description", 81);
+    Text("units", 11);
+    Records("RecoatType", "RecoatType");
+  }
+  /// Common to both: the counts, and the sweeps that they count.
+  constexpr void CountsAndSweeps() {
+    Records("Num Sweeps", "Num Tooling SecondarySweeps", ItemKind::kCount);
+    for (std::size_t list = 0; list < std::size(kSweepLists); ++list) {
+      Add(ItemKind::kSweeps, kSweepListNames[list], list, 2 * core::StyleRecordBytes::kSize);
+    }
+  }
+};
+
+constexpr Layout Make301() {
+  Layout layout;
+  layout.Words("file_version", "user_level");
+  layout.Words("layout_word_1", "layout_word_5");
+  layout.Words("machine_type", "layer_thickness");
+  layout.Words("further_header_word_1", "further_header_word_5");
+  layout.Text("style_name", 512);
+  layout.Text("late_text_1", 64);
+  layout.Text("late_text_2", 512);
+  layout.Text("late_text_3", 32, ItemKind::kBytes);
+  layout.Text("late_text_4", 64);
+  layout.Text("further_text_1", 512);
+  layout.Text("further_text_2", 512);
+
+  layout.Origin();
+  layout.Records("Start Z", "Z Wait");
+  layout.Records("Preferred Blade Gap Flag", "KeptInts[9]");
+  for (const char* key : {"more_text_1", "more_text_2", "more_text_3", "more_text_4", "more_text_5"}) {
+    layout.Text(key, 512);
+  }
+  layout.Records("Primary ZVelocity", "Number Of Secondary");
+  layout.CountsAndSweeps();
+  return layout;
+}
+constexpr Layout kLayout301 = Make301();
+static_assert(kLayout301.items[kHeaderItems].offset == kHeaderBytes, "the head of a 301 file");
+
+constexpr Layout Make206() {
+  Layout layout;
+  layout.Words("user_level", "user_level");
+  layout.Records("Version", "Version", ItemKind::kVersion);
+  layout.Words("machine_type", "machine_type");
+  layout.Text("style_name", 512);
+  layout.Origin();
+  layout.Records("Start Z", "Number Of Secondary");
+  layout.CountsAndSweeps();
+  layout.Text("further_text_1", 512);
+  layout.Text("further_text_2", 512);
+  return layout;
+}
+constexpr Layout kLayout206 = Make206();
+
+RecoatStyleParameterRecordInt& CountRecord(S& style, std::size_t list) {
+  return *kRecoatRows[kFirstCount + list].member.IntIn(style);
+}
+
+}  // namespace
 
 // Kept: the maximum of a count record, not its value, is the number of sweeps in the file. A maximum of 0 or
 // less writes none.
-bool WriteCountsAndSweeps(StyleWriter& writer, KVRECOATSTYLE& style) {
-  for (const CountedSweeps& counted : kCountedSweeps) {
-    RecoatStyleParameterRecordInt& count = style.*counted.count;
-    if (count.GetMaxRange() > 0) count.SetMaxRange(static_cast<int>((style.*counted.list).size()));
-    if (!writer.Record(count)) return false;
+template <>
+bool WriteSpecial(StyleWriter& writer, S& style, const StyleLayoutItem& item) {
+  if (item.kind == ItemKind::kVersion) return WriteVersion206(writer, style);
+  const bool is_count = item.kind == ItemKind::kCount;
+  const std::size_t list = is_count ? item.index - kFirstCount : item.index;
+  const std::vector<KVSWEEPS>& sweeps = style.*kSweepLists[list];
+  RecoatStyleParameterRecordInt& count = CountRecord(style, list);
+  if (is_count) {
+    if (count.GetMaxRange() > 0) count.SetMaxRange(static_cast<int>(sweeps.size()));
+    return writer.Record(count);
   }
-  for (const CountedSweeps& counted : kCountedSweeps) {
-    if ((style.*counted.count).GetMaxRange() <= 0) continue;
-    for (const KVSWEEPS& sweep : style.*counted.list) {
-      if (!writer.Record(sweep.BladeGap) || !writer.Record(sweep.BladeVelocity)) return false;
-    }
+  if (count.GetMaxRange() <= 0) return true;
+  return std::all_of(sweeps.begin(), sweeps.end(), [&writer](const KVSWEEPS& sweep) {
+    return writer.Record(sweep.BladeGap) && writer.Record(sweep.BladeVelocity);
+  });
+}
+
+template <>
+bool ReadSpecial(StyleReader& reader, S& style, const StyleLayoutItem& item) {
+  if (item.kind == ItemKind::kVersion) return ReadVersion206(reader, style);
+  if (item.kind == ItemKind::kCount) {
+    const std::size_t list = item.index - kFirstCount;
+    return reader.Record(CountRecord(style, list), &reader.sweep_counts[list]);
+  }
+  std::vector<KVSWEEPS>& sweeps = style.*kSweepLists[item.index];
+  sweeps.clear();
+  // The number is a claim: the list grows with the sweeps that come.
+  for (int32_t i = 0; i < reader.sweep_counts[item.index]; ++i) {
+    KVSWEEPS sweep;
+    if (!reader.Record(sweep.BladeGap) || !reader.Record(sweep.BladeVelocity)) return false;
+    sweeps.push_back(std::move(sweep));
   }
   return true;
 }
 
-bool ReadCountsAndSweeps(StyleReader& reader, KVRECOATSTYLE& style) {
-  int32_t stored[std::size(kCountedSweeps)] = {};
-  for (std::size_t i = 0; i < std::size(kCountedSweeps); ++i) {
-    if (!reader.Record(style.*kCountedSweeps[i].count, &stored[i])) return false;
-  }
-  for (std::size_t i = 0; i < std::size(kCountedSweeps); ++i) {
-    std::vector<KVSWEEPS>& list = style.*kCountedSweeps[i].list;
-    list.clear();
-    // The number is a claim: the list grows with the sweeps that come.
-    for (int32_t k = 0; k < stored[i]; ++k) {
-      KVSWEEPS sweep;
-      if (!reader.Record(sweep.BladeGap) || !reader.Record(sweep.BladeVelocity)) return false;
-      list.push_back(std::move(sweep));
-    }
-  }
-  return true;
-}
-
-bool WriteVersion206(StyleWriter& writer, KVRECOATSTYLE& style) {
-  return writer.Record(Version206Copy(style.Version));
-}
-
-/// The records after it are read in the form of the version just read.
-bool ReadVersion206(StyleReader& reader, KVRECOATSTYLE& style) {
-  reader.version = 0.0f;
-  if (!reader.Record(style.Version)) return false;
-  reader.version = style.Version.GetValue();
-  return true;
-}
-
-constexpr StyleSlot<KVRECOATSTYLE> kCountsAndSweeps = {-1, WriteCountsAndSweeps, ReadCountsAndSweeps};
-constexpr StyleSlot<KVRECOATSTYLE> kVersion206Slot = {RecoatRow("Version").first, WriteVersion206,
-                                                      ReadVersion206};
-
-constexpr auto Records(std::string_view first, std::string_view last) {
-  return RecordsItem<KVRECOATSTYLE>(RecoatRows(first, last));
-}
-
-using S = KVRECOATSTYLE;
-
-constexpr std::array kHeader301 = {
-    WordItem<&S::FileVersion>(),           WordItem<&S::UserLevel>(),
-    WordItem<&S::LayoutWords, 0>(),        WordItem<&S::LayoutWords, 1>(),
-    WordItem<&S::LayoutWords, 2>(),        WordItem<&S::LayoutWords, 3>(),
-    WordItem<&S::LayoutWords, 4>(),        WordItem<&S::MachineType>(),
-    WordItem<&S::LayerThickness>(),        WordItem<&S::FurtherHeaderWords, 0>(),
-    WordItem<&S::FurtherHeaderWords, 1>(), WordItem<&S::FurtherHeaderWords, 2>(),
-    WordItem<&S::FurtherHeaderWords, 3>(), WordItem<&S::FurtherHeaderWords, 4>(),
-    TextItem<&S::StyleName>(512),          TextItem<&S::LateTexts, 0>(64),
-    TextItem<&S::LateTexts, 1>(512),       RawTextItem<&S::LateTexts, 2>(32),
-    TextItem<&S::LateTexts, 3>(64),        TextItem<&S::FurtherTexts, 0>(512),
-    TextItem<&S::FurtherTexts, 1>(512),
-};
-static_assert(BytesOfWordsAndTexts(kHeader301) == 2264, "the head of a 301 file");
-
-constexpr std::array kData301 = {
-    TextItem<&S::FullPathName>(512), TextItem<&S::BuildDescription>(81),
-    TextItem<&S::Units>(11),         Records("RecoatType", "RecoatType"),
-    Records("Start Z", "Z Wait"),    Records("Preferred Blade Gap Flag", "KeptInts[9]"),
-    TextItem<&S::MoreTexts, 0>(512), TextItem<&S::MoreTexts, 1>(512),
-    TextItem<&S::MoreTexts, 2>(512), TextItem<&S::MoreTexts, 3>(512),
-    TextItem<&S::MoreTexts, 4>(512), Records("Primary ZVelocity", "Number Of Secondary"),
-    SlotItem(kCountsAndSweeps),
-};
-
-constexpr std::array kLayout206 = {
-    WordItem<&S::UserLevel>(),
-    SlotItem(kVersion206Slot),
-    WordItem<&S::MachineType>(),
-    TextItem<&S::StyleName>(512),
-    TextItem<&S::FullPathName>(512),
-    TextItem<&S::BuildDescription>(81),
-    TextItem<&S::Units>(11),
-    Records("RecoatType", "RecoatType"),
-    Records("Start Z", "Number Of Secondary"),
-    SlotItem(kCountsAndSweeps),
-    TextItem<&S::FurtherTexts, 0>(512),
-    TextItem<&S::FurtherTexts, 1>(512),
-};
-
-template <class Items>
-constexpr int CountRecords(const Items& items) {
-  int count = 0;
-  for (int row = 0; row < static_cast<int>(std::size(kRecoatRows)); ++row) count += TimesInLayout(items, row);
-  return count;
-}
-// The three count records stand in the slot with the sweeps.
-static_assert(CountRecords(kData301) + 3 == 47,
-              "every record but \"Version\", which the header's word replaces");
-static_assert(CountRecords(kLayout206) + 3 == 26, "the records of the export's table");
-
-}  // namespace
 }  // namespace trq::detail
+
+namespace trq::core {
+
+template <>
+Span<const StyleWord<KVRECOATSTYLE>> StyleWords<KVRECOATSTYLE>() {
+  return detail::kWords;
+}
+template <>
+Span<const StyleText<KVRECOATSTYLE>> StyleTexts<KVRECOATSTYLE>() {
+  return detail::kTexts;
+}
+template <>
+Span<const StyleLayoutItem> LayoutOf<KVRECOATSTYLE>(StyleLayout layout) {
+  if (layout == StyleLayout::kLegacy) return {};
+  return layout == StyleLayout::k301 ? detail::kLayout301.All() : detail::kLayout206.All();
+}
+template <>
+bool StoresParameter<KVRECOATSTYLE>(StyleLayout layout, std::size_t parameter) {
+  using Kind = StyleLayoutItem::Kind;
+  if (layout == StyleLayout::kLegacy) {
+    for (const StyleLayoutItem& item : LayoutOf<RECOATSTYLE>(layout)) {
+      if (item.kind == Kind::kWord && std::string_view(item.name) == detail::kRecoatRows[parameter].name &&
+          item.offset != 0) {
+        return true;
+      }
+    }
+    return false;
+  }
+  for (const StyleLayoutItem& item : LayoutOf<KVRECOATSTYLE>(layout)) {
+    if ((item.kind == Kind::kRecord || item.kind == Kind::kCount) && item.index == parameter) return true;
+  }
+  return false;
+}
+
+Result<std::size_t> ReadStyle(Bytes bytes, KVRECOATSTYLE& style) {
+  return detail::ReadStyleFromBytes(bytes, style);
+}
+Result<std::size_t> ReadStyle206(Bytes bytes, KVRECOATSTYLE& style) {
+  return detail::ReadStyle206FromBytes(bytes, style);
+}
+std::string StyleFileBytes(const KVRECOATSTYLE& style, StyleLayout layout) {
+  return detail::BytesOfStyle(style, layout);
+}
+
+}  // namespace trq::core
 
 using namespace trq::detail;
 
+int KVRECOATSTYLE::binaryReadStyle() {
+  StyleSource source(file);
+  return DispatchRead(*this, source);
+}
+int KVRECOATSTYLE::binaryReadStyleHeader301() { return ReadPart(*this, StylePart::kHeader301); }
+int KVRECOATSTYLE::binaryReadStyleData301() { return ReadPart(*this, StylePart::kBody301); }
+int KVRECOATSTYLE::binaryReadStyleData206() { return ReadPart(*this, StylePart::kWhole206); }
 int KVRECOATSTYLE::binaryWriteStyleData301() {
-  StyleWriter writer(file);
-  const int header = Transfer(writer, *this, kRecoatRows, kHeader301);
-  return Flushed(file,
-                 header == trq::style_file::kOk ? Transfer(writer, *this, kRecoatRows, kData301) : header);
+  return WritePart(*this, StyleSink(file), StylePart::kWhole301);
 }
-
 int KVRECOATSTYLE::binaryWriteStyleData206() {
-  StyleWriter writer(file);
-  return Flushed(file, Transfer(writer, *this, kRecoatRows, kLayout206));
-}
-
-int KVRECOATSTYLE::binaryReadStyleHeader301() {
-  StyleReader reader(file, FileVersion);
-  return Transfer(reader, *this, kRecoatRows, kHeader301);
-}
-
-int KVRECOATSTYLE::binaryReadStyleData301() {
-  StyleReader reader(file, FileVersion);
-  return Transfer(reader, *this, kRecoatRows, kData301);
-}
-
-int KVRECOATSTYLE::binaryReadStyleData206() {
-  StyleReader reader(file, 0.0f);
-  return Transfer(reader, *this, kRecoatRows, kLayout206);
+  return WritePart(*this, StyleSink(file), StylePart::kWhole206);
 }
 
 int KVRECOATSTYLE::writeRecoatStyle(CString path) { return SaveStyle(*this, path); }
 int KVRECOATSTYLE::readRecoatStyle(CString path) { return LoadStyle(*this, path); }
 int KVRECOATSTYLE::binaryWriteStyle(CString path) { return WriteStyleTo(*this, path); }
 int KVRECOATSTYLE::binaryReadStyle(CString path) { return ReadStyleFrom(*this, path); }
-// Kept: unlike build styles, version 4.0 is not taken here, and the "Version" record of a 206 file stands
-// behind its first word.
-int KVRECOATSTYLE::binaryReadStyle() {
-  return DispatchRead(*this, IsVersion301, VersionRecordPlace::kAfterFirstWord);
-}
 int KVRECOATSTYLE::binaryReadStyleHeader(CString path) { return ReadHeaderFrom(*this, path); }
 int KVRECOATSTYLE::writeCrcValue(CString path) { return AppendCrc(path); }
 int KVRECOATSTYLE::CompareCRC(unsigned long expected, CString path) {

@@ -1,48 +1,56 @@
 /// The one description of a recoat style's records; everything done to all of them is a loop over it.
 #pragma once
 
+#include "styles/parameter_record_text.h"
+#include "styles/style_file.h"
 #include "styles/style_table.h"
 #include "trq/recoat.h"
 
 namespace trq::detail {
 
+template <>
+std::string AsciiRecord(const RecoatStyleParameterRecordFloat& record, const char* name,
+                        bool comma_separated);
+template <>
+std::string AsciiRecord(const RecoatStyleParameterRecordInt& record, const char* name, bool comma_separated);
+
 namespace recoat_style_rows {
 using S = KVRECOATSTYLE;
-using U = trq::StyleUnit;
-using R = trq::StyleRegion;
+using namespace style_rows;
 
+// clang-format off: one row a line
 /// Member order: the table of the text export, the preferred blade gap, then the kept runs.
 inline constexpr trq::RecoatStyleParameterRow kRows[] = {
-    {"RecoatType", &S::RecoatType, U::kNumber, R::kGeneral, kZero},
-    {"Version", &S::Version, U::kVersion, R::kGeneral, kVersionDefault},
-    {"Start Z", &S::StartZ, U::kLength, R::kGeneral, kZero},
-    {"End Z", &S::EndZ, U::kLength, R::kGeneral, kZero},
-    {"Z Velocity", &S::ZVelocity, U::kLengthKept, R::kDip, kZero},
-    {"Z Acceleration", &S::ZAcceleration, U::kLengthKept, R::kDip, kZero},
-    {"Z Dip Distance", &S::ZDipDistance, U::kLengthKept, R::kDip, kZero},
-    {"Z Pre DipDelay", &S::ZPreDipDelay, U::kNumber, R::kDip, kZero},
-    {"Z Post DipDelay", &S::ZPostDipDelay, U::kNumber, R::kDip, kZero},
-    {"Z Wait", &S::ZWait, U::kNumber, R::kDip, kZero},
-    {"Primary ZVelocity", &S::PrimaryZVelocity, U::kLengthKept, R::kPrimaryDip, kZero},
-    {"Primary ZAcceleration", &S::PrimaryZAcceleration, U::kLengthKept, R::kPrimaryDip, kZero},
-    {"Primary ZDipDistance", &S::PrimaryZDipDistance, U::kLengthKept, R::kPrimaryDip, kZero},
-    {"Primary ZPreDipDelay", &S::PrimaryZPreDipDelay, U::kNumber, R::kPrimaryDip, kZero},
-    {"Primary ZPostDipDelay", &S::PrimaryZPostDipDelay, U::kNumber, R::kPrimaryDip, kZero},
-    {"Primary ZWait", &S::PrimaryZWait, U::kNumber, R::kPrimaryDip, kZero},
-    {"Secondary ZVelocity", &S::SecondaryZVelocity, U::kLengthKept, R::kSecondaryDip, kZero},
-    {"Secondary ZAcceleration", &S::SecondaryZAcceleration, U::kLengthKept, R::kSecondaryDip, kZero},
-    {"Secondary ZDipDistance", &S::SecondaryZDipDistance, U::kLengthKept, R::kSecondaryDip, kZero},
-    {"Secondary ZPreDipDelay", &S::SecondaryZPreDipDelay, U::kNumber, R::kSecondaryDip, kZero},
-    {"Secondary ZPostDipDelay", &S::SecondaryZPostDipDelay, U::kNumber, R::kSecondaryDip, kZero},
-    {"Secondary ZWait", &S::SecondaryZWait, U::kNumber, R::kSecondaryDip, kZero},
-    {"Number Of Secondary", &S::NumberOfSecondary, U::kNumber, R::kSweeps, kZero},
-    {"Num Sweeps", &S::NumSweeps, U::kNumber, R::kSweeps, kZero},
-    {"Num Tooling PrimarySweeps", &S::NumToolingPrimarySweeps, U::kNumber, R::kSweeps, kZero},
-    {"Num Tooling SecondarySweeps", &S::NumToolingSecondarySweeps, U::kNumber, R::kSweeps, kZero},
-    {"Preferred Blade Gap Flag", &S::PreferredBladeGapFlag, U::kFlag, R::kSweeps, kZero},
-    {"Preferred Blade Gap", &S::PreferredBladeGap, U::kLengthKept, R::kSweeps, kZero},
+    {"RecoatType", &S::RecoatType, kNumber, kGeneral},
+    {"Version", &S::Version, kVersion, kGeneral, kVersionDefault},
+    {"Start Z", &S::StartZ, kLength, kGeneral},
+    {"End Z", &S::EndZ, kLength, kGeneral},
+    {"Z Velocity", &S::ZVelocity, kLengthKept, kDip},
+    {"Z Acceleration", &S::ZAcceleration, kLengthKept, kDip},
+    {"Z Dip Distance", &S::ZDipDistance, kLengthKept, kDip},
+    {"Z Pre DipDelay", &S::ZPreDipDelay, kNumber, kDip},
+    {"Z Post DipDelay", &S::ZPostDipDelay, kNumber, kDip},
+    {"Z Wait", &S::ZWait, kNumber, kDip},
+    {"Primary ZVelocity", &S::PrimaryZVelocity, kLengthKept, kPrimaryDip},
+    {"Primary ZAcceleration", &S::PrimaryZAcceleration, kLengthKept, kPrimaryDip},
+    {"Primary ZDipDistance", &S::PrimaryZDipDistance, kLengthKept, kPrimaryDip},
+    {"Primary ZPreDipDelay", &S::PrimaryZPreDipDelay, kNumber, kPrimaryDip},
+    {"Primary ZPostDipDelay", &S::PrimaryZPostDipDelay, kNumber, kPrimaryDip},
+    {"Primary ZWait", &S::PrimaryZWait, kNumber, kPrimaryDip},
+    {"Secondary ZVelocity", &S::SecondaryZVelocity, kLengthKept, kSecondaryDip},
+    {"Secondary ZAcceleration", &S::SecondaryZAcceleration, kLengthKept, kSecondaryDip},
+    {"Secondary ZDipDistance", &S::SecondaryZDipDistance, kLengthKept, kSecondaryDip},
+    {"Secondary ZPreDipDelay", &S::SecondaryZPreDipDelay, kNumber, kSecondaryDip},
+    {"Secondary ZPostDipDelay", &S::SecondaryZPostDipDelay, kNumber, kSecondaryDip},
+    {"Secondary ZWait", &S::SecondaryZWait, kNumber, kSecondaryDip},
+    {"Number Of Secondary", &S::NumberOfSecondary, kNumber, kSweeps},
+    {"Num Sweeps", &S::NumSweeps, kNumber, kSweeps},
+    {"Num Tooling PrimarySweeps", &S::NumToolingPrimarySweeps, kNumber, kSweeps},
+    {"Num Tooling SecondarySweeps", &S::NumToolingSecondarySweeps, kNumber, kSweeps},
+    {"Preferred Blade Gap Flag", &S::PreferredBladeGapFlag, kFlag, kSweeps},
+    {"Preferred Blade Gap", &S::PreferredBladeGap, kLengthKept, kSweeps},
 #define TRQ_KEPT(run, i) \
-  { #run "[" #i "]", {&S::run, i }, U::kNumber, R::kUnnamed, kZero, false }
+  { #run "[" #i "]", {&S::run, i }, kNumber, kUnnamedRegion, kZero, false }
     TRQ_KEPT(KeptFloats, 0),
     TRQ_KEPT(KeptFloats, 1),
     TRQ_KEPT(KeptFloats, 2),
@@ -65,9 +73,18 @@ inline constexpr trq::RecoatStyleParameterRow kRows[] = {
     TRQ_KEPT(KeptInts, 9),
 #undef TRQ_KEPT
 };
+// clang-format on
 }  // namespace recoat_style_rows
 
 inline constexpr auto& kRecoatRows = recoat_style_rows::kRows;
+
+template <>
+struct StyleTraits<KVRECOATSTYLE> {
+  static constexpr auto& kRows = kRecoatRows;
+  static constexpr long kVersionRecordAt = 4;  // behind the user level
+  // Kept: unlike build styles, version 4.0 is not taken.
+  static bool Is301(float version) { return version == kVersion301; }
+};
 
 constexpr RowRange RecoatRows(std::string_view first, std::string_view last) {
   return FindRows(kRecoatRows, first, last);

@@ -27,39 +27,35 @@ constexpr SweepSection kSweepSections[] = {
     {"\nSecondary Sweep List:\n", &KVRECOATSTYLE::SecondarySweepList, ":"},
 };
 
-void PutRecords(KVRECOATSTYLE& style, RowRange rows) {
-  for (int row = rows.first; row <= rows.last; ++row) {
-    WithRecord(kRecoatRows[row], style, [&](auto& record) {
-      return record.WriteAsciiRecord(style.file, kRecoatRows[row].name, style.CommaSeparated);
-    });
-  }
-}
-
-void PutSweeps(KVRECOATSTYLE& style, const SweepSection& section) {
-  PutText(style.file, section.heading);
+std::string SweepLines(const KVRECOATSTYLE& style, const SweepSection& section, bool comma) {
+  std::string text = section.heading;
   int number = 0;
   for (const KVSWEEPS& sweep : style.*section.list) {
     const std::string end = std::to_string(++number) + section.after_number;
-    sweep.BladeGap.WriteAsciiRecord(style.file, "Blade Gap" + end, style.CommaSeparated);
-    sweep.BladeVelocity.WriteAsciiRecord(style.file, "Blade Velocity" + end, style.CommaSeparated);
+    text += AsciiRecord(sweep.BladeGap, ("Blade Gap" + end).c_str(), comma);
+    text += AsciiRecord(sweep.BladeVelocity, ("Blade Velocity" + end).c_str(), comma);
   }
+  return text;
 }
 
 }  // namespace
 
-int KVRECOATSTYLE::writeAsciiRecoatStyle(CString path) {
-  if (!file.Open(path, "wb")) return trq::style_file::kCannotOpen;
-  PutText(file, StyleTextHeading(*this, CommaSeparated ? kFirstLineComma : kFirstLine));
-  PutRecords(*this, RecoatRow("Version"));
-  PutText(file, MachineTextLine(MachineType, CommaSeparated, &trq::MachineTypeRow::recoat_header_name));
-  if (CommaSeparated) PutText(file, kColumnHeading);
-  PutRecords(*this, RecoatRow("RecoatType"));
-  PutRecords(*this, RecoatRows("Start Z", "Num Tooling SecondarySweeps"));
-  for (const SweepSection& section : kSweepSections) PutSweeps(*this, section);
-  PutText(file, "\n\n");
-  PutRecords(*this, RecoatRows("Preferred Blade Gap Flag", "Preferred Blade Gap"));
+std::string trq::core::StyleTextExport(const KVRECOATSTYLE& style, bool comma) {
+  const auto lines = [&](RowRange rows) { return RecordLines(style, kRecoatRows, rows, comma); };
+  std::string text = StyleTextHeading(style, comma ? kFirstLineComma : kFirstLine, comma);
+  text += lines(RecoatRow("Version"));
+  text += MachineTextLine(style.MachineType, comma, &trq::MachineTypeRow::recoat_header_name);
+  if (comma) text += kColumnHeading;
+  text += lines(RecoatRow("RecoatType"));
+  text += lines(RecoatRows("Start Z", "Num Tooling SecondarySweeps"));
+  for (const SweepSection& section : kSweepSections) text += SweepLines(style, section, comma);
+  text += "\n\n";
+  text += lines(RecoatRows("Preferred Blade Gap Flag", "Preferred Blade Gap"));
   std::string thickness;
-  AppendFixed(thickness, LayerThickness, 6);
-  PutText(file, StyleTextLine("Layer Thickness", thickness.c_str(), CommaSeparated));
-  return FinishText(file);
+  AppendFixed(thickness, style.LayerThickness, 6);
+  return text + StyleTextLine("Layer Thickness", thickness.c_str(), comma);
+}
+
+int KVRECOATSTYLE::writeAsciiRecoatStyle(CString path) {
+  return WriteTextFile(file, path, trq::core::StyleTextExport(*this, CommaSeparated));
 }

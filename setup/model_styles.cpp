@@ -3,28 +3,10 @@
 #include <iterator>
 
 #include "setup/style_stack.h"
+#include "styles/build_style_table.h"
 #include "trq/setup.h"
 
 using namespace trq::detail;
-
-namespace {
-
-/// The flag records in the order of the flags word's bits.
-constexpr BuildStyleParameterRecordInt KVBUILDSTYLE::*kFlags[] = {
-    &KVBUILDSTYLE::DHFlag,
-    &KVBUILDSTYLE::SmallSpotOnlyFlag,
-    &KVBUILDSTYLE::ZSmoothingFlag,
-    &KVBUILDSTYLE::HighSpatialToleranceFlag,
-    &KVBUILDSTYLE::SmallLineWidthCompenstationFlag,
-    &KVBUILDSTYLE::DifferentialShrinkFlag,
-    &KVBUILDSTYLE::SmallFeaturePreservationFlag,
-    &KVBUILDSTYLE::LargeLineWidthCompenstationFlag,
-    &KVBUILDSTYLE::PatternStyleFlag,
-    &KVBUILDSTYLE::ShellingFlag,
-    &KVBUILDSTYLE::LayerOnlyFlag,
-};
-
-}  // namespace
 
 int MODEL::KVAddBuildStyle(PLATFORM* platform, MODEL*, CString file, float start, float end, bool read) {
   const auto fresh = std::make_shared<KVBUILDSTYLE>(file);
@@ -43,9 +25,10 @@ int MODEL::KVAddBuildStyle(PLATFORM* platform, MODEL*, CString file, float start
       [platform](const auto& replaced) {
         if (platform && platform->CurrentBuildStyle == replaced) platform->CurrentBuildStyle.reset();
       });
-  static_assert(std::size(kFlags) == std::extent_v<decltype(MODEL::Ints11)>);
-  for (std::size_t i = 0; i < std::size(kFlags); ++i)
-    Ints11[i].CopyRecord(&(BuildStyles.front().get()->*kFlags[i]));
+  static_assert(std::size(kStyleFlags) == std::extent_v<decltype(MODEL::Ints11)>);
+  for (std::size_t i = 0; i < std::size(kStyleFlags); ++i) {
+    Ints11[i].CopyRecord(&kStyleFlags[i].In(*BuildStyles.front()));
+  }
   return 0;
 }
 

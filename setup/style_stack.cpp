@@ -112,7 +112,7 @@ float WidestDownHatchSpacing(const KVBUILDSTYLE& style) {
 }
 
 float ZCompensationHeight(const KVBUILDSTYLE& style) {
-  const double layers = style.AfterMinLargeNSWidth.GetValue();
+  const double layers = style.ZCompensationLayers.GetValue();
   return static_cast<float>(layers * style.LayerThickness.GetValue());
 }
 

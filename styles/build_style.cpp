@@ -67,38 +67,12 @@ void ForStructureNumbers(S& style, const trq::BuildStyleStructure& structure, Se
   for (const StructurePartner& pair : kStructurePartners) set(style.*pair.follows, structure.*pair.field);
 }
 
-/// What the 301 layout adds and a 206 file does not hold, with its value there; `ranged` says whether the row
-/// also sets the range.
-struct Addition301 {
-  int row;
-  trq::StyleParameterDefaults defaults;
-  bool ranged;
+/// What the 301 layout adds and a 206 file does not hold: sixteen records.
+constexpr RowRange kAdditions301[] = {
+    BuildRows("Shell Support Spacing", "Z Filtering Flag"),
+    BuildRows("Interior Boundary Removal Flag", "High Speed Scan Flag"),
+    BuildRows("Draw Borders Last Flag", "Draw Large Layer Border Prime Flag"),
 };
-constexpr Addition301 Ranged301(std::string_view name, float value, float minimum, float maximum) {
-  return {BuildRow(name), Ranged(value, minimum, maximum), true};
-}
-constexpr Addition301 Plain301(std::string_view name, float value) {
-  return {BuildRow(name), {value, value, 0, 0}, false};
-}
-constexpr Addition301 kAdditions301[] = {
-    Ranged301("Shell Support Spacing", 0.4f, 0, 2),
-    Ranged301("Smart Best Surface Finish Layers", 10, 1, 20),
-    Ranged301("LBP for B2", 0, 0, 0),
-    Plain301("Smart Best Surface Finish Flag", 0),
-    Plain301("Z Filtering Flag", 1),
-    Plain301("Interior Boundary Removal Flag", 0),
-    Plain301("High Speed Scan Flag", 0),
-    Plain301("Draw Borders Last Flag", 0),
-    Plain301("Draw Small Up Borders Flag", 1),
-    Plain301("Draw Large Up Borders Flag", 1),
-    Plain301("Draw Small Down Borders Flag", 1),
-    Plain301("Draw Large Down Borders Flag", 1),
-    Plain301("Draw Small Layer Borders Flag", 1),
-    Plain301("Draw Large Layer Borders Flag", 1),
-    Plain301("Draw Small Layer Border Prime Flag", 1),
-    Plain301("Draw Large Layer Border Prime Flag", 1),
-};
-static_assert(std::size(kAdditions301) == 16, "records that the conversion sets");
 constexpr int32_t kLayoutWords301[] = {4, 6, 7, 3, 2};
 
 constexpr std::size_t kRawTextBytes = 32;
@@ -143,19 +117,19 @@ void KVBUILDSTYLE::resetKVBuildStyle(const trq::BuildStyleStructure* structure) 
 
 void KVBUILDSTYLE::ConvertAllValuesToMM() {
   ForFloatRecords(
-      kBuildStyleTable, *this, [](auto& row) { return trq::IsUnitConverted(row.unit); },
+      kBuildStyleTable, *this, [](auto& row) { return trq::IsUnitConverted(row.quantity); },
       [](auto& record) { record.ConvertAllValuesToMM(); });
 }
 
 void KVBUILDSTYLE::ConvertAllValuesToINCH() {
   ForFloatRecords(
-      kBuildStyleTable, *this, [](auto& row) { return trq::IsUnitConverted(row.unit); },
+      kBuildStyleTable, *this, [](auto& row) { return trq::IsUnitConverted(row.quantity); },
       [](auto& record) { record.ConvertAllValuesToINCH(); });
 }
 
 void KVBUILDSTYLE::EquatelAllDefaultsToCurrentValue() {
   ForFloatRecords(
-      kBuildStyleTable, *this, [](auto& row) { return trq::IsDefaultEquated(row.unit); },
+      kBuildStyleTable, *this, [](auto& row) { return trq::IsDefaultEquated(row.quantity); },
       [](auto& record) { record.EquateDefaultToCurrentValue(); });
 }
 
@@ -181,9 +155,6 @@ int KVBUILDSTYLE::writeBuildStyle(CString path) { return SaveStyle(*this, path);
 int KVBUILDSTYLE::readBuildStyle(CString path) { return LoadStyle(*this, path); }
 int KVBUILDSTYLE::binaryWriteStyle(CString path) { return WriteStyleTo(*this, path); }
 int KVBUILDSTYLE::binaryReadStyle(CString path) { return ReadStyleFrom(*this, path); }
-int KVBUILDSTYLE::binaryReadStyle() {
-  return DispatchRead(*this, IsVersion301Or400, VersionRecordPlace::kAtStart);
-}
 int KVBUILDSTYLE::binaryReadStyleHeader(CString path) { return ReadHeaderFrom(*this, path); }
 int KVBUILDSTYLE::writeCrcValue(CString path) { return AppendCrc(path); }
 int KVBUILDSTYLE::CompareCRC(unsigned long expected, CString path) {
@@ -214,17 +185,17 @@ int KVBUILDSTYLE::ConvertTo205Version(float) {
 
 int KVBUILDSTYLE::ConvertBuildStylesTo301() {
   std::copy(std::begin(kLayoutWords301), std::end(kLayoutWords301), LayoutWords);
-  for (const Addition301& addition : kAdditions301) {
-    WithRecord(kBuildStyleTable[addition.row], *this, [&addition](auto& record) {
-      const trq::StyleParameterDefaults& defaults = addition.defaults;
-      using T = decltype(record.GetValue());
-      record.SetValue(static_cast<T>(defaults.value));
-      record.SetDefaultValue(static_cast<T>(defaults.default_value));
-      if (addition.ranged) {
-        record.SetMinRange(static_cast<T>(defaults.minimum));
-        record.SetMaxRange(static_cast<T>(defaults.maximum));
-      }
-    });
+  for (const RowRange& rows : kAdditions301) {
+    for (int row = rows.first; row <= rows.last; ++row) {
+      WithRecord(kBuildStyleTable[row], *this, [row](auto& record) {
+        const trq::StyleParameterDefaults& defaults = kBuildStyleTable[row].defaults;
+        SetNewValues(record, defaults);
+        if (defaults.minimum <= defaults.maximum) SetNewRange(record, defaults);
+      });
+    }
   }
+  // Kept: a new style has this record without range.
+  LBPforB2.SetMinRange(0);
+  LBPforB2.SetMaxRange(0);
   return trq::style_file::kOk;
 }

@@ -1,240 +1,274 @@
 /// The two file layouts of build styles (docs/formats/build-style.md).
-#include <array>
+#include <algorithm>
 
 #include "styles/build_style_table.h"
-#include "styles/style_file.h"
-#include "styles/style_layout.h"
-#include "trq/styles.h"
 
 namespace trq::detail {
 namespace {
 
 using S = KVBUILDSTYLE;
-using Item = LayoutItem<S>;
-using Slot = StyleSlot<S>;
+using core::StyleLayout;
 
-constexpr Item Records(std::string_view first, std::string_view last) {
-  return RecordsItem<S>(BuildRows(first, last));
+constexpr core::StyleWord<S> kWords[] = {
+    WordRow<&S::FileVersion>("file_version"),
+    WordRow<&S::UserLevel>("user_level"),
+    WordRow<&S::MachineType>("machine_type"),
+    WordRow<&S::LayoutWords, 0>("layout_word_1"),
+    WordRow<&S::LayoutWords, 1>("layout_word_2"),
+    WordRow<&S::LayoutWords, 2>("layout_word_3"),
+    WordRow<&S::LayoutWords, 3>("layout_word_4"),
+    WordRow<&S::LayoutWords, 4>("layout_word_5"),
+    WordRow<&S::LayoutWords, 5>("layout_word_6"),
+    WordRow<&S::FurtherHeaderWords, 0>("further_header_word_1"),
+    WordRow<&S::FurtherHeaderWords, 1>("further_header_word_2"),
+    WordRow<&S::FurtherHeaderWords, 2>("further_header_word_3"),
+    WordRow<&S::FurtherHeaderWords, 3>("further_header_word_4"),
+    WordRow<&S::FurtherHeaderWords, 4>("further_header_word_5"),
+};
+
+constexpr core::StyleText<S> kTexts[] = {
+    TextRow<&S::StyleName>("style_name"),
+    TextRow<&S::FullPathName>("full_path_name"),
+    TextRow<&S::BuildDescription>("build_description"),
+    TextRow<&S::Units>("units"),
+    TextRow<&S::HeaderTexts, 0>("header_text_1"),
+    TextRow<&S::HeaderTexts, 1>("header_text_2"),
+    TextRow<&S::HeaderTexts, 2>("header_text_3"),
+    TextRow<&S::HeaderTexts, 3>("header_text_4"),
+    TextRow<&S::HeaderTexts, 4>("header_text_5"),
+    TextRow<&S::HeaderTexts, 5>("header_text_6"),
+    TextRow<&S::NoticeText>("notice_text"),
+    TextRow<&S::FurtherTexts, 0>("further_text_1"),
+    TextRow<&S::FurtherTexts, 1>("further_text_2"),
+    TextRow<&S::MoreTexts, 0>("more_text_1"),
+    TextRow<&S::MoreTexts, 1>("more_text_2"),
+    TextRow<&S::MoreTexts, 2>("more_text_3"),
+    TextRow<&S::MoreTexts, 3>("more_text_4"),
+};
+
+struct Layout : LayoutItems<300> {
+  constexpr void Text(std::string_view key, std::size_t width, ItemKind kind = ItemKind::kText) {
+    LayoutItems::Text(kTexts, key, width, kind);
+  }
+  constexpr void Words(std::string_view first, std::string_view last) {
+    LayoutItems::Words(kWords, first, last);
+  }
+  constexpr void Records(std::string_view first, std::string_view last) {
+    LayoutItems::Records(kBuildStyleTable, BuildRows(first, last));
+  }
+  constexpr void Record(std::string_view name, ItemKind kind = ItemKind::kRecord) {
+    LayoutItems::Records(kBuildStyleTable, BuildRows(name), kind);
+  }
+  /// Common to both: the regions and what follows them, up to the flags.
+  constexpr void Regions() {
+    Records("Start Z", "QC Min Small Thick Skin Width");
+    // Kept: one slot of the file holds two parameters, which are equal after every save and load.
+    Record("QC Min Large Thick Skin Width", ItemKind::kSharedRecord);
+    Records("QCZ Transition", "QC ZBond");
+    Records("Stagger", "Boundary Comp");
+    Record("QC LayerDepth");
+    Record("Additional Boundaries");
+  }
+  /// Common to both: what follows the flags.
+  constexpr void AfterFlags() {
+    Records("UH Flag", "Min Width For Small Spot");
+    Text("header_text_6", 512);  // the reverse of the header's order
+    Text("header_text_5", 512);
+    Records("Small Support Boundary Cure Depth", "Large Support Up Interface Boundary Cure Depth");
+  }
+};
+
+constexpr Layout Make206() {
+  Layout layout;
+  layout.Record("Version", ItemKind::kVersion);
+  layout.Text("style_name", 512);
+  layout.Text("full_path_name", 512);
+  layout.Regions();
+  layout.Add(ItemKind::kFlags, "flags word", 0, core::StyleRecordBytes::kSize);
+  layout.AfterFlags();
+  return layout;
 }
-constexpr Item Records(std::string_view only) { return Records(only, only); }
+constexpr Layout kLayout206 = Make206();
 
-// --- Special slots
-// ---------------------------------------------------------------------------------------------
+constexpr Layout Make301() {
+  Layout layout;
+  layout.Words("file_version", "user_level");
+  layout.Words("layout_word_1", "layout_word_5");
+  layout.Words("machine_type", "machine_type");
+  layout.Words("layout_word_6", "further_header_word_5");
+  layout.Text("style_name", 512);
+  layout.Text("header_text_1", 64);
+  layout.Text("header_text_2", 512);
+  layout.Text("header_text_3", 32, ItemKind::kBytes);
+  layout.Text("header_text_4", 64);
+  layout.Text("header_text_5", 512);
+  layout.Text("header_text_6", 512);
 
-/// The first record of a 206 file: written as 2.06, and read by its own value, which then says how all later
-/// records are read.
-constexpr Slot kVersion206Slot = {
-    BuildRow("Version"),
-    [](StyleWriter& writer, S& style) { return writer.Record(Version206Copy(style.Version)); },
-    [](StyleReader& reader, S& style) {
-      reader.version = 0.0f;
-      const bool read = reader.Record(style.Version);
-      reader.version = style.Version.GetValue();
-      return read;
-    }};
+  layout.Record("Shell Support Spacing");
+  layout.Records("AfterSupportCureDepths[0]", "AfterSupportCureDepths[8]");
+  layout.Record("Smart Best Surface Finish Layers");
+  layout.Record("LBP for B2");
+  layout.Records("AfterZFilteringFlag[0]", "AfterZFilteringFlag[1]");
+  layout.Records("AfterSupportCureDepths[9]", "AfterSupportCureDepths[14]");
+  layout.Text("notice_text", 512);
+  for (const char* key : {"more_text_1", "more_text_2", "more_text_3", "more_text_4"}) layout.Text(key, 512);
+  layout.Text("full_path_name", 512);
 
-// Kept: one slot of the file holds two parameters, which are equal after every save and load.
-constexpr Slot kSharedThicknessSlot = {BuildRow("QC Min Large Thick Skin Width"),
-                                       [](StyleWriter& writer, S& style) {
-                                         style.QCMinLargeThickSkinWidth.CopyRecord(&style.ShellingThickness);
-                                         return writer.Record(style.QCMinLargeThickSkinWidth);
-                                       },
-                                       [](StyleReader& reader, S& style) {
-                                         if (!reader.Record(style.QCMinLargeThickSkinWidth)) return false;
-                                         style.ShellingThickness.CopyRecord(&style.QCMinLargeThickSkinWidth);
-                                         return true;
-                                       }};
+  layout.Regions();
+  layout.Record("DH Flag");
+  layout.Record("Small Spot Only Flag");
+  layout.Record("Z Smoothing Flag");
+  layout.Record("High Spatial Tolerance Flag");
+  // Kept: the value, but not the default, of the compensation flags is stored inverted.
+  layout.Record("Small Line Width Compenstation Flag", ItemKind::kInvertedFlag);
+  layout.Record("Large Line Width Compenstation Flag", ItemKind::kInvertedFlag);
+  layout.Record("Differential Shrink Flag");
+  layout.Record("Small Feature Preservation Flag");
+  layout.Record("Pattern Style Flag");
+  layout.Record("Shelling Flag");
+  layout.Record("Layer Only Flag");
+  layout.AfterFlags();
+  layout.Record("Smart Best Surface Finish Flag");
+  layout.Record("Z Filtering Flag");
+  layout.Records("Interior Boundary Removal Flag", "Draw Large Layer Border Prime Flag");
+  // Kept: the Up fills stand before the Up border, here and in member order; the text export has them last.
+  layout.Records("Layer Border Power", "Up Hatch 3 Power");
+  return layout;
+}
+constexpr Layout kLayout301 = Make301();
+
+static_assert(kLayout206.count == 188, "items of the 206 layout");
+static_assert(kLayout301.count == kHeaderItems + 262, "items of the 301 layout");
+static_assert(kLayout301.items[kHeaderItems].offset == kHeaderBytes, "header bytes");
 
 int32_t Inverted(int32_t flag) { return flag == 0 ? 1 : 0; }
 
-// Kept: the 301 layout stores the value, but not the default, of the compensation flags inverted.
-template <BuildStyleParameterRecordInt S::*kFlag>
-constexpr Slot InvertedFlagSlot(std::string_view name) {
-  return {BuildRow(name),
-          [](StyleWriter& writer, S& style) {
-            const int32_t value = (style.*kFlag).GetValue();
-            (style.*kFlag).SetValue(Inverted(value));
-            const bool written = writer.Record(style.*kFlag);
-            (style.*kFlag).SetValue(value);
-            return written;
-          },
-          [](StyleReader& reader, S& style) {
-            if (!reader.Record(style.*kFlag)) return false;
-            (style.*kFlag).SetValue(Inverted((style.*kFlag).GetValue()));
-            return true;
-          }};
+BuildStyleParameterRecordInt& FlagOf(S& style, const StyleLayoutItem& item) {
+  return *kBuildStyleTable[item.index].member.IntIn(style);
 }
-constexpr Slot kSmallCompensationSlot =
-    InvertedFlagSlot<&S::SmallLineWidthCompenstationFlag>("Small Line Width Compenstation Flag");
-constexpr Slot kLargeCompensationSlot =
-    InvertedFlagSlot<&S::LargeLineWidthCompenstationFlag>("Large Line Width Compenstation Flag");
-
-struct FlagBit {
-  int32_t bit;
-  BuildStyleParameterRecordInt S::*flag;
-  bool set_when_zero;
-};
-
-// Kept: the order of the bits is not the order of the members, and the compensation flags are inverted.
-constexpr FlagBit kFlagBits[] = {
-    {0x001, &S::DHFlag, false},
-    {0x002, &S::SmallSpotOnlyFlag, false},
-    {0x004, &S::ZSmoothingFlag, false},
-    {0x008, &S::HighSpatialToleranceFlag, false},
-    {0x010, &S::SmallLineWidthCompenstationFlag, true},
-    {0x020, &S::DifferentialShrinkFlag, false},
-    {0x040, &S::SmallFeaturePreservationFlag, false},
-    {0x080, &S::LargeLineWidthCompenstationFlag, true},
-    {0x100, &S::PatternStyleFlag, false},
-    {0x200, &S::ShellingFlag, false},
-    {0x400, &S::LayerOnlyFlag, false},
-};
-
-/// The flags of a 206 file: a record of its own whose value is a bit mask.
-constexpr Slot kFlagsWordSlot = {-1,
-                                 [](StyleWriter& writer, S& style) {
-                                   int32_t mask = 0;
-                                   for (const FlagBit& entry : kFlagBits) {
-                                     const bool zero = (style.*entry.flag).GetValue() == 0;
-                                     if (zero == entry.set_when_zero) mask |= entry.bit;
-                                   }
-                                   BuildStyleParameterRecordInt word;
-                                   word.SetValue(mask);
-                                   return writer.Record(word);
-                                 },
-                                 [](StyleReader& reader, S& style) {
-                                   BuildStyleParameterRecordInt word;
-                                   if (!reader.Record(word)) return false;
-                                   for (const FlagBit& entry : kFlagBits) {
-                                     const bool set = (word.GetValue() & entry.bit) != 0;
-                                     (style.*entry.flag).SetValue(set != entry.set_when_zero ? 1 : 0);
-                                   }
-                                   return true;
-                                 }};
-
-// --- Layouts
-// ---------------------------------------------------------------------------------------------------
-
-constexpr std::array kHeader301 = {
-    WordItem<&S::FileVersion>(),           WordItem<&S::UserLevel>(),
-    WordItem<&S::LayoutWords, 0>(),        WordItem<&S::LayoutWords, 1>(),
-    WordItem<&S::LayoutWords, 2>(),        WordItem<&S::LayoutWords, 3>(),
-    WordItem<&S::LayoutWords, 4>(),        WordItem<&S::MachineType>(),
-    WordItem<&S::LayoutWords, 5>(),        WordItem<&S::FurtherHeaderWords, 0>(),
-    WordItem<&S::FurtherHeaderWords, 1>(), WordItem<&S::FurtherHeaderWords, 2>(),
-    WordItem<&S::FurtherHeaderWords, 3>(), WordItem<&S::FurtherHeaderWords, 4>(),
-    TextItem<&S::StyleName>(512),          TextItem<&S::HeaderTexts, 0>(64),
-    TextItem<&S::HeaderTexts, 1>(512),     RawTextItem<&S::HeaderTexts, 2>(32),
-    TextItem<&S::HeaderTexts, 3>(64),      TextItem<&S::HeaderTexts, 4>(512),
-    TextItem<&S::HeaderTexts, 5>(512),
-};
-
-/// Common to both: the regions and what follows them, up to the flags.
-constexpr std::array kRegions = {
-    Records("Start Z", "QC Min Small Thick Skin Width"),
-    SlotItem(kSharedThicknessSlot),
-    Records("QCZ Transition", "QC ZBond"),
-    Records("Stagger", "Boundary Comp"),
-    Records("QC LayerDepth"),
-    Records("Additional Boundaries"),
-};
-
-/// Common to both: what follows the flags.
-constexpr std::array kAfterFlags = {
-    Records("UH Flag", "Min Width For Small Spot"),
-    TextItem<&S::HeaderTexts, 5>(512),  // the reverse of the header's order
-    TextItem<&S::HeaderTexts, 4>(512),
-    Records("Small Support Boundary Cure Depth", "Large Support Up Interface Boundary Cure Depth"),
-};
-
-constexpr auto kLayout206 =
-    Join(std::array{SlotItem(kVersion206Slot), TextItem<&S::StyleName>(512), TextItem<&S::FullPathName>(512)},
-         kRegions, std::array{SlotItem(kFlagsWordSlot)}, kAfterFlags);
-
-constexpr std::array kStart301 = {
-    Records("Shell Support Spacing"),
-    Records("AfterSupportCureDepths[0]", "AfterSupportCureDepths[8]"),
-    Records("Smart Best Surface Finish Layers"),
-    Records("LBP for B2"),
-    Records("AfterZFilteringFlag[0]", "AfterZFilteringFlag[1]"),
-    Records("AfterSupportCureDepths[9]", "AfterSupportCureDepths[14]"),
-    TextItem<&S::NoticeText>(512),
-    TextItem<&S::MoreTexts, 0>(512),
-    TextItem<&S::MoreTexts, 1>(512),
-    TextItem<&S::MoreTexts, 2>(512),
-    TextItem<&S::MoreTexts, 3>(512),
-    TextItem<&S::FullPathName>(512),
-};
-
-constexpr std::array kFlags301 = {
-    Records("DH Flag"),
-    Records("Small Spot Only Flag"),
-    Records("Z Smoothing Flag"),
-    Records("High Spatial Tolerance Flag"),
-    SlotItem(kSmallCompensationSlot),
-    SlotItem(kLargeCompensationSlot),
-    Records("Differential Shrink Flag"),
-    Records("Small Feature Preservation Flag"),
-    Records("Pattern Style Flag"),
-    Records("Shelling Flag"),
-    Records("Layer Only Flag"),
-};
-
-constexpr std::array kEnd301 = {
-    Records("Smart Best Surface Finish Flag"),
-    Records("Z Filtering Flag"),
-    Records("Interior Boundary Removal Flag", "Draw Large Layer Border Prime Flag"),
-    // Kept: the Up fills stand before the Up border, here and in member order; the text export has them last.
-    Records("Layer Border Power", "Up Hatch 3 Power"),
-};
-
-constexpr auto kBody301 = Join(kStart301, kRegions, kFlags301, kAfterFlags, kEnd301);
-
-static_assert(BytesOfWordsAndTexts(kHeader301) == 2264, "header bytes");
-static_assert(CountItems(kLayout206) == 188, "items of the 206 layout");
-static_assert(CountItems(kBody301) == 262, "items after the 301 header");
-static_assert(CountTexts(kBody301) == 8, "texts after the 301 header, the rest are records");
-
-/// Every record stands once in a 301 file but "Version" (a header word), "Shelling Thickness" (in the shared
-/// slot) and the last six of the unnamed run, which are in no file.
-constexpr bool HoldsEveryRecordOnce() {
-  for (int row = 0; row < static_cast<int>(std::size(kBuildStyleTable)); ++row) {
-    const RowRange nowhere[] = {BuildRows("Version"), BuildRows("Shelling Thickness"),
-                                BuildRows("AfterSupportCureDepths[15]", "AfterSupportCureDepths[20]")};
-    if (TimesInLayout(kBody301, row) != (TimesListed(nowhere, row) ? 0 : 1)) return false;
-  }
-  return true;
-}
-static_assert(HoldsEveryRecordOnce(), "every record of a 301 file has one place");
 
 }  // namespace
+
+template <>
+bool WriteSpecial(StyleWriter& writer, S& style, const StyleLayoutItem& item) {
+  switch (item.kind) {
+    case ItemKind::kVersion:
+      return WriteVersion206(writer, style);
+    case ItemKind::kSharedRecord:
+      style.QCMinLargeThickSkinWidth.CopyRecord(&style.ShellingThickness);
+      return writer.Record(style.QCMinLargeThickSkinWidth);
+    case ItemKind::kInvertedFlag: {
+      BuildStyleParameterRecordInt inverted = FlagOf(style, item);
+      inverted.SetValue(Inverted(inverted.GetValue()));
+      return writer.Record(inverted);
+    }
+    default: {  // the flags word
+      int32_t mask = 0;
+      int32_t bit = 1;
+      for (const StyleFlag& flag : kStyleFlags) {
+        if ((flag.In(style).GetValue() == 0) == flag.set_when_zero) mask |= bit;
+        bit <<= 1;
+      }
+      BuildStyleParameterRecordInt word;
+      word.SetValue(mask);
+      return writer.Record(word);
+    }
+  }
+}
+
+template <>
+bool ReadSpecial(StyleReader& reader, S& style, const StyleLayoutItem& item) {
+  switch (item.kind) {
+    case ItemKind::kVersion:
+      return ReadVersion206(reader, style);
+    case ItemKind::kSharedRecord:
+      if (!reader.Record(style.QCMinLargeThickSkinWidth)) return false;
+      style.ShellingThickness.CopyRecord(&style.QCMinLargeThickSkinWidth);
+      return true;
+    case ItemKind::kInvertedFlag: {
+      BuildStyleParameterRecordInt& flag = FlagOf(style, item);
+      if (!reader.Record(flag)) return false;
+      flag.SetValue(Inverted(flag.GetValue()));
+      return true;
+    }
+    default: {  // the flags word
+      BuildStyleParameterRecordInt word;
+      if (!reader.Record(word)) return false;
+      int32_t bit = 1;
+      for (const StyleFlag& flag : kStyleFlags) {
+        flag.In(style).SetValue(((word.GetValue() & bit) != 0) != flag.set_when_zero ? 1 : 0);
+        bit <<= 1;
+      }
+      return true;
+    }
+  }
+}
+
 }  // namespace trq::detail
+
+namespace trq::core {
+
+template <>
+Span<const StyleWord<KVBUILDSTYLE>> StyleWords<KVBUILDSTYLE>() {
+  return detail::kWords;
+}
+template <>
+Span<const StyleText<KVBUILDSTYLE>> StyleTexts<KVBUILDSTYLE>() {
+  return detail::kTexts;
+}
+template <>
+Span<const StyleLayoutItem> LayoutOf<KVBUILDSTYLE>(StyleLayout layout) {
+  if (layout == StyleLayout::kLegacy) return {};
+  return layout == StyleLayout::k301 ? detail::kLayout301.All() : detail::kLayout206.All();
+}
+template <>
+bool StoresParameter<KVBUILDSTYLE>(StyleLayout layout, std::size_t parameter) {
+  const auto is_row = [parameter](int row) { return static_cast<std::size_t>(row) == parameter; };
+  for (const StyleLayoutItem& item : LayoutOf<KVBUILDSTYLE>(layout)) {
+    switch (item.kind) {
+      case StyleLayoutItem::Kind::kRecord:
+      case StyleLayoutItem::Kind::kInvertedFlag:
+        if (item.index == parameter) return true;
+        break;
+      case StyleLayoutItem::Kind::kSharedRecord:
+        if (is_row(detail::BuildRow("Shelling Thickness"))) return true;
+        break;
+      case StyleLayoutItem::Kind::kFlags:
+        for (const detail::StyleFlag& flag : detail::kStyleFlags) {
+          if (is_row(flag.row)) return true;
+        }
+        break;
+      default:
+        break;
+    }
+  }
+  return false;
+}
+
+Result<std::size_t> ReadStyle(Bytes bytes, KVBUILDSTYLE& style) {
+  return detail::ReadStyleFromBytes(bytes, style);
+}
+Result<std::size_t> ReadStyle206(Bytes bytes, KVBUILDSTYLE& style) {
+  return detail::ReadStyle206FromBytes(bytes, style);
+}
+std::string StyleFileBytes(const KVBUILDSTYLE& style, StyleLayout layout) {
+  return detail::BytesOfStyle(style, layout);
+}
+
+}  // namespace trq::core
 
 using namespace trq::detail;
 
-int KVBUILDSTYLE::binaryReadStyleHeader301() {
-  StyleReader reader(file, FileVersion);
-  return Transfer(reader, *this, kBuildStyleTable, kHeader301);
+int KVBUILDSTYLE::binaryReadStyle() {
+  StyleSource source(file);
+  return DispatchRead(*this, source);
 }
-
-int KVBUILDSTYLE::binaryReadStyleData301() {
-  StyleReader reader(file, FileVersion);
-  return Transfer(reader, *this, kBuildStyleTable, kBody301);
-}
-
-int KVBUILDSTYLE::binaryReadStyleData206() {
-  StyleReader reader(file, 0.0f);
-  return Transfer(reader, *this, kBuildStyleTable, kLayout206);
-}
-
+int KVBUILDSTYLE::binaryReadStyleHeader301() { return ReadPart(*this, StylePart::kHeader301); }
+int KVBUILDSTYLE::binaryReadStyleData301() { return ReadPart(*this, StylePart::kBody301); }
+int KVBUILDSTYLE::binaryReadStyleData206() { return ReadPart(*this, StylePart::kWhole206); }
 int KVBUILDSTYLE::binaryWriteStyleData301() {
-  StyleWriter writer(file);
-  const int header = Transfer(writer, *this, kBuildStyleTable, kHeader301);
-  return header == trq::style_file::kOk ? Flushed(file, Transfer(writer, *this, kBuildStyleTable, kBody301))
-                                        : header;
+  return WritePart(*this, StyleSink(file), StylePart::kWhole301);
 }
-
 int KVBUILDSTYLE::binaryWriteStyleData206() {
-  StyleWriter writer(file);
-  return Flushed(file, Transfer(writer, *this, kBuildStyleTable, kLayout206));
+  return WritePart(*this, StyleSink(file), StylePart::kWhole206);
 }

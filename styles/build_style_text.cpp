@@ -1,5 +1,6 @@
 /// The text export of build styles.
 #include "styles/build_style_table.h"
+#include "styles/parameter_record_text.h"
 #include "styles/style_text.h"
 #include "trq/styles.h"
 
@@ -36,7 +37,9 @@ constexpr RowRange kExportLines[] = {
     BuildRows("Up Fill 0 Power", "Up Fill 3 Power"),
 };
 static_assert(ListsExactly(kExportLines,
-                           [](auto& row) { return row.named && row.unit != trq::StyleUnit::kVersion; }),
+                           [](auto& row) {
+                             return row.named && row.quantity != trq::StyleQuantity::kVersion;
+                           }),
               "every named record but \"Version\" has one line");
 
 // Kept: the heading names no maximum although every line carries it; only the readable form has the comma.
@@ -46,18 +49,15 @@ constexpr char kFirstLineComma[] = "Kestrabin Inc. Confidential \n";
 
 }  // namespace
 
+std::string trq::core::StyleTextExport(const KVBUILDSTYLE& style, bool comma) {
+  std::string text = StyleTextHeading(style, comma ? kFirstLineComma : kFirstLine, comma);
+  text += AsciiRecord(style.Version, "Version", comma);
+  text += MachineTextLine(style.MachineType, comma, &trq::MachineTypeRow::build_header_name);
+  if (comma) text += kColumnHeading;
+  for (const RowRange& rows : kExportLines) text += RecordLines(style, kBuildStyleTable, rows, comma);
+  return text;
+}
+
 int KVBUILDSTYLE::writeAsciiBuildStyle(CString path) {
-  if (!file.Open(path, "wb")) return trq::style_file::kCannotOpen;
-  PutText(file, StyleTextHeading(*this, CommaSeparated ? kFirstLineComma : kFirstLine));
-  Version.WriteAsciiRecord(file, "Version", CommaSeparated);
-  PutText(file, MachineTextLine(MachineType, CommaSeparated, &trq::MachineTypeRow::build_header_name));
-  if (CommaSeparated) PutText(file, kColumnHeading);
-  for (const RowRange& rows : kExportLines) {
-    for (int row = rows.first; row <= rows.last; ++row) {
-      const trq::BuildStyleParameter& parameter = kBuildStyleTable[row];
-      WithRecord(parameter, *this,
-                 [&](auto& record) { return record.WriteAsciiRecord(file, parameter.name, CommaSeparated); });
-    }
-  }
-  return FinishText(file);
+  return WriteTextFile(file, path, trq::core::StyleTextExport(*this, CommaSeparated));
 }

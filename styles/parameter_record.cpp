@@ -3,7 +3,7 @@
 #include <type_traits>
 
 #include "foundation/checked_conversions.h"
-#include "trq/styles.h"
+#include "styles/style_bytes.h"
 
 // The 4-byte fields are written and read as they lie in memory.
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "style files are little-endian");
@@ -114,7 +114,12 @@ void trq::StyleParameterRecord<T>::CopyConverted(const trq::StyleParameterRecord
 
 template <class T>
 int trq::StyleParameterRecord<T>::WriteRecord(FILE* file) const {
-  if (!file) return trq::style_file::kWriteFailed;
+  trq::detail::StyleSink sink(file);
+  return WriteTo(sink);
+}
+
+template <class T>
+int trq::StyleParameterRecord<T>::WriteTo(trq::detail::StyleSink& sink) const {
   unsigned char bytes[23];
   unsigned char* next = Put(bytes, value_);
   next = Put(next, default_);
@@ -124,19 +129,22 @@ int trq::StyleParameterRecord<T>::WriteRecord(FILE* file) const {
   next = Put(next, minimum_);
   next = Put(next, maximum_);
   Put(next, static_cast<int32_t>(allowed_.size()));
-  if (std::fwrite(bytes, 1, sizeof bytes, file) != sizeof bytes) return trq::style_file::kWriteFailed;
-  const std::size_t listed = allowed_.size();
-  if (listed != 0 && std::fwrite(allowed_.data(), sizeof(T), listed, file) != listed) {
-    return trq::style_file::kWriteFailed;
-  }
-  return trq::style_file::kOk;
+  const bool written = sink.Write(bytes, sizeof bytes) &&
+                       (allowed_.empty() || sink.Write(allowed_.data(), sizeof(T) * allowed_.size()));
+  return written ? trq::style_file::kOk : trq::style_file::kWriteFailed;
 }
 
 template <class T>
-int trq::StyleParameterRecord<T>::ReadRecord(FILE* file, float version, T* stored_maximum) {
-  if (!file) return trq::style_file::kReadFailed;
+int trq::StyleParameterRecord<T>::ReadRecord(FILE* file, float version) {
+  trq::detail::StyleSource source(file);
+  return ReadFrom(source, version, nullptr);
+}
+
+template <class T>
+int trq::StyleParameterRecord<T>::ReadFrom(trq::detail::StyleSource& source, float version,
+                                           T* stored_maximum) {
   T value;
-  if (std::fread(&value, 1, sizeof value, file) != sizeof value) return trq::style_file::kReadFailed;
+  if (!source.ReadAll(&value, sizeof value)) return trq::style_file::kReadFailed;
   value_ = value;
   // Kept: a float record asked for with version 0 takes its own value for the version; an integer record
   // never.
@@ -149,7 +157,7 @@ int trq::StyleParameterRecord<T>::ReadRecord(FILE* file, float version, T* store
   // One read for the fields of fixed size; a short one still fills the fields that came whole.
   unsigned char bytes[19];
   const std::size_t wanted = has_default ? sizeof bytes : sizeof bytes - sizeof default_;
-  FieldCursor fields(bytes, std::fread(bytes, 1, wanted, file));
+  FieldCursor fields(bytes, source.Read(bytes, wanted));
   int32_t listed = 0;
   const bool whole = (!has_default || fields.Take(default_)) && fields.TakeLowByte(display_flag_) &&
                      fields.TakeLowByte(edit_flag_) && fields.TakeLowByte(range_flag_) &&
@@ -162,7 +170,7 @@ int trq::StyleParameterRecord<T>::ReadRecord(FILE* file, float version, T* store
   while (listed > 0) {
     T values[256];
     const std::size_t piece = std::min<std::size_t>(static_cast<std::size_t>(listed), std::size(values));
-    const std::size_t came = std::fread(values, sizeof(T), piece, file);
+    const std::size_t came = source.Read(values, sizeof(T) * piece) / sizeof(T);
     for (std::size_t i = 0; i < came; ++i) {
       allowed_.push_back(values[i]);
       if (values[i] < minimum_) minimum_ = values[i];

@@ -87,16 +87,24 @@ template std::string RecordText(const trq::StyleParameterRecord<float>&, const c
 template std::string RecordText(const trq::StyleParameterRecord<int32_t>&, const char*,
                                 const RecordTextForm&);
 
+template <>
+std::string AsciiRecord(const BuildStyleParameterRecordFloat& record, const char* name,
+                        bool comma_separated) {
+  return RecordText(record, name, comma_separated ? kFloatComma : kFloatReadable);
+}
+template <>
+std::string AsciiRecord(const BuildStyleParameterRecordInt& record, const char* name, bool comma_separated) {
+  return RecordText(record, name, comma_separated ? kIntComma : kIntReadable);
+}
+
 }  // namespace trq::detail
 
 int BuildStyleParameterRecordFloat::WriteAsciiRecord(FILE* stream, const CString& name,
                                                      bool comma_separated) const {
-  using namespace trq::detail;
-  return WriteRecordText(stream, *this, name, comma_separated ? kFloatComma : kFloatReadable);
+  return trq::detail::WriteRecordText(stream, *this, name, comma_separated);
 }
 
 int BuildStyleParameterRecordInt::WriteAsciiRecord(FILE* stream, const CString& name,
                                                    bool comma_separated) const {
-  using namespace trq::detail;
-  return WriteRecordText(stream, *this, name, comma_separated ? kIntComma : kIntReadable);
+  return trq::detail::WriteRecordText(stream, *this, name, comma_separated);
 }

@@ -25,12 +25,19 @@ template <class T>
 std::string RecordText(const trq::StyleParameterRecord<T>& record, const char* name,
                        const RecordTextForm& form);
 
+/// The text that WriteAsciiRecord writes.
+template <class Record>
+std::string AsciiRecord(const Record& record, const char* name, bool comma_separated);
+template <>
+std::string AsciiRecord(const BuildStyleParameterRecordFloat& record, const char* name, bool comma_separated);
+template <>
+std::string AsciiRecord(const BuildStyleParameterRecordInt& record, const char* name, bool comma_separated);
+
 /// Writes it; kWriteFailed for a null stream, else kOk: the stream's error indicator tells of failures.
-template <class T>
-int WriteRecordText(FILE* file, const trq::StyleParameterRecord<T>& record, const char* name,
-                    const RecordTextForm& form) {
+template <class Record>
+int WriteRecordText(FILE* file, const Record& record, const CString& name, bool comma_separated) {
   if (!file) return trq::style_file::kWriteFailed;
-  const std::string text = RecordText(record, name, form);
+  const std::string text = AsciiRecord(record, name, comma_separated);
   std::fwrite(text.data(), 1, text.size(), file);
   return trq::style_file::kOk;
 }

@@ -94,16 +94,18 @@ int ProbeFile(const CString& path) {
                                                                           : trq::style_file::kReadFailed;
 }
 
-int Flushed(FILE* stream, int result) {
-  if (result == trq::style_file::kOk && std::fflush(stream) != 0) return trq::style_file::kWriteFailed;
-  return result;
-}
-
-bool ReadFloat(FILE* stream, float& number) {
-  float read;
-  if (std::fread(&read, 1, sizeof read, stream) != sizeof read) return false;
-  number = read;
-  return true;
+core::Result<std::size_t> ReadingOf(int result, const StyleSource& source) {
+  const auto position = static_cast<std::size_t>(source.Position());
+  if (result == style_file::kOk) return position;
+  core::Error error;
+  error.code =
+      result == style_file::kUnknownLayout ? core::ErrorCode::kUnknownVersion : core::ErrorCode::kCutShort;
+  error.place.byte = position;
+  return error;
 }
 
 }  // namespace trq::detail
+
+uint32_t trq::core::StyleChecksum(Bytes bytes) {
+  return trq::detail::Crc32Register(bytes.data(), bytes.size());
+}

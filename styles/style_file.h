@@ -1,10 +1,11 @@
 /// The container of style files: opening, version dispatch and CRC, for build and recoat styles alike. A
-/// Style has the members `file`, `StoredCRC`, `FileVersion` and `Version` and the file methods of the
-/// interface.
+/// Style has the members `file`, `StoredCRC`, `FileVersion` and `Version`, and StyleTraits.
 #pragma once
 
 #include <cstdint>
 
+#include "styles/style_layout.h"
+#include "trq/core/style_file.h"
 #include "trq/host.h"
 #include "trq/styles.h"
 
@@ -15,8 +16,16 @@ inline constexpr float kVersion206 = 2.06f;
 inline constexpr float kVersion301 = 3.01f;
 inline constexpr float kVersion400 = 4.0f;
 
-constexpr bool IsVersion301(float version) { return version == kVersion301; }
 constexpr bool IsVersion301Or400(float version) { return version == kVersion301 || version == kVersion400; }
+
+/// Words and texts before the records of a 301 file.
+inline constexpr std::size_t kHeaderItems = 21;
+inline constexpr std::size_t kHeaderBytes = 2264;
+
+/// What differs between the containers: `kRows`, the parameter table; `Is301(version)`, the first words that
+/// announce the 301 layout; `kVersionRecordAt`, where the "Version" record of other files stands.
+template <class Style>
+struct StyleTraits;
 
 /// The CRC of the file without its last `all_but` bytes (of no bytes when it is shorter). Returns kOk,
 /// kCannotOpen or kReadFailed.
@@ -31,25 +40,41 @@ uint32_t BytesCrc(const char* bytes, int length);
 /// Opens the file and reads four bytes: kOk, kCannotOpen or kReadFailed.
 int ProbeFile(const CString& path);
 
-/// `result`, or kWriteFailed when it is kOk and what was written does not reach the file.
-int Flushed(FILE* stream, int result);
+enum class StylePart { kHeader301, kBody301, kWhole301, kWhole206 };
 
-/// Reads a float and returns whether it came.
-bool ReadFloat(FILE* stream, float& number);
+template <class Style>
+Span<const StyleLayoutItem> ItemsOf(StylePart part) {
+  if (part == StylePart::kWhole206) return core::LayoutOf<Style>(core::StyleLayout::k206);
+  const Span<const StyleLayoutItem> items = core::LayoutOf<Style>(core::StyleLayout::k301);
+  if (part == StylePart::kHeader301) return items.First(kHeaderItems);
+  return part == StylePart::kBody301 ? items.From(kHeaderItems) : items;
+}
 
-/// Adapts a "Version" record for a file of the 206 layout: a copy with value and default 2.06.
-template <class Record>
-Record Version206Copy(const Record& version) {
-  Record copy = version;
-  copy.SetValue(kVersion206);
-  copy.SetDefaultValue(kVersion206);
-  return copy;
+/// Writes or reads a part of a style; a style_file::Result.
+template <class Style>
+int WritePart(Style& style, StyleSink sink, StylePart part) {
+  StyleWriter writer(sink);
+  const Span<const StyleLayoutItem> items = ItemsOf<Style>(part);
+  const bool written = Transfer(writer, style, StyleTraits<Style>::kRows, items) == items.size();
+  return written && sink.Flush() ? style_file::kOk : style_file::kWriteFailed;
+}
+template <class Style>
+int ReadPart(Style& style, StyleSource& source, StylePart part) {
+  StyleReader reader(source, part == StylePart::kWhole206 ? 0.0f : style.FileVersion);
+  const Span<const StyleLayoutItem> items = ItemsOf<Style>(part);
+  return Transfer(reader, style, StyleTraits<Style>::kRows, items) == items.size() ? style_file::kOk
+                                                                                   : style_file::kReadFailed;
+}
+template <class Style>
+int ReadPart(Style& style, StylePart part) {
+  StyleSource source(style.file);
+  return ReadPart(style, source, part);
 }
 
 /// Opens `path` and writes the layout of the style's file version; the stream stays open.
 template <class Style>
 int WriteStyleTo(Style& style, const CString& path) {
-  if (!style.file.Open(path, "wb")) return trq::style_file::kCannotOpen;
+  if (!style.file.Open(path, "wb")) return style_file::kCannotOpen;
   return IsVersion301Or400(style.FileVersion) ? style.binaryWriteStyleData301()
                                               : style.binaryWriteStyleData206();
 }
@@ -57,40 +82,34 @@ int WriteStyleTo(Style& style, const CString& path) {
 /// Opens `path` and reads a style and the stored CRC; the stream stays open.
 template <class Style>
 int ReadStyleFrom(Style& style, const CString& path) {
-  if (!style.file.Open(path, "rb")) return trq::style_file::kCannotOpen;
+  if (!style.file.Open(path, "rb")) return style_file::kCannotOpen;
   const int result = style.binaryReadStyle();
-  if (result != trq::style_file::kOk) return result;
+  if (result != style_file::kOk) return result;
   uint32_t stored = 0;
-  if (std::fread(&stored, 1, sizeof stored, style.file) != sizeof stored) return trq::style_file::kReadFailed;
+  if (!StyleSource(style.file).ReadAll(&stored, sizeof stored)) return style_file::kReadFailed;
   style.StoredCRC = stored;
-  return trq::style_file::kOk;
+  return style_file::kOk;
 }
 
-/// Where the version dispatch looks for the "Version" record of a file that is not of the 301 layout.
-enum class VersionRecordPlace { kAtStart, kAfterFirstWord };
-
-/// Reads a style from the present position: a first word that `is_301` accepts announces the 301 layout, a
+/// Reads a style from the present position: a first word that Is301 accepts announces the 301 layout, a
 /// "Version" record of 2.06 the 206 layout.
 template <class Style>
-int DispatchRead(Style& style, bool (*is_301)(float), VersionRecordPlace place) {
-  FILE* stream = style.file;
-  if (!stream) return trq::style_file::kReadFailed;
-  const long start = std::ftell(stream);
+int DispatchRead(Style& style, StyleSource& source) {
+  const long start = source.Position();
   float version = 0;
-  if (start < 0 || !ReadFloat(stream, version)) return trq::style_file::kReadFailed;
-  const auto go_back = [&] { return std::fseek(stream, start, SEEK_SET) == 0; };
-  if (is_301(version)) {
-    if (!go_back()) return trq::style_file::kReadFailed;
+  if (start < 0 || !source.ReadAll(&version, sizeof version)) return style_file::kReadFailed;
+  if (StyleTraits<Style>::Is301(version)) {
+    if (!source.GoTo(start)) return style_file::kReadFailed;
     style.Version.SetValue(version);
-    const int header = style.binaryReadStyleHeader301();
-    return header == trq::style_file::kOk ? style.binaryReadStyleData301() : header;
+    const int header = ReadPart(style, source, StylePart::kHeader301);
+    return header == style_file::kOk ? ReadPart(style, source, StylePart::kBody301) : header;
   }
-  if (place == VersionRecordPlace::kAtStart && !go_back()) return trq::style_file::kReadFailed;
-  const int record = style.Version.ReadRecord(stream, 0.0f);
-  if (record != trq::style_file::kOk) return record;
-  if (style.Version.GetValue() != kVersion206) return trq::style_file::kUnknownLayout;
-  if (!go_back()) return trq::style_file::kReadFailed;
-  const int result = style.binaryReadStyleData206();
+  if (!source.GoTo(start + StyleTraits<Style>::kVersionRecordAt)) return style_file::kReadFailed;
+  StyleReader reader(source, 0.0f);
+  if (!reader.Record(style.Version)) return style_file::kReadFailed;
+  if (style.Version.GetValue() != kVersion206) return style_file::kUnknownLayout;
+  if (!source.GoTo(start)) return style_file::kReadFailed;
+  const int result = ReadPart(style, source, StylePart::kWhole206);
   style.FileVersion = kVersion301;
   style.Version.SetValue(kVersion301);
   style.Version.SetDefaultValue(kVersion301);
@@ -101,14 +120,15 @@ int DispatchRead(Style& style, bool (*is_301)(float), VersionRecordPlace place) 
 /// Reads the header of a 301 file and closes it.
 template <class Style>
 int ReadHeaderFrom(Style& style, const CString& path) {
-  if (!style.file.Open(path, "rb")) return trq::style_file::kCannotOpen;
+  if (!style.file.Open(path, "rb")) return style_file::kCannotOpen;
+  StyleSource source(style.file);
   float version = 0;
-  int result = trq::style_file::kReadFailed;
-  if (ReadFloat(style.file, version)) {
-    result = trq::style_file::kUnknownLayout;
+  int result = style_file::kReadFailed;
+  if (source.ReadAll(&version, sizeof version)) {
+    result = style_file::kUnknownLayout;
     if (IsVersion301Or400(version)) {
       std::rewind(style.file);
-      result = style.binaryReadStyleHeader301();
+      result = ReadPart(style, source, StylePart::kHeader301);
     }
   }
   style.file.Close();
@@ -119,12 +139,12 @@ int ReadHeaderFrom(Style& style, const CString& path) {
 template <class Style>
 int SaveStyle(Style& style, const CString& path) {
   const int written = style.binaryWriteStyle(path);
-  if (written == trq::style_file::kCannotOpen) {
+  if (written == style_file::kCannotOpen) {
     AfxMessageBox("Error in saving style file.");
     return written;
   }
   const int closed = style.file.Close();
-  if (written != trq::style_file::kOk || closed != trq::style_file::kOk) return trq::style_file::kWriteFailed;
+  if (written != style_file::kOk || closed != style_file::kOk) return style_file::kWriteFailed;
   return style.writeCrcValue(path);
 }
 
@@ -134,11 +154,40 @@ int LoadStyle(Style& style, const CString& path) {
   const int result = style.binaryReadStyle(path);
   style.file.Close();
   // A read that delivered no stored CRC counts as a mismatch.
-  if (result == trq::style_file::kOk && style.CompareCRC(style.StoredCRC, path) == trq::style_file::kOk) {
-    return trq::style_file::kOk;
+  if (result == style_file::kOk && style.CompareCRC(style.StoredCRC, path) == style_file::kOk) {
+    return style_file::kOk;
   }
   AfxMessageBox("Error in CRC. This style file cannot be used.");
-  return trq::style_file::kCrcRefused;
+  return style_file::kCrcRefused;
+}
+
+/// What a reading from memory returns.
+core::Result<std::size_t> ReadingOf(int result, const StyleSource& source);
+
+/// The functions of core/style_file.h, for a style with records.
+template <class Style>
+core::Result<std::size_t> ReadStyleFromBytes(Bytes bytes, Style& style) {
+  StyleSource source(bytes);
+  const int result = DispatchRead(style, source);
+  return ReadingOf(result, source);
+}
+
+template <class Style>
+core::Result<std::size_t> ReadStyle206FromBytes(Bytes bytes, Style& style) {
+  StyleSource source(bytes);
+  const int result = ReadPart(style, source, StylePart::kWhole206);
+  return ReadingOf(result, source);
+}
+
+template <class Style>
+std::string BytesOfStyle(const Style& style, core::StyleLayout layout) {
+  std::string bytes;
+  if (layout == core::StyleLayout::kLegacy) return bytes;
+  Style written = style;  // writing fits some records to one another
+  WritePart(written, StyleSink(bytes),
+            layout == core::StyleLayout::k301 ? StylePart::kWhole301 : StylePart::kWhole206);
+  const uint32_t crc = BytesCrc(bytes.data(), static_cast<int>(bytes.size()));
+  return bytes.append(reinterpret_cast<const char*>(&crc), sizeof crc);
 }
 
 }  // namespace trq::detail

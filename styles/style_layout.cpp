@@ -1,46 +1,55 @@
 #include "styles/style_layout.h"
 
 #include <algorithm>
-#include <cstring>
+#include <iterator>
 
-namespace trq::detail {
-namespace {
-constexpr std::size_t kWidestText = 512;
+namespace trq::core {
+
+Result<std::vector<StyleFilePiece>> CutStyleFile(Span<const StyleLayoutItem> layout, Bytes bytes) {
+  using Kind = StyleLayoutItem::Kind;
+  std::vector<StyleFilePiece> pieces;
+  std::vector<int32_t> sweeps;  // of each list, as the count records say
+  std::size_t offset = 0;
+  const auto number_at = [&bytes](std::size_t at) {
+    int32_t number;
+    std::memcpy(&number, bytes.data() + at, sizeof number);
+    return number;
+  };
+  const auto add = [&](Kind kind, std::string name, std::size_t size) {
+    const bool is_record = kind != Kind::kWord && kind != Kind::kText && kind != Kind::kBytes;
+    if (size > bytes.size() - offset) return false;
+    if (is_record) {
+      const auto allowed =
+          static_cast<std::size_t>(std::max(number_at(offset + StyleRecordBytes::kCount), 0));
+      size += 4 * allowed;
+      if (size > bytes.size() - offset) return false;
+    }
+    pieces.push_back({kind, std::move(name), offset, size});
+    offset += size;
+    return true;
+  };
+  for (const StyleLayoutItem& item : layout) {
+    bool whole = true;
+    if (item.kind == Kind::kSweeps) {
+      for (int32_t i = 0; whole && i < sweeps[item.index]; ++i) {
+        const std::string name = std::string(item.name) + "[" + std::to_string(i + 1) + "] ";
+        whole = add(Kind::kRecord, name + "gap", StyleRecordBytes::kSize) &&
+                add(Kind::kRecord, name + "velocity", StyleRecordBytes::kSize);
+      }
+    } else {
+      whole = add(item.kind, item.name, item.size);
+      if (whole && item.kind == Kind::kCount) {
+        sweeps.push_back(number_at(pieces.back().offset + StyleRecordBytes::kMaximum));
+      }
+    }
+    if (!whole) {
+      Error error{ErrorCode::kCutShort, {}, {}, 0};
+      error.place.item = static_cast<std::uint64_t>(&item - layout.begin());
+      error.place.byte = offset;
+      return error;
+    }
+  }
+  return pieces;
 }
 
-bool StyleWriter::Padded(const char* bytes, std::size_t length, int width) {
-  char field[kWidestText] = {};
-  const std::size_t size = static_cast<std::size_t>(width);
-  std::memcpy(field, bytes, std::min(length, size));
-  return std::fwrite(field, 1, size, stream_) == size;
-}
-
-bool StyleWriter::Text(const CString& text, int width) {
-  const std::size_t room = static_cast<std::size_t>(width) - 1;
-  return Padded(text, std::min(std::strlen(text), room), width);
-}
-
-bool StyleWriter::RawText(const CString& text, int width) { return Padded(text, text.str().size(), width); }
-
-bool StyleReader::Text(CString& text, int width) {
-  char field[kWidestText];
-  if (!Bytes(field, width)) return false;
-  text = CString(std::string(field, std::find(field, field + width, '\0')));
-  return true;
-}
-
-bool StyleReader::RawText(CString& text, int width) {
-  char field[kWidestText];
-  if (!Bytes(field, width)) return false;
-  text = CString(std::string(field, field + width));
-  return true;
-}
-
-bool StyleReader::Word(void* word) {
-  char bytes[4];
-  if (!Bytes(bytes, sizeof bytes)) return false;
-  std::memcpy(word, bytes, sizeof bytes);
-  return true;
-}
-
-}  // namespace trq::detail
+}  // namespace trq::core

@@ -54,11 +54,14 @@ decltype(auto) WithRecord(const Row& row, Style& style, Action action) {
   return action(*row.member.IntIn(style));
 }
 
-/// Gives a record what its row says that a new style holds.
+/// Gives a record the value and the default, or the range, that its row says a new style holds.
 template <class T>
-void SetDefaults(trq::StyleParameterRecord<T>& record, const trq::StyleParameterDefaults& defaults) {
+void SetNewValues(trq::StyleParameterRecord<T>& record, const trq::StyleParameterDefaults& defaults) {
   record.SetValue(static_cast<T>(defaults.value));
   record.SetDefaultValue(static_cast<T>(defaults.default_value));
+}
+template <class T>
+void SetNewRange(trq::StyleParameterRecord<T>& record, const trq::StyleParameterDefaults& defaults) {
   record.SetMinRange(static_cast<T>(defaults.minimum));
   record.SetMaxRange(static_cast<T>(defaults.maximum));
 }
@@ -66,7 +69,10 @@ void SetDefaults(trq::StyleParameterRecord<T>& record, const trq::StyleParameter
 template <class Row, std::size_t kRows, class Style>
 void SetAllDefaults(const Row (&rows)[kRows], Style& style) {
   for (const Row& row : rows) {
-    WithRecord(row, style, [&row](auto& record) { SetDefaults(record, row.defaults); });
+    WithRecord(row, style, [&row](auto& record) {
+      SetNewValues(record, row.defaults);
+      SetNewRange(record, row.defaults);
+    });
   }
 }
 
@@ -90,5 +96,21 @@ inline constexpr trq::StyleParameterDefaults kVersionDefault = {3.01f, 0, kNoMin
 constexpr trq::StyleParameterDefaults Ranged(float value, float minimum, float maximum) {
   return {value, value, minimum, maximum};
 }
+
+/// What tables call quantities and regions.
+namespace style_rows {
+using Q = StyleQuantity;
+inline constexpr Q kNumber = Q::kNumber, kFlag = Q::kFlag, kVersion = Q::kVersion, kLength = Q::kLength,
+                   kLengthKept = Q::kLengthKept, kAngle = Q::kAngle, kPower = Q::kPower, kResin = Q::kResin,
+                   kThreshold = Q::kThreshold;
+using R = StyleRegion;
+inline constexpr R kGeneral = R::kGeneral, kSmallLayer = R::kSmallLayer, kSmallUp = R::kSmallUp,
+                   kSmallDown = R::kSmallDown, kLargeLayer = R::kLargeLayer, kLargeUp = R::kLargeUp,
+                   kLargeDown = R::kLargeDown, kScanning = R::kScanning, kQc = R::kQc,
+                   kCompensation = R::kCompensation, kResinRegion = R::kResin, kTooling = R::kTooling,
+                   kSupport = R::kSupport, kPowerRegion = R::kPower, kFeatures = R::kFeatures, kDip = R::kDip,
+                   kPrimaryDip = R::kPrimaryDip, kSecondaryDip = R::kSecondaryDip, kSweeps = R::kSweeps,
+                   kUnnamedRegion = R::kUnnamed;
+}  // namespace style_rows
 
 }  // namespace trq::detail

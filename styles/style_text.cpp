@@ -10,8 +10,10 @@ std::string MachineTextLine(int machine, bool comma_separated,
   return StyleTextLine("Machine Type", name, comma_separated && !row->colon_in_comma_export);
 }
 
-int FinishText(trq::StyleStream& stream) {
-  const bool written = std::fflush(stream) == 0 && std::ferror(stream) == 0;
+int WriteTextFile(trq::StyleStream& stream, const CString& path, const std::string& text) {
+  if (!stream.Open(path, "wb")) return trq::style_file::kCannotOpen;
+  const bool written =
+      std::fwrite(text.data(), 1, text.size(), stream) == text.size() && std::fflush(stream) == 0;
   return stream.Close() == trq::style_file::kOk && written ? trq::style_file::kOk
                                                            : trq::style_file::kWriteFailed;
 }

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <string>
 
+#include "styles/style_table.h"
 #include "trq/machine_types.h"
 #include "trq/styles.h"
 
@@ -16,8 +17,7 @@ inline std::string StyleTextLine(const char* name, const char* text, bool comma_
 
 /// The first lines of an export, from the confidentiality line to the user level.
 template <class Style>
-std::string StyleTextHeading(const Style& style, const char* first_line) {
-  const bool comma = style.CommaSeparated;
+std::string StyleTextHeading(const Style& style, const char* first_line, bool comma) {
   const char* level = style.UserLevel == 0 ? "Standard" : style.UserLevel == 1 ? "Advanced" : "";
   return std::string(first_line) + "***************************** \n\n" +
          StyleTextLine("Style Name", style.StyleName, comma) +
@@ -29,11 +29,19 @@ std::string StyleTextHeading(const Style& style, const char* first_line) {
 /// The machine line; `header_name` is the column of names for the readable form.
 std::string MachineTextLine(int machine, bool comma_separated, const char* trq::MachineTypeRow::*header_name);
 
-inline void PutText(FILE* stream, const std::string& text) {
-  std::fwrite(text.data(), 1, text.size(), stream);
+/// The lines of the records of a table's rows.
+template <class Style, class Row>
+std::string RecordLines(const Style& style, const Row* table, RowRange rows, bool comma_separated) {
+  std::string text;
+  for (int row = rows.first; row <= rows.last; ++row) {
+    text += WithRecord(table[row], style, [&](const auto& record) {
+      return AsciiRecord(record, table[row].name, comma_separated);
+    });
+  }
+  return text;
 }
 
-/// Closes an export: kOk when all of it was written.
-int FinishText(trq::StyleStream& stream);
+/// Writes an export and closes its file: kOk, kCannotOpen or kWriteFailed.
+int WriteTextFile(trq::StyleStream& stream, const CString& path, const std::string& text);
 
 }  // namespace trq::detail

@@ -233,6 +233,23 @@ enum Result : int {
 };
 }  // namespace trq::legacy_recoat_file
 
+namespace trq {
+/// A StyleStream that all copies share.
+class SharedStyleStream {
+ public:
+  operator FILE*() const { return *stream_; }  // NOLINT: implicit, it stands for the stream
+  /// As that of StyleStream, for all styles that share the stream.
+  SharedStyleStream& operator=(FILE* stream) {
+    *stream_ = stream;
+    return *this;
+  }
+  StyleStream* operator->() const { return stream_.get(); }
+
+ private:
+  std::shared_ptr<StyleStream> stream_ = std::make_shared<StyleStream>();
+};
+}  // namespace trq
+
 /// The older, flat recoat style: plain numbers and its own small file.
 /// Assigned and copied styles share the stream and the sweep lists of their source (freed and closed once);
 /// copyRecoatStyle makes new lists.
@@ -262,6 +279,7 @@ class TRQ_EXPORT RECOATSTYLE {
   /// changed.
   int binaryReadStyle();
 
+  trq::SharedStyleStream file;  ///< the stream being read or written
   CString StyleName = "None";
   CString BuildDescription = "None";
   CString FullPathName;
@@ -295,7 +313,4 @@ class TRQ_EXPORT RECOATSTYLE {
   std::shared_ptr<std::vector<SWEEPS>> SweepList;  ///< null until read or made
   std::shared_ptr<std::vector<SWEEPS>> PrimarySweepList;
   std::shared_ptr<std::vector<SWEEPS>> SecondarySweepList;
-
- private:
-  std::shared_ptr<trq::StyleStream> file_ = std::make_shared<trq::StyleStream>();
 };

@@ -24,6 +24,13 @@ enum Result : int {
 };
 }  // namespace trq::style_file
 
+namespace trq::detail {
+class StyleSource;
+class StyleSink;
+class StyleReader;
+class StyleWriter;
+}  // namespace trq::detail
+
 namespace trq {
 /// One tunable parameter: value, default, three flags for the user interface, range and allowed values.
 /// T is float or int32_t. The shared body of the build and recoat style records, which add their text form.
@@ -84,8 +91,7 @@ class TRQ_EXPORT StyleParameterRecord {
   /// taken. The float record takes its own value for a version of 0. Listed values widen the range.
   /// Returns style_file::kOk, or kReadFailed (also for null) with the fields before the end of the file read;
   /// memory follows the bytes that came, not the count in the file.
-  /// `stored_maximum`, when given, receives the maximum as it stands in the file.
-  int ReadRecord(FILE* file, float version, T* stored_maximum = nullptr);
+  int ReadRecord(FILE* file, float version);
 
  protected:
   StyleParameterRecord() = default;
@@ -100,6 +106,11 @@ class TRQ_EXPORT StyleParameterRecord {
   void CopyConverted(const StyleParameterRecord<U>& source);
 
  private:
+  friend class detail::StyleWriter;
+  friend class detail::StyleReader;
+  int WriteTo(detail::StyleSink& sink) const;
+  /// `stored_maximum`, when given, receives the maximum as it stands in the file.
+  int ReadFrom(detail::StyleSource& source, float version, T* stored_maximum);
   bool Holds(int index) const { return index >= 0 && index < GetNumElementsInList(); }
 
   T value_ = 0;
@@ -151,13 +162,21 @@ class TRQ_EXPORT BuildStyleParameterRecordInt : public trq::StyleParameterRecord
 };
 
 namespace trq {
-/// The stream member of a style: opened by the style itself or set by the caller, who then also owns it.
-/// A copy gets no stream; the destructor and assignment close a stream only if the style opened it.
+/// The stream member of a style. It stands for a FILE* and is assigned one, or NULL: such a stream belongs to
+/// the application, and neither assigning, copying nor destroying closes it. The application that closes a
+/// stream itself (also one that the style opened) assigns NULL then. A stream that the style opened is closed
+/// with the style, or when another style is assigned; a copy gets no stream.
 class TRQ_EXPORT StyleStream {
  public:
   StyleStream() = default;
   StyleStream(const StyleStream&) {}
   StyleStream& operator=(const StyleStream& other);
+  /// Closes nothing, whatever stream stood here.
+  StyleStream& operator=(FILE* stream) {
+    opened_here_ = opened_here_ && stream == stream_;
+    stream_ = stream;
+    return *this;
+  }
   ~StyleStream() { Release(); }
 
   operator FILE*() const { return stream_; }  // NOLINT: implicit, it stands for the stream
@@ -177,7 +196,7 @@ class TRQ_EXPORT StyleStream {
 };
 
 /// What kind of quantity a parameter is; decides unit conversion and the equating of defaults.
-enum class StyleUnit : uint8_t {
+enum class StyleQuantity : uint8_t {
   kNumber,      ///< a count, a type, a delay, an unnamed record
   kFlag,        ///< 0 or 1
   kVersion,     ///< the file version
@@ -190,10 +209,11 @@ enum class StyleUnit : uint8_t {
 };
 
 /// True for quantities that ConvertAllValuesToMM and ConvertAllValuesToINCH convert.
-constexpr bool IsUnitConverted(StyleUnit unit) { return unit == StyleUnit::kLength; }
+constexpr bool IsUnitConverted(StyleQuantity quantity) { return quantity == StyleQuantity::kLength; }
 /// True for quantities whose defaults EquatelAllDefaultsToCurrentValue sets in build styles.
-constexpr bool IsDefaultEquated(StyleUnit unit) {
-  return unit == StyleUnit::kLength || unit == StyleUnit::kLengthKept || unit == StyleUnit::kPower;
+constexpr bool IsDefaultEquated(StyleQuantity quantity) {
+  return quantity == StyleQuantity::kLength || quantity == StyleQuantity::kLengthKept ||
+         quantity == StyleQuantity::kPower;
 }
 
 /// Where a parameter applies, for display in groups.
@@ -222,10 +242,10 @@ enum class StyleRegion : uint8_t {
 
 /// What a parameter holds in a new style.
 struct StyleParameterDefaults {
-  float value;
-  float default_value;
-  float minimum;
-  float maximum;
+  float value = 0;
+  float default_value = 0;
+  float minimum = StyleParameterRecord<float>::kNoMinimum;
+  float maximum = StyleParameterRecord<float>::kNoMaximum;
 };
 
 /// Which record of a style a parameter is: a member, or one of a run of members.
@@ -268,9 +288,9 @@ template <class RecordMember>
 struct StyleParameterRow {
   const char* name;  ///< display name; for an unnamed record the name of the member
   RecordMember member;
-  StyleUnit unit;
+  StyleQuantity quantity;
   StyleRegion region;
-  StyleParameterDefaults defaults;
+  StyleParameterDefaults defaults = {};
   bool named = true;  ///< false for records that no text form names
 };
 
@@ -523,7 +543,8 @@ class TRQ_EXPORT KVBUILDSTYLE {
   BuildStyleParameterRecordInt UHFlag;
   BuildStyleParameterRecordFloat MinSmallNSWidth;
   BuildStyleParameterRecordFloat MinLargeNSWidth;
-  BuildStyleParameterRecordInt AfterMinLargeNSWidth;
+  BuildStyleParameterRecordInt
+      ZCompensationLayers;  ///< how many layers Z compensation covers; in tables "AfterMinLargeNSWidth"
   BuildStyleParameterRecordInt ZCalculate;
   BuildStyleParameterRecordFloat SmallLineWidth;
   BuildStyleParameterRecordFloat LargeLineWidth;

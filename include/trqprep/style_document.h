@@ -79,7 +79,7 @@ std::vector<FieldDifference> Compare(const RecordValues& before, const RecordVal
 struct StyleParameter {
   std::string name;
   bool named = true;
-  trq::StyleUnit unit = trq::StyleUnit::kNumber;
+  trq::StyleQuantity unit = trq::StyleQuantity::kNumber;
   trq::StyleRegion region = trq::StyleRegion::kGeneral;
   RecordValues record;
 };
@@ -137,7 +137,7 @@ struct StyleDifference {
 std::vector<StyleDifference> Compare(const StyleDocument& before, const StyleDocument& after);
 
 /// "length", "deg", "power", ... for the column "unit".
-const char* StyleUnitName(trq::StyleUnit unit);
+const char* StyleUnitName(trq::StyleQuantity unit);
 /// "Small layer", "Support", ...
 const char* StyleRegionName(trq::StyleRegion region);
 /// "yes" / "no"

@@ -203,25 +203,25 @@ std::vector<StyleDifference> Compare(const StyleDocument& before, const StyleDoc
 
 // --- Names -----------------------------------------------------------------------------------------------
 
-const char* StyleUnitName(trq::StyleUnit unit) {
+const char* StyleUnitName(trq::StyleQuantity unit) {
   switch (unit) {
-    case trq::StyleUnit::kNumber:
+    case trq::StyleQuantity::kNumber:
       return "number";
-    case trq::StyleUnit::kFlag:
+    case trq::StyleQuantity::kFlag:
       return "flag";
-    case trq::StyleUnit::kVersion:
+    case trq::StyleQuantity::kVersion:
       return "version";
-    case trq::StyleUnit::kLength:
+    case trq::StyleQuantity::kLength:
       return "length";
-    case trq::StyleUnit::kLengthKept:
+    case trq::StyleQuantity::kLengthKept:
       return "length, kept";
-    case trq::StyleUnit::kAngle:
+    case trq::StyleQuantity::kAngle:
       return "angle";
-    case trq::StyleUnit::kPower:
+    case trq::StyleQuantity::kPower:
       return "power";
-    case trq::StyleUnit::kResin:
+    case trq::StyleQuantity::kResin:
       return "resin";
-    case trq::StyleUnit::kThreshold:
+    case trq::StyleQuantity::kThreshold:
       return "threshold";
   }
   return "number";

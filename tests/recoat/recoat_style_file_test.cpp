@@ -51,7 +51,7 @@ void ExpectSameRecords(const KVRECOATSTYLE& a, const KVRECOATSTYLE& b, int first
   const auto rows = trq::RecoatStyleParameters();
   for (int i = first; i <= last; ++i) {
     const trq::RecoatStyleParameterRow& row = rows[static_cast<std::size_t>(i)];
-    if (row.unit == trq::StyleUnit::kVersion) continue;
+    if (row.quantity == trq::StyleQuantity::kVersion) continue;
     if (row.member.is_float()) {
       EXPECT_TRUE(SameRecord(*row.member.FloatIn(a), *row.member.FloatIn(b))) << row.name;
     } else {

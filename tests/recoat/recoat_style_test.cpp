@@ -43,7 +43,7 @@ TEST(RecoatStyle, EveryRecordStartsBlank) {
   for (const trq::RecoatStyleParameterRow& row : trq::RecoatStyleParameters()) {
     ++records;
     if (auto* record = row.member.FloatIn(style)) {
-      EXPECT_EQ(record->GetValue(), row.unit == trq::StyleUnit::kVersion ? 3.01f : 0.0f) << row.name;
+      EXPECT_EQ(record->GetValue(), row.quantity == trq::StyleQuantity::kVersion ? 3.01f : 0.0f) << row.name;
       EXPECT_FALSE(record->HasRange()) << row.name;
     } else {
       EXPECT_EQ(row.member.IntIn(style)->GetValue(), 0) << row.name;

@@ -28,6 +28,8 @@ HEADER_LAYER = {
     "machine_types.h": None,
     "core/span.h": None,
     "core/result.h": None,
+    "core/style_layout.h": "styles",
+    "core/style_file.h": "styles",
     "core/style_stack.h": "setup",
     "core/bytes.h": "foundation",
     "core/mesh.h": "geometry",

@@ -443,7 +443,7 @@ TEST(ModelStack, FirstStyleAnswersForTheModel) {
   first.LayerThickness.SetValue(0.25f);
   first.Dp.SetValue(0.15f);
   first.Ec.SetValue(11);
-  first.AfterMinLargeNSWidth.SetValue(3);
+  first.ZCompensationLayers.SetValue(3);
   first.HatchType.SetValue(5);
   EXPECT_EQ(model.KVGetFirstBuildStyleThickness(), 0.25f);
   EXPECT_EQ(model.KVgetDp(), 0.15f);

@@ -169,6 +169,6 @@ TEST(StyleStack, WidestDownHatchIsThatOfFour) {
 
 TEST(StyleStack, CompensationHeightIsRoundedOnce) {
   KVBUILDSTYLE style = Resin();
-  style.AfterMinLargeNSWidth.SetValue(7);
+  style.ZCompensationLayers.SetValue(7);
   EXPECT_EQ(trq::core::ZCompensationHeight(style), static_cast<float>(7.0 * static_cast<double>(0.1f)));
 }

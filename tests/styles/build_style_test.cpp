@@ -44,7 +44,7 @@ TEST(BuildStyleTable, MembersAreNamedAfterTheDisplayNames) {
   EXPECT_EQ(style.FindInt("LBP for B2"), &style.LBPforB2);
   EXPECT_EQ(style.FindFloat("Up Hatch 3 Power"), &style.UpHatch3Power);
   EXPECT_EQ(style.FindFloat("Shelling Thickness"), &style.ShellingThickness);
-  EXPECT_EQ(style.FindInt("AfterMinLargeNSWidth"), &style.AfterMinLargeNSWidth);
+  EXPECT_EQ(style.FindInt("AfterMinLargeNSWidth"), &style.ZCompensationLayers);
   EXPECT_EQ(style.FindFloat("AfterSupportCureDepths[20]"), &style.AfterSupportCureDepths[20]);
   EXPECT_EQ(style.FindInt("AfterZFilteringFlag[1]"), &style.AfterZFilteringFlag[1]);
 }
@@ -65,9 +65,9 @@ TEST(BuildStyleTable, NamesAreUniqueAndQuantitiesFit) {
   for (const trq::BuildStyleParameter& row : trq::BuildStyleParameters()) {
     EXPECT_TRUE(names.insert(row.name).second) << row.name;
     const std::string name = row.name;
-    EXPECT_EQ(row.unit == trq::StyleUnit::kPower, EndsWith(name, "Power")) << name;
-    EXPECT_EQ(row.unit == trq::StyleUnit::kAngle, name.find("Angle") != std::string::npos) << name;
-    EXPECT_EQ(row.unit == trq::StyleUnit::kFlag, row.named && EndsWith(name, "Flag")) << name;
+    EXPECT_EQ(row.quantity == trq::StyleQuantity::kPower, EndsWith(name, "Power")) << name;
+    EXPECT_EQ(row.quantity == trq::StyleQuantity::kAngle, name.find("Angle") != std::string::npos) << name;
+    EXPECT_EQ(row.quantity == trq::StyleQuantity::kFlag, row.named && EndsWith(name, "Flag")) << name;
     EXPECT_EQ(row.region == trq::StyleRegion::kUnnamed, !row.named) << name;
   }
   EXPECT_EQ(names.size(), 262u);

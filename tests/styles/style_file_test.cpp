@@ -630,6 +630,48 @@ TEST(BuildStyleStream, ClosingClosesTheCallersStreamToo) {
   EXPECT_EQ(OpenFiles(), before);
 }
 
+TEST(BuildStyleStream, AssignedStreamsBelongToTheApplication) {
+  const std::size_t before = OpenFiles();
+  FILE* stream = std::tmpfile();
+  {
+    KVBUILDSTYLE style;
+    style.file = stream;
+    EXPECT_EQ(style.binaryWriteStyleData301(), 0);
+    const KVBUILDSTYLE copy(style);
+    EXPECT_EQ(copy.file, nullptr);
+    KVBUILDSTYLE other;
+    other.file = stream;
+    other = style;
+    EXPECT_EQ(other.file, nullptr);
+    style.file = stream;  // once more
+    std::rewind(style.file);
+    EXPECT_EQ(style.binaryReadStyle(), 0);
+  }
+  EXPECT_EQ(OpenFiles(), before + 1);
+  KVBUILDSTYLE style;
+  style.file = stream;
+  EXPECT_EQ(std::fclose(style.file), 0);
+  style.file = NULL;
+  EXPECT_EQ(style.file, nullptr);
+  EXPECT_EQ(style.binaryReadStyle(), -2);
+  EXPECT_EQ(OpenFiles(), before);
+}
+
+TEST(BuildStyleStream, StreamsThatTheApplicationClosedAreNotClosedAgain) {
+  const TempDir dir;
+  const std::string path = dir.Write("style", GoldenStyle("default_301.sty"));
+  const std::size_t before = OpenFiles();
+  {
+    KVBUILDSTYLE style;
+    ASSERT_EQ(style.binaryReadStyle(path), 0);  // opens it and leaves it open
+    EXPECT_EQ(std::fclose(style.file), 0);
+    style.file = NULL;
+    ASSERT_EQ(style.binaryReadStyle(path), 0);
+    style.file = static_cast<FILE*>(style.file);  // the style's own still
+  }
+  EXPECT_EQ(OpenFiles(), before);
+}
+
 TEST(BuildStyleStream, OwnStreamsAreClosedOnceWhateverHappens) {
   const TempDir dir;
   const std::string path = dir.Write("style", GoldenStyle("default_301.sty"));

@@ -379,7 +379,7 @@ ExitCode ConvertFile(Context& context, StyleKind kind, const UnitsOptions& optio
   for (std::size_t i = 0; i < edited.parameters.size(); ++i) {
     const StyleParameter& parameter = edited.parameters[i];
     if (!IsStored(edited, i)) continue;
-    if (parameter.named && parameter.unit == trq::StyleUnit::kLengthKept) left.push_back(parameter.name);
+    if (parameter.named && parameter.unit == trq::StyleQuantity::kLengthKept) left.push_back(parameter.name);
     unnamed = unnamed || !parameter.named;
   }
   if (kind == StyleKind::kRecoat && edited.layout == StyleLayout::k301) left.push_back("layer_thickness");

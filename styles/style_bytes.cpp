@@ -1,0 +1,56 @@
+#include "styles/style_bytes.h"
+
+#include <algorithm>
+
+namespace trq::detail {
+namespace {
+constexpr std::size_t kWidestText = 512;
+}
+
+std::size_t StyleSource::Read(void* to, std::size_t size) {
+  if (stream_) return std::fread(to, 1, size, stream_);
+  const std::size_t came = std::min(size, bytes_.size() - next_);
+  if (came != 0) std::memcpy(to, bytes_.data() + next_, came);
+  next_ += came;
+  return came;
+}
+
+bool StyleSource::GoTo(long position) {
+  if (stream_) return std::fseek(stream_, position, SEEK_SET) == 0;
+  next_ = static_cast<std::size_t>(position);
+  return true;
+}
+
+bool StyleSink::Write(const void* from, std::size_t size) {
+  if (stream_) return std::fwrite(from, 1, size, stream_) == size;
+  if (bytes_) bytes_->append(static_cast<const char*>(from), size);
+  return bytes_ != nullptr;
+}
+
+bool StyleWriter::Padded(const char* bytes, std::size_t length, std::size_t width) {
+  char field[kWidestText] = {};
+  std::memcpy(field, bytes, std::min(length, width));
+  return sink_.Write(field, width);
+}
+
+bool StyleReader::Text(CString& text, std::size_t width) {
+  if (!RawText(text, width)) return false;
+  text = CString(text.str().substr(0, text.str().find('\0')));
+  return true;
+}
+
+bool StyleReader::RawText(CString& text, std::size_t width) {
+  char field[kWidestText];
+  if (!source_.ReadAll(field, width)) return false;
+  text = CString(std::string(field, width));
+  return true;
+}
+
+bool StyleReader::Word(void* word) {
+  char bytes[4];
+  if (!source_.ReadAll(bytes, sizeof bytes)) return false;
+  std::memcpy(word, bytes, sizeof bytes);
+  return true;
+}
+
+}  // namespace trq::detail
