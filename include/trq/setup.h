@@ -124,7 +124,7 @@ class TRQ_EXPORT MODEL : public CTL {
   float KVGetFirstBuildStyleThickness() const;
   float KVgetDp() const;
   float KVgetEc() const;
-  /// The Z-compensation layer count (AfterMinLargeNSWidth) times the layer thickness of the first style.
+  /// The Z-compensation layer count (ZCompensationLayers) times the layer thickness of the first style.
   float KVGetZLayerComp() const;
   /// True when the first style's "Hatch Type" is 5.
   bool KVisCaviliteStyle() const;

@@ -543,8 +543,8 @@ class TRQ_EXPORT KVBUILDSTYLE {
   BuildStyleParameterRecordInt UHFlag;
   BuildStyleParameterRecordFloat MinSmallNSWidth;
   BuildStyleParameterRecordFloat MinLargeNSWidth;
-  BuildStyleParameterRecordInt
-      ZCompensationLayers;  ///< how many layers Z compensation covers; in tables "AfterMinLargeNSWidth"
+  /// How many layers Z compensation covers; named "AfterMinLargeNSWidth" in tables and texts.
+  BuildStyleParameterRecordInt ZCompensationLayers;
   BuildStyleParameterRecordInt ZCalculate;
   BuildStyleParameterRecordFloat SmallLineWidth;
   BuildStyleParameterRecordFloat LargeLineWidth;
