@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "trq/core/style_layout.h"
 #include "trq/styles.h"
 #include "trqprep/json_text.h"
 
@@ -20,7 +21,7 @@ const char* StyleCommand(StyleKind kind);
 /// "build style", "recoat style".
 const char* StyleKindName(StyleKind kind);
 
-enum class StyleLayout { k301, k206, kLegacy };
+using trq::core::StyleLayout;
 /// "301", "206", "legacy".
 const char* StyleLayoutName(StyleLayout layout);
 

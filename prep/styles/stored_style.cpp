@@ -12,8 +12,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "prep/styles/layout_marks.h"
 #include "prep/styles/style_adapter.h"
+#include "trq/core/style_file.h"
 #include "trqprep/atomic_output.h"
 #include "trqprep/mesh_input.h"
 
@@ -45,12 +45,8 @@ std::int32_t WordAt(const std::string& bytes, std::size_t offset) {
   return value;
 }
 
-// A stream over bytes in memory.
-Stream OpenBytes(const std::string& bytes) {
-  // The stream is only read from.
-  Stream stream(fmemopen(const_cast<char*>(bytes.data()), bytes.size(), "rb"));
-  if (!stream) throw std::bad_alloc();
-  return stream;
+trq::Bytes BytesOf(const std::string& text) {
+  return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
 }
 
 struct Reading {
@@ -63,15 +59,11 @@ struct Reading {
 // does, which converts the 206 layout.
 template <class Style>
 Reading ReadInto(Style& style, const std::string& bytes, std::optional<StyleLayout> own) {
+  const auto used = own == StyleLayout::k206 ? trq::core::ReadStyle206(BytesOf(bytes), style)
+                                             : trq::core::ReadStyle(BytesOf(bytes), style);
   Reading reading;
-  if (bytes.empty()) return reading;
-  const Stream stream = OpenBytes(bytes);
-  style.setStyleFilePtr(stream.get());
-  const bool as_206 = own == StyleLayout::k206;
-  const int result = as_206 ? style.binaryReadStyleData206() : style.binaryReadStyle();
-  reading.complete = result == trq::style_file::kOk;
-  reading.end = static_cast<std::size_t>(std::max(0L, std::ftell(stream.get())));
-  style.setStyleFilePtr(nullptr);
+  reading.complete = used.ok();
+  reading.end = used.ok() ? *used : static_cast<std::size_t>(used.error().place.byte);
   reading.style = DocumentOf(style, own.value_or(StyleLayout::k301));
   return reading;
 }
@@ -82,51 +74,15 @@ Reading ReadAs(StyleKind kind, const std::string& bytes, std::optional<StyleLayo
 
 // --- Legacy recoat styles ----------------------------------------------------------------------------------
 
-constexpr std::size_t kLegacyPath = 516, kLegacyDescription = 1028, kLegacyNumbers = 1109;
-constexpr std::size_t kLegacyCounts = 1113 + 20 * 4, kLegacyBase = 1209;
+constexpr trq::core::StyleLayoutItem::Kind kTextItem = trq::core::StyleLayoutItem::Kind::kText;
 
-// The numbers of a legacy style and the records that they become.
-struct LegacyNumber {
-  const char* name;
-  float RECOATSTYLE::*real;
-  std::int32_t RECOATSTYLE::*whole;
-};
-using L = RECOATSTYLE;
-constexpr LegacyNumber kLegacyNumberRows[] = {
-    {"RecoatType", nullptr, &L::RecoatType},
-    {"Start Z", &L::StartZ, nullptr},
-    {"End Z", &L::EndZ, nullptr},
-    {"Z Velocity", &L::ZVelocity, nullptr},
-    {"Z Acceleration", &L::ZAcceleration, nullptr},
-    {"Z Dip Distance", &L::ZDipDistance, nullptr},
-    {"Z Pre DipDelay", nullptr, &L::ZPreDipDelay},
-    {"Z Post DipDelay", nullptr, &L::ZPostDipDelay},
-    {"Z Wait", nullptr, &L::ZWait},
-    {"Primary ZVelocity", &L::PrimaryZVelocity, nullptr},
-    {"Primary ZAcceleration", &L::PrimaryZAcceleration, nullptr},
-    {"Primary ZDipDistance", &L::PrimaryZDipDistance, nullptr},
-    {"Primary ZPreDipDelay", nullptr, &L::PrimaryZPreDipDelay},
-    {"Primary ZPostDipDelay", nullptr, &L::PrimaryZPostDipDelay},
-    {"Primary ZWait", nullptr, &L::PrimaryZWait},
-    {"Secondary ZVelocity", &L::SecondaryZVelocity, nullptr},
-    {"Secondary ZAcceleration", &L::SecondaryZAcceleration, nullptr},
-    {"Secondary ZDipDistance", &L::SecondaryZDipDistance, nullptr},
-    {"Secondary ZPreDipDelay", nullptr, &L::SecondaryZPreDipDelay},
-    {"Secondary ZPostDipDelay", nullptr, &L::SecondaryZPostDipDelay},
-    {"Secondary ZWait", nullptr, &L::SecondaryZWait},
-    {"Number Of Secondary", nullptr, &L::NumberOfSecondary},
-    {"Num Sweeps", nullptr, &L::NumSweeps},
-    {"Num Tooling PrimarySweeps", nullptr, &L::NumToolingPrimarySweeps},
-    {"Num Tooling SecondarySweeps", nullptr, &L::NumToolingSecondarySweeps},
-};
-
-bool IsLegacy(const std::string& bytes) {
-  if (bytes.size() < kLegacyBase || FloatAt(bytes, 0) != kVersionLegacy) return false;
-  std::uint64_t sweeps = 0;
-  for (std::size_t list = 0; list < kSweepLists; ++list) {
-    sweeps += static_cast<std::uint64_t>(std::max(0, WordAt(bytes, kLegacyCounts + 4 * list)));
-  }
-  return bytes.size() == kLegacyBase + 8 * sweeps;
+// The legacy style that the bytes are from first to last.
+std::optional<RECOATSTYLE> ReadLegacy(const std::string& bytes) {
+  if (FloatAt(bytes, 0) != kVersionLegacy) return std::nullopt;
+  RECOATSTYLE style{CString()};
+  const auto used = trq::core::ReadStyle(BytesOf(bytes), style);
+  if (!used.ok() || *used != bytes.size()) return std::nullopt;
+  return style;
 }
 
 std::string TextAt(const std::string& bytes, std::size_t offset, std::size_t width) {
@@ -134,34 +90,16 @@ std::string TextAt(const std::string& bytes, std::size_t offset, std::size_t wid
   return field.substr(0, field.find('\0'));
 }
 
-// The library reads legacy styles from a file of their own.
-RECOATSTYLE ReadLegacy(const std::string& bytes) {
-  const TemporaryFolder folder;
-  const std::string path = folder.PathOf("legacy.rcs");
-  const Stream stream(std::fopen(path.c_str(), "wb"));
-  if (!stream || std::fwrite(bytes.data(), 1, bytes.size(), stream.get()) != bytes.size() ||
-      std::fflush(stream.get()) != 0) {
-    Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", path, "cannot be written"));
-  }
-  RECOATSTYLE style{CString(path)};
-  if (style.binaryReadStyle() != trq::legacy_recoat_file::kOk) {
-    throw std::logic_error("a complete legacy style cannot be read");
-  }
-  // The library keeps the path that it read from; the style's own stands in the file.
-  style.FullPathName = TextAt(bytes, kLegacyPath, kLegacyDescription - kLegacyPath);
-  return style;
-}
-
-StyleDocument LegacyDocument(const RECOATSTYLE& legacy) {
+StyleDocument LegacyDocument(RECOATSTYLE legacy) {
   StyleDocument style = NewStyle(StyleKind::kRecoat);
   style.layout = StyleLayout::kLegacy;
-  style.FindText("style_name")->text = legacy.StyleName.str();
-  style.FindText("full_path_name")->text = legacy.FullPathName.str();
-  style.FindText("build_description")->text = legacy.BuildDescription.str();
-  for (const LegacyNumber& row : kLegacyNumberRows) {
-    RecordValues& record = style.Find(row.name)->record;
-    record.value = row.real ? Number(legacy.*row.real) : Number(legacy.*row.whole);
-    record.default_value = record.value;
+  for (const auto& text : trq::core::StyleTexts<RECOATSTYLE>()) {
+    style.FindText(text.key)->text = text.in(legacy).str();
+  }
+  // All but the version are numbers of records.
+  for (const auto& word : trq::core::StyleWords<RECOATSTYLE>().From(1)) {
+    RecordValues& record = style.Find(word.key)->record;
+    record.value = record.default_value = NumberIn(word, legacy);
   }
   const std::shared_ptr<std::vector<SWEEPS>> lists[kSweepLists] = {legacy.SweepList, legacy.PrimarySweepList,
                                                                    legacy.SecondarySweepList};
@@ -181,30 +119,20 @@ StyleDocument LegacyDocument(const RECOATSTYLE& legacy) {
 }
 
 void CheckLegacySurvival(const StyleFile& file, Survival& survival) {
-  RECOATSTYLE style = ReadLegacy(file.bytes);
-  const TemporaryFolder folder;
-  const std::string path = folder.PathOf("written.rcs");
-  if (style.binaryWriteStyle(CString(path)) != trq::legacy_recoat_file::kOk) {
-    Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", path, "cannot be written"));
-  }
-  const std::string written = ReadStyleBytes(path);
-  struct Field {
-    const char* name;
-    std::size_t offset, width;
-  };
-  const Field texts[] = {{"style_name", 4, kLegacyPath - 4},
-                         {"full_path_name", kLegacyPath, kLegacyDescription - kLegacyPath},
-                         {"build_description", kLegacyDescription, kLegacyNumbers - kLegacyDescription}};
+  const std::string written = trq::core::StyleFileBytes(ReadLegacy(file.bytes).value());
   std::string expected = file.bytes;
-  for (const Field& field : texts) {
-    if (TextAt(file.bytes, field.offset, field.width) != TextAt(written, field.offset, field.width)) {
+  std::size_t numbers = 0;
+  for (const auto& field : trq::core::LayoutOf<RECOATSTYLE>(StyleLayout::kLegacy)) {
+    if (field.kind != kTextItem) continue;
+    numbers = field.offset + field.size;
+    if (TextAt(file.bytes, field.offset, field.size) != TextAt(written, field.offset, field.size)) {
       survival.lost.push_back({field.name, field.offset, "the text is cut"});
-    } else if (file.bytes.compare(field.offset, field.width, written, field.offset, field.width) != 0) {
+    } else if (file.bytes.compare(field.offset, field.size, written, field.offset, field.size) != 0) {
       survival.notes.push_back({field.name, field.offset, "bytes after the text's NUL become zero"});
     }
-    expected.replace(field.offset, field.width, written, field.offset, field.width);
+    expected.replace(field.offset, field.size, written, field.offset, field.size);
   }
-  if (expected != written) survival.lost.push_back({"numbers", kLegacyNumbers, "come out different"});
+  if (expected != written) survival.lost.push_back({"numbers", numbers, "come out different"});
 }
 
 // --- Telling files apart -----------------------------------------------------------------------------------
@@ -228,7 +156,7 @@ void TakeReading(StyleFile& file, Reading reading) {
   if (!file.has_crc) return;
   const std::size_t length = file.bytes.size() - kCrcBytes;
   file.stored_crc = static_cast<std::uint32_t>(WordAt(file.bytes, length));
-  file.computed_crc = KVBUILDSTYLE::calcCRC(file.bytes.data(), static_cast<int>(length));
+  file.computed_crc = trq::core::StyleChecksum(BytesOf(file.bytes).First(length));
 }
 
 }  // namespace
@@ -259,12 +187,12 @@ std::optional<StyleFile> ExamineStyle(const std::string& path, std::string bytes
   file.bytes = std::move(bytes);
   const std::string& content = file.bytes;
   if (content.size() < 8) return std::nullopt;
-  if (IsLegacy(content)) {
+  if (const std::optional<RECOATSTYLE> legacy = ReadLegacy(content)) {
     file.kind = StyleKind::kRecoat;
     file.layout = StyleLayout::kLegacy;
     file.complete = file.ends_right = true;
     file.end = content.size();
-    file.style = LegacyDocument(ReadLegacy(content));
+    file.style = LegacyDocument(*legacy);
     return file;
   }
   const bool is_301 = IsVersion301(FloatAt(content, 0));
@@ -363,21 +291,7 @@ std::string StyleBytes(const StyleDocument& document) {
   if (document.layout == StyleLayout::kLegacy) throw std::logic_error("legacy styles are not written");
   return WithNewStyle(document.kind, [&](auto& style) {
     StoreDocument(document, style);
-    char* memory = nullptr;
-    std::size_t size = 0;
-    Stream stream(open_memstream(&memory, &size));
-    if (!stream) throw std::bad_alloc();
-    style.setStyleFilePtr(stream.get());
-    const int result = document.layout == StyleLayout::k301 ? style.binaryWriteStyleData301()
-                                                            : style.binaryWriteStyleData206();
-    style.setStyleFilePtr(nullptr);
-    stream.reset();
-    const std::unique_ptr<char, void (*)(void*)> owner(memory, std::free);
-    if (result != trq::style_file::kOk) throw std::bad_alloc();
-    std::string bytes(memory, size);
-    const std::uint32_t crc = KVBUILDSTYLE::calcCRC(bytes.data(), static_cast<int>(bytes.size()));
-    bytes.append(reinterpret_cast<const char*>(&crc), sizeof crc);
-    return bytes;
+    return trq::core::StyleFileBytes(style, document.layout);
   });
 }
 
@@ -395,37 +309,9 @@ void WriteStyle(const StyleDocument& style, const std::string& path, bool replac
   WriteOutputFile(path, StyleBytes(style), replace);
 }
 
-namespace {
-
-// Which values come back when a style full of other values is written and read.
-std::vector<bool> ProbeStored(StyleKind kind, StyleLayout layout) {
-  const StyleDocument fresh =
-      WithNewStyle(kind, [](auto& style) { return DocumentOf(style, StyleLayout::k301); });
-  StyleDocument probe = fresh;
-  probe.layout = layout;
-  for (StyleParameter& parameter : probe.parameters) {
-    Number& value = parameter.record.value;
-    value = value.is_float() ? Number(value.AsFloat() + 1.0f) : Number(value.AsInt() == 0 ? 1 : 0);
-  }
-  const StyleDocument read = ReadAs(kind, StyleBytes(probe), layout).style;
-  std::vector<bool> stored;
-  for (std::size_t i = 0; i < fresh.parameters.size(); ++i) {
-    stored.push_back(read.parameters[i].record.value == probe.parameters[i].record.value);
-  }
-  return stored;
-}
-
-}  // namespace
-
 bool IsStored(const StyleDocument& style, std::size_t parameter) {
-  if (style.layout == StyleLayout::kLegacy) {
-    return std::any_of(std::begin(kLegacyNumberRows), std::end(kLegacyNumberRows),
-                       [&](const LegacyNumber& row) { return style.parameters[parameter].name == row.name; });
-  }
-  static std::map<std::pair<StyleKind, StyleLayout>, std::vector<bool>> known;
-  std::vector<bool>& stored = known[{style.kind, style.layout}];
-  if (stored.empty()) stored = ProbeStored(style.kind, style.layout);
-  return stored[parameter];
+  return style.kind == StyleKind::kBuild ? trq::core::StoresParameter<KVBUILDSTYLE>(style.layout, parameter)
+                                         : trq::core::StoresParameter<KVRECOATSTYLE>(style.layout, parameter);
 }
 
 void DescribeStyle(const StyleFile& file, Json& data) {
@@ -463,17 +349,10 @@ void DescribeStyle(const StyleFile& file, Json& data) {
 }
 
 std::string TextExport(const StyleDocument& document, bool comma_separated) {
-  const TemporaryFolder folder;
-  const std::string path = folder.PathOf("export");
-  const int result = WithNewStyle(document.kind, [&](auto& style) {
+  return WithNewStyle(document.kind, [&](auto& style) {
     StoreDocument(document, style);
-    style.CommaSeparated = comma_separated;
-    return StyleTraits<std::decay_t<decltype(style)>>::WriteText(style, CString(path));
+    return trq::core::StyleTextExport(style, comma_separated);
   });
-  if (result != trq::style_file::kOk) {
-    Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", path, "cannot be written"));
-  }
-  return ReadStyleBytes(path);
 }
 
 void ConvertStyleUnits(StyleDocument& document, Units to) {
@@ -511,6 +390,10 @@ Number NumberAt(const std::string& bytes, std::size_t offset, bool is_float) {
   return is_float ? Number(FloatAt(bytes, offset)) : Number(WordAt(bytes, offset));
 }
 
+using FilePiece = trq::core::StyleFilePiece;
+using ItemKind = trq::core::StyleLayoutItem::Kind;
+using RecordBytes = trq::core::StyleRecordBytes;
+
 class SurvivalCheck {
  public:
   SurvivalCheck(const StyleFile& file, Survival& survival)
@@ -520,12 +403,18 @@ class SurvivalCheck {
   }
 
   void Run() {
-    const std::vector<FilePiece> before = CutFile(style_, before_);
-    const std::vector<FilePiece> after = CutFile(style_, after_);
+    const std::vector<FilePiece> before = Cut(before_);
+    const std::vector<FilePiece> after = Cut(after_);
     for (std::size_t i = 0; i < before.size(); ++i) ComparePiece(before[i], after[i]);
   }
 
  private:
+  std::vector<FilePiece> Cut(const std::string& bytes) const {
+    const auto layout = style_.kind == StyleKind::kBuild ? trq::core::LayoutOf<KVBUILDSTYLE>(style_.layout)
+                                                         : trq::core::LayoutOf<KVRECOATSTYLE>(style_.layout);
+    return trq::core::CutStyleFile(layout, BytesOf(bytes)).value();  // complete files only
+  }
+
   void Lost(const FilePiece& piece, std::size_t at, const std::string& text) {
     survival_.lost.push_back({piece.name, piece.offset + at, text});
   }
@@ -536,18 +425,19 @@ class SurvivalCheck {
   void ComparePiece(const FilePiece& a, const FilePiece& b) {
     if (before_.compare(a.offset, a.size, after_, b.offset, b.size) == 0) return;
     switch (a.kind) {
-      case LayoutPiece::Kind::kWord:
+      case ItemKind::kWord:
         Lost(a, 0,
              fmt::format("{:08x} becomes {:08x}", static_cast<std::uint32_t>(WordAt(before_, a.offset)),
                          static_cast<std::uint32_t>(WordAt(after_, b.offset))));
         break;
-      case LayoutPiece::Kind::kText:
+      case ItemKind::kText:
+      case ItemKind::kBytes:
         CompareText(a, b);
         break;
-      case LayoutPiece::Kind::kFlags:
+      case ItemKind::kFlags:
         Note(a, 0, "only the value's flag bits are kept");
         break;
-      case LayoutPiece::Kind::kVersion:
+      case ItemKind::kVersion:
         Note(a, 0, "value and default are always written as 2.06");
         break;
       default:

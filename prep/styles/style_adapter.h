@@ -12,121 +12,25 @@
 namespace trqprep {
 
 template <class Style>
-struct WordRow {
-  const char* key;
-  bool is_float;
-  void* (*word)(Style&);
-};
-
-template <class Style>
-struct TextRow {
-  const char* key;
-  CString& (*text)(Style&);
-};
-
-template <class Style>
 struct StyleTraits;
-
-#define TRQPREP_WORD(key, is_float, member)                \
-  {                                                        \
-    key, is_float, [](S& s) -> void* { return &s.member; } \
-  }
-#define TRQPREP_TEXT(key, member)                  \
-  {                                                \
-    key, [](S& s) -> CString& { return s.member; } \
-  }
 
 template <>
 struct StyleTraits<KVBUILDSTYLE> {
-  using S = KVBUILDSTYLE;
   static constexpr StyleKind kKind = StyleKind::kBuild;
-  static constexpr WordRow<S> kWords[] = {
-      TRQPREP_WORD("file_version", true, FileVersion),
-      TRQPREP_WORD("user_level", false, UserLevel),
-      TRQPREP_WORD("machine_type", false, MachineType),
-      TRQPREP_WORD("layout_word_1", false, LayoutWords[0]),
-      TRQPREP_WORD("layout_word_2", false, LayoutWords[1]),
-      TRQPREP_WORD("layout_word_3", false, LayoutWords[2]),
-      TRQPREP_WORD("layout_word_4", false, LayoutWords[3]),
-      TRQPREP_WORD("layout_word_5", false, LayoutWords[4]),
-      TRQPREP_WORD("layout_word_6", false, LayoutWords[5]),
-      TRQPREP_WORD("further_header_word_1", false, FurtherHeaderWords[0]),
-      TRQPREP_WORD("further_header_word_2", false, FurtherHeaderWords[1]),
-      TRQPREP_WORD("further_header_word_3", false, FurtherHeaderWords[2]),
-      TRQPREP_WORD("further_header_word_4", false, FurtherHeaderWords[3]),
-      TRQPREP_WORD("further_header_word_5", false, FurtherHeaderWords[4]),
-  };
-  static constexpr TextRow<S> kTexts[] = {
-      TRQPREP_TEXT("style_name", StyleName),
-      TRQPREP_TEXT("full_path_name", FullPathName),
-      TRQPREP_TEXT("build_description", BuildDescription),
-      TRQPREP_TEXT("units", Units),
-      TRQPREP_TEXT("header_text_1", HeaderTexts[0]),
-      TRQPREP_TEXT("header_text_2", HeaderTexts[1]),
-      TRQPREP_TEXT("header_text_3", HeaderTexts[2]),
-      TRQPREP_TEXT("header_text_4", HeaderTexts[3]),
-      TRQPREP_TEXT("header_text_5", HeaderTexts[4]),
-      TRQPREP_TEXT("header_text_6", HeaderTexts[5]),
-      TRQPREP_TEXT("notice_text", NoticeText),
-      TRQPREP_TEXT("further_text_1", FurtherTexts[0]),
-      TRQPREP_TEXT("further_text_2", FurtherTexts[1]),
-      TRQPREP_TEXT("more_text_1", MoreTexts[0]),
-      TRQPREP_TEXT("more_text_2", MoreTexts[1]),
-      TRQPREP_TEXT("more_text_3", MoreTexts[2]),
-      TRQPREP_TEXT("more_text_4", MoreTexts[3]),
-  };
   static auto Parameters() { return trq::BuildStyleParameters(); }
-  static int WriteText(S& style, const CString& path) { return style.writeAsciiBuildStyle(path); }
-  static std::vector<KVSWEEPS>* SweepList(S&, int) { return nullptr; }
+  static std::vector<KVSWEEPS>* SweepList(KVBUILDSTYLE&, int) { return nullptr; }
 };
 
 template <>
 struct StyleTraits<KVRECOATSTYLE> {
-  using S = KVRECOATSTYLE;
   static constexpr StyleKind kKind = StyleKind::kRecoat;
-  static constexpr WordRow<S> kWords[] = {
-      TRQPREP_WORD("file_version", true, FileVersion),
-      TRQPREP_WORD("user_level", false, UserLevel),
-      TRQPREP_WORD("machine_type", false, MachineType),
-      TRQPREP_WORD("layer_thickness", true, LayerThickness),
-      TRQPREP_WORD("layout_word_1", false, LayoutWords[0]),
-      TRQPREP_WORD("layout_word_2", false, LayoutWords[1]),
-      TRQPREP_WORD("layout_word_3", false, LayoutWords[2]),
-      TRQPREP_WORD("layout_word_4", false, LayoutWords[3]),
-      TRQPREP_WORD("layout_word_5", false, LayoutWords[4]),
-      TRQPREP_WORD("further_header_word_1", false, FurtherHeaderWords[0]),
-      TRQPREP_WORD("further_header_word_2", false, FurtherHeaderWords[1]),
-      TRQPREP_WORD("further_header_word_3", false, FurtherHeaderWords[2]),
-      TRQPREP_WORD("further_header_word_4", false, FurtherHeaderWords[3]),
-      TRQPREP_WORD("further_header_word_5", false, FurtherHeaderWords[4]),
-  };
-  static constexpr TextRow<S> kTexts[] = {
-      TRQPREP_TEXT("style_name", StyleName),
-      TRQPREP_TEXT("full_path_name", FullPathName),
-      TRQPREP_TEXT("build_description", BuildDescription),
-      TRQPREP_TEXT("units", Units),
-      TRQPREP_TEXT("further_text_1", FurtherTexts[0]),
-      TRQPREP_TEXT("further_text_2", FurtherTexts[1]),
-      TRQPREP_TEXT("more_text_1", MoreTexts[0]),
-      TRQPREP_TEXT("more_text_2", MoreTexts[1]),
-      TRQPREP_TEXT("more_text_3", MoreTexts[2]),
-      TRQPREP_TEXT("more_text_4", MoreTexts[3]),
-      TRQPREP_TEXT("more_text_5", MoreTexts[4]),
-      TRQPREP_TEXT("late_text_1", LateTexts[0]),
-      TRQPREP_TEXT("late_text_2", LateTexts[1]),
-      TRQPREP_TEXT("late_text_3", LateTexts[2]),
-      TRQPREP_TEXT("late_text_4", LateTexts[3]),
-  };
   static auto Parameters() { return trq::RecoatStyleParameters(); }
-  static int WriteText(S& style, const CString& path) { return style.writeAsciiRecoatStyle(path); }
-  static std::vector<KVSWEEPS>* SweepList(S& style, int list) {
+  static std::vector<KVSWEEPS>* SweepList(KVRECOATSTYLE& style, int list) {
     std::vector<KVSWEEPS>* lists[kSweepLists] = {&style.SweepList, &style.PrimarySweepList,
                                                  &style.SecondarySweepList};
     return lists[list];
   }
 };
-#undef TRQPREP_WORD
-#undef TRQPREP_TEXT
 
 /// Calls `use` with a new style of the kind.
 template <class Use>
@@ -185,6 +89,14 @@ void WithRowRecord(const Row& row, Style& style, Use use) {
   }
 }
 
+/// The number that a word of a style holds.
+template <class Style>
+Number NumberIn(const trq::core::StyleWord<Style>& word, Style& style) {
+  const void* number = word.in(style);
+  return word.is_float ? Number(*static_cast<const float*>(number))
+                       : Number(*static_cast<const std::int32_t*>(number));
+}
+
 template <class Style>
 StyleDocument DocumentOf(Style& style, StyleLayout layout) {
   using Traits = StyleTraits<Style>;
@@ -200,18 +112,12 @@ StyleDocument DocumentOf(Style& style, StyleLayout layout) {
     WithRowRecord(row, style, [&](auto& record) { parameter.record = ValuesOf(record); });
     document.parameters.push_back(std::move(parameter));
   }
-  for (const auto& row : Traits::kWords) {
-    std::int32_t bits;
-    std::memcpy(&bits, row.word(style), sizeof bits);
-    Number number(bits);
-    if (row.is_float) {
-      float value;
-      std::memcpy(&value, &bits, sizeof value);
-      number = Number(value);
-    }
-    document.words.push_back({row.key, number});
+  for (const auto& word : trq::core::StyleWords<Style>()) {
+    document.words.push_back({word.key, NumberIn(word, style)});
   }
-  for (const auto& row : Traits::kTexts) document.texts.push_back({row.key, row.text(style).str()});
+  for (const auto& text : trq::core::StyleTexts<Style>()) {
+    document.texts.push_back({text.key, text.in(style).str()});
+  }
   for (int list = 0; list < kSweepLists; ++list) {
     const std::vector<KVSWEEPS>* sweeps = Traits::SweepList(style, list);
     if (!sweeps) continue;
@@ -233,12 +139,12 @@ void StoreDocument(const StyleDocument& document, Style& style) {
     ++i;
   }
   i = 0;
-  for (const auto& row : Traits::kWords) {
+  for (const auto& word : trq::core::StyleWords<Style>()) {
     const std::uint32_t bits = document.words[i++].number.bits();
-    std::memcpy(row.word(style), &bits, sizeof bits);
+    std::memcpy(word.in(style), &bits, sizeof bits);
   }
   i = 0;
-  for (const auto& row : Traits::kTexts) row.text(style) = CString(document.texts[i++].text);
+  for (const auto& text : trq::core::StyleTexts<Style>()) text.in(style) = CString(document.texts[i++].text);
   for (int list = 0; list < kSweepLists; ++list) {
     std::vector<KVSWEEPS>* sweeps = Traits::SweepList(style, list);
     if (!sweeps) continue;
