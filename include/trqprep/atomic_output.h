@@ -6,16 +6,13 @@
 /// written ends the command with exit 4; an output that is not committed leaves nothing behind.
 #pragma once
 
-#include <sys/types.h>
-
 #include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
 
 #include "trq/core/bytes.h"
-
-#include "cli/interrupt.h"
+#include "trqprep/temporary_path.h"
 
 namespace trqprep {
 
@@ -42,7 +39,7 @@ class OutputFile {
   std::string target_;  // links followed
   bool replace_;
   bool special_ = false;
-  mode_t mode_ = 0;
+  unsigned mode_ = 0;
   std::int64_t expected_size_ = -1;
   TemporaryPath temporary_;
 };
@@ -78,7 +75,7 @@ class OutputFolder {
   std::string given_;
   std::string target_;
   bool replace_;
-  mode_t mode_ = 0;
+  unsigned mode_ = 0;
   TemporaryPath temporary_;
 };
 
@@ -92,6 +89,11 @@ class TemporaryFolder {
  private:
   TemporaryPath temporary_;
 };
+
+/// Names the descriptor that outputs called /dev/stdout are written to, when it is not 1; -1: there is none.
+void SetStandardOutput(int descriptor);
+/// True when the path names standard output (/dev/stdout, /dev/fd/1, /proc/self/fd/1).
+bool NamesStandardOutput(const std::string& path);
 
 /// Remembers the process's umask; called once before threads start.
 void RememberUmask();

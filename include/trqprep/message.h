@@ -51,6 +51,11 @@ struct Failure {
 /// Throws it; but std::bad_alloc for an input or output that errno says failed for want of memory.
 [[noreturn]] void Fail(ExitCode exit, Message message);
 
+/// "trqprep X.Y.Z"
+std::string ToolName();
+/// "X.Y.Z"
+std::string ToolVersion();
+
 /// The system's text for an errno value. Throws std::bad_alloc for ENOMEM: whoever ran out of memory, the
 /// command ends as one that did.
 std::string SystemText(int error);

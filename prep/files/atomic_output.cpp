@@ -13,7 +13,6 @@
 #include <string>
 #include <vector>
 
-#include "cli/terminal.h"
 #include "trqprep/message.h"
 #include "trqprep/sha256.h"
 
@@ -21,6 +20,7 @@ namespace trqprep {
 namespace {
 
 mode_t process_umask = 022;
+int standard_output = STDOUT_FILENO;
 
 class Descriptor {
  public:
@@ -178,6 +178,12 @@ std::string PrivateParent() {
 
 }  // namespace
 
+void SetStandardOutput(int descriptor) { standard_output = descriptor; }
+
+bool NamesStandardOutput(const std::string& path) {
+  return path == "/dev/stdout" || path == "/dev/fd/1" || path == "/proc/self/fd/1";
+}
+
 void RememberUmask() {
   process_umask = umask(0);
   umask(process_umask);
@@ -228,7 +234,7 @@ void OutputFile::CopyToSpecial() {
   const Descriptor from(open(path().c_str(), O_RDONLY | O_CLOEXEC));
   if (from.number() < 0) FailTo("cannot be written", errno);
   const bool is_stdout = NamesStandardOutput(target_);
-  Descriptor to(is_stdout ? dup(StandardOutput()) : open(target_.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
+  Descriptor to(is_stdout ? dup(standard_output) : open(target_.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
   if (to.number() < 0) FailTo("cannot be written", errno);
   std::vector<char> block(1 << 16);
   while (true) {
@@ -257,7 +263,7 @@ void OutputFile::Commit() {
   // Flushed before it gets its mode, which may forbid reading.
   if (const int error = Flush(path())) FailTo("cannot be flushed to disk", error);
   if (chmod(path().c_str(), mode_) != 0) FailTo("cannot be given its mode", errno);
-  const auto hold = HoldInterruptions();
+  const auto hold = HoldTemporaryPaths();
   const int error = Rename(path(), target_, replace_);
   if (error == EEXIST) FailExists(given_);
   if (error != 0) FailTo("cannot be given its name", error);
@@ -347,7 +353,7 @@ void OutputFolder::Commit() {
   if (walk_error) FailTo("cannot be flushed to disk", walk_error.value());
   if (chmod(path().c_str(), mode_) != 0) FailTo("cannot be given its mode", errno);
   if (const int error = Flush(path())) FailTo("cannot be flushed to disk", error);
-  const auto hold = HoldInterruptions();
+  const auto hold = HoldTemporaryPaths();
   struct stat status {};
   if (replace_ && lstat(target_.c_str(), &status) == 0) {
     if (renameat2(AT_FDCWD, path().c_str(), AT_FDCWD, target_.c_str(), RENAME_EXCHANGE) != 0) {

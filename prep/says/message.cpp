@@ -59,6 +59,9 @@ std::string RenderMessage(const Message& message, bool colour) {
   return lines;
 }
 
+std::string ToolVersion() { return TRQPREP_VERSION; }
+std::string ToolName() { return "trqprep " + ToolVersion(); }
+
 void Fail(ExitCode exit, Message message) {
   // The library tells that a file could not be read or written, not that it was for want of memory.
   if (errno == ENOMEM && (exit == ExitCode::kInput || exit == ExitCode::kOutput)) throw std::bad_alloc();

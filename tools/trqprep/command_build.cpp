@@ -1,4 +1,4 @@
-#include "cli/command.h"
+#include "commands.h"
 #include "job_options.h"
 #include "plate_text.h"
 #include "trqprep/build.h"
@@ -48,7 +48,9 @@ ExitCode Run(Context& context, const JobOptions& job_options, const std::string&
   return ExitCode::kDone;
 }
 
-void Add(CommandTree& tree) {
+}  // namespace
+
+void AddBuild(CommandTree& tree) {
   Command& command = tree.Add("build", "Place parts and write the build folder");
   command.details =
       "Reads the parts, moves each to X = Y = 0, searches a placement in the vat, applies it, gives "
@@ -73,7 +75,4 @@ void Add(CommandTree& tree) {
   command.run = [job, output](Context& context) { return Run(context, *job, *output); };
 }
 
-const CommandRegistration kRegistration(10, Add);
-
-}  // namespace
 }  // namespace trqprep

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "cli/command.h"
 #include "cli/progress.h"
+#include "commands.h"
 #include "file_kinds.h"
 #include "job_options.h"
 #include "trqprep/build.h"
@@ -278,7 +278,9 @@ ExitCode Run(Context& context, const Options& options) {
   return totals.errors > 0 ? ExitCode::kNo : ExitCode::kDone;
 }
 
-void Add(CommandTree& tree) {
+}  // namespace
+
+void AddCheck(CommandTree& tree) {
   auto options = std::make_shared<Options>();
   Command& command = tree.Add("check", "Look for what would spoil a build");
   command.details =
@@ -296,7 +298,4 @@ void Add(CommandTree& tree) {
   command.run = [options](Context& context) { return Run(context, *options); };
 }
 
-const CommandRegistration kRegistration(30, Add);
-
-}  // namespace
 }  // namespace trqprep

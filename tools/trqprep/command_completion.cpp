@@ -1,10 +1,10 @@
-#include "cli/command.h"
 #include "cli/completion.h"
+#include "commands.h"
 
 namespace trqprep {
-namespace {
+namespace {}  // namespace
 
-void Add(CommandTree& tree) {
+void AddCompletion(CommandTree& tree) {
   auto shell = std::make_shared<std::string>();
   Command& command = tree.Add("completion", "Print the completion script of a shell");
   command.details =
@@ -19,7 +19,4 @@ void Add(CommandTree& tree) {
   };
 }
 
-const CommandRegistration kRegistration(110, Add);
-
-}  // namespace
 }  // namespace trqprep

@@ -1,4 +1,4 @@
-#include "cli/command.h"
+#include "commands.h"
 #include "trqprep/mesh_writer.h"
 
 namespace trqprep {
@@ -37,7 +37,9 @@ ExitCode Run(Context& context, const Options& options) {
   return ExitCode::kDone;
 }
 
-void Add(CommandTree& tree) {
+}  // namespace
+
+void AddConvert(CommandTree& tree) {
   auto options = std::make_shared<Options>();
   Command& command = tree.Add("convert", "Convert a mesh file between STL and CTL");
   command.details =
@@ -56,7 +58,4 @@ void Add(CommandTree& tree) {
   command.run = [options](Context& context) { return Run(context, *options); };
 }
 
-const CommandRegistration kRegistration(30, Add);
-
-}  // namespace
 }  // namespace trqprep

@@ -1,9 +1,7 @@
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <cctype>
 
-#include "cli/command.h"
+#include "commands.h"
 #include "trqprep/check_rules.h"
 #include "trqprep/suggestions.h"
 
@@ -59,18 +57,17 @@ ExitCode Run(Context& context, const std::vector<std::string>& codes) {
   return ExitCode::kDone;
 }
 
-void Add(CommandTree& tree) {
+}  // namespace
+
+void AddExplain(CommandTree& tree) {
   auto codes = std::make_shared<std::vector<std::string>>();
   Command& command = tree.Add("explain", "Tell the long story of a check's code");
   command.details =
       "Says what a finding of 'trqprep check' means, how it is measured and what to do. Without a code "
       "all are listed.";
-  command.Arguments("CODE", *codes, "Codes such as OPEN-EDGES", false)->type_name("CODE");
+  command.Arguments("CODE", *codes, "Codes such as OPEN-EDGES", false).Type("CODE");
   command.examples = {"trqprep explain OPEN-EDGES", "trqprep explain --json"};
   command.run = [codes](Context& context) { return Run(context, *codes); };
 }
 
-const CommandRegistration kRegistration(31, Add);
-
-}  // namespace
 }  // namespace trqprep

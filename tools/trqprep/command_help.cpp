@@ -1,7 +1,7 @@
 #include <CLI/CLI.hpp>
 
-#include "cli/command.h"
 #include "cli/help_pages.h"
+#include "commands.h"
 #include "trqprep/suggestions.h"
 
 namespace trqprep {
@@ -40,21 +40,20 @@ ExitCode Run(Context& context, CommandTree& tree, const Options& options) {
   return ExitCode::kDone;
 }
 
-void Add(CommandTree& tree) {
+}  // namespace
+
+void AddHelp(CommandTree& tree) {
   auto options = std::make_shared<Options>();
   Command& command = tree.Add("help", "Tell about the tool or a command");
   command.details =
       "'trqprep help build' is 'trqprep build --help'. The manual page and the reference page are made "
       "from the same options.";
   command.Arguments("COMMAND", options->path, "The command, and its verb if it has verbs", false)
-      ->type_name("COMMAND");
+      .Type("COMMAND");
   command.Flag("--man-page", options->man_page, "Print the manual page, trqprep(1)");
   command.Flag("--reference-page", options->reference_page, "Print the reference page in Markdown");
   command.examples = {"trqprep help build", "trqprep help --man-page > trqprep.1"};
   command.run = [options, &tree](Context& context) { return Run(context, tree, *options); };
 }
 
-const CommandRegistration kRegistration(130, Add);
-
-}  // namespace
 }  // namespace trqprep

@@ -1,9 +1,8 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 
-#include "cli/command.h"
 #include "cli/progress.h"
+#include "commands.h"
 #include "trqprep/fixed_name_file.h"
 #include "trqprep/mesh_topology.h"
 #include "trqprep/mesh_writer.h"
@@ -194,7 +193,9 @@ ExitCode Run(Context& context, const Options& options) {
   return ExitCode::kDone;
 }
 
-void Add(CommandTree& tree) {
+}  // namespace
+
+void AddHollow(CommandTree& tree) {
   auto options = std::make_shared<Options>();
   Command& command = tree.Add("hollow", "Make a part hollow with an inner skin");
   command.details =
@@ -208,7 +209,7 @@ void Add(CommandTree& tree) {
       "hollow part. A CTL file keeps its unit; an STL file is written in --units.";
   command.Argument("IN", options->input, "STL or CTL file, a closed surface");
   command.Output(options->output, "FILE", "The file to write");
-  command.LengthOption("--limit", options->limit, "The largest push")->required();
+  command.LengthOption("--limit", options->limit, "The largest push").Required();
   command.Flag("--validate", options->validate, "Shorten pushes that would cross the surface");
   command.Flag("--both", options->both, "Write the outer and the inner surface (the default)");
   command.Flag("--inner-only", options->inner_only, "Write the inner surface alone");
@@ -219,7 +220,4 @@ void Add(CommandTree& tree) {
   command.run = [options](Context& context) { return Run(context, *options); };
 }
 
-const CommandRegistration kRegistration(61, Add);
-
-}  // namespace
 }  // namespace trqprep

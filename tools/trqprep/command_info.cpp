@@ -1,5 +1,5 @@
-#include "cli/command.h"
 #include "cli/progress.h"
+#include "commands.h"
 #include "file_kinds.h"
 
 namespace trqprep {
@@ -43,7 +43,9 @@ ExitCode Run(Context& context, const std::vector<std::string>& paths) {
   return exit;
 }
 
-void Add(CommandTree& tree) {
+}  // namespace
+
+void AddInfo(CommandTree& tree) {
   auto paths = std::make_shared<std::vector<std::string>>();
   Command& command = tree.Add("info", "Tell what files hold");
   command.details =
@@ -57,7 +59,4 @@ void Add(CommandTree& tree) {
   command.run = [paths](Context& context) { return Run(context, *paths); };
 }
 
-const CommandRegistration kRegistration(20, Add);
-
-}  // namespace
 }  // namespace trqprep

@@ -1,7 +1,6 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 
-#include "cli/command.h"
+#include "commands.h"
 #include "trq/machine_types.h"
 #include "trqprep/machine_profiles.h"
 #include "trqprep/style_document.h"
@@ -76,7 +75,9 @@ ExitCode Run(Context& context, const Options& options) {
   return ExitCode::kDone;
 }
 
-void Add(CommandTree& tree) {
+}  // namespace
+
+void AddMachines(CommandTree& tree) {
   auto options = std::make_shared<Options>();
   Command& command = tree.Add("machines", "List the machine types and their style folders");
   command.details =
@@ -84,13 +85,10 @@ void Add(CommandTree& tree) {
       "TOML file describes, a table each:\n\n"
       "[lab] type = \"TRQ-E7\", vat = \"500x500x580mm\", styles = \"/srv/styles\", an entry a line; all "
       "are optional.";
-  command.Argument("NAME", options->name, "A machine's name or number")->required(false)->type_name("NAME");
+  command.Argument("NAME", options->name, "A machine's name or number").Required(false).Type("NAME");
   command.TextOption("--machines", options->profiles, "FILE", "Machine profiles, a TOML file");
   command.examples = {"trqprep machines", "trqprep machines TRQ-E7 --json"};
   command.run = [options](Context& context) { return Run(context, *options); };
 }
 
-const CommandRegistration kRegistration(98, Add);
-
-}  // namespace
 }  // namespace trqprep

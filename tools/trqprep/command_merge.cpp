@@ -1,5 +1,5 @@
-#include "cli/command.h"
 #include "cli/progress.h"
+#include "commands.h"
 #include "trqprep/mesh_writer.h"
 
 namespace trqprep {
@@ -47,7 +47,9 @@ ExitCode Run(Context& context, const Options& options) {
   return ExitCode::kDone;
 }
 
-void Add(CommandTree& tree) {
+}  // namespace
+
+void AddMerge(CommandTree& tree) {
   auto options = std::make_shared<Options>();
   Command& command = tree.Add("merge", "Put several meshes into one file");
   command.details =
@@ -62,7 +64,4 @@ void Add(CommandTree& tree) {
   command.run = [options](Context& context) { return Run(context, *options); };
 }
 
-const CommandRegistration kRegistration(63, Add);
-
-}  // namespace
 }  // namespace trqprep

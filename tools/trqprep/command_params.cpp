@@ -1,7 +1,6 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 
-#include "cli/command.h"
+#include "commands.h"
 #include "trqprep/stored_style.h"
 #include "trqprep/suggestions.h"
 
@@ -67,22 +66,21 @@ ExitCode Run(Context& context, const Options& options) {
   return ExitCode::kDone;
 }
 
-void Add(CommandTree& tree) {
+}  // namespace
+
+void AddParams(CommandTree& tree) {
   auto options = std::make_shared<Options>();
   Command& command = tree.Add("params", "List the parameters of build and recoat styles");
   command.details =
       "Name, type, unit, default and range in a new style, region. \"length, kept\" is a length that "
       "'units' leaves alone; a range of - takes every finite number.";
   command.Argument("PATTERN", options->pattern, "Name or pattern, such as 'Large*'")
-      ->required(false)
-      ->type_name("NAME");
+      .Required(false)
+      .Type("NAME");
   command.TextOption("--kind", options->kind, "style|recoat", "Only those of build or of recoat styles");
   command.Flag("--all", options->all, "Records without a name, too");
   command.examples = {"trqprep params 'Large Up*'", "trqprep params --kind recoat --json"};
   command.run = [options](Context& context) { return Run(context, *options); };
 }
 
-const CommandRegistration kRegistration(97, Add);
-
-}  // namespace
 }  // namespace trqprep

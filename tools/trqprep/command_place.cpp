@@ -1,4 +1,4 @@
-#include "cli/command.h"
+#include "commands.h"
 #include "job_options.h"
 #include "plate_text.h"
 #include "trqprep/atomic_output.h"
@@ -20,7 +20,9 @@ ExitCode Run(Context& context, const JobOptions& job_options, const std::string&
   return ExitCode::kDone;
 }
 
-void Add(CommandTree& tree) {
+}  // namespace
+
+void AddPlace(CommandTree& tree) {
   Command& command = tree.Add("place", "Place parts in the vat without building");
   command.details =
       "Searches the placement that 'trqprep build' would use, checks it and prints it as a table; --svg "
@@ -34,7 +36,4 @@ void Add(CommandTree& tree) {
   command.run = [job, svg](Context& context) { return Run(context, *job, *svg); };
 }
 
-const CommandRegistration kRegistration(50, Add);
-
-}  // namespace
 }  // namespace trqprep

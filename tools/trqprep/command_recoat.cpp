@@ -1,9 +1,10 @@
+#include "commands.h"
 #include "style_verbs.h"
 
 namespace trqprep {
-namespace {
+namespace {}  // namespace
 
-void Add(CommandTree& tree) {
+void AddRecoat(CommandTree& tree) {
   Command& recoat = tree.Add("recoat", "Look at and change recoat styles (.rcs)");
   recoat.details =
       "A recoat style says how every layer is recoated: dips, waits and lists of blade sweeps. Names may "
@@ -15,7 +16,4 @@ void Add(CommandTree& tree) {
   AddSweepsVerb(recoat);
 }
 
-const CommandRegistration kRegistration(95, Add);
-
-}  // namespace
 }  // namespace trqprep

@@ -1,7 +1,6 @@
-#include <CLI/CLI.hpp>
 #include <cmath>
 
-#include "cli/command.h"
+#include "commands.h"
 #include "trqprep/mesh_writer.h"
 
 namespace trqprep {
@@ -45,15 +44,16 @@ ExitCode Run(Context& context, const Options& options) {
   return ExitCode::kDone;
 }
 
-void Add(CommandTree& tree) {
+}  // namespace
+
+void AddSimplify(CommandTree& tree) {
   auto options = std::make_shared<Options>();
   Command& command = tree.Add("simplify", "Coarsen a mesh to about a number of facets");
   command.details =
       "Vertices that lie close together become one; facets that lose a corner by that go. The number is "
       "aimed at, not met exactly, and openings may close: compare the volumes.";
   command.Argument("IN", options->input, "STL or CTL file");
-  command.WholeOption("--facets", options->facets, 1, 2147483647, "About how many facets to keep")
-      ->required();
+  command.WholeOption("--facets", options->facets, 1, 2147483647, "About how many facets to keep").Required();
   command.Output(options->output, "FILE", "The file to write");
   command.TextOption("--to", options->format, kMeshFormats, "Format of the output");
   command.ReadsMeshes();
@@ -62,7 +62,4 @@ void Add(CommandTree& tree) {
   command.run = [options](Context& context) { return Run(context, *options); };
 }
 
-const CommandRegistration kRegistration(62, Add);
-
-}  // namespace
 }  // namespace trqprep

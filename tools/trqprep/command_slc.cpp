@@ -1,11 +1,10 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <tuple>
 
-#include "cli/command.h"
+#include "commands.h"
 #include "trqprep/contour_file.h"
 #include "trqprep/contour_svg.h"
 
@@ -271,7 +270,9 @@ ExitCode Mirror(Context& context, const Options& options) {
   return ExitCode::kDone;
 }
 
-void Add(CommandTree& tree) {
+}  // namespace
+
+void AddSlc(CommandTree& tree) {
   auto options = std::make_shared<Options>();
   Command& group = tree.Add("slc", "Look into slice contours, check, draw, mirror and copy them");
   group.details = "Slice contours are a part as a stack of layers of closed contours, in an .slc file.";
@@ -315,7 +316,7 @@ void Add(CommandTree& tree) {
       "contours still run counterclockwise afterwards and layers still go upwards; the extents in the "
       "header follow.";
   mirror.Argument("FILE", options->input, "Slice-contour file");
-  mirror.TextOption("--axis", options->axis, "x|y|z", "The axis along which it is mirrored")->required();
+  mirror.TextOption("--axis", options->axis, "x|y|z", "The axis along which it is mirrored").Required();
   mirror.LengthOption("--plane", options->plane, "Mirror at this coordinate");
   mirror.LengthOption("--beside", options->beside,
                       "Put the mirrored part beside the part, at this distance along the axis");
@@ -335,7 +336,4 @@ void Add(CommandTree& tree) {
   copy.run = [options](Context& context) { return Copy(context, *options); };
 }
 
-const CommandRegistration kRegistration(75, Add);
-
-}  // namespace
 }  // namespace trqprep

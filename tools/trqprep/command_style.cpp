@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cctype>
 
+#include "commands.h"
 #include "style_verbs.h"
 #include "trqprep/suggestions.h"
 
@@ -99,7 +100,7 @@ ExitCode FinishEdit(Context& context, const StyleFile& file, const StyleDocument
   return ExitCode::kDone;
 }
 
-namespace {
+namespace {}  // namespace
 
 void AddStyle(CommandTree& tree) {
   Command& style = tree.Add("style", "Look at and change build styles (.sty)");
@@ -112,7 +113,4 @@ void AddStyle(CommandTree& tree) {
   AddStyleEdits(style, StyleKind::kBuild);
 }
 
-const CommandRegistration kStyle(90, AddStyle);
-
-}  // namespace
 }  // namespace trqprep

@@ -1,5 +1,4 @@
 // new, set, copy, import, upgrade and units of build and recoat styles; sweeps of recoat styles.
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -501,7 +500,7 @@ void AddStyleEdits(Command& group, StyleKind kind) {
     auto options = std::make_shared<NewOptions>();
     Command& verb = group.Sub("new", "Make a blank " + noun);
     verb.details = "Every parameter has the value of a new style. 'trqprep machines' lists the machines.";
-    verb.TextOption("--machine", options->machine, "NAME", "The machine's name or number")->required();
+    verb.TextOption("--machine", options->machine, "NAME", "The machine's name or number").Required();
     verb.TextOption("--name", options->name, "TEXT", "The style's name (default \"None\")");
     if (!build) {
       verb.TextOption("--units", options->units, "mm|in", "Units text (default in)");
@@ -529,7 +528,7 @@ void AddStyleEdits(Command& group, StyleKind kind) {
           "its place.";
     }
     verb.Argument("FILE", options->file, "The " + noun + " file, replaced unless -o is given");
-    verb.Arguments("NAME=VALUE", options->assignments, "What to set")->type_name("NAME=VALUE");
+    verb.Arguments("NAME=VALUE", options->assignments, "What to set").Type("NAME=VALUE");
     AddEditOptions(verb, options->edit);
     verb.examples = {
         start + "set " + file +
@@ -547,7 +546,7 @@ void AddStyleEdits(Command& group, StyleKind kind) {
     verb.Argument("FROM", options->from, "The file to copy from");
     verb.Argument("TO", options->to, "The file to copy to, replaced unless -o is given");
     verb.RepeatedOption("--params", options->parameters, "NAME", "Name or pattern of the parameters")
-        ->required();
+        .Required();
     AddEditOptions(verb, options->edit);
     verb.examples = {build ? start + "copy Fine.sty Standard.sty --params 'Small*' -o mixed.sty"
                            : start + "new --machine TRQ-E7 -o blank.rcs && " + start +
@@ -596,8 +595,8 @@ void AddStyleEdits(Command& group, StyleKind kind) {
     verb.Argument("FILE", options->file, "The " + noun + " file, replaced unless -o is given");
     verb.TextOption("--from", options->from, "mm|in",
                     build ? "The present units" : "The present units (default: what the file says)")
-        ->required(build);
-    verb.TextOption("--to", options->to, "mm|in", "The wanted units")->required();
+        .Required(build);
+    verb.TextOption("--to", options->to, "mm|in", "The wanted units").Required();
     AddEditOptions(verb, options->edit);
     verb.examples = {start + "units " + file + (build ? " --from mm" : "") + " --to in -o inch" + ending,
                      start + "units " + file + (build ? " --from mm" : "") + " --to in --dry-run --json"};

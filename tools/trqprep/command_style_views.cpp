@@ -1,5 +1,4 @@
 // show, get, diff, verify and export of build and recoat styles.
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <set>
 
@@ -284,7 +283,7 @@ void AddStyleViews(Command& group, StyleKind kind) {
     Command& get = group.Sub("get", "Print the value of a parameter");
     get.details = "A pattern that means several parameters prints NAME=VALUE lines, as 'set' takes them.";
     get.Argument("FILE", (*paths)[0], "The " + noun + " file");
-    get.Argument("NAME", (*paths)[1], "The parameter")->type_name("NAME");
+    get.Argument("NAME", (*paths)[1], "The parameter").Type("NAME");
     get.examples = {
         "trqprep " + command + " get " + file + (build ? " 'Layer Thickness'" : " 'Z Dip Distance'"),
         "trqprep " + command + " get " + file + (build ? " 'Large Up Fill*'" : " '*Delay'")};
@@ -325,7 +324,7 @@ void AddStyleViews(Command& group, StyleKind kind) {
         "texts and header words too, every number so that it reads back the same; 'import' reads json. "
         "The style is exported as the application reads it, a 206 file with the values of its conversion.";
     export_verb.Argument("FILE", options->file, "The " + noun + " file");
-    export_verb.TextOption("--to", options->format, "txt|csv|json|tidy-csv", "What to make")->required();
+    export_verb.TextOption("--to", options->format, "txt|csv|json|tidy-csv", "What to make").Required();
     export_verb.Output(options->output, "FILE", "Write to this file instead of standard output", false);
     export_verb.examples = {"trqprep " + command + " export " + file + " --to json -o style.json",
                             "trqprep " + command + " export " + file + " --to tidy-csv"};

@@ -2,7 +2,7 @@
 #include <map>
 #include <stdexcept>
 
-#include "cli/command.h"
+#include "commands.h"
 #include "trqprep/mesh_writer.h"
 
 namespace trqprep {
@@ -145,7 +145,9 @@ ExitCode Run(Context& context, const Options& options) {
   return ExitCode::kDone;
 }
 
-void Add(CommandTree& tree) {
+}  // namespace
+
+void AddTransform(CommandTree& tree) {
   auto options = std::make_shared<Options>();
   Command& command = tree.Add("transform", "Move, turn, scale or mirror a mesh");
   command.details =
@@ -163,7 +165,4 @@ void Add(CommandTree& tree) {
   command.run = [options](Context& context) { return Run(context, *options); };
 }
 
-const CommandRegistration kRegistration(40, Add);
-
-}  // namespace
 }  // namespace trqprep

@@ -1,13 +1,12 @@
 #include <sys/stat.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <stdexcept>
 
-#include "cli/command.h"
+#include "commands.h"
 #include "trq/setup.h"
 #include "trqprep/atomic_output.h"
 #include "trqprep/mesh_topology.h"
@@ -339,7 +338,9 @@ ExitCode Remove(Context& context, const Options& options) {
 
 constexpr const char* kInputHelp = "The part, or its .V_D file";
 
-void Add(CommandTree& tree) {
+}  // namespace
+
+void AddVents(CommandTree& tree) {
   auto options = std::make_shared<Options>();
   Command& group = tree.Add("vents", "Find places for vents and drains, and keep a part's .V_D file");
   group.details =
@@ -387,7 +388,7 @@ void Add(CommandTree& tree) {
       "that is tilted needs new vents and drains.";
   move.Argument("IN", options->input, kInputHelp);
   move.Arguments("ENTRY", options->numbers, "Numbers of entries, as 'vents list' shows them", false)
-      ->type_name("N");
+      .Type("N");
   move.TextOption("--by", options->by, "X,Y,Z", "Move by three lengths, such as 10mm,0,-2.5");
   move.NumberOption("--rotate-z", options->rotate_z, "Turn about the Z axis by so many degrees");
   move.Output(options->output, "FILE", "Write the changed .V_D file here instead", false);
@@ -400,7 +401,7 @@ void Add(CommandTree& tree) {
   remove.details = "Removes the named entries, or with --all the whole file; that is asked for first.";
   remove.Argument("IN", options->input, kInputHelp);
   remove.Arguments("ENTRY", options->numbers, "Numbers of entries, as 'vents list' shows them", false)
-      ->type_name("N");
+      .Type("N");
   remove.Flag("--all", options->all, "Delete the file");
   remove.Output(options->output, "FILE", "Write the changed .V_D file here instead", false);
   remove.examples = {"trqprep vents add l_shape.stl --vent 1 --drain 1 && trqprep vents remove l_shape.stl 2",
@@ -408,7 +409,4 @@ void Add(CommandTree& tree) {
   remove.run = [options](Context& context) { return Remove(context, *options); };
 }
 
-const CommandRegistration kRegistration(70, Add);
-
-}  // namespace
 }  // namespace trqprep

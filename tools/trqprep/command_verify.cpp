@@ -1,6 +1,4 @@
-#include <CLI/CLI.hpp>
-
-#include "cli/command.h"
+#include "commands.h"
 #include "trqprep/verify_folder.h"
 
 namespace trqprep {
@@ -22,19 +20,18 @@ ExitCode Run(Context& context, const std::vector<std::string>& folders) {
   return exit;
 }
 
-void Add(CommandTree& tree) {
+}  // namespace
+
+void AddVerify(CommandTree& tree) {
   auto folders = std::make_shared<std::vector<std::string>>();
   Command& command = tree.Add("verify", "Make sure that a build folder is as it was built");
   command.details =
       "Re-reads everything in a build folder: the sums of all files against build.json, missing and "
       "added files, the checksums of the styles, facets and places of the pieces, overlaps. Ends with 1 "
       "when anything differs.";
-  command.Arguments("FOLDER", *folders, "Build folders")->type_name("FOLDER");
+  command.Arguments("FOLDER", *folders, "Build folders").Type("FOLDER");
   command.examples = {"trqprep build bracket.stl -o out && trqprep verify out", "trqprep verify out --json"};
   command.run = [folders](Context& context) { return Run(context, *folders); };
 }
 
-const CommandRegistration kRegistration(11, Add);
-
-}  // namespace
 }  // namespace trqprep

@@ -1,9 +1,9 @@
-#include "cli/command.h"
+#include "commands.h"
 
 namespace trqprep {
-namespace {
+namespace {}  // namespace
 
-void Add(CommandTree& tree) {
+void AddVersion(CommandTree& tree) {
   Command& command = tree.Add("version", "Print the version");
   command.examples = {"trqprep version", "trqprep version --json"};
   command.run = [](Context& context) {
@@ -13,7 +13,4 @@ void Add(CommandTree& tree) {
   };
 }
 
-const CommandRegistration kRegistration(120, Add);
-
-}  // namespace
 }  // namespace trqprep

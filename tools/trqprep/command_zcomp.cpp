@@ -1,9 +1,8 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cctype>
 #include <cmath>
 
-#include "cli/command.h"
+#include "commands.h"
 #include "trq/machine_types.h"
 #include "trq/setup.h"
 #include "trq/styles.h"
@@ -151,7 +150,9 @@ ExitCode Run(Context& context, const Options& options) {
   return ExitCode::kDone;
 }
 
-void Add(CommandTree& tree) {
+}  // namespace
+
+void AddZcomp(CommandTree& tree) {
   auto options = std::make_shared<Options>();
   Command& command = tree.Add("zcomp", "Raise the facets that face down");
   command.details =
@@ -182,7 +183,4 @@ void Add(CommandTree& tree) {
   command.run = [options](Context& context) { return Run(context, *options); };
 }
 
-const CommandRegistration kRegistration(60, Add);
-
-}  // namespace
 }  // namespace trqprep

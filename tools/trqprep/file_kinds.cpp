@@ -1,21 +1,23 @@
 #include "file_kinds.h"
 
-#include <map>
+#include "trqprep/contour_file.h"
+#include "trqprep/vents_file.h"
 
 namespace trqprep {
 namespace {
 
-std::multimap<int, FileKind>& Kinds() {
-  static std::multimap<int, FileKind> kinds;
-  return kinds;
-}
+// Asked in this order: the surest signs first. Many files look like STL.
+constexpr FileKind kKinds[] = {
+    {"build", IsBuildFolder, DescribeBuildFolder}, {"job", IsJobFile, DescribeJobFile},
+    {"ctl", LooksLikeCtl, DescribeMeshFile},       {"slc", LooksLikeSlc, DescribeContourFile},
+    {"style", IsBuildStyle, DescribeStyleFile},    {"recoat", IsRecoatStyle, DescribeStyleFile},
+    {"vents", LooksLikeVents, DescribeVentsFile},  {"stl", LooksLikeStl, DescribeMeshFile},
+};
 
 }  // namespace
 
-FileKindRegistration::FileKindRegistration(int order, FileKind kind) { Kinds().emplace(order, kind); }
-
 const FileKind* KindOf(const FileHead& file) {
-  for (const auto& [order, kind] : Kinds()) {
+  for (const FileKind& kind : kKinds) {
     if (kind.matches(file)) return &kind;
   }
   return nullptr;
@@ -23,7 +25,7 @@ const FileKind* KindOf(const FileHead& file) {
 
 std::vector<std::string> KindNames() {
   std::vector<std::string> names;
-  for (const auto& [order, kind] : Kinds()) names.push_back(kind.name);
+  for (const FileKind& kind : kKinds) names.emplace_back(kind.name);
   return names;
 }
 

@@ -1,7 +1,5 @@
-/// The kinds of file that `info` knows, told apart by content. A kind lives with the code that understands
-/// it:
-///
-///   const FileKindRegistration kKind(30, {"style", MatchesStyle, DescribeStyle});
+/// The kinds of file that `info` knows, told apart by content: each in an info_<kind>.cpp, and a row of
+/// file_kinds.cpp.
 #pragma once
 
 #include <string>
@@ -22,15 +20,21 @@ struct FileKind {
   void (*describe)(Context& context, const FileHead& file, Json& data);
 };
 
-class FileKindRegistration {
- public:
-  /// Kinds are asked in the order of their numbers: the surest signs first. STL is last (1000).
-  FileKindRegistration(int order, FileKind kind);
-};
-
 /// The kind of a file, or null.
 const FileKind* KindOf(const FileHead& file);
 /// The names of all kinds, in order.
 std::vector<std::string> KindNames();
+
+// What the rows name and info_<kind>.cpp holds.
+bool IsBuildFolder(const FileHead& file);
+bool IsJobFile(const FileHead& file);
+bool IsBuildStyle(const FileHead& file);
+bool IsRecoatStyle(const FileHead& file);
+void DescribeBuildFolder(Context& context, const FileHead& file, Json& data);
+void DescribeJobFile(Context& context, const FileHead& file, Json& data);
+void DescribeMeshFile(Context& context, const FileHead& file, Json& data);
+void DescribeContourFile(Context& context, const FileHead& file, Json& data);
+void DescribeStyleFile(Context& context, const FileHead& file, Json& data);
+void DescribeVentsFile(Context& context, const FileHead& file, Json& data);
 
 }  // namespace trqprep

@@ -1,15 +1,13 @@
-#include <sys/stat.h>
+#include <filesystem>
+#include <system_error>
 
 #include "file_kinds.h"
 #include "trqprep/build_folder.h"
 
 namespace trqprep {
-namespace {
-
 bool IsBuildFolder(const FileHead& file) {
-  struct stat status {};
-  return file.is_folder && stat((file.path + "/" + kBuildJson).c_str(), &status) == 0 &&
-         S_ISREG(status.st_mode);
+  std::error_code error;
+  return file.is_folder && std::filesystem::is_regular_file(file.path + "/" + kBuildJson, error);
 }
 
 void DescribeBuildFolder(Context& context, const FileHead& file, Json& data) {
@@ -31,7 +29,4 @@ void DescribeBuildFolder(Context& context, const FileHead& file, Json& data) {
   }
 }
 
-const FileKindRegistration kBuildKind(5, {"build", IsBuildFolder, DescribeBuildFolder});
-
-}  // namespace
 }  // namespace trqprep

@@ -3,14 +3,12 @@
 #include "trqprep/style_document.h"
 
 namespace trqprep {
-namespace {
-
 bool IsJobFile(const FileHead& file) {
   return !file.is_folder && NamesJobFile(file.path) &&
          (file.head.find(kJobSchema) != std::string::npos || file.head.find("[[part]]") != std::string::npos);
 }
 
-void DescribeJob(Context& context, const FileHead& file, Json& data) {
+void DescribeJobFile(Context& context, const FileHead& file, Json& data) {
   const Job job = ReadJobFile(file.path);
   std::int64_t pieces = 0;
   for (const PartRequest& part : job.parts) pieces += part.copies;
@@ -27,7 +25,4 @@ void DescribeJob(Context& context, const FileHead& file, Json& data) {
   for (const PartRequest& part : job.parts) context.Print("  {} of {}\n", part.copies, OneLine(part.path));
 }
 
-const FileKindRegistration kJobKind(6, {"job", IsJobFile, DescribeJob});
-
-}  // namespace
 }  // namespace trqprep

@@ -22,7 +22,9 @@ void PrintMesh(Context& context, const InputMesh& input) {
                 Plain(input.volume(), 3), unit);
 }
 
-void Describe(Context& context, const FileHead& file, Json& data) {
+}  // namespace
+
+void DescribeMeshFile(Context& context, const FileHead& file, Json& data) {
   const InputMesh input = ReadMesh(context, file.path, true);
   const CTL_HEADER& header = input.mesh->header;
   context.Print("{}: {}, {} bytes\n", OneLine(file.path), MeshFormatName(input.format), input.file_size);
@@ -56,8 +58,4 @@ void Describe(Context& context, const FileHead& file, Json& data) {
   WarnOfUnits(context, input, nullptr);
 }
 
-const FileKindRegistration kCtlKind(10, {"ctl", LooksLikeCtl, Describe});
-const FileKindRegistration kStlKind(1000, {"stl", LooksLikeStl, Describe});
-
-}  // namespace
 }  // namespace trqprep

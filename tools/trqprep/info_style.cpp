@@ -16,7 +16,12 @@ bool IsOfKind(const FileHead& file, StyleKind kind) {
   return style && style->kind == kind;
 }
 
-void Describe(Context& context, const FileHead& head, Json& data) {
+}  // namespace
+
+bool IsBuildStyle(const FileHead& file) { return IsOfKind(file, StyleKind::kBuild); }
+bool IsRecoatStyle(const FileHead& file) { return IsOfKind(file, StyleKind::kRecoat); }
+
+void DescribeStyleFile(Context& context, const FileHead& head, Json& data) {
   const StyleFile file = Examine(head).value();
   DescribeStyle(file, data);
   if (!file.complete) {
@@ -56,10 +61,4 @@ void Describe(Context& context, const FileHead& head, Json& data) {
   }
 }
 
-const FileKindRegistration kBuildStyle(
-    30, {"style", [](const FileHead& file) { return IsOfKind(file, StyleKind::kBuild); }, Describe});
-const FileKindRegistration kRecoatStyle(
-    31, {"recoat", [](const FileHead& file) { return IsOfKind(file, StyleKind::kRecoat); }, Describe});
-
-}  // namespace
 }  // namespace trqprep

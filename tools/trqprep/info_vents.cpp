@@ -3,9 +3,7 @@
 #include "trqprep/vents_file.h"
 
 namespace trqprep {
-namespace {
-
-void Describe(Context& context, const FileHead& head, Json& data) {
+void DescribeVentsFile(Context& context, const FileHead& head, Json& data) {
   const VentsFile file = ReadVents(context, head.path);
   if (file.entries.empty() && !file.bad_lines.empty()) {
     Fail(ExitCode::kInput,
@@ -25,7 +23,4 @@ void Describe(Context& context, const FileHead& head, Json& data) {
   context.Print("  entries   {}: {} vents, {} drains\n", file.entries.size(), vents, drains);
 }
 
-const FileKindRegistration kKind(80, {"vents", LooksLikeVents, Describe});
-
-}  // namespace
 }  // namespace trqprep

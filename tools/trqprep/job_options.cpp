@@ -53,11 +53,13 @@ void ChooseMachine(const std::string& name, const std::string& profiles_file, bo
 }  // namespace
 
 JobOptions::JobOptions(Command& command, bool whole) : app_(command.app), whole_(whole) {
-  arguments_ = command.Arguments(
-      "PART", argument_values_,
-      whole ? "STL or CTL file, or FILE,copies=N,rotate-z=DEGREES,style=STYLE; or one job file"
-            : "STL or CTL file, or FILE,copies=N,rotate-z=DEGREES",
-      false);
+  arguments_ =
+      command
+          .Arguments("PART", argument_values_,
+                     whole ? "STL or CTL file, or FILE,copies=N,rotate-z=DEGREES,style=STYLE; or one job file"
+                           : "STL or CTL file, or FILE,copies=N,rotate-z=DEGREES",
+                     false)
+          .option;
   const auto add = [&](const std::string& key) {
     if (key == "machines") {
       command.TextOption("--machines", machines_file_, "FILE",
@@ -73,12 +75,12 @@ JobOptions::JobOptions(Command& command, bool whole) : app_(command.app), whole_
     } else if (const auto* length = std::get_if<std::optional<Length> Job::*>(&field.member)) {
       command.LengthOption(field.option, job_.**length, field.help);
     } else if (std::holds_alternative<std::array<Length, 3> Job::*>(field.member)) {
-      vat_option_ = command.VatOption(job_.vat);
+      vat_option_ = command.VatOption(job_.vat).option;
     } else if (std::holds_alternative<std::optional<int> Job::*>(field.member)) {
       command.TextOption(field.option, machine_, field.type, field.help);
     } else {
-      CLI::Option* option = command.RepeatedOption(field.option, lists_[key], field.type, field.help);
-      if (key == "part") part_options_ = option;
+      const Option option = command.RepeatedOption(field.option, lists_[key], field.type, field.help);
+      if (key == "part") part_options_ = option.option;
     }
   };
   for (const char* key : kOnEveryLine) add(key);

@@ -1,3 +1,3 @@
-#include "cli/command.h"
+#include "commands.h"
 
-int main(int argc, char** argv) { return trqprep::RunCommandLine(argc, argv); }
+int main(int argc, char** argv) { return trqprep::RunCommandLine(trqprep::kCommands, argc, argv); }

@@ -2,37 +2,15 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <map>
 #include <stdexcept>
 
 #include "trqprep/quantities.h"
 #include "trqprep/suggestions.h"
 
 namespace trqprep {
-namespace {
 
-std::multimap<int, CommandRegistration::AddFunction>& Registrations() {
-  static std::multimap<int, CommandRegistration::AddFunction> registrations;
-  return registrations;
-}
-
-// Turns what a parser throws into the text that CLI11 shows.
-template <class Parse>
-std::string Checked(const Parse& parse) {
-  try {
-    parse();
-    return {};
-  } catch (const std::invalid_argument& error) {
-    return error.what();
-  }
-}
-
-}  // namespace
-
-CommandRegistration::CommandRegistration(int order, AddFunction add) { Registrations().emplace(order, add); }
-
-std::string ToolVersion() { return TRQPREP_VERSION; }
-std::string ToolName() { return "trqprep " + ToolVersion(); }
+Option Option::Required(bool required) const { return {option->required(required)}; }
+Option Option::Type(const std::string& type) const { return {option->type_name(type)}; }
 
 Command::Command(CommandTree& tree, CLI::App& app_) : app(app_), tree_(tree) {
   app.allow_extras();  // collected, so that an unknown option is reported with the names nearest to it
@@ -47,7 +25,7 @@ Command& Command::Sub(const std::string& name, const std::string& summary) {
   return *subs.back();
 }
 
-CLI::Option* Command::Prepare(CLI::Option* option, const std::string& type) {
+Option Command::Prepare(CLI::Option* option, const std::string& type) {
   option->type_name(type);
   if (type.find('|') != std::string::npos) {
     const std::vector<std::string> choices = Split(type, '|');
@@ -56,90 +34,87 @@ CLI::Option* Command::Prepare(CLI::Option* option, const std::string& type) {
       return "'" + value + "' is unknown; " + DidYouMean(value, choices);
     });
   }
-  return option;
+  return {option};
 }
 
-CLI::Option* Command::Argument(const std::string& name, std::string& value, const std::string& help) {
-  return app.add_option(name, value, help)->required()->type_name("FILE");
+Option Command::Argument(const std::string& name, std::string& value, const std::string& help) {
+  return {app.add_option(name, value, help)->required()->type_name("FILE")};
 }
 
-CLI::Option* Command::Arguments(const std::string& name, std::vector<std::string>& values,
-                                const std::string& help, bool required) {
-  return app.add_option(name, values, help)->required(required)->type_name("FILE");
+Option Command::Arguments(const std::string& name, std::vector<std::string>& values, const std::string& help,
+                          bool required) {
+  return {app.add_option(name, values, help)->required(required)->type_name("FILE")};
 }
 
-CLI::Option* Command::Choice(const std::string& name, std::string& value, const std::string& type,
-                             const std::string& help) {
+Option Command::Choice(const std::string& name, std::string& value, const std::string& type,
+                       const std::string& help) {
   return Prepare(app.add_option(name, value, help)->required(), type);
 }
 
-CLI::Option* Command::Flag(const std::string& names, bool& value, const std::string& help) {
-  return app.add_flag(names, value, help);
+Option Command::Flag(const std::string& names, bool& value, const std::string& help) {
+  return {app.add_flag(names, value, help)};
 }
 
-CLI::Option* Command::TextOption(const std::string& names, std::string& value, const std::string& type,
-                                 const std::string& help) {
+Option Command::TextOption(const std::string& names, std::string& value, const std::string& type,
+                           const std::string& help) {
   return Prepare(app.add_option(names, value, help), type);
 }
 
-CLI::Option* Command::RepeatedOption(const std::string& names, std::vector<std::string>& values,
-                                     const std::string& type, const std::string& help) {
+Option Command::RepeatedOption(const std::string& names, std::vector<std::string>& values,
+                               const std::string& type, const std::string& help) {
   CLI::Option* option = app.add_option(names, values, help);
   option->allow_extra_args(false);
   return Prepare(option, type);
 }
 
-CLI::Option* Command::Step(const std::string& name, const std::string& type, const std::string& help) {
+Option Command::Step(const std::string& name, const std::string& type, const std::string& help) {
   if (type.empty())
-    return app.add_flag(name)->description(help)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    return {app.add_flag(name)->description(help)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)};
   CLI::Option* option = app.add_option(name)->description(help);
   option->expected(1, CLI::detail::expected_max_vector_size)->allow_extra_args(false);
   option->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   return Prepare(option, type);
 }
 
-CLI::Option* Command::WholeOption(const std::string& names, std::int64_t& value, std::int64_t lowest,
-                                  std::int64_t highest, const std::string& help) {
-  return Prepare(app.add_option_function<std::string>(
-                     names,
-                     [&value, lowest, highest](const std::string& text) {
-                       value = ParseWhole(text, lowest, highest);
-                     },
-                     help),
-                 "N")
-      ->check([lowest, highest](const std::string& text) {
-        return Checked([&] { ParseWhole(text, lowest, highest); });
-      });
+Option Command::Parsed(const std::string& names, const std::string& type, const std::string& help,
+                       std::function<void(const std::string&)> parse) {
+  const Option made = Prepare(app.add_option_function<std::string>(names, parse, help), type);
+  made.option->check([parse](const std::string& text) -> std::string {
+    try {
+      parse(text);
+      return {};
+    } catch (const std::invalid_argument& error) {
+      return error.what();  // shown by CLI11
+    }
+  });
+  return made;
 }
 
-CLI::Option* Command::NumberOption(const std::string& names, std::optional<double>& value,
-                                   const std::string& help) {
-  return Prepare(app.add_option_function<std::string>(
-                     names, [&value](const std::string& text) { value = ParseNumber(text); }, help),
-                 "NUMBER")
-      ->check([](const std::string& text) { return Checked([&] { ParseNumber(text); }); });
+Option Command::WholeOption(const std::string& names, std::int64_t& value, std::int64_t lowest,
+                            std::int64_t highest, const std::string& help) {
+  return Parsed(names, "N", help, [&value, lowest, highest](const std::string& text) {
+    value = ParseWhole(text, lowest, highest);
+  });
 }
 
-CLI::Option* Command::LengthOption(const std::string& names, std::optional<Length>& value,
-                                   const std::string& help) {
-  return Prepare(app.add_option_function<std::string>(
-                     names, [&value](const std::string& text) { value = ParseLength(text); }, help),
-                 "LENGTH")
-      ->check([](const std::string& text) { return Checked([&] { ParseLength(text); }); });
+Option Command::NumberOption(const std::string& names, std::optional<double>& value,
+                             const std::string& help) {
+  return Parsed(names, "NUMBER", help, [&value](const std::string& text) { value = ParseNumber(text); });
 }
 
-CLI::Option* Command::VatOption(std::array<Length, 3>& value) {
-  return Prepare(app.add_option_function<std::string>(
-                     "--vat", [&value](const std::string& text) { value = ParseVat(text); },
-                     "Inner size of the vat, such as 250x250x250mm (the default) or 10x10x12in"),
-                 "XxYxZ")
-      ->check([](const std::string& text) { return Checked([&] { ParseVat(text); }); });
+Option Command::LengthOption(const std::string& names, std::optional<Length>& value,
+                             const std::string& help) {
+  return Parsed(names, "LENGTH", help, [&value](const std::string& text) { value = ParseLength(text); });
 }
 
-CLI::Option* Command::Output(std::string& path, const std::string& type, const std::string& help,
-                             bool required) {
+Option Command::VatOption(std::array<Length, 3>& value) {
+  return Parsed("--vat", "XxYxZ", "Inner size of the vat, such as 250x250x250mm (the default) or 10x10x12in",
+                [&value](const std::string& text) { value = ParseVat(text); });
+}
+
+Option Command::Output(std::string& path, const std::string& type, const std::string& help, bool required) {
   ForceFlag();
-  return Prepare(app.add_option("-o,--output", path, help), type)->required(required);
+  return Prepare(app.add_option("-o,--output", path, help), type).Required(required);
 }
 
 void Command::ForceFlag() { app.add_flag("--force", tree_.common().force, "Replace an output that exists"); }
@@ -156,7 +131,7 @@ void Command::ReadsMeshes() {
                "Read the facets that are there when a binary STL file announces more");
 }
 
-CommandTree::CommandTree(Context& context)
+CommandTree::CommandTree(Context& context, const CommandList& commands)
     : context_(context),
       root_(std::make_unique<CLI::App>("Build preparation for stereolithography", "trqprep")) {
   root_->allow_extras();
@@ -164,7 +139,7 @@ CommandTree::CommandTree(Context& context)
   root_->set_help_flag("-h,--help", "Show this help and end");
   root_->set_version_flag("--version", ToolName());
   root_->add_flag("--json", context.options.json, "Print one JSON document instead of text");
-  for (const auto& [order, add] : Registrations()) add(*this);
+  for (const auto add : commands) add(*this);
 }
 
 CommandTree::~CommandTree() = default;

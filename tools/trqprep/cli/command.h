@@ -8,7 +8,9 @@
 ///
 ///   ExitCode Run(Context& context, const Options& options) { ... return ExitCode::kDone; }
 ///
-///   void Add(CommandTree& tree) {
+///   }  // namespace
+///
+///   void AddZcomp(CommandTree& tree) {
 ///     auto options = std::make_shared<Options>();
 ///     Command& command = tree.Add("zcomp", "Raise the down-facing facets by the cure depth");
 ///     command.details = "One or two paragraphs ...";
@@ -19,12 +21,11 @@
 ///     command.examples = {"trqprep zcomp bracket.stl --height 0.2mm -o raised.stl", "..."};
 ///     command.run = [options](Context& context) { return Run(context, *options); };
 ///   }
-///   const CommandRegistration kRegistration(60, Add);   // the number orders the commands in help
-///   }  // namespace
 ///   }  // namespace trqprep
 ///
-/// Nothing else has to be edited: help, completion, man page and reference page come from the tree. After a
-/// change of options run `trqprep help --reference-page > docs/trqprep.md`; a test compares.
+/// and a row of commands.cpp. Nothing else has to be edited: help, completion, man page and reference page
+/// come from the tree. After a change of options run `trqprep help --reference-page > docs/trqprep.md`; a
+/// test compares.
 #pragma once
 
 #include <array>
@@ -45,6 +46,16 @@ class Option;
 namespace trqprep {
 
 class CommandTree;
+/// What adds each command to a tree, in the order of help.
+using CommandList = std::vector<void (*)(CommandTree&)>;
+
+/// An option of a command, for what is said of few of them.
+struct Option {
+  CLI::Option* option;
+  Option Required(bool required = true) const;
+  /// What help shows for the value.
+  Option Type(const std::string& type) const;
+};
 
 /// One command, or one group of verbs such as `style`.
 class Command {
@@ -55,32 +66,31 @@ class Command {
   Command& Sub(const std::string& name, const std::string& summary);
 
   // Options. `type` is shown in help and drives completion: "a|b|c" are the only values taken, FILE is
-  // completed with files, FOLDER with folders. Each returns the CLI11 option, for what is not covered here.
-  /// One required positional argument.
-  CLI::Option* Argument(const std::string& name, std::string& value, const std::string& help);
+  // completed with files, FOLDER with folders.
+  /// One positional argument, required.
+  Option Argument(const std::string& name, std::string& value, const std::string& help);
   /// One or more positional arguments; none is allowed too when `required` is false.
-  CLI::Option* Arguments(const std::string& name, std::vector<std::string>& values, const std::string& help,
-                         bool required = true);
+  Option Arguments(const std::string& name, std::vector<std::string>& values, const std::string& help,
+                   bool required = true);
   /// One required positional argument that takes one of the values of `type`, written a|b|c.
-  CLI::Option* Choice(const std::string& name, std::string& value, const std::string& type,
-                      const std::string& help);
-  CLI::Option* Flag(const std::string& names, bool& value, const std::string& help);
-  CLI::Option* TextOption(const std::string& names, std::string& value, const std::string& type,
-                          const std::string& help);
+  Option Choice(const std::string& name, std::string& value, const std::string& type,
+                const std::string& help);
+  Option Flag(const std::string& names, bool& value, const std::string& help);
+  Option TextOption(const std::string& names, std::string& value, const std::string& type,
+                    const std::string& help);
   /// May be given several times, one value each.
-  CLI::Option* RepeatedOption(const std::string& names, std::vector<std::string>& values,
-                              const std::string& type, const std::string& help);
+  Option RepeatedOption(const std::string& names, std::vector<std::string>& values, const std::string& type,
+                        const std::string& help);
   /// One of several options whose order counts; a flag when `type` is empty. Read them through
   /// app.parse_order().
-  CLI::Option* Step(const std::string& name, const std::string& type, const std::string& help);
-  CLI::Option* WholeOption(const std::string& names, std::int64_t& value, std::int64_t lowest,
-                           std::int64_t highest, const std::string& help);
-  CLI::Option* NumberOption(const std::string& names, std::optional<double>& value, const std::string& help);
-  CLI::Option* LengthOption(const std::string& names, std::optional<Length>& value, const std::string& help);
-  CLI::Option* VatOption(std::array<Length, 3>& value);
+  Option Step(const std::string& name, const std::string& type, const std::string& help);
+  Option WholeOption(const std::string& names, std::int64_t& value, std::int64_t lowest, std::int64_t highest,
+                     const std::string& help);
+  Option NumberOption(const std::string& names, std::optional<double>& value, const std::string& help);
+  Option LengthOption(const std::string& names, std::optional<Length>& value, const std::string& help);
+  Option VatOption(std::array<Length, 3>& value);
   /// -o/--output (required unless said otherwise) and --force.
-  CLI::Option* Output(std::string& path, const std::string& type, const std::string& help,
-                      bool required = true);
+  Option Output(std::string& path, const std::string& type, const std::string& help, bool required = true);
   /// --force alone, for commands whose output has an option of its own.
   void ForceFlag();
   /// --units
@@ -95,14 +105,16 @@ class Command {
   std::vector<std::unique_ptr<Command>> subs;
 
  private:
-  CLI::Option* Prepare(CLI::Option* option, const std::string& type);
+  Option Prepare(CLI::Option* option, const std::string& type);
+  Option Parsed(const std::string& names, const std::string& type, const std::string& help,
+                std::function<void(const std::string&)> parse);
   CommandTree& tree_;
 };
 
 /// The whole option tree.
 class CommandTree {
  public:
-  explicit CommandTree(Context& context);
+  CommandTree(Context& context, const CommandList& commands);
   ~CommandTree();
   Command& Add(const std::string& name, const std::string& summary);
   /// The command that `app` belongs to, or null.
@@ -118,19 +130,7 @@ class CommandTree {
   std::vector<std::unique_ptr<Command>> commands_;
 };
 
-/// Registers a command file's Add function at start-up; ordered by number in help.
-class CommandRegistration {
- public:
-  using AddFunction = void (*)(CommandTree&);
-  CommandRegistration(int order, AddFunction add);
-};
-
-/// "trqprep X.Y.Z"
-std::string ToolName();
-/// "X.Y.Z"
-std::string ToolVersion();
-
 /// Parses the command line, runs the command, writes the result and returns the exit code.
-int RunCommandLine(int argc, char** argv);
+int RunCommandLine(const CommandList& commands, int argc, char** argv);
 
 }  // namespace trqprep

@@ -17,25 +17,26 @@
 #include "cli/progress.h"
 #include "cli/terminal.h"
 #include "trqprep/atomic_output.h"
+#include "trqprep/immortal.h"
 #include "trqprep/suggestions.h"
+#include "trqprep/temporary_path.h"
 
 namespace trqprep {
 namespace {
 
-// What the watcher thread needs to say goodbye. Guarded by HoldInterruptions.
-struct Farewell {
+constexpr const char* kUsageSchema = "trqprep.usage/1";
+
+// What the ways out that run no destructors have to say. Guarded by HoldTemporaryPaths.
+struct LastWords {
   bool json = false;
   bool said = false;  // the result is out, or on its way
-  std::string schema = "trqprep.usage/1";
+  std::string schema = kUsageSchema;
   std::string units = "mm";
   const Context* context = nullptr;
 };
 
-Farewell& TheFarewell() {
-  alignas(Farewell) static std::byte room[sizeof(Farewell)];  // its texts are short enough to need no memory
-  static Farewell* farewell = new (room) Farewell;
-  return *farewell;
-}
+Immortal<LastWords> last_words_room;
+LastWords& last_words = last_words_room.value;
 
 Json Envelope(const std::string& schema, ExitCode exit, const std::string& units, const Json& data) {
   Json document;
@@ -49,13 +50,12 @@ Json Envelope(const std::string& schema, ExitCode exit, const std::string& units
   return document;
 }
 
-void SayGoodbye() {
+void SayInterrupted() {
   EraseProgressUnlocked();
-  Farewell& farewell = TheFarewell();
   const Message message("INTERRUPTED", "", "interrupted; nothing was left half written");
   WriteErrorStreamNow(RenderMessage(message, ErrorStreamHasColour()));
-  if (!farewell.json || farewell.said) return;
-  Json document = Envelope(farewell.schema, ExitCode::kInterrupted, farewell.units, Json::object());
+  if (!last_words.json || last_words.said) return;
+  Json document = Envelope(last_words.schema, ExitCode::kInterrupted, last_words.units, Json::object());
   document["messages"].push_back(MessageToJson(message));
   WriteStandardOutput(JsonDocument(document));
 }
@@ -93,13 +93,12 @@ constexpr std::size_t kReserve = 256 << 10;
   }
   std::free(reserve);
   RemoveTemporaryPaths();
-  const Farewell& farewell = TheFarewell();
-  const Message message("NO-MEMORY", farewell.context ? farewell.context->current_file : "",
+  const Message message("NO-MEMORY", last_words.context ? last_words.context->current_file : "",
                         "there is not enough memory for this");
   EraseProgressUnlocked();
   WriteErrorStreamNow(RenderMessage(message, ErrorStreamHasColour()));
-  if (farewell.json && !farewell.said) {
-    Json document = Envelope(farewell.schema, ExitCode::kInternal, farewell.units, Json::object());
+  if (last_words.json && !last_words.said) {
+    Json document = Envelope(last_words.schema, ExitCode::kInternal, last_words.units, Json::object());
     document["messages"].push_back(MessageToJson(message));
     WriteStandardOutput(JsonDocument(document));
   }
@@ -124,8 +123,8 @@ int Finish(Context& context, const std::string& schema, ExitCode exit) {
     result = JsonDocument(document);
   }
   {
-    const auto hold = HoldInterruptions();
-    TheFarewell().said = true;
+    const auto hold = HoldTemporaryPaths();
+    last_words.said = true;
   }
   if (const int error = WriteStandardOutput(result); error != 0) {
     context.Error(Message("OUTPUT-UNWRITABLE", "standard output", SystemText(error)));
@@ -230,8 +229,8 @@ void NameResult(const Context& context, Failure& failure) {
   failure.message.file = context.result;
 }
 
-ExitCode Run(Context& context, int argc, char** argv, std::string& schema) {
-  CommandTree tree(context);
+ExitCode Run(Context& context, const CommandList& commands, int argc, char** argv, std::string& schema) {
+  CommandTree tree(context, commands);
   CLI::App& root = tree.root();
   std::vector<std::string> arguments(argv + 1, argv + argc);
   for (std::string& argument : arguments) argument = KeepBracketedFile(argument);
@@ -253,10 +252,10 @@ ExitCode Run(Context& context, int argc, char** argv, std::string& schema) {
   CLI::App& app = DeepestParsed(root);
   schema = SchemaOf(app);
   {
-    const auto hold = HoldInterruptions();
-    TheFarewell().schema = schema;
-    TheFarewell().json = context.options.json;
-    TheFarewell().units = context.options.units;
+    const auto hold = HoldTemporaryPaths();
+    last_words.schema = schema;
+    last_words.json = context.options.json;
+    last_words.units = context.options.units;
   }
   if (wants_help) {
     context.text = HelpText(tree, app);
@@ -284,22 +283,22 @@ ExitCode Run(Context& context, int argc, char** argv, std::string& schema) {
 
 }  // namespace
 
-int RunCommandLine(int argc, char** argv) {
+int RunCommandLine(const CommandList& commands, int argc, char** argv) {
   RememberUmask();
   TakeStandardOutput();
   Context context;
-  std::string schema = "trqprep.usage/1";
+  std::string schema = kUsageSchema;
   // A command line that cannot be parsed gets its document too.
   for (int i = 1; i < argc && std::strcmp(argv[i], "--") != 0; ++i) {
     if (std::strcmp(argv[i], "--json") == 0) context.options.json = true;
   }
-  TheFarewell().json = context.options.json;
-  TheFarewell().context = &context;
+  last_words.json = context.options.json;
+  last_words.context = &context;
   ExitCode exit = ExitCode::kInternal;
   try {
     try {
-      WatchSignals(SayGoodbye);
-      exit = Run(context, argc, argv, schema);
+      WatchSignals(SayInterrupted);
+      exit = Run(context, commands, argc, argv, schema);
     } catch (Failure& failure) {
       NameResult(context, failure);
       exit = failure.exit;

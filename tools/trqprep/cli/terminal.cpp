@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "cli/progress.h"
+#include "trqprep/atomic_output.h"
 #include "trqprep/message.h"
 
 namespace trqprep {
@@ -36,19 +37,14 @@ void TakeStandardOutput() {
     if (fcntl(i, F_GETFD) == -1 && open("/dev/null", O_RDWR) == -1) return;
   }
   if (has_stdout) real_stdout = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+  SetStandardOutput(real_stdout);
   dup2(STDERR_FILENO, STDOUT_FILENO);
 }
-
-int StandardOutput() { return real_stdout; }
 
 int WriteStandardOutput(std::string_view text) {
   if (text.empty()) return 0;
   if (real_stdout < 0) return EBADF;
   return WriteAll(real_stdout, text);
-}
-
-bool NamesStandardOutput(const std::string& path) {
-  return path == "/dev/stdout" || path == "/dev/fd/1" || path == "/proc/self/fd/1";
 }
 
 void WriteErrorStream(std::string_view text) {

@@ -12,10 +12,6 @@ namespace trqprep {
 void TakeStandardOutput();
 /// Writes to the real standard output; 0, or the errno of the failure.
 int WriteStandardOutput(std::string_view text);
-/// The descriptor of the real standard output, -1 when the tool was started without one.
-int StandardOutput();
-/// True when the path names standard output (/dev/stdout, /dev/fd/1, /proc/self/fd/1).
-bool NamesStandardOutput(const std::string& path);
 
 /// Writes to the error stream, after clearing a progress line that stands there.
 void WriteErrorStream(std::string_view text);

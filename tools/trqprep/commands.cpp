@@ -1,0 +1,31 @@
+#include "commands.h"
+
+namespace trqprep {
+
+// clang-format off
+const CommandList kCommands = {
+    AddBuild,
+    AddVerify,
+    AddInfo,
+    AddCheck,
+    AddConvert,
+    AddExplain,
+    AddTransform,
+    AddPlace,
+    AddZcomp,
+    AddHollow,
+    AddSimplify,
+    AddMerge,
+    AddVents,
+    AddSlc,
+    AddStyle,
+    AddRecoat,
+    AddParams,
+    AddMachines,
+    AddCompletion,
+    AddVersion,
+    AddHelp,
+};
+// clang-format on
+
+}  // namespace trqprep
