@@ -10,8 +10,8 @@ using namespace trq::detail;
 
 KVRECOATSTYLE::KVRECOATSTYLE() {
   SetAllDefaults(kRecoatRows, *this);
-  for (CString& text : LateTexts) text = "None";
-  LateTexts[2] = CString(std::string(32, '\0'));
+  for (CString& text : HeaderTexts) text = "None";
+  HeaderTexts[2] = CString(std::string(32, '\0'));
 }
 
 KVRECOATSTYLE::KVRECOATSTYLE(CString) : KVRECOATSTYLE() {}
@@ -112,7 +112,7 @@ void KVRECOATSTYLE::EquatelAllDefaultsToCurrentValue() {
 }
 
 int KVRECOATSTYLE::ConvertTo205Version(float) {
-  for (CString& text : FurtherTexts) text = "None";
+  for (CString& text : ClosingTexts) text = "None";
   // Kept: the name says 2.05, the version ends as 2.06.
   Version.SetValue(kVersion206);
   Version.SetDefaultValue(kVersion206);

@@ -17,7 +17,7 @@ int MODEL::KVAddBuildStyle(PLATFORM* platform, MODEL*, CString file, float start
   }
   fresh->StartZ.SetValue(start);
   fresh->EndZ.SetValue(end);
-  Int1.SetValue(HasLargeSpot(platform ? platform->MachineType : TRQ_A1) ? 1 : 0);
+  LargeSpot.SetValue(HasLargeSpot(platform ? platform->MachineType : TRQ_A1) ? 1 : 0);
   const double tolerance = trq::core::StackTolerance(platform && platform->Units == 1);
   StackStyle(
       BuildStyles, fresh,
@@ -25,9 +25,9 @@ int MODEL::KVAddBuildStyle(PLATFORM* platform, MODEL*, CString file, float start
       [platform](const auto& replaced) {
         if (platform && platform->CurrentBuildStyle == replaced) platform->CurrentBuildStyle.reset();
       });
-  static_assert(std::size(kStyleFlags) == std::extent_v<decltype(MODEL::Ints11)>);
+  static_assert(std::size(kStyleFlags) == std::extent_v<decltype(MODEL::Flags)>);
   for (std::size_t i = 0; i < std::size(kStyleFlags); ++i) {
-    Ints11[i].CopyRecord(&kStyleFlags[i].In(*BuildStyles.front()));
+    Flags[i].CopyRecord(&kStyleFlags[i].In(*BuildStyles.front()));
   }
   return 0;
 }

@@ -38,12 +38,12 @@ constexpr core::StyleText<S> kTexts[] = {
     TextRow<&S::HeaderTexts, 4>("header_text_5"),
     TextRow<&S::HeaderTexts, 5>("header_text_6"),
     TextRow<&S::NoticeText>("notice_text"),
-    TextRow<&S::FurtherTexts, 0>("further_text_1"),
-    TextRow<&S::FurtherTexts, 1>("further_text_2"),
-    TextRow<&S::MoreTexts, 0>("more_text_1"),
-    TextRow<&S::MoreTexts, 1>("more_text_2"),
-    TextRow<&S::MoreTexts, 2>("more_text_3"),
-    TextRow<&S::MoreTexts, 3>("more_text_4"),
+    TextRow<&S::UnstoredTexts, 0>("further_text_1"),
+    TextRow<&S::UnstoredTexts, 1>("further_text_2"),
+    TextRow<&S::TextsAfterNotice, 0>("more_text_1"),
+    TextRow<&S::TextsAfterNotice, 1>("more_text_2"),
+    TextRow<&S::TextsAfterNotice, 2>("more_text_3"),
+    TextRow<&S::TextsAfterNotice, 3>("more_text_4"),
 };
 
 struct Layout : LayoutItems<300> {

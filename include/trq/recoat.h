@@ -71,7 +71,9 @@ class TRQ_EXPORT KVRECOATSTYLE {
   KVRECOATSTYLE(const _rc_style* structure, int recoat_type);
 
   // --- Sweep lists ---------------------------------------------------------------------------------------
-  // None of these touches the count records. An index outside a list gives a default sweep or does nothing.
+  // None of these touches the count records: files get the sweeps of a list only when the maximum of its
+  // count record (NumSweeps, NumToolingPrimarySweeps, NumToolingSecondarySweeps) is above 0, so after adding
+  // to a list SetMaxRange with its length. An index outside a list gives a default sweep or does nothing.
 
   void AddToSweepList(const KVSWEEPS& sweep);
   void AddToPrimarySweepList(const KVSWEEPS& sweep);
@@ -109,7 +111,8 @@ class TRQ_EXPORT KVRECOATSTYLE {
   // above 0, and makes that maximum the list's length first, in memory too; else it writes no sweeps. The
   // reader reads as many sweeps as the maximum that stands in the file.
 
-  /// Saves with CRC; message "Error in saving style file." when the file cannot be opened for writing.
+  /// Saves with CRC and closes the file; message "Error in saving style file." when the file cannot be opened
+  /// for writing.
   int writeRecoatStyle(CString path);
   /// Loads and checks the CRC: kOk, or kCrcRefused after its message for every failure.
   int readRecoatStyle(CString path);
@@ -135,7 +138,7 @@ class TRQ_EXPORT KVRECOATSTYLE {
   int closeBuildStyleFile();
   /// Sets a stream that stays the caller's; a stream that the style itself opened is closed.
   int setStyleFilePtr(FILE* stream);
-  /// Sets the two further texts to "None" and "Version" to 2.06. The argument is not used. Returns kOk.
+  /// Sets the two closing texts to "None" and "Version" to 2.06. The argument is not used. Returns kOk.
   int ConvertTo205Version(float unused);
   /// Sets the layout words to 4, 6, 7, 3, 2, the layer thickness and the preferred blade gap to 0, that
   /// record's display flag to 0 and its edit flag to 1. Returns kOk.
@@ -189,17 +192,17 @@ class TRQ_EXPORT KVRECOATSTYLE {
   RecoatStyleParameterRecordInt NumSweeps;
   RecoatStyleParameterRecordInt NumToolingPrimarySweeps;
   RecoatStyleParameterRecordInt NumToolingSecondarySweeps;
-  CString FurtherTexts[2] = {"None", "None"};
+  CString ClosingTexts[2] = {"None", "None"};  ///< at the end of the 301 header and of 206 files
   RecoatStyleParameterRecordInt PreferredBladeGapFlag;
   RecoatStyleParameterRecordFloat PreferredBladeGap;
-  RecoatStyleParameterRecordFloat KeptFloats[10];  ///< in 301 files, in no text
-  RecoatStyleParameterRecordInt KeptInts[10];      ///< in 301 files, in no text
-  CString MoreTexts[5] = {"None", "None", "None", "None", "None"};
+  RecoatStyleParameterRecordFloat KeptFloats[10];                   ///< in 301 files, in no text
+  RecoatStyleParameterRecordInt KeptInts[10];                       ///< in 301 files, in no text
+  CString BodyTexts[5] = {"None", "None", "None", "None", "None"};  ///< in 301 files, behind the kept records
   int32_t LayoutWords[5] = {4, 6, 7, 3, 2};
   float LayerThickness = 0.004f;
   int32_t FurtherHeaderWords[5] = {};
-  /// Late texts 1 to 4; the third is 32 raw bytes, zero in a new style, the others "None".
-  CString LateTexts[4];
+  /// In the header of 301 files; the third is 32 raw bytes, zero in a new style, the others "None".
+  CString HeaderTexts[4];
   std::vector<KVSWEEPS> SweepList;
   std::vector<KVSWEEPS> PrimarySweepList;
   std::vector<KVSWEEPS> SecondarySweepList;

@@ -99,6 +99,10 @@ class TRQ_EXPORT PLATFORM {
 
 /// One part on the platform: its mesh and its stack of build styles by Z. The file name in
 /// `ComponentInfo.text` names the vents-and-drains side file. Not copyable.
+/// The application sets `ComponentInfo.placement()`, the current matrix (row-major, column vectors), after
+/// loading the mesh and at every move; nothing here sets it, and a new model has the identity. Before the
+/// move of a model with a side file it copies the matrix into `ComponentInfo.record.previous_matrix`, from
+/// which MoveVDLast and its kin take the move.
 class TRQ_EXPORT MODEL : public CTL {
  public:
   MODEL() = default;
@@ -110,9 +114,10 @@ class TRQ_EXPORT MODEL : public CTL {
 
   /// Loads a build style file (when `read`) for the range start..end and inserts it into this model's stack
   /// as PLATFORM::KVaddRecoatStyle does without keep_kind. Machine type and units come from the platform
-  /// (null: type 0, inches): Int1's value becomes 1 for the four large-spot machines, else 0, and the first
-  /// style's eleven flag records go to Ints11. The MODEL argument is not used. Returns 0, or -1 when the file
-  /// cannot be read (nothing is changed then).
+  /// (null: type 0, inches): LargeSpot's value becomes 1 for the four large-spot machines, else 0, and the
+  /// first style's eleven flag records go to Flags. With `read` the style's names and paths are those stored
+  /// in the file; KVaddRecoatStyle sets the full path name to `file` instead. The MODEL argument is not used.
+  /// Returns 0, or -1 when the file cannot be read (nothing is changed then).
   int KVAddBuildStyle(PLATFORM* platform, MODEL* unused, CString file, float start, float end, bool read);
   /// Re-stacks the styles between new ends: every style keeps its thickness but the first, which takes up the
   /// change at the bottom. Nothing happens for an empty list or when both ends are within 0.00005.
@@ -134,8 +139,9 @@ class TRQ_EXPORT MODEL : public CTL {
   /// times on TRQ_A1 and TRQ_B2) and fills, and the answer is Dp * ln(S / Ec) / t - 1, truncated toward zero;
   /// within 1e-9 of a whole number, that number. The "Small" records serve unless the machine is one of the
   /// four large-spot ones and "Small Spot Only Flag" is 0. Hatches count when their spacing is at most
-  /// `spacing` (large set: at most 0.018, whatever the argument). 0 for a null style, or when thickness, Dp,
-  /// Ec or S is not above 0, or the result is not finite.
+  /// `spacing` (large set: at most 0.018, whatever the argument): in the style's units, the widest spacing
+  /// that the machine still cures solid; core::WidestDownHatchSpacing(style) lets every hatch count. 0 for a
+  /// null style, or when thickness, Dp, Ec or S is not above 0, or the result is not finite.
   int KVcalc_zcorrection(TRQ_TYPE machine, const KVBUILDSTYLE* style, float spacing) const;
 
   // --- Geometry ------------------------------------------------------------------------------------------
@@ -183,12 +189,13 @@ class TRQ_EXPORT MODEL : public CTL {
   std::vector<std::shared_ptr<KVBUILDSTYLE>> BuildStyles;  ///< from the bottom upward
   bool Modified = false;
   bool SecondFlag = false;
-  BuildStyleParameterRecordInt Ints13[13];
-  BuildStyleParameterRecordInt Int1;
-  BuildStyleParameterRecordInt Ints6[6];
-  BuildStyleParameterRecordFloat Floats6[6];
-  BuildStyleParameterRecordInt Ints11[11];
-  BuildStyleParameterRecordFloat Floats11[11];
-  BuildStyleParameterRecordInt Ints10[10];
+  // The application gives the numbered records their meaning.
+  BuildStyleParameterRecordInt FirstInts[13];
+  BuildStyleParameterRecordInt LargeSpot;  ///< 1 on machines with a large and a small spot
+  BuildStyleParameterRecordInt SecondInts[6];
+  BuildStyleParameterRecordFloat FirstFloats[6];
+  BuildStyleParameterRecordInt Flags[11];  ///< of the first style, in the order of a 206 file's flag bits
+  BuildStyleParameterRecordFloat SecondFloats[11];
+  BuildStyleParameterRecordInt LastInts[10];
   int32_t LastWord = 0;
 };

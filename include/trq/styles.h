@@ -361,11 +361,13 @@ class TRQ_EXPORT KVBUILDSTYLE {
 
   // Files. All return a style_file::Result. A null or unset stream is kReadFailed or kWriteFailed.
 
-  /// Saves with CRC. When the file cannot be opened for writing: message "Error in saving style file." and
-  /// kCannotOpen. A failed write leaves the file without CRC.
+  /// Saves with CRC and closes the file: `file` is NULL afterwards. When the file cannot be opened for
+  /// writing: message "Error in saving style file." and kCannotOpen. A failed write leaves the file without
+  /// CRC.
   int writeBuildStyle(CString path);
-  /// Loads and checks the CRC; kOk, or kCrcRefused after the message "Error in CRC. This style file cannot be
-  /// used." for every failure, a missing file too. The style holds what was read either way.
+  /// Loads, closes the file and checks the CRC; kOk, or kCrcRefused after the message "Error in CRC. This
+  /// style file cannot be used." for every failure, a missing file too. The style holds what was read either
+  /// way.
   int readBuildStyle(CString path);
   /// Writes without CRC: the 301 layout for file versions 3.01 and 4.0, else the 206 layout. The file stays
   /// open, flushed.
@@ -424,8 +426,8 @@ class TRQ_EXPORT KVBUILDSTYLE {
   /// Header texts 1 to 6; text 3 is 32 raw bytes, zero in a new style, the others "None".
   CString HeaderTexts[6];
   CString NoticeText = "None";
-  CString FurtherTexts[2] = {"None", "None"};
-  CString MoreTexts[4] = {"None", "None", "None", "None"};
+  CString UnstoredTexts[2] = {"None", "None"};  ///< in no file
+  CString TextsAfterNotice[4] = {"None", "None", "None", "None"};
 
   BuildStyleParameterRecordFloat Version;
   BuildStyleParameterRecordFloat StartZ;

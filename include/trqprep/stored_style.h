@@ -1,5 +1,5 @@
-/// Style files in the tool: which kind and layout a file has, reading, writing, and what of a file would not
-/// survive that.
+/// Stored styles: which kind and layout a file has, reading, writing, and what of a file reading and writing
+/// would change.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/context.h"
+#include "trqprep/observer.h"
 #include "trqprep/style_document.h"
 
 namespace trqprep {
@@ -34,7 +34,7 @@ struct StyleFile {
 };
 
 /// The whole content of a regular file; exit 3 when it is none or larger than any style file.
-std::string ReadStyleBytes(const std::string& path);
+std::string ReadWholeFile(const std::string& path);
 
 /// True when a file of any style begins with these bytes.
 bool ExamineStyleHead(const std::string& head);
@@ -45,10 +45,10 @@ std::optional<StyleFile> ExamineStyle(const std::string& path, std::string bytes
                                       std::optional<StyleKind> preferred);
 
 /// Reads a style file that is to be of that kind: complete, and with the right checksum. Exit 3 otherwise.
-StyleFile LoadStyle(Context& context, const std::string& path, StyleKind kind);
+StyleFile LoadStyle(Observer& observer, const std::string& path, StyleKind kind);
 /// As LoadStyle, for commands that write the style again: legacy files are refused, and what would be lost is
 /// warned of.
-StyleFile LoadStyleToEdit(Context& context, const std::string& path, StyleKind kind);
+StyleFile LoadStyleToEdit(Observer& observer, const std::string& path, StyleKind kind);
 
 /// The style as the application reads it: a 206 file with the values that its conversion gives, a legacy file
 /// as a new style with its numbers.
@@ -75,7 +75,7 @@ std::string TextExport(const StyleDocument& style, bool comma_separated);
 void ConvertStyleUnits(StyleDocument& style, Units to);
 
 /// What reading and writing a file in its own layout changes.
-struct Survival {
+struct RewriteChanges {
   struct Entry {
     std::string name;    ///< parameter, word or text
     std::size_t offset;  ///< where in the file
@@ -84,6 +84,6 @@ struct Survival {
   std::vector<Entry> lost;   ///< stored values that come out different
   std::vector<Entry> notes;  ///< bytes without a meaning that come out different
 };
-Survival CheckSurvival(const StyleFile& file);
+RewriteChanges ChangesByRewriting(const StyleFile& file);
 
 }  // namespace trqprep

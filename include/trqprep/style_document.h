@@ -80,7 +80,7 @@ std::vector<FieldDifference> Compare(const RecordValues& before, const RecordVal
 struct StyleParameter {
   std::string name;
   bool named = true;
-  trq::StyleQuantity unit = trq::StyleQuantity::kNumber;
+  trq::StyleQuantity quantity = trq::StyleQuantity::kNumber;
   trq::StyleRegion region = trq::StyleRegion::kGeneral;
   RecordValues record;
 };
@@ -138,7 +138,7 @@ struct StyleDifference {
 std::vector<StyleDifference> Compare(const StyleDocument& before, const StyleDocument& after);
 
 /// "length", "deg", "power", ... for the column "unit".
-const char* StyleUnitName(trq::StyleQuantity unit);
+const char* StyleQuantityName(trq::StyleQuantity quantity);
 /// "Small layer", "Support", ...
 const char* StyleRegionName(trq::StyleRegion region);
 /// "yes" / "no"

@@ -70,7 +70,7 @@ class Stacker {
     }
     BuildStyleFile style;
     style.given = path;
-    std::optional<StyleFile> file = ExamineStyle(path, ReadStyleBytes(path), kind);
+    std::optional<StyleFile> file = ExamineStyle(path, ReadWholeFile(path), kind);
     if (!file || file->kind != kind) {
       Fail(ExitCode::kInput,
            Message(file ? "STYLE-KIND" : "STYLE-UNKNOWN", path, fmt::format("is no {}", StyleKindName(kind)))

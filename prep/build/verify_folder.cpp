@@ -115,7 +115,7 @@ void VerifyStyles(const std::string& folder, const Json& document, std::vector<M
     if (stat(path.c_str(), &status) != 0) continue;  // said already
     const bool build = TextAt(folder, entry, "kind") == StyleKindName(StyleKind::kBuild);
     const std::optional<StyleFile> file =
-        ExamineStyle(path, ReadStyleBytes(path), build ? StyleKind::kBuild : StyleKind::kRecoat);
+        ExamineStyle(path, ReadWholeFile(path), build ? StyleKind::kBuild : StyleKind::kRecoat);
     if (!file || !file->complete || !file->ends_right || !file->crc_valid()) {
       findings.push_back(Finding("STYLE-CRC", path, "the checksum does not match the content"));
     } else if (fmt::format("{:08x}", file->stored_crc) != TextAt(folder, entry, "crc")) {

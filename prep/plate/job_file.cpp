@@ -24,7 +24,7 @@ class Reader {
 
   Job Read() {
     toml::table document;
-    const std::string text = ReadStyleBytes(path_);
+    const std::string text = ReadWholeFile(path_);
     try {
       document = ParseToml(text, path_);
     } catch (const TomlMistake& mistake) {

@@ -187,7 +187,7 @@ Plate LoadPlate(Observer& observer, const Job& job) {
                         observer.messages().end());
     const std::string side_file = SideFileOf(part.request.path);
     struct stat status {};
-    if (stat(side_file.c_str(), &status) == 0) part.side_file = ReadStyleBytes(side_file);
+    if (stat(side_file.c_str(), &status) == 0) part.side_file = ReadWholeFile(side_file);
     part.sha256 = Sha256OfFile(part.request.path);
     const double factor = UnitsFactor(part.input.units, job.units);
     const Matrix4 scaled = Matrix4::Scaling(factor, factor, factor);

@@ -67,7 +67,7 @@ MachineProfile ProfileOf(const std::string& path, const std::string& name, const
 }  // namespace
 
 std::vector<MachineProfile> ReadMachineProfiles(const std::string& path) {
-  const std::string text = ReadStyleBytes(path);
+  const std::string text = ReadWholeFile(path);
   toml::table document;
   try {
     document = ParseToml(text, path);

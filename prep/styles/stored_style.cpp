@@ -118,7 +118,7 @@ StyleDocument LegacyDocument(RECOATSTYLE legacy) {
   return style;
 }
 
-void CheckLegacySurvival(const StyleFile& file, Survival& survival) {
+void CompareLegacy(const StyleFile& file, RewriteChanges& changes) {
   const std::string written = trq::core::StyleFileBytes(ReadLegacy(file.bytes).value());
   std::string expected = file.bytes;
   std::size_t numbers = 0;
@@ -126,13 +126,13 @@ void CheckLegacySurvival(const StyleFile& file, Survival& survival) {
     if (field.kind != kTextItem) continue;
     numbers = field.offset + field.size;
     if (TextAt(file.bytes, field.offset, field.size) != TextAt(written, field.offset, field.size)) {
-      survival.lost.push_back({field.name, field.offset, "the text is cut"});
+      changes.lost.push_back({field.name, field.offset, "the text is cut"});
     } else if (file.bytes.compare(field.offset, field.size, written, field.offset, field.size) != 0) {
-      survival.notes.push_back({field.name, field.offset, "bytes after the text's NUL become zero"});
+      changes.notes.push_back({field.name, field.offset, "bytes after the text's NUL become zero"});
     }
     expected.replace(field.offset, field.size, written, field.offset, field.size);
   }
-  if (expected != written) survival.lost.push_back({"numbers", numbers, "come out different"});
+  if (expected != written) changes.lost.push_back({"numbers", numbers, "come out different"});
 }
 
 // --- Telling files apart -----------------------------------------------------------------------------------
@@ -161,7 +161,7 @@ void TakeReading(StyleFile& file, Reading reading) {
 
 }  // namespace
 
-std::string ReadStyleBytes(const std::string& path) {
+std::string ReadWholeFile(const std::string& path) {
   const FileHead head = ReadFileHead(path);
   if (head.size > kLargestStyle) {
     Fail(ExitCode::kInput, Message("STYLE-UNKNOWN", path, "is too large for a style file"));
@@ -220,8 +220,8 @@ std::optional<StyleFile> ExamineStyle(const std::string& path, std::string bytes
   return file;
 }
 
-StyleFile LoadStyle(Context& context, const std::string& path, StyleKind kind) {
-  std::optional<StyleFile> file = ExamineStyle(path, ReadStyleBytes(path), kind);
+StyleFile LoadStyle(Observer& observer, const std::string& path, StyleKind kind) {
+  std::optional<StyleFile> file = ExamineStyle(path, ReadWholeFile(path), kind);
   if (!file) {
     Fail(ExitCode::kInput,
          Message("STYLE-UNKNOWN", path,
@@ -248,25 +248,25 @@ StyleFile LoadStyle(Context& context, const std::string& path, StyleKind kind) {
              .Hint("copy the file again from where it came; it was damaged or edited by hand"));
   }
   if (file->kind_from_name) {
-    context.Note(Message("STYLE-NAME-DECIDES", path,
-                         fmt::format("could be either kind of style; taken as a {}", StyleKindName(kind))));
+    observer.Note(Message("STYLE-NAME-DECIDES", path,
+                          fmt::format("could be either kind of style; taken as a {}", StyleKindName(kind))));
   }
   return *std::move(file);
 }
 
-StyleFile LoadStyleToEdit(Context& context, const std::string& path, StyleKind kind) {
-  StyleFile file = LoadStyle(context, path, kind);
+StyleFile LoadStyleToEdit(Observer& observer, const std::string& path, StyleKind kind) {
+  StyleFile file = LoadStyle(observer, path, kind);
   if (file.layout == StyleLayout::kLegacy) {
     Fail(ExitCode::kInput, Message("STYLE-LEGACY", path, "is a legacy recoat style, which is only read")
                                .Hint("'trqprep recoat upgrade' makes a 301 file of it"));
   }
-  const Survival survival = CheckSurvival(file);
-  for (const Survival::Entry& entry : survival.lost) {
-    context.Warn(Message("STYLE-LOST", path, fmt::format("{}: {}", entry.name, entry.text))
-                     .At({{"byte", entry.offset}}));
+  const RewriteChanges changes = ChangesByRewriting(file);
+  for (const RewriteChanges::Entry& entry : changes.lost) {
+    observer.Warn(Message("STYLE-LOST", path, fmt::format("{}: {}", entry.name, entry.text))
+                      .At({{"byte", entry.offset}}));
   }
   // Edits begin with what can be written.
-  if (!survival.lost.empty()) file.style = ReadAs(kind, StyleBytes(file.style), file.layout).style;
+  if (!changes.lost.empty()) file.style = ReadAs(kind, StyleBytes(file.style), file.layout).style;
   return file;
 }
 
@@ -394,10 +394,10 @@ using FilePiece = trq::core::StyleFilePiece;
 using ItemKind = trq::core::StyleLayoutItem::Kind;
 using RecordBytes = trq::core::StyleRecordBytes;
 
-class SurvivalCheck {
+class RewriteComparison {
  public:
-  SurvivalCheck(const StyleFile& file, Survival& survival)
-      : style_(file.style), before_(file.bytes.substr(0, file.end)), survival_(survival) {
+  RewriteComparison(const StyleFile& file, RewriteChanges& changes)
+      : style_(file.style), before_(file.bytes.substr(0, file.end)), changes_(changes) {
     after_ = StyleBytes(style_);
     after_.resize(after_.size() - kCrcBytes);
   }
@@ -416,10 +416,10 @@ class SurvivalCheck {
   }
 
   void Lost(const FilePiece& piece, std::size_t at, const std::string& text) {
-    survival_.lost.push_back({piece.name, piece.offset + at, text});
+    changes_.lost.push_back({piece.name, piece.offset + at, text});
   }
   void Note(const FilePiece& piece, std::size_t at, const std::string& text) {
-    survival_.notes.push_back({piece.name, piece.offset + at, text});
+    changes_.notes.push_back({piece.name, piece.offset + at, text});
   }
 
   void ComparePiece(const FilePiece& a, const FilePiece& b) {
@@ -491,19 +491,19 @@ class SurvivalCheck {
 
   const StyleDocument& style_;
   std::string before_, after_;
-  Survival& survival_;
+  RewriteChanges& changes_;
 };
 
 }  // namespace
 
-Survival CheckSurvival(const StyleFile& file) {
-  Survival survival;
+RewriteChanges ChangesByRewriting(const StyleFile& file) {
+  RewriteChanges changes;
   if (file.layout == StyleLayout::kLegacy) {
-    CheckLegacySurvival(file, survival);
+    CompareLegacy(file, changes);
   } else {
-    SurvivalCheck(file, survival).Run();
+    RewriteComparison(file, changes).Run();
   }
-  return survival;
+  return changes;
 }
 
 }  // namespace trqprep

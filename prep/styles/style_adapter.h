@@ -107,7 +107,7 @@ StyleDocument DocumentOf(Style& style, StyleLayout layout) {
     StyleParameter parameter;
     parameter.name = row.name;
     parameter.named = row.named;
-    parameter.unit = row.quantity;
+    parameter.quantity = row.quantity;
     parameter.region = row.region;
     WithRowRecord(row, style, [&](auto& record) { parameter.record = ValuesOf(record); });
     document.parameters.push_back(std::move(parameter));

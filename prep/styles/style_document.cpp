@@ -203,8 +203,8 @@ std::vector<StyleDifference> Compare(const StyleDocument& before, const StyleDoc
 
 // --- Names -----------------------------------------------------------------------------------------------
 
-const char* StyleUnitName(trq::StyleQuantity unit) {
-  switch (unit) {
+const char* StyleQuantityName(trq::StyleQuantity quantity) {
+  switch (quantity) {
     case trq::StyleQuantity::kNumber:
       return "number";
     case trq::StyleQuantity::kFlag:
@@ -332,7 +332,7 @@ Json ParameterToJson(const StyleParameter& parameter) {
   json["named"] = parameter.named;
   json["region"] = StyleRegionName(parameter.region);
   json["type"] = parameter.record.value.is_float() ? "float" : "int";
-  json["unit"] = StyleUnitName(parameter.unit);
+  json["unit"] = StyleQuantityName(parameter.quantity);
   json.update(RecordToJson(parameter.record));
   return json;
 }
@@ -574,7 +574,7 @@ std::string StyleToTidyCsv(const StyleDocument& style) {
                        plain ? CsvField(text.text) : ToHex(text.text));
   }
   for (const StyleParameter& parameter : style.parameters) {
-    out += CsvRecord(parameter.name, StyleRegionName(parameter.region), StyleUnitName(parameter.unit),
+    out += CsvRecord(parameter.name, StyleRegionName(parameter.region), StyleQuantityName(parameter.quantity),
                      parameter.record);
   }
   for (int list = 0; list < kSweepLists; ++list) {

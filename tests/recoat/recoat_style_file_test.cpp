@@ -101,10 +101,10 @@ TEST(RecoatStyleFile, ReadsThe301FileBack) {
   for (int i = 0; i < 5; ++i) {
     EXPECT_EQ(style.LayoutWords[i], filled.LayoutWords[i]);
     EXPECT_EQ(style.FurtherHeaderWords[i], filled.FurtherHeaderWords[i]);
-    EXPECT_EQ(style.MoreTexts[i], filled.MoreTexts[i]);
+    EXPECT_EQ(style.BodyTexts[i], filled.BodyTexts[i]);
   }
-  for (int i = 0; i < 4; ++i) EXPECT_EQ(style.LateTexts[i].str(), filled.LateTexts[i].str());
-  for (int i = 0; i < 2; ++i) EXPECT_EQ(style.FurtherTexts[i], filled.FurtherTexts[i]);
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(style.HeaderTexts[i].str(), filled.HeaderTexts[i].str());
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(style.ClosingTexts[i], filled.ClosingTexts[i]);
 }
 
 TEST(RecoatStyleFile, Reads206FileAndStepsTo301) {
@@ -117,7 +117,7 @@ TEST(RecoatStyleFile, Reads206FileAndStepsTo301) {
   EXPECT_EQ(style.Version.GetDefaultValue(), 3.01f);
   EXPECT_EQ(style.UserLevel, 1);
   EXPECT_EQ(style.MachineType, TRQ_ALTOR900);
-  EXPECT_EQ(style.FurtherTexts[1], "further two");
+  EXPECT_EQ(style.ClosingTexts[1], "further two");
   EXPECT_EQ(style.LayerThickness, 0);
   EXPECT_EQ(style.PreferredBladeGap.GetDisplayFlag(), 0);
   EXPECT_EQ(style.KeptInts[3].GetValue(), 0);
@@ -304,7 +304,7 @@ TEST(RecoatStyleFile, KeptVersion40IsNoRecoatStyleButHasAHeader) {
   EXPECT_EQ(head.binaryReadStyleHeader(path.c_str()), 0);
   EXPECT_EQ(head.FileVersion, 4.0f);
   EXPECT_EQ(head.StyleName, "Slow recoat");
-  EXPECT_EQ(head.FurtherTexts[1], "further two");
+  EXPECT_EQ(head.ClosingTexts[1], "further two");
 }
 
 TEST(RecoatStyleFile, HeaderOfOtherVersionsIsRefused) {

@@ -28,11 +28,11 @@ TEST(RecoatStyle, StartsWithItsDefaults) {
   for (int i = 0; i < 5; ++i) {
     EXPECT_EQ(style.LayoutWords[i], words[i]);
     EXPECT_EQ(style.FurtherHeaderWords[i], 0);
-    EXPECT_EQ(style.MoreTexts[i], "None");
+    EXPECT_EQ(style.BodyTexts[i], "None");
   }
-  for (int i : {0, 1, 3}) EXPECT_EQ(style.LateTexts[i], "None");
-  EXPECT_EQ(style.LateTexts[2].str(), std::string(32, '\0'));
-  for (const CString& text : style.FurtherTexts) EXPECT_EQ(text, "None");
+  for (int i : {0, 1, 3}) EXPECT_EQ(style.HeaderTexts[i], "None");
+  EXPECT_EQ(style.HeaderTexts[2].str(), std::string(32, '\0'));
+  for (const CString& text : style.ClosingTexts) EXPECT_EQ(text, "None");
   EXPECT_EQ(style.GetSweepListSize() + style.GetPrimarySweepListSize() + style.GetSecondarySweepListSize(),
             0);
 }
@@ -193,8 +193,8 @@ TEST(RecoatStyle, KeptStepTo205EndsAt206) {
   EXPECT_EQ(style.ConvertTo205Version(1.0f), 0);
   EXPECT_EQ(style.Version.GetValue(), 2.06f);
   EXPECT_EQ(style.Version.GetDefaultValue(), 2.06f);
-  EXPECT_EQ(style.FurtherTexts[0], "None");
-  EXPECT_EQ(style.FurtherTexts[1], "None");
+  EXPECT_EQ(style.ClosingTexts[0], "None");
+  EXPECT_EQ(style.ClosingTexts[1], "None");
 }
 
 TEST(RecoatStyle, StepTo301SetsWordsThicknessAndPreferredGap) {
@@ -221,7 +221,7 @@ TEST(RecoatStyle, AssignmentCopiesRecordsTextsAndLists) {
       EXPECT_TRUE(SameRecord(*row.member.IntIn(copy), *row.member.IntIn(filled))) << row.name;
     }
   }
-  EXPECT_EQ(copy.MoreTexts[4], "more 4");
+  EXPECT_EQ(copy.BodyTexts[4], "more 4");
   EXPECT_EQ(copy.GetSweepListSize(), 3);
   copy.SetSweepsRecord(0, KVSWEEPS());
   EXPECT_EQ(filled.GetSweepsRecord(0).BladeGap.GetValue(), 100);

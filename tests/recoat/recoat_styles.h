@@ -61,16 +61,16 @@ inline KVRECOATSTYLE FilledStyle() {
   for (int k = 0; k < 5; ++k) {
     style.LayoutWords[k] = 11 + k;
     style.FurtherHeaderWords[k] = k == 4 ? -25 : 21 + k;
-    style.MoreTexts[k] = "more " + std::to_string(k);
+    style.BodyTexts[k] = "more " + std::to_string(k);
   }
   std::string raw;
   for (int k = 1; k <= 32; ++k) raw += static_cast<char>(k);
-  style.LateTexts[0] = "late one";
-  style.LateTexts[1] = "late two";
-  style.LateTexts[2] = raw;
-  style.LateTexts[3] = "late four";
-  style.FurtherTexts[0] = "further one";
-  style.FurtherTexts[1] = "further two";
+  style.HeaderTexts[0] = "late one";
+  style.HeaderTexts[1] = "late two";
+  style.HeaderTexts[2] = raw;
+  style.HeaderTexts[3] = "late four";
+  style.ClosingTexts[0] = "further one";
+  style.ClosingTexts[1] = "further two";
   for (int k = 0; k < 3; ++k) style.AddToSweepList(GoldenSweep(k));
   style.AddToPrimarySweepList(GoldenSweep(10));
   for (int k = 0; k < 2; ++k) style.AddToSecondarySweepList(GoldenSweep(20 + k));

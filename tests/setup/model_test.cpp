@@ -109,12 +109,12 @@ TEST(Model, StartsWithItsDefaults) {
   EXPECT_FALSE(model.Modified);
   EXPECT_FALSE(model.SecondFlag);
   EXPECT_TRUE(model.BuildStyles.empty());
-  EXPECT_EQ(std::size(model.Ints13), 13u);
-  EXPECT_EQ(std::size(model.Ints6), 6u);
-  EXPECT_EQ(std::size(model.Floats6), 6u);
-  EXPECT_EQ(std::size(model.Ints11), 11u);
-  EXPECT_EQ(std::size(model.Floats11), 11u);
-  EXPECT_EQ(std::size(model.Ints10), 10u);
+  EXPECT_EQ(std::size(model.FirstInts), 13u);
+  EXPECT_EQ(std::size(model.SecondInts), 6u);
+  EXPECT_EQ(std::size(model.FirstFloats), 6u);
+  EXPECT_EQ(std::size(model.Flags), 11u);
+  EXPECT_EQ(std::size(model.SecondFloats), 11u);
+  EXPECT_EQ(std::size(model.LastInts), 10u);
   const auto expect_blank = [](const auto& records) {
     for (const auto& record : records) {
       EXPECT_EQ(record.GetValue(), 0);
@@ -123,13 +123,13 @@ TEST(Model, StartsWithItsDefaults) {
       EXPECT_EQ(record.GetNumElementsInList(), 0);
     }
   };
-  expect_blank(model.Ints13);
-  expect_blank(std::array{model.Int1});
-  expect_blank(model.Ints6);
-  expect_blank(model.Floats6);
-  expect_blank(model.Ints11);
-  expect_blank(model.Floats11);
-  expect_blank(model.Ints10);
+  expect_blank(model.FirstInts);
+  expect_blank(std::array{model.LargeSpot});
+  expect_blank(model.SecondInts);
+  expect_blank(model.FirstFloats);
+  expect_blank(model.Flags);
+  expect_blank(model.SecondFloats);
+  expect_blank(model.LastInts);
   EXPECT_EQ(model.LastWord, 0);
 }
 
@@ -349,7 +349,7 @@ TEST(ModelStack, ElevenFlagRecordsOfTheFirstStyleAreCopiedWhole) {
   }
   model.KVAddBuildStyle(nullptr, nullptr, "a.sty", 10, 20, false);  // above: not the first
   for (int i = 0; i < 11; ++i) {
-    const BuildStyleParameterRecordInt& record = model.Ints11[i];
+    const BuildStyleParameterRecordInt& record = model.Flags[i];
     EXPECT_EQ(record.GetValue(), 100 + i);
     EXPECT_EQ(record.GetDefaultValue(), 200 + i);
     EXPECT_EQ(record.GetEditFlag(), 0);
@@ -358,8 +358,8 @@ TEST(ModelStack, ElevenFlagRecordsOfTheFirstStyleAreCopiedWhole) {
     EXPECT_EQ(record.GetAnElementFromList(0), 100 + i);
   }
   model.KVAddBuildStyle(nullptr, nullptr, "b.sty", -5, 0, false);  // below: the new first
-  EXPECT_EQ(model.Ints11[0].GetValue(), 0);
-  EXPECT_EQ(model.Ints11[4].GetValue(), 1);  // small line width compensation of a new style
+  EXPECT_EQ(model.Flags[0].GetValue(), 0);
+  EXPECT_EQ(model.Flags[4].GetValue(), 1);  // small line width compensation of a new style
 }
 
 TEST(ModelStack, ToleranceFollowsThePlatformsUnits) {
@@ -387,7 +387,7 @@ TEST(ModelStack, MachineAndFirstStyleFillTheModelsRecords) {
                                        {TRQ_MIRRA, 0}}) {
     platform.MachineType = machine;
     model.KVAddBuildStyle(&platform, &model, "a.sty", 0, 10, false);
-    EXPECT_EQ(model.Int1.GetValue(), large) << machine;
+    EXPECT_EQ(model.LargeSpot.GetValue(), large) << machine;
   }
   const TempDir dir;
   KVBUILDSTYLE saved;
@@ -398,13 +398,13 @@ TEST(ModelStack, MachineAndFirstStyleFillTheModelsRecords) {
   saved.LayerOnlyFlag.SetValue(1);
   ASSERT_EQ(saved.writeBuildStyle(dir.File("a.sty").c_str()), 0);
   ASSERT_EQ(model.KVAddBuildStyle(nullptr, nullptr, dir.File("a.sty").c_str(), 0, 10, true), 0);
-  EXPECT_EQ(model.Int1.GetValue(), 0);
-  EXPECT_EQ(model.Ints11[0].GetValue(), 1);  // bit 0x001
-  EXPECT_EQ(model.Ints11[0].GetDefaultValue(), 5);
-  EXPECT_EQ(model.Ints11[4].GetValue(), 1);   // 0x010, small compensation: 1 in a new style
-  EXPECT_EQ(model.Ints11[5].GetValue(), 7);   // 0x020
-  EXPECT_EQ(model.Ints11[7].GetValue(), 0);   // 0x080
-  EXPECT_EQ(model.Ints11[10].GetValue(), 1);  // 0x400
+  EXPECT_EQ(model.LargeSpot.GetValue(), 0);
+  EXPECT_EQ(model.Flags[0].GetValue(), 1);  // bit 0x001
+  EXPECT_EQ(model.Flags[0].GetDefaultValue(), 5);
+  EXPECT_EQ(model.Flags[4].GetValue(), 1);   // 0x010, small compensation: 1 in a new style
+  EXPECT_EQ(model.Flags[5].GetValue(), 7);   // 0x020
+  EXPECT_EQ(model.Flags[7].GetValue(), 0);   // 0x080
+  EXPECT_EQ(model.Flags[10].GetValue(), 1);  // 0x400
 }
 
 TEST(ModelStack, FailedReadChangesNothing) {
@@ -414,7 +414,7 @@ TEST(ModelStack, FailedReadChangesNothing) {
   MODEL model;
   EXPECT_EQ(model.KVAddBuildStyle(&platform, nullptr, dir.File("none.sty").c_str(), 0, 1, true), -1);
   EXPECT_TRUE(model.BuildStyles.empty());
-  EXPECT_EQ(model.Int1.GetValue(), 0);
+  EXPECT_EQ(model.LargeSpot.GetValue(), 0);
 }
 
 TEST(ModelStack, DeletesListedStylesOnly) {

@@ -152,8 +152,8 @@ TEST(BuildStyle, NewStyleHasItsTextsAndWords) {
   for (const int i : {0, 1, 3, 4, 5}) EXPECT_EQ(style.HeaderTexts[i], "None") << i;
   EXPECT_EQ(style.HeaderTexts[2].str(), std::string(32, '\0'));
   EXPECT_EQ(style.NoticeText, "None");
-  for (const CString& text : style.FurtherTexts) EXPECT_EQ(text, "None");
-  for (const CString& text : style.MoreTexts) EXPECT_EQ(text, "None");
+  for (const CString& text : style.UnstoredTexts) EXPECT_EQ(text, "None");
+  for (const CString& text : style.TextsAfterNotice) EXPECT_EQ(text, "None");
 }
 
 TEST(BuildStyle, FloatArgumentIsTheVersionValueOnly) {
@@ -424,7 +424,7 @@ TEST(BuildStyle, AssignmentCopiesEveryRecordAndMember) {
   FillStyle(source);
   source.StoredCRC = 77;
   source.CommaSeparated = true;
-  source.FurtherTexts[1] = "further";
+  source.UnstoredTexts[1] = "further";
   KVBUILDSTYLE copy;
   copy = source;
   EXPECT_THAT(DifferingRecords(copy, source), IsEmpty());
@@ -442,8 +442,8 @@ TEST(BuildStyle, AssignmentCopiesEveryRecordAndMember) {
   EXPECT_EQ(copy.FurtherHeaderWords[4], -25);
   EXPECT_EQ(copy.HeaderTexts[2].str(), test_support::RawHeaderText());
   EXPECT_EQ(copy.NoticeText, source.NoticeText);
-  EXPECT_EQ(copy.FurtherTexts[1], "further");
-  EXPECT_EQ(copy.MoreTexts[3], "More text 3");
+  EXPECT_EQ(copy.UnstoredTexts[1], "further");
+  EXPECT_EQ(copy.TextsAfterNotice[3], "More text 3");
   KVBUILDSTYLE& same = copy;
   copy = same;
   EXPECT_THAT(DifferingRecords(copy, source), IsEmpty());

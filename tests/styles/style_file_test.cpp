@@ -139,11 +139,11 @@ TEST(BuildStyleFile, Golden301ReadsBackToEqualRecords) {
   EXPECT_EQ(style.HeaderTexts[4], "Header text 5");
   EXPECT_EQ(style.HeaderTexts[5], "Header text 6");
   EXPECT_EQ(style.NoticeText, std::string(511, 'y'));
-  EXPECT_EQ(style.MoreTexts[3], "More text 3");
+  EXPECT_EQ(style.TextsAfterNotice[3], "More text 3");
   // In no build style file:
   EXPECT_EQ(style.BuildDescription, "None");
   EXPECT_EQ(style.Units, "in");
-  EXPECT_EQ(style.FurtherTexts[0], "None");
+  EXPECT_EQ(style.UnstoredTexts[0], "None");
 }
 
 TEST(BuildStyleFile, Golden206ReadsBackAndIsConverted) {

@@ -67,7 +67,7 @@ inline void FillStyle(KVBUILDSTYLE& style) {
   style.HeaderTexts[4] = "Header text 5";
   style.HeaderTexts[5] = "Header text 6";
   style.NoticeText = std::string(600, 'y');
-  for (int i = 0; i < 4; ++i) style.MoreTexts[i] = "More text " + std::to_string(i);
+  for (int i = 0; i < 4; ++i) style.TextsAfterNotice[i] = "More text " + std::to_string(i);
   FillRecords(style);
 }
 

@@ -252,7 +252,7 @@ class Checker {
   }
 
   bool CheckStyleFile(const std::string& path) {
-    const std::optional<StyleFile> file = ExamineStyle(path, ReadStyleBytes(path), std::nullopt);
+    const std::optional<StyleFile> file = ExamineStyle(path, ReadWholeFile(path), std::nullopt);
     if (!file) return false;
     SayAll(CheckStyle(*file, surroundings_));
     return true;

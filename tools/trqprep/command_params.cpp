@@ -38,14 +38,14 @@ ExitCode Run(Context& context, const Options& options) {
       const RecordValues& record = parameter.record;
       const char* type = record.value.is_float() ? "float" : "int";
       lines += fmt::format("  {:<{}}  {:<5}  {:<12}  {:>6}  {:<13}  {}\n", parameter.name, width, type,
-                           StyleUnitName(parameter.unit), record.default_value.Text(), RangeText(record),
-                           StyleRegionName(parameter.region));
+                           StyleQuantityName(parameter.quantity), record.default_value.Text(),
+                           RangeText(record), StyleRegionName(parameter.region));
       Json entry;
       entry["style"] = StyleCommand(kind);
       entry["name"] = parameter.name;
       entry["named"] = parameter.named;
       entry["type"] = type;
-      entry["unit"] = StyleUnitName(parameter.unit);
+      entry["unit"] = StyleQuantityName(parameter.quantity);
       entry["region"] = StyleRegionName(parameter.region);
       entry["value"] = record.value.ToJson();
       entry["default"] = record.default_value.ToJson();

@@ -250,7 +250,7 @@ ExitCode Copy(Context& context, StyleKind kind, const CopyOptions& options) {
 // --- import ------------------------------------------------------------------------------------------------
 
 std::string ReadJsonText(const std::string& path) {
-  if (path != "-") return ReadStyleBytes(path);
+  if (path != "-") return ReadWholeFile(path);
   return {std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
 }
 
@@ -323,7 +323,7 @@ ExitCode Upgrade(Context& context, StyleKind kind, const UpgradeOptions& options
                        .Hint("--from mm says otherwise"));
     }
   }
-  for (const Survival::Entry& entry : CheckSurvival(file).lost) {
+  for (const RewriteChanges::Entry& entry : ChangesByRewriting(file).lost) {
     context.Warn(Message("STYLE-LOST", options.file, fmt::format("{}: {}", entry.name, entry.text))
                      .At({{"byte", entry.offset}}));
   }
@@ -378,7 +378,8 @@ ExitCode ConvertFile(Context& context, StyleKind kind, const UnitsOptions& optio
   for (std::size_t i = 0; i < edited.parameters.size(); ++i) {
     const StyleParameter& parameter = edited.parameters[i];
     if (!IsStored(edited, i)) continue;
-    if (parameter.named && parameter.unit == trq::StyleQuantity::kLengthKept) left.push_back(parameter.name);
+    if (parameter.named && parameter.quantity == trq::StyleQuantity::kLengthKept)
+      left.push_back(parameter.name);
     unnamed = unnamed || !parameter.named;
   }
   if (kind == StyleKind::kRecoat && edited.layout == StyleLayout::k301) left.push_back("layer_thickness");

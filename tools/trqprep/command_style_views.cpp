@@ -101,7 +101,7 @@ ExitCode Show(Context& context, StyleKind kind, const ShowOptions& options) {
     region->second.push_back(table.size());
     const RecordValues& record = parameter.record;
     table.Add({parameter.name + (stored ? "" : " (not in this file)"), record.value.Text(),
-               StyleUnitName(parameter.unit), record.default_value.Text(), RangeText(record),
+               StyleQuantityName(parameter.quantity), record.default_value.Text(), RangeText(record),
                AllowedText(record), YesNo(record.edit == 1)});
   }
   if (options.only.empty()) PrintHead(context, file, context.data);
@@ -163,16 +163,16 @@ ExitCode Diff(Context& context, StyleKind kind, const std::string& before, const
 
 // --- verify ------------------------------------------------------------------------------------------------
 
-Json EntriesToJson(const std::vector<Survival::Entry>& entries) {
+Json EntriesToJson(const std::vector<RewriteChanges::Entry>& entries) {
   Json list = Json::array();
-  for (const Survival::Entry& entry : entries) {
+  for (const RewriteChanges::Entry& entry : entries) {
     list.push_back({{"name", entry.name}, {"byte", entry.offset}, {"text", TextToJson(entry.text)}});
   }
   return list;
 }
 
 ExitCode Verify(Context& context, StyleKind kind, const std::string& path) {
-  const std::optional<StyleFile> file = ExamineStyle(path, ReadStyleBytes(path), kind);
+  const std::optional<StyleFile> file = ExamineStyle(path, ReadWholeFile(path), kind);
   if (!file || file->kind != kind) {
     Fail(ExitCode::kInput, Message("STYLE-UNKNOWN", path, fmt::format("is no {} file", StyleKindName(kind)))
                                .Hint(file ? fmt::format("it is a {}: 'trqprep {} verify'",
@@ -203,14 +203,14 @@ ExitCode Verify(Context& context, StyleKind kind, const std::string& path) {
                      fmt::format("the checksum {:08x} does not match the content ({:08x})", file->stored_crc,
                                  file->computed_crc)));
   }
-  Survival survival;
-  if (file->complete) survival = CheckSurvival(*file);
-  for (const Survival::Entry& entry : survival.lost) {
+  RewriteChanges changes;
+  if (file->complete) changes = ChangesByRewriting(*file);
+  for (const RewriteChanges::Entry& entry : changes.lost) {
     complain(Message("STYLE-LOST", path, fmt::format("{}: {}", entry.name, entry.text))
                  .Hint("written again, the file would hold something else here")
                  .At({{"byte", entry.offset}, {"parameter", entry.name}}));
   }
-  for (const Survival::Entry& entry : survival.notes) {
+  for (const RewriteChanges::Entry& entry : changes.notes) {
     context.Note(Message("STYLE-SLACK", path, fmt::format("{}: {}", entry.name, entry.text))
                      .At({{"byte", entry.offset}, {"parameter", entry.name}}));
   }
@@ -218,8 +218,8 @@ ExitCode Verify(Context& context, StyleKind kind, const std::string& path) {
     context.Note(Message("STYLE-NAME-DECIDES", path,
                          fmt::format("could be either kind of style; taken as a {}", StyleKindName(kind))));
   }
-  context.data["lost"] = EntriesToJson(survival.lost);
-  context.data["notes"] = EntriesToJson(survival.notes);
+  context.data["lost"] = EntriesToJson(changes.lost);
+  context.data["notes"] = EntriesToJson(changes.notes);
   context.Print("{}: {}, {} layout, {} bytes: {}\n", OneLine(path), StyleKindName(kind),
                 StyleLayoutName(file->layout), file->bytes.size(), good ? "good" : "not good");
   return good ? ExitCode::kDone : ExitCode::kNo;

@@ -8,7 +8,7 @@ namespace {
 // The surest sign, the end of the layout, takes the whole file; the version words come first, in the head.
 std::optional<StyleFile> Examine(const FileHead& file) {
   if (file.is_folder || !ExamineStyleHead(file.head)) return std::nullopt;
-  return ExamineStyle(file.path, ReadStyleBytes(file.path), std::nullopt);
+  return ExamineStyle(file.path, ReadWholeFile(file.path), std::nullopt);
 }
 
 bool IsOfKind(const FileHead& file, StyleKind kind) {
