@@ -13,6 +13,7 @@
 #include "trq/setup.h"
 
 using namespace trq::detail;
+using trq::host::SystemPath;
 
 namespace {
 
@@ -129,8 +130,8 @@ bool WriteAndClose(FileHandle file, const std::string& text) {
 }
 
 /// Rewrites the side file; its previous content stays under ".bak" until the new one is complete.
-bool RewriteSideFile(const std::string& name, const PointMove& move) {
-  const std::string backup = name + ".bak";
+bool RewriteSideFile(const SystemPath& name, const PointMove& move) {
+  const SystemPath backup = name + ".bak";
   if (!trq::host::FileExists(name) || !trq::host::RenameFile(name, backup)) return false;
   FileHandle to(trq::host::OpenFile(name, "wb"));
   const FileHandle from(trq::host::OpenFile(backup, "rb"));
@@ -142,7 +143,7 @@ bool RewriteSideFile(const std::string& name, const PointMove& move) {
 }
 
 int MoveSideFile(const COMPONENT_INFO& component, int mm_to_inch, bool inverse) {
-  const std::string name = SideFileName(component.text);
+  const SystemPath name = SideFileName(component.text);  // resolved once: every step means one file
   if (!trq::host::FileExists(name)) return 0;
   const PointMove move(component, mm_to_inch, inverse);
   if (!move.Tilts()) return RewriteSideFile(name, move) ? 1 : 0;
@@ -184,19 +185,20 @@ int MODEL::TranslateVDFile(float dx, float dy, float dz) {
 }
 
 int MODEL::DeleteVDFile() {
-  const std::string name = SideFileName(ComponentInfo.text);
+  const std::string given = SideFileName(ComponentInfo.text);
+  const SystemPath name = given;
   if (!trq::host::FileExists(name)) return 0;
   const std::string question =
       "It is recommanded to delete the Vents and Drains file while rotating a part. \n"
       "Do you want to delete " +
-      name + "?";
+      given + "?";
   if (AfxMessageBox(question.c_str(), trq::message_box::kYesNoButtons) != trq::message_box::kYes) return 1;
   trq::host::DeleteFileNamed(name);
   return 0;
 }
 
 int MODEL::CopyVDFileFrom(CString source_model, float dx, float dy, float dz) {
-  const std::string source = SideFileName(source_model);
+  const SystemPath source = SideFileName(source_model);
   if (!trq::host::FileExists(source)) return 0;
   // Read whole before the target is opened: both may be the same file.
   FileHandle from(trq::host::OpenFile(source, "rb"));

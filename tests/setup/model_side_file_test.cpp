@@ -2,6 +2,7 @@
 
 #include <clocale>
 #include <cmath>
+#include <filesystem>
 
 #include "tests/support/message_box_recorder.h"
 #include "tests/support/temp_dir.h"
@@ -313,4 +314,21 @@ TEST_F(SideFile, WhatIsNotANumberIsWrittenWithoutASign) {
   dir.Write("part.V_D", "inf -inf -nan  nan -nan 1  0.5\n");
   EXPECT_EQ(model.TranslateVDFile(-HUGE_VALF, HUGE_VALF, 1), 1);
   EXPECT_EQ(dir.Read("part.V_D"), "nan nan nan  nan nan 1.000000  0.500000\n");
+}
+
+TEST_F(SideFile, ANameWithBackslashesMeansOneFileInEveryStep) {
+  std::filesystem::create_directory(dir.path() / "sub");
+  const std::string untouched = "9 9 9  0 0 1  0.5\n";
+  dir.Write("sub\\p.V_D", "1 2 3  0 0 1  0.5\n");
+  dir.Write("sub/p.V_D", untouched);
+  model.ComponentInfo.text = dir.path().string() + "/sub\\p.stl";
+  EXPECT_EQ(model.TranslateVDFile(1, 0, 0), 1);
+  EXPECT_EQ(dir.Read("sub\\p.V_D"), "2.000000 2.000000 3.000000  0.000000 0.000000 1.000000  0.500000\n");
+  EXPECT_EQ(dir.Read("sub/p.V_D"), untouched);
+  EXPECT_FALSE(dir.Has("sub\\p.V_D.bak"));
+  EXPECT_FALSE(dir.Has("sub/p.V_D.bak"));
+  TurnAndMove();
+  EXPECT_EQ(model.MoveVDFileLast(0), 1);
+  EXPECT_EQ(dir.Read("sub\\p.V_D"), "8.000000 2.000000 3.000000  0.000000 0.000000 1.000000  0.500000\n");
+  EXPECT_EQ(dir.Read("sub/p.V_D"), untouched);
 }

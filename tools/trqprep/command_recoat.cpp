@@ -2,8 +2,6 @@
 #include "style_verbs.h"
 
 namespace trqprep {
-namespace {}  // namespace
-
 void AddRecoat(CommandTree& tree) {
   Command& recoat = tree.Add("recoat", "Look at and change recoat styles (.rcs)");
   recoat.details =

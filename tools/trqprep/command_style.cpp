@@ -100,8 +100,6 @@ ExitCode FinishEdit(Context& context, const StyleFile& file, const StyleDocument
   return ExitCode::kDone;
 }
 
-namespace {}  // namespace
-
 void AddStyle(CommandTree& tree) {
   Command& style = tree.Add("style", "Look at and change build styles (.sty)");
   style.details =
