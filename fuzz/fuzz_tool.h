@@ -16,7 +16,7 @@ bool Accepts(const Read& read) {
     return true;
   } catch (const trqprep::Failure& failure) {
     Demand(failure.exit == trqprep::ExitCode::kInput, "a refused input that is not reported as one");
-    Demand(!failure.message.code.empty() && !failure.message.text.empty(), "a refusal without a reason");
+    Demand(!failure.message.text.empty(), "a refusal without a reason");
     // Any bytes may have come into the message, and it goes into a document of valid UTF-8.
     trqprep::JsonDocument(trqprep::MessageToJson(failure.message));
     return false;

@@ -20,7 +20,7 @@ struct StyleSurroundings {
 /// STYLE-CRC, STYLE-RANGE, STYLE-UNITS-MIX, MACHINE-MISMATCH and SWEEP-COUNT of a style file.
 std::vector<Message> CheckStyle(const StyleFile& file, const StyleSurroundings& surroundings);
 
-constexpr const char* kStyleDamage = "STYLE-CRC";
+constexpr Code kStyleDamage = Code::kStyleCrc;
 /// STYLE-CRC with that text.
 Message StyleDamage(const std::string& file, const std::string& text);
 

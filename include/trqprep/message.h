@@ -5,18 +5,18 @@
 
 #include "trqprep/exit_codes.h"
 #include "trqprep/json_text.h"
+#include "trqprep/message_table.h"
 
 namespace trqprep {
 
-enum class Severity { kNote, kWarning, kError };
 const char* SeverityName(Severity severity);
 
 /// One message. Built in one expression:
-///   Message("STL-SHORT", path, "binary STL announces 12 facets, file holds 10")
+///   Message(Code::kStlShort, path, "binary STL announces 12 facets, file holds 10")
 ///       .Hint("--accept-partial uses the 10 facets present").At({{"facet", 10}})
 struct Message {
-  Message(std::string code_, std::string file_, std::string text_)
-      : code(std::move(code_)), file(std::move(file_)), text(std::move(text_)) {}
+  Message(Code code_, std::string file_, std::string text_)
+      : code(code_), file(std::move(file_)), text(std::move(text_)) {}
   Message& Hint(std::string hint_) {
     hint = std::move(hint_);
     return *this;
@@ -30,13 +30,16 @@ struct Message {
     return *this;
   }
 
-  std::string code;  ///< a stable code of docs/error-codes.md
+  Code code;
   Severity severity = Severity::kError;
   std::string file;             ///< the file concerned as given, any bytes; empty: none
   Json where = Json::object();  ///< the place inside it: facet, line, byte, layer, part, ...
   std::string text;
   std::string hint;  ///< the next step; may be empty
 };
+
+/// A finding of a check: a message with the severity of its code.
+Message Finding(Code code, const std::string& file, const std::string& text);
 
 /// The message in the "messages" list of a JSON document.
 Json MessageToJson(const Message& message);

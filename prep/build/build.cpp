@@ -16,7 +16,7 @@ BuildReport CheckBuild(const Job& job, Observer& observer) {
   for (const Message& finding : CheckPieces(observer, plate)) {
     observer.Say(finding);
     findings.push_back({finding, ""});
-    report.outside = report.outside || finding.code == "OUTSIDE-VAT";
+    report.outside = report.outside || finding.code == Code::kOutsideVat;
   }
   report.setup = SetUpBuild(observer, plate);
   findings.insert(findings.end(), report.setup->findings.begin(), report.setup->findings.end());

@@ -46,7 +46,7 @@ void WritePlateStl(const Plate& plate, trq::core::ByteSink& sink) {
   const std::int64_t facets = FacetCount(plate);
   if (facets > 2147483647 / 50) {
     Fail(ExitCode::kInput,
-         Message("MESH-TOO-LARGE", "", fmt::format("the plate would have {} facets", facets))
+         Message(Code::kMeshTooLarge, "", fmt::format("the plate would have {} facets", facets))
              .Hint("fewer copies, or simplified parts"));
   }
   trq::core::StlWriting how;
@@ -76,8 +76,8 @@ std::string BytesOfPart(const PlatePart& part) {
   std::ifstream stream(part.request.path, std::ios::binary);
   std::string bytes{std::istreambuf_iterator<char>(stream), {}};
   if (Sha256(bytes) != part.sha256) {
-    Fail(ExitCode::kInput,
-         Message("INPUT-CHANGED", part.request.path, "changed while it was being built").Hint("build again"));
+    Fail(ExitCode::kInput, Message(Code::kInputChanged, part.request.path, "changed while it was being built")
+                               .Hint("build again"));
   }
   return bytes;
 }
@@ -104,7 +104,7 @@ void WriteSideFile(const Plate& plate, const Piece& piece, const std::string& me
     model.ComponentInfo.record.previous_matrix[static_cast<std::size_t>(k)] = k % 5 == 0 ? 1.0f : 0.0f;
   }
   if (model.CopyVDFileFrom(CString(source), 0, 0, 0) != 1 || model.MoveVDFileLast(0) != 1) {
-    Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", SideFileOf(mesh_path), "cannot be written"));
+    Fail(ExitCode::kOutput, Message(Code::kOutputUnwritable, SideFileOf(mesh_path), "cannot be written"));
   }
 }
 
@@ -167,12 +167,12 @@ Json ReadBuildDocument(const std::string& folder) {
   try {
     document = ParseJson(text);
   } catch (const JsonMistake& mistake) {
-    Fail(ExitCode::kInput, Message("BUILD-INVALID", path, mistake.text));
+    Fail(ExitCode::kInput, Message(Code::kBuildInvalid, path, mistake.text));
   }
   if (!document.is_object() || document.value("schema", Json()) != kBuildSchema ||
       !document.contains("pieces") || !document["pieces"].is_array() || !document.contains("inputs") ||
       !document["inputs"].is_array()) {
-    Fail(ExitCode::kInput, Message("BUILD-INVALID", path, "does not describe a build"));
+    Fail(ExitCode::kInput, Message(Code::kBuildInvalid, path, "does not describe a build"));
   }
   return document;
 }

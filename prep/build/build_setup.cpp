@@ -10,7 +10,6 @@
 #include "trq/core/style_stack.h"
 #include "trqprep/build_folder.h"
 #include "trqprep/check_mesh.h"
-#include "trqprep/check_rules.h"
 
 namespace trqprep {
 namespace {
@@ -72,12 +71,12 @@ class Stacker {
     style.given = path;
     std::optional<StyleFile> file = ExamineStyle(path, ReadWholeFile(path), kind);
     if (!file || file->kind != kind) {
-      Fail(ExitCode::kInput,
-           Message(file ? "STYLE-KIND" : "STYLE-UNKNOWN", path, fmt::format("is no {}", StyleKindName(kind)))
-               .Hint("'trqprep info' tells what a file holds"));
+      Fail(ExitCode::kInput, Message(file ? Code::kStyleKind : Code::kStyleUnknown, path,
+                                     fmt::format("is no {}", StyleKindName(kind)))
+                                 .Hint("'trqprep info' tells what a file holds"));
     }
     if (!file->complete) {
-      Fail(ExitCode::kInput, Message("STYLE-SHORT", path,
+      Fail(ExitCode::kInput, Message(Code::kStyleShort, path,
                                      fmt::format("ends after {} bytes, inside its {} layout",
                                                  file->bytes.size(), StyleLayoutName(file->layout)))
                                  .Hint("copy the file again from where it came"));
@@ -125,7 +124,7 @@ class Stacker {
         }
         const BuildStyleFile& file = setup_.styles[style];
         setup_.findings.push_back(
-            {Message("BAND-EMPTY", file.given,
+            {Message(Code::kBandEmpty, file.given,
                      fmt::format("the band is left out: {} reaches from Z {} to {} {}", subject,
                                  Plain(bottom, 4), Plain(top, 4), UnitsName(units)))
                  .As(Severity::kWarning)
@@ -168,8 +167,9 @@ void RefuseSeveral(const std::vector<StyleRequest>& styles, const std::string& s
   const auto count =
       std::count_if(styles.begin(), styles.end(), [](const StyleRequest& style) { return !style.banded; });
   if (count < 2) return;
-  Fail(ExitCode::kUsage, Message("USAGE", "", fmt::format("{} styles without a band for {}", count, subject))
-                             .Hint("one covers everything; give the others a band, FILE@FROM:TO"));
+  Fail(ExitCode::kUsage,
+       Message(Code::kUsage, "", fmt::format("{} styles without a band for {}", count, subject))
+           .Hint("one covers everything; give the others a band, FILE@FROM:TO"));
 }
 
 std::vector<StyleBand> Bands(const std::vector<StackedStyle>& stack) {

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 
-#include "trqprep/check_rules.h"
 #include "trqprep/mesh_topology.h"
 
 namespace trqprep {
@@ -29,7 +28,7 @@ void CheckCavities(const InputMesh& input, const Topology& topology, const Vents
     for (std::size_t axis = 0; axis < 3; ++axis) {
       place.push_back(NumberToJson((cavity.box.min[axis] + cavity.box.max[axis]) / 2));
     }
-    findings.push_back(Finding("SEALED-VOID", input.path,
+    findings.push_back(Finding(Code::kSealedVoid, input.path,
                                fmt::format("a cavity around X {} Y {} Z {} {} lacks {}",
                                            Plain(place[0].get<double>(), 3), Plain(place[1].get<double>(), 3),
                                            Plain(place[2].get<double>(), 3), UnitsName(input.units), missing))
@@ -52,7 +51,7 @@ void CheckSidePoints(const InputMesh& input, const VentsFile& vents, std::vector
   }
   if (stale == 0) return;
   findings.push_back(
-      Finding("VD-STALE", input.path,
+      Finding(Code::kVdStale, input.path,
               fmt::format("{} of {} in the side file up to {} {} off the surface, the first is number {}",
                           stale, Counted(static_cast<std::int64_t>(points.size()), "point", "points"),
                           Plain(farthest, 3), UnitsName(input.units), first + 1))
@@ -67,7 +66,7 @@ std::vector<Message> CheckMesh(const InputMesh& input, const VentsFile& vents) {
   const Topology topology = AnalyseTopology(*input.mesh);
   if (topology.open_edges > 0) {
     findings.push_back(
-        Finding("OPEN-EDGES", input.path,
+        Finding(Code::kOpenEdges, input.path,
                 Counted(topology.open_edges, "edge belongs", "edges belong") + " to one facet only")
             .At({{"facet", topology.first_open_facet}, {"edges", topology.open_edges}})
             .Hint("close the holes where the part was drawn"));
@@ -78,7 +77,7 @@ std::vector<Message> CheckMesh(const InputMesh& input, const VentsFile& vents) {
     if (first < 0 || (topology.first_misdirected_facet >= 0 && topology.first_misdirected_facet < first)) {
       first = topology.first_misdirected_facet;
     }
-    findings.push_back(Finding("NON-MANIFOLD", input.path,
+    findings.push_back(Finding(Code::kNonManifold, input.path,
                                fmt::format("{} more than two facets, {} two that wind the same way",
                                            Counted(topology.crowded_edges, "edge has", "edges have"),
                                            topology.misdirected_edges))
@@ -93,14 +92,14 @@ std::vector<Message> CheckMesh(const InputMesh& input, const VentsFile& vents) {
   }
   if (inverted > 0) {
     findings.push_back(
-        Finding("INVERTED", input.path,
+        Finding(Code::kInverted, input.path,
                 Counted(inverted, "closed surface is", "closed surfaces are") + " turned inside out")
             .At({{"facet", first_inverted}, {"surfaces", inverted}})
             .Hint("turn its facets where the part was drawn"));
   }
   if (topology.degenerate_facets > 0) {
     findings.push_back(
-        Finding("DEGENERATE", input.path,
+        Finding(Code::kDegenerate, input.path,
                 Counted(topology.degenerate_facets, "facet has", "facets have") + " no area")
             .At({{"facet", topology.first_degenerate_facet}, {"facets", topology.degenerate_facets}})
             .Hint("'trqprep simplify' drops those with two equal corners"));
@@ -140,7 +139,7 @@ std::optional<Message> TooBigForVat(const std::string& file, const std::string& 
     where["exceeds"][name] = NumberToJson(excess[axis]);
   }
   if (by.empty()) return std::nullopt;
-  return Finding("TOO-BIG-FOR-VAT", file,
+  return Finding(Code::kTooBigForVat, file,
                  fmt::format("too large for the vat of {} x {} x {} {}: by {} (best of {} turns)",
                              Plain(vat[0], 3), Plain(vat[1], 3), Plain(vat[2], 3), unit, by, rotations))
       .At(where)

@@ -6,8 +6,6 @@
 #include <cctype>
 #include <cmath>
 
-#include "trqprep/check_rules.h"
-
 namespace trqprep {
 namespace {
 
@@ -27,7 +25,7 @@ void CheckRecord(const StyleFile& file, const std::string& name, const RecordVal
   } else {
     return;
   }
-  findings.push_back(Finding("STYLE-RANGE", file.path,
+  findings.push_back(Finding(Code::kStyleRange, file.path,
                              fmt::format("{}: {} is not in {}", name, record.value.Text(), allowed))
                          .At({{"parameter", name}, {"value", record.value.ToJson()}})
                          .Hint(fmt::format("'trqprep {} set' changes the value", StyleCommand(file.kind))));
@@ -63,7 +61,7 @@ void CheckUnits(const StyleFile& file, const StyleDocument& style, Units units,
   if (file.kind == StyleKind::kRecoat && file.layout != StyleLayout::kLegacy) {
     const StyleText* text = style.FindText("units");
     if (text && UnitsOfText(text->text) != wanted) {
-      findings.push_back(Finding("STYLE-UNITS-MIX", file.path,
+      findings.push_back(Finding(Code::kStyleUnitsMix, file.path,
                                  fmt::format("is in \"{}\", the build is in {}", OneLine(text->text), wanted))
                              .At({{"text", "units"}})
                              .Hint(fmt::format("'trqprep recoat units' converts it to {}", wanted)));
@@ -75,7 +73,7 @@ void CheckUnits(const StyleFile& file, const StyleDocument& style, Units units,
   const bool mixed =
       units == Units::kInch ? value > kThicknessBetweenUnits : value < kThicknessBetweenUnits && value != 0;
   if (!mixed) return;
-  findings.push_back(Finding("STYLE-UNITS-MIX", file.path,
+  findings.push_back(Finding(Code::kStyleUnitsMix, file.path,
                              fmt::format("a layer thickness of {} is hardly one in {}",
                                          thickness->record.value.Text(), wanted))
                          .At({{"parameter", "Layer Thickness"}})
@@ -87,7 +85,7 @@ void CheckMachine(const StyleFile& file, const StyleDocument& style, const std::
   if (!machine || !StatesMachine(file)) return;
   const std::int32_t type = style.FindWord("machine_type")->number.AsInt();
   if (type == *machine) return;
-  findings.push_back(Finding("MACHINE-MISMATCH", file.path,
+  findings.push_back(Finding(Code::kMachineMismatch, file.path,
                              fmt::format("is for {} ({}), the build is for {} ({})", MachineName(type), type,
                                          MachineName(*machine), *machine))
                          .At({{"machine_type", type}})
@@ -104,7 +102,7 @@ void CheckSweepCounts(const StyleFile& file, const StyleDocument& style, std::ve
     const double maximum = count->record.maximum.Value();
     const auto length = static_cast<double>(style.sweeps[static_cast<std::size_t>(list)].size());
     if (!(value > 0 || maximum > 0) || (value == length && maximum == length)) continue;
-    findings.push_back(Finding("SWEEP-COUNT", file.path,
+    findings.push_back(Finding(Code::kSweepCount, file.path,
                                fmt::format("{}: value {}, maximum {}, but {} in the list", count->name,
                                            count->record.value.Text(), count->record.maximum.Text(), length))
                            .At({{"parameter", count->name}, {"list", SweepListName(list)}})
@@ -152,7 +150,7 @@ std::vector<Message> CheckStack(const std::vector<StyleBand>& stack, double bott
   std::vector<Message> findings;
   const char* unit = UnitsName(units);
   if (stack.empty()) {
-    findings.push_back(Finding("NO-STYLE", file, subject + " has no build style")
+    findings.push_back(Finding(Code::kNoStyle, file, subject + " has no build style")
                            .Hint("name one with --style FILE, or with PART,style=FILE"));
     return findings;
   }
@@ -161,7 +159,7 @@ std::vector<Message> CheckStack(const std::vector<StyleBand>& stack, double bott
     return Json{{"from", NumberToJson(from)}, {"to", NumberToJson(to)}};
   };
   const auto gap = [&](double from, double to) {
-    findings.push_back(Finding("Z-GAP", file,
+    findings.push_back(Finding(Code::kZGap, file,
                                fmt::format("{} has no style from Z {} to {} {}", subject, Plain(from, 4),
                                            Plain(to, 4), unit))
                            .At(at(from, to))
@@ -175,7 +173,7 @@ std::vector<Message> CheckStack(const std::vector<StyleBand>& stack, double bott
     if (band.start - reached > t) gap(reached, band.start);
     const double doubled = std::min(reached, band.end);
     if (&band != &bands.front() && doubled - band.start > t) {
-      findings.push_back(Finding("Z-OVERLAP", file,
+      findings.push_back(Finding(Code::kZOverlap, file,
                                  fmt::format("{} has two styles from Z {} to {} {}", subject,
                                              Plain(band.start, 4), Plain(doubled, 4), unit))
                              .At(at(band.start, doubled))
@@ -198,7 +196,7 @@ std::vector<Message> CheckThickness(const std::vector<StyleBand>& build, const s
       if (to - from <= t || lower.thickness == 0 || other.thickness == 0) continue;
       if (std::abs(lower.thickness - other.thickness) <= kSameThickness) continue;
       findings.push_back(
-          Finding("LAYER-MISMATCH", file,
+          Finding(Code::kLayerMismatch, file,
                   fmt::format("{}: from Z {} to {} {} the layers are {} by {} and {} by {}", subject,
                               Plain(from, 4), Plain(to, 4), UnitsName(units), Plain(lower.thickness, 6),
                               lower.file, Plain(other.thickness, 6), other.file))

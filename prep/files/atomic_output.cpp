@@ -60,7 +60,7 @@ std::string FollowLinks(std::string path, const std::string& given) {
     const std::string link(text, static_cast<std::size_t>(length));
     path = link[0] == '/' ? link : FolderOf(path) + "/" + link;
   }
-  Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", given, SystemText(ELOOP)));
+  Fail(ExitCode::kOutput, Message(Code::kOutputUnwritable, given, SystemText(ELOOP)));
 }
 
 // Makes `.trqprep-XXXXXX` in the folder.
@@ -164,12 +164,12 @@ std::string PrivateParent() {
 }
 
 [[noreturn]] void FailExists(const std::string& given) {
-  Fail(ExitCode::kOutput, Message("OUTPUT-EXISTS", given, "exists already")
+  Fail(ExitCode::kOutput, Message(Code::kOutputExists, given, "exists already")
                               .Hint("--force replaces it, or choose another name with -o"));
 }
 
 [[noreturn]] void FailCreate(const std::string& given, const std::string& folder, int error) {
-  Message message("OUTPUT-UNWRITABLE", given,
+  Message message(Code::kOutputUnwritable, given,
                   fmt::format("cannot be written in {}: {}", folder, SystemText(error)));
   if (error == ENOENT) message.Hint(fmt::format("make the folder first: mkdir -p '{}'", folder));
   if (error == EACCES || error == EROFS) message.Hint("choose a folder that may be written");
@@ -192,7 +192,7 @@ void RememberUmask() {
 // ---------------------------------------------------------------------------------------------------------
 
 OutputFile::OutputFile(const std::string& path, bool replace) : given_(path), replace_(replace) {
-  if (path.empty()) Fail(ExitCode::kUsage, Message("USAGE", "", "the name of an output is empty"));
+  if (path.empty()) Fail(ExitCode::kUsage, Message(Code::kUsage, "", "the name of an output is empty"));
   target_ = FollowLinks(path, path);
   struct stat status {};
   mode_ = 0666 & ~process_umask;
@@ -200,7 +200,8 @@ OutputFile::OutputFile(const std::string& path, bool replace) : given_(path), re
     special_ = true;
   } else if (stat(target_.c_str(), &status) == 0) {
     if (S_ISDIR(status.st_mode)) {
-      Fail(ExitCode::kOutput, Message("OUTPUT-FOLDER", given_, "is a folder").Hint("name a file inside it"));
+      Fail(ExitCode::kOutput,
+           Message(Code::kOutputFolder, given_, "is a folder").Hint("name a file inside it"));
     }
     if (S_ISREG(status.st_mode)) {
       if (!replace_) FailExists(given_);
@@ -211,7 +212,7 @@ OutputFile::OutputFile(const std::string& path, bool replace) : given_(path), re
   } else if (errno != ENOENT) {
     FailTo("cannot be written", errno);
   } else if (target_.back() == '/') {
-    Fail(ExitCode::kOutput, Message("OUTPUT-FOLDER", given_, "names a folder").Hint("name a file"));
+    Fail(ExitCode::kOutput, Message(Code::kOutputFolder, given_, "names a folder").Hint("name a file"));
   }
   int error = 0;
   // A device or pipe is fed from a private file, which is not to stand in a folder such as /dev.
@@ -222,7 +223,7 @@ OutputFile::OutputFile(const std::string& path, bool replace) : given_(path), re
 
 void OutputFile::FailTo(const char* what, int error) const {
   Fail(ExitCode::kOutput,
-       Message("OUTPUT-UNWRITABLE", given_, fmt::format("{}: {}", what, SystemText(error))));
+       Message(Code::kOutputUnwritable, given_, fmt::format("{}: {}", what, SystemText(error))));
 }
 
 void OutputFile::Write(std::string_view bytes) {
@@ -251,7 +252,7 @@ void OutputFile::Commit() {
   struct stat status {};
   if (stat(path().c_str(), &status) != 0) FailTo("cannot be written", errno);
   if (expected_size_ >= 0 && status.st_size != expected_size_) {
-    Fail(ExitCode::kOutput, Message("OUTPUT-SHORT", given_,
+    Fail(ExitCode::kOutput, Message(Code::kOutputShort, given_,
                                     fmt::format("could not be written completely ({} of {} bytes)",
                                                 status.st_size, expected_size_))
                                 .Hint("is the disk full, or a size limit in force?"));
@@ -275,7 +276,7 @@ void WriteOutputFile(const std::string& path, std::string_view bytes, bool repla
   OutputFile output(path, replace);
   output.Write(bytes);
   if (!HoldsBytes(output.path(), bytes)) {
-    Fail(ExitCode::kOutput, Message("OUTPUT-SHORT", path, "does not read back as it was written"));
+    Fail(ExitCode::kOutput, Message(Code::kOutputShort, path, "does not read back as it was written"));
   }
   output.Commit();
 }
@@ -283,7 +284,7 @@ void WriteOutputFile(const std::string& path, std::string_view bytes, bool repla
 // ---------------------------------------------------------------------------------------------------------
 
 OutputFolder::OutputFolder(const std::string& path, bool replace) : given_(path), replace_(replace) {
-  if (path.empty()) Fail(ExitCode::kUsage, Message("USAGE", "", "the name of an output is empty"));
+  if (path.empty()) Fail(ExitCode::kUsage, Message(Code::kUsage, "", "the name of an output is empty"));
   std::string trimmed = path;
   while (trimmed.size() > 1 && trimmed.back() == '/') trimmed.pop_back();
   target_ = FollowLinks(trimmed, path);
@@ -292,13 +293,13 @@ OutputFolder::OutputFolder(const std::string& path, bool replace) : given_(path)
   struct stat status {};
   if (stat(target_.c_str(), &status) == 0) {
     if (!S_ISDIR(status.st_mode)) {
-      Fail(ExitCode::kOutput,
-           Message("OUTPUT-EXISTS", given_, "exists and is no folder").Hint("choose another name with -o"));
+      Fail(ExitCode::kOutput, Message(Code::kOutputExists, given_, "exists and is no folder")
+                                  .Hint("choose another name with -o"));
     }
     if (!replace_) FailExists(given_);
     struct stat here {};
     if (stat(".", &here) == 0 && here.st_dev == status.st_dev && here.st_ino == status.st_ino) {
-      Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", given_, "is the current folder")
+      Fail(ExitCode::kOutput, Message(Code::kOutputUnwritable, given_, "is the current folder")
                                   .Hint("run from outside it, or choose another name with -o"));
     }
     mode_ = status.st_mode & 07777;
@@ -312,7 +313,7 @@ OutputFolder::OutputFolder(const std::string& path, bool replace) : given_(path)
 
 void OutputFolder::FailTo(const char* what, int error) const {
   Fail(ExitCode::kOutput,
-       Message("OUTPUT-UNWRITABLE", given_, fmt::format("{}: {}", what, SystemText(error))));
+       Message(Code::kOutputUnwritable, given_, fmt::format("{}: {}", what, SystemText(error))));
 }
 
 void OutputFolder::MakeFolder(const std::string& name) {
@@ -322,7 +323,7 @@ void OutputFolder::MakeFolder(const std::string& name) {
 OutputFolder::Written OutputFolder::WriteFile(const std::string& name, std::string_view bytes) {
   if (const int error = WriteWholeFile(PathOf(name), bytes)) FailTo("cannot be written", error);
   if (!HoldsBytes(PathOf(name), bytes)) {
-    Fail(ExitCode::kOutput, Message("OUTPUT-SHORT", given_, "does not read back as it was written"));
+    Fail(ExitCode::kOutput, Message(Code::kOutputShort, given_, "does not read back as it was written"));
   }
   return {bytes.size(), Sha256(bytes)};
 }
@@ -339,7 +340,7 @@ OutputFolder::Written OutputFolder::WriteFile(const std::string& name,
   if (error == 0) error = descriptor.Close();
   if (error != 0) FailTo("cannot be written", error);
   if (static_cast<std::uint64_t>(status.st_size) != sink.size()) {
-    Fail(ExitCode::kOutput, Message("OUTPUT-SHORT", given_, "could not be written completely")
+    Fail(ExitCode::kOutput, Message(Code::kOutputShort, given_, "could not be written completely")
                                 .Hint("is the disk full, or a size limit in force?"));
   }
   return {sink.size(), sink.Sha256()};
@@ -377,7 +378,7 @@ TemporaryFolder::TemporaryFolder() {
   int error = 0;
   temporary_ = MakeTemporary(parent, MakeFolderOf, &error);
   if (error != 0) {
-    Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", parent,
+    Fail(ExitCode::kOutput, Message(Code::kOutputUnwritable, parent,
                                     fmt::format("no temporary folder can be made: {}", SystemText(error)))
                                 .Hint("set TMPDIR to a folder that may be written"));
   }

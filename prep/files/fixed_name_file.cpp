@@ -19,7 +19,7 @@ class CurrentFolder {
     if (before_ < 0 || chdir(path.c_str()) != 0) {
       const int error = errno;
       if (before_ >= 0) close(before_);
-      Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", path, SystemText(error)));
+      Fail(ExitCode::kOutput, Message(Code::kOutputUnwritable, path, SystemText(error)));
     }
   }
   ~CurrentFolder() {
@@ -48,7 +48,7 @@ FixedNameFile::FixedNameFile(const char* name, std::uint64_t size, const std::fu
   struct stat status {};
   if (stat(path_.c_str(), &status) != 0 || static_cast<std::uint64_t>(status.st_size) != size) {
     errno = reason;
-    Fail(ExitCode::kOutput, Message("OUTPUT-SHORT", path_, "could not be written completely")
+    Fail(ExitCode::kOutput, Message(Code::kOutputShort, path_, "could not be written completely")
                                 .Hint("is the disk full, or a size limit in force?"));
   }
 }
@@ -60,7 +60,8 @@ void FixedNameFile::MoveTo(const std::string& path, bool replace) const {
   const File from(std::fopen(path_.c_str(), "rb"), std::fclose);
   File to(std::fopen(output.path().c_str(), "wb"), std::fclose);
   const auto fail = [&] {
-    Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", path, "cannot be written: " + SystemText(errno)));
+    Fail(ExitCode::kOutput,
+         Message(Code::kOutputUnwritable, path, "cannot be written: " + SystemText(errno)));
   };
   if (!from || !to) fail();
   std::string block(1 << 18, '\0');

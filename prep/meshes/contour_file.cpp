@@ -61,17 +61,17 @@ std::vector<Word> ValuesOf(const std::string& header, const std::string& key) {
 }
 
 [[noreturn]] void FailToRead(const std::string& path, int code, std::uint64_t byte, const slc& model) {
-  Message message("SLC-SHORT", path, "");
+  Message message(Code::kSlcShort, path, "");
   message.Hint("the file was cut or damaged; slice the part again").At({{"byte", byte}});
   const char* cut = nullptr;  // what of a layer is cut short
   switch (code) {
     case trq::slc_file::kHeaderTooLong:
-      message.code = "SLC-HEADER";
+      message.code = Code::kSlcHeader;
       message.text = fmt::format("no byte 1A ends the header within {} bytes", slc::kMaxHeader);
       message.Hint("is this a file of slice contours?");
       break;
     case trq::slc_file::kBadHeaderByte:
-      message.code = "SLC-HEADER";
+      message.code = Code::kSlcHeader;
       message.text = "the file ends inside the header, or the header holds a byte FF";
       message.Hint("is this a file of slice contours?");
       break;
@@ -79,7 +79,7 @@ std::vector<Word> ValuesOf(const std::string& header, const std::string& key) {
       message.text = "the file ends before the count of the sampling table";
       break;
     case trq::slc_file::kEmptyTable:
-      message.code = "SLC-TABLE";
+      message.code = Code::kSlcTable;
       message.text = "the sampling table has no entry";
       message.Hint("slice the part again");
       break;
@@ -139,7 +139,7 @@ ContourFile ReadContours(Context& context, const std::string& path) {
   slc& model = *file.model;
   // The steps on a stream of our own: names may be longer than the model keeps, and a failure has a place.
   const std::unique_ptr<FILE, int (*)(FILE*)> stream(std::fopen(path.c_str(), "rb"), std::fclose);
-  if (!stream) Fail(ExitCode::kInput, Message("INPUT-UNREADABLE", path, SystemText(errno)));
+  if (!stream) Fail(ExitCode::kInput, Message(Code::kInputUnreadable, path, SystemText(errno)));
   const auto step = [&](int (slc::*read)()) {
     model.file = stream.get();
     const int code = (model.*read)();
@@ -167,19 +167,19 @@ ContourFile ReadContours(Context& context, const std::string& path) {
   } else {
     file.units = context.units();
     file.units_stated = false;
-    context.Warn(Message("UNITS-UNKNOWN", path,
+    context.Warn(Message(Code::kUnitsUnknown, path,
                          fmt::format("the file does not say its unit; taken as {}", UnitsName(file.units)))
                      .Hint("--units mm or --units in says which it is"));
   }
   const auto used = std::find_if(file.reserved.begin(), file.reserved.end(), [](auto b) { return b != 0; });
   if (used != file.reserved.end()) {
     context.Note(
-        Message("SLC-RESERVED", path, "the reserved block holds more than zeros; no meaning is known")
+        Message(Code::kSlcReserved, path, "the reserved block holds more than zeros; no meaning is known")
             .At({{"byte", file.reserved_offset() + static_cast<std::size_t>(used - file.reserved.begin())}}));
   }
   if (file.end < file.file_size) {
     context.Note(
-        Message("SLC-TRAILING", path,
+        Message(Code::kSlcTrailing, path,
                 fmt::format("{} bytes behind the terminator were not read", file.file_size - file.end))
             .At({{"byte", file.end}}));
   }
@@ -247,7 +247,7 @@ ContourSummary Summarize(Context& context, const ContourFile& file) {
     summary.layers.push_back(layer);
   }
   if (summary.not_finite > 0) {
-    context.Warn(Message("SLC-NAN", file.path,
+    context.Warn(Message(Code::kSlcNan, file.path,
                          fmt::format("{} boundaries have a vertex that is not finite, the first in layer "
                                      "{}; they are left out",
                                      summary.not_finite, not_finite_layer))
@@ -255,7 +255,7 @@ ContourSummary Summarize(Context& context, const ContourFile& file) {
                      .At({{"layer", not_finite_layer}}));
   }
   if (negative > 0) {
-    context.Warn(Message("SLC-WINDING", file.path,
+    context.Warn(Message(Code::kSlcWinding, file.path,
                          fmt::format("{} layers have a negative area, the first is layer {}", negative,
                                      negative_layer))
                      .Hint("outer contours run counterclockwise, those of holes clockwise")
@@ -395,7 +395,8 @@ void WriteContoursTo(slc& model, const std::string& path) {
     if (std::fclose(stream) != 0 && code == trq::slc_file::kOk) code = trq::slc_file::kContourWriteFailed;
   }
   if (code != trq::slc_file::kOk) {
-    Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", path, "cannot be written: " + SystemText(errno)));
+    Fail(ExitCode::kOutput,
+         Message(Code::kOutputUnwritable, path, "cannot be written: " + SystemText(errno)));
   }
 }
 

@@ -24,7 +24,7 @@ using File = std::unique_ptr<FILE, int (*)(FILE*)>;
 
 File Open(const std::string& path) {
   File file(std::fopen(path.c_str(), "rb"), std::fclose);
-  if (!file) Fail(ExitCode::kInput, Message("INPUT-UNREADABLE", path, SystemText(errno)));
+  if (!file) Fail(ExitCode::kInput, Message(Code::kInputUnreadable, path, SystemText(errno)));
   return file;
 }
 
@@ -175,11 +175,11 @@ BinarySolids WalkSolids(const std::string& path, std::uint64_t size) {
 [[noreturn]] void FailStl(const FileHead& file, int code, const TextStl& text) {
   const std::string& path = file.path;
   if (file.size == 0) {
-    Fail(ExitCode::kInput, Message("STL-EMPTY", path, "is empty").Hint("export the part again"));
+    Fail(ExitCode::kInput, Message(Code::kStlEmpty, path, "is empty").Hint("export the part again"));
   }
   if (text.begins && text.bad_line > 0) {
     Fail(ExitCode::kInput,
-         Message("STL-ASCII", path,
+         Message(Code::kStlAscii, path,
                  fmt::format("ASCII STL: line {} is no corner (a word and three numbers): {}", text.bad_line,
                              text.bad_text.substr(0, 60)))
              .Hint("correct the line or export the part again; as a binary file it cannot be read either")
@@ -188,10 +188,10 @@ BinarySolids WalkSolids(const std::string& path, std::uint64_t size) {
   const bool says_solid = file.head.compare(0, 5, "solid") == 0;
   if (code == -1) {
     Message message(
-        "STL-HEADER", path,
+        Code::kStlHeader, path,
         fmt::format("{} bytes are too few for the 80-byte header of a binary STL file", file.size));
     if (says_solid) {
-      message = Message("STL-EMPTY", path, "ASCII STL without a facet line after the first");
+      message = Message(Code::kStlEmpty, path, "ASCII STL without a facet line after the first");
       message.Hint("the second line must begin with 'facet', after blanks only");
     }
     Fail(ExitCode::kInput, message);
@@ -199,17 +199,17 @@ BinarySolids WalkSolids(const std::string& path, std::uint64_t size) {
   const std::int32_t announced = WordAt(file.head, kStlHeaderSize);
   if (code == -2) {
     Fail(ExitCode::kInput,
-         Message("STL-COUNT", path, fmt::format("binary STL announces {} facets", announced))
+         Message(Code::kStlCount, path, fmt::format("binary STL announces {} facets", announced))
              .Hint("a file must hold at least one facet; export the part again")
              .At({{"byte", kStlHeaderSize}}));
   }
   if (code == -3) {
     Fail(ExitCode::kInput,
-         Message("STL-UNJOINED", path, "no two facets share a corner, so this is no surface")
+         Message(Code::kStlUnjoined, path, "no two facets share a corner, so this is no surface")
              .Hint("a file of a single facet is refused too"));
   }
   const std::uint64_t present = (file.size - std::min<std::uint64_t>(file.size, 84)) / kStlFacetSize;
-  Message message("STL-SHORT", path,
+  Message message(Code::kStlShort, path,
                   fmt::format("binary STL announces {} facets, file holds {}", announced, present));
   message.At({{"announced", announced}, {"present", present}});
   message.Hint(fmt::format("--accept-partial uses the {} facets present", present));
@@ -226,7 +226,7 @@ void CheckIndices(const InputMesh& input) {
       const int vertex = mesh.triangles()[i][k];
       if (vertex < 0 || vertex >= mesh.num_vertices()) {
         Fail(ExitCode::kInput,
-             Message("CTL-INDEX", input.path,
+             Message(Code::kCtlIndex, input.path,
                      fmt::format("facet {} refers to vertex {} of {}", i, vertex, mesh.num_vertices()))
                  .At({{"facet", i}}));
       }
@@ -242,14 +242,14 @@ void CheckIndices(const InputMesh& input) {
       if (vertex < 0 || vertex >= mesh.num_vertices()) continue;
       const PbVec3f& point = mesh.vertices()[vertex];
       if (std::isnan(point[0]) || std::isnan(point[1]) || std::isnan(point[2])) {
-        Fail(ExitCode::kInput,
-             Message("MESH-NAN", input.path, fmt::format("corner {} of facet {} is not a number", k + 1, i))
-                 .Hint("export the part again")
-                 .At({{"facet", i}, {"corner", k + 1}}));
+        Fail(ExitCode::kInput, Message(Code::kMeshNan, input.path,
+                                       fmt::format("corner {} of facet {} is not a number", k + 1, i))
+                                   .Hint("export the part again")
+                                   .At({{"facet", i}, {"corner", k + 1}}));
       }
     }
   }
-  Fail(ExitCode::kInput, Message("MESH-NAN", input.path, "normals cannot be computed"));
+  Fail(ExitCode::kInput, Message(Code::kMeshNan, input.path, "normals cannot be computed"));
 }
 
 void ReadStl(Context& context, const FileHead& head, InputMesh& input) {
@@ -263,7 +263,7 @@ void ReadStl(Context& context, const FileHead& head, InputMesh& input) {
     try {
       code = input.mesh->LoadSTLFile(file.get(), units_code, &accept_partial, 0, 1e-4f, 0);
     } catch (int) {
-      Fail(ExitCode::kInput, Message("STL-TOO-LARGE", input.path, "holds more than 26 million facets")
+      Fail(ExitCode::kInput, Message(Code::kStlTooLarge, input.path, "holds more than 26 million facets")
                                  .Hint("simplify the part where it was made"));
     }
   }
@@ -279,7 +279,7 @@ void ReadStl(Context& context, const FileHead& head, InputMesh& input) {
   if (context.options.accept_partial && !boxes.missing.empty()) {
     const std::int64_t announced = WordAt(head.head, kStlHeaderSize);
     Message message(
-        "STL-SHORT", input.path,
+        Code::kStlShort, input.path,
         fmt::format("binary STL announces {} facets more than the file holds", boxes.missing.front()));
     if (solids.count == 0) {
       const std::int64_t present = announced - boxes.missing.front();
@@ -289,14 +289,14 @@ void ReadStl(Context& context, const FileHead& head, InputMesh& input) {
     context.Warn(message.Hint("the facets present were used"));
     const TextStl text = ScanText(input.path);
     if (text.begins) {
-      context.Warn(Message("STL-ASCII", input.path,
+      context.Warn(Message(Code::kStlAscii, input.path,
                            fmt::format("was read as binary because line {} is no corner of an ASCII STL file",
                                        text.bad_line))
                        .Hint("the facets are most likely meaningless; correct the line")
                        .At({{"line", text.bad_line}}));
     }
   } else if (solids.end < head.size) {
-    context.Note(Message("STL-TRAILING", input.path,
+    context.Note(Message(Code::kStlTrailing, input.path,
                          fmt::format("{} bytes after the last facet were not read", head.size - solids.end))
                      .At({{"byte", solids.end}}));
   }
@@ -308,11 +308,11 @@ void ReadCtl(Context& context, const FileHead& head, InputMesh& input) {
   try {
     input.mesh->fp_read(file.get());
   } catch (const char* text) {
-    Fail(ExitCode::kInput, Message("CTL-INVALID", input.path, text)
+    Fail(ExitCode::kInput, Message(Code::kCtlInvalid, input.path, text)
                                .At({{"byte", std::ftell(file.get())}})
                                .Hint("the file was cut or damaged; make it again from its source"));
   } catch (char* text) {
-    Fail(ExitCode::kInput, Message("CTL-INVALID", input.path, text)
+    Fail(ExitCode::kInput, Message(Code::kCtlInvalid, input.path, text)
                                .At({{"byte", std::ftell(file.get())}})
                                .Hint("the file was cut or damaged; make it again from its source"));
   }
@@ -320,7 +320,7 @@ void ReadCtl(Context& context, const FileHead& head, InputMesh& input) {
   CheckIndices(input);
   if (input.mesh->Calculate_normals() != 0) FailNotANumber(input);
   if (end >= 0 && static_cast<std::uint64_t>(end) < head.size) {
-    context.Note(Message("CTL-TRAILING", input.path,
+    context.Note(Message(Code::kCtlTrailing, input.path,
                          fmt::format("{} bytes after the last facet were not read",
                                      head.size - static_cast<std::uint64_t>(end)))
                      .At({{"byte", end}}));
@@ -331,7 +331,7 @@ void ReadCtl(Context& context, const FileHead& head, InputMesh& input) {
     input.units_stated = true;
     return;
   }
-  context.Warn(Message("UNITS-UNKNOWN", input.path,
+  context.Warn(Message(Code::kUnitsUnknown, input.path,
                        fmt::format("the file does not say its unit; taken as {}", UnitsName(context.units())))
                    .Hint("--units mm or --units in says which it is"));
   input.mesh->SetUnits(context.units() == Units::kInch ? trq::units::kInch : trq::units::kMillimetre);
@@ -397,28 +397,29 @@ FileHead ReadFileHead(const std::string& path, bool folder_allowed) {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0) {
     if (errno == ENOENT || errno == ENOTDIR) {
-      Fail(ExitCode::kInput, Message("INPUT-MISSING", path, "there is no such file")
+      Fail(ExitCode::kInput, Message(Code::kInputMissing, path, "there is no such file")
                                  .Hint("is the name spelled right, seen from the current folder?"));
     }
-    Fail(ExitCode::kInput, Message("INPUT-UNREADABLE", path, SystemText(errno)));
+    Fail(ExitCode::kInput, Message(Code::kInputUnreadable, path, SystemText(errno)));
   }
   file.is_folder = S_ISDIR(status.st_mode);
   if (file.is_folder) {
     if (!folder_allowed) {
-      Fail(ExitCode::kInput, Message("INPUT-FOLDER", path, "is a folder").Hint("name the files inside it"));
+      Fail(ExitCode::kInput,
+           Message(Code::kInputFolder, path, "is a folder").Hint("name the files inside it"));
     }
     return file;
   }
   if (!S_ISREG(status.st_mode)) {
     Fail(ExitCode::kInput,
-         Message("INPUT-SPECIAL", path, "is no regular file").Hint("copy it to a file first"));
+         Message(Code::kInputSpecial, path, "is no regular file").Hint("copy it to a file first"));
   }
   file.size = static_cast<std::uint64_t>(status.st_size);
   const File stream = Open(path);
   file.head.resize(4096);
   file.head.resize(std::fread(file.head.data(), 1, file.head.size(), stream.get()));
   if (std::ferror(stream.get())) {
-    Fail(ExitCode::kInput, Message("INPUT-UNREADABLE", path, SystemText(errno)));
+    Fail(ExitCode::kInput, Message(Code::kInputUnreadable, path, SystemText(errno)));
   }
   return file;
 }
@@ -445,10 +446,10 @@ InputMesh ReadMesh(Context& context, const std::string& path, bool may_be_empty)
   } else if (LooksLikeStl(head)) {
     ReadStl(context, head, input);
   } else {
-    Fail(ExitCode::kInput, Message("INPUT-UNKNOWN", path, "is neither an STL nor a CTL file"));
+    Fail(ExitCode::kInput, Message(Code::kInputUnknown, path, "is neither an STL nor a CTL file"));
   }
   if (input.mesh->num_triangles() < 1) {
-    Message message("STL-EMPTY", path, "holds no facet");
+    Message message(Code::kStlEmpty, path, "holds no facet");
     if (!may_be_empty) Fail(ExitCode::kInput, message.Hint("export the part again"));
     context.Warn(message);
   }
@@ -463,9 +464,10 @@ void RequireFinite(const InputMesh& input) {
   for (int i = 0; i < mesh.num_vertices(); ++i) {
     const PbVec3f& point = mesh.vertices()[i];
     if (!std::isfinite(point[0]) || !std::isfinite(point[1]) || !std::isfinite(point[2])) {
-      Fail(ExitCode::kInput, Message("MESH-INFINITE", input.path, fmt::format("vertex {} is not finite", i))
-                                 .Hint("export the part again")
-                                 .At({{"vertex", i}}));
+      Fail(ExitCode::kInput,
+           Message(Code::kMeshInfinite, input.path, fmt::format("vertex {} is not finite", i))
+               .Hint("export the part again")
+               .At({{"vertex", i}}));
     }
   }
 }
@@ -480,7 +482,7 @@ std::optional<Message> UnitsDoubt(const InputMesh& input, const std::array<doubl
                            size[1] * kMillimetresPerInch <= (*vat_mm)[1] &&
                            size[2] * kMillimetresPerInch <= (*vat_mm)[2];
   if (!(largest < 2) && !fits_larger) return std::nullopt;
-  Message message("UNITS-DOUBT", input.path,
+  Message message(Code::kUnitsDoubt, input.path,
                   fmt::format("the part is only {}", SizeInBoth(size, Units::kMillimetre)));
   if (largest >= 2) message.text += "; it would fit the vat 25.4 times larger";
   if (!input.units_stated && input.units == Units::kMillimetre) {

@@ -19,10 +19,10 @@ int BitsFor(int n) {
 // After a failure of the library's own writers, which may have overwritten the reason.
 [[noreturn]] void FailToWrite(const std::string& path) {
   if (errno == 0 || errno == ENOTTY || errno == EINVAL) {
-    Fail(ExitCode::kOutput, Message("OUTPUT-SHORT", path, "could not be written completely")
+    Fail(ExitCode::kOutput, Message(Code::kOutputShort, path, "could not be written completely")
                                 .Hint("is the disk full, or a size limit in force?"));
   }
-  Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", path, "cannot be written: " + SystemText(errno)));
+  Fail(ExitCode::kOutput, Message(Code::kOutputUnwritable, path, "cannot be written: " + SystemText(errno)));
 }
 
 std::uint64_t CtlSize(const CTL& mesh) {
@@ -46,7 +46,7 @@ MeshFormat OutputFormat(const std::string& path, const std::string& stated) {
   if (stated == "ctl") return MeshFormat::kCtl;
   if (EndsWith(path, ".stl")) return MeshFormat::kBinaryStl;
   if (EndsWith(path, ".ctl")) return MeshFormat::kCtl;
-  Fail(ExitCode::kUsage, Message("USAGE", path, "the name does not say the format of the output")
+  Fail(ExitCode::kUsage, Message(Code::kUsage, path, "the name does not say the format of the output")
                              .Hint("end it in .stl or .ctl, or say --to stl, --to stl-ascii or --to ctl"));
 }
 
@@ -93,9 +93,9 @@ void WriteMesh(Context& context, CTL& mesh, const std::string& path, MeshFormat 
     if (!mesh.crcValidateSTLFile(output.path().c_str())) {
       // Neither the stamp's writer nor its reader tells that it could not open the file for want of memory.
       if (errno == ENOMEM) throw std::bad_alloc();
-      context.Warn(
-          Message("STAMP-LONG", path, "computer and login name leave no room for the checksum in the header")
-              .Hint("the file is whole, but its stamp cannot be verified"));
+      context.Warn(Message(Code::kStampLong, path,
+                           "computer and login name leave no room for the checksum in the header")
+                       .Hint("the file is whole, but its stamp cannot be verified"));
     }
   } else if (const auto size = WriteMeshTo(mesh, output.path(), format)) {
     output.Expect(*size);
@@ -107,7 +107,7 @@ void WriteMesh(Context& context, CTL& mesh, const std::string& path, MeshFormat 
                        std::string(end, 9) == "endsolid\n";
     if (file) std::fclose(file);
     if (!whole) {
-      Fail(ExitCode::kOutput, Message("OUTPUT-SHORT", path, "could not be written completely")
+      Fail(ExitCode::kOutput, Message(Code::kOutputShort, path, "could not be written completely")
                                   .Hint("is the disk full, or a size limit in force?"));
     }
   }
@@ -147,7 +147,7 @@ void DescribeMesh(Json& data, const InputMesh& input) {
 
 void RequireFacets(const CTL& mesh, const std::string& path, const char* what) {
   if (mesh.num_triangles() > 0) return;
-  Fail(ExitCode::kInput, Message("MESH-EMPTY", path, std::string(what) + " leaves no facet"));
+  Fail(ExitCode::kInput, Message(Code::kMeshEmpty, path, std::string(what) + " leaves no facet"));
 }
 
 }  // namespace trqprep

@@ -88,16 +88,17 @@ bool LooksLikeVents(const FileHead& file) {
 VentsFile ReadVents(Context& context, const std::string& path) {
   ReadFileHead(path);
   const std::unique_ptr<FILE, int (*)(FILE*)> stream(std::fopen(path.c_str(), "rb"), std::fclose);
-  if (!stream) Fail(ExitCode::kInput, Message("INPUT-UNREADABLE", path, SystemText(errno)));
+  if (!stream) Fail(ExitCode::kInput, Message(Code::kInputUnreadable, path, SystemText(errno)));
   std::string text;
   std::string block(1 << 16, '\0');
   while (const std::size_t got = std::fread(block.data(), 1, block.size(), stream.get()))
     text.append(block, 0, got);
-  if (std::ferror(stream.get())) Fail(ExitCode::kInput, Message("INPUT-UNREADABLE", path, SystemText(errno)));
+  if (std::ferror(stream.get()))
+    Fail(ExitCode::kInput, Message(Code::kInputUnreadable, path, SystemText(errno)));
   VentsFile file = ParseVents(path, text);
   if (!file.bad_lines.empty()) {
     const std::size_t first = file.bad_lines.front();
-    context.Warn(Message("VD-LINE", path,
+    context.Warn(Message(Code::kVdLine, path,
                          fmt::format("line {} is not seven numbers{}: {}", first + 1,
                                      file.bad_lines.size() > 1
                                          ? fmt::format(" (nor are {} others)", file.bad_lines.size() - 1)

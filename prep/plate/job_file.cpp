@@ -52,7 +52,7 @@ class Reader {
     }
     if (job.parts.empty()) {
       Fail(ExitCode::kInput,
-           Message("JOB-FILE", path_, "names no part").Hint("write [[part]] and file = \"...\""));
+           Message(Code::kJobFile, path_, "names no part").Hint("write [[part]] and file = \"...\""));
     }
     return job;
   }
@@ -60,7 +60,7 @@ class Reader {
  private:
   [[noreturn]] void Refuse(const toml::source_region& where, const std::string& text,
                            const std::string& hint = "") const {
-    Fail(ExitCode::kInput, Message("JOB-FILE", path_, fmt::format("line {}: {}", where.begin.line, text))
+    Fail(ExitCode::kInput, Message(Code::kJobFile, path_, fmt::format("line {}: {}", where.begin.line, text))
                                .Hint(hint)
                                .At({{"line", where.begin.line}}));
   }

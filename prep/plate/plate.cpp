@@ -114,7 +114,7 @@ void Explain(Observer& observer, const Plate& plate) {
   const PlatePart& part = plate.parts[last.part];
   const int copy = last.first_copy + last.copies;
   observer.Error(
-      Message("NO-PLACEMENT", part.request.path,
+      Message(Code::kNoPlacement, part.request.path,
               fmt::format("{} of {} pieces find a place, in the order given; copy {} of {} does not", placed,
                           PieceCount(plate), copy, part.name))
           .At({{"placed", placed},
@@ -205,7 +205,7 @@ bool PlacePieces(Observer& observer, Plate& plate) {
   // The grid's tables take 101 components; it would leave out the others.
   if (components.size() > 101) {
     observer.Error(
-        Message("NO-PLACEMENT", "",
+        Message(Code::kNoPlacement, "",
                 fmt::format("{} parts are more than the 101 that can be placed together", components.size()))
             .Hint("divide them over several builds"));
     return false;
@@ -272,7 +272,7 @@ std::vector<Message> CheckPieces(Observer& observer, Plate& plate) {
     const std::string what = entry.pieces == 1
                                  ? "piece " + entry.first + " reaches"
                                  : fmt::format("{} pieces, {} first, reach", entry.pieces, entry.first);
-    Message message("OUTSIDE-VAT", plate.parts[key.first].request.path,
+    Message message(Code::kOutsideVat, plate.parts[key.first].request.path,
                     fmt::format("{} {} {} out of the vat in {}", what, Plain(entry.by, 4), unit, axis));
     if (key.second == 2 && entry.below) message.Hint("--drop puts the lowest point of every part at Z = 0");
     findings.push_back(
@@ -281,7 +281,7 @@ std::vector<Message> CheckPieces(Observer& observer, Plate& plate) {
   const std::vector<Overlap> overlaps = FindOverlaps(shapes, contact);
   for (const Overlap& overlap : overlaps) {
     findings.push_back(
-        Message("OVERLAP", "",
+        Message(Code::kOverlap, "",
                 fmt::format("pieces {} and {} overlap seen from above, by at least {} {} near X {} Y {}",
                             name_of(overlap.first), name_of(overlap.second), Plain(overlap.depth, 4), unit,
                             Plain(overlap.x, 2), Plain(overlap.y, 2)))

@@ -19,9 +19,13 @@ const char* SeverityName(Severity severity) {
   }
 }
 
+Message Finding(Code code, const std::string& file, const std::string& text) {
+  return Message(code, file, text).As(RowOf(code).severity);
+}
+
 Json MessageToJson(const Message& message) {
   Json json;
-  json["code"] = message.code;
+  json["code"] = RowOf(message.code).text;
   json["severity"] = SeverityName(message.severity);
   json["file"] = message.file.empty() ? Json(nullptr) : TextToJson(message.file);
   json["where"] = message.where;
@@ -54,7 +58,7 @@ std::string RenderMessage(const Message& message, bool colour) {
   }
   std::string lines = fmt::format("trqprep: {}{}:{} ", paint, SeverityName(message.severity), plain);
   if (!message.file.empty()) lines += OneLine(message.file) + ": ";
-  lines += fmt::format("{} [{}]\n", OneLine(message.text), message.code);
+  lines += fmt::format("{} [{}]\n", OneLine(message.text), RowOf(message.code).text);
   if (!message.hint.empty()) lines += fmt::format("  hint: {}\n", OneLine(message.hint));
   return lines;
 }

@@ -42,7 +42,7 @@ int AnswerBox(const char* text, unsigned buttons, void* user) {
     return observer.Ask(line) ? trq::message_box::kYes : trq::message_box::kNo;
   }
   if (!observer.box_filter || !observer.box_filter(line, observer.box_user)) {
-    observer.Warn(Message("LIBRARY-MESSAGE", observer.current_file, line));
+    observer.Warn(Message(Code::kLibraryMessage, observer.current_file, line));
   }
   return trq::message_box::kOk;
 }
@@ -61,7 +61,8 @@ void Observer::Progress(const std::string& what, double share) {
 
 void Observer::StopIfCancelled() {
   if (Cancelled()) {
-    Fail(ExitCode::kInterrupted, Message("INTERRUPTED", "", "interrupted; nothing was left half written"));
+    Fail(ExitCode::kInterrupted,
+         Message(Code::kInterrupted, "", "interrupted; nothing was left half written"));
   }
 }
 

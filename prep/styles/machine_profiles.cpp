@@ -15,9 +15,10 @@ namespace {
 
 [[noreturn]] void Refuse(const std::string& path, const toml::source_region& where, const std::string& text,
                          const std::string& hint = "") {
-  Fail(ExitCode::kInput, Message("MACHINES-FILE", path, fmt::format("line {}: {}", where.begin.line, text))
-                             .Hint(hint)
-                             .At({{"line", where.begin.line}}));
+  Fail(ExitCode::kInput,
+       Message(Code::kMachinesFile, path, fmt::format("line {}: {}", where.begin.line, text))
+           .Hint(hint)
+           .At({{"line", where.begin.line}}));
 }
 
 std::string TextOf(const std::string& path, const std::string& key, const toml::node& node) {

@@ -164,13 +164,14 @@ void TakeReading(StyleFile& file, Reading reading) {
 std::string ReadWholeFile(const std::string& path) {
   const FileHead head = ReadFileHead(path);
   if (head.size > kLargestStyle) {
-    Fail(ExitCode::kInput, Message("STYLE-UNKNOWN", path, "is too large for a style file"));
+    Fail(ExitCode::kInput, Message(Code::kStyleUnknown, path, "is too large for a style file"));
   }
   std::string bytes(static_cast<std::size_t>(head.size), '\0');
   const Stream stream(std::fopen(path.c_str(), "rb"));
-  if (!stream) Fail(ExitCode::kInput, Message("INPUT-UNREADABLE", path, SystemText(errno)));
+  if (!stream) Fail(ExitCode::kInput, Message(Code::kInputUnreadable, path, SystemText(errno)));
   bytes.resize(std::fread(bytes.data(), 1, bytes.size(), stream.get()));
-  if (std::ferror(stream.get())) Fail(ExitCode::kInput, Message("INPUT-UNREADABLE", path, SystemText(errno)));
+  if (std::ferror(stream.get()))
+    Fail(ExitCode::kInput, Message(Code::kInputUnreadable, path, SystemText(errno)));
   return bytes;
 }
 
@@ -224,31 +225,31 @@ StyleFile LoadStyle(Observer& observer, const std::string& path, StyleKind kind)
   std::optional<StyleFile> file = ExamineStyle(path, ReadWholeFile(path), kind);
   if (!file) {
     Fail(ExitCode::kInput,
-         Message("STYLE-UNKNOWN", path,
+         Message(Code::kStyleUnknown, path,
                  fmt::format("is no {} file: it begins with no known version", StyleKindName(kind)))
              .Hint("'trqprep info' tells what a file holds"));
   }
   if (file->kind != kind) {
     Fail(ExitCode::kInput,
-         Message("STYLE-KIND", path,
+         Message(Code::kStyleKind, path,
                  fmt::format("is a {}, no {}", StyleKindName(file->kind), StyleKindName(kind)))
              .Hint(fmt::format("the command for it is 'trqprep {}'", StyleCommand(file->kind))));
   }
   if (!file->complete) {
-    Fail(ExitCode::kInput, Message("STYLE-SHORT", path,
+    Fail(ExitCode::kInput, Message(Code::kStyleShort, path,
                                    fmt::format("ends after {} bytes, inside its {} layout",
                                                file->bytes.size(), StyleLayoutName(file->layout)))
                                .Hint("copy the file again from where it came"));
   }
   if (!file->ends_right || !file->crc_valid()) {
     Fail(ExitCode::kInput,
-         Message("STYLE-CRC", path,
+         Message(Code::kStyleCrc, path,
                  fmt::format("the checksum {:08x} does not match the content ({:08x})", file->stored_crc,
                              file->computed_crc))
              .Hint("copy the file again from where it came; it was damaged or edited by hand"));
   }
   if (file->kind_from_name) {
-    observer.Note(Message("STYLE-NAME-DECIDES", path,
+    observer.Note(Message(Code::kStyleNameDecides, path,
                           fmt::format("could be either kind of style; taken as a {}", StyleKindName(kind))));
   }
   return *std::move(file);
@@ -257,12 +258,12 @@ StyleFile LoadStyle(Observer& observer, const std::string& path, StyleKind kind)
 StyleFile LoadStyleToEdit(Observer& observer, const std::string& path, StyleKind kind) {
   StyleFile file = LoadStyle(observer, path, kind);
   if (file.layout == StyleLayout::kLegacy) {
-    Fail(ExitCode::kInput, Message("STYLE-LEGACY", path, "is a legacy recoat style, which is only read")
+    Fail(ExitCode::kInput, Message(Code::kStyleLegacy, path, "is a legacy recoat style, which is only read")
                                .Hint("'trqprep recoat upgrade' makes a 301 file of it"));
   }
   const RewriteChanges changes = ChangesByRewriting(file);
   for (const RewriteChanges::Entry& entry : changes.lost) {
-    observer.Warn(Message("STYLE-LOST", path, fmt::format("{}: {}", entry.name, entry.text))
+    observer.Warn(Message(Code::kStyleLost, path, fmt::format("{}: {}", entry.name, entry.text))
                       .At({{"byte", entry.offset}}));
   }
   // Edits begin with what can be written.

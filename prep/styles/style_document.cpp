@@ -373,7 +373,8 @@ class StyleJsonReader {
  private:
   [[noreturn]] void Refuse(const std::string& place, const std::string& text,
                            const std::string& hint = "") const {
-    Fail(ExitCode::kInput, Message("STYLE-JSON", path_, text).Hint(hint).At({{"place", TextToJson(place)}}));
+    Fail(ExitCode::kInput,
+         Message(Code::kStyleJson, path_, text).Hint(hint).At({{"place", TextToJson(place)}}));
   }
 
   void RequireObject(const Json& json, const std::string& place) const {

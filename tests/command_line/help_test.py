@@ -117,14 +117,6 @@ class Pages(ToolTest):
         self.assertRegex(self.good("version").out.decode(), r"^trqprep \d+\.\d+\.\d+\n$")
         self.assertEqual(self.good("--version").out, self.good("version").out)
 
-    def test_every_message_code_is_documented(self):
-        codes = set()
-        for path in [*(SOURCE / "tools").rglob("*.cpp"), *(SOURCE / "prep").rglob("*.cpp")]:
-            codes |= set(re.findall(r'Message(?: \w+)?\(\s*"([A-Z0-9]+(?:-[A-Z0-9]+)*)"', path.read_text()))
-        documented = set(re.findall(r"^\| `([A-Z0-9-]+)` \|", (SOURCE / "docs" / "error-codes.md").read_text(), re.M))
-        self.assertIn("STL-SHORT", codes)
-        self.assertEqual(codes - documented, set())
-
 
 class Completion(ToolTest):
     def complete(self, *words):

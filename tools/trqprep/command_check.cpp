@@ -10,7 +10,6 @@
 #include "job_options.h"
 #include "trqprep/build.h"
 #include "trqprep/check_mesh.h"
-#include "trqprep/check_rules.h"
 #include "trqprep/check_styles.h"
 #include "trqprep/job_file.h"
 #include "trqprep/suggestions.h"
@@ -36,7 +35,7 @@ bool IsFolder(const std::string& path) {
 // The regular files below a folder, in the order of their names. What the tool has under way is passed over.
 void ListFiles(const std::string& folder, std::vector<std::string>& files) {
   DIR* stream = opendir(folder.c_str());
-  if (!stream) Fail(ExitCode::kInput, Message("INPUT-UNREADABLE", folder, SystemText(errno)));
+  if (!stream) Fail(ExitCode::kInput, Message(Code::kInputUnreadable, folder, SystemText(errno)));
   std::vector<std::string> names;
   while (const dirent* entry = readdir(stream)) names.emplace_back(entry->d_name);
   closedir(stream);
@@ -72,8 +71,9 @@ class Checker {
     if (options.machine.empty()) return;
     surroundings_.machine = FindMachineByName(options.machine);
     if (!surroundings_.machine) {
-      Fail(ExitCode::kUsage, Message("MACHINE-UNKNOWN", "", "there is no machine '" + options.machine + "'")
-                                 .Hint(DidYouMean(options.machine, MachineNames())));
+      Fail(ExitCode::kUsage,
+           Message(Code::kMachineUnknown, "", "there is no machine '" + options.machine + "'")
+               .Hint(DidYouMean(options.machine, MachineNames())));
     }
   }
 
@@ -117,14 +117,14 @@ class Checker {
       } else if (ExamineStyleHead(head.head) && CheckStyleFile(path)) {
         entry_type = type.empty() ? "style" : type;
       } else if (named) {
-        Fail(ExitCode::kInput, Message("INPUT-UNKNOWN", path, "is neither a mesh nor a style")
+        Fail(ExitCode::kInput, Message(Code::kInputUnknown, path, "is neither a mesh nor a style")
                                    .Hint("'trqprep info' tells what a file holds"));
       }
     } catch (const Failure& failure) {
       context_.Say(failure.message);
       readable = false;
       // What a rule speaks of is an answer; anything else kept the file from being looked at.
-      if (!FindCheckRule(failure.message.code)) totals_.unreadable = true;
+      if (!RowOf(failure.message.code).is_rule()) totals_.unreadable = true;
     }
     if (!entry_type.empty() || named) Count(path, entry_type, before);
     return readable;
@@ -152,7 +152,7 @@ class Checker {
     const std::size_t before = context_.messages().size();
     SayAll(CheckDescribedStacks(folder, document));
     for (const Message& finding : VerifyPieces(context_, folder, document)) {
-      if (FindCheckRule(finding.code)) context_.Say(finding);
+      if (RowOf(finding.code).is_rule()) context_.Say(finding);
     }
     Count(folder, "build", before);
   }
@@ -172,7 +172,7 @@ class Checker {
       if (readable) {
         CheckPlacement(job);
       } else {
-        context_.Note(Message("CHECK-PARTIAL", path, "placement and stacks were not tested")
+        context_.Note(Message(Code::kCheckPartial, path, "placement and stacks were not tested")
                           .Hint("they are when every file of the job can be read"));
       }
     } catch (const Failure& failure) {

@@ -16,7 +16,7 @@ ExitCode Run(Context& context, const Options& options) {
   const MeshFormat format = OutputFormat(options.output, options.format);
   const bool stamped = options.stamp >= 0;
   if (stamped && format != MeshFormat::kBinaryStl) {
-    Fail(ExitCode::kUsage, Message("USAGE", "", "--stamp marks binary STL files only"));
+    Fail(ExitCode::kUsage, Message(Code::kUsage, "", "--stamp marks binary STL files only"));
   }
   InputMesh input = ReadMesh(context, options.input);
   WarnOfUnits(context, input, nullptr);

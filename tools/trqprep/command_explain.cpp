@@ -2,7 +2,6 @@
 #include <cctype>
 
 #include "commands.h"
-#include "trqprep/check_rules.h"
 #include "trqprep/suggestions.h"
 
 namespace trqprep {
@@ -24,8 +23,8 @@ std::string Wrapped(const std::string& text) {
   return lines + "\n";
 }
 
-Json RuleToJson(const CheckRule& rule) {
-  return {{"code", rule.code},
+Json RuleToJson(const MessageRow& rule) {
+  return {{"code", rule.text},
           {"severity", SeverityName(rule.severity)},
           {"title", rule.title},
           {"story", rule.story}};
@@ -33,24 +32,23 @@ Json RuleToJson(const CheckRule& rule) {
 
 ExitCode Run(Context& context, const std::vector<std::string>& codes) {
   context.data["rules"] = Json::array();
-  if (codes.empty()) {
-    for (const CheckRule& rule : CheckRules()) {
-      context.Print("{:<16}  {:<7}  {}\n", rule.code, SeverityName(rule.severity), rule.title);
-      context.data["rules"].push_back(RuleToJson(rule));
-    }
-    return ExitCode::kDone;
-  }
   std::vector<std::string> known;
-  for (const CheckRule& rule : CheckRules()) known.push_back(rule.code);
+  for (const MessageRow& row : MessageTable()) {
+    if (!row.is_rule()) continue;
+    known.emplace_back(row.text);
+    if (!codes.empty()) continue;
+    context.Print("{:<16}  {:<7}  {}\n", row.text, SeverityName(row.severity), row.title);
+    context.data["rules"].push_back(RuleToJson(row));
+  }
   for (const std::string& given : codes) {
     std::string code = given;
     for (char& c : code) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    const CheckRule* rule = FindCheckRule(code);
-    if (!rule) {
-      Fail(ExitCode::kUsage,
-           Message("USAGE", "", fmt::format("there is no rule '{}'", given)).Hint(DidYouMean(code, known)));
+    const MessageRow* rule = FindRow(code);
+    if (!rule || !rule->is_rule()) {
+      Fail(ExitCode::kUsage, Message(Code::kUsage, "", fmt::format("there is no rule '{}'", given))
+                                 .Hint(DidYouMean(code, known)));
     }
-    context.Print("{} ({}): {}\n{}", rule->code, SeverityName(rule->severity), rule->title,
+    context.Print("{} ({}): {}\n{}", rule->text, SeverityName(rule->severity), rule->title,
                   Wrapped(rule->story));
     context.data["rules"].push_back(RuleToJson(*rule));
   }

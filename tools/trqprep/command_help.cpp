@@ -29,7 +29,7 @@ ExitCode Run(Context& context, CommandTree& tree, const Options& options) {
       }
       if (!next) {
         Fail(ExitCode::kUsage,
-             Message("USAGE", "", "unknown command '" + word + "'")
+             Message(Code::kUsage, "", "unknown command '" + word + "'")
                  .Hint(names.empty() ? "'trqprep help' lists the commands" : DidYouMean(word, names)));
       }
       app = next;

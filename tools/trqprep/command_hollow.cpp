@@ -89,14 +89,14 @@ int CountSealed(Context& context, const std::string& input, const std::vector<Su
                          ? fmt::format("the cavity of {} {}3 has {}", Plain(largest, 3), unit, lacks)
                          : fmt::format("{} cavities lack a vent or a drain; the largest, of {} {}3, has {}",
                                        sealed, Plain(largest, 3), unit, lacks);
-  context.Warn(Message("SEALED-VOID", input, text + "; resin stays inside")
+  context.Warn(Message(Code::kSealedVoid, input, text + "; resin stays inside")
                    .Hint("'trqprep vents find' shows places, 'trqprep vents add' makes one"));
   return sealed;
 }
 
 ExitCode Run(Context& context, const Options& options) {
   if (options.both && options.inner_only) {
-    Fail(ExitCode::kUsage, Message("USAGE", "", "--both and --inner-only exclude each other"));
+    Fail(ExitCode::kUsage, Message(Code::kUsage, "", "--both and --inner-only exclude each other"));
   }
   const MeshFormat format = OutputFormat(options.output, options.format);
   InputMesh input = ReadMesh(context, options.input);
@@ -109,12 +109,12 @@ ExitCode Run(Context& context, const Options& options) {
   CTL& mesh = *input.mesh;
   const auto limit = static_cast<float>(options.limit->In(input.units, context.units()));
   if (!(limit > 0) || !std::isfinite(limit)) {
-    Fail(ExitCode::kUsage, Message("USAGE", "", "--limit must be above 0"));
+    Fail(ExitCode::kUsage, Message(Code::kUsage, "", "--limit must be above 0"));
   }
   const Topology outside = AnalyseTopology(mesh);
   if (!std::all_of(outside.surfaces.begin(), outside.surfaces.end(),
                    [](const Surface& s) { return s.closed; })) {
-    context.Warn(Message("OPEN-EDGES", options.input,
+    context.Warn(Message(Code::kOpenEdges, options.input,
                          fmt::format("the surface is not closed ({} open edges); inside and outside are "
                                      "uncertain",
                                      outside.open_edges))
@@ -122,8 +122,9 @@ ExitCode Run(Context& context, const Options& options) {
   }
   const double before = input.volume();
   if (before < 0) {
-    context.Warn(Message("INVERTED", options.input, "the facets face inward, so the skin is pushed outward")
-                     .Hint("turn the facets where the part was drawn"));
+    context.Warn(
+        Message(Code::kInverted, options.input, "the facets face inward, so the skin is pushed outward")
+            .Hint("turn the facets where the part was drawn"));
   }
 
   ShowProgress("pushing the vertices inward", 0.1);
@@ -133,7 +134,7 @@ ExitCode Run(Context& context, const Options& options) {
   const Push push = PushOf(mesh);
   if (!std::isfinite(push.mean)) {
     Fail(ExitCode::kInput,
-         Message("MESH-NAN", options.input, "a vertex has no direction in which to be pushed")
+         Message(Code::kMeshNan, options.input, "a vertex has no direction in which to be pushed")
              .Hint("'trqprep check' shows facets without area"));
   }
   std::unique_ptr<CTL> inner = InnerSkin(mesh);
@@ -150,7 +151,7 @@ ExitCode Run(Context& context, const Options& options) {
   const int facets = mesh.num_triangles();
   if (!options.inner_only && facets > 2147483647 / 2) {
     Fail(ExitCode::kInput,
-         Message("MESH-TOO-LARGE", options.input, "the hollow part would have too many facets"));
+         Message(Code::kMeshTooLarge, options.input, "the hollow part would have too many facets"));
   }
   if (options.inner_only) {
     WriteMesh(context, *inner, options.output, format);

@@ -21,7 +21,7 @@ ExitCode Run(Context& context, const std::vector<std::string>& paths) {
       if (!kind) {
         const std::string known = fmt::format("{}", fmt::join(KindNames(), ", "));
         Fail(ExitCode::kInput,
-             Message("INPUT-UNKNOWN", path, "is of no kind that is known").Hint("known are " + known));
+             Message(Code::kInputUnknown, path, "is of no kind that is known").Hint("known are " + known));
       }
       entry["type"] = kind->name;
       kind->describe(context, head, entry);
@@ -29,7 +29,7 @@ ExitCode Run(Context& context, const std::vector<std::string>& paths) {
       context.text.resize(printed);
       context.Say(failure.message);
       exit = failure.exit;
-      entry = Json{{"file", TextToJson(path)}, {"error", failure.message.code}};
+      entry = Json{{"file", TextToJson(path)}, {"error", RowOf(failure.message.code).text}};
     }
     files.push_back(entry);
   }

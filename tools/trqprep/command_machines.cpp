@@ -33,7 +33,7 @@ ExitCode Run(Context& context, const Options& options) {
   constexpr int kNone = -1;
   const int wanted = is_profile || all ? kNone : FindMachineByName(options.name).value_or(kNone);
   if (!all && !is_profile && wanted == kNone) {
-    Fail(ExitCode::kUsage, Message("MACHINE-UNKNOWN", "", "there is no machine '" + options.name + "'")
+    Fail(ExitCode::kUsage, Message(Code::kMachineUnknown, "", "there is no machine '" + options.name + "'")
                                .Hint(DidYouMean(options.name, names)));
   }
   context.data["machines"] = Json::array();

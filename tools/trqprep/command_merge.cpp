@@ -30,7 +30,7 @@ ExitCode Run(Context& context, const Options& options) {
     if (merged.mesh->num_triangles() > 2147483647 - input.mesh->num_triangles() ||
         merged.mesh->num_vertices() > 2147483646 - input.mesh->num_vertices()) {
       Fail(ExitCode::kInput,
-           Message("MESH-TOO-LARGE", options.inputs[i], "the merged mesh would have too many facets"));
+           Message(Code::kMeshTooLarge, options.inputs[i], "the merged mesh would have too many facets"));
     }
     merged.mesh->combine(input.mesh.get());
   }

@@ -60,8 +60,9 @@ ExitCode Run(Context& context, const Options& options) {
     }
   }
   if (shown == 0) {
-    Fail(ExitCode::kUsage, Message("STYLE-PARAMETER", "", "no parameter matches '" + options.pattern + "'")
-                               .Hint(DidYouMean(options.pattern, names)));
+    Fail(ExitCode::kUsage,
+         Message(Code::kStyleParameter, "", "no parameter matches '" + options.pattern + "'")
+             .Hint(DidYouMean(options.pattern, names)));
   }
   return ExitCode::kDone;
 }

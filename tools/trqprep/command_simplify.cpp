@@ -24,7 +24,7 @@ ExitCode Run(Context& context, const Options& options) {
   const int facets_before = mesh.num_triangles();
   const double volume_before = input.volume();
   if (mesh.approximate(static_cast<int>(options.facets)) == 0) {
-    context.Warn(Message("SIMPLIFY-NOTHING", options.input,
+    context.Warn(Message(Code::kSimplifyNothing, options.input,
                          fmt::format("has only {} facets; nothing was simplified", facets_before)));
   }
   RequireFacets(mesh, options.input, fmt::format("simplifying to about {} facets", options.facets).c_str());

@@ -53,9 +53,9 @@ std::optional<std::uint64_t> FirstDifference(const std::string& path, const std:
                                              std::uint64_t reserved, std::uint64_t end) {
   using File = std::unique_ptr<FILE, int (*)(FILE*)>;
   const File a(std::fopen(path.c_str(), "rb"), std::fclose);
-  if (!a) Fail(ExitCode::kInput, Message("INPUT-UNREADABLE", path, SystemText(errno)));
+  if (!a) Fail(ExitCode::kInput, Message(Code::kInputUnreadable, path, SystemText(errno)));
   const File b(std::fopen(other.c_str(), "rb"), std::fclose);
-  if (!b) Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", other, SystemText(errno)));
+  if (!b) Fail(ExitCode::kOutput, Message(Code::kOutputUnwritable, other, SystemText(errno)));
   for (std::uint64_t i = 0; i < end; ++i) {
     const int byte = std::getc(a.get());
     const int again = std::getc(b.get());
@@ -83,7 +83,7 @@ ExitCode Verify(Context& context, const Options& options) {
     const std::uint64_t table = file.reserved_offset() + slc::kReservedSize;
     const std::uint64_t layers = table + 1 + sizeof(trq::SlcTableEntry) * file.model->table.size();
     const char* where = *difference < table ? "header" : *difference < layers ? "sampling table" : "layers";
-    context.Error(Message("SLC-DIFFERS", options.input,
+    context.Error(Message(Code::kSlcDiffers, options.input,
                           fmt::format("loaded and saved again, the {} differ at byte {}", where, *difference))
                       .At({{"byte", *difference}}));
     context.Print("{}: differs\n", OneLine(options.input));
@@ -121,7 +121,7 @@ std::size_t LayerAt(const ContourFile& file, double z) {
   if (!found || !(z <= high + tolerance)) {
     const char* unit = UnitsName(file.units);
     Fail(ExitCode::kUsage,
-         Message("USAGE", file.path, fmt::format("no layer is at z {} {}", Plain(z, 5), unit))
+         Message(Code::kUsage, file.path, fmt::format("no layer is at z {} {}", Plain(z, 5), unit))
              .Hint(fmt::format("the layers reach from z {} to {} {}", Plain(low, 5), Plain(high, 5), unit)));
   }
   return *found;
@@ -129,15 +129,16 @@ std::size_t LayerAt(const ContourFile& file, double z) {
 
 ExitCode Svg(Context& context, const Options& options) {
   if ((options.layer == 0) == !options.z) {
-    Fail(ExitCode::kUsage, Message("USAGE", "", "say either --layer or --z"));
+    Fail(ExitCode::kUsage, Message(Code::kUsage, "", "say either --layer or --z"));
   }
   const ContourFile file = ReadContours(context, options.input);
   std::size_t index = 0;
   if (options.z) {
     index = LayerAt(file, options.z->In(file.units, context.units()));
   } else if (static_cast<std::uint64_t>(options.layer) > file.layer_count()) {
-    Fail(ExitCode::kUsage, Message("USAGE", options.input, fmt::format("there is no layer {}", options.layer))
-                               .Hint(fmt::format("the file has {} layers", file.layer_count())));
+    Fail(ExitCode::kUsage,
+         Message(Code::kUsage, options.input, fmt::format("there is no layer {}", options.layer))
+             .Hint(fmt::format("the file has {} layers", file.layer_count())));
   } else {
     index = static_cast<std::size_t>(options.layer) - 1;
   }
@@ -217,13 +218,13 @@ void TurnLayers(slc& model, const std::function<float(float)>& reflect) {
 
 ExitCode Mirror(Context& context, const Options& options) {
   if (options.plane && options.beside) {
-    Fail(ExitCode::kUsage, Message("USAGE", "", "--plane and --beside exclude each other"));
+    Fail(ExitCode::kUsage, Message(Code::kUsage, "", "--plane and --beside exclude each other"));
   }
   const ContourFile file = ReadContours(context, options.input);
   const ContourSummary summary = Summarize(context, file);
   if (summary.not_finite > 0) {
     Fail(ExitCode::kInput,
-         Message("SLC-NAN", options.input, "vertices that are not finite cannot be mirrored"));
+         Message(Code::kSlcNan, options.input, "vertices that are not finite cannot be mirrored"));
   }
   KeepReserved(file);
   const std::size_t coordinate = static_cast<std::size_t>(options.axis[0] - 'x');
@@ -255,7 +256,7 @@ ExitCode Mirror(Context& context, const Options& options) {
     return std::array<double, 2>{sum - upper, sum - lower};
   });
   if (!SetHeader(mirrored, header)) {
-    context.Warn(Message("SLC-HEADER", options.output, "the header has no room for the new extents"));
+    context.Warn(Message(Code::kSlcHeader, options.output, "the header has no room for the new extents"));
   }
   WriteContours(context, mirrored, options.output);
   const auto extent = [&](double value) { return NumberToJson(static_cast<float>(value)); };

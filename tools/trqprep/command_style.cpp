@@ -36,7 +36,7 @@ std::vector<std::size_t> SelectParameters(const StyleDocument& style, const std:
     if (parameter.named) names.push_back(parameter.name);
   }
   Fail(ExitCode::kUsage,
-       Message("STYLE-PARAMETER", "",
+       Message(Code::kStyleParameter, "",
                IsGlob(pattern) ? "no parameter matches '" + pattern + "'"
                                : "there is no parameter '" + pattern + "'")
            .Hint(IsGlob(pattern) ? "'trqprep params' lists the names" : DidYouMean(pattern, names)));
@@ -84,7 +84,7 @@ ExitCode FinishEdit(Context& context, const StyleFile& file, const StyleDocument
   for (const StyleDifference& lost : LostInFile(edited)) {
     const FieldDifference& field = lost.fields.front();
     context.Error(
-        Message("STYLE-REFUSED", file.path,
+        Message(Code::kStyleRefused, file.path,
                 fmt::format("{}: the {} layout cannot hold {} {}; it would be read as {}", lost.name,
                             StyleLayoutName(edited.layout), field.field, field.before, field.after))
             .At({{"parameter", lost.name}}));

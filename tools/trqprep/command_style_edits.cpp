@@ -28,7 +28,7 @@ ExitCode New(Context& context, StyleKind kind, const NewOptions& options) {
   StyleDocument style = NewStyle(kind);
   const std::optional<int> machine = FindMachineByName(options.machine);
   if (!machine) {
-    Fail(ExitCode::kUsage, Message("MACHINE-UNKNOWN", "", "there is no machine '" + options.machine + "'")
+    Fail(ExitCode::kUsage, Message(Code::kMachineUnknown, "", "there is no machine '" + options.machine + "'")
                                .Hint(DidYouMean(options.machine, MachineNames())));
   }
   style.FindWord("machine_type")->number = Number(static_cast<std::int32_t>(*machine));
@@ -37,13 +37,13 @@ ExitCode New(Context& context, StyleKind kind, const NewOptions& options) {
   if (options.layer_thickness) {
     const float thickness = static_cast<float>(*options.layer_thickness);
     if (!(thickness >= 0) || std::isinf(thickness)) {
-      Fail(ExitCode::kUsage, Message("USAGE", "", "--layer-thickness is below 0 or too large"));
+      Fail(ExitCode::kUsage, Message(Code::kUsage, "", "--layer-thickness is below 0 or too large"));
     }
     style.FindWord("layer_thickness")->number = Number(thickness);
   }
   for (const StyleDifference& lost : LostInFile(style)) {
     Fail(ExitCode::kUsage,
-         Message("STYLE-REFUSED", "", fmt::format("{} is too long for its field", lost.name))
+         Message(Code::kStyleRefused, "", fmt::format("{} is too long for its field", lost.name))
              .Hint("the file keeps 511 bytes of it"));
   }
   WriteStyle(style, options.output, context.options.force);
@@ -58,7 +58,7 @@ ExitCode New(Context& context, StyleKind kind, const NewOptions& options) {
 // --- set ---------------------------------------------------------------------------------------------------
 
 [[noreturn]] void FailValue(const std::string& name, const std::string& text, const std::string& why) {
-  Fail(ExitCode::kUsage, Message("STYLE-VALUE", "", fmt::format("{}={}: {}", name, text, why))
+  Fail(ExitCode::kUsage, Message(Code::kStyleValue, "", fmt::format("{}={}: {}", name, text, why))
                              .Hint("values are stored as typed, in the file's own units: the number alone"));
 }
 
@@ -160,7 +160,7 @@ ExitCode Set(Context& context, StyleKind kind, const SetOptions& options) {
   bool refused = false;
   // All that is wrong is said, and only then is nothing written.
   const auto refuse = [&](const std::string& name, const Refusal& refusal) {
-    context.Error(Message("STYLE-REFUSED", options.file, name + ": " + refusal.text)
+    context.Error(Message(Code::kStyleRefused, options.file, name + ": " + refusal.text)
                       .Hint(refusal.hint)
                       .At({{"parameter", name}}));
     refused = true;
@@ -168,7 +168,7 @@ ExitCode Set(Context& context, StyleKind kind, const SetOptions& options) {
   for (const std::string& assignment : options.assignments) {
     const std::size_t equals = assignment.find('=');
     if (equals == std::string::npos || equals == 0) {
-      Fail(ExitCode::kUsage, Message("USAGE", "", "'" + assignment + "' is no NAME=VALUE")
+      Fail(ExitCode::kUsage, Message(Code::kUsage, "", "'" + assignment + "' is no NAME=VALUE")
                                  .Hint("for example 'Layer Thickness=0.1', in quotes because of the blank"));
     }
     const std::string pattern = assignment.substr(0, equals);
@@ -185,7 +185,7 @@ ExitCode Set(Context& context, StyleKind kind, const SetOptions& options) {
         continue;
       }
       if (record.edit != 1) {
-        context.Warn(Message("STYLE-NOT-EDITABLE", options.file,
+        context.Warn(Message(Code::kStyleNotEditable, options.file,
                              parameter.name + ": the user interface does not let this one be edited")
                          .At({{"parameter", parameter.name}}));
       }
@@ -229,11 +229,11 @@ ExitCode Copy(Context& context, StyleKind kind, const CopyOptions& options) {
         edited.parameters[i].record = source.style.parameters[i].record;
       } else if (IsGlob(pattern)) {
         // A pattern means what can be copied.
-        context.Note(Message("STYLE-SKIPPED", options.to, name + ": " + refusal.text)
+        context.Note(Message(Code::kStyleSkipped, options.to, name + ": " + refusal.text)
                          .Hint(refusal.hint)
                          .At({{"parameter", name}}));
       } else {
-        context.Error(Message("STYLE-REFUSED", options.to, name + ": " + refusal.text)
+        context.Error(Message(Code::kStyleRefused, options.to, name + ": " + refusal.text)
                           .Hint(refusal.hint)
                           .At({{"parameter", name}}));
         refused = true;
@@ -259,7 +259,7 @@ ExitCode Import(Context& context, StyleKind kind, const std::string& path, const
   try {
     json = ParseJson(ReadJsonText(path));
   } catch (const JsonMistake& mistake) {
-    Message message("STYLE-JSON", path, mistake.text);
+    Message message(Code::kStyleJson, path, mistake.text);
     if (mistake.byte) message.At({{"byte", *mistake.byte}});
     Fail(ExitCode::kInput, message);
   }
@@ -271,10 +271,10 @@ ExitCode Import(Context& context, StyleKind kind, const std::string& path, const
   const float version = style.FindWord("file_version")->number.AsFloat();
   if (version != 3.01f && !(version == 4.0f && kind == StyleKind::kBuild)) {
     Fail(ExitCode::kInput,
-         Message("STYLE-JSON", path, fmt::format("\"file_version\" is {}, not 3.01", version)));
+         Message(Code::kStyleJson, path, fmt::format("\"file_version\" is {}, not 3.01", version)));
   }
   if (!missing.empty()) {
-    context.Warn(Message("STYLE-JSON", path,
+    context.Warn(Message(Code::kStyleJson, path,
                          fmt::format("{} parameters are not given and keep the values of a new style, "
                                      "the first is '{}'",
                                      missing.size(), missing.front())));
@@ -282,7 +282,7 @@ ExitCode Import(Context& context, StyleKind kind, const std::string& path, const
   for (const StyleDifference& lost : LostInFile(style)) {
     const FieldDifference& field = lost.fields.front();
     Fail(ExitCode::kInput,
-         Message("STYLE-JSON", path,
+         Message(Code::kStyleJson, path,
                  fmt::format("{}: the file cannot hold {} {}; it would be read as {}", lost.name, field.field,
                              field.before, field.after))
              .Hint(lost.name == "QC Min Large Thick Skin Width"
@@ -309,22 +309,23 @@ struct UpgradeOptions {
 ExitCode Upgrade(Context& context, StyleKind kind, const UpgradeOptions& options) {
   const StyleFile file = LoadStyle(context, options.file, kind);
   if (file.layout != StyleLayout::kLegacy && !options.units.empty()) {
-    Fail(ExitCode::kUsage, Message("USAGE", "", "--from is for legacy files; this one records its units"));
+    Fail(ExitCode::kUsage,
+         Message(Code::kUsage, "", "--from is for legacy files; this one records its units"));
   }
   if (file.layout == StyleLayout::k301) {
-    context.Note(Message("STYLE-LAYOUTS", options.file, "has the 301 layout already"));
+    context.Note(Message(Code::kStyleLayouts, options.file, "has the 301 layout already"));
   }
   StyleDocument upgraded = AsRead(file);
   if (file.layout == StyleLayout::kLegacy) {
     if (!options.units.empty()) {
       upgraded.FindText("units")->text = options.units;
     } else {
-      context.Warn(Message("STYLE-UNITS", options.file, "does not record its units; taken as inches")
+      context.Warn(Message(Code::kStyleUnits, options.file, "does not record its units; taken as inches")
                        .Hint("--from mm says otherwise"));
     }
   }
   for (const RewriteChanges::Entry& entry : ChangesByRewriting(file).lost) {
-    context.Warn(Message("STYLE-LOST", options.file, fmt::format("{}: {}", entry.name, entry.text))
+    context.Warn(Message(Code::kStyleLost, options.file, fmt::format("{}: {}", entry.name, entry.text))
                      .At({{"byte", entry.offset}}));
   }
   const ExitCode exit = FinishEdit(context, file, upgraded, options.edit);
@@ -354,12 +355,12 @@ ExitCode ConvertFile(Context& context, StyleKind kind, const UnitsOptions& optio
     const auto stated = UnitsFromName(units->text);
     if (from.empty() && !stated) {
       Fail(ExitCode::kInput,
-           Message("STYLE-UNITS", options.file,
+           Message(Code::kStyleUnits, options.file,
                    fmt::format("states the units \"{}\", neither mm nor in", OneLine(units->text)))
                .Hint("--from says what they are"));
     }
     if (!from.empty() && stated && units->text != from) {
-      context.Error(Message("STYLE-REFUSED", options.file,
+      context.Error(Message(Code::kStyleRefused, options.file,
                             fmt::format("its units text says {}, not {}", units->text, from))
                         .Hint("leave --from away"));
       return ExitCode::kNo;
@@ -368,7 +369,7 @@ ExitCode ConvertFile(Context& context, StyleKind kind, const UnitsOptions& optio
   }
   const Units target = *UnitsFromName(options.to);
   if (from == options.to) {
-    context.Note(Message("STYLE-UNITS", options.file, "has these units already"));
+    context.Note(Message(Code::kStyleUnits, options.file, "has these units already"));
   } else {
     ConvertStyleUnits(edited, target);
   }
@@ -412,8 +413,8 @@ SweepValues ParseSweep(const std::string& text) {
     const std::string key = piece.substr(0, equals);
     const bool is_gap = key == "gap";
     if (equals == std::string::npos || (!is_gap && key != "velocity") || (is_gap ? has_gap : has_velocity)) {
-      Fail(ExitCode::kUsage,
-           Message("USAGE", "", "'" + text + "' is no sweep").Hint("for example --add gap=100,velocity=2.5"));
+      Fail(ExitCode::kUsage, Message(Code::kUsage, "", "'" + text + "' is no sweep")
+                                 .Hint("for example --add gap=100,velocity=2.5"));
     }
     (is_gap ? has_gap : has_velocity) = true;
     RecordValues& record = is_gap ? sweep.gap : sweep.velocity;
@@ -423,7 +424,7 @@ SweepValues ParseSweep(const std::string& text) {
     record.default_value = record.value;
   }
   if (!has_gap || !has_velocity) {
-    Fail(ExitCode::kUsage, Message("USAGE", "", "'" + text + "' lacks the gap or the velocity")
+    Fail(ExitCode::kUsage, Message(Code::kUsage, "", "'" + text + "' lacks the gap or the velocity")
                                .Hint("for example --add gap=100,velocity=2.5"));
   }
   return sweep;
@@ -452,10 +453,10 @@ ExitCode Sweeps(Context& context, const SweepsOptions& options) {
     const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc() || stop != text.data() + text.size() || number < 1) {
       Fail(ExitCode::kUsage,
-           Message("USAGE", "", "--remove takes the number of a sweep, not '" + text + "'"));
+           Message(Code::kUsage, "", "--remove takes the number of a sweep, not '" + text + "'"));
     }
     if (number > sweeps.size()) {
-      context.Error(Message("STYLE-REFUSED", options.file,
+      context.Error(Message(Code::kStyleRefused, options.file,
                             fmt::format("there is no sweep {} in list {}, which has {}", number,
                                         SweepListName(chosen), sweeps.size())));
       return ExitCode::kNo;

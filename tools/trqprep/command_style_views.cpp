@@ -141,7 +141,7 @@ ExitCode Diff(Context& context, StyleKind kind, const std::string& before, const
   const StyleFile b = LoadStyle(context, after, kind);
   const bool same_layout = a.layout == b.layout;
   if (!same_layout) {
-    context.Note(Message("STYLE-LAYOUTS", after,
+    context.Note(Message(Code::kStyleLayouts, after,
                          fmt::format("has the {} layout, the first the {}; both are compared as read",
                                      StyleLayoutName(b.layout), StyleLayoutName(a.layout))));
   }
@@ -174,10 +174,11 @@ Json EntriesToJson(const std::vector<RewriteChanges::Entry>& entries) {
 ExitCode Verify(Context& context, StyleKind kind, const std::string& path) {
   const std::optional<StyleFile> file = ExamineStyle(path, ReadWholeFile(path), kind);
   if (!file || file->kind != kind) {
-    Fail(ExitCode::kInput, Message("STYLE-UNKNOWN", path, fmt::format("is no {} file", StyleKindName(kind)))
-                               .Hint(file ? fmt::format("it is a {}: 'trqprep {} verify'",
-                                                        StyleKindName(file->kind), StyleCommand(file->kind))
-                                          : "'trqprep info' tells what a file holds"));
+    Fail(ExitCode::kInput,
+         Message(Code::kStyleUnknown, path, fmt::format("is no {} file", StyleKindName(kind)))
+             .Hint(file ? fmt::format("it is a {}: 'trqprep {} verify'", StyleKindName(file->kind),
+                                      StyleCommand(file->kind))
+                        : "'trqprep info' tells what a file holds"));
   }
   context.data["file"] = TextToJson(path);
   DescribeStyle(*file, context.data);
@@ -187,35 +188,35 @@ ExitCode Verify(Context& context, StyleKind kind, const std::string& path) {
     good = false;
   };
   if (!file->complete) {
-    complain(Message("STYLE-SHORT", path,
+    complain(Message(Code::kStyleShort, path,
                      fmt::format("ends after {} bytes, inside its {} layout", file->bytes.size(),
                                  StyleLayoutName(file->layout)))
                  .At({{"byte", file->bytes.size()}}));
   } else if (!file->ends_right) {
     const std::size_t expected = file->end + 4;
-    complain(Message("STYLE-LENGTH", path,
+    complain(Message(Code::kStyleLength, path,
                      fmt::format("has {} bytes; its {} layout with checksum takes {}", file->bytes.size(),
                                  StyleLayoutName(file->layout), expected))
                  .At({{"byte", file->end}}));
   }
   if (!file->crc_valid()) {
-    complain(Message("STYLE-CRC", path,
+    complain(Message(Code::kStyleCrc, path,
                      fmt::format("the checksum {:08x} does not match the content ({:08x})", file->stored_crc,
                                  file->computed_crc)));
   }
   RewriteChanges changes;
   if (file->complete) changes = ChangesByRewriting(*file);
   for (const RewriteChanges::Entry& entry : changes.lost) {
-    complain(Message("STYLE-LOST", path, fmt::format("{}: {}", entry.name, entry.text))
+    complain(Message(Code::kStyleLost, path, fmt::format("{}: {}", entry.name, entry.text))
                  .Hint("written again, the file would hold something else here")
                  .At({{"byte", entry.offset}, {"parameter", entry.name}}));
   }
   for (const RewriteChanges::Entry& entry : changes.notes) {
-    context.Note(Message("STYLE-SLACK", path, fmt::format("{}: {}", entry.name, entry.text))
+    context.Note(Message(Code::kStyleSlack, path, fmt::format("{}: {}", entry.name, entry.text))
                      .At({{"byte", entry.offset}, {"parameter", entry.name}}));
   }
   if (file->kind_from_name) {
-    context.Note(Message("STYLE-NAME-DECIDES", path,
+    context.Note(Message(Code::kStyleNameDecides, path,
                          fmt::format("could be either kind of style; taken as a {}", StyleKindName(kind))));
   }
   context.data["lost"] = EntriesToJson(changes.lost);

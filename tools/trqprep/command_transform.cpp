@@ -111,19 +111,19 @@ ExitCode Run(Context& context, const Options& options) {
       try {
         matrix = Compose(step.step(text, mesh, matrix, in), matrix);
       } catch (const std::invalid_argument& error) {
-        Fail(ExitCode::kUsage, Message("USAGE", "", std::string(step.name) + ": " + error.what()));
+        Fail(ExitCode::kUsage, Message(Code::kUsage, "", std::string(step.name) + ": " + error.what()));
       }
       ++steps;
     }
   }
   if (steps == 0)
-    context.Warn(Message("TRANSFORM-NOTHING", "", "no transformation was given; the mesh is copied"));
+    context.Warn(Message(Code::kTransformNothing, "", "no transformation was given; the mesh is copied"));
   const Units wanted = format == MeshFormat::kCtl ? input.units : context.units();
   const double factor = UnitsFactor(input.units, wanted);
   if (wanted != input.units) matrix = Compose(Matrix4::Scaling(factor, factor, factor), matrix);
   if (!ApplyToMesh(mesh, matrix)) {
     Fail(ExitCode::kInput,
-         Message("MESH-NAN", options.input, "the transformation leaves the range of numbers"));
+         Message(Code::kMeshNan, options.input, "the transformation leaves the range of numbers"));
   }
   input.units = wanted;
   RequireFinite(input);

@@ -57,7 +57,7 @@ double CheckOnPart(Context& context, const InputMesh& mesh, const VentEntry& ent
                    std::size_t number) {
   const double distance = DistanceToMesh(*mesh.mesh, entry.point());
   if (distance * UnitsFactor(mesh.units, Units::kMillimetre) > kOnPart) {
-    context.Warn(Message("VD-STALE", file,
+    context.Warn(Message(Code::kVdStale, file,
                          fmt::format("{} {} at {} is {} {} away from the part",
                                      entry.kind() == std::string("unknown") ? "entry" : entry.kind(), number,
                                      PointText(entry.point()), Plain(distance, 4), UnitsName(mesh.units)))
@@ -175,7 +175,7 @@ Point PlaceOf(Context& context, const std::string& text, const std::vector<VentP
     const auto number = ParseWhole(text, 1, static_cast<std::int64_t>(patches->size()));
     return (*patches)[static_cast<std::size_t>(number) - 1].centre;
   } catch (const std::invalid_argument& error) {
-    Fail(ExitCode::kUsage, Message("USAGE", "", std::string(option) + ": " + error.what())
+    Fail(ExitCode::kUsage, Message(Code::kUsage, "", std::string(option) + ": " + error.what())
                                .Hint("three lengths between commas, or the number of a patch that "
                                      "'trqprep vents find' lists"));
   }
@@ -183,7 +183,7 @@ Point PlaceOf(Context& context, const std::string& text, const std::vector<VentP
 
 ExitCode AddEntries(Context& context, const Options& options) {
   if (options.vents.empty() && options.drains.empty()) {
-    Fail(ExitCode::kUsage, Message("USAGE", "", "say --vent or --drain"));
+    Fail(ExitCode::kUsage, Message(Code::kUsage, "", "say --vent or --drain"));
   }
   std::optional<InputMesh> mesh = MeshIfThere(context, options.input);
   const Units units = UnitsOf(context, mesh);
@@ -192,7 +192,7 @@ ExitCode AddEntries(Context& context, const Options& options) {
   std::optional<VentPatches> patches;
   if (mesh) patches = FindVentPatches(*mesh->mesh);
   const double diameter = options.diameter.value_or(Length{3, Units::kMillimetre}).In(units, context.units());
-  if (!(diameter > 0)) Fail(ExitCode::kUsage, Message("USAGE", "", "--diameter must be above 0"));
+  if (!(diameter > 0)) Fail(ExitCode::kUsage, Message(Code::kUsage, "", "--diameter must be above 0"));
   Json added = Json::array();
   const auto add = [&](const std::string& text, bool vent) {
     const std::vector<VentPatch>* among = !patches ? nullptr : vent ? &patches->vents : &patches->drains;
@@ -232,7 +232,7 @@ std::vector<std::size_t> Chosen(const VentsFile& file, const std::vector<std::st
     }
   } catch (const std::invalid_argument& error) {
     Fail(ExitCode::kUsage,
-         Message("USAGE", file.path, error.what()).Hint("'trqprep vents list' numbers the entries"));
+         Message(Code::kUsage, file.path, error.what()).Hint("'trqprep vents list' numbers the entries"));
   }
   if (numbers.empty()) {
     for (std::size_t i = 0; i < file.entries.size(); ++i) chosen.push_back(i);
@@ -244,7 +244,7 @@ std::vector<std::size_t> Chosen(const VentsFile& file, const std::vector<std::st
 
 ExitCode Move(Context& context, const Options& options) {
   if (options.by.empty() && !options.rotate_z) {
-    Fail(ExitCode::kUsage, Message("USAGE", "", "say --by or --rotate-z"));
+    Fail(ExitCode::kUsage, Message(Code::kUsage, "", "say --by or --rotate-z"));
   }
   const std::optional<InputMesh> mesh = MeshIfThere(context, options.input);
   const Units units = UnitsOf(context, mesh);
@@ -254,7 +254,7 @@ ExitCode Move(Context& context, const Options& options) {
       const std::vector<Length> lengths = ParseLengths(options.by, 3);
       for (std::size_t k = 0; k < 3; ++k) by[k] = static_cast<float>(lengths[k].In(units, context.units()));
     } catch (const std::invalid_argument& error) {
-      Fail(ExitCode::kUsage, Message("USAGE", "", std::string("--by: ") + error.what()));
+      Fail(ExitCode::kUsage, Message(Code::kUsage, "", std::string("--by: ") + error.what()));
     }
   }
   VentsFile file = ReadVents(context, SideFileOf(options.input));
@@ -281,7 +281,7 @@ ExitCode Move(Context& context, const Options& options) {
   }
   const VentsFile moved = done == 1 ? ReadVents(context, moving) : VentsFile();
   if (moved.entries.size() != chosen.size()) {
-    Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", moving, "the points cannot be moved"));
+    Fail(ExitCode::kOutput, Message(Code::kOutputUnwritable, moving, "the points cannot be moved"));
   }
   Json entries = Json::array();
   for (std::size_t k = 0; k < chosen.size(); ++k) {
@@ -301,13 +301,13 @@ ExitCode Move(Context& context, const Options& options) {
 
 ExitCode Remove(Context& context, const Options& options) {
   if (options.all != options.numbers.empty()) {
-    Fail(ExitCode::kUsage, Message("USAGE", "", "name the entries to remove, or say --all")
+    Fail(ExitCode::kUsage, Message(Code::kUsage, "", "name the entries to remove, or say --all")
                                .Hint("'trqprep vents list' numbers the entries"));
   }
   VentsFile file = ReadVents(context, SideFileOf(options.input));
   if (options.all) {
     if (!options.output.empty()) {
-      Fail(ExitCode::kUsage, Message("USAGE", "", "--all deletes the file; -o has no meaning with it"));
+      Fail(ExitCode::kUsage, Message(Code::kUsage, "", "--all deletes the file; -o has no meaning with it"));
     }
     MODEL model;
     model.ComponentInfo.text = file.path;
@@ -316,7 +316,7 @@ ExitCode Remove(Context& context, const Options& options) {
     context.current_file.clear();
     struct stat status {};
     if (!kept && stat(file.path.c_str(), &status) == 0) {
-      Fail(ExitCode::kOutput, Message("OUTPUT-UNWRITABLE", file.path, "cannot be deleted"));
+      Fail(ExitCode::kOutput, Message(Code::kOutputUnwritable, file.path, "cannot be deleted"));
     }
     context.data["removed"] = kept ? 0 : file.entries.size();
     context.data["deleted"] = !kept;

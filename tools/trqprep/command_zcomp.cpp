@@ -33,7 +33,7 @@ std::unique_ptr<CTL> ReadBack(const std::string& path, Units units) {
   int accept_partial = 0;
   const int code = units == Units::kInch ? trq::units::kInch : trq::units::kMillimetre;
   if (!file || mesh->LoadSTLFile(file.get(), code, &accept_partial, 0, 1e-4f, 0) != 0) {
-    Fail(ExitCode::kOutput, Message("OUTPUT-SHORT", path, "does not read back as it was written"));
+    Fail(ExitCode::kOutput, Message(Code::kOutputShort, path, "does not read back as it was written"));
   }
   return mesh;
 }
@@ -50,8 +50,9 @@ TRQ_TYPE MachineOf(const std::string& text) {
     if (same || text == std::to_string(static_cast<int>(row.type))) return row.type;
     names.push_back(name);
   }
-  Fail(ExitCode::kUsage,
-       Message("MACHINE-UNKNOWN", "", "there is no machine '" + text + "'").Hint(DidYouMean(text, names)));
+  Fail(
+      ExitCode::kUsage,
+      Message(Code::kMachineUnknown, "", "there is no machine '" + text + "'").Hint(DidYouMean(text, names)));
 }
 
 bool IgnoreBox(const std::string&, void*) { return true; }
@@ -63,7 +64,7 @@ void ReadStyle(Context& context, const std::string& path, KVBUILDSTYLE& style) {
   context.box_filter = nullptr;
   style.closeBuildStyleFile();
   if (code != trq::style_file::kOk) {
-    Fail(ExitCode::kInput, Message("STYLE-CRC", path, "is no build style, or its checksum does not match")
+    Fail(ExitCode::kInput, Message(Code::kStyleCrc, path, "is no build style, or its checksum does not match")
                                .Hint("copy the file again from where it came"));
   }
 }
@@ -89,7 +90,7 @@ double HeightOf(Context& context, const Options& options, Units units) {
   context.data["style_units"] = unit;
   if (layers <= 0) {
     Fail(ExitCode::kInput,
-         Message("ZCOMP-NO-HEIGHT", options.style,
+         Message(Code::kZcompNoHeight, options.style,
                  fmt::format("the style gives no height on a {}: its correction is {} layers of {} {}", name,
                              layers, Plain(thickness, 5), unit))
              .Hint("its down hatches and fills cure no deeper than a layer, or Dp, Ec or thickness is 0"));
@@ -101,11 +102,12 @@ double HeightOf(Context& context, const Options& options, Units units) {
 
 ExitCode Run(Context& context, const Options& options) {
   if (options.style.empty() == !options.height) {
-    Fail(ExitCode::kUsage, Message("USAGE", "", "say either --height or --style"));
+    Fail(ExitCode::kUsage, Message(Code::kUsage, "", "say either --height or --style"));
   }
   if (options.style.empty() &&
       (!options.machine.empty() || !options.style_units.empty() || options.spacing)) {
-    Fail(ExitCode::kUsage, Message("USAGE", "", "--machine, --style-units and --spacing go with --style"));
+    Fail(ExitCode::kUsage,
+         Message(Code::kUsage, "", "--machine, --style-units and --spacing go with --style"));
   }
   const MeshFormat format = OutputFormat(options.output, options.format);
   InputMesh input = ReadMesh(context, options.input);
@@ -115,13 +117,13 @@ ExitCode Run(Context& context, const Options& options) {
   const auto height = static_cast<float>(options.height ? options.height->In(input.units, context.units())
                                                         : HeightOf(context, options, input.units));
   if (!(height > 0) || !std::isfinite(height)) {
-    Fail(ExitCode::kUsage, Message("USAGE", "", "--height must be above 0"));
+    Fail(ExitCode::kUsage, Message(Code::kUsage, "", "--height must be above 0"));
   }
   CTL& mesh = *input.mesh;
   const char* unit = UnitsName(input.units);
   const double part_height = input.box().Size()[2];
   if (height >= part_height) {
-    context.Warn(Message("ZCOMP-HIGH", options.input,
+    context.Warn(Message(Code::kZcompHigh, options.input,
                          fmt::format("the facets are raised by {} {}, and the part is only {} {} high",
                                      Plain(height, 4), unit, Plain(part_height, 4), unit))
                      .Hint("is the height in the right unit?"));
@@ -130,7 +132,7 @@ ExitCode Run(Context& context, const Options& options) {
   int raised = 0;
   for (int i = 0; i < facets; ++i) raised += FacesDown(mesh, i) ? 1 : 0;
   if (raised == 0) {
-    context.Warn(Message("ZCOMP-NOTHING", options.input, "no facet faces down; the mesh is copied"));
+    context.Warn(Message(Code::kZcompNothing, options.input, "no facet faces down; the mesh is copied"));
   }
   const FixedNameFile file("ChikiChikiBumBum.stl", 84 + 50 * static_cast<std::uint64_t>(facets),
                            [&] { mesh.ShiftTrianglesInZForZComp(height, 0); });

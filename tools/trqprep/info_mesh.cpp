@@ -46,7 +46,8 @@ void DescribeMeshFile(Context& context, const FileHead& file, Json& data) {
       data["crc_valid"] = valid;
       context.Print("  CRC       {}\n", valid ? "valid" : "does not match the facets");
       if (!valid)
-        context.Warn(Message("STL-CRC", file.path, "the checksum in the header does not match the facets"));
+        context.Warn(
+            Message(Code::kStlCrc, file.path, "the checksum in the header does not match the facets"));
     }
   }
   if (input.format == MeshFormat::kCtl) {

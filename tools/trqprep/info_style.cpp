@@ -25,7 +25,7 @@ void DescribeStyleFile(Context& context, const FileHead& head, Json& data) {
   const StyleFile file = Examine(head).value();
   DescribeStyle(file, data);
   if (!file.complete) {
-    Fail(ExitCode::kInput, Message("STYLE-SHORT", head.path,
+    Fail(ExitCode::kInput, Message(Code::kStyleShort, head.path,
                                    fmt::format("ends after {} bytes, inside its {} layout", file.bytes.size(),
                                                StyleLayoutName(file.layout)))
                                .Hint("copy the file again from where it came"));
@@ -48,7 +48,7 @@ void DescribeStyleFile(Context& context, const FileHead& head, Json& data) {
     context.Print("  CRC       {:08x}, {}\n", file.stored_crc,
                   file.crc_valid() ? "valid" : "does not match the content");
     if (!file.crc_valid() || !file.ends_right) {
-      context.Warn(Message("STYLE-CRC", head.path,
+      context.Warn(Message(Code::kStyleCrc, head.path,
                            fmt::format("the checksum {:08x} does not match the content ({:08x})",
                                        file.stored_crc, file.computed_crc))
                        .Hint(fmt::format("'trqprep {} verify' tells more", StyleCommand(file.kind))));
@@ -56,7 +56,7 @@ void DescribeStyleFile(Context& context, const FileHead& head, Json& data) {
   }
   if (file.kind_from_name) {
     context.Note(Message(
-        "STYLE-NAME-DECIDES", head.path,
+        Code::kStyleNameDecides, head.path,
         fmt::format("could be either kind of style; taken as a {} by its name", StyleKindName(file.kind))));
   }
 }

@@ -6,8 +6,8 @@ namespace trqprep {
 void DescribeVentsFile(Context& context, const FileHead& head, Json& data) {
   const VentsFile file = ReadVents(context, head.path);
   if (file.entries.empty() && !file.bad_lines.empty()) {
-    Fail(ExitCode::kInput,
-         Message("VD-LINE", head.path, "no line is seven numbers").Hint("is this a vents-and-drains file?"));
+    Fail(ExitCode::kInput, Message(Code::kVdLine, head.path, "no line is seven numbers")
+                               .Hint("is this a vents-and-drains file?"));
   }
   int vents = 0, drains = 0;
   for (const VentEntry& entry : file.entries) {

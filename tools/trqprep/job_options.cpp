@@ -46,8 +46,9 @@ void ChooseMachine(const std::string& name, const std::string& profiles_file, bo
   if (name.empty()) return;
   job.machine = FindMachineByName(name);
   if (job.machine) return;
-  Fail(ExitCode::kUsage,
-       Message("MACHINE-UNKNOWN", "", "there is no machine '" + name + "'").Hint(DidYouMean(name, names)));
+  Fail(
+      ExitCode::kUsage,
+      Message(Code::kMachineUnknown, "", "there is no machine '" + name + "'").Hint(DidYouMean(name, names)));
 }
 
 }  // namespace
@@ -97,7 +98,7 @@ Job JobOptions::Get(const Context& context) const {
           name == "json" || name == "yes") {
         continue;
       }
-      Fail(ExitCode::kUsage, Message("USAGE", argument_values_[0],
+      Fail(ExitCode::kUsage, Message(Code::kUsage, argument_values_[0],
                                      fmt::format("--{} does not go with a job file, which says it all", name))
                                  .Hint("change it in the job file"));
     }
@@ -115,7 +116,7 @@ Job JobOptions::Get(const Context& context) const {
     if (given == part_options_) job.parts.push_back(ParsePart(lists_.at("part").at(next_part++)));
   }
   if (job.parts.empty()) {
-    Fail(ExitCode::kUsage, Message("USAGE", "", "no part was given").Hint("name STL or CTL files"));
+    Fail(ExitCode::kUsage, Message(Code::kUsage, "", "no part was given").Hint("name STL or CTL files"));
   }
   for (const JobField<Job>& field : JobFields()) {
     const auto* styles = std::get_if<std::vector<StyleRequest> Job::*>(&field.member);

@@ -109,7 +109,7 @@ TEST_F(BuildTest, AnExistingFolderIsRefusedBeforeAnyWork) {
     FAIL() << "the folder was taken";
   } catch (const Failure& failure) {
     EXPECT_EQ(failure.exit, ExitCode::kOutput);
-    EXPECT_EQ(failure.message.code, "OUTPUT-EXISTS");
+    EXPECT_EQ(failure.message.code, Code::kOutputExists);
   }
 }
 
@@ -121,7 +121,7 @@ TEST_F(BuildTest, WithoutAPlacementTheObserverHearsTheReason) {
   EXPECT_FALSE(report.placed());
   EXPECT_FALSE(report.written);
   ASSERT_FALSE(observer.messages().empty());
-  EXPECT_EQ(observer.messages().back().code, "TOO-BIG-FOR-VAT");
+  EXPECT_EQ(observer.messages().back().code, Code::kTooBigForVat);
   EXPECT_EQ(Entries(), 0u);
 }
 

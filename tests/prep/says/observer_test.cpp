@@ -25,9 +25,9 @@ class Recorder : public Observer {
 
 TEST(Observer, KeepsMessagesWithTheirSeverity) {
   Observer observer;
-  observer.Note(Message("INTERNAL", "a", "one"));
-  observer.Warn(Message("INTERNAL", "b", "two"));
-  observer.Error(Message("INTERNAL", "c", "three").As(Severity::kNote));
+  observer.Note(Message(Code::kInternal, "a", "one"));
+  observer.Warn(Message(Code::kInternal, "b", "two"));
+  observer.Error(Message(Code::kInternal, "c", "three").As(Severity::kNote));
   ASSERT_EQ(observer.messages().size(), 3u);
   EXPECT_EQ(observer.messages()[0].severity, Severity::kNote);
   EXPECT_EQ(observer.messages()[1].severity, Severity::kWarning);
@@ -67,7 +67,7 @@ TEST(Observer, HearsMessageBoxesOfTheLibrary) {
   const std::vector<std::string> expected{"say Two lines", "ask Go on?", "ask Go on?"};
   EXPECT_EQ(observer.heard, expected);
   ASSERT_EQ(observer.messages().size(), 1u);
-  EXPECT_EQ(observer.messages()[0].code, "LIBRARY-MESSAGE");
+  EXPECT_EQ(observer.messages()[0].code, Code::kLibraryMessage);
   EXPECT_EQ(observer.messages()[0].file, "part.stl");
 }
 

@@ -52,7 +52,7 @@ Json Envelope(const std::string& schema, ExitCode exit, const std::string& units
 
 void SayInterrupted() {
   EraseProgressUnlocked();
-  const Message message("INTERRUPTED", "", "interrupted; nothing was left half written");
+  const Message message(Code::kInterrupted, "", "interrupted; nothing was left half written");
   WriteErrorStreamNow(RenderMessage(message, ErrorStreamHasColour()));
   if (!last_words.json || last_words.said) return;
   Json document = Envelope(last_words.schema, ExitCode::kInterrupted, last_words.units, Json::object());
@@ -93,7 +93,7 @@ constexpr std::size_t kReserve = 256 << 10;
   }
   std::free(reserve);
   RemoveTemporaryPaths();
-  const Message message("NO-MEMORY", last_words.context ? last_words.context->current_file : "",
+  const Message message(Code::kNoMemory, last_words.context ? last_words.context->current_file : "",
                         "there is not enough memory for this");
   EraseProgressUnlocked();
   WriteErrorStreamNow(RenderMessage(message, ErrorStreamHasColour()));
@@ -127,7 +127,7 @@ int Finish(Context& context, const std::string& schema, ExitCode exit) {
     last_words.said = true;
   }
   if (const int error = WriteStandardOutput(result); error != 0) {
-    context.Error(Message("OUTPUT-UNWRITABLE", "standard output", SystemText(error)));
+    context.Error(Message(Code::kOutputUnwritable, "standard output", SystemText(error)));
     if (exit == ExitCode::kDone || exit == ExitCode::kNo) exit = ExitCode::kOutput;
   }
   return static_cast<int>(exit);
@@ -184,12 +184,13 @@ std::optional<Message> LeftOver(const CLI::App& app) {
   const std::string first = rest[after_mark ? 1 : 0];
   if (!after_mark && first.size() > 1 && first[0] == '-') {
     const std::string name = first.substr(0, first.find('='));
-    return Message("USAGE", "", "unknown option " + name).Hint(DidYouMean(name, OptionNames(app)));
+    return Message(Code::kUsage, "", "unknown option " + name).Hint(DidYouMean(name, OptionNames(app)));
   }
   if (!CommandNames(app).empty()) {
-    return Message("USAGE", "", "unknown command '" + first + "'").Hint(DidYouMean(first, CommandNames(app)));
+    return Message(Code::kUsage, "", "unknown command '" + first + "'")
+        .Hint(DidYouMean(first, CommandNames(app)));
   }
-  return Message("USAGE", "", "unexpected argument '" + first + "'").Hint(HelpHint(app));
+  return Message(Code::kUsage, "", "unexpected argument '" + first + "'").Hint(HelpHint(app));
 }
 
 std::optional<Message> FirstLeftOver(const CLI::App& root) {
@@ -247,7 +248,7 @@ ExitCode Run(Context& context, const CommandList& commands, int argc, char** arg
     schema = "trqprep.version/1";
     return ExitCode::kDone;
   } catch (const CLI::ParseError& error) {
-    complaint = Message("USAGE", "", error.what());
+    complaint = Message(Code::kUsage, "", error.what());
   }
   CLI::App& app = DeepestParsed(root);
   schema = SchemaOf(app);
@@ -271,7 +272,7 @@ ExitCode Run(Context& context, const CommandList& commands, int argc, char** arg
   Command* command = tree.Find(&app);
   if (!command || !command->run) {
     Fail(ExitCode::kUsage,
-         Message("USAGE", "",
+         Message(Code::kUsage, "",
                  app.get_parent() ? "'" + PathOf(app) + "' needs a verb" : std::string("no command given"))
              .Hint(app.get_parent() ? "one of " + fmt::format("{}", fmt::join(CommandNames(app), ", "))
                                     : HelpHint(app)));
@@ -304,17 +305,17 @@ int RunCommandLine(const CommandList& commands, int argc, char** argv) {
       exit = failure.exit;
       context.Say(failure.message);
     } catch (const std::bad_alloc&) {
-      context.Error(Message("NO-MEMORY", context.current_file, "there is not enough memory for this"));
+      context.Error(Message(Code::kNoMemory, context.current_file, "there is not enough memory for this"));
     } catch (const std::system_error& error) {
       // The watcher thread did not start: there was no room for it.
-      context.Error(Message("NO-MEMORY", context.current_file, error.what()));
+      context.Error(Message(Code::kNoMemory, context.current_file, error.what()));
     } catch (const std::exception& error) {
       context.Error(
-          Message("INTERNAL", context.current_file, error.what()).Hint("please report this defect"));
+          Message(Code::kInternal, context.current_file, error.what()).Hint("please report this defect"));
     } catch (...) {
       // The library throws a few values that are no exceptions; those that can be expected are met nearer by.
-      context.Error(
-          Message("INTERNAL", context.current_file, "the library gave up").Hint("please report this defect"));
+      context.Error(Message(Code::kInternal, context.current_file, "the library gave up")
+                        .Hint("please report this defect"));
     }
     return Finish(context, schema, exit);
   } catch (const std::bad_alloc&) {

@@ -8,7 +8,7 @@ namespace trqprep {
 bool Context::Ask(const std::string& question) {
   if (options.yes) return true;
   if (CanAsk()) return AskPerson(question);
-  Note(Message("ANSWERED-NO", current_file, question).Hint("--yes answers yes"));
+  Note(Message(Code::kAnsweredNo, current_file, question).Hint("--yes answers yes"));
   return false;
 }
 

@@ -1,0 +1,130 @@
+/// Everything that is said has a code, and every code a row of one table.
+#pragma once
+
+#include <string_view>
+
+namespace trqprep {
+
+enum class Severity { kNote, kWarning, kError };
+
+/// In the order of the table: first the rules of checks, in the order of `explain`, then the others by name.
+// clang-format off
+enum class Code {
+  kStlShort,
+  kStlEmpty,
+  kUnitsDoubt,
+  kOpenEdges,
+  kNonManifold,
+  kInverted,
+  kDegenerate,
+  kTooBigForVat,
+  kOverlap,
+  kNoStyle,
+  kZGap,
+  kZOverlap,
+  kStyleCrc,
+  kStyleRange,
+  kStyleUnitsMix,
+  kMachineMismatch,
+  kLayerMismatch,
+  kSweepCount,
+  kSealedVoid,
+  kVdStale,
+  kAnsweredNo,
+  kBandEmpty,
+  kBuildInvalid,
+  kCheckPartial,
+  kCtlIndex,
+  kCtlInvalid,
+  kCtlTrailing,
+  kInputChanged,
+  kInputFolder,
+  kInputMissing,
+  kInputSpecial,
+  kInputUnknown,
+  kInputUnreadable,
+  kInternal,
+  kInterrupted,
+  kJobFile,
+  kLibraryMessage,
+  kMachineUnknown,
+  kMachinesFile,
+  kMeshEmpty,
+  kMeshInfinite,
+  kMeshNan,
+  kMeshTooLarge,
+  kNoMemory,
+  kNoPlacement,
+  kOutputExists,
+  kOutputFolder,
+  kOutputShort,
+  kOutputUnwritable,
+  kOutsideVat,
+  kSimplifyNothing,
+  kSlcDiffers,
+  kSlcHeader,
+  kSlcNan,
+  kSlcReserved,
+  kSlcShort,
+  kSlcTable,
+  kSlcTrailing,
+  kSlcWinding,
+  kStampLong,
+  kStlAscii,
+  kStlCount,
+  kStlCrc,
+  kStlHeader,
+  kStlTooLarge,
+  kStlTrailing,
+  kStlUnjoined,
+  kStyleJson,
+  kStyleKind,
+  kStyleLayouts,
+  kStyleLegacy,
+  kStyleLength,
+  kStyleLost,
+  kStyleNameDecides,
+  kStyleNotEditable,
+  kStyleParameter,
+  kStyleRefused,
+  kStyleShort,
+  kStyleSkipped,
+  kStyleSlack,
+  kStyleUnits,
+  kStyleUnknown,
+  kStyleValue,
+  kTransformNothing,
+  kUnitsUnknown,
+  kUsage,
+  kVdLine,
+  kVerifyCount,
+  kVerifyFile,
+  kVerifyHash,
+  kZcompHigh,
+  kZcompNoHeight,
+  kZcompNothing,
+};
+// clang-format on
+
+struct MessageRow {
+  Code code;
+  const char* text;  ///< as it is printed, such as STL-SHORT; kept: scripts depend on it
+  Severity severity;
+  unsigned also;      ///< the other severities that it is said with, bits 1 << Severity
+  const char* title;  ///< what it means, in a few words
+  const char* hint;   ///< the next step
+  const char*
+      story;  ///< why it matters, how it is measured, what to do; empty for what is no rule of a check
+  bool is_rule() const { return *story != '\0'; }
+};
+
+struct MessageTable {
+  const MessageRow* begin() const;
+  const MessageRow* end() const;
+};
+
+const MessageRow& RowOf(Code code);
+/// Null for a text that is no code.
+const MessageRow* FindRow(std::string_view text);
+
+}  // namespace trqprep

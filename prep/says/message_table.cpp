@@ -1,0 +1,137 @@
+#include "trqprep/message_table.h"
+
+#include <cstddef>
+#include <iterator>
+
+namespace trqprep {
+namespace {
+
+constexpr Severity kNote = Severity::kNote;
+constexpr Severity kWarning = Severity::kWarning;
+constexpr Severity kError = Severity::kError;
+constexpr unsigned kAlsoNote = 1u << static_cast<unsigned>(kNote);
+constexpr unsigned kAlsoWarning = 1u << static_cast<unsigned>(kWarning);
+constexpr unsigned kAlsoError = 1u << static_cast<unsigned>(kError);
+
+// clang-format off
+constexpr MessageRow kRows[] = {
+    {Code::kStlShort, "STL-SHORT", kError, kAlsoWarning, "a binary STL file holds fewer facets than it announces", "`--accept-partial` uses those present", R"(The 32-bit count behind the header of a binary STL file says how many facets follow; the file ends before them. It was cut while being copied or written. Copy or export it again. --accept-partial uses the facets that are present, which leaves a hole in the part.)"},
+    {Code::kStlEmpty, "STL-EMPTY", kError, kAlsoWarning, "a file without facets", "export the part again", R"(The file is empty or holds no facet, so there is nothing to build. Export the part again.)"},
+    {Code::kUnitsDoubt, "UNITS-DOUBT", kWarning, 0, "the part may be in the other unit", "`--units in` if the file is in inches", R"(STL files do not say what unit they are in. A part whose largest side is below 2 mm, or that would still fit the vat if it were 25.4 times larger, was probably drawn in inches and read as millimetres. Compare the size that is printed in both units, and say --units in, or --to-units when converting.)"},
+    {Code::kOpenEdges, "OPEN-EDGES", kWarning, 0, "the surface has holes", "repair the part where it was drawn", R"(An edge that belongs to one facet only is the rim of a hole. Slicing an open surface gives open contours, and it is not known what is inside. Repair the part where it was drawn, or export it with a finer tolerance.)"},
+    {Code::kNonManifold, "NON-MANIFOLD", kWarning, 0, "edges that do not join exactly two facets in opposite directions", "separate bodies that touch", R"(An edge with more than two facets, or with two facets that wind the same way, makes inside and outside ambiguous. Bodies that touch along an edge do this, and facets with turned normals.)"},
+    {Code::kInverted, "INVERTED", kWarning, 0, "a closed surface is turned inside out", "turn its facets where it was drawn", R"(The facets of a closed surface wind clockwise seen from outside, so its volume is negative, and it does not lie inside another surface as a cavity would. The part would cure everywhere but where it should. Turn its facets where it was drawn.)"},
+    {Code::kDegenerate, "DEGENERATE", kWarning, 0, "facets without area", "`simplify` drops those with two equal corners", R"(Facets with two equal corners or three corners on a line have no normal and cure nothing. A few of them do no harm; many of them hint at an export that was too coarse for the part's size. Converting drops nothing; simplify drops those with equal corners.)"},
+    {Code::kTooBigForVat, "TOO-BIG-FOR-VAT", kError, 0, "the part does not fit the vat", "lay it down, name a larger vat, check its unit", R"(The part is larger than the vat in Z, or larger than it in X and Y however it is turned about Z. Turn the part with `transform`, scale it, or choose a machine with a larger vat.)"},
+    {Code::kOverlap, "OVERLAP", kError, 0, "two pieces overlap seen from above", "another seed, a larger vat", R"(The projections of two placed pieces to the XY plane share more than a contact of 0.001 mm, so they would be built into one another. Facet is tested against facet; boxes are only the quick first test, so parts may nest. Place fewer copies, or choose more --rotations or another --seed.)"},
+    {Code::kNoStyle, "NO-STYLE", kWarning, 0, "a part without build style", "`--style`", R"(Nothing says how the part is to be cured. A build without styles is a placement only. Name a style for all parts with --style F.sty, or for one with part.stl,style=F.sty.)"},
+    {Code::kZGap, "Z-GAP", kError, 0, "a height without style", "a style without a band covers everything", R"(Between the end of one style and the start of the next, or between a stack of styles and the ends of what it has to cover, layers have no style to be built by. Give a style without a band, which covers everything, or extend a band.)"},
+    {Code::kZOverlap, "Z-OVERLAP", kError, 0, "a height with two styles", "make the bands meet", R"(Two styles of one stack cover the same layers, so it is not known which applies. Bands added on the command line never overlap; a folder edited by hand may.)"},
+    {Code::kStyleCrc, "STYLE-CRC", kError, 0, "a style file fails its checksum", "copy it again from where it came", R"(The last four bytes of a style file are the CRC-32 of all before them, and they differ: the file was cut, damaged or edited. Fetch a good copy. If the contents are known to be right, `style set` or `style upgrade` write a file with a fresh checksum.)"},
+    {Code::kStyleRange, "STYLE-RANGE", kWarning, 0, "a parameter outside what its record allows", "`style set`", R"(The value is below the minimum or above the maximum that the record states, or is not among its two or more allowed values. Older programs store such values without complaint. `style set` refuses them.)"},
+    {Code::kStyleUnitsMix, "STYLE-UNITS-MIX", kWarning, 0, "a style that seems to be in another unit than the build", "`style units`", R"(The units text of a recoat style differs from the build's units, or a layer thickness is above 0.02 in an inch build or below 0.02 (and not 0) in a millimetre build. Build style files do not say what unit they are in. `style units --from in --to mm` converts one.)"},
+    {Code::kMachineMismatch, "MACHINE-MISMATCH", kWarning, 0, "a style made for another machine", "choose the machine's own style", R"(The machine type in the style file differs from the build's. Files of the 206 layout carry no machine type for build styles and are not tested.)"},
+    {Code::kLayerMismatch, "LAYER-MISMATCH", kWarning, 0, "build and recoat style disagree about the layer thickness", "choose a recoat style made for the same layers", R"(Over the same Z the thicknesses of the build style and of the recoat style differ by more than 0.000001. A thickness of 0 is unknown and matches everything.)"},
+    {Code::kSweepCount, "SWEEP-COUNT", kError, 0, "a recoat style's sweep count and list disagree", "`recoat sweeps`", R"(The number of sweeps in a recoat file is the maximum of its count record. Where a count record's value or maximum differs from its list's length while either is above 0, the machine and the file disagree about how often the blade passes. `recoat sweeps` keeps them true.)"},
+    {Code::kSealedVoid, "SEALED-VOID", kWarning, 0, "a cavity that resin cannot leave", "`vents find` shows places, `vents add` makes one", R"(A closed inner surface needs a vent near its top and a drain near its bottom, or it stays full of liquid resin. A point of the side file counts for a cavity when it lies within the cavity's extent in X and Y: above its middle as a vent, below as a drain. `vents find` lists places, `vents add` makes one.)"},
+    {Code::kVdStale, "VD-STALE", kWarning, 0, "a vent or drain that is no longer on the part", "`vents move`, `vents remove`", R"(A point of the vents-and-drains side file lies farther than 0.1 mm from the mesh: the part was changed or moved without its side file. `vents list` shows the points, `vents move` and `vents remove` mend them.)"},
+    {Code::kAnsweredNo, "ANSWERED-NO", kNote, 0, "a question of the library was answered no", "`--yes` answers yes", ""},
+    {Code::kBandEmpty, "BAND-EMPTY", kWarning, 0, "a band of Z covers nothing of the part or build and is left out", "Z counts from the floor of the vat", ""},
+    {Code::kBuildInvalid, "BUILD-INVALID", kError, 0, "build.json does not describe a build", "build again", ""},
+    {Code::kCheckPartial, "CHECK-PARTIAL", kNote, 0, "a job's placement and stacks were not tested", "mend the files named before, check again", ""},
+    {Code::kCtlIndex, "CTL-INDEX", kError, 0, "a facet refers to a vertex that the file does not hold", "make the file again", ""},
+    {Code::kCtlInvalid, "CTL-INVALID", kError, 0, "the CTL file is cut or damaged; the text is the library's", "make the file again from its source", ""},
+    {Code::kCtlTrailing, "CTL-TRAILING", kNote, 0, "bytes after the last facet were not read", "none needed", ""},
+    {Code::kInputChanged, "INPUT-CHANGED", kError, 0, "a part changed while it was being built", "build again", ""},
+    {Code::kInputFolder, "INPUT-FOLDER", kError, 0, "a folder stands where a file is wanted", "name the files inside it", ""},
+    {Code::kInputMissing, "INPUT-MISSING", kError, 0, "there is no such file", "check the spelling, seen from the current folder", ""},
+    {Code::kInputSpecial, "INPUT-SPECIAL", kError, 0, "the input is a pipe or a device", "copy it to a file first", ""},
+    {Code::kInputUnknown, "INPUT-UNKNOWN", kError, 0, "the content is of no kind that the tool knows", "check that it is the file you mean", ""},
+    {Code::kInputUnreadable, "INPUT-UNREADABLE", kError, 0, "the file cannot be opened or read", "check its permissions", ""},
+    {Code::kInternal, "INTERNAL", kError, 0, "a defect of the tool", "report it", ""},
+    {Code::kInterrupted, "INTERRUPTED", kError, 0, "SIGINT, SIGTERM or SIGHUP arrived; nothing was left half written", "run again", ""},
+    {Code::kJobFile, "JOB-FILE", kError, 0, "a line of a job file means nothing", "correct the line", ""},
+    {Code::kLibraryMessage, "LIBRARY-MESSAGE", kWarning, 0, "a message box of the library", "as the text says", ""},
+    {Code::kMachineUnknown, "MACHINE-UNKNOWN", kError, 0, "there is no machine of that name", "the hint names what may have been meant", ""},
+    {Code::kMachinesFile, "MACHINES-FILE", kError, 0, "a line of a machine profile file means nothing", "correct the line", ""},
+    {Code::kMeshEmpty, "MESH-EMPTY", kError, 0, "the operation would leave no facet", "ask for more facets", ""},
+    {Code::kMeshInfinite, "MESH-INFINITE", kError, 0, "a coordinate is infinite", "export the part again", ""},
+    {Code::kMeshNan, "MESH-NAN", kError, 0, "a coordinate is not a number", "export the part again", ""},
+    {Code::kMeshTooLarge, "MESH-TOO-LARGE", kError, 0, "the result would have more facets than a mesh can hold", "fewer or simplified parts", ""},
+    {Code::kNoMemory, "NO-MEMORY", kError, 0, "there is not enough memory", "simplify the parts, or divide the work", ""},
+    {Code::kNoPlacement, "NO-PLACEMENT", kError, 0, "the search found no place for all pieces; says how many of them find one", "fewer copies, a larger vat, more rotations, another seed", ""},
+    {Code::kOutputExists, "OUTPUT-EXISTS", kError, 0, "the output exists already", "`--force`, or another name", ""},
+    {Code::kOutputFolder, "OUTPUT-FOLDER", kError, 0, "a folder stands where a file is to be written", "name a file inside it", ""},
+    {Code::kOutputShort, "OUTPUT-SHORT", kError, 0, "the output could not be written completely, or does not read back", "make room on the disk", ""},
+    {Code::kOutputUnwritable, "OUTPUT-UNWRITABLE", kError, 0, "the output cannot be written; the text is the system's", "choose another place", ""},
+    {Code::kOutsideVat, "OUTSIDE-VAT", kError, 0, "a piece reaches out of the vat", "`--drop`, a larger vat", ""},
+    {Code::kSimplifyNothing, "SIMPLIFY-NOTHING", kWarning, 0, "the mesh has no more facets than asked for", "none needed", ""},
+    {Code::kSlcDiffers, "SLC-DIFFERS", kError, 0, "loaded and saved again, a slice-contour file is not the same", "keep the original; report it", ""},
+    {Code::kSlcHeader, "SLC-HEADER", kError, kAlsoWarning, "no header of a slice-contour file; a warning when new extents do not fit the header", "check that it is the file you mean", ""},
+    {Code::kSlcNan, "SLC-NAN", kWarning, kAlsoError, "a contour has a vertex that is not finite; an error where it would have to be mirrored", "slice the part again", ""},
+    {Code::kSlcReserved, "SLC-RESERVED", kNote, 0, "the reserved block of a slice-contour file holds more than zeros", "none needed", ""},
+    {Code::kSlcShort, "SLC-SHORT", kError, 0, "a slice-contour file ends too early; says where", "slice the part again", ""},
+    {Code::kSlcTable, "SLC-TABLE", kError, 0, "the sampling table of a slice-contour file has no entry", "slice the part again", ""},
+    {Code::kSlcTrailing, "SLC-TRAILING", kNote, 0, "bytes behind the terminator of a slice-contour file were not read", "none needed", ""},
+    {Code::kSlcWinding, "SLC-WINDING", kWarning, 0, "the contours of a layer enclose a negative area", "outer contours run counterclockwise, those of holes clockwise", ""},
+    {Code::kStampLong, "STAMP-LONG", kWarning, 0, "the stamped header has no room for the checksum", "none: the file is whole, its stamp cannot be verified", ""},
+    {Code::kStlAscii, "STL-ASCII", kError, kAlsoWarning, "a corner line of an ASCII STL file is none; a warning when the bytes were then read as binary", "correct the line", ""},
+    {Code::kStlCount, "STL-COUNT", kError, 0, "a binary STL file announces no facet", "export the part again", ""},
+    {Code::kStlCrc, "STL-CRC", kWarning, 0, "the checksum in the STL header does not match the facets", "get the file again", ""},
+    {Code::kStlHeader, "STL-HEADER", kError, 0, "the file is shorter than the header of a binary STL file", "export the part again", ""},
+    {Code::kStlTooLarge, "STL-TOO-LARGE", kError, 0, "more than 26 million facets", "simplify the part where it was made", ""},
+    {Code::kStlTrailing, "STL-TRAILING", kNote, 0, "bytes after the last facet were not read", "none needed", ""},
+    {Code::kStlUnjoined, "STL-UNJOINED", kError, 0, "no two facets share a corner", "export the part again", ""},
+    {Code::kStyleJson, "STYLE-JSON", kError, kAlsoWarning, "the document to import is no style, or holds what a file cannot; a warning for parameters it does not give", "correct the place that is named", ""},
+    {Code::kStyleKind, "STYLE-KIND", kError, 0, "a recoat style where a build style is wanted, or the reverse", "the other command", ""},
+    {Code::kStyleLayouts, "STYLE-LAYOUTS", kNote, 0, "the files compared have different layouts, or a file to upgrade has the new one already", "none needed", ""},
+    {Code::kStyleLegacy, "STYLE-LEGACY", kError, 0, "a legacy recoat style is to be changed, but is only read", "`trqprep recoat upgrade` first", ""},
+    {Code::kStyleLength, "STYLE-LENGTH", kError, 0, "bytes stand between a style's layout and the end of its file", "copy the file again from where it came", ""},
+    {Code::kStyleLost, "STYLE-LOST", kError, kAlsoWarning, "a stored value comes out different when the file is written again; a warning when it is about to be", "look at the value that is named", ""},
+    {Code::kStyleNameDecides, "STYLE-NAME-DECIDES", kNote, 0, "the content fits both kinds of style or neither; the file's name decided", "`verify` tells what is wrong with it", ""},
+    {Code::kStyleNotEditable, "STYLE-NOT-EDITABLE", kWarning, 0, "a parameter was set that the user interface does not let be edited", "none needed", ""},
+    {Code::kStyleParameter, "STYLE-PARAMETER", kError, 0, "no parameter has that name or matches that pattern", "the hint names the nearest; `trqprep params` lists them", ""},
+    {Code::kStyleRefused, "STYLE-REFUSED", kError, 0, "a value outside the range or the allowed values, or a parameter that cannot be set; nothing was written", "as the text and the hint say", ""},
+    {Code::kStyleShort, "STYLE-SHORT", kError, 0, "a style file ends inside its layout", "copy the file again from where it came", ""},
+    {Code::kStyleSkipped, "STYLE-SKIPPED", kNote, 0, "a pattern of `copy` means a parameter that cannot be copied", "none needed", ""},
+    {Code::kStyleSlack, "STYLE-SLACK", kNote, 0, "bytes without a meaning (after a text's NUL, in unused fields) are not kept by reading and writing", "none needed", ""},
+    {Code::kStyleUnits, "STYLE-UNITS", kError, kAlsoWarning | kAlsoNote, "the file does not say its units, or has the wanted ones", "`--from` says what they are", ""},
+    {Code::kStyleUnknown, "STYLE-UNKNOWN", kError, 0, "the file begins like no style of that kind", "`trqprep info` tells what it holds", ""},
+    {Code::kStyleValue, "STYLE-VALUE", kError, 0, "a value is no number, or carries a unit", "the number alone, in the file's own units", ""},
+    {Code::kTransformNothing, "TRANSFORM-NOTHING", kWarning, 0, "no transformation was given", "name one", ""},
+    {Code::kUnitsUnknown, "UNITS-UNKNOWN", kWarning, 0, "a CTL file does not say its unit", "`--units mm` or `--units in`", ""},
+    {Code::kUsage, "USAGE", kError, 0, "the command line makes no sense", "the hint names what may have been meant", ""},
+    {Code::kVdLine, "VD-LINE", kWarning, kAlsoError, "a line of a vents-and-drains file is not seven numbers; an error when none is", "correct or remove the line", ""},
+    {Code::kVerifyCount, "VERIFY-COUNT", kError, 0, "a build folder holds other facets or pieces than it says, or elsewhere", "build again", ""},
+    {Code::kVerifyFile, "VERIFY-FILE", kError, 0, "a file of a build folder is missing, or not of the build", "build again", ""},
+    {Code::kVerifyHash, "VERIFY-HASH", kError, 0, "a file of a build folder was changed", "build again", ""},
+    {Code::kZcompHigh, "ZCOMP-HIGH", kWarning, 0, "facets are raised by more than the part is high", "check the unit of the height", ""},
+    {Code::kZcompNoHeight, "ZCOMP-NO-HEIGHT", kError, 0, "a build style gives no height of at least one layer", "check its cure depths, `Dp`, `Ec` and thickness", ""},
+    {Code::kZcompNothing, "ZCOMP-NOTHING", kWarning, 0, "no facet faces down", "none needed", ""},
+};
+// clang-format on
+
+constexpr bool StandInTheirOrder() {
+  std::size_t i = 0;
+  for (const MessageRow& row : kRows) {
+    if (static_cast<std::size_t>(row.code) != i++) return false;
+  }
+  return true;
+}
+static_assert(StandInTheirOrder(), "a row stands at the number of its code");
+
+}  // namespace
+
+const MessageRow* MessageTable::begin() const { return std::begin(kRows); }
+const MessageRow* MessageTable::end() const { return std::end(kRows); }
+
+const MessageRow& RowOf(Code code) { return kRows[static_cast<std::size_t>(code)]; }
+
+const MessageRow* FindRow(std::string_view text) {
+  for (const MessageRow& row : kRows) {
+    if (row.text == text) return &row;
+  }
+  return nullptr;
+}
+
+}  // namespace trqprep
