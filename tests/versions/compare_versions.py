@@ -38,7 +38,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 OLD_REVISION = "c029e52650ca"  # version 0.1.0
 OLD_FLAGS = "-fno-tree-slp-vectorize"
 TIMEOUT = 60
-KEPT_FILE = 1 << 20  # larger files are frozen as their hash alone
+KEPT_FILE = 4 << 20  # larger files are frozen as their hash alone
 
 
 # --- one tool, one scene --------------------------------------------------------------------------------------
