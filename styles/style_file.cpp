@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "foundation/crc32.h"
-#include "host/file_services.h"
 
 trq::StyleStream& trq::StyleStream::operator=(const trq::StyleStream& other) {
   if (this != &other) Release();
@@ -13,7 +12,7 @@ trq::StyleStream& trq::StyleStream::operator=(const trq::StyleStream& other) {
 
 bool trq::StyleStream::Open(const CString& path, const char* mode) {
   Release();
-  stream_ = trq::host::OpenFile(path.str(), mode).release();
+  stream_ = trq::host::OpenFile(path, mode).release();
   opened_here_ = stream_ != nullptr;
   return opened_here_;
 }
@@ -45,8 +44,8 @@ constexpr uint32_t kCrcOfNothing = 0xFFFFFFFFu;
 
 }  // namespace
 
-int FileCrc(const CString& path, int64_t all_but, uint32_t& crc) {
-  const FileHandle stream(host::OpenFile(path.str(), "rb"));
+int FileCrc(const host::SystemPath& path, int64_t all_but, uint32_t& crc) {
+  const FileHandle stream = OpenFile(path, "rb");
   if (!stream) return trq::style_file::kCannotOpen;
   if (std::fseek(stream.get(), 0, SEEK_END) != 0) return trq::style_file::kReadFailed;
   const int64_t length = std::ftell(stream.get());
@@ -63,11 +62,11 @@ int FileCrc(const CString& path, int64_t all_but, uint32_t& crc) {
   return trq::style_file::kOk;
 }
 
-int AppendCrc(const CString& path) {
+int AppendCrc(const host::SystemPath& path) {
   uint32_t crc = 0;
   const int result = FileCrc(path, 0, crc);
   if (result != trq::style_file::kOk) return result;
-  FileHandle stream(host::OpenFile(path.str(), "rb+"));
+  FileHandle stream = OpenFile(path, "rb+");
   if (!stream) return trq::style_file::kCannotOpen;
   const bool written = std::fseek(stream.get(), 0, SEEK_END) == 0 &&
                        std::fwrite(&crc, 1, kCrcBytes, stream.get()) == kCrcBytes;
@@ -87,7 +86,7 @@ uint32_t BytesCrc(const char* bytes, int length) {
 }
 
 int ProbeFile(const CString& path) {
-  const FileHandle stream(host::OpenFile(path.str(), "rb"));
+  const FileHandle stream = OpenFile(path, "rb");
   if (!stream) return trq::style_file::kCannotOpen;
   char bytes[4];
   return std::fread(bytes, 1, sizeof bytes, stream.get()) == sizeof bytes ? trq::style_file::kOk

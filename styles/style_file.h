@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "host/file_services.h"
 #include "styles/style_layout.h"
 #include "trq/core/style_file.h"
 #include "trq/host.h"
@@ -29,10 +30,10 @@ struct StyleTraits;
 
 /// The CRC of the file without its last `all_but` bytes (of no bytes when it is shorter). Returns kOk,
 /// kCannotOpen or kReadFailed.
-int FileCrc(const CString& path, int64_t all_but, uint32_t& crc);
+int FileCrc(const host::SystemPath& path, int64_t all_but, uint32_t& crc);
 
 /// Appends the CRC of the file to it.
-int AppendCrc(const CString& path);
+int AppendCrc(const host::SystemPath& path);
 /// Compares `expected` with the CRC of all but the last four bytes.
 int CompareStoredCrc(uint32_t expected, const CString& path);
 /// The CRC of bytes in memory; that of no bytes for null or a length below 1.
@@ -137,7 +138,8 @@ int ReadHeaderFrom(Style& style, const CString& path) {
 
 /// Saves with CRC.
 template <class Style>
-int SaveStyle(Style& style, const CString& path) {
+int SaveStyle(Style& style, const CString& given) {
+  const CString path = host::SystemPath(given).str();  // every step means this file
   const int written = style.binaryWriteStyle(path);
   if (written == style_file::kCannotOpen) {
     AfxMessageBox("Error in saving style file.");
@@ -150,7 +152,8 @@ int SaveStyle(Style& style, const CString& path) {
 
 /// Loads and checks the CRC; every failure ends in the message and kCrcRefused.
 template <class Style>
-int LoadStyle(Style& style, const CString& path) {
+int LoadStyle(Style& style, const CString& given) {
+  const CString path = host::SystemPath(given).str();  // every step means this file
   const int result = style.binaryReadStyle(path);
   style.file.Close();
   // A read that delivered no stored CRC counts as a mismatch.

@@ -95,6 +95,23 @@ TEST_F(BackslashNames, SideFiles) {
   EXPECT_TRUE(LiesInFolder("b.V_D"));
 }
 
+TEST_F(BackslashNames, OneOperationMeansOneFile) {
+  const std::string other = "9 9 9  0 0 1  0.5\n";
+  dir.Write("in\\a.V_D", "1 2 3  0 0 1  0.5\n");
+  dir.Write("in/a.V_D", other);
+  MODEL model;
+  model.ComponentInfo.text = dir.File("in\\a.stl");
+  const std::string moved = "2.000000 2.000000 3.000000  0.000000 0.000000 1.000000  0.500000\n";
+  // The first step moves the file out of the way; the name leads to the other one then.
+  EXPECT_EQ(model.TranslateVDFile(1, 0, 0), 1);
+  EXPECT_EQ(dir.Read("in\\a.V_D"), moved);
+  model.ComponentInfo.placement()[3] = 1;
+  EXPECT_EQ(model.MoveVDFileLast(0), 1);
+  EXPECT_EQ(dir.Read("in\\a.V_D").substr(0, 8), "3.000000");
+  EXPECT_EQ(dir.Read("in/a.V_D"), other);
+  EXPECT_FALSE(dir.Has("in\\a.V_D.bak") || dir.Has("in/a.V_D.bak"));
+}
+
 TEST_F(BackslashNames, NamesThatExistAsTheyAreKeepTheirMeaning) {
   CTL mesh = test_support::Tetrahedron();
   dir.Write("in\\a.ctl", "");
