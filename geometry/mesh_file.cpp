@@ -190,19 +190,24 @@ void WriteHeadAndVertices(core::ByteSink& sink, const core::MeshView& mesh, CTL_
   }
 }
 
-int32_t WrittenAttribute(int32_t attribute) { return attribute < 0 || attribute > 2 ? 0 : attribute; }
+int32_t WrittenAttribute(int32_t attribute, int32_t largest) {
+  return attribute < 0 || attribute > largest ? 0 : attribute;
+}
+
+// The largest attribute that the format knows.
+constexpr int32_t kLargestAttribute = 2;
 
 // Whether all integers fit into the bits that the file gives them.
-bool FitPackedWidth(const core::MeshView& mesh) {
+bool FitPackedWidth(const core::MeshView& mesh, int32_t largest_attribute) {
   uint32_t used_bits = 0;
   for (const R_INT4& triangle : mesh.triangles) {
     for (int k = 0; k < 3; ++k) used_bits |= static_cast<uint32_t>(triangle[k]);
-    used_bits |= static_cast<uint32_t>(WrittenAttribute(triangle[3]));
+    used_bits |= static_cast<uint32_t>(WrittenAttribute(triangle[3], largest_attribute));
   }
   return used_bits >> PackedBits(static_cast<int32_t>(mesh.vertex_count)) == 0;
 }
 
-void WriteTriangles(core::ByteSink& sink, const core::MeshView& mesh) {
+void WriteTriangles(core::ByteSink& sink, const core::MeshView& mesh, int32_t largest_attribute) {
   const int bits = PackedBits(static_cast<int32_t>(mesh.vertex_count));
   const std::size_t count = mesh.triangles.size();
   std::vector<uint32_t> words(
@@ -212,9 +217,9 @@ void WriteTriangles(core::ByteSink& sink, const core::MeshView& mesh) {
     const std::size_t n = std::min(kWrittenTriangles, count - done);
     const R_INT4* triangles = mesh.triangles.data() + done;
     if (std::any_of(triangles, triangles + n,
-                    [](const R_INT4& t) { return WrittenAttribute(t[3]) != t[3]; })) {
+                    [&](const R_INT4& t) { return WrittenAttribute(t[3], largest_attribute) != t[3]; })) {
       changed.assign(triangles, triangles + n);
-      for (R_INT4& triangle : changed) triangle[3] = WrittenAttribute(triangle[3]);
+      for (R_INT4& triangle : changed) triangle[3] = WrittenAttribute(triangle[3], largest_attribute);
       triangles = changed.data();
     }
     std::size_t made = PackTriangles(triangles, n, bits, words.data());
@@ -264,10 +269,12 @@ Result<Mesh> ReadCtlFile(const std::string& path) {
 Result<void> WriteCtl(const MeshView& mesh, const CTL_HEADER& header, const float (*matrix)[4],
                       int mm_to_inch, ByteSink& sink) {
   if (mesh.triangles.empty()) return Error{ErrorCode::kEmpty, {}, "the mesh has no triangle", 0};
-  if (!detail::FitPackedWidth(mesh))
+  const int bits = detail::PackedBits(static_cast<int32_t>(mesh.vertex_count));
+  const int32_t largest_attribute = std::min(detail::kLargestAttribute, bits);  // what the bits hold
+  if (!detail::FitPackedWidth(mesh, largest_attribute))
     return Error{ErrorCode::kBadName, {}, "a triangle names no vertex of the mesh", 0};
   detail::WriteHeadAndVertices(sink, mesh, header, detail::PlacedPoints(matrix, mm_to_inch));
-  detail::WriteTriangles(sink, mesh);
+  detail::WriteTriangles(sink, mesh, largest_attribute);
   if (sink.failed()) return Error{ErrorCode::kWriteFailed, {}, "could not be written completely", errno};
   return {};
 }
@@ -314,14 +321,14 @@ int CTL::SaveCTLModel(CString path, float matrix[4][4], int mm_to_inch) {
 
   header.format_word = 12;
   for (std::size_t i = 0; i < mesh.triangles.size(); ++i)
-    triangles_[i][3] = trq::detail::WrittenAttribute(triangles_[i][3]);
+    triangles_[i][3] = trq::detail::WrittenAttribute(triangles_[i][3], trq::detail::kLargestAttribute);
   // The file gets the vertices as they are before they are snapped.
   trq::core::FileSink sink(file.get());
   trq::detail::WriteHeadAndVertices(sink, mesh, header, trq::detail::PlacedPoints(matrix, mm_to_inch));
   truncateVertices();
   bool packed = true;
-  if (trq::detail::FitPackedWidth(mesh)) {
-    trq::detail::WriteTriangles(sink, mesh);
+  if (trq::detail::FitPackedWidth(mesh, trq::detail::kLargestAttribute)) {
+    trq::detail::WriteTriangles(sink, mesh, trq::detail::kLargestAttribute);
   } else {
     packed = trq::detail::WriteTrianglesThatDoNotFit(sink, triangles_.get(), mesh.triangles.size(),
                                                      static_cast<int32_t>(mesh.vertex_count));

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
+#include <utility>
 
 #include "geometry/mesh_access.h"
 #include "geometry/placed_points.h"
@@ -98,6 +99,9 @@ Result<void> CalculateNormals(const MeshView& mesh, Span<VECTOR> normals) {
   Error error;
   error.code = ErrorCode::kBadNumber;
   error.place.item = bad;
+  for (int k = 3; k-- > 0;) {
+    if (HasNaN(mesh.Corner(mesh.triangles[bad], k))) error.place.column = static_cast<uint64_t>(k) + 1;
+  }
   error.text = "a corner is not a number or names no vertex";
   return error;
 }
@@ -188,6 +192,15 @@ std::size_t trq::detail::MakeNormals(const core::MeshView& mesh, int64_t largest
     normals[i] = core::FacetNormal(corner[0], corner[1], corner[2]);
   }
   return count;
+}
+
+void CTL::adopt(trq::core::Mesh&& mesh) {
+  header = mesh.header;
+  units = header.units;
+  vertices_ = std::move(mesh.vertices);
+  triangles_ = std::move(mesh.triangles);
+  normals_ = std::move(mesh.normals);
+  extents_valid = 0;
 }
 
 trq::core::MeshView CTL::view() const { return {header, vertices_, triangles_, normals_}; }

@@ -174,6 +174,8 @@ class TRQ_EXPORT CTL : public COMPONENT {
   const VECTOR* normals() const { return normals_.get(); }
   /// The arrays as the plain functions of trq::core read them; valid until they change.
   trq::core::MeshView view() const;
+  /// Takes over the header and the arrays, normals included, and the header's units; the box becomes stale.
+  void adopt(trq::core::Mesh&& mesh);
 
   /// The box of the first num_vertices() vertices; NaN coordinates are passed over; without vertices the
   /// empty box. Leaves `extents_valid` alone.

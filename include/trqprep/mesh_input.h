@@ -7,9 +7,10 @@
 #include <optional>
 #include <string>
 
-#include "cli/context.h"
 #include "trq/geometry.h"
+#include "trqprep/input_file.h"
 #include "trqprep/matrix4.h"
+#include "trqprep/observer.h"
 
 namespace trqprep {
 
@@ -21,35 +22,32 @@ struct InputMesh {
   std::string path;  // as given
   MeshFormat format = MeshFormat::kBinaryStl;
   std::uint64_t file_size = 0;
+  std::string sha256;                ///< of the file, when it was asked for
   Units units = Units::kMillimetre;  ///< what the coordinates are in
   bool units_stated = false;         ///< by the file; otherwise they are --units
   int solids = 1;                    ///< binary solids one after the other
   std::unique_ptr<CTL> mesh;         ///< with normals and extents; its header carries `units`
 
-  double volume() const;  ///< in cubic `units`, summed in double
+  /// In cubic and square `units`, summed in double; CTL::volume and CTL::area round to float on the way.
+  double volume() const;
   double area() const;
   Box box() const { return BoxOf(*mesh); }
 };
-
-/// What is known about a file before it is read: its first bytes and its size.
-struct FileHead {
-  std::string path;
-  std::string head;  ///< up to 4096 bytes
-  std::uint64_t size = 0;
-  bool is_folder = false;
-};
-
-/// Opens, checks that it is a regular file (or a folder, when allowed) and reads the head. Exit 3 otherwise.
-FileHead ReadFileHead(const std::string& path, bool folder_allowed = false);
 
 bool LooksLikeCtl(const FileHead& file);
 /// By name or by content.
 bool LooksLikeStl(const FileHead& file);
 
-/// Reads a mesh. Whatever keeps it from being one ends the command with exit 3. `may_be_empty`: a file
-/// without facets is a warning only. Warns about unknown units, of parts so small that the unit is in doubt,
-/// and of bytes that belong to no facet.
-InputMesh ReadMesh(Context& context, const std::string& path, bool may_be_empty = false);
+struct MeshReading {
+  bool may_be_empty = false;  ///< a file without facets is a warning only
+  bool hash = false;          ///< also InputMesh::sha256, of the bytes as they are read
+};
+
+/// Reads a mesh; the file is opened once, and read once but for a text that turns out to be none. Whatever
+/// keeps it from being a mesh ends the command with exit 3. Warns of unknown units and of bytes that belong
+/// to no facet.
+InputMesh ReadMesh(Observer& observer, const ReadOptions& options, const std::string& path,
+                   const MeshReading& how = {});
 
 /// Fails with exit 3 when a coordinate is infinite: nothing can be computed from such a mesh.
 void RequireFinite(const InputMesh& input);
@@ -58,7 +56,7 @@ void RequireFinite(const InputMesh& input);
 /// times larger.
 std::optional<Message> UnitsDoubt(const InputMesh& input, const std::array<double, 3>* vat_mm);
 /// Warns of it.
-void WarnOfUnits(Context& context, const InputMesh& input, const std::array<double, 3>* vat_mm);
+void WarnOfUnits(Observer& observer, const InputMesh& input, const std::array<double, 3>* vat_mm);
 
 /// Scales the mesh to the wanted unit and labels it so.
 void ConvertUnits(InputMesh& input, Units wanted);

@@ -2,10 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
-#include "cli/context.h"
+#include "trq/core/stl.h"
 #include "trq/geometry.h"
 #include "trqprep/mesh_input.h"
 
@@ -16,13 +17,15 @@ MeshFormat OutputFormat(const std::string& path, const std::string& stated);
 /// The values of an option that states a format.
 constexpr const char* kMeshFormats = "stl|stl-ascii|ctl";
 
-/// Writes to `path`, an existing file that is this tool's own; returns the size that the file must have, or
-/// nothing when that is not known beforehand (text). Normals are made first.
-std::optional<std::uint64_t> WriteMeshTo(CTL& mesh, const std::string& path, MeshFormat format);
+using SinkWriter = std::function<void(trq::core::ByteSink&)>;
+/// Writes a new file, which appears whole or not at all, with what `write` passes to the sink. Refuses an
+/// existing one unless `replace`; exit 4 when not all of it reaches the system.
+void WriteFile(const std::string& path, bool replace, const SinkWriter& write);
 
-/// Writes the mesh to a new file, and checks that all of it arrived. `stamp`: a binary STL file gets the
+/// Writes the mesh by WriteFile; as a CTL file its vertices are snapped afterwards, as CTL::SaveCTLModel does
+/// it. Normals are made first. `stamp`: a binary STL file gets the
 /// header with computer, login name, this number and a checksum.
-void WriteMesh(Context& context, CTL& mesh, const std::string& path, MeshFormat format,
+void WriteMesh(Observer& observer, CTL& mesh, const std::string& path, MeshFormat format, bool replace,
                std::optional<std::int64_t> stamp = std::nullopt);
 
 /// "facets", "vertices", "box", "area", "volume", sizes in both units and the unit, as `info --json` has

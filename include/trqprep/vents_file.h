@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "cli/context.h"
 #include "trqprep/matrix4.h"
 #include "trqprep/mesh_input.h"
 
@@ -46,9 +45,9 @@ VentsFile ParseVents(const std::string& path, const std::string& text);
 /// By content (every line is seven numbers) or by the ending of the name.
 bool LooksLikeVents(const FileHead& file);
 /// Reads a side file; exit 3 when it cannot be read. Warns of lines that are not seven numbers.
-VentsFile ReadVents(Context& context, const std::string& path);
+VentsFile ReadVents(Observer& observer, const std::string& path);
 /// Nothing when there is no such file.
-std::optional<VentsFile> ReadVentsIfThere(Context& context, const std::string& path);
+std::optional<VentsFile> ReadVentsIfThere(Observer& observer, const std::string& path);
 
 /// Which openings a cavity has: a point within its extent in X and Y counts as a vent above its middle, as a
 /// drain below.

@@ -1,5 +1,7 @@
 #include "trqprep/build_folder.h"
 
+#include <fmt/format.h>
+
 #include <filesystem>
 #include <fstream>
 #include <iterator>

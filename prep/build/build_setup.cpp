@@ -1,5 +1,7 @@
 #include "trqprep/build_setup.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cstring>
 #include <filesystem>

@@ -1,5 +1,7 @@
 #include "trqprep/verify_folder.h"
 
+#include <fmt/format.h>
+
 #include <dirent.h>
 #include <sys/stat.h>
 
@@ -199,7 +201,7 @@ std::vector<Message> VerifyPieces(Observer& observer, const std::string& folder,
     struct stat status {};
     if (stat((folder + "/" + name).c_str(), &status) != 0) continue;  // said already
     try {
-      InputMesh mesh = ReadMesh(static_cast<Context&>(observer), folder + "/" + name);
+      InputMesh mesh = ReadMesh(observer, {}, folder + "/" + name);
       facets += mesh.mesh->num_triangles();
       if (mesh.mesh->num_triangles() != facets_of_part[part]) {
         findings.push_back(Difference(Code::kVerifyCount, folder, name,

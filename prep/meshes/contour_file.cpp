@@ -1,5 +1,7 @@
 #include "trqprep/contour_file.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cerrno>

@@ -1,5 +1,7 @@
 #include "trqprep/contour_svg.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 

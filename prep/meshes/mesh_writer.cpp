@@ -2,19 +2,14 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <memory>
 #include <new>
 
+#include "trq/core/ctl.h"
 #include "trqprep/atomic_output.h"
 
 namespace trqprep {
 namespace {
-
-// Bits that an index below `n` takes in a packed triangle array.
-int BitsFor(int n) {
-  int bits = 0;
-  while (bits < 32 && (std::int64_t{1} << bits) < n) ++bits;
-  return bits;
-}
 
 // After a failure of the library's own writers, which may have overwritten the reason.
 [[noreturn]] void FailToWrite(const std::string& path) {
@@ -25,11 +20,27 @@ int BitsFor(int n) {
   Fail(ExitCode::kOutput, Message(Code::kOutputUnwritable, path, "cannot be written: " + SystemText(errno)));
 }
 
-std::uint64_t CtlSize(const CTL& mesh) {
-  const auto vertices = static_cast<std::uint64_t>(mesh.num_vertices());
-  const auto items = static_cast<std::uint64_t>(mesh.num_triangles()) * 4;
-  return 256 + 12 * vertices +
-         4 * (static_cast<std::uint64_t>(BitsFor(mesh.num_vertices())) * items / 32 + 1);
+// A stream that counts what is written to it.
+class CountingSink : public trq::core::FileSink {
+ public:
+  using FileSink::FileSink;
+  bool Write(const void* bytes, std::size_t count) override {
+    size += count;
+    return FileSink::Write(bytes, count);
+  }
+  std::uint64_t size = 0;
+};
+
+// Fills `path`, an existing file that is this tool's own, and returns how long it must be.
+std::uint64_t WriteThrough(const std::string& path, const SinkWriter& write) {
+  errno = 0;
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "wb"), std::fclose);
+  if (!file) FailToWrite(path);
+  CountingSink sink(file.get());
+  write(sink);
+  const bool failed = sink.failed();
+  if (std::fclose(file.release()) != 0 || failed) FailToWrite(path);
+  return sink.size;
 }
 
 bool EndsWith(std::string text, const std::string& ending) {
@@ -50,69 +61,51 @@ MeshFormat OutputFormat(const std::string& path, const std::string& stated) {
                              .Hint("end it in .stl or .ctl, or say --to stl, --to stl-ascii or --to ctl"));
 }
 
-std::optional<std::uint64_t> WriteMeshTo(CTL& mesh, const std::string& path, MeshFormat format) {
-  mesh.Calculate_normals();
-  mesh.ClearError();
-  float unit[4][4];
-  set_unit_matrix(unit);
-  const auto facets = static_cast<std::uint64_t>(mesh.num_triangles());
-  const auto fail = [&] { FailToWrite(path); };
-  errno = 0;
-  switch (format) {
-    case MeshFormat::kCtl:
-      if (mesh.SaveCTLModel(path, unit, 0) != 0) fail();
-      return CtlSize(mesh);
-    case MeshFormat::kAsciiStl:
-      // The code tells of creating the file; what came later is on record in the mesh.
-      if (mesh.SaveCTLasAsciiSTL(path, unit, 0) != 0 || mesh.GetErrorCode() != 0) fail();
-      return std::nullopt;
-    default:
-      FILE* file = std::fopen(path.c_str(), "wb");
-      if (!file) fail();
-      mesh.SaveSTLHeader(file, mesh.num_triangles());
-      mesh.SaveModifiedCTLDataAsSTL(file, 0, unit);
-      if (std::fclose(file) != 0) fail();
-      return 84 + 50 * facets;
-  }
+void WriteFile(const std::string& path, bool replace, const SinkWriter& write) {
+  OutputFile output(path, replace);
+  output.Expect(WriteThrough(output.path(), write));
+  output.Commit();
 }
 
-void WriteMesh(Context& context, CTL& mesh, const std::string& path, MeshFormat format,
+void WriteMesh(Observer& observer, CTL& mesh, const std::string& path, MeshFormat format, bool replace,
                std::optional<std::int64_t> stamp) {
-  OutputFile output(path, context.options.force);
-  context.current_file = path;
+  observer.current_file = path;
+  mesh.Calculate_normals();
   if (stamp) {
+    OutputFile output(path, replace);
     float unit[4][4];
     set_unit_matrix(unit);
-    mesh.Calculate_normals();
     errno = 0;
     mesh.ClearError();
     const int created = mesh.SaveCTLasBinarySTL(output.path(), unit, 0, static_cast<int>(*stamp));
     if (mesh.GetErrorCode() == 0) mesh.crcSTLFile(output.path().c_str());
     if (created != 0 || mesh.GetErrorCode() != 0) FailToWrite(path);
-    output.Expect(84 + 50 * static_cast<std::uint64_t>(mesh.num_triangles()));
+    output.Expect(trq::core::BinaryStlSize(static_cast<std::uint64_t>(mesh.num_triangles())));
     if (!mesh.crcValidateSTLFile(output.path().c_str())) {
       // Neither the stamp's writer nor its reader tells that it could not open the file for want of memory.
       if (errno == ENOMEM) throw std::bad_alloc();
-      context.Warn(Message(Code::kStampLong, path,
-                           "computer and login name leave no room for the checksum in the header")
-                       .Hint("the file is whole, but its stamp cannot be verified"));
+      observer.Warn(Message(Code::kStampLong, path,
+                            "computer and login name leave no room for the checksum in the header")
+                        .Hint("the file is whole, but its stamp cannot be verified"));
     }
-  } else if (const auto size = WriteMeshTo(mesh, output.path(), format)) {
-    output.Expect(*size);
+    output.Commit();
   } else {
-    // The text's length hangs on every number; that its last line arrived shows that all did.
-    FILE* file = std::fopen(output.path().c_str(), "rb");
-    char end[9] = {};
-    const bool whole = file && std::fseek(file, -9, SEEK_END) == 0 && std::fread(end, 1, 9, file) == 9 &&
-                       std::string(end, 9) == "endsolid\n";
-    if (file) std::fclose(file);
-    if (!whole) {
-      Fail(ExitCode::kOutput, Message(Code::kOutputShort, path, "could not be written completely")
-                                  .Hint("is the disk full, or a size limit in force?"));
-    }
+    WriteFile(path, replace, [&](trq::core::ByteSink& sink) {
+      trq::core::Result<void> done;
+      if (format == MeshFormat::kCtl) {
+        done = trq::core::WriteCtl(mesh.view(), mesh.header, nullptr, 0, sink);
+      } else {
+        trq::core::StlWriting how;
+        how.form = format == MeshFormat::kAsciiStl ? trq::core::StlForm::kAscii : trq::core::StlForm::kBinary;
+        how.keep_normals = format == MeshFormat::kBinaryStl;
+        done = trq::core::WriteStl(mesh.view(), how, sink);
+      }
+      if (!done) FailToWrite(path);
+    });
+    // What is said of the mesh from here on is said of coordinates as the system keeps them.
+    if (format == MeshFormat::kCtl) mesh.truncateVertices();
   }
-  output.Commit();
-  context.current_file.clear();
+  observer.current_file.clear();
 }
 
 void DescribeMesh(Json& data, const InputMesh& input) {

@@ -1,5 +1,7 @@
 #include "trqprep/vents_file.h"
 
+#include <fmt/format.h>
+
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -85,7 +87,7 @@ bool LooksLikeVents(const FileHead& file) {
   return vents.bad_lines.empty() && !vents.entries.empty();
 }
 
-VentsFile ReadVents(Context& context, const std::string& path) {
+VentsFile ReadVents(Observer& observer, const std::string& path) {
   ReadFileHead(path);
   const std::unique_ptr<FILE, int (*)(FILE*)> stream(std::fopen(path.c_str(), "rb"), std::fclose);
   if (!stream) Fail(ExitCode::kInput, Message(Code::kInputUnreadable, path, SystemText(errno)));
@@ -98,22 +100,22 @@ VentsFile ReadVents(Context& context, const std::string& path) {
   VentsFile file = ParseVents(path, text);
   if (!file.bad_lines.empty()) {
     const std::size_t first = file.bad_lines.front();
-    context.Warn(Message(Code::kVdLine, path,
-                         fmt::format("line {} is not seven numbers{}: {}", first + 1,
-                                     file.bad_lines.size() > 1
-                                         ? fmt::format(" (nor are {} others)", file.bad_lines.size() - 1)
-                                         : std::string(),
-                                     file.lines[first].substr(0, 60)))
-                     .Hint("no program reads such a line; correct or remove it")
-                     .At({{"line", first + 1}}));
+    observer.Warn(Message(Code::kVdLine, path,
+                          fmt::format("line {} is not seven numbers{}: {}", first + 1,
+                                      file.bad_lines.size() > 1
+                                          ? fmt::format(" (nor are {} others)", file.bad_lines.size() - 1)
+                                          : std::string(),
+                                      file.lines[first].substr(0, 60)))
+                      .Hint("no program reads such a line; correct or remove it")
+                      .At({{"line", first + 1}}));
   }
   return file;
 }
 
-std::optional<VentsFile> ReadVentsIfThere(Context& context, const std::string& path) {
+std::optional<VentsFile> ReadVentsIfThere(Observer& observer, const std::string& path) {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR)) return std::nullopt;
-  return ReadVents(context, path);
+  return ReadVents(observer, path);
 }
 
 Openings OpeningsOf(const VentsFile& vents, double factor, const Box& cavity) {

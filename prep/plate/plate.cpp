@@ -1,5 +1,7 @@
 #include "trqprep/plate.h"
 
+#include <fmt/format.h>
+
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -180,15 +182,15 @@ Plate LoadPlate(Observer& observer, const Job& job) {
     PlatePart part;
     part.request = job.parts[i];
     const std::size_t said = observer.messages().size();
-    part.input = ReadMesh(static_cast<Context&>(observer), part.request.path);
+    part.input = ReadMesh(observer, {job.units, job.accept_partial}, part.request.path, {false, true});
     RequireFinite(part.input);
-    WarnOfUnits(static_cast<Context&>(observer), part.input, &vat_mm);
+    WarnOfUnits(observer, part.input, &vat_mm);
     part.remarks.assign(observer.messages().begin() + static_cast<std::ptrdiff_t>(said),
                         observer.messages().end());
     const std::string side_file = SideFileOf(part.request.path);
     struct stat status {};
     if (stat(side_file.c_str(), &status) == 0) part.side_file = ReadWholeFile(side_file);
-    part.sha256 = Sha256OfFile(part.request.path);
+    part.sha256 = part.input.sha256;
     const double factor = UnitsFactor(part.input.units, job.units);
     const Matrix4 scaled = Matrix4::Scaling(factor, factor, factor);
     part.prepare = ToCorner(*part.input.mesh, TurnAboutZ(scaled, part.request.rotate_z), 0, 0, job.drop);

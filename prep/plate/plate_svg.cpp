@@ -1,5 +1,7 @@
 #include "trqprep/plate_svg.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>

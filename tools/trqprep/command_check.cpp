@@ -239,7 +239,7 @@ class Checker {
   }
 
   void CheckPart(const std::string& path) {
-    const InputMesh input = ReadMesh(context_, path);
+    const InputMesh input = ReadMesh(context_, context_.reading(), path);
     RequireFinite(input);
     WarnOfUnits(context_, input, &vat_mm_);
     const double factor = UnitsFactor(input.units, Units::kMillimetre);

@@ -18,14 +18,14 @@ ExitCode Run(Context& context, const Options& options) {
   if (stamped && format != MeshFormat::kBinaryStl) {
     Fail(ExitCode::kUsage, Message(Code::kUsage, "", "--stamp marks binary STL files only"));
   }
-  InputMesh input = ReadMesh(context, options.input);
+  InputMesh input = ReadMesh(context, context.reading(), options.input);
   WarnOfUnits(context, input, nullptr);
   // STL files cannot say their unit, so the tool writes what it would read: --units, unless told otherwise.
   Units wanted = format == MeshFormat::kCtl ? input.units : context.units();
   if (const auto stated = UnitsFromName(options.to_units)) wanted = *stated;
   if (wanted != input.units) RequireFinite(input);
   ConvertUnits(input, wanted);
-  WriteMesh(context, *input.mesh, options.output, format,
+  WriteMesh(context, *input.mesh, options.output, format, context.options.force,
             stamped ? std::optional<std::int64_t>(options.stamp) : std::nullopt);
   context.data_units = wanted;
   context.data["input"] = TextToJson(options.input);

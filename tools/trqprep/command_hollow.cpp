@@ -3,7 +3,7 @@
 
 #include "cli/progress.h"
 #include "commands.h"
-#include "trqprep/fixed_name_file.h"
+#include "trq/core/shell.h"
 #include "trqprep/mesh_topology.h"
 #include "trqprep/mesh_writer.h"
 #include "trqprep/vents_file.h"
@@ -99,7 +99,7 @@ ExitCode Run(Context& context, const Options& options) {
     Fail(ExitCode::kUsage, Message(Code::kUsage, "", "--both and --inner-only exclude each other"));
   }
   const MeshFormat format = OutputFormat(options.output, options.format);
-  InputMesh input = ReadMesh(context, options.input);
+  InputMesh input = ReadMesh(context, context.reading(), options.input);
   RequireFinite(input);
   WarnOfUnits(context, input, nullptr);
   const double factor =
@@ -154,17 +154,17 @@ ExitCode Run(Context& context, const Options& options) {
          Message(Code::kMeshTooLarge, options.input, "the hollow part would have too many facets"));
   }
   if (options.inner_only) {
-    WriteMesh(context, *inner, options.output, format);
+    WriteMesh(context, *inner, options.output, format, context.options.force);
   } else if (format == MeshFormat::kBinaryStl) {
-    const FixedNameFile file("shellstl.stl", 84 + 100 * static_cast<std::uint64_t>(facets),
-                             [&mesh] { mesh.SaveCTLandShellAsSTL(); });
-    file.MoveTo(options.output, context.options.force);
+    WriteFile(options.output, context.options.force, [&mesh](trq::core::ByteSink& sink) {
+      trq::core::WriteMeshAndShell(mesh.view(), mesh.shell_vertices_, sink);
+    });
   } else {
     mesh.MergeShellAndCTLintoCTL();
     mesh.header.sort_state = 0;
     mesh.recalculate_extents();
     mesh.extents_valid = 1;
-    WriteMesh(context, mesh, options.output, format);
+    WriteMesh(context, mesh, options.output, format, context.options.force);
   }
 
   context.data_units = input.units;

@@ -18,7 +18,7 @@ ExitCode Run(Context& context, const Options& options) {
   for (std::size_t i = 0; i < options.inputs.size(); ++i) {
     ShowProgress("reading " + options.inputs[i],
                  static_cast<double>(i) / static_cast<double>(options.inputs.size()));
-    InputMesh input = ReadMesh(context, options.inputs[i]);
+    InputMesh input = ReadMesh(context, context.reading(), options.inputs[i]);
     RequireFinite(input);
     WarnOfUnits(context, input, nullptr);
     inputs.push_back(Json{{"file", TextToJson(options.inputs[i])}, {"facets", input.mesh->num_triangles()}});
@@ -37,7 +37,7 @@ ExitCode Run(Context& context, const Options& options) {
   merged.mesh->header.sort_state = 0;  // each input may have been sorted, the whole is not
   merged.mesh->recalculate_extents();
   merged.mesh->extents_valid = 1;
-  WriteMesh(context, *merged.mesh, options.output, format);
+  WriteMesh(context, *merged.mesh, options.output, format, context.options.force);
   context.data_units = merged.units;
   context.data["inputs"] = inputs;
   context.data["output"] = TextToJson(options.output);

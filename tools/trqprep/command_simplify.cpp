@@ -15,7 +15,7 @@ struct Options {
 
 ExitCode Run(Context& context, const Options& options) {
   const MeshFormat format = OutputFormat(options.output, options.format);
-  InputMesh input = ReadMesh(context, options.input);
+  InputMesh input = ReadMesh(context, context.reading(), options.input);
   RequireFinite(input);
   WarnOfUnits(context, input, nullptr);
   Json before;
@@ -30,7 +30,7 @@ ExitCode Run(Context& context, const Options& options) {
   RequireFacets(mesh, options.input, fmt::format("simplifying to about {} facets", options.facets).c_str());
   mesh.recalculate_extents();
   if (format != MeshFormat::kCtl) ConvertUnits(input, context.units());
-  WriteMesh(context, mesh, options.output, format);
+  WriteMesh(context, mesh, options.output, format, context.options.force);
   context.data_units = input.units;
   context.data["input"] = TextToJson(options.input);
   context.data["output"] = TextToJson(options.output);

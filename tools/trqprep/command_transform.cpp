@@ -96,7 +96,7 @@ constexpr StepOption kSteps[] = {
 
 ExitCode Run(Context& context, const Options& options) {
   const MeshFormat format = OutputFormat(options.output, options.format);
-  InputMesh input = ReadMesh(context, options.input);
+  InputMesh input = ReadMesh(context, context.reading(), options.input);
   RequireFinite(input);
   WarnOfUnits(context, input, nullptr);
   CTL& mesh = *input.mesh;
@@ -128,7 +128,7 @@ ExitCode Run(Context& context, const Options& options) {
   input.units = wanted;
   RequireFinite(input);
   mesh.SetUnits(wanted == Units::kInch ? trq::units::kInch : trq::units::kMillimetre);
-  WriteMesh(context, mesh, options.output, format);
+  WriteMesh(context, mesh, options.output, format, context.options.force);
   context.data_units = wanted;
   context.data["input"] = TextToJson(options.input);
   context.data["output"] = TextToJson(options.output);

@@ -34,7 +34,7 @@ struct Options {
 std::optional<InputMesh> MeshIfThere(Context& context, const std::string& path) {
   struct stat status {};
   if (IsSideFileName(path) || stat(path.c_str(), &status) != 0) return std::nullopt;
-  InputMesh mesh = ReadMesh(context, path);
+  InputMesh mesh = ReadMesh(context, context.reading(), path);
   RequireFinite(mesh);
   return mesh;
 }
@@ -101,7 +101,7 @@ void PrintPatches(Context& context, const char* title, const std::vector<VentPat
 }
 
 ExitCode Find(Context& context, const Options& options) {
-  InputMesh input = ReadMesh(context, options.input);
+  InputMesh input = ReadMesh(context, context.reading(), options.input);
   RequireFinite(input);
   const VentPatches patches = FindVentPatches(*input.mesh);
   const double floor = input.box().min[2];

@@ -3,10 +3,10 @@
 #include <cmath>
 
 #include "commands.h"
+#include "trq/core/shell.h"
 #include "trq/machine_types.h"
 #include "trq/setup.h"
 #include "trq/styles.h"
-#include "trqprep/fixed_name_file.h"
 #include "trqprep/mesh_writer.h"
 #include "trqprep/suggestions.h"
 
@@ -24,18 +24,19 @@ struct Options {
   std::optional<Length> spacing;
 };
 
-bool FacesDown(const CTL& mesh, int facet) { return !(mesh.normals()[facet].z >= 0); }
-
-// The facets as the library wrote them, in a mesh again.
-std::unique_ptr<CTL> ReadBack(const std::string& path, Units units) {
-  const std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
-  auto mesh = std::make_unique<CTL>();
-  int accept_partial = 0;
-  const int code = units == Units::kInch ? trq::units::kInch : trq::units::kMillimetre;
-  if (!file || mesh->LoadSTLFile(file.get(), code, &accept_partial, 0, 1e-4f, 0) != 0) {
+// The mesh of the facets as they are written.
+std::unique_ptr<CTL> Compensated(const CTL& mesh, float height, const std::string& path) {
+  trq::core::MemorySink written;
+  trq::core::WriteCompensatedStl(mesh.view(), height, written);
+  trq::core::MemorySource source(written.bytes);
+  trq::core::StlReading how;
+  how.units = mesh.header.units;
+  trq::core::Result<trq::core::Mesh> read = trq::core::ReadStl(source, how);
+  if (!read)
     Fail(ExitCode::kOutput, Message(Code::kOutputShort, path, "does not read back as it was written"));
-  }
-  return mesh;
+  auto compensated = std::make_unique<CTL>();
+  compensated->adopt(std::move(*read));
+  return compensated;
 }
 
 // --- the height that a style asks for ----------------------------------------------------------------------
@@ -110,7 +111,7 @@ ExitCode Run(Context& context, const Options& options) {
          Message(Code::kUsage, "", "--machine, --style-units and --spacing go with --style"));
   }
   const MeshFormat format = OutputFormat(options.output, options.format);
-  InputMesh input = ReadMesh(context, options.input);
+  InputMesh input = ReadMesh(context, context.reading(), options.input);
   RequireFinite(input);
   WarnOfUnits(context, input, nullptr);
   if (format != MeshFormat::kCtl) ConvertUnits(input, context.units());
@@ -130,16 +131,17 @@ ExitCode Run(Context& context, const Options& options) {
   }
   const int facets = mesh.num_triangles();
   int raised = 0;
-  for (int i = 0; i < facets; ++i) raised += FacesDown(mesh, i) ? 1 : 0;
+  for (int i = 0; i < facets; ++i)
+    raised += trq::core::FacesDown(mesh.view(), static_cast<std::size_t>(i)) ? 1 : 0;
   if (raised == 0) {
     context.Warn(Message(Code::kZcompNothing, options.input, "no facet faces down; the mesh is copied"));
   }
-  const FixedNameFile file("ChikiChikiBumBum.stl", 84 + 50 * static_cast<std::uint64_t>(facets),
-                           [&] { mesh.ShiftTrianglesInZForZComp(height, 0); });
   if (format == MeshFormat::kBinaryStl) {
-    file.MoveTo(options.output, context.options.force);
+    WriteFile(options.output, context.options.force,
+              [&](trq::core::ByteSink& sink) { trq::core::WriteCompensatedStl(mesh.view(), height, sink); });
   } else {
-    WriteMesh(context, *ReadBack(file.path(), input.units), options.output, format);
+    WriteMesh(context, *Compensated(mesh, height, options.output), options.output, format,
+              context.options.force);
   }
   context.data_units = input.units;
   context.data["input"] = TextToJson(options.input);

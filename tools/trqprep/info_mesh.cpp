@@ -25,7 +25,7 @@ void PrintMesh(Context& context, const InputMesh& input) {
 }  // namespace
 
 void DescribeMeshFile(Context& context, const FileHead& file, Json& data) {
-  const InputMesh input = ReadMesh(context, file.path, true);
+  const InputMesh input = ReadMesh(context, context.reading(), file.path, {true});
   const CTL_HEADER& header = input.mesh->header;
   context.Print("{}: {}, {} bytes\n", OneLine(file.path), MeshFormatName(input.format), input.file_size);
   data["format"] = MeshFormatName(input.format);

@@ -24,9 +24,10 @@ TRQ_EXPORT Result<Mesh> ReadCtlFile(const std::string& path);
 /// Writes a mesh of at least one triangle. `header` gives units, sort state, matrix and texts; the counts are
 /// those of the view. Vertices are carried through `matrix` (row-major, column vectors; null is the unit
 /// matrix; with `mm_to_inch` 1 it is meant for inches while the mesh is in millimetres); attributes outside
-/// 0..2 are written as 0. Nothing is snapped: that CTL::SaveCTLModel snaps its vertices afterwards does not
-/// reach the file. Errors: kEmpty (no triangle), kBadName (an index or attribute that the packed width does
-/// not hold), both with nothing written; kWriteFailed.
+/// 0..2, or too large for the packed width of a mesh of one or two vertices, are written as 0. Nothing is
+/// snapped: that CTL::SaveCTLModel snaps its vertices afterwards does not reach the file. Errors: kEmpty (no
+/// triangle), kBadName (an index that the packed width does not hold), both with nothing written;
+/// kWriteFailed.
 TRQ_EXPORT Result<void> WriteCtl(const MeshView& mesh, const CTL_HEADER& header, const float (*matrix)[4],
                                  int mm_to_inch, ByteSink& sink);
 

@@ -68,8 +68,9 @@ TRQ_EXPORT Box BoxOf(const MeshView& mesh);
 TRQ_EXPORT VECTOR FacetNormal(const float p1[3], const float p2[3], const float p3[3]);
 
 /// Makes one normal a triangle. kBadNumber at the first triangle with a coordinate that is not a number or an
-/// index outside 0..vertex_count (kept: an index equal to it passes); place.item is the triangle, the normals
-/// before it are made, the others zero. Requires: normals.size() == mesh.triangles.size().
+/// index outside 0..vertex_count (kept: an index equal to it passes); place.item is the triangle,
+/// place.column its first corner, from 1, that is not a number. The normals before it are made, the others
+/// zero. Requires: normals.size() == mesh.triangles.size().
 TRQ_EXPORT Result<void> CalculateNormals(const MeshView& mesh, Span<VECTOR> normals);
 
 /// (2 * area)^2 of a triangle: squared height times squared base, the base the longest edge. NaN when all

@@ -57,8 +57,8 @@ struct StlReport {
 /// Errors: kUnknownFormat (fewer than 80 bytes), kBadCount (a count that is cut short or not positive),
 /// kCutShort (fewer facets than announced, and that is not accepted, or the source failed), kNoSurface (no
 /// two corners merged: also a single facet), kTooLarge, kBadNumber (a coordinate that is not a number;
-/// place.item is the facet, counted over all solids). Those of a solid after the first end the reading
-/// without an error.
+/// place as CalculateNormals has it, facets counted over all solids). Those of a solid after the first end
+/// the reading without an error.
 TRQ_EXPORT Result<Mesh> ReadStl(ByteSource& source, const StlReading& how, StlReport* report = nullptr);
 /// The same from the beginning of a file; kCannotOpen besides.
 TRQ_EXPORT Result<Mesh> ReadStlFile(const std::string& path, const StlReading& how,

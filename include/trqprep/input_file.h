@@ -1,0 +1,53 @@
+/// Files that are read: looked at, read and hashed in one go.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "trq/core/bytes.h"
+#include "trqprep/sha256.h"
+
+namespace trqprep {
+
+/// What is known about a file before it is read: its first bytes and its size.
+struct FileHead {
+  std::string path;
+  std::string head;  ///< up to 4096 bytes
+  std::uint64_t size = 0;
+  bool is_folder = false;
+};
+
+/// Opens, checks that it is a regular file (or a folder, when allowed) and reads the head. Exit 3 otherwise.
+FileHead ReadFileHead(const std::string& path, bool folder_allowed = false);
+
+/// A regular file, opened once.
+class InputFile : public trq::core::ByteSource {
+ public:
+  /// Opens it, checks that it is a regular file and reads its head. Exit 3 otherwise.
+  explicit InputFile(const std::string& path);
+
+  const FileHead& head() const { return head_; }
+  std::size_t Read(void* to, std::size_t size) override;
+  std::optional<std::uint64_t> Remaining() override { return source_.Remaining(); }
+  std::optional<std::uint64_t> Position() override { return source_.Position(); }
+  bool Seek(std::uint64_t position) override { return source_.Seek(position); }
+  bool failed() const override { return source_.failed(); }
+  /// The bytes from the position to the end. Exit 3 when they cannot be read.
+  std::string ReadRest();
+  /// From now on bytes are hashed as they are read, each once. To be called at the start of the file.
+  void StartHash() { hash_.emplace(); }
+  /// The hash of the whole file; what was not read so far is read now. Exit 3 when it cannot be.
+  std::string HashOfAll();
+
+ private:
+  FileHead head_;
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
+  trq::core::FileSource source_;
+  std::optional<Sha256Digest> hash_;
+  std::uint64_t hashed_ = 0;  // bytes from the start
+};
+
+}  // namespace trqprep

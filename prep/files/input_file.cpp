@@ -1,0 +1,92 @@
+#include "trqprep/input_file.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "trqprep/message.h"
+
+namespace trqprep {
+namespace {
+
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+[[noreturn]] void FailToRead(const std::string& path) {
+  Fail(ExitCode::kInput, Message(Code::kInputUnreadable, path, SystemText(errno)));
+}
+
+/// Fills `head` and returns the open file, at its start; null for a folder.
+File OpenWithHead(const std::string& path, bool folder_allowed, FileHead& head) {
+  File file(nullptr, std::fclose);
+  head.path = path;
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) {
+    if (errno == ENOENT || errno == ENOTDIR) {
+      Fail(ExitCode::kInput, Message(Code::kInputMissing, path, "there is no such file")
+                                 .Hint("is the name spelled right, seen from the current folder?"));
+    }
+    FailToRead(path);
+  }
+  head.is_folder = S_ISDIR(status.st_mode);
+  if (head.is_folder) {
+    if (folder_allowed) return file;
+    Fail(ExitCode::kInput, Message(Code::kInputFolder, path, "is a folder").Hint("name the files inside it"));
+  }
+  if (!S_ISREG(status.st_mode)) {
+    Fail(ExitCode::kInput,
+         Message(Code::kInputSpecial, path, "is no regular file").Hint("copy it to a file first"));
+  }
+  head.size = static_cast<std::uint64_t>(status.st_size);
+  file.reset(std::fopen(path.c_str(), "rb"));
+  if (!file) FailToRead(path);
+  head.head.resize(4096);
+  head.head.resize(std::fread(head.head.data(), 1, head.head.size(), file.get()));
+  if (std::ferror(file.get())) FailToRead(path);
+  std::rewind(file.get());
+  return file;
+}
+
+}  // namespace
+
+FileHead ReadFileHead(const std::string& path, bool folder_allowed) {
+  FileHead head;
+  OpenWithHead(path, folder_allowed, head);
+  return head;
+}
+
+InputFile::InputFile(const std::string& path)
+    : file_(OpenWithHead(path, false, head_)), source_(file_.get()) {}
+
+std::size_t InputFile::Read(void* to, std::size_t size) {
+  const std::uint64_t position = hash_ ? Position().value_or(hashed_) : 0;
+  const std::size_t got = source_.Read(to, size);
+  if (hash_ && position <= hashed_ && position + got > hashed_) {
+    const auto seen = static_cast<std::size_t>(hashed_ - position);
+    hash_->Add({static_cast<const char*>(to) + seen, got - seen});
+    hashed_ += got - seen;
+  }
+  return got;
+}
+
+std::string InputFile::ReadRest() {
+  std::string bytes(static_cast<std::size_t>(std::min<std::uint64_t>(Remaining().value_or(0), 1 << 26)),
+                    '\0');
+  bytes.resize(Read(bytes.data(), bytes.size()));
+  // The file may be larger, or have grown meanwhile.
+  std::string block(1 << 16, '\0');
+  while (const std::size_t got = Read(block.data(), block.size())) bytes.append(block, 0, got);
+  if (failed()) FailToRead(head_.path);
+  return bytes;
+}
+
+std::string InputFile::HashOfAll() {
+  if (!Seek(hashed_)) FailToRead(head_.path);
+  std::string block(1 << 16, '\0');
+  while (Read(block.data(), block.size()) > 0) continue;
+  if (failed())
+    Fail(ExitCode::kInput, Message(Code::kInputUnreadable, head_.path, "cannot be read to its end"));
+  return hash_->Hex();
+}
+
+}  // namespace trqprep
