@@ -64,7 +64,8 @@ void MakeStyles(const std::filesystem::path& root) {
     Write(root, "style_document", (name + ".json").c_str(), json.dump());
     // Small ones are changed to more effect: a parameter or two, and what is left out is that of a new style.
     if (json.contains("parameters") && json["parameters"].size() > 2) {
-      json["parameters"].erase(json["parameters"].begin() + 2, json["parameters"].end());
+      const Json two = Json::array({json["parameters"][0], json["parameters"][1]});
+      json["parameters"] = two;
       Write(root, "style_document", (name + "_short.json").c_str(), json.dump());
     }
   }
