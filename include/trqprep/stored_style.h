@@ -44,6 +44,11 @@ bool ExamineStyleHead(const std::string& head);
 std::optional<StyleFile> ExamineStyle(const std::string& path, std::string bytes,
                                       std::optional<StyleKind> preferred);
 
+/// What is said of a file that ends inside its layout, and of one whose checksum is not that of its content;
+/// without hints.
+Message StyleIsShort(const StyleFile& file);
+Message StyleIsDamaged(const StyleFile& file);
+
 /// Reads a style file that is to be of that kind: complete, and with the right checksum. Exit 3 otherwise.
 StyleFile LoadStyle(Observer& observer, const std::string& path, StyleKind kind);
 /// As LoadStyle, for commands that write the style again: legacy files are refused, and what would be lost is
@@ -58,6 +63,8 @@ StyleDocument AsRead(const StyleFile& file);
 StyleDocument NewStyle(StyleKind kind);
 /// The style's file in its layout, with checksum.
 std::string StyleBytes(const StyleDocument& style);
+/// The style as its file, once written, is read.
+StyleDocument AsWritten(const StyleDocument& style);
 /// What would differ if the style were written and read again.
 std::vector<StyleDifference> LostInFile(const StyleDocument& style);
 /// Writes the style's file.
@@ -84,6 +91,8 @@ struct RewriteChanges {
   std::vector<Entry> lost;   ///< stored values that come out different
   std::vector<Entry> notes;  ///< bytes without a meaning that come out different
 };
+/// The message about an entry; without hint.
+Message ChangeMessage(Code code, const std::string& path, const RewriteChanges::Entry& entry);
 RewriteChanges ChangesByRewriting(const StyleFile& file);
 
 }  // namespace trqprep

@@ -78,16 +78,12 @@ class Stacker {
                                  .Hint("'trqprep info' tells what a file holds"));
     }
     if (!file->complete) {
-      Fail(ExitCode::kInput, Message(Code::kStyleShort, path,
-                                     fmt::format("ends after {} bytes, inside its {} layout",
-                                                 file->bytes.size(), StyleLayoutName(file->layout)))
-                                 .Hint("copy the file again from where it came"));
+      Fail(ExitCode::kInput, StyleIsShort(*file).Hint("copy the file again from where it came"));
     }
     style.file = *std::move(file);
     Name(style, kind);
     // Written and read once more, so that the file and its table are what the next reader will see.
-    const std::string first = StyleBytes(Upgraded(style.file, plate_.job));
-    const StyleDocument again = AsRead(ExamineStyle(style.name, first, kind).value());
+    const StyleDocument again = AsWritten(Upgraded(style.file, plate_.job));
     style.bytes = StyleBytes(again);
     style.csv = TextExport(again, true);
     if (kind == StyleKind::kBuild) {

@@ -221,6 +221,18 @@ std::optional<StyleFile> ExamineStyle(const std::string& path, std::string bytes
   return file;
 }
 
+Message StyleIsShort(const StyleFile& file) {
+  return Message(Code::kStyleShort, file.path,
+                 fmt::format("ends after {} bytes, inside its {} layout", file.bytes.size(),
+                             StyleLayoutName(file.layout)));
+}
+
+Message StyleIsDamaged(const StyleFile& file) {
+  return Message(Code::kStyleCrc, file.path,
+                 fmt::format("the checksum {:08x} does not match the content ({:08x})", file.stored_crc,
+                             file.computed_crc));
+}
+
 StyleFile LoadStyle(Observer& observer, const std::string& path, StyleKind kind) {
   std::optional<StyleFile> file = ExamineStyle(path, ReadWholeFile(path), kind);
   if (!file) {
@@ -236,17 +248,11 @@ StyleFile LoadStyle(Observer& observer, const std::string& path, StyleKind kind)
              .Hint(fmt::format("the command for it is 'trqprep {}'", StyleCommand(file->kind))));
   }
   if (!file->complete) {
-    Fail(ExitCode::kInput, Message(Code::kStyleShort, path,
-                                   fmt::format("ends after {} bytes, inside its {} layout",
-                                               file->bytes.size(), StyleLayoutName(file->layout)))
-                               .Hint("copy the file again from where it came"));
+    Fail(ExitCode::kInput, StyleIsShort(*file).Hint("copy the file again from where it came"));
   }
   if (!file->ends_right || !file->crc_valid()) {
-    Fail(ExitCode::kInput,
-         Message(Code::kStyleCrc, path,
-                 fmt::format("the checksum {:08x} does not match the content ({:08x})", file->stored_crc,
-                             file->computed_crc))
-             .Hint("copy the file again from where it came; it was damaged or edited by hand"));
+    Fail(ExitCode::kInput, StyleIsDamaged(*file).Hint(
+                               "copy the file again from where it came; it was damaged or edited by hand"));
   }
   if (file->kind_from_name) {
     observer.Note(Message(Code::kStyleNameDecides, path,
@@ -263,11 +269,10 @@ StyleFile LoadStyleToEdit(Observer& observer, const std::string& path, StyleKind
   }
   const RewriteChanges changes = ChangesByRewriting(file);
   for (const RewriteChanges::Entry& entry : changes.lost) {
-    observer.Warn(Message(Code::kStyleLost, path, fmt::format("{}: {}", entry.name, entry.text))
-                      .At({{"byte", entry.offset}}));
+    observer.Warn(ChangeMessage(Code::kStyleLost, path, entry).At({{"byte", entry.offset}}));
   }
   // Edits begin with what can be written.
-  if (!changes.lost.empty()) file.style = ReadAs(kind, StyleBytes(file.style), file.layout).style;
+  if (!changes.lost.empty()) file.style = AsWritten(file.style);
   return file;
 }
 
@@ -296,10 +301,13 @@ std::string StyleBytes(const StyleDocument& document) {
   });
 }
 
+StyleDocument AsWritten(const StyleDocument& style) {
+  return ReadAs(style.kind, StyleBytes(style), style.layout).style;
+}
+
 std::vector<StyleDifference> LostInFile(const StyleDocument& document) {
-  const Reading reading = ReadAs(document.kind, StyleBytes(document), document.layout);
   std::vector<StyleDifference> lost;
-  for (StyleDifference& difference : Compare(document, reading.style)) {
+  for (StyleDifference& difference : Compare(document, AsWritten(document))) {
     // "Version" follows the layout.
     if (difference.name != "Version") lost.push_back(std::move(difference));
   }
@@ -496,6 +504,10 @@ class RewriteComparison {
 };
 
 }  // namespace
+
+Message ChangeMessage(Code code, const std::string& path, const RewriteChanges::Entry& entry) {
+  return Message(code, path, fmt::format("{}: {}", entry.name, entry.text));
+}
 
 RewriteChanges ChangesByRewriting(const StyleFile& file) {
   RewriteChanges changes;

@@ -204,73 +204,19 @@ std::vector<StyleDifference> Compare(const StyleDocument& before, const StyleDoc
 // --- Names -----------------------------------------------------------------------------------------------
 
 const char* StyleQuantityName(trq::StyleQuantity quantity) {
-  switch (quantity) {
-    case trq::StyleQuantity::kNumber:
-      return "number";
-    case trq::StyleQuantity::kFlag:
-      return "flag";
-    case trq::StyleQuantity::kVersion:
-      return "version";
-    case trq::StyleQuantity::kLength:
-      return "length";
-    case trq::StyleQuantity::kLengthKept:
-      return "length, kept";
-    case trq::StyleQuantity::kAngle:
-      return "angle";
-    case trq::StyleQuantity::kPower:
-      return "power";
-    case trq::StyleQuantity::kResin:
-      return "resin";
-    case trq::StyleQuantity::kThreshold:
-      return "threshold";
-  }
-  return "number";
+  constexpr const char* kNames[] = {
+      // in the order of the enumeration
+      "number", "flag", "version", "length", "length, kept", "angle", "power", "resin", "threshold"};
+  return kNames[static_cast<std::size_t>(quantity)];
 }
 
 const char* StyleRegionName(trq::StyleRegion region) {
-  switch (region) {
-    case trq::StyleRegion::kGeneral:
-      return "General";
-    case trq::StyleRegion::kSmallLayer:
-      return "Small layer";
-    case trq::StyleRegion::kSmallUp:
-      return "Small up";
-    case trq::StyleRegion::kSmallDown:
-      return "Small down";
-    case trq::StyleRegion::kLargeLayer:
-      return "Large layer";
-    case trq::StyleRegion::kLargeUp:
-      return "Large up";
-    case trq::StyleRegion::kLargeDown:
-      return "Large down";
-    case trq::StyleRegion::kScanning:
-      return "Scanning";
-    case trq::StyleRegion::kQc:
-      return "QC";
-    case trq::StyleRegion::kCompensation:
-      return "Compensation";
-    case trq::StyleRegion::kResin:
-      return "Resin";
-    case trq::StyleRegion::kTooling:
-      return "Tooling";
-    case trq::StyleRegion::kSupport:
-      return "Support";
-    case trq::StyleRegion::kPower:
-      return "Power";
-    case trq::StyleRegion::kFeatures:
-      return "Features";
-    case trq::StyleRegion::kDip:
-      return "Dip";
-    case trq::StyleRegion::kPrimaryDip:
-      return "Primary dip";
-    case trq::StyleRegion::kSecondaryDip:
-      return "Secondary dip";
-    case trq::StyleRegion::kSweeps:
-      return "Sweeps";
-    case trq::StyleRegion::kUnnamed:
-      return "Unnamed";
-  }
-  return "General";
+  constexpr const char* kNames[] = {// in the order of the enumeration
+                                    "General",  "Small layer", "Small up",      "Small down", "Large layer",
+                                    "Large up", "Large down",  "Scanning",      "QC",         "Compensation",
+                                    "Resin",    "Tooling",     "Support",       "Power",      "Features",
+                                    "Dip",      "Primary dip", "Secondary dip", "Sweeps",     "Unnamed"};
+  return kNames[static_cast<std::size_t>(region)];
 }
 
 const char* YesNo(bool value) { return value ? "yes" : "no"; }

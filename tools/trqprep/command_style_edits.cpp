@@ -148,6 +148,16 @@ Refusal WhyRefused(const RecordValues& record, const Number& value) {
   return {};
 }
 
+Message RefusalMessage(Code code, const std::string& file, const std::string& name, const Refusal& refusal) {
+  return Message(code, file, name + ": " + refusal.text).Hint(refusal.hint).At({{"parameter", name}});
+}
+
+/// The two parameters that share a place in build style files stay equal.
+void FollowSharedPlace(StyleDocument& style) {
+  if (style.kind != StyleKind::kBuild) return;
+  style.Find("QC Min Large Thick Skin Width")->record = style.Find("Shelling Thickness")->record;
+}
+
 struct SetOptions {
   std::string file;
   std::vector<std::string> assignments;
@@ -158,13 +168,6 @@ ExitCode Set(Context& context, StyleKind kind, const SetOptions& options) {
   const StyleFile file = LoadStyleToEdit(context, options.file, kind);
   StyleDocument edited = file.style;
   bool refused = false;
-  // All that is wrong is said, and only then is nothing written.
-  const auto refuse = [&](const std::string& name, const Refusal& refusal) {
-    context.Error(Message(Code::kStyleRefused, options.file, name + ": " + refusal.text)
-                      .Hint(refusal.hint)
-                      .At({{"parameter", name}}));
-    refused = true;
-  };
   for (const std::string& assignment : options.assignments) {
     const std::size_t equals = assignment.find('=');
     if (equals == std::string::npos || equals == 0) {
@@ -181,7 +184,9 @@ ExitCode Set(Context& context, StyleKind kind, const SetOptions& options) {
       if (refusal.text.empty()) refusal = WhyFixed(edited, i);
       if (refusal.text.empty()) refusal = WhyRefused(record, value);
       if (!refusal.text.empty()) {
-        refuse(parameter.name, refusal);
+        // All that is wrong is said, and only then is nothing written.
+        context.Error(RefusalMessage(Code::kStyleRefused, options.file, parameter.name, refusal));
+        refused = true;
         continue;
       }
       if (record.edit != 1) {
@@ -198,10 +203,7 @@ ExitCode Set(Context& context, StyleKind kind, const SetOptions& options) {
     context.data["output"] = nullptr;
     return ExitCode::kNo;
   }
-  // The shared slot of the file, and with it the other parameter, follows.
-  if (kind == StyleKind::kBuild) {
-    edited.Find("QC Min Large Thick Skin Width")->record = edited.Find("Shelling Thickness")->record;
-  }
+  FollowSharedPlace(edited);
   return FinishEdit(context, file, edited, options.edit);
 }
 
@@ -229,21 +231,15 @@ ExitCode Copy(Context& context, StyleKind kind, const CopyOptions& options) {
         edited.parameters[i].record = source.style.parameters[i].record;
       } else if (IsGlob(pattern)) {
         // A pattern means what can be copied.
-        context.Note(Message(Code::kStyleSkipped, options.to, name + ": " + refusal.text)
-                         .Hint(refusal.hint)
-                         .At({{"parameter", name}}));
+        context.Note(RefusalMessage(Code::kStyleSkipped, options.to, name, refusal));
       } else {
-        context.Error(Message(Code::kStyleRefused, options.to, name + ": " + refusal.text)
-                          .Hint(refusal.hint)
-                          .At({{"parameter", name}}));
+        context.Error(RefusalMessage(Code::kStyleRefused, options.to, name, refusal));
         refused = true;
       }
     }
   }
   if (refused) return ExitCode::kNo;
-  if (kind == StyleKind::kBuild) {
-    edited.Find("QC Min Large Thick Skin Width")->record = edited.Find("Shelling Thickness")->record;
-  }
+  FollowSharedPlace(edited);
   return FinishEdit(context, target, edited, options.edit);
 }
 
@@ -325,8 +321,7 @@ ExitCode Upgrade(Context& context, StyleKind kind, const UpgradeOptions& options
     }
   }
   for (const RewriteChanges::Entry& entry : ChangesByRewriting(file).lost) {
-    context.Warn(Message(Code::kStyleLost, options.file, fmt::format("{}: {}", entry.name, entry.text))
-                     .At({{"byte", entry.offset}}));
+    context.Warn(ChangeMessage(Code::kStyleLost, options.file, entry).At({{"byte", entry.offset}}));
   }
   const ExitCode exit = FinishEdit(context, file, upgraded, options.edit);
   context.data["layout_before"] = StyleLayoutName(file.layout);

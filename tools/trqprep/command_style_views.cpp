@@ -188,10 +188,7 @@ ExitCode Verify(Context& context, StyleKind kind, const std::string& path) {
     good = false;
   };
   if (!file->complete) {
-    complain(Message(Code::kStyleShort, path,
-                     fmt::format("ends after {} bytes, inside its {} layout", file->bytes.size(),
-                                 StyleLayoutName(file->layout)))
-                 .At({{"byte", file->bytes.size()}}));
+    complain(StyleIsShort(*file).At({{"byte", file->bytes.size()}}));
   } else if (!file->ends_right) {
     const std::size_t expected = file->end + 4;
     complain(Message(Code::kStyleLength, path,
@@ -199,20 +196,16 @@ ExitCode Verify(Context& context, StyleKind kind, const std::string& path) {
                                  StyleLayoutName(file->layout), expected))
                  .At({{"byte", file->end}}));
   }
-  if (!file->crc_valid()) {
-    complain(Message(Code::kStyleCrc, path,
-                     fmt::format("the checksum {:08x} does not match the content ({:08x})", file->stored_crc,
-                                 file->computed_crc)));
-  }
+  if (!file->crc_valid()) complain(StyleIsDamaged(*file));
   RewriteChanges changes;
   if (file->complete) changes = ChangesByRewriting(*file);
   for (const RewriteChanges::Entry& entry : changes.lost) {
-    complain(Message(Code::kStyleLost, path, fmt::format("{}: {}", entry.name, entry.text))
+    complain(ChangeMessage(Code::kStyleLost, path, entry)
                  .Hint("written again, the file would hold something else here")
                  .At({{"byte", entry.offset}, {"parameter", entry.name}}));
   }
   for (const RewriteChanges::Entry& entry : changes.notes) {
-    context.Note(Message(Code::kStyleSlack, path, fmt::format("{}: {}", entry.name, entry.text))
+    context.Note(ChangeMessage(Code::kStyleSlack, path, entry)
                      .At({{"byte", entry.offset}, {"parameter", entry.name}}));
   }
   if (file->kind_from_name) {

@@ -25,10 +25,7 @@ void DescribeStyleFile(Context& context, const FileHead& head, Json& data) {
   const StyleFile file = Examine(head).value();
   DescribeStyle(file, data);
   if (!file.complete) {
-    Fail(ExitCode::kInput, Message(Code::kStyleShort, head.path,
-                                   fmt::format("ends after {} bytes, inside its {} layout", file.bytes.size(),
-                                               StyleLayoutName(file.layout)))
-                               .Hint("copy the file again from where it came"));
+    Fail(ExitCode::kInput, StyleIsShort(file).Hint("copy the file again from where it came"));
   }
   context.Print("{}: {}, {} layout, {} bytes\n", OneLine(head.path), StyleKindName(file.kind),
                 StyleLayoutName(file.layout), head.size);
@@ -48,10 +45,8 @@ void DescribeStyleFile(Context& context, const FileHead& head, Json& data) {
     context.Print("  CRC       {:08x}, {}\n", file.stored_crc,
                   file.crc_valid() ? "valid" : "does not match the content");
     if (!file.crc_valid() || !file.ends_right) {
-      context.Warn(Message(Code::kStyleCrc, head.path,
-                           fmt::format("the checksum {:08x} does not match the content ({:08x})",
-                                       file.stored_crc, file.computed_crc))
-                       .Hint(fmt::format("'trqprep {} verify' tells more", StyleCommand(file.kind))));
+      context.Warn(
+          StyleIsDamaged(file).Hint(fmt::format("'trqprep {} verify' tells more", StyleCommand(file.kind))));
     }
   }
   if (file.kind_from_name) {
