@@ -1,12 +1,12 @@
 /// The vents-and-drains side file (docs/formats/vents-and-drains.md).
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "trq/core/side_file.h"
 #include "trqprep/matrix4.h"
 #include "trqprep/mesh_input.h"
 
@@ -15,7 +15,7 @@ namespace trqprep {
 /// A vent or drain as the file has it: a point in model coordinates, and four numbers that the library
 /// carries unchanged. This tool writes a direction out of the part and the diameter there.
 struct VentEntry {
-  std::array<float, 7> numbers{};
+  trq::core::SideNumbers numbers{};
   std::size_t line = 0;  ///< index into VentsFile::lines
 
   Point point() const { return {numbers[0], numbers[1], numbers[2]}; }
@@ -38,8 +38,6 @@ struct VentsFile {
 std::string SideFileOf(const std::string& model);
 bool IsSideFileName(const std::string& path);
 
-/// The line of a vent or drain, without line end.
-std::string VentLine(const std::array<float, 7>& numbers);
 VentsFile ParseVents(const std::string& path, const std::string& text);
 
 /// By content (every line is seven numbers) or by the ending of the name.

@@ -29,13 +29,6 @@ class FolderWriter {
     const OutputFolder::Written written = folder_.WriteFile(name, content);
     files_.push_back({{"file", TextToJson(name)}, {"size", written.size}, {"sha256", written.sha256}});
   }
-  // Lists a file that stands already.
-  void AddStanding(const std::string& name) {
-    const std::string path = folder_.PathOf(name);
-    files_.push_back({{"file", TextToJson(name)},
-                      {"size", std::filesystem::file_size(path)},
-                      {"sha256", Sha256OfFile(path)}});
-  }
   const Json& files() const { return files_; }
 
  private:
@@ -85,29 +78,22 @@ std::string BytesOfPart(const PlatePart& part) {
 }
 
 // The part's side file, moved as its piece was.
-void WriteSideFile(const Plate& plate, const Piece& piece, const std::string& mesh_path) {
+std::string MovedSideFile(const Plate& plate, const Piece& piece) {
   const PlatePart& part = plate.parts[piece.part];
   const double factor = UnitsFactor(part.input.units, plate.job.units);
   std::string scaled;
   for (const VentEntry& entry : ParseVents("", *part.side_file).entries) {
-    std::array<float, 7> numbers = entry.numbers;
+    trq::core::SideNumbers numbers = entry.numbers;
     for (std::size_t k = 0; k < 3; ++k) numbers[k] = static_cast<float>(numbers[k] * factor);
-    scaled += VentLine(numbers) + "\n";
+    scaled += trq::core::SideLine(numbers) + "\n";
   }
-  const TemporaryFolder folder;
-  const std::string source = folder.PathOf("part.ctl");
-  WriteOutputFile(SideFileOf(source), scaled, false);
-  // The move of the scaled part: the library's side files know turns and shifts only.
+  // Side files know turns and shifts only; the scaled part is copied, by adding nothing, and moved.
   const Matrix4 move = Compose(piece.matrix, Matrix4::Scaling(1 / factor, 1 / factor, 1 / factor));
-  MODEL model;
-  model.ComponentInfo.text = CString(mesh_path);
-  for (int k = 0; k < 16; ++k) {
-    model.ComponentInfo.placement()[k] = static_cast<float>(move.m[k / 4][k % 4]);
-    model.ComponentInfo.record.previous_matrix[static_cast<std::size_t>(k)] = k % 5 == 0 ? 1.0f : 0.0f;
-  }
-  if (model.CopyVDFileFrom(CString(source), 0, 0, 0) != 1 || model.MoveVDFileLast(0) != 1) {
-    Fail(ExitCode::kOutput, Message(Code::kOutputUnwritable, SideFileOf(mesh_path), "cannot be written"));
-  }
+  float after[4][4], before[4][4];
+  for (int k = 0; k < 16; ++k) after[k / 4][k % 4] = static_cast<float>(move.m[k / 4][k % 4]);
+  set_unit_matrix(before);
+  return trq::core::MoveSideText(trq::core::MoveSideText(scaled, trq::core::PointMove(0, 0, 0)),
+                                 trq::core::PointMove(after, before, 0));
 }
 
 // The job that makes the folder again from its own files.
@@ -245,9 +231,7 @@ void WriteBuildFolder(Observer& observer, const Plate& plate, const BuildSetup& 
     observer.Progress("writing " + name,
                       0.9 + 0.1 * static_cast<double>(i) / static_cast<double>(plate.pieces.size()));
     writer.Write(name, [&](trq::core::ByteSink& sink) { WritePieceCtl(plate, piece, sink); });
-    if (!plate.parts[piece.part].side_file) continue;
-    WriteSideFile(plate, piece, folder.PathOf(name));
-    writer.AddStanding(SideFileOf(name));
+    if (plate.parts[piece.part].side_file) writer.Write(SideFileOf(name), MovedSideFile(plate, piece));
   }
   writer.Write(kPlateSvg, PlateSvg(plate));
   writer.Write(kBuildToml, JobFileText(FolderJob(plate, setup)));

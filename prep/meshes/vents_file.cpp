@@ -6,32 +6,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
-#include <cstdio>
-#include <memory>
 
 namespace trqprep {
 namespace {
 
-constexpr std::size_t kLongestLine = 518;
-constexpr std::string_view kBlanks = " \t\v\f\r";
-
-bool IsEmptyLine(std::string_view line) { return line.find_first_not_of(kBlanks) == std::string_view::npos; }
-
-// Seven numbers as a scan with "%f" takes them, and nothing after them.
-std::optional<std::array<float, 7>> ParseLine(std::string_view line) {
-  if (line.size() > kLongestLine) return std::nullopt;
-  std::array<float, 7> numbers{};
-  for (float& number : numbers) {
-    line.remove_prefix(std::min(line.find_first_not_of(kBlanks), line.size()));
-    if (line.size() > 1 && line[0] == '+' && line[1] != '-') line.remove_prefix(1);
-    const auto [end, error] = std::from_chars(line.data(), line.data() + line.size(), number);
-    if (error != std::errc()) return std::nullopt;
-    line.remove_prefix(static_cast<std::size_t>(end - line.data()));
-    if (!line.empty() && kBlanks.find(line[0]) == std::string_view::npos) return std::nullopt;
-  }
-  if (!IsEmptyLine(line)) return std::nullopt;
-  return numbers;
+bool IsEmptyLine(std::string_view line) {
+  return line.find_first_not_of(" \t\v\f\r") == std::string_view::npos;
 }
 
 }  // namespace
@@ -56,18 +36,13 @@ std::string SideFileOf(const std::string& model) {
   return model.substr(0, model.rfind('.')) + ".V_D";
 }
 
-std::string VentLine(const std::array<float, 7>& n) {
-  return fmt::format("{:.6f} {:.6f} {:.6f}  {:.6f} {:.6f} {:.6f}  {:.6f}", n[0], n[1], n[2], n[3], n[4], n[5],
-                     n[6]);
-}
-
 VentsFile ParseVents(const std::string& path, const std::string& text) {
   VentsFile file;
   file.path = path;
   for (std::size_t begin = 0; begin < text.size();) {
     const std::size_t end = std::min(text.find('\n', begin), text.size());
     const std::string line = text.substr(begin, end - begin);
-    if (const auto numbers = ParseLine(line)) {
+    if (const auto numbers = trq::core::ParseSideLine(line, true)) {
       file.entries.push_back({*numbers, file.lines.size()});
     } else if (!IsEmptyLine(line)) {
       file.bad_lines.push_back(file.lines.size());
@@ -88,15 +63,7 @@ bool LooksLikeVents(const FileHead& file) {
 }
 
 VentsFile ReadVents(Observer& observer, const std::string& path) {
-  ReadFileHead(path);
-  const std::unique_ptr<FILE, int (*)(FILE*)> stream(std::fopen(path.c_str(), "rb"), std::fclose);
-  if (!stream) Fail(ExitCode::kInput, Message(Code::kInputUnreadable, path, SystemText(errno)));
-  std::string text;
-  std::string block(1 << 16, '\0');
-  while (const std::size_t got = std::fread(block.data(), 1, block.size(), stream.get()))
-    text.append(block, 0, got);
-  if (std::ferror(stream.get()))
-    Fail(ExitCode::kInput, Message(Code::kInputUnreadable, path, SystemText(errno)));
+  const std::string text = InputFile(path).ReadRest();
   VentsFile file = ParseVents(path, text);
   if (!file.bad_lines.empty()) {
     const std::size_t first = file.bad_lines.front();

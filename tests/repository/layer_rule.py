@@ -36,6 +36,7 @@ HEADER_LAYER = {
     "core/stl.h": "geometry",
     "core/ctl.h": "geometry",
     "core/shell.h": "geometry",
+    "core/side_file.h": "geometry",
     "mesh_values.h": "geometry",
     "host.h": "host",
     "foundation.h": "foundation",

@@ -202,7 +202,7 @@ ExitCode AddEntries(Context& context, const Options& options) {
     entry.numbers[5] = vent ? 1.0f : -1.0f;
     entry.numbers[6] = static_cast<float>(diameter);
     entry.line = file.lines.size();
-    file.lines.push_back(VentLine(entry.numbers));
+    file.lines.push_back(trq::core::SideLine(entry.numbers));
     // What a reader will find there.
     entry = ParseVents(side_file, file.lines.back()).entries.at(0);
     file.entries.push_back(entry);
@@ -261,33 +261,21 @@ ExitCode Move(Context& context, const Options& options) {
   const std::vector<std::size_t> chosen = Chosen(file, options.numbers);
   context.result = options.output.empty() ? file.path : options.output;
 
-  // The library moves a whole side file beside its model: it gets one of its own with the chosen lines.
-  const TemporaryFolder folder;
-  std::string lines;
-  for (const std::size_t i : chosen) lines += file.lines[file.entries[i].line] + "\n";
-  const std::string moving = folder.PathOf("moving.V_D");
-  WriteOutputFile(moving, lines, false);
-  MODEL model;
-  model.ComponentInfo.text = folder.PathOf("moving.stl");
-  int done = 0;
+  trq::core::PointMove move(by[0], by[1], by[2]);
   if (options.rotate_z) {
     const Matrix4 matrix =
         Compose(Matrix4::Translation(by[0], by[1], by[2]), Matrix4::Rotation(2, *options.rotate_z));
-    for (int i = 0; i < 16; ++i)
-      model.ComponentInfo.placement()[i] = static_cast<float>(matrix.m[i / 4][i % 4]);
-    done = model.MoveVDFileLast(0);
-  } else {
-    done = model.TranslateVDFile(by[0], by[1], by[2]);
-  }
-  const VentsFile moved = done == 1 ? ReadVents(context, moving) : VentsFile();
-  if (moved.entries.size() != chosen.size()) {
-    Fail(ExitCode::kOutput, Message(Code::kOutputUnwritable, moving, "the points cannot be moved"));
+    float after[4][4], before[4][4];
+    for (int i = 0; i < 16; ++i) after[i / 4][i % 4] = static_cast<float>(matrix.m[i / 4][i % 4]);
+    set_unit_matrix(before);
+    move = trq::core::PointMove(after, before, 0);
   }
   Json entries = Json::array();
   for (std::size_t k = 0; k < chosen.size(); ++k) {
     VentEntry& entry = file.entries[chosen[k]];
-    entry.numbers = moved.entries[k].numbers;
-    file.lines[entry.line] = moved.lines[moved.entries[k].line];
+    move.Apply(entry.numbers.data());
+    file.lines[entry.line] = trq::core::SideLine(entry.numbers);
+    entry.numbers = *trq::core::ParseSideLine(file.lines[entry.line]);  // what the file says
     entries.push_back(EntryToJson(entry, chosen[k] + 1));
     if (mesh) CheckOnPart(context, *mesh, entry, file.path, chosen[k] + 1);
   }
