@@ -239,13 +239,18 @@ int RECOATSTYLE::binaryWriteStyle(CString path) {
 
 int RECOATSTYLE::binaryReadStyle() {
   if (!file->Open(FullPathName, "rb")) return trq::legacy_recoat_file::kCannotOpen;
-  // Kept: the stored path is read and discarded; the style keeps the path it was opened from.
-  const CString path = FullPathName;
+  // Kept: the stored path is read and discarded; the style keeps the path it was opened from, also when
+  // memory runs out on the way.
+  struct KeepPath {
+    RECOATSTYLE& style;
+    CString path = style.FullPathName;
+    ~KeepPath() {
+      style.FullPathName = std::move(path);
+      style.file->Close();
+    }
+  } keep{*this};
   StyleSource source(file);
-  const int result = ReadLegacy(*this, source);
-  FullPathName = path;
-  file->Close();
-  return result;
+  return ReadLegacy(*this, source);
 }
 
 int RECOATSTYLE::writeRecoatStyle(CString path) {
