@@ -18,6 +18,8 @@
 #include "trq/core/ctl.h"
 #include "trq/geometry.h"
 
+using namespace trq::detail;
+
 namespace trq::detail {
 namespace {
 
@@ -288,7 +290,7 @@ uint64_t CtlSize(int32_t vertex_count, uint64_t triangle_count) {
 
 int CTL::fp_read(FILE* f) {
   trq::core::FileSource source(f);
-  const trq::core::Result<void> done = trq::detail::ReadCtlInto(source, header, vertices_, triangles_);
+  const trq::core::Result<void> done = ReadCtlInto(source, header, vertices_, triangles_);
   if (!done) {
     const trq::core::Error& error = done.error();
     if (error.code != trq::core::ErrorCode::kReadFailed) {
@@ -297,7 +299,7 @@ int CTL::fp_read(FILE* f) {
       std::fprintf(stderr, "%s\n",
                    counts ? "Invalid CTL file - Wrong number of facets." : error.text.c_str());
     }
-    trq::detail::Throw(error.text.c_str());
+    Throw(error.text.c_str());
   }
   units = header.units;
   return header.num_triangles;
@@ -314,35 +316,34 @@ int CTL::get_units(FILE* f) {
 }
 
 int CTL::SaveCTLModel(CString path, float matrix[4][4], int mm_to_inch) {
-  trq::detail::FileHandle file = trq::detail::CreateOnRecord(*this, path, "wb", trq::detail::kWriting);
+  FileHandle file = CreateOnRecord(*this, path, "wb", kWriting);
   if (!file) return trq::mesh_io::kFailed;
   const trq::core::MeshView mesh = view();
   if (mesh.triangles.empty()) return trq::mesh_io::kFailed;
 
   header.format_word = 12;
   for (std::size_t i = 0; i < mesh.triangles.size(); ++i)
-    triangles_[i][3] = trq::detail::WrittenAttribute(triangles_[i][3], trq::detail::kLargestAttribute);
+    triangles_[i][3] = WrittenAttribute(triangles_[i][3], kLargestAttribute);
   // The file gets the vertices as they are before they are snapped.
   trq::core::FileSink sink(file.get());
-  trq::detail::WriteHeadAndVertices(sink, mesh, header, trq::detail::PlacedPoints(matrix, mm_to_inch));
+  WriteHeadAndVertices(sink, mesh, header, PlacedPoints(matrix, mm_to_inch));
   truncateVertices();
   bool packed = true;
-  if (trq::detail::FitPackedWidth(mesh, trq::detail::kLargestAttribute)) {
-    trq::detail::WriteTriangles(sink, mesh, trq::detail::kLargestAttribute);
+  if (FitPackedWidth(mesh, kLargestAttribute)) {
+    WriteTriangles(sink, mesh, kLargestAttribute);
   } else {
-    packed = trq::detail::WriteTrianglesThatDoNotFit(sink, triangles_.get(), mesh.triangles.size(),
-                                                     static_cast<int32_t>(mesh.vertex_count));
+    packed = WriteTrianglesThatDoNotFit(sink, triangles_.get(), mesh.triangles.size(),
+                                        static_cast<int32_t>(mesh.vertex_count));
   }
-  return trq::detail::CloseOnRecord(*this, std::move(file), trq::detail::kWriting) && packed
-             ? trq::mesh_io::kDone
-             : trq::mesh_io::kFailed;
+  return CloseOnRecord(*this, std::move(file), kWriting) && packed ? trq::mesh_io::kDone
+                                                                   : trq::mesh_io::kFailed;
 }
 
 namespace {
 
 void AppendPoint(std::string& text, float x, float y, float z) {
   for (const float c : {x, y, z}) {
-    trq::detail::AppendComputed(text, c);
+    AppendComputed(text, c);
     text += ' ';
   }
 }
@@ -368,7 +369,7 @@ void CTL::ascii_dump(FILE* f) {
       text += "      vertex  ";
       for (int axis = 0; axis < 3; ++axis) {
         text += ' ';
-        trq::detail::AppendComputed(text, corner[axis], 2, 7);
+        AppendComputed(text, corner[axis], 2, 7);
       }
       text += '\n';
     }
@@ -379,13 +380,12 @@ void CTL::ascii_dump(FILE* f) {
 }
 
 int CTL::dumpctl() {
-  trq::detail::FileHandle file =
-      trq::detail::CreateOnRecord(*this, "ctldmp.txt", "wb", trq::detail::kWritingReport);
+  FileHandle file = CreateOnRecord(*this, "ctldmp.txt", "wb", kWritingReport);
   if (!file) return 1;
   std::string text = "Number of Triangles : " + std::to_string(num_triangles()) + "\nVolume              : ";
-  trq::detail::AppendComputed(text, volume());
+  AppendComputed(text, volume());
   text += "\nArea                : ";
-  trq::detail::AppendComputed(text, area());
+  AppendComputed(text, area());
   // Kept: these labels are not those of the units codes.
   text += header.units == 2   ? "\nUnits               : IN\n\n"
           : header.units == 1 ? "\nUnits               : MM\n\n"
@@ -404,7 +404,7 @@ int CTL::dumpctl() {
     AppendPoint(text, normal.x, normal.y, normal.z);
     text += "[calculated]\nLength    : ";
     const double x = normal.x, y = normal.y, z = normal.z;
-    trq::detail::AppendComputed(text, std::sqrt(x * x + y * y + z * z));
+    AppendComputed(text, std::sqrt(x * x + y * y + z * z));
     text += " \n\n";
     Flush(text, file.get(), kTextBlock);
   }
@@ -414,12 +414,12 @@ int CTL::dumpctl() {
     text += "\nVertex " + std::to_string(i + 1) + ":";
     for (int axis = 0; axis < 3; ++axis) {
       text += ' ';
-      trq::detail::AppendComputed(text, vertices_[i][axis]);
+      AppendComputed(text, vertices_[i][axis]);
     }
     text += '\n';
     Flush(text, file.get(), kTextBlock);
   }
   Flush(text, file.get(), 0);
-  trq::detail::CloseOnRecord(*this, std::move(file), trq::detail::kWritingReport);
+  CloseOnRecord(*this, std::move(file), kWritingReport);
   return 1;
 }

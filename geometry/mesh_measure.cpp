@@ -10,6 +10,8 @@
 #include "host/system.h"
 #include "trq/geometry.h"
 
+using namespace trq::detail;
+
 namespace trq::core {
 namespace {
 
@@ -222,8 +224,7 @@ int CTL::Calculate_normals() {
   trq::host::ExpectFilling(normals_.get(), count * sizeof(VECTOR));
   // Kept: the header's count decides which indices pass, whatever is allocated.
   const int64_t largest_index = std::max(header.num_vertices, -1);
-  return trq::detail::MakeNormals(mesh, largest_index, normals_) == count ? trq::mesh_io::kDone
-                                                                          : trq::mesh_io::kFailed;
+  return MakeNormals(mesh, largest_index, normals_) == count ? trq::mesh_io::kDone : trq::mesh_io::kFailed;
 }
 
 float CTL::areaX2sq(int i) {
