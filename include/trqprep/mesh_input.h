@@ -23,6 +23,7 @@ struct InputMesh {
   MeshFormat format = MeshFormat::kBinaryStl;
   std::uint64_t file_size = 0;
   std::string sha256;                ///< of the file, when it was asked for
+  std::shared_ptr<InputFile> file;   ///< still open, when that was asked for
   Units units = Units::kMillimetre;  ///< what the coordinates are in
   bool units_stated = false;         ///< by the file; otherwise they are --units
   int solids = 1;                    ///< binary solids one after the other
@@ -41,6 +42,7 @@ bool LooksLikeStl(const FileHead& file);
 struct MeshReading {
   bool may_be_empty = false;  ///< a file without facets is a warning only
   bool hash = false;          ///< also InputMesh::sha256, of the bytes as they are read
+  bool keep_open = false;     ///< also InputMesh::file
 };
 
 /// Reads a mesh; the file is opened once, and read once but for a text that turns out to be none. Whatever

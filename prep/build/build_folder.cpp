@@ -23,11 +23,12 @@ namespace {
 class FolderWriter {
  public:
   explicit FolderWriter(OutputFolder& folder) : folder_(folder) {}
-  /// The content: bytes, or a function that puts them into a sink.
+  /// The content: bytes, or a function that puts them into a sink. Returns their SHA-256.
   template <class Content>
-  void Write(const std::string& name, const Content& content) {
+  std::string Write(const std::string& name, const Content& content) {
     const OutputFolder::Written written = folder_.WriteFile(name, content);
     files_.push_back({{"file", TextToJson(name)}, {"size", written.size}, {"sha256", written.sha256}});
+    return written.sha256;
   }
   const Json& files() const { return files_; }
 
@@ -66,15 +67,19 @@ void WritePieceCtl(const Plate& plate, const Piece& piece, trq::core::ByteSink& 
   if (!written.ok() && !sink.failed()) throw std::logic_error(written.error().text);
 }
 
-// The part's file as it was read; changed in between, it would not be what was built.
-std::string BytesOfPart(const PlatePart& part) {
-  std::ifstream stream(part.request.path, std::ios::binary);
-  std::string bytes{std::istreambuf_iterator<char>(stream), {}};
-  if (Sha256(bytes) != part.sha256) {
+// Copies the part's file from where it was opened for reading; changed in between, it would not be what was
+// built.
+void WritePartFile(const PlatePart& part, FolderWriter& writer) {
+  const std::string sha256 = writer.Write(PartFileName(part), [&](trq::core::ByteSink& sink) {
+    InputFile& file = *part.input.file;
+    std::vector<char> block(1 << 20);
+    file.Seek(0);
+    while (const std::size_t got = file.Read(block.data(), block.size())) sink.Write(block.data(), got);
+  });
+  if (sha256 != part.sha256) {
     Fail(ExitCode::kInput, Message(Code::kInputChanged, part.request.path, "changed while it was being built")
                                .Hint("build again"));
   }
-  return bytes;
 }
 
 // The part's side file, moved as its piece was.
@@ -216,7 +221,7 @@ void WriteBuildFolder(Observer& observer, const Plate& plate, const BuildSetup& 
   writer.Write(kPlateStl, [&](trq::core::ByteSink& sink) { WritePlateStl(plate, sink); });
   folder.MakeFolder(kPartFolder);
   for (const PlatePart& part : plate.parts) {
-    writer.Write(PartFileName(part), BytesOfPart(part));
+    WritePartFile(part, writer);
     if (part.side_file) writer.Write(SideFileOf(PartFileName(part)), *part.side_file);
   }
   if (!setup.styles.empty()) folder.MakeFolder(kStyleFolder);

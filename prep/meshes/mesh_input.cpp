@@ -284,7 +284,8 @@ bool LooksLikeStl(const FileHead& file) { return LowerExtension(file.path) == "s
 
 InputMesh ReadMesh(Observer& observer, const ReadOptions& options, const std::string& path,
                    const MeshReading& how) {
-  InputFile file(path);
+  const auto opened = std::make_shared<InputFile>(path);
+  InputFile& file = *opened;
   if (how.hash) file.StartHash();
   observer.current_file = path;
   InputMesh input;
@@ -307,6 +308,7 @@ InputMesh ReadMesh(Observer& observer, const ReadOptions& options, const std::st
   input.mesh->recalculate_extents();
   input.mesh->extents_valid = 1;
   if (how.hash) input.sha256 = file.HashOfAll();
+  if (how.keep_open) input.file = opened;
   observer.current_file.clear();
   return input;
 }

@@ -20,7 +20,8 @@ namespace trqprep {
 namespace {
 
 constexpr double kContactMillimetres = 0.001;
-constexpr std::size_t kLongestName = 200;  // leaves room for "-100.ctl" in a file name
+constexpr std::size_t kMostComponents = 101;  // what the grid's tables take
+constexpr std::size_t kLongestName = 200;     // leaves room for "-100.ctl" in a file name
 
 // Equal names become name, name-2, ... in the order given; a name that is taken already is stepped over.
 void NameParts(std::vector<PlatePart>& parts) {
@@ -182,7 +183,10 @@ Plate LoadPlate(Observer& observer, const Job& job) {
     PlatePart part;
     part.request = job.parts[i];
     const std::size_t said = observer.messages().size();
-    part.input = ReadMesh(observer, {job.units, job.accept_partial}, part.request.path, {false, true});
+    // Files stay open to be copied from, but not more than a build can hold.
+    const bool keep_open = job.parts.size() <= kMostComponents;
+    part.input =
+        ReadMesh(observer, {job.units, job.accept_partial}, part.request.path, {false, true, keep_open});
     RequireFinite(part.input);
     WarnOfUnits(observer, part.input, &vat_mm);
     part.remarks.assign(observer.messages().begin() + static_cast<std::ptrdiff_t>(said),
@@ -204,12 +208,12 @@ bool PlacePieces(Observer& observer, Plate& plate) {
   observer.Progress("placing", 0.3);
   GridEval grid = MakeGrid(plate);
   const std::vector<Component> components = Components(plate, PieceCount(plate));
-  // The grid's tables take 101 components; it would leave out the others.
-  if (components.size() > 101) {
-    observer.Error(
-        Message(Code::kNoPlacement, "",
-                fmt::format("{} parts are more than the 101 that can be placed together", components.size()))
-            .Hint("divide them over several builds"));
+  // The grid would leave out the others.
+  if (components.size() > kMostComponents) {
+    observer.Error(Message(Code::kNoPlacement, "",
+                           fmt::format("{} parts are more than the {} that can be placed together",
+                                       components.size(), kMostComponents))
+                       .Hint("divide them over several builds"));
     return false;
   }
   if (!Search(plate, PieceCount(plate), grid)) {
