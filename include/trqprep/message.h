@@ -64,5 +64,7 @@ std::string ToolVersion();
 std::string SystemText(int error);
 /// A text with its control characters written as \xHH, so that it stays on its line.
 std::string OneLine(const std::string& text);
+/// A text as it may stand in XML; bytes that are not UTF-8 and control characters become U+FFFD.
+std::string XmlText(const std::string& text);
 
 }  // namespace trqprep

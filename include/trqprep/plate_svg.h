@@ -11,7 +11,4 @@ namespace trqprep {
 /// copies, names, turns, and the used extent. The same plate gives the same bytes.
 std::string PlateSvg(const Plate& plate);
 
-/// A text as it may stand in XML; bytes that are not UTF-8 and control characters become U+FFFD.
-std::string XmlText(const std::string& text);
-
 }  // namespace trqprep

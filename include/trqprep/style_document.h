@@ -148,10 +148,6 @@ std::string RangeText(const RecordValues& record);
 /// "{1, 2, 3}", or "any".
 std::string AllowedText(const RecordValues& record);
 
-/// Shell pattern with * ? [...].
-bool IsGlob(const std::string& pattern);
-bool MatchesGlob(const std::string& pattern, const std::string& name);
-
 /// The machine type's name as the text exports have it, "TRQ-UNKNOWN" for a number without one.
 std::string MachineName(std::int32_t type);
 /// The number of a machine named by its display name (case does not matter) or its number.

@@ -7,7 +7,6 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "cli/command.h"
 #include "trq/core/ctl.h"
 #include "trq/core/stl.h"
 #include "trq/setup.h"

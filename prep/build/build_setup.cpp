@@ -12,14 +12,10 @@
 #include "trq/core/style_stack.h"
 #include "trqprep/build_folder.h"
 #include "trqprep/check_mesh.h"
+#include "trqprep/paths.h"
 
 namespace trqprep {
 namespace {
-
-bool Exists(const std::string& path) {
-  std::error_code error;
-  return std::filesystem::exists(path, error);
-}
 
 // A style that does not stand where its name says may lie in the machine's folder below the style root.
 std::string FindStyle(const Job& job, const std::string& path) {

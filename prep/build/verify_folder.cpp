@@ -2,19 +2,20 @@
 
 #include <fmt/format.h>
 
-#include <dirent.h>
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
 #include <set>
+#include <system_error>
 
 #include "trqprep/build_folder.h"
 #include "trqprep/mesh_input.h"
 #include "trqprep/overlap.h"
+#include "trqprep/paths.h"
 #include "trqprep/sha256.h"
 #include "trqprep/stored_style.h"
 
@@ -56,24 +57,21 @@ bool StaysInside(const std::string& name) {
   return name.find('\0') == std::string::npos;
 }
 
-void ListNames(const std::string& folder, const std::string& below, std::set<std::string>& names) {
-  DIR* stream = opendir((folder + "/" + below).c_str());
-  if (!stream) return;
-  std::vector<std::string> found;
-  while (const dirent* entry = readdir(stream)) found.emplace_back(entry->d_name);
-  closedir(stream);
-  for (const std::string& name : found) {
-    // What an interrupted run left behind disturbs nothing.
-    if (name == "." || name == ".." || name.rfind(".trqprep-", 0) == 0) continue;
-    const std::string path = below + name;
-    struct stat status {};
-    if (lstat((folder + "/" + path).c_str(), &status) != 0) continue;
-    if (S_ISDIR(status.st_mode)) {
-      ListNames(folder, path + "/", names);
-    } else {
-      names.insert(path);
+// The files below a folder. What an interrupted run left behind disturbs nothing.
+std::set<std::string> NamesIn(const std::string& folder) {
+  namespace fs = std::filesystem;
+  std::set<std::string> names;
+  const std::string root = folder + "/";
+  std::error_code error;
+  for (fs::recursive_directory_iterator at(root, error), end; !error && at != end; at.increment(error)) {
+    std::error_code unknown;
+    if (at->path().filename().string().rfind(".trqprep-", 0) == 0) {
+      at.disable_recursion_pending();
+    } else if (!fs::is_directory(at->symlink_status(unknown))) {
+      names.insert(at->path().string().substr(root.size()));
     }
   }
+  return names;
 }
 
 Message Difference(Code code, const std::string& folder, const std::string& name, const std::string& text) {
@@ -83,8 +81,7 @@ Message Difference(Code code, const std::string& folder, const std::string& name
 // Files against the list in build.json.
 void VerifyFiles(Observer& observer, const std::string& folder, const Json& document,
                  std::vector<Message>& findings) {
-  std::set<std::string> standing;
-  ListNames(folder, "", standing);
+  std::set<std::string> standing = NamesIn(folder);
   standing.erase(kBuildJson);
   if (!document.contains("sum") || document["sum"] != SumOf(document)) {
     findings.push_back(Difference(Code::kVerifyHash, folder, kBuildJson, "was changed"));
@@ -111,8 +108,7 @@ void VerifyStyles(const std::string& folder, const Json& document, std::vector<M
     const std::string name = TextAt(folder, entry, "file");
     if (!StaysInside(name)) Invalid(folder, "styles");
     const std::string path = folder + "/" + name;
-    struct stat status {};
-    if (stat(path.c_str(), &status) != 0) continue;  // said already
+    if (!Exists(path)) continue;  // said already
     const bool build = TextAt(folder, entry, "kind") == StyleKindName(StyleKind::kBuild);
     const std::optional<StyleFile> file =
         ExamineStyle(path, ReadWholeFile(path), build ? StyleKind::kBuild : StyleKind::kRecoat);
@@ -198,8 +194,7 @@ std::vector<Message> VerifyPieces(Observer& observer, const std::string& folder,
     if (!StaysInside(name)) Invalid(folder, "mesh");
     --copies_of_part[part];
     observer.Progress("reading " + name, 0.5);
-    struct stat status {};
-    if (stat((folder + "/" + name).c_str(), &status) != 0) continue;  // said already
+    if (!Exists(folder + "/" + name)) continue;  // said already
     try {
       InputMesh mesh = ReadMesh(observer, {}, folder + "/" + name);
       facets += mesh.mesh->num_triangles();
@@ -251,9 +246,9 @@ std::vector<Message> VerifyPieces(Observer& observer, const std::string& folder,
                   Json::array({TextToJson(names[overlap.first]), TextToJson(names[overlap.second])})}}));
   }
   const std::string plate = folder + "/" + kPlateStl;
-  struct stat status {};
-  if (stat(plate.c_str(), &status) == 0 && meshes.size() == document["pieces"].size() &&
-      status.st_size != 84 + 50 * facets) {
+  std::error_code error;
+  const std::uintmax_t size = std::filesystem::file_size(plate, error);
+  if (!error && meshes.size() == document["pieces"].size() && size != 84 + 50 * facets) {
     findings.push_back(Difference(Code::kVerifyCount, folder, kPlateStl,
                                   fmt::format("holds other facets than the {} of the pieces", facets)));
   }

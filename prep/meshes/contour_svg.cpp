@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "trqprep/plate_svg.h"
+#include "trqprep/message.h"
 
 namespace trqprep {
 namespace {

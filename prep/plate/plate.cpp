@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -11,10 +9,12 @@
 #include <set>
 
 #include "trq/placement.h"
-#include "trqprep/check_mesh.h"
 #include "trqprep/overlap.h"
+#include "trqprep/paths.h"
 #include "trqprep/sha256.h"
 #include "trqprep/stored_style.h"
+#include "trqprep/vat_fit.h"
+#include "trqprep/vents_file.h"
 
 namespace trqprep {
 namespace {
@@ -192,8 +192,7 @@ Plate LoadPlate(Observer& observer, const Job& job) {
     part.remarks.assign(observer.messages().begin() + static_cast<std::ptrdiff_t>(said),
                         observer.messages().end());
     const std::string side_file = SideFileOf(part.request.path);
-    struct stat status {};
-    if (stat(side_file.c_str(), &status) == 0) part.side_file = ReadWholeFile(side_file);
+    if (Exists(side_file)) part.side_file = ReadWholeFile(side_file);
     part.sha256 = part.input.sha256;
     const double factor = UnitsFactor(part.input.units, job.units);
     const Matrix4 scaled = Matrix4::Scaling(factor, factor, factor);

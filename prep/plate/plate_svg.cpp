@@ -96,36 +96,6 @@ std::string OutlinePath(const Piece& piece, std::vector<Edge> edges, double to_m
 
 }  // namespace
 
-std::string XmlText(const std::string& text) {
-  std::string out;
-  for (std::size_t i = 0; i < text.size();) {
-    // The longest well-formed character at this place, or none.
-    std::size_t length = 1;
-    while (length <= 4 && i + length <= text.size() && !IsUtf8(text.substr(i, length))) ++length;
-    if (length > 4 || i + length > text.size()) {
-      out += "\xEF\xBF\xBD";
-      ++i;
-      continue;
-    }
-    const char c = text[i];
-    if (c == '<') {
-      out += "&lt;";
-    } else if (c == '>') {
-      out += "&gt;";
-    } else if (c == '&') {
-      out += "&amp;";
-    } else if (c == '"') {
-      out += "&quot;";
-    } else if (static_cast<unsigned char>(c) < 0x20) {
-      out += "\xEF\xBF\xBD";
-    } else {
-      out += text.substr(i, length);
-    }
-    i += length;
-  }
-  return out;
-}
-
 std::string PlateSvg(const Plate& plate) {
   const bool inches = plate.job.units == Units::kInch;
   const char* unit = UnitsName(plate.job.units);

@@ -1,7 +1,6 @@
 #include "trqprep/style_document.h"
 
 #include <fmt/format.h>
-#include <fnmatch.h>
 
 #include <algorithm>
 #include <cctype>
@@ -227,12 +226,6 @@ std::string RangeText(const RecordValues& record) {
 
 std::string AllowedText(const RecordValues& record) {
   return record.allowed.empty() ? "any" : ListText(record.allowed);
-}
-
-bool IsGlob(const std::string& pattern) { return pattern.find_first_of("*?[") != std::string::npos; }
-
-bool MatchesGlob(const std::string& pattern, const std::string& name) {
-  return fnmatch(pattern.c_str(), name.c_str(), 0) == 0;
 }
 
 std::string MachineName(std::int32_t type) {

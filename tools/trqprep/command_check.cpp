@@ -1,8 +1,6 @@
-#include <dirent.h>
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cerrno>
+#include <filesystem>
+#include <system_error>
 
 #include "cli/progress.h"
 #include "commands.h"
@@ -13,6 +11,7 @@
 #include "trqprep/check_styles.h"
 #include "trqprep/job_file.h"
 #include "trqprep/suggestions.h"
+#include "trqprep/vat_fit.h"
 #include "trqprep/verify_folder.h"
 
 namespace trqprep {
@@ -27,26 +26,28 @@ struct Options {
   std::string machine;
 };
 
+namespace fs = std::filesystem;
+
 bool IsFolder(const std::string& path) {
-  struct stat status {};
-  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+  std::error_code error;
+  return fs::is_directory(path, error);
 }
 
 // The regular files below a folder, in the order of their names. What the tool has under way is passed over.
 void ListFiles(const std::string& folder, std::vector<std::string>& files) {
-  DIR* stream = opendir(folder.c_str());
-  if (!stream) Fail(ExitCode::kInput, Message(Code::kInputUnreadable, folder, SystemText(errno)));
+  std::error_code error;
   std::vector<std::string> names;
-  while (const dirent* entry = readdir(stream)) names.emplace_back(entry->d_name);
-  closedir(stream);
+  for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
+    names.push_back(at->path().filename().string());
+  }
+  if (error) Fail(ExitCode::kInput, Message(Code::kInputUnreadable, folder, SystemText(error.value())));
   std::sort(names.begin(), names.end());
   for (const std::string& name : names) {
-    if (name == "." || name == ".." || name.rfind(".trqprep-", 0) == 0) continue;
+    if (name.rfind(".trqprep-", 0) == 0) continue;
     const std::string path = folder + (folder.back() == '/' ? "" : "/") + name;
-    struct stat status {};
-    if (lstat(path.c_str(), &status) != 0) continue;
-    if (S_ISDIR(status.st_mode)) ListFiles(path, files);
-    if (S_ISREG(status.st_mode)) files.push_back(path);
+    const fs::file_type type = fs::symlink_status(path, error).type();
+    if (type == fs::file_type::directory) ListFiles(path, files);
+    if (type == fs::file_type::regular) files.push_back(path);
   }
 }
 
@@ -57,8 +58,8 @@ struct Totals {
 };
 
 bool IsBuild(const std::string& folder) {
-  struct stat status {};
-  return stat((folder + "/" + kBuildJson).c_str(), &status) == 0 && S_ISREG(status.st_mode);
+  std::error_code error;
+  return fs::is_regular_file(folder + "/" + kBuildJson, error);
 }
 
 class Checker {

@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "commands.h"
+#include "trqprep/glob.h"
 #include "trqprep/stored_style.h"
 #include "trqprep/suggestions.h"
 

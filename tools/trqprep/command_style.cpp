@@ -3,6 +3,7 @@
 
 #include "commands.h"
 #include "style_verbs.h"
+#include "trqprep/glob.h"
 #include "trqprep/suggestions.h"
 
 namespace trqprep {

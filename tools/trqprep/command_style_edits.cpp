@@ -8,6 +8,7 @@
 
 #include "style_verbs.h"
 #include "trqprep/atomic_output.h"
+#include "trqprep/glob.h"
 #include "trqprep/mesh_input.h"
 #include "trqprep/suggestions.h"
 

@@ -1,4 +1,3 @@
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <cmath>
@@ -10,6 +9,7 @@
 #include "trq/setup.h"
 #include "trqprep/atomic_output.h"
 #include "trqprep/mesh_topology.h"
+#include "trqprep/paths.h"
 #include "trqprep/vent_patches.h"
 #include "trqprep/vents_file.h"
 
@@ -32,8 +32,7 @@ struct Options {
 
 // The part itself, when the argument names one that is there.
 std::optional<InputMesh> MeshIfThere(Context& context, const std::string& path) {
-  struct stat status {};
-  if (IsSideFileName(path) || stat(path.c_str(), &status) != 0) return std::nullopt;
+  if (IsSideFileName(path) || !Exists(path)) return std::nullopt;
   InputMesh mesh = ReadMesh(context, context.reading(), path);
   RequireFinite(mesh);
   return mesh;
@@ -302,8 +301,7 @@ ExitCode Remove(Context& context, const Options& options) {
     context.current_file = file.path;
     const bool kept = model.DeleteVDFile() != 0;
     context.current_file.clear();
-    struct stat status {};
-    if (!kept && stat(file.path.c_str(), &status) == 0) {
+    if (!kept && Exists(file.path)) {
       Fail(ExitCode::kOutput, Message(Code::kOutputUnwritable, file.path, "cannot be deleted"));
     }
     context.data["removed"] = kept ? 0 : file.entries.size();

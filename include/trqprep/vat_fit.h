@@ -1,0 +1,24 @@
+/// Does a part fit the vat?
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "trqprep/matrix4.h"
+#include "trqprep/message.h"
+#include "trqprep/quantities.h"
+
+namespace trqprep {
+
+/// By how much a mesh exceeds a vat of that size along each axis in the best of `rotations` turns about Z,
+/// after `prepare`; all at most 0 when one turn fits. `stands`: the height counts from Z = 0, else from the
+/// lowest point.
+Point VatExcess(const CTL& mesh, const Matrix4& prepare, const std::array<double, 3>& vat,
+                std::int64_t rotations, bool stands);
+/// TOO-BIG-FOR-VAT for that excess, nothing when all fits. `vat` is in `units`.
+std::optional<Message> TooBigForVat(const std::string& file, const std::string& part, const Point& excess,
+                                    const std::array<double, 3>& vat, Units units, std::int64_t rotations);
+
+}  // namespace trqprep
