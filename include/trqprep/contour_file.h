@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "cli/context.h"
 #include "trq/slice_contours.h"
 #include "trqprep/atomic_output.h"
 #include "trqprep/matrix4.h"
 #include "trqprep/mesh_input.h"
+#include "trqprep/observer.h"
 
 namespace trqprep {
 
@@ -36,9 +36,10 @@ struct ContourFile {
 /// By content (a header that names its version), or by name when the content is of no other kind.
 bool LooksLikeSlc(const FileHead& file);
 
-/// Reads a file. Whatever keeps it from being one ends the command with exit 3. Warns of unknown units, and
-/// notes a reserved block that is not zero and bytes behind the terminator.
-ContourFile ReadContours(Context& context, const std::string& path);
+/// Reads a file; a header without a unit leaves it at `bare`. Whatever keeps it from being one ends the
+/// command with exit 3. Warns of unknown units, and notes a reserved block that is not zero and bytes behind
+/// the terminator.
+ContourFile ReadContours(Observer& observer, Units bare, const std::string& path);
 
 /// What a layer holds. Lengths are in the file's unit.
 struct LayerSummary {
@@ -61,7 +62,7 @@ struct ContourSummary {
 
 /// Measures all layers. Warns of vertices that are not finite (they are left out) and of layers whose area is
 /// negative.
-ContourSummary Summarize(Context& context, const ContourFile& file);
+ContourSummary Summarize(Observer& observer, const ContourFile& file);
 
 /// Twice the area that the boundary encloses, positive when it runs counterclockwise; 0 with a vertex that is
 /// not finite.
@@ -81,14 +82,12 @@ bool SetHeader(slc& model, const std::string& header);
 
 /// Everything about a file for `info` and `slc info`, into `data`.
 void DescribeContours(Json& data, const ContourFile& file, const ContourSummary& summary);
-/// The same for people; with `each_layer` a table of the layers too.
-void PrintContours(Context& context, const ContourFile& file, const ContourSummary& summary, bool each_layer);
 
 /// The size of the model's file.
 std::uint64_t ContourFileSize(const slc& model);
 /// Writes the model to `path`, an existing file that is this tool's own.
 void WriteContoursTo(slc& model, const std::string& path);
-/// Writes the model to a new file.
-void WriteContours(Context& context, slc& model, const std::string& path);
+/// Writes the model to a new file, in the place of an old one with `replace` only.
+void WriteContours(slc& model, const std::string& path, bool replace);
 
 }  // namespace trqprep

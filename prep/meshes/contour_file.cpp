@@ -112,8 +112,6 @@ std::vector<Word> ValuesOf(const std::string& header, const std::string& key) {
   Fail(ExitCode::kInput, message);
 }
 
-std::string Unit(const ContourFile& file) { return UnitsName(file.units); }
-
 }  // namespace
 
 std::string ContourFile::header() const {
@@ -132,7 +130,7 @@ bool LooksLikeSlc(const FileHead& file) {
          !LooksLikeStl(file);
 }
 
-ContourFile ReadContours(Context& context, const std::string& path) {
+ContourFile ReadContours(Observer& observer, Units bare, const std::string& path) {
   const FileHead head = ReadFileHead(path);
   ContourFile file;
   file.path = path;
@@ -167,20 +165,20 @@ ContourFile ReadContours(Context& context, const std::string& path) {
   } else if (unit == "INCH" || unit == "IN" || unit == "INCHES") {
     file.units = Units::kInch;
   } else {
-    file.units = context.units();
+    file.units = bare;
     file.units_stated = false;
-    context.Warn(Message(Code::kUnitsUnknown, path,
-                         fmt::format("the file does not say its unit; taken as {}", UnitsName(file.units)))
-                     .Hint("--units mm or --units in says which it is"));
+    observer.Warn(Message(Code::kUnitsUnknown, path,
+                          fmt::format("the file does not say its unit; taken as {}", UnitsName(file.units)))
+                      .Hint("--units mm or --units in says which it is"));
   }
   const auto used = std::find_if(file.reserved.begin(), file.reserved.end(), [](auto b) { return b != 0; });
   if (used != file.reserved.end()) {
-    context.Note(
+    observer.Note(
         Message(Code::kSlcReserved, path, "the reserved block holds more than zeros; no meaning is known")
             .At({{"byte", file.reserved_offset() + static_cast<std::size_t>(used - file.reserved.begin())}}));
   }
   if (file.end < file.file_size) {
-    context.Note(
+    observer.Note(
         Message(Code::kSlcTrailing, path,
                 fmt::format("{} bytes behind the terminator were not read", file.file_size - file.end))
             .At({{"byte", file.end}}));
@@ -208,7 +206,7 @@ double TwiceArea(const trq::SlcBoundary& boundary) {
   return sum;
 }
 
-ContourSummary Summarize(Context& context, const ContourFile& file) {
+ContourSummary Summarize(Observer& observer, const ContourFile& file) {
   ContourSummary summary;
   const std::vector<trq::SlcLayer>& layers = file.model->layers;
   std::size_t not_finite_layer = 0, negative = 0, negative_layer = 0;
@@ -249,19 +247,19 @@ ContourSummary Summarize(Context& context, const ContourFile& file) {
     summary.layers.push_back(layer);
   }
   if (summary.not_finite > 0) {
-    context.Warn(Message(Code::kSlcNan, file.path,
-                         fmt::format("{} boundaries have a vertex that is not finite, the first in layer "
-                                     "{}; they are left out",
-                                     summary.not_finite, not_finite_layer))
-                     .Hint("slice the part again")
-                     .At({{"layer", not_finite_layer}}));
+    observer.Warn(Message(Code::kSlcNan, file.path,
+                          fmt::format("{} boundaries have a vertex that is not finite, the first in layer "
+                                      "{}; they are left out",
+                                      summary.not_finite, not_finite_layer))
+                      .Hint("slice the part again")
+                      .At({{"layer", not_finite_layer}}));
   }
   if (negative > 0) {
-    context.Warn(Message(Code::kSlcWinding, file.path,
-                         fmt::format("{} layers have a negative area, the first is layer {}", negative,
-                                     negative_layer))
-                     .Hint("outer contours run counterclockwise, those of holes clockwise")
-                     .At({{"layer", negative_layer}}));
+    observer.Warn(Message(Code::kSlcWinding, file.path,
+                          fmt::format("{} layers have a negative area, the first is layer {}", negative,
+                                      negative_layer))
+                      .Hint("outer contours run counterclockwise, those of holes clockwise")
+                      .At({{"layer", negative_layer}}));
   }
   return summary;
 }
@@ -336,43 +334,6 @@ void DescribeContours(Json& data, const ContourFile& file, const ContourSummary&
   data["table"] = table;
 }
 
-void PrintContours(Context& context, const ContourFile& file, const ContourSummary& summary,
-                   bool each_layer) {
-  const std::string unit = Unit(file);
-  const Box& box = summary.box;
-  context.Print("{}: slice contours, {} bytes\n", OneLine(file.path), file.file_size);
-  if (!box.Empty()) {
-    context.Print("  size        {}\n", SizeInBoth(box.Size(), file.units));
-    context.Print("  box         {}, {}, {} to {}, {}, {} {}\n", Plain(box.min[0], 4), Plain(box.min[1], 4),
-                  Plain(box.min[2], 4), Plain(box.max[0], 4), Plain(box.max[1], 4), Plain(box.max[2], 4),
-                  unit);
-  }
-  const std::vector<trq::SlcLayer>& layers = file.model->layers;
-  context.Print("  layers      {}, from z {} to {} {}\n", summary.layers.size(), Plain(layers.front().z, 5),
-                Plain(layers.back().z, 5), unit);
-  context.Print("  boundaries  {}, of which {} run clockwise (holes) and {} are open\n",
-                summary.total.boundaries, summary.total.clockwise, summary.total.open);
-  context.Print("  vertices    {}\n  gaps        {}\n", summary.total.vertices, summary.total.gaps);
-  context.Print("  volume      {} {}3\n", Plain(summary.volume, 3), unit);
-  context.Print("  header      {}\n", OneLine(file.header()));
-  if (file.model->table.empty()) {
-    context.Print("  thickness   not stated: a table count of {} reads no entries\n",
-                  file.model->table_count);
-  }
-  for (const trq::SlcTableEntry& entry : file.model->table) {
-    context.Print("  thickness   from z {}: {} {}, line width compensation {} {}\n", Plain(entry.min_z, 5),
-                  Plain(entry.layer_thickness, 5), unit, Plain(entry.line_width_compensation, 5), unit);
-  }
-  if (!each_layer || summary.layers.empty()) return;
-  context.Print("{:>8} {:>12} {:>10} {:>10} {:>14}\n", "layer", "z " + unit, "boundaries", "vertices",
-                "area " + unit + "2");
-  for (std::size_t i = 0; i < summary.layers.size(); ++i) {
-    const LayerSummary& layer = summary.layers[i];
-    context.Print("{:>8} {:>12} {:>10} {:>10} {:>14}\n", i + 1, Plain(layer.z, 5), layer.boundaries,
-                  layer.vertices, Plain(layer.area, 3));
-  }
-}
-
 std::uint64_t ContourFileSize(const slc& model) {
   std::uint64_t size = static_cast<std::uint64_t>(model.header_length) + 1 + slc::kReservedSize + 1 +
                        sizeof(trq::SlcTableEntry) * model.table.size();
@@ -402,8 +363,8 @@ void WriteContoursTo(slc& model, const std::string& path) {
   }
 }
 
-void WriteContours(Context& context, slc& model, const std::string& path) {
-  OutputFile output(path, context.options.force);
+void WriteContours(slc& model, const std::string& path, bool replace) {
+  OutputFile output(path, replace);
   WriteContoursTo(model, output.path());
   output.Expect(ContourFileSize(model));
   output.Commit();

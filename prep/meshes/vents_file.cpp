@@ -2,10 +2,10 @@
 
 #include <fmt/format.h>
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
+#include <system_error>
 
 namespace trqprep {
 namespace {
@@ -80,8 +80,9 @@ VentsFile ReadVents(Observer& observer, const std::string& path) {
 }
 
 std::optional<VentsFile> ReadVentsIfThere(Observer& observer, const std::string& path) {
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR)) return std::nullopt;
+  std::error_code error;
+  if (std::filesystem::status(path, error).type() == std::filesystem::file_type::not_found)
+    return std::nullopt;
   return ReadVents(observer, path);
 }
 

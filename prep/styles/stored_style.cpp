@@ -15,7 +15,7 @@
 #include "prep/styles/style_adapter.h"
 #include "trq/core/style_file.h"
 #include "trqprep/atomic_output.h"
-#include "trqprep/mesh_input.h"
+#include "trqprep/input_file.h"
 
 namespace trqprep {
 namespace {

@@ -3,7 +3,9 @@
 docs/architecture.md and ends with 1 when there is one.
 
 The rule: the layers of the library include one another in one direction only; only host/ knows the operating system;
-the library needs nothing but the C++ standard library; tool and example programs see the installed headers only.
+the library needs nothing but the C++ standard library; the rooms of prep/ include one another in one direction only, and
+their headers nothing but exported ones and the C++ standard library; tool and example programs see the installed headers
+only; POSIX headers stand in host/, prep/files/ and tools/trqprep/cli/; no two files have the same name.
 """
 
 import os
@@ -20,6 +22,34 @@ BELOW = {
     "placement": ["geometry"],
     "setup": ["geometry", "styles", "recoat"],
 }
+
+# The rooms of prep/ and the rooms right below each. says/ and files/ are one floor: a message holds JSON, and a file that
+# cannot be read is a message.
+ROOM_BELOW = {
+    "says": ["files"],
+    "files": ["says"],
+    "meshes": ["files"],
+    "styles": ["files"],
+    "checks": ["meshes", "styles"],
+    "plate": ["meshes", "styles"],
+    "build": ["plate", "checks"],
+}
+
+# The headers of include/trqprep/ that no source file of prep/ is named after.
+ROOM_OF_HEADER = {"exit_codes.h": "says", "immortal.h": "files"}
+
+# What else the rooms and the tool are made from.
+LIBRARIES = {
+    "fmt": ["prep", "tools"],
+    "nettle": ["prep/files"],
+    "nlohmann": ["prep/files/json_text.cpp"],
+    "toml++": ["prep/files"],
+    "CLI": ["tools"],
+}
+
+POSIX = set("""dirent.h fcntl.h fnmatch.h pthread.h signal.h sys/mman.h sys/stat.h sys/syscall.h sys/types.h
+unistd.h""".split())
+POSIX_ROOMS = ("prep/files/", "tools/trqprep/cli/")
 
 # The layer that stands behind an exported header. export.h is generated and machine_types.h is a table of constants:
 # everybody may include them, and they include nothing of ours but export.h.
@@ -62,14 +92,14 @@ vector""".split())
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 
 
-def reachable(layer):
+def reachable(layer, below=BELOW):
     """The layer and all below it."""
     found, waiting = set(), [layer]
     while waiting:
         here = waiting.pop()
         if here not in found:
             found.add(here)
-            waiting += BELOW[here]
+            waiting += below[here]
     return found
 
 
@@ -106,15 +136,60 @@ def installed_header_fault(name, included, angled):
     return "is neither an exported header nor of the C++ standard library"
 
 
-def user_fault(folder, included, angled):
+def foreign_fault(place, included):
+    """Why a file of prep/ or tools/ may not include this header of the system or of another library."""
+    if included in STANDARD:
+        return None
+    if included in POSIX:
+        return None if place.startswith(POSIX_ROOMS) else "belongs to the system: prep/files/ and cli/ know it alone"
+    users = LIBRARIES.get(included.split("/")[0])
+    if users and any(place.startswith(user) for user in users):
+        return None
+    return "is not of a library that this folder may use"
+
+
+def room_of(root, header):
+    """The room behind a header of include/trqprep/, or None."""
+    for room in ROOM_BELOW:
+        if os.path.exists(os.path.join(root, "prep", room, header[:-2] + ".cpp")):
+            return room
+    return ROOM_OF_HEADER.get(header)
+
+
+def prep_fault(root, place, room, included, angled):
+    first, _, rest = included.partition("/")
+    if first == "trq":
+        return None if rest in HEADER_LAYER else "is no exported header"
+    if first == "trqprep":
+        target = room_of(root, rest)
+    elif first == "prep":
+        target = rest.split("/")[0]
+        if place.startswith("include/"):
+            return "is not installed"
+    elif angled:
+        if place.startswith("include/"):
+            return None if included in STANDARD else "is not of the C++ standard library"
+        return foreign_fault(place, included)
+    else:
+        return "is neither an exported header nor one of prep/"
+    if target in reachable(room, ROOM_BELOW):
+        return None
+    return "belongs to prep/%s/, which is not below" % target if target else "belongs to no room"
+
+
+def user_fault(place, folder, included, angled):
     """Programs that use the library as anybody does."""
     first = included.split("/")[0]
     if included.startswith("trq/"):
         return None if included[4:] in HEADER_LAYER else "is no exported header"
     if first in BELOW and "/" in included:
         return "is inside the library"
+    if first == "prep":
+        return "is inside prep/"
     if first in ("trqprep", "cli"):
         return None
+    if angled and place.startswith("tools/"):
+        return foreign_fault(place, included)
     if ".." in included.split("/"):
         return "leaves the folder of the file"
     if not angled and not os.path.exists(os.path.join(folder, included)):
@@ -150,9 +225,31 @@ def faults(root):
         if name not in HEADER_LAYER:
             found.append("%s: an exported header without a layer in tests/repository/layer_rule.py" % os.path.relpath(path, root))
         check(path, lambda included, angled: installed_header_fault(name, included, angled))
+    for path in list(sources(root, "include/trqprep")) + list(sources(root, "prep")):
+        place = os.path.relpath(path, root)
+        name = os.path.basename(path)
+        room = room_of(root, name) if place.startswith("include/") else place.split(os.sep)[1]
+        if room not in ROOM_BELOW:
+            found.append("%s: stands in no room that tests/repository/layer_rule.py knows" % place)
+        else:
+            check(path, lambda included, angled: prep_fault(root, place, room, included, angled))
     for folder in ("tools", "examples"):
         for path in sources(root, folder):
-            check(path, lambda included, angled: user_fault(os.path.dirname(path), included, angled))
+            place = os.path.relpath(path, root)
+            check(path, lambda included, angled: user_fault(place, os.path.dirname(path), included, angled))
+    return found + twins(root)
+
+
+def twins(root):
+    """Files of the product that have the same name."""
+    first, found = {}, []
+    for folder in ["include", *BELOW, "prep", "tools"]:
+        for path in sources(root, folder):
+            place, name = os.path.relpath(path, root), os.path.basename(path)
+            # What an exported header of the core declares may stand behind a header of the same name.
+            if name in first and not first[name].startswith(os.path.join("include", "trq", "core")):
+                found.append("%s: has the name of %s" % (place, first[name]))
+            first.setdefault(name, place)
     return found
 
 

@@ -18,15 +18,18 @@ class ThisTree(unittest.TestCase):
         self.assertTrue(any(layer_rule.sources(ROOT, "geometry")))
         self.assertTrue(any(layer_rule.sources(ROOT, "include")))
         self.assertTrue(any(layer_rule.sources(ROOT, "tools")))
+        for room in layer_rule.ROOM_BELOW:
+            self.assertTrue(any(layer_rule.sources(ROOT, "prep/" + room)), room)
 
 
 class Check(unittest.TestCase):
-    def faults_of(self, path, text):
+    def faults_of(self, path, text, others=()):
         with tempfile.TemporaryDirectory() as root:
-            full = os.path.join(root, path)
-            os.makedirs(os.path.dirname(full))
-            with open(full, "w", encoding="utf-8") as f:
-                f.write(text)
+            for place in (path, *others):
+                full = os.path.join(root, place)
+                os.makedirs(os.path.dirname(full), exist_ok=True)
+                with open(full, "w", encoding="utf-8") as f:
+                    f.write(text if place == path else "")
             return layer_rule.faults(root)
 
     def assert_kept(self, path, text):
@@ -69,6 +72,38 @@ class Check(unittest.TestCase):
         self.assert_broken("tools/trqprep/a.cpp", '#include "../../geometry/mesh.h"\n')
         self.assert_broken("tools/trqprep/a.cpp", '#include "json.h"\n')
         self.assert_broken("examples/a.cpp", '#include "foundation/numbers.h"\n')
+
+    def test_rooms_include_along_the_arrows(self):
+        rooms = ["prep/%s/%s_words.cpp" % (room, room) for room in layer_rule.ROOM_BELOW]
+
+        def faults(path, text):
+            return self.faults_of(path, text, rooms)
+
+        self.assertEqual(faults("prep/build/a.cpp", '#include "trqprep/plate_words.h"\n#include "trqprep/checks_words.h"\n'), [])
+        self.assertEqual(faults("prep/files/a.cpp", '#include "trqprep/says_words.h"\n#include "trq/host.h"\n'), [])
+        self.assertEqual(len(faults("prep/plate/a.cpp", '#include "trqprep/build_words.h"\n')), 1)
+        self.assertEqual(len(faults("prep/plate/a.cpp", '#include "trqprep/checks_words.h"\n')), 1)
+        self.assertEqual(len(faults("prep/meshes/a.cpp", '#include "prep/styles/a.h"\n')), 1)
+        self.assertEqual(len(faults("prep/meshes/a.cpp", '#include "cli/terminal.h"\n')), 1)
+        self.assertEqual(len(faults("include/trqprep/meshes_words.h", '#include "trqprep/build_words.h"\n')), 1)
+        self.assertEqual(len(faults("include/trqprep/meshes_words.h", '#include <fmt/format.h>\n')), 1)
+        self.assertEqual(len(faults("include/trqprep/meshes_words.h", '#include "prep/meshes/a.h"\n')), 1)
+        self.assertEqual(len(faults("include/trqprep/nobody.h", "")), 1)
+
+    def test_other_libraries_and_the_system_stand_where_they_may(self):
+        self.assert_kept("prep/files/a.cpp", "#include <fmt/format.h>\n#include <sys/stat.h>\n")
+        self.assert_kept("tools/trqprep/cli/a.cpp", "#include <CLI/CLI.hpp>\n#include <unistd.h>\n")
+        self.assert_kept("prep/files/json_text.cpp", "#include <nlohmann/json.hpp>\n")
+        self.assert_broken("prep/meshes/a.cpp", "#include <sys/stat.h>\n")
+        self.assert_broken("prep/meshes/a.cpp", "#include <CLI/CLI.hpp>\n")
+        self.assert_broken("prep/files/a.cpp", "#include <nlohmann/json.hpp>\n")
+        self.assert_broken("tools/trqprep/a.cpp", "#include <unistd.h>\n")
+        self.assert_broken("tools/trqprep/a.cpp", "#include <nlohmann/json.hpp>\n")
+        self.assert_broken("tools/trqprep/a.cpp", '#include "prep/files/a.h"\n')
+
+    def test_file_names_are_unique(self):
+        self.assertEqual(len(self.faults_of("geometry/a.h", "", ["styles/a.h"])), 1)
+        self.assertEqual(self.faults_of("geometry/a.h", "", ["styles/a.cpp", "tests/a.h"]), [])
 
 
 if __name__ == "__main__":

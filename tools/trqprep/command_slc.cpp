@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "commands.h"
+#include "contour_report.h"
 #include "trqprep/contour_file.h"
 #include "trqprep/contour_svg.h"
 
@@ -24,7 +25,7 @@ struct Options {
 // --- info --------------------------------------------------------------------------------------------------
 
 ExitCode Info(Context& context, const Options& options) {
-  const ContourFile file = ReadContours(context, options.input);
+  const ContourFile file = ReadContours(context, context.units(), options.input);
   const ContourSummary summary = Summarize(context, file);
   context.data_units = file.units;
   context.data["file"] = TextToJson(options.input);
@@ -67,7 +68,7 @@ std::optional<std::uint64_t> FirstDifference(const std::string& path, const std:
 }
 
 ExitCode Verify(Context& context, const Options& options) {
-  const ContourFile file = ReadContours(context, options.input);
+  const ContourFile file = ReadContours(context, context.units(), options.input);
   const TemporaryFolder folder;
   const std::string again = folder.PathOf("again.slc");
   WriteContoursTo(*file.model, again);
@@ -131,7 +132,7 @@ ExitCode Svg(Context& context, const Options& options) {
   if ((options.layer == 0) == !options.z) {
     Fail(ExitCode::kUsage, Message(Code::kUsage, "", "say either --layer or --z"));
   }
-  const ContourFile file = ReadContours(context, options.input);
+  const ContourFile file = ReadContours(context, context.units(), options.input);
   std::size_t index = 0;
   if (options.z) {
     index = LayerAt(file, options.z->In(file.units, context.units()));
@@ -170,11 +171,11 @@ void KeepReserved(const ContourFile& file) {
 }
 
 ExitCode Copy(Context& context, const Options& options) {
-  const ContourFile file = ReadContours(context, options.input);
+  const ContourFile file = ReadContours(context, context.units(), options.input);
   KeepReserved(file);
   slc copy;
   file.model->copy(&copy);
-  WriteContours(context, copy, options.output);
+  WriteContours(copy, options.output, context.options.force);
   context.data_units = file.units;
   context.data["input"] = TextToJson(options.input);
   context.data["output"] = TextToJson(options.output);
@@ -220,7 +221,7 @@ ExitCode Mirror(Context& context, const Options& options) {
   if (options.plane && options.beside) {
     Fail(ExitCode::kUsage, Message(Code::kUsage, "", "--plane and --beside exclude each other"));
   }
-  const ContourFile file = ReadContours(context, options.input);
+  const ContourFile file = ReadContours(context, context.units(), options.input);
   const ContourSummary summary = Summarize(context, file);
   if (summary.not_finite > 0) {
     Fail(ExitCode::kInput,
@@ -258,7 +259,7 @@ ExitCode Mirror(Context& context, const Options& options) {
   if (!SetHeader(mirrored, header)) {
     context.Warn(Message(Code::kSlcHeader, options.output, "the header has no room for the new extents"));
   }
-  WriteContours(context, mirrored, options.output);
+  WriteContours(mirrored, options.output, context.options.force);
   const auto extent = [&](double value) { return NumberToJson(static_cast<float>(value)); };
   context.data_units = file.units;
   context.data["input"] = TextToJson(options.input);

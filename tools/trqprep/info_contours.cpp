@@ -1,10 +1,11 @@
 // What `info` says about slice-contour files.
+#include "contour_report.h"
 #include "file_kinds.h"
-#include "trqprep/contour_file.h"
 
 namespace trqprep {
+
 void DescribeContourFile(Context& context, const FileHead& head, Json& data) {
-  const ContourFile file = ReadContours(context, head.path);
+  const ContourFile file = ReadContours(context, context.units(), head.path);
   const ContourSummary summary = Summarize(context, file);
   DescribeContours(data, file, summary);
   PrintContours(context, file, summary, false);
