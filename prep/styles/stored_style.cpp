@@ -4,10 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <map>
 #include <memory>
 #include <stdexcept>
 #include <utility>
@@ -27,11 +24,6 @@ constexpr std::uint64_t kLargestStyle = 256u << 20;
 constexpr float kVersion206 = 2.06f;
 constexpr float kVersionLegacy = 2.03f;
 bool IsVersion301(float version) { return version == 3.01f || version == 4.0f; }
-
-struct CloseFile {
-  void operator()(FILE* file) const { std::fclose(file); }
-};
-using Stream = std::unique_ptr<FILE, CloseFile>;
 
 float FloatAt(const std::string& bytes, std::size_t offset) {
   float value = 0;
@@ -162,17 +154,11 @@ void TakeReading(StyleFile& file, Reading reading) {
 }  // namespace
 
 std::string ReadWholeFile(const std::string& path) {
-  const FileHead head = ReadFileHead(path);
-  if (head.size > kLargestStyle) {
+  InputFile file(path);
+  if (file.head().size > kLargestStyle) {
     Fail(ExitCode::kInput, Message(Code::kStyleUnknown, path, "is too large for a style file"));
   }
-  std::string bytes(static_cast<std::size_t>(head.size), '\0');
-  const Stream stream(std::fopen(path.c_str(), "rb"));
-  if (!stream) Fail(ExitCode::kInput, Message(Code::kInputUnreadable, path, SystemText(errno)));
-  bytes.resize(std::fread(bytes.data(), 1, bytes.size(), stream.get()));
-  if (std::ferror(stream.get()))
-    Fail(ExitCode::kInput, Message(Code::kInputUnreadable, path, SystemText(errno)));
-  return bytes;
+  return file.ReadRest();
 }
 
 bool ExamineStyleHead(const std::string& head) {
