@@ -84,7 +84,7 @@ void* reserve = nullptr;
 constexpr std::size_t kReserve = 256 << 10;
 
 // Memory ran out: ends the program here and now, because not everything that the tool is built from survives
-// being unwound without memory. (A JSON value whose first member could not be made cannot be destroyed.)
+// being unwound without memory.
 [[noreturn]] void EndWithoutMemory() {
   static std::atomic<bool> begun{false};
   if (begun.exchange(true)) {  // not even enough for the last words, or a second thread
