@@ -2,10 +2,12 @@
 #include <cstring>
 #include <memory>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "foundation/bounded_read.h"
 #include "host/file_services.h"
+#include "trq/core/slc.h"
 #include "trq/slice_contours.h"
 
 namespace {
@@ -42,15 +44,16 @@ class BlockReader {
 
   /// Bytes that the file holds beyond those taken.
   uint64_t remaining() const { return remaining_; }
-  /// Makes the next `size` bytes, a multiple of four, stand together in the block; returns how many do.
-  std::size_t Stand(std::size_t size) {
+  /// Brings the next `size` bytes, a multiple of four, side by side into the block; returns how many there
+  /// are.
+  std::size_t Gather(std::size_t size) {
     if (end_ - begin_ < size) Refill(size);
     return std::min(size, end_ - begin_);
   }
-  /// What stands next, aligned for floats.
+  /// The bytes gathered, aligned for floats.
   char* next() const { return reinterpret_cast<char*>(block_.get()) + begin_; }
   const std::shared_ptr<float[]>& block() const { return block_; }
-  void Take(std::size_t size) {
+  void Skip(std::size_t size) {
     begin_ += size;
     remaining_ -=
         std::min<uint64_t>(remaining_, size);  // a file that grew meanwhile holds more than was counted
@@ -85,9 +88,9 @@ class PiecewiseReader {
   explicit PiecewiseReader(ByteSource& source) : source_(source) {}
   /// None that is known of.
   uint64_t remaining() const { return 0; }
-  std::size_t Stand(std::size_t) { return source_.Read(word_pair_, sizeof word_pair_); }
+  std::size_t Gather(std::size_t) { return source_.Read(word_pair_, sizeof word_pair_); }
   const char* next() const { return word_pair_; }
-  void Take(std::size_t) {}
+  void Skip(std::size_t) {}
   uint64_t ReadPoints(uint64_t count, std::vector<Point>& points) {
     return trq::detail::ReadItems(source_, count, points);
   }
@@ -100,9 +103,9 @@ class PiecewiseReader {
 int ReadPoints(BlockReader& reader, uint32_t vertex_count, uint32_t gap_count, trq::SlcLayer& layer) {
   // The count is a claim: no memory before the file is known to be that long.
   const uint64_t size = sizeof(Point) * uint64_t{vertex_count};
-  if (size > reader.remaining() || reader.Stand(size) < size) return trq::slc_file::kVerticesShort;
+  if (size > reader.remaining() || reader.Gather(size) < size) return trq::slc_file::kVerticesShort;
   layer.AddBoundary(vertex_count, gap_count, reinterpret_cast<float*>(reader.next()), reader.block());
-  reader.Take(size);
+  reader.Skip(size);
   return trq::slc_file::kOk;
 }
 
@@ -117,12 +120,12 @@ int ReadPoints(PiecewiseReader& reader, uint32_t vertex_count, uint32_t gap_coun
 /// Two 32-bit words, or which of them is cut short.
 template <class Reader>
 int ReadWordPair(Reader& reader, void* first, void* second, int first_short, int second_short) {
-  const std::size_t got = reader.Stand(8);
+  const std::size_t got = reader.Gather(8);
   if (got < 4) return first_short;
   if (got < 8) return second_short;
   std::memcpy(first, reader.next(), 4);
   std::memcpy(second, reader.next() + 4, 4);
-  reader.Take(8);
+  reader.Skip(8);
   return trq::slc_file::kOk;
 }
 
@@ -154,6 +157,49 @@ int ReadLayers(Reader& reader, std::vector<trq::SlcLayer>& layers) {
   }
 }
 
+/// As far as the terminator, whether or not the source tells how much it still holds.
+int ReadAllLayers(ByteSource& source, std::vector<trq::SlcLayer>& layers) {
+  if (const std::optional<uint64_t> remaining = source.Remaining()) {
+    BlockReader reader(source, *remaining);
+    return ReadLayers(reader, layers);
+  }
+  PiecewiseReader reader(source);
+  return ReadLayers(reader, layers);
+}
+
+int ReadHeader(ByteSource& source, std::string& header) {
+  std::string text;
+  for (unsigned char byte = 0;;) {
+    if (source.Read(&byte, 1) != 1 || byte == kEndOrBadByte) return trq::slc_file::kBadHeaderByte;
+    if (byte == kHeaderEnd) break;
+    if (text.size() == slc::kMaxHeader) return trq::slc_file::kHeaderTooLong;
+    text += static_cast<char>(byte);
+  }
+  header = std::move(text);
+  return trq::slc_file::kOk;
+}
+
+int ReadReserved(ByteSource& source, unsigned char* reserved) {
+  return source.Read(reserved, slc::kReservedSize) == slc::kReservedSize
+             ? trq::slc_file::kOk
+             : trq::slc_file::kReservedOrCountShort;
+}
+
+int ReadTable(ByteSource& source, uint8_t& count, std::vector<trq::SlcTableEntry>& table) {
+  uint8_t read = 0;
+  if (source.Read(&read, 1) != 1) return trq::slc_file::kReservedOrCountShort;
+  count = read;
+  if (count == 0) return trq::slc_file::kEmptyTable;
+  // Kept: the count is a signed byte here, so 128 and more read no entries.
+  if (count >= 128) return trq::slc_file::kOk;
+  for (int i = 0; i < count; ++i) {
+    trq::SlcTableEntry entry;
+    if (source.Read(&entry, sizeof entry) != sizeof entry) return trq::slc_file::kTableEntryShort;
+    table.push_back(entry);
+  }
+  return trq::slc_file::kOk;
+}
+
 bool WriteLayer(FILE* file, const trq::SlcLayer& layer) {
   const uint32_t boundary_count = layer.boundary_count();
   if (std::fwrite(&layer.z, sizeof layer.z, 1, file) != 1) return false;
@@ -176,6 +222,22 @@ void ReverseItems(char* buffer, std::size_t size, std::size_t count) {
 }
 
 }  // namespace
+
+trq::core::Result<void> trq::core::ReadSlc(ByteSource& source, Contours& contours) {
+  int result = ReadHeader(source, contours.header);
+  if (result == slc_file::kOk) result = ReadReserved(source, contours.reserved.data());
+  if (result == slc_file::kOk) result = ReadTable(source, contours.table_count, contours.table);
+  if (result == slc_file::kOk) result = ReadAllLayers(source, contours.layers);
+  if (result == slc_file::kOk) return {};
+  Error error;
+  error.code = result == slc_file::kEmptyTable      ? ErrorCode::kBadCount
+               : result >= slc_file::kBadHeaderByte ? ErrorCode::kUnknownFormat
+                                                    : ErrorCode::kCutShort;
+  error.place.byte = source.Position().value_or(Place::kNowhere);
+  error.place.item = static_cast<uint64_t>(-result);
+  error.text = "no complete SLC file";
+  return error;
+}
 
 slc::slc(const char* file_path) { SetPath(file_path); }
 
@@ -235,51 +297,34 @@ int slc::SaveSLCModel(CString new_path) {
 
 int slc::readSlcHeader() {
   if (!file) return trq::slc_file::kBadHeaderByte;
-  char text[kMaxHeader + 1] = {};
-  for (int length = 0;; ++length) {
-    const int byte = std::getc(file);
-    if (byte == EOF || byte == kEndOrBadByte) return trq::slc_file::kBadHeaderByte;
-    if (byte == kHeaderEnd) {
-      std::memcpy(header_text, text, sizeof header_text);
-      header_length = length;
-      return trq::slc_file::kOk;
-    }
-    if (length == kMaxHeader) return trq::slc_file::kHeaderTooLong;
-    text[length] = static_cast<char>(byte);
-  }
+  trq::core::FileSource source(file);
+  std::string text;
+  const int result = ReadHeader(source, text);
+  if (result != trq::slc_file::kOk) return result;
+  std::memset(header_text, 0, sizeof header_text);
+  std::memcpy(header_text, text.data(), text.size());
+  header_length = static_cast<int32_t>(text.size());
+  return result;
 }
 
 int slc::readReservedSection() {
+  if (!file) return trq::slc_file::kReservedOrCountShort;
+  trq::core::FileSource source(file);
   // Kept: the block is dropped, so a file loaded and saved gets the block the object held.
-  char dropped[kReservedSize];
-  return readAndSwap(dropped, 1, kReservedSize, 0) == kReservedSize ? trq::slc_file::kOk
-                                                                    : trq::slc_file::kReservedOrCountShort;
+  unsigned char dropped[kReservedSize];
+  return ReadReserved(source, dropped);
 }
 
 int slc::readTableEntry() {
-  char count = 0;
-  if (readAndSwap(&count, 1, 1, 0) != 1) return trq::slc_file::kReservedOrCountShort;
-  table_count = static_cast<uint8_t>(count);
-  if (table_count == 0) return trq::slc_file::kEmptyTable;
-  // Kept: the count is a signed byte here, so 128 and more read no entries.
-  if (table_count >= 128) return trq::slc_file::kOk;
-  for (int i = 0; i < table_count; ++i) {
-    trq::SlcTableEntry entry;
-    if (std::fread(&entry, sizeof entry, 1, file) != 1) return trq::slc_file::kTableEntryShort;
-    table.push_back(entry);
-  }
-  return trq::slc_file::kOk;
+  if (!file) return trq::slc_file::kReservedOrCountShort;
+  trq::core::FileSource source(file);
+  return ReadTable(source, table_count, table);
 }
 
 int slc::processContourLayers() {
   if (!file) return trq::slc_file::kLayerZShort;
   trq::core::FileSource source(file);
-  if (const std::optional<uint64_t> remaining = source.Remaining()) {
-    BlockReader reader(source, *remaining);
-    return ReadLayers(reader, layers);
-  }
-  PiecewiseReader reader(source);
-  return ReadLayers(reader, layers);
+  return ReadAllLayers(source, layers);
 }
 
 int slc::writeSlcHeader() {

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "trq/slice_contours.h"
+#include "trq/core/slc.h"
 #include "trqprep/atomic_output.h"
 #include "trqprep/matrix4.h"
 #include "trqprep/mesh_input.h"

@@ -131,32 +131,21 @@ bool LooksLikeSlc(const FileHead& file) {
 }
 
 ContourFile ReadContours(Observer& observer, Units bare, const std::string& path) {
-  const FileHead head = ReadFileHead(path);
+  InputFile input(path);
   ContourFile file;
   file.path = path;
-  file.file_size = head.size;
+  file.file_size = input.head().size;
   file.model = std::make_unique<slc>();
-  slc& model = *file.model;
-  // The steps on a stream of our own: names may be longer than the model keeps, and a failure has a place.
-  const std::unique_ptr<FILE, int (*)(FILE*)> stream(std::fopen(path.c_str(), "rb"), std::fclose);
-  if (!stream) Fail(ExitCode::kInput, Message(Code::kInputUnreadable, path, SystemText(errno)));
-  const auto step = [&](int (slc::*read)()) {
-    model.file = stream.get();
-    const int code = (model.*read)();
-    model.file = nullptr;
-    const long byte = std::ftell(stream.get());
-    if (code != trq::slc_file::kOk)
-      FailToRead(path, code, static_cast<std::uint64_t>(std::max(byte, 0L)), model);
-  };
-  step(&slc::readSlcHeader);
-  step(&slc::readReservedSection);
-  if (std::fseek(stream.get(), static_cast<long>(file.reserved_offset()), SEEK_SET) != 0 ||
-      std::fread(file.reserved.data(), 1, file.reserved.size(), stream.get()) != file.reserved.size()) {
-    FailToRead(path, trq::slc_file::kReservedOrCountShort, file.reserved_offset(), model);
-  }
-  step(&slc::readTableEntry);
-  step(&slc::processContourLayers);
-  file.end = static_cast<std::uint64_t>(std::max(std::ftell(stream.get()), 0L));
+  trq::core::Contours read;
+  const trq::core::Result<void> done = trq::core::ReadSlc(input, read);
+  SetHeader(*file.model, read.header);
+  file.reserved = read.reserved;
+  file.model->table_count = read.table_count;
+  file.model->table = std::move(read.table);
+  file.model->layers = std::move(read.layers);
+  if (!done)
+    FailToRead(path, -static_cast<int>(done.error().place.item), done.error().place.byte, *file.model);
+  file.end = input.Position().value_or(file.file_size);
 
   const std::string unit = Upper(HeaderField(file.header(), "UNIT").value_or(""));
   file.units_stated = true;

@@ -66,6 +66,7 @@ HEADER_LAYER = {
     "core/stl.h": "geometry",
     "core/ctl.h": "geometry",
     "core/shell.h": "geometry",
+    "core/slc.h": "geometry",
     "core/side_file.h": "geometry",
     "mesh_values.h": "geometry",
     "host.h": "host",
