@@ -248,7 +248,8 @@ std::vector<Message> VerifyPieces(Observer& observer, const std::string& folder,
   const std::string plate = folder + "/" + kPlateStl;
   std::error_code error;
   const std::uintmax_t size = std::filesystem::file_size(plate, error);
-  if (!error && meshes.size() == document["pieces"].size() && size != 84 + 50 * facets) {
+  if (!error && meshes.size() == document["pieces"].size() &&
+      size != 84 + 50 * static_cast<std::uintmax_t>(facets)) {
     findings.push_back(Difference(Code::kVerifyCount, folder, kPlateStl,
                                   fmt::format("holds other facets than the {} of the pieces", facets)));
   }
