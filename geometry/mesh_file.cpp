@@ -199,17 +199,25 @@ int32_t WrittenAttribute(int32_t attribute, int32_t largest) {
 // The largest attribute that the format knows.
 constexpr int32_t kLargestAttribute = 2;
 
-// Whether all integers fit into the bits that the file gives them.
-bool FitPackedWidth(const core::MeshView& mesh, int32_t largest_attribute) {
+struct PackedContent {
+  bool fits = false;               ///< all integers fit into the bits that the file gives them
+  bool attributes_change = false;  ///< some attribute is written as 0
+};
+
+PackedContent LookThrough(const core::MeshView& mesh, int32_t largest_attribute) {
   uint32_t used_bits = 0;
+  bool change = false;
   for (const R_INT4& triangle : mesh.triangles) {
-    for (int k = 0; k < 3; ++k) used_bits |= static_cast<uint32_t>(triangle[k]);
-    used_bits |= static_cast<uint32_t>(WrittenAttribute(triangle[3], largest_attribute));
+    const int32_t attribute = WrittenAttribute(triangle[3], largest_attribute);
+    change |= attribute != triangle[3];
+    used_bits |= static_cast<uint32_t>(triangle[0] | triangle[1] | triangle[2] | attribute);
   }
-  return used_bits >> PackedBits(static_cast<int32_t>(mesh.vertex_count)) == 0;
+  return {used_bits >> PackedBits(static_cast<int32_t>(mesh.vertex_count)) == 0, change};
 }
 
-void WriteTriangles(core::ByteSink& sink, const core::MeshView& mesh, int32_t largest_attribute) {
+// `largest_attribute` is asked only where an attribute changes.
+void WriteTriangles(core::ByteSink& sink, const core::MeshView& mesh, bool attributes_change,
+                    int32_t largest_attribute) {
   const int bits = PackedBits(static_cast<int32_t>(mesh.vertex_count));
   const std::size_t count = mesh.triangles.size();
   std::vector<uint32_t> words(
@@ -218,8 +226,7 @@ void WriteTriangles(core::ByteSink& sink, const core::MeshView& mesh, int32_t la
   for (std::size_t done = 0; done < count;) {
     const std::size_t n = std::min(kWrittenTriangles, count - done);
     const R_INT4* triangles = mesh.triangles.data() + done;
-    if (std::any_of(triangles, triangles + n,
-                    [&](const R_INT4& t) { return WrittenAttribute(t[3], largest_attribute) != t[3]; })) {
+    if (attributes_change) {
       changed.assign(triangles, triangles + n);
       for (R_INT4& triangle : changed) triangle[3] = WrittenAttribute(triangle[3], largest_attribute);
       triangles = changed.data();
@@ -273,10 +280,10 @@ Result<void> WriteCtl(const MeshView& mesh, const CTL_HEADER& header, const floa
   if (mesh.triangles.empty()) return Error{ErrorCode::kEmpty, {}, "the mesh has no triangle", 0};
   const int bits = detail::PackedBits(static_cast<int32_t>(mesh.vertex_count));
   const int32_t largest_attribute = std::min(detail::kLargestAttribute, bits);  // what the bits hold
-  if (!detail::FitPackedWidth(mesh, largest_attribute))
-    return Error{ErrorCode::kBadName, {}, "a triangle names no vertex of the mesh", 0};
+  const detail::PackedContent content = detail::LookThrough(mesh, largest_attribute);
+  if (!content.fits) return Error{ErrorCode::kBadName, {}, "a triangle names no vertex of the mesh", 0};
   detail::WriteHeadAndVertices(sink, mesh, header, detail::PlacedPoints(matrix, mm_to_inch));
-  detail::WriteTriangles(sink, mesh, largest_attribute);
+  detail::WriteTriangles(sink, mesh, content.attributes_change, largest_attribute);
   if (sink.failed()) return Error{ErrorCode::kWriteFailed, {}, "could not be written completely", errno};
   return {};
 }
@@ -322,15 +329,16 @@ int CTL::SaveCTLModel(CString path, float matrix[4][4], int mm_to_inch) {
   if (mesh.triangles.empty()) return trq::mesh_io::kFailed;
 
   header.format_word = 12;
-  for (std::size_t i = 0; i < mesh.triangles.size(); ++i)
+  const PackedContent content = LookThrough(mesh, kLargestAttribute);
+  for (std::size_t i = 0; content.attributes_change && i < mesh.triangles.size(); ++i)
     triangles_[i][3] = WrittenAttribute(triangles_[i][3], kLargestAttribute);
   // The file gets the vertices as they are before they are snapped.
   trq::core::FileSink sink(file.get());
   WriteHeadAndVertices(sink, mesh, header, PlacedPoints(matrix, mm_to_inch));
   truncateVertices();
   bool packed = true;
-  if (FitPackedWidth(mesh, kLargestAttribute)) {
-    WriteTriangles(sink, mesh, kLargestAttribute);
+  if (content.fits) {
+    WriteTriangles(sink, mesh, false, kLargestAttribute);
   } else {
     packed = WriteTrianglesThatDoNotFit(sink, triangles_.get(), mesh.triangles.size(),
                                         static_cast<int32_t>(mesh.vertex_count));
