@@ -20,7 +20,7 @@ enum Result : int { kOk = 0, kFailed = -1 };
 
 /// Results of the mesh writers that take a path, and of Calculate_normals. What goes wrong while any of the
 /// mesh's files is created, written or closed is on record in its error object (GetErrorCode,
-/// GetErrorMessage) besides.
+/// GetErrorMessage) besides, and stays there after later saves that succeed, until ClearError.
 namespace trq::mesh_io {
 enum Result : int { kDone = 0, kFailed = 1 };
 }  // namespace trq::mesh_io
@@ -230,6 +230,8 @@ class TRQ_EXPORT CTL : public COMPONENT {
   /// show the message box "Warning: <n> triangles are missing in the STL file.". More than 26 000 000 facets
   /// in a solid: throws the integer 9 after a line on the error stream. On failure the mesh is to be cleared
   /// or destroyed.
+  /// Only the header gets the units: the component's own stay (inch in a new mesh) until SetUnits, and
+  /// convert_to_inch goes by those.
   int LoadSTLFile(FILE* f, int file_units, int* accept_partial, int extra1, float tolerance, int extra2);
   /// Reads one solid. At the start of the stream ASCII is tried first, as ascii_read does, to the stream's
   /// end; anywhere else, and on streams that cannot tell their position, it is a binary solid.
@@ -285,8 +287,8 @@ class TRQ_EXPORT CTL : public COMPONENT {
   /// normals stay as they were.
   int approximate(int target_triangles);
   /// Makes `dst` hold copies of this mesh's vertices, triangles and normals (none when this mesh has none),
-  /// its counts and header units. The box, the name and the rest of the header stay. Onto itself, null:
-  /// nothing.
+  /// its counts and header units. The box, the name and the rest of the header, its matrix too, stay. Onto
+  /// itself, null: nothing.
   void copy(CTL* dst);
   /// Appends the other mesh's vertices and triangles, and takes its header units; the box becomes stale. The
   /// normals are not extended. `other` is unchanged; it may be this mesh. Null: nothing.
