@@ -123,8 +123,8 @@ class TRQ_EXPORT slc {
   /// Closes the file if it is open.
   ~slc();
 
-  /// Opens the stored path; a file that is still open is closed first. kOk or kCannotOpen. Loading and writing
-  /// as a whole, the next opening and the destructor close it; nothing else in the interface does.
+  /// Opens the stored path; a file that is still open is closed first. kOk or kCannotOpen. Loading and
+  /// writing as a whole, the next opening and the destructor close it; nothing else in the interface does.
   int openSLCFile(SLC_OPEN_MODE mode);
   /// Reads the file at the stored path. Entries and layers are appended to those held; the header and the
   /// table count are replaced, each when it has been read. The reserved block is read and dropped: the object
