@@ -5,6 +5,7 @@ Runs the benchmark programs and the tool of a build and divides medians of the C
 that alternate with each other. Peers that are not installed are left out, with a note.
 """
 import json
+import math
 import os
 import re
 import shutil
@@ -51,6 +52,7 @@ GROUPS = [
     ("slc_benchmark", "(LoadSlc|ReadSameBytes|SaveSlc|WriteSameBytes)/1000$", REPETITIONS),
     ("slc_benchmark", "(LoadSlc|ReadSameBytes|SaveSlc|WriteSameBytes)/20$", REPETITIONS),
     ("literal_forms_benchmark", ".*", 5),
+    ("topology_benchmark", "Analyse/(Rings|Nested|Blocks|Cavities).*/(64|1024)$", 5),
 ]
 
 
@@ -137,6 +139,11 @@ def per_unit(name, other, scale):
     return lambda m: m.cpu[name] / m.cpu[other] / scale
 
 
+def exponent(name, small, large):
+    """The power of the size with which the time of a job grows."""
+    return lambda m: math.log(m.cpu[f"{name}/{large}"] / m.cpu[f"{name}/{small}"]) / math.log(large / small)
+
+
 def counter(name, which):
     return lambda m: m.counters[name, which]
 
@@ -218,6 +225,11 @@ ROWS = [
     *[Row(f"SLC {verb}, 100 MB, {vertices} vertices a boundary, of plain {plain}", 2, 1.5,
           times(f"slc:{verb.capitalize()}Slc/{vertices}", f"slc:{plain.capitalize()}SameBytes/{vertices}"))
       for verb, plain in (("load", "read"), ("save", "write")) for vertices in (1000, 20)],
+    *[Row(f"surfaces and cavities, {text}, exponent of the time from 64k to 1M facets", 1.2, 1.1,
+          exponent(f"topology:Analyse/{job}", 64, 1024), unit="")
+      for job, text in (("RingsSideBySide", "rings side by side"), ("RingsAroundEachOther", "rings around each other"),
+                        ("NestedShells", "nested shells"), ("BlocksBetweenCups", "blocks between cups"),
+                        ("CavitiesInOne", "many cavities in one ball"))],
     at_least("trqprep info, sphere-1M, whole process against admesh", 2, 3, process_faster("info", "admesh")),
     Row("trqprep info, sphere-1M, peak memory", 100, None, process("info", "memory", 1e-6), unit=" MB"),
     Row("trqprep version, whole process, elapsed", 10, 5, process("version", "wall", 1e3), unit=" ms"),

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cmath>
 
 #include "trq/geometry.h"
 
@@ -28,6 +29,20 @@ Matrix4 Compose(const Matrix4& then, const Matrix4& first);
 
 /// The point as the mesh holds it.
 inline Point PointOf(const PbVec3f& vertex) { return {vertex[0], vertex[1], vertex[2]}; }
+
+inline Point Minus(const Point& a, const Point& b) { return {a[0] - b[0], a[1] - b[1], a[2] - b[2]}; }
+inline double Dot(const Point& a, const Point& b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
+inline Point Cross(const Point& a, const Point& b) {
+  return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
+}
+inline double Norm(const Point& a) { return std::sqrt(Dot(a, a)); }
+
+using Corners = std::array<Point, 3>;
+
+inline Corners CornersOf(const CTL& mesh, int facet) {
+  const R_INT4& t = mesh.triangles()[facet];
+  return {PointOf(mesh.vertices()[t[0]]), PointOf(mesh.vertices()[t[1]]), PointOf(mesh.vertices()[t[2]])};
+}
 
 /// An axis-aligned box; empty until a point is added. Not-a-numbers are ignored.
 struct Box {

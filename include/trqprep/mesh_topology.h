@@ -17,7 +17,10 @@ struct Surface {
   double volume = 0;    ///< signed: above 0 when the facets wind counter-clockwise seen from outside
   Box box;
   int first_facet = 0;
-  /// A closed surface that faces inward and lies inside a closed one that faces outward.
+  /// A closed surface that faces inward and lies inside a closed one that faces outward: the box of the outer
+  /// one holds the inner one's, and the outer one winds at least once around the inner one's lowest corner
+  /// (least x, then y, then z). A corner that lies on the outer surface counts as a hair further along x,
+  /// then y, then z. So one corner decides for surfaces that cross each other.
   bool cavity = false;
 };
 
@@ -32,12 +35,10 @@ struct Topology {
   int first_degenerate_facet = -1;
   std::vector<Surface> surfaces;      ///< in order of their first facet
   std::vector<int> surface_of_facet;  ///< -1 for facets with two equal indices
-
-  int cavities() const;
 };
 
 /// Indices must lie inside the vertices (ReadMesh makes sure). Time grows as the facets times their
-/// logarithm.
+/// logarithm (for cavities see FindCavities).
 Topology AnalyseTopology(const CTL& mesh);
 
 /// The smallest distance from a point to the mesh's facets; infinite for a mesh without facets.

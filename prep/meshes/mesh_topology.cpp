@@ -5,21 +5,10 @@
 #include <limits>
 #include <numeric>
 
+#include "prep/meshes/cavities.h"
+
 namespace trqprep {
 namespace {
-
-Point Minus(const Point& a, const Point& b) { return {a[0] - b[0], a[1] - b[1], a[2] - b[2]}; }
-double Dot(const Point& a, const Point& b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
-Point Cross(const Point& a, const Point& b) {
-  return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
-}
-double Length(const Point& a) { return std::sqrt(Dot(a, a)); }
-
-std::array<Point, 3> CornersOf(const CTL& mesh, int facet) {
-  const R_INT4& triangle = mesh.triangles()[facet];
-  return {PointOf(mesh.vertices()[triangle[0]]), PointOf(mesh.vertices()[triangle[1]]),
-          PointOf(mesh.vertices()[triangle[2]])};
-}
 
 bool HasEqualIndices(const R_INT4& t) { return t[0] == t[1] || t[1] == t[2] || t[0] == t[2]; }
 
@@ -60,41 +49,6 @@ void Count(std::int64_t& count, int& first, int facet) {
   if (first < 0 || facet < first) first = facet;
 }
 
-/// How often the surface's facets wind around the point (the sum of their solid angles over 4 pi; A. Van
-/// Oosterom and J. Strackee, The solid angle of a plane triangle, 1983).
-double WindingAround(const CTL& mesh, const Topology& topology, int surface, const Point& point) {
-  double sum = 0;
-  for (int facet = 0; facet < mesh.num_triangles(); ++facet) {
-    if (topology.surface_of_facet[static_cast<std::size_t>(facet)] != surface) continue;
-    const std::array<Point, 3> corners = CornersOf(mesh, facet);
-    const Point a = Minus(corners[0], point), b = Minus(corners[1], point), c = Minus(corners[2], point);
-    const double la = Length(a), lb = Length(b), lc = Length(c);
-    const double over = Dot(a, Cross(b, c));
-    const double under = la * lb * lc + Dot(a, b) * lc + Dot(b, c) * la + Dot(a, c) * lb;
-    sum += 2 * std::atan2(over, under);
-  }
-  return sum / (4 * 3.14159265358979323846);
-}
-
-bool Holds(const Box& outer, const Box& inner) {
-  for (int k = 0; k < 3; ++k) {
-    if (inner.min[k] < outer.min[k] || inner.max[k] > outer.max[k]) return false;
-  }
-  return true;
-}
-
-void FindCavities(const CTL& mesh, Topology& topology) {
-  for (Surface& inner : topology.surfaces) {
-    if (!inner.closed || !(inner.volume < 0)) continue;
-    const Point corner = CornersOf(mesh, inner.first_facet)[0];
-    for (std::size_t i = 0; i < topology.surfaces.size() && !inner.cavity; ++i) {
-      const Surface& outer = topology.surfaces[i];
-      if (!outer.closed || !(outer.volume > 0) || !Holds(outer.box, inner.box)) continue;
-      inner.cavity = WindingAround(mesh, topology, static_cast<int>(i), corner) > 0.5;
-    }
-  }
-}
-
 /// The point of triangle a, b, c that is nearest to p, by the regions of its corners, edges and inside (C.
 /// Ericson, Real-Time Collision Detection, 2005, 5.1.5).
 Point NearestOnTriangle(const Point& p, const Point& a, const Point& b, const Point& c) {
@@ -125,11 +79,6 @@ Point NearestOnTriangle(const Point& p, const Point& a, const Point& b, const Po
 
 }  // namespace
 
-int Topology::cavities() const {
-  return static_cast<int>(
-      std::count_if(surfaces.begin(), surfaces.end(), [](const Surface& surface) { return surface.cavity; }));
-}
-
 Topology AnalyseTopology(const CTL& mesh) {
   Topology topology;
   const int facets = mesh.num_triangles();
@@ -137,9 +86,9 @@ Topology AnalyseTopology(const CTL& mesh) {
   uses.reserve(static_cast<std::size_t>(facets) * 3);
   for (int facet = 0; facet < facets; ++facet) {
     const R_INT4& triangle = mesh.triangles()[facet];
-    const std::array<Point, 3> corners = CornersOf(mesh, facet);
+    const Corners corners = CornersOf(mesh, facet);
     const Point normal = Cross(Minus(corners[1], corners[0]), Minus(corners[2], corners[0]));
-    if (HasEqualIndices(triangle) || Length(normal) == 0) {
+    if (HasEqualIndices(triangle) || Norm(normal) == 0) {
       Count(topology.degenerate_facets, topology.first_degenerate_facet, facet);
     }
     if (HasEqualIndices(triangle)) continue;
@@ -182,7 +131,7 @@ Topology AnalyseTopology(const CTL& mesh) {
     }
     topology.surface_of_facet[static_cast<std::size_t>(facet)] = surface_number;
     Surface& surface = topology.surfaces[static_cast<std::size_t>(surface_number)];
-    const std::array<Point, 3> corners = CornersOf(mesh, facet);
+    const Corners corners = CornersOf(mesh, facet);
     ++surface.facets;
     surface.volume += Dot(corners[0], Cross(corners[1], corners[2])) / 6;
     for (const Point& corner : corners) surface.box.Add(corner);
@@ -195,9 +144,9 @@ Topology AnalyseTopology(const CTL& mesh) {
 double DistanceToMesh(const CTL& mesh, const Point& point) {
   double nearest = std::numeric_limits<double>::infinity();
   for (int facet = 0; facet < mesh.num_triangles(); ++facet) {
-    const std::array<Point, 3> corners = CornersOf(mesh, facet);
+    const Corners corners = CornersOf(mesh, facet);
     nearest =
-        std::min(nearest, Length(Minus(point, NearestOnTriangle(point, corners[0], corners[1], corners[2]))));
+        std::min(nearest, Norm(Minus(point, NearestOnTriangle(point, corners[0], corners[1], corners[2]))));
   }
   return nearest;
 }

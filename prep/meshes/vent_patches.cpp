@@ -9,25 +9,15 @@
 namespace trqprep {
 namespace {
 
-struct Corners {
-  Point a, b, c;
-};
-
-Corners CornersOf(const CTL& mesh, int facet) {
-  const R_INT4& t = mesh.triangles()[facet];
-  return {PointOf(mesh.vertices()[t[0]]), PointOf(mesh.vertices()[t[1]]), PointOf(mesh.vertices()[t[2]])};
-}
-
 Point Middle(const Corners& t) {
   Point middle;
-  for (std::size_t k = 0; k < 3; ++k) middle[k] = (t.a[k] + t.b[k] + t.c[k]) / 3;
+  for (std::size_t k = 0; k < 3; ++k) middle[k] = (t[0][k] + t[1][k] + t[2][k]) / 3;
   return middle;
 }
 
 double Area(const Corners& t) {
-  const Point u{t.b[0] - t.a[0], t.b[1] - t.a[1], t.b[2] - t.a[2]};
-  const Point v{t.c[0] - t.a[0], t.c[1] - t.a[1], t.c[2] - t.a[2]};
-  return std::hypot(u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]) / 2;
+  const Point normal = Cross(Minus(t[1], t[0]), Minus(t[2], t[0]));
+  return std::hypot(normal[0], normal[1], normal[2]) / 2;
 }
 
 double TwiceAreaSeenFromAbove(const Point& a, const Point& b, const Point& c) {
@@ -37,13 +27,13 @@ double TwiceAreaSeenFromAbove(const Point& a, const Point& b, const Point& c) {
 // The height of the facet at (x, y), when it lies there seen from above.
 std::optional<double> HeightAt(const Corners& t, double x, double y) {
   const Point p{x, y, 0};
-  const double whole = TwiceAreaSeenFromAbove(t.a, t.b, t.c);
+  const double whole = TwiceAreaSeenFromAbove(t[0], t[1], t[2]);
   if (whole == 0) return std::nullopt;
-  const double wa = TwiceAreaSeenFromAbove(p, t.b, t.c) / whole;
-  const double wb = TwiceAreaSeenFromAbove(t.a, p, t.c) / whole;
-  const double wc = TwiceAreaSeenFromAbove(t.a, t.b, p) / whole;
+  const double wa = TwiceAreaSeenFromAbove(p, t[1], t[2]) / whole;
+  const double wb = TwiceAreaSeenFromAbove(t[0], p, t[2]) / whole;
+  const double wc = TwiceAreaSeenFromAbove(t[0], t[1], p) / whole;
   if (!(wa >= 0 && wb >= 0 && wc >= 0)) return std::nullopt;
-  return wa * t.a[2] + wb * t.b[2] + wc * t.c[2];
+  return wa * t[0][2] + wb * t[1][2] + wc * t[2][2];
 }
 
 void Measure(const CTL& mesh, VentPatch& patch) {
