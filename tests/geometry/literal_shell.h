@@ -57,17 +57,44 @@ class Shell {
     return shell;
   }
 
- private:
   struct D3 {
     double x, y, z;
   };
+  static D3 Wide(const PbVec3f& p) { return {p[0], p[1], p[2]}; }
+  static D3 Wide(const VECTOR& p) { return {p.x, p.y, p.z}; }
+
+  /// Whether the point is taken to lie on the triangle.
+  static bool OnTriangle(const D3& p, const D3& a, const D3& b, const D3& c) {
+    for (const D3& v : {p, a, b, c}) {
+      if (std::isnan(v.x) || std::isnan(v.y) || std::isnan(v.z)) return false;
+    }
+    const D3 n = Cross(Minus(b, a), Minus(c, a));
+    if (Norm(n) != 0 && !(std::abs(Dot(Minus(p, a), n)) / Norm(n) <= 1e-4)) return false;
+    for (const D3& v : {a, b, c}) {
+      if (Norm(Minus(p, v)) <= 1e-4) return true;
+    }
+    return Between(p, a, b, c) && Between(p, b, c, a) && Between(p, c, a, b);
+  }
+  /// Whether the segment from p to q crosses the triangle, whose plane is within d of p.
+  static bool Crosses(float d, const PbVec3f& p, const PbVec3f& q, const D3& ca, const D3& cb, const D3& cc) {
+    const D3 a = Minus(ca, Wide(p)), b = Minus(cb, Wide(p)), c = Minus(cc, Wide(p));
+    const D3 n = Cross(Minus(b, a), Minus(c, a));
+    const double k = -Dot(a, n);
+    const double distance = std::abs(k) / Norm(n);
+    if (distance < 1e-5 || distance > d) return false;
+    const D3 u = Minus(Wide(q), Wide(p));
+    if (Dot(u, n) == 0) return false;
+    const double s = -k / Dot(u, n);
+    if (s < 1e-6 || s > 1.000001) return false;
+    return OnTriangle(ToFloats({s * u.x, s * u.y, s * u.z}), ToFloats(a), ToFloats(b), ToFloats(c));
+  }
+
+ private:
   struct Facet {
     D3 normal;
     float weight;
   };
 
-  static D3 Wide(const PbVec3f& p) { return {p[0], p[1], p[2]}; }
-  static D3 Wide(const VECTOR& p) { return {p.x, p.y, p.z}; }
   static D3 Minus(const D3& a, const D3& b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
   static double Dot(const D3& a, const D3& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
   static D3 Cross(const D3& a, const D3& b) {
@@ -125,29 +152,6 @@ class Shell {
     if (Norm(xy) == 0 || Norm(xz) == 0) return false;
     const double least = Dot(xy, xz) / (Norm(xy) * Norm(xz)) - 1e-5;
     return Dot(xy, xp) / (Norm(xy) * Norm(xp)) >= least && Dot(xz, xp) / (Norm(xz) * Norm(xp)) >= least;
-  }
-  static bool OnTriangle(const D3& p, const D3& a, const D3& b, const D3& c) {
-    for (const D3& v : {p, a, b, c}) {
-      if (std::isnan(v.x) || std::isnan(v.y) || std::isnan(v.z)) return false;
-    }
-    const D3 n = Cross(Minus(b, a), Minus(c, a));
-    if (Norm(n) != 0 && !(std::abs(Dot(Minus(p, a), n)) / Norm(n) <= 1e-4)) return false;
-    for (const D3& v : {a, b, c}) {
-      if (Norm(Minus(p, v)) <= 1e-4) return true;
-    }
-    return Between(p, a, b, c) && Between(p, b, c, a) && Between(p, c, a, b);
-  }
-  static bool Crosses(float d, const PbVec3f& p, const PbVec3f& q, const D3& ca, const D3& cb, const D3& cc) {
-    const D3 a = Minus(ca, Wide(p)), b = Minus(cb, Wide(p)), c = Minus(cc, Wide(p));
-    const D3 n = Cross(Minus(b, a), Minus(c, a));
-    const double k = -Dot(a, n);
-    const double distance = std::abs(k) / Norm(n);
-    if (distance < 1e-5 || distance > d) return false;
-    const D3 u = Minus(Wide(q), Wide(p));
-    if (Dot(u, n) == 0) return false;
-    const double s = -k / Dot(u, n);
-    if (s < 1e-6 || s > 1.000001) return false;
-    return OnTriangle(ToFloats({s * u.x, s * u.y, s * u.z}), ToFloats(a), ToFloats(b), ToFloats(c));
   }
 
   float Validate(const PbVec3f& p, const VECTOR& direction, float d) {

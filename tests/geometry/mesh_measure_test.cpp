@@ -1,11 +1,10 @@
-#include "geometry/mesh_measure.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
 #include <random>
 
+#include "tests/geometry/literal_mesh.h"
 #include "tests/support/meshes.h"
 #include "tests/support/rounds.h"
 #include "trq/geometry.h"
@@ -128,35 +127,6 @@ TEST(CtlAreaX2sq, OfACollapsedTriangle) {
   EXPECT_TRUE(std::isnan(mesh.areaX2sq(a, a, a)));
 }
 
-// The formula by its parts: squared edges as floats, the rest in double.
-float LiteralAreaX2sq(const Point& p0, const Point& p1, const Point& p2) {
-  double e01[3], e02[3], e12[3];
-  double sum01 = 0, sum02 = 0, sum12 = 0;
-  for (std::size_t k = 0; k < 3; ++k) {
-    e01[k] = static_cast<double>(p1[k]) - p0[k];
-    e02[k] = static_cast<double>(p2[k]) - p0[k];
-    e12[k] = static_cast<double>(p2[k]) - p1[k];
-    sum01 += e01[k] * e01[k];
-    sum02 += e02[k] * e02[k];
-    sum12 += e12[k] * e12[k];
-  }
-  const float q01 = static_cast<float>(sum01), q02 = static_cast<float>(sum02),
-              q12 = static_cast<float>(sum12);
-  const double *base = e01, *side = e02;
-  float base_sq = q01, side_sq = q02;
-  double sign = 1;
-  if (!(q01 >= q02 && q01 >= q12)) {
-    if (q02 >= q12) {
-      base = e02, side = e01, base_sq = q02, side_sq = q01;
-    } else {
-      base = e12, side = e01, base_sq = q12, side_sq = q01, sign = -1;
-    }
-  }
-  double dot = 0;
-  for (int k = 0; k < 3; ++k) dot += sign * side[k] * base[k];
-  return static_cast<float>((side_sq - dot * dot / base_sq) * base_sq);
-}
-
 TEST(MeasureDifferential, AreaOfATriangleFollowsTheFormulaToTheLastBit) {
   std::mt19937 random(3);
   std::uniform_real_distribution<float> coordinate(-50, 50);
@@ -164,26 +134,9 @@ TEST(MeasureDifferential, AreaOfATriangleFollowsTheFormulaToTheLastBit) {
   for (int i = 0; i < test_support::Rounds(5000); ++i) {
     Point p[3];
     for (Point& point : p) point = {coordinate(random), coordinate(random), coordinate(random)};
-    ASSERT_EQ(mesh.areaX2sq(p[0].data(), p[1].data(), p[2].data()), LiteralAreaX2sq(p[0], p[1], p[2]));
+    ASSERT_EQ(mesh.areaX2sq(p[0].data(), p[1].data(), p[2].data()),
+              literal::AreaX2sq(p[0].data(), p[1].data(), p[2].data()));
   }
-}
-
-VECTOR LiteralNormal(const Point& p1, const Point& p2, const Point& p3) {
-  double a[3], b[3];
-  for (std::size_t k = 0; k < 3; ++k) {
-    a[k] = static_cast<float>(static_cast<double>(p1[k]) - p3[k]);
-    b[k] = static_cast<float>(static_cast<double>(p2[k]) - p3[k]);
-  }
-  // Products and their difference are floats.
-  const auto cross = [&](int i, int j) {
-    const float first = static_cast<float>(a[i] * b[j]), second = static_cast<float>(a[j] * b[i]);
-    return static_cast<double>(static_cast<float>(static_cast<double>(first) - second));
-  };
-  const double x = cross(1, 2), y = cross(2, 0), z = cross(0, 1);
-  double length = std::sqrt(x * x + y * y + z * z);
-  if (length == 0) length = 1;
-  return VECTOR(static_cast<float>(x / length), static_cast<float>(y / length),
-                static_cast<float>(z / length));
 }
 
 TEST(MeasureDifferential, MeshesAddUpTriangleByTriangle) {
@@ -216,16 +169,14 @@ TEST(MeasureDifferential, MeshesAddUpTriangleByTriangle) {
     std::vector<VECTOR> normals;
     for (const auto& triangle : triangles) {
       const Point p[3] = {at(triangle[0]), at(triangle[1]), at(triangle[2])};
-      const double squared = LiteralAreaX2sq(p[0], p[1], p[2]);
+      const double squared = literal::AreaX2sq(p[0].data(), p[1].data(), p[2].data());
       if (squared > 0) area = static_cast<float>(area + std::sqrt(squared));
-      const double b[3] = {p[1][0], p[1][1], p[1][2]}, c[3] = {p[2][0], p[2][1], p[2][2]};
-      volume += p[0][0] * (b[1] * c[2] - b[2] * c[1]) + p[0][1] * (b[2] * c[0] - b[0] * c[2]) +
-                p[0][2] * (b[0] * c[1] - b[1] * c[0]);
+      volume += literal::VolumeTerm(p[0].data(), p[1].data(), p[2].data());
       for (std::size_t k = 0; k < 3; ++k) {
         sound = sound && triangle[k] >= 0 && triangle[k] <= static_cast<int>(vertices.size());
         for (const float v : p[k]) sound = sound && !std::isnan(v);
       }
-      normals.push_back(sound ? LiteralNormal(p[0], p[1], p[2]) : VECTOR());
+      normals.push_back(sound ? literal::Normal(p[0].data(), p[1].data(), p[2].data()) : VECTOR());
     }
     const auto same = [](float a, float b) { return a == b || (std::isnan(a) && std::isnan(b)); };
     ASSERT_TRUE(same(mesh.area(), static_cast<float>(area * 0.5))) << round;

@@ -10,7 +10,6 @@
 #include <cstdlib>
 #include <vector>
 
-#include "geometry/mesh_access.h"
 #include "trq/placement.h"
 
 class LiteralGridEval : public GRID_INDEX2 {
@@ -53,11 +52,13 @@ class LiteralGridEval : public GRID_INDEX2 {
         valid[slot(components, r)] = 0;
       } else {
         BitGrid work;
-        for (std::size_t t = 0; t < trq::detail::UsedTriangles(part); ++t) {
-          const R_INT4& triangle = part.triangles()[t];
-          mark_triangle(trq::detail::Corner(part.view(), triangle, 0),
-                        trq::detail::Corner(part.view(), triangle, 1),
-                        trq::detail::Corner(part.view(), triangle, 2), work);
+        const int triangles = std::min(part.num_triangles(), static_cast<int>(part.triangles_.size()));
+        for (int t = 0; t < triangles; ++t) {
+          const auto corner = [&](int k) {
+            const std::size_t i = static_cast<uint32_t>(part.nth(t)[k]);
+            return i < part.vertices_.size() ? part.vertices_[i] : PbVec3f(0, 0, 0);
+          };
+          mark_triangle(corner(0), corner(1), corner(2), work);
         }
         footprints[slot(components, r)] = work;
         valid[slot(components, r)] = 1;

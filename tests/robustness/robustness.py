@@ -15,7 +15,7 @@ import figures  # noqa: E402
 
 # A module each, in the order in which they are printed; what takes long comes last.
 NAMES = ["bombs", "plates", "styles", "corpus", "corpus_memory", "saving", "kills", "allocations", "mutants", "tool_mutants",
-         "threads", "valgrind", "address_space", "answers", "coverage", "fuzz"]
+         "threads", "bits", "valgrind", "address_space", "answers", "coverage", "fuzz"]
 
 
 def main():
