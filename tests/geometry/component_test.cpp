@@ -291,13 +291,13 @@ TEST(ComponentConvertToInch, ConvertsAMesh) {
   EXPECT_EQ(mesh.header.units, 0);
   float x = 0, y = 0, z = 0;
   mesh.get_min(&x, &y, &z);
-  EXPECT_NEAR(x, 0.3937008, 1e-6);
-  EXPECT_NEAR(y, 0.7874016, 1e-6);
-  EXPECT_NEAR(z, 1.1811024, 1e-6);
+  EXPECT_EQ(x, 0.3937008f);
+  EXPECT_EQ(y, 0.7874016f);
+  EXPECT_EQ(z, 1.1811024f);
   EXPECT_NEAR(mesh.volume(), 1.0, 1e-5);
   mesh.extents_valid = 0;  // the box that was moved along is that of the vertices
   mesh.get_max(&x, &y, &z);
-  EXPECT_NEAR(x, 1.3937008, 1e-6);
+  EXPECT_EQ(x, 1.3937008f);
 }
 
 }  // namespace

@@ -534,9 +534,9 @@ TEST(CtlFileWrite, TakesTheMatrixInInchesWhenAsked) {
   EXPECT_EQ(mesh.SaveCTLModel(CString(path), matrix, 1), 0);
   CTL read;
   read.file_read(path.c_str());
-  EXPECT_NEAR(read.vertices()[0][0], 35.4, 1e-5);
-  EXPECT_NEAR(read.vertices()[0][1], 20, 1e-5);
-  EXPECT_NEAR(read.vertices()[0][2], -20.8, 1e-5);
+  EXPECT_EQ(read.vertices()[0][0], 35.4f);
+  EXPECT_EQ(read.vertices()[0][1], 20.000002f);
+  EXPECT_EQ(read.vertices()[0][2], -20.8f);
   EXPECT_EQ(read.vertices()[1][0], 25.4f);
   mesh.SaveCTLModel(CString(path), matrix, 2);  // only 1 means inches
   read.clear();

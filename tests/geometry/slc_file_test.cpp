@@ -780,10 +780,10 @@ TEST_F(SlcMirror, MillimetresPassThroughAMatrixInInches) {
   matrix[24] = 1;  // the reflection takes its values as they are
   model_.mirror(&target_, 0, 1, 0, &source_, &target_component_);
   const std::vector<float> points = PointsOf(target_.layers[0].boundaries()[0]);
-  EXPECT_NEAR(points[0], 1 + 50.8, 1e-4);
-  EXPECT_NEAR(points[1], 2, 1e-5);
-  EXPECT_NEAR(target_.layers[0].z, 2 - 2, 1e-5);
-  EXPECT_NEAR(target_.layers[3].z, 2 - 6, 1e-5);
+  EXPECT_EQ(points[0], 51.8f);
+  EXPECT_EQ(points[1], 2);
+  EXPECT_EQ(target_.layers[0].z, 2 - 2);
+  EXPECT_EQ(target_.layers[3].z, 2 - 6);
 }
 
 TEST_F(SlcMirror, FillsTheTargetsComponent) {

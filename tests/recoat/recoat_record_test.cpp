@@ -116,14 +116,14 @@ TEST(Sweeps, ConversionTouchesTheVelocityOnly) {
   sweep.BladeVelocity.SetMinRange(1);
   sweep.BladeVelocity.SetMaxRange(4);
   sweep.ConvertAllValuesToMM();
-  EXPECT_FLOAT_EQ(sweep.BladeVelocity.GetValue(), 50.8f);
-  EXPECT_FLOAT_EQ(sweep.BladeVelocity.GetMinRange(), 25.4f);
-  EXPECT_FLOAT_EQ(sweep.BladeVelocity.GetMaxRange(), 101.6f);
-  EXPECT_FLOAT_EQ(sweep.BladeVelocity.GetAnElementFromList(0), 50.8f);
+  EXPECT_EQ(sweep.BladeVelocity.GetValue(), 50.8f);
+  EXPECT_EQ(sweep.BladeVelocity.GetMinRange(), 25.4f);
+  EXPECT_EQ(sweep.BladeVelocity.GetMaxRange(), 101.6f);
+  EXPECT_EQ(sweep.BladeVelocity.GetAnElementFromList(0), 50.8f);
   EXPECT_EQ(sweep.BladeGap.GetValue(), 100);
   EXPECT_EQ(sweep.BladeGap.GetAnElementFromList(0), 100);
   sweep.ConvertAllValuesToINCH();
-  EXPECT_NEAR(sweep.BladeVelocity.GetValue(), 2, 1e-6);
+  EXPECT_EQ(sweep.BladeVelocity.GetValue(), 2);
 }
 
 TEST(Sweeps, DefaultsFollowTheValues) {

@@ -140,7 +140,7 @@ TEST(RecoatStyle, PreferredGapIsTheFirstSweepsExcessOverOneLayer) {
   KVSWEEPS sweep;
   sweep.BladeGap.SetValue(150);
   style.AddToSweepList(sweep);
-  EXPECT_FLOAT_EQ(style.computedPreferredBladeGap(0.004f), 0.002f);
+  EXPECT_EQ(style.computedPreferredBladeGap(0.004f), 0.002f);
   sweep.BladeGap.SetValue(100);
   style.SetSweepsRecord(0, sweep);
   EXPECT_EQ(style.computedPreferredBladeGap(0.004f), 0);
@@ -159,15 +159,15 @@ TEST(RecoatStyle, KeptConversionTouchesZRangeAndVelocitiesOnly) {
     if (auto* record = row.member.IntIn(style)) changed += !SameRecord(*record, *row.member.IntIn(before));
   }
   EXPECT_EQ(changed, 2);
-  EXPECT_FLOAT_EQ(style.StartZ.GetValue(), before.StartZ.GetValue() * 25.4f);
-  EXPECT_FLOAT_EQ(style.EndZ.GetValue(), before.EndZ.GetValue() * 25.4f);
-  EXPECT_FLOAT_EQ(style.SweepList[1].BladeVelocity.GetValue(), 3.5f * 25.4f);
-  EXPECT_FLOAT_EQ(style.PrimarySweepList[0].BladeVelocity.GetValue(), 12.5f * 25.4f);
-  EXPECT_FLOAT_EQ(style.SecondarySweepList[0].BladeVelocity.GetValue(), 22.5f * 25.4f);
+  EXPECT_EQ(style.StartZ.GetValue(), before.StartZ.GetValue() * 25.4f);
+  EXPECT_EQ(style.EndZ.GetValue(), before.EndZ.GetValue() * 25.4f);
+  EXPECT_EQ(style.SweepList[1].BladeVelocity.GetValue(), 3.5f * 25.4f);
+  EXPECT_EQ(style.PrimarySweepList[0].BladeVelocity.GetValue(), 12.5f * 25.4f);
+  EXPECT_EQ(style.SecondarySweepList[0].BladeVelocity.GetValue(), 22.5f * 25.4f);
   EXPECT_EQ(style.SweepList[1].BladeGap.GetValue(), 101);
   EXPECT_EQ(style.Units, "mm");
   style.ConvertAllValuesToINCH();
-  EXPECT_NEAR(style.StartZ.GetValue(), before.StartZ.GetValue(), 1e-5);
+  EXPECT_EQ(style.StartZ.GetValue(), before.StartZ.GetValue() * 25.4f * 0.03937008f);
 }
 
 TEST(RecoatStyle, DefaultsFollowTheValuesEverywhere) {

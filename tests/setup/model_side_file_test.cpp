@@ -303,11 +303,11 @@ TEST_F(SideFile, MemoryFormsKnowMillimetresAndTheMatrixBefore) {
   const float* point = model.vents_and_drains.drains[0].point;
   EXPECT_EQ(model.MoveVDLast(1), 1);
   // (11, 2) inches, back by 10, turned to (-2, 1), moved by 10.
-  EXPECT_FLOAT_EQ(point[0], 8 * 25.4f);
-  EXPECT_FLOAT_EQ(point[1], 25.4f);
+  EXPECT_EQ(point[0], 203.2f);
+  EXPECT_EQ(point[1], 25.4f);
   EXPECT_EQ(model.InvMoveVDLast(1), 1);
-  EXPECT_FLOAT_EQ(point[0], 11 * 25.4f);
-  EXPECT_FLOAT_EQ(point[1], 2 * 25.4f);
+  EXPECT_EQ(point[0], 279.4f);
+  EXPECT_EQ(point[1], 50.8f);
 }
 
 TEST_F(SideFile, WhatIsNotANumberIsWrittenWithoutASign) {

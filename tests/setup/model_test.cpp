@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <type_traits>
 
+#include "tests/geometry/literal_mesh.h"
 #include "tests/support/meshes.h"
 #include "tests/support/temp_dir.h"
 #include "trq/setup.h"
@@ -186,8 +187,27 @@ TEST(Model, VolumeAndAreaGoThroughTheCurrentMatrix) {
   model.CalculateCurrentVolumeAndArea(0);
   EXPECT_FLOAT_EQ(R[28], 96);
   EXPECT_NEAR(R[29], 64, 1e-3);
-  model.CalculateCurrentVolumeAndArea(1);  // the same size, the move in inches
-  EXPECT_NEAR(R[28], 96, 0.02);
+}
+
+TEST(Model, VolumeAndAreaOfAMatrixInInchesAreRoundedWithEveryCorner) {
+  MODEL model;
+  MakeCube(model, 2);
+  float* R = model.ComponentInfo.placement();
+  R[0] = R[5] = R[10] = 2;
+  R[3] = 100;
+  float matrix[4][4];
+  std::memcpy(matrix, R, sizeof matrix);
+  double area = 0, volume = 0;
+  for (int i = 0; i < model.num_triangles(); ++i) {
+    float p[3][3];
+    for (int k = 0; k < 3; ++k) literal::Place(matrix, 1, model.vertices()[model.nth(i)[k]].data(), 1, p[k]);
+    area += std::sqrt(static_cast<double>(literal::AreaX2sq(p[0], p[1], p[2])));
+    volume += literal::VolumeTerm(p[0], p[1], p[2]);
+  }
+  model.CalculateCurrentVolumeAndArea(1);
+  EXPECT_EQ(R[28], static_cast<float>(area * 0.5));
+  EXPECT_EQ(R[29], static_cast<float>(volume * 0.16666667));
+  EXPECT_NEAR(R[28], 96, 0.02);  // the same size, the move in inches
   EXPECT_NEAR(R[29], 64, 0.05);
 }
 

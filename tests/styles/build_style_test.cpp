@@ -386,9 +386,9 @@ TEST(BuildStyle, LayerThicknessBecomesMillimetresAndInchesAgain) {
   KVBUILDSTYLE style;
   style.LayerThickness.SetValue(0.004f);
   style.ConvertAllValuesToMM();
-  EXPECT_FLOAT_EQ(style.LayerThickness.GetValue(), 0.1016f);
+  EXPECT_EQ(style.LayerThickness.GetValue(), 0.101600006f);
   style.ConvertAllValuesToINCH();
-  EXPECT_NEAR(style.LayerThickness.GetValue(), 0.004f, 1e-6);
+  EXPECT_EQ(style.LayerThickness.GetValue(), 0.004f);
 }
 
 TEST(BuildStyle, KeptMinLargeNSWidthIsNotConverted) {

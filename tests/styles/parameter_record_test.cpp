@@ -223,26 +223,27 @@ TEST(ParameterRecord, UnitConversionScalesEveryNumber) {
   record.SetMaxRange(4);
   record.AddElementToList(10);
   record.ConvertAllValuesToMM();
-  EXPECT_FLOAT_EQ(record.GetValue(), 0.1016f);
-  EXPECT_FLOAT_EQ(record.GetDefaultValue(), 50.8f);
-  EXPECT_FLOAT_EQ(record.GetMinRange(), -25.4f);
-  EXPECT_FLOAT_EQ(record.GetMaxRange(), 101.6f);
-  EXPECT_FLOAT_EQ(record.GetAnElementFromList(0), 254.0f);
+  EXPECT_EQ(record.GetValue(), 0.101600006f);
+  EXPECT_EQ(record.GetDefaultValue(), 50.8f);
+  EXPECT_EQ(record.GetMinRange(), -25.4f);
+  EXPECT_EQ(record.GetMaxRange(), 101.6f);
+  EXPECT_EQ(record.GetAnElementFromList(0), 254.0f);
   FloatRecord inches;
   inches.SetValue(254);
   inches.AddElementToList(100);
   inches.ConvertAllValuesToINCH();
-  EXPECT_FLOAT_EQ(inches.GetValue(), 10.0000003f);
-  EXPECT_FLOAT_EQ(inches.GetAnElementFromList(0), 3.937008f);
+  EXPECT_EQ(inches.GetValue(), 10);
+  EXPECT_EQ(inches.GetAnElementFromList(0), 3.937008f);
 }
 
 TEST(ParameterRecord, KeptUnitRoundTripIsOnlyNearlyExact) {
   FloatRecord record;
-  for (const float v : {1.0f, 0.004f, 7.25f}) {
-    record.SetValue(v);
+  const float there_and_back[][2] = {{1.0f, 1.0f}, {0.004f, 0.004f}, {7.25f, 7.2499995f}};
+  for (const auto& [there, back] : there_and_back) {
+    record.SetValue(there);
     record.ConvertAllValuesToMM();
     record.ConvertAllValuesToINCH();
-    EXPECT_NEAR(record.GetValue(), v, 1e-6 * v);
+    EXPECT_EQ(record.GetValue(), back);
   }
 }
 
