@@ -17,11 +17,11 @@ BUILD = ROOT / "build" / "coverage"
 LINES, BRANCHES = 95.0, 85.0  # the marks, in per cent
 FORMATS = "stl ctl slc build_style recoat_style legacy_recoat_style side_file".split()
 SUITES = "foundation geometry styles recoat setup faults".split()
-READERS = """foundation/bounded_read.cpp foundation/bounded_read.h foundation/triangle_bag.cpp geometry/ctl_packing.cpp
+READERS = """foundation/bounded_read.h foundation/bytes.cpp foundation/triangle_bag.cpp geometry/ctl_packing.cpp
 geometry/mesh_file.cpp geometry/slc_file.cpp geometry/slc_contours.cpp geometry/stl_import.cpp geometry/stl_text.cpp
 geometry/vertex_merge.cpp recoat/legacy_recoat_style.cpp recoat/recoat_style_file.cpp setup/model_side_file.cpp
 styles/build_style_layouts.cpp styles/parameter_record.cpp styles/style_file.cpp styles/style_file.h
-styles/style_layout.cpp styles/style_layout.h""".split()
+styles/style_bytes.cpp styles/style_bytes.h styles/style_layout.cpp styles/style_layout.h""".split()
 
 
 def run(command, **more):
@@ -40,7 +40,7 @@ def exercise(quick):
     for name in FORMATS:
         run([BUILD / "bin" / "mutants", name, "500" if quick else "2000", "1", seeds])
         folders = [seeds / name, ROOT / "tests" / "regressions" / "fuzz" / name, ROOT / "build" / "fuzz" / "corpus" / name]
-        run([BUILD / "bin" / f"fuzz_{name}_run", *(f for f in folders if f.is_dir())])
+        run([BUILD / "bin" / "fuzz_run", name, *(f for f in folders if f.is_dir())])
 
 
 def main():
@@ -51,7 +51,7 @@ def main():
     options = parser.parse_args()
     if not options.no_build:
         subprocess.run(["cmake", "--preset", "coverage"], cwd=ROOT, check=True, stdout=subprocess.DEVNULL)
-        targets = ["make_seeds", "mutants"] + [f"{s}_tests" for s in SUITES] + [f"fuzz_{f}_run" for f in FORMATS]
+        targets = ["make_seeds", "mutants", "fuzz_run"] + [f"{s}_tests" for s in SUITES]
         subprocess.run(["cmake", "--build", "--preset", "coverage", "--target", *targets], cwd=ROOT, check=True,
                        stdout=subprocess.DEVNULL)
     if not options.no_run:
