@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "tests/support/meshes.h"
+#include "tests/support/open_files.h"
 #include "tests/support/temp_dir.h"
 #include "trq/geometry.h"
 
@@ -52,12 +53,6 @@ class Recorder : public Bare {
  private:
   void Record(const char* what, float x, float y, float z) { calls.push_back({what, x, y, z}); }
 };
-
-std::size_t OpenFiles() {
-  std::size_t count = 0;
-  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) ++count;
-  return count;
-}
 
 TEST(Component, StartsWithTheEmptyStaleBox) {
   Bare component;
@@ -208,10 +203,10 @@ TEST(ComponentFileRead, FailingReadKeepsTheNameAndLeavesNoFileOpen) {
   Recorder component;
   component.name("before");
   component.read_result = -1;
-  const std::size_t open_before = OpenFiles();
+  const std::size_t open_before = test_support::OpenFiles();
   EXPECT_EQ(component.file_read(path.c_str()), -1);
   EXPECT_STREQ(component.name(), "before");
-  EXPECT_EQ(OpenFiles(), open_before);
+  EXPECT_EQ(test_support::OpenFiles(), open_before);
 }
 
 TEST(ComponentFileWrite, WritesThroughTheVirtualOperation) {
@@ -227,9 +222,9 @@ TEST(ComponentFileWrite, FailsWhereTheFileCannotBeCreatedOrWritten) {
   Recorder component;
   EXPECT_EQ(component.file_write(CString(folder.path().string())), -1);
   component.write_result = -1;
-  const std::size_t open_before = OpenFiles();
+  const std::size_t open_before = test_support::OpenFiles();
   EXPECT_EQ(component.file_write(CString(folder.File("a.bar"))), -1);
-  EXPECT_EQ(OpenFiles(), open_before);
+  EXPECT_EQ(test_support::OpenFiles(), open_before);
   component.write_result = 0;
   EXPECT_EQ(component.file_write("/dev/full"), -1);
 }

@@ -10,7 +10,9 @@
 #include <sstream>
 
 #include "tests/support/ctl_bytes.h"
+#include "tests/support/documented_bytes.h"
 #include "tests/support/meshes.h"
+#include "tests/support/open_files.h"
 #include "tests/support/temp_dir.h"
 #include "trq/geometry.h"
 
@@ -361,23 +363,17 @@ TEST(CtlFileRead, ThroughTheComponentTakesNameAndPassesFailuresOn) {
   }
 }
 
-std::size_t OpenFiles() {
-  std::size_t count = 0;
-  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) ++count;
-  return count;
-}
-
 TEST(CtlFile, FailuresLeaveNoFileOpen) {
   const TempDir folder;
   const std::string cut = folder.Write("cut.ctl", CtlBytes(TetrahedronFile()).substr(0, 300));
   CTL mesh;
   CaptureStderr();
-  const std::size_t open_before = OpenFiles();
+  const std::size_t open_before = test_support::OpenFiles();
   EXPECT_THROW(mesh.file_read(cut.c_str()), char*);
-  EXPECT_EQ(OpenFiles(), open_before);
+  EXPECT_EQ(test_support::OpenFiles(), open_before);
   CTL empty;
   EXPECT_EQ(empty.SaveCTLModel(CString(folder.File("empty.ctl")), unit_matrix, 0), 1);
-  EXPECT_EQ(OpenFiles(), open_before);
+  EXPECT_EQ(test_support::OpenFiles(), open_before);
   GetCapturedStderr();  // closes a file of its own
 }
 
@@ -436,24 +432,8 @@ TEST(CtlFileWrite, WritesGoldenBytes) {
   EXPECT_EQ(mesh.header.format_word, 12);
 }
 
-// The bytes of the hex dump in a document: lines of an offset, two blanks, bytes, three blanks, a remark.
-std::string DocumentedBytes(const std::string& document) {
-  std::istringstream lines(test_support::ReadFile(std::string(TRQ_SOURCE_DIR) + "/docs/formats/" + document));
-  std::string bytes;
-  for (std::string line; std::getline(lines, line);) {
-    if (line.size() < 8 || line.find_first_not_of("0123456789abcdef") != 4 || line.compare(4, 2, "  ") != 0)
-      continue;
-    EXPECT_EQ(std::stoul(line.substr(0, 4), nullptr, 16), bytes.size());
-    for (std::size_t at = 6; at + 2 <= line.size() && std::isxdigit(static_cast<unsigned char>(line[at]));
-         at += 3) {
-      bytes += static_cast<char>(std::stoul(line.substr(at, 2), nullptr, 16));
-    }
-  }
-  return bytes;
-}
-
 TEST(CtlFormatDocument, ExampleIsWhatTheFormatAndTheLibrarySay) {
-  const std::string documented = DocumentedBytes("ctl.md");
+  const std::string documented = test_support::DocumentedBytes("ctl.md");
   CtlFile file;
   file.vertices = {{0, 0, 0}, {10, 0, 0}, {0, 10, 0}, {0, 0, 10}};
   file.triangles = {{0, 2, 1, 0}, {0, 1, 3, 1}, {0, 3, 2, 2}, {1, 2, 3, 0}};

@@ -19,21 +19,13 @@ namespace {
 using test_support::ByteBuilder;
 using test_support::Hex;
 using test_support::Indices;
+using test_support::kCubeNormals;
+using test_support::kCubeTriangles;
 using test_support::Point;
+using test_support::SetNormals;
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
-
-const std::vector<Point> kCubeNormals = {{0, 0, -1}, {0, 0, -1}, {0, 0, 1}, {0, 0, 1},
-                                         {0, -1, 0}, {0, -1, 0}, {0, 1, 0}, {0, 1, 0},
-                                         {-1, 0, 0}, {-1, 0, 0}, {1, 0, 0}, {1, 0, 0}};
-
-void SetNormals(CTL& mesh, const std::vector<Point>& normals) {
-  mesh.normals_ = trq::MeshArray<VECTOR>(normals.size());
-  for (std::size_t i = 0; i < normals.size(); ++i) {
-    mesh.normals_[i] = VECTOR(normals[i][0], normals[i][1], normals[i][2]);
-  }
-}
 
 CTL CubeWithNormals() {
   CTL cube = test_support::Cube();
@@ -410,10 +402,6 @@ ByteBuilder StlHead(uint32_t count) {
 }
 
 void AddTriple(ByteBuilder& bytes, const Point& p) { bytes.F32(p[0]).F32(p[1]).F32(p[2]); }
-
-const std::vector<Indices> kCubeTriangles = {{0, 2, 3}, {0, 3, 1}, {4, 5, 7}, {4, 7, 6},
-                                             {0, 1, 5}, {0, 5, 4}, {2, 6, 7}, {2, 7, 3},
-                                             {0, 4, 6}, {0, 6, 2}, {1, 3, 7}, {1, 7, 5}};
 
 Point CubeCorner(int i, float low, float high) {
   return {i & 1 ? high : low, i & 2 ? high : low, i & 4 ? high : low};

@@ -12,6 +12,7 @@
 #include "host/system.h"
 #include "tests/geometry/literal_mesh.h"
 #include "tests/geometry/stl_builder.h"
+#include "tests/support/documented_bytes.h"
 #include "tests/support/meshes.h"
 #include "tests/support/message_box_recorder.h"
 #include "tests/support/rounds.h"
@@ -22,6 +23,7 @@ namespace {
 
 using test_support::BinaryStl;
 using test_support::ByteBuilder;
+using test_support::CrcRegister;
 using test_support::MessageBoxRecorder;
 using test_support::StlFacet;
 using test_support::Stream;
@@ -91,6 +93,42 @@ TEST(StlExport, StampNamesComputerUserAndNumberAndChecksTheCount) {
   // The checksum register after the bytes 02 00 00 00.
   EXPECT_EQ(dir.Read("part.stl").substr(0, 84),
             ChecksumHeader(Stamp(-42), 0x74B2E868u) + ByteBuilder().U32(2).bytes());
+}
+
+TEST(StlFormatDocument, ExampleIsWhatTheLibraryReadsWritesAndStamps) {
+  const std::string documented = test_support::DocumentedBytes("stl.md");
+  ASSERT_EQ(documented.size(), 184u);
+  const TempDir dir;
+  const std::string path = dir.Write("square.stl", documented);
+  CTL mesh;
+  EXPECT_TRUE(mesh.crcValidateSTLFile(path.c_str()));
+  const Stream stream(std::fopen(path.c_str(), "rb"));
+  ASSERT_EQ(mesh.LoadSTLFile(stream.get(), trq::units::kMillimetre, nullptr, 0, 0, 0), 0);
+  EXPECT_EQ(mesh.num_vertices(), 4);
+  EXPECT_EQ(mesh.num_triangles(), 2);
+  EXPECT_EQ(mesh.nth(1)[3], 1);
+  // Written again it has this computer's names in its header, and the same checksum of the count behind them.
+  Matrix unit;
+  ASSERT_EQ(mesh.SaveCTLasBinarySTL(path.c_str(), unit.m, 0, 7), 0);
+  EXPECT_EQ(test_support::Hex(dir.Read("square.stl").substr(76)), test_support::Hex(documented.substr(76)));
+  // Without the digits of its stamp, the example gets them again.
+  std::string unstamped = documented;
+  std::fill_n(unstamped.begin() + 28, 10, '\0');
+  dir.Write("square.stl", unstamped);
+  EXPECT_FALSE(mesh.crcValidateSTLFile(path.c_str()));
+  mesh.crcSTLFile(path.c_str());
+  EXPECT_EQ(test_support::Hex(dir.Read("square.stl")), test_support::Hex(documented));
+}
+
+TEST(StlFormatDocument, TextFormIsWhatTheLibraryWrites) {
+  const std::string page = test_support::ReadFile(TRQ_SOURCE_DIR "/docs/formats/stl.md");
+  const std::size_t begin = page.find("solid Kestrabin"), end = page.find("endsolid\n") + 9;
+  CTL mesh = test_support::MakeMesh({{0, 0, 0}, {10, 0, 0}, {10, 10, 0}}, {{0, 1, 2}});
+  ASSERT_EQ(mesh.Calculate_normals(), 0);
+  const TempDir dir;
+  Matrix unit;
+  ASSERT_EQ(mesh.SaveCTLasAsciiSTL(dir.File("a.stl").c_str(), unit.m, 0), 0);
+  EXPECT_EQ(dir.Read("a.stl"), page.substr(begin, end - begin));
 }
 
 TEST(StlExport, PathWithoutAnyOfTheLettersGetsThePlainStamp) {
@@ -399,16 +437,6 @@ TEST(StlExport, KeptCodeTellsOfCreatingOnly) {
 
 // ---------------------------------------------------------------------------------------------------------
 // Checksum stamps
-
-/// The register of CRC-32, bit by bit.
-uint32_t CrcRegister(std::string_view bytes) {
-  uint32_t r = 0xFFFFFFFFu;
-  for (const char c : bytes) {
-    r ^= static_cast<unsigned char>(c);
-    for (int bit = 0; bit < 8; ++bit) r = r >> 1 ^ (r & 1 ? 0xEDB88320u : 0);
-  }
-  return r;
-}
 
 class StlChecksum : public testing::Test {
  protected:

@@ -4,14 +4,12 @@
 #include <cstring>
 
 #include "tests/recoat/recoat_styles.h"
-#include "tests/support/message_box_recorder.h"
 #include "tests/support/temp_dir.h"
 #include "trq/recoat.h"
 
 using test_support::BytesOf;
 using test_support::FilledStyle;
 using test_support::GoldenSweep;
-using test_support::MessageBoxRecorder;
 using test_support::ReadFile;
 using test_support::SameRecord;
 using test_support::StreamOf;
@@ -68,13 +66,6 @@ void ExpectSameRecords(const KVRECOATSTYLE& a, const KVRECOATSTYLE& b, int first
 constexpr std::size_t kBehindFirstCount = 3 * 23 + 4;
 
 }  // namespace
-
-TEST(RecoatStyleFile, WritesTheGoldenFiles) {
-  EXPECT_EQ(Saved(KVRECOATSTYLE(), 3.01f), Golden("default_301.rcs"));
-  EXPECT_EQ(Saved(KVRECOATSTYLE(), 2.06f), Golden("default_206.rcs"));
-  EXPECT_EQ(Saved(FilledStyle(), 3.01f), Golden("filled_301.rcs"));
-  EXPECT_EQ(Saved(FilledStyle(), 2.06f), Golden("filled_206.rcs"));
-}
 
 TEST(RecoatStyleFile, Version40IsWrittenInTheNewLayout) {
   std::string expected = Golden("filled_301.rcs");
@@ -201,90 +192,6 @@ TEST(RecoatStyleFile, HostileListCountsEndInAShortRead) {
   EXPECT_EQ(ReadBytes(style, bytes), -2);
 }
 
-TEST(RecoatStyleFile, EveryPrefixIsAShortRead) {
-  for (const char* name : {"filled_301.rcs", "filled_206.rcs"}) {
-    const std::string bytes = Golden(name);
-    const std::string body = bytes.substr(0, bytes.size() - 4);
-    for (std::size_t length = 0; length < body.size(); ++length) {
-      KVRECOATSTYLE style;
-      ASSERT_EQ(ReadBytes(style, body.substr(0, length)), -2) << name << " " << length;
-    }
-    KVRECOATSTYLE style;
-    EXPECT_EQ(ReadBytes(style, body), 0);
-  }
-}
-
-TEST(RecoatStyleFile, MissingCrcIsAShortRead) {
-  const TempDir dir;
-  for (const char* name : {"filled_301.rcs", "filled_206.rcs"}) {
-    const std::string bytes = Golden(name);
-    for (std::size_t missing = 1; missing <= 4; ++missing) {
-      dir.Write("a.rcs", bytes.substr(0, bytes.size() - missing));
-      KVRECOATSTYLE style;
-      EXPECT_EQ(style.binaryReadStyle(dir.File("a.rcs").c_str()), -2);
-    }
-  }
-}
-
-TEST(RecoatStyleFile, EveryFlippedByteIsRefusedWithTheMessage) {
-  const TempDir dir;
-  const std::string good = Golden("default_206.rcs");
-  for (std::size_t i = 0; i < good.size(); i += 7) {
-    std::string bytes = good;
-    bytes[i] = static_cast<char>(bytes[i] ^ 0x10);
-    dir.Write("a.rcs", bytes);
-    MessageBoxRecorder boxes;
-    KVRECOATSTYLE style;
-    ASSERT_EQ(style.readRecoatStyle(dir.File("a.rcs").c_str()), -4) << i;
-    ASSERT_EQ(boxes.boxes().size(), 1u);
-    ASSERT_EQ(boxes.boxes()[0].text, "Error in CRC. This style file cannot be used.");
-  }
-}
-
-TEST(RecoatStyleFile, CheckedLoadAcceptsTheGoldenFiles) {
-  const TempDir dir;
-  MessageBoxRecorder boxes;
-  for (const char* name : {"default_301.rcs", "default_206.rcs", "filled_301.rcs", "filled_206.rcs"}) {
-    const std::string path = dir.Write(name, Golden(name));
-    KVRECOATSTYLE style;
-    EXPECT_EQ(style.readRecoatStyle(path.c_str()), 0) << name;
-    EXPECT_EQ(style.CompareCRC(style.StoredCRC, path.c_str()), 0) << name;
-  }
-  EXPECT_TRUE(boxes.boxes().empty());
-}
-
-TEST(RecoatStyleFile, MissingFilesEndInTheirCodes) {
-  const TempDir dir;
-  MessageBoxRecorder boxes;
-  const std::string missing = dir.File("none/a.rcs");
-  KVRECOATSTYLE style;
-  EXPECT_EQ(style.binaryReadStyle(missing.c_str()), -1);
-  EXPECT_EQ(style.binaryReadStyleHeader(missing.c_str()), -1);
-  EXPECT_EQ(style.readRecoatStyle(missing.c_str()), -4);
-  EXPECT_EQ(style.writeRecoatStyle(missing.c_str()), -1);
-  EXPECT_EQ(style.writeAsciiRecoatStyle(missing.c_str()), -1);
-  EXPECT_EQ(style.writeCrcValue(missing.c_str()), -1);
-  ASSERT_EQ(boxes.boxes().size(), 2u);
-  EXPECT_EQ(boxes.boxes()[1].text, "Error in saving style file.");
-}
-
-TEST(RecoatStyleFile, NullStreamsEndInTheirCodes) {
-  KVRECOATSTYLE style;
-  EXPECT_EQ(style.binaryReadStyle(), -2);
-  EXPECT_EQ(style.binaryReadStyleHeader301(), -2);
-  EXPECT_EQ(style.binaryReadStyleData301(), -2);
-  EXPECT_EQ(style.binaryReadStyleData206(), -2);
-  EXPECT_EQ(style.binaryWriteStyleData301(), -3);
-  EXPECT_EQ(style.binaryWriteStyleData206(), -3);
-}
-
-TEST(RecoatStyleFile, FullDiskIsAFailedWrite) {
-  KVRECOATSTYLE style;
-  EXPECT_EQ(style.binaryWriteStyle("/dev/full"), -3);
-  style.closeBuildStyleFile();
-  EXPECT_EQ(style.writeAsciiRecoatStyle("/dev/full"), -3);
-}
-
 TEST(RecoatStyleFile, KeptVersion40IsNoRecoatStyleButHasAHeader) {
   std::string bytes = Golden("filled_301.rcs");
   const float version = 4.0f;
@@ -333,23 +240,6 @@ TEST(RecoatStyleFile, UserLevelThatLooksLikeAVersionIsReadAsOne) {
   EXPECT_EQ(ReadBytes(back, Saved(style, 2.06f)), 0);
   EXPECT_EQ(back.UserLevel, 1);
   EXPECT_EQ(back.FileVersion, 3.01f);
-}
-
-TEST(RecoatStyleText, WritesTheGoldenExports) {
-  const TempDir dir;
-  const std::string path = dir.File("a.txt");
-  const struct {
-    KVRECOATSTYLE style;
-    const char* name;
-  } styles[] = {{KVRECOATSTYLE(), "default"}, {FilledStyle(), "filled"}};
-  for (const auto& [made, name] : styles) {
-    KVRECOATSTYLE style = made;
-    EXPECT_EQ(style.writeAsciiRecoatStyle(path.c_str()), 0);
-    EXPECT_EQ(dir.Read("a.txt"), Golden(std::string(name) + ".txt"));
-    style.CommaSeparated = true;
-    EXPECT_EQ(style.writeAsciiRecoatStyle(path.c_str()), 0);
-    EXPECT_EQ(dir.Read("a.txt"), Golden(std::string(name) + ".csv"));
-  }
 }
 
 TEST(RecoatStyleText, KeptMachineNamesHaveAStrayParenthesis) {

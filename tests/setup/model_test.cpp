@@ -6,42 +6,24 @@
 #include <type_traits>
 
 #include "tests/geometry/literal_mesh.h"
+#include "tests/setup/bands.h"
 #include "tests/support/meshes.h"
 #include "tests/support/temp_dir.h"
 #include "trq/setup.h"
 
+using test_support::BandsOf;
+using test_support::StackStyles;
 using test_support::TempDir;
+using Expected = std::vector<test_support::Band>;
 
 namespace {
-
-struct Band {
-  float start, end;
-  bool operator==(const Band& other) const { return start == other.start && end == other.end; }
-};
-std::ostream& operator<<(std::ostream& out, const Band& band) {
-  return out << band.start << ".." << band.end;
-}
-using Expected = std::vector<Band>;
 
 static_assert(!std::is_copy_constructible_v<MODEL> && !std::is_copy_assignable_v<MODEL>);
 static_assert(!std::is_move_constructible_v<MODEL> && !std::is_move_assignable_v<MODEL>);
 static_assert(std::is_base_of_v<CTL, MODEL>);
 
-void Stack(MODEL& model, std::initializer_list<Band> bands) {
-  for (const Band& band : bands) {
-    auto style = std::make_shared<KVBUILDSTYLE>();
-    style->StartZ.SetValue(band.start);
-    style->EndZ.SetValue(band.end);
-    model.BuildStyles.push_back(style);
-  }
-}
-
-Expected Bands(const MODEL& model) {
-  Expected bands;
-  for (const auto& style : model.BuildStyles)
-    bands.push_back({style->StartZ.GetValue(), style->EndZ.GetValue()});
-  return bands;
-}
+void Stack(MODEL& model, const Expected& bands) { StackStyles(model.BuildStyles, bands); }
+Expected Bands(const MODEL& model) { return BandsOf(model.BuildStyles); }
 
 void MakeCube(MODEL& model, float size) {
   CTL cube = test_support::Cube(size);
@@ -57,38 +39,23 @@ KVBUILDSTYLE Resin() {
   return style;
 }
 
-/// The fourteen records of a spot size that a Z correction comes from.
+/// The fourteen records of a spot size that a Z correction comes from, by the names that users see.
 struct DownRecords {
-  const char* name;
+  const char* spot;
   TRQ_TYPE machine;
-  BuildStyleParameterRecordInt KVBUILDSTYLE::*hatches;
-  BuildStyleParameterRecordFloat KVBUILDSTYLE::*depths[4];
-  BuildStyleParameterRecordFloat KVBUILDSTYLE::*spacings[4];
-  BuildStyleParameterRecordInt KVBUILDSTYLE::*fills;
-  BuildStyleParameterRecordFloat KVBUILDSTYLE::*fill_depths[4];
+
+  void SetCount(KVBUILDSTYLE& style, const char* counted, int count) const {
+    style.FindInt((Name("Num") + counted).c_str())->SetValue(count);
+  }
+  /// The first is 1.
+  void SetLength(KVBUILDSTYLE& style, const char* what, int number, float length) const {
+    style.FindFloat((Name(what) + " " + std::to_string(number)).c_str())->SetValue(length);
+  }
+
+ private:
+  std::string Name(const char* what) const { return std::string(spot) + " Down " + what; }
 };
-const DownRecords kDownRecords[] = {
-    {"small",
-     TRQ_D6,
-     &KVBUILDSTYLE::SmallDownNumHatches,
-     {&KVBUILDSTYLE::SmallDownHatchCureDepth1, &KVBUILDSTYLE::SmallDownHatchCureDepth2,
-      &KVBUILDSTYLE::SmallDownHatchCureDepth3, &KVBUILDSTYLE::SmallDownHatchCureDepth4},
-     {&KVBUILDSTYLE::SmallDownHatchSpacing1, &KVBUILDSTYLE::SmallDownHatchSpacing2,
-      &KVBUILDSTYLE::SmallDownHatchSpacing3, &KVBUILDSTYLE::SmallDownHatchSpacing4},
-     &KVBUILDSTYLE::SmallDownNumFills,
-     {&KVBUILDSTYLE::SmallDownFillCureDepth1, &KVBUILDSTYLE::SmallDownFillCureDepth2,
-      &KVBUILDSTYLE::SmallDownFillCureDepth3, &KVBUILDSTYLE::SmallDownFillCureDepth4}},
-    {"large",
-     TRQ_E7,
-     &KVBUILDSTYLE::LargeDownNumHatches,
-     {&KVBUILDSTYLE::LargeDownHatchCureDepth1, &KVBUILDSTYLE::LargeDownHatchCureDepth2,
-      &KVBUILDSTYLE::LargeDownHatchCureDepth3, &KVBUILDSTYLE::LargeDownHatchCureDepth4},
-     {&KVBUILDSTYLE::LargeDownHatchSpacing1, &KVBUILDSTYLE::LargeDownHatchSpacing2,
-      &KVBUILDSTYLE::LargeDownHatchSpacing3, &KVBUILDSTYLE::LargeDownHatchSpacing4},
-     &KVBUILDSTYLE::LargeDownNumFills,
-     {&KVBUILDSTYLE::LargeDownFillCureDepth1, &KVBUILDSTYLE::LargeDownFillCureDepth2,
-      &KVBUILDSTYLE::LargeDownFillCureDepth3, &KVBUILDSTYLE::LargeDownFillCureDepth4}},
-};
+constexpr DownRecords kDownRecords[] = {{"Small", TRQ_D6}, {"Large", TRQ_E7}};
 
 /// Dp, Ec and layers of 1: a single depth d is d - 1 layers.
 KVBUILDSTYLE Unity() {
@@ -482,28 +449,29 @@ TEST(ZCorrection, EachOfTheFourteenRecordsOfASetCounts) {
     const DownRecords& other = kDownRecords[1 - set];
     KVBUILDSTYLE blank = Unity();
     // What is not asked for would show: the other set cures to 500.
-    (blank.*other.hatches).SetValue(4);
-    (blank.*other.fills).SetValue(4);
-    for (int k = 0; k < 4; ++k) {
-      (blank.*other.depths[k]).SetValue(500);
-      (blank.*other.fill_depths[k]).SetValue(500);
-      (blank.*used.depths[k]).SetValue(10.0f * (k + 1));
-      (blank.*used.spacings[k]).SetValue(1);  // too far apart for both limits
-      (blank.*used.fill_depths[k]).SetValue(10.5f * (k + 1));
+    other.SetCount(blank, "Hatches", 4);
+    other.SetCount(blank, "Fills", 4);
+    for (int k = 1; k <= 4; ++k) {
+      other.SetLength(blank, "Hatch Cure Depth", k, 500);
+      other.SetLength(blank, "Fill Cure Depth", k, 500);
+      used.SetLength(blank, "Hatch Cure Depth", k, 10.0f * k);
+      used.SetLength(blank, "Hatch Spacing", k, 1);  // too far apart for both limits
+      used.SetLength(blank, "Fill Cure Depth", k, 10.5f * k);
     }
-    for (int k = 0; k < 4; ++k) {
-      SCOPED_TRACE(used.name + std::to_string(k + 1));
+    for (int k = 1; k <= 4; ++k) {
+      SCOPED_TRACE(used.spot + std::to_string(k));
       KVBUILDSTYLE hatch = blank;
-      (hatch.*used.hatches).SetValue(4);
-      (hatch.*used.spacings[k]).SetValue(0.018f);
+      used.SetCount(hatch, "Hatches", 4);
+      used.SetLength(hatch, "Hatch Spacing", k, 0.018f);
       // 10 k and a layer, in layers beyond the first.
-      EXPECT_EQ(MODEL().KVcalc_zcorrection(used.machine, &hatch, 0.018f), 10 * (k + 1));
-      (hatch.*used.hatches).SetValue(k);  // the count leaves it out
+      EXPECT_EQ(MODEL().KVcalc_zcorrection(used.machine, &hatch, 0.018f), 10 * k);
+      used.SetCount(hatch, "Hatches", k - 1);  // the count leaves it out
       EXPECT_EQ(MODEL().KVcalc_zcorrection(used.machine, &hatch, 0.018f), 0);
       KVBUILDSTYLE fills = blank;
-      (fills.*used.fills).SetValue(k + 1);
-      // The deepest decides: e^-10.5 of it more for the one below. 10.5 k - 1, truncated: 9, 20, 30, 41.
-      EXPECT_EQ(MODEL().KVcalc_zcorrection(used.machine, &fills, 0), (std::array{9, 20, 30, 41})[k]);
+      used.SetCount(fills, "Fills", k);
+      // The deepest decides: e^-10.5 of it more for the one below. 10.5 k - 1, truncated.
+      constexpr int kLayers[] = {9, 20, 30, 41};
+      EXPECT_EQ(MODEL().KVcalc_zcorrection(used.machine, &fills, 0), kLayers[k - 1]);
     }
   }
 }
@@ -623,13 +591,13 @@ TEST(ZCorrection, CountsAboveFourCountAsFour) {
   EXPECT_EQ(MODEL().KVcalc_zcorrection(TRQ_C3, &style, 0), 0);
   for (const DownRecords& used : kDownRecords) {
     KVBUILDSTYLE fills = Resin();
-    (fills.*used.fills).SetValue(1 << 30);
-    for (const auto depth : used.fill_depths) (fills.*depth).SetValue(0.3f);
-    EXPECT_EQ(MODEL().KVcalc_zcorrection(used.machine, &fills, 0), 4) << used.name;  // the same S
-    (fills.*used.hatches).SetValue(5);
+    used.SetCount(fills, "Fills", 1 << 30);
+    for (int k = 1; k <= 4; ++k) used.SetLength(fills, "Fill Cure Depth", k, 0.3f);
+    EXPECT_EQ(MODEL().KVcalc_zcorrection(used.machine, &fills, 0), 4) << used.spot;  // the same S
+    used.SetCount(fills, "Hatches", 5);
     // Four hatches of depth 0.2 and spacing 0 more: S = 8 * 10 e^2, 0.15 * 4.0794 = 0.61192, 6.1192 - 1.
-    for (const auto depth : used.depths) (fills.*depth).SetValue(0.2f);
-    EXPECT_EQ(MODEL().KVcalc_zcorrection(used.machine, &fills, 0), 5) << used.name;
+    for (int k = 1; k <= 4; ++k) used.SetLength(fills, "Hatch Cure Depth", k, 0.2f);
+    EXPECT_EQ(MODEL().KVcalc_zcorrection(used.machine, &fills, 0), 5) << used.spot;
   }
 }
 

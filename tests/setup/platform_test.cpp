@@ -3,43 +3,20 @@
 #include <cmath>
 #include <type_traits>
 
+#include "tests/setup/bands.h"
 #include "tests/support/temp_dir.h"
 #include "trq/setup.h"
 
+using test_support::Band;
+using test_support::BandsOf;
+using test_support::StackStyles;
 using test_support::TempDir;
+using Expected = std::vector<test_support::Band>;
 
 namespace {
 
-struct Band {
-  float start, end;
-  int kind = 0;
-  bool operator==(const Band& other) const {
-    return start == other.start && end == other.end && kind == other.kind;
-  }
-};
-std::ostream& operator<<(std::ostream& out, const Band& band) {
-  return out << band.start << ".." << band.end << " kind " << band.kind;
-}
-
-void Stack(PLATFORM& platform, std::initializer_list<Band> bands) {
-  for (const Band& band : bands) {
-    auto style = std::make_shared<KVRECOATSTYLE>();
-    style->StartZ.SetValue(band.start);
-    style->EndZ.SetValue(band.end);
-    style->RecoatType.SetValue(band.kind);
-    platform.RecoatStyles.push_back(style);
-  }
-}
-
-std::vector<Band> Bands(const PLATFORM& platform) {
-  std::vector<Band> bands;
-  for (const auto& style : platform.RecoatStyles) {
-    bands.push_back({style->StartZ.GetValue(), style->EndZ.GetValue(), style->RecoatType.GetValue()});
-  }
-  return bands;
-}
-
-using Expected = std::vector<Band>;
+void Stack(PLATFORM& platform, const Expected& bands) { StackStyles(platform.RecoatStyles, bands); }
+Expected Bands(const PLATFORM& platform) { return BandsOf(platform.RecoatStyles); }
 
 // Lists and current styles are shared with nobody by accident.
 static_assert(!std::is_copy_constructible_v<PLATFORM> && !std::is_copy_assignable_v<PLATFORM>);

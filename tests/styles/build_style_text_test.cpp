@@ -8,8 +8,6 @@
 
 namespace {
 
-using test_support::FillStyle;
-using test_support::GoldenStyle;
 using test_support::TempDir;
 
 std::string Export(KVBUILDSTYLE& style, bool comma_separated) {
@@ -27,19 +25,6 @@ std::string MachineLine(int machine, bool comma_separated) {
   const std::size_t start = text.find("Machine Type");
   EXPECT_EQ(text.find("Machine Type", start + 1), std::string::npos) << "one machine line a file";
   return text.substr(start, text.find('\n', start) - start);
-}
-
-TEST(BuildStyleText, DefaultStyleMatchesTheGoldenExports) {
-  KVBUILDSTYLE style;
-  EXPECT_EQ(Export(style, false), GoldenStyle("default_readable.txt"));
-  EXPECT_EQ(Export(style, true), GoldenStyle("default_comma.csv"));
-}
-
-TEST(BuildStyleText, FilledStyleMatchesTheGoldenExports) {
-  KVBUILDSTYLE style;
-  FillStyle(style);
-  EXPECT_EQ(Export(style, false), GoldenStyle("filled_readable.txt"));
-  EXPECT_EQ(Export(style, true), GoldenStyle("filled_comma.csv"));
 }
 
 TEST(BuildStyleText, CommaFormHasTheMachineLineAnEmptyLineAndTheHeading) {
@@ -116,15 +101,6 @@ TEST(BuildStyleText, KeptNewestMachinesHaveTheColonInTheCommaForm) {
 TEST(BuildStyleText, KeptNoMachineIsNamedInTheReadableFormOnly) {
   EXPECT_EQ(MachineLine(26, false), "Machine Type: TRQ_NONE");
   EXPECT_EQ(MachineLine(26, true), "Machine Type,TRQ-UNKNOWN");
-}
-
-TEST(BuildStyleText, UnopenableAndFullTargetsAreReported) {
-  const TempDir dir;
-  KVBUILDSTYLE style;
-  EXPECT_EQ(style.writeAsciiBuildStyle(dir.File("missing/export")), -1);
-  EXPECT_EQ(style.writeAsciiBuildStyle(dir.path().string()), -1);
-  EXPECT_EQ(style.writeAsciiBuildStyle("/dev/full"), -3);
-  EXPECT_EQ(style.file, nullptr);
 }
 
 }  // namespace

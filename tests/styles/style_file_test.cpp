@@ -1,47 +1,32 @@
-/// The container of build style files: layouts, dispatch, CRC, streams, damaged files.
+/// Build style files: layouts, special slots, dispatch, damaged files. What they share with recoat style
+/// files stands in tests/recoat/style_container_test.cpp.
 #include <gmock/gmock.h>
 
 #include <climits>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <limits>
 #include <string>
 
 #include "tests/styles/style_samples.h"
 #include "tests/support/byte_builder.h"
-#include "tests/support/message_box_recorder.h"
 #include "tests/support/temp_dir.h"
 #include "trq/styles.h"
 
 namespace {
 
 using test_support::ByteBuilder;
-using test_support::BytesOf;
+using test_support::CrcBytes;
 using test_support::DifferingRecords;
 using test_support::FillStyle;
 using test_support::GoldenStyle;
-using test_support::MessageBoxRecorder;
 using test_support::Stream;
 using test_support::StreamOf;
 using test_support::TempDir;
-using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-constexpr char kCrcMessage[] = "Error in CRC. This style file cannot be used.";
-constexpr char kSaveMessage[] = "Error in saving style file.";
 constexpr std::size_t kHeaderBytes = 2264;
 constexpr std::size_t kEmptyRecord = 23;
-
-/// The 4 bytes of a CRC-32 computed bit by bit, without the table.
-std::string CrcBytes(const std::string& bytes) {
-  uint32_t sum = 0xFFFFFFFFu;
-  for (const char c : bytes) {
-    sum ^= static_cast<unsigned char>(c);
-    for (int bit = 0; bit < 8; ++bit) sum = sum >> 1 ^ (sum & 1 ? 0xEDB88320u : 0u);
-  }
-  return ByteBuilder().U32(sum).bytes();
-}
 
 /// Overwrites bytes and makes the CRC behind them true again.
 std::string Patched(std::string bytes, std::size_t offset, const std::string& with) {
@@ -76,35 +61,7 @@ int ReadFromMemory(KVBUILDSTYLE& style, std::string& bytes, std::size_t length) 
   return result;
 }
 
-std::size_t OpenFiles() {
-  std::size_t count = 0;
-  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-    static_cast<void>(entry);
-    ++count;
-  }
-  return count;
-}
-
 // --- Golden files
-// ----------------------------------------------------------------------------------------------
-
-TEST(BuildStyleFile, DefaultStyleMatchesTheGoldenFiles) {
-  KVBUILDSTYLE style;
-  EXPECT_EQ(WrittenBy(style), GoldenStyle("default_301.sty"));
-  KVBUILDSTYLE old;
-  old.FileVersion = 2.06f;
-  EXPECT_EQ(WrittenBy(old), GoldenStyle("default_206.sty"));
-}
-
-TEST(BuildStyleFile, FilledStyleMatchesTheGoldenFiles) {
-  KVBUILDSTYLE style;
-  FillStyle(style);
-  EXPECT_EQ(WrittenBy(style), GoldenStyle("filled_301.sty"));
-  KVBUILDSTYLE old;
-  FillStyle(old);
-  old.FileVersion = 2.06f;
-  EXPECT_EQ(WrittenBy(old), GoldenStyle("filled_206.sty"));
-}
 
 TEST(BuildStyleFile, Golden301ReadsBackToEqualRecords) {
   KVBUILDSTYLE expected;
@@ -187,7 +144,6 @@ TEST(BuildStyleFile, DefaultStyleSurvivesARoundTripWhole) {
 }
 
 // --- Special slots
-// ---------------------------------------------------------------------------------------------
 
 TEST(BuildStyleFile, KeptSharedSlotMakesTwoParametersEqual) {
   for (const float version : {3.01f, 2.06f}) {
@@ -298,7 +254,6 @@ TEST(BuildStyleFile, KeptVersionOfA206FileIsWrittenFromACopy) {
 }
 
 // --- Texts
-// -----------------------------------------------------------------------------------------------------
 
 TEST(BuildStyleFile, TextFieldsAreCutAndPaddedAndReadWhole) {
   KVBUILDSTYLE style;
@@ -326,7 +281,6 @@ TEST(BuildStyleFile, TheSecondCopyOfHeaderTextsWins) {
 }
 
 // --- Versions and dispatch
-// -------------------------------------------------------------------------------------
 
 TEST(BuildStyleFile, OnlyTwoVersionsHaveTheHeader) {
   for (const float version : {3.01f, 4.0f}) {
@@ -437,139 +391,7 @@ TEST(BuildStyleFile, HeaderAloneIsReadAndTheFileClosed) {
   EXPECT_EQ(style.FileVersion, 4.0f);
 }
 
-// --- CRC, saving and loading
-// -----------------------------------------------------------------------------------
-
-TEST(BuildStyleCrc, KeptThereIsNoFinalInversion) {
-  EXPECT_EQ(KVBUILDSTYLE::calcCRC("123456789", 9), 0x340BC6D9u);
-  EXPECT_EQ(KVBUILDSTYLE::calcCRC("123456789", 0), 0xFFFFFFFFu);
-  EXPECT_EQ(KVBUILDSTYLE::calcCRC("123456789", -1), 0xFFFFFFFFu);
-  EXPECT_EQ(KVBUILDSTYLE::calcCRC(nullptr, 5), 0xFFFFFFFFu);
-}
-
-TEST(BuildStyleCrc, SavedFileEndsWithTheCrcOfAllEarlierBytes) {
-  KVBUILDSTYLE style;
-  const std::string bytes = WrittenBy(style);
-  const std::string earlier = bytes.substr(0, bytes.size() - 4);
-  EXPECT_EQ(bytes.substr(earlier.size()), CrcBytes(earlier));
-  uint32_t stored;
-  std::memcpy(&stored, bytes.data() + earlier.size(), 4);
-  EXPECT_EQ(stored, KVBUILDSTYLE::calcCRC(earlier.data(), static_cast<int>(earlier.size())));
-  KVBUILDSTYLE read;
-  const TempDir dir;
-  ASSERT_EQ(read.readBuildStyle(dir.Write("style", bytes)), 0);
-  EXPECT_EQ(read.StoredCRC, stored);
-  EXPECT_EQ(read.file, nullptr);
-}
-
-TEST(BuildStyleCrc, ValueIsAppendedToAnyFile) {
-  const TempDir dir;
-  KVBUILDSTYLE style;
-  EXPECT_EQ(style.writeCrcValue(dir.Write("digits", "123456789")), 0);
-  EXPECT_EQ(dir.Read("digits"), "123456789\xD9\xC6\x0B\x34");
-  EXPECT_EQ(style.writeCrcValue(dir.Write("empty", "")), 0);
-  EXPECT_EQ(dir.Read("empty"), "\xFF\xFF\xFF\xFF");
-  EXPECT_EQ(style.writeCrcValue(dir.File("missing")), -1);
-  EXPECT_FALSE(dir.Has("missing"));
-  EXPECT_EQ(style.writeCrcValue(dir.path().string()), -1);
-}
-
-TEST(BuildStyleCrc, ComparesTheLow32BitsWithAllButFourBytes) {
-  const TempDir dir;
-  KVBUILDSTYLE style;
-  const std::string path = dir.Write("digits", "123456789????");
-  EXPECT_EQ(style.CompareCRC(0x340BC6D9u, path), 0);
-  EXPECT_EQ(style.CompareCRC(0x340BC6D8u, path), -2);
-  EXPECT_EQ(style.CompareCRC(0xABCD0000340BC6D9ul, path), 0);
-  EXPECT_EQ(style.CompareCRC(0, dir.File("missing")), -1);
-  EXPECT_EQ(style.CompareCRC(0xFFFFFFFFu, dir.Write("tiny", "abc")), 0) << "no bytes before the last four";
-}
-
-TEST(BuildStyleCrc, LargeFilesAreSummedWhole) {
-  std::string bytes;
-  for (int i = 0; i < 100000; ++i) bytes.push_back(static_cast<char>(i * 7));
-  const TempDir dir;
-  KVBUILDSTYLE style;
-  ASSERT_EQ(style.writeCrcValue(dir.Write("large", bytes)), 0);
-  EXPECT_EQ(dir.Read("large"), bytes + CrcBytes(bytes));
-}
-
-TEST(BuildStyleSaving, UnopenablePathShowsTheMessage) {
-  const TempDir dir;
-  MessageBoxRecorder boxes;
-  KVBUILDSTYLE style;
-  EXPECT_EQ(style.writeBuildStyle(dir.File("missing/style")), -1);
-  ASSERT_EQ(boxes.boxes().size(), 1u);
-  EXPECT_EQ(boxes.boxes()[0].text, kSaveMessage);
-  EXPECT_EQ(boxes.boxes()[0].buttons, 0u);
-  EXPECT_EQ(style.binaryWriteStyle(dir.path().string()), -1);
-  EXPECT_EQ(boxes.boxes().size(), 1u) << "the writer below shows nothing";
-}
-
-TEST(BuildStyleSaving, FailedWritesAreReportedWithoutMessage) {
-  MessageBoxRecorder boxes;
-  KVBUILDSTYLE style;
-  EXPECT_EQ(style.binaryWriteStyle("/dev/full"), -3);
-  EXPECT_EQ(style.closeBuildStyleFile(), 0) << "nothing is left to flush";
-  EXPECT_EQ(style.writeBuildStyle("/dev/full"), -3);
-  style.FileVersion = 2.06f;
-  EXPECT_EQ(style.writeBuildStyle("/dev/full"), -3);
-  EXPECT_EQ(style.writeCrcValue("/dev/full"), -3);
-  EXPECT_THAT(boxes.boxes(), IsEmpty());
-}
-
-TEST(BuildStyleSaving, WriterLeavesAFlushedOpenFile) {
-  const TempDir dir;
-  KVBUILDSTYLE style;
-  ASSERT_EQ(style.binaryWriteStyle(dir.File("style")), 0);
-  EXPECT_NE(style.file, nullptr);
-  const std::string golden = GoldenStyle("default_301.sty");
-  EXPECT_EQ(dir.Read("style"), golden.substr(0, golden.size() - 4));
-  EXPECT_EQ(style.closeBuildStyleFile(), 0);
-  EXPECT_EQ(style.file, nullptr);
-}
-
-TEST(BuildStyleLoading, ReaderLeavesTheFileOpenAndTakesTheStoredCrcUnchecked) {
-  const TempDir dir;
-  std::string bytes = GoldenStyle("default_206.sty");
-  bytes.replace(bytes.size() - 4, 4, "\x01\x02\x03\x04");
-  KVBUILDSTYLE style;
-  EXPECT_EQ(style.binaryReadStyle(dir.Write("style", bytes)), 0);
-  EXPECT_EQ(style.StoredCRC, 0x04030201u);
-  EXPECT_NE(style.file, nullptr);
-}
-
-TEST(BuildStyleLoading, MissingCrcIsAShortReadAndKeepsTheOldOne) {
-  const TempDir dir;
-  const std::string bytes = GoldenStyle("default_301.sty");
-  KVBUILDSTYLE style;
-  style.StoredCRC = 5;
-  for (std::size_t missing = 1; missing <= 4; ++missing) {
-    EXPECT_EQ(style.binaryReadStyle(dir.Write("style", bytes.substr(0, bytes.size() - missing))), -2);
-  }
-  EXPECT_EQ(style.StoredCRC, 5u);
-}
-
-TEST(BuildStyleLoading, EveryFailureEndsInTheMessage) {
-  const TempDir dir;
-  const std::string bytes = GoldenStyle("default_301.sty");
-  const std::string files[] = {dir.File("missing"),
-                               dir.path().string(),
-                               dir.Write("empty", ""),
-                               dir.Write("cut", bytes.substr(0, bytes.size() - 1)),
-                               dir.Write("half", bytes.substr(0, 5000)),
-                               dir.Write("foreign", std::string(100, '\0')),
-                               dir.Write("longer", bytes + "x")};
-  for (const std::string& path : files) {
-    MessageBoxRecorder boxes;
-    KVBUILDSTYLE style;
-    EXPECT_EQ(style.readBuildStyle(path), -4) << path;
-    ASSERT_EQ(boxes.boxes().size(), 1u) << path;
-    EXPECT_EQ(boxes.boxes()[0].text, kCrcMessage);
-    EXPECT_EQ(boxes.boxes()[0].buttons, 0u);
-    EXPECT_EQ(style.file, nullptr);
-  }
-}
+// --- Probing
 
 TEST(BuildStyleLoading, ProbeAsksForFourBytesOnly) {
   const TempDir dir;
@@ -584,170 +406,7 @@ TEST(BuildStyleLoading, ProbeAsksForFourBytesOnly) {
   EXPECT_EQ(style.isStyleFileBinary(), -1);
 }
 
-// --- Streams
-// ---------------------------------------------------------------------------------------------------
-
-TEST(BuildStyleStream, WithoutStreamReadersAndWritersFail) {
-  KVBUILDSTYLE style;
-  EXPECT_EQ(style.binaryReadStyle(), -2);
-  EXPECT_EQ(style.binaryReadStyleHeader301(), -2);
-  EXPECT_EQ(style.binaryReadStyleData301(), -2);
-  EXPECT_EQ(style.binaryReadStyleData206(), -2);
-  EXPECT_EQ(style.binaryWriteStyleData301(), -3);
-  EXPECT_EQ(style.binaryWriteStyleData206(), -3);
-  EXPECT_EQ(style.closeBuildStyleFile(), 0);
-}
-
-TEST(BuildStyleStream, CallersStreamsAreWrittenFlushedAndLeftOpen) {
-  const TempDir dir;
-  const Stream stream(std::fopen(dir.File("style").c_str(), "wb"));
-  {
-    KVBUILDSTYLE style;
-    EXPECT_EQ(style.setStyleFilePtr(stream.get()), 0);
-    EXPECT_EQ(style.binaryWriteStyleData301(), 0);
-    EXPECT_EQ(dir.Read("style").size() + 4, GoldenStyle("default_301.sty").size());
-    EXPECT_EQ(style.binaryWriteStyleData206(), 0);
-    KVBUILDSTYLE other;
-    style = other;  // clears the member without closing
-    EXPECT_EQ(style.file, nullptr);
-    style.setStyleFilePtr(stream.get());
-  }
-  EXPECT_EQ(std::fputs("still open", stream.get()), 1);
-  EXPECT_EQ(std::fflush(stream.get()), 0);
-  const std::string golden = GoldenStyle("default_301.sty");
-  const std::string old = GoldenStyle("default_206.sty");
-  EXPECT_EQ(dir.Read("style"),
-            golden.substr(0, golden.size() - 4) + old.substr(0, old.size() - 4) + "still open");
-}
-
-TEST(BuildStyleStream, ClosingClosesTheCallersStreamToo) {
-  const std::size_t before = OpenFiles();
-  KVBUILDSTYLE style;
-  style.setStyleFilePtr(std::tmpfile());
-  EXPECT_EQ(OpenFiles(), before + 1);
-  EXPECT_EQ(style.closeBuildStyleFile(), 0);
-  EXPECT_EQ(style.file, nullptr);
-  EXPECT_EQ(OpenFiles(), before);
-}
-
-TEST(BuildStyleStream, AssignedStreamsBelongToTheApplication) {
-  const std::size_t before = OpenFiles();
-  FILE* stream = std::tmpfile();
-  {
-    KVBUILDSTYLE style;
-    style.file = stream;
-    EXPECT_EQ(style.binaryWriteStyleData301(), 0);
-    const KVBUILDSTYLE copy(style);
-    EXPECT_EQ(copy.file, nullptr);
-    KVBUILDSTYLE other;
-    other.file = stream;
-    other = style;
-    EXPECT_EQ(other.file, nullptr);
-    style.file = stream;  // once more
-    std::rewind(style.file);
-    EXPECT_EQ(style.binaryReadStyle(), 0);
-  }
-  EXPECT_EQ(OpenFiles(), before + 1);
-  KVBUILDSTYLE style;
-  style.file = stream;
-  EXPECT_EQ(std::fclose(style.file), 0);
-  style.file = NULL;
-  EXPECT_EQ(style.file, nullptr);
-  EXPECT_EQ(style.binaryReadStyle(), -2);
-  EXPECT_EQ(OpenFiles(), before);
-}
-
-TEST(BuildStyleStream, StreamsThatTheApplicationClosedAreNotClosedAgain) {
-  const TempDir dir;
-  const std::string path = dir.Write("style", GoldenStyle("default_301.sty"));
-  const std::size_t before = OpenFiles();
-  {
-    KVBUILDSTYLE style;
-    ASSERT_EQ(style.binaryReadStyle(path), 0);  // opens it and leaves it open
-    EXPECT_EQ(std::fclose(style.file), 0);
-    style.file = NULL;
-    ASSERT_EQ(style.binaryReadStyle(path), 0);
-    style.file = static_cast<FILE*>(style.file);  // the style's own still
-  }
-  EXPECT_EQ(OpenFiles(), before);
-}
-
-TEST(BuildStyleStream, OwnStreamsAreClosedOnceWhateverHappens) {
-  const TempDir dir;
-  const std::string path = dir.Write("style", GoldenStyle("default_301.sty"));
-  const std::size_t before = OpenFiles();
-  {
-    KVBUILDSTYLE style;
-    ASSERT_EQ(style.binaryReadStyle(path), 0);
-    EXPECT_EQ(OpenFiles(), before + 1);
-    ASSERT_EQ(style.binaryReadStyle(path), 0);  // a path operation
-    EXPECT_EQ(OpenFiles(), before + 1);
-    const KVBUILDSTYLE copy(style);
-    EXPECT_EQ(copy.file, nullptr);
-    EXPECT_EQ(OpenFiles(), before + 1);
-    KVBUILDSTYLE& same = style;
-    style = same;  // nothing happens
-    EXPECT_EQ(OpenFiles(), before + 1);
-    KVBUILDSTYLE assigned;
-    ASSERT_EQ(assigned.binaryReadStyle(path), 0);
-    assigned = style;
-    EXPECT_EQ(assigned.file, nullptr);
-    EXPECT_EQ(OpenFiles(), before + 1);
-    style.setStyleFilePtr(style.file);  // the present one: nothing happens
-    EXPECT_EQ(OpenFiles(), before + 1);
-    style.setStyleFilePtr(nullptr);
-    EXPECT_EQ(OpenFiles(), before);
-    ASSERT_EQ(style.binaryReadStyle(path), 0);
-  }
-  EXPECT_EQ(OpenFiles(), before);
-}
-
-TEST(BuildStyleStream, FailedOpenLeavesNoStream) {
-  const TempDir dir;
-  KVBUILDSTYLE style;
-  ASSERT_EQ(style.binaryReadStyle(dir.Write("style", GoldenStyle("default_301.sty"))), 0);
-  EXPECT_EQ(style.binaryReadStyle(dir.File("missing")), -1);
-  EXPECT_EQ(style.file, nullptr);
-}
-
 // --- Damaged files
-// ---------------------------------------------------------------------------------------------
-
-TEST(BuildStyleDamage, EveryPrefixIsAShortRead) {
-  for (const char* name : {"filled_206.sty", "filled_301.sty"}) {
-    std::string bytes = GoldenStyle(name);
-    const std::size_t data = bytes.size() - 4;
-    KVBUILDSTYLE style;
-    for (std::size_t length = 1; length < data; ++length) {
-      ASSERT_EQ(ReadFromMemory(style, bytes, length), -2) << name << " cut to " << length;
-    }
-    for (std::size_t length = data; length <= bytes.size(); ++length) {
-      ASSERT_EQ(ReadFromMemory(style, bytes, length), 0) << name << " cut to " << length;
-    }
-  }
-}
-
-TEST(BuildStyleDamage, EveryFlippedByteIsRefused) {
-  const TempDir dir;
-  const std::string bytes = GoldenStyle("default_206.sty");
-  const std::string path = dir.Write("style", bytes);
-  MessageBoxRecorder boxes;
-  KVBUILDSTYLE style;
-  const Stream file(std::fopen(path.c_str(), "rb+"));
-  const auto put = [&file](std::size_t offset, int byte) {
-    std::fseek(file.get(), static_cast<long>(offset), SEEK_SET);
-    std::fputc(byte, file.get());
-    std::fflush(file.get());
-  };
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    put(i, static_cast<unsigned char>(bytes[i]) ^ 0xFF);
-    ASSERT_EQ(style.readBuildStyle(path), -4) << i;
-    ASSERT_EQ(boxes.boxes().size(), i + 1);
-    ASSERT_EQ(boxes.boxes().back().text, kCrcMessage);
-    put(i, static_cast<unsigned char>(bytes[i]));
-  }
-  EXPECT_EQ(style.readBuildStyle(path), 0);
-}
 
 TEST(BuildStyleDamage, FlippedBytesWithoutCrcGiveOneOfTheCodes) {
   for (const char* name : {"default_206.sty", "default_301.sty"}) {

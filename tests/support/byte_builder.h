@@ -60,6 +60,18 @@ class ByteBuilder {
   std::string bytes_;
 };
 
+/// The register of CRC-32 (reflected, 0xEDB88320) behind the bytes, bit by bit, without final inversion.
+inline uint32_t CrcRegister(std::string_view bytes) {
+  uint32_t sum = 0xFFFFFFFFu;
+  for (const char c : bytes) {
+    sum ^= static_cast<unsigned char>(c);
+    for (int bit = 0; bit < 8; ++bit) sum = sum >> 1 ^ (sum & 1 ? 0xEDB88320u : 0u);
+  }
+  return sum;
+}
+/// Its four bytes in files.
+inline std::string CrcBytes(std::string_view bytes) { return ByteBuilder().U32(CrcRegister(bytes)).bytes(); }
+
 /// "01 02 ff", for messages and for comparing with the documents.
 inline std::string Hex(std::string_view bytes) {
   static const char kDigits[] = "0123456789abcdef";

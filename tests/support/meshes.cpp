@@ -31,27 +31,30 @@ CTL Tetrahedron(float size, Point corner) {
                   {{0, 2, 1}, {0, 1, 3}, {0, 3, 2}, {1, 2, 3}});
 }
 
+const std::vector<Indices> kCubeTriangles = {{0, 2, 3}, {0, 3, 1}, {4, 5, 7}, {4, 7, 6},
+                                             {0, 1, 5}, {0, 5, 4}, {2, 6, 7}, {2, 7, 3},
+                                             {0, 4, 6}, {0, 6, 2}, {1, 3, 7}, {1, 7, 5}};
+const std::vector<Point> kCubeNormals = {{0, 0, -1}, {0, 0, -1}, {0, 0, 1}, {0, 0, 1},
+                                         {0, -1, 0}, {0, -1, 0}, {0, 1, 0}, {0, 1, 0},
+                                         {-1, 0, 0}, {-1, 0, 0}, {1, 0, 0}, {1, 0, 0}};
+
 CTL Box(Point size, Point corner) {
   std::vector<Point> vertices;
   for (int i = 0; i < 8; ++i) {
     vertices.push_back({corner[0] + (i & 1 ? size[0] : 0), corner[1] + (i & 2 ? size[1] : 0),
                         corner[2] + (i & 4 ? size[2] : 0)});
   }
-  return MakeMesh(vertices, {{0, 2, 3},
-                             {0, 3, 1},
-                             {4, 5, 7},
-                             {4, 7, 6},
-                             {0, 1, 5},
-                             {0, 5, 4},
-                             {2, 6, 7},
-                             {2, 7, 3},
-                             {0, 4, 6},
-                             {0, 6, 2},
-                             {1, 3, 7},
-                             {1, 7, 5}});
+  return MakeMesh(vertices, kCubeTriangles);
 }
 
 CTL Cube(float size, Point corner) { return Box({size, size, size}, corner); }
+
+void SetNormals(CTL& mesh, const std::vector<Point>& normals) {
+  mesh.normals_ = trq::MeshArray<VECTOR>(normals.size());
+  for (std::size_t i = 0; i < normals.size(); ++i) {
+    mesh.normals_[i] = VECTOR(normals[i][0], normals[i][1], normals[i][2]);
+  }
+}
 
 CTL Sphere(float radius, int slices, int stacks, Point centre) {
   const double pi = std::acos(-1.0);

@@ -22,8 +22,14 @@ CTL Tetrahedron(float size = 1, Point corner = {0, 0, 0});
 /// Eight vertices, twelve facets, outward, lower corner at `corner`.
 CTL Box(Point size, Point corner = {0, 0, 0});
 CTL Cube(float size = 1, Point corner = {0, 0, 0});
+/// The facets of boxes and cubes: corner i lies at the lower or upper end of x, y, z by bits 0, 1, 2 of i;
+/// and their outward normals.
+extern const std::vector<Indices> kCubeTriangles;
+extern const std::vector<Point> kCubeNormals;
 /// A closed sphere about `centre` with 2 * slices * (stacks - 1) facets, outward. slices >= 3, stacks >= 2.
 CTL Sphere(float radius, int slices, int stacks, Point centre = {0, 0, 0});
+/// Gives the mesh these normals, one a triangle.
+void SetNormals(CTL& mesh, const std::vector<Point>& normals);
 /// An open plate of n by n squares in the plane z = `z`, 2 * n * n facets facing up.
 CTL Plate(float size, int n, float z = 0);
 
