@@ -1,4 +1,4 @@
-/// The lists of styles that models and platforms keep, stacked as core/style_stack.h says.
+/// The lists of styles that models and platforms keep, stacked as trq/core/style_stack.h says.
 #pragma once
 
 #include <algorithm>

@@ -167,7 +167,7 @@ int LoadStyle(Style& style, const CString& given) {
 /// What a reading from memory returns.
 core::Result<std::size_t> ReadingOf(int result, const StyleSource& source);
 
-/// The functions of core/style_file.h, for a style with records.
+/// The functions of trq/core/style_file.h, for a style with records.
 template <class Style>
 core::Result<std::size_t> ReadStyleFromBytes(Bytes bytes, Style& style) {
   StyleSource source(bytes);
