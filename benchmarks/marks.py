@@ -225,7 +225,7 @@ ROWS = [
     *[Row(f"SLC {verb}, 100 MB, {vertices} vertices a boundary, of plain {plain}", 2, 1.5,
           times(f"slc:{verb.capitalize()}Slc/{vertices}", f"slc:{plain.capitalize()}SameBytes/{vertices}"))
       for verb, plain in (("load", "read"), ("save", "write")) for vertices in (1000, 20)],
-    *[Row(f"surfaces and cavities, {text}, exponent of the time from 64k to 1M facets", 1.2, 1.1,
+    *[Row(f"surfaces and cavities, {text}, exponent of the time from 64k to 1M facets", 1.25, 1.1,
           exponent(f"topology:Analyse/{job}", 64, 1024), unit="")
       for job, text in (("RingsSideBySide", "rings side by side"), ("RingsAroundEachOther", "rings around each other"),
                         ("NestedShells", "nested shells"), ("BlocksBetweenCups", "blocks between cups"),

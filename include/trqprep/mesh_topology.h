@@ -38,7 +38,8 @@ struct Topology {
 };
 
 /// Indices must lie inside the vertices (ReadMesh makes sure). Time grows as the facets times their
-/// logarithm (for cavities see FindCavities).
+/// logarithm; where many surfaces cross each other or needles pass everywhere, finding the cavities among
+/// them grows faster (prep/meshes/cavities.h).
 Topology AnalyseTopology(const CTL& mesh);
 
 /// The smallest distance from a point to the mesh's facets; infinite for a mesh without facets.
