@@ -46,7 +46,8 @@ KEPT_FILE = 4 << 20  # larger files are frozen as their hash alone
 class Tool:
     def __init__(self, path):
         self.path = os.path.abspath(path)
-        stated = subprocess.run([self.path, "version"], capture_output=True, check=True).stdout.decode()
+        with tempfile.TemporaryDirectory() as folder:  # whatever it is that is handed in
+            stated = subprocess.run([self.path, "version"], cwd=folder, capture_output=True, check=True).stdout.decode()
         self.version = re.fullmatch(r"trqprep (\S+)\n", stated).group(1).encode()
 
 
