@@ -18,6 +18,13 @@ KVRECOATSTYLE::KVRECOATSTYLE(CString) : KVRECOATSTYLE() {}
 
 namespace {
 
+/// Takes the six numbers of a dip, which stand in the order of their rows.
+void TakeDip(KVRECOATSTYLE& style, trq::Span<const trq::RecoatStyleParameterRow> rows,
+             const _rc_style::Dip& dip) {
+  ForNumbers(rows, style, reinterpret_cast<const char*>(&dip),
+             [](auto& record, auto number) { record.AddAndSetValue(number); });
+}
+
 /// Makes the list and the count record's maximum from the structure's sweeps.
 void TakeSweeps(std::vector<KVSWEEPS>& list, RecoatStyleParameterRecordInt& count,
                 const _rc_style::Sweep (&sweeps)[7]) {
@@ -50,18 +57,8 @@ KVRECOATSTYLE::KVRECOATSTYLE(const _rc_style* structure, int recoat_type) : KVRE
   ZPostDipDelay.AddAndSetValue(ToInt(from.z_post_dip_delay));
   ZPreDipDelay.AddAndSetValue(ToInt(from.z_pre_dip_delay));
   ZWait.AddAndSetValue(ToInt(from.z_wait));
-  PrimaryZVelocity.AddAndSetValue(from.primary.velocity);
-  PrimaryZAcceleration.AddAndSetValue(from.primary.acceleration);
-  PrimaryZDipDistance.AddAndSetValue(from.primary.dip_distance);
-  PrimaryZPreDipDelay.AddAndSetValue(from.primary.pre_dip_delay);
-  PrimaryZPostDipDelay.AddAndSetValue(from.primary.post_dip_delay);
-  PrimaryZWait.AddAndSetValue(from.primary.wait);
-  SecondaryZVelocity.AddAndSetValue(from.secondary.velocity);
-  SecondaryZAcceleration.AddAndSetValue(from.secondary.acceleration);
-  SecondaryZDipDistance.AddAndSetValue(from.secondary.dip_distance);
-  SecondaryZPreDipDelay.AddAndSetValue(from.secondary.pre_dip_delay);
-  SecondaryZPostDipDelay.AddAndSetValue(from.secondary.post_dip_delay);
-  SecondaryZWait.AddAndSetValue(from.secondary.wait);
+  TakeDip(*this, RecoatRows("Primary ZVelocity", "Primary ZWait"), from.primary);
+  TakeDip(*this, RecoatRows("Secondary ZVelocity", "Secondary ZWait"), from.secondary);
   NumSweeps.AddAndSetValue(from.number_of_sweeps);
   NumToolingPrimarySweeps.AddAndSetValue(from.number_of_primary_sweeps);
   NumToolingSecondarySweeps.AddAndSetValue(from.number_of_secondary_sweeps);
@@ -79,11 +76,10 @@ float KVRECOATSTYLE::computedPreferredBladeGap(float layer_thickness) const {
 
 namespace {
 
-/// Calls `action` with every sweep of the three lists.
-template <class Action>
-void ForAllSweeps(KVRECOATSTYLE& style, Action action) {
+/// Changes every sweep of the three lists.
+void ForAllSweeps(KVRECOATSTYLE& style, void (KVSWEEPS::*change)()) {
   for (auto* list : {&style.SweepList, &style.PrimarySweepList, &style.SecondarySweepList}) {
-    for (KVSWEEPS& sweep : *list) action(sweep);
+    for (KVSWEEPS& sweep : *list) (sweep.*change)();
   }
 }
 
@@ -91,24 +87,22 @@ void ForAllSweeps(KVRECOATSTYLE& style, Action action) {
 
 // Kept: only the Z range and the blade velocities are converted.
 void KVRECOATSTYLE::ConvertAllValuesToMM() {
-  ForFloatRecords(
-      kRecoatRows, *this, [](const auto& row) { return trq::IsUnitConverted(row.quantity); },
-      [](auto& record) { record.ConvertAllValuesToMM(); });
-  ForAllSweeps(*this, [](KVSWEEPS& sweep) { sweep.ConvertAllValuesToMM(); });
+  ForFloatRecords(kRecoatRows, *this, trq::IsUnitConverted,
+                  &trq::StyleParameterRecordFloat::ConvertAllValuesToMM);
+  ForAllSweeps(*this, &KVSWEEPS::ConvertAllValuesToMM);
 }
 
 void KVRECOATSTYLE::ConvertAllValuesToINCH() {
-  ForFloatRecords(
-      kRecoatRows, *this, [](const auto& row) { return trq::IsUnitConverted(row.quantity); },
-      [](auto& record) { record.ConvertAllValuesToINCH(); });
-  ForAllSweeps(*this, [](KVSWEEPS& sweep) { sweep.ConvertAllValuesToINCH(); });
+  ForFloatRecords(kRecoatRows, *this, trq::IsUnitConverted,
+                  &trq::StyleParameterRecordFloat::ConvertAllValuesToINCH);
+  ForAllSweeps(*this, &KVSWEEPS::ConvertAllValuesToINCH);
 }
 
 void KVRECOATSTYLE::EquatelAllDefaultsToCurrentValue() {
   for (const trq::RecoatStyleParameterRow& row : kRecoatRows) {
     WithRecord(row, *this, [](auto& record) { record.EquateDefaultToCurrentValue(); });
   }
-  ForAllSweeps(*this, [](KVSWEEPS& sweep) { sweep.EquatelAllDefaultsToCurrentValue(); });
+  ForAllSweeps(*this, &KVSWEEPS::EquatelAllDefaultsToCurrentValue);
 }
 
 int KVRECOATSTYLE::ConvertTo205Version(float) {

@@ -5,76 +5,73 @@
 #include "styles/style_file.h"
 
 namespace trq::detail {
-namespace {
 
 using S = KVRECOATSTYLE;
-using core::StyleLayout;
 
-constexpr core::StyleWord<S> kWords[] = {
-    WordRow<&S::FileVersion>("file_version"),
-    WordRow<&S::UserLevel>("user_level"),
-    WordRow<&S::MachineType>("machine_type"),
-    WordRow<&S::LayerThickness>("layer_thickness"),
-    WordRow<&S::LayoutWords, 0>("layout_word_1"),
-    WordRow<&S::LayoutWords, 1>("layout_word_2"),
-    WordRow<&S::LayoutWords, 2>("layout_word_3"),
-    WordRow<&S::LayoutWords, 3>("layout_word_4"),
-    WordRow<&S::LayoutWords, 4>("layout_word_5"),
-    WordRow<&S::FurtherHeaderWords, 0>("further_header_word_1"),
-    WordRow<&S::FurtherHeaderWords, 1>("further_header_word_2"),
-    WordRow<&S::FurtherHeaderWords, 2>("further_header_word_3"),
-    WordRow<&S::FurtherHeaderWords, 3>("further_header_word_4"),
-    WordRow<&S::FurtherHeaderWords, 4>("further_header_word_5"),
+template <>
+struct StyleLists<S> {
+  static constexpr auto& kRows = kRecoatRows;
+
+  static constexpr core::StyleWord<S> kWords[] = {
+      WordRow<&S::FileVersion>("file_version"),
+      WordRow<&S::UserLevel>("user_level"),
+      WordRow<&S::MachineType>("machine_type"),
+      WordRow<&S::LayerThickness>("layer_thickness"),
+      WordRow<&S::LayoutWords, 0>("layout_word_1"),
+      WordRow<&S::LayoutWords, 1>("layout_word_2"),
+      WordRow<&S::LayoutWords, 2>("layout_word_3"),
+      WordRow<&S::LayoutWords, 3>("layout_word_4"),
+      WordRow<&S::LayoutWords, 4>("layout_word_5"),
+      WordRow<&S::FurtherHeaderWords, 0>("further_header_word_1"),
+      WordRow<&S::FurtherHeaderWords, 1>("further_header_word_2"),
+      WordRow<&S::FurtherHeaderWords, 2>("further_header_word_3"),
+      WordRow<&S::FurtherHeaderWords, 3>("further_header_word_4"),
+      WordRow<&S::FurtherHeaderWords, 4>("further_header_word_5"),
+  };
+
+  static constexpr core::StyleText<S> kTexts[] = {
+      TextRow<&S::StyleName>("style_name"),
+      TextRow<&S::FullPathName>("full_path_name"),
+      TextRow<&S::BuildDescription>("build_description"),
+      TextRow<&S::Units>("units"),
+      TextRow<&S::ClosingTexts, 0>("further_text_1"),
+      TextRow<&S::ClosingTexts, 1>("further_text_2"),
+      TextRow<&S::BodyTexts, 0>("more_text_1"),
+      TextRow<&S::BodyTexts, 1>("more_text_2"),
+      TextRow<&S::BodyTexts, 2>("more_text_3"),
+      TextRow<&S::BodyTexts, 3>("more_text_4"),
+      TextRow<&S::BodyTexts, 4>("more_text_5"),
+      TextRow<&S::HeaderTexts, 0>("late_text_1"),
+      TextRow<&S::HeaderTexts, 1>("late_text_2"),
+      TextRow<&S::HeaderTexts, 2>("late_text_3"),
+      TextRow<&S::HeaderTexts, 3>("late_text_4"),
+  };
 };
 
-constexpr core::StyleText<S> kTexts[] = {
-    TextRow<&S::StyleName>("style_name"),
-    TextRow<&S::FullPathName>("full_path_name"),
-    TextRow<&S::BuildDescription>("build_description"),
-    TextRow<&S::Units>("units"),
-    TextRow<&S::ClosingTexts, 0>("further_text_1"),
-    TextRow<&S::ClosingTexts, 1>("further_text_2"),
-    TextRow<&S::BodyTexts, 0>("more_text_1"),
-    TextRow<&S::BodyTexts, 1>("more_text_2"),
-    TextRow<&S::BodyTexts, 2>("more_text_3"),
-    TextRow<&S::BodyTexts, 3>("more_text_4"),
-    TextRow<&S::BodyTexts, 4>("more_text_5"),
-    TextRow<&S::HeaderTexts, 0>("late_text_1"),
-    TextRow<&S::HeaderTexts, 1>("late_text_2"),
-    TextRow<&S::HeaderTexts, 2>("late_text_3"),
-    TextRow<&S::HeaderTexts, 3>("late_text_4"),
-};
+namespace {
 
 constexpr std::vector<KVSWEEPS> S::*kSweepLists[] = {&S::SweepList, &S::PrimarySweepList,
                                                      &S::SecondarySweepList};
 constexpr const char* kSweepListNames[] = {"sweeps", "primary", "secondary"};
-constexpr auto kFirstCount = static_cast<std::size_t>(RecoatRow("Num Sweeps").first);
+constexpr std::size_t kFirstCount = IndexOf(kRecoatRows, &RecoatStyleParameterRow::name, "Num Sweeps");
 
-struct Layout : LayoutItems<80> {
-  constexpr void Text(std::string_view key, std::size_t width, ItemKind kind = ItemKind::kText) {
-    LayoutItems::Text(kTexts, key, width, kind);
+using Layout = LayoutItems<S>;
+
+/// Common to both: where the style stands and what it is.
+constexpr void AddOrigin(Layout& layout) {
+  layout.Text("full_path_name");
+  layout.Text("build_description", 81);
+  layout.Text("units", 11);
+  layout.Records("RecoatType");
+}
+
+/// Common to both: the counts, and the sweeps that they count.
+constexpr void AddCountsAndSweeps(Layout& layout) {
+  layout.Records("Num Sweeps", "Num Tooling SecondarySweeps", ItemKind::kCount);
+  for (std::size_t list = 0; list < std::size(kSweepLists); ++list) {
+    layout.Add(ItemKind::kSweeps, kSweepListNames[list], list, 2 * core::StyleRecordBytes::kSize);
   }
-  constexpr void Words(std::string_view first, std::string_view last) {
-    LayoutItems::Words(kWords, first, last);
-  }
-  constexpr void Records(std::string_view first, std::string_view last, ItemKind kind = ItemKind::kRecord) {
-    LayoutItems::Records(kRecoatRows, RecoatRows(first, last), kind);
-  }
-  /// Common to both: where the style stands and what it is.
-  constexpr void Origin() {
-    Text("full_path_name", 512);
-    Text("build_description", 81);
-    Text("units", 11);
-    Records("RecoatType", "RecoatType");
-  }
-  /// Common to both: the counts, and the sweeps that they count.
-  constexpr void CountsAndSweeps() {
-    Records("Num Sweeps", "Num Tooling SecondarySweeps", ItemKind::kCount);
-    for (std::size_t list = 0; list < std::size(kSweepLists); ++list) {
-      Add(ItemKind::kSweeps, kSweepListNames[list], list, 2 * core::StyleRecordBytes::kSize);
-    }
-  }
-};
+}
 
 constexpr Layout Make301() {
   Layout layout;
@@ -82,22 +79,22 @@ constexpr Layout Make301() {
   layout.Words("layout_word_1", "layout_word_5");
   layout.Words("machine_type", "layer_thickness");
   layout.Words("further_header_word_1", "further_header_word_5");
-  layout.Text("style_name", 512);
+  layout.Text("style_name");
   layout.Text("late_text_1", 64);
-  layout.Text("late_text_2", 512);
+  layout.Text("late_text_2");
   layout.Text("late_text_3", 32, ItemKind::kBytes);
   layout.Text("late_text_4", 64);
-  layout.Text("further_text_1", 512);
-  layout.Text("further_text_2", 512);
+  layout.Text("further_text_1");
+  layout.Text("further_text_2");
 
-  layout.Origin();
+  AddOrigin(layout);
   layout.Records("Start Z", "Z Wait");
   layout.Records("Preferred Blade Gap Flag", "KeptInts[9]");
   for (const char* key : {"more_text_1", "more_text_2", "more_text_3", "more_text_4", "more_text_5"}) {
-    layout.Text(key, 512);
+    layout.Text(key);
   }
   layout.Records("Primary ZVelocity", "Number Of Secondary");
-  layout.CountsAndSweeps();
+  AddCountsAndSweeps(layout);
   return layout;
 }
 constexpr Layout kLayout301 = Make301();
@@ -105,15 +102,15 @@ static_assert(kLayout301.items[kHeaderItems].offset == kHeaderBytes, "the head o
 
 constexpr Layout Make206() {
   Layout layout;
-  layout.Words("user_level", "user_level");
-  layout.Records("Version", "Version", ItemKind::kVersion);
-  layout.Words("machine_type", "machine_type");
-  layout.Text("style_name", 512);
-  layout.Origin();
+  layout.Words("user_level");
+  layout.Records("Version", {}, ItemKind::kVersion);
+  layout.Words("machine_type");
+  layout.Text("style_name");
+  AddOrigin(layout);
   layout.Records("Start Z", "Number Of Secondary");
-  layout.CountsAndSweeps();
-  layout.Text("further_text_1", 512);
-  layout.Text("further_text_2", 512);
+  AddCountsAndSweeps(layout);
+  layout.Text("further_text_1");
+  layout.Text("further_text_2");
   return layout;
 }
 constexpr Layout kLayout206 = Make206();
@@ -167,11 +164,11 @@ namespace trq::core {
 
 template <>
 Span<const StyleWord<KVRECOATSTYLE>> StyleWords<KVRECOATSTYLE>() {
-  return detail::kWords;
+  return detail::StyleLists<KVRECOATSTYLE>::kWords;
 }
 template <>
 Span<const StyleText<KVRECOATSTYLE>> StyleTexts<KVRECOATSTYLE>() {
-  return detail::kTexts;
+  return detail::StyleLists<KVRECOATSTYLE>::kTexts;
 }
 template <>
 Span<const StyleLayoutItem> LayoutOf<KVRECOATSTYLE>(StyleLayout layout) {
@@ -180,27 +177,28 @@ Span<const StyleLayoutItem> LayoutOf<KVRECOATSTYLE>(StyleLayout layout) {
 }
 template <>
 bool StoresParameter<KVRECOATSTYLE>(StyleLayout layout, std::size_t parameter) {
-  using Kind = StyleLayoutItem::Kind;
+  using detail::ItemKind;
   if (layout == StyleLayout::kLegacy) {
     for (const StyleLayoutItem& item : LayoutOf<RECOATSTYLE>(layout)) {
-      if (item.kind == Kind::kWord && std::string_view(item.name) == detail::kRecoatRows[parameter].name &&
-          item.offset != 0) {
+      if (item.kind == ItemKind::kWord &&
+          std::string_view(item.name) == detail::kRecoatRows[parameter].name && item.offset != 0) {
         return true;
       }
     }
     return false;
   }
   for (const StyleLayoutItem& item : LayoutOf<KVRECOATSTYLE>(layout)) {
-    if ((item.kind == Kind::kRecord || item.kind == Kind::kCount) && item.index == parameter) return true;
+    if (item.index == parameter && (item.kind == ItemKind::kRecord || item.kind == ItemKind::kCount))
+      return true;
   }
   return false;
 }
 
 Result<std::size_t> ReadStyle(Bytes bytes, KVRECOATSTYLE& style) {
-  return detail::ReadStyleFromBytes(bytes, style);
+  return detail::ReadStyleFromBytes(bytes, style, false);
 }
 Result<std::size_t> ReadStyle206(Bytes bytes, KVRECOATSTYLE& style) {
-  return detail::ReadStyle206FromBytes(bytes, style);
+  return detail::ReadStyleFromBytes(bytes, style, true);
 }
 std::string StyleFileBytes(const KVRECOATSTYLE& style, StyleLayout layout) {
   return detail::BytesOfStyle(style, layout);

@@ -17,82 +17,67 @@ std::string AsciiRecord(const RecoatStyleParameterRecordInt& record, const char*
 namespace recoat_style_rows {
 using S = KVRECOATSTYLE;
 using namespace style_rows;
+inline constexpr RunNames<10> kKeptFloats("KeptFloats"), kKeptInts("KeptInts");
 
-// clang-format off: one row a line
 /// Member order: the table of the text export, the preferred blade gap, then the kept runs.
-inline constexpr trq::RecoatStyleParameterRow kRows[] = {
-    {"RecoatType", &S::RecoatType, kNumber, kGeneral},
-    {"Version", &S::Version, kVersion, kGeneral, kVersionDefault},
-    {"Start Z", &S::StartZ, kLength, kGeneral},
-    {"End Z", &S::EndZ, kLength, kGeneral},
-    {"Z Velocity", &S::ZVelocity, kLengthKept, kDip},
-    {"Z Acceleration", &S::ZAcceleration, kLengthKept, kDip},
-    {"Z Dip Distance", &S::ZDipDistance, kLengthKept, kDip},
-    {"Z Pre DipDelay", &S::ZPreDipDelay, kNumber, kDip},
-    {"Z Post DipDelay", &S::ZPostDipDelay, kNumber, kDip},
-    {"Z Wait", &S::ZWait, kNumber, kDip},
-    {"Primary ZVelocity", &S::PrimaryZVelocity, kLengthKept, kPrimaryDip},
-    {"Primary ZAcceleration", &S::PrimaryZAcceleration, kLengthKept, kPrimaryDip},
-    {"Primary ZDipDistance", &S::PrimaryZDipDistance, kLengthKept, kPrimaryDip},
-    {"Primary ZPreDipDelay", &S::PrimaryZPreDipDelay, kNumber, kPrimaryDip},
-    {"Primary ZPostDipDelay", &S::PrimaryZPostDipDelay, kNumber, kPrimaryDip},
-    {"Primary ZWait", &S::PrimaryZWait, kNumber, kPrimaryDip},
-    {"Secondary ZVelocity", &S::SecondaryZVelocity, kLengthKept, kSecondaryDip},
-    {"Secondary ZAcceleration", &S::SecondaryZAcceleration, kLengthKept, kSecondaryDip},
-    {"Secondary ZDipDistance", &S::SecondaryZDipDistance, kLengthKept, kSecondaryDip},
-    {"Secondary ZPreDipDelay", &S::SecondaryZPreDipDelay, kNumber, kSecondaryDip},
-    {"Secondary ZPostDipDelay", &S::SecondaryZPostDipDelay, kNumber, kSecondaryDip},
-    {"Secondary ZWait", &S::SecondaryZWait, kNumber, kSecondaryDip},
-    {"Number Of Secondary", &S::NumberOfSecondary, kNumber, kSweeps},
-    {"Num Sweeps", &S::NumSweeps, kNumber, kSweeps},
-    {"Num Tooling PrimarySweeps", &S::NumToolingPrimarySweeps, kNumber, kSweeps},
-    {"Num Tooling SecondarySweeps", &S::NumToolingSecondarySweeps, kNumber, kSweeps},
-    {"Preferred Blade Gap Flag", &S::PreferredBladeGapFlag, kFlag, kSweeps},
-    {"Preferred Blade Gap", &S::PreferredBladeGap, kLengthKept, kSweeps},
-#define TRQ_KEPT(run, i) \
-  { #run "[" #i "]", {&S::run, i }, kNumber, kUnnamedRegion, kZero, false }
-    TRQ_KEPT(KeptFloats, 0),
-    TRQ_KEPT(KeptFloats, 1),
-    TRQ_KEPT(KeptFloats, 2),
-    TRQ_KEPT(KeptFloats, 3),
-    TRQ_KEPT(KeptFloats, 4),
-    TRQ_KEPT(KeptFloats, 5),
-    TRQ_KEPT(KeptFloats, 6),
-    TRQ_KEPT(KeptFloats, 7),
-    TRQ_KEPT(KeptFloats, 8),
-    TRQ_KEPT(KeptFloats, 9),
-    TRQ_KEPT(KeptInts, 0),
-    TRQ_KEPT(KeptInts, 1),
-    TRQ_KEPT(KeptInts, 2),
-    TRQ_KEPT(KeptInts, 3),
-    TRQ_KEPT(KeptInts, 4),
-    TRQ_KEPT(KeptInts, 5),
-    TRQ_KEPT(KeptInts, 6),
-    TRQ_KEPT(KeptInts, 7),
-    TRQ_KEPT(KeptInts, 8),
-    TRQ_KEPT(KeptInts, 9),
-#undef TRQ_KEPT
-};
-// clang-format on
+constexpr auto MakeTable() {
+  StyleTable<RecoatStyleMember, 48> table;
+  // clang-format off: one row a line
+  table.Add({
+      // export name, member, kind (else a length for a float record, a number for an integer), new region
+      {"RecoatType", &S::RecoatType, kNumber, R::kGeneral},
+      {"Version", &S::Version, kVersion},
+      {"Start Z", &S::StartZ},
+      {"End Z", &S::EndZ},
+      {"Z Velocity", &S::ZVelocity, kLengthKept, R::kDip},
+      {"Z Acceleration", &S::ZAcceleration, kLengthKept},
+      {"Z Dip Distance", &S::ZDipDistance, kLengthKept},
+      {"Z Pre DipDelay", &S::ZPreDipDelay},
+      {"Z Post DipDelay", &S::ZPostDipDelay},
+      {"Z Wait", &S::ZWait},
+      {"Primary ZVelocity", &S::PrimaryZVelocity, kLengthKept, R::kPrimaryDip},
+      {"Primary ZAcceleration", &S::PrimaryZAcceleration, kLengthKept},
+      {"Primary ZDipDistance", &S::PrimaryZDipDistance, kLengthKept},
+      {"Primary ZPreDipDelay", &S::PrimaryZPreDipDelay},
+      {"Primary ZPostDipDelay", &S::PrimaryZPostDipDelay},
+      {"Primary ZWait", &S::PrimaryZWait},
+      {"Secondary ZVelocity", &S::SecondaryZVelocity, kLengthKept, R::kSecondaryDip},
+      {"Secondary ZAcceleration", &S::SecondaryZAcceleration, kLengthKept},
+      {"Secondary ZDipDistance", &S::SecondaryZDipDistance, kLengthKept},
+      {"Secondary ZPreDipDelay", &S::SecondaryZPreDipDelay},
+      {"Secondary ZPostDipDelay", &S::SecondaryZPostDipDelay},
+      {"Secondary ZWait", &S::SecondaryZWait},
+      {"Number Of Secondary", &S::NumberOfSecondary, kNumber, R::kSweeps},
+      {"Num Sweeps", &S::NumSweeps},
+      {"Num Tooling PrimarySweeps", &S::NumToolingPrimarySweeps},
+      {"Num Tooling SecondarySweeps", &S::NumToolingSecondarySweeps},
+      {"Preferred Blade Gap Flag", &S::PreferredBladeGapFlag, kFlag},
+      {"Preferred Blade Gap", &S::PreferredBladeGap, kLengthKept},
+  });
+  // clang-format on
+  table.AddRun(kKeptFloats, &S::KeptFloats);
+  table.AddRun(kKeptInts, &S::KeptInts);
+  return table;
+}
+inline constexpr auto kTable = MakeTable();
+static_assert(kTable.count == std::size(kTable.rows), "records");
 }  // namespace recoat_style_rows
 
-inline constexpr auto& kRecoatRows = recoat_style_rows::kRows;
+inline constexpr auto& kRecoatRows = recoat_style_rows::kTable.rows;
 
 template <>
 struct StyleTraits<KVRECOATSTYLE> {
-  static constexpr auto& kRows = kRecoatRows;
   static constexpr long kVersionRecordAt = 4;  // behind the user level
   // Kept: unlike build styles, version 4.0 is not taken.
   static bool Is301(float version) { return version == kVersion301; }
 };
 
-constexpr RowRange RecoatRows(std::string_view first, std::string_view last) {
+/// Rows of the table by name.
+constexpr Span<const RecoatStyleParameterRow> RecoatRows(std::string_view first, std::string_view last = {}) {
   return FindRows(kRecoatRows, first, last);
 }
-constexpr RowRange RecoatRow(std::string_view name) { return RecoatRows(name, name); }
 
 static_assert(CountRows(kRecoatRows, [](const auto& row) { return row.named; }) == 28,
               "26 records of the export's table and the two of the preferred blade gap");
-static_assert(CountRows(kRecoatRows, [](const auto& row) { return !row.named; }) == 20, "the kept records");
 
 }  // namespace trq::detail

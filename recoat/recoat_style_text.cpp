@@ -41,16 +41,18 @@ std::string SweepLines(const KVRECOATSTYLE& style, const SweepSection& section, 
 }  // namespace
 
 std::string trq::core::StyleTextExport(const KVRECOATSTYLE& style, bool comma) {
-  const auto lines = [&](RowRange rows) { return RecordLines(style, kRecoatRows, rows, comma); };
+  const auto lines = [&](std::string_view first, std::string_view last = {}) {
+    return RecordLines(style, RecoatRows(first, last), comma);
+  };
   std::string text = StyleTextHeading(style, comma ? kFirstLineComma : kFirstLine, comma);
-  text += lines(RecoatRow("Version"));
+  text += lines("Version");
   text += MachineTextLine(style.MachineType, comma, &trq::MachineTypeRow::recoat_header_name);
   if (comma) text += kColumnHeading;
-  text += lines(RecoatRow("RecoatType"));
-  text += lines(RecoatRows("Start Z", "Num Tooling SecondarySweeps"));
+  text += lines("RecoatType");
+  text += lines("Start Z", "Num Tooling SecondarySweeps");
   for (const SweepSection& section : kSweepSections) text += SweepLines(style, section, comma);
   text += "\n\n";
-  text += lines(RecoatRows("Preferred Blade Gap Flag", "Preferred Blade Gap"));
+  text += lines("Preferred Blade Gap Flag", "Preferred Blade Gap");
   std::string thickness;
   AppendFixed(thickness, style.LayerThickness, 6);
   return text + StyleTextLine("Layer Thickness", thickness.c_str(), comma);

@@ -6,7 +6,6 @@
 
 #include "styles/build_style_table.h"
 #include "styles/structure_text.h"
-#include "styles/style_file.h"
 #include "trq/styles.h"
 
 using namespace trq::detail;
@@ -16,7 +15,7 @@ namespace {
 using S = KVBUILDSTYLE;
 
 /// The parameters in the order of the slice-file library's structure, one 4-byte number each.
-constexpr RowRange kStructureRows[] = {
+constexpr BuildRowRange kStructureRows[] = {
     BuildRows("Start Z", "Large Retract End"),
     BuildRows("Hatch Type", "Small Stagger Offset"),
     BuildRows("Boundary Comp", "Min Large NS Width"),
@@ -28,7 +27,7 @@ constexpr std::size_t kStructureTexts = 3 * sizeof trq::BuildStyleStructure::Sty
 
 constexpr std::size_t StructureNumbers() {
   std::size_t numbers = 0;
-  for (const RowRange& rows : kStructureRows) numbers += static_cast<std::size_t>(rows.last - rows.first + 1);
+  for (const BuildRowRange& rows : kStructureRows) numbers += rows.size();
   return numbers;
 }
 static_assert(offsetof(trq::BuildStyleStructure, StartZ) == kStructureTexts,
@@ -54,21 +53,12 @@ constexpr StructurePartner kStructurePartners[] = {
 template <class Set>
 void ForStructureNumbers(S& style, const trq::BuildStyleStructure& structure, Set set) {
   const char* next = reinterpret_cast<const char*>(&structure) + kStructureTexts;
-  for (const RowRange& rows : kStructureRows) {
-    for (int row = rows.first; row <= rows.last; ++row) {
-      WithRecord(kBuildStyleTable[row], style, [&](auto& record) {
-        decltype(record.GetValue()) number;
-        std::memcpy(&number, next, sizeof number);
-        next += sizeof number;
-        set(record, number);
-      });
-    }
-  }
+  for (const BuildRowRange& rows : kStructureRows) next = ForNumbers(rows, style, next, set);
   for (const StructurePartner& pair : kStructurePartners) set(style.*pair.follows, structure.*pair.field);
 }
 
 /// What the 301 layout adds and a 206 file does not hold: sixteen records.
-constexpr RowRange kAdditions301[] = {
+constexpr BuildRowRange kAdditions301[] = {
     BuildRows("Shell Support Spacing", "Z Filtering Flag"),
     BuildRows("Interior Boundary Removal Flag", "High Speed Scan Flag"),
     BuildRows("Draw Borders Last Flag", "Draw Large Layer Border Prime Flag"),
@@ -116,21 +106,18 @@ void KVBUILDSTYLE::resetKVBuildStyle(const trq::BuildStyleStructure* structure) 
 }
 
 void KVBUILDSTYLE::ConvertAllValuesToMM() {
-  ForFloatRecords(
-      kBuildStyleTable, *this, [](auto& row) { return trq::IsUnitConverted(row.quantity); },
-      [](auto& record) { record.ConvertAllValuesToMM(); });
+  ForFloatRecords(kBuildStyleTable, *this, trq::IsUnitConverted,
+                  &trq::StyleParameterRecordFloat::ConvertAllValuesToMM);
 }
 
 void KVBUILDSTYLE::ConvertAllValuesToINCH() {
-  ForFloatRecords(
-      kBuildStyleTable, *this, [](auto& row) { return trq::IsUnitConverted(row.quantity); },
-      [](auto& record) { record.ConvertAllValuesToINCH(); });
+  ForFloatRecords(kBuildStyleTable, *this, trq::IsUnitConverted,
+                  &trq::StyleParameterRecordFloat::ConvertAllValuesToINCH);
 }
 
 void KVBUILDSTYLE::EquatelAllDefaultsToCurrentValue() {
-  ForFloatRecords(
-      kBuildStyleTable, *this, [](auto& row) { return trq::IsDefaultEquated(row.quantity); },
-      [](auto& record) { record.EquateDefaultToCurrentValue(); });
+  ForFloatRecords(kBuildStyleTable, *this, trq::IsDefaultEquated,
+                  &trq::StyleParameterRecordFloat::EquateDefaultToCurrentValue);
 }
 
 BuildStyleParameterRecordFloat* KVBUILDSTYLE::FindFloat(const char* name) {
@@ -151,31 +138,13 @@ const BuildStyleParameterRecordInt* KVBUILDSTYLE::FindInt(const char* name) cons
   return const_cast<KVBUILDSTYLE*>(this)->FindInt(name);
 }
 
-int KVBUILDSTYLE::writeBuildStyle(CString path) { return SaveStyle(*this, path); }
-int KVBUILDSTYLE::readBuildStyle(CString path) { return LoadStyle(*this, path); }
-int KVBUILDSTYLE::binaryWriteStyle(CString path) { return WriteStyleTo(*this, path); }
-int KVBUILDSTYLE::binaryReadStyle(CString path) { return ReadStyleFrom(*this, path); }
-int KVBUILDSTYLE::binaryReadStyleHeader(CString path) { return ReadHeaderFrom(*this, path); }
-int KVBUILDSTYLE::writeCrcValue(CString path) { return AppendCrc(path); }
-int KVBUILDSTYLE::CompareCRC(unsigned long expected, CString path) {
-  return CompareStoredCrc(static_cast<uint32_t>(expected), path);
-}
-uint32_t KVBUILDSTYLE::calcCRC(const char* bytes, int length) { return BytesCrc(bytes, length); }
-int KVBUILDSTYLE::isStyleFileBinary() { return ProbeFile(StyleName); }
-int KVBUILDSTYLE::closeBuildStyleFile() { return file.Close(); }
-int KVBUILDSTYLE::setStyleFilePtr(FILE* stream) {
-  file.Set(stream);
-  return trq::style_file::kOk;
-}
-
 int KVBUILDSTYLE::ConvertTo205Version(float) {
   HeaderTexts[4] = HeaderTexts[5] = "None";
   Version.SetValue(kVersion205);
   Version.SetDefaultValue(kVersion205);
-  const RowRange supports =
-      BuildRows("Small Support Boundary Cure Depth", "Large Support Up Interface Boundary Cure Depth");
-  for (int row = supports.first; row <= supports.last; ++row) {
-    kBuildStyleTable[row].member.FloatIn(*this)->CopyRecord(&SmallLayerBorderCureDepth);
+  for (const trq::BuildStyleParameter& row :
+       BuildRows("Small Support Boundary Cure Depth", "Large Support Up Interface Boundary Cure Depth")) {
+    row.member.FloatIn(*this)->CopyRecord(&SmallLayerBorderCureDepth);
   }
   // Kept: the step ends at 2.06, not at 2.05.
   Version.SetValue(kVersion206);
@@ -185,12 +154,11 @@ int KVBUILDSTYLE::ConvertTo205Version(float) {
 
 int KVBUILDSTYLE::ConvertBuildStylesTo301() {
   std::copy(std::begin(kLayoutWords301), std::end(kLayoutWords301), LayoutWords);
-  for (const RowRange& rows : kAdditions301) {
-    for (int row = rows.first; row <= rows.last; ++row) {
-      WithRecord(kBuildStyleTable[row], *this, [row](auto& record) {
-        const trq::StyleParameterDefaults& defaults = kBuildStyleTable[row].defaults;
-        SetNewValues(record, defaults);
-        if (defaults.minimum <= defaults.maximum) SetNewRange(record, defaults);
+  for (const BuildRowRange& rows : kAdditions301) {
+    for (const trq::BuildStyleParameter& row : rows) {
+      WithRecord(row, *this, [&row](auto& record) {
+        SetNewValues(record, row.defaults);
+        if (row.defaults.minimum <= row.defaults.maximum) SetNewRange(record, row.defaults);
       });
     }
   }

@@ -1,91 +1,86 @@
-/// The two file layouts of build styles (docs/formats/build-style.md).
+/// The two file layouts of build styles (docs/formats/build-style.md), and the methods that read and write
+/// them.
 #include <algorithm>
 
 #include "styles/build_style_table.h"
 
 namespace trq::detail {
-namespace {
 
 using S = KVBUILDSTYLE;
-using core::StyleLayout;
 
-constexpr core::StyleWord<S> kWords[] = {
-    WordRow<&S::FileVersion>("file_version"),
-    WordRow<&S::UserLevel>("user_level"),
-    WordRow<&S::MachineType>("machine_type"),
-    WordRow<&S::LayoutWords, 0>("layout_word_1"),
-    WordRow<&S::LayoutWords, 1>("layout_word_2"),
-    WordRow<&S::LayoutWords, 2>("layout_word_3"),
-    WordRow<&S::LayoutWords, 3>("layout_word_4"),
-    WordRow<&S::LayoutWords, 4>("layout_word_5"),
-    WordRow<&S::LayoutWords, 5>("layout_word_6"),
-    WordRow<&S::FurtherHeaderWords, 0>("further_header_word_1"),
-    WordRow<&S::FurtherHeaderWords, 1>("further_header_word_2"),
-    WordRow<&S::FurtherHeaderWords, 2>("further_header_word_3"),
-    WordRow<&S::FurtherHeaderWords, 3>("further_header_word_4"),
-    WordRow<&S::FurtherHeaderWords, 4>("further_header_word_5"),
+template <>
+struct StyleLists<S> {
+  static constexpr auto& kRows = kBuildStyleTable;
+
+  static constexpr core::StyleWord<S> kWords[] = {
+      WordRow<&S::FileVersion>("file_version"),
+      WordRow<&S::UserLevel>("user_level"),
+      WordRow<&S::MachineType>("machine_type"),
+      WordRow<&S::LayoutWords, 0>("layout_word_1"),
+      WordRow<&S::LayoutWords, 1>("layout_word_2"),
+      WordRow<&S::LayoutWords, 2>("layout_word_3"),
+      WordRow<&S::LayoutWords, 3>("layout_word_4"),
+      WordRow<&S::LayoutWords, 4>("layout_word_5"),
+      WordRow<&S::LayoutWords, 5>("layout_word_6"),
+      WordRow<&S::FurtherHeaderWords, 0>("further_header_word_1"),
+      WordRow<&S::FurtherHeaderWords, 1>("further_header_word_2"),
+      WordRow<&S::FurtherHeaderWords, 2>("further_header_word_3"),
+      WordRow<&S::FurtherHeaderWords, 3>("further_header_word_4"),
+      WordRow<&S::FurtherHeaderWords, 4>("further_header_word_5"),
+  };
+
+  static constexpr core::StyleText<S> kTexts[] = {
+      TextRow<&S::StyleName>("style_name"),
+      TextRow<&S::FullPathName>("full_path_name"),
+      TextRow<&S::BuildDescription>("build_description"),
+      TextRow<&S::Units>("units"),
+      TextRow<&S::HeaderTexts, 0>("header_text_1"),
+      TextRow<&S::HeaderTexts, 1>("header_text_2"),
+      TextRow<&S::HeaderTexts, 2>("header_text_3"),
+      TextRow<&S::HeaderTexts, 3>("header_text_4"),
+      TextRow<&S::HeaderTexts, 4>("header_text_5"),
+      TextRow<&S::HeaderTexts, 5>("header_text_6"),
+      TextRow<&S::NoticeText>("notice_text"),
+      TextRow<&S::UnstoredTexts, 0>("further_text_1"),
+      TextRow<&S::UnstoredTexts, 1>("further_text_2"),
+      TextRow<&S::TextsAfterNotice, 0>("more_text_1"),
+      TextRow<&S::TextsAfterNotice, 1>("more_text_2"),
+      TextRow<&S::TextsAfterNotice, 2>("more_text_3"),
+      TextRow<&S::TextsAfterNotice, 3>("more_text_4"),
+  };
 };
 
-constexpr core::StyleText<S> kTexts[] = {
-    TextRow<&S::StyleName>("style_name"),
-    TextRow<&S::FullPathName>("full_path_name"),
-    TextRow<&S::BuildDescription>("build_description"),
-    TextRow<&S::Units>("units"),
-    TextRow<&S::HeaderTexts, 0>("header_text_1"),
-    TextRow<&S::HeaderTexts, 1>("header_text_2"),
-    TextRow<&S::HeaderTexts, 2>("header_text_3"),
-    TextRow<&S::HeaderTexts, 3>("header_text_4"),
-    TextRow<&S::HeaderTexts, 4>("header_text_5"),
-    TextRow<&S::HeaderTexts, 5>("header_text_6"),
-    TextRow<&S::NoticeText>("notice_text"),
-    TextRow<&S::UnstoredTexts, 0>("further_text_1"),
-    TextRow<&S::UnstoredTexts, 1>("further_text_2"),
-    TextRow<&S::TextsAfterNotice, 0>("more_text_1"),
-    TextRow<&S::TextsAfterNotice, 1>("more_text_2"),
-    TextRow<&S::TextsAfterNotice, 2>("more_text_3"),
-    TextRow<&S::TextsAfterNotice, 3>("more_text_4"),
-};
+namespace {
 
-struct Layout : LayoutItems<300> {
-  constexpr void Text(std::string_view key, std::size_t width, ItemKind kind = ItemKind::kText) {
-    LayoutItems::Text(kTexts, key, width, kind);
-  }
-  constexpr void Words(std::string_view first, std::string_view last) {
-    LayoutItems::Words(kWords, first, last);
-  }
-  constexpr void Records(std::string_view first, std::string_view last) {
-    LayoutItems::Records(kBuildStyleTable, BuildRows(first, last));
-  }
-  constexpr void Record(std::string_view name, ItemKind kind = ItemKind::kRecord) {
-    LayoutItems::Records(kBuildStyleTable, BuildRows(name), kind);
-  }
-  /// Common to both: the regions and what follows them, up to the flags.
-  constexpr void Regions() {
-    Records("Start Z", "QC Min Small Thick Skin Width");
-    // Kept: one slot of the file holds two parameters, which are equal after every save and load.
-    Record("QC Min Large Thick Skin Width", ItemKind::kSharedRecord);
-    Records("QCZ Transition", "QC ZBond");
-    Records("Stagger", "Boundary Comp");
-    Record("QC LayerDepth");
-    Record("Additional Boundaries");
-  }
-  /// Common to both: what follows the flags.
-  constexpr void AfterFlags() {
-    Records("UH Flag", "Min Width For Small Spot");
-    Text("header_text_6", 512);  // the reverse of the header's order
-    Text("header_text_5", 512);
-    Records("Small Support Boundary Cure Depth", "Large Support Up Interface Boundary Cure Depth");
-  }
-};
+using Layout = LayoutItems<S>;
+
+/// Common to both: the regions and what follows them, up to the flags.
+constexpr void AddRegions(Layout& layout) {
+  layout.Records("Start Z", "QC Min Small Thick Skin Width");
+  // Kept: one slot of the file holds two parameters, which are equal after every save and load.
+  layout.Records("QC Min Large Thick Skin Width", {}, ItemKind::kSharedRecord);
+  layout.Records("QCZ Transition", "QC ZBond");
+  layout.Records("Stagger", "Boundary Comp");
+  layout.Records("QC LayerDepth");
+  layout.Records("Additional Boundaries");
+}
+
+/// Common to both: what follows the flags.
+constexpr void AddAfterFlags(Layout& layout) {
+  layout.Records("UH Flag", "Min Width For Small Spot");
+  layout.Text("header_text_6");  // the reverse of the header's order
+  layout.Text("header_text_5");
+  layout.Records("Small Support Boundary Cure Depth", "Large Support Up Interface Boundary Cure Depth");
+}
 
 constexpr Layout Make206() {
   Layout layout;
-  layout.Record("Version", ItemKind::kVersion);
-  layout.Text("style_name", 512);
-  layout.Text("full_path_name", 512);
-  layout.Regions();
+  layout.Records("Version", {}, ItemKind::kVersion);
+  layout.Text("style_name");
+  layout.Text("full_path_name");
+  AddRegions(layout);
   layout.Add(ItemKind::kFlags, "flags word", 0, core::StyleRecordBytes::kSize);
-  layout.AfterFlags();
+  AddAfterFlags(layout);
   return layout;
 }
 constexpr Layout kLayout206 = Make206();
@@ -94,42 +89,37 @@ constexpr Layout Make301() {
   Layout layout;
   layout.Words("file_version", "user_level");
   layout.Words("layout_word_1", "layout_word_5");
-  layout.Words("machine_type", "machine_type");
+  layout.Words("machine_type");
   layout.Words("layout_word_6", "further_header_word_5");
-  layout.Text("style_name", 512);
+  layout.Text("style_name");
   layout.Text("header_text_1", 64);
-  layout.Text("header_text_2", 512);
+  layout.Text("header_text_2");
   layout.Text("header_text_3", 32, ItemKind::kBytes);
   layout.Text("header_text_4", 64);
-  layout.Text("header_text_5", 512);
-  layout.Text("header_text_6", 512);
+  layout.Text("header_text_5");
+  layout.Text("header_text_6");
 
-  layout.Record("Shell Support Spacing");
+  layout.Records("Shell Support Spacing");
   layout.Records("AfterSupportCureDepths[0]", "AfterSupportCureDepths[8]");
-  layout.Record("Smart Best Surface Finish Layers");
-  layout.Record("LBP for B2");
+  layout.Records("Smart Best Surface Finish Layers", "LBP for B2");
   layout.Records("AfterZFilteringFlag[0]", "AfterZFilteringFlag[1]");
   layout.Records("AfterSupportCureDepths[9]", "AfterSupportCureDepths[14]");
-  layout.Text("notice_text", 512);
-  for (const char* key : {"more_text_1", "more_text_2", "more_text_3", "more_text_4"}) layout.Text(key, 512);
-  layout.Text("full_path_name", 512);
+  layout.Text("notice_text");
+  for (const char* key : {"more_text_1", "more_text_2", "more_text_3", "more_text_4"}) layout.Text(key);
+  layout.Text("full_path_name");
 
-  layout.Regions();
-  layout.Record("DH Flag");
-  layout.Record("Small Spot Only Flag");
-  layout.Record("Z Smoothing Flag");
-  layout.Record("High Spatial Tolerance Flag");
+  AddRegions(layout);
+  layout.Records("DH Flag");
+  layout.Records("Small Spot Only Flag", "Z Smoothing Flag");
+  layout.Records("High Spatial Tolerance Flag");
   // Kept: the value, but not the default, of the compensation flags is stored inverted.
-  layout.Record("Small Line Width Compenstation Flag", ItemKind::kInvertedFlag);
-  layout.Record("Large Line Width Compenstation Flag", ItemKind::kInvertedFlag);
-  layout.Record("Differential Shrink Flag");
-  layout.Record("Small Feature Preservation Flag");
-  layout.Record("Pattern Style Flag");
-  layout.Record("Shelling Flag");
-  layout.Record("Layer Only Flag");
-  layout.AfterFlags();
-  layout.Record("Smart Best Surface Finish Flag");
-  layout.Record("Z Filtering Flag");
+  layout.Records("Small Line Width Compenstation Flag", {}, ItemKind::kInvertedFlag);
+  layout.Records("Large Line Width Compenstation Flag", {}, ItemKind::kInvertedFlag);
+  layout.Records("Differential Shrink Flag", "Shelling Flag");
+  layout.Records("Layer Only Flag");
+  AddAfterFlags(layout);
+  layout.Records("Smart Best Surface Finish Flag");
+  layout.Records("Z Filtering Flag");
   layout.Records("Interior Boundary Removal Flag", "Draw Large Layer Border Prime Flag");
   // Kept: the Up fills stand before the Up border, here and in member order; the text export has them last.
   layout.Records("Layer Border Power", "Up Hatch 3 Power");
@@ -210,11 +200,11 @@ namespace trq::core {
 
 template <>
 Span<const StyleWord<KVBUILDSTYLE>> StyleWords<KVBUILDSTYLE>() {
-  return detail::kWords;
+  return detail::StyleLists<KVBUILDSTYLE>::kWords;
 }
 template <>
 Span<const StyleText<KVBUILDSTYLE>> StyleTexts<KVBUILDSTYLE>() {
-  return detail::kTexts;
+  return detail::StyleLists<KVBUILDSTYLE>::kTexts;
 }
 template <>
 Span<const StyleLayoutItem> LayoutOf<KVBUILDSTYLE>(StyleLayout layout) {
@@ -223,33 +213,28 @@ Span<const StyleLayoutItem> LayoutOf<KVBUILDSTYLE>(StyleLayout layout) {
 }
 template <>
 bool StoresParameter<KVBUILDSTYLE>(StyleLayout layout, std::size_t parameter) {
-  const auto is_row = [parameter](int row) { return static_cast<std::size_t>(row) == parameter; };
+  using detail::ItemKind;
+  const auto* const row = &detail::kBuildStyleTable[parameter];
   for (const StyleLayoutItem& item : LayoutOf<KVBUILDSTYLE>(layout)) {
-    switch (item.kind) {
-      case StyleLayoutItem::Kind::kRecord:
-      case StyleLayoutItem::Kind::kInvertedFlag:
-        if (item.index == parameter) return true;
-        break;
-      case StyleLayoutItem::Kind::kSharedRecord:
-        if (is_row(detail::BuildRow("Shelling Thickness"))) return true;
-        break;
-      case StyleLayoutItem::Kind::kFlags:
-        for (const detail::StyleFlag& flag : detail::kStyleFlags) {
-          if (is_row(flag.row)) return true;
-        }
-        break;
-      default:
-        break;
+    if (item.kind == ItemKind::kSharedRecord) {
+      if (row == detail::BuildRows("Shelling Thickness").begin()) return true;
+    } else if (item.kind == ItemKind::kFlags) {
+      for (const detail::StyleFlag& flag : detail::kStyleFlags) {
+        if (row == flag.row.begin()) return true;
+      }
+    } else if (item.index == parameter &&
+               (item.kind == ItemKind::kRecord || item.kind == ItemKind::kInvertedFlag)) {
+      return true;
     }
   }
   return false;
 }
 
 Result<std::size_t> ReadStyle(Bytes bytes, KVBUILDSTYLE& style) {
-  return detail::ReadStyleFromBytes(bytes, style);
+  return detail::ReadStyleFromBytes(bytes, style, false);
 }
 Result<std::size_t> ReadStyle206(Bytes bytes, KVBUILDSTYLE& style) {
-  return detail::ReadStyle206FromBytes(bytes, style);
+  return detail::ReadStyleFromBytes(bytes, style, true);
 }
 std::string StyleFileBytes(const KVBUILDSTYLE& style, StyleLayout layout) {
   return detail::BytesOfStyle(style, layout);
@@ -271,4 +256,21 @@ int KVBUILDSTYLE::binaryWriteStyleData301() {
 }
 int KVBUILDSTYLE::binaryWriteStyleData206() {
   return WritePart(*this, StyleSink(file), StylePart::kWhole206);
+}
+
+int KVBUILDSTYLE::writeBuildStyle(CString path) { return SaveStyle(*this, path); }
+int KVBUILDSTYLE::readBuildStyle(CString path) { return LoadStyle(*this, path); }
+int KVBUILDSTYLE::binaryWriteStyle(CString path) { return WriteStyleTo(*this, path); }
+int KVBUILDSTYLE::binaryReadStyle(CString path) { return ReadStyleFrom(*this, path); }
+int KVBUILDSTYLE::binaryReadStyleHeader(CString path) { return ReadHeaderFrom(*this, path); }
+int KVBUILDSTYLE::writeCrcValue(CString path) { return AppendCrc(path); }
+int KVBUILDSTYLE::CompareCRC(unsigned long expected, CString path) {
+  return CompareStoredCrc(static_cast<uint32_t>(expected), path);
+}
+uint32_t KVBUILDSTYLE::calcCRC(const char* bytes, int length) { return BytesCrc(bytes, length); }
+int KVBUILDSTYLE::isStyleFileBinary() { return ProbeFile(StyleName); }
+int KVBUILDSTYLE::closeBuildStyleFile() { return file.Close(); }
+int KVBUILDSTYLE::setStyleFilePtr(FILE* stream) {
+  file.Set(stream);
+  return trq::style_file::kOk;
 }

@@ -9,7 +9,7 @@ using namespace trq::detail;
 namespace {
 
 /// The lines of the export after "Version", in an order of its own.
-constexpr RowRange kExportLines[] = {
+constexpr BuildRowRange kExportLines[] = {
     BuildRows("Start Z", "DH Flag"),
     BuildRows("Z Smoothing Flag"),
     BuildRows("Small Spot Only Flag"),
@@ -36,11 +36,15 @@ constexpr RowRange kExportLines[] = {
     BuildRows("Up Border Power", "Up Hatch 3 Power"),
     BuildRows("Up Fill 0 Power", "Up Fill 3 Power"),
 };
-static_assert(ListsExactly(kExportLines,
-                           [](auto& row) {
-                             return row.named && row.quantity != trq::StyleQuantity::kVersion;
-                           }),
-              "every named record but \"Version\" has one line");
+static_assert(CountRows(kBuildStyleTable,
+                        [](auto& row) {
+                          int lines = row.quantity == trq::StyleQuantity::kVersion ? 1 : 0;  // of its own
+                          for (const BuildRowRange& rows : kExportLines) {
+                            lines += rows.begin() <= &row && &row < rows.end() ? 1 : 0;
+                          }
+                          return lines != (row.named ? 1 : 0);
+                        }) == 0,
+              "every named record has one line");
 
 // Kept: the heading names no maximum although every line carries it; only the readable form has the comma.
 constexpr char kColumnHeading[] = "\nParameter,Current Value,Editable,Default Value,Minimum,Values In List\n";
@@ -54,7 +58,7 @@ std::string trq::core::StyleTextExport(const KVBUILDSTYLE& style, bool comma) {
   text += AsciiRecord(style.Version, "Version", comma);
   text += MachineTextLine(style.MachineType, comma, &trq::MachineTypeRow::build_header_name);
   if (comma) text += kColumnHeading;
-  for (const RowRange& rows : kExportLines) text += RecordLines(style, kBuildStyleTable, rows, comma);
+  for (const BuildRowRange& rows : kExportLines) text += RecordLines(style, rows, comma);
   return text;
 }
 

@@ -23,8 +23,8 @@ constexpr bool IsVersion301Or400(float version) { return version == kVersion301 
 inline constexpr std::size_t kHeaderItems = 21;
 inline constexpr std::size_t kHeaderBytes = 2264;
 
-/// What differs between the containers: `kRows`, the parameter table; `Is301(version)`, the first words that
-/// announce the 301 layout; `kVersionRecordAt`, where the "Version" record of other files stands.
+/// What differs between the containers: `Is301(version)`, the first words that announce the 301 layout, and
+/// `kVersionRecordAt`, where the "Version" record of other files stands.
 template <class Style>
 struct StyleTraits;
 
@@ -56,15 +56,14 @@ template <class Style>
 int WritePart(Style& style, StyleSink sink, StylePart part) {
   StyleWriter writer(sink);
   const Span<const StyleLayoutItem> items = ItemsOf<Style>(part);
-  const bool written = Transfer(writer, style, StyleTraits<Style>::kRows, items) == items.size();
+  const bool written = Transfer(writer, style, items) == items.size();
   return written && sink.Flush() ? style_file::kOk : style_file::kWriteFailed;
 }
 template <class Style>
 int ReadPart(Style& style, StyleSource& source, StylePart part) {
   StyleReader reader(source, part == StylePart::kWhole206 ? 0.0f : style.FileVersion);
   const Span<const StyleLayoutItem> items = ItemsOf<Style>(part);
-  return Transfer(reader, style, StyleTraits<Style>::kRows, items) == items.size() ? style_file::kOk
-                                                                                   : style_file::kReadFailed;
+  return Transfer(reader, style, items) == items.size() ? style_file::kOk : style_file::kReadFailed;
 }
 template <class Style>
 int ReadPart(Style& style, StylePart part) {
@@ -169,16 +168,9 @@ core::Result<std::size_t> ReadingOf(int result, const StyleSource& source);
 
 /// The functions of trq/core/style_file.h, for a style with records.
 template <class Style>
-core::Result<std::size_t> ReadStyleFromBytes(Bytes bytes, Style& style) {
+core::Result<std::size_t> ReadStyleFromBytes(Bytes bytes, Style& style, bool as_206) {
   StyleSource source(bytes);
-  const int result = DispatchRead(style, source);
-  return ReadingOf(result, source);
-}
-
-template <class Style>
-core::Result<std::size_t> ReadStyle206FromBytes(Bytes bytes, Style& style) {
-  StyleSource source(bytes);
-  const int result = ReadPart(style, source, StylePart::kWhole206);
+  const int result = as_206 ? ReadPart(style, source, StylePart::kWhole206) : DispatchRead(style, source);
   return ReadingOf(result, source);
 }
 

@@ -45,19 +45,14 @@ constexpr core::StyleText<StyleOf<kMember>> TextRow(const char* key) {
   return {key, [](Style& style) -> CString& { return Reach<kMember, kIndex>(style); }};
 }
 
-/// A row of words or texts by its key; a key that is not there is a compile-time error.
-template <class Rows>
-constexpr std::size_t KeyIndex(const Rows& rows, std::string_view key) {
-  for (std::size_t i = 0; i < std::size(rows); ++i) {
-    if (rows[i].key == key) return i;
-  }
-  throw std::logic_error("no such key");
-}
+/// The words, texts and records that a style has: `kWords`, `kTexts` and, unless it has no records, `kRows`.
+template <class Style>
+struct StyleLists;
 
-/// A layout while it is made: items in file order.
-template <std::size_t kMost>
+/// A layout while it is made: items in file order. What stands alone is named by `first`.
+template <class Style, class Lists = StyleLists<Style>>
 struct LayoutItems {
-  StyleLayoutItem items[kMost] = {};
+  StyleLayoutItem items[300] = {};
   std::size_t count = 0;
   std::size_t bytes = 0;
 
@@ -65,22 +60,22 @@ struct LayoutItems {
     items[count++] = {kind, name, index, size, bytes};
     if (kind != ItemKind::kSweeps) bytes += size;
   }
-  template <class Rows>
-  constexpr void Words(const Rows& rows, std::string_view first, std::string_view last) {
-    for (std::size_t i = KeyIndex(rows, first); i <= KeyIndex(rows, last); ++i) {
-      Add(ItemKind::kWord, rows[i].key, i, 4);
+  constexpr void Words(std::string_view first, std::string_view last = {}) {
+    const auto at = [](std::string_view key) {
+      return IndexOf(Lists::kWords, &core::StyleWord<Style>::key, key);
+    };
+    for (std::size_t i = at(first); i <= at(last.empty() ? first : last); ++i) {
+      Add(ItemKind::kWord, Lists::kWords[i].key, i, 4);
     }
   }
-  template <class Rows>
-  constexpr void Text(const Rows& rows, std::string_view key, std::size_t width,
-                      ItemKind kind = ItemKind::kText) {
-    const std::size_t i = KeyIndex(rows, key);
-    Add(kind, rows[i].key, i, width);
+  constexpr void Text(std::string_view key, std::size_t width = 512, ItemKind kind = ItemKind::kText) {
+    const std::size_t i = IndexOf(Lists::kTexts, &core::StyleText<Style>::key, key);
+    Add(kind, Lists::kTexts[i].key, i, width);
   }
-  template <class Rows>
-  constexpr void Records(const Rows& rows, RowRange range, ItemKind kind = ItemKind::kRecord) {
-    for (int row = range.first; row <= range.last; ++row) {
-      Add(kind, rows[row].name, static_cast<std::size_t>(row), core::StyleRecordBytes::kSize);
+  constexpr void Records(std::string_view first, std::string_view last = {},
+                         ItemKind kind = ItemKind::kRecord) {
+    for (const auto& row : FindRows(Lists::kRows, first, last)) {
+      Add(kind, row.name, static_cast<std::size_t>(&row - Lists::kRows), core::StyleRecordBytes::kSize);
     }
   }
   constexpr Span<const StyleLayoutItem> All() const { return {items, count}; }
@@ -109,19 +104,20 @@ bool ReadVersion206(StyleReader& reader, Style& style) {
   return true;
 }
 
-/// Writes or reads one item; `rows` is the style's parameter table, or nullptr for a style without records.
-template <class Io, class Style, class Rows>
-bool TransferItem(Io& io, Style& style, const Rows& rows, const StyleLayoutItem& item) {
+/// Writes or reads one item.
+template <class Io, class Style>
+bool TransferItem(Io& io, Style& style, const StyleLayoutItem& item) {
+  using Lists = StyleLists<Style>;
   switch (item.kind) {
     case ItemKind::kWord:
-      return io.Word(core::StyleWords<Style>()[item.index].in(style));
+      return io.Word(Lists::kWords[item.index].in(style));
     case ItemKind::kText:
-      return io.Text(core::StyleTexts<Style>()[item.index].in(style), item.size);
+      return io.Text(Lists::kTexts[item.index].in(style), item.size);
     case ItemKind::kBytes:
-      return io.RawText(core::StyleTexts<Style>()[item.index].in(style), item.size);
+      return io.RawText(Lists::kTexts[item.index].in(style), item.size);
     case ItemKind::kRecord:
-      if constexpr (!std::is_null_pointer_v<Rows>) {
-        return WithRecord(rows[item.index], style, [&io](auto& record) { return io.Record(record); });
+      if constexpr (!std::is_same_v<Style, RECOATSTYLE>) {  // which has no records
+        return WithRecord(Lists::kRows[item.index], style, [&io](auto& record) { return io.Record(record); });
       }
       return false;
     default:
@@ -134,10 +130,10 @@ bool TransferItem(Io& io, Style& style, const Rows& rows, const StyleLayoutItem&
 }
 
 /// Writes or reads items up to the first failure; returns how many.
-template <class Io, class Style, class Rows>
-std::size_t Transfer(Io& io, Style& style, const Rows& rows, Span<const StyleLayoutItem> items) {
+template <class Io, class Style>
+std::size_t Transfer(Io& io, Style& style, Span<const StyleLayoutItem> items) {
   std::size_t done = 0;
-  while (done < items.size() && TransferItem(io, style, rows, items[done])) ++done;
+  while (done < items.size() && TransferItem(io, style, items[done])) ++done;
   return done;
 }
 

@@ -2,33 +2,33 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
+#include <initializer_list>
 #include <stdexcept>
 #include <string_view>
 
+#include "trq/core/span.h"
 #include "trq/styles.h"
 
 namespace trq::detail {
 
-/// Rows first..last of a table, both included.
-struct RowRange {
-  int first;
-  int last;
-};
-
-/// The row of that name; a name that the table does not have is a compile-time error.
+/// Where the row stands whose name (or key) is `wanted`; a name that no row has is a compile-time error.
 template <class Row, std::size_t kRows>
-constexpr int RowIndex(const Row (&rows)[kRows], std::string_view name) {
+constexpr std::size_t IndexOf(const Row (&rows)[kRows], const char* Row::*name, std::string_view wanted) {
   for (std::size_t i = 0; i < kRows; ++i) {
-    if (rows[i].name == name) return static_cast<int>(i);
+    if (rows[i].*name == wanted) return i;
   }
-  throw std::logic_error("no such parameter");
+  throw std::logic_error("no such row");
 }
 
+/// The rows from `first` to `last`, both included; without `last` only the first.
 template <class Row, std::size_t kRows>
-constexpr RowRange FindRows(const Row (&rows)[kRows], std::string_view first, std::string_view last) {
-  const RowRange range{RowIndex(rows, first), RowIndex(rows, last)};
-  if (range.first > range.last) throw std::logic_error("the rows stand the other way round");
-  return range;
+constexpr Span<const Row> FindRows(const Row (&rows)[kRows], std::string_view first,
+                                   std::string_view last = {}) {
+  const std::size_t from = IndexOf(rows, &Row::name, first);
+  const std::size_t to = last.empty() ? from : IndexOf(rows, &Row::name, last);
+  if (from > to) throw std::logic_error("the rows stand the other way round");
+  return {rows + from, to - from + 1};
 }
 
 /// How many rows satisfy `condition`.
@@ -37,14 +37,6 @@ constexpr int CountRows(const Row (&rows)[kRows], Condition condition) {
   int count = 0;
   for (const Row& row : rows) count += condition(row) ? 1 : 0;
   return count;
-}
-
-/// How many of the ranges hold row `row`.
-template <class Ranges>
-constexpr int TimesListed(const Ranges& ranges, int row) {
-  int times = 0;
-  for (const RowRange& range : ranges) times += range.first <= row && row <= range.last ? 1 : 0;
-  return times;
 }
 
 /// Calls `action(record)` with the record of `row` in `style`, of whichever class it is.
@@ -56,12 +48,12 @@ decltype(auto) WithRecord(const Row& row, Style& style, Action action) {
 
 /// Gives a record the value and the default, or the range, that its row says a new style holds.
 template <class T>
-void SetNewValues(trq::StyleParameterRecord<T>& record, const trq::StyleParameterDefaults& defaults) {
+void SetNewValues(StyleParameterRecord<T>& record, const StyleParameterDefaults& defaults) {
   record.SetValue(static_cast<T>(defaults.value));
   record.SetDefaultValue(static_cast<T>(defaults.default_value));
 }
 template <class T>
-void SetNewRange(trq::StyleParameterRecord<T>& record, const trq::StyleParameterDefaults& defaults) {
+void SetNewRange(StyleParameterRecord<T>& record, const StyleParameterDefaults& defaults) {
   record.SetMinRange(static_cast<T>(defaults.minimum));
   record.SetMaxRange(static_cast<T>(defaults.maximum));
 }
@@ -76,41 +68,108 @@ void SetAllDefaults(const Row (&rows)[kRows], Style& style) {
   }
 }
 
-/// Calls `action` with every float record whose row satisfies `condition`.
-template <class Row, std::size_t kRows, class Style, class Condition, class Action>
-void ForFloatRecords(const Row (&rows)[kRows], Style& style, Condition condition, Action action) {
+/// Changes every record whose quantity is `chosen`; integer records never are.
+template <class Row, std::size_t kRows, class Style>
+void ForFloatRecords(const Row (&rows)[kRows], Style& style, bool (*chosen)(StyleQuantity),
+                     void (StyleParameterRecordFloat::*change)()) {
   for (const Row& row : rows) {
-    if (!condition(row)) continue;
-    if (auto* record = row.member.FloatIn(style)) action(*record);
+    if (chosen(row.quantity)) (row.member.FloatIn(style)->*change)();
   }
 }
 
-/// Values of rows in tables.
-inline constexpr float kNoMinimum = trq::StyleParameterRecord<float>::kNoMinimum;
-inline constexpr float kNoMaximum = trq::StyleParameterRecord<float>::kNoMaximum;
-inline constexpr trq::StyleParameterDefaults kZero = {0, 0, kNoMinimum, kNoMaximum};
-inline constexpr trq::StyleParameterDefaults kOne = {1, 1, kNoMinimum, kNoMaximum};
-/// A "Version" record: 3.01 in the value only.
-inline constexpr trq::StyleParameterDefaults kVersionDefault = {3.01f, 0, kNoMinimum, kNoMaximum};
+/// Calls `set(record, number)` for the records of rows, with the 4-byte numbers that stand at `next`; returns
+/// where they end.
+template <class Row, class Style, class Set>
+const char* ForNumbers(Span<const Row> rows, Style& style, const char* next, Set set) {
+  for (const Row& row : rows) {
+    WithRecord(row, style, [&](auto& record) {
+      decltype(record.GetValue()) number;
+      std::memcpy(&number, next, sizeof number);
+      next += sizeof number;
+      set(record, number);
+    });
+  }
+  return next;
+}
 
-constexpr trq::StyleParameterDefaults Ranged(float value, float minimum, float maximum) {
+/// What a line of a table says of a parameter beyond its record.
+struct ParameterKind {
+  StyleQuantity quantity;
+  StyleParameterDefaults defaults = {};
+  bool named = true;
+};
+
+/// Value and default, with a range.
+constexpr StyleParameterDefaults Ranged(float value, float minimum, float maximum) {
   return {value, value, minimum, maximum};
 }
 
-/// What tables call quantities and regions.
+/// What tables call kinds and regions.
 namespace style_rows {
 using Q = StyleQuantity;
-inline constexpr Q kNumber = Q::kNumber, kFlag = Q::kFlag, kVersion = Q::kVersion, kLength = Q::kLength,
-                   kLengthKept = Q::kLengthKept, kAngle = Q::kAngle, kPower = Q::kPower, kResin = Q::kResin,
-                   kThreshold = Q::kThreshold;
 using R = StyleRegion;
-inline constexpr R kGeneral = R::kGeneral, kSmallLayer = R::kSmallLayer, kSmallUp = R::kSmallUp,
-                   kSmallDown = R::kSmallDown, kLargeLayer = R::kLargeLayer, kLargeUp = R::kLargeUp,
-                   kLargeDown = R::kLargeDown, kScanning = R::kScanning, kQc = R::kQc,
-                   kCompensation = R::kCompensation, kResinRegion = R::kResin, kTooling = R::kTooling,
-                   kSupport = R::kSupport, kPowerRegion = R::kPower, kFeatures = R::kFeatures, kDip = R::kDip,
-                   kPrimaryDip = R::kPrimaryDip, kSecondaryDip = R::kSecondaryDip, kSweeps = R::kSweeps,
-                   kUnnamedRegion = R::kUnnamed;
+inline constexpr ParameterKind kNumber = {Q::kNumber};
+inline constexpr ParameterKind kFlag = {Q::kFlag};
+inline constexpr ParameterKind kSetFlag = {Q::kFlag, {1, 1}};
+inline constexpr ParameterKind kVersion = {Q::kVersion, {3.01f}};  // in the value only
+inline constexpr ParameterKind kLength = {Q::kLength};
+inline constexpr ParameterKind kLengthKept = {Q::kLengthKept};
+inline constexpr ParameterKind kAngle = {Q::kAngle};
+inline constexpr ParameterKind kPower = {Q::kPower, Ranged(600, 50, 1200)};
+inline constexpr ParameterKind kResin = {Q::kResin};
+inline constexpr ParameterKind kUnnamed = {Q::kNumber, {}, false};
 }  // namespace style_rows
+
+/// A line of a table.
+template <class Member>
+struct TableLine {
+  const char* name;
+  Member member;
+  ParameterKind kind = member.is_float() ? style_rows::kLength : style_rows::kNumber;
+  StyleRegion region = StyleRegion::kUnnamed;  ///< unnamed: that of the line before
+};
+
+/// The names of the records of a run: "KeptInts[0]", "KeptInts[1]", ...
+template <std::size_t kCount>
+struct RunNames {
+  char text[kCount][32] = {};
+
+  constexpr explicit RunNames(std::string_view run) {
+    for (std::size_t i = 0; i < kCount; ++i) {
+      char* next = text[i];
+      for (const char c : run) *next++ = c;
+      *next++ = '[';
+      if (i >= 10) *next++ = static_cast<char>('0' + i / 10);
+      *next++ = static_cast<char>('0' + i % 10);
+      *next = ']';
+    }
+  }
+};
+
+/// A parameter table while it is made: rows in member order.
+template <class Member, std::size_t kCount>
+struct StyleTable {
+  StyleParameterRow<Member> rows[kCount] = {};
+  std::size_t count = 0;
+
+  constexpr void Add(std::initializer_list<TableLine<Member>> lines) {
+    for (const TableLine<Member>& line : lines) {
+      if (line.region != StyleRegion::kUnnamed) region_ = line.region;
+      const auto& [quantity, defaults, named] = line.kind;
+      rows[count++] = {line.name, line.member, quantity, named ? region_ : StyleRegion::kUnnamed,
+                       defaults,  named};
+    }
+  }
+  /// All records of a member that is a run of unnamed ones.
+  template <std::size_t kLength, class Run>
+  constexpr void AddRun(const RunNames<kLength>& names, Run run) {
+    for (std::size_t i = 0; i < kLength; ++i) {
+      Add({{names.text[i], {run, static_cast<int>(i)}, style_rows::kUnnamed}});
+    }
+  }
+
+ private:
+  StyleRegion region_ = StyleRegion::kGeneral;
+};
 
 }  // namespace trq::detail

@@ -29,14 +29,13 @@ std::string StyleTextHeading(const Style& style, const char* first_line, bool co
 /// The machine line; `header_name` is the column of names for the readable form.
 std::string MachineTextLine(int machine, bool comma_separated, const char* trq::MachineTypeRow::*header_name);
 
-/// The lines of the records of a table's rows.
+/// The lines of the records of rows.
 template <class Style, class Row>
-std::string RecordLines(const Style& style, const Row* table, RowRange rows, bool comma_separated) {
+std::string RecordLines(const Style& style, Span<const Row> rows, bool comma_separated) {
   std::string text;
-  for (int row = rows.first; row <= rows.last; ++row) {
-    text += WithRecord(table[row], style, [&](const auto& record) {
-      return AsciiRecord(record, table[row].name, comma_separated);
-    });
+  for (const Row& row : rows) {
+    text += WithRecord(row, style,
+                       [&](const auto& record) { return AsciiRecord(record, row.name, comma_separated); });
   }
   return text;
 }

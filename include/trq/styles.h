@@ -256,6 +256,7 @@ class StyleRecordMember {
   using FloatRecord = FloatRecordType;
   using IntRecord = IntRecordType;
 
+  constexpr StyleRecordMember() = default;  ///< none, until one is assigned
   constexpr StyleRecordMember(FloatRecord Style::*member) : float_(member) {}  // NOLINT: implicit in tables
   constexpr StyleRecordMember(IntRecord Style::*member) : int_(member) {}      // NOLINT: implicit in tables
   constexpr StyleRecordMember(FloatRecord (Style::*run)[kFloatRun], int index)
