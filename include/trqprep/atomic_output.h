@@ -16,14 +16,35 @@
 
 namespace trqprep {
 
+/// What files and folders have in common.
+class Output {
+ public:
+  /// Where to write: an existing, empty file that may be opened again and truncated, or the folder to fill.
+  const std::string& path() const { return temporary_.path(); }
+  /// The final name as given.
+  const std::string& final_path() const { return given_; }
+
+ protected:
+  Output(const std::string& path, bool replace, unsigned mode);
+  /// Fails with what went wrong and the system's reason; 0 is no error.
+  void Require(int error, const char* failure = "cannot be written") const;
+  [[noreturn]] void FailExists() const;
+  void MakeTemporary(const std::string& folder, bool (*make)(char* name));
+  void FlushPath(const std::string& path) const;
+  void SetMode() const;
+  void TakeName(bool replace);
+
+  std::string given_;
+  std::string target_;  // links followed
+  bool replace_;
+  unsigned mode_;
+  TemporaryPath temporary_;
+};
+
 /// An output file. Refuses an existing one unless `replace`.
-class OutputFile {
+class OutputFile : public Output {
  public:
   OutputFile(const std::string& path, bool replace);
-  /// Where to write: an existing, empty file that may be opened again and truncated.
-  const std::string& path() const { return temporary_.path(); }
-  /// The file's final name as given.
-  const std::string& final_path() const { return given_; }
   /// Writes all the bytes to path().
   void Write(std::string_view bytes);
   /// Says how long the finished file must be; a shorter or longer one was not written completely.
@@ -32,16 +53,10 @@ class OutputFile {
   void Commit();
 
  private:
-  [[noreturn]] void FailTo(const char* what, int error) const;
   void CopyToSpecial();
 
-  std::string given_;
-  std::string target_;  // links followed
-  bool replace_;
   bool special_ = false;
-  unsigned mode_ = 0;
   std::int64_t expected_size_ = -1;
-  TemporaryPath temporary_;
 };
 
 /// Writes a whole file in one step: OutputFile, Write, read back, Commit.
@@ -49,11 +64,10 @@ void WriteOutputFile(const std::string& path, std::string_view bytes, bool repla
 
 /// An output folder. Refuses an existing one unless `replace`; then the two are exchanged in one step and the
 /// old one is removed.
-class OutputFolder {
+class OutputFolder : public Output {
  public:
   OutputFolder(const std::string& path, bool replace);
-  /// The folder to fill; `name` is a path below it.
-  const std::string& path() const { return temporary_.path(); }
+  /// `name` is a path below the folder.
   std::string PathOf(const std::string& name) const { return path() + "/" + name; }
   void MakeFolder(const std::string& name);
   /// Size and SHA-256 of a file of the folder, taken from the bytes as they were written.
@@ -68,15 +82,6 @@ class OutputFolder {
   Written WriteFile(const std::string& name, const std::function<void(trq::core::ByteSink&)>& write);
   /// Flushes everything and gives the folder its final name. May be called once.
   void Commit();
-
- private:
-  [[noreturn]] void FailTo(const char* what, int error) const;
-
-  std::string given_;
-  std::string target_;
-  bool replace_;
-  unsigned mode_ = 0;
-  TemporaryPath temporary_;
 };
 
 /// A private folder for fixed-name outputs and comparisons; removed with this object.

@@ -42,11 +42,6 @@ class Json {
   Json(const std::vector<Value>& values) : value_(List(values.begin(), values.end())) {}
   /// An object when every value is a list of a text and another value; a list otherwise.
   Json(std::initializer_list<Json> values);
-  Json(const Json&);
-  Json(Json&&) noexcept;
-  Json& operator=(const Json&);
-  Json& operator=(Json&&) noexcept;
-  ~Json();
 
   static Json array(std::initializer_list<Json> values = {});
   static Json object();

@@ -53,6 +53,11 @@ struct Failure {
 };
 /// Throws it; but std::bad_alloc for an input or output that errno says failed for want of memory.
 [[noreturn]] void Fail(ExitCode exit, Message message);
+/// The same with the code USAGE and exit 2, or with exit 3 or 4, and with a message that has no more than
+/// this.
+[[noreturn]] void FailUsage(std::string file, std::string text, std::string hint = "");
+[[noreturn]] void FailInput(Code code, std::string file, std::string text, std::string hint = "");
+[[noreturn]] void FailOutput(Code code, std::string file, std::string text, std::string hint = "");
 
 /// "trqprep X.Y.Z"
 std::string ToolName();

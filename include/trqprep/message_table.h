@@ -108,13 +108,13 @@ enum class Code {
 
 struct MessageRow {
   Code code;
-  const char* text;  ///< as it is printed, such as STL-SHORT; kept: scripts depend on it
-  Severity severity;
-  unsigned also;      ///< the other severities that it is said with, bits 1 << Severity
+  const char* text;   ///< as it is printed, such as STL-SHORT; kept: scripts depend on it
   const char* title;  ///< what it means, in a few words
   const char* hint;   ///< the next step
-  const char*
-      story;  ///< why it matters, how it is measured, what to do; empty for what is no rule of a check
+  Severity severity = Severity::kError;
+  unsigned also = 0;  ///< the other severities that it is said with, bits 1 << Severity
+  const char* story =
+      "";  ///< why it matters, how it is measured, what to do; empty for what is no rule of a check
   bool is_rule() const { return *story != '\0'; }
 };
 

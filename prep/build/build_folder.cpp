@@ -40,9 +40,8 @@ class FolderWriter {
 void WritePlateStl(const Plate& plate, trq::core::ByteSink& sink) {
   const std::int64_t facets = FacetCount(plate);
   if (facets > 2147483647 / 50) {
-    Fail(ExitCode::kInput,
-         Message(Code::kMeshTooLarge, "", fmt::format("the plate would have {} facets", facets))
-             .Hint("fewer copies, or simplified parts"));
+    FailInput(Code::kMeshTooLarge, "", fmt::format("the plate would have {} facets", facets),
+              "fewer copies, or simplified parts");
   }
   trq::core::StlWriting how;
   how.keep_normals = true;
@@ -76,8 +75,7 @@ void WritePartFile(const PlatePart& part, FolderWriter& writer) {
     while (const std::size_t got = file.Read(block.data(), block.size())) sink.Write(block.data(), got);
   });
   if (sha256 != part.sha256) {
-    Fail(ExitCode::kInput, Message(Code::kInputChanged, part.request.path, "changed while it was being built")
-                               .Hint("build again"));
+    FailInput(Code::kInputChanged, part.request.path, "changed while it was being built", "build again");
   }
 }
 
@@ -159,12 +157,12 @@ Json ReadBuildDocument(const std::string& folder) {
   try {
     document = ParseJson(text);
   } catch (const JsonMistake& mistake) {
-    Fail(ExitCode::kInput, Message(Code::kBuildInvalid, path, mistake.text));
+    FailInput(Code::kBuildInvalid, path, mistake.text);
   }
   if (!document.is_object() || document.value("schema", Json()) != kBuildSchema ||
       !document.contains("pieces") || !document["pieces"].is_array() || !document.contains("inputs") ||
       !document["inputs"].is_array()) {
-    Fail(ExitCode::kInput, Message(Code::kBuildInvalid, path, "does not describe a build"));
+    FailInput(Code::kBuildInvalid, path, "does not describe a build");
   }
   return document;
 }

@@ -69,9 +69,8 @@ class Stacker {
     style.given = path;
     std::optional<StyleFile> file = ExamineStyle(path, ReadWholeFile(path), kind);
     if (!file || file->kind != kind) {
-      Fail(ExitCode::kInput, Message(file ? Code::kStyleKind : Code::kStyleUnknown, path,
-                                     fmt::format("is no {}", StyleKindName(kind)))
-                                 .Hint("'trqprep info' tells what a file holds"));
+      FailInput(file ? Code::kStyleKind : Code::kStyleUnknown, path,
+                fmt::format("is no {}", StyleKindName(kind)), "'trqprep info' tells what a file holds");
     }
     if (!file->complete) {
       Fail(ExitCode::kInput, StyleIsShort(*file).Hint("copy the file again from where it came"));
@@ -161,9 +160,8 @@ void RefuseSeveral(const std::vector<StyleRequest>& styles, const std::string& s
   const auto count =
       std::count_if(styles.begin(), styles.end(), [](const StyleRequest& style) { return !style.banded; });
   if (count < 2) return;
-  Fail(ExitCode::kUsage,
-       Message(Code::kUsage, "", fmt::format("{} styles without a band for {}", count, subject))
-           .Hint("one covers everything; give the others a band, FILE@FROM:TO"));
+  FailUsage("", fmt::format("{} styles without a band for {}", count, subject),
+            "one covers everything; give the others a band, FILE@FROM:TO");
 }
 
 std::vector<StyleBand> Bands(const std::vector<StackedStyle>& stack) {

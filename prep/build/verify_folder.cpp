@@ -26,9 +26,7 @@ namespace {
 constexpr double kSnapped = 0.00011;
 
 [[noreturn]] void Invalid(const std::string& folder, const std::string& what) {
-  Fail(ExitCode::kInput,
-       Message(Code::kBuildInvalid, folder + "/" + kBuildJson, what + " is missing or malformed")
-           .Hint("build again"));
+  FailInput(Code::kBuildInvalid, folder + "/" + kBuildJson, what + " is missing or malformed", "build again");
 }
 
 std::string TextAt(const std::string& folder, const Json& entry, const char* key) {

@@ -25,6 +25,7 @@ int standard_output = STDOUT_FILENO;
 class Descriptor {
  public:
   explicit Descriptor(int number) : number_(number) {}
+  Descriptor(const std::string& path, int how) : Descriptor(open(path.c_str(), how | O_CLOEXEC, 0666)) {}
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
   ~Descriptor() {
@@ -42,32 +43,31 @@ class Descriptor {
   int number_;
 };
 
+constexpr const char* kTemporaryName = "/.trqprep-XXXXXX";
+constexpr const char* kDiskFull = "is the disk full, or a size limit in force?";
+constexpr int kNewContent = O_WRONLY | O_CREAT | O_TRUNC;
+
 std::string FolderOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   if (slash == std::string::npos) return ".";
   return slash == 0 ? "/" : path.substr(0, slash);
 }
 
+std::string WithoutLastSlashes(std::string path) {
+  while (path.size() > 1 && path.back() == '/') path.pop_back();
+  return path;
+}
+
 // The path that the link, or chain of links, names; it need not exist.
 std::string FollowLinks(std::string path, const std::string& given) {
   for (int links = 0; links < 40; ++links) {
     if (NamesStandardOutput(path)) return path;
-    struct stat status {};
-    if (lstat(path.c_str(), &status) != 0 || !S_ISLNK(status.st_mode)) return path;
-    char text[PATH_MAX];
-    const ssize_t length = readlink(path.c_str(), text, sizeof text);
-    if (length <= 0) return path;
-    const std::string link(text, static_cast<std::size_t>(length));
+    std::error_code error;
+    const std::string link = std::filesystem::read_symlink(path, error).string();
+    if (link.empty()) return path;
     path = link[0] == '/' ? link : FolderOf(path) + "/" + link;
   }
-  Fail(ExitCode::kOutput, Message(Code::kOutputUnwritable, given, SystemText(ELOOP)));
-}
-
-// Makes `.trqprep-XXXXXX` in the folder.
-TemporaryPath MakeTemporary(const std::string& folder, bool (*make)(char* name), int* error) {
-  TemporaryPath made(folder + "/.trqprep-XXXXXX", make);
-  *error = made.path().empty() ? errno : 0;
-  return made;
+  FailOutput(Code::kOutputUnwritable, given, SystemText(ELOOP));
 }
 
 bool MakeFile(char* name) {
@@ -79,8 +79,10 @@ bool MakeFile(char* name) {
 
 bool MakeFolderOf(char* name) { return mkdtemp(name) != nullptr; }
 
+// The functions below return 0, or the errno of what failed.
+
 int Flush(const std::string& path) {
-  const Descriptor descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  const Descriptor descriptor(path, O_RDONLY);
   if (descriptor.number() < 0) return errno;
   // Some file systems cannot flush a folder; that is no failure of the file.
   if (fsync(descriptor.number()) != 0 && errno != EINVAL && errno != EROFS) return errno;
@@ -97,6 +99,20 @@ int WriteBytes(int descriptor, std::string_view bytes) {
     bytes.remove_prefix(static_cast<std::size_t>(n));
   }
   return 0;
+}
+
+// Hands the file over block by block; an errno that `take` returns ends that.
+int ReadBlocks(const std::string& path, const std::function<int(std::string_view)>& take) {
+  const Descriptor descriptor(path, O_RDONLY);
+  std::vector<char> block(1 << 16);
+  int error = 0;
+  while (error == 0) {
+    const ssize_t n = read(descriptor.number(), block.data(), block.size());
+    if (n < 0) return errno;
+    if (n == 0) break;
+    error = take({block.data(), static_cast<std::size_t>(n)});
+  }
+  return error;
 }
 
 // Writes to a descriptor, counting and hashing what passes.
@@ -122,35 +138,26 @@ class HashingSink : public trq::core::ByteSink {
   Sha256Digest digest_;
 };
 
-int WriteWholeFile(const std::string& path, std::string_view bytes) {
-  Descriptor descriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
-  if (descriptor.number() < 0) return errno;
-  if (const int error = WriteBytes(descriptor.number(), bytes)) return error;
-  return descriptor.Close();
-}
-
-bool HoldsBytes(const std::string& path, std::string_view bytes) {
-  const Descriptor descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (descriptor.number() < 0) return false;
-  std::vector<char> block(1 << 16);
-  while (true) {
-    const ssize_t n = read(descriptor.number(), block.data(), block.size());
-    if (n < 0) return false;
-    if (n == 0) return bytes.empty();
-    const std::string_view piece(block.data(), static_cast<std::size_t>(n));
-    if (bytes.substr(0, piece.size()) != piece) return false;
+void RequireBytes(const std::string& path, std::string_view bytes, const std::string& given) {
+  const int error = ReadBlocks(path, [&](std::string_view piece) {
+    if (bytes.substr(0, piece.size()) != piece) return EIO;
     bytes.remove_prefix(piece.size());
+    return 0;
+  });
+  if (error != 0 || !bytes.empty()) {
+    FailOutput(Code::kOutputShort, given, "does not read back as it was written");
   }
 }
 
 // Renames; without `replace` an existing target, even one made a moment ago, is refused with EEXIST.
 int Rename(const std::string& from, const std::string& to, bool replace) {
-  if (replace) return rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
-  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
-  if (errno != EINVAL && errno != ENOSYS) return errno;
-  // This file system has no such rename.
-  struct stat status {};
-  if (lstat(to.c_str(), &status) == 0) return EEXIST;
+  if (!replace) {
+    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
+    if (errno != EINVAL && errno != ENOSYS) return errno;
+    // This file system has no such rename.
+    struct stat status {};
+    if (lstat(to.c_str(), &status) == 0) return EEXIST;
+  }
   return rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }
 
@@ -161,19 +168,6 @@ std::string PrivateParent() {
   std::error_code error;
   const std::filesystem::path whole = std::filesystem::absolute(parent, error);
   return error ? parent : whole.string();
-}
-
-[[noreturn]] void FailExists(const std::string& given) {
-  Fail(ExitCode::kOutput, Message(Code::kOutputExists, given, "exists already")
-                              .Hint("--force replaces it, or choose another name with -o"));
-}
-
-[[noreturn]] void FailCreate(const std::string& given, const std::string& folder, int error) {
-  Message message(Code::kOutputUnwritable, given,
-                  fmt::format("cannot be written in {}: {}", folder, SystemText(error)));
-  if (error == ENOENT) message.Hint(fmt::format("make the folder first: mkdir -p '{}'", folder));
-  if (error == EACCES || error == EROFS) message.Hint("choose a folder that may be written");
-  Fail(ExitCode::kOutput, message);
 }
 
 }  // namespace
@@ -191,157 +185,159 @@ void RememberUmask() {
 
 // ---------------------------------------------------------------------------------------------------------
 
-OutputFile::OutputFile(const std::string& path, bool replace) : given_(path), replace_(replace) {
-  if (path.empty()) Fail(ExitCode::kUsage, Message(Code::kUsage, "", "the name of an output is empty"));
+Output::Output(const std::string& path, bool replace, unsigned mode)
+    : given_(path), replace_(replace), mode_(mode & ~process_umask) {
+  if (path.empty()) FailUsage("", "the name of an output is empty");
+}
+
+void Output::Require(int error, const char* failure) const {
+  if (error != 0)
+    FailOutput(Code::kOutputUnwritable, given_, fmt::format("{}: {}", failure, SystemText(error)));
+}
+
+void Output::FailExists() const {
+  FailOutput(Code::kOutputExists, given_, "exists already",
+             "--force replaces it, or choose another name with -o");
+}
+
+void Output::MakeTemporary(const std::string& folder, bool (*make)(char* name)) {
+  temporary_ = TemporaryPath(folder + kTemporaryName, make);
+  if (!path().empty()) return;
+  const int error = errno;
+  FailOutput(Code::kOutputUnwritable, given_,
+             fmt::format("cannot be written in {}: {}", folder, SystemText(error)),
+             error == ENOENT                     ? fmt::format("make the folder first: mkdir -p '{}'", folder)
+             : error == EACCES || error == EROFS ? "choose a folder that may be written"
+                                                 : "");
+}
+
+void Output::FlushPath(const std::string& path) const { Require(Flush(path), "cannot be flushed to disk"); }
+
+void Output::SetMode() const {
+  Require(chmod(path().c_str(), mode_) == 0 ? 0 : errno, "cannot be given its mode");
+}
+
+void Output::TakeName(bool replace) {
+  const auto hold = HoldTemporaryPaths();
+  const int error = Rename(path(), target_, replace);
+  if (error == EEXIST) FailExists();
+  Require(error, "cannot be given its name");
+  temporary_.Release();
+  Flush(FolderOf(target_));
+}
+
+// ---------------------------------------------------------------------------------------------------------
+
+OutputFile::OutputFile(const std::string& path, bool replace) : Output(path, replace, 0666) {
   target_ = FollowLinks(path, path);
   struct stat status {};
-  mode_ = 0666 & ~process_umask;
   if (NamesStandardOutput(target_)) {
     special_ = true;
   } else if (stat(target_.c_str(), &status) == 0) {
     if (S_ISDIR(status.st_mode)) {
-      Fail(ExitCode::kOutput,
-           Message(Code::kOutputFolder, given_, "is a folder").Hint("name a file inside it"));
+      FailOutput(Code::kOutputFolder, given_, "is a folder", "name a file inside it");
     }
-    if (S_ISREG(status.st_mode)) {
-      if (!replace_) FailExists(given_);
+    special_ = !S_ISREG(status.st_mode);
+    if (!special_) {
+      if (!replace_) FailExists();
       mode_ = status.st_mode & 07777;
-    } else {
-      special_ = true;
     }
   } else if (errno != ENOENT) {
-    FailTo("cannot be written", errno);
+    Require(errno);
   } else if (target_.back() == '/') {
-    Fail(ExitCode::kOutput, Message(Code::kOutputFolder, given_, "names a folder").Hint("name a file"));
+    FailOutput(Code::kOutputFolder, given_, "names a folder", "name a file");
   }
-  int error = 0;
   // A device or pipe is fed from a private file, which is not to stand in a folder such as /dev.
-  const std::string folder = special_ ? PrivateParent() : FolderOf(target_);
-  temporary_ = MakeTemporary(folder, MakeFile, &error);
-  if (error != 0) FailCreate(given_, folder, error);
-}
-
-void OutputFile::FailTo(const char* what, int error) const {
-  Fail(ExitCode::kOutput,
-       Message(Code::kOutputUnwritable, given_, fmt::format("{}: {}", what, SystemText(error))));
+  MakeTemporary(special_ ? PrivateParent() : FolderOf(target_), MakeFile);
 }
 
 void OutputFile::Write(std::string_view bytes) {
-  if (const int error = WriteWholeFile(path(), bytes)) FailTo("cannot be written", error);
+  Descriptor descriptor(path(), kNewContent);
+  if (descriptor.number() < 0) Require(errno);
+  Require(WriteBytes(descriptor.number(), bytes));
+  Require(descriptor.Close());
   Expect(bytes.size());
 }
 
 void OutputFile::CopyToSpecial() {
-  const Descriptor from(open(path().c_str(), O_RDONLY | O_CLOEXEC));
-  if (from.number() < 0) FailTo("cannot be written", errno);
-  const bool is_stdout = NamesStandardOutput(target_);
-  Descriptor to(is_stdout ? dup(standard_output) : open(target_.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
-  if (to.number() < 0) FailTo("cannot be written", errno);
-  std::vector<char> block(1 << 16);
-  while (true) {
-    const ssize_t n = read(from.number(), block.data(), block.size());
-    if (n < 0) FailTo("cannot be written", errno);
-    if (n == 0) break;
-    const int error = WriteBytes(to.number(), std::string_view(block.data(), static_cast<std::size_t>(n)));
-    if (error != 0) FailTo("cannot be written", error);
-  }
-  if (const int error = to.Close()) FailTo("cannot be written", error);
+  Descriptor to(NamesStandardOutput(target_) ? dup(standard_output)
+                                             : open(target_.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
+  if (to.number() < 0) Require(errno);
+  Require(ReadBlocks(path(), [&](std::string_view block) { return WriteBytes(to.number(), block); }));
+  Require(to.Close());
 }
 
 void OutputFile::Commit() {
   struct stat status {};
-  if (stat(path().c_str(), &status) != 0) FailTo("cannot be written", errno);
+  if (stat(path().c_str(), &status) != 0) Require(errno);
   if (expected_size_ >= 0 && status.st_size != expected_size_) {
-    Fail(ExitCode::kOutput, Message(Code::kOutputShort, given_,
-                                    fmt::format("could not be written completely ({} of {} bytes)",
-                                                status.st_size, expected_size_))
-                                .Hint("is the disk full, or a size limit in force?"));
+    FailOutput(
+        Code::kOutputShort, given_,
+        fmt::format("could not be written completely ({} of {} bytes)", status.st_size, expected_size_),
+        kDiskFull);
   }
   if (special_) {
     CopyToSpecial();
     return;
   }
   // Flushed before it gets its mode, which may forbid reading.
-  if (const int error = Flush(path())) FailTo("cannot be flushed to disk", error);
-  if (chmod(path().c_str(), mode_) != 0) FailTo("cannot be given its mode", errno);
-  const auto hold = HoldTemporaryPaths();
-  const int error = Rename(path(), target_, replace_);
-  if (error == EEXIST) FailExists(given_);
-  if (error != 0) FailTo("cannot be given its name", error);
-  temporary_.Release();
-  Flush(FolderOf(target_));
+  FlushPath(path());
+  SetMode();
+  TakeName(replace_);
 }
 
 void WriteOutputFile(const std::string& path, std::string_view bytes, bool replace) {
   OutputFile output(path, replace);
   output.Write(bytes);
-  if (!HoldsBytes(output.path(), bytes)) {
-    Fail(ExitCode::kOutput, Message(Code::kOutputShort, path, "does not read back as it was written"));
-  }
+  RequireBytes(output.path(), bytes, path);
   output.Commit();
 }
 
 // ---------------------------------------------------------------------------------------------------------
 
-OutputFolder::OutputFolder(const std::string& path, bool replace) : given_(path), replace_(replace) {
-  if (path.empty()) Fail(ExitCode::kUsage, Message(Code::kUsage, "", "the name of an output is empty"));
-  std::string trimmed = path;
-  while (trimmed.size() > 1 && trimmed.back() == '/') trimmed.pop_back();
-  target_ = FollowLinks(trimmed, path);
-  while (target_.size() > 1 && target_.back() == '/') target_.pop_back();
-  mode_ = 0777 & ~process_umask;
+OutputFolder::OutputFolder(const std::string& path, bool replace) : Output(path, replace, 0777) {
+  target_ = WithoutLastSlashes(FollowLinks(WithoutLastSlashes(path), path));
   struct stat status {};
   if (stat(target_.c_str(), &status) == 0) {
     if (!S_ISDIR(status.st_mode)) {
-      Fail(ExitCode::kOutput, Message(Code::kOutputExists, given_, "exists and is no folder")
-                                  .Hint("choose another name with -o"));
+      FailOutput(Code::kOutputExists, given_, "exists and is no folder", "choose another name with -o");
     }
-    if (!replace_) FailExists(given_);
+    if (!replace_) FailExists();
     struct stat here {};
     if (stat(".", &here) == 0 && here.st_dev == status.st_dev && here.st_ino == status.st_ino) {
-      Fail(ExitCode::kOutput, Message(Code::kOutputUnwritable, given_, "is the current folder")
-                                  .Hint("run from outside it, or choose another name with -o"));
+      FailOutput(Code::kOutputUnwritable, given_, "is the current folder",
+                 "run from outside it, or choose another name with -o");
     }
     mode_ = status.st_mode & 07777;
   } else if (errno != ENOENT) {
-    FailTo("cannot be written", errno);
+    Require(errno);
   }
-  int error = 0;
-  temporary_ = MakeTemporary(FolderOf(target_), MakeFolderOf, &error);
-  if (error != 0) FailCreate(given_, FolderOf(target_), error);
-}
-
-void OutputFolder::FailTo(const char* what, int error) const {
-  Fail(ExitCode::kOutput,
-       Message(Code::kOutputUnwritable, given_, fmt::format("{}: {}", what, SystemText(error))));
+  MakeTemporary(FolderOf(target_), MakeFolderOf);
 }
 
 void OutputFolder::MakeFolder(const std::string& name) {
-  if (mkdir(PathOf(name).c_str(), 0777) != 0) FailTo("cannot be written", errno);
+  if (mkdir(PathOf(name).c_str(), 0777) != 0) Require(errno);
 }
 
 OutputFolder::Written OutputFolder::WriteFile(const std::string& name, std::string_view bytes) {
-  if (const int error = WriteWholeFile(PathOf(name), bytes)) FailTo("cannot be written", error);
-  if (!HoldsBytes(PathOf(name), bytes)) {
-    Fail(ExitCode::kOutput, Message(Code::kOutputShort, given_, "does not read back as it was written"));
-  }
-  return {bytes.size(), Sha256(bytes)};
+  const Written written =
+      WriteFile(name, [&](trq::core::ByteSink& sink) { sink.Write(bytes.data(), bytes.size()); });
+  RequireBytes(PathOf(name), bytes, given_);
+  return written;
 }
 
 OutputFolder::Written OutputFolder::WriteFile(const std::string& name,
                                               const std::function<void(trq::core::ByteSink&)>& write) {
-  Descriptor descriptor(open(PathOf(name).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
-  if (descriptor.number() < 0) FailTo("cannot be written", errno);
+  Descriptor descriptor(PathOf(name), kNewContent);
+  if (descriptor.number() < 0) Require(errno);
   HashingSink sink(descriptor.number());
   write(sink);
-  int error = sink.error();
+  Require(sink.error());
   struct stat status {};
-  if (error == 0 && fstat(descriptor.number(), &status) != 0) error = errno;
-  if (error == 0) error = descriptor.Close();
-  if (error != 0) FailTo("cannot be written", error);
+  if (fstat(descriptor.number(), &status) != 0) Require(errno);
+  Require(descriptor.Close());
   if (static_cast<std::uint64_t>(status.st_size) != sink.size()) {
-    Fail(ExitCode::kOutput, Message(Code::kOutputShort, given_, "could not be written completely")
-                                .Hint("is the disk full, or a size limit in force?"));
+    FailOutput(Code::kOutputShort, given_, "could not be written completely", kDiskFull);
   }
   return {sink.size(), sink.Sha256()};
 }
@@ -349,38 +345,33 @@ OutputFolder::Written OutputFolder::WriteFile(const std::string& name,
 void OutputFolder::Commit() {
   std::error_code walk_error;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(path(), walk_error)) {
-    if (const int error = Flush(entry.path().string())) FailTo("cannot be flushed to disk", error);
+    FlushPath(entry.path().string());
   }
-  if (walk_error) FailTo("cannot be flushed to disk", walk_error.value());
-  if (chmod(path().c_str(), mode_) != 0) FailTo("cannot be given its mode", errno);
-  if (const int error = Flush(path())) FailTo("cannot be flushed to disk", error);
+  Require(walk_error.value(), "cannot be flushed to disk");
+  SetMode();
+  FlushPath(path());
   const auto hold = HoldTemporaryPaths();
   struct stat status {};
-  if (replace_ && lstat(target_.c_str(), &status) == 0) {
-    if (renameat2(AT_FDCWD, path().c_str(), AT_FDCWD, target_.c_str(), RENAME_EXCHANGE) != 0) {
-      FailTo("cannot be exchanged with the finished folder", errno);
-    }
-    Flush(FolderOf(target_));
-    temporary_.Remove();  // the old folder stands under the temporary name now
+  if (!replace_ || lstat(target_.c_str(), &status) != 0) {
+    TakeName(false);
     return;
   }
-  const int error = Rename(path(), target_, false);
-  if (error == EEXIST) FailExists(given_);
-  if (error != 0) FailTo("cannot be given its name", error);
-  temporary_.Release();
+  if (renameat2(AT_FDCWD, path().c_str(), AT_FDCWD, target_.c_str(), RENAME_EXCHANGE) != 0) {
+    Require(errno, "cannot be exchanged with the finished folder");
+  }
   Flush(FolderOf(target_));
+  temporary_.Remove();  // the old folder stands under the temporary name now
 }
 
 // ---------------------------------------------------------------------------------------------------------
 
 TemporaryFolder::TemporaryFolder() {
   const std::string parent = PrivateParent();
-  int error = 0;
-  temporary_ = MakeTemporary(parent, MakeFolderOf, &error);
-  if (error != 0) {
-    Fail(ExitCode::kOutput, Message(Code::kOutputUnwritable, parent,
-                                    fmt::format("no temporary folder can be made: {}", SystemText(error)))
-                                .Hint("set TMPDIR to a folder that may be written"));
+  temporary_ = TemporaryPath(parent + kTemporaryName, MakeFolderOf);
+  if (path().empty()) {
+    FailOutput(Code::kOutputUnwritable, parent,
+               fmt::format("no temporary folder can be made: {}", SystemText(errno)),
+               "set TMPDIR to a folder that may be written");
   }
 }
 

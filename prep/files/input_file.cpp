@@ -13,7 +13,7 @@ namespace {
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 [[noreturn]] void FailToRead(const std::string& path) {
-  Fail(ExitCode::kInput, Message(Code::kInputUnreadable, path, SystemText(errno)));
+  FailInput(Code::kInputUnreadable, path, SystemText(errno));
 }
 
 /// Fills `head` and returns the open file, at its start; null for a folder.
@@ -23,19 +23,18 @@ File OpenWithHead(const std::string& path, bool folder_allowed, FileHead& head) 
   struct stat status {};
   if (stat(path.c_str(), &status) != 0) {
     if (errno == ENOENT || errno == ENOTDIR) {
-      Fail(ExitCode::kInput, Message(Code::kInputMissing, path, "there is no such file")
-                                 .Hint("is the name spelled right, seen from the current folder?"));
+      FailInput(Code::kInputMissing, path, "there is no such file",
+                "is the name spelled right, seen from the current folder?");
     }
     FailToRead(path);
   }
   head.is_folder = S_ISDIR(status.st_mode);
   if (head.is_folder) {
     if (folder_allowed) return file;
-    Fail(ExitCode::kInput, Message(Code::kInputFolder, path, "is a folder").Hint("name the files inside it"));
+    FailInput(Code::kInputFolder, path, "is a folder", "name the files inside it");
   }
   if (!S_ISREG(status.st_mode)) {
-    Fail(ExitCode::kInput,
-         Message(Code::kInputSpecial, path, "is no regular file").Hint("copy it to a file first"));
+    FailInput(Code::kInputSpecial, path, "is no regular file", "copy it to a file first");
   }
   head.size = static_cast<std::uint64_t>(status.st_size);
   file.reset(std::fopen(path.c_str(), "rb"));
@@ -84,8 +83,7 @@ std::string InputFile::HashOfAll() {
   if (!Seek(hashed_)) FailToRead(head_.path);
   std::string block(1 << 16, '\0');
   while (Read(block.data(), block.size()) > 0) continue;
-  if (failed())
-    Fail(ExitCode::kInput, Message(Code::kInputUnreadable, head_.path, "cannot be read to its end"));
+  if (failed()) FailInput(Code::kInputUnreadable, head_.path, "cannot be read to its end");
   return hash_->Hex();
 }
 

@@ -14,22 +14,14 @@
 namespace trqprep {
 namespace {
 
-uint32_t BitsOf(float value) {
-  uint32_t bits;
-  std::memcpy(&bits, &value, sizeof bits);
-  return bits;
-}
+static_assert(sizeof(float) == sizeof(uint32_t));
 
-float FromBits(uint32_t bits) {
-  float value;
-  std::memcpy(&value, &bits, sizeof value);
-  return value;
-}
-
-int HexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return -1;
+// The number of up to eight hexadecimal digits, lower case.
+std::optional<uint32_t> HexNumber(std::string_view digits) {
+  if (digits.find_first_not_of("0123456789abcdef") != std::string_view::npos) return std::nullopt;
+  uint32_t number = 0;
+  std::from_chars(digits.data(), digits.data() + digits.size(), number, 16);
+  return number;
 }
 
 // Keys and texts in quotes.
@@ -65,8 +57,11 @@ class Builder {
   bool binary(Parser::binary_t&) { return false; }  // no text holds any
   bool start_object(std::size_t) { return Begin(Json::object()); }
   bool start_array(std::size_t) { return Begin(Json::array()); }
-  bool end_object() { return End(); }
-  bool end_array() { return End(); }
+  bool end_object() {
+    open_.pop_back();
+    return true;
+  }
+  bool end_array() { return end_object(); }
   bool key(std::string& key) {
     constexpr int kMostMembers = 1024;
     Level& level = open_.back();
@@ -111,10 +106,6 @@ class Builder {
     open_.push_back({&slot, 0});
     return true;
   }
-  bool End() {
-    open_.pop_back();
-    return true;
-  }
 
   std::vector<Level> open_;  // none but the last one grows, so all stay where they are
   Json* member_ = nullptr;
@@ -122,22 +113,13 @@ class Builder {
 
 }  // namespace
 
-Json::Json(const Json&) = default;
-Json::Json(Json&&) noexcept = default;
-Json& Json::operator=(const Json&) = default;
-Json& Json::operator=(Json&&) noexcept = default;
-Json::~Json() = default;
-
 Json::Json(std::initializer_list<Json> values) {
   bool pairs = true;
   for (const Json& value : values) {
     pairs = pairs && value.is_array() && value.size() == 2 && value[0].is_string();
   }
-  if (!pairs) {
-    value_ = List(values);
-    return;
-  }
-  value_ = Object();
+  *this = pairs ? object() : array(values);
+  if (!pairs) return;
   for (const Json& value : values) (*this)[std::get<std::string>(value[0].value_)] = value[1];
 }
 
@@ -155,14 +137,12 @@ Json Json::object() {
 
 const Json::List& Json::Values() const {
   static const List none;
-  const List* list = std::get_if<List>(&value_);
-  return list ? *list : none;
+  return is_array() ? std::get<List>(value_) : none;
 }
 
 const Json::Object& Json::items() const {
   static const Object none;
-  const Object* object = std::get_if<Object>(&value_);
-  return object ? *object : none;
+  return is_object() ? std::get<Object>(value_) : none;
 }
 
 std::size_t Json::size() const {
@@ -191,11 +171,8 @@ const Json& Json::operator[](std::string_view key) const {
 
 Json& Json::operator[](std::string_view key) {
   if (Holds<std::nullptr_t>()) value_ = Object();
-  auto& object = std::get<Object>(value_);
-  for (auto& [name, value] : object) {
-    if (name == key) return value;
-  }
-  return object.emplace_back(key, Json()).second;
+  if (const Json* found = Find(key)) return const_cast<Json&>(*found);
+  return std::get<Object>(value_).emplace_back(key, Json()).second;
 }
 
 void Json::erase(std::string_view key) {
@@ -211,12 +188,8 @@ void Json::update(const Json& other) {
 
 bool operator==(const Json& a, const Json& b) {
   if (!a.is_number() || !b.is_number()) return a.value_ == b.value_;
-  if (a.is_number_integer() && b.is_number_integer()) {
-    // A negative number never equals one of the same bits without a sign.
-    const bool negative[] = {a.Holds<std::int64_t>() && a.get<std::int64_t>() < 0,
-                             b.Holds<std::int64_t>() && b.get<std::int64_t>() < 0};
-    return negative[0] == negative[1] && a.get<std::uint64_t>() == b.get<std::uint64_t>();
-  }
+  // As texts, because a negative number never equals one of the same bits without a sign.
+  if (a.is_number_integer() && b.is_number_integer()) return a.dump() == b.dump();
   return a.get<double>() == b.get<double>();
 }
 
@@ -264,23 +237,19 @@ std::string Json::dump(int indent) const {
 
 bool IsUtf8(std::string_view bytes) {
   for (std::size_t i = 0; i < bytes.size();) {
-    const auto byte = [&](std::size_t k) { return static_cast<unsigned char>(bytes[k]); };
-    const unsigned lead = byte(i);
-    if (lead < 0x80) {
-      ++i;
-      continue;
+    const unsigned lead = static_cast<unsigned char>(bytes[i++]);
+    if (lead < 0x80) continue;
+    const int more = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : 1;
+    if (lead < 0xC2 || lead > 0xF4 || bytes.size() - i < static_cast<std::size_t>(more)) return false;
+    unsigned character = lead & (0x3FU >> more);
+    for (const std::size_t end = i + static_cast<std::size_t>(more); i < end; ++i) {
+      const unsigned byte = static_cast<unsigned char>(bytes[i]);
+      if ((byte & 0xC0) != 0x80) return false;
+      character = character << 6 | (byte & 0x3F);
     }
-    const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-    if (lead < 0xC2 || lead > 0xF4 || i + length > bytes.size()) return false;
-    for (std::size_t k = 1; k < length; ++k) {
-      if ((byte(i + k) & 0xC0) != 0x80) return false;
-    }
-    const unsigned second = byte(i + 1);
-    if ((lead == 0xE0 && second < 0xA0) || (lead == 0xED && second > 0x9F) ||
-        (lead == 0xF0 && second < 0x90) || (lead == 0xF4 && second > 0x8F)) {
-      return false;
-    }
-    i += length;
+    // No overlong forms, no surrogates, nothing beyond the last character.
+    constexpr unsigned kLeast[] = {0, 0x80, 0x800, 0x10000};
+    if (character < kLeast[more] || character >> 11 == 0xD800 >> 11 || character > 0x10FFFF) return false;
   }
   return true;
 }
@@ -306,17 +275,20 @@ std::optional<std::string> TextFromJson(const Json& value) {
   if (hex.size() % 2 != 0) return std::nullopt;
   std::string bytes;
   for (std::size_t i = 0; i < hex.size(); i += 2) {
-    const int high = HexDigit(hex[i]);
-    const int low = HexDigit(hex[i + 1]);
-    if (high < 0 || low < 0) return std::nullopt;
-    bytes += static_cast<char>(high * 16 + low);
+    const auto byte = HexNumber(std::string_view(hex).substr(i, 2));
+    if (!byte) return std::nullopt;
+    bytes += static_cast<char>(*byte);
   }
   return bytes;
 }
 
 Json NumberToJson(float value) {
-  if (std::isnan(value)) return fmt::format("nan:{:08x}", BitsOf(value));
-  if (std::isinf(value)) return value > 0 ? "inf" : "-inf";
+  if (std::isnan(value)) {
+    uint32_t bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    return fmt::format("nan:{:08x}", bits);
+  }
+  if (std::isinf(value)) return NumberToJson(static_cast<double>(value));
   // The library prints doubles; the double nearest to the shortest decimal of the float prints as that
   // decimal.
   const std::string shortest = fmt::format("{}", value);
@@ -350,15 +322,11 @@ std::optional<float> FloatFromJson(const Json& value) {
   if (text == "inf") return std::numeric_limits<float>::infinity();
   if (text == "-inf") return -std::numeric_limits<float>::infinity();
   if (text.size() != 12 || text.compare(0, 4, "nan:") != 0) return std::nullopt;
-  uint32_t bits = 0;
-  for (const char c : text.substr(4)) {
-    const int digit = HexDigit(c);
-    if (digit < 0) return std::nullopt;
-    bits = bits * 16 + static_cast<uint32_t>(digit);
-  }
-  const float number = FromBits(bits);
-  if (!std::isnan(number)) return std::nullopt;
-  return number;
+  const auto bits = HexNumber(std::string_view(text).substr(4));
+  if (!bits) return std::nullopt;
+  float number;
+  std::memcpy(&number, &*bits, sizeof number);
+  return std::isnan(number) ? std::optional(number) : std::nullopt;
 }
 
 Json ParseJson(std::string_view text) {

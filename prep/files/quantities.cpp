@@ -9,8 +9,18 @@
 namespace trqprep {
 namespace {
 
-[[noreturn]] void Refuse(const std::string& text, const char* wanted) {
+[[noreturn]] void Refuse(const std::string& text, const std::string& wanted) {
   throw std::invalid_argument(fmt::format("'{}' is no {}", text, wanted));
+}
+
+// Exactly `count` values between commas.
+template <class Value>
+std::vector<Value> ParseList(const std::string& text, std::size_t count, Value (*parse)(const std::string&),
+                             const char* values) {
+  std::vector<Value> list;
+  for (const std::string& piece : Split(text, ',')) list.push_back(parse(piece));
+  if (list.size() != count) Refuse(text, fmt::format("list of {} {}", count, values));
+  return list;
 }
 
 }  // namespace
@@ -42,7 +52,7 @@ std::int64_t ParseWhole(const std::string& text, std::int64_t lowest, std::int64
   std::int64_t value = 0;
   const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error != std::errc() || stop != text.data() + text.size() || value < lowest || value > highest) {
-    Refuse(text, fmt::format("whole number from {} to {}", lowest, highest).c_str());
+    Refuse(text, fmt::format("whole number from {} to {}", lowest, highest));
   }
   return value;
 }
@@ -79,35 +89,27 @@ std::vector<std::string> Split(const std::string& text, char separator) {
 }
 
 std::vector<Length> ParseLengths(const std::string& text, std::size_t count) {
-  std::vector<Length> lengths;
-  for (const std::string& piece : Split(text, ',')) lengths.push_back(ParseLength(piece));
-  if (lengths.size() != count) Refuse(text, fmt::format("list of {} lengths", count).c_str());
-  return lengths;
+  return ParseList(text, count, ParseLength, "lengths");
 }
 
 std::vector<double> ParseNumbers(const std::string& text, std::size_t count) {
-  std::vector<double> numbers;
-  for (const std::string& piece : Split(text, ',')) numbers.push_back(ParseNumber(piece));
-  if (numbers.size() != count) Refuse(text, fmt::format("list of {} numbers", count).c_str());
-  return numbers;
+  return ParseList(text, count, ParseNumber, "numbers");
 }
 
 std::array<Length, 3> ParseVat(const std::string& text) {
-  static const char* const kWanted = "vat size (three lengths above 0, such as 250x250x250mm)";
   const std::vector<std::string> sides = Split(text, 'x');
-  if (sides.size() != 3) Refuse(text, kWanted);
   std::array<Length, 3> vat;
-  for (std::size_t i = 0; i < 3; ++i) {
-    try {
+  bool right = sides.size() == 3;
+  try {
+    for (std::size_t i = 3; right && i-- > 0;) {
       vat[i] = ParseLength(sides[i]);
-    } catch (const std::invalid_argument&) {
-      Refuse(text, kWanted);
+      if (!vat[i].unit) vat[i].unit = vat[2].unit;
+      right = vat[i].value > 0;
     }
-    if (!(vat[i].value > 0)) Refuse(text, kWanted);
+  } catch (const std::invalid_argument&) {
+    right = false;
   }
-  for (std::size_t i = 0; i < 2; ++i) {
-    if (!vat[i].unit) vat[i].unit = vat[2].unit;
-  }
+  if (!right) Refuse(text, "vat size (three lengths above 0, such as 250x250x250mm)");
   return vat;
 }
 
@@ -121,11 +123,11 @@ std::string Plain(double value, int digits) {
 }
 
 std::string SizeInBoth(const std::array<double, 3>& size, Units units) {
-  const double mm = UnitsFactor(units, Units::kMillimetre);
-  const double inch = UnitsFactor(units, Units::kInch);
-  return fmt::format("{} x {} x {} mm ({} x {} x {} in)", Plain(size[0] * mm, 3), Plain(size[1] * mm, 3),
-                     Plain(size[2] * mm, 3), Plain(size[0] * inch, 4), Plain(size[1] * inch, 4),
-                     Plain(size[2] * inch, 4));
+  const auto in = [&](Units wanted, int digits) {
+    const auto side = [&](std::size_t i) { return Plain(size[i] * UnitsFactor(units, wanted), digits); };
+    return fmt::format("{} x {} x {} {}", side(0), side(1), side(2), UnitsName(wanted));
+  };
+  return fmt::format("{} ({})", in(Units::kMillimetre, 3), in(Units::kInch, 4));
 }
 
 }  // namespace trqprep

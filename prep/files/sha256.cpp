@@ -43,13 +43,12 @@ std::string Sha256(std::string_view bytes) {
 
 std::string Sha256OfFile(const std::string& path) {
   const std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
-  if (!file) Fail(ExitCode::kInput, Message(Code::kInputUnreadable, path, SystemText(errno)));
+  if (!file) FailInput(Code::kInputUnreadable, path, SystemText(errno));
   Sha256Digest digest;
   std::vector<char> block(1 << 16);
   while (const std::size_t n = std::fread(block.data(), 1, block.size(), file.get()))
     digest.Add({block.data(), n});
-  if (std::ferror(file.get()))
-    Fail(ExitCode::kInput, Message(Code::kInputUnreadable, path, "cannot be read to its end"));
+  if (std::ferror(file.get())) FailInput(Code::kInputUnreadable, path, "cannot be read to its end");
   return digest.Hex();
 }
 

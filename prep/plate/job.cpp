@@ -75,8 +75,7 @@ StyleRequest ParseStyleRequest(const std::string& text) {
     request.from = ParseLength(ends[0]);
     request.to = ParseLength(ends[1]);
   } catch (const std::invalid_argument& error) {
-    Fail(ExitCode::kUsage, Message(Code::kUsage, request.path, error.what())
-                               .Hint("write FILE@FROM:TO, such as Fine.sty@0:10mm"));
+    FailUsage(request.path, error.what(), "write FILE@FROM:TO, such as Fine.sty@0:10mm");
   }
   if (!request.from.unit) request.from.unit = request.to.unit;
   return request;
@@ -104,15 +103,14 @@ PartRequest ParsePart(const std::string& text) {
       if (field.option && name == field.option) found = &field;
     }
     if (!found || equals == std::string::npos) {
-      Fail(ExitCode::kUsage,
-           Message(Code::kUsage, part.path, fmt::format("'{}' is no setting of a part", setting))
-               .Hint(found ? fmt::format("write {}=VALUE", name)
-                           : DidYouMean(name, FieldKeys(PartFields(), true))));
+      FailUsage(
+          part.path, fmt::format("'{}' is no setting of a part", setting),
+          found ? fmt::format("write {}=VALUE", name) : DidYouMean(name, FieldKeys(PartFields(), true)));
     }
     try {
       StoreText(part, *found, setting.substr(equals + 1));
     } catch (const std::invalid_argument& error) {
-      Fail(ExitCode::kUsage, Message(Code::kUsage, part.path, fmt::format("{}: {}", name, error.what())));
+      FailUsage(part.path, fmt::format("{}: {}", name, error.what()));
     }
   }
   return part;

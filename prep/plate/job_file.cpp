@@ -51,8 +51,7 @@ class Reader {
       }
     }
     if (job.parts.empty()) {
-      Fail(ExitCode::kInput,
-           Message(Code::kJobFile, path_, "names no part").Hint("write [[part]] and file = \"...\""));
+      FailInput(Code::kJobFile, path_, "names no part", "write [[part]] and file = \"...\"");
     }
     return job;
   }

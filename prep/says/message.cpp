@@ -102,6 +102,18 @@ void Fail(ExitCode exit, Message message) {
   throw Failure{exit, std::move(message)};
 }
 
+void FailUsage(std::string file, std::string text, std::string hint) {
+  Fail(ExitCode::kUsage, Message(Code::kUsage, std::move(file), std::move(text)).Hint(std::move(hint)));
+}
+
+void FailInput(Code code, std::string file, std::string text, std::string hint) {
+  Fail(ExitCode::kInput, Message(code, std::move(file), std::move(text)).Hint(std::move(hint)));
+}
+
+void FailOutput(Code code, std::string file, std::string text, std::string hint) {
+  Fail(ExitCode::kOutput, Message(code, std::move(file), std::move(text)).Hint(std::move(hint)));
+}
+
 std::string SystemText(int error) {
   if (error == ENOMEM) throw std::bad_alloc();
   return std::strerror(error);
