@@ -45,7 +45,7 @@ bool UTILITY::CheckIfSupportsFileName(CString name) {
 
 CString UTILITY::CheckIfValidSupportName(CString name) {
   if (CheckIfSupportsFileName(name)) return name;
-  const CString valid = GetNewNameForSupports(name);
+  CString valid = GetNewNameForSupports(name);
   CString message;
   message.Format("The supports file needs an [_s] at the end. The file name was changed to %s",
                  static_cast<const char*>(valid));

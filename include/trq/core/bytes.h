@@ -80,7 +80,7 @@ class TRQ_EXPORT ByteSink {
 /// Bytes in memory. Throws std::bad_alloc.
 class TRQ_EXPORT MemorySink : public ByteSink {
  public:
-  bool Write(const void* bytes, std::size_t size) override;
+  bool Write(const void* data, std::size_t size) override;
   bool failed() const override { return false; }
   std::vector<unsigned char> bytes;
 };
