@@ -1,25 +1,23 @@
 // Reversed bytes, and the small text functions beside them.
-#include <algorithm>
+#include "foundation/byte_order.h"
+
 #include <cstdlib>
 #include <cstring>
 
 #include "trq/foundation.h"
 
+using trq::detail::ReverseItems;
+
 namespace {
 
 constexpr std::size_t kLargestSwap = 1000;
-
-void ReverseItems(unsigned char* bytes, std::size_t size, std::size_t n) {
-  if (size < 2) return;
-  for (std::size_t i = 0; i < n; ++i) std::reverse(bytes + i * size, bytes + (i + 1) * size);
-}
 
 }  // namespace
 
 std::size_t fread_(void* buffer, std::size_t size, std::size_t n, FILE* f) {
   const std::size_t got = std::fread(buffer, size, n, f);
   // Kept: items that were not read are reversed as well.
-  ReverseItems(static_cast<unsigned char*>(buffer), size, n);
+  ReverseItems(buffer, size, n);
   return got;
 }
 
@@ -35,7 +33,7 @@ std::size_t _fwrite(const void* buffer, std::size_t size, std::size_t n, FILE* f
 void byte_swap(void* buffer, std::size_t size, std::size_t n) {
   // Kept: an item of more than 1000 bytes ends the process, and as if nothing had gone wrong.
   if (size > kLargestSwap) std::exit(0);
-  ReverseItems(static_cast<unsigned char*>(buffer), size, n);
+  ReverseItems(buffer, size, n);
 }
 
 void snap_name(const char* path, char* base, char* ext) {

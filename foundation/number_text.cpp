@@ -22,4 +22,11 @@ void AppendComputed(std::string& text, double v, int precision, int width) {
   AppendFixed(text, std::isnan(v) ? std::fabs(v) : v, precision, width);
 }
 
+void AppendThree(std::string& text, double x, double y, double z) {
+  for (const double v : {x, y, z}) {
+    AppendComputed(text, v);
+    text += ' ';
+  }
+}
+
 }  // namespace trq::detail

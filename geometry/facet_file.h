@@ -36,7 +36,8 @@ class FacetWriter {
     out_.Write(head, sizeof head);
   }
   /// Of any numbers; those that are not one are written as CanonicalNan has them.
-  void Add(const float normal[3], const float a[3], const float b[3], const float c[3]) {
+  void Add(const VECTOR& n, const float a[3], const float b[3], const float c[3]) {
+    const float normal[3] = {n.x, n.y, n.z};
     unsigned char* record = out_.next();
     for (const float* const numbers : {normal, a, b, c}) {
       for (int i = 0; i < 3; ++i, record += sizeof(float)) {

@@ -36,15 +36,13 @@ static_assert(kBlockTriangles % kPackedGroup == 0 && kWrittenTriangles % kPacked
 // The triangles of a one-vertex mesh take no bits, so the file does not bound their number.
 constexpr std::size_t kMostTrianglesWithoutBits = 65536;
 
-uint32_t Reversed(uint32_t v) { return v >> 24 | (v >> 8 & 0xFF00u) | (v << 8 & 0xFF0000u) | v << 24; }
-
 // Reverses the bytes of every 32-bit word.
 void ReverseWords(void* data, std::size_t word_count) {
   char* bytes = static_cast<char*>(data);
   for (std::size_t i = 0; i < word_count; ++i, bytes += 4) {
     uint32_t word;
     std::memcpy(&word, bytes, 4);
-    word = Reversed(word);
+    word = __builtin_bswap32(word);
     std::memcpy(bytes, &word, 4);
   }
 }
@@ -284,8 +282,7 @@ Result<void> WriteCtl(const MeshView& mesh, const CTL_HEADER& header, const floa
   if (!content.fits) return Error{ErrorCode::kBadName, {}, "a triangle names no vertex of the mesh", 0};
   detail::WriteHeadAndVertices(sink, mesh, header, detail::PlacedPoints(matrix, mm_to_inch));
   detail::WriteTriangles(sink, mesh, content.attributes_change, largest_attribute);
-  if (sink.failed()) return Error{ErrorCode::kWriteFailed, {}, "could not be written completely", errno};
-  return {};
+  return detail::Written(sink);
 }
 
 uint64_t CtlSize(int32_t vertex_count, uint64_t triangle_count) {
@@ -323,51 +320,32 @@ int CTL::get_units(FILE* f) {
 }
 
 int CTL::SaveCTLModel(CString path, float matrix[4][4], int mm_to_inch) {
-  FileHandle file = CreateOnRecord(*this, path, "wb", kWriting);
-  if (!file) return trq::mesh_io::kFailed;
-  const trq::core::MeshView mesh = view();
-  if (mesh.triangles.empty()) return trq::mesh_io::kFailed;
-
-  header.format_word = 12;
-  const PackedContent content = LookThrough(mesh, kLargestAttribute);
-  for (std::size_t i = 0; content.attributes_change && i < mesh.triangles.size(); ++i)
-    triangles_[i][3] = WrittenAttribute(triangles_[i][3], kLargestAttribute);
-  // The file gets the vertices as they are before they are snapped.
-  trq::core::FileSink sink(file.get());
-  WriteHeadAndVertices(sink, mesh, header, PlacedPoints(matrix, mm_to_inch));
-  truncateVertices();
-  bool packed = true;
-  if (content.fits) {
-    WriteTriangles(sink, mesh, false, kLargestAttribute);
-  } else {
-    packed = WriteTrianglesThatDoNotFit(sink, triangles_.get(), mesh.triangles.size(),
-                                        static_cast<int32_t>(mesh.vertex_count));
-  }
-  return CloseOnRecord(*this, std::move(file), kWriting) && packed ? trq::mesh_io::kDone
-                                                                   : trq::mesh_io::kFailed;
+  bool packed = false;
+  const auto write = [&](trq::core::ByteSink& sink) {
+    const trq::core::MeshView mesh = view();
+    if (mesh.triangles.empty()) return;
+    header.format_word = 12;
+    const PackedContent content = LookThrough(mesh, kLargestAttribute);
+    for (std::size_t i = 0; content.attributes_change && i < mesh.triangles.size(); ++i)
+      triangles_[i][3] = WrittenAttribute(triangles_[i][3], kLargestAttribute);
+    // The file gets the vertices as they are before they are snapped.
+    WriteHeadAndVertices(sink, mesh, header, PlacedPoints(matrix, mm_to_inch));
+    truncateVertices();
+    if (content.fits) {
+      WriteTriangles(sink, mesh, false, kLargestAttribute);
+      packed = true;
+    } else {
+      packed = WriteTrianglesThatDoNotFit(sink, triangles_.get(), mesh.triangles.size(),
+                                          static_cast<int32_t>(mesh.vertex_count));
+    }
+  };
+  const bool written = WriteOnRecord(*this, path, kWriting, write).value_or(false);
+  return written && packed ? trq::mesh_io::kDone : trq::mesh_io::kFailed;
 }
-
-namespace {
-
-void AppendPoint(std::string& text, float x, float y, float z) {
-  for (const float c : {x, y, z}) {
-    AppendComputed(text, c);
-    text += ' ';
-  }
-}
-
-void Flush(std::string& text, FILE* f, std::size_t when_beyond) {
-  if (text.size() <= when_beyond) return;
-  std::fwrite(text.data(), 1, text.size(), f);
-  text.clear();
-}
-
-constexpr std::size_t kTextBlock = 65536;
-
-}  // namespace
 
 void CTL::ascii_dump(FILE* f) {
   if (!f) return;
+  trq::core::FileSink sink(f);
   std::string text(header.stl_header, sizeof header.stl_header);
   const trq::core::MeshView mesh = view();
   for (const R_INT4& triangle : mesh.triangles) {
@@ -382,52 +360,52 @@ void CTL::ascii_dump(FILE* f) {
       text += '\n';
     }
     text += "    endloop\n  endfacet\n";
-    Flush(text, f, kTextBlock);
+    Drain(text, sink);
   }
-  Flush(text, f, 0);
+  Drain(text, sink, 0);
 }
 
 int CTL::dumpctl() {
-  FileHandle file = CreateOnRecord(*this, "ctldmp.txt", "wb", kWritingReport);
-  if (!file) return 1;
-  std::string text = "Number of Triangles : " + std::to_string(num_triangles()) + "\nVolume              : ";
-  AppendComputed(text, volume());
-  text += "\nArea                : ";
-  AppendComputed(text, area());
-  // Kept: these labels are not those of the units codes.
-  text += header.units == 2   ? "\nUnits               : IN\n\n"
-          : header.units == 1 ? "\nUnits               : MM\n\n"
-                              : "\nUnits               : UNKNOWN\n\n";
-  const trq::core::MeshView mesh = view();
-  for (std::size_t i = 0; i < mesh.triangles.size(); ++i) {
-    text += "TRIANGLE " + std::to_string(i + 1) + "\n";
-    for (int k = 0; k < 3; ++k) {
-      const float* const corner = mesh.Corner(mesh.triangles[i], k);
-      text += "Vertex " + std::to_string(k + 1) + "  : ";
-      AppendPoint(text, corner[0], corner[1], corner[2]);
+  WriteOnRecord(*this, "ctldmp.txt", kWritingReport, [&](trq::core::ByteSink& sink) {
+    std::string text =
+        "Number of Triangles : " + std::to_string(num_triangles()) + "\nVolume              : ";
+    AppendComputed(text, volume());
+    text += "\nArea                : ";
+    AppendComputed(text, area());
+    // Kept: these labels are not those of the units codes.
+    text += header.units == 2   ? "\nUnits               : IN\n\n"
+            : header.units == 1 ? "\nUnits               : MM\n\n"
+                                : "\nUnits               : UNKNOWN\n\n";
+    const trq::core::MeshView mesh = view();
+    for (std::size_t i = 0; i < mesh.triangles.size(); ++i) {
+      text += "TRIANGLE " + std::to_string(i + 1) + "\n";
+      for (int k = 0; k < 3; ++k) {
+        const float* const corner = mesh.Corner(mesh.triangles[i], k);
+        text += "Vertex " + std::to_string(k + 1) + "  : ";
+        AppendThree(text, corner[0], corner[1], corner[2]);
+        text += '\n';
+      }
+      const VECTOR normal = mesh.Normal(i);
+      text += "Normal    : ";
+      AppendThree(text, normal.x, normal.y, normal.z);
+      text += "[calculated]\nLength    : ";
+      const double x = normal.x, y = normal.y, z = normal.z;
+      AppendComputed(text, std::sqrt(x * x + y * y + z * z));
+      text += " \n\n";
+      Drain(text, sink);
+    }
+    text += "End of ctl file\n";
+    for (std::size_t i = 0; i < mesh.vertex_count; ++i) {
+      // The lists of adjacent facets, which would follow each vertex, live only inside offset_ctl.
+      text += "\nVertex " + std::to_string(i + 1) + ":";
+      for (int axis = 0; axis < 3; ++axis) {
+        text += ' ';
+        AppendComputed(text, vertices_[i][axis]);
+      }
       text += '\n';
+      Drain(text, sink);
     }
-    const VECTOR normal = mesh.Normal(i);
-    text += "Normal    : ";
-    AppendPoint(text, normal.x, normal.y, normal.z);
-    text += "[calculated]\nLength    : ";
-    const double x = normal.x, y = normal.y, z = normal.z;
-    AppendComputed(text, std::sqrt(x * x + y * y + z * z));
-    text += " \n\n";
-    Flush(text, file.get(), kTextBlock);
-  }
-  text += "End of ctl file\n";
-  for (std::size_t i = 0; i < mesh.vertex_count; ++i) {
-    // The lists of adjacent facets, which would follow each vertex, live only inside offset_ctl.
-    text += "\nVertex " + std::to_string(i + 1) + ":";
-    for (int axis = 0; axis < 3; ++axis) {
-      text += ' ';
-      AppendComputed(text, vertices_[i][axis]);
-    }
-    text += '\n';
-    Flush(text, file.get(), kTextBlock);
-  }
-  Flush(text, file.get(), 0);
-  CloseOnRecord(*this, std::move(file), kWritingReport);
+    Drain(text, sink, 0);
+  });
   return 1;
 }

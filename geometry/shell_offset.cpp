@@ -1,12 +1,11 @@
 #include <algorithm>
-#include <climits>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <limits>
 #include <memory>
-#include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "foundation/number_text.h"
@@ -14,6 +13,7 @@
 #include "geometry/facet_tree.h"
 #include "geometry/mesh_access.h"
 #include "geometry/mesh_output.h"
+#include "geometry/mesh_transform.h"
 #include "trq/core/shell.h"
 #include "trq/geometry.h"
 
@@ -336,21 +336,9 @@ MeshView ShellOf(const CTL& mesh) {
 
 /// Kept: always 1.
 int SaveShellStl(CTL& mesh, trq::Span<const PbVec3f> shell) {
-  if (FileHandle file = CreateOnRecord(mesh, kStlName, "wb", kWriting)) {
-    trq::core::FileSink sink(file.get());
-    trq::core::WriteMeshAndShell(mesh.view(), shell, sink);
-    CloseOnRecord(mesh, std::move(file), kWriting);
-  }
+  WriteOnRecord(mesh, kStlName, kWriting,
+                [&](trq::core::ByteSink& sink) { trq::core::WriteMeshAndShell(mesh.view(), shell, sink); });
   return 1;
-}
-
-void AppendTriple(std::string& text, const char* label, double x, double y, double z) {
-  text += label;
-  for (const double v : {x, y, z}) {
-    AppendComputed(text, v);
-    text += ' ';
-  }
-  text += '\n';
 }
 
 }  // namespace
@@ -380,19 +368,17 @@ void trq::core::WriteMeshAndShell(const MeshView& mesh, Span<const PbVec3f> shel
   const std::size_t count = mesh.triangles.size();
   detail::FacetWriter out(sink, shell_vertices.data() ? 2 * count : count, kStlHeader, sizeof kStlHeader);
   for (std::size_t i = 0; i < count; ++i) {
-    const VECTOR n = mesh.Normal(i);
-    const float normal[3] = {n.x, n.y, n.z};
     const R_INT4& triangle = mesh.triangles[i];
-    out.Add(normal, mesh.Corner(triangle, 0), mesh.Corner(triangle, 1), mesh.Corner(triangle, 2));
+    out.Add(mesh.Normal(i), mesh.Corner(triangle, 0), mesh.Corner(triangle, 1), mesh.Corner(triangle, 2));
   }
   if (!shell_vertices.data()) return;
   MeshView shell = mesh;
   shell.vertices = shell_vertices;
   for (std::size_t i = 0; i < count; ++i) {
     const VECTOR n = mesh.Normal(i);
-    const float normal[3] = {-n.x, -n.y, -n.z};
     const R_INT4& triangle = mesh.triangles[i];
-    out.Add(normal, shell.Corner(triangle, 2), shell.Corner(triangle, 1), shell.Corner(triangle, 0));
+    out.Add(VECTOR(-n.x, -n.y, -n.z), shell.Corner(triangle, 2), shell.Corner(triangle, 1),
+            shell.Corner(triangle, 0));
   }
 }
 
@@ -437,50 +423,36 @@ int CTL::SaveCTLasSTL() { return SaveShellStl(*this, {}); }
 
 int CTL::MergeShellAndCTLintoCTL() {
   if (!HasShell(*this)) return 0;
-  const std::size_t vertex_count = view().vertex_count;
-  const std::size_t triangle_count = view().triangles.size();
-  if (2 * vertex_count > INT_MAX || 2 * triangle_count > INT_MAX) throw std::bad_alloc();
-  trq::MeshArray<PbVec3f> vertices = vertices_.Clone(vertex_count, vertex_count + RoomOf(view()));
-  for (std::size_t i = 0; i < vertex_count; ++i) vertices[vertex_count + i] = shell_vertices_[i];
-  trq::MeshArray<R_INT4> triangles = triangles_.Clone(triangle_count, 2 * triangle_count);
-  for (std::size_t i = 0; i < triangle_count; ++i) {
-    R_INT4 triangle = triangles_[i];
-    for (int k = 0; k < 3; ++k) triangle[k] = MovedIndex(triangles_[i][2 - k], vertex_count);
-    triangles[triangle_count + i] = triangle;
-  }
-  vertices_ = std::move(vertices);
-  triangles_ = std::move(triangles);
+  header.num_vertices = static_cast<int32_t>(view().vertex_count);
+  const std::size_t count = view().triangles.size();
+  AppendMesh(header, vertices_, triangles_, header, shell_vertices_, triangles_);
+  for (std::size_t i = count; i < view().triangles.size(); ++i) std::swap(triangles_[i][0], triangles_[i][2]);
   shell_vertices_.reset();
-  header.num_vertices = static_cast<int32_t>(2 * vertex_count);
-  header.num_triangles = static_cast<int32_t>(2 * triangle_count);
   extents_valid = 0;
   return 0;
 }
 
 int CTL::dumpshell() {
   if (!HasShell(*this)) return 1;
-  FileHandle file = CreateOnRecord(*this, kReportName, "wb", kWriting);
-  if (!file) return 1;
-  const MeshView shell = ShellOf(*this);
-  const std::size_t count = shell.triangles.size();
-  std::string text = "Number of Triangles : " + std::to_string(count) + "\n";
-  for (std::size_t i = 0; i < count; ++i) {
-    text += "OFFSET TRIANGLE " + std::to_string(i + 1) + " \n";
-    for (int k = 0; k < 3; ++k) {
-      const float* const p = shell.Corner(triangles_[i], k);
-      const std::string label = "Vertex " + std::to_string(k + 1) + " : ";
-      AppendTriple(text, label.c_str(), p[0], p[1], p[2]);
+  WriteOnRecord(*this, kReportName, kWriting, [&](trq::core::ByteSink& sink) {
+    const MeshView shell = ShellOf(*this);
+    std::string text = "Number of Triangles : " + std::to_string(shell.triangles.size()) + "\n";
+    for (std::size_t i = 0; i < shell.triangles.size(); ++i) {
+      text += "OFFSET TRIANGLE " + std::to_string(i + 1) + " \n";
+      for (int k = 0; k < 3; ++k) {
+        const float* const p = shell.Corner(shell.triangles[i], k);
+        text += "Vertex " + std::to_string(k + 1) + " : ";
+        AppendThree(text, p[0], p[1], p[2]);
+        text += '\n';
+      }
+      const VECTOR n = shell.Normal(i);
+      text += "Normal   : ";
+      AppendThree(text, -n.x, -n.y, -n.z);
+      text += "\n\n";
+      Drain(text, sink);
     }
-    const VECTOR n = shell.Normal(i);
-    AppendTriple(text, "Normal   : ", -n.x, -n.y, -n.z);
-    text += '\n';
-    if (text.size() > (std::size_t{1} << 16)) {
-      std::fwrite(text.data(), 1, text.size(), file.get());
-      text.clear();
-    }
-  }
-  text += "End of offsetted shell file \n";
-  std::fwrite(text.data(), 1, text.size(), file.get());
-  CloseOnRecord(*this, std::move(file), kWriting);
+    text += "End of offsetted shell file \n";
+    Drain(text, sink, 0);
+  });
   return 1;
 }

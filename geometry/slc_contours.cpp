@@ -4,7 +4,7 @@
 
 #include "foundation/canonical_nan.h"
 #include "geometry/placed_points.h"
-#include "trq/slice_contours.h"
+#include "trq/core/slc.h"
 
 using namespace trq::detail;
 
@@ -13,62 +13,35 @@ namespace {
 constexpr std::size_t kFirstBlock = 64;       // floats
 constexpr std::size_t kLargestBlock = 16384;  // floats; longer boundaries get a block of their own
 
-/// The move of slc::mirror: through a placement matrix and a reflection plane.
-struct Reflection {
-  PlacedPoints placed;
-  int coordinate;     // reflected: 0 x, 1 y, 2 z
-  double plane_term;  // the reflected coordinate c becomes plane_term - c
-
-  PbVec3f Apply(float x, float y, float z) {
-    PbVec3f point = placed.Point(PbVec3f(x, y, z));
-    point[coordinate] = CanonicalNan(static_cast<float>(plane_term - point[coordinate]));
-    return point;
-  }
-};
-
-void Reflect(trq::SlcLayer& layer, Reflection& reflection) {
-  const float height = layer.z;  // read before the first vertex sets it
-  bool z_is_set = false;
-  for (const trq::SlcBoundary& boundary : layer.boundaries()) {
-    for (std::size_t i = 0; i < boundary.vertex_count; ++i) {
-      float* const xy = boundary.points + 2 * i;
-      const PbVec3f point = reflection.Apply(xy[0], xy[1], height);
-      xy[0] = point[0];
-      xy[1] = point[1];
-      if (!z_is_set) layer.z = point[2];
-      z_is_set = true;
-    }
-  }
-  if (!z_is_set) layer.z = reflection.Apply(0, 0, height)[2];
-}
-
 }  // namespace
 
-trq::SlcLayer trq::SlcLayer::Terminator(float z) {
-  trq::SlcLayer layer(z);
+namespace trq {
+
+SlcLayer SlcLayer::Terminator(float z) {
+  SlcLayer layer(z);
   layer.terminator_ = true;
   return layer;
 }
 
-trq::SlcLayer::SlcLayer(const trq::SlcLayer& other) : z(other.z), terminator_(other.terminator_) {
-  CopyBoundaries(other);
+SlcLayer::SlcLayer(const SlcLayer& other) : z(other.z), terminator_(other.terminator_) {
+  std::size_t total = 0;
+  for (const SlcBoundary& boundary : other.boundaries_) total += std::size_t{2} * boundary.vertex_count;
+  if (total > 0) MakeBlock(total);
+  boundaries_.reserve(other.boundaries_.size());
+  for (const SlcBoundary& boundary : other.boundaries_) {
+    float* const points = AddBoundary(boundary.vertex_count, boundary.gap_count);
+    if (points) std::memcpy(points, boundary.points, std::size_t{8} * boundary.vertex_count);
+  }
 }
 
-trq::SlcLayer& trq::SlcLayer::operator=(const trq::SlcLayer& other) {
-  if (this != &other) *this = trq::SlcLayer(other);
+SlcLayer& SlcLayer::operator=(const SlcLayer& other) {
+  if (this != &other) *this = SlcLayer(other);
   return *this;
 }
 
-trq::SlcLayer::SlcLayer(trq::SlcLayer&& other) noexcept
-    : z(other.z),
-      terminator_(other.terminator_),
-      boundaries_(std::exchange(other.boundaries_, {})),
-      blocks_(std::exchange(other.blocks_, {})),
-      free_points_(std::exchange(other.free_points_, nullptr)),
-      free_size_(std::exchange(other.free_size_, 0)),
-      block_size_(std::exchange(other.block_size_, 0)) {}
+SlcLayer::SlcLayer(SlcLayer&& other) noexcept : SlcLayer() { *this = std::move(other); }
 
-trq::SlcLayer& trq::SlcLayer::operator=(trq::SlcLayer&& other) noexcept {
+SlcLayer& SlcLayer::operator=(SlcLayer&& other) noexcept {
   if (this != &other) {
     z = other.z;
     terminator_ = other.terminator_;
@@ -81,9 +54,9 @@ trq::SlcLayer& trq::SlcLayer::operator=(trq::SlcLayer&& other) noexcept {
   return *this;
 }
 
-trq::SlcLayer::~SlcLayer() = default;
+SlcLayer::~SlcLayer() = default;
 
-float* trq::SlcLayer::AddBoundary(uint32_t vertex_count, uint32_t gap_count) {
+float* SlcLayer::AddBoundary(uint32_t vertex_count, uint32_t gap_count) {
   const std::size_t needed = std::size_t{2} * vertex_count;
   float* points = nullptr;
   if (needed > 0) {
@@ -99,27 +72,43 @@ float* trq::SlcLayer::AddBoundary(uint32_t vertex_count, uint32_t gap_count) {
   return points;
 }
 
-void trq::SlcLayer::AddBoundary(uint32_t vertex_count, uint32_t gap_count, float* points,
-                                const std::shared_ptr<float[]>& block) {
+void SlcLayer::AddBoundary(uint32_t vertex_count, uint32_t gap_count, float* points,
+                           const std::shared_ptr<float[]>& block) {
   if (vertex_count > 0 && (blocks_.empty() || blocks_.back() != block)) blocks_.push_back(block);
   boundaries_.push_back({vertex_count, gap_count, vertex_count > 0 ? points : nullptr});
 }
 
-void trq::SlcLayer::MakeBlock(std::size_t size) {
+void SlcLayer::MakeBlock(std::size_t size) {
   std::shared_ptr<float[]> block(new float[size]);  // owned before the list grows, which may fail
   blocks_.push_back(std::move(block));
   free_points_ = blocks_.back().get();
   free_size_ = block_size_ = size;
 }
 
-void trq::SlcLayer::CopyBoundaries(const trq::SlcLayer& other) {
-  std::size_t total = 0;
-  for (const trq::SlcBoundary& boundary : other.boundaries_) total += std::size_t{2} * boundary.vertex_count;
-  if (total > 0) MakeBlock(total);
-  boundaries_.reserve(other.boundaries_.size());
-  for (const trq::SlcBoundary& boundary : other.boundaries_) {
-    float* const points = AddBoundary(boundary.vertex_count, boundary.gap_count);
-    if (points) std::memcpy(points, boundary.points, std::size_t{8} * boundary.vertex_count);
+}  // namespace trq
+
+void trq::core::MirrorLayers(Span<SlcLayer> layers, const float (*matrix)[4], int mm_to_inch, int coordinate,
+                             double sum) {
+  const PlacedPoints placed(matrix, mm_to_inch);
+  for (SlcLayer& layer : layers) {
+    const float height = layer.z;  // read before the first vertex sets it
+    const auto reflected = [&](float x, float y) {
+      PbVec3f point = placed.Point(PbVec3f(x, y, height));
+      point[coordinate] = CanonicalNan(static_cast<float>(sum - point[coordinate]));
+      return point;
+    };
+    bool z_is_set = false;
+    for (const SlcBoundary& boundary : layer.boundaries()) {
+      for (std::size_t i = 0; i < boundary.vertex_count; ++i) {
+        float* const xy = boundary.points + 2 * i;
+        const PbVec3f point = reflected(xy[0], xy[1]);
+        xy[0] = point[0];
+        xy[1] = point[1];
+        if (!z_is_set) layer.z = point[2];
+        z_is_set = true;
+      }
+    }
+    if (!z_is_set) layer.z = reflected(0, 0)[2];
   }
 }
 
@@ -160,8 +149,7 @@ void slc::mirror(slc* target, int axis, int unit, float offset, COMPONENT_INFO* 
     }
     float matrix[4][4];
     std::memcpy(matrix, from.placement(), sizeof matrix);
-    Reflection reflection{PlacedPoints(matrix, unit), a, 2.0 * from.placement()[22 + a] + shift};
-    for (trq::SlcLayer& layer : target->layers) Reflect(layer, reflection);
+    trq::core::MirrorLayers(target->layers, matrix, unit, a, 2.0 * from.placement()[22 + a] + shift);
   }
   target_component->record = placement;
 }

@@ -35,6 +35,7 @@ using trq::core::ByteSink;
 using trq::core::FileSink;
 using trq::core::FileSource;
 using trq::core::kStlHeaderSize;
+using trq::core::kStlHeadSize;
 using trq::core::MeshView;
 using trq::core::StlWriting;
 
@@ -194,57 +195,73 @@ void WriteBinaryFacets(const MeshView& mesh, const StlWriting& how, FacetWriter&
   });
 }
 
-trq::core::Result<void> Written(const ByteSink& sink) {
-  if (sink.failed()) {
-    return trq::core::Error{trq::core::ErrorCode::kWriteFailed, {}, "could not be written completely", errno};
-  }
-  return {};
+std::string StlStampText(int number) {
+  return "Kestrabin 1.5 " + trq::host::HostName() + " " + trq::host::LoginName() + " " +
+         std::to_string(number) + " CRC ";
 }
 
 constexpr char kWriting[] = "STL file write";
 
 /// Kept: the code tells about creating only; a failed write is on record in the mesh.
 int SaveStl(CTL& mesh, const char* path, const StlWriting& how) {
-  FileHandle file = CreateOnRecord(mesh, path, "wb", kWriting);
-  if (!file) {
-    AfxMessageBox(kNotSaved);
-    return trq::mesh_io::kFailed;
-  }
-  FileSink sink(file.get());
   // The closing tells of a failure.
-  static_cast<void>(trq::core::WriteStl(mesh.view(), how, sink));
-  CloseOnRecord(mesh, std::move(file), kWriting);
-  return trq::mesh_io::kDone;
+  const auto write = [&](ByteSink& sink) { static_cast<void>(trq::core::WriteStl(mesh.view(), how, sink)); };
+  if (WriteOnRecord(mesh, path, kWriting, write)) return trq::mesh_io::kDone;
+  AfxMessageBox(kNotSaved);
+  return trq::mesh_io::kFailed;
 }
 
-/// A binary STL file as a whole.
-struct StlFile {
-  unsigned char header[kStlHeaderSize];
-  unsigned char count[4];
-  std::vector<unsigned char> records;
-
-  std::string HeaderText() const {
-    const char* const text = reinterpret_cast<const char*>(header);
-    return std::string(text, strnlen(text, kStlHeaderSize));
-  }
-  uint32_t RecordsCrc() const { return CCRC::calcCRC(records.data(), records.size()); }
-};
-
-/// False when the file cannot be read or holds fewer records than it says.
-bool ReadStlFile(const trq::host::SystemPath& path, StlFile& stl) {
+/// The bytes of a binary STL file. False when it cannot be read or holds fewer records than it says.
+bool ReadStlFile(const trq::host::SystemPath& path, std::vector<unsigned char>& bytes) {
   const FileHandle file = OpenFile(path, "rb");
-  if (!file || std::fread(stl.header, 1, kStlHeaderSize, file.get()) < kStlHeaderSize ||
-      std::fread(stl.count, 1, sizeof stl.count, file.get()) < sizeof stl.count)
-    return false;
-  const int32_t count = static_cast<int32_t>(LoadLittle32(stl.count));
+  if (!file) return false;
+  FileSource source(file.get());
+  if (ReadItems(source, kStlHeadSize, bytes) < kStlHeadSize) return false;
+  const int32_t count = static_cast<int32_t>(LoadLittle32(bytes.data() + kStlHeaderSize));
   if (count < 0) return false;
   const uint64_t size = static_cast<uint64_t>(count) * kRecordSize;
-  FileSource source(file.get());
-  return ClaimFits(source, static_cast<uint64_t>(count), kRecordSize) &&
-         ReadItems(source, size, stl.records) == size;
+  return ClaimFits(source, size, 1) && ReadItems(source, size, bytes) == size;
+}
+
+std::string HeaderText(trq::Bytes file) {
+  const char* const text = reinterpret_cast<const char*>(file.data());
+  return std::string(text, strnlen(text, kStlHeaderSize));
+}
+
+uint32_t RecordsCrc(trq::Bytes file) {
+  const trq::Bytes records = file.From(kStlHeadSize);
+  return CCRC::calcCRC(records.data(), records.size());
 }
 
 }  // namespace
+
+std::string trq::core::StlStamp(int number, std::uint32_t facet_count) {
+  std::string stamp = StlStampText(number);
+  unsigned char count[4], sum[4];
+  StoreLittle32(count, facet_count);
+  StoreLittle32(sum, CCRC::calcCRC(count, sizeof count));
+  stamp.resize(kCountCrcAt);
+  return stamp.append(reinterpret_cast<const char*>(sum), sizeof sum);
+}
+
+void trq::core::StampStl(Span<unsigned char> file) {
+  const std::string text = HeaderText(file);
+  if (text.find("CRC") == std::string::npos) return;
+  const std::string digits = std::to_string(RecordsCrc(file));
+  // Kept: digits may run over the count's checksum in the last four bytes; those beyond are dropped.
+  std::memcpy(file.data() + text.size(), digits.data(),
+              std::min(digits.size(), kStlHeaderSize - text.size()));
+}
+
+bool trq::core::StlStampHolds(Bytes file) {
+  const std::string text = HeaderText(file);
+  uint32_t stamped = 0;
+  std::size_t at = text.find("CRC");
+  if (at != std::string::npos) at = text.find(' ', at);
+  // Leading blanks and a sign, then digits, as scanf("%u") has it.
+  if (at != std::string::npos) stamped = static_cast<uint32_t>(std::strtoul(&text[at], nullptr, 10));
+  return stamped == RecordsCrc(file);
+}
 
 trq::core::Result<void> trq::core::WriteStl(const MeshView& mesh, const StlWriting& how, ByteSink& sink) {
   if (how.form == StlForm::kAscii) {
@@ -253,13 +270,13 @@ trq::core::Result<void> trq::core::WriteStl(const MeshView& mesh, const StlWriti
     FacetWriter out(sink, mesh.triangles.size(), how.header.data(), how.header.size());
     WriteBinaryFacets(mesh, how, out);
   }
-  return Written(sink);
+  return detail::Written(sink);
 }
 
 trq::core::Result<void> trq::core::WriteStlHead(std::uint32_t facet_count, const StlWriting& how,
                                                 ByteSink& sink) {
   FacetWriter(sink, 0).WriteHead(how.header.data(), how.header.size(), facet_count);
-  return Written(sink);
+  return detail::Written(sink);
 }
 
 trq::core::Result<void> trq::core::WriteStlFacets(const MeshView& mesh, const StlWriting& how,
@@ -268,7 +285,7 @@ trq::core::Result<void> trq::core::WriteStlFacets(const MeshView& mesh, const St
     FacetWriter out(sink, mesh.triangles.size());
     WriteBinaryFacets(mesh, how, out);
   }
-  return Written(sink);
+  return detail::Written(sink);
 }
 
 int CTL::SaveSTLHeader(FILE* f, int count) {
@@ -293,17 +310,12 @@ int CTL::SaveModifiedCTLDataAsSTL(FILE* f, int mm_to_inch, float matrix[4][4]) {
 }
 
 int CTL::SaveCTLasBinarySTL(CString path, float matrix[4][4], int mm_to_inch, int stamp_number) {
-  std::string stamp = "Kestrabin 1.5 " + trq::host::HostName() + " " + trq::host::LoginName() + " " +
-                      std::to_string(stamp_number) + " CRC ";
   // Kept: any one character of "_s.stl" anywhere in the path asks for the checksum, and nearly every path has
   // one.
-  if (std::strpbrk(path, "_s.stl") != nullptr) {
-    unsigned char count[4], sum[4];
-    StoreLittle32(count, static_cast<uint32_t>(view().triangles.size()));
-    StoreLittle32(sum, CCRC::calcCRC(count, sizeof count));
-    stamp.resize(kCountCrcAt);
-    stamp.append(reinterpret_cast<const char*>(sum), sizeof sum);
-  }
+  const std::string stamp =
+      std::strpbrk(path, "_s.stl") != nullptr
+          ? trq::core::StlStamp(stamp_number, static_cast<uint32_t>(view().triangles.size()))
+          : StlStampText(stamp_number);
   StlWriting how;
   how.matrix = matrix;
   how.mm_to_inch = mm_to_inch;
@@ -321,35 +333,14 @@ int CTL::SaveCTLasAsciiSTL(CString path, float matrix[4][4], int mm_to_inch) {
 
 int CTL::crcSTLFile(const char* path) {
   const trq::host::SystemPath name(path);
-  StlFile stl;
-  if (!ReadStlFile(name, stl)) return 0;
-  const std::string text = stl.HeaderText();
-  if (text.find("CRC") != std::string::npos) {
-    const std::string digits = std::to_string(stl.RecordsCrc());
-    // Kept: digits may run over the count's checksum in the last four bytes; those beyond are dropped.
-    std::memcpy(stl.header + text.size(), digits.data(),
-                std::min(digits.size(), kStlHeaderSize - text.size()));
-  }
-  FileHandle file = CreateOnRecord(*this, name, "wb", kWriting);
-  if (!file) return 0;
-  std::fwrite(stl.header, 1, kStlHeaderSize, file.get());
-  std::fwrite(stl.count, 1, sizeof stl.count, file.get());
-  if (!stl.records.empty()) std::fwrite(stl.records.data(), 1, stl.records.size(), file.get());
-  CloseOnRecord(*this, std::move(file), kWriting);
+  std::vector<unsigned char> bytes;
+  if (!ReadStlFile(name, bytes)) return 0;
+  trq::core::StampStl(bytes);
+  WriteOnRecord(*this, name, kWriting, [&](ByteSink& sink) { sink.Write(bytes.data(), bytes.size()); });
   return 0;
 }
 
 bool CTL::crcValidateSTLFile(const char* path) {
-  StlFile stl;
-  if (!ReadStlFile(path, stl)) return false;
-  const std::string text = stl.HeaderText();
-  uint32_t stamped = 0;
-  std::size_t at = text.find("CRC");
-  if (at != std::string::npos) {
-    at = text.find(' ', at);
-    // Leading blanks and a sign, then digits, as scanf("%u") has it.
-    if (at != std::string::npos)
-      stamped = static_cast<uint32_t>(std::strtoul(text.c_str() + at, nullptr, 10));
-  }
-  return stamped == stl.RecordsCrc();
+  std::vector<unsigned char> bytes;
+  return ReadStlFile(path, bytes) && trq::core::StlStampHolds(bytes);
 }

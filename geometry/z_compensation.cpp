@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <string_view>
-#include <utility>
 
 #include "geometry/facet_file.h"
 #include "geometry/mesh_access.h"
@@ -13,7 +12,7 @@ using namespace trq::detail;
 
 namespace {
 
-using trq::core::FileSink;
+using trq::core::ByteSink;
 
 // Kept: the application picks the file up under this name.
 constexpr char kFileName[] = "ChikiChikiBumBum.stl";
@@ -70,24 +69,19 @@ int TheSegment::match(const float a[3], const float b[3], float d) const {
 void trq::core::WriteCompensatedStl(const MeshView& mesh, float height, ByteSink& sink) {
   FacetWriter out(sink, mesh.triangles.size(), kStlText.data(), kStlText.size());
   for (std::size_t i = 0; i < mesh.triangles.size(); ++i) {
-    const VECTOR n = mesh.Normal(i);
-    const float normal[3] = {n.x, n.y, n.z};
     float corners[3][3];
     for (int k = 0; k < 3; ++k) {
       CopyPoint(corners[k], mesh.Corner(mesh.triangles[i], k));
       // Kept: a z that is not a number faces down.
       if (FacesDown(mesh, i)) corners[k][2] += height;
     }
-    out.Add(normal, corners[0], corners[1], corners[2]);
+    out.Add(mesh.Normal(i), corners[0], corners[1], corners[2]);
   }
 }
 
 int CTL::ShiftTrianglesInZForZComp(float zcomp, int) {
-  if (FileHandle file = CreateOnRecord(*this, kFileName, "wb", kWriting)) {
-    FileSink sink(file.get());
-    trq::core::WriteCompensatedStl(view(), zcomp, sink);
-    CloseOnRecord(*this, std::move(file), kWriting);
-  }
+  WriteOnRecord(*this, kFileName, kWriting,
+                [&](ByteSink& sink) { trq::core::WriteCompensatedStl(view(), zcomp, sink); });
   return 0;
 }
 
@@ -95,19 +89,12 @@ int CTL::DumpZCompedSTL(TheTriangle* facets, int) {
   const trq::core::MeshView mesh = view();
   const std::size_t count = mesh.triangles.size();
   if (!facets && count > 0) return trq::mesh_io::kFailed;
-  FileHandle file = CreateOnRecord(*this, kFileName, "wb", kWriting);
-  if (!file) return trq::mesh_io::kFailed;
-  {
-    FileSink sink(file.get());
+  const auto write = [&](ByteSink& sink) {
     FacetWriter out(sink, count, kStlText.data(), kStlText.size());
-    for (std::size_t i = 0; i < count; ++i) {
-      const VECTOR n = mesh.Normal(i);
-      const float normal[3] = {n.x, n.y, n.z};
-      out.Add(normal, facets[i].corners[0], facets[i].corners[1], facets[i].corners[2]);
-    }
-  }
-  CloseOnRecord(*this, std::move(file), kWriting);
-  return trq::mesh_io::kDone;
+    for (std::size_t i = 0; i < count; ++i)
+      out.Add(mesh.Normal(i), facets[i].corners[0], facets[i].corners[1], facets[i].corners[2]);
+  };
+  return WriteOnRecord(*this, kFileName, kWriting, write) ? trq::mesh_io::kDone : trq::mesh_io::kFailed;
 }
 
 int CTL::DumpTheUpBucketIntoMainBucket(int n, TheTriangle* up, TheTriangle* main) {

@@ -94,7 +94,6 @@ class TRQ_EXPORT SlcLayer {
   float z;  ///< height of the layer, in the file's units
 
  private:
-  void CopyBoundaries(const SlcLayer& other);
   void MakeBlock(std::size_t size);
 
   bool terminator_ = false;

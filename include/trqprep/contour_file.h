@@ -23,14 +23,13 @@ struct ContourFile {
   std::uint64_t file_size = 0;
   std::uint64_t end = 0;  ///< the first byte behind the terminator
   Units units = Units::kMillimetre;
-  bool units_stated = false;                               ///< by the header; otherwise they are --units
-  std::array<unsigned char, slc::kReservedSize> reserved;  ///< as the file has it; the model has its own
-  std::unique_ptr<slc> model;                              ///< the terminator is the last of its layers
+  bool units_stated = false;  ///< by the header; otherwise they are --units
+  trq::core::Contours contours;
 
-  std::string header() const;
-  std::size_t layer_count() const { return model->layers.size() - 1; }
+  /// Without the terminator.
+  std::size_t layer_count() const { return contours.layers.size() - 1; }
   /// Where the reserved block begins in the file.
-  std::size_t reserved_offset() const { return static_cast<std::size_t>(model->header_length) + 1; }
+  std::size_t reserved_offset() const { return contours.header.size() + 1; }
 };
 
 /// By content (a header that names its version), or by name when the content is of no other kind.
@@ -77,17 +76,10 @@ std::optional<std::string> HeaderField(const std::string& header, const std::str
 /// gets the lower and the upper one. The header as it is when it has no such pairs.
 std::string WithExtents(const std::string& header, std::size_t axis,
                         const std::function<std::array<double, 2>(double, double)>& change);
-/// Gives the model a header. False, and nothing changed, when it is too long.
-bool SetHeader(slc& model, const std::string& header);
-
 /// Everything about a file for `info` and `slc info`, into `data`.
 void DescribeContours(Json& data, const ContourFile& file, const ContourSummary& summary);
 
-/// The size of the model's file.
-std::uint64_t ContourFileSize(const slc& model);
-/// Writes the model to `path`, an existing file that is this tool's own.
-void WriteContoursTo(slc& model, const std::string& path);
-/// Writes the model to a new file, in the place of an old one with `replace` only.
-void WriteContours(slc& model, const std::string& path, bool replace);
+/// Writes a new file, in the place of an old one with `replace` only, and returns its size.
+std::uint64_t WriteContours(const trq::core::Contours& contours, const std::string& path, bool replace);
 
 }  // namespace trqprep

@@ -19,8 +19,8 @@ constexpr const char* kMeshFormats = "stl|stl-ascii|ctl";
 
 using SinkWriter = std::function<void(trq::core::ByteSink&)>;
 /// Writes a new file, which appears whole or not at all, with what `write` passes to the sink. Refuses an
-/// existing one unless `replace`; exit 4 when not all of it reaches the system.
-void WriteFile(const std::string& path, bool replace, const SinkWriter& write);
+/// existing one unless `replace`; exit 4 when not all of it reaches the system. Returns the file's size.
+std::uint64_t WriteFile(const std::string& path, bool replace, const SinkWriter& write);
 
 /// Writes the mesh by WriteFile; as a CTL file its vertices are snapped afterwards, as CTL::SaveCTLModel does
 /// it. Normals are made first. `stamp`: a binary STL file gets the

@@ -4,10 +4,9 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
 #include <cmath>
-#include <cstdio>
-#include <cstring>
+
+#include "trqprep/mesh_writer.h"
 
 namespace trqprep {
 namespace {
@@ -19,104 +18,65 @@ std::string Upper(std::string text) {
   return text;
 }
 
-bool IsBlank(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
-
-// A word of the header that stands for itself: "-KEY" is a key, "-20,20" is none.
 struct Word {
   std::size_t begin;
   std::size_t end;
 };
 
-std::vector<Word> Words(const std::string& text) {
-  std::vector<Word> words;
-  for (std::size_t i = 0; i < text.size();) {
-    if (IsBlank(text[i])) {
-      ++i;
-      continue;
-    }
-    Word word{i, i};
-    while (i < text.size() && !IsBlank(text[i])) ++i;
-    word.end = i;
-    words.push_back(word);
-  }
-  return words;
-}
-
-bool IsKey(const std::string& text, const Word& word) {
-  return word.end - word.begin > 1 && text[word.begin] == '-' &&
-         std::isalpha(static_cast<unsigned char>(text[word.begin + 1]));
-}
-
-// The values of a key: the words between it and the next key.
+// The values of a key: the words between it and the next key. "-KEY" is a key, "-20,20" is none.
 std::vector<Word> ValuesOf(const std::string& header, const std::string& key) {
+  constexpr char kBlanks[] = " \t\n\v\f\r";
   std::vector<Word> values;
   bool within = false;
-  for (const Word& word : Words(header)) {
-    if (IsKey(header, word)) {
+  std::size_t begin = 0, end = 0;
+  while ((begin = header.find_first_not_of(kBlanks, end)) != std::string::npos) {
+    end = std::min(header.find_first_of(kBlanks, begin), header.size());
+    if (end - begin > 1 && header[begin] == '-' &&
+        std::isalpha(static_cast<unsigned char>(header[begin + 1]))) {
       if (within) break;
-      within = Upper(header.substr(word.begin, word.end - word.begin)) == "-" + Upper(key);
+      within = Upper(header.substr(begin, end - begin)) == "-" + Upper(key);
     } else if (within) {
-      values.push_back(word);
+      values.push_back({begin, end});
     }
   }
   return values;
 }
 
-[[noreturn]] void FailToRead(const std::string& path, int code, std::uint64_t byte, const slc& model) {
+// What of a layer is cut short, from kLayerZShort on.
+constexpr const char* kLayerParts[] = {
+    "its z; the terminator is missing", "its boundary count",         "the vertex count of a boundary",
+    "the gap count of a boundary",      "the vertices of a boundary",
+};
+
+[[noreturn]] void FailToRead(const std::string& path, const trq::core::Place& place,
+                             const trq::core::Contours& read) {
+  const int code = -static_cast<int>(place.item);
   Message message(Code::kSlcShort, path, "");
-  message.Hint("the file was cut or damaged; slice the part again").At({{"byte", byte}});
-  const char* cut = nullptr;  // what of a layer is cut short
-  switch (code) {
-    case trq::slc_file::kHeaderTooLong:
-      message.code = Code::kSlcHeader;
-      message.text = fmt::format("no byte 1A ends the header within {} bytes", slc::kMaxHeader);
-      message.Hint("is this a file of slice contours?");
-      break;
-    case trq::slc_file::kBadHeaderByte:
-      message.code = Code::kSlcHeader;
-      message.text = "the file ends inside the header, or the header holds a byte FF";
-      message.Hint("is this a file of slice contours?");
-      break;
-    case trq::slc_file::kReservedOrCountShort:
-      message.text = "the file ends before the count of the sampling table";
-      break;
-    case trq::slc_file::kEmptyTable:
-      message.code = Code::kSlcTable;
-      message.text = "the sampling table has no entry";
-      message.Hint("slice the part again");
-      break;
-    case trq::slc_file::kTableEntryShort:
-      message.text = fmt::format("the file ends in entry {} of {} of the sampling table",
-                                 model.table.size() + 1, model.table_count);
-      break;
-    case trq::slc_file::kLayerZShort:
-      cut = "its z; the terminator is missing";
-      break;
-    case trq::slc_file::kBoundaryCountShort:
-      cut = "its boundary count";
-      break;
-    case trq::slc_file::kVertexCountShort:
-      cut = "the vertex count of a boundary";
-      break;
-    case trq::slc_file::kGapCountShort:
-      cut = "the gap count of a boundary";
-      break;
-    default:
-      cut = "the vertices of a boundary";
-      break;
-  }
-  if (cut) {
-    message.text = fmt::format("the file ends in layer {}, at {}", model.layers.size() + 1, cut);
-    message.At({{"byte", byte}, {"layer", model.layers.size() + 1}});
+  message.Hint("the file was cut or damaged; slice the part again").At({{"byte", place.byte}});
+  if (code <= trq::slc_file::kLayerZShort) {
+    message.text = fmt::format("the file ends in layer {}, at {}", read.layers.size() + 1,
+                               kLayerParts[trq::slc_file::kLayerZShort - code]);
+    message.At({{"byte", place.byte}, {"layer", read.layers.size() + 1}});
+  } else if (code == trq::slc_file::kReservedOrCountShort) {
+    message.text = "the file ends before the count of the sampling table";
+  } else if (code == trq::slc_file::kTableEntryShort) {
+    message.text = fmt::format("the file ends in entry {} of {} of the sampling table", read.table.size() + 1,
+                               read.table_count);
+  } else if (code == trq::slc_file::kEmptyTable) {
+    message.code = Code::kSlcTable;
+    message.text = "the sampling table has no entry";
+    message.Hint("slice the part again");
+  } else {
+    message.code = Code::kSlcHeader;
+    message.text = code == trq::slc_file::kHeaderTooLong
+                       ? fmt::format("no byte 1A ends the header within {} bytes", slc::kMaxHeader)
+                       : "the file ends inside the header, or the header holds a byte FF";
+    message.Hint("is this a file of slice contours?");
   }
   Fail(ExitCode::kInput, message);
 }
 
 }  // namespace
-
-std::string ContourFile::header() const {
-  return std::string(model->header_text, static_cast<std::size_t>(model->header_length));
-}
 
 bool LooksLikeSlc(const FileHead& file) {
   const std::string_view head(file.head);
@@ -135,19 +95,11 @@ ContourFile ReadContours(Observer& observer, Units bare, const std::string& path
   ContourFile file;
   file.path = path;
   file.file_size = input.head().size;
-  file.model = std::make_unique<slc>();
-  trq::core::Contours read;
-  const trq::core::Result<void> done = trq::core::ReadSlc(input, read);
-  SetHeader(*file.model, read.header);
-  file.reserved = read.reserved;
-  file.model->table_count = read.table_count;
-  file.model->table = std::move(read.table);
-  file.model->layers = std::move(read.layers);
-  if (!done)
-    FailToRead(path, -static_cast<int>(done.error().place.item), done.error().place.byte, *file.model);
+  const trq::core::Result<void> done = trq::core::ReadSlc(input, file.contours);
+  if (!done) FailToRead(path, done.error().place, file.contours);
   file.end = input.Position().value_or(file.file_size);
 
-  const std::string unit = Upper(HeaderField(file.header(), "UNIT").value_or(""));
+  const std::string unit = Upper(HeaderField(file.contours.header, "UNIT").value_or(""));
   file.units_stated = true;
   if (unit == "MM") {
     file.units = Units::kMillimetre;
@@ -160,11 +112,12 @@ ContourFile ReadContours(Observer& observer, Units bare, const std::string& path
                           fmt::format("the file does not say its unit; taken as {}", UnitsName(file.units)))
                       .Hint("--units mm or --units in says which it is"));
   }
-  const auto used = std::find_if(file.reserved.begin(), file.reserved.end(), [](auto b) { return b != 0; });
-  if (used != file.reserved.end()) {
+  const auto& reserved = file.contours.reserved;
+  const auto used = std::find_if(reserved.begin(), reserved.end(), [](auto b) { return b != 0; });
+  if (used != reserved.end()) {
     observer.Note(
         Message(Code::kSlcReserved, path, "the reserved block holds more than zeros; no meaning is known")
-            .At({{"byte", file.reserved_offset() + static_cast<std::size_t>(used - file.reserved.begin())}}));
+            .At({{"byte", file.reserved_offset() + static_cast<std::size_t>(used - reserved.begin())}}));
   }
   if (file.end < file.file_size) {
     observer.Note(
@@ -197,7 +150,7 @@ double TwiceArea(const trq::SlcBoundary& boundary) {
 
 ContourSummary Summarize(Observer& observer, const ContourFile& file) {
   ContourSummary summary;
-  const std::vector<trq::SlcLayer>& layers = file.model->layers;
+  const std::vector<trq::SlcLayer>& layers = file.contours.layers;
   std::size_t not_finite_layer = 0, negative = 0, negative_layer = 0;
   for (std::size_t i = 0; i + 1 < layers.size(); ++i) {
     LayerSummary layer;
@@ -274,19 +227,11 @@ std::string WithExtents(const std::string& header, std::size_t axis,
   }
 }
 
-bool SetHeader(slc& model, const std::string& header) {
-  if (header.size() > slc::kMaxHeader) return false;
-  std::memset(model.header_text, 0, sizeof model.header_text);
-  std::memcpy(model.header_text, header.data(), header.size());
-  model.header_length = static_cast<std::int32_t>(header.size());
-  return true;
-}
-
 void DescribeContours(Json& data, const ContourFile& file, const ContourSummary& summary) {
   data["units"] = UnitsName(file.units);
   data["units_stated"] = file.units_stated;
   data["file_size"] = file.file_size;
-  data["header"] = TextToJson(file.header());
+  data["header"] = TextToJson(file.contours.header);
   if (summary.box.Empty()) {
     data["box"] = nullptr;
     data["size_mm"] = nullptr;
@@ -305,7 +250,7 @@ void DescribeContours(Json& data, const ContourFile& file, const ContourSummary&
     data["size_in"] = size_in;
   }
   data["layers"] = summary.layers.size();
-  const std::vector<trq::SlcLayer>& layers = file.model->layers;
+  const std::vector<trq::SlcLayer>& layers = file.contours.layers;
   data["z"] = Json{{"first", NumberToJson(layers.front().z)}, {"end", NumberToJson(layers.back().z)}};
   data["boundaries"] = summary.total.boundaries;
   data["clockwise"] = summary.total.clockwise;
@@ -313,9 +258,9 @@ void DescribeContours(Json& data, const ContourFile& file, const ContourSummary&
   data["vertices"] = summary.total.vertices;
   data["gaps"] = summary.total.gaps;
   data["volume"] = NumberToJson(summary.volume);
-  data["table_count"] = file.model->table_count;
+  data["table_count"] = file.contours.table_count;
   Json table = Json::array();
-  for (const trq::SlcTableEntry& entry : file.model->table) {
+  for (const trq::SlcTableEntry& entry : file.contours.table) {
     table.push_back(Json{{"min_z", NumberToJson(entry.min_z)},
                          {"layer_thickness", NumberToJson(entry.layer_thickness)},
                          {"line_width_compensation", NumberToJson(entry.line_width_compensation)}});
@@ -323,40 +268,10 @@ void DescribeContours(Json& data, const ContourFile& file, const ContourSummary&
   data["table"] = table;
 }
 
-std::uint64_t ContourFileSize(const slc& model) {
-  std::uint64_t size = static_cast<std::uint64_t>(model.header_length) + 1 + slc::kReservedSize + 1 +
-                       sizeof(trq::SlcTableEntry) * model.table.size();
-  for (const trq::SlcLayer& layer : model.layers) {
-    size += 8;
-    for (const trq::SlcBoundary& boundary : layer.boundaries())
-      size += 8 + 8 * std::uint64_t{boundary.vertex_count};
-  }
-  return size;
-}
-
-void WriteContoursTo(slc& model, const std::string& path) {
-  int code = trq::slc_file::kCannotOpen;
-  errno = 0;
-  if (FILE* stream = std::fopen(path.c_str(), "wb")) {
-    model.file = stream;
-    code = model.writeSlcHeader();
-    if (code == trq::slc_file::kOk) code = model.writeReservedSection();
-    if (code == trq::slc_file::kOk) code = model.writeTableEntry();
-    if (code == trq::slc_file::kOk) code = model.writeContourLayers();
-    model.file = nullptr;
-    if (std::fclose(stream) != 0 && code == trq::slc_file::kOk) code = trq::slc_file::kContourWriteFailed;
-  }
-  if (code != trq::slc_file::kOk) {
-    Fail(ExitCode::kOutput,
-         Message(Code::kOutputUnwritable, path, "cannot be written: " + SystemText(errno)));
-  }
-}
-
-void WriteContours(slc& model, const std::string& path, bool replace) {
-  OutputFile output(path, replace);
-  WriteContoursTo(model, output.path());
-  output.Expect(ContourFileSize(model));
-  output.Commit();
+std::uint64_t WriteContours(const trq::core::Contours& contours, const std::string& path, bool replace) {
+  return WriteFile(path, replace, [&contours](trq::core::ByteSink& sink) {
+    static_cast<void>(trq::core::WriteSlc(contours, sink));  // the sink tells of a failure
+  });
 }
 
 }  // namespace trqprep

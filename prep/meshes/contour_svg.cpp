@@ -22,7 +22,7 @@ double RoundLength(double length) {
 }  // namespace
 
 std::string LayerSvg(const ContourFile& file, const ContourSummary& summary, std::size_t index) {
-  const trq::SlcLayer& layer = file.model->layers[index];
+  const trq::SlcLayer& layer = file.contours.layers[index];
   const LayerSummary& about = summary.layers[index];
   const std::string unit = UnitsName(file.units);
   // A part without an extent gets a page all the same.

@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <memory>
-#include <new>
 
 #include "trq/core/ctl.h"
 #include "trqprep/atomic_output.h"
@@ -20,27 +19,17 @@ namespace {
   Fail(ExitCode::kOutput, Message(Code::kOutputUnwritable, path, "cannot be written: " + SystemText(errno)));
 }
 
-// A stream that counts what is written to it.
-class CountingSink : public trq::core::FileSink {
- public:
-  using FileSink::FileSink;
-  bool Write(const void* bytes, std::size_t count) override {
-    size += count;
-    return FileSink::Write(bytes, count);
-  }
-  std::uint64_t size = 0;
-};
-
 // Fills `path`, an existing file that is this tool's own, and returns how long it must be.
 std::uint64_t WriteThrough(const std::string& path, const SinkWriter& write) {
   errno = 0;
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "wb"), std::fclose);
   if (!file) FailToWrite(path);
-  CountingSink sink(file.get());
+  trq::core::FileSink sink(file.get());
   write(sink);
   const bool failed = sink.failed();
+  const long size = std::ftell(file.get());
   if (std::fclose(file.release()) != 0 || failed) FailToWrite(path);
-  return sink.size;
+  return static_cast<std::uint64_t>(size);
 }
 
 bool EndsWith(std::string text, const std::string& ending) {
@@ -61,10 +50,12 @@ MeshFormat OutputFormat(const std::string& path, const std::string& stated) {
                              .Hint("end it in .stl or .ctl, or say --to stl, --to stl-ascii or --to ctl"));
 }
 
-void WriteFile(const std::string& path, bool replace, const SinkWriter& write) {
+std::uint64_t WriteFile(const std::string& path, bool replace, const SinkWriter& write) {
   OutputFile output(path, replace);
-  output.Expect(WriteThrough(output.path(), write));
+  const std::uint64_t size = WriteThrough(output.path(), write);
+  output.Expect(size);
   output.Commit();
+  return size;
 }
 
 void WriteMesh(Observer& observer, CTL& mesh, const std::string& path, MeshFormat format, bool replace,
@@ -72,23 +63,20 @@ void WriteMesh(Observer& observer, CTL& mesh, const std::string& path, MeshForma
   observer.current_file = path;
   mesh.Calculate_normals();
   if (stamp) {
-    OutputFile output(path, replace);
-    float unit[4][4];
-    set_unit_matrix(unit);
-    errno = 0;
-    mesh.ClearError();
-    const int created = mesh.SaveCTLasBinarySTL(output.path(), unit, 0, static_cast<int>(*stamp));
-    if (mesh.GetErrorCode() == 0) mesh.crcSTLFile(output.path().c_str());
-    if (created != 0 || mesh.GetErrorCode() != 0) FailToWrite(path);
-    output.Expect(trq::core::BinaryStlSize(static_cast<std::uint64_t>(mesh.num_triangles())));
-    if (!mesh.crcValidateSTLFile(output.path().c_str())) {
-      // Neither the stamp's writer nor its reader tells that it could not open the file for want of memory.
-      if (errno == ENOMEM) throw std::bad_alloc();
+    trq::core::StlWriting how;
+    const std::string header =
+        trq::core::StlStamp(static_cast<int>(*stamp), static_cast<std::uint32_t>(mesh.num_triangles()));
+    how.header = header;
+    trq::core::MemorySink file;
+    static_cast<void>(trq::core::WriteStl(mesh.view(), how, file));  // memory takes it all
+    trq::core::StampStl(file.bytes);
+    WriteFile(path, replace,
+              [&file](trq::core::ByteSink& sink) { sink.Write(file.bytes.data(), file.bytes.size()); });
+    if (!trq::core::StlStampHolds(file.bytes)) {
       observer.Warn(Message(Code::kStampLong, path,
                             "computer and login name leave no room for the checksum in the header")
                         .Hint("the file is whole, but its stamp cannot be verified"));
     }
-    output.Commit();
   } else {
     WriteFile(path, replace, [&](trq::core::ByteSink& sink) {
       trq::core::Result<void> done;

@@ -10,9 +10,11 @@ namespace {
 using test_support::ByteBuilder;
 using trq::core::Contours;
 using trq::core::ErrorCode;
+using trq::core::MemorySink;
 using trq::core::MemorySource;
 using trq::core::ReadSlc;
 using trq::core::Result;
+using trq::core::WriteSlc;
 
 /// One entry, one layer of one triangle, the terminator.
 std::string SmallFile() {
@@ -66,6 +68,40 @@ TEST(CoreSlc, HostileCountsTakeNoMemory) {
   EXPECT_EQ(read.error().place.item, static_cast<std::uint64_t>(-trq::slc_file::kVerticesShort));
   bytes[21 + 256] = 0;
   EXPECT_EQ(Read(bytes, contours).error().code, ErrorCode::kBadCount);
+}
+
+TEST(CoreSlc, WritesWhatItRead) {
+  Contours contours;
+  ASSERT_TRUE(Read(SmallFile(), contours));
+  MemorySink sink;
+  ASSERT_TRUE(WriteSlc(contours, sink));
+  EXPECT_EQ(std::string(sink.bytes.begin(), sink.bytes.end()), SmallFile());
+}
+
+TEST(CoreSlc, WritesNothingWithoutATable) {
+  Contours contours;
+  MemorySink sink;
+  const Result<void> written = WriteSlc(contours, sink);
+  ASSERT_FALSE(written);
+  EXPECT_EQ(written.error().code, ErrorCode::kBadCount);
+  EXPECT_TRUE(sink.bytes.empty());
+}
+
+TEST(CoreSlc, MirrorsInPlace) {
+  Contours contours;
+  ASSERT_TRUE(Read(SmallFile(), contours));
+  // Moved by 10 in y, then y becomes 5 - y.
+  const float moved[4][4] = {{1, 0, 0, 0}, {0, 1, 0, 10}, {0, 0, 1, 0}, {0, 0, 0, 1}};
+  trq::core::MirrorLayers(contours.layers, moved, 0, 1, 5);
+  const float* const points = contours.layers[0].boundaries()[0].points;
+  const float expected[] = {0, -5, 1, -5, 0, -7};
+  for (int i = 0; i < 6; ++i) EXPECT_EQ(points[i], expected[i]) << i;
+  EXPECT_EQ(contours.layers[0].z, 0);
+  EXPECT_EQ(contours.layers[1].z, 0.25f);
+  // Layers without vertices, the terminator too, carry the point (0, 0, z).
+  trq::core::MirrorLayers(contours.layers, nullptr, 0, 2, 1);
+  EXPECT_EQ(contours.layers[0].z, 1);
+  EXPECT_EQ(contours.layers[1].z, 0.75f);
 }
 
 }  // namespace

@@ -265,4 +265,21 @@ TEST(CoreStl, SaysThatTheSinkFailed) {
   EXPECT_EQ(written.error().code, ErrorCode::kWriteFailed);
 }
 
+TEST(CoreStl, StampHoldsUntilAFacetChanges) {
+  EXPECT_EQ(trq::core::StlStamp(3, 1).size(), 80u);
+  std::string file = "part CRC ";
+  file.resize(80);
+  file += std::string("\x01\0\0\0", 4) + std::string(50, '\0');
+  std::vector<unsigned char> bytes(file.begin(), file.end());
+  trq::core::StampStl(bytes);
+  // CRC-32 register, not inverted at its end, of 50 zero bytes.
+  std::uint32_t sum = 0xFFFFFFFFu;
+  for (int bit = 0; bit < 50 * 8; ++bit) sum = sum >> 1 ^ (sum & 1u ? 0xEDB88320u : 0u);
+  const std::string text(bytes.begin(), bytes.begin() + 80);
+  EXPECT_EQ(text.c_str(), "part CRC " + std::to_string(sum));
+  EXPECT_TRUE(trq::core::StlStampHolds(bytes));
+  bytes[90] = 1;
+  EXPECT_FALSE(trq::core::StlStampHolds(bytes));
+}
+
 }  // namespace

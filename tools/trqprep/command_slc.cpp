@@ -49,40 +49,34 @@ ExitCode Info(Context& context, const Options& options) {
 
 // --- verify ------------------------------------------------------------------------------------------------
 
-// The first place where the two files differ, both being taken up to `end` without the reserved block.
-std::optional<std::uint64_t> FirstDifference(const std::string& path, const std::string& other,
-                                             std::uint64_t reserved, std::uint64_t end) {
-  using File = std::unique_ptr<FILE, int (*)(FILE*)>;
-  const File a(std::fopen(path.c_str(), "rb"), std::fclose);
-  if (!a) Fail(ExitCode::kInput, Message(Code::kInputUnreadable, path, SystemText(errno)));
-  const File b(std::fopen(other.c_str(), "rb"), std::fclose);
-  if (!b) Fail(ExitCode::kOutput, Message(Code::kOutputUnwritable, other, SystemText(errno)));
-  for (std::uint64_t i = 0; i < end; ++i) {
-    const int byte = std::getc(a.get());
-    const int again = std::getc(b.get());
-    const bool skipped = i >= reserved && i < reserved + slc::kReservedSize;
-    if ((byte != again && !skipped) || byte == EOF) return i;
+// The first place where a file and what was written of it differ, up to `end` of the file and without the
+// reserved block.
+std::optional<std::uint64_t> FirstDifference(const ContourFile& file,
+                                             const std::vector<unsigned char>& again) {
+  const std::string bytes = InputFile(file.path).ReadRest();
+  for (std::uint64_t i = 0; i < file.end; ++i) {
+    const bool skipped = i >= file.reserved_offset() && i < file.reserved_offset() + slc::kReservedSize;
+    if (i >= bytes.size() || i >= again.size()) return i;
+    if (static_cast<unsigned char>(bytes[i]) != again[i] && !skipped) return i;
   }
-  if (std::getc(b.get()) != EOF) return end;
+  if (again.size() > file.end) return file.end;
   return std::nullopt;
 }
 
 ExitCode Verify(Context& context, const Options& options) {
   const ContourFile file = ReadContours(context, context.units(), options.input);
-  const TemporaryFolder folder;
-  const std::string again = folder.PathOf("again.slc");
-  WriteContoursTo(*file.model, again);
-  const auto difference = FirstDifference(options.input, again, file.reserved_offset(), file.end);
+  trq::core::MemorySink again;
+  static_cast<void>(trq::core::WriteSlc(file.contours, again));  // memory takes it all
+  const auto difference = FirstDifference(file, again.bytes);
   context.data_units = file.units;
   context.data["file"] = TextToJson(options.input);
   context.data["same"] = !difference;
   context.data["bytes"] = file.end;
   context.data["trailing_bytes"] = file.file_size - file.end;
-  context.data["reserved_is_zero"] =
-      std::all_of(file.reserved.begin(), file.reserved.end(), [](unsigned char byte) { return byte == 0; });
+  context.data["reserved_is_zero"] = file.contours.reserved == decltype(file.contours.reserved){};
   if (difference) {
     const std::uint64_t table = file.reserved_offset() + slc::kReservedSize;
-    const std::uint64_t layers = table + 1 + sizeof(trq::SlcTableEntry) * file.model->table.size();
+    const std::uint64_t layers = table + 1 + sizeof(trq::SlcTableEntry) * file.contours.table.size();
     const char* where = *difference < table ? "header" : *difference < layers ? "sampling table" : "layers";
     context.Error(Message(Code::kSlcDiffers, options.input,
                           fmt::format("loaded and saved again, the {} differ at byte {}", where, *difference))
@@ -99,7 +93,7 @@ ExitCode Verify(Context& context, const Options& options) {
 
 // The lowest and the highest z, the terminator's included.
 std::pair<double, double> HeightsOf(const ContourFile& file) {
-  const std::vector<trq::SlcLayer>& layers = file.model->layers;
+  const std::vector<trq::SlcLayer>& layers = file.contours.layers;
   double low = layers.front().z, high = low;
   for (const trq::SlcLayer& layer : layers) {
     low = std::min<double>(low, layer.z);
@@ -110,7 +104,7 @@ std::pair<double, double> HeightsOf(const ContourFile& file) {
 
 // The layer that is built at height z: the highest one that does not begin above it.
 std::size_t LayerAt(const ContourFile& file, double z) {
-  const std::vector<trq::SlcLayer>& layers = file.model->layers;
+  const std::vector<trq::SlcLayer>& layers = file.contours.layers;
   const auto [low, high] = HeightsOf(file);
   // Heights in files are rounded to floats, sometimes after a change of units.
   const double tolerance = 1e-5 * (high - low);
@@ -148,7 +142,7 @@ ExitCode Svg(Context& context, const Options& options) {
   context.data_units = file.units;
   context.data["file"] = TextToJson(options.input);
   context.data["layer"] = index + 1;
-  context.data["z"] = NumberToJson(file.model->layers[index].z);
+  context.data["z"] = NumberToJson(file.contours.layers[index].z);
   context.data["boundaries"] = summary.layers[index].boundaries;
   context.data["area"] = NumberToJson(summary.layers[index].area);
   if (options.output.empty()) {
@@ -159,36 +153,27 @@ ExitCode Svg(Context& context, const Options& options) {
   WriteOutputFile(options.output, svg, context.options.force);
   context.data["output"] = TextToJson(options.output);
   context.Print("{}: layer {} of {}, z {} {}\n", OneLine(options.output), index + 1, file.layer_count(),
-                Plain(file.model->layers[index].z, 5), UnitsName(file.units));
+                Plain(file.contours.layers[index].z, 5), UnitsName(file.units));
   return ExitCode::kDone;
 }
 
 // --- copy, mirror ------------------------------------------------------------------------------------------
 
-// What a copy has beyond what the library copies: the file's own reserved block.
-void KeepReserved(const ContourFile& file) {
-  std::copy(file.reserved.begin(), file.reserved.end(), file.model->reserved);
-}
-
 ExitCode Copy(Context& context, const Options& options) {
   const ContourFile file = ReadContours(context, context.units(), options.input);
-  KeepReserved(file);
-  slc copy;
-  file.model->copy(&copy);
-  WriteContours(copy, options.output, context.options.force);
+  const std::uint64_t size = WriteContours(file.contours, options.output, context.options.force);
   context.data_units = file.units;
   context.data["input"] = TextToJson(options.input);
   context.data["output"] = TextToJson(options.output);
   context.data["layers"] = file.layer_count();
-  context.data["file_size"] = ContourFileSize(copy);
-  context.Print("{}: {} layers, {} bytes\n", OneLine(options.output), file.layer_count(),
-                ContourFileSize(copy));
+  context.data["file_size"] = size;
+  context.Print("{}: {} layers, {} bytes\n", OneLine(options.output), file.layer_count(), size);
   return ExitCode::kDone;
 }
 
 // Reflected in x or y, a contour runs the other way round: its vertices are put in reverse order.
-void TurnContours(slc& model) {
-  for (const trq::SlcLayer& layer : model.layers) {
+void TurnContours(const trq::core::Contours& contours) {
+  for (const trq::SlcLayer& layer : contours.layers) {
     for (const trq::SlcBoundary& boundary : layer.boundaries()) {
       for (std::size_t i = 0, j = boundary.vertex_count; i + 1 < j; ++i) {
         --j;
@@ -202,8 +187,8 @@ void TurnContours(slc& model) {
 // Reflected in z, a layer has its top where its bottom was: each takes the height of the one that lay above
 // it, and the layers come in the opposite order. Where the terminator repeats the last z, heights are those
 // of the sections themselves and stay with them. The ranges of the sampling table change places likewise.
-void TurnLayers(slc& model, const std::function<float(float)>& reflect) {
-  std::vector<trq::SlcLayer>& layers = model.layers;
+void TurnLayers(trq::core::Contours& contours, const std::function<float(float)>& reflect) {
+  std::vector<trq::SlcLayer>& layers = contours.layers;
   const float top = layers.front().z;
   const float bottom = layers.back().z;
   const std::size_t count = layers.size() - 1;
@@ -211,7 +196,7 @@ void TurnLayers(slc& model, const std::function<float(float)>& reflect) {
   for (std::size_t i = 0; i < count && !sections; ++i) layers[i].z = layers[i + 1].z;
   std::reverse(layers.begin(), layers.end() - 1);
   layers.back().z = top;
-  std::vector<trq::SlcTableEntry>& table = model.table;
+  std::vector<trq::SlcTableEntry>& table = contours.table;
   for (std::size_t i = 0; i < table.size(); ++i)
     table[i].min_z = i + 1 < table.size() ? reflect(table[i + 1].min_z) : bottom;
   std::reverse(table.begin(), table.end());
@@ -221,13 +206,12 @@ ExitCode Mirror(Context& context, const Options& options) {
   if (options.plane && options.beside) {
     Fail(ExitCode::kUsage, Message(Code::kUsage, "", "--plane and --beside exclude each other"));
   }
-  const ContourFile file = ReadContours(context, context.units(), options.input);
+  ContourFile file = ReadContours(context, context.units(), options.input);
   const ContourSummary summary = Summarize(context, file);
   if (summary.not_finite > 0) {
     Fail(ExitCode::kInput,
          Message(Code::kSlcNan, options.input, "vertices that are not finite cannot be mirrored"));
   }
-  KeepReserved(file);
   const std::size_t coordinate = static_cast<std::size_t>(options.axis[0] - 'x');
   double low = 0, high = 0;
   if (coordinate == 2) {
@@ -236,7 +220,6 @@ ExitCode Mirror(Context& context, const Options& options) {
     low = summary.box.min[coordinate];
     high = summary.box.max[coordinate];
   }
-  COMPONENT_INFO from, to;
   float plane = static_cast<float>((low + high) / 2);
   float offset = 0;
   if (options.plane) plane = static_cast<float>(options.plane->In(file.units, context.units()));
@@ -244,22 +227,23 @@ ExitCode Mirror(Context& context, const Options& options) {
     plane = static_cast<float>(high);
     offset = static_cast<float>(options.beside->In(file.units, context.units()));
   }
-  from.placement()[22 + coordinate] = plane;
-  slc mirrored;
-  file.model->mirror(&mirrored, 2 - static_cast<int>(coordinate), 0, offset, &from, &to);
+  trq::core::Contours& contours = file.contours;
   const double sum = 2.0 * plane + offset;  // of a coordinate and its reflection
+  trq::core::MirrorLayers(contours.layers, nullptr, 0, static_cast<int>(coordinate), sum);
   if (coordinate == 2) {
-    TurnLayers(mirrored, [sum](float z) { return static_cast<float>(sum - z); });
+    TurnLayers(contours, [sum](float z) { return static_cast<float>(sum - z); });
   } else {
-    TurnContours(mirrored);
+    TurnContours(contours);
   }
-  const std::string header = WithExtents(file.header(), coordinate, [sum](double lower, double upper) {
+  const std::string header = WithExtents(contours.header, coordinate, [sum](double lower, double upper) {
     return std::array<double, 2>{sum - upper, sum - lower};
   });
-  if (!SetHeader(mirrored, header)) {
+  if (header.size() <= slc::kMaxHeader) {
+    contours.header = header;
+  } else {
     context.Warn(Message(Code::kSlcHeader, options.output, "the header has no room for the new extents"));
   }
-  WriteContours(mirrored, options.output, context.options.force);
+  WriteContours(contours, options.output, context.options.force);
   const auto extent = [&](double value) { return NumberToJson(static_cast<float>(value)); };
   context.data_units = file.units;
   context.data["input"] = TextToJson(options.input);

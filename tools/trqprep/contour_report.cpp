@@ -13,19 +13,19 @@ void PrintContours(Context& context, const ContourFile& file, const ContourSumma
                   Plain(box.min[2], 4), Plain(box.max[0], 4), Plain(box.max[1], 4), Plain(box.max[2], 4),
                   unit);
   }
-  const std::vector<trq::SlcLayer>& layers = file.model->layers;
+  const std::vector<trq::SlcLayer>& layers = file.contours.layers;
   context.Print("  layers      {}, from z {} to {} {}\n", summary.layers.size(), Plain(layers.front().z, 5),
                 Plain(layers.back().z, 5), unit);
   context.Print("  boundaries  {}, of which {} run clockwise (holes) and {} are open\n",
                 summary.total.boundaries, summary.total.clockwise, summary.total.open);
   context.Print("  vertices    {}\n  gaps        {}\n", summary.total.vertices, summary.total.gaps);
   context.Print("  volume      {} {}3\n", Plain(summary.volume, 3), unit);
-  context.Print("  header      {}\n", OneLine(file.header()));
-  if (file.model->table.empty()) {
+  context.Print("  header      {}\n", OneLine(file.contours.header));
+  if (file.contours.table.empty()) {
     context.Print("  thickness   not stated: a table count of {} reads no entries\n",
-                  file.model->table_count);
+                  file.contours.table_count);
   }
-  for (const trq::SlcTableEntry& entry : file.model->table) {
+  for (const trq::SlcTableEntry& entry : file.contours.table) {
     context.Print("  thickness   from z {}: {} {}, line width compensation {} {}\n", Plain(entry.min_z, 5),
                   Plain(entry.layer_thickness, 5), unit, Plain(entry.line_width_compensation, 5), unit);
   }

@@ -28,4 +28,15 @@ struct Contours {
 /// kCutShort, kBadCount (a table of no entries).
 TRQ_EXPORT Result<void> ReadSlc(ByteSource& source, Contours& contours);
 
+/// Writes a file. kBadCount, with nothing written, for a table of no entries; kWriteFailed. Requires: a
+/// header that ReadSlc could have read.
+TRQ_EXPORT Result<void> WriteSlc(const Contours& contours, ByteSink& sink);
+
+/// Carries every layer through `matrix` (row-major, column vectors; null is the unit matrix; with
+/// `mm_to_inch` 1 it is meant for inches while the contours are in millimetres), then reflects a coordinate,
+/// 0 x, 1 y or 2 z: c becomes `sum` - c. A layer's z is set once, from its first vertex; a layer without a
+/// vertex carries the point (0, 0, z). Every result is rounded to float.
+TRQ_EXPORT void MirrorLayers(Span<SlcLayer> layers, const float (*matrix)[4], int mm_to_inch, int coordinate,
+                             double sum);
+
 }  // namespace trq::core

@@ -85,6 +85,15 @@ TRQ_EXPORT Result<void> WriteStl(const MeshView& mesh, const StlWriting& how, By
 TRQ_EXPORT Result<void> WriteStlHead(std::uint32_t facet_count, const StlWriting& how, ByteSink& sink);
 TRQ_EXPORT Result<void> WriteStlFacets(const MeshView& mesh, const StlWriting& how, ByteSink& sink);
 
+/// The header text of a stamped binary file: program, computer, login name, `number` and "CRC "; then the
+/// checksum (CCRC::calcCRC) of the facet count as the file has it, in the last four of 80 bytes.
+TRQ_EXPORT std::string StlStamp(int number, std::uint32_t facet_count);
+/// Puts the checksum of the facets behind the text of a binary file's header, if that holds "CRC"; digits
+/// that find no room are dropped. Requires: the file is no shorter than its head.
+TRQ_EXPORT void StampStl(Span<unsigned char> file);
+/// Whether the checksum that StampStl wrote is that of the facets. Requires: as StampStl.
+TRQ_EXPORT bool StlStampHolds(Bytes file);
+
 /// Bytes of the binary file of so many facets.
 constexpr std::uint64_t BinaryStlSize(std::uint64_t facets) { return kStlHeadSize + kStlFacetSize * facets; }
 
