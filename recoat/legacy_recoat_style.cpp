@@ -165,7 +165,7 @@ RECOATSTYLE::RECOATSTYLE(const _rc_style* structure, RECOAT_TYPE type) : RecoatT
   BuildDescription = from.BuildDescription;
   FullPathName = from.FullPathName;
   for (const auto& word : trq::core::StyleWords<RECOATSTYLE>().From(kFirstNumber)) {
-    WithRecord(*trq::RecoatStyleParameters().Find(word.key), from, [&](const auto& record) {
+    trq::RecoatStyleParameters().Find(word.key)->member.With(from, [&](const auto& record) {
       const auto number = record.GetValue();
       std::memcpy(word.in(*this), &number, sizeof number);
     });

@@ -100,7 +100,7 @@ void KVRECOATSTYLE::ConvertAllValuesToINCH() {
 
 void KVRECOATSTYLE::EquatelAllDefaultsToCurrentValue() {
   for (const trq::RecoatStyleParameterRow& row : kRecoatRows) {
-    WithRecord(row, *this, [](auto& record) { record.EquateDefaultToCurrentValue(); });
+    row.member.With(*this, [](auto& record) { record.EquateDefaultToCurrentValue(); });
   }
   ForAllSweeps(*this, &KVSWEEPS::EquatelAllDefaultsToCurrentValue);
 }

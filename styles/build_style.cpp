@@ -156,7 +156,7 @@ int KVBUILDSTYLE::ConvertBuildStylesTo301() {
   std::copy(std::begin(kLayoutWords301), std::end(kLayoutWords301), LayoutWords);
   for (const BuildRowRange& rows : kAdditions301) {
     for (const trq::BuildStyleParameter& row : rows) {
-      WithRecord(row, *this, [&row](auto& record) {
+      row.member.With(*this, [&row](auto& record) {
         SetNewValues(record, row.defaults);
         if (row.defaults.minimum <= row.defaults.maximum) SetNewRange(record, row.defaults);
       });

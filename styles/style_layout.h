@@ -117,7 +117,7 @@ bool TransferItem(Io& io, Style& style, const StyleLayoutItem& item) {
       return io.RawText(Lists::kTexts[item.index].in(style), item.size);
     case ItemKind::kRecord:
       if constexpr (!std::is_same_v<Style, RECOATSTYLE>) {  // which has no records
-        return WithRecord(Lists::kRows[item.index], style, [&io](auto& record) { return io.Record(record); });
+        return Lists::kRows[item.index].member.With(style, [&io](auto& record) { return io.Record(record); });
       }
       return false;
     default:

@@ -39,13 +39,6 @@ constexpr int CountRows(const Row (&rows)[kRows], Condition condition) {
   return count;
 }
 
-/// Calls `action(record)` with the record of `row` in `style`, of whichever class it is.
-template <class Row, class Style, class Action>
-decltype(auto) WithRecord(const Row& row, Style& style, Action action) {
-  if (auto* record = row.member.FloatIn(style)) return action(*record);
-  return action(*row.member.IntIn(style));
-}
-
 /// Gives a record the value and the default, or the range, that its row says a new style holds.
 template <class T>
 void SetNewValues(StyleParameterRecord<T>& record, const StyleParameterDefaults& defaults) {
@@ -61,7 +54,7 @@ void SetNewRange(StyleParameterRecord<T>& record, const StyleParameterDefaults& 
 template <class Row, std::size_t kRows, class Style>
 void SetAllDefaults(const Row (&rows)[kRows], Style& style) {
   for (const Row& row : rows) {
-    WithRecord(row, style, [&row](auto& record) {
+    row.member.With(style, [&row](auto& record) {
       SetNewValues(record, row.defaults);
       SetNewRange(record, row.defaults);
     });
@@ -82,7 +75,7 @@ void ForFloatRecords(const Row (&rows)[kRows], Style& style, bool (*chosen)(Styl
 template <class Row, class Style, class Set>
 const char* ForNumbers(Span<const Row> rows, Style& style, const char* next, Set set) {
   for (const Row& row : rows) {
-    WithRecord(row, style, [&](auto& record) {
+    row.member.With(style, [&](auto& record) {
       decltype(record.GetValue()) number;
       std::memcpy(&number, next, sizeof number);
       next += sizeof number;

@@ -34,8 +34,8 @@ template <class Style, class Row>
 std::string RecordLines(const Style& style, Span<const Row> rows, bool comma_separated) {
   std::string text;
   for (const Row& row : rows) {
-    text += WithRecord(row, style,
-                       [&](const auto& record) { return AsciiRecord(record, row.name, comma_separated); });
+    text += row.member.With(
+        style, [&](const auto& record) { return AsciiRecord(record, row.name, comma_separated); });
   }
   return text;
 }

@@ -275,6 +275,12 @@ class StyleRecordMember {
     return int_run_ ? &(style.*int_run_)[index_] : nullptr;
   }
   const IntRecord* IntIn(const Style& style) const { return IntIn(const_cast<Style&>(style)); }
+  /// Calls `action` with the record in `style`, of whichever class it is, and returns what it does.
+  template <class StyleOrConst, class Action>
+  decltype(auto) With(StyleOrConst& style, Action action) const {
+    if (is_float()) return action(*FloatIn(style));
+    return action(*IntIn(style));
+  }
 
  private:
   FloatRecord Style::*float_ = nullptr;

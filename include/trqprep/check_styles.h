@@ -24,9 +24,6 @@ constexpr Code kStyleDamage = Code::kStyleCrc;
 /// STYLE-CRC with that text.
 Message StyleDamage(const std::string& file, const std::string& text);
 
-/// True when files of that kind and layout say what machine they are for.
-bool StatesMachine(const StyleFile& file);
-
 /// One style of a stack.
 struct StyleBand {
   double start = 0;

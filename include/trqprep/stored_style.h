@@ -73,6 +73,9 @@ void WriteStyle(const StyleDocument& style, const std::string& path, bool replac
 /// True when files of the style's layout hold a value of the parameter's own.
 bool IsStored(const StyleDocument& style, std::size_t parameter);
 
+/// True when files of that kind and layout say what machine they are for, and the user level.
+bool StatesMachine(const StyleFile& file);
+
 /// What `show`, `info` and `verify` say about a file in general: its kind, layout, name, machine.
 void DescribeStyle(const StyleFile& file, Json& data);
 

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -25,22 +26,29 @@ using trq::core::StyleLayout;
 /// "301", "206", "legacy".
 const char* StyleLayoutName(StyleLayout layout);
 
-/// A 32-bit number of a record, bit for bit.
+/// A 32-bit number of a record, bit for bit: a float or an int32_t.
 class Number {
  public:
   Number() = default;
-  explicit Number(float value);
-  explicit Number(std::int32_t value);
+  Number(float value);
+  Number(std::int32_t value);
   bool is_float() const { return is_float_; }
-  float AsFloat() const;
-  std::int32_t AsInt() const { return static_cast<std::int32_t>(bits_); }
-  std::uint32_t bits() const { return bits_; }
+  /// The bits as a float or an int32_t, whichever the number is.
+  template <class T>
+  T As() const {
+    T value;
+    static_assert(sizeof value == sizeof bits_);
+    std::memcpy(&value, &bits_, sizeof value);
+    return value;
+  }
+  float AsFloat() const { return As<float>(); }
+  std::int32_t AsInt() const { return As<std::int32_t>(); }
   /// The value; every number of a record fits a double.
   double Value() const;
   /// The shortest text that reads back to the same number.
   std::string Text() const;
-  Json ToJson() const;
-  /// The number of what ToJson made; nothing for anything else.
+  operator Json() const;
+  /// The number of what the conversion made; nothing for anything else.
   static std::optional<Number> FromJson(const Json& json, bool is_float);
   bool operator==(const Number& other) const { return is_float_ == other.is_float_ && bits_ == other.bits_; }
   bool operator!=(const Number& other) const { return !(*this == other); }
@@ -54,9 +62,9 @@ class Number {
 struct RecordValues {
   Number value;
   Number default_value;
-  std::int32_t display = 1;
-  std::int32_t edit = 1;
-  std::int32_t range = 1;
+  Number display = 1;  ///< this flag and the next two: 1 or 0, and what files hold
+  Number edit = 1;
+  Number range = 1;
   Number minimum;
   Number maximum;
   std::vector<Number> allowed;
@@ -66,7 +74,6 @@ struct RecordValues {
   /// Gives the record that pair.
   void RemoveRange();
   bool operator==(const RecordValues& other) const;
-  bool operator!=(const RecordValues& other) const { return !(*this == other); }
 };
 
 /// What of a record differs: the name of the field and its two texts.
@@ -155,7 +162,6 @@ std::optional<int> FindMachineByName(const std::string& text);
 std::vector<std::string> MachineNames();
 
 // --- as JSON ---------------------------------------------------------------------------------------------
-Json RecordToJson(const RecordValues& record);
 Json ParameterToJson(const StyleParameter& parameter);
 /// The complete style as the document that `import` reads.
 Json StyleToJson(const StyleDocument& style);

@@ -25,14 +25,10 @@ constexpr float kVersion206 = 2.06f;
 constexpr float kVersionLegacy = 2.03f;
 bool IsVersion301(float version) { return version == 3.01f || version == 4.0f; }
 
-float FloatAt(const std::string& bytes, std::size_t offset) {
-  float value = 0;
-  if (offset + sizeof value <= bytes.size()) std::memcpy(&value, bytes.data() + offset, sizeof value);
-  return value;
-}
-
-std::int32_t WordAt(const std::string& bytes, std::size_t offset) {
-  std::int32_t value = 0;
+/// The number at a place of the bytes; 0 where they end before.
+template <class T>
+T At(const std::string& bytes, std::size_t offset) {
+  T value = 0;
   if (offset + sizeof value <= bytes.size()) std::memcpy(&value, bytes.data() + offset, sizeof value);
   return value;
 }
@@ -49,19 +45,13 @@ struct Reading {
 
 // Reads bytes as a style of one kind: in the given layout as it stands, or, without one, as the application
 // does, which converts the 206 layout.
-template <class Style>
-Reading ReadInto(Style& style, const std::string& bytes, std::optional<StyleLayout> own) {
-  const auto used = own == StyleLayout::k206 ? trq::core::ReadStyle206(BytesOf(bytes), style)
-                                             : trq::core::ReadStyle(BytesOf(bytes), style);
-  Reading reading;
-  reading.complete = used.ok();
-  reading.end = used.ok() ? *used : static_cast<std::size_t>(used.error().place.byte);
-  reading.style = DocumentOf(style, own.value_or(StyleLayout::k301));
-  return reading;
-}
-
 Reading ReadAs(StyleKind kind, const std::string& bytes, std::optional<StyleLayout> own) {
-  return WithNewStyle(kind, [&](auto& style) { return ReadInto(style, bytes, own); });
+  return WithNewStyle(kind, [&](auto& style) -> Reading {
+    const auto used = own == StyleLayout::k206 ? trq::core::ReadStyle206(BytesOf(bytes), style)
+                                               : trq::core::ReadStyle(BytesOf(bytes), style);
+    return {used.ok(), used.ok() ? *used : static_cast<std::size_t>(used.error().place.byte),
+            DocumentOf(style, own.value_or(StyleLayout::k301))};
+  });
 }
 
 // --- Legacy recoat styles ----------------------------------------------------------------------------------
@@ -70,7 +60,7 @@ constexpr trq::core::StyleLayoutItem::Kind kTextItem = trq::core::StyleLayoutIte
 
 // The legacy style that the bytes are from first to last.
 std::optional<RECOATSTYLE> ReadLegacy(const std::string& bytes) {
-  if (FloatAt(bytes, 0) != kVersionLegacy) return std::nullopt;
+  if (At<float>(bytes, 0) != kVersionLegacy) return std::nullopt;
   RECOATSTYLE style{CString()};
   const auto used = trq::core::ReadStyle(BytesOf(bytes), style);
   if (!used.ok() || *used != bytes.size()) return std::nullopt;
@@ -99,10 +89,9 @@ StyleDocument LegacyDocument(RECOATSTYLE legacy) {
     const auto at = static_cast<std::size_t>(list);
     if (lists[at]) {
       for (const SWEEPS& from : *lists[at]) {
-        SweepValues sweep = NewSweep();
-        sweep.gap.value = sweep.gap.default_value = Number(from.BladeGap);
-        sweep.velocity.value = sweep.velocity.default_value = Number(from.BladeVelocity);
-        style.sweeps[at].push_back(sweep);
+        SweepValues& sweep = style.sweeps[at].emplace_back(NewSweep());
+        sweep.gap.value = sweep.gap.default_value = from.BladeGap;
+        sweep.velocity.value = sweep.velocity.default_value = from.BladeVelocity;
       }
     }
     style.CountSweeps(list);
@@ -147,7 +136,7 @@ void TakeReading(StyleFile& file, Reading reading) {
   file.has_crc = file.bytes.size() >= kCrcBytes;
   if (!file.has_crc) return;
   const std::size_t length = file.bytes.size() - kCrcBytes;
-  file.stored_crc = static_cast<std::uint32_t>(WordAt(file.bytes, length));
+  file.stored_crc = At<std::uint32_t>(file.bytes, length);
   file.computed_crc = trq::core::StyleChecksum(BytesOf(file.bytes).First(length));
 }
 
@@ -162,9 +151,9 @@ std::string ReadWholeFile(const std::string& path) {
 }
 
 bool ExamineStyleHead(const std::string& head) {
-  const float first = FloatAt(head, 0);
+  const float first = At<float>(head, 0);
   return head.size() >= 8 && (IsVersion301(first) || first == kVersion206 || first == kVersionLegacy ||
-                              FloatAt(head, 4) == kVersion206);
+                              At<float>(head, 4) == kVersion206);
 }
 
 std::optional<StyleFile> ExamineStyle(const std::string& path, std::string bytes,
@@ -182,10 +171,10 @@ std::optional<StyleFile> ExamineStyle(const std::string& path, std::string bytes
     file.style = LegacyDocument(*legacy);
     return file;
   }
-  const bool is_301 = IsVersion301(FloatAt(content, 0));
+  const bool is_301 = IsVersion301(At<float>(content, 0));
   // A 206 build style begins with its "Version" record; that of a recoat style stands behind the user level.
-  const bool is_build_206 = FloatAt(content, 0) == kVersion206;
-  const bool is_recoat_206 = !is_301 && FloatAt(content, 4) == kVersion206;
+  const bool is_build_206 = At<float>(content, 0) == kVersion206;
+  const bool is_recoat_206 = !is_301 && At<float>(content, 4) == kVersion206;
   if (!is_301 && !is_build_206 && !is_recoat_206) return std::nullopt;
   file.layout = is_301 ? StyleLayout::k301 : StyleLayout::k206;
   Reading build, recoat;
@@ -309,6 +298,11 @@ bool IsStored(const StyleDocument& style, std::size_t parameter) {
                                          : trq::core::StoresParameter<KVRECOATSTYLE>(style.layout, parameter);
 }
 
+bool StatesMachine(const StyleFile& file) {
+  return file.layout != StyleLayout::kLegacy &&
+         (file.kind == StyleKind::kRecoat || file.layout == StyleLayout::k301);
+}
+
 void DescribeStyle(const StyleFile& file, Json& data) {
   const StyleDocument& style = file.style;
   const bool legacy = file.layout == StyleLayout::kLegacy;
@@ -317,18 +311,15 @@ void DescribeStyle(const StyleFile& file, Json& data) {
   data["layout"] = StyleLayoutName(file.layout);
   data["version"] = legacy                             ? NumberToJson(kVersionLegacy)
                     : file.layout == StyleLayout::k206 ? NumberToJson(kVersion206)
-                                                       : style.FindWord("file_version")->number.ToJson();
+                                                       : Json(style.FindWord("file_version")->number);
   data["bytes"] = file.bytes.size();
   data["style_name"] = TextToJson(style.FindText("style_name")->text);
   // A 206 build style stores neither machine nor user level, no build style its units.
-  const bool has_machine = !legacy && (file.kind == StyleKind::kRecoat || file.layout == StyleLayout::k301);
-  if (has_machine) {
+  if (StatesMachine(file)) {
     const std::int32_t machine = style.FindWord("machine_type")->number.AsInt();
     data["machine_type"] = machine;
     data["machine"] = MachineName(machine);
-  }
-  if (!legacy && (file.kind == StyleKind::kRecoat || file.layout == StyleLayout::k301)) {
-    data["user_level"] = style.FindWord("user_level")->number.AsInt();
+    data["user_level"] = style.FindWord("user_level")->number;
   }
   if (file.kind == StyleKind::kRecoat) {
     data["build_description"] = TextToJson(style.FindText("build_description")->text);
@@ -381,10 +372,6 @@ void ConvertStyleUnits(StyleDocument& document, Units to) {
 
 namespace {
 
-Number NumberAt(const std::string& bytes, std::size_t offset, bool is_float) {
-  return is_float ? Number(FloatAt(bytes, offset)) : Number(WordAt(bytes, offset));
-}
-
 using FilePiece = trq::core::StyleFilePiece;
 using ItemKind = trq::core::StyleLayoutItem::Kind;
 using RecordBytes = trq::core::StyleRecordBytes;
@@ -422,8 +409,8 @@ class RewriteComparison {
     switch (a.kind) {
       case ItemKind::kWord:
         Lost(a, 0,
-             fmt::format("{:08x} becomes {:08x}", static_cast<std::uint32_t>(WordAt(before_, a.offset)),
-                         static_cast<std::uint32_t>(WordAt(after_, b.offset))));
+             fmt::format("{:08x} becomes {:08x}", At<std::uint32_t>(before_, a.offset),
+                         At<std::uint32_t>(after_, b.offset)));
         break;
       case ItemKind::kText:
       case ItemKind::kBytes:
@@ -464,9 +451,13 @@ class RewriteComparison {
                    {"default", RecordBytes::kDefault},
                    {"minimum", RecordBytes::kMinimum},
                    {"maximum", RecordBytes::kMaximum}};
+    const auto number_at = [is_float](const std::string& bytes, std::size_t offset) -> Number {
+      if (is_float) return At<float>(bytes, offset);
+      return At<std::int32_t>(bytes, offset);
+    };
     for (const auto& number : numbers) {
-      const Number before = NumberAt(before_, a.offset + number.at, is_float);
-      const Number after = NumberAt(after_, b.offset + number.at, is_float);
+      const Number before = number_at(before_, a.offset + number.at);
+      const Number after = number_at(after_, b.offset + number.at);
       if (before != after) {
         Lost(a, number.at, fmt::format("{} {} becomes {}", number.name, before.Text(), after.Text()));
       }
@@ -474,8 +465,8 @@ class RewriteComparison {
     if (before_.compare(a.offset + RecordBytes::kFlags, 3, after_, b.offset + RecordBytes::kFlags, 3) != 0) {
       Lost(a, RecordBytes::kFlags, "the display, edit and range flags come out different");
     }
-    const std::int32_t before = WordAt(before_, a.offset + RecordBytes::kCount);
-    const std::int32_t after = WordAt(after_, b.offset + RecordBytes::kCount);
+    const std::int32_t before = At<std::int32_t>(before_, a.offset + RecordBytes::kCount);
+    const std::int32_t after = At<std::int32_t>(after_, b.offset + RecordBytes::kCount);
     if (before < 0 && after == 0) {
       Note(a, RecordBytes::kCount, fmt::format("number of allowed values {} becomes 0", before));
     } else if (before_.compare(a.offset + RecordBytes::kCount, a.size - RecordBytes::kCount, after_,

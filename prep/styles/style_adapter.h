@@ -4,6 +4,8 @@
 
 #include <cstring>
 #include <string>
+#include <type_traits>
+#include <vector>
 
 #include "trq/recoat.h"
 #include "trq/styles.h"
@@ -11,26 +13,14 @@
 
 namespace trqprep {
 
-template <class Style>
-struct StyleTraits;
+inline auto ParametersOf(const KVBUILDSTYLE&) { return trq::BuildStyleParameters(); }
+inline auto ParametersOf(const KVRECOATSTYLE&) { return trq::RecoatStyleParameters(); }
 
-template <>
-struct StyleTraits<KVBUILDSTYLE> {
-  static constexpr StyleKind kKind = StyleKind::kBuild;
-  static auto Parameters() { return trq::BuildStyleParameters(); }
-  static std::vector<KVSWEEPS>* SweepList(KVBUILDSTYLE&, int) { return nullptr; }
-};
-
-template <>
-struct StyleTraits<KVRECOATSTYLE> {
-  static constexpr StyleKind kKind = StyleKind::kRecoat;
-  static auto Parameters() { return trq::RecoatStyleParameters(); }
-  static std::vector<KVSWEEPS>* SweepList(KVRECOATSTYLE& style, int list) {
-    std::vector<KVSWEEPS>* lists[kSweepLists] = {&style.SweepList, &style.PrimarySweepList,
-                                                 &style.SecondarySweepList};
-    return lists[list];
-  }
-};
+/// The sweep lists of a style, in file order; a build style has none.
+inline std::vector<std::vector<KVSWEEPS>*> SweepListsOf(KVBUILDSTYLE&) { return {}; }
+inline std::vector<std::vector<KVSWEEPS>*> SweepListsOf(KVRECOATSTYLE& style) {
+  return {&style.SweepList, &style.PrimarySweepList, &style.SecondarySweepList};
+}
 
 /// Calls `use` with a new style of the kind.
 template <class Use>
@@ -45,48 +35,27 @@ auto WithNewStyle(StyleKind kind, Use use) {
 
 template <class Record>
 RecordValues ValuesOf(const Record& record) {
-  RecordValues values;
-  values.value = Number(record.GetValue());
-  values.default_value = Number(record.GetDefaultValue());
-  values.display = record.GetDisplayFlag();
-  values.edit = record.GetEditFlag();
-  values.range = record.GetRangeFlag();
-  values.minimum = Number(record.GetMinRange());
-  values.maximum = Number(record.GetMaxRange());
+  RecordValues values = {
+      record.GetValue(),     record.GetDefaultValue(), record.GetDisplayFlag(), record.GetEditFlag(),
+      record.GetRangeFlag(), record.GetMinRange(),     record.GetMaxRange(),    {}};
   for (int i = 0; i < record.GetNumElementsInList(); ++i) {
-    values.allowed.push_back(Number(record.GetAnElementFromList(i)));
+    values.allowed.push_back(record.GetAnElementFromList(i));
   }
   return values;
 }
 
 template <class Record>
 void StoreValues(const RecordValues& values, Record& record) {
-  const auto number = [](const Number& value) {
-    if constexpr (std::is_same_v<decltype(record.GetValue()), float>) {
-      return value.AsFloat();
-    } else {
-      return value.AsInt();
-    }
-  };
-  record.SetValue(number(values.value));
-  record.SetDefaultValue(number(values.default_value));
-  record.SetDisplayFlag(values.display);
-  record.SetEditFlag(values.edit);
-  record.SetRangeFlag(values.range);
-  record.SetMinRange(number(values.minimum));
-  record.SetMaxRange(number(values.maximum));
+  using T = decltype(record.GetValue());
+  record.SetValue(values.value.As<T>());
+  record.SetDefaultValue(values.default_value.As<T>());
+  record.SetDisplayFlag(values.display.AsInt());
+  record.SetEditFlag(values.edit.AsInt());
+  record.SetRangeFlag(values.range.AsInt());
+  record.SetMinRange(values.minimum.As<T>());
+  record.SetMaxRange(values.maximum.As<T>());
   record.DeleteEntireRangeList();
-  for (const Number& value : values.allowed) record.AddElementToList(number(value));
-}
-
-/// Calls `use` with the record of a table row in `style`.
-template <class Row, class Style, class Use>
-void WithRowRecord(const Row& row, Style& style, Use use) {
-  if (row.member.is_float()) {
-    use(*row.member.FloatIn(style));
-  } else {
-    use(*row.member.IntIn(style));
-  }
+  for (const Number& value : values.allowed) record.AddElementToList(value.As<T>());
 }
 
 /// The number that a word of a style holds.
@@ -99,18 +68,13 @@ Number NumberIn(const trq::core::StyleWord<Style>& word, Style& style) {
 
 template <class Style>
 StyleDocument DocumentOf(Style& style, StyleLayout layout) {
-  using Traits = StyleTraits<Style>;
   StyleDocument document;
-  document.kind = Traits::kKind;
+  document.kind = std::is_same_v<Style, KVBUILDSTYLE> ? StyleKind::kBuild : StyleKind::kRecoat;
   document.layout = layout;
-  for (const auto& row : Traits::Parameters()) {
-    StyleParameter parameter;
-    parameter.name = row.name;
-    parameter.named = row.named;
-    parameter.quantity = row.quantity;
-    parameter.region = row.region;
-    WithRowRecord(row, style, [&](auto& record) { parameter.record = ValuesOf(record); });
-    document.parameters.push_back(std::move(parameter));
+  for (const auto& row : ParametersOf(style)) {
+    document.parameters.push_back(
+        {row.name, row.named, row.quantity, row.region,
+         row.member.With(style, [](const auto& record) { return ValuesOf(record); })});
   }
   for (const auto& word : trq::core::StyleWords<Style>()) {
     document.words.push_back({word.key, NumberIn(word, style)});
@@ -118,13 +82,12 @@ StyleDocument DocumentOf(Style& style, StyleLayout layout) {
   for (const auto& text : trq::core::StyleTexts<Style>()) {
     document.texts.push_back({text.key, text.in(style).str()});
   }
-  for (int list = 0; list < kSweepLists; ++list) {
-    const std::vector<KVSWEEPS>* sweeps = Traits::SweepList(style, list);
-    if (!sweeps) continue;
+  auto list = document.sweeps.begin();
+  for (const std::vector<KVSWEEPS>* sweeps : SweepListsOf(style)) {
     for (const KVSWEEPS& sweep : *sweeps) {
-      document.sweeps[static_cast<std::size_t>(list)].push_back(
-          {ValuesOf(sweep.BladeGap), ValuesOf(sweep.BladeVelocity)});
+      list->push_back({ValuesOf(sweep.BladeGap), ValuesOf(sweep.BladeVelocity)});
     }
+    ++list;
   }
   return document;
 }
@@ -132,28 +95,24 @@ StyleDocument DocumentOf(Style& style, StyleLayout layout) {
 /// Puts everything that `document` holds into `style`.
 template <class Style>
 void StoreDocument(const StyleDocument& document, Style& style) {
-  using Traits = StyleTraits<Style>;
-  std::size_t i = 0;
-  for (const auto& row : Traits::Parameters()) {
-    WithRowRecord(row, style, [&](auto& record) { StoreValues(document.parameters[i].record, record); });
-    ++i;
+  auto parameter = document.parameters.begin();
+  for (const auto& row : ParametersOf(style)) {
+    row.member.With(style, [&](auto& record) { StoreValues(parameter++->record, record); });
   }
-  i = 0;
+  auto stored = document.words.begin();
   for (const auto& word : trq::core::StyleWords<Style>()) {
-    const std::uint32_t bits = document.words[i++].number.bits();
+    const std::int32_t bits = stored++->number.AsInt();
     std::memcpy(word.in(style), &bits, sizeof bits);
   }
-  i = 0;
-  for (const auto& text : trq::core::StyleTexts<Style>()) text.in(style) = CString(document.texts[i++].text);
-  for (int list = 0; list < kSweepLists; ++list) {
-    std::vector<KVSWEEPS>* sweeps = Traits::SweepList(style, list);
-    if (!sweeps) continue;
+  auto text_entry = document.texts.begin();
+  for (const auto& text : trq::core::StyleTexts<Style>()) text.in(style) = CString(text_entry++->text);
+  auto list = document.sweeps.begin();
+  for (std::vector<KVSWEEPS>* sweeps : SweepListsOf(style)) {
     sweeps->clear();
-    for (const SweepValues& values : document.sweeps[static_cast<std::size_t>(list)]) {
-      KVSWEEPS sweep;
+    for (const SweepValues& values : *list++) {
+      KVSWEEPS& sweep = sweeps->emplace_back();
       StoreValues(values.gap, sweep.BladeGap);
       StoreValues(values.velocity, sweep.BladeVelocity);
-      sweeps->push_back(sweep);
     }
   }
 }

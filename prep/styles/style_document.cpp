@@ -44,13 +44,7 @@ const char* SweepCountName(int list) {
 // --- Numbers and records ---------------------------------------------------------------------------------
 
 Number::Number(float value) : is_float_(true) { std::memcpy(&bits_, &value, sizeof bits_); }
-Number::Number(std::int32_t value) : bits_(static_cast<std::uint32_t>(value)) {}
-
-float Number::AsFloat() const {
-  float value;
-  std::memcpy(&value, &bits_, sizeof value);
-  return value;
-}
+Number::Number(std::int32_t value) { std::memcpy(&bits_, &value, sizeof bits_); }
 
 double Number::Value() const { return is_float_ ? static_cast<double>(AsFloat()) : AsInt(); }
 
@@ -60,37 +54,45 @@ std::string Number::Text() const {
   return NumberToJson(AsFloat()).get<std::string>();
 }
 
-Json Number::ToJson() const { return is_float_ ? NumberToJson(AsFloat()) : Json(AsInt()); }
+Number::operator Json() const { return is_float_ ? NumberToJson(AsFloat()) : Json(AsInt()); }
 
 std::optional<Number> Number::FromJson(const Json& json, bool is_float) {
   if (is_float) {
     const std::optional<float> value = FloatFromJson(json);
-    if (!value) return std::nullopt;
-    return Number(*value);
+    return value ? std::optional<Number>(*value) : std::nullopt;
   }
   if (!json.is_number_integer()) return std::nullopt;
-  if (json.is_number_unsigned() && json.get<std::uint64_t>() > std::numeric_limits<std::int32_t>::max())
-    return std::nullopt;
-  const auto value = json.get<std::int64_t>();
+  const auto value = json.get<double>();  // exact near the limits
   if (value < std::numeric_limits<std::int32_t>::min() || value > std::numeric_limits<std::int32_t>::max())
     return std::nullopt;
-  return Number(static_cast<std::int32_t>(value));
+  return static_cast<std::int32_t>(value);
 }
 
 namespace {
 constexpr std::int32_t kNoMinimum = trq::StyleParameterRecord<std::int32_t>::kNoMinimum;
 constexpr std::int32_t kNoMaximum = trq::StyleParameterRecord<std::int32_t>::kNoMaximum;
 
-std::string ListText(const std::vector<Number>& numbers) {
+/// The fields of a record but its allowed values, in the order in which they are written.
+constexpr struct RecordField {
+  const char* name;
+  Number RecordValues::*number;
+} kRecordFields[] = {
+    {"value", &RecordValues::value},     {"default", &RecordValues::default_value},
+    {"display", &RecordValues::display}, {"edit", &RecordValues::edit},
+    {"range", &RecordValues::range},     {"minimum", &RecordValues::minimum},
+    {"maximum", &RecordValues::maximum},
+};
+
+std::string Join(const std::vector<Number>& numbers, const char* between) {
   std::string text;
-  for (const Number& number : numbers) text += (text.empty() ? "" : ", ") + number.Text();
-  return "{" + text + "}";
+  for (const Number& number : numbers) text += (text.empty() ? "" : between) + number.Text();
+  return text;
 }
 
-Json ListToJson(const std::vector<Number>& numbers) {
-  Json array = Json::array();
-  for (const Number& number : numbers) array.push_back(number.ToJson());
-  return array;
+std::string ListText(const std::vector<Number>& numbers) { return "{" + Join(numbers, ", ") + "}"; }
+
+FieldDifference Difference(const char* field, const Number& before, const Number& after) {
+  return {field, before.Text(), after.Text(), before, after};
 }
 }  // namespace
 
@@ -100,31 +102,22 @@ bool RecordValues::HasRange() const {
 
 void RecordValues::RemoveRange() {
   const bool is_float = value.is_float();
-  minimum = is_float ? Number(static_cast<float>(kNoMinimum)) : Number(kNoMinimum);
-  maximum = is_float ? Number(static_cast<float>(kNoMaximum)) : Number(kNoMaximum);
+  minimum = is_float ? Number(static_cast<float>(kNoMinimum)) : kNoMinimum;
+  maximum = is_float ? Number(static_cast<float>(kNoMaximum)) : kNoMaximum;
 }
 
-bool RecordValues::operator==(const RecordValues& other) const {
-  return value == other.value && default_value == other.default_value && display == other.display &&
-         edit == other.edit && range == other.range && minimum == other.minimum && maximum == other.maximum &&
-         allowed == other.allowed;
-}
+bool RecordValues::operator==(const RecordValues& other) const { return Compare(*this, other).empty(); }
 
 std::vector<FieldDifference> Compare(const RecordValues& before, const RecordValues& after) {
   std::vector<FieldDifference> differences;
-  const auto number = [&](const char* field, const Number& a, const Number& b) {
-    if (a != b) differences.push_back({field, a.Text(), b.Text(), a.ToJson(), b.ToJson()});
-  };
-  number("value", before.value, after.value);
-  number("default", before.default_value, after.default_value);
-  number("display", Number(before.display), Number(after.display));
-  number("edit", Number(before.edit), Number(after.edit));
-  number("range", Number(before.range), Number(after.range));
-  number("minimum", before.minimum, after.minimum);
-  number("maximum", before.maximum, after.maximum);
+  for (const RecordField& field : kRecordFields) {
+    const Number& a = before.*field.number;
+    const Number& b = after.*field.number;
+    if (a != b) differences.push_back(Difference(field.name, a, b));
+  }
   if (before.allowed != after.allowed) {
-    differences.push_back({"allowed", ListText(before.allowed), ListText(after.allowed),
-                           ListToJson(before.allowed), ListToJson(after.allowed)});
+    differences.push_back(
+        {"allowed", ListText(before.allowed), ListText(after.allowed), before.allowed, after.allowed});
   }
   return differences;
 }
@@ -136,6 +129,13 @@ template <class List, class Key>
 auto* FindIn(List& list, std::string_view wanted, Key key) {
   const auto found = std::find_if(list.begin(), list.end(), [&](const auto& x) { return x.*key == wanted; });
   return found == list.end() ? nullptr : &*found;
+}
+
+template <class List, class Key>
+std::vector<std::string> NamesOf(const List& list, Key key) {
+  std::vector<std::string> names;
+  for (const auto& entry : list) names.push_back(entry.*key);
+  return names;
 }
 }  // namespace
 
@@ -157,11 +157,10 @@ const StyleText* StyleDocument::FindText(std::string_view key) const {
 void StyleDocument::CountSweeps(int list) {
   const auto length = static_cast<std::int32_t>(sweeps[static_cast<std::size_t>(list)].size());
   RecordValues& count = Find(SweepCountName(list))->record;
-  count.value = Number(length);
-  count.maximum = Number(length);
-  if (count.minimum.AsInt() > length) count.minimum = Number(0);
+  count.value = count.maximum = length;
+  if (count.minimum.AsInt() > length) count.minimum = 0;
   // A single allowed value is the value itself.
-  if (count.allowed.size() == 1) count.allowed[0] = Number(length);
+  if (count.allowed.size() == 1) count.allowed[0] = length;
 }
 
 std::vector<StyleDifference> Compare(const StyleDocument& before, const StyleDocument& after) {
@@ -175,7 +174,7 @@ std::vector<StyleDifference> Compare(const StyleDocument& before, const StyleDoc
   for (std::size_t i = 0; i < before.words.size(); ++i) {
     const Number& a = before.words[i].number;
     const Number& b = after.words[i].number;
-    if (a != b) add(before.words[i].key, {{"value", a.Text(), b.Text(), a.ToJson(), b.ToJson()}});
+    if (a != b) add(before.words[i].key, {Difference("value", a, b)});
   }
   for (std::size_t i = 0; i < before.texts.size(); ++i) {
     const std::string& a = before.texts[i].text;
@@ -252,18 +251,14 @@ std::optional<int> FindMachineByName(const std::string& text) {
 
 // --- JSON ------------------------------------------------------------------------------------------------
 
+namespace {
 Json RecordToJson(const RecordValues& record) {
   Json json;
-  json["value"] = record.value.ToJson();
-  json["default"] = record.default_value.ToJson();
-  json["display"] = record.display;
-  json["edit"] = record.edit;
-  json["range"] = record.range;
-  json["minimum"] = record.minimum.ToJson();
-  json["maximum"] = record.maximum.ToJson();
-  json["allowed"] = ListToJson(record.allowed);
+  for (const RecordField& field : kRecordFields) json[field.name] = record.*field.number;
+  json["allowed"] = record.allowed;
   return json;
 }
+}  // namespace
 
 Json ParameterToJson(const StyleParameter& parameter) {
   Json json;
@@ -297,8 +292,18 @@ class StyleJsonReader {
           "'export --to json' makes such a document");
     }
     AllowKeys(json, "", {"schema", "words", "texts", "parameters", "sweeps"});
-    if (json.contains("words")) ReadWords(json["words"]);
-    if (json.contains("texts")) ReadTexts(json["texts"]);
+    if (json.contains("words")) {
+      ReadEntries(json["words"], "words", style_.words, [&](StyleWord& word, auto& key, const Json& value) {
+        TakeNumber(value, "words/" + key, "'" + key + "'", word.number);
+      });
+    }
+    if (json.contains("texts")) {
+      ReadEntries(json["texts"], "texts", style_.texts, [&](StyleText& text, auto& key, const Json& value) {
+        const auto bytes = TextFromJson(value);
+        if (!bytes) Refuse("texts/" + key, "'" + key + "' is neither a text nor {\"bytes\":\"hex\"}");
+        text.text = *bytes;
+      });
+    }
     std::set<std::string> given;
     if (json.contains("parameters")) ReadParameters(json["parameters"], given);
     if (json.contains("sweeps")) ReadSweeps(json["sweeps"]);
@@ -330,27 +335,24 @@ class StyleJsonReader {
     }
   }
 
-  void ReadWords(const Json& json) {
-    RequireObject(json, "words");
+  /// Calls `take(entry, key, value)` with the entry of `list` that each key of the object means.
+  template <class List, class Take>
+  void ReadEntries(const Json& json, const std::string& place, List& list, Take take) const {
+    RequireObject(json, place);
     for (const auto& [key, value] : json.items()) {
-      StyleWord* word = style_.FindWord(key);
-      if (!word) AllowKeys(json, "words", KeysOf(style_.words));
-      const auto number = Number::FromJson(value, word->number.is_float());
-      if (!number) Refuse("words/" + key, fmt::format("'{}' is {}", key, Wanted(word->number)));
-      word->number = *number;
+      auto* entry = FindIn(list, key, &List::value_type::key);
+      if (!entry) AllowKeys(json, place, NamesOf(list, &List::value_type::key));
+      take(*entry, key, value);
     }
   }
 
-  void ReadTexts(const Json& json) {
-    RequireObject(json, "texts");
-    for (const auto& [key, value] : json.items()) {
-      StyleText* text = style_.FindText(key);
-      if (!text) AllowKeys(json, "texts", KeysOf(style_.texts));
-      const auto bytes = TextFromJson(value);
-      if (!bytes)
-        Refuse("texts/" + key, fmt::format("'{}' is neither a text nor {{\"bytes\":\"hex\"}}", key));
-      text->text = *bytes;
+  void TakeNumber(const Json& json, const std::string& place, const std::string& what, Number& number) const {
+    const auto read = Number::FromJson(json, number.is_float());
+    if (!read) {
+      Refuse(place, what + (number.is_float() ? " is no number that fits 32-bit floating point"
+                                              : " is no whole number from -2147483648 to 2147483647"));
     }
+    number = *read;
   }
 
   void ReadParameters(const Json& json, std::set<std::string>& given) {
@@ -363,10 +365,8 @@ class StyleJsonReader {
       const auto name = entry["name"].get<std::string>();
       StyleParameter* parameter = style_.Find(name);
       if (!parameter) {
-        std::vector<std::string> names;
-        for (const StyleParameter& known : style_.parameters) names.push_back(known.name);
         Refuse("parameters", fmt::format("there is no parameter '{}'", OneLine(name)),
-               DidYouMean(name, names));
+               DidYouMean(name, NamesOf(style_.parameters, &StyleParameter::name)));
       }
       if (!given.insert(name).second) Refuse(name, fmt::format("'{}' is given twice", name));
       ReadRecord(entry, name, parameter->record, {"name", "named", "region", "type", "unit"});
@@ -376,35 +376,23 @@ class StyleJsonReader {
   void ReadRecord(const Json& json, const std::string& name, RecordValues& record,
                   std::vector<std::string> further_keys) {
     RequireObject(json, name);
-    std::vector<std::string> keys = {"value", "default", "display", "edit",
-                                     "range", "minimum", "maximum", "allowed"};
+    std::vector<std::string> keys;
+    for (const RecordField& field : kRecordFields) keys.push_back(field.name);
+    keys.push_back("allowed");
     keys.insert(keys.end(), further_keys.begin(), further_keys.end());
     AllowKeys(json, name, keys);
-    const auto number = [&](const char* key, Number& target) {
-      if (!json.contains(key)) return;
-      const auto read = Number::FromJson(json[key], target.is_float());
-      if (!read) Refuse(name, fmt::format("\"{}\" of '{}' is {}", key, name, Wanted(target)));
-      target = *read;
-    };
-    number("value", record.value);
-    number("default", record.default_value);
-    number("minimum", record.minimum);
-    number("maximum", record.maximum);
-    const auto flag = [&](const char* key, std::int32_t& target) {
-      Number read(target);
-      number(key, read);
-      target = read.AsInt();
-    };
-    flag("display", record.display);
-    flag("edit", record.edit);
-    flag("range", record.range);
+    for (const int i : {0, 1, 5, 6, 2, 3, 4}) {  // the flags last
+      const RecordField& field = kRecordFields[i];
+      if (!json.contains(field.name)) continue;
+      TakeNumber(json[field.name], name, fmt::format("\"{}\" of '{}'", field.name, name),
+                 record.*field.number);
+    }
     if (!json.contains("allowed")) return;
     if (!json["allowed"].is_array()) Refuse(name, fmt::format("\"allowed\" of '{}' is no list", name));
     record.allowed.clear();
     for (const Json& entry : json["allowed"]) {
-      const auto read = Number::FromJson(entry, record.value.is_float());
-      if (!read) Refuse(name, fmt::format("an allowed value of '{}' is {}", name, Wanted(record.value)));
-      record.allowed.push_back(*read);
+      TakeNumber(entry, name, fmt::format("an allowed value of '{}'", name),
+                 record.allowed.emplace_back(record.value));
     }
   }
 
@@ -426,18 +414,6 @@ class StyleJsonReader {
     }
   }
 
-  template <class List>
-  static std::vector<std::string> KeysOf(const List& list) {
-    std::vector<std::string> keys;
-    for (const auto& entry : list) keys.push_back(entry.key);
-    return keys;
-  }
-
-  static const char* Wanted(const Number& number) {
-    return number.is_float() ? "no number that fits 32-bit floating point"
-                             : "no whole number from -2147483648 to 2147483647";
-  }
-
   const std::string& path_;
   StyleDocument& style_;
 };
@@ -445,18 +421,15 @@ class StyleJsonReader {
 }  // namespace
 
 SweepValues NewSweep() {
-  SweepValues sweep;
-  for (RecordValues* record : {&sweep.gap, &sweep.velocity}) {
-    record->value = record->default_value = Number(0.0f);
-    record->RemoveRange();
-  }
-  return sweep;
+  RecordValues blank{0.0f, 0.0f};
+  blank.RemoveRange();
+  return {blank, blank};
 }
 
 Json StyleToJson(const StyleDocument& style) {
   Json json;
   json["schema"] = SchemaOf(style.kind);
-  for (const StyleWord& word : style.words) json["words"][word.key] = word.number.ToJson();
+  for (const StyleWord& word : style.words) json["words"][word.key] = word.number;
   for (const StyleText& text : style.texts) json["texts"][text.key] = TextToJson(text.text);
   json["parameters"] = Json::array();
   for (const StyleParameter& parameter : style.parameters) {
@@ -490,12 +463,10 @@ std::string CsvField(const std::string& text) {
 
 std::string CsvRecord(const std::string& name, const char* region, const char* unit,
                       const RecordValues& record) {
-  std::string allowed;
-  for (const Number& number : record.allowed) allowed += (allowed.empty() ? "" : " ") + number.Text();
-  return fmt::format("{},{},{},{},{},{},{},{},{},{},{},{}\n", CsvField(name), region,
-                     record.value.is_float() ? "float" : "int", CsvField(unit), record.value.Text(),
-                     record.default_value.Text(), record.display, record.edit, record.range,
-                     record.minimum.Text(), record.maximum.Text(), allowed);
+  std::string line = fmt::format("{},{},{},{}", CsvField(name), region,
+                                 record.value.is_float() ? "float" : "int", CsvField(unit));
+  for (const RecordField& field : kRecordFields) line += "," + (record.*field.number).Text();
+  return line + "," + Join(record.allowed, " ") + "\n";
 }
 
 }  // namespace

@@ -48,10 +48,10 @@ ExitCode Run(Context& context, const Options& options) {
       entry["type"] = type;
       entry["unit"] = StyleQuantityName(parameter.quantity);
       entry["region"] = StyleRegionName(parameter.region);
-      entry["value"] = record.value.ToJson();
-      entry["default"] = record.default_value.ToJson();
-      entry["minimum"] = record.HasRange() ? record.minimum.ToJson() : Json(nullptr);
-      entry["maximum"] = record.HasRange() ? record.maximum.ToJson() : Json(nullptr);
+      entry["value"] = record.value;
+      entry["default"] = record.default_value;
+      entry["minimum"] = record.HasRange() ? Json(record.minimum) : nullptr;
+      entry["maximum"] = record.HasRange() ? Json(record.maximum) : nullptr;
       context.data["parameters"].push_back(entry);
       ++shown;
     }
