@@ -160,6 +160,8 @@ std::string MachineName(std::int32_t type);
 /// The number of a machine named by its display name (case does not matter) or its number.
 std::optional<int> FindMachineByName(const std::string& text);
 std::vector<std::string> MachineNames();
+/// The same; MACHINE-UNKNOWN with exit 2 when there is none, where `others` may have been meant, too.
+int MachineByName(const std::string& text, const std::vector<std::string>& others = {});
 
 // --- as JSON ---------------------------------------------------------------------------------------------
 Json ParameterToJson(const StyleParameter& parameter);

@@ -249,6 +249,15 @@ std::optional<int> FindMachineByName(const std::string& text) {
   return std::nullopt;
 }
 
+int MachineByName(const std::string& text, const std::vector<std::string>& others) {
+  if (const auto type = FindMachineByName(text)) return *type;
+  std::vector<std::string> names = MachineNames();
+  names.insert(names.end(), others.begin(), others.end());
+  Fail(
+      ExitCode::kUsage,
+      Message(Code::kMachineUnknown, "", "there is no machine '" + text + "'").Hint(DidYouMean(text, names)));
+}
+
 // --- JSON ------------------------------------------------------------------------------------------------
 
 namespace {

@@ -6,53 +6,55 @@
 namespace trqprep {
 namespace {
 
-void PrintStack(Context& context, const std::vector<StackedStyle>& stack, const char* unit) {
-  for (const StackedStyle& style : stack) {
-    context.Print("  Z {} to {} {}: {}, layers of {}", Plain(style.start, 4), Plain(style.end, 4), unit,
-                  OneLine(style.file), Plain(style.thickness, 6));
-    if (style.z_correction != 0) context.Print(", Z correction {} layers", style.z_correction);
-    context.Print("\n");
+void TellStack(Context& context, const Json& stack) {
+  for (const Json& style : stack) {
+    context.Tell("  Z {start:4f} to {end:4f} {unit}: {file}, layers of {layer_thickness:6f}", style);
+    if (style.value("z_correction", 0) != 0) context.Tell(", Z correction {z_correction} layers", style);
+    context.text += "\n";
   }
 }
 
 // The styles by Z, from the bottom upward.
-void PrintStyles(Context& context, const Plate& plate, const BuildSetup& setup) {
-  const char* unit = UnitsName(plate.job.units);
-  for (std::size_t i = 0; i < plate.parts.size(); ++i) {
-    if (setup.parts[i].stack.empty()) continue;
-    context.Print("styles of {}\n", OneLine(plate.parts[i].name));
-    PrintStack(context, setup.parts[i].stack, unit);
+void TellStyles(Context& context) {
+  for (const Json& input : context.data["inputs"]) {
+    if (input["styles"].empty()) continue;
+    context.Tell("styles of {part}\n", input);
+    TellStack(context, input["styles"]);
   }
-  if (setup.recoat.empty()) return;
-  context.Print("recoating\n");
-  PrintStack(context, setup.recoat, unit);
+  if (context.data["recoat"].empty()) return;
+  context.Tell("recoating\n");
+  TellStack(context, context.data["recoat"]);
 }
 
-ExitCode Run(Context& context, const JobOptions& job_options, const std::string& output) {
-  const Job job = job_options.Get(context);
+struct Options {
+  std::unique_ptr<JobOptions> job;
+  std::string output;
+};
+
+ExitCode Run(Context& context, const Options& options) {
+  const Job job = options.job->Get(context);
   ApplyJob(context, job);
-  BuildReport report = Build(job, output, context.options.force, context);
+  BuildReport report = Build(job, options.output, context.options.force, context);
   if (!report.placed()) return ExitCode::kNoPlacement;
-  PrintPlate(context, report.plate);
-  PrintStyles(context, report.plate, *report.setup);
   context.data = std::move(report.document);
   context.data.erase("schema");
   context.data.erase("tool");
+  TellPlate(context, report.plate);
+  TellStyles(context);
   if (!report.written) {
-    context.Print("nothing was written: the checks found errors\n");
+    context.Tell("nothing was written: the checks found errors\n");
     return ExitCode::kNo;
   }
-  context.data["output"] = TextToJson(output);
-  if (!report.wrong) context.Print("every piece lies inside the vat, no two overlap seen from above\n");
-  context.Print("built in {}\n", OneLine(output));
+  if (!report.wrong) context.Tell("every piece lies inside the vat, no two overlap seen from above\n");
+  context.Report({{"output", TextToJson(options.output)}}, "built in {output}\n");
   return ExitCode::kDone;
 }
 
 }  // namespace
 
 void AddBuild(CommandTree& tree) {
-  Command& command = tree.Add("build", "Place parts and write the build folder");
-  command.details =
+  Command& command = tree.Add(
+      "build", "Place parts and write the build folder",
       "Reads the parts, moves each to X = Y = 0, searches a placement in the vat, applies it, gives "
       "every part its build styles by Z and the platform its recoat styles, carries vents-and-drains "
       "side files along, and checks parts, styles and plate. Errors stop the build with exit 1 unless "
@@ -64,15 +66,13 @@ void AddBuild(CommandTree& tree) {
       "its side file), plate.svg (the view from above), parts/ and styles/ (the inputs), build.json "
       "(what was built, with the sums of all files), checks.json (what was found) and build.toml, the "
       "job file: 'trqprep build out/build.toml -o again' gives the same bytes from any folder. The plate "
-      "is in --units.";
-  auto job = std::make_shared<JobOptions>(command, true);
-  auto output = std::make_shared<std::string>();
-  command.Output(*output, "FOLDER", "The build folder to make");
-  command.examples = {
-      "trqprep build bracket.stl spur_gear.stl,copies=3 -o out",
-      "trqprep build bracket.stl --part spur_gear.stl,copies=6,rotate-z=15 --vat 250x250x250mm --seed 1 "
-      "-o plate-1 --json"};
-  command.run = [job, output](Context& context) { return Run(context, *job, *output); };
+      "is in --units.",
+      {"trqprep build bracket.stl spur_gear.stl,copies=3 -o out",
+       "trqprep build bracket.stl --part spur_gear.stl,copies=6,rotate-z=15 --vat 250x250x250mm --seed 1 "
+       "-o plate-1 --json"});
+  auto& options = command.Runs(Run);
+  options.job = std::make_unique<JobOptions>(command, true);
+  command.Output(options.output, "FOLDER", "The build folder to make");
 }
 
 }  // namespace trqprep

@@ -2,7 +2,6 @@
 #include <filesystem>
 #include <system_error>
 
-#include "cli/progress.h"
 #include "commands.h"
 #include "file_kinds.h"
 #include "job_options.h"
@@ -10,7 +9,6 @@
 #include "trqprep/check_mesh.h"
 #include "trqprep/check_styles.h"
 #include "trqprep/job_file.h"
-#include "trqprep/suggestions.h"
 #include "trqprep/vat_fit.h"
 #include "trqprep/verify_folder.h"
 
@@ -40,7 +38,7 @@ void ListFiles(const std::string& folder, std::vector<std::string>& files) {
   for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
     names.push_back(at->path().filename().string());
   }
-  if (error) Fail(ExitCode::kInput, Message(Code::kInputUnreadable, folder, SystemText(error.value())));
+  if (error) FailInput(Code::kInputUnreadable, folder, SystemText(error.value()));
   std::sort(names.begin(), names.end());
   for (const std::string& name : names) {
     if (name.rfind(".trqprep-", 0) == 0) continue;
@@ -69,13 +67,7 @@ class Checker {
       vat_mm_[i] = options.vat[i].In(Units::kMillimetre, context.units());
     }
     surroundings_.units = context.units();
-    if (options.machine.empty()) return;
-    surroundings_.machine = FindMachineByName(options.machine);
-    if (!surroundings_.machine) {
-      Fail(ExitCode::kUsage,
-           Message(Code::kMachineUnknown, "", "there is no machine '" + options.machine + "'")
-               .Hint(DidYouMean(options.machine, MachineNames())));
-    }
+    if (!options.machine.empty()) surroundings_.machine = MachineByName(options.machine);
   }
 
   // Checks what the command line names: a file, or a folder.
@@ -96,7 +88,7 @@ class Checker {
     std::vector<std::string> files;
     ListFiles(path, files);
     for (const std::string& file : files) {
-      ShowProgress("checking " + file, 0);
+      context_.Progress("checking " + file, 0);
       CheckFile(file, false);
     }
   }
@@ -118,8 +110,8 @@ class Checker {
       } else if (ExamineStyleHead(head.head) && CheckStyleFile(path)) {
         entry_type = type.empty() ? "style" : type;
       } else if (named) {
-        Fail(ExitCode::kInput, Message(Code::kInputUnknown, path, "is neither a mesh nor a style")
-                                   .Hint("'trqprep info' tells what a file holds"));
+        FailInput(Code::kInputUnknown, path, "is neither a mesh nor a style",
+                  "'trqprep info' tells what a file holds");
       }
     } catch (const Failure& failure) {
       context_.Say(failure.message);
@@ -224,13 +216,14 @@ class Checker {
       if (context_.messages()[i].severity == Severity::kError) ++errors;
       if (context_.messages()[i].severity == Severity::kWarning) ++warnings;
     }
-    context_.data["files"].push_back({{"file", TextToJson(path)},
-                                      {"type", type.empty() ? Json(nullptr) : Json(type)},
-                                      {"errors", errors},
-                                      {"warnings", warnings}});
-    context_.Print(
-        "{}: {}\n", OneLine(path),
-        errors + warnings == 0 ? "nothing found" : fmt::format("errors {}, warnings {}", errors, warnings));
+    const Json row{{"file", TextToJson(path)},
+                   {"type", type.empty() ? Json(nullptr) : Json(type)},
+                   {"errors", errors},
+                   {"warnings", warnings}};
+    context_.data["files"].push_back(row);
+    context_.Tell(
+        errors + warnings == 0 ? "{file}: nothing found\n" : "{file}: errors {errors}, warnings {warnings}\n",
+        row);
     totals_.errors += errors;
     totals_.warnings += warnings;
   }
@@ -273,8 +266,7 @@ ExitCode Run(Context& context, const Options& options) {
     Checker(context, options, totals).Check(path);
     context.options = given;  // builds and jobs have units of their own
   }
-  context.data["errors"] = totals.errors;
-  context.data["warnings"] = totals.warnings;
+  context.State({{"errors", totals.errors}, {"warnings", totals.warnings}});
   if (totals.unreadable) return ExitCode::kInput;
   return totals.errors > 0 ? ExitCode::kNo : ExitCode::kDone;
 }
@@ -282,21 +274,19 @@ ExitCode Run(Context& context, const Options& options) {
 }  // namespace
 
 void AddCheck(CommandTree& tree) {
-  auto options = std::make_shared<Options>();
-  Command& command = tree.Add("check", "Look for what would spoil a build");
-  command.details =
+  Command& command = tree.Add(
+      "check", "Look for what would spoil a build",
       "Tests parts (with their vents-and-drains side files) and style files against the rules that "
       "'trqprep build' applies, and lists everything that it finds. Of a folder every mesh and style "
       "file is tested. Of a job file and of a build folder the placement and the stacks of styles are "
       "tested too. Ends with 1 when an error is among the findings; 'trqprep explain CODE' tells more "
-      "about one.";
-  command.Arguments("FILE", options->paths, "Meshes, style files and job files, or folders of them");
-  command.VatOption(options->vat);
-  command.TextOption("--machine", options->machine, "NAME", "Machine that the styles are to be for");
+      "about one.",
+      {"trqprep check bracket.stl", "trqprep check bracket.stl spur_gear.stl --units mm --json"});
+  auto& options = command.Runs(Run);
+  command.Arguments("FILE", options.paths, "Meshes, style files and job files, or folders of them");
+  command.VatOption(options.vat);
+  command.TextOption("--machine", options.machine, "NAME", "Machine that the styles are to be for");
   command.ReadsMeshes();
-  command.examples = {"trqprep check bracket.stl",
-                      "trqprep check bracket.stl spur_gear.stl --units mm --json"};
-  command.run = [options](Context& context) { return Run(context, *options); };
 }
 
 }  // namespace trqprep

@@ -36,36 +36,33 @@ ExitCode Run(Context& context, const std::vector<std::string>& codes) {
   for (const MessageRow& row : MessageTable()) {
     if (!row.is_rule()) continue;
     known.emplace_back(row.text);
-    if (!codes.empty()) continue;
-    context.Print("{:<16}  {:<7}  {}\n", row.text, SeverityName(row.severity), row.title);
-    context.data["rules"].push_back(RuleToJson(row));
+    if (codes.empty()) context.data["rules"].push_back(RuleToJson(row));
   }
   for (const std::string& given : codes) {
     std::string code = given;
     for (char& c : code) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     const MessageRow* rule = FindRow(code);
     if (!rule || !rule->is_rule()) {
-      Fail(ExitCode::kUsage, Message(Code::kUsage, "", fmt::format("there is no rule '{}'", given))
-                                 .Hint(DidYouMean(code, known)));
+      FailUsage("", fmt::format("there is no rule '{}'", given), DidYouMean(code, known));
     }
-    context.Print("{} ({}): {}\n{}", rule->text, SeverityName(rule->severity), rule->title,
-                  Wrapped(rule->story));
     context.data["rules"].push_back(RuleToJson(*rule));
+    context.Tell("{code} ({severity}): {title}\n", RuleToJson(*rule));
+    context.text += Wrapped(rule->story);
   }
+  if (codes.empty()) context.TellEach(context.data["rules"], "{code|<16}  {severity|<7}  {title}\n");
   return ExitCode::kDone;
 }
 
 }  // namespace
 
 void AddExplain(CommandTree& tree) {
-  auto codes = std::make_shared<std::vector<std::string>>();
-  Command& command = tree.Add("explain", "Tell the long story of a check's code");
-  command.details =
+  Command& command = tree.Add(
+      "explain", "Tell the long story of a check's code",
       "Says what a finding of 'trqprep check' means, how it is measured and what to do. Without a code "
-      "all are listed.";
-  command.Arguments("CODE", *codes, "Codes such as OPEN-EDGES", false).Type("CODE");
-  command.examples = {"trqprep explain OPEN-EDGES", "trqprep explain --json"};
-  command.run = [codes](Context& context) { return Run(context, *codes); };
+      "all are listed.",
+      {"trqprep explain OPEN-EDGES", "trqprep explain --json"});
+  auto& codes = command.Runs(Run);
+  command.Arguments("CODE", codes, "Codes such as OPEN-EDGES", false).Type("CODE");
 }
 
 }  // namespace trqprep

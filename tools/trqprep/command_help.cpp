@@ -13,13 +13,13 @@ struct Options {
   bool reference_page = false;
 };
 
-ExitCode Run(Context& context, CommandTree& tree, const Options& options) {
+ExitCode Run(Context& context, const Options& options, CommandTree* tree) {
   if (options.man_page) {
-    context.text = ManPage(tree);
+    context.text = ManPage(*tree);
   } else if (options.reference_page) {
-    context.text = ReferencePage(tree);
+    context.text = ReferencePage(*tree);
   } else {
-    CLI::App* app = &tree.root();
+    CLI::App* app = &tree->root();
     for (const std::string& word : options.path) {
       std::vector<std::string> names;
       CLI::App* next = nullptr;
@@ -28,32 +28,30 @@ ExitCode Run(Context& context, CommandTree& tree, const Options& options) {
         if (sub->get_name() == word) next = sub;
       }
       if (!next) {
-        Fail(ExitCode::kUsage,
-             Message(Code::kUsage, "", "unknown command '" + word + "'")
-                 .Hint(names.empty() ? "'trqprep help' lists the commands" : DidYouMean(word, names)));
+        FailUsage("", "unknown command '" + word + "'",
+                  names.empty() ? "'trqprep help' lists the commands" : DidYouMean(word, names));
       }
       app = next;
     }
-    context.text = HelpText(tree, *app);
+    context.text = HelpText(*tree, *app);
   }
-  context.data["help"] = context.text;
+  context.State({{"help", context.text}});
   return ExitCode::kDone;
 }
 
 }  // namespace
 
 void AddHelp(CommandTree& tree) {
-  auto options = std::make_shared<Options>();
-  Command& command = tree.Add("help", "Tell about the tool or a command");
-  command.details =
+  Command& command = tree.Add(
+      "help", "Tell about the tool or a command",
       "'trqprep help build' is 'trqprep build --help'. The manual page and the reference page are made "
-      "from the same options.";
-  command.Arguments("COMMAND", options->path, "The command, and its verb if it has verbs", false)
+      "from the same options.",
+      {"trqprep help build", "trqprep help --man-page > trqprep.1"});
+  auto& options = command.Runs(Run, &tree);
+  command.Arguments("COMMAND", options.path, "The command, and its verb if it has verbs", false)
       .Type("COMMAND");
-  command.Flag("--man-page", options->man_page, "Print the manual page, trqprep(1)");
-  command.Flag("--reference-page", options->reference_page, "Print the reference page in Markdown");
-  command.examples = {"trqprep help build", "trqprep help --man-page > trqprep.1"};
-  command.run = [options, &tree](Context& context) { return Run(context, tree, *options); };
+  command.Flag("--man-page", options.man_page, "Print the manual page, trqprep(1)");
+  command.Flag("--reference-page", options.reference_page, "Print the reference page in Markdown");
 }
 
 }  // namespace trqprep

@@ -1,20 +1,16 @@
 #include <algorithm>
 #include <cmath>
 
-#include "cli/progress.h"
 #include "commands.h"
+#include "mesh_command.h"
 #include "trq/core/shell.h"
 #include "trqprep/mesh_topology.h"
-#include "trqprep/mesh_writer.h"
 #include "trqprep/vents_file.h"
 
 namespace trqprep {
 namespace {
 
-struct Options {
-  std::string input;
-  std::string output;
-  std::string format;
+struct Options : MeshOptions {
   std::optional<Length> limit;
   bool validate = false;
   bool both = false;
@@ -96,20 +92,17 @@ int CountSealed(Context& context, const std::string& input, const std::vector<Su
 
 ExitCode Run(Context& context, const Options& options) {
   if (options.both && options.inner_only) {
-    Fail(ExitCode::kUsage, Message(Code::kUsage, "", "--both and --inner-only exclude each other"));
+    FailUsage("", "--both and --inner-only exclude each other");
   }
-  const MeshFormat format = OutputFormat(options.output, options.format);
-  InputMesh input = ReadMesh(context, context.reading(), options.input);
-  RequireFinite(input);
-  WarnOfUnits(context, input, nullptr);
-  const double factor =
-      format == MeshFormat::kCtl ? 1.0 : UnitsFactor(input.units, context.units());  // of what is written
-  if (format != MeshFormat::kCtl) ConvertUnits(input, context.units());
-  const char* unit = UnitsName(input.units);
+  MeshWork work = ReadForWork(context, options);
+  InputMesh& input = work.input;
+  const MeshFormat format = work.format;
+  const double factor = work.factor();
+  ConvertUnits(input, work.units);
   CTL& mesh = *input.mesh;
   const auto limit = static_cast<float>(options.limit->In(input.units, context.units()));
   if (!(limit > 0) || !std::isfinite(limit)) {
-    Fail(ExitCode::kUsage, Message(Code::kUsage, "", "--limit must be above 0"));
+    FailUsage("", "--limit must be above 0");
   }
   const Topology outside = AnalyseTopology(mesh);
   if (!std::all_of(outside.surfaces.begin(), outside.surfaces.end(),
@@ -127,15 +120,14 @@ ExitCode Run(Context& context, const Options& options) {
             .Hint("turn the facets where the part was drawn"));
   }
 
-  ShowProgress("pushing the vertices inward", 0.1);
+  context.Progress("pushing the vertices inward", 0.1);
   mesh.offset_limit = limit;
   mesh.validate_offsets = options.validate ? 1 : 0;
   mesh.offset_ctl();
   const Push push = PushOf(mesh);
   if (!std::isfinite(push.mean)) {
-    Fail(ExitCode::kInput,
-         Message(Code::kMeshNan, options.input, "a vertex has no direction in which to be pushed")
-             .Hint("'trqprep check' shows facets without area"));
+    FailInput(Code::kMeshNan, options.input, "a vertex has no direction in which to be pushed",
+              "'trqprep check' shows facets without area");
   }
   std::unique_ptr<CTL> inner = InnerSkin(mesh);
   const Topology inside = AnalyseTopology(*inner);
@@ -145,13 +137,12 @@ ExitCode Run(Context& context, const Options& options) {
     closed += surface.closed ? 1 : 0;
     saved -= surface.volume;
   }
-  const int sealed = CountSealed(context, options.input, inside.surfaces, factor, unit);
+  const int sealed = CountSealed(context, options.input, inside.surfaces, factor, UnitsName(input.units));
 
-  ShowProgress("writing " + options.output, 0.9);
+  context.Progress("writing " + options.output, 0.9);
   const int facets = mesh.num_triangles();
   if (!options.inner_only && facets > 2147483647 / 2) {
-    Fail(ExitCode::kInput,
-         Message(Code::kMeshTooLarge, options.input, "the hollow part would have too many facets"));
+    FailInput(Code::kMeshTooLarge, options.input, "the hollow part would have too many facets");
   }
   if (options.inner_only) {
     WriteMesh(context, *inner, options.output, format, context.options.force);
@@ -167,39 +158,37 @@ ExitCode Run(Context& context, const Options& options) {
     WriteMesh(context, mesh, options.output, format, context.options.force);
   }
 
-  context.data_units = input.units;
-  context.data["input"] = TextToJson(options.input);
-  context.data["output"] = TextToJson(options.output);
-  context.data["surfaces"] = options.inner_only ? "inner" : "both";
-  context.data["facets"] = options.inner_only ? facets : 2 * facets;
-  context.data["limit"] = NumberToJson(limit);
-  context.data["validated"] = options.validate;
-  context.data["push"] = Json{{"min", NumberToJson(push.least)},
-                              {"mean", NumberToJson(push.mean)},
-                              {"max", NumberToJson(push.largest)}};
-  context.data["volume_before"] = NumberToJson(before);
-  context.data["volume_after"] = NumberToJson(before - saved);
-  context.data["resin_saved"] = NumberToJson(saved);
-  context.data["closed_inner_surfaces"] = closed;
-  context.data["sealed_cavities"] = sealed;
+  StateFiles(context, options, input.units);
   const double percent = before != 0 ? 100 * saved / before : 0;
-  context.Print("{}: {} facets, {}\n", OneLine(options.output), options.inner_only ? facets : 2 * facets,
-                options.inner_only ? "inner surface alone" : "outer and inner surface");
-  context.Print("  push            {} to {} {}, mean {}\n", Plain(push.least, 4), Plain(push.largest, 4),
-                unit, Plain(push.mean, 4));
-  context.Print("  volume          {} {}3 before, {} {}3 after\n", Plain(before, 3), unit,
-                Plain(before - saved, 3), unit);
-  context.Print("  resin saved     {} {}3 ({} %)\n", Plain(saved, 3), unit, Plain(percent, 1));
-  context.Print("  inner surfaces  {} closed\n", closed);
+  context.Report({{"surfaces", options.inner_only ? "inner" : "both"},
+                  {"facets", options.inner_only ? facets : 2 * facets},
+                  {"limit", NumberToJson(limit)},
+                  {"validated", options.validate},
+                  {"push",
+                   {{"min", NumberToJson(push.least)},
+                    {"mean", NumberToJson(push.mean)},
+                    {"max", NumberToJson(push.largest)}}},
+                  {"volume_before", NumberToJson(before)},
+                  {"volume_after", NumberToJson(before - saved)},
+                  {"resin_saved", NumberToJson(saved)},
+                  {"closed_inner_surfaces", closed},
+                  {"sealed_cavities", sealed}},
+                 R"({output}: {facets} facets, {which}
+  push            {push.min:4} to {push.max:4} {unit}, mean {push.mean:4}
+  volume          {volume_before:3} {unit}3 before, {volume_after:3} {unit}3 after
+  resin saved     {resin_saved:3} {unit}3 ({percent:1} %)
+  inner surfaces  {closed_inner_surfaces} closed
+)",
+                 {{"percent", NumberToJson(percent)},
+                  {"which", options.inner_only ? "inner surface alone" : "outer and inner surface"}});
   return ExitCode::kDone;
 }
 
 }  // namespace
 
 void AddHollow(CommandTree& tree) {
-  auto options = std::make_shared<Options>();
-  Command& command = tree.Add("hollow", "Make a part hollow with an inner skin");
-  command.details =
+  Command& command = tree.Add(
+      "hollow", "Make a part hollow with an inner skin",
       "Every vertex is pushed inward, against the surface around it. The push is half the shortest edge "
       "at the vertex where that edge is no longer than the limit (edges below 0.1, in the part's unit, "
       "count as 0.1), and the limit itself elsewhere; it is no wall thickness, which also depends on the "
@@ -207,18 +196,16 @@ void AddHollow(CommandTree& tree) {
       "thin walls comes out on the other side.\n\n"
       "A cavity needs a vent above its middle and a drain below it, in the vents-and-drains file beside "
       "IN, or liquid resin stays inside. The inner skin faces inward: merged with the part it makes the "
-      "hollow part. A CTL file keeps its unit; an STL file is written in --units.";
-  command.Argument("IN", options->input, "STL or CTL file, a closed surface");
-  command.Output(options->output, "FILE", "The file to write");
-  command.LengthOption("--limit", options->limit, "The largest push").Required();
-  command.Flag("--validate", options->validate, "Shorten pushes that would cross the surface");
-  command.Flag("--both", options->both, "Write the outer and the inner surface (the default)");
-  command.Flag("--inner-only", options->inner_only, "Write the inner surface alone");
-  command.TextOption("--to", options->format, kMeshFormats, "Format of the output");
-  command.ReadsMeshes();
-  command.examples = {"trqprep hollow l_shape.stl --limit 2mm --validate -o hollow.stl",
-                      "trqprep hollow l_shape.stl --limit 2mm --inner-only -o skin.ctl --json"};
-  command.run = [options](Context& context) { return Run(context, *options); };
+      "hollow part. A CTL file keeps its unit; an STL file is written in --units.",
+      {"trqprep hollow l_shape.stl --limit 2mm --validate -o hollow.stl",
+       "trqprep hollow l_shape.stl --limit 2mm --inner-only -o skin.ctl --json"});
+  auto& options = command.Runs(Run);
+  AddMeshFiles(command, options, "STL or CTL file, a closed surface");
+  command.LengthOption("--limit", options.limit, "The largest push").Required();
+  command.Flag("--validate", options.validate, "Shorten pushes that would cross the surface");
+  command.Flag("--both", options.both, "Write the outer and the inner surface (the default)");
+  command.Flag("--inner-only", options.inner_only, "Write the inner surface alone");
+  AddMeshFormat(command, options);
 }
 
 }  // namespace trqprep

@@ -1,4 +1,3 @@
-#include "cli/progress.h"
 #include "commands.h"
 #include "file_kinds.h"
 
@@ -10,7 +9,7 @@ ExitCode Run(Context& context, const std::vector<std::string>& paths) {
   Json files = Json::array();
   for (std::size_t i = 0; i < paths.size(); ++i) {
     const std::string& path = paths[i];
-    ShowProgress("reading " + path, static_cast<double>(i) / static_cast<double>(paths.size()));
+    context.Progress("reading " + path, static_cast<double>(i) / static_cast<double>(paths.size()));
     Json entry;
     entry["file"] = TextToJson(path);
     const std::size_t printed = context.text.size();
@@ -20,8 +19,7 @@ ExitCode Run(Context& context, const std::vector<std::string>& paths) {
       const FileKind* kind = KindOf(head);
       if (!kind) {
         const std::string known = fmt::format("{}", fmt::join(KindNames(), ", "));
-        Fail(ExitCode::kInput,
-             Message(Code::kInputUnknown, path, "is of no kind that is known").Hint("known are " + known));
+        FailInput(Code::kInputUnknown, path, "is of no kind that is known", "known are " + known);
       }
       entry["type"] = kind->name;
       kind->describe(context, head, entry);
@@ -46,17 +44,16 @@ ExitCode Run(Context& context, const std::vector<std::string>& paths) {
 }  // namespace
 
 void AddInfo(CommandTree& tree) {
-  auto paths = std::make_shared<std::vector<std::string>>();
-  Command& command = tree.Add("info", "Tell what files hold");
-  command.details =
+  Command& command = tree.Add(
+      "info", "Tell what files hold",
       "The kind of a file is told by its content. Of a mesh: size in both units, box, facets, vertices, "
       "area, volume, header text, checksum. With --json the entry of each file stands in \"files\"; that "
       "of a single file also directly in \"data\". Lengths are in the file's own unit, which the entry "
-      "names.";
-  command.Arguments("FILE", *paths, "Files of any kind the tool knows, or build folders");
+      "names.",
+      {"trqprep info bracket.stl", "trqprep info --json bracket.stl spur_gear.stl"});
+  auto& paths = command.Runs(Run);
+  command.Arguments("FILE", paths, "Files of any kind the tool knows, or build folders");
   command.ReadsMeshes();
-  command.examples = {"trqprep info bracket.stl", "trqprep info --json bracket.stl spur_gear.stl"};
-  command.run = [paths](Context& context) { return Run(context, *paths); };
 }
 
 }  // namespace trqprep

@@ -3,8 +3,8 @@
 #include "commands.h"
 #include "trq/machine_types.h"
 #include "trqprep/machine_profiles.h"
+#include "trqprep/matrix4.h"
 #include "trqprep/style_document.h"
-#include "trqprep/suggestions.h"
 
 namespace trqprep {
 namespace {
@@ -14,63 +14,51 @@ struct Options {
   std::string profiles;
 };
 
-std::string VatText(const std::array<Length, 3>& vat) {
-  std::array<double, 3> size{};
-  for (std::size_t i = 0; i < 3; ++i) size[i] = vat[i].In(Units::kMillimetre, Units::kMillimetre);
-  return SizeInBoth(size, Units::kMillimetre);
-}
-
-Json DirectoryToJson(const char* directory) { return directory ? Json(directory) : Json(nullptr); }
+Json OrNothing(const char* text) { return text ? Json(text) : Json(nullptr); }
 
 ExitCode Run(Context& context, const Options& options) {
   const bool all = options.name.empty();
   std::vector<MachineProfile> profiles;
   if (!options.profiles.empty()) profiles = ReadMachineProfiles(options.profiles);
-  std::vector<std::string> names = MachineNames();
+  std::vector<std::string> names;
   for (const MachineProfile& profile : profiles) names.push_back(profile.name);
   const auto is_named = [&](const MachineProfile& profile) { return profile.name == options.name; };
   const bool is_profile = std::any_of(profiles.begin(), profiles.end(), is_named);
-  constexpr int kNone = -1;
-  const int wanted = is_profile || all ? kNone : FindMachineByName(options.name).value_or(kNone);
-  if (!all && !is_profile && wanted == kNone) {
-    Fail(ExitCode::kUsage, Message(Code::kMachineUnknown, "", "there is no machine '" + options.name + "'")
-                               .Hint(DidYouMean(options.name, names)));
-  }
-  context.data["machines"] = Json::array();
+  std::optional<int> wanted;
+  if (!all && !is_profile) wanted = MachineByName(options.name, names);
+  Json& machines = context.data["machines"] = Json::array();
   if (!is_profile) {
-    context.Print("{:>4}  {:<22}  {:<26}  {}\n", "type", "name", "styles, mm", "styles, inch");
     for (const trq::MachineTypeRow& row : trq::kMachineTypes) {
-      if (wanted != kNone && wanted != row.type) continue;
-      const char* mm = row.directory_mm;
-      const char* inch = row.directory_inch;
-      context.Print("{:>4}  {:<22}  {:<26}  {}\n", static_cast<int>(row.type), row.display_name,
-                    mm ? mm : "-", inch ? inch : "-");
-      context.data["machines"].push_back({{"type", static_cast<int>(row.type)},
-                                          {"name", row.display_name},
-                                          {"styles_mm", DirectoryToJson(mm)},
-                                          {"styles_inch", DirectoryToJson(inch)}});
+      if (wanted && *wanted != row.type) continue;
+      machines.push_back({{"type", static_cast<int>(row.type)},
+                          {"name", row.display_name},
+                          {"styles_mm", OrNothing(row.directory_mm)},
+                          {"styles_inch", OrNothing(row.directory_inch)}});
     }
+    context.Tell("type  name                    styles, mm                  styles, inch\n");
+    context.TellEach(machines, "{type|>4}  {name|<22}  {styles_mm|<26}  {styles_inch}\n");
   }
   if (options.profiles.empty()) return ExitCode::kDone;
   context.data["profiles"] = Json::array();
   for (const MachineProfile& profile : profiles) {
-    if (!all && !is_named(profile) && (wanted == kNone || profile.type.value_or(kNone) != wanted)) continue;
-    Json entry;
-    entry["name"] = TextToJson(profile.name);
-    entry["type"] = profile.type ? Json(*profile.type) : Json(nullptr);
-    entry["machine"] = profile.type ? Json(MachineName(*profile.type)) : Json(nullptr);
-    entry["vat_mm"] = nullptr;
+    if (!all && !is_named(profile) && (!wanted || profile.type != wanted)) continue;
+    Json vat_mm, size;
     if (profile.vat) {
-      entry["vat_mm"] = Json::array();
-      for (const Length& side : *profile.vat) {
-        entry["vat_mm"].push_back(NumberToJson(side.In(Units::kMillimetre, Units::kMillimetre)));
-      }
+      Point side;
+      for (std::size_t i = 0; i < 3; ++i)
+        side[i] = (*profile.vat)[i].In(Units::kMillimetre, Units::kMillimetre);
+      vat_mm = NumbersToJson(side);
+      size = SizeInBoth(side, Units::kMillimetre);
     }
-    entry["styles"] = profile.style_root.empty() ? Json(nullptr) : TextToJson(profile.style_root);
+    const Json entry{{"name", TextToJson(profile.name)},
+                     {"type", profile.type ? Json(*profile.type) : Json()},
+                     {"machine", profile.type ? Json(MachineName(*profile.type)) : Json()},
+                     {"vat_mm", vat_mm},
+                     {"styles", profile.style_root.empty() ? Json() : TextToJson(profile.style_root)}};
     context.data["profiles"].push_back(entry);
-    context.Print("\n{}\n  machine  {}\n  vat      {}\n  styles   {}\n", OneLine(profile.name),
-                  profile.type ? MachineName(*profile.type) : "-", profile.vat ? VatText(*profile.vat) : "-",
-                  profile.style_root.empty() ? "-" : OneLine(profile.style_root));
+    context.Tell("\n{name}\n  machine  {machine}\n", entry);
+    context.Tell("  vat      {size}\n", {{"size", size}});
+    context.Tell("  styles   {styles}\n", entry);
   }
   return ExitCode::kDone;
 }
@@ -78,17 +66,16 @@ ExitCode Run(Context& context, const Options& options) {
 }  // namespace
 
 void AddMachines(CommandTree& tree) {
-  auto options = std::make_shared<Options>();
-  Command& command = tree.Add("machines", "List the machine types and their style folders");
-  command.details =
+  Command& command = tree.Add(
+      "machines", "List the machine types and their style folders",
       "The folders stand behind the style root of the application. --machines adds the machines that a "
       "TOML file describes, a table each:\n\n"
       "[lab] type = \"TRQ-E7\", vat = \"500x500x580mm\", styles = \"/srv/styles\", an entry a line; all "
-      "are optional.";
-  command.Argument("NAME", options->name, "A machine's name or number").Required(false).Type("NAME");
-  command.TextOption("--machines", options->profiles, "FILE", "Machine profiles, a TOML file");
-  command.examples = {"trqprep machines", "trqprep machines TRQ-E7 --json"};
-  command.run = [options](Context& context) { return Run(context, *options); };
+      "are optional.",
+      {"trqprep machines", "trqprep machines TRQ-E7 --json"});
+  auto& options = command.Runs(Run);
+  command.Argument("NAME", options.name, "A machine's name or number").Required(false).Type("NAME");
+  command.TextOption("--machines", options.profiles, "FILE", "Machine profiles, a TOML file");
 }
 
 }  // namespace trqprep

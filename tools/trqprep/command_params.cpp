@@ -21,46 +21,40 @@ bool Matches(const std::string& pattern, const std::string& name) {
 ExitCode Run(Context& context, const Options& options) {
   context.data["parameters"] = Json::array();
   std::vector<std::string> names;
-  std::size_t shown = 0;
   for (const StyleKind kind : {StyleKind::kBuild, StyleKind::kRecoat}) {
     if (!options.kind.empty() && options.kind != StyleCommand(kind)) continue;
-    const StyleDocument style = NewStyle(kind);
-    std::string lines;
+    Json rows;
     std::size_t width = 0;
-    const auto chosen = [&](const StyleParameter& parameter) {
-      return (parameter.named || options.all) && Matches(options.pattern, parameter.name);
-    };
-    for (const StyleParameter& parameter : style.parameters) {
+    for (const StyleParameter& parameter : NewStyle(kind).parameters) {
       names.push_back(parameter.name);
-      if (chosen(parameter)) width = std::max(width, parameter.name.size());
-    }
-    for (const StyleParameter& parameter : style.parameters) {
-      if (!chosen(parameter)) continue;
+      if ((!parameter.named && !options.all) || !Matches(options.pattern, parameter.name)) continue;
+      width = std::max(width, parameter.name.size());
       const RecordValues& record = parameter.record;
-      const char* type = record.value.is_float() ? "float" : "int";
-      lines += fmt::format("  {:<{}}  {:<5}  {:<12}  {:>6}  {:<13}  {}\n", parameter.name, width, type,
-                           StyleQuantityName(parameter.quantity), record.default_value.Text(),
-                           RangeText(record), StyleRegionName(parameter.region));
-      Json entry;
-      entry["style"] = StyleCommand(kind);
-      entry["name"] = parameter.name;
-      entry["named"] = parameter.named;
-      entry["type"] = type;
-      entry["unit"] = StyleQuantityName(parameter.quantity);
-      entry["region"] = StyleRegionName(parameter.region);
-      entry["value"] = record.value;
-      entry["default"] = record.default_value;
-      entry["minimum"] = record.HasRange() ? Json(record.minimum) : nullptr;
-      entry["maximum"] = record.HasRange() ? Json(record.maximum) : nullptr;
+      const bool ranges = record.HasRange();
+      const Json entry{{"style", StyleCommand(kind)},
+                       {"name", parameter.name},
+                       {"named", parameter.named},
+                       {"type", record.value.is_float() ? "float" : "int"},
+                       {"unit", StyleQuantityName(parameter.quantity)},
+                       {"region", StyleRegionName(parameter.region)},
+                       {"value", record.value},
+                       {"default", record.default_value},
+                       {"minimum", ranges ? Json(record.minimum) : nullptr},
+                       {"maximum", ranges ? Json(record.maximum) : nullptr}};
       context.data["parameters"].push_back(entry);
-      ++shown;
+      rows.push_back(entry);
+      rows[rows.size() - 1].update({{"default", record.default_value.Text()}, {"range", RangeText(record)}});
     }
-    if (!lines.empty()) {
-      context.Print("{}s\n  {:<{}}  {:<5}  {:<12}  {:>6}  {:<13}  {}\n{}", StyleKindName(kind), "name", width,
-                    "type", "unit", "default", "range", "region", lines);
-    }
+    if (rows.empty()) continue;
+    const std::string form = fmt::format(
+        "  {{name|<{}}}  {{type|<5}}  {{unit|<12}}  {{default|>6}}  {{range|<13}}  {{region}}\n", width);
+    context.Tell("{kind}s\n", {{"kind", StyleKindName(kind)}});
+    Json head;
+    for (const char* title : {"name", "type", "unit", "default", "range", "region"}) head[title] = title;
+    context.Tell(form, head);
+    context.TellEach(rows, form);
   }
-  if (shown == 0) {
+  if (context.data["parameters"].empty()) {
     Fail(ExitCode::kUsage,
          Message(Code::kStyleParameter, "", "no parameter matches '" + options.pattern + "'")
              .Hint(DidYouMean(options.pattern, names)));
@@ -71,18 +65,17 @@ ExitCode Run(Context& context, const Options& options) {
 }  // namespace
 
 void AddParams(CommandTree& tree) {
-  auto options = std::make_shared<Options>();
-  Command& command = tree.Add("params", "List the parameters of build and recoat styles");
-  command.details =
+  Command& command = tree.Add(
+      "params", "List the parameters of build and recoat styles",
       "Name, type, unit, default and range in a new style, region. \"length, kept\" is a length that "
-      "'units' leaves alone; a range of - takes every finite number.";
-  command.Argument("PATTERN", options->pattern, "Name or pattern, such as 'Large*'")
+      "'units' leaves alone; a range of - takes every finite number.",
+      {"trqprep params 'Large Up*'", "trqprep params --kind recoat --json"});
+  auto& options = command.Runs(Run);
+  command.Argument("PATTERN", options.pattern, "Name or pattern, such as 'Large*'")
       .Required(false)
       .Type("NAME");
-  command.TextOption("--kind", options->kind, "style|recoat", "Only those of build or of recoat styles");
-  command.Flag("--all", options->all, "Records without a name, too");
-  command.examples = {"trqprep params 'Large Up*'", "trqprep params --kind recoat --json"};
-  command.run = [options](Context& context) { return Run(context, *options); };
+  command.TextOption("--kind", options.kind, "style|recoat", "Only those of build or of recoat styles");
+  command.Flag("--all", options.all, "Records without a name, too");
 }
 
 }  // namespace trqprep

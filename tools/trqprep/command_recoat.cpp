@@ -3,15 +3,12 @@
 
 namespace trqprep {
 void AddRecoat(CommandTree& tree) {
-  Command& recoat = tree.Add("recoat", "Look at and change recoat styles (.rcs)");
-  recoat.details =
+  AddSweepsVerb(AddStyleGroup(
+      tree, StyleKind::kRecoat,
       "A recoat style says how every layer is recoated: dips, waits and lists of blade sweeps. Names may "
       "be written without blanks and in any case; * ? [...] make a pattern. Values are numbers in the "
-      "file's own units. Legacy files are read, and made new ones by 'upgrade'.";
-  recoat.examples = {"trqprep recoat show ThreeSweeps.rcs", "trqprep recoat sweeps ThreeSweeps.rcs"};
-  AddStyleViews(recoat, StyleKind::kRecoat);
-  AddStyleEdits(recoat, StyleKind::kRecoat);
-  AddSweepsVerb(recoat);
+      "file's own units. Legacy files are read, and made new ones by 'upgrade'.",
+      {"trqprep recoat show ThreeSweeps.rcs", "trqprep recoat sweeps ThreeSweeps.rcs"}));
 }
 
 }  // namespace trqprep

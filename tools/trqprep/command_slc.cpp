@@ -28,22 +28,27 @@ ExitCode Info(Context& context, const Options& options) {
   const ContourFile file = ReadContours(context, context.units(), options.input);
   const ContourSummary summary = Summarize(context, file);
   context.data_units = file.units;
-  context.data["file"] = TextToJson(options.input);
+  context.State({{"file", TextToJson(options.input)}});
   DescribeContours(context.data, file, summary);
   Json layers = Json::array();
-  for (std::size_t i = 0; i < summary.layers.size(); ++i) {
-    const LayerSummary& layer = summary.layers[i];
-    layers.push_back(Json{{"layer", i + 1},
-                          {"z", NumberToJson(layer.z)},
-                          {"boundaries", layer.boundaries},
-                          {"clockwise", layer.clockwise},
-                          {"open", layer.open},
-                          {"vertices", layer.vertices},
-                          {"gaps", layer.gaps},
-                          {"area", NumberToJson(layer.area)}});
+  for (const LayerSummary& layer : summary.layers) {
+    layers.push_back({{"layer", layers.size() + 1},
+                      {"z", NumberToJson(layer.z)},
+                      {"boundaries", layer.boundaries},
+                      {"clockwise", layer.clockwise},
+                      {"open", layer.open},
+                      {"vertices", layer.vertices},
+                      {"gaps", layer.gaps},
+                      {"area", NumberToJson(layer.area)}});
   }
-  context.data["each_layer"] = layers;
-  PrintContours(context, file, summary, true);
+  TellContours(context, context.data);
+  if (!layers.empty()) {
+    const std::string unit = UnitsName(file.units);
+    context.Tell("   layer {z|>12} boundaries   vertices {area|>14}\n",
+                 {{"z", "z " + unit}, {"area", "area " + unit + "2"}});
+  }
+  context.TellEach(layers, "{layer|>8} {z:5f|>12} {boundaries|>10} {vertices|>10} {area:3|>14}\n");
+  context.State({{"each_layer", std::move(layers)}});
   return ExitCode::kDone;
 }
 
@@ -69,11 +74,11 @@ ExitCode Verify(Context& context, const Options& options) {
   static_cast<void>(trq::core::WriteSlc(file.contours, again));  // memory takes it all
   const auto difference = FirstDifference(file, again.bytes);
   context.data_units = file.units;
-  context.data["file"] = TextToJson(options.input);
-  context.data["same"] = !difference;
-  context.data["bytes"] = file.end;
-  context.data["trailing_bytes"] = file.file_size - file.end;
-  context.data["reserved_is_zero"] = file.contours.reserved == decltype(file.contours.reserved){};
+  context.State({{"file", TextToJson(options.input)},
+                 {"same", !difference},
+                 {"bytes", file.end},
+                 {"trailing_bytes", file.file_size - file.end},
+                 {"reserved_is_zero", file.contours.reserved == decltype(file.contours.reserved){}}});
   if (difference) {
     const std::uint64_t table = file.reserved_offset() + slc::kReservedSize;
     const std::uint64_t layers = table + 1 + sizeof(trq::SlcTableEntry) * file.contours.table.size();
@@ -81,11 +86,11 @@ ExitCode Verify(Context& context, const Options& options) {
     context.Error(Message(Code::kSlcDiffers, options.input,
                           fmt::format("loaded and saved again, the {} differ at byte {}", where, *difference))
                       .At({{"byte", *difference}}));
-    context.Print("{}: differs\n", OneLine(options.input));
+    context.Tell("{file}: differs\n");
     return ExitCode::kNo;
   }
-  context.Print("{}: {} layers; loaded and saved again, header, table and layers are the same\n",
-                OneLine(options.input), file.layer_count());
+  context.Tell("{file}: {layers} layers; loaded and saved again, header, table and layers are the same\n",
+               {{"layers", file.layer_count()}});
   return ExitCode::kDone;
 }
 
@@ -115,45 +120,42 @@ std::size_t LayerAt(const ContourFile& file, double z) {
   }
   if (!found || !(z <= high + tolerance)) {
     const char* unit = UnitsName(file.units);
-    Fail(ExitCode::kUsage,
-         Message(Code::kUsage, file.path, fmt::format("no layer is at z {} {}", Plain(z, 5), unit))
-             .Hint(fmt::format("the layers reach from z {} to {} {}", Plain(low, 5), Plain(high, 5), unit)));
+    FailUsage(file.path, fmt::format("no layer is at z {} {}", Plain(z, 5), unit),
+              fmt::format("the layers reach from z {} to {} {}", Plain(low, 5), Plain(high, 5), unit));
   }
   return *found;
 }
 
 ExitCode Svg(Context& context, const Options& options) {
   if ((options.layer == 0) == !options.z) {
-    Fail(ExitCode::kUsage, Message(Code::kUsage, "", "say either --layer or --z"));
+    FailUsage("", "say either --layer or --z");
   }
   const ContourFile file = ReadContours(context, context.units(), options.input);
   std::size_t index = 0;
   if (options.z) {
     index = LayerAt(file, options.z->In(file.units, context.units()));
   } else if (static_cast<std::uint64_t>(options.layer) > file.layer_count()) {
-    Fail(ExitCode::kUsage,
-         Message(Code::kUsage, options.input, fmt::format("there is no layer {}", options.layer))
-             .Hint(fmt::format("the file has {} layers", file.layer_count())));
+    FailUsage(options.input, fmt::format("there is no layer {}", options.layer),
+              fmt::format("the file has {} layers", file.layer_count()));
   } else {
     index = static_cast<std::size_t>(options.layer) - 1;
   }
   const ContourSummary summary = Summarize(context, file);
   const std::string svg = LayerSvg(file, summary, index);
   context.data_units = file.units;
-  context.data["file"] = TextToJson(options.input);
-  context.data["layer"] = index + 1;
-  context.data["z"] = NumberToJson(file.contours.layers[index].z);
-  context.data["boundaries"] = summary.layers[index].boundaries;
-  context.data["area"] = NumberToJson(summary.layers[index].area);
+  context.State({{"file", TextToJson(options.input)},
+                 {"layer", index + 1},
+                 {"z", NumberToJson(file.contours.layers[index].z)},
+                 {"boundaries", summary.layers[index].boundaries},
+                 {"area", NumberToJson(summary.layers[index].area)}});
   if (options.output.empty()) {
     context.text = svg;
-    context.data["svg"] = svg;
+    context.State({{"svg", svg}});
     return ExitCode::kDone;
   }
   WriteOutputFile(options.output, svg, context.options.force);
-  context.data["output"] = TextToJson(options.output);
-  context.Print("{}: layer {} of {}, z {} {}\n", OneLine(options.output), index + 1, file.layer_count(),
-                Plain(file.contours.layers[index].z, 5), UnitsName(file.units));
+  context.Report({{"output", TextToJson(options.output)}},
+                 "{output}: layer {layer} of {layers}, z {z:5f} {unit}\n", {{"layers", file.layer_count()}});
   return ExitCode::kDone;
 }
 
@@ -163,11 +165,11 @@ ExitCode Copy(Context& context, const Options& options) {
   const ContourFile file = ReadContours(context, context.units(), options.input);
   const std::uint64_t size = WriteContours(file.contours, options.output, context.options.force);
   context.data_units = file.units;
-  context.data["input"] = TextToJson(options.input);
-  context.data["output"] = TextToJson(options.output);
-  context.data["layers"] = file.layer_count();
-  context.data["file_size"] = size;
-  context.Print("{}: {} layers, {} bytes\n", OneLine(options.output), file.layer_count(), size);
+  context.Report({{"input", TextToJson(options.input)},
+                  {"output", TextToJson(options.output)},
+                  {"layers", file.layer_count()},
+                  {"file_size", size}},
+                 "{output}: {layers} layers, {file_size} bytes\n");
   return ExitCode::kDone;
 }
 
@@ -204,13 +206,12 @@ void TurnLayers(trq::core::Contours& contours, const std::function<float(float)>
 
 ExitCode Mirror(Context& context, const Options& options) {
   if (options.plane && options.beside) {
-    Fail(ExitCode::kUsage, Message(Code::kUsage, "", "--plane and --beside exclude each other"));
+    FailUsage("", "--plane and --beside exclude each other");
   }
   ContourFile file = ReadContours(context, context.units(), options.input);
   const ContourSummary summary = Summarize(context, file);
   if (summary.not_finite > 0) {
-    Fail(ExitCode::kInput,
-         Message(Code::kSlcNan, options.input, "vertices that are not finite cannot be mirrored"));
+    FailInput(Code::kSlcNan, options.input, "vertices that are not finite cannot be mirrored");
   }
   const std::size_t coordinate = static_cast<std::size_t>(options.axis[0] - 'x');
   double low = 0, high = 0;
@@ -246,80 +247,85 @@ ExitCode Mirror(Context& context, const Options& options) {
   WriteContours(contours, options.output, context.options.force);
   const auto extent = [&](double value) { return NumberToJson(static_cast<float>(value)); };
   context.data_units = file.units;
-  context.data["input"] = TextToJson(options.input);
-  context.data["output"] = TextToJson(options.output);
-  context.data["axis"] = options.axis;
-  context.data["layers"] = file.layer_count();
-  context.data["extent"] = Json::array({extent(sum - high), extent(sum - low)});
-  context.Print("{}: {} layers, {} from {} to {} {}\n", OneLine(options.output), file.layer_count(),
-                options.axis, Plain(sum - high, 4), Plain(sum - low, 4), UnitsName(file.units));
+  context.Report({{"input", TextToJson(options.input)},
+                  {"output", TextToJson(options.output)},
+                  {"axis", options.axis},
+                  {"layers", file.layer_count()},
+                  {"extent", Json::array({extent(sum - high), extent(sum - low)})}},
+                 "{output}: {layers} layers, {axis} from {low:4} to {high:4} {unit}\n",
+                 {{"low", NumberToJson(sum - high)}, {"high", NumberToJson(sum - low)}});
   return ExitCode::kDone;
 }
 
 }  // namespace
 
 void AddSlc(CommandTree& tree) {
-  auto options = std::make_shared<Options>();
-  Command& group = tree.Add("slc", "Look into slice contours, check, draw, mirror and copy them");
-  group.details = "Slice contours are a part as a stack of layers of closed contours, in an .slc file.";
-
-  Command& info = group.Sub("info", "Tell what a slice-contour file holds, layer by layer");
-  info.details =
-      "Layers, z range, thickness table, boundaries, vertices, and the area of every layer: contours "
-      "that run counterclockwise count as outer ones, clockwise ones as holes. Layers count from 1.";
-  info.Argument("FILE", options->input, "Slice-contour file");
-  info.UsesUnits();
-  info.examples = {"trqprep slc info cone.slc", "trqprep slc info cone.slc --json"};
-  info.run = [options](Context& context) { return Info(context, *options); };
-
-  Command& verify = group.Sub("verify", "Check that a slice-contour file survives loading and saving");
-  verify.details =
-      "Loads the file, saves it to a temporary file and compares header, thickness table and layers. A "
-      "reserved block that is not zero and bytes behind the terminator are reported, and count as no "
-      "difference. Exit 1 when something differs.";
-  verify.Argument("FILE", options->input, "Slice-contour file");
-  verify.UsesUnits();
-  verify.examples = {"trqprep slc verify cone.slc", "trqprep slc verify cone.slc --json"};
-  verify.run = [options](Context& context) { return Verify(context, *options); };
-
-  Command& svg = group.Sub("svg", "Draw one layer");
-  svg.details =
-      "Draws the layer to scale, seen from above, with its boundaries filled, outer ones outlined in "
-      "blue and holes in orange, inside the box of the whole part. Without -o the picture goes to "
-      "standard output.";
-  svg.Argument("FILE", options->input, "Slice-contour file");
-  svg.WholeOption("--layer", options->layer, 1, 4294967295, "The layer, counted from 1");
-  svg.LengthOption("--z", options->z, "The layer that is built at this height");
-  svg.Output(options->output, "FILE", "The SVG file to write", false);
-  svg.UsesUnits();
-  svg.examples = {"trqprep slc svg cone.slc --layer 10 -o layer.svg",
-                  "trqprep slc svg cone.slc --z 5mm -o middle.svg"};
-  svg.run = [options](Context& context) { return Svg(context, *options); };
-
-  Command& mirror = group.Sub("mirror", "Mirror slice contours");
-  mirror.details =
-      "The mirrored part takes the place of the part, unless --plane or --beside says otherwise. Outer "
-      "contours still run counterclockwise afterwards and layers still go upwards; the extents in the "
-      "header follow.";
-  mirror.Argument("FILE", options->input, "Slice-contour file");
-  mirror.TextOption("--axis", options->axis, "x|y|z", "The axis along which it is mirrored").Required();
-  mirror.LengthOption("--plane", options->plane, "Mirror at this coordinate");
-  mirror.LengthOption("--beside", options->beside,
+  Command& group =
+      tree.Add("slc", "Look into slice contours, check, draw, mirror and copy them",
+               "Slice contours are a part as a stack of layers of closed contours, in an .slc file.", {});
+  {
+    Command& verb = group.Sub(
+        "info", "Tell what a slice-contour file holds, layer by layer",
+        "Layers, z range, thickness table, boundaries, vertices, and the area of every layer: contours "
+        "that run counterclockwise count as outer ones, clockwise ones as holes. Layers count from 1.",
+        {"trqprep slc info cone.slc", "trqprep slc info cone.slc --json"});
+    auto& options = verb.Runs(Info);
+    verb.Argument("FILE", options.input, "Slice-contour file");
+    verb.UsesUnits();
+  }
+  {
+    Command& verb = group.Sub(
+        "verify", "Check that a slice-contour file survives loading and saving",
+        "Loads the file, saves it to a temporary file and compares header, thickness table and layers. A "
+        "reserved block that is not zero and bytes behind the terminator are reported, and count as no "
+        "difference. Exit 1 when something differs.",
+        {"trqprep slc verify cone.slc", "trqprep slc verify cone.slc --json"});
+    auto& options = verb.Runs(Verify);
+    verb.Argument("FILE", options.input, "Slice-contour file");
+    verb.UsesUnits();
+  }
+  {
+    Command& verb = group.Sub(
+        "svg", "Draw one layer",
+        "Draws the layer to scale, seen from above, with its boundaries filled, outer ones outlined in "
+        "blue and holes in orange, inside the box of the whole part. Without -o the picture goes to "
+        "standard output.",
+        {"trqprep slc svg cone.slc --layer 10 -o layer.svg",
+         "trqprep slc svg cone.slc --z 5mm -o middle.svg"});
+    auto& options = verb.Runs(Svg);
+    verb.Argument("FILE", options.input, "Slice-contour file");
+    verb.WholeOption("--layer", options.layer, 1, 4294967295, "The layer, counted from 1");
+    verb.LengthOption("--z", options.z, "The layer that is built at this height");
+    verb.Output(options.output, "FILE", "The SVG file to write", false);
+    verb.UsesUnits();
+  }
+  {
+    Command& verb = group.Sub(
+        "mirror", "Mirror slice contours",
+        "The mirrored part takes the place of the part, unless --plane or --beside says otherwise. Outer "
+        "contours still run counterclockwise afterwards and layers still go upwards; the extents in the "
+        "header follow.",
+        {"trqprep slc mirror cone.slc --axis x -o mirrored.slc",
+         "trqprep slc mirror cone.slc --axis y --beside 5mm -o beside.slc"});
+    auto& options = verb.Runs(Mirror);
+    verb.Argument("FILE", options.input, "Slice-contour file");
+    verb.TextOption("--axis", options.axis, "x|y|z", "The axis along which it is mirrored").Required();
+    verb.LengthOption("--plane", options.plane, "Mirror at this coordinate");
+    verb.LengthOption("--beside", options.beside,
                       "Put the mirrored part beside the part, at this distance along the axis");
-  mirror.Output(options->output, "FILE", "The file to write");
-  mirror.UsesUnits();
-  mirror.examples = {"trqprep slc mirror cone.slc --axis x -o mirrored.slc",
-                     "trqprep slc mirror cone.slc --axis y --beside 5mm -o beside.slc"};
-  mirror.run = [options](Context& context) { return Mirror(context, *options); };
-
-  Command& copy = group.Sub("copy", "Write slice contours anew");
-  copy.details = "Reads and writes the whole file; bytes behind the terminator are left out.";
-  copy.Argument("FILE", options->input, "Slice-contour file");
-  copy.Output(options->output, "FILE", "The file to write");
-  copy.UsesUnits();
-  copy.examples = {"trqprep slc copy cone.slc -o again.slc",
-                   "trqprep slc copy cone.slc -o again.slc --force"};
-  copy.run = [options](Context& context) { return Copy(context, *options); };
+    verb.Output(options.output, "FILE", "The file to write");
+    verb.UsesUnits();
+  }
+  {
+    Command& verb = group.Sub(
+        "copy", "Write slice contours anew",
+        "Reads and writes the whole file; bytes behind the terminator are left out.",
+        {"trqprep slc copy cone.slc -o again.slc", "trqprep slc copy cone.slc -o again.slc --force"});
+    auto& options = verb.Runs(Copy);
+    verb.Argument("FILE", options.input, "Slice-contour file");
+    verb.Output(options.output, "FILE", "The file to write");
+    verb.UsesUnits();
+  }
 }
 
 }  // namespace trqprep

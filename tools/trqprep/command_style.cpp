@@ -36,22 +36,31 @@ std::vector<std::size_t> SelectParameters(const StyleDocument& style, const std:
   for (const StyleParameter& parameter : all) {
     if (parameter.named) names.push_back(parameter.name);
   }
+  const bool glob = IsGlob(pattern);
   Fail(ExitCode::kUsage,
        Message(Code::kStyleParameter, "",
-               IsGlob(pattern) ? "no parameter matches '" + pattern + "'"
-                               : "there is no parameter '" + pattern + "'")
-           .Hint(IsGlob(pattern) ? "'trqprep params' lists the names" : DidYouMean(pattern, names)));
+               (glob ? "no parameter matches '" : "there is no parameter '") + pattern + "'")
+           .Hint(glob ? "'trqprep params' lists the names" : DidYouMean(pattern, names)));
 }
 
-const char* ExampleStyle(StyleKind kind) {
-  return kind == StyleKind::kBuild ? "Fine.sty" : "ThreeSweeps.rcs";
+Command& AddStyleGroup(CommandTree& tree, StyleKind kind, const std::string& details,
+                       const std::vector<std::string>& examples) {
+  const bool build = kind == StyleKind::kBuild;
+  const Json words{{"noun", StyleKindName(kind)},
+                   {"command", StyleCommand(kind)},
+                   {"file", build ? "Fine.sty" : "ThreeSweeps.rcs"},
+                   {"ending", build ? ".sty" : ".rcs"}};
+  Command& group =
+      tree.Add(StyleCommand(kind), "Look at and change {noun}s ({ending})", details, examples, words);
+  AddStyleViews(group, kind);
+  AddStyleEdits(group, kind);
+  return group;
 }
 
 Json DifferencesToJson(const std::vector<StyleDifference>& differences) {
   Json list = Json::array();
   for (const StyleDifference& difference : differences) {
-    Json entry;
-    entry["name"] = difference.name;
+    Json entry{{"name", difference.name}};
     for (const FieldDifference& field : difference.fields) {
       entry["fields"][field.field] = {{"before", field.before_json}, {"after", field.after_json}};
     }
@@ -60,11 +69,22 @@ Json DifferencesToJson(const std::vector<StyleDifference>& differences) {
   return list;
 }
 
-void PrintDifferences(Context& context, const std::vector<StyleDifference>& differences) {
+void TellDifferences(Context& context, const std::vector<StyleDifference>& differences) {
   for (const StyleDifference& difference : differences) {
     for (const FieldDifference& field : difference.fields) {
-      context.Print("{}: {} {} -> {}\n", difference.name, field.field, field.before, field.after);
+      context.text +=
+          fmt::format("{}: {} {} -> {}\n", difference.name, field.field, field.before, field.after);
     }
+  }
+}
+
+void TellSweeps(Context& context, const StyleDocument& style, int list, const char* head, const char* row) {
+  const std::vector<SweepValues>& sweeps = style.sweeps[static_cast<std::size_t>(list)];
+  context.Tell(head, {{"list", SweepListName(list)}, {"count", sweeps.size()}});
+  for (std::size_t i = 0; i < sweeps.size(); ++i) {
+    context.Tell(row, {{"number", i + 1},
+                       {"gap", sweeps[i].gap.value.Text()},
+                       {"velocity", sweeps[i].velocity.value.Text()}});
   }
 }
 
@@ -76,11 +96,12 @@ void AddEditOptions(Command& command, EditOptions& options) {
 ExitCode FinishEdit(Context& context, const StyleFile& file, const StyleDocument& edited,
                     const EditOptions& options) {
   const std::vector<StyleDifference> differences = Compare(file.style, edited);
-  const std::string target = options.output.empty() ? file.path : options.output;
-  context.data["file"] = TextToJson(file.path);
-  context.data["dry_run"] = options.dry_run;
-  context.data["changes"] = DifferencesToJson(differences);
-  context.data["output"] = nullptr;
+  const bool in_place = options.output.empty();
+  const std::string& target = in_place ? file.path : options.output;
+  context.State({{"file", TextToJson(file.path)},
+                 {"dry_run", options.dry_run},
+                 {"changes", DifferencesToJson(differences)},
+                 {"output", nullptr}});
   bool held = true;
   for (const StyleDifference& lost : LostInFile(edited)) {
     const FieldDifference& field = lost.fields.front();
@@ -92,24 +113,22 @@ ExitCode FinishEdit(Context& context, const StyleFile& file, const StyleDocument
     held = false;
   }
   if (!held) return ExitCode::kNo;
-  PrintDifferences(context, differences);
-  if (differences.empty() && edited.layout == file.layout) context.Print("nothing to change\n");
-  if (options.dry_run) return ExitCode::kDone;
-  if (differences.empty() && edited.layout == file.layout && options.output.empty()) return ExitCode::kDone;
-  WriteStyle(edited, target, options.output.empty() || context.options.force);
-  context.data["output"] = TextToJson(target);
+  TellDifferences(context, differences);
+  const bool same = differences.empty() && edited.layout == file.layout;
+  if (same) context.Tell("nothing to change\n");
+  if (options.dry_run || (same && in_place)) return ExitCode::kDone;
+  WriteStyle(edited, target, in_place || context.options.force);
+  context.State({{"output", TextToJson(target)}});
   return ExitCode::kDone;
 }
 
 void AddStyle(CommandTree& tree) {
-  Command& style = tree.Add("style", "Look at and change build styles (.sty)");
-  style.details =
+  AddStyleGroup(
+      tree, StyleKind::kBuild,
       "A build style says how every layer of a part is cured: 238 named parameters. Names may be written "
       "without blanks and in any case; * ? [...] make a pattern. Values are numbers in the file's own "
-      "units, which build style files do not record.";
-  style.examples = {"trqprep style show Fine.sty", "trqprep style diff Fine.sty Standard.sty # exit 1"};
-  AddStyleViews(style, StyleKind::kBuild);
-  AddStyleEdits(style, StyleKind::kBuild);
+      "units, which build style files do not record.",
+      {"trqprep style show Fine.sty", "trqprep style diff Fine.sty Standard.sty # exit 1"});
 }
 
 }  // namespace trqprep

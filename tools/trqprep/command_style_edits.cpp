@@ -10,7 +10,6 @@
 #include "trqprep/atomic_output.h"
 #include "trqprep/glob.h"
 #include "trqprep/mesh_input.h"
-#include "trqprep/suggestions.h"
 
 namespace trqprep {
 namespace {
@@ -25,20 +24,15 @@ struct NewOptions {
   std::string output;
 };
 
-ExitCode New(Context& context, StyleKind kind, const NewOptions& options) {
+ExitCode New(Context& context, const NewOptions& options, StyleKind kind) {
   StyleDocument style = NewStyle(kind);
-  const std::optional<int> machine = FindMachineByName(options.machine);
-  if (!machine) {
-    Fail(ExitCode::kUsage, Message(Code::kMachineUnknown, "", "there is no machine '" + options.machine + "'")
-                               .Hint(DidYouMean(options.machine, MachineNames())));
-  }
-  style.FindWord("machine_type")->number = Number(static_cast<std::int32_t>(*machine));
+  style.FindWord("machine_type")->number = Number(std::int32_t{MachineByName(options.machine)});
   if (!options.name.empty()) style.FindText("style_name")->text = options.name;
   if (!options.units.empty()) style.FindText("units")->text = options.units;
   if (options.layer_thickness) {
     const float thickness = static_cast<float>(*options.layer_thickness);
     if (!(thickness >= 0) || std::isinf(thickness)) {
-      Fail(ExitCode::kUsage, Message(Code::kUsage, "", "--layer-thickness is below 0 or too large"));
+      FailUsage("", "--layer-thickness is below 0 or too large");
     }
     style.FindWord("layer_thickness")->number = Number(thickness);
   }
@@ -48,11 +42,10 @@ ExitCode New(Context& context, StyleKind kind, const NewOptions& options) {
              .Hint("the file keeps 511 bytes of it"));
   }
   WriteStyle(style, options.output, context.options.force);
-  context.data["output"] = TextToJson(options.output);
-  context.data["kind"] = StyleKindName(kind);
-  context.data["machine"] = MachineName(style.FindWord("machine_type")->number.AsInt());
-  context.Print("{}: new {} for {}\n", OneLine(options.output), StyleKindName(kind),
-                MachineName(style.FindWord("machine_type")->number.AsInt()));
+  context.Report({{"output", TextToJson(options.output)},
+                  {"kind", StyleKindName(kind)},
+                  {"machine", MachineName(style.FindWord("machine_type")->number.AsInt())}},
+                 "{output}: new {kind} for {machine}\n");
   return ExitCode::kDone;
 }
 
@@ -105,6 +98,10 @@ Number ParseValue(const std::string& name, const std::string& text, bool is_floa
 struct Refusal {
   std::string text;
   std::string hint;
+
+  Message Of(Code code, const std::string& file, const std::string& parameter) const {
+    return Message(code, file, parameter + ": " + text).Hint(hint).At({{"parameter", parameter}});
+  }
 };
 
 Refusal WhyFixed(const StyleDocument& style, std::size_t index) {
@@ -114,13 +111,11 @@ Refusal WhyFixed(const StyleDocument& style, std::size_t index) {
     return {"the file stores \"Shelling Thickness\" in this parameter's place",
             "set \"Shelling Thickness\": both then have its value"};
   }
-  if (style.kind == StyleKind::kRecoat) {
-    for (int list = 0; list < kSweepLists; ++list) {
-      if (parameter.name == SweepCountName(list)) {
-        return {
-            "this parameter counts the sweeps",
-            fmt::format("'trqprep recoat sweeps FILE --list {}' adds and removes them", SweepListName(list))};
-      }
+  for (int list = 0; list < kSweepLists && style.kind == StyleKind::kRecoat; ++list) {
+    if (parameter.name == SweepCountName(list)) {
+      return {
+          "this parameter counts the sweeps",
+          fmt::format("'trqprep recoat sweeps FILE --list {}' adds and removes them", SweepListName(list))};
     }
   }
   if (!IsStored(style, index)) {
@@ -149,10 +144,6 @@ Refusal WhyRefused(const RecordValues& record, const Number& value) {
   return {};
 }
 
-Message RefusalMessage(Code code, const std::string& file, const std::string& name, const Refusal& refusal) {
-  return Message(code, file, name + ": " + refusal.text).Hint(refusal.hint).At({{"parameter", name}});
-}
-
 /// The two parameters that share a place in build style files stay equal.
 void FollowSharedPlace(StyleDocument& style) {
   if (style.kind != StyleKind::kBuild) return;
@@ -165,15 +156,15 @@ struct SetOptions {
   EditOptions edit;
 };
 
-ExitCode Set(Context& context, StyleKind kind, const SetOptions& options) {
+ExitCode Set(Context& context, const SetOptions& options, StyleKind kind) {
   const StyleFile file = LoadStyleToEdit(context, options.file, kind);
   StyleDocument edited = file.style;
   bool refused = false;
   for (const std::string& assignment : options.assignments) {
     const std::size_t equals = assignment.find('=');
     if (equals == std::string::npos || equals == 0) {
-      Fail(ExitCode::kUsage, Message(Code::kUsage, "", "'" + assignment + "' is no NAME=VALUE")
-                                 .Hint("for example 'Layer Thickness=0.1', in quotes because of the blank"));
+      FailUsage("", "'" + assignment + "' is no NAME=VALUE",
+                "for example 'Layer Thickness=0.1', in quotes because of the blank");
     }
     const std::string pattern = assignment.substr(0, equals);
     const std::string text = assignment.substr(equals + 1);
@@ -186,22 +177,20 @@ ExitCode Set(Context& context, StyleKind kind, const SetOptions& options) {
       if (refusal.text.empty()) refusal = WhyRefused(record, value);
       if (!refusal.text.empty()) {
         // All that is wrong is said, and only then is nothing written.
-        context.Error(RefusalMessage(Code::kStyleRefused, options.file, parameter.name, refusal));
+        context.Error(refusal.Of(Code::kStyleRefused, options.file, parameter.name));
         refused = true;
         continue;
       }
       if (record.edit != 1) {
-        context.Warn(Message(Code::kStyleNotEditable, options.file,
-                             parameter.name + ": the user interface does not let this one be edited")
-                         .At({{"parameter", parameter.name}}));
+        const Refusal warning{"the user interface does not let this one be edited", ""};
+        context.Warn(warning.Of(Code::kStyleNotEditable, options.file, parameter.name));
       }
       record.value = value;
       if (record.allowed.size() == 1) record.allowed[0] = value;
     }
   }
   if (refused) {
-    context.data["file"] = TextToJson(options.file);
-    context.data["output"] = nullptr;
+    context.State({{"file", TextToJson(options.file)}, {"output", nullptr}});
     return ExitCode::kNo;
   }
   FollowSharedPlace(edited);
@@ -216,7 +205,7 @@ struct CopyOptions {
   EditOptions edit;
 };
 
-ExitCode Copy(Context& context, StyleKind kind, const CopyOptions& options) {
+ExitCode Copy(Context& context, const CopyOptions& options, StyleKind kind) {
   const StyleFile source = LoadStyle(context, options.from, kind);
   const StyleFile target = LoadStyleToEdit(context, options.to, kind);
   StyleDocument edited = target.style;
@@ -232,9 +221,9 @@ ExitCode Copy(Context& context, StyleKind kind, const CopyOptions& options) {
         edited.parameters[i].record = source.style.parameters[i].record;
       } else if (IsGlob(pattern)) {
         // A pattern means what can be copied.
-        context.Note(RefusalMessage(Code::kStyleSkipped, options.to, name, refusal));
+        context.Note(refusal.Of(Code::kStyleSkipped, options.to, name));
       } else {
-        context.Error(RefusalMessage(Code::kStyleRefused, options.to, name, refusal));
+        context.Error(refusal.Of(Code::kStyleRefused, options.to, name));
         refused = true;
       }
     }
@@ -251,7 +240,12 @@ std::string ReadJsonText(const std::string& path) {
   return {std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
 }
 
-ExitCode Import(Context& context, StyleKind kind, const std::string& path, const std::string& output) {
+struct ImportOptions {
+  std::string path, output;
+};
+
+ExitCode Import(Context& context, const ImportOptions& options, StyleKind kind) {
+  const auto& [path, output] = options;
   Json json;
   try {
     json = ParseJson(ReadJsonText(path));
@@ -261,14 +255,13 @@ ExitCode Import(Context& context, StyleKind kind, const std::string& path, const
     Fail(ExitCode::kInput, message);
   }
   // What `export --json` printed holds the style in its data.
-  const bool wrapped =
-      json.is_object() && json.contains("data") && json["data"].is_object() && json["data"].contains("style");
+  const Json& data = json.value("data", Json());
   StyleDocument style = NewStyle(kind);
-  const std::vector<std::string> missing = StyleFromJson(path, wrapped ? json["data"]["style"] : json, style);
+  const std::vector<std::string> missing =
+      StyleFromJson(path, data.contains("style") ? data.value("style", Json()) : json, style);
   const float version = style.FindWord("file_version")->number.AsFloat();
   if (version != 3.01f && !(version == 4.0f && kind == StyleKind::kBuild)) {
-    Fail(ExitCode::kInput,
-         Message(Code::kStyleJson, path, fmt::format("\"file_version\" is {}, not 3.01", version)));
+    FailInput(Code::kStyleJson, path, fmt::format("\"file_version\" is {}, not 3.01", version));
   }
   if (!missing.empty()) {
     context.Warn(Message(Code::kStyleJson, path,
@@ -288,10 +281,9 @@ ExitCode Import(Context& context, StyleKind kind, const std::string& path, const
              .At({{"parameter", lost.name}}));
   }
   WriteStyle(style, output, context.options.force);
-  context.data["output"] = TextToJson(output);
-  context.data["missing"] = missing;
-  context.Print("{}: {} with {} parameters given\n", OneLine(output), StyleKindName(kind),
-                style.parameters.size() - missing.size());
+  context.Report({{"output", TextToJson(output)}, {"missing", missing}},
+                 "{output}: {kind} with {given} parameters given\n",
+                 {{"kind", StyleKindName(kind)}, {"given", style.parameters.size() - missing.size()}});
   return ExitCode::kDone;
 }
 
@@ -303,11 +295,10 @@ struct UpgradeOptions {
   EditOptions edit;
 };
 
-ExitCode Upgrade(Context& context, StyleKind kind, const UpgradeOptions& options) {
+ExitCode Upgrade(Context& context, const UpgradeOptions& options, StyleKind kind) {
   const StyleFile file = LoadStyle(context, options.file, kind);
   if (file.layout != StyleLayout::kLegacy && !options.units.empty()) {
-    Fail(ExitCode::kUsage,
-         Message(Code::kUsage, "", "--from is for legacy files; this one records its units"));
+    FailUsage("", "--from is for legacy files; this one records its units");
   }
   if (file.layout == StyleLayout::k301) {
     context.Note(Message(Code::kStyleLayouts, options.file, "has the 301 layout already"));
@@ -325,11 +316,9 @@ ExitCode Upgrade(Context& context, StyleKind kind, const UpgradeOptions& options
     context.Warn(ChangeMessage(Code::kStyleLost, options.file, entry).At({{"byte", entry.offset}}));
   }
   const ExitCode exit = FinishEdit(context, file, upgraded, options.edit);
-  context.data["layout_before"] = StyleLayoutName(file.layout);
-  context.data["layout"] = StyleLayoutName(upgraded.layout);
-  if (file.layout != upgraded.layout) {
-    context.Print("layout {} -> {}\n", StyleLayoutName(file.layout), StyleLayoutName(upgraded.layout));
-  }
+  context.State(
+      {{"layout_before", StyleLayoutName(file.layout)}, {"layout", StyleLayoutName(upgraded.layout)}});
+  if (file.layout != upgraded.layout) context.Tell("layout {layout_before} -> {layout}\n");
   return exit;
 }
 
@@ -341,7 +330,7 @@ struct UnitsOptions {
   EditOptions edit;
 };
 
-ExitCode ConvertFile(Context& context, StyleKind kind, const UnitsOptions& options) {
+ExitCode ConvertFile(Context& context, const UnitsOptions& options, StyleKind kind) {
   const StyleFile file = LoadStyleToEdit(context, options.file, kind);
   StyleText* units = nullptr;
   StyleDocument edited = file.style;
@@ -350,10 +339,9 @@ ExitCode ConvertFile(Context& context, StyleKind kind, const UnitsOptions& optio
     units = edited.FindText("units");
     const auto stated = UnitsFromName(units->text);
     if (from.empty() && !stated) {
-      Fail(ExitCode::kInput,
-           Message(Code::kStyleUnits, options.file,
-                   fmt::format("states the units \"{}\", neither mm nor in", OneLine(units->text)))
-               .Hint("--from says what they are"));
+      FailInput(Code::kStyleUnits, options.file,
+                fmt::format("states the units \"{}\", neither mm nor in", OneLine(units->text)),
+                "--from says what they are");
     }
     if (!from.empty() && stated && units->text != from) {
       context.Error(Message(Code::kStyleRefused, options.file,
@@ -382,11 +370,9 @@ ExitCode ConvertFile(Context& context, StyleKind kind, const UnitsOptions& optio
   if (kind == StyleKind::kRecoat && edited.layout == StyleLayout::k301) left.push_back("layer_thickness");
   if (unnamed) left.push_back("the records without a name");
   const ExitCode exit = FinishEdit(context, file, edited, options.edit);
-  context.data["from"] = from;
-  context.data["to"] = options.to;
-  context.data["left_alone"] = left;
-  for (const std::string& name : left) context.Print("left alone: {}\n", name);
-  context.Print("left alone: whole numbers, angles, powers and resin constants\n");
+  context.State({{"from", from}, {"to", options.to}, {"left_alone", left}});
+  left.push_back("whole numbers, angles, powers and resin constants");
+  for (const std::string& name : left) context.text += "left alone: " + name + "\n";
   return exit;
 }
 
@@ -402,27 +388,25 @@ struct SweepsOptions {
 
 // "gap=100,velocity=2.5"
 SweepValues ParseSweep(const std::string& text) {
+  constexpr const char* kExample = "for example --add gap=100,velocity=2.5";
   SweepValues sweep = NewSweep();
   bool has_gap = false, has_velocity = false;
   for (const std::string& piece : Split(text, ',')) {
     const std::size_t equals = piece.find('=');
     const std::string key = piece.substr(0, equals);
     const bool is_gap = key == "gap";
-    if (equals == std::string::npos || (!is_gap && key != "velocity") || (is_gap ? has_gap : has_velocity)) {
-      Fail(ExitCode::kUsage, Message(Code::kUsage, "", "'" + text + "' is no sweep")
-                                 .Hint("for example --add gap=100,velocity=2.5"));
+    bool& has = is_gap ? has_gap : has_velocity;
+    if (equals == std::string::npos || (!is_gap && key != "velocity") || has) {
+      FailUsage("", "'" + text + "' is no sweep", kExample);
     }
-    (is_gap ? has_gap : has_velocity) = true;
+    has = true;
     RecordValues& record = is_gap ? sweep.gap : sweep.velocity;
     std::string refusal;
     record.value = ParseValue(key, piece.substr(equals + 1), true, refusal);
     if (!refusal.empty()) FailValue(key, piece.substr(equals + 1), refusal);
     record.default_value = record.value;
   }
-  if (!has_gap || !has_velocity) {
-    Fail(ExitCode::kUsage, Message(Code::kUsage, "", "'" + text + "' lacks the gap or the velocity")
-                               .Hint("for example --add gap=100,velocity=2.5"));
-  }
+  if (!has_gap || !has_velocity) FailUsage("", "'" + text + "' lacks the gap or the velocity", kExample);
   return sweep;
 }
 
@@ -448,8 +432,7 @@ ExitCode Sweeps(Context& context, const SweepsOptions& options) {
     std::size_t number = 0;
     const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc() || stop != text.data() + text.size() || number < 1) {
-      Fail(ExitCode::kUsage,
-           Message(Code::kUsage, "", "--remove takes the number of a sweep, not '" + text + "'"));
+      FailUsage("", "--remove takes the number of a sweep, not '" + text + "'");
     }
     if (number > sweeps.size()) {
       context.Error(Message(Code::kStyleRefused, options.file,
@@ -471,16 +454,11 @@ ExitCode Sweeps(Context& context, const SweepsOptions& options) {
     exit = FinishEdit(context, file, edited, options.edit);
     context.text.clear();  // the lists as they are now say it better
   }
-  context.data["file"] = TextToJson(options.file);
-  context.data["sweeps"] = StyleToJson(edited)["sweeps"];
+  context.State({{"file", TextToJson(options.file)}, {"sweeps", StyleToJson(edited)["sweeps"]}});
   for (int list = 0; list < kSweepLists; ++list) {
     if (!options.list.empty() && list != chosen) continue;
-    const std::vector<SweepValues>& shown = edited.sweeps[static_cast<std::size_t>(list)];
-    context.Print("list {} ({})\n", SweepListName(list), shown.size());
-    for (std::size_t i = 0; i < shown.size(); ++i) {
-      context.Print("  {}  gap {} %  velocity {}\n", i + 1, shown[i].gap.value.Text(),
-                    shown[i].velocity.value.Text());
-    }
+    TellSweeps(context, edited, list, "list {list} ({count})\n",
+               "  {number}  gap {gap} %  velocity {velocity}\n");
   }
   return exit;
 }
@@ -488,137 +466,124 @@ ExitCode Sweeps(Context& context, const SweepsOptions& options) {
 }  // namespace
 
 void AddStyleEdits(Command& group, StyleKind kind) {
-  const std::string noun = StyleKindName(kind);
-  const std::string command = StyleCommand(kind);
-  const std::string file = ExampleStyle(kind);
   const bool build = kind == StyleKind::kBuild;
-  const std::string start = "trqprep " + command + " ";
-  const std::string ending = build ? ".sty" : ".rcs";
+  const char* replaced = "The {noun} file, replaced unless -o is given";
   {
-    auto options = std::make_shared<NewOptions>();
-    Command& verb = group.Sub("new", "Make a blank " + noun);
-    verb.details = "Every parameter has the value of a new style. 'trqprep machines' lists the machines.";
-    verb.TextOption("--machine", options->machine, "NAME", "The machine's name or number").Required();
-    verb.TextOption("--name", options->name, "TEXT", "The style's name (default \"None\")");
+    Command& verb =
+        group.Sub("new", "Make a blank {noun}",
+                  "Every parameter has the value of a new style. 'trqprep machines' lists the machines.",
+                  {"trqprep {command} new --machine TRQ-E7 -o blank{ending}",
+                   "trqprep {command} new --machine 'MirraPX (dual vat)' --name Trial -o trial{ending}"});
+    auto& options = verb.Runs(New, kind);
+    verb.TextOption("--machine", options.machine, "NAME", "The machine's name or number").Required();
+    verb.TextOption("--name", options.name, "TEXT", "The style's name (default \"None\")");
     if (!build) {
-      verb.TextOption("--units", options->units, "mm|in", "Units text (default in)");
+      verb.TextOption("--units", options.units, "mm|in", "Units text (default in)");
       verb.NumberOption(
-          "--layer-thickness", options->layer_thickness,
+          "--layer-thickness", options.layer_thickness,
           "Thickness of the layers that it is made for, in its units; 0 is unknown (default 0.004)");
     }
-    verb.Output(options->output, "FILE", "The file to write");
-    verb.examples = {start + "new --machine TRQ-E7 -o blank" + ending,
-                     start + "new --machine 'MirraPX (dual vat)' --name Trial -o trial" + ending};
-    verb.run = [options, kind](Context& context) { return New(context, kind, *options); };
+    verb.Output(options.output, "FILE", "The file to write");
   }
   {
-    auto options = std::make_shared<SetOptions>();
-    Command& verb = group.Sub("set", "Change values");
-    verb.details =
+    const std::string details =
         "NAME may be a pattern, in quotes, such as 'Large*Angle*=45'. A value has to lie in the "
         "parameter's range and among its allowed values; one that is refused ends with exit 1, and "
         "nothing is written. A parameter without range takes every finite number. Values are stored as "
         "typed, in the file's own units; defaults stay.";
-    if (build) {
-      verb.details +=
-          "\n\n"
-          "\"QC Min Large Thick Skin Width\" cannot be set: the file stores \"Shelling Thickness\" in "
-          "its place.";
-    }
-    verb.Argument("FILE", options->file, "The " + noun + " file, replaced unless -o is given");
-    verb.Arguments("NAME=VALUE", options->assignments, "What to set").Type("NAME=VALUE");
-    AddEditOptions(verb, options->edit);
-    verb.examples = {
-        start + "set " + file +
-            (build ? " 'Layer Thickness=0.1' 'Large*HatchAngle 1=45' -o changed.sty"
-                   : " 'Z Dip Distance=8' -o changed.rcs"),
-        start + "set " + file + (build ? " 'Layer*Power=500' --dry-run" : " '*ZWait=2' --dry-run")};
-    verb.run = [options, kind](Context& context) { return Set(context, kind, *options); };
-  }
-  {
-    auto options = std::make_shared<CopyOptions>();
-    Command& verb = group.Sub("copy", "Copy parameters from one file to another");
-    verb.details =
-        "Whole records are copied: value, default, flags, range and allowed values. A pattern leaves out "
-        "what cannot be copied.";
-    verb.Argument("FROM", options->from, "The file to copy from");
-    verb.Argument("TO", options->to, "The file to copy to, replaced unless -o is given");
-    verb.RepeatedOption("--params", options->parameters, "NAME", "Name or pattern of the parameters")
-        .Required();
-    AddEditOptions(verb, options->edit);
-    verb.examples = {build ? start + "copy Fine.sty Standard.sty --params 'Small*' -o mixed.sty"
-                           : start + "new --machine TRQ-E7 -o blank.rcs && " + start +
-                                 "copy ThreeSweeps.rcs blank.rcs --params 'Z*'",
-                     build ? start + "copy Fine.sty Standard.sty --params Dp --params Ec --dry-run"
-                           : start + "copy ThreeSweeps.rcs blank.rcs --params '*ZWait' --dry-run"};
-    verb.run = [options, kind](Context& context) { return Copy(context, kind, *options); };
-  }
-  {
-    auto paths = std::make_shared<std::vector<std::string>>(2);
-    Command& verb = group.Sub("import", "Make a " + noun + " of the JSON that 'export' made");
-    verb.details =
-        "The file has the 301 layout. What the document does not give has the values of a new style; a "
-        "wrong name, type or text ends with exit 3.";
-    verb.Argument("FILE", (*paths)[0], "The JSON document; - is standard input");
-    verb.Output((*paths)[1], "FILE", "The file to write");
-    verb.examples = {start + "export " + file + " --to json -o style.json && " + start +
-                         "import style.json -o again" + ending,
-                     start + "export " + file + " --to json | " + start + "import - -o same" + ending};
-    verb.run = [paths, kind](Context& context) { return Import(context, kind, (*paths)[0], (*paths)[1]); };
-  }
-  {
-    auto options = std::make_shared<UpgradeOptions>();
+    const char* more =
+        "\n\n"
+        "\"QC Min Large Thick Skin Width\" cannot be set: the file stores \"Shelling Thickness\" in "
+        "its place.";
     Command& verb = group.Sub(
-        "upgrade", build ? "Make a 301 file of a 206 file" : "Make a 301 file of a 206 or legacy file");
-    verb.details =
-        "What only the 301 layout stores gets the values that the application gives it when it reads the "
-        "older file.";
-    verb.Argument("FILE", options->file, "The " + noun + " file, replaced unless -o is given");
-    if (!build) verb.TextOption("--from", options->units, "mm|in", "Units of a legacy file (default in)");
-    AddEditOptions(verb, options->edit);
-    verb.examples = {start + "upgrade " + file + " -o upgraded" + ending,
-                     start + "upgrade " + file + " --dry-run"};
-    verb.run = [options, kind](Context& context) { return Upgrade(context, kind, *options); };
+        "set", "Change values", build ? details + more : details,
+        {build ? "trqprep style set Fine.sty 'Layer Thickness=0.1' 'Large*HatchAngle 1=45' -o changed.sty"
+               : "trqprep recoat set ThreeSweeps.rcs 'Z Dip Distance=8' -o changed.rcs",
+         build ? "trqprep style set Fine.sty 'Layer*Power=500' --dry-run"
+               : "trqprep recoat set ThreeSweeps.rcs '*ZWait=2' --dry-run"});
+    auto& options = verb.Runs(Set, kind);
+    verb.Argument("FILE", options.file, replaced);
+    verb.Arguments("NAME=VALUE", options.assignments, "What to set").Type("NAME=VALUE");
+    AddEditOptions(verb, options.edit);
   }
   {
-    auto options = std::make_shared<UnitsOptions>();
-    Command& verb = group.Sub("units", "Convert lengths between inches and millimetres");
-    verb.details =
+    Command& verb = group.Sub(
+        "copy", "Copy parameters from one file to another",
+        "Whole records are copied: value, default, flags, range and allowed values. A pattern leaves out "
+        "what cannot be copied.",
+        {build ? "trqprep style copy Fine.sty Standard.sty --params 'Small*' -o mixed.sty"
+               : "trqprep recoat new --machine TRQ-E7 -o blank.rcs && "
+                 "trqprep recoat copy ThreeSweeps.rcs blank.rcs --params 'Z*'",
+         build ? "trqprep style copy Fine.sty Standard.sty --params Dp --params Ec --dry-run"
+               : "trqprep recoat copy ThreeSweeps.rcs blank.rcs --params '*ZWait' --dry-run"});
+    auto& options = verb.Runs(Copy, kind);
+    verb.Argument("FROM", options.from, "The file to copy from");
+    verb.Argument("TO", options.to, "The file to copy to, replaced unless -o is given");
+    verb.RepeatedOption("--params", options.parameters, "NAME", "Name or pattern of the parameters")
+        .Required();
+    AddEditOptions(verb, options.edit);
+  }
+  {
+    Command& verb = group.Sub(
+        "import", "Make a {noun} of the JSON that 'export' made",
+        "The file has the 301 layout. What the document does not give has the values of a new style; a "
+        "wrong name, type or text ends with exit 3.",
+        {"trqprep {command} export {file} --to json -o style.json && "
+         "trqprep {command} import style.json -o again{ending}",
+         "trqprep {command} export {file} --to json | trqprep {command} import - -o same{ending}"});
+    auto& options = verb.Runs(Import, kind);
+    verb.Argument("FILE", options.path, "The JSON document; - is standard input");
+    verb.Output(options.output, "FILE", "The file to write");
+  }
+  {
+    Command& verb = group.Sub(
+        "upgrade", build ? "Make a 301 file of a 206 file" : "Make a 301 file of a 206 or legacy file",
+        "What only the 301 layout stores gets the values that the application gives it when it reads the "
+        "older file.",
+        {"trqprep {command} upgrade {file} -o upgraded{ending}",
+         "trqprep {command} upgrade {file} --dry-run"});
+    auto& options = verb.Runs(Upgrade, kind);
+    verb.Argument("FILE", options.file, replaced);
+    if (!build) verb.TextOption("--from", options.units, "mm|in", "Units of a legacy file (default in)");
+    AddEditOptions(verb, options.edit);
+  }
+  {
+    const std::string example = build ? "trqprep style units Fine.sty --from mm --to in"
+                                      : "trqprep recoat units ThreeSweeps.rcs --to in";
+    Command& verb = group.Sub(
+        "units", "Convert lengths between inches and millimetres",
         build ? "Build style files do not record their units, so both are required. Values, defaults, "
                 "ranges and allowed values of 115 lengths are multiplied; \"Min Large NS Width\" and "
                 "everything that is no length stay, and a parameter without range stays so."
               : "\"Start Z\", \"End Z\" and the blade velocities are multiplied, and the units text is "
                 "rewritten. Z velocities, accelerations, dip distances, the preferred blade gap and the "
-                "layer thickness stay.";
-    verb.Argument("FILE", options->file, "The " + noun + " file, replaced unless -o is given");
-    verb.TextOption("--from", options->from, "mm|in",
+                "layer thickness stay.",
+        {example + " -o inch{ending}", example + " --dry-run --json"});
+    auto& options = verb.Runs(ConvertFile, kind);
+    verb.Argument("FILE", options.file, replaced);
+    verb.TextOption("--from", options.from, "mm|in",
                     build ? "The present units" : "The present units (default: what the file says)")
         .Required(build);
-    verb.TextOption("--to", options->to, "mm|in", "The wanted units").Required();
-    AddEditOptions(verb, options->edit);
-    verb.examples = {start + "units " + file + (build ? " --from mm" : "") + " --to in -o inch" + ending,
-                     start + "units " + file + (build ? " --from mm" : "") + " --to in --dry-run --json"};
-    verb.run = [options, kind](Context& context) { return ConvertFile(context, kind, *options); };
+    verb.TextOption("--to", options.to, "mm|in", "The wanted units").Required();
+    AddEditOptions(verb, options.edit);
   }
 }
 
 void AddSweepsVerb(Command& group) {
-  auto options = std::make_shared<SweepsOptions>();
-  Command& verb = group.Sub("sweeps", "List, add and remove blade sweeps");
-  verb.details =
+  Command& verb = group.Sub(
+      "sweeps", "List, add and remove blade sweeps",
       "A sweep has a blade gap, in percent of the layer thickness, and a blade velocity. The count "
-      "parameters of the changed list follow it.";
-  verb.Argument("FILE", options->file, "The recoat style file, replaced unless -o is given");
-  verb.RepeatedOption("--add", options->additions, "gap=G,velocity=V", "Add a sweep at the end of the list");
-  verb.RepeatedOption("--remove", options->removals, "N", "Remove sweep N, counted from 1");
-  verb.TextOption("--list", options->list, "sweeps|primary|secondary",
+      "parameters of the changed list follow it.",
+      {"trqprep recoat sweeps ThreeSweeps.rcs",
+       "trqprep recoat sweeps ThreeSweeps.rcs --list primary --add gap=120,velocity=2.5 --remove 1 -o "
+       "changed.rcs"});
+  auto& options = verb.Runs(Sweeps);
+  verb.Argument("FILE", options.file, "The recoat style file, replaced unless -o is given");
+  verb.RepeatedOption("--add", options.additions, "gap=G,velocity=V", "Add a sweep at the end of the list");
+  verb.RepeatedOption("--remove", options.removals, "N", "Remove sweep N, counted from 1");
+  verb.TextOption("--list", options.list, "sweeps|primary|secondary",
                   "The list to show or change (default: show all, change sweeps)");
-  AddEditOptions(verb, options->edit);
-  verb.examples = {
-      "trqprep recoat sweeps ThreeSweeps.rcs",
-      "trqprep recoat sweeps ThreeSweeps.rcs --list primary --add gap=120,velocity=2.5 --remove 1 -o "
-      "changed.rcs"};
-  verb.run = [options](Context& context) { return Sweeps(context, *options); };
+  AddEditOptions(verb, options.edit);
 }
 
 }  // namespace trqprep

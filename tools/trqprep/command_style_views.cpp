@@ -1,5 +1,6 @@
 // show, get, diff, verify and export of build and recoat styles.
 #include <algorithm>
+#include <array>
 #include <set>
 
 #include "style_verbs.h"
@@ -40,34 +41,20 @@ class TextTable {
   std::vector<std::vector<std::string>> lines_;
 };
 
-void PrintHead(Context& context, const StyleFile& file, const Json& data) {
-  context.Print("{}: {}, {} layout\n", OneLine(file.path), StyleKindName(file.kind),
-                StyleLayoutName(file.layout));
-  const auto text = [&](const char* label, const char* key) {
-    context.Print("  {:<11}  {}\n", label, OneLine(file.style.FindText(key)->text));
+void TellHead(Context& context) {
+  context.Tell("{file}: {kind}, {layout} layout\n  name         {style_name}\n");
+  constexpr std::array<const char*, 2> kLines[] = {
+      {"machine", "  machine      {machine} ({machine_type})\n"},
+      {"user_level", "  user level   {user_level}\n"},
+      {"build_description", "  description  {build_description}\n"},
+      {"length_units", "  units        {length_units}\n"},
   };
-  text("name", "style_name");
-  if (data.contains("machine")) {
-    context.Print("  machine      {} ({})\n", data["machine"].get<std::string>(),
-                  data["machine_type"].get<int>());
-  }
-  if (data.contains("user_level")) context.Print("  user level   {}\n", data["user_level"].get<int>());
-  if (file.kind == StyleKind::kRecoat) text("description", "build_description");
-  if (data.contains("length_units")) text("units", "units");
-}
-
-void PrintSweeps(Context& context, const StyleDocument& style) {
-  for (int list = 0; list < kSweepLists; ++list) {
-    const std::vector<SweepValues>& sweeps = style.sweeps[static_cast<std::size_t>(list)];
-    context.Print("\nList {} ({})\n", SweepListName(list), sweeps.size());
-    for (std::size_t i = 0; i < sweeps.size(); ++i) {
-      context.Print("  {}  gap {} %, velocity {}\n", i + 1, sweeps[i].gap.value.Text(),
-                    sweeps[i].velocity.value.Text());
-    }
+  for (const auto& [key, line] : kLines) {
+    if (context.data.contains(key)) context.Tell(line);
   }
 }
 
-ExitCode Show(Context& context, StyleKind kind, const ShowOptions& options) {
+ExitCode Show(Context& context, const ShowOptions& options, StyleKind kind) {
   const StyleFile file = LoadStyle(context, options.file, kind);
   const StyleDocument& style = file.style;
   std::set<std::size_t> selected;
@@ -79,9 +66,9 @@ ExitCode Show(Context& context, StyleKind kind, const ShowOptions& options) {
   std::vector<std::pair<trq::StyleRegion, std::vector<std::size_t>>>
       regions;  // in order of their first lines
   std::size_t left_out = 0;
-  context.data["file"] = TextToJson(options.file);
+  context.State({{"file", TextToJson(options.file)}});
   DescribeStyle(file, context.data);
-  context.data["parameters"] = Json::array();
+  Json& listed = context.data["parameters"] = Json::array();
   for (std::size_t i = 0; i < style.parameters.size(); ++i) {
     const StyleParameter& parameter = style.parameters[i];
     const bool stored = IsStored(style, i);
@@ -94,7 +81,7 @@ ExitCode Show(Context& context, StyleKind kind, const ShowOptions& options) {
     }
     Json entry = ParameterToJson(parameter);
     entry["stored"] = stored;
-    context.data["parameters"].push_back(entry);
+    listed.push_back(entry);
     auto region = std::find_if(regions.begin(), regions.end(),
                                [&](const auto& known) { return known.first == parameter.region; });
     if (region == regions.end()) region = regions.insert(regions.end(), {parameter.region, {}});
@@ -104,39 +91,46 @@ ExitCode Show(Context& context, StyleKind kind, const ShowOptions& options) {
                StyleQuantityName(parameter.quantity), record.default_value.Text(), RangeText(record),
                AllowedText(record), YesNo(record.edit == 1)});
   }
-  if (options.only.empty()) PrintHead(context, file, context.data);
+  if (options.only.empty()) TellHead(context);
   for (const auto& [region, lines] : regions) {
-    context.Print("\n{}\n{}", StyleRegionName(region), table.Line(0));
+    context.text += fmt::format("\n{}\n{}", StyleRegionName(region), table.Line(0));
     for (const std::size_t line : lines) context.text += table.Line(line);
   }
   if (kind == StyleKind::kRecoat && options.only.empty()) {
-    context.data["sweeps"] = StyleToJson(style)["sweeps"];
-    PrintSweeps(context, style);
+    context.State({{"sweeps", StyleToJson(style)["sweeps"]}});
+    for (int list = 0; list < kSweepLists; ++list) {
+      TellSweeps(context, style, list, "\nList {list} ({count})\n",
+                 "  {number}  gap {gap} %, velocity {velocity}\n");
+    }
   }
-  if (left_out != 0) context.Print("\n{} more with --all\n", left_out);
+  if (left_out != 0) context.Tell("\n{count} more with --all\n", {{"count", left_out}});
   return ExitCode::kDone;
 }
 
 // --- get ---------------------------------------------------------------------------------------------------
 
-ExitCode Get(Context& context, StyleKind kind, const std::string& path, const std::string& name) {
+using TwoTexts = std::array<std::string, 2>;
+
+ExitCode Get(Context& context, const TwoTexts& file_and_name, StyleKind kind) {
+  const auto& [path, name] = file_and_name;
   const StyleFile file = LoadStyle(context, path, kind);
   const std::vector<std::size_t> selected = SelectParameters(file.style, name);
-  context.data["file"] = TextToJson(path);
-  context.data["parameters"] = Json::array();
+  Json parameters;
   for (const std::size_t i : selected) {
     const StyleParameter& parameter = file.style.parameters[i];
-    context.data["parameters"].push_back(ParameterToJson(parameter));
-    const std::string value = parameter.record.value.Text();
+    parameters.push_back(ParameterToJson(parameter));
     // Several come in the form that `set` takes.
-    context.text += selected.size() == 1 ? value + "\n" : parameter.name + "=" + value + "\n";
+    context.Tell(selected.size() == 1 ? "{value}\n" : "{name}={value}\n",
+                 {{"name", parameter.name}, {"value", parameter.record.value.Text()}});
   }
+  context.State({{"file", TextToJson(path)}, {"parameters", parameters}});
   return ExitCode::kDone;
 }
 
 // --- diff --------------------------------------------------------------------------------------------------
 
-ExitCode Diff(Context& context, StyleKind kind, const std::string& before, const std::string& after) {
+ExitCode Diff(Context& context, const TwoTexts& files, StyleKind kind) {
+  const auto& [before, after] = files;
   const StyleFile a = LoadStyle(context, before, kind);
   const StyleFile b = LoadStyle(context, after, kind);
   const bool same_layout = a.layout == b.layout;
@@ -153,11 +147,11 @@ ExitCode Diff(Context& context, StyleKind kind, const std::string& before, const
                                      [](const StyleDifference& d) { return d.name == "Version"; }),
                       differences.end());
   }
-  context.data["before"] = TextToJson(before);
-  context.data["after"] = TextToJson(after);
-  context.data["different"] = !differences.empty();
-  context.data["differences"] = DifferencesToJson(differences);
-  PrintDifferences(context, differences);
+  context.State({{"before", TextToJson(before)},
+                 {"after", TextToJson(after)},
+                 {"different", !differences.empty()},
+                 {"differences", DifferencesToJson(differences)}});
+  TellDifferences(context, differences);
   return differences.empty() ? ExitCode::kDone : ExitCode::kNo;
 }
 
@@ -171,16 +165,15 @@ Json EntriesToJson(const std::vector<RewriteChanges::Entry>& entries) {
   return list;
 }
 
-ExitCode Verify(Context& context, StyleKind kind, const std::string& path) {
+ExitCode Verify(Context& context, const std::string& path, StyleKind kind) {
   const std::optional<StyleFile> file = ExamineStyle(path, ReadWholeFile(path), kind);
   if (!file || file->kind != kind) {
-    Fail(ExitCode::kInput,
-         Message(Code::kStyleUnknown, path, fmt::format("is no {} file", StyleKindName(kind)))
-             .Hint(file ? fmt::format("it is a {}: 'trqprep {} verify'", StyleKindName(file->kind),
-                                      StyleCommand(file->kind))
-                        : "'trqprep info' tells what a file holds"));
+    FailInput(Code::kStyleUnknown, path, fmt::format("is no {} file", StyleKindName(kind)),
+              file ? fmt::format("it is a {}: 'trqprep {} verify'", StyleKindName(file->kind),
+                                 StyleCommand(file->kind))
+                   : "'trqprep info' tells what a file holds");
   }
-  context.data["file"] = TextToJson(path);
+  context.State({{"file", TextToJson(path)}});
   DescribeStyle(*file, context.data);
   bool good = true;
   const auto complain = [&](Message message) {
@@ -212,10 +205,9 @@ ExitCode Verify(Context& context, StyleKind kind, const std::string& path) {
     context.Note(Message(Code::kStyleNameDecides, path,
                          fmt::format("could be either kind of style; taken as a {}", StyleKindName(kind))));
   }
-  context.data["lost"] = EntriesToJson(changes.lost);
-  context.data["notes"] = EntriesToJson(changes.notes);
-  context.Print("{}: {}, {} layout, {} bytes: {}\n", OneLine(path), StyleKindName(kind),
-                StyleLayoutName(file->layout), file->bytes.size(), good ? "good" : "not good");
+  context.Report({{"lost", EntriesToJson(changes.lost)}, {"notes", EntriesToJson(changes.notes)}},
+                 "{file}: {kind}, {layout} layout, {bytes} bytes: {good}\n",
+                 {{"good", good ? "good" : "not good"}});
   return good ? ExitCode::kDone : ExitCode::kNo;
 }
 
@@ -227,25 +219,23 @@ struct ExportOptions {
   std::string output;
 };
 
-ExitCode Export(Context& context, StyleKind kind, const ExportOptions& options) {
+ExitCode Export(Context& context, const ExportOptions& options, StyleKind kind) {
   const StyleFile file = LoadStyle(context, options.file, kind);
   const StyleDocument style = AsRead(file);
   std::string text;
   if (options.format == "json") {
-    const Json json = StyleToJson(style);
-    context.data["style"] = json;
-    text = JsonDocument(json);
+    context.State({{"style", StyleToJson(style)}});
+    text = JsonDocument(context.data["style"]);
   } else {
     text = options.format == "tidy-csv" ? StyleToTidyCsv(style) : TextExport(style, options.format == "csv");
-    context.data["text"] = TextToJson(text);
+    context.State({{"text", TextToJson(text)}});
   }
-  context.data["file"] = TextToJson(options.file);
-  context.data["format"] = options.format;
+  context.State({{"file", TextToJson(options.file)}, {"format", options.format}});
   if (options.output.empty()) {
     context.text = text;
   } else {
     WriteOutputFile(options.output, text, context.options.force);
-    context.data["output"] = TextToJson(options.output);
+    context.State({{"output", TextToJson(options.output)}});
   }
   return ExitCode::kDone;
 }
@@ -253,76 +243,67 @@ ExitCode Export(Context& context, StyleKind kind, const ExportOptions& options) 
 }  // namespace
 
 void AddStyleViews(Command& group, StyleKind kind) {
-  const std::string noun = StyleKindName(kind);
-  const std::string command = StyleCommand(kind);
-  const std::string file = ExampleStyle(kind);
   const bool build = kind == StyleKind::kBuild;
   {
-    auto options = std::make_shared<ShowOptions>();
-    Command& show = group.Sub("show", "Print the parameters as a table");
-    show.details =
+    Command& verb = group.Sub(
+        "show", "Print the parameters as a table",
         "Grouped by region: value, unit, default, range, allowed values, and whether the user interface "
         "lets the parameter be edited. Left out, unless --all is given, are parameters that the user "
-        "interface hides, records without a name, and what the file's layout does not store.";
-    show.Argument("FILE", options->file, "The " + noun + " file");
-    show.RepeatedOption("--only", options->only, "NAME", "Only parameters of that name or pattern");
-    show.Flag("--all", options->all, "Leave nothing out");
-    show.examples = {"trqprep " + command + " show " + file,
-                     "trqprep " + command + " show " + file +
-                         (build ? " --only 'Large*' --only '*Power'" : " --only '*ZVelocity' --json")};
-    show.run = [options, kind](Context& context) { return Show(context, kind, *options); };
+        "interface hides, records without a name, and what the file's layout does not store.",
+        {"trqprep {command} show {file}",
+         build ? "trqprep style show Fine.sty --only 'Large*' --only '*Power'"
+               : "trqprep recoat show ThreeSweeps.rcs --only '*ZVelocity' --json"});
+    auto& options = verb.Runs(Show, kind);
+    verb.Argument("FILE", options.file, "The {noun} file");
+    verb.RepeatedOption("--only", options.only, "NAME", "Only parameters of that name or pattern");
+    verb.Flag("--all", options.all, "Leave nothing out");
   }
   {
-    auto paths = std::make_shared<std::vector<std::string>>(2);
-    Command& get = group.Sub("get", "Print the value of a parameter");
-    get.details = "A pattern that means several parameters prints NAME=VALUE lines, as 'set' takes them.";
-    get.Argument("FILE", (*paths)[0], "The " + noun + " file");
-    get.Argument("NAME", (*paths)[1], "The parameter").Type("NAME");
-    get.examples = {
-        "trqprep " + command + " get " + file + (build ? " 'Layer Thickness'" : " 'Z Dip Distance'"),
-        "trqprep " + command + " get " + file + (build ? " 'Large Up Fill*'" : " '*Delay'")};
-    get.run = [paths, kind](Context& context) { return Get(context, kind, (*paths)[0], (*paths)[1]); };
+    Command& verb =
+        group.Sub("get", "Print the value of a parameter",
+                  "A pattern that means several parameters prints NAME=VALUE lines, as 'set' takes them.",
+                  {build ? "trqprep style get Fine.sty 'Layer Thickness'"
+                         : "trqprep recoat get ThreeSweeps.rcs 'Z Dip Distance'",
+                   build ? "trqprep style get Fine.sty 'Large Up Fill*'"
+                         : "trqprep recoat get ThreeSweeps.rcs '*Delay'"});
+    auto& [path, name] = verb.Runs(Get, kind);
+    verb.Argument("FILE", path, "The {noun} file");
+    verb.Argument("NAME", name, "The parameter").Type("NAME");
   }
   {
-    auto paths = std::make_shared<std::vector<std::string>>(2);
-    Command& diff = group.Sub("diff", "Compare two files by parameter name");
-    diff.details =
+    Command& verb = group.Sub(
+        "diff", "Compare two files by parameter name",
         "Prints every field that differs and ends with exit 1 when there is one. Files of different "
-        "layouts are compared as the application reads them.";
-    diff.Argument("A", (*paths)[0], "The first file");
-    diff.Argument("B", (*paths)[1], "The second file");
-    diff.examples = {build ? "trqprep style diff Fine.sty Standard.sty # exit 1"
-                           : "trqprep recoat set ThreeSweeps.rcs 'Z Wait=3' -o b.rcs && trqprep recoat "
-                             "diff ThreeSweeps.rcs b.rcs # exit 1",
-                     "trqprep " + command + " diff " + file + " " + file + " --json"};
-    diff.run = [paths, kind](Context& context) { return Diff(context, kind, (*paths)[0], (*paths)[1]); };
+        "layouts are compared as the application reads them.",
+        {build ? "trqprep style diff Fine.sty Standard.sty # exit 1"
+               : "trqprep recoat set ThreeSweeps.rcs 'Z Wait=3' -o b.rcs && trqprep recoat "
+                 "diff ThreeSweeps.rcs b.rcs # exit 1",
+         "trqprep {command} diff {file} {file} --json"});
+    auto& [before, after] = verb.Runs(Diff, kind);
+    verb.Argument("A", before, "The first file");
+    verb.Argument("B", after, "The second file");
   }
   {
-    auto path = std::make_shared<std::string>();
-    Command& verify = group.Sub("verify", "Check a file's checksum and that all of it survives");
-    verify.details =
+    Command& verb = group.Sub(
+        "verify", "Check a file's checksum and that all of it survives",
         "The file is read and written in its own layout; a stored value that comes out different is an "
         "error. Bytes that mean nothing, such as those after the NUL of a text, are notes.\n\n"
-        "Exit 0: good, with notes at most; 1: not good; 3: no " +
-        noun + " file.";
-    verify.Argument("FILE", *path, "The " + noun + " file");
-    verify.examples = {"trqprep " + command + " verify " + file,
-                       "trqprep " + command + " verify --json " + file};
-    verify.run = [path, kind](Context& context) { return Verify(context, kind, *path); };
+        "Exit 0: good, with notes at most; 1: not good; 3: no {noun} file.",
+        {"trqprep {command} verify {file}", "trqprep {command} verify --json {file}"});
+    verb.Argument("FILE", verb.Runs(Verify, kind), "The {noun} file");
   }
   {
-    auto options = std::make_shared<ExportOptions>();
-    Command& export_verb = group.Sub("export", "Print the style as text, table or JSON");
-    export_verb.details =
+    Command& verb = group.Sub(
+        "export", "Print the style as text, table or JSON",
         "txt and csv are the application's own reports. json and tidy-csv are complete: unnamed records, "
         "texts and header words too, every number so that it reads back the same; 'import' reads json. "
-        "The style is exported as the application reads it, a 206 file with the values of its conversion.";
-    export_verb.Argument("FILE", options->file, "The " + noun + " file");
-    export_verb.TextOption("--to", options->format, "txt|csv|json|tidy-csv", "What to make").Required();
-    export_verb.Output(options->output, "FILE", "Write to this file instead of standard output", false);
-    export_verb.examples = {"trqprep " + command + " export " + file + " --to json -o style.json",
-                            "trqprep " + command + " export " + file + " --to tidy-csv"};
-    export_verb.run = [options, kind](Context& context) { return Export(context, kind, *options); };
+        "The style is exported as the application reads it, a 206 file with the values of its conversion.",
+        {"trqprep {command} export {file} --to json -o style.json",
+         "trqprep {command} export {file} --to tidy-csv"});
+    auto& options = verb.Runs(Export, kind);
+    verb.Argument("FILE", options.file, "The {noun} file");
+    verb.TextOption("--to", options.format, "txt|csv|json|tidy-csv", "What to make").Required();
+    verb.Output(options.output, "FILE", "Write to this file instead of standard output", false);
   }
 }
 

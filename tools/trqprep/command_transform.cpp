@@ -3,15 +3,12 @@
 #include <stdexcept>
 
 #include "commands.h"
-#include "trqprep/mesh_writer.h"
+#include "mesh_command.h"
 
 namespace trqprep {
 namespace {
 
-struct Options {
-  std::string input;
-  std::string output;
-  std::string format;
+struct Options : MeshOptions {
   CLI::App* app = nullptr;  // knows the order in which the steps were given
 };
 
@@ -95,10 +92,8 @@ constexpr StepOption kSteps[] = {
 };
 
 ExitCode Run(Context& context, const Options& options) {
-  const MeshFormat format = OutputFormat(options.output, options.format);
-  InputMesh input = ReadMesh(context, context.reading(), options.input);
-  RequireFinite(input);
-  WarnOfUnits(context, input, nullptr);
+  MeshWork work = ReadForWork(context, options);
+  InputMesh& input = work.input;
   CTL& mesh = *input.mesh;
   const LengthUnits in{input.units, context.units()};
   Matrix4 matrix;
@@ -111,58 +106,47 @@ ExitCode Run(Context& context, const Options& options) {
       try {
         matrix = Compose(step.step(text, mesh, matrix, in), matrix);
       } catch (const std::invalid_argument& error) {
-        Fail(ExitCode::kUsage, Message(Code::kUsage, "", std::string(step.name) + ": " + error.what()));
+        FailUsage("", std::string(step.name) + ": " + error.what());
       }
       ++steps;
     }
   }
   if (steps == 0)
     context.Warn(Message(Code::kTransformNothing, "", "no transformation was given; the mesh is copied"));
-  const Units wanted = format == MeshFormat::kCtl ? input.units : context.units();
-  const double factor = UnitsFactor(input.units, wanted);
-  if (wanted != input.units) matrix = Compose(Matrix4::Scaling(factor, factor, factor), matrix);
+  const double factor = work.factor();
+  if (work.units != input.units) matrix = Compose(Matrix4::Scaling(factor, factor, factor), matrix);
   if (!ApplyToMesh(mesh, matrix)) {
-    Fail(ExitCode::kInput,
-         Message(Code::kMeshNan, options.input, "the transformation leaves the range of numbers"));
+    FailInput(Code::kMeshNan, options.input, "the transformation leaves the range of numbers");
   }
-  input.units = wanted;
+  input.units = work.units;
   RequireFinite(input);
-  mesh.SetUnits(wanted == Units::kInch ? trq::units::kInch : trq::units::kMillimetre);
-  WriteMesh(context, mesh, options.output, format, context.options.force);
-  context.data_units = wanted;
-  context.data["input"] = TextToJson(options.input);
-  context.data["output"] = TextToJson(options.output);
+  mesh.SetUnits(work.units == Units::kInch ? trq::units::kInch : trq::units::kMillimetre);
+  WriteWork(context, options, work);
   Json rows = Json::array();
   for (const auto& row : matrix.m) rows.push_back(NumbersToJson(row));
-  context.data["matrix"] = rows;
+  context.State({{"matrix", rows}});
   DescribeMesh(context.data, input);
-  const Box box = input.box();
-  context.Print("{}: {} facets, {}\n", OneLine(options.output), mesh.num_triangles(),
-                SizeInBoth(box.Size(), wanted));
-  context.Print("  box {}, {}, {} to {}, {}, {} {}\n", Plain(box.min[0], 4), Plain(box.min[1], 4),
-                Plain(box.min[2], 4), Plain(box.max[0], 4), Plain(box.max[1], 4), Plain(box.max[2], 4),
-                UnitsName(wanted));
+  context.Tell(R"({output}: {facets} facets, {size_mm:x3} mm ({size_in:x4} in)
+  box {box.min:4f} to {box.max:4f} {unit}
+)");
   return ExitCode::kDone;
 }
 
 }  // namespace
 
 void AddTransform(CommandTree& tree) {
-  auto options = std::make_shared<Options>();
-  Command& command = tree.Add("transform", "Move, turn, scale or mirror a mesh");
-  command.details =
+  Command& command = tree.Add(
+      "transform", "Move, turn, scale or mirror a mesh",
       "The transformations are applied in the order in which they are given, each as often as it is "
       "given; turns are in degrees, counter-clockwise seen from the positive end of the axis. They make "
-      "one matrix, which is applied once. A CTL file keeps its unit; an STL file is written in --units.";
-  command.Argument("IN", options->input, "STL or CTL file");
-  command.Output(options->output, "FILE", "The file to write");
+      "one matrix, which is applied once. A CTL file keeps its unit; an STL file is written in --units.",
+      {"trqprep transform bracket.stl --rotate-x 90 --drop --center -o standing.stl",
+       "trqprep transform spur_gear.stl --scale 1.02 --translate 10mm,0,0 -o gear.ctl"});
+  auto& options = command.Runs(Run);
+  AddMeshFiles(command, options);
   for (const StepOption& step : kSteps) command.Step(step.name, step.type ? step.type : "", step.help);
-  command.TextOption("--to", options->format, kMeshFormats, "Format of the output");
-  command.ReadsMeshes();
-  options->app = &command.app;
-  command.examples = {"trqprep transform bracket.stl --rotate-x 90 --drop --center -o standing.stl",
-                      "trqprep transform spur_gear.stl --scale 1.02 --translate 10mm,0,0 -o gear.ctl"};
-  command.run = [options](Context& context) { return Run(context, *options); };
+  AddMeshFormat(command, options);
+  options.app = &command.app;
 }
 
 }  // namespace trqprep

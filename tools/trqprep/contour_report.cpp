@@ -2,40 +2,31 @@
 
 namespace trqprep {
 
-void PrintContours(Context& context, const ContourFile& file, const ContourSummary& summary,
-                   bool each_layer) {
-  const std::string unit = UnitsName(file.units);
-  const Box& box = summary.box;
-  context.Print("{}: slice contours, {} bytes\n", OneLine(file.path), file.file_size);
-  if (!box.Empty()) {
-    context.Print("  size        {}\n", SizeInBoth(box.Size(), file.units));
-    context.Print("  box         {}, {}, {} to {}, {}, {} {}\n", Plain(box.min[0], 4), Plain(box.min[1], 4),
-                  Plain(box.min[2], 4), Plain(box.max[0], 4), Plain(box.max[1], 4), Plain(box.max[2], 4),
-                  unit);
+void TellContours(Context& context, const Json& data) {
+  context.Tell("{file}: slice contours, {file_size} bytes\n", data);
+  if (data["box"] != nullptr) {
+    context.Tell(R"(  size        {size_mm:x3} mm ({size_in:x4} in)
+  box         {box.min:4f} to {box.max:4f} {units}
+)",
+                 data);
   }
-  const std::vector<trq::SlcLayer>& layers = file.contours.layers;
-  context.Print("  layers      {}, from z {} to {} {}\n", summary.layers.size(), Plain(layers.front().z, 5),
-                Plain(layers.back().z, 5), unit);
-  context.Print("  boundaries  {}, of which {} run clockwise (holes) and {} are open\n",
-                summary.total.boundaries, summary.total.clockwise, summary.total.open);
-  context.Print("  vertices    {}\n  gaps        {}\n", summary.total.vertices, summary.total.gaps);
-  context.Print("  volume      {} {}3\n", Plain(summary.volume, 3), unit);
-  context.Print("  header      {}\n", OneLine(file.contours.header));
-  if (file.contours.table.empty()) {
-    context.Print("  thickness   not stated: a table count of {} reads no entries\n",
-                  file.contours.table_count);
+  context.Tell(R"(  layers      {layers}, from z {z.first:5f} to {z.end:5f} {units}
+  boundaries  {boundaries}, of which {clockwise} run clockwise (holes) and {open} are open
+  vertices    {vertices}
+  gaps        {gaps}
+  volume      {volume:3} {units}3
+  header      {header}
+)",
+               data);
+  if (data["table"].empty()) {
+    context.Tell("  thickness   not stated: a table count of {table_count} reads no entries\n", data);
   }
-  for (const trq::SlcTableEntry& entry : file.contours.table) {
-    context.Print("  thickness   from z {}: {} {}, line width compensation {} {}\n", Plain(entry.min_z, 5),
-                  Plain(entry.layer_thickness, 5), unit, Plain(entry.line_width_compensation, 5), unit);
-  }
-  if (!each_layer || summary.layers.empty()) return;
-  context.Print("{:>8} {:>12} {:>10} {:>10} {:>14}\n", "layer", "z " + unit, "boundaries", "vertices",
-                "area " + unit + "2");
-  for (std::size_t i = 0; i < summary.layers.size(); ++i) {
-    const LayerSummary& layer = summary.layers[i];
-    context.Print("{:>8} {:>12} {:>10} {:>10} {:>14}\n", i + 1, Plain(layer.z, 5), layer.boundaries,
-                  layer.vertices, Plain(layer.area, 3));
+  for (Json entry : data["table"]) {
+    entry["unit"] = data["units"];
+    context.Tell(
+        "  thickness   from z {min_z:5f}: {layer_thickness:5f} {unit}, line width compensation "
+        "{line_width_compensation:5f} {unit}\n",
+        entry);
   }
 }
 

@@ -6,7 +6,7 @@
 
 namespace trqprep {
 
-/// Everything about a file for `info` and `slc info`; with `each_layer` a table of the layers too.
-void PrintContours(Context& context, const ContourFile& file, const ContourSummary& summary, bool each_layer);
+/// What DescribeContours put into `data`, for people, without the layers; "file" stands there too.
+void TellContours(Context& context, const Json& data);
 
 }  // namespace trqprep

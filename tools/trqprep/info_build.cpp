@@ -17,15 +17,14 @@ void DescribeBuildFolder(Context& context, const FileHead& file, Json& data) {
   for (const char* key : {"units", "machine", "vat", "seed", "extent", "smallest_distance"}) {
     if (document.contains(key)) data[key] = document[key];
   }
-  context.Print("{}: build folder, {} pieces of {} parts\n", OneLine(file.path), document["pieces"].size(),
-                document["inputs"].size());
-  for (const Json& input : document["inputs"]) {
+  context.Tell("{file}: build folder, {pieces} pieces of {parts} parts\n", data);
+  for (Json input : document["inputs"]) {
     if (!input.is_object()) continue;
-    const auto text_of = [&](const char* key) {
-      return OneLine(TextFromJson(input.value(key, Json(""))).value_or("?"));
-    };
-    context.Print("  {}: {} of {}\n", text_of("part"), input.value("copies", Json(1)).dump(),
-                  text_of("file"));
+    if (!input.contains("copies")) input["copies"] = 1;
+    for (const char* key : {"part", "file"}) {
+      if (!TextFromJson(input.value(key, Json("")))) input[key] = "?";
+    }
+    context.Tell("  {part}: {copies} of {file}\n", input);
   }
 }
 

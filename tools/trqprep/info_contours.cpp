@@ -6,9 +6,8 @@ namespace trqprep {
 
 void DescribeContourFile(Context& context, const FileHead& head, Json& data) {
   const ContourFile file = ReadContours(context, context.units(), head.path);
-  const ContourSummary summary = Summarize(context, file);
-  DescribeContours(data, file, summary);
-  PrintContours(context, file, summary, false);
+  DescribeContours(data, file, Summarize(context, file));
+  TellContours(context, data);
 }
 
 }  // namespace trqprep

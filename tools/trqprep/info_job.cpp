@@ -12,17 +12,19 @@ void DescribeJobFile(Context& context, const FileHead& file, Json& data) {
   const Job job = ReadJobFile(file.path);
   std::int64_t pieces = 0;
   for (const PartRequest& part : job.parts) pieces += part.copies;
-  data["units"] = UnitsName(job.units);
-  data["machine"] = job.machine ? Json(MachineName(*job.machine)) : Json(nullptr);
-  data["vat"] = NumbersToJson(job.VatIn(job.units));
-  data["parts"] = job.parts.size();
-  data["pieces"] = pieces;
-  data["styles"] = job.styles.size();
-  data["recoats"] = job.recoats.size();
-  context.Print("{}: job file, {} pieces of {} parts\n  vat       {}\n", OneLine(file.path), pieces,
-                job.parts.size(), SizeInBoth(job.VatIn(job.units), job.units));
-  if (job.machine) context.Print("  machine   {}\n", MachineName(*job.machine));
-  for (const PartRequest& part : job.parts) context.Print("  {} of {}\n", part.copies, OneLine(part.path));
+  data.update({{"units", UnitsName(job.units)},
+               {"machine", job.machine ? Json(MachineName(*job.machine)) : Json(nullptr)},
+               {"vat", NumbersToJson(job.VatIn(job.units))},
+               {"parts", job.parts.size()},
+               {"pieces", pieces},
+               {"styles", job.styles.size()},
+               {"recoats", job.recoats.size()}});
+  context.Tell("{file}: job file, {pieces} pieces of {parts} parts\n", data);
+  context.Tell("  vat       {vat}\n", {{"vat", SizeInBoth(job.VatIn(job.units), job.units)}});
+  if (job.machine) context.Tell("  machine   {machine}\n", data);
+  for (const PartRequest& part : job.parts) {
+    context.Tell("  {copies} of {file}\n", {{"copies", part.copies}, {"file", TextToJson(part.path)}});
+  }
 }
 
 }  // namespace trqprep

@@ -27,23 +27,16 @@ void DescribeStyleFile(Context& context, const FileHead& head, Json& data) {
   if (!file.complete) {
     Fail(ExitCode::kInput, StyleIsShort(file).Hint("copy the file again from where it came"));
   }
-  context.Print("{}: {}, {} layout, {} bytes\n", OneLine(head.path), StyleKindName(file.kind),
-                StyleLayoutName(file.layout), head.size);
-  context.Print("  name      {}\n", OneLine(file.style.FindText("style_name")->text));
-  if (data.contains("machine")) {
-    context.Print("  machine   {} ({})\n", data["machine"].get<std::string>(),
-                  data["machine_type"].get<int>());
-  }
-  if (data.contains("length_units")) {
-    context.Print("  units     {}\n", OneLine(file.style.FindText("units")->text));
-  }
-  for (int list = 0; list < kSweepLists && file.kind == StyleKind::kRecoat; ++list) {
-    context.Print("  {:<9} {} sweeps\n", SweepListName(list),
-                  file.style.sweeps[static_cast<std::size_t>(list)].size());
+  context.Tell("{file}: {kind}, {layout} layout, {bytes} bytes\n  name      {style_name}\n", data);
+  if (data.contains("machine")) context.Tell("  machine   {machine} ({machine_type})\n", data);
+  if (data.contains("length_units")) context.Tell("  units     {length_units}\n", data);
+  for (const auto& [list, count] : std::as_const(data)["sweep_counts"].items()) {
+    context.Tell("  {list|<9} {count} sweeps\n", {{"list", list}, {"count", count}});
   }
   if (file.has_crc) {
-    context.Print("  CRC       {:08x}, {}\n", file.stored_crc,
-                  file.crc_valid() ? "valid" : "does not match the content");
+    context.Tell(
+        file.crc_valid() ? "  CRC       {crc}, valid\n" : "  CRC       {crc}, does not match the content\n",
+        data);
     if (!file.crc_valid() || !file.ends_right) {
       context.Warn(
           StyleIsDamaged(file).Hint(fmt::format("'trqprep {} verify' tells more", StyleCommand(file.kind))));

@@ -98,9 +98,8 @@ Job JobOptions::Get(const Context& context) const {
           name == "json" || name == "yes") {
         continue;
       }
-      Fail(ExitCode::kUsage, Message(Code::kUsage, argument_values_[0],
-                                     fmt::format("--{} does not go with a job file, which says it all", name))
-                                 .Hint("change it in the job file"));
+      FailUsage(argument_values_[0], fmt::format("--{} does not go with a job file, which says it all", name),
+                "change it in the job file");
     }
     Job job = ReadJobFile(argument_values_[0]);
     job.force_checks = job.force_checks || job_.force_checks;
@@ -116,7 +115,7 @@ Job JobOptions::Get(const Context& context) const {
     if (given == part_options_) job.parts.push_back(ParsePart(lists_.at("part").at(next_part++)));
   }
   if (job.parts.empty()) {
-    Fail(ExitCode::kUsage, Message(Code::kUsage, "", "no part was given").Hint("name STL or CTL files"));
+    FailUsage("", "no part was given", "name STL or CTL files");
   }
   for (const JobField<Job>& field : JobFields()) {
     const auto* styles = std::get_if<std::vector<StyleRequest> Job::*>(&field.member);

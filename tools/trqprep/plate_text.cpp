@@ -4,21 +4,31 @@
 
 namespace trqprep {
 
-void PrintPlate(Context& context, const Plate& plate) {
-  const char* unit = UnitsName(plate.job.units);
+void TellPlate(Context& context, const Plate& plate) {
+  const Units units = plate.job.units;
+  context.data_units = units;
   std::size_t width = 4;
   for (const PlatePart& part : plate.parts) width = std::max(width, OneLine(part.name).size());
-  context.Print("{:<{}}  copy  {:>9}  {:>9}  rotation\n", "part", width, fmt::format("x {}", unit),
-                fmt::format("y {}", unit));
+  const std::string part = fmt::format("{{part|<{}}}  ", width);
+  const std::string axis = std::string(" ") + UnitsName(units);
+  context.Tell(part + "copy  {x|>9}  {y|>9}  rotation\n",
+               {{"part", "part"}, {"x", "x" + axis}, {"y", "y" + axis}});
   for (const Piece& piece : plate.pieces) {
-    context.Print("{:<{}}  {:>4}  {:>9}  {:>9}  {:>8}\n", OneLine(plate.parts[piece.part].name), width,
-                  piece.copy, Plain(piece.x, 3), Plain(piece.y, 3), Plain(piece.rotation, 2));
+    // Not as the document has them, in 32 bits.
+    context.Tell(part + "{copy|>4}  {x:3|>9}  {y:3|>9}  {rotation:2|>8}\n",
+                 {{"part", TextToJson(plate.parts[piece.part].name)},
+                  {"copy", piece.copy},
+                  {"x", NumberToJson(piece.x)},
+                  {"y", NumberToJson(piece.y)},
+                  {"rotation", NumberToJson(piece.rotation)}});
   }
-  context.Print("{} pieces of {} parts in a vat of {}\n", plate.pieces.size(), plate.parts.size(),
-                SizeInBoth(plate.vat, plate.job.units));
-  context.Print("used: {}\n", SizeInBoth(plate.extent.Size(), plate.job.units));
+  context.Tell("{pieces} pieces of {parts} parts in a vat of {vat}\nused: {used}\n",
+               {{"pieces", plate.pieces.size()},
+                {"parts", plate.parts.size()},
+                {"vat", SizeInBoth(plate.vat, units)},
+                {"used", SizeInBoth(plate.extent.Size(), units)}});
   if (plate.smallest_distance >= 0) {
-    context.Print("smallest distance seen from above: {} {}\n", Plain(plate.smallest_distance, 3), unit);
+    context.Tell("smallest distance seen from above: {smallest_distance:3} {unit}\n");
   }
 }
 

@@ -6,7 +6,8 @@
 
 namespace trqprep {
 
-/// A row a piece, the vat, what of it is used, and the smallest distance.
-void PrintPlate(Context& context, const Plate& plate);
+/// Of the data, which DescribePlate made: a row a piece, the vat, what of it is used, and the smallest
+/// distance.
+void TellPlate(Context& context, const Plate& plate);
 
 }  // namespace trqprep

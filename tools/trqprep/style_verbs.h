@@ -9,6 +9,10 @@
 
 namespace trqprep {
 
+/// The group of a kind with the verbs that both kinds have. In its texts and theirs {noun} is the kind's
+/// name, {command} its command, {file} its example file and {ending} how names of such files end.
+Command& AddStyleGroup(CommandTree& tree, StyleKind kind, const std::string& details,
+                       const std::vector<std::string>& examples);
 // Each adds its verbs to the group of that kind.
 void AddStyleViews(Command& group, StyleKind kind);  ///< show, get, diff, verify, export
 void AddStyleEdits(Command& group, StyleKind kind);  ///< new, set, copy, import, upgrade, units
@@ -18,12 +22,11 @@ void AddSweepsVerb(Command& group);                  ///< sweeps, of recoat styl
 /// a pattern means named parameters only. None: exit 2 with the names nearest to it.
 std::vector<std::size_t> SelectParameters(const StyleDocument& style, const std::string& pattern);
 
-/// The example file of a kind, for the examples in help.
-const char* ExampleStyle(StyleKind kind);
-
 Json DifferencesToJson(const std::vector<StyleDifference>& differences);
 /// "NAME: value 1 -> 2", a line a field.
-void PrintDifferences(Context& context, const std::vector<StyleDifference>& differences);
+void TellDifferences(Context& context, const std::vector<StyleDifference>& differences);
+/// The head with {list} and {count}, and for each sweep a row with {number}, {gap} and {velocity}.
+void TellSweeps(Context& context, const StyleDocument& style, int list, const char* head, const char* row);
 
 /// Options of verbs that change a style file.
 struct EditOptions {

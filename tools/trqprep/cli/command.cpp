@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "cli/fill.h"
 #include "trqprep/quantities.h"
 #include "trqprep/suggestions.h"
 
@@ -12,7 +13,11 @@ namespace trqprep {
 Option Option::Required(bool required) const { return {option->required(required)}; }
 Option Option::Type(const std::string& type) const { return {option->type_name(type)}; }
 
-Command::Command(CommandTree& tree, CLI::App& app_) : app(app_), tree_(tree) {
+Command::Command(CommandTree& tree, CLI::App& app_, const std::string& details_,
+                 const std::vector<std::string>& examples_, const Json& words_)
+    : app(app_), words(words_), details(Worded(details_)), tree_(tree) {
+  for (const std::string& example : examples_) examples.push_back(Worded(example));
+  app.description(Worded(app.get_description()));
   app.allow_extras();  // collected, so that an unknown option is reported with the names nearest to it
   app.set_help_flag("-h,--help", "Show this help and end");
   app.require_subcommand(0, 1);
@@ -20,8 +25,14 @@ Command::Command(CommandTree& tree, CLI::App& app_) : app(app_), tree_(tree) {
   app.add_flag("--yes", tree.common().yes, "Answer the questions of the library with yes");
 }
 
-Command& Command::Sub(const std::string& name, const std::string& summary) {
-  subs.push_back(std::make_unique<Command>(tree_, *app.add_subcommand(name, summary)));
+std::string Command::Worded(const std::string& text) const {
+  return words.empty() ? text : Fill(text, {&words});
+}
+
+Command& Command::Sub(const std::string& name, const std::string& summary, const std::string& details_,
+                      const std::vector<std::string>& examples_) {
+  subs.push_back(
+      std::make_unique<Command>(tree_, *app.add_subcommand(name, summary), details_, examples_, words));
   return *subs.back();
 }
 
@@ -38,7 +49,7 @@ Option Command::Prepare(CLI::Option* option, const std::string& type) {
 }
 
 Option Command::Argument(const std::string& name, std::string& value, const std::string& help) {
-  return {app.add_option(name, value, help)->required()->type_name("FILE")};
+  return {app.add_option(name, value, Worded(help))->required()->type_name("FILE")};
 }
 
 Option Command::Arguments(const std::string& name, std::vector<std::string>& values, const std::string& help,
@@ -144,8 +155,10 @@ CommandTree::CommandTree(Context& context, const CommandList& commands)
 
 CommandTree::~CommandTree() = default;
 
-Command& CommandTree::Add(const std::string& name, const std::string& summary) {
-  commands_.push_back(std::make_unique<Command>(*this, *root_->add_subcommand(name, summary)));
+Command& CommandTree::Add(const std::string& name, const std::string& summary, const std::string& details,
+                          const std::vector<std::string>& examples, const Json& words) {
+  commands_.push_back(
+      std::make_unique<Command>(*this, *root_->add_subcommand(name, summary), details, examples, words));
   return *commands_.back();
 }
 

@@ -4,22 +4,27 @@
 ///
 ///   namespace trqprep {
 ///   namespace {
-///   struct Options { std::string input; std::string output; double height = 0; };
+///   struct Options { std::string input; std::string output; std::optional<Length> height; };
 ///
-///   ExitCode Run(Context& context, const Options& options) { ... return ExitCode::kDone; }
+///   ExitCode Run(Context& context, const Options& options) {
+///     ...
+///     context.Report({{"output", TextToJson(options.output)}, {"raised", raised}},
+///                    "{output}: {raised} facets are higher\n");
+///     return ExitCode::kDone;
+///   }
 ///
 ///   }  // namespace
 ///
 ///   void AddZcomp(CommandTree& tree) {
-///     auto options = std::make_shared<Options>();
-///     Command& command = tree.Add("zcomp", "Raise the down-facing facets by the cure depth");
-///     command.details = "One or two paragraphs ...";
-///     command.Argument("IN", options->input, "STL or CTL file");
-///     command.Output(options->output, "FILE", "the mesh file to write");   // -o and --force
-///     command.LengthOption("--height", options->height_length, "...");
-///     command.UsesUnits();                                                 // --units
-///     command.examples = {"trqprep zcomp bracket.stl --height 0.2mm -o raised.stl", "..."};
-///     command.run = [options](Context& context) { return Run(context, *options); };
+///     Command& command = tree.Add(
+///         "zcomp", "Raise the down-facing facets by the cure depth",
+///         "One or two paragraphs ...",
+///         {"trqprep zcomp bracket.stl --height 0.2mm -o raised.stl", "..."});
+///     auto& options = command.Runs(Run);
+///     command.Argument("IN", options.input, "STL or CTL file");
+///     command.Output(options.output, "FILE", "the mesh file to write");   // -o and --force
+///     command.LengthOption("--height", options.height, "...");
+///     command.UsesUnits();                                                // --units
 ///   }
 ///   }  // namespace trqprep
 ///
@@ -60,10 +65,19 @@ struct Option {
 /// One command, or one group of verbs such as `style`.
 class Command {
  public:
-  Command(CommandTree& tree, CLI::App& app);
+  Command(CommandTree& tree, CLI::App& app, const std::string& details,
+          const std::vector<std::string>& examples, const Json& words);
 
-  /// A verb below this command; this one then only groups (leave `run` unset).
-  Command& Sub(const std::string& name, const std::string& summary);
+  /// A verb below this command, with its words; this one then only groups (leave `run` unset).
+  Command& Sub(const std::string& name, const std::string& summary, const std::string& details,
+               const std::vector<std::string>& examples);
+  /// Makes the options that `function` takes behind the context, and runs it with them and `others`.
+  template <class Options, class... Others>
+  Options& Runs(ExitCode (*function)(Context&, const Options&, Others...), Others... others) {
+    const auto options = std::make_shared<Options>();
+    run = [=](Context& context) { return function(context, *options, others...); };
+    return *options;
+  }
 
   // Options. `type` is shown in help and drives completion: "a|b|c" are the only values taken, FILE is
   // completed with files, FOLDER with folders.
@@ -99,12 +113,14 @@ class Command {
   void ReadsMeshes();
 
   CLI::App& app;
+  Json words;                         ///< what {word} means in texts of this command, where it has any
   std::string details;                ///< text below the summary in --help; paragraphs between empty lines
   std::vector<std::string> examples;  ///< two command lines that the tests run
   std::function<ExitCode(Context&)> run;
   std::vector<std::unique_ptr<Command>> subs;
 
  private:
+  std::string Worded(const std::string& text) const;
   Option Prepare(CLI::Option* option, const std::string& type);
   Option Parsed(const std::string& names, const std::string& type, const std::string& help,
                 std::function<void(const std::string&)> parse);
@@ -116,7 +132,9 @@ class CommandTree {
  public:
   CommandTree(Context& context, const CommandList& commands);
   ~CommandTree();
-  Command& Add(const std::string& name, const std::string& summary);
+  /// `words`: see Command::words.
+  Command& Add(const std::string& name, const std::string& summary, const std::string& details,
+               const std::vector<std::string>& examples, const Json& words = Json());
   /// The command that `app` belongs to, or null.
   Command* Find(const CLI::App* app);
   CLI::App& root() { return *root_; }
@@ -129,6 +147,9 @@ class CommandTree {
   std::unique_ptr<CLI::App> root_;
   std::vector<std::unique_ptr<Command>> commands_;
 };
+
+/// What `version` and --version print.
+ExitCode TellVersion(Context& context);
 
 /// Parses the command line, runs the command, writes the result and returns the exit code.
 int RunCommandLine(const CommandList& commands, int argc, char** argv);

@@ -230,6 +230,16 @@ void NameResult(const Context& context, Failure& failure) {
   failure.message.file = context.result;
 }
 
+}  // namespace
+
+ExitCode TellVersion(Context& context) {
+  context.text = ToolName() + "\n";
+  context.State({{"version", ToolVersion()}});
+  return ExitCode::kDone;
+}
+
+namespace {
+
 ExitCode Run(Context& context, const CommandList& commands, int argc, char** argv, std::string& schema) {
   CommandTree tree(context, commands);
   CLI::App& root = tree.root();
@@ -243,10 +253,8 @@ ExitCode Run(Context& context, const CommandList& commands, int argc, char** arg
   } catch (const CLI::CallForHelp&) {
     wants_help = true;
   } catch (const CLI::CallForVersion&) {
-    context.Print("{}\n", ToolName());
-    context.data["version"] = ToolVersion();
     schema = "trqprep.version/1";
-    return ExitCode::kDone;
+    return TellVersion(context);
   } catch (const CLI::ParseError& error) {
     complaint = Message(Code::kUsage, "", error.what());
   }
@@ -260,7 +268,7 @@ ExitCode Run(Context& context, const CommandList& commands, int argc, char** arg
   }
   if (wants_help) {
     context.text = HelpText(tree, app);
-    context.data["help"] = context.text;
+    context.State({{"help", context.text}});
     return ExitCode::kDone;
   }
   // An option with a spelling mistake explains most other complaints.
@@ -271,11 +279,9 @@ ExitCode Run(Context& context, const CommandList& commands, int argc, char** arg
   }
   Command* command = tree.Find(&app);
   if (!command || !command->run) {
-    Fail(ExitCode::kUsage,
-         Message(Code::kUsage, "",
-                 app.get_parent() ? "'" + PathOf(app) + "' needs a verb" : std::string("no command given"))
-             .Hint(app.get_parent() ? "one of " + fmt::format("{}", fmt::join(CommandNames(app), ", "))
-                                    : HelpHint(app)));
+    FailUsage(
+        "", app.get_parent() ? "'" + PathOf(app) + "' needs a verb" : std::string("no command given"),
+        app.get_parent() ? "one of " + fmt::format("{}", fmt::join(CommandNames(app), ", ")) : HelpHint(app));
   }
   context.result = ResultOf(app);
   const MessageBoxes boxes(context);

@@ -5,7 +5,7 @@
 
 #include <optional>
 #include <string>
-#include <utility>
+#include <string_view>
 
 #include "trqprep/json_text.h"
 #include "trqprep/observer.h"
@@ -36,11 +36,16 @@ class Context : public Observer {
   Json data = Json::object();
   /// The unit of the lengths in `data` where an entry names no other; units() when unset.
   std::optional<Units> data_units;
-  /// Adds to the result as text, which goes to standard output unless --json is given.
-  template <class... Arguments>
-  void Print(fmt::format_string<Arguments...> format, Arguments&&... arguments) {
-    text += fmt::format(format, std::forward<Arguments>(arguments)...);
-  }
+  /// Puts facts into the data, behind those that are there.
+  void State(const Json& facts) { data.update(facts); }
+  /// Adds to the result as text, which goes to standard output unless --json is given: the form filled with
+  /// facts (cli/fill.h) of `near`, which may be words for people alone, of the data, and {unit}, that of
+  /// the lengths.
+  void Tell(std::string_view form, const Json& near = Json());
+  /// The same once for each of the rows.
+  void TellEach(const Json& rows, std::string_view form);
+  /// Adds facts, and what they say as text.
+  void Report(const Json& facts, std::string_view form, const Json& words = Json());
   std::string text;
 
   /// Messages are kept for the JSON document only.
