@@ -33,9 +33,14 @@ Json BuildDocument(const Plate& plate, const BuildSetup& setup);
 void WriteBuildFolder(Observer& observer, const Plate& plate, const BuildSetup& setup,
                       const std::vector<BuildFinding>& findings, Json& document, OutputFolder& folder);
 
+/// The matrix in single precision.
+void Narrow(const Matrix4& matrix, float (&narrow)[4][4]);
+
 /// The sum over build.json that stands in it as "sum", of the document without it.
 std::string SumOf(Json document);
 
+/// Parses a JSON file of a folder, as an empty one when it cannot be read. Throws JsonMistake.
+Json ReadFolderJson(const std::string& path);
 /// build.json of a folder. Exit 3 when it is none.
 Json ReadBuildDocument(const std::string& folder);
 

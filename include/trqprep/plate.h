@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -10,13 +11,13 @@
 #include "trqprep/matrix4.h"
 #include "trqprep/mesh_input.h"
 #include "trqprep/observer.h"
+#include "trqprep/overlap.h"
 
 namespace trqprep {
 
 struct PlatePart {
   PartRequest request;
-  std::string name;  ///< the file's stem, numbered where two are equal
-  std::string sha256;
+  std::string name;                      ///< the file's stem, numbered where two are equal
   InputMesh input;                       ///< untouched, in the file's own unit
   std::optional<std::string> side_file;  ///< text of its vents-and-drains side file
   std::vector<Message> remarks;          ///< what was said while it was read
@@ -60,6 +61,11 @@ std::vector<Message> CheckPieces(Observer& observer, Plate& plate);
 std::string PieceName(const Plate& plate, const Piece& piece);
 /// The last part of a path without its ending.
 std::string Stem(const std::string& path);
+/// The name made of the two, or `stem`-2, -3, ... and the ending when that is taken; it is taken now.
+std::string FreshName(std::set<std::string>& taken, const std::string& stem, const std::string& ending = "");
+/// OVERLAP of two of the things that have these names, each preceded by `what`.
+Message OverlapFinding(const Overlap& overlap, const std::string& file, const std::string& what,
+                       const std::vector<std::string>& names, Units units);
 
 /// How far pieces may reach into each other or out of the vat: a contact, in `units`.
 double ContactIn(Units units);

@@ -74,7 +74,7 @@ void WritePartFile(const PlatePart& part, FolderWriter& writer) {
     file.Seek(0);
     while (const std::size_t got = file.Read(block.data(), block.size())) sink.Write(block.data(), got);
   });
-  if (sha256 != part.sha256) {
+  if (sha256 != part.input.sha256) {
     FailInput(Code::kInputChanged, part.request.path, "changed while it was being built", "build again");
   }
 }
@@ -92,7 +92,7 @@ std::string MovedSideFile(const Plate& plate, const Piece& piece) {
   // Side files know turns and shifts only; the scaled part is copied, by adding nothing, and moved.
   const Matrix4 move = Compose(piece.matrix, Matrix4::Scaling(1 / factor, 1 / factor, 1 / factor));
   float after[4][4], before[4][4];
-  for (int k = 0; k < 16; ++k) after[k / 4][k % 4] = static_cast<float>(move.m[k / 4][k % 4]);
+  Narrow(move, after);
   set_unit_matrix(before);
   return trq::core::MoveSideText(trq::core::MoveSideText(scaled, trq::core::PointMove(0, 0, 0)),
                                  trq::core::PointMove(after, before, 0));
@@ -149,22 +149,27 @@ std::string MeshName(const Plate& plate, const Piece& piece) {
   return fmt::format("{}/{}-{}.ctl", kMeshFolder, plate.parts[piece.part].name, piece.copy);
 }
 
+Json ReadFolderJson(const std::string& path) {
+  std::ifstream stream(path, std::ios::binary);
+  return ParseJson(std::string(std::istreambuf_iterator<char>(stream), {}));
+}
+
 Json ReadBuildDocument(const std::string& folder) {
   const std::string path = folder + (folder.back() == '/' ? "" : "/") + kBuildJson;
-  std::ifstream stream(path, std::ios::binary);
-  const std::string text{std::istreambuf_iterator<char>(stream), {}};
-  Json document;
   try {
-    document = ParseJson(text);
+    const Json document = ReadFolderJson(path);
+    if (document["schema"] != kBuildSchema || !document["pieces"].is_array() ||
+        !document["inputs"].is_array()) {
+      FailInput(Code::kBuildInvalid, path, "does not describe a build");
+    }
+    return document;
   } catch (const JsonMistake& mistake) {
     FailInput(Code::kBuildInvalid, path, mistake.text);
   }
-  if (!document.is_object() || document.value("schema", Json()) != kBuildSchema ||
-      !document.contains("pieces") || !document["pieces"].is_array() || !document.contains("inputs") ||
-      !document["inputs"].is_array()) {
-    FailInput(Code::kBuildInvalid, path, "does not describe a build");
-  }
-  return document;
+}
+
+void Narrow(const Matrix4& matrix, float (&narrow)[4][4]) {
+  for (int k = 0; k < 16; ++k) narrow[k / 4][k % 4] = static_cast<float>(matrix.m[k / 4][k % 4]);
 }
 
 std::string SumOf(Json document) {
@@ -173,14 +178,12 @@ std::string SumOf(Json document) {
 }
 
 Json BuildDocument(const Plate& plate, const BuildSetup& setup) {
-  Json document;
-  document["schema"] = kBuildSchema;
-  document["tool"] = ToolName();
-  const Json described = DescribePlate(plate);
   const std::optional<int>& machine = plate.job.machine;
-  document["machine"] = machine ? Json(MachineName(*machine)) : Json(nullptr);
-  document["machine_type"] = machine ? Json(*machine) : Json(nullptr);
-  for (const auto& [key, value] : described.items()) document[key] = value;
+  Json document{{"schema", kBuildSchema},
+                {"tool", ToolName()},
+                {"machine", machine ? Json(MachineName(*machine)) : Json()},
+                {"machine_type", machine ? Json(*machine) : Json()}};
+  document.update(DescribePlate(plate));
   for (std::size_t i = 0; i < plate.parts.size(); ++i) {
     const PartSetup& part = setup.parts[i];
     Json& entry = document["inputs"][i];

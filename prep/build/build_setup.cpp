@@ -54,9 +54,7 @@ class Stacker {
 
   // The index of a style file among those of the build, read when it is new.
   std::size_t Load(const StyleRequest& request, StyleKind kind) {
-    const std::size_t style = Find(request, kind);
-    setup_.asked.push_back({request.path, kind, style});
-    return style;
+    return setup_.asked.emplace_back(BuildSetup::Asked{request.path, kind, Find(request, kind)}).style;
   }
 
   std::size_t Find(const StyleRequest& request, StyleKind kind) {
@@ -76,7 +74,8 @@ class Stacker {
       Fail(ExitCode::kInput, StyleIsShort(*file).Hint("copy the file again from where it came"));
     }
     style.file = *std::move(file);
-    Name(style, kind);
+    style.name = FreshName(names_, fmt::format("{}/{}", kStyleFolder, Stem(path)),
+                           kind == StyleKind::kBuild ? ".sty" : ".rcs");
     // Written and read once more, so that the file and its table are what the next reader will see.
     const StyleDocument again = AsWritten(Upgraded(style.file, plate_.job));
     style.bytes = StyleBytes(again);
@@ -129,15 +128,6 @@ class Stacker {
   }
 
  private:
-  void Name(BuildStyleFile& style, StyleKind kind) {
-    const char* ending = kind == StyleKind::kBuild ? ".sty" : ".rcs";
-    const std::string stem = Stem(style.given);
-    style.name = fmt::format("{}/{}{}", kStyleFolder, stem, ending);
-    for (int number = 2; !names_.insert(style.name).second; ++number) {
-      style.name = fmt::format("{}/{}-{}{}", kStyleFolder, stem, number, ending);
-    }
-  }
-
   const Plate& plate_;
   BuildSetup& setup_;
   std::vector<std::string> keys_;
@@ -175,15 +165,8 @@ void AddFindings(BuildSetup& setup, std::vector<Message> findings, const std::st
   for (Message& finding : findings) setup.findings.push_back({std::move(finding), file});
 }
 
-TRQ_TYPE MachineOf(const Job& job) { return static_cast<TRQ_TYPE>(job.machine.value_or(TRQ_NONE)); }
-
 StackedStyle Entry(const BuildSetup& setup, const trq::core::StyleBand& band, float thickness) {
-  StackedStyle entry;
-  entry.file = setup.styles[band.style].name;
-  entry.start = band.start;
-  entry.end = band.end;
-  entry.thickness = thickness;
-  return entry;
+  return {setup.styles[band.style].name, band.start, band.end, thickness};
 }
 
 void SetUpPart(Stacker& stacker, const Plate& plate, std::size_t index, BuildSetup& setup) {
@@ -198,7 +181,7 @@ void SetUpPart(Stacker& stacker, const Plate& plate, std::size_t index, BuildSet
   const std::string subject = "part " + part.name;
   const std::vector<StyleRequest> styles = StylesOf(plate.job, part.request);
   RefuseSeveral(styles, subject);
-  const TRQ_TYPE machine = MachineOf(plate.job);
+  const TRQ_TYPE machine = static_cast<TRQ_TYPE>(plate.job.machine.value_or(TRQ_NONE));
   for (const trq::core::StyleBand& band :
        stacker.Stack(styles, StyleKind::kBuild, result.bottom, result.top, subject)) {
     const KVBUILDSTYLE& style = setup.styles[band.style].build;
@@ -232,11 +215,8 @@ const BuildStyleFile& BuildSetup::FileFor(const std::string& path, StyleKind kin
 }
 
 std::string PartFileName(const PlatePart& part) {
-  const std::string& path = part.request.path;
-  const std::string name = path.substr(path.rfind('/') + 1);
-  const std::size_t dot = name.rfind('.');
-  const std::string ending = dot != std::string::npos && dot > 0 ? name.substr(dot) : "";
-  return fmt::format("{}/{}{}", kPartFolder, part.name, ending);
+  return fmt::format("{}/{}{}", kPartFolder, part.name,
+                     std::filesystem::path(part.request.path).extension().string());
 }
 
 std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, const Plate& plate) {
@@ -276,10 +256,7 @@ std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, const Plate& plate) {
   for (const BuildFinding& finding : setup->findings) observer.Say(finding.message);
   for (const Piece& piece : plate.pieces) {
     float matrix[4][4];
-    for (int row = 0; row < 4; ++row) {
-      for (int column = 0; column < 4; ++column)
-        matrix[row][column] = static_cast<float>(piece.matrix.m[row][column]);
-    }
+    Narrow(piece.matrix, matrix);
     setup->measures.push_back(
         trq::core::MeasurePlaced(plate.parts[piece.part].input.mesh->view(), matrix, 0));
   }

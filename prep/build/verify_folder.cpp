@@ -6,8 +6,6 @@
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <set>
 #include <system_error>
@@ -24,27 +22,6 @@ namespace {
 
 // A vertex of a CTL file is snapped to a ten-thousandth.
 constexpr double kSnapped = 0.00011;
-
-[[noreturn]] void Invalid(const std::string& folder, const std::string& what) {
-  FailInput(Code::kBuildInvalid, folder + "/" + kBuildJson, what + " is missing or malformed", "build again");
-}
-
-std::string TextAt(const std::string& folder, const Json& entry, const char* key) {
-  std::optional<std::string> text;
-  if (entry.is_object() && entry.contains(key)) text = TextFromJson(entry[key]);
-  if (!text) Invalid(folder, key);
-  return *text;
-}
-
-double NumberAt(const std::string& folder, const Json& entry, const char* key) {
-  if (!entry.is_object() || !entry.contains(key) || !entry[key].is_number()) Invalid(folder, key);
-  return entry[key].get<double>();
-}
-
-const Json& ListAt(const std::string& folder, const Json& entry, const char* key) {
-  if (!entry.is_object() || !entry.contains(key) || !entry[key].is_array()) Invalid(folder, key);
-  return entry[key];
-}
 
 // A name below the folder, and nothing beside it.
 bool StaysInside(const std::string& name) {
@@ -72,152 +49,180 @@ std::set<std::string> NamesIn(const std::string& folder) {
   return names;
 }
 
-Message Difference(Code code, const std::string& folder, const std::string& name, const std::string& text) {
-  return Message(code, folder + "/" + name, text).Hint("build again with 'trqprep build build.toml'");
+Message Difference(Code code, const std::string& path, const std::string& text) {
+  return Message(code, path, text).Hint("build again with 'trqprep build build.toml'");
 }
+
+// What build.json says of a folder; whatever it lacks or has malformed ends the command.
+class Described {
+ public:
+  Described(const std::string& folder, const Json& document) : folder_(folder), document_(document) {}
+
+  std::string PathOf(const std::string& name) const { return folder_ + "/" + name; }
+
+  [[noreturn]] void Invalid(const std::string& what) const {
+    FailInput(Code::kBuildInvalid, PathOf(kBuildJson), what + " is missing or malformed", "build again");
+  }
+  const Json& At(const Json& entry, const char* key) const {
+    if (!entry.is_object() || !entry.contains(key)) Invalid(key);
+    return entry[key];
+  }
+  std::string TextAt(const Json& entry, const char* key) const {
+    const std::optional<std::string> text = TextFromJson(At(entry, key));
+    if (!text) Invalid(key);
+    return *text;
+  }
+  // A name of a file of the folder; `what` is said to be malformed when it is none.
+  std::string NameAt(const Json& entry, const char* key, const char* what) const {
+    const std::string name = TextAt(entry, key);
+    if (!StaysInside(name)) Invalid(what);
+    return name;
+  }
+  double NumberAt(const Json& entry, const char* key) const {
+    const Json& number = At(entry, key);
+    if (!number.is_number()) Invalid(key);
+    return number.get<double>();
+  }
+  const Json& ListAt(const Json& entry, const char* key) const {
+    const Json& list = At(entry, key);
+    if (!list.is_array()) Invalid(key);
+    return list;
+  }
+  const Json& List(const char* key) const { return ListAt(document_, key); }
+  Point PointAt(const Json& entry, const char* key) const {
+    const Json& list = ListAt(entry, key);
+    if (list.size() != 3) Invalid(key);
+    Point point;
+    for (std::size_t k = 0; k < 3; ++k) {
+      if (!list[k].is_number()) Invalid(key);
+      point[k] = list[k].get<double>();
+    }
+    return point;
+  }
+  Box BoxAt(const Json& entry, const char* key) const {
+    return {PointAt(entry[key], "min"), PointAt(entry[key], "max")};
+  }
+  std::vector<StyleBand> BandsAt(const Json& entry, const char* key) const {
+    std::vector<StyleBand> bands;
+    for (const Json& band : ListAt(entry, key)) {
+      bands.push_back({NumberAt(band, "start"), NumberAt(band, "end"), NumberAt(band, "layer_thickness"),
+                       TextAt(band, "file")});
+    }
+    return bands;
+  }
+  Units UnitsOf() const {
+    const std::optional<Units> units = UnitsFromName(TextAt(document_, "units"));
+    if (!units) Invalid("units");
+    return *units;
+  }
+
+ private:
+  const std::string& folder_;
+  const Json& document_;
+};
 
 // Files against the list in build.json.
 void VerifyFiles(Observer& observer, const std::string& folder, const Json& document,
                  std::vector<Message>& findings) {
+  const Described described(folder, document);
+  const auto add = [&](Code code, const std::string& name, const char* text) {
+    findings.push_back(Difference(code, described.PathOf(name), text));
+  };
   std::set<std::string> standing = NamesIn(folder);
   standing.erase(kBuildJson);
-  if (!document.contains("sum") || document["sum"] != SumOf(document)) {
-    findings.push_back(Difference(Code::kVerifyHash, folder, kBuildJson, "was changed"));
-  }
-  for (const Json& entry : ListAt(folder, document, "files")) {
-    const std::string name = TextAt(folder, entry, "file");
-    if (!StaysInside(name)) Invalid(folder, "files");
+  if (document["sum"] != SumOf(document)) add(Code::kVerifyHash, kBuildJson, "was changed");
+  for (const Json& entry : described.List("files")) {
+    const std::string name = described.NameAt(entry, "file", "files");
     if (standing.erase(name) == 0) {
-      findings.push_back(Difference(Code::kVerifyFile, folder, name, "is missing"));
+      add(Code::kVerifyFile, name, "is missing");
       continue;
     }
     observer.Progress("verifying " + name, 0.2);
-    if (Sha256OfFile(folder + "/" + name) != TextAt(folder, entry, "sha256")) {
-      findings.push_back(Difference(Code::kVerifyHash, folder, name, "was changed"));
+    if (Sha256OfFile(described.PathOf(name)) != described.TextAt(entry, "sha256")) {
+      add(Code::kVerifyHash, name, "was changed");
     }
   }
-  for (const std::string& name : standing) {
-    findings.push_back(Difference(Code::kVerifyFile, folder, name, "is no file of this build"));
-  }
-}
-
-void VerifyStyles(const std::string& folder, const Json& document, std::vector<Message>& findings) {
-  for (const Json& entry : ListAt(folder, document, "styles")) {
-    const std::string name = TextAt(folder, entry, "file");
-    if (!StaysInside(name)) Invalid(folder, "styles");
-    const std::string path = folder + "/" + name;
+  for (const std::string& name : standing) add(Code::kVerifyFile, name, "is no file of this build");
+  for (const Json& entry : described.List("styles")) {
+    const std::string name = described.NameAt(entry, "file", "styles");
+    const std::string path = described.PathOf(name);
     if (!Exists(path)) continue;  // said already
-    const bool build = TextAt(folder, entry, "kind") == StyleKindName(StyleKind::kBuild);
+    const bool build = described.TextAt(entry, "kind") == StyleKindName(StyleKind::kBuild);
     const std::optional<StyleFile> file =
         ExamineStyle(path, ReadWholeFile(path), build ? StyleKind::kBuild : StyleKind::kRecoat);
     if (!file || !file->complete || !file->ends_right || !file->crc_valid()) {
       findings.push_back(Finding(Code::kStyleCrc, path, "the checksum does not match the content"));
-    } else if (fmt::format("{:08x}", file->stored_crc) != TextAt(folder, entry, "crc")) {
-      findings.push_back(Difference(Code::kVerifyHash, folder, name, "is another style than was built with"));
+    } else if (fmt::format("{:08x}", file->stored_crc) != described.TextAt(entry, "crc")) {
+      add(Code::kVerifyHash, name, "is another style than was built with");
     }
   }
 }
 
 std::set<std::string> ForcedCodes(const std::string& folder) {
-  std::ifstream stream(folder + "/" + kChecksJson, std::ios::binary);
-  const std::string text{std::istreambuf_iterator<char>(stream), {}};
   std::set<std::string> codes;
-  Json document;
   try {
-    document = ParseJson(text);
-  } catch (const JsonMistake&) {
-    return codes;
-  }
-  if (!document.is_object() || !document.contains("findings") || !document["findings"].is_array())
-    return codes;
-  for (const Json& finding : document["findings"]) {
-    if (finding.is_object() && finding.value("code", Json()).is_string()) {
-      codes.insert(finding["code"].get<std::string>());
+    const Json document = ReadFolderJson(folder + "/" + kChecksJson);
+    for (const Json& finding : document["findings"]) {
+      const Json& code = finding["code"];
+      if (code.is_string()) codes.insert(code.get<std::string>());
     }
+  } catch (const JsonMistake&) {  // then none was forced
   }
   return codes;
-}
-
-std::vector<StyleBand> BandsOf(const std::string& folder, const Json& list) {
-  std::vector<StyleBand> bands;
-  for (const Json& entry : list) {
-    bands.push_back({NumberAt(folder, entry, "start"), NumberAt(folder, entry, "end"),
-                     NumberAt(folder, entry, "layer_thickness"), TextAt(folder, entry, "file")});
-  }
-  return bands;
-}
-
-Units UnitsOf(const std::string& folder, const Json& document) {
-  const std::optional<Units> units = UnitsFromName(TextAt(folder, document, "units"));
-  if (!units) Invalid(folder, "units");
-  return *units;
-}
-
-Box BoxFrom(const std::string& folder, const Json& entry) {
-  Box box;
-  for (const char* key : {"min", "max"}) {
-    const Json& corner = ListAt(folder, entry, key);
-    if (corner.size() != 3) Invalid(folder, key);
-    Point& point = std::string(key) == "min" ? box.min : box.max;
-    for (std::size_t k = 0; k < 3; ++k) {
-      if (!corner[k].is_number()) Invalid(folder, key);
-      point[k] = corner[k].get<double>();
-    }
-  }
-  return box;
 }
 
 }  // namespace
 
 std::vector<Message> VerifyPieces(Observer& observer, const std::string& folder, const Json& document) {
   std::vector<Message> findings;
-  const Units units = UnitsOf(folder, document);
+  const Described described(folder, document);
+  const Units units = described.UnitsOf();
   const double contact = ContactIn(units);
+  const auto add = [&](const std::string& name, const std::string& text) {
+    findings.push_back(Difference(Code::kVerifyCount, described.PathOf(name), text));
+  };
   std::map<std::string, std::int64_t> facets_of_part, copies_of_part;
-  for (const Json& input : ListAt(folder, document, "inputs")) {
-    const std::string part = TextAt(folder, input, "part");
-    facets_of_part[part] = static_cast<std::int64_t>(NumberAt(folder, input, "facets"));
-    copies_of_part[part] = static_cast<std::int64_t>(NumberAt(folder, input, "copies"));
+  for (const Json& input : described.List("inputs")) {
+    const std::string part = described.TextAt(input, "part");
+    facets_of_part[part] = static_cast<std::int64_t>(described.NumberAt(input, "facets"));
+    copies_of_part[part] = static_cast<std::int64_t>(described.NumberAt(input, "copies"));
   }
-  const Json& vat = ListAt(folder, document, "vat");
-  if (vat.size() != 3 || !vat[0].is_number() || !vat[1].is_number() || !vat[2].is_number()) {
-    Invalid(folder, "vat");
-  }
+  const Point vat = described.PointAt(document, "vat");
   std::vector<InputMesh> meshes;
   std::vector<std::string> names;
+  std::vector<PlacedShape> shapes;
   std::int64_t facets = 0;
-  for (const Json& piece : ListAt(folder, document, "pieces")) {
-    const std::string part = TextAt(folder, piece, "part");
-    const std::string name = TextAt(folder, piece, "mesh");
-    if (!StaysInside(name)) Invalid(folder, "mesh");
+  for (const Json& piece : described.List("pieces")) {
+    const std::string part = described.TextAt(piece, "part");
+    const std::string name = described.NameAt(piece, "mesh", "mesh");
+    const std::string path = described.PathOf(name);
     --copies_of_part[part];
     observer.Progress("reading " + name, 0.5);
-    if (!Exists(folder + "/" + name)) continue;  // said already
+    if (!Exists(path)) continue;  // said already
     try {
-      InputMesh mesh = ReadMesh(observer, {}, folder + "/" + name);
-      facets += mesh.mesh->num_triangles();
-      if (mesh.mesh->num_triangles() != facets_of_part[part]) {
-        findings.push_back(Difference(Code::kVerifyCount, folder, name,
-                                      fmt::format("holds {} facets, the part has {}",
-                                                  mesh.mesh->num_triangles(), facets_of_part[part])));
+      InputMesh mesh = ReadMesh(observer, {}, path);
+      const int held = mesh.mesh->num_triangles();
+      facets += held;
+      if (held != facets_of_part[part]) {
+        add(name, fmt::format("holds {} facets, the part has {}", held, facets_of_part[part]));
       }
       const Box box = mesh.box();
-      const Box said = BoxFrom(folder, piece.value("box", Json()));
+      const Box said = described.BoxAt(piece, "box");
       for (std::size_t axis = 0; axis < 3; ++axis) {
         if (std::abs(box.min[axis] - said.min[axis]) > kSnapped ||
             std::abs(box.max[axis] - said.max[axis]) > kSnapped) {
-          findings.push_back(
-              Difference(Code::kVerifyCount, folder, name, "stands elsewhere than build.json says"));
+          add(name, "stands elsewhere than build.json says");
           break;
         }
       }
       for (std::size_t axis = 0; axis < 3; ++axis) {
-        const double reach = std::max(-box.min[axis], box.max[axis] - vat[axis].get<double>());
+        const double reach = std::max(-box.min[axis], box.max[axis] - vat[axis]);
         if (reach <= contact + kSnapped) continue;
         findings.push_back(
-            Message(Code::kOutsideVat, folder + "/" + name,
+            Message(Code::kOutsideVat, path,
                     fmt::format("reaches {} {} out of the vat", Plain(reach, 4), UnitsName(units))));
       }
+      shapes.push_back({mesh.mesh->vertices(), mesh.mesh->triangles(), held});
       meshes.push_back(std::move(mesh));
       names.push_back(name);
     } catch (const Failure& failure) {
@@ -226,56 +231,42 @@ std::vector<Message> VerifyPieces(Observer& observer, const std::string& folder,
   }
   for (const auto& [part, left] : copies_of_part) {
     if (left == 0) continue;
-    findings.push_back(Difference(
-        Code::kVerifyCount, folder, kBuildJson,
-        fmt::format("{} pieces of {} are {}", std::abs(left), part, left > 0 ? "missing" : "too many")));
-  }
-  std::vector<PlacedShape> shapes;
-  for (const InputMesh& mesh : meshes) {
-    shapes.push_back({mesh.mesh->vertices(), mesh.mesh->triangles(), mesh.mesh->num_triangles()});
+    add(kBuildJson,
+        fmt::format("{} pieces of {} are {}", std::abs(left), part, left > 0 ? "missing" : "too many"));
   }
   for (const Overlap& overlap : FindOverlaps(shapes, contact)) {
-    findings.push_back(
-        Finding(Code::kOverlap, folder,
-                fmt::format("{} and {} overlap seen from above, by at least {} {} near X {} Y {}",
-                            names[overlap.first], names[overlap.second], Plain(overlap.depth, 4),
-                            UnitsName(units), Plain(overlap.x, 2), Plain(overlap.y, 2)))
-            .At({{"pieces",
-                  Json::array({TextToJson(names[overlap.first]), TextToJson(names[overlap.second])})}}));
+    findings.push_back(OverlapFinding(overlap, folder, "", names, units));
   }
-  const std::string plate = folder + "/" + kPlateStl;
   std::error_code error;
-  const std::uintmax_t size = std::filesystem::file_size(plate, error);
+  const std::uintmax_t size = std::filesystem::file_size(described.PathOf(kPlateStl), error);
   if (!error && meshes.size() == document["pieces"].size() &&
       size != 84 + 50 * static_cast<std::uintmax_t>(facets)) {
-    findings.push_back(Difference(Code::kVerifyCount, folder, kPlateStl,
-                                  fmt::format("holds other facets than the {} of the pieces", facets)));
+    add(kPlateStl, fmt::format("holds other facets than the {} of the pieces", facets));
   }
   return findings;
 }
 
 std::vector<Message> CheckDescribedStacks(const std::string& folder, const Json& document) {
   std::vector<Message> findings;
-  const auto add = [&](std::vector<Message> more) {
+  const auto add = [&](const std::vector<Message>& more) {
     findings.insert(findings.end(), more.begin(), more.end());
   };
-  const Units units = UnitsOf(folder, document);
-  const std::string file = folder + "/" + kBuildJson;
-  const std::vector<StyleBand> recoat = BandsOf(folder, ListAt(folder, document, "recoat"));
+  const Described described(folder, document);
+  const Units units = described.UnitsOf();
+  const std::string file = described.PathOf(kBuildJson);
+  const std::vector<StyleBand> recoat = described.BandsAt(document, "recoat");
   if (!recoat.empty()) {
-    const double top = BoxFrom(folder, document.value("extent", Json())).max[2];
-    add(CheckStack(recoat, 0, top, units, file, "the recoating"));
+    add(CheckStack(recoat, 0, described.BoxAt(document, "extent").max[2], units, file, "the recoating"));
   }
-  for (const Json& input : ListAt(folder, document, "inputs")) {
-    const std::string part = TextAt(folder, input, "part");
+  for (const Json& input : described.List("inputs")) {
+    const std::string part = described.TextAt(input, "part");
     Box box;
-    for (const Json& piece : ListAt(folder, document, "pieces")) {
-      if (TextAt(folder, piece, "part") == part) box.Add(BoxFrom(folder, piece.value("box", Json())));
+    for (const Json& piece : described.List("pieces")) {
+      if (described.TextAt(piece, "part") == part) box.Add(described.BoxAt(piece, "box"));
     }
     if (box.Empty()) continue;
-    const std::vector<StyleBand> stack = input.contains("styles")
-                                             ? BandsOf(folder, ListAt(folder, input, "styles"))
-                                             : std::vector<StyleBand>();
+    std::vector<StyleBand> stack;
+    if (input.contains("styles")) stack = described.BandsAt(input, "styles");
     add(CheckStack(stack, box.min[2], box.max[2], units, file, "part " + part));
     add(CheckThickness(stack, recoat, units, file, "part " + part));
   }
@@ -286,7 +277,6 @@ std::vector<Message> VerifyFolder(Observer& observer, const std::string& folder)
   const Json document = ReadBuildDocument(folder);
   std::vector<Message> findings;
   VerifyFiles(observer, folder, document, findings);
-  VerifyStyles(folder, document, findings);
   const std::set<std::string> forced = ForcedCodes(folder);
   for (const Message& finding : VerifyPieces(observer, folder, document)) {
     if (forced.count(RowOf(finding.code).text) == 0) findings.push_back(finding);

@@ -2,19 +2,14 @@
 
 #include <fmt/format.h>
 
-#include <filesystem>
 #include <stdexcept>
 
 #include "trqprep/message.h"
+#include "trqprep/paths.h"
 #include "trqprep/suggestions.h"
 
 namespace trqprep {
 namespace {
-
-bool NamesFile(const std::string& path) {
-  std::error_code error;
-  return std::filesystem::exists(path, error);
-}
 
 // Stores what the command line says of a part.
 void StoreText(PartRequest& part, const JobField<PartRequest>& field, const std::string& text) {
@@ -66,7 +61,7 @@ StyleRequest ParseStyleRequest(const std::string& text) {
   StyleRequest request;
   request.path = text;
   const std::size_t at = text.rfind('@');
-  if (NamesFile(text) || at == std::string::npos) return request;
+  if (Exists(text) || at == std::string::npos) return request;
   request.path = text.substr(0, at);
   request.banded = true;
   try {
@@ -84,12 +79,12 @@ StyleRequest ParseStyleRequest(const std::string& text) {
 PartRequest ParsePart(const std::string& text) {
   PartRequest part;
   part.path = text;
-  if (NamesFile(text)) return part;
+  if (Exists(text)) return part;
   std::size_t end = text.find(',');
   if (end == std::string::npos) return part;
   for (std::size_t comma = text.rfind(','); comma != std::string::npos && comma > 0;
        comma = text.rfind(',', comma - 1)) {
-    if (NamesFile(text.substr(0, comma))) {
+    if (Exists(text.substr(0, comma))) {
       end = comma;
       break;
     }

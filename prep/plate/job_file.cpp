@@ -14,13 +14,22 @@
 namespace trqprep {
 namespace {
 
+// A key of a table, and what stands there.
+struct Entry {
+  std::string key;
+  const toml::node& node;
+};
+
+std::vector<Entry> EntriesOf(const toml::table& table) {
+  std::vector<Entry> entries;
+  for (const auto& [key, node] : table) entries.push_back({std::string(key.str()), node});
+  return entries;
+}
+
 // Reads a job file's tables; whatever they cannot mean names its line.
 class Reader {
  public:
-  Reader(const std::string& path) : path_(path) {
-    const std::size_t slash = path.rfind('/');
-    if (slash != std::string::npos) folder_ = path.substr(0, slash + 1);
-  }
+  Reader(const std::string& path) : path_(path), folder_(path.substr(0, path.rfind('/') + 1)) {}
 
   Job Read() {
     toml::table document;
@@ -33,21 +42,15 @@ class Reader {
     Job job;
     // The unit decides what the other lengths mean.
     if (const toml::node* node = document.get("units")) {
-      const auto units = UnitsFromName(Text("units", *node));
+      const auto units = UnitsFromName(Text({"units", *node}));
       if (!units) Refuse(node->source(), "units is neither \"mm\" nor \"in\"");
       job.units = *units;
     }
-    for (const auto& [key_node, node] : document) {
-      const std::string key(key_node.str());
-      if (key == "schema") {
-        if (Text(key, node) != kJobSchema)
-          Refuse(node.source(), fmt::format("schema is not \"{}\"", kJobSchema));
-      } else if (const JobField<Job>* field = Find(JobFields(), key)) {
-        Store(job, *field, key, node);
-      } else {
-        std::vector<std::string> known = FieldKeys(JobFields());
-        known.insert(known.begin(), "schema");
-        Unknown(node, key, known);
+    for (const Entry& entry : EntriesOf(document)) {
+      if (entry.key != "schema") {
+        Store(job, JobFields(), entry, {"schema"});
+      } else if (Text(entry) != kJobSchema) {
+        Refuse(entry.node.source(), fmt::format("schema is not \"{}\"", kJobSchema));
       }
     }
     if (job.parts.empty()) {
@@ -63,239 +66,231 @@ class Reader {
                                .Hint(hint)
                                .At({{"line", where.begin.line}}));
   }
-  [[noreturn]] void Unknown(const toml::node& node, const std::string& key,
-                            const std::vector<std::string>& known) const {
-    Refuse(node.source(), "there is no entry '" + key + "' here", DidYouMean(key, known));
+  [[noreturn]] void Refuse(const Entry& entry, const std::string& text) const {
+    Refuse(entry.node.source(), fmt::format("'{}' {}", entry.key, text));
+  }
+  [[noreturn]] void Unknown(const Entry& entry, const std::vector<std::string>& known) const {
+    Refuse(entry.node.source(), "there is no entry '" + entry.key + "' here", DidYouMean(entry.key, known));
   }
 
-  std::string Text(const std::string& key, const toml::node& node) const {
-    const auto text = node.value_exact<std::string>();
-    if (!text) Refuse(node.source(), "'" + key + "' is no text");
+  std::string Text(const Entry& entry) const {
+    const auto text = entry.node.value_exact<std::string>();
+    if (!text) Refuse(entry, "is no text");
     return *text;
   }
-  double Number(const std::string& key, const toml::node& node) const {
-    const auto number = node.value<double>();
-    if (!node.is_number() || !number || !(*number >= -1e300 && *number <= 1e300)) {
-      Refuse(node.source(), "'" + key + "' is no number");
-    }
-    return *number;
-  }
-  std::int64_t Whole(const std::string& key, const toml::node& node, std::int64_t lowest,
-                     std::int64_t highest) const {
-    const auto number = node.value_exact<std::int64_t>();
+  std::int64_t Whole(const Entry& entry, std::int64_t lowest, std::int64_t highest) const {
+    const auto number = entry.node.value_exact<std::int64_t>();
     if (!number || *number < lowest || *number > highest) {
-      Refuse(node.source(), fmt::format("'{}' is no whole number from {} to {}", key, lowest, highest));
+      Refuse(entry, fmt::format("is no whole number from {} to {}", lowest, highest));
     }
     return *number;
   }
-  bool Flag(const std::string& key, const toml::node& node) const {
-    const auto flag = node.value_exact<bool>();
-    if (!flag) Refuse(node.source(), "'" + key + "' is neither true nor false");
-    return *flag;
-  }
-  // A number, or a text with a unit.
-  Length LengthOf(const std::string& key, const toml::node& node) const {
-    if (!node.is_string()) return {Number(key, node), std::nullopt};
-    try {
-      return ParseLength(Text(key, node));
-    } catch (const std::invalid_argument& error) {
-      Refuse(node.source(), key + ": " + error.what());
-    }
-  }
-  const toml::array& List(const std::string& key, const toml::node& node, std::size_t size) const {
-    const toml::array* array = node.as_array();
-    if (!array || (size > 0 && array->size() != size)) {
-      Refuse(node.source(), size > 0 ? fmt::format("'{}' is no list of {}", key, size)
-                                     : fmt::format("write [[{}]] and its entries below", key));
-    }
+  const toml::array& List(const Entry& entry, std::size_t size) const {
+    const toml::array* array = entry.node.as_array();
+    if (!array || array->size() != size) Refuse(entry, fmt::format("is no list of {}", size));
     return *array;
   }
-  const toml::table& Table(const std::string& key, const toml::node& node) const {
-    const toml::table* table = node.as_table();
-    if (!table) Refuse(node.source(), fmt::format("write [[{}]] and its entries below", key));
-    return *table;
-  }
-  // Names that are no text stand in hexadecimal digits.
-  std::string FileName(const std::string& key, const toml::node& node) const {
-    std::string name = Text(key, node);
-    if (key == "file_bytes") {
-      const auto bytes = TextFromJson(Json{{"bytes", name}});
-      if (!bytes) Refuse(node.source(), "'file_bytes' is not in hexadecimal digits");
-      name = *bytes;
+  template <class Read>
+  void ForEachTable(const Entry& entry, Read read) const {
+    const auto require = [&](const void* held, const toml::node& node) {
+      if (!held) Refuse(node.source(), fmt::format("write [[{}]] and its entries below", entry.key));
+    };
+    const toml::array* array = entry.node.as_array();
+    require(array, entry.node);
+    for (const toml::node& node : *array) {
+      require(node.as_table(), node);
+      read(*node.as_table());
     }
-    if (name.empty() || name.find('\0') != std::string::npos)
-      Refuse(node.source(), "'" + key + "' names no file");
-    return name[0] == '/' ? name : folder_ + name;
   }
 
-  // Stores what a node holds in the field of a job or part.
-  template <class Owner>
-  void Store(Owner& owner, const JobField<Owner>& field, const std::string& key, const toml::node& node) {
-    if (const auto* whole = std::get_if<WholeMember<Owner>>(&field.member)) {
-      owner.*whole->member = Whole(key, node, whole->lowest, whole->highest);
-    } else if (const auto* flag = std::get_if<bool Owner::*>(&field.member)) {
-      owner.** flag = Flag(key, node);
-    } else if (const auto* number = std::get_if<double Owner::*>(&field.member)) {
-      owner.** number = Number(key, node);
-    } else if (const auto* file = std::get_if<std::string Owner::*>(&field.member)) {
-      owner.** file = FileName(key, node);
-    } else if (const auto* length = std::get_if<std::optional<Length> Owner::*>(&field.member)) {
-      owner.** length = LengthOf(key, node);
-    } else if (const auto* vat = std::get_if<std::array<Length, 3> Owner::*>(&field.member)) {
-      owner.** vat = Vat(key, node);
-    } else if (const auto* machine = std::get_if<std::optional<int> Owner::*>(&field.member)) {
-      const std::string name = Text(key, node);
-      owner.** machine = FindMachineByName(name);
-      if (!(owner.**machine)) {
-        Refuse(node.source(), "there is no machine '" + name + "'", DidYouMean(name, MachineNames()));
-      }
-    } else if (const auto* styles = std::get_if<std::vector<StyleRequest> Owner::*>(&field.member)) {
-      ReadStyles(key, node, owner.**styles);
-    } else if (const auto* parts = std::get_if<std::vector<PartRequest> Owner::*>(&field.member)) {
-      for (const toml::node& entry : List(key, node, 0))
-        (owner.**parts).push_back(ReadPart(Table(key, entry)));
-    }  // units are read before everything else
+  // One for each type of a field.
+  void Take(bool& flag, const Entry& entry) const {
+    const auto held = entry.node.value_exact<bool>();
+    if (!held) Refuse(entry, "is neither true nor false");
+    flag = *held;
   }
-
-  // The field of a key of the file; names that are no text stand under "file_bytes".
-  template <class Owner>
-  const JobField<Owner>* Find(const std::vector<JobField<Owner>>& fields, const std::string& key) const {
-    for (const JobField<Owner>& field : fields) {
-      if (key == field.key || (key == "file_bytes" && std::string(field.key) == "file")) return &field;
+  void Take(double& number, const Entry& entry) const {
+    const auto held = entry.node.value<double>();
+    if (!entry.node.is_number() || !held || !(*held >= -1e300 && *held <= 1e300)) {
+      Refuse(entry, "is no number");
     }
-    return nullptr;
+    number = *held;
   }
-
-  std::array<Length, 3> Vat(const std::string& key, const toml::node& node) const {
-    std::array<Length, 3> vat;
-    if (node.is_string()) {
+  // A file; names that are no text stand in hexadecimal digits.
+  void Take(std::string& file, const Entry& entry) const {
+    file = Text(entry);
+    if (entry.key == "file_bytes") {
+      const auto bytes = TextFromJson(Json{{"bytes", file}});
+      if (!bytes) Refuse(entry, "is not in hexadecimal digits");
+      file = *bytes;
+    }
+    if (file.empty() || file.find('\0') != std::string::npos) Refuse(entry, "names no file");
+    if (file[0] != '/') file = folder_ + file;
+  }
+  // A number, or a text with a unit.
+  void Take(Length& length, const Entry& entry) const {
+    if (!entry.node.is_string()) return Take(length.value, entry);
+    try {
+      length = ParseLength(Text(entry));
+    } catch (const std::invalid_argument& error) {
+      Refuse(entry.node.source(), entry.key + ": " + error.what());
+    }
+  }
+  void Take(std::optional<Length>& length, const Entry& entry) const { Take(length.emplace(), entry); }
+  void Take(std::array<Length, 3>& vat, const Entry& entry) const {
+    if (entry.node.is_string()) {
       try {
-        return ParseVat(Text(key, node));
+        vat = ParseVat(Text(entry));
       } catch (const std::invalid_argument& error) {
-        Refuse(node.source(), error.what());
+        Refuse(entry.node.source(), error.what());
       }
+      return;
     }
-    const toml::array& sides = List(key, node, 3);
+    const toml::array& sides = List(entry, 3);
     for (std::size_t i = 0; i < 3; ++i) {
-      vat[i] = LengthOf(key, sides[i]);
-      if (!(vat[i].value > 0)) Refuse(node.source(), "a side of the vat is not above 0");
+      Take(vat[i] = {}, {entry.key, sides[i]});
+      if (!(vat[i].value > 0)) Refuse(entry.node.source(), "a side of the vat is not above 0");
     }
-    return vat;
   }
-
-  void ReadStyles(const std::string& list, const toml::node& node, std::vector<StyleRequest>& styles) {
-    for (const toml::node& entry : List(list, node, 0)) {
+  void Take(Units&, const Entry&) const {}  // read before everything else
+  void Take(std::optional<int>& machine, const Entry& entry) const {
+    const std::string name = Text(entry);
+    machine = FindMachineByName(name);
+    if (!machine) {
+      Refuse(entry.node.source(), "there is no machine '" + name + "'", DidYouMean(name, MachineNames()));
+    }
+  }
+  void Take(std::vector<StyleRequest>& styles, const Entry& list) const {
+    ForEachTable(list, [&](const toml::table& table) {
       StyleRequest style;
-      for (const auto& [key_node, value] : Table(list, entry)) {
-        const std::string key(key_node.str());
-        if (key == "file" || key == "file_bytes") {
-          style.path = FileName(key, value);
-        } else if (key == "band") {
-          const toml::array& ends = List(key, value, 2);
+      for (const Entry& entry : EntriesOf(table)) {
+        if (entry.key == "file" || entry.key == "file_bytes") {
+          Take(style.path, entry);
+        } else if (entry.key == "band") {
+          const toml::array& ends = List(entry, 2);
           style.banded = true;
-          style.from = LengthOf(key, ends[0]);
-          style.to = LengthOf(key, ends[1]);
-        } else if (key == "damage") {
-          style.damage = Text(key, value);
+          Take(style.from, {entry.key, ends[0]});
+          Take(style.to, {entry.key, ends[1]});
+        } else if (entry.key == "damage") {
+          style.damage = Text(entry);
         } else {
-          Unknown(value, key, {"file", "band", "damage"});
+          Unknown(entry, {"file", "band", "damage"});
         }
       }
-      if (style.path.empty()) Refuse(entry.source(), fmt::format("a {} without file", list));
+      if (style.path.empty()) Refuse(table.source(), fmt::format("a {} without file", list.key));
       styles.push_back(style);
-    }
+    });
+  }
+  void Take(std::vector<PartRequest>& parts, const Entry& list) const {
+    ForEachTable(list, [&](const toml::table& table) {
+      PartRequest& part = parts.emplace_back();
+      for (const Entry& entry : EntriesOf(table)) Store(part, PartFields(), entry);
+      if (part.path.empty()) Refuse(table.source(), "a part without file");
+    });
   }
 
-  PartRequest ReadPart(const toml::table& table) {
-    PartRequest part;
-    for (const auto& [key_node, node] : table) {
-      const std::string key(key_node.str());
-      const JobField<PartRequest>* field = Find(PartFields(), key);
-      if (!field) Unknown(node, key, FieldKeys(PartFields()));
-      Store(part, *field, key, node);
+  // Stores what an entry holds in its field of a job or part; names that are no text stand under
+  // "file_bytes".
+  template <class Owner>
+  void Store(Owner& owner, const std::vector<JobField<Owner>>& fields, const Entry& entry,
+             std::vector<std::string> known = {}) const {
+    for (const JobField<Owner>& field : fields) {
+      if (entry.key != field.key && (entry.key != "file_bytes" || std::string(field.key) != "file")) continue;
+      return std::visit(
+          [&](const auto& member) {
+            if constexpr (std::is_same_v<decltype(member), const WholeMember<Owner>&>) {
+              owner.*member.member = Whole(entry, member.lowest, member.highest);
+            } else {
+              Take(owner.*member, entry);
+            }
+          },
+          field.member);
     }
-    if (part.path.empty()) Refuse(table.source(), "a part without file");
-    return part;
+    const std::vector<std::string> keys = FieldKeys(fields);
+    known.insert(known.end(), keys.begin(), keys.end());
+    Unknown(entry, known);
   }
 
   std::string path_;
   std::string folder_;
 };
 
-std::string NumberText(double value) { return fmt::format("{}", value); }
-
-std::string LengthText(const Length& length, Units units) { return NumberText(length.In(units, units)); }
-
 // A JSON string is a TOML string as well, but for one control character that TOML wants escaped.
 std::string Quoted(const std::string& text) {
-  std::string quoted;
-  for (const char c : Json(text).dump()) {
-    if (c == 0x7f) {
-      quoted += "\\u007f";
-    } else {
-      quoted += c;
-    }
-  }
+  std::string quoted = Json(text).dump();
+  for (std::size_t at; (at = quoted.find('\x7f')) != std::string::npos;) quoted.replace(at, 1, "\\u007f");
   return quoted;
 }
 
-std::string FileEntry(const std::string& path) {
-  const Json name = TextToJson(path);
-  if (name.is_string()) return "file = " + Quoted(path) + "\n";
-  return "file_bytes = \"" + name["bytes"].get<std::string>() + "\"\n";
-}
+// Writes the fields of a job or part.
+class Writer {
+ public:
+  explicit Writer(Units units) : units_(units) {}
 
-std::string StyleEntries(const std::string& list, const std::vector<StyleRequest>& styles, Units units) {
-  std::string text;
-  for (const StyleRequest& style : styles) {
-    text += fmt::format("\n[[{}]]\n{}", list, FileEntry(style.path));
-    if (!style.damage.empty()) text += "damage = " + Quoted(style.damage) + "\n";
-    if (!style.banded) continue;
-    text += fmt::format("band = [{}, {}]\n", LengthText(style.from, units), LengthText(style.to, units));
+  template <class Owner>
+  std::string Fields(const Owner& owner, const std::vector<JobField<Owner>>& fields) {
+    for (const JobField<Owner>& field : fields) {
+      key_ = field.key;
+      when_set_ = (field.use & JobField<Owner>::kWhenSet) != 0;
+      // The tables of a part are named after the part as well.
+      list_ = std::is_same_v<Owner, PartRequest> ? "part." + key_ : key_;
+      std::visit(
+          [&](const auto& member) {
+            if constexpr (std::is_same_v<decltype(member), const WholeMember<Owner>&>) {
+              Line(fmt::format("{}", owner.*member.member));
+            } else {
+              Write(owner.*member);
+            }
+          },
+          field.member);
+    }
+    return lines_ + tables_;
   }
-  return text;
-}
 
-// The lines of the fields; those that hold tables come after all others of their owner.
-template <class Owner>
-std::string FieldLines(const Owner& owner, const std::vector<JobField<Owner>>& fields, Units units) {
-  std::string text;
-  for (const JobField<Owner>& field : fields) {
-    const bool when_set = (field.use & JobField<Owner>::kWhenSet) != 0;
-    std::string value;
-    if (const auto* whole = std::get_if<WholeMember<Owner>>(&field.member)) {
-      value = fmt::format("{}", owner.*whole->member);
-    } else if (const auto* flag = std::get_if<bool Owner::*>(&field.member)) {
-      if (owner.**flag || !when_set) value = fmt::format("{}", owner.**flag);
-    } else if (const auto* number = std::get_if<double Owner::*>(&field.member)) {
-      value = NumberText(owner.**number);
-    } else if (const auto* file = std::get_if<std::string Owner::*>(&field.member)) {
-      text += FileEntry(owner.**file);
-    } else if (const auto* length = std::get_if<std::optional<Length> Owner::*>(&field.member)) {
-      if (owner.**length) value = LengthText(*(owner.**length), units);
-    } else if (const auto* vat = std::get_if<std::array<Length, 3> Owner::*>(&field.member)) {
-      const std::array<Length, 3>& sides = owner.**vat;
-      value = fmt::format("[{}, {}, {}]", LengthText(sides[0], units), LengthText(sides[1], units),
-                          LengthText(sides[2], units));
-    } else if (const auto* unit = std::get_if<Units Owner::*>(&field.member)) {
-      value = Quoted(UnitsName(owner.**unit));
-    } else if (const auto* machine = std::get_if<std::optional<int> Owner::*>(&field.member)) {
-      if (owner.**machine) value = Quoted(MachineName(*(owner.**machine)));
-    }
-    if (!value.empty()) text += fmt::format("{} = {}\n", field.key, value);
+ private:
+  void Line(const std::string& value) { lines_ += fmt::format("{} = {}\n", key_, value); }
+  std::string Text(const Length& length) const { return fmt::format("{}", length.In(units_, units_)); }
+  static std::string FileLine(const std::string& path) {
+    const Json name = TextToJson(path);
+    return name.is_string() ? "file = " + Quoted(path) + "\n"
+                            : "file_bytes = \"" + name["bytes"].get<std::string>() + "\"\n";
   }
-  for (const JobField<Owner>& field : fields) {
-    if (const auto* styles = std::get_if<std::vector<StyleRequest> Owner::*>(&field.member)) {
-      const char* list = std::is_same_v<Owner, PartRequest> ? "part." : "";
-      text += StyleEntries(std::string(list) + field.key, owner.**styles, units);
-    } else if (const auto* parts = std::get_if<std::vector<PartRequest> Owner::*>(&field.member)) {
-      for (const PartRequest& part : owner.**parts) {
-        text += fmt::format("\n[[{}]]\n{}", field.key, FieldLines(part, PartFields(), units));
-      }
+
+  // One for each type of a field.
+  void Write(bool flag) {
+    if (flag || !when_set_) Line(fmt::format("{}", flag));
+  }
+  void Write(double number) { Line(fmt::format("{}", number)); }
+  void Write(const std::string& file) { lines_ += FileLine(file); }
+  void Write(const std::optional<Length>& length) {
+    if (length) Line(Text(*length));
+  }
+  void Write(const std::array<Length, 3>& vat) {
+    Line(fmt::format("[{}, {}, {}]", Text(vat[0]), Text(vat[1]), Text(vat[2])));
+  }
+  void Write(Units units) { Line(Quoted(UnitsName(units))); }
+  void Write(const std::optional<int>& machine) {
+    if (machine) Line(Quoted(MachineName(*machine)));
+  }
+  void Write(const std::vector<StyleRequest>& styles) {
+    for (const StyleRequest& style : styles) {
+      tables_ += fmt::format("\n[[{}]]\n{}", list_, FileLine(style.path));
+      if (!style.damage.empty()) tables_ += "damage = " + Quoted(style.damage) + "\n";
+      if (style.banded) tables_ += fmt::format("band = [{}, {}]\n", Text(style.from), Text(style.to));
     }
   }
-  return text;
-}
+  void Write(const std::vector<PartRequest>& parts) {
+    for (const PartRequest& part : parts) {
+      tables_ += fmt::format("\n[[{}]]\n{}", key_, Writer(units_).Fields(part, PartFields()));
+    }
+  }
+
+  Units units_;
+  std::string key_, list_;  // of the field in hand
+  bool when_set_ = false;
+  std::string lines_;
+  std::string tables_;  // stand after all other lines of their owner
+};
 
 }  // namespace
 
@@ -306,7 +301,7 @@ bool NamesJobFile(const std::string& path) {
 Job ReadJobFile(const std::string& path) { return Reader(path).Read(); }
 
 std::string JobFileText(const Job& job) {
-  return fmt::format("schema = \"{}\"\n", kJobSchema) + FieldLines(job, JobFields(), job.units);
+  return fmt::format("schema = \"{}\"\n", kJobSchema) + Writer(job.units).Fields(job, JobFields());
 }
 
 }  // namespace trqprep

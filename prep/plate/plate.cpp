@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <filesystem>
 #include <map>
 #include <set>
 
 #include "trq/placement.h"
-#include "trqprep/overlap.h"
 #include "trqprep/paths.h"
 #include "trqprep/sha256.h"
 #include "trqprep/stored_style.h"
@@ -22,17 +22,6 @@ namespace {
 constexpr double kContactMillimetres = 0.001;
 constexpr std::size_t kMostComponents = 101;  // what the grid's tables take
 constexpr std::size_t kLongestName = 200;     // leaves room for "-100.ctl" in a file name
-
-// Equal names become name, name-2, ... in the order given; a name that is taken already is stepped over.
-void NameParts(std::vector<PlatePart>& parts) {
-  std::set<std::string> taken;
-  for (PlatePart& part : parts) {
-    const std::string stem = Stem(part.request.path);
-    part.name = stem;
-    for (int number = 2; !taken.insert(part.name).second; ++number)
-      part.name = fmt::format("{}-{}", stem, number);
-  }
-}
 
 Matrix4 TurnAboutZ(const Matrix4& prepare, double degrees) {
   return Compose(Matrix4::Rotation(2, degrees), prepare);
@@ -146,22 +135,36 @@ Json FieldToJson(const Job& job, const JobField<Job>& field) {
   return NumbersToJson(job.VatIn(job.units));
 }
 
-Json BoxToJson(const Box& box) {
-  Json json{{"min", Json::array()}, {"max", Json::array()}};
-  for (std::size_t i = 0; i < 3; ++i) {
-    json["min"].push_back(NumberToJson(static_cast<float>(box.min[i])));
-    json["max"].push_back(NumberToJson(static_cast<float>(box.max[i])));
-  }
-  return json;
+template <class Values>
+Json FloatsToJson(const Values& values) {
+  return NumbersToJson(std::vector<float>(values.begin(), values.end()));
 }
+
+Json BoxToJson(const Box& box) { return {{"min", FloatsToJson(box.min)}, {"max", FloatsToJson(box.max)}}; }
 
 }  // namespace
 
 std::string Stem(const std::string& path) {
-  std::string name = path.substr(path.rfind('/') + 1);
-  const std::size_t dot = name.rfind('.');
-  if (dot != std::string::npos && dot > 0) name.resize(dot);
-  return name.substr(0, kLongestName);
+  return std::filesystem::path(path).stem().string().substr(0, kLongestName);
+}
+
+std::string FreshName(std::set<std::string>& taken, const std::string& stem, const std::string& ending) {
+  std::string name = stem + ending;
+  for (int number = 2; !taken.insert(name).second; ++number) {
+    name = fmt::format("{}-{}{}", stem, number, ending);
+  }
+  return name;
+}
+
+Message OverlapFinding(const Overlap& overlap, const std::string& file, const std::string& what,
+                       const std::vector<std::string>& names, Units units) {
+  const std::string& first = names[overlap.first];
+  const std::string& second = names[overlap.second];
+  return Message(Code::kOverlap, file,
+                 fmt::format("{}{} and {} overlap seen from above, by at least {} {} near X {} Y {}", what,
+                             first, second, Plain(overlap.depth, 4), UnitsName(units), Plain(overlap.x, 2),
+                             Plain(overlap.y, 2)))
+      .At({{"pieces", Json::array({TextToJson(first), TextToJson(second)})}});
 }
 
 std::string PieceName(const Plate& plate, const Piece& piece) {
@@ -193,13 +196,13 @@ Plate LoadPlate(Observer& observer, const Job& job) {
                         observer.messages().end());
     const std::string side_file = SideFileOf(part.request.path);
     if (Exists(side_file)) part.side_file = ReadWholeFile(side_file);
-    part.sha256 = part.input.sha256;
     const double factor = UnitsFactor(part.input.units, job.units);
     const Matrix4 scaled = Matrix4::Scaling(factor, factor, factor);
     part.prepare = ToCorner(*part.input.mesh, TurnAboutZ(scaled, part.request.rotate_z), 0, 0, job.drop);
     plate.parts.push_back(std::move(part));
   }
-  NameParts(plate.parts);
+  std::set<std::string> taken;
+  for (PlatePart& part : plate.parts) part.name = FreshName(taken, Stem(part.request.path));
   return plate;
 }
 
@@ -248,7 +251,7 @@ std::vector<Message> CheckPieces(Observer& observer, Plate& plate) {
   std::vector<Message> findings;
   const double contact = ContactIn(plate.job.units);
   const char* unit = UnitsName(plate.job.units);
-  const auto name_of = [&](std::size_t i) { return PieceName(plate, plate.pieces[i]); };
+  std::vector<std::string> names;
   std::vector<PlacedShape> shapes;
   // One message a part and axis: copies reach out of the vat together.
   struct Outside {
@@ -261,13 +264,14 @@ std::vector<Message> CheckPieces(Observer& observer, Plate& plate) {
   for (std::size_t i = 0; i < plate.pieces.size(); ++i) {
     const Piece& piece = plate.pieces[i];
     const PlatePart& part = plate.parts[piece.part];
+    names.push_back(PieceName(plate, piece));
     shapes.push_back({piece.vertices.data(), part.input.mesh->triangles(), part.input.mesh->num_triangles()});
     for (std::size_t axis = 0; axis < 3; ++axis) {
       const double below = -piece.box.min[axis];
       const double above = piece.box.max[axis] - plate.vat[axis];
       if (below <= contact && above <= contact) continue;
       Outside& entry = outside[{piece.part, axis}];
-      if (entry.pieces++ == 0) entry.first = name_of(i);
+      if (entry.pieces++ == 0) entry.first = names[i];
       entry.by = std::max({entry.by, below, above});
       entry.below = entry.below || below > contact;
     }
@@ -285,16 +289,9 @@ std::vector<Message> CheckPieces(Observer& observer, Plate& plate) {
   }
   const std::vector<Overlap> overlaps = FindOverlaps(shapes, contact);
   for (const Overlap& overlap : overlaps) {
-    findings.push_back(
-        Message(Code::kOverlap, "",
-                fmt::format("pieces {} and {} overlap seen from above, by at least {} {} near X {} Y {}",
-                            name_of(overlap.first), name_of(overlap.second), Plain(overlap.depth, 4), unit,
-                            Plain(overlap.x, 2), Plain(overlap.y, 2)))
-            .At({{"pieces",
-                  Json::array({TextToJson(name_of(overlap.first)), TextToJson(name_of(overlap.second))})},
-                 {"x", NumberToJson(overlap.x)},
-                 {"y", NumberToJson(overlap.y)}})
-            .Hint("another --seed or a larger --vat gives another placement"));
+    Message& finding = findings.emplace_back(OverlapFinding(overlap, "", "pieces ", names, plate.job.units));
+    finding.where.update({{"x", NumberToJson(overlap.x)}, {"y", NumberToJson(overlap.y)}});
+    finding.Hint("another --seed or a larger --vat gives another placement");
   }
   observer.Progress("measuring distances", 0.8);
   plate.smallest_distance = overlaps.empty() ? SmallestDistance(shapes) : 0;
@@ -317,33 +314,29 @@ Json DescribePlate(const Plate& plate) {
   for (const JobField<Job>& field : JobFields()) {
     if ((field.use & JobField<Job>::kReported) != 0) json[field.key] = FieldToJson(plate.job, field);
   }
-  json["cell"] = Json::array();
-  for (const double side : plate.cell) json["cell"].push_back(NumberToJson(static_cast<float>(side)));
+  json["cell"] = FloatsToJson(plate.cell);
   json["inputs"] = Json::array();
   for (const PlatePart& part : plate.parts) {
-    Json entry;
-    entry["part"] = TextToJson(part.name);
-    entry["file"] = TextToJson(part.request.path);
-    entry["sha256"] = part.sha256;
-    entry["copies"] = part.request.copies;
-    entry["rotate_z"] = NumberToJson(part.request.rotate_z);
-    entry["units"] = UnitsName(part.input.units);
-    entry["facets"] = part.input.mesh->num_triangles();
-    entry["vertices"] = part.input.mesh->num_vertices();
-    json["inputs"].push_back(entry);
+    json["inputs"].push_back({{"part", TextToJson(part.name)},
+                              {"file", TextToJson(part.request.path)},
+                              {"sha256", part.input.sha256},
+                              {"copies", part.request.copies},
+                              {"rotate_z", NumberToJson(part.request.rotate_z)},
+                              {"units", UnitsName(part.input.units)},
+                              {"facets", part.input.mesh->num_triangles()},
+                              {"vertices", part.input.mesh->num_vertices()}});
   }
   json["pieces"] = Json::array();
   for (const Piece& piece : plate.pieces) {
-    Json entry;
-    entry["part"] = TextToJson(plate.parts[piece.part].name);
-    entry["copy"] = piece.copy;
-    entry["x"] = NumberToJson(static_cast<float>(piece.x));
-    entry["y"] = NumberToJson(static_cast<float>(piece.y));
-    entry["rotation"] = NumberToJson(static_cast<float>(piece.rotation));
-    entry["matrix"] = Json::array();
-    for (const auto& row : piece.matrix.m) entry["matrix"].push_back(NumbersToJson(row));
-    entry["box"] = BoxToJson(piece.box);
-    json["pieces"].push_back(entry);
+    Json matrix;
+    for (const auto& row : piece.matrix.m) matrix.push_back(NumbersToJson(row));
+    json["pieces"].push_back({{"part", TextToJson(plate.parts[piece.part].name)},
+                              {"copy", piece.copy},
+                              {"x", NumberToJson(static_cast<float>(piece.x))},
+                              {"y", NumberToJson(static_cast<float>(piece.y))},
+                              {"rotation", NumberToJson(static_cast<float>(piece.rotation))},
+                              {"matrix", matrix},
+                              {"box", BoxToJson(piece.box)}});
   }
   json["extent"] = BoxToJson(plate.extent);
   json["smallest_distance"] =

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <map>
@@ -20,12 +21,8 @@ struct Edge {
 // with the facet that faces up on its left, so that together they are closed loops around what is seen from
 // above.
 std::vector<Edge> Outline(const std::vector<PbVec3f>& vertices, const R_INT4* triangles, int facets) {
-  struct Side {
-    int low;
-    int high;
-    int sense;  // +1 from low to high, -1 the other way
-  };
-  std::vector<Side> sides;
+  // The lower vertex, the higher one, and the sense: +1 from low to high, -1 the other way.
+  std::vector<std::array<int, 3>> sides;
   for (int i = 0; i < facets; ++i) {
     const R_INT4& t = triangles[i];
     const auto at = [&](int k) { return PointOf(vertices[static_cast<std::size_t>(t[k])]); };
@@ -38,20 +35,16 @@ std::vector<Edge> Outline(const std::vector<PbVec3f>& vertices, const R_INT4* tr
       sides.push_back({std::min(from, to), std::max(from, to), from < to ? 1 : -1});
     }
   }
-  std::sort(sides.begin(), sides.end(), [](const Side& a, const Side& b) {
-    return a.low != b.low ? a.low < b.low : a.high != b.high ? a.high < b.high : a.sense < b.sense;
-  });
+  std::sort(sides.begin(), sides.end());
   std::vector<Edge> edges;
   for (std::size_t i = 0; i < sides.size();) {
-    int net = 0;
-    std::size_t j = i;
-    for (; j < sides.size() && sides[j].low == sides[i].low && sides[j].high == sides[i].high; ++j)
-      net += sides[j].sense;
+    const auto [low, high, sense] = sides[i];
+    int net = sense;
+    while (++i < sides.size() && sides[i][0] == low && sides[i][1] == high) net += sides[i][2];
     // Where an edge has several facets on a side it bounds several layers, and counts for each.
     for (int n = 0; n < std::abs(net); ++n) {
-      edges.push_back(net > 0 ? Edge{sides[i].low, sides[i].high} : Edge{sides[i].high, sides[i].low});
+      edges.push_back(net > 0 ? Edge{low, high} : Edge{high, low});
     }
-    i = j;
   }
   return edges;
 }
