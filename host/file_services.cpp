@@ -8,14 +8,19 @@
 #include <algorithm>
 #include <cerrno>
 #include <limits>
+#include <optional>
 
 namespace trq::host {
 namespace {
 
-bool Exists(const std::string& path) {
+/// What the system knows of a file; nothing when that cannot be told.
+std::optional<struct stat> StatusOf(const std::string& path) {
   struct stat information;
-  return ::stat(path.c_str(), &information) == 0;
+  if (::stat(path.c_str(), &information) != 0) return std::nullopt;
+  return information;
 }
+
+bool Exists(const std::string& path) { return StatusOf(path).has_value(); }
 
 /// The directory part without its trailing slash; "." for a bare name, "/" for the root.
 std::string ParentOf(const std::string& path) {
@@ -45,28 +50,26 @@ FileHandle OpenFile(const SystemPath& path, const char* mode) {
 bool FileExists(const SystemPath& path) { return Exists(path.str()); }
 
 bool IsReadOnly(const SystemPath& path) {
-  struct stat information;
-  if (::stat(path.str().c_str(), &information) != 0) return false;
-  return (information.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
+  const auto status = StatusOf(path.str());
+  return status && (status->st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
 }
 
 bool MakeWritable(const SystemPath& path) {
-  struct stat information;
-  if (::stat(path.str().c_str(), &information) != 0) return false;
-  return ::chmod(path.str().c_str(), (information.st_mode & 07777) | S_IWUSR) == 0;
+  const auto status = StatusOf(path.str());
+  return status && ::chmod(path.str().c_str(), (status->st_mode & 07777) | S_IWUSR) == 0;
 }
 
 int64_t FileSize(const SystemPath& path) {
-  struct stat information;
-  return ::stat(path.str().c_str(), &information) == 0 ? static_cast<int64_t>(information.st_size) : -1;
+  const auto status = StatusOf(path.str());
+  return status ? int64_t{status->st_size} : -1;
 }
 
 int64_t FreeBytes(const SystemPath& directory) {
   struct statvfs information;
   if (::statvfs(directory.str().empty() ? "." : directory.str().c_str(), &information) != 0) return -1;
   const uint64_t block = information.f_frsize ? information.f_frsize : information.f_bsize;
-  const uint64_t most = static_cast<uint64_t>(std::numeric_limits<int64_t>::max());
-  if (block != 0 && information.f_bavail > most / block) return std::numeric_limits<int64_t>::max();
+  constexpr int64_t kMost = std::numeric_limits<int64_t>::max();
+  if (block != 0 && information.f_bavail > kMost / block) return kMost;
   return static_cast<int64_t>(block * information.f_bavail);
 }
 

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <new>
 #include <vector>
@@ -18,20 +19,13 @@ int LastError() { return errno; }
 const char* SystemErrorText(int code) { return strerrordesc_np(code); }
 
 std::string ExecutablePath() {
-  std::vector<char> path(256);
-  for (;;) {
-    const ssize_t length = readlink("/proc/self/exe", path.data(), path.size());
-    if (length < 0) return std::string();
-    // A full buffer may hold only the front of the path.
-    if (static_cast<std::size_t>(length) < path.size())
-      return std::string(path.data(), static_cast<std::size_t>(length));
-    path.resize(path.size() * 2);
-  }
+  std::error_code none;
+  return std::filesystem::read_symlink("/proc/self/exe", none).string();
 }
 
 std::string HostName() {
   char name[256] = {};
-  return gethostname(name, sizeof(name) - 1) == 0 ? std::string(name) : std::string();
+  return gethostname(name, sizeof(name) - 1) == 0 ? name : "";
 }
 
 namespace {
@@ -74,7 +68,7 @@ std::string NameOfUser(unsigned user) {
     buffer.resize(buffer.size() * 2);
   // A user without a name is one thing, no memory to look it up another, which may show in either code.
   if (!found && (failure == ENOMEM || errno == ENOMEM)) throw std::bad_alloc();
-  return failure == 0 && found && found->pw_name ? std::string(found->pw_name) : std::string();
+  return failure == 0 && found && found->pw_name ? found->pw_name : "";
 }
 
 std::string LoginName() { return NameOfUser(getuid()); }

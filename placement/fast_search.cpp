@@ -1,7 +1,6 @@
 #include "placement/fast_search.h"
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
 
 namespace trq::detail {
@@ -46,12 +45,8 @@ PlacementSearch::PlacementSearch(const std::vector<BitGrid>& footprints, const s
                                  int components, int rotations)
     : footprints_(static_cast<std::size_t>(components) * kSlots) {
   Keys none;
-  std::fill(std::begin(none.of_rotation), std::end(none.of_rotation), kNever);
-  for (int axis : {kAlongX, kAlongY}) {
-    first_keys_[axis].assign(static_cast<std::size_t>(components), none);
-    lines_[axis].longest_run = 0;
-    std::memset(lines_[axis].smeared, 0, sizeof(lines_[axis].smeared));
-  }
+  none.fill(kNever);
+  for (int axis : {kAlongX, kAlongY}) first_keys_[axis].assign(static_cast<std::size_t>(components), none);
   for (std::size_t c = 0; c < static_cast<std::size_t>(components); ++c) {
     Footprint* const of_component = footprints_.data() + c * kSlots;
     for (int r = 0; r < rotations; ++r) {
@@ -69,7 +64,7 @@ PlacementSearch::PlacementSearch(const std::vector<BitGrid>& footprints, const s
       });
       if (repeats) continue;
       for (int axis : {kAlongX, kAlongY}) {
-        first_keys_[axis][c].of_rotation[r] =
+        first_keys_[axis][c][static_cast<std::size_t>(r)] =
             static_cast<int16_t>((footprint.extent[axis] + 1) * kKeyStep + r);
         int& longest_run = lines_[axis].longest_run;
         longest_run = std::max(longest_run, footprint.extent[1 - axis] + 1);
@@ -82,9 +77,10 @@ PlacementSearch::PlacementSearch(const std::vector<BitGrid>& footprints, const s
 void PlacementSearch::BeginPass() {
   for (int axis : {kAlongX, kAlongY}) {
     keys_[axis] = first_keys_[axis];
-    std::fill(std::begin(lines_[axis].taken), std::end(lines_[axis].taken), 0U);
-    lines_[axis].stale_first = 0;
-    lines_[axis].stale_last = 31;
+    Lines& lines = lines_[axis];
+    std::fill(std::begin(lines.taken), std::end(lines.taken), 0U);
+    lines.stale_first = 0;
+    lines.stale_last = 31;
   }
   empty_ = true;
   max_y_ = -1;
@@ -92,18 +88,18 @@ void PlacementSearch::BeginPass() {
 
 bool PlacementSearch::AddPiece(int component, int mode, Place& place) {
   const int axis = mode == 0 ? kAlongX : kAlongY;
-  int16_t(&keys)[kSlots] = keys_[axis][static_cast<std::size_t>(component)].of_rotation;
+  Keys& keys = keys_[axis][static_cast<std::size_t>(component)];
+  Footprint* const of_component = footprints_.data() + static_cast<std::size_t>(component) * kSlots;
   int16_t best = kNever;
   int outer = 0, inner = 0;
   for (;;) {
     const int16_t least = *std::min_element(std::begin(keys), std::end(keys));
     if (least >= best) break;
     const int rotation = least % kKeyStep;
-    Footprint& footprint =
-        footprints_[static_cast<std::size_t>(component) * kSlots + static_cast<std::size_t>(rotation)];
+    Footprint& footprint = of_component[rotation];
     const int lowest_shift = least / kKeyStep - (footprint.extent[axis] + 1);
     int found_outer, found_inner;
-    int16_t& key = keys[rotation];
+    int16_t& key = keys[static_cast<std::size_t>(rotation)];
     if (FirstPlace(footprint, axis, lowest_shift, found_outer, found_inner)) {
       key = static_cast<int16_t>(key + (found_outer - lowest_shift) * kKeyStep);
       if (key < best) {
@@ -120,8 +116,7 @@ bool PlacementSearch::AddPiece(int component, int mode, Place& place) {
   if (best == kNever) return false;
   const int rotation = best % kKeyStep;
   place = axis == kAlongX ? Place{outer, inner, rotation} : Place{inner, outer, rotation};
-  Occupy(footprints_[static_cast<std::size_t>(component) * kSlots + static_cast<std::size_t>(rotation)],
-         place.x, place.y);
+  Occupy(of_component[rotation], place.x, place.y);
   return true;
 }
 

@@ -20,6 +20,7 @@
 /// - Of rotations with equal footprints only the lowest is kept; the others can never win.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -66,15 +67,13 @@ class PlacementSearch {
     int extent[2] = {-1, -1};  // highest occupied line across each axis, -1 when empty
     Outline outline[2];
   };
-  struct Keys {
-    int16_t of_rotation[GridEval::kRotationSlots];
-  };
+  using Keys = std::array<int16_t, GridEval::kRotationSlots>;  // by rotation
   // The vat's lines across one axis.
   struct Lines {
     uint32_t taken[32];
     // smeared[n][line]; lanes past line 31 stay zero
-    uint32_t smeared[33][32 + kLanes];
-    int longest_run;
+    uint32_t smeared[33][32 + kLanes] = {};
+    int longest_run = 0;
     int stale_first, stale_last;  // lines whose smeared forms are out of date
   };
 

@@ -13,6 +13,7 @@ constexpr float kVatMargin = 0.000001F;
 constexpr float kCellsPerVat = 0.032258064F;  // 1/31: the vat's far edge falls in cell 31
 constexpr int kRandomPasses = 50;
 constexpr int kNoHeight = 10000;
+constexpr int kDrawn = -1;  // the mode, for each piece
 
 }  // namespace
 
@@ -95,8 +96,9 @@ int GridEval::find_a_placement(PlacementSearch& search, const std::vector<CopyCo
                                std::vector<Answer::Place>& places, int mode, int& height) {
   search.BeginPass();
   places.resize(order.size());
-  for (std::size_t i = 0; i < order.size(); ++i)
-    if (!search.AddPiece(order[i].component, mode, places[i])) return 0;
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    if (!search.AddPiece(order[i].component, mode == kDrawn ? std::rand() % 2 : mode, places[i])) return 0;
+  }
   height = search.max_y();
   return 1;
 }
@@ -106,12 +108,7 @@ int GridEval::find_a_placement(PlacementSearch& search, const std::vector<CopyCo
 int GridEval::find_random_placement(PlacementSearch& search, std::vector<CopyComp>& order,
                                     std::vector<Answer::Place>& places, int& height) {
   random_shuffle(order);
-  search.BeginPass();
-  places.resize(order.size());
-  for (std::size_t i = 0; i < order.size(); ++i)
-    if (!search.AddPiece(order[i].component, std::rand() % 2, places[i])) return 0;
-  height = search.max_y();
-  return 1;
+  return find_a_placement(search, order, places, kDrawn, height);
 }
 
 // The fixed pass and the random ones; 1 when any succeeded, of which the lowest result is then stored in

@@ -41,38 +41,21 @@ bool MayStandInKey(char c) {
 // mistake.
 void CheckKeys(std::string_view text) {
   int parts = 1;
-  std::size_t line_begin = 0;
-  toml::source_index line = 1;
-  for (std::size_t at = 0; at < text.size();) {
+  for (std::size_t at = 0; at < text.size(); ++at) {
     const char c = text[at];
     if (c == '"' || c == '\'') {
-      const std::size_t end = EndOfString(text, at);
-      for (; at < end; ++at) {
-        if (text[at] == '\n') {
-          ++line;
-          line_begin = at + 1;
-        }
-      }
-      continue;
+      at = EndOfString(text, at) - 1;
+    } else if (c == '#') {
+      at = std::min(text.find('\n', at), text.size()) - 1;
+    } else if (c != '.') {
+      if (!MayStandInKey(c)) parts = 1;
+    } else if (++parts > kMostKeyParts) {
+      const std::string_view before = text.substr(0, at);
+      const toml::source_position where{
+          static_cast<toml::source_index>(std::count(before.begin(), before.end(), '\n') + 1),
+          static_cast<toml::source_index>(at - before.rfind('\n'))};  // npos + 1 is 0
+      throw TomlMistake{{where, where, nullptr}, fmt::format("a key has more than {} parts", kMostKeyParts)};
     }
-    if (c == '#') {
-      at = std::min(text.find('\n', at), text.size());
-      continue;
-    }
-    if (c == '.') {
-      if (++parts > kMostKeyParts) {
-        const toml::source_position where{line, static_cast<toml::source_index>(at - line_begin + 1)};
-        throw TomlMistake{{where, where, nullptr},
-                          fmt::format("a key has more than {} parts", kMostKeyParts)};
-      }
-    } else if (!MayStandInKey(c)) {
-      parts = 1;
-    }
-    if (c == '\n') {
-      ++line;
-      line_begin = at + 1;
-    }
-    ++at;
   }
 }
 

@@ -9,14 +9,7 @@
 namespace trqprep {
 
 const char* SeverityName(Severity severity) {
-  switch (severity) {
-    case Severity::kNote:
-      return "note";
-    case Severity::kWarning:
-      return "warning";
-    default:
-      return "error";
-  }
+  return severity == Severity::kNote ? "note" : severity == Severity::kWarning ? "warning" : "error";
 }
 
 Message Finding(Code code, const std::string& file, const std::string& text) {
@@ -24,14 +17,12 @@ Message Finding(Code code, const std::string& file, const std::string& text) {
 }
 
 Json MessageToJson(const Message& message) {
-  Json json;
-  json["code"] = RowOf(message.code).text;
-  json["severity"] = SeverityName(message.severity);
-  json["file"] = message.file.empty() ? Json(nullptr) : TextToJson(message.file);
-  json["where"] = message.where;
-  json["text"] = TextToJson(message.text);
-  json["hint"] = TextToJson(message.hint);
-  return json;
+  return {{"code", RowOf(message.code).text},
+          {"severity", SeverityName(message.severity)},
+          {"file", message.file.empty() ? Json() : TextToJson(message.file)},
+          {"where", message.where},
+          {"text", TextToJson(message.text)},
+          {"hint", TextToJson(message.hint)}};
 }
 
 std::string OneLine(const std::string& text) {
@@ -53,24 +44,16 @@ std::string XmlText(const std::string& text) {
     // The longest well-formed character at this place, or none.
     std::size_t length = 1;
     while (length <= 4 && i + length <= text.size() && !IsUtf8(text.substr(i, length))) ++length;
-    if (length > 4 || i + length > text.size()) {
-      out += "\xEF\xBF\xBD";
-      ++i;
-      continue;
-    }
     const char c = text[i];
-    if (c == '<') {
-      out += "&lt;";
-    } else if (c == '>') {
-      out += "&gt;";
-    } else if (c == '&') {
-      out += "&amp;";
-    } else if (c == '"') {
-      out += "&quot;";
-    } else if (static_cast<unsigned char>(c) < 0x20) {
+    if (length > 4 || i + length > text.size() || static_cast<unsigned char>(c) < 0x20) {
       out += "\xEF\xBF\xBD";
+      length = 1;
     } else {
-      out += text.substr(i, length);
+      out += c == '<'   ? "&lt;"
+             : c == '>' ? "&gt;"
+             : c == '&' ? "&amp;"
+             : c == '"' ? "&quot;"
+                        : text.substr(i, length);
     }
     i += length;
   }
