@@ -74,41 +74,34 @@ CString2::operator const char*() const { return text_->data(); }
 
 int CString2::IsEmpty() const { return (*text_)[0] == '\0'; }
 
-// Stores formatted text after replacing the buffer by one of `replacement` bytes when `needed` reaches the
-// capacity. Text that is longer still gets the room it takes.
-void CString2::StoreFormatted(const std::vector<char>& formatted, int32_t needed, int32_t replacement) {
+// Stores formatted text after replacing the buffer by one with headroom when `needed` reaches the capacity.
+// Text that is longer still gets the room it takes.
+void CString2::StoreFormatted(const std::vector<char>& formatted, int32_t needed) {
   if (needed >= capacity_) {
-    capacity_ = replacement;
+    capacity_ = needed + kHeadroom;
     text_ = NewBuffer(capacity_);
   }
   *this = formatted.data();
 }
 
-void CString2::Format(const char* fmt) {
-  const int32_t length = Length(fmt);
-  StoreFormatted(Formatted(fmt), length + kHeadroom, length + 2 * kHeadroom);
-}
+void CString2::Format(const char* fmt) { StoreFormatted(Formatted(fmt), Length(fmt) + kHeadroom); }
 
 void CString2::Format(const char* fmt, const char* a) {
-  const int32_t length = Length(fmt);
-  StoreFormatted(Formatted(fmt, Shown(a)), length + kHeadroom, length + 2 * kHeadroom);
+  StoreFormatted(Formatted(fmt, Shown(a)), Length(fmt) + kHeadroom);
 }
 
 void CString2::Format(const char* fmt, int a, int b) {
-  const int32_t length = Length(fmt);
-  StoreFormatted(Formatted(fmt, a, b), length + kHeadroom, length + 2 * kHeadroom);
+  StoreFormatted(Formatted(fmt, a, b), Length(fmt) + kHeadroom);
 }
 
 void CString2::Format(const char* fmt, float a, float b, float c, float d, float e, float f) {
-  const int32_t length = Length(fmt);
-  StoreFormatted(Formatted(fmt, a, b, c, d, e, f), length + kHeadroom, length + 2 * kHeadroom);
+  StoreFormatted(Formatted(fmt, a, b, c, d, e, f), Length(fmt) + kHeadroom);
 }
 
 void CString2::Format(const char* fmt, const char* a, const char* b) {
   a = Shown(a);
   b = Shown(b);
-  const int32_t needed = Length(fmt) + Length(a) + Length(b);
-  StoreFormatted(Formatted(fmt, a, b), needed, needed + kHeadroom);
+  StoreFormatted(Formatted(fmt, a, b), Length(fmt) + Length(a) + Length(b));
 }
 
 int CString2::ReverseFind(char c) const {

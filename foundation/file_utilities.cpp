@@ -1,7 +1,7 @@
 #include <cctype>
-#include <cmath>
 
 #include "foundation/checked_conversions.h"
+#include "foundation/vector3.h"
 #include "host/file_services.h"
 #include "trq/foundation.h"
 
@@ -51,13 +51,10 @@ float UTILITY::RoundFloat(float v, int coarse) {
 }
 
 void UTILITY::get_normal(const float a[3], const float b[3], const float c[3], float n[3]) {
-  double u[3], v[3];
-  for (int i = 0; i < 3; ++i) {
-    u[i] = static_cast<double>(a[i]) - c[i];
-    v[i] = static_cast<double>(b[i]) - c[i];
-  }
-  const double product[3] = {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
-  double length = std::sqrt(product[0] * product[0] + product[1] * product[1] + product[2] * product[2]);
+  const Vec product = Cross(Widen(a) - Widen(c), Widen(b) - Widen(c));
+  double length = Length(product);
   if (length == 0) length = 1;
-  for (int i = 0; i < 3; ++i) n[i] = static_cast<float>(product[i] / length);
+  n[0] = static_cast<float>(product.x / length);
+  n[1] = static_cast<float>(product.y / length);
+  n[2] = static_cast<float>(product.z / length);
 }

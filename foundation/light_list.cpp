@@ -27,12 +27,13 @@ LIGHT_ITEM* FindFrom(LIGHT_ITEM* item, int (*cmp)(void*, void*), void* key) {
   return item;
 }
 
-// The end of a list whose tail a join with an empty list left null.
-LIGHT_ITEM* RealTail(const LIGHT_LIST& list) {
-  if (list.tail) return list.tail;
-  LIGHT_ITEM* item = list.head;
-  while (item && item->next) item = item->next;
-  return item;
+// Puts items behind a list's end, which a join with an empty list may have left without a tail.
+void Attach(LIGHT_LIST& list, LIGHT_ITEM* items) {
+  LIGHT_ITEM* end = list.tail;
+  if (!end) {
+    for (end = list.head; end && end->next;) end = end->next;
+  }
+  (end ? end->next : list.head) = items;
 }
 
 }  // namespace
@@ -106,11 +107,7 @@ void LIGHT_LIST::clear() {
 void LIGHT_LIST::append(void* d) {
   LIGHT_ITEM* item = NewItem(d, nullptr);
   if (!item) return;
-  if (LIGHT_ITEM* end = RealTail(*this)) {
-    end->next = item;
-  } else {
-    head = item;
-  }
+  Attach(*this, item);
   tail = item;
 }
 
@@ -122,11 +119,7 @@ int LIGHT_LIST::length() const {
 
 void LIGHT_LIST::join(LIGHT_LIST* other) {
   if (!other || other == this) return;
-  if (LIGHT_ITEM* end = RealTail(*this)) {
-    end->next = other->head;
-  } else {
-    head = other->head;
-  }
+  Attach(*this, other->head);
   // Kept: an empty other leaves the tail null; append finds the real end again.
   tail = other->tail;
   other->head = nullptr;

@@ -1,19 +1,19 @@
+#include <cstring>
+
 #include "trq/foundation.h"
 
 void MATRICES::matmult(float R[4][4], const float A[4][4], const float B[4][4]) const {
   for (int j = 0; j < 4; ++j) {
     for (int i = 0; i < 4; ++i) {
       double sum = 0.0;
-      for (int k = 0; k < 4; ++k) sum += static_cast<double>(A[i][k]) * static_cast<double>(B[k][j]);
+      for (int k = 0; k < 4; ++k) sum += static_cast<double>(A[i][k]) * B[k][j];
       R[i][j] = static_cast<float>(sum);
     }
   }
 }
 
 void MATRICES::EquateMatrices(float D[4][4], const float S[4][4]) const {
-  for (int i = 0; i < 4; ++i) {
-    for (int j = 0; j < 4; ++j) D[i][j] = S[i][j];
-  }
+  std::memmove(D, S, 16 * sizeof(float));
 }
 
 void MATRICES::InitToIdentity(float M[4][4]) const { set_unit_matrix(M); }
@@ -27,7 +27,7 @@ void MATRICES::ExtractRotationMatrix(float R[3][3], const float M[4][4]) const {
 void MATRICES::MatVecMult3x3(float out[3][1], const float M[3][3], const float v[3][1]) const {
   for (int i = 0; i < 3; ++i) {
     double sum = 0.0;
-    for (int k = 0; k < 3; ++k) sum += static_cast<double>(M[i][k]) * static_cast<double>(v[k][0]);
+    for (int k = 0; k < 3; ++k) sum += static_cast<double>(M[i][k]) * v[k][0];
     out[i][0] = static_cast<float>(sum);
   }
 }

@@ -17,8 +17,8 @@ bool InWidenedExtent(double value, double first, double second, double tolerance
 // The direction of a-b as two floats, and p's foot on the line as a fraction of a-b.
 struct Foot {
   Foot(const PbVec2f& a, const PbVec2f& b, const PbVec2f& p)
-      : dx(static_cast<float>(static_cast<double>(b[0]) - static_cast<double>(a[0]))),
-        dy(static_cast<float>(static_cast<double>(b[1]) - static_cast<double>(a[1]))) {
+      : dx(static_cast<float>(static_cast<double>(b[0]) - a[0])),
+        dy(static_cast<float>(static_cast<double>(b[1]) - a[1])) {
     const double ax = a[0], ay = a[1], by = b[1], px = p[0], py = p[1];
     fraction = ((ay - by) * (ay - py) - (ax - px) * dx) / (dy * dy + dx * dx);
   }
@@ -35,7 +35,7 @@ double SquaredDistanceToFoot(const PbVec2f& a, const PbVec2f& p, const Foot& foo
 
 // Kept: the bearing runs from the +y axis towards +x (x is the first argument), which fixes the sense of
 // every angle made from it.
-double Bearing(const PbVec2f& v) { return std::atan2(static_cast<double>(v[0]), static_cast<double>(v[1])); }
+double Bearing(const PbVec2f& v) { return std::atan2(static_cast<double>(v[0]), v[1]); }
 
 bool IsOrigin(const PbVec2f& v) { return v[0] == 0.0f && v[1] == 0.0f; }
 
@@ -49,8 +49,8 @@ float interpolate(float x0, float y0, float x1, float y1, float x) {
 
 int operator==(const PbVec2f& a, const PbVec2f& b) {
   const double tolerance = PbVec2f::tolerance;
-  if (!(std::fabs(static_cast<double>(a[0]) - static_cast<double>(b[0])) < tolerance)) return 0;
-  return std::fabs(static_cast<double>(a[1]) - static_cast<double>(b[1])) < tolerance;
+  return std::fabs(static_cast<double>(a[0]) - b[0]) < tolerance &&
+         std::fabs(static_cast<double>(a[1]) - b[1]) < tolerance;
 }
 
 int nonparallel_intersection(const PbVec2f& a, const PbVec2f& b, const PbVec2f& c, const PbVec2f& d,
@@ -80,9 +80,9 @@ int touches(const PbVec2f& a, const PbVec2f& b, const PbVec2f& p, float tol) {
     if (!(p[i] >= std::min(a[i], b[i]) - tolerance && p[i] <= std::max(a[i], b[i]) + tolerance)) return 0;
   }
   const Foot foot(a, b, p);
-  if (!(foot.fraction >= 0.0)) return 0;  // also NaN: a segment without length is never touched
-  if (foot.fraction > 1.0) return 0;
-  return tolerance * tolerance > SquaredDistanceToFoot(a, p, foot, foot.fraction);
+  // NaN fails as well: a segment without length is never touched.
+  return foot.fraction >= 0.0 && foot.fraction <= 1.0 &&
+         tolerance * tolerance > SquaredDistanceToFoot(a, p, foot, foot.fraction);
 }
 
 float dist_sq(const PbVec2f& a, const PbVec2f& b, const PbVec2f& p) {

@@ -40,13 +40,11 @@ int TriangleBAG::num() const {
   return static_cast<int>(static_cast<int64_t>(current_block_) * block_size_ + count_in_block_);
 }
 
-R_TRIANGLE& TriangleBAG::operator[](int i) {
-  return blocks_[static_cast<std::size_t>(i / block_size_)][static_cast<std::size_t>(i % block_size_)];
-}
-
 const R_TRIANGLE& TriangleBAG::operator[](int i) const {
   return blocks_[static_cast<std::size_t>(i / block_size_)][static_cast<std::size_t>(i % block_size_)];
 }
+
+R_TRIANGLE& TriangleBAG::operator[](int i) { return const_cast<R_TRIANGLE&>(std::as_const(*this)[i]); }
 
 const R_TRIANGLE* TriangleBAG::run(int i, int& count) const {
   count = std::min(block_size_ - i % block_size_, num() - i);

@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "geometry/placed_points.h"
 #include "host/file_services.h"
 #include "trq/geometry.h"
 
@@ -8,7 +9,12 @@ using namespace trq::detail;
 
 namespace {
 
-constexpr double kInchesPerMillimetre = 0.03937008;
+template <class T>
+void Store(const float from[3], T* x, T* y, T* z) {
+  *x = from[0];
+  *y = from[1];
+  *z = from[2];
+}
 
 }  // namespace
 
@@ -66,30 +72,22 @@ int COMPONENT::file_write(CString path) {
 
 void COMPONENT::get_min(float* x, float* y, float* z) {
   make_extents_current();
-  *x = min[0];
-  *y = min[1];
-  *z = min[2];
+  Store(min, x, y, z);
 }
 
 void COMPONENT::get_min(double* x, double* y, double* z) {
   make_extents_current();
-  *x = min[0];
-  *y = min[1];
-  *z = min[2];
+  Store(min, x, y, z);
 }
 
 void COMPONENT::get_max(float* x, float* y, float* z) {
   make_extents_current();
-  *x = max[0];
-  *y = max[1];
-  *z = max[2];
+  Store(max, x, y, z);
 }
 
 void COMPONENT::get_max(double* x, double* y, double* z) {
   make_extents_current();
-  *x = max[0];
-  *y = max[1];
-  *z = max[2];
+  Store(max, x, y, z);
 }
 
 void COMPONENT::convert_to_inch() {

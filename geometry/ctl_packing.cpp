@@ -7,7 +7,7 @@
 namespace trq::detail {
 namespace {
 
-constexpr int kGroupIntegers = 32;
+using GroupIntegers = std::make_index_sequence<32>;
 constexpr int kMostBits = 31;
 
 // Integer I of a group: its bits go into one word or into two. No integer waits for the one before.
@@ -54,44 +54,28 @@ void UnpackGroups(const uint32_t* words, std::size_t groups, R_INT4* triangles, 
   }
 }
 
-using Pack = void (*)(const R_INT4*, std::size_t, uint32_t*);
-using Unpack = void (*)(const uint32_t*, std::size_t, R_INT4*);
+struct Codec {
+  void (*pack)(const R_INT4*, std::size_t, uint32_t*, GroupIntegers);
+  void (*unpack)(const uint32_t*, std::size_t, R_INT4*, GroupIntegers);
+};
 
 // Entry b - 1 works with b bits.
-template <std::size_t... B>
-constexpr std::array<Pack, kMostBits> PackersOf(std::index_sequence<B...>) {
-  return {[](const R_INT4* triangles, std::size_t groups, uint32_t* words) {
-    PackGroups<static_cast<int>(B) + 1>(triangles, groups, words, std::make_index_sequence<kGroupIntegers>());
-  }...};
+template <int... B>
+constexpr std::array<Codec, kMostBits> CodecsOf(std::integer_sequence<int, B...>) {
+  return {Codec{PackGroups<B + 1>, UnpackGroups<B + 1>}...};
 }
 
-template <std::size_t... B>
-constexpr std::array<Unpack, kMostBits> UnpackersOf(std::index_sequence<B...>) {
-  return {[](const uint32_t* words, std::size_t groups, R_INT4* triangles) {
-    UnpackGroups<static_cast<int>(B) + 1>(words, groups, triangles,
-                                          std::make_index_sequence<kGroupIntegers>());
-  }...};
-}
-
-constexpr std::array<Pack, kMostBits> kPackers = PackersOf(std::make_index_sequence<kMostBits>());
-constexpr std::array<Unpack, kMostBits> kUnpackers = UnpackersOf(std::make_index_sequence<kMostBits>());
+constexpr std::array<Codec, kMostBits> kCodecs = CodecsOf(std::make_integer_sequence<int, kMostBits>());
 
 }  // namespace
 
-int PackedBits(int32_t vertex_count) {
-  int bits = 0;
-  for (uint32_t largest = vertex_count > 1 ? static_cast<uint32_t>(vertex_count) - 1u : 0u; largest != 0;
-       largest >>= 1) {
-    ++bits;
-  }
-  return bits;
-}
+int PackedBits(int32_t vertex_count) { return BYTE_PACKER::bits_per_item(vertex_count); }
 
 uint64_t PackedWords(int bits, uint64_t integers) { return static_cast<uint64_t>(bits) * integers / 32 + 1; }
 
 std::size_t PackTriangles(const R_INT4* triangles, std::size_t count, int bits, uint32_t* words) {
   const std::size_t groups = count / kPackedGroup;
-  if (bits > 0) kPackers[static_cast<std::size_t>(bits - 1)](triangles, groups, words);
+  if (bits > 0) kCodecs[static_cast<std::size_t>(bits - 1)].pack(triangles, groups, words, {});
   uint32_t* next = words + groups * static_cast<std::size_t>(bits);
   // What is left of a group, held in a number of which fewer than 32 bits wait between two integers.
   uint64_t held = 0;
@@ -114,7 +98,7 @@ void UnpackTriangles(const uint32_t* words, std::size_t count, int bits, R_INT4*
   const std::size_t groups = count / kPackedGroup;
   std::size_t done = 0;
   if (bits > 0) {
-    kUnpackers[static_cast<std::size_t>(bits - 1)](words, groups, triangles);
+    kCodecs[static_cast<std::size_t>(bits - 1)].unpack(words, groups, triangles, {});
     done = groups * kPackedGroup;
     words += groups * static_cast<std::size_t>(bits);
   }

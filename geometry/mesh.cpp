@@ -12,16 +12,21 @@ namespace {
 
 constexpr double kRadiansPerDegree = 0.017453292;
 
-// Cosine and sine of a turn, rounded to float as the interface wants them before they meet a coordinate.
-struct Turn {
-  explicit Turn(float degrees) {
-    const double radians = degrees * kRadiansPerDegree;
-    cosine = static_cast<float>(std::cos(radians));
-    sine = static_cast<float>(std::sin(radians));
+// Turns coordinates u and v of every vertex; cosine and sine are rounded to float as the interface wants them
+// before they meet a coordinate. `sign` is that of the products with what stands in v.
+void Rotate(CTL& mesh, int u, int v, float degrees, double sign) {
+  const double radians = degrees * kRadiansPerDegree;
+  const double cosine = static_cast<float>(std::cos(radians)), sine = static_cast<float>(std::sin(radians));
+  const std::size_t count = UsedVertices(mesh);
+  for (std::size_t i = 0; i < count; ++i) {
+    PbVec3f& vertex = mesh.vertices_[i];
+    const double p = vertex[u], q = sign * vertex[v];
+    vertex[u] = static_cast<float>(p * cosine - q * sine);
+    vertex[v] = static_cast<float>(p * sine + q * cosine);
   }
-  double cosine;
-  double sine;
-};
+  mesh.header.sort_state = trq::sort_state::kUnsorted;
+  mesh.extents_valid = 0;
+}
 
 }  // namespace
 
@@ -68,10 +73,7 @@ void CTL::MoveFieldsFrom(CTL& other) noexcept {
   other.units = trq::units::kInch;
   other.name_[0] = '\0';
   other.extents_valid = 0;
-  for (int i = 0; i < 3; ++i) {
-    other.min[i] = 1e30f;
-    other.max[i] = -1e30f;
-  }
+  other.CTL::recalculate_extents();  // those of no vertices
 }
 
 char* CTL::suffix() {
@@ -123,48 +125,10 @@ void CTL::scale(float sx, float sy, float sz) {
   }
 }
 
-void CTL::rotateX(float degrees) {
-  const Turn turn(degrees);
-  const std::size_t count = UsedVertices(*this);
-  for (std::size_t i = 0; i < count; ++i) {
-    PbVec3f& vertex = vertices_[i];
-    const double y = vertex[1];
-    const double z = vertex[2];
-    vertex[1] = static_cast<float>(y * turn.cosine - z * turn.sine);
-    vertex[2] = static_cast<float>(y * turn.sine + z * turn.cosine);
-  }
-  header.sort_state = trq::sort_state::kUnsorted;
-  extents_valid = 0;
-}
-
-void CTL::rotateY(float degrees) {
-  const Turn turn(degrees);
-  const std::size_t count = UsedVertices(*this);
-  for (std::size_t i = 0; i < count; ++i) {
-    PbVec3f& vertex = vertices_[i];
-    const double x = vertex[0];
-    const double z = vertex[2];
-    vertex[0] = static_cast<float>(x * turn.cosine + z * turn.sine);
-    // Kept: z is negated as well, so a turn of zero degrees mirrors the mesh in z.
-    vertex[2] = static_cast<float>(x * turn.sine - z * turn.cosine);
-  }
-  header.sort_state = trq::sort_state::kUnsorted;
-  extents_valid = 0;
-}
-
-void CTL::rotateZ(float degrees) {
-  const Turn turn(degrees);
-  const std::size_t count = UsedVertices(*this);
-  for (std::size_t i = 0; i < count; ++i) {
-    PbVec3f& vertex = vertices_[i];
-    const double x = vertex[0];
-    const double y = vertex[1];
-    vertex[0] = static_cast<float>(x * turn.cosine - y * turn.sine);
-    vertex[1] = static_cast<float>(x * turn.sine + y * turn.cosine);
-  }
-  header.sort_state = trq::sort_state::kUnsorted;
-  extents_valid = 0;
-}
+void CTL::rotateX(float degrees) { Rotate(*this, 1, 2, degrees, 1); }
+// Kept: z is negated as well, so a turn of zero degrees mirrors the mesh in z.
+void CTL::rotateY(float degrees) { Rotate(*this, 0, 2, degrees, -1); }
+void CTL::rotateZ(float degrees) { Rotate(*this, 0, 1, degrees, 1); }
 
 void CTL::eliminate_degenerates() {
   int32_t count = static_cast<int32_t>(UsedTriangles(*this));

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "host/system.h"
 #include "trq/geometry.h"
 
 namespace trq::detail {
@@ -21,6 +22,14 @@ inline std::size_t UsedVertices(const CTL& mesh) {
 
 inline std::size_t UsedTriangles(const CTL& mesh) {
   return UsedCount(mesh.header.num_triangles, mesh.triangles_.size());
+}
+
+/// Room that is filled from its start to its end.
+template <class T>
+MeshArray<T> RoomToFill(std::size_t count) {
+  MeshArray<T> room = MeshArray<T>::ForOverwrite(count);
+  host::ExpectFilling(room.get(), count * sizeof(T));
+  return room;
 }
 
 /// Corner k = 0..2 of a triangle.

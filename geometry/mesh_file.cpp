@@ -9,6 +9,7 @@
 
 #include "foundation/bounded_read.h"
 #include "foundation/number_text.h"
+#include "foundation/vector3.h"
 #include "geometry/ctl_packing.h"
 #include "geometry/mesh_access.h"
 #include "geometry/mesh_output.h"
@@ -47,13 +48,8 @@ void ReverseWords(void* data, std::size_t word_count) {
   }
 }
 
-// The texts are the interface's.
-constexpr char kNoHeader[] = "Invalid CTL file - No header";
-constexpr char kWrongMagic[] = "Invalid CTL file - Invalid Magic Number";
-constexpr char kWrongCounts[] = "Invalid CTL file - - Wrong number of facets.";
-constexpr char kNoVertices[] = "Invalid CTL file - Cannot read vertex_array";
+// This and the other texts of failures are the interface's.
 constexpr char kPastEnd[] = "Invalid CTL file - Read past end of file";
-constexpr char kNoTriangles[] = "Invalid CTL file - Cannot read trangles_array";
 
 core::Error Failure(core::ByteSource& source, core::ErrorCode code, const char* text) {
   core::Error error{code, {}, text, 0};
@@ -70,8 +66,7 @@ bool ReadVertices(core::ByteSource& source, std::size_t count, MeshArray<PbVec3f
   MeshArray<PbVec3f> read;
   if (source.Remaining()) {
     piece = count;
-    read = MeshArray<PbVec3f>::ForOverwrite(count + 1);
-    host::ExpectFilling(read.get(), count * sizeof(PbVec3f));
+    read = RoomToFill<PbVec3f>(count + 1);
     read[count] = PbVec3f(0, 0, 0);
   }
   for (std::size_t done = 0; done < count; piece *= 2) {
@@ -103,14 +98,11 @@ core::Result<void> ReadTriangles(core::ByteSource& source, const CTL_HEADER& hea
   const std::size_t count = static_cast<std::size_t>(header.num_triangles);
   triangles.reset();
   if (bits == 0 && count > kMostTrianglesWithoutBits)
-    return Failure(source, core::ErrorCode::kTooLarge, kNoTriangles);
+    return Failure(source, core::ErrorCode::kTooLarge, "Invalid CTL file - Cannot read trangles_array");
   if (!ClaimFits(source, PackedWords(bits, 4 * count), sizeof(uint32_t)))
     return Failure(source, core::ErrorCode::kCutShort, kPastEnd);
   MeshArray<R_INT4> read;
-  if (source.Remaining()) {
-    read = MeshArray<R_INT4>::ForOverwrite(count);
-    host::ExpectFilling(read.get(), count * sizeof(R_INT4));
-  }
+  if (source.Remaining()) read = RoomToFill<R_INT4>(count);
 
   std::vector<uint32_t> words(
       static_cast<std::size_t>(PackedWords(bits, 4 * std::min(count, kBlockTriangles))));
@@ -144,21 +136,22 @@ core::Result<void> ReadCtlInto(core::ByteSource& source, CTL_HEADER& header, Mes
                                MeshArray<R_INT4>& triangles) {
   CTL_HEADER read;
   if (source.Read(static_cast<void*>(&read), sizeof read) != sizeof read)
-    return Failure(source, core::ErrorCode::kUnknownFormat, kNoHeader);
+    return Failure(source, core::ErrorCode::kUnknownFormat, "Invalid CTL file - No header");
   header = read;
   bool foreign = false;
   if (header.magic != kMagic) {
     // The header's text is reversed with the rest and stays so.
     ReverseWords(&header, sizeof header / 4);
-    if (header.magic != kMagic) return Failure(source, core::ErrorCode::kUnknownFormat, kWrongMagic);
+    if (header.magic != kMagic)
+      return Failure(source, core::ErrorCode::kUnknownFormat, "Invalid CTL file - Invalid Magic Number");
     foreign = true;
   }
   if (header.num_vertices < 1 || header.num_triangles < 1)
-    return Failure(source, core::ErrorCode::kBadCount, kWrongCounts);
+    return Failure(source, core::ErrorCode::kBadCount, "Invalid CTL file - - Wrong number of facets.");
 
   const std::size_t vertex_count = static_cast<std::size_t>(header.num_vertices);
   if (!ReadVertices(source, vertex_count, vertices))
-    return Failure(source, core::ErrorCode::kCutShort, kNoVertices);
+    return Failure(source, core::ErrorCode::kCutShort, "Invalid CTL file - Cannot read vertex_array");
   if (foreign) ReverseWords(vertices.get(), 3 * vertex_count);
 
   std::size_t index_end = 0;
@@ -389,8 +382,7 @@ int CTL::dumpctl() {
       text += "Normal    : ";
       AppendThree(text, normal.x, normal.y, normal.z);
       text += "[calculated]\nLength    : ";
-      const double x = normal.x, y = normal.y, z = normal.z;
-      AppendComputed(text, std::sqrt(x * x + y * y + z * z));
+      AppendComputed(text, Length(Widen(normal)));
       text += " \n\n";
       Drain(text, sink);
     }

@@ -5,6 +5,7 @@
 #include <new>
 #include <utility>
 
+#include "foundation/vector3.h"
 #include "geometry/mesh_access.h"
 #include "geometry/placed_points.h"
 #include "host/system.h"
@@ -17,17 +18,15 @@ namespace {
 
 struct Edge {
   Edge(const float from[3], const float to[3])
-      : x(static_cast<double>(to[0]) - from[0]),
-        y(static_cast<double>(to[1]) - from[1]),
-        z(static_cast<double>(to[2]) - from[2]),
-        squared_length(static_cast<float>(x * x + y * y + z * z)) {}
-  double x, y, z;
+      : direction(detail::Widen(to) - detail::Widen(from)),
+        squared_length(static_cast<float>(detail::Dot(direction, direction))) {}
+  detail::Vec direction;
   float squared_length;
 };
 
 // `side` starts where `base` does; its sign does not matter.
 float FromBase(const Edge& base, const Edge& side) {
-  const double along = side.x * base.x + side.y * base.y + side.z * base.z;
+  const double along = detail::Dot(side.direction, base.direction);
   const double base_squared = base.squared_length;
   return static_cast<float>((side.squared_length - along * along / base_squared) * base_squared);
 }
@@ -40,9 +39,7 @@ float SquaredAreaOf(const MeshView& mesh, const R_INT4& triangle) {
 
 /// Six times the volume between the triangle and the origin.
 double SixfoldVolume(const float a[3], const float b[3], const float c[3]) {
-  const double bx = b[0], by = b[1], bz = b[2];
-  const double cx = c[0], cy = c[1], cz = c[2];
-  return a[0] * (by * cz - bz * cy) + a[1] * (bz * cx - bx * cz) + a[2] * (bx * cy - by * cx);
+  return detail::Dot(detail::Widen(a), detail::Cross(detail::Widen(b), detail::Widen(c)));
 }
 constexpr double kOneSixth = 0.16666667;
 
@@ -217,11 +214,10 @@ int CTL::Calculate_normals() {
   const std::size_t count = mesh.triangles.size();
   normals_.reset();
   try {
-    normals_ = trq::MeshArray<VECTOR>::ForOverwrite(count);
+    normals_ = RoomToFill<VECTOR>(count);
   } catch (const std::bad_alloc&) {
     return trq::mesh_io::kFailed;
   }
-  trq::host::ExpectFilling(normals_.get(), count * sizeof(VECTOR));
   // Kept: the header's count decides which indices pass, whatever is allocated.
   const int64_t largest_index = std::max(header.num_vertices, -1);
   return MakeNormals(mesh, largest_index, normals_) == count ? trq::mesh_io::kDone : trq::mesh_io::kFailed;
@@ -229,9 +225,7 @@ int CTL::Calculate_normals() {
 
 float CTL::areaX2sq(int i) {
   if (i < 0 || static_cast<std::size_t>(i) >= triangles_.size()) return 0;
-  const trq::core::MeshView mesh = view();
-  return trq::core::DoubledAreaSquared(mesh.Corner(nth(i), 0), mesh.Corner(nth(i), 1),
-                                       mesh.Corner(nth(i), 2));
+  return trq::core::SquaredAreaOf(view(), nth(i));
 }
 
 float CTL::areaX2sq(const float a[3], const float b[3], const float c[3]) {

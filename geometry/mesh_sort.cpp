@@ -2,6 +2,7 @@
 /// pairs move through the heap as the pointers would, comparisons and ties included, so the order is the
 /// same; but eight bytes lie where two far reads a comparison would be.
 #include <cstdint>
+#include <functional>
 #include <utility>
 #include <vector>
 
@@ -25,7 +26,8 @@ R_INT4 Rotated(const R_INT4& triangle, int first) {
 // Brings the first corner to the front for which no other stands before it, corner 0 last in line, and sorts
 // by that corner. not_after(a, b) and after(a, b) compare heights.
 template <class NotAfter, class After>
-void SortByHeight(CTL& mesh, NotAfter not_after, After after) {
+void SortByHeight(CTL& mesh, int32_t state, NotAfter not_after, After after) {
+  if (mesh.header.sort_state == state) return;
   const trq::core::MeshView view = mesh.view();
   const std::size_t count = view.triangles.size();
   std::vector<Height> heights(count);
@@ -47,6 +49,7 @@ void SortByHeight(CTL& mesh, NotAfter not_after, After after) {
   trq::MeshArray<R_INT4> sorted = trq::MeshArray<R_INT4>::ForOverwrite(count);
   for (std::size_t i = 0; i < count; ++i) sorted[i] = mesh.triangles_[heights[i].triangle];
   mesh.triangles_ = std::move(sorted);
+  mesh.header.sort_state = state;
 }
 
 }  // namespace
@@ -54,15 +57,9 @@ void SortByHeight(CTL& mesh, NotAfter not_after, After after) {
 // NaN heights compare false with everything, in the rotation and in the sort.
 
 void CTL::z_sort_ascending() {
-  if (header.sort_state == trq::sort_state::kAscending) return;
-  SortByHeight(
-      *this, [](float a, float b) { return a <= b; }, [](float a, float b) { return a > b; });
-  header.sort_state = trq::sort_state::kAscending;
+  SortByHeight(*this, trq::sort_state::kAscending, std::less_equal<float>(), std::greater<float>());
 }
 
 void CTL::z_sort_descending() {
-  if (header.sort_state == trq::sort_state::kDescending) return;
-  SortByHeight(
-      *this, [](float a, float b) { return a >= b; }, [](float a, float b) { return a < b; });
-  header.sort_state = trq::sort_state::kDescending;
+  SortByHeight(*this, trq::sort_state::kDescending, std::greater_equal<float>(), std::less<float>());
 }

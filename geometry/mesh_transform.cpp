@@ -12,7 +12,20 @@
 
 using namespace trq::detail;
 
-namespace {}  // namespace
+namespace {
+
+// The arrays but for the normals, and what the header says of them. The two meshes may be one.
+void CopyArrays(const CTL& from, CTL& to) {
+  const std::size_t triangle_count = UsedTriangles(from);
+  trq::MeshArray<PbVec3f> vertices = from.vertices_.Clone(UsedVertices(from), RoomOf(from.view()));
+  to.triangles_ = from.triangles_.Clone(triangle_count, triangle_count);
+  to.vertices_ = std::move(vertices);
+  to.header.num_vertices = from.header.num_vertices;
+  to.header.num_triangles = from.header.num_triangles;
+  to.header.units = from.header.units;
+}
+
+}  // namespace
 
 // Uses are counted first and then applied vertex by vertex: the applications to one vertex do not depend on
 // any other, and one pass over the vertices replaces three far writes a triangle.
@@ -36,16 +49,10 @@ void CTL::truncateVertices() {
 void CTL::copy(CTL* dst) {
   if (!dst || dst == this) return;
   const std::size_t triangle_count = UsedTriangles(*this);
-  trq::MeshArray<PbVec3f> vertices = vertices_.Clone(UsedVertices(*this), RoomOf(view()));
-  trq::MeshArray<R_INT4> triangles = triangles_.Clone(triangle_count, triangle_count);
   trq::MeshArray<VECTOR> normals;
   if (normals_) normals = normals_.Clone(triangle_count, triangle_count);
-  dst->vertices_ = std::move(vertices);
-  dst->triangles_ = std::move(triangles);
+  CopyArrays(*this, *dst);
   dst->normals_ = std::move(normals);
-  dst->header.num_vertices = header.num_vertices;
-  dst->header.num_triangles = header.num_triangles;
-  dst->header.units = header.units;
 }
 
 void trq::detail::AppendMesh(CTL_HEADER& header, MeshArray<PbVec3f>& vertices, MeshArray<R_INT4>& triangles,
@@ -110,28 +117,20 @@ void CTL::mirror(CTL* dst, int axis, int mm_to_inch, float offset, COMPONENT_INF
   const double shift = mirrors ? static_cast<double>(offset) + R[25 + a] : 0.0;
   const double plane = mirrors ? 2.0 * R[22 + a] + shift : 0.0;
 
-  const std::size_t vertex_count = UsedVertices(*this);
-  const std::size_t triangle_count = UsedTriangles(*this);
-  trq::MeshArray<PbVec3f> vertices = vertices_.Clone(vertex_count, RoomOf(view()));
-  trq::MeshArray<R_INT4> triangles = triangles_.Clone(triangle_count, triangle_count);
+  CopyArrays(*this, *dst);
   if (mirrors) {
     float matrix[4][4];
     for (int i = 0; i < 16; ++i) matrix[i / 4][i % 4] = R[i];
     const PlacedPoints placed(matrix, mm_to_inch);
+    const std::size_t vertex_count = UsedVertices(*dst);
     for (std::size_t i = 0; i < vertex_count; ++i) {
-      PbVec3f p = placed.Point(vertices[i]);
+      PbVec3f& p = dst->vertices_[i];
+      p = placed.Point(p);
       p[a] = static_cast<float>(plane - p[a]);
-      vertices[i] = p;
     }
   }
-  const std::size_t turned = UsedCount(words[0], triangle_count);
-  for (std::size_t i = 0; i < turned; ++i) std::swap(triangles[i][0], triangles[i][1]);
-
-  dst->header.num_vertices = header.num_vertices;
-  dst->header.num_triangles = header.num_triangles;
-  dst->header.units = header.units;
-  dst->vertices_ = std::move(vertices);
-  dst->triangles_ = std::move(triangles);
+  const std::size_t turned = UsedCount(words[0], UsedTriangles(*dst));
+  for (std::size_t i = 0; i < turned; ++i) std::swap(dst->triangles_[i][0], dst->triangles_[i][1]);
 
   for (int k = 0; k < 4; ++k) dst_info->word(k + 2) = words[k];
   dst_info->word(6) = 0;

@@ -6,6 +6,9 @@
 
 namespace trq::detail {
 
+constexpr double kInchesPerMillimetre = 0.03937008;  ///< kept: a rounded reciprocal
+constexpr double kMillimetresPerInch = 25.4;
+
 /// Applies a row-major 4x4 matrix to columns (x, y, z, w). With `mm_to_inch` 1 the matrix is meant for inches
 /// while points are in millimetres: they are converted before the product and back after it, each step
 /// rounded to float. Any other value applies the matrix directly. A coordinate that is not a number comes out
@@ -42,9 +45,6 @@ class PlacedPoints {
   }
 
  private:
-  static constexpr double kInchesPerMillimetre = 0.03937008;
-  static constexpr double kMillimetresPerInch = 25.4;
-
   template <bool kInInches>
   void PlaceAs(float x, float y, float z, float w, float& placed_x, float& placed_y, float& placed_z) const {
     if constexpr (kInInches) {

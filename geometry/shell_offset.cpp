@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "foundation/number_text.h"
+#include "foundation/vector3.h"
 #include "geometry/facet_file.h"
 #include "geometry/facet_tree.h"
 #include "geometry/mesh_access.h"
@@ -36,20 +37,6 @@ constexpr double kCornerDistance = 1e-4;   // a point this near a corner lies on
 constexpr double kCosineTolerance = 1e-5;  // of angles seen from the corners
 constexpr double kNearestPlane = 1e-5;     // a plane this near the start of a push is not crossed
 
-// ---- points and directions in double ----
-
-struct Vec {
-  double x, y, z;
-};
-
-Vec Widen(const PbVec3f& p) { return {p[0], p[1], p[2]}; }
-Vec Widen(const VECTOR& v) { return {v.x, v.y, v.z}; }
-Vec operator-(const Vec& a, const Vec& b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
-double Dot(const Vec& a, const Vec& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
-double Length(const Vec& v) { return std::sqrt(Dot(v, v)); }
-Vec Cross(const Vec& a, const Vec& b) {
-  return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
-}
 PbVec3f Round(const Vec& v) {
   return PbVec3f(static_cast<float>(v.x), static_cast<float>(v.y), static_cast<float>(v.z));
 }
@@ -152,8 +139,7 @@ class Push {
 constexpr double kRounding = 4e-6;
 
 double LargestCoordinate(const PbVec3f& p) {
-  return std::max({std::fabs(static_cast<double>(p[0])), std::fabs(static_cast<double>(p[1])),
-                   std::fabs(static_cast<double>(p[2]))});
+  return std::max({std::fabs(p[0]), std::fabs(p[1]), std::fabs(p[2])});
 }
 
 /// A box outside of which no point is taken as lying on the triangle.
@@ -166,10 +152,9 @@ Bounds ReachOfTriangle(const MeshView& mesh, const R_INT4& triangle) {
   double largest = 0;
   Bounds box;
   for (int k = 0; k < 3; ++k) {
-    const double values[3] = {corners[0][k], corners[1][k], corners[2][k]};
-    box.low[k] = std::min({values[0], values[1], values[2]});
-    box.high[k] = std::max({values[0], values[1], values[2]});
-    if (std::isnan(values[0] + values[1] + values[2])) box.low[k] = std::numeric_limits<double>::quiet_NaN();
+    const float a = corners[0][k], b = corners[1][k], c = corners[2][k];
+    box.low[k] = std::isnan(a) || std::isnan(b) || std::isnan(c) ? NAN : std::min({a, b, c});
+    box.high[k] = std::max({a, b, c});
     largest = std::max(largest, LargestCoordinate(corners[k]));
     longest = std::max(longest, Length(Widen(corners[k]) - Widen(corners[(k + 1) % 3])));
   }

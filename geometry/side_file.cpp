@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "foundation/number_text.h"
+#include "geometry/placed_points.h"
 #include "trq/foundation.h"
 #include "trq/slice_contours.h"
 
@@ -58,7 +59,7 @@ std::string SideLine(const SideNumbers& numbers) {
 }
 
 PointMove::PointMove(const float (&after)[4][4], const float (&before)[4][4], int mm_to_inch, bool inverse)
-    : through_matrix_(true), scale_(mm_to_inch == 1 ? 25.4 : 1.0) {
+    : through_matrix_(true), scale_(mm_to_inch == 1 ? detail::kMillimetresPerInch : 1.0) {
   float current[4][4], previous[4][4], previous_inverse[4][4], move[4][4];
   std::memcpy(current, after, sizeof current);
   std::memcpy(previous, before, sizeof previous);

@@ -291,21 +291,19 @@ trq::core::Result<void> trq::core::WriteStlFacets(const MeshView& mesh, const St
 int CTL::SaveSTLHeader(FILE* f, int count) {
   if (!f) return 1;
   FileSink sink(f);
-  const std::string_view text = StlWriting().header;
-  FacetWriter(sink, 0).WriteHead(text.data(), text.size(), static_cast<uint32_t>(count));
+  static_cast<void>(trq::core::WriteStlHead(static_cast<uint32_t>(count), {}, sink));
   return 1;
 }
 
 int CTL::SaveModifiedCTLDataAsSTL(FILE* f, int mm_to_inch, float matrix[4][4]) {
   if (!f) return 0;
   FileSink sink(f);
-  FacetWriter out(sink, view().triangles.size());
   // Kept: the normal stays as it is, whatever the matrix does to the corners.
   StlWriting how;
   how.matrix = matrix;
   how.mm_to_inch = mm_to_inch;
   how.keep_normals = true;
-  WriteBinaryFacets(view(), how, out);
+  static_cast<void>(trq::core::WriteStlFacets(view(), how, sink));
   return 1;
 }
 

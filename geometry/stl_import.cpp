@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cmath>
 #include <cstdint>
@@ -8,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/bounded_read.h"
 #include "foundation/little_endian.h"
 #include "geometry/mesh_access.h"
 #include "geometry/mesh_transform.h"
@@ -26,6 +28,7 @@ using trq::core::ByteSource;
 using trq::core::FileSource;
 using trq::core::kStlFacetSize;
 using trq::core::kStlHeaderSize;
+using trq::core::MemorySource;
 using trq::core::Mesh;
 using trq::core::StlReport;
 using trq::core::StlSolid;
@@ -55,10 +58,9 @@ class MeshBuilder {
  public:
   MeshBuilder(std::size_t facet_count, float tolerance)
       : vertices_(std::max<std::size_t>(3 * facet_count, 1)),
-        triangles_(trq::MeshArray<R_INT4>::ForOverwrite(facet_count)),
+        triangles_(RoomToFill<R_INT4>(facet_count)),
         merger_(tolerance, static_cast<int32_t>(facet_count), vertices_.get()) {
     trq::host::ExpectFilling(vertices_.get(), vertices_.size() * sizeof(PbVec3f));
-    trq::host::ExpectFilling(triangles_.get(), triangles_.size() * sizeof(R_INT4));
   }
 
   void Add(const Facets& facets, std::size_t count) {
@@ -124,14 +126,6 @@ class RecordReader {
   std::vector<unsigned char> bytes_;
 };
 
-R_TRIANGLE BagRecord(const Facets& facets, std::size_t i) {
-  R_TRIANGLE record;
-  for (std::size_t k = 0; k < 3; ++k)
-    std::memcpy(&record.corner[k][0], facets.corners[3 * i + k].data(), sizeof(PbVec3f));
-  record.attribute = facets.attributes[i];
-  return record;
-}
-
 void TakeBagRecord(const R_TRIANGLE& record, Facets& facets, std::size_t i) {
   for (std::size_t k = 0; k < 3; ++k)
     std::memcpy(facets.corners[3 * i + k].data(), &record.corner[k], sizeof(PbVec3f));
@@ -169,19 +163,6 @@ int ReadRecords(Mesh& mesh, ByteSource& source, std::size_t count, float toleran
   return builder->MoveInto(mesh) ? trq::stl_import::kOk : trq::stl_import::kNotBuilt;
 }
 
-/// Moves the records that are there, `claimed` at most, into the bag. False when they are too many for it.
-bool ReadRecordsIntoBag(ByteSource& source, std::size_t claimed, TriangleBAG& bag) {
-  const auto facets = std::unique_ptr<Facets>(new Facets);
-  RecordReader reader(source, claimed);
-  while (const std::size_t got = reader.Next(*facets)) {
-    for (std::size_t i = 0; i < got; ++i) {
-      if (bag.num() == trq::core::kMostStlFacets) return false;
-      bag.append(BagRecord(*facets, i));
-    }
-  }
-  return true;
-}
-
 /// One binary solid; its counts go to the report, its text to the header as far as it comes.
 int ReadBinarySolid(ByteSource& source, bool accept_partial, float tolerance, Mesh& mesh, StlReport& report) {
   const std::optional<uint64_t> start = source.Position();
@@ -200,20 +181,23 @@ int ReadBinarySolid(ByteSource& source, bool accept_partial, float tolerance, Me
     return ReadRecords(mesh, source, static_cast<std::size_t>(present), tolerance);
   }
 
-  TriangleBAG bag(kBagBlocks, kBagBlockSize);
+  // Where the end of the source is not known, memory follows the bytes.
+  std::vector<std::array<unsigned char, kStlFacetSize>> records;
   solid.present = claimed;  // until it is known how many there are
-  if (!ReadRecordsIntoBag(source, static_cast<std::size_t>(claimed), bag)) return kTooManyFacets;
-  const int present = bag.num();
-  solid.present = present;
-  if (present < claimed) {
+  ReadItems(source, std::min<uint64_t>(static_cast<uint64_t>(claimed), trq::core::kMostStlFacets + 1),
+            records);
+  if (records.size() > static_cast<std::size_t>(trq::core::kMostStlFacets)) return kTooManyFacets;
+  solid.present = static_cast<int64_t>(records.size());
+  if (solid.present < claimed) {
     // A stream that failed is no shorter file.
     if (!accept_partial || source.failed()) return trq::stl_import::kFacetsMissing;
     // The records are at hand; what is left of going back to the solid's header to read them again is where
     // the stream stands afterwards. A stream that cannot go back cannot read the header a second time.
-    const uint64_t size = trq::core::BinaryStlSize(static_cast<uint64_t>(present));
+    const uint64_t size = trq::core::BinaryStlSize(records.size());
     if (!start || !source.Seek(*start + size)) return trq::stl_import::kNoHeader;
   }
-  return BuildFromBag(bag, tolerance, mesh) ? trq::stl_import::kOk : trq::stl_import::kNotBuilt;
+  MemorySource held({reinterpret_cast<const unsigned char*>(records.data()), records.size() * kStlFacetSize});
+  return ReadRecords(mesh, held, records.size(), tolerance);
 }
 
 /// ASCII to the end of the source.
@@ -295,8 +279,7 @@ Result<Mesh> ReadStl(ByteSource& source, const StlReading& how, StlReport* told)
     if (code == stl_import::kOk && source.failed()) code = stl_import::kFacetsMissing;
   }
   if (code != stl_import::kOk) return StlError(code);
-  mesh.normals = MeshArray<VECTOR>::ForOverwrite(MeshView(mesh).triangles.size());
-  host::ExpectFilling(mesh.normals.get(), mesh.normals.size() * sizeof(VECTOR));
+  mesh.normals = detail::RoomToFill<VECTOR>(MeshView(mesh).triangles.size());
   const Result<void> made = CalculateNormals(mesh, mesh.normals);
   if (!made) return made.error();
   return mesh;

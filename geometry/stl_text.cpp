@@ -18,6 +18,7 @@
 #include "geometry/stl_text.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstddef>
@@ -171,11 +172,18 @@ int TakeDigits(const char* p, uint64_t& digits) {
 }
 
 constexpr int kLargestPower = 22;  // the largest power of ten that is a double
-constexpr double kPowersOfTen[] = {
-    1e-22, 1e-21, 1e-20, 1e-19, 1e-18, 1e-17, 1e-16, 1e-15, 1e-14, 1e-13, 1e-12, 1e-11, 1e-10, 1e-9, 1e-8,
-    1e-7,  1e-6,  1e-5,  1e-4,  1e-3,  1e-2,  1e-1,  1e0,   1e1,   1e2,   1e3,   1e4,   1e5,   1e6,  1e7,
-    1e8,   1e9,   1e10,  1e11,  1e12,  1e13,  1e14,  1e15,  1e16,  1e17,  1e18,  1e19,  1e20,  1e21, 1e22};
-double PowerOfTen(int exponent) { return kPowersOfTen[exponent + kLargestPower]; }
+// All of these powers are exact, and so a quotient by one rounds to the double next to the negative power.
+constexpr auto kPowersOfTen = [] {
+  std::array<double, 2 * kLargestPower + 1> powers{};
+  double power = 1;
+  for (std::size_t i = 0; i <= kLargestPower; ++i, power *= 10) {
+    powers[kLargestPower + i] = power;
+    powers[kLargestPower - i] = 1 / power;
+  }
+  return powers;
+}();
+static_assert(kPowersOfTen[0] == 1e-22 && kPowersOfTen[3] == 1e-19 && kPowersOfTen[44] == 1e22);
+double PowerOfTen(int exponent) { return kPowersOfTen[static_cast<std::size_t>(exponent + kLargestPower)]; }
 
 /// The float next to digits * 10^exponent by one product in double; false when that cannot be sure.
 bool ConvertSurely(uint64_t digits, int exponent, float& value) {

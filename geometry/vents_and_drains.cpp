@@ -2,7 +2,10 @@
 
 #include <cmath>
 
+#include "foundation/vector3.h"
 #include "trq/geometry.h"
+
+using namespace trq::detail;
 
 namespace {
 
@@ -44,16 +47,11 @@ void CTL::FindVDTriangles(float m[][4]) {
 
   const trq::core::MeshView mesh = view();
   for (std::size_t i = 0; i < mesh.triangles.size(); ++i) {
-    const VECTOR normal = mesh.Normal(i);
-    double turned[3];
-    for (int row = 0; row < 3; ++row) {
-      turned[row] = static_cast<double>(m[row][0]) * normal.x + static_cast<double>(m[row][1]) * normal.y +
-                    static_cast<double>(m[row][2]) * normal.z;
-    }
-    turned[2] = static_cast<float>(turned[2]);
-    const double length = std::sqrt(turned[0] * turned[0] + turned[1] * turned[1] + turned[2] * turned[2]);
+    const Vec normal = Widen(mesh.Normal(i));
+    const double z = static_cast<float>(Dot(Widen(m[2]), normal));
+    const Vec turned = {Dot(Widen(m[0]), normal), Dot(Widen(m[1]), normal), z};
     // A normal of length zero gives NaN, which is in neither list.
-    const double cosine = turned[2] / length;
+    const double cosine = z / Length(turned);
     const int32_t triangle = static_cast<int32_t>(i);
     if (std::fabs(1.0 - cosine) < kCosineTolerance) {
       vents_and_drains.vent_triangles.push_back({triangle, 0});

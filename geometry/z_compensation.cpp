@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "foundation/vector3.h"
 #include "geometry/facet_file.h"
 #include "geometry/mesh_access.h"
 #include "geometry/mesh_output.h"
@@ -22,10 +23,8 @@ constexpr std::string_view kStlText = trq::core::StlWriting().header;
 void CopyPoint(float to[3], const float from[3]) { std::copy(from, from + 3, to); }
 
 double SquaredDistance(const float a[3], const float b[3]) {
-  const double x = static_cast<double>(a[0]) - b[0];
-  const double y = static_cast<double>(a[1]) - b[1];
-  const double z = static_cast<double>(a[2]) - b[2];
-  return x * x + y * y + z * z;
+  const Vec difference = Widen(a) - Widen(b);
+  return Dot(difference, difference);
 }
 
 /// The record at a facet index; null when the index is outside the mesh.

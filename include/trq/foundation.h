@@ -258,8 +258,10 @@ class TRQ_EXPORT BYTE_PACKER {
   /// Item i of the packed stream; moves the current position to it.
   int get_num(int i);
 
- private:
+  /// The width of n - 1; 0 for n of 1 and less.
   static int bits_per_item(int n);
+
+ private:
   int32_t word_ = 0;
   int32_t bit_ = 0;
   int32_t word_width_ = 32;
@@ -472,7 +474,7 @@ class TRQ_EXPORT CString2 {
   int CompareNoCase(const char* s) const;
 
  private:
-  void StoreFormatted(const std::vector<char>& formatted, int32_t needed, int32_t replacement);
+  void StoreFormatted(const std::vector<char>& formatted, int32_t needed);
   const char* CopyToScratch(int first, int count);
   std::shared_ptr<std::vector<char>> text_;
   int32_t capacity_ = 64;

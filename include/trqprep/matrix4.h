@@ -39,10 +39,18 @@ inline double Norm(const Point& a) { return std::sqrt(Dot(a, a)); }
 
 using Corners = std::array<Point, 3>;
 
-inline Corners CornersOf(const CTL& mesh, int facet) {
+template <class Index>
+Corners CornersOf(const CTL& mesh, Index facet) {
   const R_INT4& t = mesh.triangles()[facet];
   return {PointOf(mesh.vertices()[t[0]]), PointOf(mesh.vertices()[t[1]]), PointOf(mesh.vertices()[t[2]])};
 }
+
+/// Perpendicular to the facet, towards where its corners run counter-clockwise; its length is twice the area.
+inline Point NormalOf(const Corners& facet) {
+  return Cross(Minus(facet[1], facet[0]), Minus(facet[2], facet[0]));
+}
+/// Without an overflow or underflow on the way.
+double AreaOf(const Corners& facet);
 
 /// An axis-aligned box; empty until a point is added. Not-a-numbers are ignored.
 struct Box {

@@ -60,6 +60,9 @@ std::optional<Message> UnitsDoubt(const InputMesh& input, const std::array<doubl
 /// Warns of it.
 void WarnOfUnits(Observer& observer, const InputMesh& input, const std::array<double, 3>* vat_mm);
 
+/// Warns of a file that does not say its unit.
+void WarnOfUnknownUnits(Observer& observer, const std::string& path, Units taken);
+
 /// Scales the mesh to the wanted unit and labels it so.
 void ConvertUnits(InputMesh& input, Units wanted);
 

@@ -28,6 +28,8 @@ std::uint64_t WriteFile(const std::string& path, bool replace, const SinkWriter&
 void WriteMesh(Observer& observer, CTL& mesh, const std::string& path, MeshFormat format, bool replace,
                std::optional<std::int64_t> stamp = std::nullopt);
 
+/// "box", "size_mm" and "size_in" of a box in `units`, null each when it is empty.
+void DescribeBox(Json& data, const Box& box, Units units);
 /// "facets", "vertices", "box", "area", "volume", sizes in both units and the unit, as `info --json` has
 /// them.
 void DescribeMesh(Json& data, const InputMesh& input);

@@ -6,6 +6,8 @@
 #include <limits>
 #include <vector>
 
+#include "prep/meshes/facet_boxes.h"
+
 namespace trqprep {
 namespace {
 
@@ -70,11 +72,14 @@ int TurnToPoint(const Point& a, const Point& b, const Point& point, std::size_t 
   return (change > 0) - (change < 0);
 }
 
+/// Each axis and the two that follow it.
+constexpr std::size_t kAxes[3][3] = {{0, 1, 2}, {1, 2, 0}, {2, 0, 1}};
+
 /// 1 for a point before the facet (where its normal goes), -1 for one behind. The facet has an area.
 int Side(const Corners& facet, const Point& point) {
   const auto& [a, b, c] = facet;
   double value = 0, size = 0;
-  for (std::size_t k = 0, u = 1, v = 2; k < 3; u = v, v = k++) {
+  for (const auto& [k, u, v] : kAxes) {
     const double left = (b[u] - a[u]) * (c[v] - a[v]), right = (b[v] - a[v]) * (c[u] - a[u]);
     value += (left - right) * (point[k] - a[k]);
     size += (std::fabs(left) + std::fabs(right)) * std::fabs(point[k] - a[k]);
@@ -82,7 +87,7 @@ int Side(const Corners& facet, const Point& point) {
   if (const int sign = SureSign(value, size)) return sign;
   ExactSum sum;
   const auto add = [&sum](double sign, const Point& p, const Point& q, const Point& r) {
-    for (std::size_t k = 0, u = 1, v = 2; k < 3; u = v, v = k++) {
+    for (const auto& [k, u, v] : kAxes) {
       sum.AddProduct(sign * p[k], q[u], r[v]);
       sum.AddProduct(-sign * p[k], q[v], r[u]);
     }
@@ -92,28 +97,10 @@ int Side(const Corners& facet, const Point& point) {
   add(1, a, b, point);
   add(-1, a, b, c);
   if (const int sign = sum.Sign()) return sign;
-  for (std::size_t k = 0; k < 3; ++k) {
-    if (const int sign = Turn(a, b, c, (k + 1) % 3, (k + 2) % 3)) return sign;
+  for (const auto& [k, u, v] : kAxes) {
+    if (const int sign = Turn(a, b, c, u, v)) return sign;
   }
   return 0;
-}
-
-Box BoxOf(const Corners& facet) {
-  Box box{facet[0], facet[0]};
-  for (const Point& corner : facet) {
-    for (std::size_t k = 0; k < 3; ++k) {
-      box.min[k] = std::min(box.min[k], corner[k]);
-      box.max[k] = std::max(box.max[k], corner[k]);
-    }
-  }
-  return box;
-}
-
-bool Meet(const Box& a, const Box& b) {
-  for (std::size_t k = 0; k < 3; ++k) {
-    if (a.max[k] < b.min[k] || a.min[k] > b.max[k]) return false;
-  }
-  return true;
 }
 
 /// How much more often a surface winds around the end of a walk than around its start, by this facet of
@@ -154,7 +141,7 @@ bool MayTouch(const Corners& facet, const Box& box) {
   for (std::size_t s = 0; s < 3; ++s) {
     const Point &corner = from[s], &opposite = from[(s + 2) % 3];
     const Point side = Minus(facet[(s + 1) % 3], facet[s]);
-    for (std::size_t k = 0, u = 1, v = 2; k < 3; u = v, v = k++) {
+    for (const auto& [k, u, v] : kAxes) {
       const double a = side[u] * corner[v] - side[v] * corner[u];
       const double b = side[u] * opposite[v] - side[v] * opposite[u];
       const double reach = (half[u] + slack) * std::fabs(side[v]) + (half[v] + slack) * std::fabs(side[u]);

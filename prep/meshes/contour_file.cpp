@@ -7,16 +7,12 @@
 #include <cmath>
 
 #include "trqprep/mesh_writer.h"
+#include "trqprep/paths.h"
 
 namespace trqprep {
 namespace {
 
 constexpr char kHeaderEnd = 0x1A;
-
-std::string Upper(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  return text;
-}
 
 struct Word {
   std::size_t begin;
@@ -34,7 +30,7 @@ std::vector<Word> ValuesOf(const std::string& header, const std::string& key) {
     if (end - begin > 1 && header[begin] == '-' &&
         std::isalpha(static_cast<unsigned char>(header[begin + 1]))) {
       if (within) break;
-      within = Upper(header.substr(begin, end - begin)) == "-" + Upper(key);
+      within = Lower(header.substr(begin, end - begin)) == "-" + Lower(key);
     } else if (within) {
       values.push_back({begin, end});
     }
@@ -79,15 +75,10 @@ constexpr const char* kLayerParts[] = {
 }  // namespace
 
 bool LooksLikeSlc(const FileHead& file) {
-  const std::string_view head(file.head);
-  const std::size_t header_end = head.substr(0, slc::kMaxHeader + 1).find(kHeaderEnd);
-  if (header_end != std::string_view::npos) {
-    const std::string header(head.substr(0, header_end));
-    if (HeaderField(header, "SLCVER")) return true;
-  }
-  const std::size_t size = file.path.size();
-  return size >= 4 && Upper(file.path.substr(size - 4)) == ".SLC" && !LooksLikeCtl(file) &&
-         !LooksLikeStl(file);
+  const std::string head = file.head.substr(0, slc::kMaxHeader + 1);
+  const std::size_t header_end = head.find(kHeaderEnd);
+  if (header_end != std::string::npos && HeaderField(head.substr(0, header_end), "SLCVER")) return true;
+  return LowerExtension(file.path) == "slc" && !LooksLikeCtl(file) && !LooksLikeStl(file);
 }
 
 ContourFile ReadContours(Observer& observer, Units bare, const std::string& path) {
@@ -99,18 +90,16 @@ ContourFile ReadContours(Observer& observer, Units bare, const std::string& path
   if (!done) FailToRead(path, done.error().place, file.contours);
   file.end = input.Position().value_or(file.file_size);
 
-  const std::string unit = Upper(HeaderField(file.contours.header, "UNIT").value_or(""));
+  const std::string unit = Lower(HeaderField(file.contours.header, "UNIT").value_or(""));
   file.units_stated = true;
-  if (unit == "MM") {
+  if (unit == "mm") {
     file.units = Units::kMillimetre;
-  } else if (unit == "INCH" || unit == "IN" || unit == "INCHES") {
+  } else if (unit == "inch" || unit == "in" || unit == "inches") {
     file.units = Units::kInch;
   } else {
     file.units = bare;
     file.units_stated = false;
-    observer.Warn(Message(Code::kUnitsUnknown, path,
-                          fmt::format("the file does not say its unit; taken as {}", UnitsName(file.units)))
-                      .Hint("--units mm or --units in says which it is"));
+    WarnOfUnknownUnits(observer, path, file.units);
   }
   const auto& reserved = file.contours.reserved;
   const auto used = std::find_if(reserved.begin(), reserved.end(), [](auto b) { return b != 0; });
@@ -232,23 +221,7 @@ void DescribeContours(Json& data, const ContourFile& file, const ContourSummary&
   data["units_stated"] = file.units_stated;
   data["file_size"] = file.file_size;
   data["header"] = TextToJson(file.contours.header);
-  if (summary.box.Empty()) {
-    data["box"] = nullptr;
-    data["size_mm"] = nullptr;
-    data["size_in"] = nullptr;
-  } else {
-    Json lower = Json::array(), upper = Json::array(), size_mm = Json::array(), size_in = Json::array();
-    for (std::size_t k = 0; k < 3; ++k) {
-      lower.push_back(NumberToJson(static_cast<float>(summary.box.min[k])));
-      upper.push_back(NumberToJson(static_cast<float>(summary.box.max[k])));
-      const double side = summary.box.Size()[k];
-      size_mm.push_back(NumberToJson(side * UnitsFactor(file.units, Units::kMillimetre)));
-      size_in.push_back(NumberToJson(side * UnitsFactor(file.units, Units::kInch)));
-    }
-    data["box"] = Json{{"min", lower}, {"max", upper}};
-    data["size_mm"] = size_mm;
-    data["size_in"] = size_in;
-  }
+  DescribeBox(data, summary.box, file.units);
   data["layers"] = summary.layers.size();
   const std::vector<trq::SlcLayer>& layers = file.contours.layers;
   data["z"] = Json{{"first", NumberToJson(layers.front().z)}, {"end", NumberToJson(layers.back().z)}};

@@ -58,6 +58,11 @@ Matrix4 Compose(const Matrix4& then, const Matrix4& first) {
   return product;
 }
 
+double AreaOf(const Corners& facet) {
+  const Point normal = NormalOf(facet);
+  return std::hypot(normal[0], normal[1], normal[2]) / 2;
+}
+
 void Box::Add(const Point& point) {
   for (std::size_t i = 0; i < 3; ++i) {
     if (point[i] < min[i]) min[i] = point[i];

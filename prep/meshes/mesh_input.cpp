@@ -5,10 +5,12 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstring>
 #include <sstream>
 
 #include "trq/core/ctl.h"
 #include "trq/core/stl.h"
+#include "trqprep/paths.h"
 
 namespace trqprep {
 namespace {
@@ -22,24 +24,11 @@ using trq::core::StlReport;
 constexpr std::size_t kCtlHeaderSize = 256;
 constexpr std::size_t kCtlMagicOffset = 160;
 
+// 0 where there is none.
 std::int32_t WordAt(const std::string& bytes, std::size_t offset) {
-  std::uint32_t word = 0;
-  for (std::size_t i = 0; i < 4 && offset + i < bytes.size(); ++i) {
-    word |= static_cast<std::uint32_t>(static_cast<unsigned char>(bytes[offset + i])) << (8 * i);
-  }
-  return static_cast<std::int32_t>(word);
-}
-
-std::string Lower(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text;
-}
-
-std::string LowerExtension(const std::string& path) {
-  const std::size_t dot = path.rfind('.');
-  const std::size_t slash = path.rfind('/');
-  if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return {};
-  return Lower(path.substr(dot + 1));
+  std::int32_t word = 0;
+  if (bytes.size() >= offset + sizeof word) std::memcpy(&word, &bytes[offset], sizeof word);
+  return word;
 }
 
 // The first word between blanks, as an import of text STL sees it: a tab is part of a word. Lower case.
@@ -82,12 +71,12 @@ std::uint64_t BadLine(const StlReport& report) {
 [[noreturn]] void FailStl(const FileHead& file, const trq::core::Error& error, const StlReport& report) {
   const std::string& path = file.path;
   if (error.code == ErrorCode::kTooLarge) {
-    Fail(ExitCode::kInput, Message(Code::kStlTooLarge, path, "holds more than 26 million facets")
-                               .Hint("simplify the part where it was made"));
+    FailInput(Code::kStlTooLarge, path, "holds more than 26 million facets",
+              "simplify the part where it was made");
   }
   if (error.code == ErrorCode::kBadNumber) FailNotANumber(path, error.place);
   if (file.size == 0) {
-    Fail(ExitCode::kInput, Message(Code::kStlEmpty, path, "is empty").Hint("export the part again"));
+    FailInput(Code::kStlEmpty, path, "is empty", "export the part again");
   }
   if (const std::uint64_t line = BadLine(report)) {
     Fail(ExitCode::kInput,
@@ -99,19 +88,16 @@ std::uint64_t BadLine(const StlReport& report) {
   }
   const bool says_solid = file.head.compare(0, 5, "solid") == 0;
   if (error.code == ErrorCode::kUnknownFormat) {
-    Message message(
-        Code::kStlHeader, path,
-        fmt::format("{} bytes are too few for the 80-byte header of a binary STL file", file.size));
     if (says_solid) {
-      message = Message(Code::kStlEmpty, path, "ASCII STL without a facet line after the first");
-      message.Hint("the second line must begin with 'facet', after blanks only");
+      FailInput(Code::kStlEmpty, path, "ASCII STL without a facet line after the first",
+                "the second line must begin with 'facet', after blanks only");
     }
-    Fail(ExitCode::kInput, message);
+    FailInput(Code::kStlHeader, path,
+              fmt::format("{} bytes are too few for the 80-byte header of a binary STL file", file.size));
   }
   if (error.code == ErrorCode::kNoSurface) {
-    Fail(ExitCode::kInput,
-         Message(Code::kStlUnjoined, path, "no two facets share a corner, so this is no surface")
-             .Hint("a file of a single facet is refused too"));
+    FailInput(Code::kStlUnjoined, path, "no two facets share a corner, so this is no surface",
+              "a file of a single facet is refused too");
   }
   const std::int64_t announced = report.solids.front().announced;
   if (error.code == ErrorCode::kBadCount) {
@@ -214,9 +200,7 @@ void ReadCtl(Observer& observer, const ReadOptions& options, InputFile& file, In
     input.units_stated = true;
     return;
   }
-  observer.Warn(Message(Code::kUnitsUnknown, input.path,
-                        fmt::format("the file does not say its unit; taken as {}", UnitsName(options.units)))
-                    .Hint("--units mm or --units in says which it is"));
+  WarnOfUnknownUnits(observer, input.path, options.units);
   input.mesh->SetUnits(UnitsCode(options.units));
 }
 
@@ -249,28 +233,16 @@ const char* MeshFormatName(MeshFormat format) {
 double InputMesh::volume() const {
   double sum = 0;
   for (int i = 0; i < mesh->num_triangles(); ++i) {
-    const R_INT4& t = mesh->triangles()[i];
-    const Point a = PointOf(mesh->vertices()[t[0]]);
-    const Point b = PointOf(mesh->vertices()[t[1]]);
-    const Point c = PointOf(mesh->vertices()[t[2]]);
-    sum += a[0] * (b[1] * c[2] - b[2] * c[1]) + a[1] * (b[2] * c[0] - b[0] * c[2]) +
-           a[2] * (b[0] * c[1] - b[1] * c[0]);
+    const auto [a, b, c] = CornersOf(*mesh, i);
+    sum += Dot(a, Cross(b, c));
   }
   return sum / 6;
 }
 
 double InputMesh::area() const {
   double sum = 0;
-  for (int i = 0; i < mesh->num_triangles(); ++i) {
-    const R_INT4& t = mesh->triangles()[i];
-    const Point a = PointOf(mesh->vertices()[t[0]]);
-    const Point b = PointOf(mesh->vertices()[t[1]]);
-    const Point c = PointOf(mesh->vertices()[t[2]]);
-    const Point u = {b[0] - a[0], b[1] - a[1], b[2] - a[2]};
-    const Point v = {c[0] - a[0], c[1] - a[1], c[2] - a[2]};
-    sum += std::hypot(u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]);
-  }
-  return sum / 2;
+  for (int i = 0; i < mesh->num_triangles(); ++i) sum += AreaOf(CornersOf(*mesh, i));
+  return sum;
 }
 
 bool LooksLikeCtl(const FileHead& file) {
@@ -298,7 +270,7 @@ InputMesh ReadMesh(Observer& observer, const ReadOptions& options, const std::st
   } else if (LooksLikeStl(file.head())) {
     ReadStl(observer, options, file, input);
   } else {
-    Fail(ExitCode::kInput, Message(Code::kInputUnknown, path, "is neither an STL nor a CTL file"));
+    FailInput(Code::kInputUnknown, path, "is neither an STL nor a CTL file");
   }
   if (input.mesh->num_triangles() < 1) {
     Message message(Code::kStlEmpty, path, "holds no facet");
@@ -345,6 +317,12 @@ std::optional<Message> UnitsDoubt(const InputMesh& input, const std::array<doubl
     message.Hint("is its unit right?");
   }
   return message.As(Severity::kWarning);
+}
+
+void WarnOfUnknownUnits(Observer& observer, const std::string& path, Units taken) {
+  observer.Warn(Message(Code::kUnitsUnknown, path,
+                        fmt::format("the file does not say its unit; taken as {}", UnitsName(taken)))
+                    .Hint("--units mm or --units in says which it is"));
 }
 
 void WarnOfUnits(Observer& observer, const InputMesh& input, const std::array<double, 3>* vat_mm) {

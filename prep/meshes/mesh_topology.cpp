@@ -3,55 +3,23 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <numeric>
 
 #include "prep/meshes/cavities.h"
+#include "prep/meshes/facet_edges.h"
 
 namespace trqprep {
 namespace {
 
 bool HasEqualIndices(const R_INT4& t) { return t[0] == t[1] || t[1] == t[2] || t[0] == t[2]; }
 
-/// One side of a facet, sorted so that the uses of an edge stand together.
-struct EdgeUse {
-  std::uint64_t edge;  ///< lower vertex number in the high half, higher one in the low half
-  int facet;
-  bool forward;  ///< from the lower vertex to the higher one
-};
-
-/// Sets of facets that grow together.
-class FacetSets {
- public:
-  explicit FacetSets(int count) : parent_(static_cast<std::size_t>(count)) {
-    std::iota(parent_.begin(), parent_.end(), 0);
-  }
-  int Find(int facet) {
-    while (parent_[static_cast<std::size_t>(facet)] != facet) {
-      int& parent = parent_[static_cast<std::size_t>(facet)];
-      parent = parent_[static_cast<std::size_t>(parent)];
-      facet = parent;
-    }
-    return facet;
-  }
-  void Join(int a, int b) {
-    a = Find(a);
-    b = Find(b);
-    // The lower number leads, so that a set is named by its first facet.
-    parent_[static_cast<std::size_t>(std::max(a, b))] = std::min(a, b);
-  }
-
- private:
-  std::vector<int> parent_;
-};
-
-void Count(std::int64_t& count, int& first, int facet) {
-  ++count;
-  if (first < 0 || facet < first) first = facet;
+void Count(std::int64_t& count, int& first, std::uint32_t facet) {
+  if (count++ == 0 || static_cast<int>(facet) < first) first = static_cast<int>(facet);
 }
 
 /// The point of triangle a, b, c that is nearest to p, by the regions of its corners, edges and inside (C.
 /// Ericson, Real-Time Collision Detection, 2005, 5.1.5).
-Point NearestOnTriangle(const Point& p, const Point& a, const Point& b, const Point& c) {
+Point NearestOnTriangle(const Point& p, const Corners& corners) {
+  const auto& [a, b, c] = corners;
   const auto along = [](const Point& from, const Point& direction, double t) {
     return Point{from[0] + t * direction[0], from[1] + t * direction[1], from[2] + t * direction[2]};
   };
@@ -81,61 +49,52 @@ Point NearestOnTriangle(const Point& p, const Point& a, const Point& b, const Po
 
 Topology AnalyseTopology(const CTL& mesh) {
   Topology topology;
-  const int facets = mesh.num_triangles();
+  const trq::Span<const R_INT4> triangles = mesh.view().triangles;
   std::vector<EdgeUse> uses;
-  uses.reserve(static_cast<std::size_t>(facets) * 3);
-  for (int facet = 0; facet < facets; ++facet) {
-    const R_INT4& triangle = mesh.triangles()[facet];
+  uses.reserve(triangles.size() * 3);
+  for (std::uint32_t facet = 0; facet < triangles.size(); ++facet) {
+    const bool equal_indices = HasEqualIndices(triangles[facet]);
     const Corners corners = CornersOf(mesh, facet);
-    const Point normal = Cross(Minus(corners[1], corners[0]), Minus(corners[2], corners[0]));
-    if (HasEqualIndices(triangle) || Norm(normal) == 0) {
+    if (equal_indices || Norm(NormalOf(corners)) == 0)
       Count(topology.degenerate_facets, topology.first_degenerate_facet, facet);
-    }
-    if (HasEqualIndices(triangle)) continue;
-    for (int k = 0; k < 3; ++k) {
-      const auto from = static_cast<std::uint64_t>(triangle[k]);
-      const auto to = static_cast<std::uint64_t>(triangle[(k + 1) % 3]);
-      uses.push_back({std::min(from, to) << 32 | std::max(from, to), facet, from < to});
-    }
+    if (!equal_indices) AddEdges(triangles[facet], facet, uses);
   }
-  std::sort(uses.begin(), uses.end(), [](const EdgeUse& a, const EdgeUse& b) {
-    return a.edge != b.edge ? a.edge < b.edge : a.facet < b.facet;
-  });
+  SortEdges(uses);
 
-  FacetSets sets(facets);
-  std::vector<bool> open(static_cast<std::size_t>(facets), false);
+  FacetSets sets(triangles.size());
+  std::vector<bool> open(triangles.size(), false);
   for (std::size_t begin = 0, end = 0; begin < uses.size(); begin = end) {
+    const std::uint32_t facet = uses[begin].facet;
     int balance = 0;
     for (end = begin; end < uses.size() && uses[end].edge == uses[begin].edge; ++end) {
       balance += uses[end].forward ? 1 : -1;
-      sets.Join(uses[begin].facet, uses[end].facet);
+      sets.Join(facet, uses[end].facet);
     }
     const std::size_t count = end - begin;
-    const int facet = uses[begin].facet;
     if (count == 1) Count(topology.open_edges, topology.first_open_facet, facet);
     if (count > 2) Count(topology.crowded_edges, topology.first_crowded_facet, facet);
     if (count == 2 && balance != 0)
       Count(topology.misdirected_edges, topology.first_misdirected_facet, facet);
-    if (balance != 0) open[static_cast<std::size_t>(facet)] = true;
+    if (balance != 0) open[facet] = true;
   }
 
-  topology.surface_of_facet.assign(static_cast<std::size_t>(facets), -1);
-  for (int facet = 0; facet < facets; ++facet) {
-    if (HasEqualIndices(mesh.triangles()[facet])) continue;
-    int& surface_number = topology.surface_of_facet[static_cast<std::size_t>(sets.Find(facet))];
+  topology.surface_of_facet.assign(triangles.size(), -1);
+  for (std::uint32_t facet = 0; facet < triangles.size(); ++facet) {
+    if (HasEqualIndices(triangles[facet])) continue;
+    int& surface_number = topology.surface_of_facet[sets.Find(facet)];
     if (surface_number < 0) {
       surface_number = static_cast<int>(topology.surfaces.size());
       topology.surfaces.emplace_back();
       topology.surfaces.back().closed = true;
-      topology.surfaces.back().first_facet = facet;
+      topology.surfaces.back().first_facet = static_cast<int>(facet);
     }
-    topology.surface_of_facet[static_cast<std::size_t>(facet)] = surface_number;
+    topology.surface_of_facet[facet] = surface_number;
     Surface& surface = topology.surfaces[static_cast<std::size_t>(surface_number)];
     const Corners corners = CornersOf(mesh, facet);
     ++surface.facets;
     surface.volume += Dot(corners[0], Cross(corners[1], corners[2])) / 6;
     for (const Point& corner : corners) surface.box.Add(corner);
-    if (open[static_cast<std::size_t>(facet)]) surface.closed = false;
+    if (open[facet]) surface.closed = false;
   }
   FindCavities(mesh, topology);
   return topology;
@@ -143,11 +102,8 @@ Topology AnalyseTopology(const CTL& mesh) {
 
 double DistanceToMesh(const CTL& mesh, const Point& point) {
   double nearest = std::numeric_limits<double>::infinity();
-  for (int facet = 0; facet < mesh.num_triangles(); ++facet) {
-    const Corners corners = CornersOf(mesh, facet);
-    nearest =
-        std::min(nearest, Norm(Minus(point, NearestOnTriangle(point, corners[0], corners[1], corners[2]))));
-  }
+  for (int facet = 0; facet < mesh.num_triangles(); ++facet)
+    nearest = std::min(nearest, Norm(Minus(point, NearestOnTriangle(point, CornersOf(mesh, facet)))));
   return nearest;
 }
 

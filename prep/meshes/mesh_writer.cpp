@@ -6,6 +6,7 @@
 
 #include "trq/core/ctl.h"
 #include "trqprep/atomic_output.h"
+#include "trqprep/paths.h"
 
 namespace trqprep {
 namespace {
@@ -13,10 +14,10 @@ namespace {
 // After a failure of the library's own writers, which may have overwritten the reason.
 [[noreturn]] void FailToWrite(const std::string& path) {
   if (errno == 0 || errno == ENOTTY || errno == EINVAL) {
-    Fail(ExitCode::kOutput, Message(Code::kOutputShort, path, "could not be written completely")
-                                .Hint("is the disk full, or a size limit in force?"));
+    FailOutput(Code::kOutputShort, path, "could not be written completely",
+               "is the disk full, or a size limit in force?");
   }
-  Fail(ExitCode::kOutput, Message(Code::kOutputUnwritable, path, "cannot be written: " + SystemText(errno)));
+  FailOutput(Code::kOutputUnwritable, path, "cannot be written: " + SystemText(errno));
 }
 
 // Fills `path`, an existing file that is this tool's own, and returns how long it must be.
@@ -32,22 +33,15 @@ std::uint64_t WriteThrough(const std::string& path, const SinkWriter& write) {
   return static_cast<std::uint64_t>(size);
 }
 
-bool EndsWith(std::string text, const std::string& ending) {
-  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text.size() >= ending.size() &&
-         text.compare(text.size() - ending.size(), ending.size(), ending) == 0;
-}
-
 }  // namespace
 
 MeshFormat OutputFormat(const std::string& path, const std::string& stated) {
-  if (stated == "stl") return MeshFormat::kBinaryStl;
   if (stated == "stl-ascii") return MeshFormat::kAsciiStl;
-  if (stated == "ctl") return MeshFormat::kCtl;
-  if (EndsWith(path, ".stl")) return MeshFormat::kBinaryStl;
-  if (EndsWith(path, ".ctl")) return MeshFormat::kCtl;
-  Fail(ExitCode::kUsage, Message(Code::kUsage, path, "the name does not say the format of the output")
-                             .Hint("end it in .stl or .ctl, or say --to stl, --to stl-ascii or --to ctl"));
+  const std::string wanted = stated.empty() ? LowerExtension(path) : stated;
+  if (wanted == "stl") return MeshFormat::kBinaryStl;
+  if (wanted == "ctl") return MeshFormat::kCtl;
+  FailUsage(path, "the name does not say the format of the output",
+            "end it in .stl or .ctl, or say --to stl, --to stl-ascii or --to ctl");
 }
 
 std::uint64_t WriteFile(const std::string& path, bool replace, const SinkWriter& write) {
@@ -96,39 +90,36 @@ void WriteMesh(Observer& observer, CTL& mesh, const std::string& path, MeshForma
   observer.current_file.clear();
 }
 
+void DescribeBox(Json& data, const Box& box, Units units) {
+  for (const char* key : {"box", "size_mm", "size_in"}) data[key] = nullptr;
+  if (box.Empty()) return;
+  // The corners are floats and print as such.
+  Json lower = Json::array(), upper = Json::array(), size_mm = Json::array(), size_in = Json::array();
+  for (std::size_t k = 0; k < 3; ++k) {
+    lower.push_back(NumberToJson(static_cast<float>(box.min[k])));
+    upper.push_back(NumberToJson(static_cast<float>(box.max[k])));
+    const double side = box.Size()[k];
+    size_mm.push_back(NumberToJson(side * UnitsFactor(units, Units::kMillimetre)));
+    size_in.push_back(NumberToJson(side * UnitsFactor(units, Units::kInch)));
+  }
+  data["box"] = Json{{"min", lower}, {"max", upper}};
+  data["size_mm"] = size_mm;
+  data["size_in"] = size_in;
+}
+
 void DescribeMesh(Json& data, const InputMesh& input) {
   const CTL& mesh = *input.mesh;
   data["units"] = UnitsName(input.units);
   data["facets"] = mesh.num_triangles();
   data["vertices"] = mesh.num_vertices();
-  const Box box = input.box();
-  if (box.Empty()) {
-    data["box"] = nullptr;
-    data["size_mm"] = nullptr;
-    data["size_in"] = nullptr;
-  } else {
-    // The corners are floats and print as such.
-    Json lower = Json::array();
-    Json upper = Json::array();
-    Json size_mm = Json::array();
-    Json size_in = Json::array();
-    for (std::size_t i = 0; i < 3; ++i) {
-      lower.push_back(NumberToJson(static_cast<float>(box.min[i])));
-      upper.push_back(NumberToJson(static_cast<float>(box.max[i])));
-      size_mm.push_back(NumberToJson(box.Size()[i] * UnitsFactor(input.units, Units::kMillimetre)));
-      size_in.push_back(NumberToJson(box.Size()[i] * UnitsFactor(input.units, Units::kInch)));
-    }
-    data["box"] = Json{{"min", lower}, {"max", upper}};
-    data["size_mm"] = size_mm;
-    data["size_in"] = size_in;
-  }
+  DescribeBox(data, input.box(), input.units);
   data["area"] = NumberToJson(input.area());
   data["volume"] = NumberToJson(input.volume());
 }
 
 void RequireFacets(const CTL& mesh, const std::string& path, const char* what) {
   if (mesh.num_triangles() > 0) return;
-  Fail(ExitCode::kInput, Message(Code::kMeshEmpty, path, std::string(what) + " leaves no facet"));
+  FailInput(Code::kMeshEmpty, path, std::string(what) + " leaves no facet");
 }
 
 }  // namespace trqprep

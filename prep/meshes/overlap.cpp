@@ -8,77 +8,59 @@
 #include <memory>
 #include <numeric>
 
+#include "prep/meshes/facet_boxes.h"
+
 namespace trqprep {
 namespace {
 
-struct Vec2 {
-  double x = 0;
-  double y = 0;
-};
-
-Vec2 operator-(Vec2 a, Vec2 b) { return {a.x - b.x, a.y - b.y}; }
-double Dot(Vec2 a, Vec2 b) { return a.x * b.x + a.y * b.y; }
-
-using Facet = std::array<Vec2, 3>;
-
-Facet FacetOf(const PlacedShape& shape, int index) {
-  Facet facet;
-  for (int k = 0; k < 3; ++k) {
-    const PbVec3f& v = shape.vertices[shape.triangles[index][k]];
-    facet[static_cast<std::size_t>(k)] = {v[0], v[1]};
+// Seen from above: at height 0, and so is everything below.
+Corners FacetOf(const PlacedShape& shape, int index) {
+  Corners facet;
+  for (std::size_t k = 0; k < 3; ++k) {
+    const PbVec3f& v = shape.vertices[shape.triangles[index][static_cast<int>(k)]];
+    facet[k] = {v[0], v[1], 0};
   }
   return facet;
 }
 
-struct Rectangle {
-  double x0 = std::numeric_limits<double>::infinity();
-  double y0 = std::numeric_limits<double>::infinity();
-  double x1 = -std::numeric_limits<double>::infinity();
-  double y1 = -std::numeric_limits<double>::infinity();
-
-  void Add(Vec2 p) {
-    x0 = std::min(x0, p.x);
-    y0 = std::min(y0, p.y);
-    x1 = std::max(x1, p.x);
-    y1 = std::max(y1, p.y);
+std::vector<Box> BoxesOf(const std::vector<PlacedShape>& shapes) {
+  std::vector<Box> boxes(shapes.size());
+  for (std::size_t s = 0; s < shapes.size(); ++s) {
+    for (int i = 0; i < shapes[s].facets; ++i) boxes[s].Add(BoxOf(FacetOf(shapes[s], i)));
   }
-  void Add(const Rectangle& r) {
-    x0 = std::min(x0, r.x0);
-    y0 = std::min(y0, r.y0);
-    x1 = std::max(x1, r.x1);
-    y1 = std::max(y1, r.y1);
+  return boxes;
+}
+
+// How far the boxes reach into each other along the axis where that is least; below 0 when apart.
+double Reach(const Box& a, const Box& b) {
+  double least = std::numeric_limits<double>::infinity();
+  for (std::size_t k = 0; k < 2; ++k) least = std::min({least, a.max[k] - b.min[k], b.max[k] - a.min[k]});
+  return least;
+}
+
+Box Shared(const Box& a, const Box& b) {
+  Box shared;
+  for (std::size_t k = 0; k < 3; ++k) {
+    shared.min[k] = std::max(a.min[k], b.min[k]);
+    shared.max[k] = std::min(a.max[k], b.max[k]);
   }
-  bool Meets(const Rectangle& r) const { return x0 <= r.x1 && r.x0 <= x1 && y0 <= r.y1 && r.y0 <= y1; }
-};
-
-Rectangle RectangleOf(const Facet& facet) {
-  Rectangle r;
-  for (const Vec2 p : facet) r.Add(p);
-  return r;
+  return shared;
 }
 
-Rectangle RectangleOf(const PlacedShape& shape) {
-  Rectangle r;
-  for (int i = 0; i < shape.facets; ++i) r.Add(RectangleOf(FacetOf(shape, i)));
-  return r;
-}
-
-// How far the rectangles reach into each other along the axis where that is least; below 0 when apart.
-double Reach(const Rectangle& a, const Rectangle& b) {
-  return std::min(std::min(a.x1 - b.x0, b.x1 - a.x0), std::min(a.y1 - b.y0, b.y1 - a.y0));
-}
-
-double SquaredGap(const Rectangle& a, const Rectangle& b) {
-  const double dx = std::max({0.0, a.x0 - b.x1, b.x0 - a.x1});
-  const double dy = std::max({0.0, a.y0 - b.y1, b.y0 - a.y1});
-  return dx * dx + dy * dy;
+double SquaredGap(const Box& a, const Box& b) {
+  double sum = 0;
+  for (std::size_t k = 0; k < 2; ++k) {
+    const double gap = std::max({0.0, a.min[k] - b.max[k], b.min[k] - a.max[k]});
+    sum += gap * gap;
+  }
+  return sum;
 }
 
 // How far the facets must move to come apart: the least reach along the normals of their sides. Zero or
 // less when they are apart. A facet seen edge-on is a segment and has one direction of normal only.
-double Depth(const Facet& a, const Facet& b) {
+double Depth(const Corners& a, const Corners& b) {
   double least = std::numeric_limits<double>::infinity();
-  const auto try_axis = [&](Vec2 axis) {
+  const auto try_axis = [&](const Point& axis) {
     double a0 = Dot(axis, a[0]), a1 = a0, b0 = Dot(axis, b[0]), b1 = b0;
     for (std::size_t k = 1; k < 3; ++k) {
       const double pa = Dot(axis, a[k]), pb = Dot(axis, b[k]);
@@ -89,17 +71,17 @@ double Depth(const Facet& a, const Facet& b) {
     }
     least = std::min(least, std::min(a1 - b0, b1 - a0));
   };
-  for (const Facet* facet : {&a, &b}) {
+  for (const Corners* facet : {&a, &b}) {
     for (std::size_t k = 0; k < 3; ++k) {
-      const Vec2 side = (*facet)[(k + 1) % 3] - (*facet)[k];
-      const double length = std::hypot(side.x, side.y);
-      if (length > 0) try_axis({-side.y / length, side.x / length});
+      const Point side = Minus((*facet)[(k + 1) % 3], (*facet)[k]);
+      const double length = std::hypot(side[0], side[1]);
+      if (length > 0) try_axis({-side[1] / length, side[0] / length, 0});
       if (least <= 0) return least;
     }
   }
   if (std::isinf(least)) {  // two points
-    try_axis({1, 0});
-    try_axis({0, 1});
+    try_axis({1, 0, 0});
+    try_axis({0, 1, 0});
   }
   return least;
 }
@@ -107,12 +89,12 @@ double Depth(const Facet& a, const Facet& b) {
 // The facets of one shape, sorted into the cells of a grid over a region.
 class FacetGrid {
  public:
-  FacetGrid(const PlacedShape& shape, const std::vector<int>& facets, const Rectangle& region)
+  FacetGrid(const PlacedShape& shape, const std::vector<int>& facets, const Box& region)
       : region_(region), facets_(facets) {
     const double side = std::sqrt(static_cast<double>(facets.size()));
     cells_ = static_cast<int>(std::clamp(side, 1.0, 512.0));
-    width_ = (region.x1 - region.x0) / cells_;
-    height_ = (region.y1 - region.y0) / cells_;
+    width_ = (region.max[0] - region.min[0]) / cells_;
+    height_ = (region.max[1] - region.min[1]) / cells_;
     // Two passes over the facets: count, then fill.
     starts_.assign(static_cast<std::size_t>(cells_) * static_cast<std::size_t>(cells_) + 1, 0);
     for (const int facet : facets) {
@@ -129,7 +111,7 @@ class FacetGrid {
 
   /// Calls `visit` once with every facet that shares a cell with this one, until it returns true.
   template <class Visit>
-  bool ForNeighbours(const Facet& facet, Visit visit) {
+  bool ForNeighbours(const Corners& facet, Visit visit) {
     ++round_;
     bool done = false;
     ForCells(facet, [&](std::size_t cell) {
@@ -143,40 +125,39 @@ class FacetGrid {
   }
 
  private:
-  int Column(double x) const { return Index(x - region_.x0, width_); }
-  int Row(double y) const { return Index(y - region_.y0, height_); }
+  int Column(double x) const { return Index(x - region_.min[0], width_); }
+  int Row(double y) const { return Index(y - region_.min[1], height_); }
   int Index(double offset, double size) const {
     return size > 0 ? static_cast<int>(std::clamp(offset / size, 0.0, cells_ - 1.0)) : 0;
   }
 
   // The cells that the facet may touch: for each row, those between the ends of its part in that row.
   template <class Use>
-  void ForCells(const Facet& facet, Use use) const {
-    const Rectangle box = RectangleOf(facet);
-    if (!box.Meets(region_)) return;
-    const int last_row = Row(box.y1);
+  void ForCells(const Corners& facet, Use use) const {
+    const Box box = BoxOf(facet);
+    if (!Meet(box, region_)) return;
+    const int last_row = Row(box.max[1]);
     // Cell borders are computed, so a hair is added on both sides.
-    const double hair = 1e-9 * (height_ + std::max(std::fabs(region_.y0), std::fabs(region_.y1)));
-    for (int row = Row(box.y0); row <= last_row; ++row) {
+    const double hair = 1e-9 * (height_ + std::max(std::fabs(region_.min[1]), std::fabs(region_.max[1])));
+    for (int row = Row(box.min[1]); row <= last_row; ++row) {
       const double low =
-          row == 0 ? -std::numeric_limits<double>::infinity() : region_.y0 + row * height_ - hair;
+          row == 0 ? -std::numeric_limits<double>::infinity() : region_.min[1] + row * height_ - hair;
       const double high = row == cells_ - 1 ? std::numeric_limits<double>::infinity()
-                                            : region_.y0 + (row + 1) * height_ + hair;
+                                            : region_.min[1] + (row + 1) * height_ + hair;
       double left = std::numeric_limits<double>::infinity();
       double right = -left;
       for (std::size_t k = 0; k < 3; ++k) {
-        const Vec2 p = facet[k];
-        const Vec2 q = facet[(k + 1) % 3];
-        if (std::max(p.y, q.y) < low || std::min(p.y, q.y) > high) continue;
-        for (const double y : {std::clamp(p.y, low, high), std::clamp(q.y, low, high)}) {
-          const double t = q.y == p.y ? 0 : (y - p.y) / (q.y - p.y);
-          const double x = p.x + t * (q.x - p.x);
+        const Point &p = facet[k], &q = facet[(k + 1) % 3];
+        if (std::max(p[1], q[1]) < low || std::min(p[1], q[1]) > high) continue;
+        for (const double y : {std::clamp(p[1], low, high), std::clamp(q[1], low, high)}) {
+          const double t = q[1] == p[1] ? 0 : (y - p[1]) / (q[1] - p[1]);
+          const double x = p[0] + t * (q[0] - p[0]);
           left = std::min(left, x);
           right = std::max(right, x);
         }
-        if (q.y == p.y) {
-          left = std::min(left, q.x);
-          right = std::max(right, q.x);
+        if (q[1] == p[1]) {
+          left = std::min(left, q[0]);
+          right = std::max(right, q[0]);
         }
       }
       if (left > right) continue;
@@ -188,7 +169,7 @@ class FacetGrid {
     }
   }
 
-  Rectangle region_;
+  Box region_;
   const std::vector<int>& facets_;
   int cells_ = 1;
   double width_ = 0;
@@ -199,33 +180,34 @@ class FacetGrid {
   std::uint64_t round_ = 0;
 };
 
-std::vector<int> FacetsIn(const PlacedShape& shape, const Rectangle& region) {
+std::vector<int> FacetsIn(const PlacedShape& shape, const Box& region) {
   std::vector<int> facets;
   for (int i = 0; i < shape.facets; ++i) {
-    if (RectangleOf(FacetOf(shape, i)).Meets(region)) facets.push_back(i);
+    if (Meet(BoxOf(FacetOf(shape, i)), region)) facets.push_back(i);
   }
   return facets;
 }
 
-bool FindOverlap(const PlacedShape& a, const PlacedShape& b, const Rectangle& region, double contact,
+bool FindOverlap(const PlacedShape& a, const PlacedShape& b, const Box& region, double contact,
                  Overlap& found) {
   const std::vector<int> of_a = FacetsIn(a, region);
   const std::vector<int> of_b = FacetsIn(b, region);
   if (of_a.empty() || of_b.empty()) return false;
   FacetGrid grid(b, of_b, region);
   for (const int i : of_a) {
-    const Facet facet = FacetOf(a, i);
-    const Rectangle box = RectangleOf(facet);
+    const Corners facet = FacetOf(a, i);
+    const Box box = BoxOf(facet);
     const bool hit = grid.ForNeighbours(facet, [&](int j) {
-      const Facet other = FacetOf(b, j);
-      const Rectangle other_box = RectangleOf(other);
+      const Corners other = FacetOf(b, j);
+      const Box other_box = BoxOf(other);
       // Boxes that hardly meet need no look at the sides; boxes seen edge-on have no width to reach with.
-      if (!box.Meets(other_box)) return false;
+      if (!Meet(box, other_box)) return false;
       const double depth = Depth(facet, other);
       if (!(depth > contact)) return false;
       found.depth = depth;
-      found.x = (std::max(box.x0, other_box.x0) + std::min(box.x1, other_box.x1)) / 2;
-      found.y = (std::max(box.y0, other_box.y0) + std::min(box.y1, other_box.y1)) / 2;
+      const Box shared = Shared(box, other_box);
+      found.x = (shared.min[0] + shared.max[0]) / 2;
+      found.y = (shared.min[1] + shared.max[1]) / 2;
       return true;
     });
     if (hit) return true;
@@ -258,14 +240,9 @@ class DistanceTree {
       }
       // Split the node with more facets; the nearer half is looked at first.
       const bool split_a = q.IsLeaf() || (!p.IsLeaf() && p.count >= q.count);
-      std::array<std::pair<std::size_t, std::size_t>, 2> halves;
-      if (split_a) {
-        const std::size_t left = a.Split(i);
-        halves = {std::pair{left, j}, std::pair{left + 1, j}};
-      } else {
-        const std::size_t left = b.Split(j);
-        halves = {std::pair{i, left}, std::pair{i, left + 1}};
-      }
+      const std::size_t left = split_a ? a.Split(i) : b.Split(j);
+      std::pair<std::size_t, std::size_t> halves[2];
+      for (std::size_t k = 0; k < 2; ++k) halves[k] = {split_a ? left + k : i, split_a ? j : left + k};
       const auto gap = [&](const std::pair<std::size_t, std::size_t>& h) {
         return SquaredGap(a.nodes_[h.first].box, b.nodes_[h.second].box);
       };
@@ -278,7 +255,7 @@ class DistanceTree {
 
  private:
   struct Node {
-    Rectangle box;
+    Box box;
     std::size_t first = 0;
     std::size_t count = 0;
     std::size_t left = 0;  // the right half follows it; 0: not split so far
@@ -289,7 +266,7 @@ class DistanceTree {
     Node node;
     node.first = first;
     node.count = count;
-    for (std::size_t i = first; i < first + count; ++i) node.box.Add(RectangleOf(FacetOf(shape_, order_[i])));
+    for (std::size_t i = first; i < first + count; ++i) node.box.Add(BoxOf(FacetOf(shape_, order_[i])));
     nodes_.push_back(node);
     return nodes_.size() - 1;
   }
@@ -298,10 +275,11 @@ class DistanceTree {
   std::size_t Split(std::size_t index) {
     const Node node = nodes_[index];
     if (node.left != 0) return node.left;
-    const bool by_x = node.box.x1 - node.box.x0 >= node.box.y1 - node.box.y0;
+    const Point size = node.box.Size();
+    const std::size_t axis = size[0] >= size[1] ? 0 : 1;
     const auto middle = [&](int facet) {
-      const Facet f = FacetOf(shape_, facet);
-      return by_x ? f[0].x + f[1].x + f[2].x : f[0].y + f[1].y + f[2].y;
+      const Corners f = FacetOf(shape_, facet);
+      return f[0][axis] + f[1][axis] + f[2][axis];
     };
     const auto begin = order_.begin() + static_cast<std::ptrdiff_t>(node.first);
     const auto half = begin + static_cast<std::ptrdiff_t>(node.count / 2);
@@ -315,21 +293,21 @@ class DistanceTree {
     return left;
   }
 
-  static double ToSegment(Vec2 p, Vec2 a, Vec2 b) {
-    const Vec2 ab = b - a;
+  static double ToSegment(const Point& p, const Point& a, const Point& b) {
+    const Point ab = Minus(b, a), ap = Minus(p, a);
     const double length = Dot(ab, ab);
-    const double t = length > 0 ? std::clamp(Dot(p - a, ab) / length, 0.0, 1.0) : 0;
-    const Vec2 d = p - Vec2{a.x + t * ab.x, a.y + t * ab.y};
+    const double t = length > 0 ? std::clamp(Dot(ap, ab) / length, 0.0, 1.0) : 0;
+    const Point d = Minus(p, {a[0] + t * ab[0], a[1] + t * ab[1], 0});
     return Dot(d, d);
   }
 
   double LeafDistance(const Node& p, const DistanceTree& other, const Node& q, double best) const {
     for (std::size_t i = p.first; i < p.first + p.count; ++i) {
-      const Facet a = FacetOf(shape_, order_[i]);
-      if (SquaredGap(RectangleOf(a), q.box) >= best) continue;
+      const Corners a = FacetOf(shape_, order_[i]);
+      if (SquaredGap(BoxOf(a), q.box) >= best) continue;
       for (std::size_t j = q.first; j < q.first + q.count; ++j) {
-        const Facet b = FacetOf(other.shape_, other.order_[j]);
-        if (SquaredGap(RectangleOf(a), RectangleOf(b)) >= best) continue;
+        const Corners b = FacetOf(other.shape_, other.order_[j]);
+        if (SquaredGap(BoxOf(a), BoxOf(b)) >= best) continue;
         if (Depth(a, b) >= 0) return 0;
         // Apart: the distance is met at a corner of one of them.
         for (std::size_t k = 0; k < 3; ++k) {
@@ -351,21 +329,16 @@ class DistanceTree {
 }  // namespace
 
 std::vector<Overlap> FindOverlaps(const std::vector<PlacedShape>& shapes, double contact) {
-  std::vector<Rectangle> boxes;
-  for (const PlacedShape& shape : shapes) boxes.push_back(RectangleOf(shape));
+  const std::vector<Box> boxes = BoxesOf(shapes);
   std::vector<Overlap> overlaps;
   for (std::size_t i = 0; i < shapes.size(); ++i) {
     for (std::size_t j = i + 1; j < shapes.size(); ++j) {
       if (!(Reach(boxes[i], boxes[j]) > contact)) continue;
-      Rectangle shared;
-      shared.x0 = std::max(boxes[i].x0, boxes[j].x0);
-      shared.y0 = std::max(boxes[i].y0, boxes[j].y0);
-      shared.x1 = std::min(boxes[i].x1, boxes[j].x1);
-      shared.y1 = std::min(boxes[i].y1, boxes[j].y1);
       Overlap found;
       found.first = i;
       found.second = j;
-      if (FindOverlap(shapes[i], shapes[j], shared, contact, found)) overlaps.push_back(found);
+      if (FindOverlap(shapes[i], shapes[j], Shared(boxes[i], boxes[j]), contact, found))
+        overlaps.push_back(found);
     }
   }
   return overlaps;
@@ -377,8 +350,7 @@ double SmallestDistance(const std::vector<PlacedShape>& shapes) {
     std::size_t i;
     std::size_t j;
   };
-  std::vector<Rectangle> boxes;
-  for (const PlacedShape& shape : shapes) boxes.push_back(RectangleOf(shape));
+  const std::vector<Box> boxes = BoxesOf(shapes);
   std::vector<Pair> pairs;
   for (std::size_t i = 0; i < shapes.size(); ++i) {
     for (std::size_t j = i + 1; j < shapes.size(); ++j) {

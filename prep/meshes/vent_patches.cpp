@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <numeric>
 #include <optional>
+
+#include "prep/meshes/facet_edges.h"
 
 namespace trqprep {
 namespace {
@@ -13,11 +14,6 @@ Point Middle(const Corners& t) {
   Point middle;
   for (std::size_t k = 0; k < 3; ++k) middle[k] = (t[0][k] + t[1][k] + t[2][k]) / 3;
   return middle;
-}
-
-double Area(const Corners& t) {
-  const Point normal = Cross(Minus(t[1], t[0]), Minus(t[2], t[0]));
-  return std::hypot(normal[0], normal[1], normal[2]) / 2;
 }
 
 double TwiceAreaSeenFromAbove(const Point& a, const Point& b, const Point& c) {
@@ -40,7 +36,7 @@ void Measure(const CTL& mesh, VentPatch& patch) {
   double x = 0, y = 0, largest = -1;
   for (const int facet : patch.facets) {
     const Corners corners = CornersOf(mesh, facet);
-    const double area = Area(corners);
+    const double area = AreaOf(corners);
     const Point middle = Middle(corners);
     patch.area += area;
     x += area * middle[0];
@@ -62,39 +58,19 @@ void Measure(const CTL& mesh, VentPatch& patch) {
 }
 
 std::vector<VentPatch> Group(const CTL& mesh, const std::vector<trq::VentCandidate>& candidates) {
-  struct Side {
-    std::uint64_t edge;
-    std::size_t candidate;
-  };
-  std::vector<Side> sides;
+  const auto count = static_cast<std::uint32_t>(candidates.size());
+  std::vector<EdgeUse> sides;
   sides.reserve(3 * candidates.size());
-  for (std::size_t i = 0; i < candidates.size(); ++i) {
-    const R_INT4& t = mesh.triangles()[candidates[i].triangle];
-    for (int k = 0; k < 3; ++k) {
-      const auto from = static_cast<std::uint64_t>(t[k]);
-      const auto to = static_cast<std::uint64_t>(t[(k + 1) % 3]);
-      sides.push_back({std::min(from, to) << 32 | std::max(from, to), i});
-    }
-  }
-  std::sort(sides.begin(), sides.end(), [](const Side& a, const Side& b) {
-    return a.edge != b.edge ? a.edge < b.edge : a.candidate < b.candidate;
-  });
-  // Sets of candidates, each named by its first one.
-  std::vector<std::size_t> parent(candidates.size());
-  std::iota(parent.begin(), parent.end(), std::size_t{0});
-  const auto find = [&parent](std::size_t i) {
-    while (parent[i] != i) i = parent[i] = parent[parent[i]];
-    return i;
-  };
+  for (std::uint32_t i = 0; i < count; ++i) AddEdges(mesh.triangles()[candidates[i].triangle], i, sides);
+  SortEdges(sides);
+  FacetSets sets(count);
   for (std::size_t i = 0; i + 1 < sides.size(); ++i) {
-    if (sides[i].edge != sides[i + 1].edge) continue;
-    const std::size_t a = find(sides[i].candidate), b = find(sides[i + 1].candidate);
-    parent[std::max(a, b)] = std::min(a, b);
+    if (sides[i].edge == sides[i + 1].edge) sets.Join(sides[i].facet, sides[i + 1].facet);
   }
   std::vector<VentPatch> patches;
-  std::vector<std::size_t> patch_of(candidates.size());
-  for (std::size_t i = 0; i < candidates.size(); ++i) {
-    const std::size_t first = find(i);
+  std::vector<std::size_t> patch_of(count);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    const std::uint32_t first = sets.Find(i);
     if (first == i) {
       patch_of[i] = patches.size();
       patches.emplace_back();

@@ -1,16 +1,12 @@
 #include "trqprep/suggestions.h"
 
 #include <algorithm>
-#include <cctype>
 #include <utility>
+
+#include "trqprep/paths.h"
 
 namespace trqprep {
 namespace {
-
-std::string Lower(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text;
-}
 
 // Letters to insert, drop, replace or swap with their neighbour to make one word of the other.
 int Distance(const std::string& a, const std::string& b) {

@@ -1,0 +1,53 @@
+/// Edges that facets share, and the sets of facets that hang together by them.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <numeric>
+#include <vector>
+
+#include "trq/geometry.h"
+
+namespace trqprep {
+
+/// One side of a facet.
+struct EdgeUse {
+  std::uint64_t edge;   ///< lower vertex number in the high half, higher one in the low half
+  std::uint32_t facet;  ///< a number of the caller's
+  bool forward;         ///< from the lower vertex to the higher one
+};
+
+inline void AddEdges(const R_INT4& triangle, std::uint32_t facet, std::vector<EdgeUse>& uses) {
+  for (int k = 0; k < 3; ++k) {
+    const auto from = static_cast<std::uint64_t>(triangle[k]);
+    const auto to = static_cast<std::uint64_t>(triangle[(k + 1) % 3]);
+    uses.push_back({std::min(from, to) << 32 | std::max(from, to), facet, from < to});
+  }
+}
+
+/// The uses of an edge stand together then.
+inline void SortEdges(std::vector<EdgeUse>& uses) {
+  std::sort(uses.begin(), uses.end(), [](const EdgeUse& a, const EdgeUse& b) {
+    return a.edge != b.edge ? a.edge < b.edge : a.facet < b.facet;
+  });
+}
+
+/// Sets of facets that grow together; each is named by its first facet.
+class FacetSets {
+ public:
+  explicit FacetSets(std::size_t count) : parent_(count) { std::iota(parent_.begin(), parent_.end(), 0u); }
+  std::uint32_t Find(std::uint32_t facet) {
+    while (parent_[facet] != facet) facet = parent_[facet] = parent_[parent_[facet]];
+    return facet;
+  }
+  void Join(std::uint32_t a, std::uint32_t b) {
+    a = Find(a);
+    b = Find(b);
+    parent_[std::max(a, b)] = std::min(a, b);
+  }
+
+ private:
+  std::vector<std::uint32_t> parent_;
+};
+
+}  // namespace trqprep
