@@ -55,8 +55,8 @@ void MakeStyles(const std::filesystem::path& root) {
     StyleDocument style = NewStyle(kind);
     const std::string name = StyleCommand(kind);
     if (kind == StyleKind::kRecoat) {
-      for (int list = 0; list < kSweepLists; ++list) {
-        style.sweeps[static_cast<std::size_t>(list)].push_back(NewSweep());
+      for (std::size_t list = 0; list < kSweepLists; ++list) {
+        style.sweeps[list].push_back(NewSweep());
         style.CountSweeps(list);
       }
     }

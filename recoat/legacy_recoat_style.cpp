@@ -89,22 +89,22 @@ static_assert(kLayout.bytes == 1209, "bytes before the sweeps");
 }  // namespace
 
 template <>
-bool WriteSpecial(StyleWriter& writer, R& style, const StyleLayoutItem& item) {
+bool WriteSpecial(StyleSink& sink, R& style, const StyleLayoutItem& item) {
   const SweepLists& list = style.*kLists[item.index].list;
-  return !list || std::all_of(list->begin(), list->end(), [&writer](const SWEEPS& sweep) {
-    return writer.Word(&sweep.BladeGap) && writer.Word(&sweep.BladeVelocity);
+  return !list || std::all_of(list->begin(), list->end(), [&sink](const SWEEPS& sweep) {
+    return sink.Word(&sweep.BladeGap) && sink.Word(&sweep.BladeVelocity);
   });
 }
 
 template <>
-bool ReadSpecial(StyleReader& reader, R& style, const StyleLayoutItem& item) {
+bool ReadSpecial(StyleSource& source, R& style, const StyleLayoutItem& item) {
   const CountedList& counted = kLists[item.index];
   auto list = std::make_shared<std::vector<SWEEPS>>();
   style.*counted.list = list;
   // The count is a claim: the list grows with the sweeps that come.
   for (int32_t i = 0; i < style.*counted.count; ++i) {
     SWEEPS sweep;
-    if (!reader.Word(&sweep.BladeGap) || !reader.Word(&sweep.BladeVelocity)) return false;
+    if (!source.Word(&sweep.BladeGap) || !source.Word(&sweep.BladeVelocity)) return false;
     list->push_back(sweep);
   }
   return true;
@@ -113,8 +113,7 @@ bool ReadSpecial(StyleReader& reader, R& style, const StyleLayoutItem& item) {
 namespace {
 
 int ReadLegacy(R& style, StyleSource& source) {
-  StyleReader reader(source, 0);
-  const std::size_t items = Transfer(reader, style, kLayout.All());
+  const std::size_t items = Transfer(source, style, kLayout.All());
   if (items < kItemsToTexts) return legacy_recoat_file::kReadFailed;
   return items == kLayout.count ? legacy_recoat_file::kOk : legacy_recoat_file::kFailed;
 }
@@ -146,9 +145,8 @@ Result<std::size_t> ReadStyle(Bytes bytes, RECOATSTYLE& style) {
 std::string StyleFileBytes(const RECOATSTYLE& style) {
   std::string bytes;
   detail::StyleSink sink(bytes);
-  detail::StyleWriter writer(sink);
   RECOATSTYLE written = style;
-  detail::Transfer(writer, written, detail::kLayout.All());
+  detail::Transfer(sink, written, detail::kLayout.All());
   return bytes;
 }
 

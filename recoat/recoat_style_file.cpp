@@ -124,35 +124,35 @@ RecoatStyleParameterRecordInt& CountRecord(S& style, std::size_t list) {
 // Kept: the maximum of a count record, not its value, is the number of sweeps in the file. A maximum of 0 or
 // less writes none.
 template <>
-bool WriteSpecial(StyleWriter& writer, S& style, const StyleLayoutItem& item) {
-  if (item.kind == ItemKind::kVersion) return WriteVersion206(writer, style);
+bool WriteSpecial(StyleSink& sink, S& style, const StyleLayoutItem& item) {
+  if (item.kind == ItemKind::kVersion) return WriteVersion206(sink, style);
   const bool is_count = item.kind == ItemKind::kCount;
   const std::size_t list = is_count ? item.index - kFirstCount : item.index;
   const std::vector<KVSWEEPS>& sweeps = style.*kSweepLists[list];
   RecoatStyleParameterRecordInt& count = CountRecord(style, list);
   if (is_count) {
     if (count.GetMaxRange() > 0) count.SetMaxRange(static_cast<int>(sweeps.size()));
-    return writer.Record(count);
+    return sink.Record(count);
   }
   if (count.GetMaxRange() <= 0) return true;
-  return std::all_of(sweeps.begin(), sweeps.end(), [&writer](const KVSWEEPS& sweep) {
-    return writer.Record(sweep.BladeGap) && writer.Record(sweep.BladeVelocity);
+  return std::all_of(sweeps.begin(), sweeps.end(), [&sink](const KVSWEEPS& sweep) {
+    return sink.Record(sweep.BladeGap) && sink.Record(sweep.BladeVelocity);
   });
 }
 
 template <>
-bool ReadSpecial(StyleReader& reader, S& style, const StyleLayoutItem& item) {
-  if (item.kind == ItemKind::kVersion) return ReadVersion206(reader, style);
+bool ReadSpecial(StyleSource& source, S& style, const StyleLayoutItem& item) {
+  if (item.kind == ItemKind::kVersion) return ReadVersion206(source, style);
   if (item.kind == ItemKind::kCount) {
     const std::size_t list = item.index - kFirstCount;
-    return reader.Record(CountRecord(style, list), &reader.sweep_counts[list]);
+    return source.Record(CountRecord(style, list), &source.sweep_counts[list]);
   }
   std::vector<KVSWEEPS>& sweeps = style.*kSweepLists[item.index];
   sweeps.clear();
   // The number is a claim: the list grows with the sweeps that come.
-  for (int32_t i = 0; i < reader.sweep_counts[item.index]; ++i) {
+  for (int32_t i = 0; i < source.sweep_counts[item.index]; ++i) {
     KVSWEEPS sweep;
-    if (!reader.Record(sweep.BladeGap) || !reader.Record(sweep.BladeVelocity)) return false;
+    if (!source.Record(sweep.BladeGap) || !source.Record(sweep.BladeVelocity)) return false;
     sweeps.push_back(std::move(sweep));
   }
   return true;
@@ -208,32 +208,7 @@ std::string StyleFileBytes(const KVRECOATSTYLE& style, StyleLayout layout) {
 
 using namespace trq::detail;
 
-int KVRECOATSTYLE::binaryReadStyle() {
-  StyleSource source(file);
-  return DispatchRead(*this, source);
-}
-int KVRECOATSTYLE::binaryReadStyleHeader301() { return ReadPart(*this, StylePart::kHeader301); }
-int KVRECOATSTYLE::binaryReadStyleData301() { return ReadPart(*this, StylePart::kBody301); }
-int KVRECOATSTYLE::binaryReadStyleData206() { return ReadPart(*this, StylePart::kWhole206); }
-int KVRECOATSTYLE::binaryWriteStyleData301() {
-  return WritePart(*this, StyleSink(file), StylePart::kWhole301);
-}
-int KVRECOATSTYLE::binaryWriteStyleData206() {
-  return WritePart(*this, StyleSink(file), StylePart::kWhole206);
-}
+template class trq::StoredStyle<KVRECOATSTYLE>;
 
 int KVRECOATSTYLE::writeRecoatStyle(CString path) { return SaveStyle(*this, path); }
 int KVRECOATSTYLE::readRecoatStyle(CString path) { return LoadStyle(*this, path); }
-int KVRECOATSTYLE::binaryWriteStyle(CString path) { return WriteStyleTo(*this, path); }
-int KVRECOATSTYLE::binaryReadStyle(CString path) { return ReadStyleFrom(*this, path); }
-int KVRECOATSTYLE::binaryReadStyleHeader(CString path) { return ReadHeaderFrom(*this, path); }
-int KVRECOATSTYLE::writeCrcValue(CString path) { return AppendCrc(path); }
-int KVRECOATSTYLE::CompareCRC(unsigned long expected, CString path) {
-  return CompareStoredCrc(static_cast<uint32_t>(expected), path);
-}
-uint32_t KVRECOATSTYLE::calcCRC(const char* bytes, int length) { return BytesCrc(bytes, length); }
-int KVRECOATSTYLE::closeBuildStyleFile() { return file.Close(); }
-int KVRECOATSTYLE::setStyleFilePtr(FILE* stream) {
-  file.Set(stream);
-  return trq::style_file::kOk;
-}

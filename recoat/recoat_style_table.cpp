@@ -5,16 +5,14 @@ trq::StyleParameterList<trq::RecoatStyleMember> trq::RecoatStyleParameters() {
 }
 
 RecoatStyleParameterRecordFloat* KVRECOATSTYLE::FindFloat(const char* name) {
-  const trq::RecoatStyleParameterRow* row = trq::RecoatStyleParameters().Find(name);
-  return row ? row->member.FloatIn(*this) : nullptr;
+  return trq::RecoatStyleParameters().MemberOf(name).FloatIn(*this);
 }
 const RecoatStyleParameterRecordFloat* KVRECOATSTYLE::FindFloat(const char* name) const {
-  return const_cast<KVRECOATSTYLE*>(this)->FindFloat(name);
+  return trq::RecoatStyleParameters().MemberOf(name).FloatIn(*this);
 }
 RecoatStyleParameterRecordInt* KVRECOATSTYLE::FindInt(const char* name) {
-  const trq::RecoatStyleParameterRow* row = trq::RecoatStyleParameters().Find(name);
-  return row ? row->member.IntIn(*this) : nullptr;
+  return trq::RecoatStyleParameters().MemberOf(name).IntIn(*this);
 }
 const RecoatStyleParameterRecordInt* KVRECOATSTYLE::FindInt(const char* name) const {
-  return const_cast<KVRECOATSTYLE*>(this)->FindInt(name);
+  return trq::RecoatStyleParameters().MemberOf(name).IntIn(*this);
 }

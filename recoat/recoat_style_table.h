@@ -8,11 +8,18 @@
 
 namespace trq::detail {
 
+// Kept: the forms differ from those of build styles and from one another; other programs read them. Integer
+// lines leave the default out of the comma form and print it as a floating-point number in the readable one.
 template <>
-std::string AsciiRecord(const RecoatStyleParameterRecordFloat& record, const char* name,
-                        bool comma_separated);
+inline constexpr RecordTextForms kTextForms<RecoatStyleParameterRecordFloat> = {
+    {"%n,%v,%e,%d, %l,%u,", "%n,%v,%e,%d,No Min-Max Range,", "", "", "", ",", "\n"},
+    {"%n = %v  [%l , %u, %e] %d", "%n = %v  [No Min-Max , %e] %d",
+     "\nOnly Specific Allowed Values : ", " Full Range", "", "  ", "\n\n"}};
 template <>
-std::string AsciiRecord(const RecoatStyleParameterRecordInt& record, const char* name, bool comma_separated);
+inline constexpr RecordTextForms kTextForms<RecoatStyleParameterRecordInt> = {
+    {"%n,%v,%e,%l,%u,", "%n,%v,No Min-Max,%e,", "", "", "", ",", "\n"},
+    {"%n = %v  [%l , %u, %e] %f", "%n = %v  [No Min-Max, %e] %f",
+     "\nOnly Specific Allowed Values :", " Full Range", "", " ", "\n\n"}};
 
 namespace recoat_style_rows {
 using S = KVRECOATSTYLE;

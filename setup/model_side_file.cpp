@@ -12,7 +12,7 @@
 
 using namespace trq::detail;
 using trq::core::PointMove;
-using trq::host::SystemPath;
+using namespace trq::host;
 
 namespace {
 
@@ -45,24 +45,24 @@ bool WriteAndClose(FileHandle file, const std::string& text) {
 /// Rewrites the side file; its previous content stays under ".bak" until the new one is complete.
 bool RewriteSideFile(const SystemPath& name, const PointMove& move) {
   const SystemPath backup = name + ".bak";
-  if (!trq::host::FileExists(name) || !trq::host::RenameFile(name, backup)) return false;
-  FileHandle to(trq::host::OpenFile(name, "wb"));
-  const FileHandle from(trq::host::OpenFile(backup, "rb"));
+  if (!FileExists(name) || !RenameFile(name, backup)) return false;
+  FileHandle to(OpenFile(name, "wb"));
+  const FileHandle from(OpenFile(backup, "rb"));
   if (!to || !from) return false;
   const std::optional<std::string> text = MovedLines(from.get(), move);
   if (!text || !WriteAndClose(std::move(to), *text)) return false;
-  trq::host::DeleteFileNamed(backup);
+  DeleteFileNamed(backup);
   return true;
 }
 
 int MoveSideFile(const COMPONENT_INFO& component, int mm_to_inch, bool inverse) {
   const SystemPath name = SideFileName(component.text);  // resolved once: every step means one file
-  if (!trq::host::FileExists(name)) return 0;
+  if (!FileExists(name)) return 0;
   const PointMove move = LatestMove(component, mm_to_inch, inverse);
   if (!move.Tilts()) return RewriteSideFile(name, move) ? 1 : 0;
   AfxMessageBox((inverse ? "You are undoing rotation " : "You are rotating ") + component.text +
                 " about X and/or Y axis.\nVents and Drains file for this part will be deleted.");
-  return trq::host::DeleteFileNamed(name) ? 1 : 0;
+  return DeleteFileNamed(name) ? 1 : 0;
 }
 
 void MovePlaced(CVentsAndDrains& placed, const PointMove& move) {
@@ -100,28 +100,27 @@ int MODEL::TranslateVDFile(float dx, float dy, float dz) {
 int MODEL::DeleteVDFile() {
   const std::string given = SideFileName(ComponentInfo.text);
   const SystemPath name = given;
-  if (!trq::host::FileExists(name)) return 0;
+  if (!FileExists(name)) return 0;
   const std::string question =
       "It is recommanded to delete the Vents and Drains file while rotating a part. \n"
       "Do you want to delete " +
       given + "?";
   if (AfxMessageBox(question.c_str(), trq::message_box::kYesNoButtons) != trq::message_box::kYes) return 1;
-  trq::host::DeleteFileNamed(name);
+  DeleteFileNamed(name);
   return 0;
 }
 
 int MODEL::CopyVDFileFrom(CString source_model, float dx, float dy, float dz) {
   const SystemPath source = SideFileName(source_model);
-  if (!trq::host::FileExists(source)) return 0;
+  if (!FileExists(source)) return 0;
   // Read whole before the target is opened: both may be the same file.
-  FileHandle from(trq::host::OpenFile(source, "rb"));
+  FileHandle from(OpenFile(source, "rb"));
   if (!from) return 1;
   const std::optional<std::string> text = MovedLines(from.get(), PointMove(dx, dy, dz));
   from.reset();
   // Kept: the answer is 1 also when the copy cannot be made.
   if (!text) return 1;
-  if (FileHandle to{trq::host::OpenFile(SideFileName(ComponentInfo.text), "wb")})
-    WriteAndClose(std::move(to), *text);
+  if (FileHandle to{OpenFile(SideFileName(ComponentInfo.text), "wb")}) WriteAndClose(std::move(to), *text);
   return 1;
 }
 

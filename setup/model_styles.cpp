@@ -18,13 +18,8 @@ int MODEL::KVAddBuildStyle(PLATFORM* platform, MODEL*, CString file, float start
   fresh->StartZ.SetValue(start);
   fresh->EndZ.SetValue(end);
   LargeSpot.SetValue(HasLargeSpot(platform ? platform->MachineType : TRQ_A1) ? 1 : 0);
-  const double tolerance = trq::core::StackTolerance(platform && platform->Units == 1);
-  StackStyle(
-      BuildStyles, fresh,
-      [tolerance](auto& bands, const auto& band) { trq::core::InsertByRange(bands, band, tolerance); },
-      [platform](const auto& replaced) {
-        if (platform && platform->CurrentBuildStyle == replaced) platform->CurrentBuildStyle.reset();
-      });
+  StackStyle(BuildStyles, fresh, trq::core::StackTolerance(platform && platform->Units == 1),
+             platform ? &platform->CurrentBuildStyle : nullptr);
   static_assert(std::size(kStyleFlags) == std::extent_v<decltype(MODEL::Flags)>);
   for (std::size_t i = 0; i < std::size(kStyleFlags); ++i) {
     Flags[i].CopyRecord(&kStyleFlags[i].In(*BuildStyles.front()));

@@ -147,19 +147,9 @@ int PLATFORM::KVaddRecoatStyle(float start, float end, CString file, RECOAT_TYPE
   fresh->StartZ.SetValue(start);
   fresh->EndZ.SetValue(end);
   const bool first = RecoatStyles.empty();
-  const double tolerance = trq::core::StackTolerance(Units == 1);
-  StackStyle(
-      RecoatStyles, fresh,
-      [keep_kind, tolerance](auto& bands, const auto& band) {
-        if (keep_kind) {
-          trq::core::InsertByStart(bands, band);
-        } else {
-          trq::core::InsertByRange(bands, band, tolerance);
-        }
-      },
-      [this](const auto& replaced) {
-        if (CurrentRecoatStyle == replaced) CurrentRecoatStyle.reset();
-      });
+  StackStyle(RecoatStyles, fresh,
+             keep_kind ? std::nullopt : std::optional(trq::core::StackTolerance(Units == 1)),
+             &CurrentRecoatStyle);
   if (keep_kind && !first) KVUpdateRecoatStyles(start, end, type);
   KVcheckRecoatStyles();
   return 0;

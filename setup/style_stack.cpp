@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "foundation/checked_conversions.h"
+#include "styles/build_style_table.h"
 
 bool trq::detail::HasLargeSpot(TRQ_TYPE machine) {
   return machine == TRQ_E7 || machine == TRQ_MIRRA_MAX || machine == TRQ_ALTOR900 || machine == TRQ_ALTOR800;
@@ -11,41 +12,28 @@ bool trq::detail::HasLargeSpot(TRQ_TYPE machine) {
 namespace trq::core {
 namespace {
 
-using S = KVBUILDSTYLE;
-
-/// The fourteen records of a spot size from which the Z correction follows.
+/// The records of a spot size from which the Z correction follows; of the depths and spacings the first of
+/// four.
 struct DownSkin {
-  using Int = BuildStyleParameterRecordInt S::*;
-  using Float = BuildStyleParameterRecordFloat S::*;
-  Int hatches;
-  Float hatch_depths[4];
-  Float hatch_spacings[4];
-  Int fills;
-  Float fill_depths[4];
+  using Row = const BuildStyleParameter*;
+  Row hatches, hatch_depths, hatch_spacings, fills, fill_depths;
 };
-constexpr DownSkin kSmallDown = {&S::SmallDownNumHatches,
-                                 {&S::SmallDownHatchCureDepth1, &S::SmallDownHatchCureDepth2,
-                                  &S::SmallDownHatchCureDepth3, &S::SmallDownHatchCureDepth4},
-                                 {&S::SmallDownHatchSpacing1, &S::SmallDownHatchSpacing2,
-                                  &S::SmallDownHatchSpacing3, &S::SmallDownHatchSpacing4},
-                                 &S::SmallDownNumFills,
-                                 {&S::SmallDownFillCureDepth1, &S::SmallDownFillCureDepth2,
-                                  &S::SmallDownFillCureDepth3, &S::SmallDownFillCureDepth4}};
-constexpr DownSkin kLargeDown = {&S::LargeDownNumHatches,
-                                 {&S::LargeDownHatchCureDepth1, &S::LargeDownHatchCureDepth2,
-                                  &S::LargeDownHatchCureDepth3, &S::LargeDownHatchCureDepth4},
-                                 {&S::LargeDownHatchSpacing1, &S::LargeDownHatchSpacing2,
-                                  &S::LargeDownHatchSpacing3, &S::LargeDownHatchSpacing4},
-                                 &S::LargeDownNumFills,
-                                 {&S::LargeDownFillCureDepth1, &S::LargeDownFillCureDepth2,
-                                  &S::LargeDownFillCureDepth3, &S::LargeDownFillCureDepth4}};
+constexpr DownSkin::Row Row(const char* name) { return detail::BuildRows(name).begin(); }
+constexpr DownSkin kSmallDown = {Row("Small Down NumHatches"), Row("Small Down Hatch Cure Depth 1"),
+                                 Row("Small Down Hatch Spacing 1"), Row("Small Down NumFills"),
+                                 Row("Small Down Fill Cure Depth 1")};
+constexpr DownSkin kLargeDown = {Row("Large Down NumHatches"), Row("Large Down Hatch Cure Depth 1"),
+                                 Row("Large Down Hatch Spacing 1"), Row("Large Down NumFills"),
+                                 Row("Large Down Fill Cure Depth 1")};
 
 /// Kept: the large set has a spacing limit of its own.
 constexpr double kLargeSpacingLimit = 0.018;
 constexpr double kFirstMachinesFactor = 1.27;
 
 /// Counts come from files: at most the four entries that exist.
-int EntryCount(const BuildStyleParameterRecordInt& count) { return std::clamp(count.GetValue(), 0, 4); }
+int EntryCount(const KVBUILDSTYLE& style, DownSkin::Row count) {
+  return std::clamp(count->member.IntIn(style)->GetValue(), 0, 4);
+}
 
 }  // namespace
 
@@ -91,14 +79,15 @@ int ZCorrection(const KVBUILDSTYLE& style, TRQ_TYPE machine, float spacing) {
   const double spacing_limit = small ? spacing : kLargeSpacingLimit;
   const double factor = small && (machine == TRQ_A1 || machine == TRQ_B2) ? kFirstMachinesFactor : 1.0;
   double sum = 0;
-  for (int k = 0; k < EntryCount(style.*skin.hatches); ++k) {
-    if (!((style.*skin.hatch_spacings[k]).GetValue() <= spacing_limit)) continue;
-    const double depth = (style.*skin.hatch_depths[k]).GetValue() + thickness;
+  const auto value = [&style](const BuildStyleParameter& row) {
+    return row.member.FloatIn(style)->GetValue();
+  };
+  for (int k = 0; k < EntryCount(style, skin.hatches); ++k) {
+    if (!(value(skin.hatch_spacings[k]) <= spacing_limit)) continue;
+    const double depth = value(skin.hatch_depths[k]) + thickness;
     if (depth > 0) sum += factor * exposure(depth);
   }
-  for (int k = 0; k < EntryCount(style.*skin.fills); ++k) {
-    sum += exposure((style.*skin.fill_depths[k]).GetValue());
-  }
+  for (int k = 0; k < EntryCount(style, skin.fills); ++k) sum += exposure(value(skin.fill_depths[k]));
   if (!(sum > 0)) return 0;
   const double layers = depth_constant * std::log(sum / critical_exposure) / thickness - 1;
   if (!std::isfinite(layers)) return 0;

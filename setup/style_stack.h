@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "trq/core/style_stack.h"
@@ -21,10 +22,11 @@ auto FindInStack(const StyleList<Style>& list, const Style* style) {
 /// True for the machines that cure with a large and a small spot.
 bool HasLargeSpot(TRQ_TYPE machine);
 
-/// Puts `fresh` into the list by `insert(bands, band of fresh)`. A style that got two bands is copied for the
-/// upper one; `unlink` is called with each that got none.
-template <class Style, class Insert, class Unlink>
-void StackStyle(StyleList<Style>& list, const std::shared_ptr<Style>& fresh, Insert insert, Unlink unlink) {
+/// Puts `fresh` into the list by its range, where ends meet within `tolerance`, or without one by its start.
+/// A style that got two bands is copied for the upper one; `current`, unless null, is reset when it got none.
+template <class Style>
+void StackStyle(StyleList<Style>& list, const std::shared_ptr<Style>& fresh, std::optional<double> tolerance,
+                std::shared_ptr<Style>* current) {
   StyleList<Style> waiting = list;
   waiting.push_back(fresh);
   const auto band = [&](std::size_t i) {
@@ -32,7 +34,11 @@ void StackStyle(StyleList<Style>& list, const std::shared_ptr<Style>& fresh, Ins
   };
   std::vector<core::StyleBand> bands;
   for (std::size_t i = 0; i < list.size(); ++i) bands.push_back(band(i));
-  insert(bands, band(list.size()));
+  if (tolerance) {
+    core::InsertByRange(bands, band(list.size()), *tolerance);
+  } else {
+    core::InsertByStart(bands, band(list.size()));
+  }
   list.clear();
   std::vector<bool> linked(waiting.size());
   for (const core::StyleBand& placed : bands) {
@@ -43,7 +49,7 @@ void StackStyle(StyleList<Style>& list, const std::shared_ptr<Style>& fresh, Ins
     list.back()->EndZ.SetValue(placed.end);
   }
   for (std::size_t i = 0; i < waiting.size(); ++i) {
-    if (!linked[i]) unlink(waiting[i]);
+    if (!linked[i] && current && *current == waiting[i]) current->reset();
   }
 }
 

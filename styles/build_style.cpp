@@ -121,21 +121,16 @@ void KVBUILDSTYLE::EquatelAllDefaultsToCurrentValue() {
 }
 
 BuildStyleParameterRecordFloat* KVBUILDSTYLE::FindFloat(const char* name) {
-  const trq::BuildStyleParameter* row = trq::BuildStyleParameters().Find(name);
-  return row ? row->member.FloatIn(*this) : nullptr;
+  return trq::BuildStyleParameters().MemberOf(name).FloatIn(*this);
 }
-
 const BuildStyleParameterRecordFloat* KVBUILDSTYLE::FindFloat(const char* name) const {
-  return const_cast<KVBUILDSTYLE*>(this)->FindFloat(name);
+  return trq::BuildStyleParameters().MemberOf(name).FloatIn(*this);
 }
-
 BuildStyleParameterRecordInt* KVBUILDSTYLE::FindInt(const char* name) {
-  const trq::BuildStyleParameter* row = trq::BuildStyleParameters().Find(name);
-  return row ? row->member.IntIn(*this) : nullptr;
+  return trq::BuildStyleParameters().MemberOf(name).IntIn(*this);
 }
-
 const BuildStyleParameterRecordInt* KVBUILDSTYLE::FindInt(const char* name) const {
-  return const_cast<KVBUILDSTYLE*>(this)->FindInt(name);
+  return trq::BuildStyleParameters().MemberOf(name).IntIn(*this);
 }
 
 int KVBUILDSTYLE::ConvertTo205Version(float) {

@@ -140,17 +140,17 @@ BuildStyleParameterRecordInt& FlagOf(S& style, const StyleLayoutItem& item) {
 }  // namespace
 
 template <>
-bool WriteSpecial(StyleWriter& writer, S& style, const StyleLayoutItem& item) {
+bool WriteSpecial(StyleSink& sink, S& style, const StyleLayoutItem& item) {
   switch (item.kind) {
     case ItemKind::kVersion:
-      return WriteVersion206(writer, style);
+      return WriteVersion206(sink, style);
     case ItemKind::kSharedRecord:
       style.QCMinLargeThickSkinWidth.CopyRecord(&style.ShellingThickness);
-      return writer.Record(style.QCMinLargeThickSkinWidth);
+      return sink.Record(style.QCMinLargeThickSkinWidth);
     case ItemKind::kInvertedFlag: {
       BuildStyleParameterRecordInt inverted = FlagOf(style, item);
       inverted.SetValue(Inverted(inverted.GetValue()));
-      return writer.Record(inverted);
+      return sink.Record(inverted);
     }
     default: {  // the flags word
       int32_t mask = 0;
@@ -161,29 +161,29 @@ bool WriteSpecial(StyleWriter& writer, S& style, const StyleLayoutItem& item) {
       }
       BuildStyleParameterRecordInt word;
       word.SetValue(mask);
-      return writer.Record(word);
+      return sink.Record(word);
     }
   }
 }
 
 template <>
-bool ReadSpecial(StyleReader& reader, S& style, const StyleLayoutItem& item) {
+bool ReadSpecial(StyleSource& source, S& style, const StyleLayoutItem& item) {
   switch (item.kind) {
     case ItemKind::kVersion:
-      return ReadVersion206(reader, style);
+      return ReadVersion206(source, style);
     case ItemKind::kSharedRecord:
-      if (!reader.Record(style.QCMinLargeThickSkinWidth)) return false;
+      if (!source.Record(style.QCMinLargeThickSkinWidth)) return false;
       style.ShellingThickness.CopyRecord(&style.QCMinLargeThickSkinWidth);
       return true;
     case ItemKind::kInvertedFlag: {
       BuildStyleParameterRecordInt& flag = FlagOf(style, item);
-      if (!reader.Record(flag)) return false;
+      if (!source.Record(flag)) return false;
       flag.SetValue(Inverted(flag.GetValue()));
       return true;
     }
     default: {  // the flags word
       BuildStyleParameterRecordInt word;
-      if (!reader.Record(word)) return false;
+      if (!source.Record(word)) return false;
       int32_t bit = 1;
       for (const StyleFlag& flag : kStyleFlags) {
         flag.In(style).SetValue(((word.GetValue() & bit) != 0) != flag.set_when_zero ? 1 : 0);
@@ -244,33 +244,8 @@ std::string StyleFileBytes(const KVBUILDSTYLE& style, StyleLayout layout) {
 
 using namespace trq::detail;
 
-int KVBUILDSTYLE::binaryReadStyle() {
-  StyleSource source(file);
-  return DispatchRead(*this, source);
-}
-int KVBUILDSTYLE::binaryReadStyleHeader301() { return ReadPart(*this, StylePart::kHeader301); }
-int KVBUILDSTYLE::binaryReadStyleData301() { return ReadPart(*this, StylePart::kBody301); }
-int KVBUILDSTYLE::binaryReadStyleData206() { return ReadPart(*this, StylePart::kWhole206); }
-int KVBUILDSTYLE::binaryWriteStyleData301() {
-  return WritePart(*this, StyleSink(file), StylePart::kWhole301);
-}
-int KVBUILDSTYLE::binaryWriteStyleData206() {
-  return WritePart(*this, StyleSink(file), StylePart::kWhole206);
-}
+template class trq::StoredStyle<KVBUILDSTYLE>;
 
 int KVBUILDSTYLE::writeBuildStyle(CString path) { return SaveStyle(*this, path); }
 int KVBUILDSTYLE::readBuildStyle(CString path) { return LoadStyle(*this, path); }
-int KVBUILDSTYLE::binaryWriteStyle(CString path) { return WriteStyleTo(*this, path); }
-int KVBUILDSTYLE::binaryReadStyle(CString path) { return ReadStyleFrom(*this, path); }
-int KVBUILDSTYLE::binaryReadStyleHeader(CString path) { return ReadHeaderFrom(*this, path); }
-int KVBUILDSTYLE::writeCrcValue(CString path) { return AppendCrc(path); }
-int KVBUILDSTYLE::CompareCRC(unsigned long expected, CString path) {
-  return CompareStoredCrc(static_cast<uint32_t>(expected), path);
-}
-uint32_t KVBUILDSTYLE::calcCRC(const char* bytes, int length) { return BytesCrc(bytes, length); }
 int KVBUILDSTYLE::isStyleFileBinary() { return ProbeFile(StyleName); }
-int KVBUILDSTYLE::closeBuildStyleFile() { return file.Close(); }
-int KVBUILDSTYLE::setStyleFilePtr(FILE* stream) {
-  file.Set(stream);
-  return trq::style_file::kOk;
-}

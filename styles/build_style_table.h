@@ -281,22 +281,20 @@ static_assert(CountRows(kBuildStyleTable, [](auto& row) { return row.named; }) =
 static_assert(CountRows(kBuildStyleTable, [](auto& row) { return row.named && row.member.is_float(); }) ==
                   187,
               "named float records");
-static_assert(CountRows(kBuildStyleTable, [](auto& row) { return IsUnitConverted(row.quantity); }) == 115,
-              "lengths that unit conversion converts");
-static_assert(CountRows(kBuildStyleTable, [](auto& row) { return IsDefaultEquated(row.quantity); }) == 143,
-              "defaults that are made equal to the value");
 static_assert(CountRows(kBuildStyleTable,
                         [](auto& row) {
                           return !row.member.is_float() &&
                                  (IsUnitConverted(row.quantity) || IsDefaultEquated(row.quantity));
                         }) == 0,
               "integer records are neither converted nor equated");
-static_assert(CountRows(kBuildStyleTable, [](auto& row) { return row.quantity == StyleQuantity::kPower; }) ==
-                  27,
-              "laser powers");
-static_assert(CountRows(kBuildStyleTable, [](auto& row) { return row.quantity == StyleQuantity::kAngle; }) ==
-                  40,
-              "hatch and fill angles");
+constexpr int CountOf(StyleQuantity quantity) {
+  return CountRows(kBuildStyleTable, [quantity](auto& row) { return row.quantity == quantity; });
+}
+// Unit conversion converts 115 lengths, and 115 + 1 + 27 = 143 defaults are made equal to the value.
+static_assert(CountOf(StyleQuantity::kLength) == 115, "lengths");
+static_assert(CountOf(StyleQuantity::kLengthKept) == 1, "lengths that conversion leaves alone");
+static_assert(CountOf(StyleQuantity::kPower) == 27, "laser powers");
+static_assert(CountOf(StyleQuantity::kAngle) == 40, "hatch and fill angles");
 
 template <>
 struct StyleTraits<KVBUILDSTYLE> {

@@ -4,8 +4,9 @@
 
 #include "foundation/checked_conversions.h"
 #include "styles/style_bytes.h"
+#include "trq/core/style_layout.h"
 
-// The 4-byte fields are written and read as they lie in memory.
+// The fields are written and read as they lie in memory, of flags the low byte.
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "style files are little-endian");
 
 namespace {
@@ -14,38 +15,8 @@ constexpr float kLastVersionWithoutDefault = 2.05f;
 constexpr float kMillimetresPerInch = 25.4f;
 constexpr float kInchesPerMillimetre = 0.03937008f;
 
-template <class T>
-unsigned char* Put(unsigned char* next, T value) {
-  std::memcpy(next, &value, sizeof value);
-  return next + sizeof value;
-}
-
 float Converted(int32_t number) { return static_cast<float>(number); }
 int32_t Converted(float number) { return trq::detail::ToInt(number); }
-
-/// The fields of a record in the order of the file, as far as their bytes came.
-class FieldCursor {
- public:
-  FieldCursor(const unsigned char* first, std::size_t count) : next_(first), end_(first + count) {}
-  template <class T>
-  bool Take(T& field) {
-    if (static_cast<std::size_t>(end_ - next_) < sizeof field) return false;
-    std::memcpy(&field, next_, sizeof field);
-    next_ += sizeof field;
-    return true;
-  }
-  /// Files hold the low byte of a flag; the rest of the field stays.
-  bool TakeLowByte(int32_t& flag) {
-    unsigned char low = 0;
-    if (!Take(low)) return false;
-    flag = static_cast<int32_t>((static_cast<uint32_t>(flag) & ~0xFFu) | low);
-    return true;
-  }
-
- private:
-  const unsigned char* next_;
-  const unsigned char* end_;
-};
 
 }  // namespace
 
@@ -120,15 +91,20 @@ int trq::StyleParameterRecord<T>::WriteRecord(FILE* file) const {
 
 template <class T>
 int trq::StyleParameterRecord<T>::WriteTo(trq::detail::StyleSink& sink) const {
-  unsigned char bytes[23];
-  unsigned char* next = Put(bytes, value_);
-  next = Put(next, default_);
-  next = Put(next, static_cast<unsigned char>(display_flag_));
-  next = Put(next, static_cast<unsigned char>(edit_flag_));
-  next = Put(next, static_cast<unsigned char>(range_flag_));
-  next = Put(next, minimum_);
-  next = Put(next, maximum_);
-  Put(next, static_cast<int32_t>(allowed_.size()));
+  unsigned char bytes[trq::core::StyleRecordBytes::kSize];
+  const auto listed = static_cast<int32_t>(allowed_.size());
+  auto put = [next = bytes](const auto& field, std::size_t size) mutable {
+    std::memcpy(next, &field, size);
+    next += size;
+  };
+  put(value_, 4);
+  put(default_, 4);
+  put(display_flag_, 1);  // files hold the low byte of a flag
+  put(edit_flag_, 1);
+  put(range_flag_, 1);
+  put(minimum_, 4);
+  put(maximum_, 4);
+  put(listed, 4);
   const bool written = sink.Write(bytes, sizeof bytes) &&
                        (allowed_.empty() || sink.Write(allowed_.data(), sizeof(T) * allowed_.size()));
   return written ? trq::style_file::kOk : trq::style_file::kWriteFailed;
@@ -137,12 +113,13 @@ int trq::StyleParameterRecord<T>::WriteTo(trq::detail::StyleSink& sink) const {
 template <class T>
 int trq::StyleParameterRecord<T>::ReadRecord(FILE* file, float version) {
   trq::detail::StyleSource source(file);
-  return ReadFrom(source, version, nullptr);
+  source.version = version;
+  return ReadFrom(source, nullptr);
 }
 
 template <class T>
-int trq::StyleParameterRecord<T>::ReadFrom(trq::detail::StyleSource& source, float version,
-                                           T* stored_maximum) {
+int trq::StyleParameterRecord<T>::ReadFrom(trq::detail::StyleSource& source, T* stored_maximum) {
+  float version = source.version;
   T value;
   if (!source.ReadAll(&value, sizeof value)) return trq::style_file::kReadFailed;
   value_ = value;
@@ -155,13 +132,18 @@ int trq::StyleParameterRecord<T>::ReadFrom(trq::detail::StyleSource& source, flo
   if (!has_default) default_ = value;
 
   // One read for the fields of fixed size; a short one still fills the fields that came whole.
-  unsigned char bytes[19];
+  unsigned char bytes[trq::core::StyleRecordBytes::kSize - sizeof value];
   const std::size_t wanted = has_default ? sizeof bytes : sizeof bytes - sizeof default_;
-  FieldCursor fields(bytes, source.Read(bytes, wanted));
+  auto take = [next = bytes, end = bytes + source.Read(bytes, wanted)](auto& field,
+                                                                       std::ptrdiff_t size) mutable {
+    if (end - next < size) return false;
+    std::memcpy(&field, next, static_cast<std::size_t>(size));
+    next += size;
+    return true;
+  };
   int32_t listed = 0;
-  const bool whole = (!has_default || fields.Take(default_)) && fields.TakeLowByte(display_flag_) &&
-                     fields.TakeLowByte(edit_flag_) && fields.TakeLowByte(range_flag_) &&
-                     fields.Take(minimum_) && fields.Take(maximum_) && fields.Take(listed);
+  const bool whole = (!has_default || take(default_, 4)) && take(display_flag_, 1) && take(edit_flag_, 1) &&
+                     take(range_flag_, 1) && take(minimum_, 4) && take(maximum_, 4) && take(listed, 4);
   if (!whole) return trq::style_file::kReadFailed;
   if (stored_maximum) *stored_maximum = maximum_;
 

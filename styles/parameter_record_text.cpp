@@ -1,6 +1,6 @@
 #include "styles/parameter_record_text.h"
 
-#include <charconv>
+#include <string>
 
 #include "foundation/number_text.h"
 
@@ -9,32 +9,15 @@ namespace {
 
 /// Appends `number` as "%<width>d" does.
 void AppendInteger(std::string& text, int32_t number, std::size_t width) {
-  char digits[16];
-  const std::size_t length =
-      static_cast<std::size_t>(std::to_chars(digits, digits + sizeof digits, number).ptr - digits);
-  if (length < width) text.append(width - length, ' ');
-  text.append(digits, length);
+  const std::string digits = std::to_string(number);
+  if (digits.size() < width) text.append(width - digits.size(), ' ');
+  text += digits;
 }
 
 void AppendNumber(std::string& text, float number) { AppendFixed(text, number, 4, 7); }
 void AppendNumber(std::string& text, int32_t number) { AppendInteger(text, number, 5); }
 void AppendAllowed(std::string& text, float number) { AppendFixed(text, number, 6); }
 void AppendAllowed(std::string& text, int32_t number) { AppendInteger(text, number, 0); }
-
-// Kept: the forms differ from one another in small ways (commas, blanks, captions); other programs read them.
-constexpr RecordTextForm kFloatComma = {
-    "%n,%v,%e,%d,%l,%u", "%n,%v,%e,%d,No Min-Max Range", "", "", ",", ",", "\n"};
-constexpr RecordTextForm kFloatReadable = {
-    "%n = %v  [%l , %u, %e] %d", "%n = %v  [No Min-Max , %e] %d", "", " Full Range", "", "  ", "\n\n"};
-constexpr RecordTextForm kIntComma = {
-    "%n,%v,%e,%d,%l,%u,", "%n,%v,%e,%d,No Min-Max Range", "", "", "", ",", "\n"};
-constexpr RecordTextForm kIntReadable = {"%n = %v  [%l , %u, %e] %d",
-                                         "%n = %v  [No Min-Max, %e] %d",
-                                         "\nAllowed Values: ",
-                                         "Full Range",
-                                         "",
-                                         "   ",
-                                         "\n\n"};
 
 }  // namespace
 
@@ -86,16 +69,6 @@ std::string RecordText(const trq::StyleParameterRecord<T>& record, const char* n
 template std::string RecordText(const trq::StyleParameterRecord<float>&, const char*, const RecordTextForm&);
 template std::string RecordText(const trq::StyleParameterRecord<int32_t>&, const char*,
                                 const RecordTextForm&);
-
-template <>
-std::string AsciiRecord(const BuildStyleParameterRecordFloat& record, const char* name,
-                        bool comma_separated) {
-  return RecordText(record, name, comma_separated ? kFloatComma : kFloatReadable);
-}
-template <>
-std::string AsciiRecord(const BuildStyleParameterRecordInt& record, const char* name, bool comma_separated) {
-  return RecordText(record, name, comma_separated ? kIntComma : kIntReadable);
-}
 
 }  // namespace trq::detail
 

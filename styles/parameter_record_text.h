@@ -25,13 +25,30 @@ template <class T>
 std::string RecordText(const trq::StyleParameterRecord<T>& record, const char* name,
                        const RecordTextForm& form);
 
-/// The text that WriteAsciiRecord writes.
+/// The comma-separated and the readable form of a class of records.
+struct RecordTextForms {
+  RecordTextForm comma, readable;
+};
 template <class Record>
-std::string AsciiRecord(const Record& record, const char* name, bool comma_separated);
+inline constexpr RecordTextForms kTextForms = {};
+// Kept: the forms differ from one another in small ways (commas, blanks, captions); other programs read them.
 template <>
-std::string AsciiRecord(const BuildStyleParameterRecordFloat& record, const char* name, bool comma_separated);
+inline constexpr RecordTextForms kTextForms<BuildStyleParameterRecordFloat> = {
+    {"%n,%v,%e,%d,%l,%u", "%n,%v,%e,%d,No Min-Max Range", "", "", ",", ",", "\n"},
+    {"%n = %v  [%l , %u, %e] %d", "%n = %v  [No Min-Max , %e] %d", "", " Full Range", "", "  ", "\n\n"}};
 template <>
-std::string AsciiRecord(const BuildStyleParameterRecordInt& record, const char* name, bool comma_separated);
+inline constexpr RecordTextForms kTextForms<BuildStyleParameterRecordInt> = {
+    {"%n,%v,%e,%d,%l,%u,", "%n,%v,%e,%d,No Min-Max Range", "", "", "", ",", "\n"},
+    {"%n = %v  [%l , %u, %e] %d", "%n = %v  [No Min-Max, %e] %d", "\nAllowed Values: ", "Full Range", "",
+     "   ", "\n\n"}};
+
+/// The line of a record under `name`, comma-separated or readable.
+template <class Record>
+std::string AsciiRecord(const Record& record, const char* name, bool comma_separated) {
+  constexpr const RecordTextForms& forms = kTextForms<Record>;
+  static_assert(forms.comma.end && forms.readable.end, "a class of records with forms");
+  return RecordText(record, name, comma_separated ? forms.comma : forms.readable);
+}
 
 /// Writes it; kWriteFailed for a null stream, else kOk: the stream's error indicator tells of failures.
 template <class Record>

@@ -27,28 +27,28 @@ bool StyleSink::Write(const void* from, std::size_t size) {
   return bytes_ != nullptr;
 }
 
-bool StyleWriter::Padded(const char* bytes, std::size_t length, std::size_t width) {
+bool StyleSink::Padded(const char* bytes, std::size_t length, std::size_t width) {
   char field[kWidestText] = {};
   std::memcpy(field, bytes, std::min(length, width));
-  return sink_.Write(field, width);
+  return Write(field, width);
 }
 
-bool StyleReader::Text(CString& text, std::size_t width) {
+bool StyleSource::Text(CString& text, std::size_t width) {
   if (!RawText(text, width)) return false;
   text = CString(text.str().substr(0, text.str().find('\0')));
   return true;
 }
 
-bool StyleReader::RawText(CString& text, std::size_t width) {
+bool StyleSource::RawText(CString& text, std::size_t width) {
   char field[kWidestText];
-  if (!source_.ReadAll(field, width)) return false;
+  if (!ReadAll(field, width)) return false;
   text = CString(std::string(field, width));
   return true;
 }
 
-bool StyleReader::Word(void* word) {
+bool StyleSource::Word(void* word) {
   char bytes[4];
-  if (!source_.ReadAll(bytes, sizeof bytes)) return false;
+  if (!ReadAll(bytes, sizeof bytes)) return false;
   std::memcpy(word, bytes, sizeof bytes);
   return true;
 }

@@ -10,7 +10,8 @@
 
 namespace trq::detail {
 
-/// A stream, or bytes in memory, to read from. Without a stream nothing comes.
+/// A stream, or bytes in memory, to read from, and the reading of the pieces of a layout. Without a stream
+/// nothing comes. A piece whose bytes did not all come keeps what it held (records: see ReadRecord).
 class StyleSource {
  public:
   explicit StyleSource(std::FILE* stream) : stream_(stream) {}
@@ -22,13 +23,26 @@ class StyleSource {
   long Position() const { return stream_ ? std::ftell(stream_) : static_cast<long>(next_); }
   bool GoTo(long position);
 
+  template <class T>
+  bool Record(StyleParameterRecord<T>& record, T* stored_maximum = nullptr) {
+    return record.ReadFrom(*this, stored_maximum) == style_file::kOk;
+  }
+  /// The bytes up to the first NUL, or all of them.
+  bool Text(CString& text, std::size_t width);
+  bool RawText(CString& text, std::size_t width);
+  bool Word(void* word);
+
+  float version = 0;             ///< records are read in the form of that file version
+  int32_t sweep_counts[3] = {};  ///< as they stand in the file
+
  private:
   std::FILE* stream_ = nullptr;
   Bytes bytes_;
   std::size_t next_ = 0;
 };
 
-/// A stream, or a text in memory, to write to. Without a stream writing fails.
+/// A stream, or a text in memory, to write to, and the writing of the pieces of a layout. Without a stream
+/// writing fails. Each returns false when it could not.
 class StyleSink {
  public:
   explicit StyleSink(std::FILE* stream) : stream_(stream) {}
@@ -37,18 +51,9 @@ class StyleSink {
   /// False when what was written does not reach the file.
   bool Flush() { return !stream_ || std::fflush(stream_) == 0; }
 
- private:
-  std::FILE* stream_ = nullptr;
-  std::string* bytes_ = nullptr;
-};
-
-/// Writes the pieces of a layout. Each returns false when it could not.
-class StyleWriter {
- public:
-  explicit StyleWriter(StyleSink& sink) : sink_(sink) {}
   template <class T>
   bool Record(const StyleParameterRecord<T>& record) {
-    return record.WriteTo(sink_) == style_file::kOk;
+    return record.WriteTo(*this) == style_file::kOk;
   }
   /// The text up to its NUL, cut so that a NUL fits, and zeros.
   bool Text(const CString& text, std::size_t width) {
@@ -56,32 +61,13 @@ class StyleWriter {
   }
   /// `width` bytes as they are, zeros where the text is shorter.
   bool RawText(const CString& text, std::size_t width) { return Padded(text, text.str().size(), width); }
-  bool Word(const void* word) { return sink_.Write(word, 4); }
+  bool Word(const void* word) { return Write(word, 4); }
 
  private:
   bool Padded(const char* bytes, std::size_t length, std::size_t width);
-  StyleSink& sink_;
-};
 
-/// Reads them back. A piece whose bytes did not all come keeps what it held (records: see ReadRecord).
-class StyleReader {
- public:
-  /// Records are read in the form of that file version.
-  StyleReader(StyleSource& source, float file_version) : version(file_version), source_(source) {}
-  template <class T>
-  bool Record(StyleParameterRecord<T>& record, T* stored_maximum = nullptr) {
-    return record.ReadFrom(source_, version, stored_maximum) == style_file::kOk;
-  }
-  /// The bytes up to the first NUL, or all of them.
-  bool Text(CString& text, std::size_t width);
-  bool RawText(CString& text, std::size_t width);
-  bool Word(void* word);
-
-  float version;
-  int32_t sweep_counts[3] = {};  ///< as they stand in the file
-
- private:
-  StyleSource& source_;
+  std::FILE* stream_ = nullptr;
+  std::string* bytes_ = nullptr;
 };
 
 }  // namespace trq::detail

@@ -42,8 +42,8 @@ namespace {
 constexpr int kCrcBytes = 4;
 constexpr uint32_t kCrcOfNothing = 0xFFFFFFFFu;
 
-}  // namespace
-
+/// The CRC of the file without its last `all_but` bytes (of no bytes when it is shorter). Returns kOk,
+/// kCannotOpen or kReadFailed.
 int FileCrc(const host::SystemPath& path, int64_t all_but, uint32_t& crc) {
   const FileHandle stream = OpenFile(path, "rb");
   if (!stream) return trq::style_file::kCannotOpen;
@@ -62,28 +62,7 @@ int FileCrc(const host::SystemPath& path, int64_t all_but, uint32_t& crc) {
   return trq::style_file::kOk;
 }
 
-int AppendCrc(const host::SystemPath& path) {
-  uint32_t crc = 0;
-  const int result = FileCrc(path, 0, crc);
-  if (result != trq::style_file::kOk) return result;
-  FileHandle stream = OpenFile(path, "rb+");
-  if (!stream) return trq::style_file::kCannotOpen;
-  const bool written = std::fseek(stream.get(), 0, SEEK_END) == 0 &&
-                       std::fwrite(&crc, 1, kCrcBytes, stream.get()) == kCrcBytes;
-  const bool closed = CloseChecked(std::move(stream));  // flushes first
-  return written && closed ? trq::style_file::kOk : trq::style_file::kWriteFailed;
-}
-
-int CompareStoredCrc(uint32_t expected, const CString& path) {
-  uint32_t crc = 0;
-  const int result = FileCrc(path, kCrcBytes, crc);
-  if (result != trq::style_file::kOk) return result;
-  return crc == expected ? trq::style_file::kOk : trq::style_file::kReadFailed;
-}
-
-uint32_t BytesCrc(const char* bytes, int length) {
-  return bytes && length > 0 ? Crc32Register(bytes, static_cast<std::size_t>(length)) : kCrcOfNothing;
-}
+}  // namespace
 
 int ProbeFile(const CString& path) {
   const FileHandle stream = OpenFile(path, "rb");
@@ -105,6 +84,37 @@ core::Result<std::size_t> ReadingOf(int result, const StyleSource& source) {
 
 }  // namespace trq::detail
 
-uint32_t trq::core::StyleChecksum(Bytes bytes) {
-  return trq::detail::Crc32Register(bytes.data(), bytes.size());
+using namespace trq::detail;
+
+uint32_t trq::core::StyleChecksum(Bytes bytes) { return Crc32Register(bytes.data(), bytes.size()); }
+
+int trq::StyleWithFile::writeCrcValue(CString given) {
+  const trq::host::SystemPath path = given;
+  uint32_t crc = 0;
+  const int result = FileCrc(path, 0, crc);
+  if (result != trq::style_file::kOk) return result;
+  FileHandle stream = OpenFile(path, "rb+");
+  if (!stream) return trq::style_file::kCannotOpen;
+  const bool written = std::fseek(stream.get(), 0, SEEK_END) == 0 &&
+                       std::fwrite(&crc, 1, kCrcBytes, stream.get()) == kCrcBytes;
+  const bool closed = CloseChecked(std::move(stream));  // flushes first
+  return written && closed ? trq::style_file::kOk : trq::style_file::kWriteFailed;
+}
+
+int trq::StyleWithFile::CompareCRC(unsigned long expected, CString path) {
+  uint32_t crc = 0;
+  const int result = FileCrc(path, kCrcBytes, crc);
+  if (result != trq::style_file::kOk) return result;
+  return crc == static_cast<uint32_t>(expected) ? trq::style_file::kOk : trq::style_file::kReadFailed;
+}
+
+uint32_t trq::StyleWithFile::calcCRC(const char* bytes, int length) {
+  return bytes && length > 0 ? Crc32Register(bytes, static_cast<std::size_t>(length)) : kCrcOfNothing;
+}
+
+int trq::StyleWithFile::closeBuildStyleFile() { return file.Close(); }
+
+int trq::StyleWithFile::setStyleFilePtr(FILE* stream) {
+  file.Set(stream);
+  return trq::style_file::kOk;
 }

@@ -28,16 +28,6 @@ inline constexpr std::size_t kHeaderBytes = 2264;
 template <class Style>
 struct StyleTraits;
 
-/// The CRC of the file without its last `all_but` bytes (of no bytes when it is shorter). Returns kOk,
-/// kCannotOpen or kReadFailed.
-int FileCrc(const host::SystemPath& path, int64_t all_but, uint32_t& crc);
-
-/// Appends the CRC of the file to it.
-int AppendCrc(const host::SystemPath& path);
-/// Compares `expected` with the CRC of all but the last four bytes.
-int CompareStoredCrc(uint32_t expected, const CString& path);
-/// The CRC of bytes in memory; that of no bytes for null or a length below 1.
-uint32_t BytesCrc(const char* bytes, int length);
 /// Opens the file and reads four bytes: kOk, kCannotOpen or kReadFailed.
 int ProbeFile(const CString& path);
 
@@ -54,41 +44,20 @@ Span<const StyleLayoutItem> ItemsOf(StylePart part) {
 /// Writes or reads a part of a style; a style_file::Result.
 template <class Style>
 int WritePart(Style& style, StyleSink sink, StylePart part) {
-  StyleWriter writer(sink);
   const Span<const StyleLayoutItem> items = ItemsOf<Style>(part);
-  const bool written = Transfer(writer, style, items) == items.size();
+  const bool written = Transfer(sink, style, items) == items.size();
   return written && sink.Flush() ? style_file::kOk : style_file::kWriteFailed;
 }
 template <class Style>
 int ReadPart(Style& style, StyleSource& source, StylePart part) {
-  StyleReader reader(source, part == StylePart::kWhole206 ? 0.0f : style.FileVersion);
+  source.version = part == StylePart::kWhole206 ? 0.0f : style.FileVersion;
   const Span<const StyleLayoutItem> items = ItemsOf<Style>(part);
-  return Transfer(reader, style, items) == items.size() ? style_file::kOk : style_file::kReadFailed;
+  return Transfer(source, style, items) == items.size() ? style_file::kOk : style_file::kReadFailed;
 }
 template <class Style>
 int ReadPart(Style& style, StylePart part) {
   StyleSource source(style.file);
   return ReadPart(style, source, part);
-}
-
-/// Opens `path` and writes the layout of the style's file version; the stream stays open.
-template <class Style>
-int WriteStyleTo(Style& style, const CString& path) {
-  if (!style.file.Open(path, "wb")) return style_file::kCannotOpen;
-  return IsVersion301Or400(style.FileVersion) ? style.binaryWriteStyleData301()
-                                              : style.binaryWriteStyleData206();
-}
-
-/// Opens `path` and reads a style and the stored CRC; the stream stays open.
-template <class Style>
-int ReadStyleFrom(Style& style, const CString& path) {
-  if (!style.file.Open(path, "rb")) return style_file::kCannotOpen;
-  const int result = style.binaryReadStyle();
-  if (result != style_file::kOk) return result;
-  uint32_t stored = 0;
-  if (!StyleSource(style.file).ReadAll(&stored, sizeof stored)) return style_file::kReadFailed;
-  style.StoredCRC = stored;
-  return style_file::kOk;
 }
 
 /// Reads a style from the present position: a first word that Is301 accepts announces the 301 layout, a
@@ -105,8 +74,7 @@ int DispatchRead(Style& style, StyleSource& source) {
     return header == style_file::kOk ? ReadPart(style, source, StylePart::kBody301) : header;
   }
   if (!source.GoTo(start + StyleTraits<Style>::kVersionRecordAt)) return style_file::kReadFailed;
-  StyleReader reader(source, 0.0f);
-  if (!reader.Record(style.Version)) return style_file::kReadFailed;
+  if (!source.Record(style.Version)) return style_file::kReadFailed;
   if (style.Version.GetValue() != kVersion206) return style_file::kUnknownLayout;
   if (!source.GoTo(start)) return style_file::kReadFailed;
   const int result = ReadPart(style, source, StylePart::kWhole206);
@@ -114,24 +82,6 @@ int DispatchRead(Style& style, StyleSource& source) {
   style.Version.SetValue(kVersion301);
   style.Version.SetDefaultValue(kVersion301);
   style.ConvertBuildStylesTo301();
-  return result;
-}
-
-/// Reads the header of a 301 file and closes it.
-template <class Style>
-int ReadHeaderFrom(Style& style, const CString& path) {
-  if (!style.file.Open(path, "rb")) return style_file::kCannotOpen;
-  StyleSource source(style.file);
-  float version = 0;
-  int result = style_file::kReadFailed;
-  if (source.ReadAll(&version, sizeof version)) {
-    result = style_file::kUnknownLayout;
-    if (IsVersion301Or400(version)) {
-      std::rewind(style.file);
-      result = ReadPart(style, source, StylePart::kHeader301);
-    }
-  }
-  style.file.Close();
   return result;
 }
 
@@ -181,8 +131,71 @@ std::string BytesOfStyle(const Style& style, core::StyleLayout layout) {
   Style written = style;  // writing fits some records to one another
   WritePart(written, StyleSink(bytes),
             layout == core::StyleLayout::k301 ? StylePart::kWhole301 : StylePart::kWhole206);
-  const uint32_t crc = BytesCrc(bytes.data(), static_cast<int>(bytes.size()));
+  const uint32_t crc = style.calcCRC(bytes.data(), static_cast<int>(bytes.size()));
   return bytes.append(reinterpret_cast<const char*>(&crc), sizeof crc);
 }
 
 }  // namespace trq::detail
+
+// The methods of StoredStyle; each class of styles is one instantiation.
+
+template <class Style>
+int trq::StoredStyle<Style>::binaryWriteStyle(CString path) {
+  if (!file.Open(path, "wb")) return style_file::kCannotOpen;
+  return detail::IsVersion301Or400(style().FileVersion) ? binaryWriteStyleData301()
+                                                        : binaryWriteStyleData206();
+}
+
+template <class Style>
+int trq::StoredStyle<Style>::binaryReadStyle(CString path) {
+  if (!file.Open(path, "rb")) return style_file::kCannotOpen;
+  const int result = binaryReadStyle();
+  if (result != style_file::kOk) return result;
+  uint32_t stored = 0;
+  if (!detail::StyleSource(file).ReadAll(&stored, sizeof stored)) return style_file::kReadFailed;
+  style().StoredCRC = stored;
+  return style_file::kOk;
+}
+
+template <class Style>
+int trq::StoredStyle<Style>::binaryReadStyle() {
+  detail::StyleSource source(file);
+  return detail::DispatchRead(style(), source);
+}
+
+template <class Style>
+int trq::StoredStyle<Style>::binaryReadStyleHeader(CString path) {
+  if (!file.Open(path, "rb")) return style_file::kCannotOpen;
+  float version = 0;
+  int result = style_file::kReadFailed;
+  if (detail::StyleSource(file).ReadAll(&version, sizeof version)) {
+    result = style_file::kUnknownLayout;
+    if (detail::IsVersion301Or400(version)) {
+      std::rewind(file);
+      result = binaryReadStyleHeader301();
+    }
+  }
+  file.Close();
+  return result;
+}
+
+template <class Style>
+int trq::StoredStyle<Style>::binaryReadStyleHeader301() {
+  return detail::ReadPart(style(), detail::StylePart::kHeader301);
+}
+template <class Style>
+int trq::StoredStyle<Style>::binaryReadStyleData301() {
+  return detail::ReadPart(style(), detail::StylePart::kBody301);
+}
+template <class Style>
+int trq::StoredStyle<Style>::binaryReadStyleData206() {
+  return detail::ReadPart(style(), detail::StylePart::kWhole206);
+}
+template <class Style>
+int trq::StoredStyle<Style>::binaryWriteStyleData301() {
+  return detail::WritePart(style(), detail::StyleSink(file), detail::StylePart::kWhole301);
+}
+template <class Style>
+int trq::StoredStyle<Style>::binaryWriteStyleData206() {
+  return detail::WritePart(style(), detail::StyleSink(file), detail::StylePart::kWhole206);
+}

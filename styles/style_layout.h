@@ -83,24 +83,24 @@ struct LayoutItems {
 
 /// Writes or reads an item of a kind that not every style has.
 template <class Style>
-bool WriteSpecial(StyleWriter& writer, Style& style, const StyleLayoutItem& item);
+bool WriteSpecial(StyleSink& sink, Style& style, const StyleLayoutItem& item);
 template <class Style>
-bool ReadSpecial(StyleReader& reader, Style& style, const StyleLayoutItem& item);
+bool ReadSpecial(StyleSource& source, Style& style, const StyleLayoutItem& item);
 
 /// The "Version" record of a 206 file: value and default are written as 2.06, in memory they stay; it is read
 /// by its own value, which then says how all later records are read.
 template <class Style>
-bool WriteVersion206(StyleWriter& writer, const Style& style) {
+bool WriteVersion206(StyleSink& sink, const Style& style) {
   auto copy = style.Version;
   copy.SetValue(2.06f);
   copy.SetDefaultValue(2.06f);
-  return writer.Record(copy);
+  return sink.Record(copy);
 }
 template <class Style>
-bool ReadVersion206(StyleReader& reader, Style& style) {
-  reader.version = 0.0f;
-  if (!reader.Record(style.Version)) return false;
-  reader.version = style.Version.GetValue();
+bool ReadVersion206(StyleSource& source, Style& style) {
+  source.version = 0.0f;
+  if (!source.Record(style.Version)) return false;
+  source.version = style.Version.GetValue();
   return true;
 }
 
@@ -121,7 +121,7 @@ bool TransferItem(Io& io, Style& style, const StyleLayoutItem& item) {
       }
       return false;
     default:
-      if constexpr (std::is_same_v<Io, StyleWriter>) {
+      if constexpr (std::is_same_v<Io, StyleSink>) {
         return WriteSpecial(io, style, item);
       } else {
         return ReadSpecial(io, style, item);

@@ -59,7 +59,7 @@ class TRQ_EXPORT KVSWEEPS {
 /// without blanks. Delays and waits are whole numbers; Z values, velocities and accelerations are in the
 /// style's units, which the 301 and 206 files record as a text.
 /// A style is copyable; the copy has no open stream.
-class TRQ_EXPORT KVRECOATSTYLE {
+class TRQ_EXPORT KVRECOATSTYLE : public trq::StoredStyle<KVRECOATSTYLE> {
  public:
   /// A blank style for TRQ_E7, file version 3.01, without sweeps.
   KVRECOATSTYLE();
@@ -116,28 +116,6 @@ class TRQ_EXPORT KVRECOATSTYLE {
   int writeRecoatStyle(CString path);
   /// Loads and checks the CRC: kOk, or kCrcRefused after its message for every failure.
   int readRecoatStyle(CString path);
-  /// Writes without CRC: the 301 layout for file versions 3.01 and 4.0, else the 206 layout. The file stays
-  /// open, flushed.
-  int binaryWriteStyle(CString path);
-  /// Reads a style and, when that succeeds, the stored CRC behind it, unchecked. The file stays open.
-  int binaryReadStyle(CString path);
-  /// Reads a style from the position of the stream that is set. Accepts version 3.01 and 206 files; 4.0 is
-  /// kUnknownLayout or a short read, unlike in build styles.
-  int binaryReadStyle();
-  /// Reads the header of a 301 file (3.01 or 4.0) and closes it; kUnknownLayout for other files.
-  int binaryReadStyleHeader(CString path);
-  int binaryReadStyleHeader301();
-  int binaryReadStyleData301();
-  int binaryReadStyleData206();
-  int binaryWriteStyleData301();  ///< header and records
-  int binaryWriteStyleData206();  ///< "Version" is written as 2.06, in memory it stays
-  int writeCrcValue(CString path);
-  int CompareCRC(unsigned long expected, CString path);
-  static uint32_t calcCRC(const char* bytes, int length);
-  /// Closes whatever stream is set and clears it.
-  int closeBuildStyleFile();
-  /// Sets a stream that stays the caller's; a stream that the style itself opened is closed.
-  int setStyleFilePtr(FILE* stream);
   /// Sets the two closing texts to "None" and "Version" to 2.06. The argument is not used. Returns kOk.
   int ConvertTo205Version(float unused);
   /// Sets the layout words to 4, 6, 7, 3, 2, the layer thickness and the preferred blade gap to 0, that
@@ -154,7 +132,6 @@ class TRQ_EXPORT KVRECOATSTYLE {
   RecoatStyleParameterRecordInt* FindInt(const char* name);
   const RecoatStyleParameterRecordInt* FindInt(const char* name) const;
 
-  trq::StyleStream file;  ///< the stream being read or written
   int32_t IntegerFlag = 1;
   CString StyleName = "None";
   CString BuildDescription = "None";
@@ -209,6 +186,8 @@ class TRQ_EXPORT KVRECOATSTYLE {
 };
 
 namespace trq {
+extern template class StoredStyle<KVRECOATSTYLE>;
+
 using RecoatStyleMember =
     StyleRecordMember<KVRECOATSTYLE, RecoatStyleParameterRecordFloat, RecoatStyleParameterRecordInt, 10, 10>;
 using RecoatStyleParameterRow = StyleParameterRow<RecoatStyleMember>;

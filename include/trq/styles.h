@@ -27,8 +27,6 @@ enum Result : int {
 namespace trq::detail {
 class StyleSource;
 class StyleSink;
-class StyleReader;
-class StyleWriter;
 }  // namespace trq::detail
 
 namespace trq {
@@ -106,11 +104,11 @@ class TRQ_EXPORT StyleParameterRecord {
   void CopyConverted(const StyleParameterRecord<U>& source);
 
  private:
-  friend class detail::StyleWriter;
-  friend class detail::StyleReader;
+  friend class detail::StyleSource;
+  friend class detail::StyleSink;
   int WriteTo(detail::StyleSink& sink) const;
   /// `stored_maximum`, when given, receives the maximum as it stands in the file.
-  int ReadFrom(detail::StyleSource& source, float version, T* stored_maximum);
+  int ReadFrom(detail::StyleSource& source, T* stored_maximum);
   bool Holds(int index) const { return index >= 0 && index < GetNumElementsInList(); }
 
   T value_ = 0;
@@ -193,6 +191,58 @@ class TRQ_EXPORT StyleStream {
 
   FILE* stream_ = nullptr;
   bool opened_here_ = false;
+};
+
+/// What build and recoat styles have in common: the stream, and the CRC at the end of their files.
+/// All functions of files return a style_file::Result. A null or unset stream is kReadFailed or kWriteFailed.
+class TRQ_EXPORT StyleWithFile {
+ public:
+  /// Appends the CRC of the whole file to it.
+  int writeCrcValue(CString path);
+  /// Compares the low 32 bits of `expected` with the CRC of all but the last four bytes of the file.
+  int CompareCRC(unsigned long expected, CString path);
+  /// Reflected CRC-32 (polynomial 0xEDB88320, start 0xFFFFFFFF) without final inversion; 0xFFFFFFFF for a
+  /// length below 1 or null.
+  static uint32_t calcCRC(const char* bytes, int length);
+  /// Closes whatever stream is set and clears it.
+  int closeBuildStyleFile();
+  /// Sets a stream that stays the caller's; a stream that the style itself opened is closed.
+  int setStyleFilePtr(FILE* stream);
+
+  StyleStream file;  ///< the stream being read or written
+
+ protected:
+  StyleWithFile() = default;
+};
+
+/// Reading and writing the file layouts of a Style, which is KVBUILDSTYLE or KVRECOATSTYLE.
+template <class Style>
+class TRQ_EXPORT StoredStyle : public StyleWithFile {
+ public:
+  /// Writes without CRC: the 301 layout for file versions 3.01 and 4.0, else the 206 layout. The file stays
+  /// open, flushed.
+  int binaryWriteStyle(CString path);
+  /// Reads a style and, when that succeeds, the stored CRC behind it, unchecked. The file stays open.
+  int binaryReadStyle(CString path);
+  /// Reads a style from the position of the stream that is set, which has to be seekable; no CRC follows.
+  /// Build styles: version 3.01, 4.0 and 206 files. Recoat styles: version 3.01 and 206 files; 4.0 is
+  /// kUnknownLayout or a short read.
+  int binaryReadStyle();
+  /// Reads the header of a 301 file (3.01 or 4.0) and closes it; kUnknownLayout for other files.
+  int binaryReadStyleHeader(CString path);
+  /// The halves of the 301 layout and the whole of the 206 layout, from or to the stream that is set. The
+  /// records are read in the form of `FileVersion`. Writing ends with a flush.
+  int binaryReadStyleHeader301();
+  int binaryReadStyleData301();
+  int binaryReadStyleData206();
+  int binaryWriteStyleData301();  ///< header and records
+  int binaryWriteStyleData206();  ///< "Version" is written as 2.06, in memory it stays
+
+ protected:
+  StoredStyle() = default;
+
+ private:
+  Style& style() { return static_cast<Style&>(*this); }
 };
 
 /// What kind of quantity a parameter is; decides unit conversion and the equating of defaults.
@@ -314,6 +364,11 @@ class StyleParameterList {
   constexpr const Row* end() const { return first_ + size_; }
   constexpr std::size_t size() const { return size_; }
   constexpr const Row& operator[](std::size_t i) const { return first_[i]; }
+  /// The record of exactly that name; none when there is no such row.
+  RecordMember MemberOf(const char* name) const {
+    const Row* row = Find(name);
+    return row ? row->member : RecordMember();
+  }
   /// The row of exactly that name, or null.
   const Row* Find(const char* name) const {
     for (const Row& row : *this) {
@@ -332,7 +387,7 @@ class StyleParameterList {
 /// names without blanks and punctuation. Lengths are inches or millimetres as the application keeps them;
 /// files do not record which.
 /// A style is copyable; the copy has no open stream.
-class TRQ_EXPORT KVBUILDSTYLE {
+class TRQ_EXPORT KVBUILDSTYLE : public trq::StoredStyle<KVBUILDSTYLE> {
  public:
   /// A blank template for TRQ_E7, file version 3.01.
   KVBUILDSTYLE();
@@ -376,38 +431,11 @@ class TRQ_EXPORT KVBUILDSTYLE {
   /// style file cannot be used." for every failure, a missing file too. The style holds what was read either
   /// way.
   int readBuildStyle(CString path);
-  /// Writes without CRC: the 301 layout for file versions 3.01 and 4.0, else the 206 layout. The file stays
-  /// open, flushed.
-  int binaryWriteStyle(CString path);
-  /// Reads a style and, when that succeeds, the stored CRC behind it, unchecked. The file stays open.
-  int binaryReadStyle(CString path);
-  /// Reads a style from the position of the stream that is set, which has to be seekable; no CRC follows.
-  int binaryReadStyle();
-  /// Reads the header of a 301 file and closes it; kUnknownLayout for other files.
-  int binaryReadStyleHeader(CString path);
-  /// The halves of the 301 layout and the whole of the 206 layout, from or to the stream that is set. The
-  /// records are read in the form of `FileVersion`. Writing ends with a flush; it makes "QC Min Large Thick
-  /// Skin Width" equal to "Shelling Thickness", reading the reverse.
-  int binaryReadStyleHeader301();
-  int binaryReadStyleData301();
-  int binaryReadStyleData206();
-  int binaryWriteStyleData301();  ///< header and records
-  int binaryWriteStyleData206();  ///< "Version" is written as 2.06, in memory it stays
+  // Writing a layout makes "QC Min Large Thick Skin Width" equal to "Shelling Thickness", reading the
+  // reverse.
 
-  /// Appends the CRC of the whole file to it.
-  int writeCrcValue(CString path);
-  /// Compares the low 32 bits of `expected` with the CRC of all but the last four bytes of the file.
-  int CompareCRC(unsigned long expected, CString path);
-  /// Reflected CRC-32 (polynomial 0xEDB88320, start 0xFFFFFFFF) without final inversion; 0xFFFFFFFF for a
-  /// length below 1 or null.
-  static uint32_t calcCRC(const char* bytes, int length);
   /// kOk when the file that `StyleName` names has four bytes, whatever they are.
   int isStyleFileBinary();
-  /// Closes whatever stream is set and clears it.
-  int closeBuildStyleFile();
-  /// Sets a stream that stays the caller's; a stream that the style itself opened is closed.
-  int setStyleFilePtr(FILE* stream);
-
   /// Gives texts 5 and 6, the support cure depths and "Version" what the step to version 2.06 gives them. The
   /// argument is not used. Returns kOk.
   int ConvertTo205Version(float unused);
@@ -418,7 +446,6 @@ class TRQ_EXPORT KVBUILDSTYLE {
   /// locale. kOk, kCannotOpen or kWriteFailed.
   int writeAsciiBuildStyle(CString path);
 
-  trq::StyleStream file;  ///< the stream being read or written
   CString StyleName = "None";
   CString FullPathName = "None";
   CString BuildDescription = "None";
@@ -631,6 +658,8 @@ class TRQ_EXPORT KVBUILDSTYLE {
 };
 
 namespace trq {
+extern template class StoredStyle<KVBUILDSTYLE>;
+
 using BuildStyleRecordMember =
     StyleRecordMember<KVBUILDSTYLE, BuildStyleParameterRecordFloat, BuildStyleParameterRecordInt, 21, 2>;
 using BuildStyleParameter = StyleParameterRow<BuildStyleRecordMember>;

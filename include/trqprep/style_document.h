@@ -73,7 +73,6 @@ struct RecordValues {
   bool HasRange() const;
   /// Gives the record that pair.
   void RemoveRange();
-  bool operator==(const RecordValues& other) const;
 };
 
 /// What of a record differs: the name of the field and its two texts.
@@ -110,11 +109,11 @@ struct SweepValues {
 SweepValues NewSweep();
 
 /// The three sweep lists of recoat styles, in file order.
-inline constexpr int kSweepLists = 3;
+inline constexpr std::size_t kSweepLists = 3;
 /// "sweeps", "primary", "secondary".
-const char* SweepListName(int list);
+const char* SweepListName(std::size_t list);
 /// The record whose maximum counts the list's sweeps in files: "Num Sweeps", ...
-const char* SweepCountName(int list);
+const char* SweepCountName(std::size_t list);
 
 struct StyleDocument {
   StyleKind kind = StyleKind::kBuild;
@@ -133,7 +132,7 @@ struct StyleDocument {
 
   /// Makes the count record of a sweep list say how long the list is: its value, and its maximum, by which
   /// files count.
-  void CountSweeps(int list);
+  void CountSweeps(std::size_t list);
 };
 
 /// One difference between two styles, by name.

@@ -6,6 +6,9 @@
 #include <cctype>
 #include <cmath>
 
+#include "trq/core/style_stack.h"
+#include "trqprep/paths.h"
+
 namespace trqprep {
 namespace {
 
@@ -16,10 +19,8 @@ constexpr double kSameThickness = 1e-6;
 // "mm" or "in" however it is written; the text itself when it is neither.
 std::string UnitsOfText(const std::string& text) {
   std::string plain;
-  for (const char c : text) {
-    if (!std::isspace(static_cast<unsigned char>(c))) {
-      plain += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    }
+  for (const char c : Lower(text)) {
+    if (!std::isspace(static_cast<unsigned char>(c))) plain += c;
   }
   return plain;
 }
@@ -32,9 +33,9 @@ class StyleRules {
 
   void CheckRanges() {
     for (const StyleParameter& parameter : style_.parameters) CheckRecord(parameter.name, parameter.record);
-    for (int list = 0; list < kSweepLists; ++list) {
+    for (std::size_t list = 0; list < kSweepLists; ++list) {
       int i = 0;
-      for (const SweepValues& sweep : style_.sweeps[static_cast<std::size_t>(list)]) {
+      for (const SweepValues& sweep : style_.sweeps[list]) {
         const std::string name = fmt::format("{}[{}].", SweepListName(list), i++);
         CheckRecord(name + "gap", sweep.gap);
         CheckRecord(name + "velocity", sweep.velocity);
@@ -75,13 +76,13 @@ class StyleRules {
 
   void CheckSweepCounts() {
     if (file_.kind != StyleKind::kRecoat) return;
-    for (int list = 0; list < kSweepLists; ++list) {
+    for (std::size_t list = 0; list < kSweepLists; ++list) {
       const std::string name = SweepCountName(list);
       const RecordValues& count = style_.Find(name)->record;
       const double value = count.value.Value();
       // A record without range counts nothing.
       const double maximum = count.maximum.Value();
-      const auto length = static_cast<double>(style_.sweeps[static_cast<std::size_t>(list)].size());
+      const auto length = static_cast<double>(style_.sweeps[list].size());
       if (!(value > 0 || maximum > 0) || (value == length && maximum == length)) continue;
       Found(Code::kSweepCount, fmt::format("{}: value {}, maximum {}, but {} in the list", name,
                                            count.value.Text(), count.maximum.Text(), length))
@@ -141,9 +142,7 @@ std::vector<Message> CheckStyle(const StyleFile& file, const StyleSurroundings& 
   return findings;
 }
 
-double StackTolerance(Units units) {
-  return static_cast<double>(0.00005f) * (units == Units::kMillimetre ? kMillimetresPerInch : 1);
-}
+double StackTolerance(Units units) { return trq::core::StackTolerance(units == Units::kMillimetre); }
 
 std::vector<Message> CheckStack(const std::vector<StyleBand>& stack, double bottom, double top, Units units,
                                 const std::string& file, const std::string& subject) {

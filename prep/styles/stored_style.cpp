@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstring>
 #include <memory>
 #include <stdexcept>
@@ -13,6 +12,7 @@
 #include "trq/core/style_file.h"
 #include "trqprep/atomic_output.h"
 #include "trqprep/input_file.h"
+#include "trqprep/paths.h"
 
 namespace trqprep {
 namespace {
@@ -85,11 +85,10 @@ StyleDocument LegacyDocument(RECOATSTYLE legacy) {
   }
   const std::shared_ptr<std::vector<SWEEPS>> lists[kSweepLists] = {legacy.SweepList, legacy.PrimarySweepList,
                                                                    legacy.SecondarySweepList};
-  for (int list = 0; list < kSweepLists; ++list) {
-    const auto at = static_cast<std::size_t>(list);
-    if (lists[at]) {
-      for (const SWEEPS& from : *lists[at]) {
-        SweepValues& sweep = style.sweeps[at].emplace_back(NewSweep());
+  for (std::size_t list = 0; list < kSweepLists; ++list) {
+    if (lists[list]) {
+      for (const SWEEPS& from : *lists[list]) {
+        SweepValues& sweep = style.sweeps[list].emplace_back(NewSweep());
         sweep.gap.value = sweep.gap.default_value = from.BladeGap;
         sweep.velocity.value = sweep.velocity.default_value = from.BladeVelocity;
       }
@@ -119,20 +118,22 @@ void CompareLegacy(const StyleFile& file, RewriteChanges& changes) {
 // --- Telling files apart -----------------------------------------------------------------------------------
 
 std::optional<StyleKind> KindByEnding(const std::string& path) {
-  const std::size_t dot = path.rfind('.');
-  if (dot == std::string::npos) return std::nullopt;
-  std::string ending = path.substr(dot + 1);
-  for (char& c : ending) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  const std::string ending = LowerExtension(path);
   if (ending == "sty") return StyleKind::kBuild;
   if (ending == "rcs") return StyleKind::kRecoat;
   return std::nullopt;
 }
 
+// True when the checksum follows what was read and ends the bytes.
+bool EndsRight(const Reading& reading, const std::string& bytes) {
+  return reading.complete && reading.end + kCrcBytes == bytes.size();
+}
+
 void TakeReading(StyleFile& file, Reading reading) {
   file.complete = reading.complete;
   file.end = reading.end;
+  file.ends_right = EndsRight(reading, file.bytes);
   file.style = std::move(reading.style);
-  file.ends_right = reading.complete && reading.end + kCrcBytes == file.bytes.size();
   file.has_crc = file.bytes.size() >= kCrcBytes;
   if (!file.has_crc) return;
   const std::size_t length = file.bytes.size() - kCrcBytes;
@@ -145,7 +146,7 @@ void TakeReading(StyleFile& file, Reading reading) {
 std::string ReadWholeFile(const std::string& path) {
   InputFile file(path);
   if (file.head().size > kLargestStyle) {
-    Fail(ExitCode::kInput, Message(Code::kStyleUnknown, path, "is too large for a style file"));
+    FailInput(Code::kStyleUnknown, path, "is too large for a style file");
   }
   return file.ReadRest();
 }
@@ -171,17 +172,18 @@ std::optional<StyleFile> ExamineStyle(const std::string& path, std::string bytes
     file.style = LegacyDocument(*legacy);
     return file;
   }
-  const bool is_301 = IsVersion301(At<float>(content, 0));
+  const float first = At<float>(content, 0);
+  const bool is_301 = IsVersion301(first);
   // A 206 build style begins with its "Version" record; that of a recoat style stands behind the user level.
-  const bool is_build_206 = At<float>(content, 0) == kVersion206;
+  const bool is_build_206 = first == kVersion206;
   const bool is_recoat_206 = !is_301 && At<float>(content, 4) == kVersion206;
   if (!is_301 && !is_build_206 && !is_recoat_206) return std::nullopt;
   file.layout = is_301 ? StyleLayout::k301 : StyleLayout::k206;
   Reading build, recoat;
   if (is_301 || is_build_206) build = ReadAs(StyleKind::kBuild, content, file.layout);
   if (is_301 || is_recoat_206) recoat = ReadAs(StyleKind::kRecoat, content, file.layout);
-  const bool fits_build = build.complete && build.end + kCrcBytes == content.size();
-  const bool fits_recoat = recoat.complete && recoat.end + kCrcBytes == content.size();
+  const bool fits_build = EndsRight(build, content);
+  const bool fits_recoat = EndsRight(recoat, content);
   if (fits_build != fits_recoat) {
     file.kind = fits_build ? StyleKind::kBuild : StyleKind::kRecoat;
   } else if (!is_301 && is_build_206 != is_recoat_206) {
@@ -211,16 +213,14 @@ Message StyleIsDamaged(const StyleFile& file) {
 StyleFile LoadStyle(Observer& observer, const std::string& path, StyleKind kind) {
   std::optional<StyleFile> file = ExamineStyle(path, ReadWholeFile(path), kind);
   if (!file) {
-    Fail(ExitCode::kInput,
-         Message(Code::kStyleUnknown, path,
-                 fmt::format("is no {} file: it begins with no known version", StyleKindName(kind)))
-             .Hint("'trqprep info' tells what a file holds"));
+    FailInput(Code::kStyleUnknown, path,
+              fmt::format("is no {} file: it begins with no known version", StyleKindName(kind)),
+              "'trqprep info' tells what a file holds");
   }
   if (file->kind != kind) {
-    Fail(ExitCode::kInput,
-         Message(Code::kStyleKind, path,
-                 fmt::format("is a {}, no {}", StyleKindName(file->kind), StyleKindName(kind)))
-             .Hint(fmt::format("the command for it is 'trqprep {}'", StyleCommand(file->kind))));
+    FailInput(Code::kStyleKind, path,
+              fmt::format("is a {}, no {}", StyleKindName(file->kind), StyleKindName(kind)),
+              fmt::format("the command for it is 'trqprep {}'", StyleCommand(file->kind)));
   }
   if (!file->complete) {
     Fail(ExitCode::kInput, StyleIsShort(*file).Hint("copy the file again from where it came"));
@@ -239,8 +239,8 @@ StyleFile LoadStyle(Observer& observer, const std::string& path, StyleKind kind)
 StyleFile LoadStyleToEdit(Observer& observer, const std::string& path, StyleKind kind) {
   StyleFile file = LoadStyle(observer, path, kind);
   if (file.layout == StyleLayout::kLegacy) {
-    Fail(ExitCode::kInput, Message(Code::kStyleLegacy, path, "is a legacy recoat style, which is only read")
-                               .Hint("'trqprep recoat upgrade' makes a 301 file of it"));
+    FailInput(Code::kStyleLegacy, path, "is a legacy recoat style, which is only read",
+              "'trqprep recoat upgrade' makes a 301 file of it");
   }
   const RewriteChanges changes = ChangesByRewriting(file);
   for (const RewriteChanges::Entry& entry : changes.lost) {
@@ -324,8 +324,8 @@ void DescribeStyle(const StyleFile& file, Json& data) {
   if (file.kind == StyleKind::kRecoat) {
     data["build_description"] = TextToJson(style.FindText("build_description")->text);
     if (!legacy) data["length_units"] = TextToJson(style.FindText("units")->text);
-    for (int list = 0; list < kSweepLists; ++list) {
-      data["sweep_counts"][SweepListName(list)] = style.sweeps[static_cast<std::size_t>(list)].size();
+    for (std::size_t list = 0; list < kSweepLists; ++list) {
+      data["sweep_counts"][SweepListName(list)] = style.sweeps[list].size();
     }
   }
   if (file.has_crc) {
@@ -342,7 +342,17 @@ std::string TextExport(const StyleDocument& document, bool comma_separated) {
 }
 
 void ConvertStyleUnits(StyleDocument& document, Units to) {
-  const StyleDocument before = document;
+  const auto for_records = [&document](auto use) {
+    for (StyleParameter& parameter : document.parameters) use(parameter.record);
+    for (std::vector<SweepValues>& sweeps : document.sweeps) {
+      for (SweepValues& sweep : sweeps) {
+        use(sweep.gap);
+        use(sweep.velocity);
+      }
+    }
+  };
+  std::vector<bool> ranged;
+  for_records([&](const RecordValues& record) { ranged.push_back(record.HasRange()); });
   WithNewStyle(document.kind, [&](auto& style) {
     StoreDocument(document, style);
     if (to == Units::kMillimetre) {
@@ -354,18 +364,10 @@ void ConvertStyleUnits(StyleDocument& document, Units to) {
   });
   // The library multiplies the bounds that mark a record without range, too, which would make it a record
   // that takes no value at all.
-  const auto keep = [](const RecordValues& old, RecordValues& record) {
-    if (!old.HasRange()) record.RemoveRange();
-  };
-  for (std::size_t i = 0; i < document.parameters.size(); ++i) {
-    keep(before.parameters[i].record, document.parameters[i].record);
-  }
-  for (std::size_t list = 0; list < kSweepLists; ++list) {
-    for (std::size_t i = 0; i < document.sweeps[list].size(); ++i) {
-      keep(before.sweeps[list][i].gap, document.sweeps[list][i].gap);
-      keep(before.sweeps[list][i].velocity, document.sweeps[list][i].velocity);
-    }
-  }
+  auto has_range = ranged.begin();
+  for_records([&](RecordValues& record) {
+    if (!*has_range++) record.RemoveRange();
+  });
 }
 
 // --- What survives -----------------------------------------------------------------------------------------

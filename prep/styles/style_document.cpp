@@ -3,13 +3,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <set>
 
 #include "trqprep/message.h"
+#include "trqprep/paths.h"
 #include "trqprep/suggestions.h"
 
 namespace trqprep {
@@ -30,12 +30,12 @@ const char* StyleLayoutName(StyleLayout layout) {
   }
 }
 
-const char* SweepListName(int list) {
+const char* SweepListName(std::size_t list) {
   constexpr const char* kNames[kSweepLists] = {"sweeps", "primary", "secondary"};
   return kNames[list];
 }
 
-const char* SweepCountName(int list) {
+const char* SweepCountName(std::size_t list) {
   constexpr const char* kNames[kSweepLists] = {"Num Sweeps", "Num Tooling PrimarySweeps",
                                                "Num Tooling SecondarySweeps"};
   return kNames[list];
@@ -106,8 +106,6 @@ void RecordValues::RemoveRange() {
   maximum = is_float ? Number(static_cast<float>(kNoMaximum)) : kNoMaximum;
 }
 
-bool RecordValues::operator==(const RecordValues& other) const { return Compare(*this, other).empty(); }
-
 std::vector<FieldDifference> Compare(const RecordValues& before, const RecordValues& after) {
   std::vector<FieldDifference> differences;
   for (const RecordField& field : kRecordFields) {
@@ -154,8 +152,8 @@ const StyleText* StyleDocument::FindText(std::string_view key) const {
   return FindIn(texts, key, &StyleText::key);
 }
 
-void StyleDocument::CountSweeps(int list) {
-  const auto length = static_cast<std::int32_t>(sweeps[static_cast<std::size_t>(list)].size());
+void StyleDocument::CountSweeps(std::size_t list) {
+  const auto length = static_cast<std::int32_t>(sweeps[list].size());
   RecordValues& count = Find(SweepCountName(list))->record;
   count.value = count.maximum = length;
   if (count.minimum.AsInt() > length) count.minimum = 0;
@@ -187,13 +185,14 @@ std::vector<StyleDifference> Compare(const StyleDocument& before, const StyleDoc
   for (std::size_t list = 0; list < kSweepLists; ++list) {
     const std::vector<SweepValues>& a = before.sweeps[list];
     const std::vector<SweepValues>& b = after.sweeps[list];
-    const char* name = SweepListName(static_cast<int>(list));
+    const char* name = SweepListName(list);
     if (a.size() != b.size()) {
       add(name, {{"length", fmt::format("{}", a.size()), fmt::format("{}", b.size()), a.size(), b.size()}});
     }
     for (std::size_t i = 0; i < std::min(a.size(), b.size()); ++i) {
-      add(fmt::format("{}[{}] gap", name, i + 1), Compare(a[i].gap, b[i].gap));
-      add(fmt::format("{}[{}] velocity", name, i + 1), Compare(a[i].velocity, b[i].velocity));
+      const std::string sweep = fmt::format("{}[{}] ", name, i + 1);
+      add(sweep + "gap", Compare(a[i].gap, b[i].gap));
+      add(sweep + "velocity", Compare(a[i].velocity, b[i].velocity));
     }
   }
   return differences;
@@ -240,11 +239,9 @@ std::vector<std::string> MachineNames() {
 
 std::optional<int> FindMachineByName(const std::string& text) {
   for (const trq::MachineTypeRow& row : trq::kMachineTypes) {
-    const std::string name = row.display_name;
-    const bool same = std::equal(name.begin(), name.end(), text.begin(), text.end(), [](char a, char b) {
-      return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
-    });
-    if (same || text == std::to_string(static_cast<int>(row.type))) return row.type;
+    if (Lower(row.display_name) == Lower(text) || text == std::to_string(static_cast<int>(row.type))) {
+      return row.type;
+    }
   }
   return std::nullopt;
 }
@@ -408,7 +405,7 @@ class StyleJsonReader {
   void ReadSweeps(const Json& json) {
     RequireObject(json, "sweeps");
     AllowKeys(json, "sweeps", {SweepListName(0), SweepListName(1), SweepListName(2)});
-    for (int list = 0; list < kSweepLists; ++list) {
+    for (std::size_t list = 0; list < kSweepLists; ++list) {
       if (!json.contains(SweepListName(list))) continue;
       const Json& entries = json[SweepListName(list)];
       if (!entries.is_array()) Refuse("sweeps", "a sweep list is no list");
@@ -418,7 +415,7 @@ class StyleJsonReader {
         SweepValues sweep = NewSweep();
         if (entry.contains("gap")) ReadRecord(entry["gap"], "gap", sweep.gap, {});
         if (entry.contains("velocity")) ReadRecord(entry["velocity"], "velocity", sweep.velocity, {});
-        style_.sweeps[static_cast<std::size_t>(list)].push_back(sweep);
+        style_.sweeps[list].push_back(sweep);
       }
     }
   }
@@ -430,7 +427,8 @@ class StyleJsonReader {
 }  // namespace
 
 SweepValues NewSweep() {
-  RecordValues blank{0.0f, 0.0f};
+  RecordValues blank;
+  blank.value = blank.default_value = 0.0f;
   blank.RemoveRange();
   return {blank, blank};
 }
@@ -445,9 +443,9 @@ Json StyleToJson(const StyleDocument& style) {
     json["parameters"].push_back(ParameterToJson(parameter));
   }
   if (style.kind == StyleKind::kRecoat) {
-    for (int list = 0; list < kSweepLists; ++list) {
+    for (std::size_t list = 0; list < kSweepLists; ++list) {
       Json& sweeps = json["sweeps"][SweepListName(list)] = Json::array();
-      for (const SweepValues& sweep : style.sweeps[static_cast<std::size_t>(list)]) {
+      for (const SweepValues& sweep : style.sweeps[list]) {
         sweeps.push_back({{"gap", RecordToJson(sweep.gap)}, {"velocity", RecordToJson(sweep.velocity)}});
       }
     }
@@ -497,8 +495,8 @@ std::string StyleToTidyCsv(const StyleDocument& style) {
     out += CsvRecord(parameter.name, StyleRegionName(parameter.region), StyleQuantityName(parameter.quantity),
                      parameter.record);
   }
-  for (int list = 0; list < kSweepLists; ++list) {
-    const std::vector<SweepValues>& sweeps = style.sweeps[static_cast<std::size_t>(list)];
+  for (std::size_t list = 0; list < kSweepLists; ++list) {
+    const std::vector<SweepValues>& sweeps = style.sweeps[list];
     for (std::size_t i = 0; i < sweeps.size(); ++i) {
       const std::string name = fmt::format("{}[{}] ", SweepListName(list), i + 1);
       out += CsvRecord(name + "gap", "Sweeps", "percent", sweeps[i].gap);

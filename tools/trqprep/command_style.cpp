@@ -78,8 +78,9 @@ void TellDifferences(Context& context, const std::vector<StyleDifference>& diffe
   }
 }
 
-void TellSweeps(Context& context, const StyleDocument& style, int list, const char* head, const char* row) {
-  const std::vector<SweepValues>& sweeps = style.sweeps[static_cast<std::size_t>(list)];
+void TellSweeps(Context& context, const StyleDocument& style, std::size_t list, const char* head,
+                const char* row) {
+  const std::vector<SweepValues>& sweeps = style.sweeps[list];
   context.Tell(head, {{"list", SweepListName(list)}, {"count", sweeps.size()}});
   for (std::size_t i = 0; i < sweeps.size(); ++i) {
     context.Tell(row, {{"number", i + 1},

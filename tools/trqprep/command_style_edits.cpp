@@ -111,7 +111,7 @@ Refusal WhyFixed(const StyleDocument& style, std::size_t index) {
     return {"the file stores \"Shelling Thickness\" in this parameter's place",
             "set \"Shelling Thickness\": both then have its value"};
   }
-  for (int list = 0; list < kSweepLists && style.kind == StyleKind::kRecoat; ++list) {
+  for (std::size_t list = 0; list < kSweepLists && style.kind == StyleKind::kRecoat; ++list) {
     if (parameter.name == SweepCountName(list)) {
       return {
           "this parameter counts the sweeps",
@@ -410,8 +410,8 @@ SweepValues ParseSweep(const std::string& text) {
   return sweep;
 }
 
-int ListNumber(const std::string& name) {
-  for (int list = 0; list < kSweepLists; ++list) {
+std::size_t ListNumber(const std::string& name) {
+  for (std::size_t list = 0; list < kSweepLists; ++list) {
     if (name == SweepListName(list)) return list;
   }
   return 0;
@@ -424,8 +424,8 @@ ExitCode Sweeps(Context& context, const SweepsOptions& options) {
   const StyleFile file = edits ? LoadStyleToEdit(context, options.file, StyleKind::kRecoat)
                                : LoadStyle(context, options.file, StyleKind::kRecoat);
   StyleDocument edited = file.style;
-  const int chosen = ListNumber(options.list);
-  std::vector<SweepValues>& sweeps = edited.sweeps[static_cast<std::size_t>(chosen)];
+  const std::size_t chosen = ListNumber(options.list);
+  std::vector<SweepValues>& sweeps = edited.sweeps[chosen];
   // The numbers mean the list as it is shown before the change: the last are removed first.
   std::vector<std::size_t> removals;
   for (const std::string& text : options.removals) {
@@ -455,7 +455,7 @@ ExitCode Sweeps(Context& context, const SweepsOptions& options) {
     context.text.clear();  // the lists as they are now say it better
   }
   context.State({{"file", TextToJson(options.file)}, {"sweeps", StyleToJson(edited)["sweeps"]}});
-  for (int list = 0; list < kSweepLists; ++list) {
+  for (std::size_t list = 0; list < kSweepLists; ++list) {
     if (!options.list.empty() && list != chosen) continue;
     TellSweeps(context, edited, list, "list {list} ({count})\n",
                "  {number}  gap {gap} %  velocity {velocity}\n");

@@ -98,7 +98,7 @@ ExitCode Show(Context& context, const ShowOptions& options, StyleKind kind) {
   }
   if (kind == StyleKind::kRecoat && options.only.empty()) {
     context.State({{"sweeps", StyleToJson(style)["sweeps"]}});
-    for (int list = 0; list < kSweepLists; ++list) {
+    for (std::size_t list = 0; list < kSweepLists; ++list) {
       TellSweeps(context, style, list, "\nList {list} ({count})\n",
                  "  {number}  gap {gap} %, velocity {velocity}\n");
     }

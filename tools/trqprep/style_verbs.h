@@ -26,7 +26,8 @@ Json DifferencesToJson(const std::vector<StyleDifference>& differences);
 /// "NAME: value 1 -> 2", a line a field.
 void TellDifferences(Context& context, const std::vector<StyleDifference>& differences);
 /// The head with {list} and {count}, and for each sweep a row with {number}, {gap} and {velocity}.
-void TellSweeps(Context& context, const StyleDocument& style, int list, const char* head, const char* row);
+void TellSweeps(Context& context, const StyleDocument& style, std::size_t list, const char* head,
+                const char* row);
 
 /// Options of verbs that change a style file.
 struct EditOptions {
