@@ -35,10 +35,6 @@ void LinesOf(const BitGrid& grid, bool exchanged, uint32_t lines[32]) {
     for (uint32_t row = grid.rows[x]; row; row &= row - 1) lines[LowestBit(row)] |= 1U << x;
 }
 
-bool SameCells(const BitGrid& a, const BitGrid& b) {
-  return std::equal(std::begin(a.rows), std::end(a.rows), std::begin(b.rows));
-}
-
 }  // namespace
 
 PlacementSearch::PlacementSearch(const std::vector<BitGrid>& footprints, const std::vector<int32_t>& valid,
@@ -60,7 +56,7 @@ PlacementSearch::PlacementSearch(const std::vector<BitGrid>& footprints, const s
       if (end_x > 30 || end_y > 30) continue;
       const bool repeats = std::any_of(of_component, &footprint, [&](const Footprint& lower) {
         return lower.grid && lower.extent[kAlongX] == end_x && lower.extent[kAlongY] == end_y &&
-               SameCells(*lower.grid, *footprint.grid);
+               std::equal(std::begin(lower.grid->rows), std::end(lower.grid->rows), footprint.grid->rows);
       });
       if (repeats) continue;
       for (int axis : {kAlongX, kAlongY}) {

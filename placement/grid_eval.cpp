@@ -145,14 +145,12 @@ int GridEval::find_placement() {
 }
 
 void GridEval::enlarge_components() {
-  for (int c = 0; c < num_components_; ++c)
-    for (int r = 0; r < rotations_; ++r) {
-      if (!footprint_valid_[Slot(c, r)]) continue;
-      BitGrid& footprint = footprints_[Slot(c, r)];
-      BitGrid moved;
-      footprint.shift(moved, 1, 1);
-      footprint |= moved;
-    }
+  for (std::size_t slot = 0; slot < Slot(num_components_, 0); ++slot) {
+    if (!footprint_valid_[slot]) continue;
+    BitGrid moved;
+    footprints_[slot].shift(moved, 1, 1);
+    footprints_[slot] |= moved;
+  }
 }
 
 double GridEval::est_time(const BitGrid& grid) { return grid.max_y() * 32 + grid.max_x(); }

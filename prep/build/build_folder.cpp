@@ -18,6 +18,8 @@
 namespace trqprep {
 namespace {
 
+namespace core = trq::core;
+
 // The files of the folder, as they are written.
 class FolderWriter {
  public:
@@ -37,38 +39,37 @@ class FolderWriter {
 };
 
 // Every piece's facets, piece by piece: the whole plate is never in memory.
-void WritePlateStl(const Plate& plate, trq::core::ByteSink& sink) {
+void WritePlateStl(const Plate& plate, core::ByteSink& sink) {
   const std::int64_t facets = FacetCount(plate);
   if (facets > 2147483647 / 50) {
     FailInput(Code::kMeshTooLarge, "", fmt::format("the plate would have {} facets", facets),
               "fewer copies, or simplified parts");
   }
-  trq::core::StlWriting how;
+  core::StlWriting how;
   how.keep_normals = true;
-  static_cast<void>(trq::core::WriteStlHead(static_cast<std::uint32_t>(facets), how, sink));
+  static_cast<void>(core::WriteStlHead(static_cast<std::uint32_t>(facets), how, sink));
   std::vector<VECTOR> normals;
   for (const Piece& piece : plate.pieces) {
-    trq::core::MeshView mesh = PieceView(plate, piece);
+    core::MeshView mesh = PieceView(plate, piece);
     normals.resize(mesh.triangles.size());
-    static_cast<void>(trq::core::CalculateNormals(mesh, normals));
+    static_cast<void>(core::CalculateNormals(mesh, normals));
     mesh.normals = normals;
-    static_cast<void>(trq::core::WriteStlFacets(mesh, how, sink));  // the sink keeps a failure
+    static_cast<void>(core::WriteStlFacets(mesh, how, sink));  // the sink keeps a failure
   }
 }
 
-void WritePieceCtl(const Plate& plate, const Piece& piece, trq::core::ByteSink& sink) {
+void WritePieceCtl(const Plate& plate, const Piece& piece, core::ByteSink& sink) {
   CTL_HEADER header;
   set_unit_matrix(header.matrix);
   header.units = plate.job.units == Units::kInch ? trq::units::kInch : trq::units::kMillimetre;
-  const trq::core::Result<void> written =
-      trq::core::WriteCtl(PieceView(plate, piece), header, nullptr, 0, sink);
+  const core::Result<void> written = core::WriteCtl(PieceView(plate, piece), header, nullptr, 0, sink);
   if (!written.ok() && !sink.failed()) throw std::logic_error(written.error().text);
 }
 
 // Copies the part's file from where it was opened for reading; changed in between, it would not be what was
 // built.
 void WritePartFile(const PlatePart& part, FolderWriter& writer) {
-  const std::string sha256 = writer.Write(PartFileName(part), [&](trq::core::ByteSink& sink) {
+  const std::string sha256 = writer.Write(PartFileName(part), [&](core::ByteSink& sink) {
     InputFile& file = *part.input.file;
     std::vector<char> block(1 << 20);
     file.Seek(0);
@@ -85,17 +86,17 @@ std::string MovedSideFile(const Plate& plate, const Piece& piece) {
   const double factor = UnitsFactor(part.input.units, plate.job.units);
   std::string scaled;
   for (const VentEntry& entry : ParseVents("", *part.side_file).entries) {
-    trq::core::SideNumbers numbers = entry.numbers;
+    core::SideNumbers numbers = entry.numbers;
     for (std::size_t k = 0; k < 3; ++k) numbers[k] = static_cast<float>(numbers[k] * factor);
-    scaled += trq::core::SideLine(numbers) + "\n";
+    scaled += core::SideLine(numbers) + "\n";
   }
   // Side files know turns and shifts only; the scaled part is copied, by adding nothing, and moved.
   const Matrix4 move = Compose(piece.matrix, Matrix4::Scaling(1 / factor, 1 / factor, 1 / factor));
   float after[4][4], before[4][4];
   Narrow(move, after);
   set_unit_matrix(before);
-  return trq::core::MoveSideText(trq::core::MoveSideText(scaled, trq::core::PointMove(0, 0, 0)),
-                                 trq::core::PointMove(after, before, 0));
+  return core::MoveSideText(core::MoveSideText(scaled, core::PointMove(0, 0, 0)),
+                            core::PointMove(after, before, 0));
 }
 
 // The job that makes the folder again from its own files.
@@ -218,7 +219,7 @@ void WriteBuildFolder(Observer& observer, const Plate& plate, const BuildSetup& 
                       const std::vector<BuildFinding>& findings, Json& document, OutputFolder& folder) {
   FolderWriter writer(folder);
   observer.Progress("writing the plate", 0.85);
-  writer.Write(kPlateStl, [&](trq::core::ByteSink& sink) { WritePlateStl(plate, sink); });
+  writer.Write(kPlateStl, [&](core::ByteSink& sink) { WritePlateStl(plate, sink); });
   folder.MakeFolder(kPartFolder);
   for (const PlatePart& part : plate.parts) {
     WritePartFile(part, writer);
@@ -235,7 +236,7 @@ void WriteBuildFolder(Observer& observer, const Plate& plate, const BuildSetup& 
     const std::string name = MeshName(plate, piece);
     observer.Progress("writing " + name,
                       0.9 + 0.1 * static_cast<double>(i) / static_cast<double>(plate.pieces.size()));
-    writer.Write(name, [&](trq::core::ByteSink& sink) { WritePieceCtl(plate, piece, sink); });
+    writer.Write(name, [&](core::ByteSink& sink) { WritePieceCtl(plate, piece, sink); });
     if (plate.parts[piece.part].side_file) writer.Write(SideFileOf(name), MovedSideFile(plate, piece));
   }
   writer.Write(kPlateSvg, PlateSvg(plate));

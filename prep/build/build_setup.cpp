@@ -17,6 +17,8 @@
 namespace trqprep {
 namespace {
 
+namespace core = trq::core;
+
 // A style that does not stand where its name says may lie in the machine's folder below the style root.
 std::string FindStyle(const Job& job, const std::string& path) {
   if (Exists(path) || job.style_root.empty() || !job.machine) return path;
@@ -45,6 +47,33 @@ StyleDocument Upgraded(const StyleFile& file, const Job& job) {
     style.FindWord("layer_thickness")->number = Number(0.0f);
   }
   return style;
+}
+
+// A part's own style without a band replaces the one for all parts; bands of all parts come before its own.
+std::vector<StyleRequest> StylesOf(const Job& job, const PartRequest& part) {
+  const bool own = std::any_of(part.styles.begin(), part.styles.end(),
+                               [](const StyleRequest& style) { return !style.banded; });
+  std::vector<StyleRequest> styles;
+  for (const StyleRequest& style : job.styles) {
+    if (style.banded || !own) styles.push_back(style);
+  }
+  styles.insert(styles.end(), part.styles.begin(), part.styles.end());
+  return styles;
+}
+
+void RefuseSeveral(const std::vector<StyleRequest>& styles, const std::string& subject) {
+  const auto count =
+      std::count_if(styles.begin(), styles.end(), [](const StyleRequest& style) { return !style.banded; });
+  if (count < 2) return;
+  FailUsage("", fmt::format("{} styles without a band for {}", count, subject),
+            "one covers everything; give the others a band, FILE@FROM:TO");
+}
+
+std::vector<StyleBand> Bands(const std::vector<StackedStyle>& stack) {
+  std::vector<StyleBand> bands;
+  for (const StackedStyle& style : stack)
+    bands.push_back({style.start, style.end, style.thickness, style.file});
+  return bands;
 }
 
 // Reads, names and stacks styles.
@@ -89,20 +118,20 @@ class Stacker {
     if (!request.damage.empty() && style.file.crc_valid()) {
       findings.insert(findings.begin(), StyleDamage(path, request.damage));
     }
-    for (Message& finding : findings) {
+    for (const Message& finding : findings) {
       if (finding.code == kStyleDamage) style.damage = finding.text;
-      setup_.findings.push_back({std::move(finding), style.name});
     }
+    Add(std::move(findings), style.name);
     keys_.push_back(key);
     setup_.styles.push_back(std::move(style));
     return setup_.styles.size() - 1;
   }
 
   // Stacks the styles between bottom and top: the one without a band first.
-  std::vector<trq::core::StyleBand> Stack(const std::vector<StyleRequest>& requests, StyleKind kind,
-                                          double bottom, double top, const std::string& subject) {
+  std::vector<core::StyleBand> Stack(const std::vector<StyleRequest>& requests, StyleKind kind, double bottom,
+                                     double top, const std::string& subject) {
     const Units units = plate_.job.units;
-    std::vector<trq::core::StyleBand> stack;
+    std::vector<core::StyleBand> stack;
     for (const bool banded : {false, true}) {
       for (const StyleRequest& request : requests) {
         if (request.banded != banded) continue;
@@ -110,8 +139,8 @@ class Stacker {
         const double from = banded ? std::max(bottom, request.from.In(units, units)) : bottom;
         const double to = banded ? std::min(top, request.to.In(units, units)) : top;
         if (to - from > StackTolerance(units)) {
-          trq::core::InsertByRange(stack, {static_cast<float>(from), static_cast<float>(to), style},
-                                   trq::core::StackTolerance(units == Units::kMillimetre));
+          core::InsertByRange(stack, {static_cast<float>(from), static_cast<float>(to), style},
+                              core::StackTolerance(units == Units::kMillimetre));
           continue;
         }
         const BuildStyleFile& file = setup_.styles[style];
@@ -127,77 +156,50 @@ class Stacker {
     return stack;
   }
 
+  void SetUpPart(std::size_t index) {
+    const PlatePart& part = plate_.parts[index];
+    const Job& job = plate_.job;
+    PartSetup& result = setup_.parts[index];
+    Box box;
+    for (const Piece& piece : plate_.pieces) {
+      if (piece.part == index) box.Add(piece.box);
+    }
+    result.bottom = box.min[2];
+    result.top = box.max[2];
+    const std::string subject = "part " + part.name;
+    const std::vector<StyleRequest> styles = StylesOf(job, part.request);
+    RefuseSeveral(styles, subject);
+    for (const auto& band : Stack(styles, StyleKind::kBuild, result.bottom, result.top, subject)) {
+      const KVBUILDSTYLE& style = setup_.styles[band.style].build;
+      StackedStyle entry = Entry(band, style.LayerThickness.GetValue());
+      entry.spacing =
+          job.z_spacing ? job.z_spacing->In(job.units, job.units) : core::WidestDownHatchSpacing(style);
+      entry.z_correction = core::ZCorrection(style, static_cast<TRQ_TYPE>(job.machine.value_or(TRQ_NONE)),
+                                             static_cast<float>(entry.spacing));
+      if (result.stack.empty()) {
+        result.first_layer_thickness = entry.thickness;
+        result.dp = style.Dp.GetValue();
+        result.ec = style.Ec.GetValue();
+        result.z_compensation = core::ZCompensationHeight(style);
+      }
+      result.stack.push_back(entry);
+    }
+  }
+
+  StackedStyle Entry(const core::StyleBand& band, float thickness) const {
+    return {setup_.styles[band.style].name, band.start, band.end, thickness};
+  }
+
+  void Add(std::vector<Message> findings, const std::string& file) {
+    for (Message& finding : findings) setup_.findings.push_back({std::move(finding), file});
+  }
+
  private:
   const Plate& plate_;
   BuildSetup& setup_;
   std::vector<std::string> keys_;
   std::set<std::string> names_;
 };
-
-// A part's own style without a band replaces the one for all parts; bands of all parts come before its own.
-std::vector<StyleRequest> StylesOf(const Job& job, const PartRequest& part) {
-  const bool own = std::any_of(part.styles.begin(), part.styles.end(),
-                               [](const StyleRequest& style) { return !style.banded; });
-  std::vector<StyleRequest> styles;
-  for (const StyleRequest& style : job.styles) {
-    if (style.banded || !own) styles.push_back(style);
-  }
-  styles.insert(styles.end(), part.styles.begin(), part.styles.end());
-  return styles;
-}
-
-void RefuseSeveral(const std::vector<StyleRequest>& styles, const std::string& subject) {
-  const auto count =
-      std::count_if(styles.begin(), styles.end(), [](const StyleRequest& style) { return !style.banded; });
-  if (count < 2) return;
-  FailUsage("", fmt::format("{} styles without a band for {}", count, subject),
-            "one covers everything; give the others a band, FILE@FROM:TO");
-}
-
-std::vector<StyleBand> Bands(const std::vector<StackedStyle>& stack) {
-  std::vector<StyleBand> bands;
-  for (const StackedStyle& style : stack)
-    bands.push_back({style.start, style.end, style.thickness, style.file});
-  return bands;
-}
-
-void AddFindings(BuildSetup& setup, std::vector<Message> findings, const std::string& file) {
-  for (Message& finding : findings) setup.findings.push_back({std::move(finding), file});
-}
-
-StackedStyle Entry(const BuildSetup& setup, const trq::core::StyleBand& band, float thickness) {
-  return {setup.styles[band.style].name, band.start, band.end, thickness};
-}
-
-void SetUpPart(Stacker& stacker, const Plate& plate, std::size_t index, BuildSetup& setup) {
-  const PlatePart& part = plate.parts[index];
-  PartSetup& result = setup.parts[index];
-  Box box;
-  for (const Piece& piece : plate.pieces) {
-    if (piece.part == index) box.Add(piece.box);
-  }
-  result.bottom = box.min[2];
-  result.top = box.max[2];
-  const std::string subject = "part " + part.name;
-  const std::vector<StyleRequest> styles = StylesOf(plate.job, part.request);
-  RefuseSeveral(styles, subject);
-  const TRQ_TYPE machine = static_cast<TRQ_TYPE>(plate.job.machine.value_or(TRQ_NONE));
-  for (const trq::core::StyleBand& band :
-       stacker.Stack(styles, StyleKind::kBuild, result.bottom, result.top, subject)) {
-    const KVBUILDSTYLE& style = setup.styles[band.style].build;
-    StackedStyle entry = Entry(setup, band, style.LayerThickness.GetValue());
-    entry.spacing = plate.job.z_spacing ? plate.job.z_spacing->In(plate.job.units, plate.job.units)
-                                        : trq::core::WidestDownHatchSpacing(style);
-    entry.z_correction = trq::core::ZCorrection(style, machine, static_cast<float>(entry.spacing));
-    if (result.stack.empty()) {
-      result.first_layer_thickness = entry.thickness;
-      result.dp = style.Dp.GetValue();
-      result.ec = style.Ec.GetValue();
-      result.z_compensation = trq::core::ZCompensationHeight(style);
-    }
-    result.stack.push_back(entry);
-  }
-}
 
 }  // namespace
 
@@ -222,43 +224,40 @@ std::string PartFileName(const PlatePart& part) {
 std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, const Plate& plate) {
   auto setup = std::make_unique<BuildSetup>();
   const Job& job = plate.job;
+  Stacker stacker(plate, *setup);
   setup->parts.resize(plate.parts.size());
 
   for (std::size_t i = 0; i < plate.parts.size(); ++i) {
     const PlatePart& part = plate.parts[i];
     observer.Progress("checking " + part.request.path,
                       0.6 + 0.1 * static_cast<double>(i) / static_cast<double>(plate.parts.size()));
-    AddFindings(*setup, CheckMesh(part.input, ParseVents("", part.side_file.value_or(""))),
-                PartFileName(part));
+    stacker.Add(CheckMesh(part.input, ParseVents("", part.side_file.value_or(""))), PartFileName(part));
   }
-  Stacker stacker(plate, *setup);
   // In command-line order, those that every part replaces by its own included.
   for (const StyleRequest& style : job.styles) stacker.Load(style, StyleKind::kBuild);
   RefuseSeveral(job.recoats, "the recoating");
-  for (const trq::core::StyleBand& band :
-       stacker.Stack(job.recoats, StyleKind::kRecoat, 0, plate.extent.max[2], "the build")) {
-    setup->recoat.push_back(Entry(*setup, band, setup->styles[band.style].recoat.LayerThickness));
+  const double top = plate.extent.max[2];
+  for (const auto& band : stacker.Stack(job.recoats, StyleKind::kRecoat, 0, top, "the build")) {
+    setup->recoat.push_back(stacker.Entry(band, setup->styles[band.style].recoat.LayerThickness));
   }
-  for (std::size_t i = 0; i < plate.parts.size(); ++i) SetUpPart(stacker, plate, i, *setup);
+  for (std::size_t i = 0; i < plate.parts.size(); ++i) stacker.SetUpPart(i);
 
   const std::vector<StyleBand> recoat = Bands(setup->recoat);
-  if (!recoat.empty()) {
-    AddFindings(*setup, CheckStack(recoat, 0, plate.extent.max[2], job.units, "", "the recoating"), "");
-  }
+  if (!recoat.empty()) stacker.Add(CheckStack(recoat, 0, top, job.units, "", "the recoating"), "");
   for (std::size_t i = 0; i < plate.parts.size(); ++i) {
     const PartSetup& part = setup->parts[i];
     const std::string& file = plate.parts[i].request.path;
     const std::string subject = "part " + plate.parts[i].name;
     const std::string name = PartFileName(plate.parts[i]);
-    AddFindings(*setup, CheckStack(Bands(part.stack), part.bottom, part.top, job.units, file, subject), name);
-    AddFindings(*setup, CheckThickness(Bands(part.stack), recoat, job.units, file, subject), name);
+    const std::vector<StyleBand> stack = Bands(part.stack);
+    stacker.Add(CheckStack(stack, part.bottom, part.top, job.units, file, subject), name);
+    stacker.Add(CheckThickness(stack, recoat, job.units, file, subject), name);
   }
   for (const BuildFinding& finding : setup->findings) observer.Say(finding.message);
   for (const Piece& piece : plate.pieces) {
     float matrix[4][4];
     Narrow(piece.matrix, matrix);
-    setup->measures.push_back(
-        trq::core::MeasurePlaced(plate.parts[piece.part].input.mesh->view(), matrix, 0));
+    setup->measures.push_back(core::MeasurePlaced(plate.parts[piece.part].input.mesh->view(), matrix, 0));
   }
   return setup;
 }

@@ -268,9 +268,7 @@ Json TextToJson(std::string_view bytes) {
 
 std::optional<std::string> TextFromJson(const Json& value) {
   if (value.is_string()) return value.get<std::string>();
-  if (!value.is_object() || value.size() != 1 || !value.contains("bytes") || !value["bytes"].is_string()) {
-    return std::nullopt;
-  }
+  if (value.size() != 1 || !value["bytes"].is_string()) return std::nullopt;
   const auto hex = value["bytes"].get<std::string>();
   if (hex.size() % 2 != 0) return std::nullopt;
   std::string bytes;

@@ -86,8 +86,8 @@ TemporaryPath::~TemporaryPath() { Remove(); }
 void TemporaryPath::Release() {
   if (path_.empty()) return;
   const std::lock_guard lock(registry.mutex);
-  const auto entry = std::find(registry.paths.begin(), registry.paths.end(), path_);
-  if (entry != registry.paths.end()) registry.paths.erase(entry);
+  auto& paths = registry.paths;
+  paths.erase(std::remove(paths.begin(), paths.end(), path_), paths.end());
   path_.clear();
 }
 

@@ -82,48 +82,41 @@ GridEval MakeGrid(const Plate& plate) {
 
 // Says why there is no placement.
 void Explain(Observer& observer, const Plate& plate) {
+  const std::int64_t turns = plate.job.rotations, pieces = PieceCount(plate);
   bool too_big = false;
   for (const PlatePart& part : plate.parts) {
-    const Point over = VatExcess(*part.input.mesh, part.prepare, plate.vat, plate.job.rotations, true);
-    if (const std::optional<Message> message = TooBigForVat(part.request.path, part.name, over, plate.vat,
-                                                            plate.job.units, plate.job.rotations)) {
-      too_big = true;
-      observer.Error(*message);
-    }
+    const Point over = VatExcess(*part.input.mesh, part.prepare, plate.vat, turns, true);
+    const auto message = TooBigForVat(part.request.path, part.name, over, plate.vat, plate.job.units, turns);
+    if (message) observer.Error(*message);
+    too_big = too_big || message;
   }
   if (too_big) return;
   // The most pieces that find a place, with one more finding none.
   std::int64_t placed = 0;
-  std::int64_t failing = PieceCount(plate);
+  std::int64_t failing = pieces;
   while (failing - placed > 1) {
     const std::int64_t middle = placed + (failing - placed) / 2;
     observer.Progress("looking for the reason", 0.5);
     GridEval grid = MakeGrid(plate);
     (Search(plate, middle, grid) ? placed : failing) = middle;
   }
-  const std::vector<Component> components = Components(plate, failing);
-  const Component& last = components.back();
+  const Component last = Components(plate, failing).back();
   const PlatePart& part = plate.parts[last.part];
   const int copy = last.first_copy + last.copies;
   observer.Error(
       Message(Code::kNoPlacement, part.request.path,
               fmt::format("{} of {} pieces find a place, in the order given; copy {} of {} does not", placed,
-                          PieceCount(plate), copy, part.name))
-          .At({{"placed", placed},
-               {"pieces", PieceCount(plate)},
-               {"part", TextToJson(part.name)},
-               {"copy", copy}})
+                          pieces, copy, part.name))
+          .At({{"placed", placed}, {"pieces", pieces}, {"part", TextToJson(part.name)}, {"copy", copy}})
           .Hint("fewer copies, a larger --vat, more --rotations, or another --seed"));
 }
 
 void ApplyTo(const CTL& mesh, Piece& piece) {
-  piece.vertices.resize(static_cast<std::size_t>(mesh.num_vertices()));
+  piece.vertices.reserve(static_cast<std::size_t>(mesh.num_vertices()));
   for (int i = 0; i < mesh.num_vertices(); ++i) {
     const Point moved = piece.matrix.Apply(PointOf(mesh.vertices()[i]));
-    PbVec3f& vertex = piece.vertices[static_cast<std::size_t>(i)];
-    vertex =
-        PbVec3f(static_cast<float>(moved[0]), static_cast<float>(moved[1]), static_cast<float>(moved[2]));
-    piece.box.Add(PointOf(vertex));
+    piece.box.Add(PointOf(piece.vertices.emplace_back(
+        static_cast<float>(moved[0]), static_cast<float>(moved[1]), static_cast<float>(moved[2]))));
   }
 }
 
@@ -227,7 +220,7 @@ bool PlacePieces(Observer& observer, Plate& plate) {
     const PlatePart& part = plate.parts[components[c].part];
     for (int copy = 0; copy < components[c].copies; ++copy) {
       const int component = static_cast<int>(c);
-      Piece piece;
+      Piece& piece = plate.pieces.emplace_back();
       piece.part = components[c].part;
       piece.copy = components[c].first_copy + copy + 1;
       piece.x = grid.x_shift(component, copy);
@@ -240,7 +233,6 @@ bool PlacePieces(Observer& observer, Plate& plate) {
                    piece.y, false);
       ApplyTo(*part.input.mesh, piece);
       plate.extent.Add(piece.box);
-      plate.pieces.push_back(std::move(piece));
     }
   }
   return true;

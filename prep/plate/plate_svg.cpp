@@ -87,6 +87,10 @@ std::string OutlinePath(const Piece& piece, std::vector<Edge> edges, double to_m
   return path;
 }
 
+// How a value is written; numbers are places on the page.
+const std::string& OnPage(const std::string& text) { return text; }
+std::string OnPage(double value) { return Plain(value, 2); }
+
 }  // namespace
 
 std::string PlateSvg(const Plate& plate) {
@@ -102,76 +106,67 @@ std::string PlateSvg(const Plate& plate) {
   const double width = vat_x + 2 * margin;
   const double height = vat_y + 2 * margin;
   const auto num = [digits](double value) { return Plain(value, digits); };  // in texts
-  const auto page = [](double value) { return Plain(value, 2); };
-  const auto down = [&](double y) { return margin + vat_y - y; };  // the page's y grows downwards
+  std::string out;
+  const auto add = [&](const char* format, const auto&... values) {
+    out += fmt::format(fmt::runtime(format), OnPage(values)...);
+  };
 
-  std::string out = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
-  out += fmt::format(
-      "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{0}mm\" height=\"{1}mm\" viewBox=\"0 0 {0} "
-      "{1}\">\n",
-      page(width), page(height));
-  out += fmt::format("<title>{} pieces in a vat of {} x {} {}, seen from above</title>\n",
-                     plate.pieces.size(), num(plate.vat[0]), num(plate.vat[1]), unit);
-  out += fmt::format(
-      "<style>text{{font-family:sans-serif;font-size:{0}px;fill:#222}}.line{{fill:none;stroke:#444;stroke-width:0.4}}.part{{fill:#9fc3e6;stroke:#1d4f7c;stroke-width:0.25;stroke-linejoin:round}}.used{{fill:none;stroke:#c2571a;stroke-width:0.25;stroke-dasharray:2}}.small{{fill:#c2571a}}</style>\n",
-      page(text_size));
+  add(R"(<?xml version="1.0" encoding="UTF-8"?>
+<svg xmlns="http://www.w3.org/2000/svg" width="{0}mm" height="{1}mm" viewBox="0 0 {0} {1}">
+<title>{2} pieces in a vat of {3} x {4} {5}, seen from above</title>
+<style>text{{font-family:sans-serif;font-size:{6}px;fill:#222}}.line{{fill:none;stroke:#444;stroke-width:0.4}}.part{{fill:#9fc3e6;stroke:#1d4f7c;stroke-width:0.25;stroke-linejoin:round}}.used{{fill:none;stroke:#c2571a;stroke-width:0.25;stroke-dasharray:2}}.small{{fill:#c2571a}}</style>
+<defs>
+)",
+      width, height, std::to_string(plate.pieces.size()), num(plate.vat[0]), num(plate.vat[1]), unit,
+      text_size);
 
   // One symbol for each part and turn, in the order in which they first appear.
-  std::map<std::pair<std::size_t, int>, std::size_t> symbols;
-  out += "<defs>\n";
+  std::map<std::pair<std::size_t, int>, std::string> symbols;
   for (const Piece& piece : plate.pieces) {
-    const auto key = std::pair{piece.part, piece.rotation_index};
-    if (!symbols.emplace(key, symbols.size() + 1).second) continue;
+    const auto [symbol, fresh] =
+        symbols.emplace(std::pair{piece.part, piece.rotation_index}, fmt::format("s{}", symbols.size() + 1));
+    if (!fresh) continue;
     const CTL& mesh = *plate.parts[piece.part].input.mesh;
-    const std::string path =
-        OutlinePath(piece, Outline(piece.vertices, mesh.triangles(), mesh.num_triangles()), to_mm);
-    out += fmt::format("<symbol id=\"s{}\" overflow=\"visible\"><path class=\"part\" d=\"{}\"/></symbol>\n",
-                       symbols[key], path);
+    add("<symbol id=\"{}\" overflow=\"visible\"><path class=\"part\" d=\"{}\"/></symbol>\n", symbol->second,
+        OutlinePath(piece, Outline(piece.vertices, mesh.triangles(), mesh.num_triangles()), to_mm));
   }
-  out += "</defs>\n";
-
-  out += fmt::format("<g transform=\"translate({} {}) scale(1 -1)\">\n", page(margin), page(margin + vat_y));
-  out += fmt::format("<rect class=\"line\" x=\"0\" y=\"0\" width=\"{}\" height=\"{}\"/>\n", page(vat_x),
-                     page(vat_y));
+  add("</defs>\n<g transform=\"translate({} {}) scale(1 -1)\">\n"
+      "<rect class=\"line\" x=\"0\" y=\"0\" width=\"{}\" height=\"{}\"/>\n",
+      margin, margin + vat_y, vat_x, vat_y);
   for (const Piece& piece : plate.pieces) {
-    out +=
-        fmt::format("<use href=\"#s{}\" x=\"{}\" y=\"{}\"/>\n", symbols[{piece.part, piece.rotation_index}],
-                    page(piece.x * to_mm), page(piece.y * to_mm));
+    add("<use href=\"#{}\" x=\"{}\" y=\"{}\"/>\n", symbols[{piece.part, piece.rotation_index}],
+        piece.x * to_mm, piece.y * to_mm);
   }
-  if (!plate.extent.Empty()) {
-    const Point size = plate.extent.Size();
-    out += fmt::format("<rect class=\"used\" x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\"/>\n",
-                       page(plate.extent.min[0] * to_mm), page(plate.extent.min[1] * to_mm),
-                       page(size[0] * to_mm), page(size[1] * to_mm));
+  const Box& used = plate.extent;
+  const Point size = used.Size();
+  if (!used.Empty()) {
+    add("<rect class=\"used\" x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\"/>\n", used.min[0] * to_mm,
+        used.min[1] * to_mm, size[0] * to_mm, size[1] * to_mm);
   }
-  out += "</g>\n<g text-anchor=\"middle\">\n";
+  add("</g>\n<g text-anchor=\"middle\">\n");
   for (const Piece& piece : plate.pieces) {
-    const std::string name = XmlText(
-        plate.parts[piece.part].name +
-        (plate.parts[piece.part].request.copies > 1 ? fmt::format(" {}", piece.copy) : std::string()));
-    const std::string turn = Plain(piece.rotation, 1) + "\xC2\xB0";
+    const PlatePart& part = plate.parts[piece.part];
+    const std::string name =
+        XmlText(part.name + (part.request.copies > 1 ? fmt::format(" {}", piece.copy) : std::string()));
     // As large as fits the piece, within reason; letters are a little over half as wide as high.
+    const Point extent = piece.box.Size();
     const double room =
-        piece.box.Size()[0] * to_mm / (0.62 * static_cast<double>(std::max<std::size_t>(name.size(), 4)));
-    const double size = std::clamp(std::min(room, piece.box.Size()[1] * to_mm / 3), text_size / 3, text_size);
-    const double x = margin + to_mm * (piece.box.min[0] + piece.box.max[0]) / 2;
-    const double y = down(to_mm * (piece.box.min[1] + piece.box.max[1]) / 2);
-    out += fmt::format(
-        "<text x=\"{0}\" y=\"{1}\" style=\"font-size:{3}px\">{2}<tspan x=\"{0}\" "
-        "dy=\"1.1em\">{4}</tspan></text>\n",
-        page(x), page(y), name, Plain(size, 3), turn);
+        extent[0] * to_mm / (0.62 * static_cast<double>(std::max<std::size_t>(name.size(), 4)));
+    const double letters = std::clamp(std::min(room, extent[1] * to_mm / 3), text_size / 3, text_size);
+    // The page's y grows downwards.
+    add("<text x=\"{0}\" y=\"{1}\" style=\"font-size:{3}px\">{2}<tspan x=\"{0}\" "
+        "dy=\"1.1em\">{4}\xC2\xB0</tspan></text>\n",
+        margin + to_mm * (piece.box.min[0] + piece.box.max[0]) / 2,
+        margin + vat_y - to_mm * (piece.box.min[1] + piece.box.max[1]) / 2, name, Plain(letters, 3),
+        Plain(piece.rotation, 1));
   }
-  out += "</g>\n";
-  out += fmt::format("<text x=\"{}\" y=\"{}\">vat {} x {} {}</text>\n", page(margin),
-                     page(margin - text_size * 0.7), num(plate.vat[0]), num(plate.vat[1]), unit);
-  if (!plate.extent.Empty()) {
-    const Point size = plate.extent.Size();
-    out +=
-        fmt::format("<text class=\"small\" x=\"{}\" y=\"{}\">used {} x {} {}, {} high</text>\n", page(margin),
-                    page(height - text_size * 0.9), num(size[0]), num(size[1]), unit, num(size[2]));
+  add("</g>\n<text x=\"{}\" y=\"{}\">vat {} x {} {}</text>\n", margin, margin - text_size * 0.7,
+      num(plate.vat[0]), num(plate.vat[1]), unit);
+  if (!used.Empty()) {
+    add("<text class=\"small\" x=\"{}\" y=\"{}\">used {} x {} {}, {} high</text>\n", margin,
+        height - text_size * 0.9, num(size[0]), num(size[1]), unit, num(size[2]));
   }
-  out += "</svg>\n";
-  return out;
+  return out + "</svg>\n";
 }
 
 }  // namespace trqprep

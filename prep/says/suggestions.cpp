@@ -1,6 +1,7 @@
 #include "trqprep/suggestions.h"
 
 #include <algorithm>
+#include <numeric>
 #include <utility>
 
 #include "trqprep/paths.h"
@@ -12,7 +13,7 @@ namespace {
 int Distance(const std::string& a, const std::string& b) {
   const std::size_t columns = b.size() + 1;
   std::vector<int> before(columns), previous(columns), current(columns);
-  for (std::size_t j = 0; j < columns; ++j) previous[j] = static_cast<int>(j);
+  std::iota(previous.begin(), previous.end(), 0);
   for (std::size_t i = 1; i <= a.size(); ++i) {
     current[0] = static_cast<int>(i);
     for (std::size_t j = 1; j < columns; ++j) {
