@@ -104,13 +104,12 @@ core::Result<void> ReadTriangles(core::ByteSource& source, const CTL_HEADER& hea
   MeshArray<R_INT4> read;
   if (source.Remaining()) read = RoomToFill<R_INT4>(count);
 
-  std::vector<uint32_t> words(
-      static_cast<std::size_t>(PackedWords(bits, 4 * std::min(count, kBlockTriangles))));
+  std::vector<uint32_t> words(PackedWords(bits, 4 * std::min(count, kBlockTriangles)));
   bool beyond = false;
   for (std::size_t done = 0; done < count;) {
     const std::size_t n = std::min(kBlockTriangles, count - done);
     // The last block has the block's last word, which the others leave to the next one.
-    std::size_t wanted = static_cast<std::size_t>(PackedWords(bits, 4 * n));
+    std::size_t wanted = PackedWords(bits, 4 * n);
     if (done + n < count) --wanted;
     if (source.Read(words.data(), wanted * sizeof(uint32_t)) < wanted * sizeof(uint32_t)) {
       const int system_error = errno;
@@ -211,8 +210,7 @@ void WriteTriangles(core::ByteSink& sink, const core::MeshView& mesh, bool attri
                     int32_t largest_attribute) {
   const int bits = PackedBits(static_cast<int32_t>(mesh.vertex_count));
   const std::size_t count = mesh.triangles.size();
-  std::vector<uint32_t> words(
-      static_cast<std::size_t>(PackedWords(bits, 4 * std::min(count, kWrittenTriangles))));
+  std::vector<uint32_t> words(PackedWords(bits, 4 * std::min(count, kWrittenTriangles)));
   std::vector<R_INT4> changed;
   for (std::size_t done = 0; done < count;) {
     const std::size_t n = std::min(kWrittenTriangles, count - done);

@@ -178,17 +178,17 @@ std::size_t trq::detail::MakeNormals(const core::MeshView& mesh, int64_t largest
       // A coordinate that is NaN makes the length NaN; so do infinite ones, but they pass.
       if (!std::isnan(normals[i].x)) continue;
     }
-    const float* corner[3];
     bool sound = true;
     for (int k = 0; k < 3; ++k) {
-      corner[k] = mesh.Corner(triangle, k);
-      sound = sound && triangle[k] >= 0 && triangle[k] <= largest_index && !core::HasNaN(corner[k]);
+      sound = sound && triangle[k] >= 0 && triangle[k] <= largest_index &&
+              !core::HasNaN(mesh.Corner(triangle, k));
     }
     if (!sound) {
       std::fill(normals.begin() + i, normals.end(), VECTOR());
       return i;
     }
-    normals[i] = core::FacetNormal(corner[0], corner[1], corner[2]);
+    normals[i] =
+        core::FacetNormal(mesh.Corner(triangle, 0), mesh.Corner(triangle, 1), mesh.Corner(triangle, 2));
   }
   return count;
 }

@@ -266,8 +266,8 @@ class CavitySearch {
         if (high[k] - low[k] > high[widest] - low[widest]) widest = k;
       }
       const std::size_t middle = first + (last - first) / 2;
-      const auto at = [this](std::size_t i) { return questions_.begin() + static_cast<std::ptrdiff_t>(i); };
-      std::nth_element(at(first), at(middle), at(last),
+      Question* const all_questions = questions_.data();
+      std::nth_element(all_questions + first, all_questions + middle, all_questions + last,
                        [&](const Question& a, const Question& b) { return a[widest] < b[widest]; });
       const std::size_t end_outer = outers_.size();
       Decide(first, middle, end, kept_outers, end_outer);

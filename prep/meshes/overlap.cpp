@@ -281,9 +281,8 @@ class DistanceTree {
       const Corners f = FacetOf(shape_, facet);
       return f[0][axis] + f[1][axis] + f[2][axis];
     };
-    const auto begin = order_.begin() + static_cast<std::ptrdiff_t>(node.first);
-    const auto half = begin + static_cast<std::ptrdiff_t>(node.count / 2);
-    std::nth_element(begin, half, begin + static_cast<std::ptrdiff_t>(node.count), [&](int a, int b) {
+    int* const begin = order_.data() + node.first;
+    std::nth_element(begin, begin + node.count / 2, begin + node.count, [&](int a, int b) {
       const double ma = middle(a), mb = middle(b);
       return ma != mb ? ma < mb : a < b;
     });
@@ -334,9 +333,7 @@ std::vector<Overlap> FindOverlaps(const std::vector<PlacedShape>& shapes, double
   for (std::size_t i = 0; i < shapes.size(); ++i) {
     for (std::size_t j = i + 1; j < shapes.size(); ++j) {
       if (!(Reach(boxes[i], boxes[j]) > contact)) continue;
-      Overlap found;
-      found.first = i;
-      found.second = j;
+      Overlap found{i, j};
       if (FindOverlap(shapes[i], shapes[j], Shared(boxes[i], boxes[j]), contact, found))
         overlaps.push_back(found);
     }

@@ -1,7 +1,5 @@
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
-#include <cstdio>
 #include <tuple>
 
 #include "commands.h"
