@@ -1,27 +1,12 @@
 #include <algorithm>
 #include <cctype>
 
+#include "cli/help_pages.h"
 #include "commands.h"
 #include "trqprep/suggestions.h"
 
 namespace trqprep {
 namespace {
-
-constexpr std::size_t kLineLength = 80;
-
-// The text in lines of at most kLineLength columns, each after two blanks.
-std::string Wrapped(const std::string& text) {
-  std::string lines;
-  std::size_t column = 0;
-  for (const std::string& word : Split(text, ' ')) {
-    if (word.empty()) continue;
-    const bool fits = column > 0 && column + 1 + word.size() <= kLineLength;
-    lines += fits ? " " : column == 0 ? "  " : "\n  ";
-    column = (fits ? column + 1 : 2) + word.size();
-    lines += word;
-  }
-  return lines + "\n";
-}
 
 Json RuleToJson(const MessageRow& rule) {
   return {{"code", rule.text},
@@ -47,7 +32,7 @@ ExitCode Run(Context& context, const std::vector<std::string>& codes) {
     }
     context.data["rules"].push_back(RuleToJson(*rule));
     context.Tell("{code} ({severity}): {title}\n", RuleToJson(*rule));
-    context.text += Wrapped(rule->story);
+    context.text += "  " + Wrap(rule->story, 2, 80) + "\n";
   }
   if (codes.empty()) context.TellEach(context.data["rules"], "{code|<16}  {severity|<7}  {title}\n");
   return ExitCode::kDone;

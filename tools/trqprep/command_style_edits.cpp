@@ -150,10 +150,9 @@ void FollowSharedPlace(StyleDocument& style) {
   style.Find("QC Min Large Thick Skin Width")->record = style.Find("Shelling Thickness")->record;
 }
 
-struct SetOptions {
+struct SetOptions : EditOptions {
   std::string file;
   std::vector<std::string> assignments;
-  EditOptions edit;
 };
 
 ExitCode Set(Context& context, const SetOptions& options, StyleKind kind) {
@@ -194,15 +193,14 @@ ExitCode Set(Context& context, const SetOptions& options, StyleKind kind) {
     return ExitCode::kNo;
   }
   FollowSharedPlace(edited);
-  return FinishEdit(context, file, edited, options.edit);
+  return FinishEdit(context, file, edited, options);
 }
 
 // --- copy --------------------------------------------------------------------------------------------------
 
-struct CopyOptions {
+struct CopyOptions : EditOptions {
   std::string from, to;
   std::vector<std::string> parameters;
-  EditOptions edit;
 };
 
 ExitCode Copy(Context& context, const CopyOptions& options, StyleKind kind) {
@@ -230,7 +228,7 @@ ExitCode Copy(Context& context, const CopyOptions& options, StyleKind kind) {
   }
   if (refused) return ExitCode::kNo;
   FollowSharedPlace(edited);
-  return FinishEdit(context, target, edited, options.edit);
+  return FinishEdit(context, target, edited, options);
 }
 
 // --- import ------------------------------------------------------------------------------------------------
@@ -289,10 +287,9 @@ ExitCode Import(Context& context, const ImportOptions& options, StyleKind kind) 
 
 // --- upgrade -----------------------------------------------------------------------------------------------
 
-struct UpgradeOptions {
+struct UpgradeOptions : EditOptions {
   std::string file;
   std::string units;
-  EditOptions edit;
 };
 
 ExitCode Upgrade(Context& context, const UpgradeOptions& options, StyleKind kind) {
@@ -315,7 +312,7 @@ ExitCode Upgrade(Context& context, const UpgradeOptions& options, StyleKind kind
   for (const RewriteChanges::Entry& entry : ChangesByRewriting(file).lost) {
     context.Warn(ChangeMessage(Code::kStyleLost, options.file, entry).At({{"byte", entry.offset}}));
   }
-  const ExitCode exit = FinishEdit(context, file, upgraded, options.edit);
+  const ExitCode exit = FinishEdit(context, file, upgraded, options);
   context.State(
       {{"layout_before", StyleLayoutName(file.layout)}, {"layout", StyleLayoutName(upgraded.layout)}});
   if (file.layout != upgraded.layout) context.Tell("layout {layout_before} -> {layout}\n");
@@ -324,10 +321,9 @@ ExitCode Upgrade(Context& context, const UpgradeOptions& options, StyleKind kind
 
 // --- units -------------------------------------------------------------------------------------------------
 
-struct UnitsOptions {
+struct UnitsOptions : EditOptions {
   std::string file;
   std::string from, to;
-  EditOptions edit;
 };
 
 ExitCode ConvertFile(Context& context, const UnitsOptions& options, StyleKind kind) {
@@ -369,7 +365,7 @@ ExitCode ConvertFile(Context& context, const UnitsOptions& options, StyleKind ki
   }
   if (kind == StyleKind::kRecoat && edited.layout == StyleLayout::k301) left.push_back("layer_thickness");
   if (unnamed) left.push_back("the records without a name");
-  const ExitCode exit = FinishEdit(context, file, edited, options.edit);
+  const ExitCode exit = FinishEdit(context, file, edited, options);
   context.State({{"from", from}, {"to", options.to}, {"left_alone", left}});
   left.push_back("whole numbers, angles, powers and resin constants");
   for (const std::string& name : left) context.text += "left alone: " + name + "\n";
@@ -378,12 +374,11 @@ ExitCode ConvertFile(Context& context, const UnitsOptions& options, StyleKind ki
 
 // --- sweeps ------------------------------------------------------------------------------------------------
 
-struct SweepsOptions {
+struct SweepsOptions : EditOptions {
   std::string file;
   std::vector<std::string> additions;
   std::vector<std::string> removals;
   std::string list;
-  EditOptions edit;
 };
 
 // "gap=100,velocity=2.5"
@@ -451,7 +446,7 @@ ExitCode Sweeps(Context& context, const SweepsOptions& options) {
   ExitCode exit = ExitCode::kDone;
   if (edits) {
     edited.CountSweeps(chosen);
-    exit = FinishEdit(context, file, edited, options.edit);
+    exit = FinishEdit(context, file, edited, options);
     context.text.clear();  // the lists as they are now say it better
   }
   context.State({{"file", TextToJson(options.file)}, {"sweeps", StyleToJson(edited)["sweeps"]}});
@@ -504,7 +499,7 @@ void AddStyleEdits(Command& group, StyleKind kind) {
     auto& options = verb.Runs(Set, kind);
     verb.Argument("FILE", options.file, replaced);
     verb.Arguments("NAME=VALUE", options.assignments, "What to set").Type("NAME=VALUE");
-    AddEditOptions(verb, options.edit);
+    AddEditOptions(verb, options);
   }
   {
     Command& verb = group.Sub(
@@ -521,7 +516,7 @@ void AddStyleEdits(Command& group, StyleKind kind) {
     verb.Argument("TO", options.to, "The file to copy to, replaced unless -o is given");
     verb.RepeatedOption("--params", options.parameters, "NAME", "Name or pattern of the parameters")
         .Required();
-    AddEditOptions(verb, options.edit);
+    AddEditOptions(verb, options);
   }
   {
     Command& verb = group.Sub(
@@ -545,7 +540,7 @@ void AddStyleEdits(Command& group, StyleKind kind) {
     auto& options = verb.Runs(Upgrade, kind);
     verb.Argument("FILE", options.file, replaced);
     if (!build) verb.TextOption("--from", options.units, "mm|in", "Units of a legacy file (default in)");
-    AddEditOptions(verb, options.edit);
+    AddEditOptions(verb, options);
   }
   {
     const std::string example = build ? "trqprep style units Fine.sty --from mm --to in"
@@ -565,7 +560,7 @@ void AddStyleEdits(Command& group, StyleKind kind) {
                     build ? "The present units" : "The present units (default: what the file says)")
         .Required(build);
     verb.TextOption("--to", options.to, "mm|in", "The wanted units").Required();
-    AddEditOptions(verb, options.edit);
+    AddEditOptions(verb, options);
   }
 }
 
@@ -583,7 +578,7 @@ void AddSweepsVerb(Command& group) {
   verb.RepeatedOption("--remove", options.removals, "N", "Remove sweep N, counted from 1");
   verb.TextOption("--list", options.list, "sweeps|primary|secondary",
                   "The list to show or change (default: show all, change sweeps)");
-  AddEditOptions(verb, options.edit);
+  AddEditOptions(verb, options);
 }
 
 }  // namespace trqprep

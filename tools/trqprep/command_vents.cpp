@@ -299,6 +299,14 @@ ExitCode Remove(Context& context, const Options& options) {
 
 constexpr const char* kInputHelp = "The part, or its .V_D file";
 
+void AddEntryNumbers(Command& verb, Options& options) {
+  verb.Arguments("ENTRY", options.numbers, "Numbers of entries, as 'vents list' shows them", false).Type("N");
+}
+
+void AddOutput(Command& verb, Options& options) {
+  verb.Output(options.output, "FILE", "Write the changed .V_D file here instead", false);
+}
+
 }  // namespace
 
 void AddVents(CommandTree& tree) {
@@ -342,7 +350,7 @@ void AddVents(CommandTree& tree) {
     verb.RepeatedOption("--vent", options.vents, "PLACE", "Add a vent there");
     verb.RepeatedOption("--drain", options.drains, "PLACE", "Add a drain there");
     verb.LengthOption("--diameter", options.diameter, "Diameter of the hole (default 3 mm)");
-    verb.Output(options.output, "FILE", "Write the changed .V_D file here instead", false);
+    AddOutput(verb, options);
     verb.ReadsMeshes();
   }
   {
@@ -354,11 +362,10 @@ void AddVents(CommandTree& tree) {
          "trqprep vents move l_shape.V_D 1 --rotate-z 90 -o turned.V_D"});
     auto& options = verb.Runs(Move);
     verb.Argument("IN", options.input, kInputHelp);
-    verb.Arguments("ENTRY", options.numbers, "Numbers of entries, as 'vents list' shows them", false)
-        .Type("N");
+    AddEntryNumbers(verb, options);
     verb.TextOption("--by", options.by, "X,Y,Z", "Move by three lengths, such as 10mm,0,-2.5");
     verb.NumberOption("--rotate-z", options.rotate_z, "Turn about the Z axis by so many degrees");
-    verb.Output(options.output, "FILE", "Write the changed .V_D file here instead", false);
+    AddOutput(verb, options);
     verb.ReadsMeshes();
   }
   {
@@ -369,10 +376,9 @@ void AddVents(CommandTree& tree) {
                    "trqprep vents remove l_shape.stl --all --yes"});
     auto& options = verb.Runs(Remove);
     verb.Argument("IN", options.input, kInputHelp);
-    verb.Arguments("ENTRY", options.numbers, "Numbers of entries, as 'vents list' shows them", false)
-        .Type("N");
+    AddEntryNumbers(verb, options);
     verb.Flag("--all", options.all, "Delete the file");
-    verb.Output(options.output, "FILE", "Write the changed .V_D file here instead", false);
+    AddOutput(verb, options);
   }
 }
 

@@ -3,8 +3,8 @@
 #include "commands.h"
 #include "mesh_command.h"
 #include "trq/core/shell.h"
+#include "trq/core/style_stack.h"
 #include "trq/machine_types.h"
-#include "trq/setup.h"
 #include "trq/styles.h"
 #include "trqprep/style_document.h"
 
@@ -57,8 +57,7 @@ double HeightOf(Context& context, const Options& options, Units units) {
   const auto machine = options.machine.empty() ? style.MachineType : TRQ_TYPE(MachineByName(options.machine));
   const double spacing =
       options.spacing.value_or(Length{0.018, Units::kInch}).In(style_units, context.units());
-  const MODEL model;
-  const int layers = model.KVcalc_zcorrection(machine, &style, static_cast<float>(spacing));
+  const int layers = trq::core::ZCorrection(style, machine, static_cast<float>(spacing));
   const float thickness = style.LayerThickness.GetValue();
   const char* unit = UnitsName(style_units);
   const std::string name = MachineName(machine);

@@ -6,7 +6,6 @@
 #include "trqprep/job_file.h"
 #include "trqprep/machine_profiles.h"
 #include "trqprep/style_document.h"
-#include "trqprep/suggestions.h"
 
 namespace trqprep {
 namespace {
@@ -25,7 +24,7 @@ const JobField<Job>& FieldOf(const std::string& key) {
 
 // What --machine names: a profile of --machines, or a machine type.
 void ChooseMachine(const std::string& name, const std::string& profiles_file, bool vat_given, Job& job) {
-  std::vector<std::string> names = MachineNames();
+  std::vector<std::string> names;
   if (!profiles_file.empty()) {
     const std::vector<MachineProfile> profiles = ReadMachineProfiles(profiles_file);
     for (const MachineProfile& profile : profiles) names.push_back(profile.name);
@@ -43,12 +42,7 @@ void ChooseMachine(const std::string& name, const std::string& profiles_file, bo
       return;
     }
   }
-  if (name.empty()) return;
-  job.machine = FindMachineByName(name);
-  if (job.machine) return;
-  Fail(
-      ExitCode::kUsage,
-      Message(Code::kMachineUnknown, "", "there is no machine '" + name + "'").Hint(DidYouMean(name, names)));
+  if (!name.empty()) job.machine = MachineByName(name, names);
 }
 
 }  // namespace

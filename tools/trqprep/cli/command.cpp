@@ -176,4 +176,23 @@ Command* FindIn(std::vector<std::unique_ptr<Command>>& commands, const CLI::App*
 
 Command* CommandTree::Find(const CLI::App* app) { return FindIn(commands_, app); }
 
+std::vector<std::string> NamesOf(const CLI::Option& option) {
+  std::vector<std::string> names;
+  for (const std::string& name : option.get_lnames()) names.push_back("--" + name);
+  for (const std::string& name : option.get_snames()) names.push_back("-" + name);
+  return names;
+}
+
+std::string TypeOf(const CLI::Option& option) {
+  return option.get_items_expected_max() > 0 ? option.get_type_name() : "";
+}
+
+std::vector<const CLI::App*> SubsOf(const CLI::App& app) {
+  return app.get_subcommands([](const CLI::App*) { return true; });
+}
+
+std::string PathOf(const CLI::App& app) {
+  return app.get_parent() ? PathOf(*app.get_parent()) + " " + app.get_name() : app.get_name();
+}
+
 }  // namespace trqprep

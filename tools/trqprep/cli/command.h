@@ -148,6 +148,15 @@ class CommandTree {
   std::vector<std::unique_ptr<Command>> commands_;
 };
 
+/// "--output", "-o": the names of an option, the long ones first; none of an argument.
+std::vector<std::string> NamesOf(const CLI::Option& option);
+/// What help shows for the value; empty for a flag.
+std::string TypeOf(const CLI::Option& option);
+/// The commands of the tool, or the verbs of a command.
+std::vector<const CLI::App*> SubsOf(const CLI::App& app);
+/// "trqprep style show"
+std::string PathOf(const CLI::App& app);
+
 /// What `version` and --version print.
 ExitCode TellVersion(Context& context);
 

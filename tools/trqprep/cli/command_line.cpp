@@ -38,26 +38,29 @@ struct LastWords {
 Immortal<LastWords> last_words_room;
 LastWords& last_words = last_words_room.value;
 
-Json Envelope(const std::string& schema, ExitCode exit, const std::string& units, const Json& data) {
-  Json document;
-  document["schema"] = schema;
-  document["tool"] = ToolName();
-  document["ok"] = exit == ExitCode::kDone;
-  document["exit"] = static_cast<int>(exit);
-  document["units"] = units;
-  document["data"] = data;
-  document["messages"] = Json::array();
-  return document;
+std::string Document(const std::string& schema, ExitCode exit, const std::string& units, const Json& data,
+                     const std::vector<Message>& messages) {
+  Json said = Json::array();
+  for (const Message& message : messages) said.push_back(MessageToJson(message));
+  return JsonDocument({{"schema", schema},
+                       {"tool", ToolName()},
+                       {"ok", exit == ExitCode::kDone},
+                       {"exit", static_cast<int>(exit)},
+                       {"units", units},
+                       {"data", data},
+                       {"messages", said}});
+}
+
+void SayLast(ExitCode exit, const Message& message) {
+  EraseProgressUnlocked();
+  WriteErrorStreamNow(RenderMessage(message, ErrorStreamHasColour()));
+  if (!last_words.json || last_words.said) return;
+  WriteStandardOutput(Document(last_words.schema, exit, last_words.units, Json::object(), {message}));
 }
 
 void SayInterrupted() {
-  EraseProgressUnlocked();
-  const Message message(Code::kInterrupted, "", "interrupted; nothing was left half written");
-  WriteErrorStreamNow(RenderMessage(message, ErrorStreamHasColour()));
-  if (!last_words.json || last_words.said) return;
-  Json document = Envelope(last_words.schema, ExitCode::kInterrupted, last_words.units, Json::object());
-  document["messages"].push_back(MessageToJson(message));
-  WriteStandardOutput(JsonDocument(document));
+  SayLast(ExitCode::kInterrupted,
+          Message(Code::kInterrupted, "", "interrupted; nothing was left half written"));
 }
 
 constexpr const char* kNoMemory = "trqprep: error: there is not enough memory for this [NO-MEMORY]\n";
@@ -93,15 +96,9 @@ constexpr std::size_t kReserve = 256 << 10;
   }
   std::free(reserve);
   RemoveTemporaryPaths();
-  const Message message(Code::kNoMemory, last_words.context ? last_words.context->current_file : "",
-                        "there is not enough memory for this");
-  EraseProgressUnlocked();
-  WriteErrorStreamNow(RenderMessage(message, ErrorStreamHasColour()));
-  if (last_words.json && !last_words.said) {
-    Json document = Envelope(last_words.schema, ExitCode::kInternal, last_words.units, Json::object());
-    document["messages"].push_back(MessageToJson(message));
-    WriteStandardOutput(JsonDocument(document));
-  }
+  SayLast(ExitCode::kInternal,
+          Message(Code::kNoMemory, last_words.context ? last_words.context->current_file : "",
+                  "there is not enough memory for this"));
   _exit(static_cast<int>(ExitCode::kInternal));
 }
 
@@ -117,10 +114,8 @@ int Finish(Context& context, const std::string& schema, ExitCode exit) {
   EndProgress();
   std::string result = context.text;
   if (context.options.json) {
-    Json document =
-        Envelope(schema, exit, UnitsName(context.data_units.value_or(context.units())), context.data);
-    for (const Message& message : context.messages()) document["messages"].push_back(MessageToJson(message));
-    result = JsonDocument(document);
+    result = Document(schema, exit, UnitsName(context.data_units.value_or(context.units())), context.data,
+                      context.messages());
   }
   {
     const auto hold = HoldTemporaryPaths();
@@ -131,11 +126,6 @@ int Finish(Context& context, const std::string& schema, ExitCode exit) {
     if (exit == ExitCode::kDone || exit == ExitCode::kNo) exit = ExitCode::kOutput;
   }
   return static_cast<int>(exit);
-}
-
-std::string PathOf(const CLI::App& app) {
-  if (!app.get_parent()) return app.get_name();
-  return PathOf(*app.get_parent()) + " " + app.get_name();
 }
 
 // "trqprep.style.show/1" for the command `trqprep style show`.
@@ -156,17 +146,14 @@ CLI::App& DeepestParsed(CLI::App& root) {
 std::vector<std::string> OptionNames(const CLI::App& app) {
   std::vector<std::string> names;
   for (const CLI::Option* option : app.get_options()) {
-    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
-    for (const std::string& name : option->get_snames()) names.push_back("-" + name);
+    for (const std::string& name : NamesOf(*option)) names.push_back(name);
   }
   return names;
 }
 
 std::vector<std::string> CommandNames(const CLI::App& app) {
   std::vector<std::string> names;
-  for (const CLI::App* sub : app.get_subcommands([](const CLI::App* a) { return !a->get_name().empty(); })) {
-    names.push_back(sub->get_name());
-  }
+  for (const CLI::App* sub : SubsOf(app)) names.push_back(sub->get_name());
   return names;
 }
 

@@ -8,50 +8,48 @@ namespace trqprep {
 namespace {
 
 struct OptionWords {
-  std::vector<std::string> names;    // "--output", "-o"
-  std::string type;                  // empty: a flag
-  std::vector<std::string> choices;  // of a type written a|b|c
+  std::vector<std::string> names;  // "--output", "-o"
+  std::string type;                // empty: a flag
   std::string help;
   bool many = false;
+  std::vector<std::string> choices;  // of a type written a|b|c
+
+  bool takes_file() const { return type.find("FILE") != std::string::npos || type == "PART"; }
 };
 
 struct CommandWords {
   std::vector<std::string> path;  // {"style", "show"}; empty: the tool itself
-  std::vector<std::string> subcommands;
-  std::vector<std::string> summaries;  // of the subcommands
+  std::vector<const CLI::App*> subs;
   std::vector<OptionWords> options;
   std::vector<OptionWords> positionals;
+
+  std::vector<std::string> sub_names() const {
+    std::vector<std::string> names;
+    for (const CLI::App* sub : subs) names.push_back(sub->get_name());
+    return names;
+  }
+  // Of the first argument.
+  std::vector<std::string> choices() const {
+    return positionals.empty() ? std::vector<std::string>() : positionals[0].choices;
+  }
+  // The path as it is typed behind the name of the tool.
+  std::string typed() const { return path.empty() ? "" : fmt::format(" {}", fmt::join(path, " ")); }
 };
 
-std::vector<std::string> ChoicesOf(const std::string& type) {
-  return type.find('|') == std::string::npos ? std::vector<std::string>{} : Split(type, '|');
-}
-
-void Collect(const CLI::App& app, std::vector<std::string> path, std::vector<CommandWords>& all) {
+void Collect(const CLI::App& app, std::vector<CommandWords>& all) {
   CommandWords words;
-  words.path = path;
+  words.path = Split(PathOf(app), ' ');
+  words.path.erase(words.path.begin());
+  words.subs = SubsOf(app);
   for (const CLI::Option* option : app.get_options()) {
     if (option->get_group().empty()) continue;
-    OptionWords entry;
-    entry.type = option->get_items_expected_max() > 0 ? option->get_type_name() : "";
-    entry.choices = ChoicesOf(entry.type);
-    entry.help = option->get_description();
-    entry.many = option->get_items_expected_max() > 1;
-    for (const std::string& name : option->get_lnames()) entry.names.push_back("--" + name);
-    for (const std::string& name : option->get_snames()) entry.names.push_back("-" + name);
+    OptionWords entry{NamesOf(*option), TypeOf(*option), option->get_description(),
+                      option->get_items_expected_max() > 1, Split(TypeOf(*option), '|')};
+    if (entry.choices.size() == 1) entry.choices.clear();
     (entry.names.empty() ? words.positionals : words.options).push_back(entry);
   }
-  const auto subs = app.get_subcommands([](const CLI::App* sub) { return !sub->get_group().empty(); });
-  for (const CLI::App* sub : subs) {
-    words.subcommands.push_back(sub->get_name());
-    words.summaries.push_back(sub->get_description());
-  }
   all.push_back(words);
-  for (const CLI::App* sub : subs) {
-    path.push_back(sub->get_name());
-    Collect(*sub, path, all);
-    path.pop_back();
-  }
+  for (const CLI::App* sub : words.subs) Collect(*sub, all);
 }
 
 std::string Join(const std::vector<std::string>& words, const char* separator = " ") {
@@ -73,8 +71,12 @@ std::string Quote(const std::string& text) {
   return out + "'";
 }
 
-std::vector<std::string> PositionalChoices(const CommandWords& command) {
-  return command.positionals.empty() ? std::vector<std::string>{} : command.positionals[0].choices;
+// What bash does to offer words, or files.
+std::string OfferWords(const std::vector<std::string>& words) {
+  return fmt::format("COMPREPLY=($(compgen -W {} -- \"$word\"))", Quote(Join(words)));
+}
+std::string OfferFiles(char option) {
+  return fmt::format("compopt -o filenames 2>/dev/null; COMPREPLY=($(compgen -{} -- \"$word\"))", option);
 }
 
 std::string Bash(const std::vector<CommandWords>& commands) {
@@ -87,45 +89,31 @@ std::string Bash(const std::vector<CommandWords>& commands) {
       "    case \"$path ${COMP_WORDS[i]}\" in\n";
   std::string paths;
   for (const CommandWords& command : commands) {
-    if (!command.path.empty()) paths += (paths.empty() ? "" : "|") + Quote(" " + Join(command.path));
+    if (!command.path.empty()) paths += (paths.empty() ? "" : "|") + Quote(command.typed());
   }
   out += fmt::format(
       "      {}) path=\"$path ${{COMP_WORDS[i]}}\" ;;\n    esac\n  done\n  case \"$path:$before\" in\n",
       paths);
   for (const CommandWords& command : commands) {
-    const std::string path = command.path.empty() ? "" : " " + Join(command.path);
     for (const OptionWords& option : command.options) {
       if (option.type.empty()) continue;
       std::string patterns;
       for (const std::string& name : option.names)
-        patterns += (patterns.empty() ? "" : "|") + Quote(path + ":" + name);
-      std::string action = "return";
-      if (!option.choices.empty()) {
-        action =
-            fmt::format("COMPREPLY=($(compgen -W {} -- \"$word\")); return", Quote(Join(option.choices)));
-      } else if (option.type == "FOLDER") {
-        action = "compopt -o filenames 2>/dev/null; COMPREPLY=($(compgen -d -- \"$word\")); return";
-      } else if (option.type.find("FILE") != std::string::npos || option.type == "PART") {
-        action = "compopt -o filenames 2>/dev/null; COMPREPLY=($(compgen -f -- \"$word\")); return";
-      }
-      out += fmt::format("    {}) {} ;;\n", patterns, action);
+        patterns += (patterns.empty() ? "" : "|") + Quote(command.typed() + ":" + name);
+      const std::string action = !option.choices.empty()   ? OfferWords(option.choices) + "; "
+                                 : option.type == "FOLDER" ? OfferFiles('d') + "; "
+                                 : option.takes_file()     ? OfferFiles('f') + "; "
+                                                           : "";
+      out += fmt::format("    {}) {}return ;;\n", patterns, action);
     }
   }
   out += "  esac\n  case \"$path\" in\n";
   for (const CommandWords& command : commands) {
-    const std::string path = command.path.empty() ? "" : " " + Join(command.path);
-    std::vector<std::string> words = command.subcommands;
-    const std::vector<std::string> choices = PositionalChoices(command);
-    words.insert(words.end(), choices.begin(), choices.end());
-    out += fmt::format(
-        "    {})\n      if [[ $word == -* ]]; then COMPREPLY=($(compgen -W {} -- \"$word\"))\n      else ",
-        Quote(path), Quote(Join(AllOptionNames(command))));
-    if (!words.empty()) {
-      out += fmt::format("COMPREPLY=($(compgen -W {} -- \"$word\"))", Quote(Join(words)));
-    } else {
-      out += "compopt -o filenames 2>/dev/null; COMPREPLY=($(compgen -f -- \"$word\"))";
-    }
-    out += "\n      fi ;;\n";
+    std::vector<std::string> words = command.sub_names();
+    for (const std::string& choice : command.choices()) words.push_back(choice);
+    out += fmt::format("    {})\n      if [[ $word == -* ]]; then {}\n      else {}\n      fi ;;\n",
+                       Quote(command.typed()), OfferWords(AllOptionNames(command)),
+                       words.empty() ? OfferFiles('f') : OfferWords(words));
   }
   out += "  esac\n}\ncomplete -F _trqprep trqprep\n";
   return out;
@@ -135,8 +123,7 @@ std::string Bash(const std::vector<CommandWords>& commands) {
 std::string ZshAction(const OptionWords& option) {
   if (!option.choices.empty()) return "(" + Join(option.choices) + ")";
   if (option.type == "FOLDER") return "_files -/";
-  if (option.type.find("FILE") != std::string::npos || option.type == "PART") return "_files";
-  return " ";
+  return option.takes_file() ? "_files" : " ";
 }
 
 std::string ZshText(const std::string& text) {
@@ -154,10 +141,9 @@ std::string Zsh(const std::vector<CommandWords>& commands) {
   for (const CommandWords& command : commands) {
     const std::string function = "_trqprep" + (command.path.empty() ? "" : "_" + Join(command.path, "_"));
     out += fmt::format("\n{}() {{\n", function);
-    if (!command.subcommands.empty())
-      out += "  local context state state_descr line\n  typeset -A opt_args\n";
+    if (!command.subs.empty()) out += "  local context state state_descr line\n  typeset -A opt_args\n";
     out += "  _arguments -S";
-    if (!command.subcommands.empty()) out += " -C";
+    if (!command.subs.empty()) out += " -C";
     for (const OptionWords& option : command.options) {
       for (const std::string& name : option.names) {
         std::string spec = name + "[" + ZshText(option.help) + "]";
@@ -169,15 +155,15 @@ std::string Zsh(const std::vector<CommandWords>& commands) {
       out += " \\\n    " +
              Quote((positional.many ? "*:" : ":") + ZshText(positional.help) + ":" + ZshAction(positional));
     }
-    if (!command.subcommands.empty()) out += " \\\n    '1: :->command' \\\n    '*:: :->rest'";
+    if (!command.subs.empty()) out += " \\\n    '1: :->command' \\\n    '*:: :->rest'";
     out += "\n";
-    if (!command.subcommands.empty()) {
+    if (!command.subs.empty()) {
       out += "  case $state in\n    command)\n      local -a words_here\n      words_here=(";
-      for (std::size_t i = 0; i < command.subcommands.size(); ++i) {
-        out += "\n        " + Quote(command.subcommands[i] + ":" + ZshText(command.summaries[i]));
+      for (const CLI::App* sub : command.subs) {
+        out += "\n        " + Quote(sub->get_name() + ":" + ZshText(sub->get_description()));
       }
       out += ")\n      _describe command words_here ;;\n    rest)\n      case $line[1] in\n";
-      for (const std::string& sub : command.subcommands)
+      for (const std::string& sub : command.sub_names())
         out += fmt::format("        {}) {}_{} ;;\n", sub, function, sub);
       out += "      esac ;;\n  esac\n";
     }
@@ -197,13 +183,13 @@ std::string Fish(const std::vector<CommandWords>& commands) {
       for (const std::string& word : command.path) {
         condition += (condition.empty() ? "" : "; and ") + ("__fish_seen_subcommand_from " + word);
       }
-      if (!command.subcommands.empty()) {
-        condition += "; and not __fish_seen_subcommand_from " + Join(command.subcommands);
+      if (!command.subs.empty()) {
+        condition += "; and not __fish_seen_subcommand_from " + Join(command.sub_names());
       }
     }
     const std::string start = "complete -c trqprep -n " + Quote(condition);
-    for (std::size_t i = 0; i < command.subcommands.size(); ++i) {
-      out += fmt::format("{} -f -a {} -d {}\n", start, command.subcommands[i], Quote(command.summaries[i]));
+    for (const CLI::App* sub : command.subs) {
+      out += fmt::format("{} -f -a {} -d {}\n", start, sub->get_name(), Quote(sub->get_description()));
     }
     for (const OptionWords& option : command.options) {
       out += start;
@@ -212,15 +198,14 @@ std::string Fish(const std::vector<CommandWords>& commands) {
       }
       if (!option.choices.empty()) {
         out += " -x -a " + Quote(Join(option.choices));
-      } else if (option.type.find("FILE") != std::string::npos || option.type == "FOLDER" ||
-                 option.type == "PART") {
+      } else if (option.takes_file() || option.type == "FOLDER") {
         out += " -r";
       } else if (!option.type.empty()) {
         out += " -x";
       }
       out += " -d " + Quote(option.help) + "\n";
     }
-    const std::vector<std::string> choices = PositionalChoices(command);
+    const std::vector<std::string> choices = command.choices();
     if (!choices.empty()) out += fmt::format("{} -f -a {}\n", start, Quote(Join(choices)));
   }
   return out;
@@ -230,7 +215,7 @@ std::string Fish(const std::vector<CommandWords>& commands) {
 
 std::string CompletionScript(CommandTree& tree, const std::string& shell) {
   std::vector<CommandWords> commands;
-  Collect(tree.root(), {}, commands);
+  Collect(tree.root(), commands);
   if (shell == "zsh") return Zsh(commands);
   if (shell == "fish") return Fish(commands);
   return Bash(commands);

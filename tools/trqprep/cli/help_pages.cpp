@@ -8,38 +8,24 @@
 namespace trqprep {
 namespace {
 
-constexpr std::size_t kWidth = 100;
-
 struct Row {
   std::string head;  // "-o, --output FILE"
   std::string text;
 };
 
-std::vector<const CLI::App*> Children(const CLI::App& app) {
-  return app.get_subcommands([](const CLI::App* sub) { return !sub->get_group().empty(); });
-}
-
 bool IsMany(const CLI::Option& option) { return option.get_items_expected_max() > 1; }
 
-bool IsPositional(const CLI::Option& option) {
-  return option.get_positional() && option.get_lnames().empty();
-}
+bool IsPositional(const CLI::Option& option) { return NamesOf(option).empty(); }
 
 std::string PositionalName(const CLI::Option& option) {
   return option.get_name(true) + (IsMany(option) ? "..." : "");
 }
 
-// A flag takes no value; everything else shows the name of its type.
-std::string TypeOf(const CLI::Option& option) {
-  return option.get_items_expected_max() > 0 ? option.get_type_name() : "";
-}
-
 std::string OptionHead(const CLI::Option& option) {
-  std::string head;
-  for (const std::string& name : option.get_snames()) head += (head.empty() ? "-" : ", -") + name;
-  for (const std::string& name : option.get_lnames()) head += (head.empty() ? "--" : ", --") + name;
+  std::vector<std::string> names = NamesOf(option);
+  std::reverse(names.begin(), names.end());
   const std::string type = TypeOf(option);
-  return type.empty() ? head : head + " " + type;
+  return fmt::format("{}{}{}", fmt::join(names, ", "), type.empty() ? "" : " ", type);
 }
 
 std::vector<Row> PositionalRows(const CLI::App& app) {
@@ -65,13 +51,9 @@ std::vector<Row> OptionRows(const CLI::App& app) {
   return own;
 }
 
-std::string FullName(const CLI::App& app) {
-  return app.get_parent() ? FullName(*app.get_parent()) + " " + app.get_name() : app.get_name();
-}
-
 std::string UsageLine(const CLI::App& app) {
-  std::string line = FullName(app);
-  if (!Children(app).empty()) return line + (app.get_parent() ? " VERB ..." : " COMMAND ...");
+  std::string line = PathOf(app);
+  if (!SubsOf(app).empty()) return line + (app.get_parent() ? " VERB ..." : " COMMAND ...");
   for (const CLI::Option* option : app.get_options()) {
     if (!IsPositional(*option)) continue;
     const std::string name = PositionalName(*option);
@@ -79,30 +61,9 @@ std::string UsageLine(const CLI::App& app) {
   }
   for (const CLI::Option* option : app.get_options()) {
     if (IsPositional(*option) || !option->get_required()) continue;
-    const std::string name =
-        option->get_snames().empty() ? "--" + option->get_lnames()[0] : "-" + option->get_snames()[0];
-    line += " " + name + " " + TypeOf(*option);
+    line += " " + NamesOf(*option).back() + " " + TypeOf(*option);
   }
   return line + " [options]";
-}
-
-// Fills lines up to the width; lines after the first begin with `indent` blanks.
-std::string Wrap(const std::string& text, std::size_t indent) {
-  std::string out;
-  std::size_t column = indent;
-  for (const std::string& word : Split(text, ' ')) {
-    if (word.empty()) continue;
-    if (column > indent && column + 1 + word.size() > kWidth) {
-      out += "\n" + std::string(indent, ' ');
-      column = indent;
-    } else if (column > indent) {
-      out += " ";
-      ++column;
-    }
-    out += word;
-    column += word.size();
-  }
-  return out;
 }
 
 std::string Table(const std::vector<Row>& rows) {
@@ -189,12 +150,28 @@ std::string Roff(const std::string& text) {
 }
 
 std::string MarkdownCell(const std::string& text) {
-  std::string out;
-  for (const char c : text) out += c == '|' ? std::string("\\|") : std::string(1, c);
-  return out;
+  return fmt::format("{}", fmt::join(Split(text, '|'), "\\|"));
 }
 
 }  // namespace
+
+std::string Wrap(const std::string& text, std::size_t indent, std::size_t width) {
+  std::string out;
+  std::size_t column = indent;
+  for (const std::string& word : Split(text, ' ')) {
+    if (word.empty()) continue;
+    if (column > indent && column + 1 + word.size() > width) {
+      out += "\n" + std::string(indent, ' ');
+      column = indent;
+    } else if (column > indent) {
+      out += " ";
+      ++column;
+    }
+    out += word;
+    column += word.size();
+  }
+  return out;
+}
 
 std::string HelpText(CommandTree& tree, const CLI::App& app) {
   std::string out = "Usage: " + UsageLine(app) + "\n\n" + Wrap(app.get_description(), 0) + ".\n";
@@ -203,7 +180,7 @@ std::string HelpText(CommandTree& tree, const CLI::App& app) {
     for (const std::string& paragraph : Paragraphs(command->details)) out += "\n" + Wrap(paragraph, 0) + "\n";
   }
   std::vector<Row> rows;
-  for (const CLI::App* child : Children(app)) rows.push_back({child->get_name(), child->get_description()});
+  for (const CLI::App* child : SubsOf(app)) rows.push_back({child->get_name(), child->get_description()});
   if (!rows.empty()) out += (app.get_parent() ? "\nVerbs:\n" : "\nCommands:\n") + Table(rows);
   rows = PositionalRows(app);
   if (!rows.empty()) out += "\nArguments:\n" + Table(rows);
@@ -261,7 +238,7 @@ std::string ReferencePage(CommandTree& tree) {
   out += "\n## Commands\n";
   for (Command* command : AllCommands(tree)) {
     const CLI::App& app = command->app;
-    out += fmt::format("\n### {}\n\n{}.\n", FullName(app), Wrap(app.get_description(), 0));
+    out += fmt::format("\n### {}\n\n{}.\n", PathOf(app), Wrap(app.get_description(), 0));
     for (const std::string& paragraph : Paragraphs(command->details)) out += "\n" + Wrap(paragraph, 0) + "\n";
     if (!command->run) continue;
     out += fmt::format("\n```text\n{}\n```\n\n| argument or option | meaning |\n|---|---|\n", UsageLine(app));
