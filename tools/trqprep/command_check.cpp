@@ -126,8 +126,7 @@ class Checker {
   // Checks a build folder: its parts and styles in the build's own surroundings, its stacks and its pieces.
   void CheckBuildFolder(const std::string& folder) {
     const Json document = ReadBuildDocument(folder);
-    const Json units = document.value("units", Json()), machine = document.value("machine_type", Json());
-    const Json vat = document.value("vat", Json());
+    const Json &units = document["units"], &machine = document["machine_type"], &vat = document["vat"];
     if (units.is_string())
       surroundings_.units = UnitsFromName(units.get<std::string>()).value_or(context_.units());
     context_.options.units = UnitsName(surroundings_.units);
@@ -200,12 +199,13 @@ class Checker {
     const auto add = [&](const std::string& file) {
       if (std::find(files.begin(), files.end(), file) == files.end()) files.push_back(file);
     };
+    const auto add_styles = [&](const std::vector<StyleRequest>& styles) {
+      for (const StyleRequest& style : styles) add(style.path);
+    };
     for (const PartRequest& part : job.parts) add(part.path);
-    for (const StyleRequest& style : job.styles) add(style.path);
-    for (const StyleRequest& style : job.recoats) add(style.path);
-    for (const PartRequest& part : job.parts) {
-      for (const StyleRequest& style : part.styles) add(style.path);
-    }
+    add_styles(job.styles);
+    add_styles(job.recoats);
+    for (const PartRequest& part : job.parts) add_styles(part.styles);
     return files;
   }
 

@@ -120,7 +120,7 @@ ExitCode Run(Context& context, const Options& options) {
   }
   input.units = work.units;
   RequireFinite(input);
-  mesh.SetUnits(work.units == Units::kInch ? trq::units::kInch : trq::units::kMillimetre);
+  ConvertUnits(input, work.units);  // scaled already: says so
   WriteWork(context, options, work);
   Json rows = Json::array();
   for (const auto& row : matrix.m) rows.push_back(NumbersToJson(row));

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
-#include <cstring>
+#include <set>
 #include <stdexcept>
 
 #include "commands.h"
@@ -203,22 +202,20 @@ ExitCode AddEntries(Context& context, const Options& options) {
 }
 
 // Which entries were named, by their numbers; all of them when none was.
-std::vector<std::size_t> Chosen(const VentsFile& file, const std::vector<std::string>& numbers) {
-  std::vector<std::size_t> chosen;
+std::set<std::size_t> Chosen(const VentsFile& file, const std::vector<std::string>& numbers) {
+  std::set<std::size_t> chosen;
   try {
     for (const std::string& number : numbers) {
       const auto entry = ParseWhole(number, 1, std::max<std::int64_t>(1, file.entries.size()));
       if (file.entries.empty()) throw std::invalid_argument("the file has no entry");
-      chosen.push_back(static_cast<std::size_t>(entry) - 1);
+      chosen.insert(static_cast<std::size_t>(entry) - 1);
     }
   } catch (const std::invalid_argument& error) {
     FailUsage(file.path, error.what(), "'trqprep vents list' numbers the entries");
   }
   if (numbers.empty()) {
-    for (std::size_t i = 0; i < file.entries.size(); ++i) chosen.push_back(i);
+    for (std::size_t i = 0; i < file.entries.size(); ++i) chosen.insert(i);
   }
-  std::sort(chosen.begin(), chosen.end());
-  chosen.erase(std::unique(chosen.begin(), chosen.end()), chosen.end());
   return chosen;
 }
 
@@ -238,7 +235,7 @@ ExitCode Move(Context& context, const Options& options) {
     }
   }
   VentsFile file = ReadVents(context, SideFileOf(options.input));
-  const std::vector<std::size_t> chosen = Chosen(file, options.numbers);
+  const std::set<std::size_t> chosen = Chosen(file, options.numbers);
   context.result = options.output.empty() ? file.path : options.output;
 
   trq::core::PointMove move(by[0], by[1], by[2]);
@@ -251,13 +248,13 @@ ExitCode Move(Context& context, const Options& options) {
     move = trq::core::PointMove(after, before, 0);
   }
   Json entries = Json::array();
-  for (std::size_t k = 0; k < chosen.size(); ++k) {
-    VentEntry& entry = file.entries[chosen[k]];
+  for (const std::size_t i : chosen) {
+    VentEntry& entry = file.entries[i];
     move.Apply(entry.numbers.data());
     file.lines[entry.line] = trq::core::SideLine(entry.numbers);
     entry.numbers = *trq::core::ParseSideLine(file.lines[entry.line]);  // what the file says
-    entries.push_back(EntryToJson(entry, chosen[k] + 1));
-    if (mesh) CheckOnPart(context, *mesh, entry, file.path, chosen[k] + 1);
+    entries.push_back(EntryToJson(entry, i + 1));
+    if (mesh) CheckOnPart(context, *mesh, entry, file.path, i + 1);
   }
   Save(context, options, file);
   context.data_units = units;
@@ -287,7 +284,7 @@ ExitCode Remove(Context& context, const Options& options) {
                    kept ? "{file}: kept\n" : "{file}: deleted\n", {{"file", TextToJson(file.path)}});
     return kept ? ExitCode::kNo : ExitCode::kDone;
   }
-  const std::vector<std::size_t> chosen = Chosen(file, options.numbers);
+  const std::set<std::size_t> chosen = Chosen(file, options.numbers);
   for (auto i = chosen.rbegin(); i != chosen.rend(); ++i) {
     file.lines.erase(file.lines.begin() + static_cast<std::ptrdiff_t>(file.entries[*i].line));
   }
