@@ -17,29 +17,7 @@ struct ShowOptions {
   bool all = false;
 };
 
-/// Lines of cells, padded to columns.
-class TextTable {
- public:
-  void Add(std::vector<std::string> cells) {
-    widths_.resize(std::max(widths_.size(), cells.size()));
-    for (std::size_t i = 0; i < cells.size(); ++i) widths_[i] = std::max(widths_[i], cells[i].size());
-    lines_.push_back(std::move(cells));
-  }
-  std::string Line(std::size_t line) const {
-    std::string text = "  ";
-    for (std::size_t i = 0; i < lines_[line].size(); ++i) {
-      const std::string& cell = lines_[line][i];
-      text += cell;
-      if (i + 1 < lines_[line].size()) text += std::string(widths_[i] - cell.size() + 2, ' ');
-    }
-    return text + "\n";
-  }
-  std::size_t size() const { return lines_.size(); }
-
- private:
-  std::vector<std::size_t> widths_;
-  std::vector<std::vector<std::string>> lines_;
-};
+using Cells = std::array<std::string, 7>;
 
 void TellHead(Context& context) {
   context.Tell("{file}: {kind}, {layout} layout\n  name         {style_name}\n");
@@ -61,10 +39,13 @@ ExitCode Show(Context& context, const ShowOptions& options, StyleKind kind) {
   for (const std::string& pattern : options.only) {
     for (const std::size_t i : SelectParameters(style, pattern)) selected.insert(i);
   }
-  TextTable table;
-  table.Add({"parameter", "value", "unit", "default", "range", "allowed", "editable"});
-  std::vector<std::pair<trq::StyleRegion, std::vector<std::size_t>>>
-      regions;  // in order of their first lines
+  const Cells head{"parameter", "value", "unit", "default", "range", "allowed", "editable"};
+  std::vector<std::pair<trq::StyleRegion, std::vector<Cells>>> regions;  // in order of their first lines
+  std::array<std::size_t, 7> widths{};
+  const auto measure = [&](const Cells& cells) {
+    for (std::size_t i = 0; i < cells.size(); ++i) widths[i] = std::max(widths[i], cells[i].size() + 2);
+  };
+  measure(head);
   std::size_t left_out = 0;
   context.State({{"file", TextToJson(options.file)}});
   DescribeStyle(file, context.data);
@@ -85,16 +66,23 @@ ExitCode Show(Context& context, const ShowOptions& options, StyleKind kind) {
     auto region = std::find_if(regions.begin(), regions.end(),
                                [&](const auto& known) { return known.first == parameter.region; });
     if (region == regions.end()) region = regions.insert(regions.end(), {parameter.region, {}});
-    region->second.push_back(table.size());
     const RecordValues& record = parameter.record;
-    table.Add({parameter.name + (stored ? "" : " (not in this file)"), record.value.Text(),
-               StyleQuantityName(parameter.quantity), record.default_value.Text(), RangeText(record),
-               AllowedText(record), YesNo(record.edit == 1)});
+    region->second.push_back({parameter.name + (stored ? "" : " (not in this file)"), record.value.Text(),
+                              StyleQuantityName(parameter.quantity), record.default_value.Text(),
+                              RangeText(record), AllowedText(record), YesNo(record.edit == 1)});
+    measure(region->second.back());
   }
   if (options.only.empty()) TellHead(context);
-  for (const auto& [region, lines] : regions) {
-    context.text += fmt::format("\n{}\n{}", StyleRegionName(region), table.Line(0));
-    for (const std::size_t line : lines) context.text += table.Line(line);
+  for (auto& [region, lines] : regions) {
+    context.text += fmt::format("\n{}\n", StyleRegionName(region));
+    lines.insert(lines.begin(), head);
+    for (const Cells& cells : lines) {
+      context.text += "  ";
+      for (std::size_t i = 0; i + 1 < cells.size(); ++i) {
+        context.text += fmt::format("{:<{}}", cells[i], widths[i]);
+      }
+      context.text += cells.back() + "\n";
+    }
   }
   if (kind == StyleKind::kRecoat && options.only.empty()) {
     context.State({{"sweeps", StyleToJson(style)["sweeps"]}});
