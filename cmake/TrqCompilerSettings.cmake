@@ -32,3 +32,19 @@ if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
   # The style tables are proved at compile time, in more steps than clang grants unasked.
   target_compile_options(trq_settings INTERFACE -fconstexpr-steps=50000000)
 endif()
+# Instrumented and optimised, prep and tool take twice as long to compile and their tests run no faster.
+set(trq_glue_options)
+if(TRQ_SANITIZE AND NOT TRQ_BUILD_FUZZERS)
+  set(trq_glue_options -O0)
+endif()
+
+# trq_precompile(TARGET HEADER...): precompiles headers for a target where that was asked for. Every source still
+# includes what it needs: builds with a compiler cache do without.
+function(trq_precompile target)
+  if(TRQ_PRECOMPILE_HEADERS)
+    target_precompile_headers(${target} PRIVATE ${ARGN})
+  endif()
+endfunction()
+# What most files of prep and tool include.
+set(trq_glue_headers <fmt/format.h> <algorithm> <array> <filesystem> <fstream> <functional> <map> <memory> <optional>
+                     <set> <string> <variant> <vector>)

@@ -52,9 +52,10 @@ trq_quietly() {
 trq_build() {
   local preset="$1" target
   shift
-  local launcher=()
+  # A cache knows sources by what they include; precompiled headers would hide that from it.
+  local launcher=(-DTRQ_PRECOMPILE_HEADERS=ON)
   if command -v ccache >/dev/null; then
-    launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+    launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DTRQ_PRECOMPILE_HEADERS=OFF)
   fi
   (
     cd "$trq_root"

@@ -139,6 +139,11 @@ class Workshop:
         done.text = done.stderr.decode(errors="replace")
         return done
 
+    def run_in_template(self, arguments):
+        """Adds what the command writes to what all fresh folders hold."""
+        subprocess.run([TOOL, *arguments], cwd=self.template, check=True, stdin=subprocess.DEVNULL,
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
     def result_of(self, writer):
         """What the command writes when nothing is in its way."""
         if writer.name not in self.expected:

@@ -14,7 +14,16 @@ TOOL = os.environ["TRQPREP"]
 SOURCE = pathlib.Path(os.environ["TRQ_SOURCE_DIR"])
 SANITIZED = bool(os.environ.get("TRQ_SANITIZE"))
 
+# Every command flushes what it writes. Nobody waits for a disk where there is a file system in memory with room.
+if "TMPDIR" not in os.environ and os.path.isdir("/dev/shm") and shutil.disk_usage("/dev/shm").free > 1 << 30:
+    os.environ["TMPDIR"] = tempfile.tempdir = "/dev/shm"
+
 DONE, NO, USAGE, INPUT, OUTPUT, NO_PLACEMENT, INTERNAL, INTERRUPTED = 0, 1, 2, 3, 4, 5, 70, 130
+
+
+def findings_of_sanitizers(text):
+    """The lines in which a sanitizer tells that it found something."""
+    return [line for line in text.splitlines() if "Sanitizer:" in line or ": runtime error: " in line]
 
 
 class Result:
@@ -35,7 +44,11 @@ def run(*arguments, cwd=None, env=None, **more):
     more.setdefault("stdin", subprocess.DEVNULL)
     more.setdefault("stdout", subprocess.PIPE)
     more.setdefault("stderr", subprocess.PIPE)
-    return Result(subprocess.run([TOOL, *arguments], cwd=cwd, env=environment, timeout=1200, **more))
+    result = Result(subprocess.run([TOOL, *arguments], cwd=cwd, env=environment, timeout=1200, **more))
+    # Some of them end a program with 1, which is also an answer.
+    if SANITIZED and findings_of_sanitizers(result.err):
+        raise AssertionError(result.err)
+    return result
 
 
 class ToolTest(unittest.TestCase):
