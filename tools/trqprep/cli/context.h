@@ -39,8 +39,8 @@ class Context : public Observer {
   /// Puts facts into the data, behind those that are there.
   void State(const Json& facts) { data.update(facts); }
   /// Adds to the result as text, which goes to standard output unless --json is given: the form filled with
-  /// facts (cli/fill.h) of `near`, which may be words for people alone, of the data, and {unit}, that of
-  /// the lengths.
+  /// facts (tools/trqprep/cli/fill.h) of `near`, which may be words for people alone, of the data, and
+  /// {unit}, that of the lengths.
   void Tell(std::string_view form, const Json& near = Json());
   /// The same once for each of the rows.
   void TellEach(const Json& rows, std::string_view form);
