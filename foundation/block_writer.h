@@ -14,11 +14,11 @@ namespace trq::detail {
 /// in the sink.
 class BlockWriter {
  public:
-  static constexpr std::size_t kLargestPiece = 4096;
+  static constexpr size_t kLargestPiece = 4096;
 
   /// The sink stays the caller's. `expected` is about how many bytes will
   /// come: less memory is taken for few.
-  BlockWriter(core::ByteSink& sink, std::size_t expected)
+  BlockWriter(core::ByteSink& sink, size_t expected)
       : sink_(sink),
         block_(expected < kBlock ? kSmallBlock : kBlock),
         bytes_(new unsigned char[block_ + kLargestPiece]) {}
@@ -29,14 +29,14 @@ class BlockWriter {
 
   /// Room for kLargestPiece bytes; Advance says how many of them were used.
   unsigned char* next() { return bytes_.get() + used_; }
-  void Advance(std::size_t size) {
+  void Advance(size_t size) {
     used_ += size;
     if (used_ >= block_) Flush(block_);
   }
-  void Write(const void* data, std::size_t size) {
+  void Write(const void* data, size_t size) {
     const unsigned char* from = static_cast<const unsigned char*>(data);
     while (size > 0) {
-      const std::size_t some = size < block_ - used_ ? size : block_ - used_;
+      const size_t some = size < block_ - used_ ? size : block_ - used_;
       std::memcpy(next(), from, some);
       Advance(some);
       from += some;
@@ -47,10 +47,10 @@ class BlockWriter {
   void Flush() { Flush(used_); }
 
  private:
-  static constexpr std::size_t kBlock = std::size_t{1} << 20;
-  static constexpr std::size_t kSmallBlock = std::size_t{1} << 16;
+  static constexpr size_t kBlock = size_t{1} << 20;
+  static constexpr size_t kSmallBlock = size_t{1} << 16;
 
-  void Flush(std::size_t size) {
+  void Flush(size_t size) {
     if (size == 0) return;
     sink_.Write(bytes_.get(), size);
     used_ -= size;
@@ -58,9 +58,9 @@ class BlockWriter {
   }
 
   core::ByteSink& sink_;
-  std::size_t block_;
+  size_t block_;
   std::unique_ptr<unsigned char[]> bytes_;
-  std::size_t used_ = 0;
+  size_t used_ = 0;
 };
 
 }  // namespace trq::detail

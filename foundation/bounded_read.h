@@ -30,10 +30,10 @@ uint64_t ReadItems(core::ByteSource& source, uint64_t count, std::vector<T>& ite
   }
   uint64_t done = 0;
   while (done < count) {
-    const std::size_t wanted = static_cast<std::size_t>(std::min(piece, count - done));
-    const std::size_t start = items.size();
+    const size_t wanted = size_t(std::min(piece, count - done));
+    const size_t start = items.size();
     items.resize(start + wanted);
-    const std::size_t got = source.Read(items.data() + start, wanted * sizeof(T)) / sizeof(T);
+    const size_t got = source.Read(items.data() + start, wanted * sizeof(T)) / sizeof(T);
     done += got;
     if (got < wanted) {
       items.resize(start + got);

@@ -7,7 +7,7 @@
 namespace trq::detail {
 
 /// Reverses the bytes of each of `count` items of `size` bytes.
-inline void ReverseItems(void* items, std::size_t size, std::size_t count) {
+inline void ReverseItems(void* items, size_t size, size_t count) {
   if (size < 2) return;
   char* bytes = static_cast<char*>(items);
   for (; count > 0; --count, bytes += size) std::reverse(bytes, bytes + size);

@@ -10,7 +10,7 @@ uint32_t ShiftRight(uint32_t value, int bits) { return bits >= 32 ? 0u : value >
 
 int BYTE_PACKER::bits_per_item(int n) {
   int bits = 0;
-  for (uint32_t largest = n > 1 ? static_cast<uint32_t>(n) - 1u : 0u; largest != 0; largest >>= 1) ++bits;
+  for (uint32_t largest = n > 1 ? uint32_t(n) - 1u : 0u; largest != 0; largest >>= 1) ++bits;
   return bits;
 }
 
@@ -24,9 +24,7 @@ BYTE_PACKER::BYTE_PACKER(int* data, int n)
   for (int k = 0; k <= bits_; ++k) masks_[k] = (1u << k) - 1u;
 }
 
-int BYTE_PACKER::compressed_size(int count) const {
-  return static_cast<int>(static_cast<int64_t>(bits_) * count / word_width_ + 1);
-}
+int BYTE_PACKER::compressed_size(int count) const { return int(int64_t(bits_) * count / word_width_ + 1); }
 
 void BYTE_PACKER::pack(int count) {
   for (int i = 0; i < count; ++i) add_num(data_[i]);
@@ -39,31 +37,31 @@ void BYTE_PACKER::unpack(int count) {
 
 void BYTE_PACKER::add_num(int v) {
   // Kept: the value is not masked, so one of more than `bits_` bits reaches into the item before it.
-  const uint32_t value = static_cast<uint32_t>(v);
+  const uint32_t value = uint32_t(v);
   const int over = bit_ - spare_;
-  uint32_t word = bit_ == 0 ? 0u : static_cast<uint32_t>(data_[word_]);
+  uint32_t word = bit_ == 0 ? 0u : uint32_t(data_[word_]);
   word |= over <= 0 ? ShiftLeft(value, -over) : ShiftRight(value, over);
-  data_[word_] = static_cast<int>(word);
+  data_[word_] = int(word);
   bit_ += bits_;
   if (bit_ >= word_width_) {
     bit_ -= word_width_;
     ++word_;
   }
-  if (over > 0) data_[word_] = static_cast<int>(ShiftLeft(value, word_width_ - over));
+  if (over > 0) data_[word_] = int(ShiftLeft(value, word_width_ - over));
 }
 
 int BYTE_PACKER::get_num(int i) {
-  const int64_t position = static_cast<int64_t>(bits_) * i;
-  word_ = static_cast<int32_t>(position / word_width_);
-  bit_ = static_cast<int32_t>(position % word_width_);
-  const uint32_t word = static_cast<uint32_t>(data_[word_]);
+  const int64_t position = int64_t(bits_) * i;
+  word_ = int32_t(position / word_width_);
+  bit_ = int32_t(position % word_width_);
+  const uint32_t word = uint32_t(data_[word_]);
   const int over = bit_ - spare_;
-  if (over < 0) return static_cast<int>(ShiftRight(word, -over) & item_mask_);
+  if (over < 0) return int(ShiftRight(word, -over) & item_mask_);
   uint32_t item = ShiftLeft(word, over) & item_mask_;
   // An item that ends with its word takes nothing from the next one, which may lie past the array.
   if (over > 0) {
-    const uint32_t next = static_cast<uint32_t>(data_[word_ + 1]);
+    const uint32_t next = uint32_t(data_[word_ + 1]);
     item |= ShiftRight(next, word_width_ - over) & masks_[over];
   }
-  return static_cast<int>(item);
+  return int(item);
 }

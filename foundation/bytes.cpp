@@ -11,34 +11,34 @@ namespace trq::core {
 ByteSource::~ByteSource() = default;
 ByteSink::~ByteSink() = default;
 
-std::size_t MemorySource::Read(void* to, std::size_t size) {
+size_t MemorySource::Read(void* to, size_t size) {
   size = std::min(size, bytes_.size() - next_);
   if (size > 0) std::memcpy(to, bytes_.data() + next_, size);
   next_ += size;
   return size;
 }
 
-bool MemorySource::Seek(std::uint64_t position) {
+bool MemorySource::Seek(uint64_t position) {
   if (position > bytes_.size()) return false;
-  next_ = static_cast<std::size_t>(position);
+  next_ = size_t(position);
   return true;
 }
 
-std::size_t FileSource::Read(void* to, std::size_t size) { return std::fread(to, 1, size, file_); }
+size_t FileSource::Read(void* to, size_t size) { return std::fread(to, 1, size, file_); }
 
-std::optional<std::uint64_t> FileSource::Remaining() { return host::RemainingBytes(file_); }
+std::optional<uint64_t> FileSource::Remaining() { return host::RemainingBytes(file_); }
 
-std::optional<std::uint64_t> FileSource::Position() {
+std::optional<uint64_t> FileSource::Position() {
   const long position = std::ftell(file_);
   if (position < 0) return std::nullopt;
-  return static_cast<std::uint64_t>(position);
+  return uint64_t(position);
 }
 
-bool FileSource::Seek(std::uint64_t position) {
+bool FileSource::Seek(uint64_t position) {
   return position <= LONG_MAX && std::fseek(file_, static_cast<long>(position), SEEK_SET) == 0;
 }
 
-bool MemorySink::Write(const void* data, std::size_t size) {
+bool MemorySink::Write(const void* data, size_t size) {
   const auto* const first = static_cast<const unsigned char*>(data);
   bytes.insert(bytes.end(), first, first + size);
   return true;

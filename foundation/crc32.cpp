@@ -21,8 +21,8 @@ constexpr Tables MakeTables() {
     for (int bit = 0; bit < 8; ++bit) state = (state >> 1) ^ (state & 1u ? kPolynomial : 0u);
     tables[0][byte] = state;
   }
-  for (std::size_t s = 1; s < kSlices; ++s) {
-    for (std::size_t byte = 0; byte < 256; ++byte) {
+  for (size_t s = 1; s < kSlices; ++s) {
+    for (size_t byte = 0; byte < 256; ++byte) {
       const uint32_t before = tables[s - 1][byte];
       tables[s][byte] = (before >> 8) ^ tables[0][before & 0xFFu];
     }
@@ -34,7 +34,7 @@ constexpr Tables kTables = MakeTables();
 
 }  // namespace
 
-uint32_t Crc32Register(const void* data, std::size_t length, uint32_t state) {
+uint32_t Crc32Register(const void* data, size_t length, uint32_t state) {
   const unsigned char* p = static_cast<const unsigned char*>(data);
   for (; length >= kSlices; length -= kSlices, p += kSlices) {
     const uint32_t low = state ^ LoadLittle32(p);

@@ -13,10 +13,10 @@ using Buffer = std::vector<char>;
 
 // One byte more than the capacity: the interface compares a length without its NUL against it.
 std::shared_ptr<Buffer> NewBuffer(int32_t capacity) {
-  return std::make_shared<Buffer>(static_cast<std::size_t>(capacity) + 1, '\0');
+  return std::make_shared<Buffer>(size_t(capacity) + 1, '\0');
 }
 
-int32_t Length(const char* text) { return static_cast<int32_t>(std::strlen(text)); }
+int32_t Length(const char* text) { return int32_t(std::strlen(text)); }
 
 // A null text reads as printf shows it.
 const char* Shown(const char* text) { return text ? text : "(null)"; }
@@ -64,7 +64,7 @@ CString2& CString2::operator=(const char* text) {
     capacity_ = length + kHeadroom;
     text_ = NewBuffer(capacity_);
   }
-  std::memmove(text_->data(), text, static_cast<std::size_t>(length) + 1);
+  std::memmove(text_->data(), text, size_t(length) + 1);
   return *this;
 }
 
@@ -107,7 +107,7 @@ void CString2::Format(const char* fmt, const char* a, const char* b) {
 int CString2::ReverseFind(char c) const {
   const char* text = text_->data();
   const char* found = std::strrchr(text, c);
-  return found ? static_cast<int>(found - text) : -1;
+  return found ? int(found - text) : -1;
 }
 
 const char* CString2::Left(int n) { return CopyToScratch(0, std::clamp(n, 0, Length(text_->data()))); }
@@ -116,7 +116,7 @@ const char* CString2::Mid(int first, int count) {
   const int32_t length = Length(text_->data());
   first = std::max(first, 0);
   count = std::max(count, 0);
-  if (static_cast<int64_t>(first) + count > length) count = length - first;
+  if (int64_t(first) + count > length) count = length - first;
   if (first > length) {
     first = 0;
     count = 0;
@@ -135,8 +135,8 @@ const char* CString2::CopyToScratch(int first, int count) {
     scratch_capacity_ = count + kHeadroom;
     scratch_ = NewBuffer(scratch_capacity_);
   }
-  std::memcpy(scratch_->data(), text_->data() + first, static_cast<std::size_t>(count));
-  (*scratch_)[static_cast<std::size_t>(count)] = '\0';
+  std::memcpy(scratch_->data(), text_->data() + first, size_t(count));
+  (*scratch_)[size_t(count)] = '\0';
   return scratch_->data();
 }
 

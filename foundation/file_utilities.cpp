@@ -46,15 +46,14 @@ float UTILITY::RoundFloat(float v, int coarse) {
   const double value = v;
   // Kept: the shifted value is truncated toward zero, so negative values round differently from positive
   // ones.
-  return static_cast<float>(coarse != 0 ? ToInt(value * 1000 + 0.5) * 0.001
-                                        : ToInt(value * 10000 + 0.5) * 0.0001);
+  return float(coarse != 0 ? ToInt(value * 1000 + 0.5) * 0.001 : ToInt(value * 10000 + 0.5) * 0.0001);
 }
 
 void UTILITY::get_normal(const float a[3], const float b[3], const float c[3], float n[3]) {
   const Vec product = Cross(Widen(a) - Widen(c), Widen(b) - Widen(c));
   double length = Length(product);
   if (length == 0) length = 1;
-  n[0] = static_cast<float>(product.x / length);
-  n[1] = static_cast<float>(product.y / length);
-  n[2] = static_cast<float>(product.z / length);
+  n[0] = float(product.x / length);
+  n[1] = float(product.y / length);
+  n[2] = float(product.z / length);
 }

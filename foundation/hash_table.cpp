@@ -6,7 +6,7 @@
 namespace {
 
 int HashOfAddress(void* p) {
-  const int32_t address = static_cast<int32_t>(static_cast<uint32_t>(reinterpret_cast<std::uintptr_t>(p)));
+  const int32_t address = int32_t(uint32_t(reinterpret_cast<std::uintptr_t>(p)));
   return address / 4;
 }
 
@@ -17,7 +17,7 @@ int SameAddress(void* a, void* b) { return a == b; }
 HASH_TABLE::HASH_TABLE(int buckets) : HASH_TABLE(buckets, nullptr, nullptr) {}
 
 HASH_TABLE::HASH_TABLE(int buckets, int (*hash)(void*), int (*compare)(void*, void*))
-    : buckets_(static_cast<std::size_t>(std::max(buckets, 0))),
+    : buckets_(size_t(std::max(buckets, 0))),
       hash_(hash ? hash : HashOfAddress),
       compare_(compare ? compare : SameAddress) {}
 
@@ -27,10 +27,10 @@ HASH_TABLE::~HASH_TABLE() {
 
 LIGHT_ITEM* HASH_TABLE::bucket(int h) {
   if (buckets_.empty()) return nullptr;
-  const int count = static_cast<int>(buckets_.size());
+  const int count = int(buckets_.size());
   int index = h % count;
   if (index < 0) index += count;
-  return &buckets_[static_cast<std::size_t>(index)];
+  return &buckets_[size_t(index)];
 }
 
 void HASH_TABLE::add(void* d, void* key) {
@@ -60,12 +60,12 @@ LIGHT_ITEM* HASH_TABLE::matches(int h) { return bucket(h); }
 LIGHT_ITEM* HASH_TABLE::clashes(void* key) {
   // Kept: the hash is the index itself, not reduced by the bucket count.
   const int index = hash_(key);
-  if (index < 0 || static_cast<std::size_t>(index) >= buckets_.size()) return nullptr;
-  return &buckets_[static_cast<std::size_t>(index)];
+  if (index < 0 || size_t(index) >= buckets_.size()) return nullptr;
+  return &buckets_[size_t(index)];
 }
 
 void HASH_TABLE::print_distribution() {
-  std::printf("%i cells\n", static_cast<int>(buckets_.size()));
+  std::printf("%i cells\n", int(buckets_.size()));
   int used = 0;
   for (const LIGHT_ITEM& head : buckets_) {
     const int length = head.length2();

@@ -6,7 +6,7 @@
 
 namespace trq::detail {
 
-inline uint16_t LoadLittle16(const unsigned char* p) { return static_cast<uint16_t>(p[0] | p[1] << 8); }
+inline uint16_t LoadLittle16(const unsigned char* p) { return uint16_t(p[0] | p[1] << 8); }
 
 inline uint32_t LoadLittle32(const unsigned char* p) {
   return uint32_t{p[0]} | uint32_t{p[1]} << 8 | uint32_t{p[2]} << 16 | uint32_t{p[3]} << 24;

@@ -6,8 +6,8 @@ void MATRICES::matmult(float R[4][4], const float A[4][4], const float B[4][4]) 
   for (int j = 0; j < 4; ++j) {
     for (int i = 0; i < 4; ++i) {
       double sum = 0.0;
-      for (int k = 0; k < 4; ++k) sum += static_cast<double>(A[i][k]) * B[k][j];
-      R[i][j] = static_cast<float>(sum);
+      for (int k = 0; k < 4; ++k) sum += double(A[i][k]) * B[k][j];
+      R[i][j] = float(sum);
     }
   }
 }
@@ -27,8 +27,8 @@ void MATRICES::ExtractRotationMatrix(float R[3][3], const float M[4][4]) const {
 void MATRICES::MatVecMult3x3(float out[3][1], const float M[3][3], const float v[3][1]) const {
   for (int i = 0; i < 3; ++i) {
     double sum = 0.0;
-    for (int k = 0; k < 3; ++k) sum += static_cast<double>(M[i][k]) * v[k][0];
-    out[i][0] = static_cast<float>(sum);
+    for (int k = 0; k < 3; ++k) sum += double(M[i][k]) * v[k][0];
+    out[i][0] = float(sum);
   }
 }
 
@@ -43,7 +43,7 @@ void MATRICES::TransMatInverse(float D[4][4], const float M[4][4]) const {
   for (int i = 0; i < 3; ++i) {
     // Kept: the rotation is taken as orthonormal without a test, so a scale is not undone.
     // The order of the sum (x, z, y) decides its last bit.
-    D[i][3] = static_cast<float>(-(D[i][0] * t0 + D[i][2] * t2 + D[i][1] * t1));
+    D[i][3] = float(-(D[i][0] * t0 + D[i][2] * t2 + D[i][1] * t1));
   }
 }
 

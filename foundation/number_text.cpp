@@ -8,14 +8,13 @@ namespace trq::detail {
 
 void AppendFixed(std::string& text, double v, int precision, int width) {
   constexpr int kWithoutPrecision = 320;  // sign, 309 digits of the largest double, point
-  const std::size_t start = text.size();
-  text.resize(start + kWithoutPrecision + static_cast<std::size_t>(precision));
+  const size_t start = text.size();
+  text.resize(start + kWithoutPrecision + size_t(precision));
   const std::to_chars_result result =
       std::to_chars(text.data() + start, text.data() + text.size(), v, std::chars_format::fixed, precision);
-  text.resize(static_cast<std::size_t>(result.ptr - text.data()));
-  const std::size_t length = text.size() - start;
-  if (length < static_cast<std::size_t>(width))
-    text.insert(start, static_cast<std::size_t>(width) - length, ' ');
+  text.resize(size_t(result.ptr - text.data()));
+  const size_t length = text.size() - start;
+  if (length < size_t(width)) text.insert(start, size_t(width) - length, ' ');
 }
 
 void AppendComputed(std::string& text, double v, int precision, int width) {

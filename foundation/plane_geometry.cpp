@@ -17,8 +17,7 @@ bool InWidenedExtent(double value, double first, double second, double tolerance
 // The direction of a-b as two floats, and p's foot on the line as a fraction of a-b.
 struct Foot {
   Foot(const PbVec2f& a, const PbVec2f& b, const PbVec2f& p)
-      : dx(static_cast<float>(static_cast<double>(b[0]) - a[0])),
-        dy(static_cast<float>(static_cast<double>(b[1]) - a[1])) {
+      : dx(float(double(b[0]) - a[0])), dy(float(double(b[1]) - a[1])) {
     const double ax = a[0], ay = a[1], by = b[1], px = p[0], py = p[1];
     fraction = ((ay - by) * (ay - py) - (ax - px) * dx) / (dy * dy + dx * dx);
   }
@@ -35,7 +34,7 @@ double SquaredDistanceToFoot(const PbVec2f& a, const PbVec2f& p, const Foot& foo
 
 // Kept: the bearing runs from the +y axis towards +x (x is the first argument), which fixes the sense of
 // every angle made from it.
-double Bearing(const PbVec2f& v) { return std::atan2(static_cast<double>(v[0]), v[1]); }
+double Bearing(const PbVec2f& v) { return std::atan2(double(v[0]), v[1]); }
 
 bool IsOrigin(const PbVec2f& v) { return v[0] == 0.0f && v[1] == 0.0f; }
 
@@ -44,13 +43,12 @@ bool IsOrigin(const PbVec2f& v) { return v[0] == 0.0f && v[1] == 0.0f; }
 float interpolate(float x0, float y0, float x1, float y1, float x) {
   const double left = x0, right = x1, low = y0, high = y1;
   if (std::fabs(right - left) < 1e-6) return y0;
-  return static_cast<float>((x - left) * (high - low) / (right - left) + low);
+  return float((x - left) * (high - low) / (right - left) + low);
 }
 
 int operator==(const PbVec2f& a, const PbVec2f& b) {
   const double tolerance = PbVec2f::tolerance;
-  return std::fabs(static_cast<double>(a[0]) - b[0]) < tolerance &&
-         std::fabs(static_cast<double>(a[1]) - b[1]) < tolerance;
+  return std::fabs(double(a[0]) - b[0]) < tolerance && std::fabs(double(a[1]) - b[1]) < tolerance;
 }
 
 int nonparallel_intersection(const PbVec2f& a, const PbVec2f& b, const PbVec2f& c, const PbVec2f& d,
@@ -65,11 +63,11 @@ int nonparallel_intersection(const PbVec2f& a, const PbVec2f& b, const PbVec2f& 
   if (determinant == 0.0) return 0;
 
   // Kept: x is stored before it is tested, y only after x has passed.
-  const float x = static_cast<float>(((ax * q + cy * p) * r - cx * s * p - ay * r * p) / determinant);
+  const float x = float(((ax * q + cy * p) * r - cx * s * p - ay * r * p) / determinant);
   out = PbVec2f(x, out[1]);
   if (!InWidenedExtent(x, ax, bx, tol) || !InWidenedExtent(x, cx, dx, tol)) return 0;
 
-  const float y = static_cast<float>(((ax * s + cy * r) * q - cx * s * q - ay * s * p) / determinant);
+  const float y = float(((ax * s + cy * r) * q - cx * s * q - ay * s * p) / determinant);
   out = PbVec2f(x, y);
   return InWidenedExtent(y, ay, by, tol) && InWidenedExtent(y, cy, dy, tol);
 }
@@ -88,7 +86,7 @@ int touches(const PbVec2f& a, const PbVec2f& b, const PbVec2f& p, float tol) {
 float dist_sq(const PbVec2f& a, const PbVec2f& b, const PbVec2f& p) {
   const Foot foot(a, b, p);
   // Kept: the fraction is rounded to float here and not in touches.
-  return static_cast<float>(SquaredDistanceToFoot(a, p, foot, static_cast<float>(foot.fraction)));
+  return float(SquaredDistanceToFoot(a, p, foot, float(foot.fraction)));
 }
 
 float angle_between(const PbVec2f& a, const PbVec2f& o, const PbVec2f& b) {
@@ -99,5 +97,5 @@ float angle_between(const PbVec2f& a, const PbVec2f& o, const PbVec2f& b) {
   if (IsOrigin(to_b) || IsOrigin(to_a)) return kPi;
   double angle = Bearing(to_b) - Bearing(to_a);
   if (angle < 0.0) angle += 2.0 * kPi;
-  return static_cast<float>(angle);
+  return float(angle);
 }

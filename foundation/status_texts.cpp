@@ -93,7 +93,7 @@ constexpr StatusRow kStatusTexts[] = {
 static_assert(std::size(kStatusTexts) == 72, "one row a status code");
 
 constexpr bool InAscendingOrder() {
-  for (std::size_t i = 1; i < std::size(kStatusTexts); ++i) {
+  for (size_t i = 1; i < std::size(kStatusTexts); ++i) {
     if (kStatusTexts[i - 1].code >= kStatusTexts[i].code) return false;
   }
   return true;

@@ -13,7 +13,7 @@ TriangleBAG::~TriangleBAG() = default;
 
 void TriangleBAG::append(const R_TRIANGLE& t) {
   if (count_in_block_ < block_size_) {
-    blocks_[static_cast<std::size_t>(current_block_)][static_cast<std::size_t>(count_in_block_)] = t;
+    blocks_[size_t(current_block_)][size_t(count_in_block_)] = t;
     ++count_in_block_;
     return;
   }
@@ -24,11 +24,11 @@ void TriangleBAG::append(const R_TRIANGLE& t) {
     std::fprintf(stderr, "Serious problem in TriangleBAG: MAX_BLOCKS is too small\n");
     throw 9;
   }
-  const std::size_t block = static_cast<std::size_t>(next);
+  const size_t block = size_t(next);
   if (block == blocks_.size()) {
     // Without an initialiser: a block that is about to be filled need not be zeroed first. It has its owner
     // before the list grows, for either may run out of memory; the bag is as before then.
-    std::unique_ptr<R_TRIANGLE[]> records(new R_TRIANGLE[static_cast<std::size_t>(block_size_)]);
+    std::unique_ptr<R_TRIANGLE[]> records(new R_TRIANGLE[size_t(block_size_)]);
     blocks_.push_back(std::move(records));
   }
   current_block_ = next;
@@ -36,12 +36,10 @@ void TriangleBAG::append(const R_TRIANGLE& t) {
   count_in_block_ = 1;
 }
 
-int TriangleBAG::num() const {
-  return static_cast<int>(static_cast<int64_t>(current_block_) * block_size_ + count_in_block_);
-}
+int TriangleBAG::num() const { return int(int64_t(current_block_) * block_size_ + count_in_block_); }
 
 const R_TRIANGLE& TriangleBAG::operator[](int i) const {
-  return blocks_[static_cast<std::size_t>(i / block_size_)][static_cast<std::size_t>(i % block_size_)];
+  return blocks_[size_t(i / block_size_)][size_t(i % block_size_)];
 }
 
 R_TRIANGLE& TriangleBAG::operator[](int i) { return const_cast<R_TRIANGLE&>(std::as_const(*this)[i]); }
@@ -53,7 +51,7 @@ const R_TRIANGLE* TriangleBAG::run(int i, int& count) const {
 
 void TriangleBAG::remove(int i) {
   // Empty, or past an overflow: there is no last record.
-  if (current_block_ < 0 || static_cast<std::size_t>(current_block_) >= blocks_.size()) return;
+  if (current_block_ < 0 || size_t(current_block_) >= blocks_.size()) return;
   const int last = num() - 1;
   // Kept: an index outside the bag is not refused; the last record is dropped.
   if (i >= 0 && i <= last) (*this)[i] = (*this)[last];

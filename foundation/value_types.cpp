@@ -7,9 +7,9 @@ thread_local float PbVec2f::tolerance = 1e-5f;
 
 namespace {
 
-template <class Operation, std::size_t N>
+template <class Operation, size_t N>
 void Combine(float (&values)[N], const float (&others)[N]) {
-  for (std::size_t i = 0; i < N; ++i) values[i] = static_cast<float>(Operation()(values[i], others[i]));
+  for (size_t i = 0; i < N; ++i) values[i] = float(Operation()(values[i], others[i]));
 }
 
 }  // namespace
@@ -34,7 +34,7 @@ PbVec2f& PbVec2f::operator*=(float s) { return *this *= PbVec2f(s, s); }
 PbVec2f& PbVec2f::operator/=(float s) {
   // Kept: the reciprocal is rounded to float before it multiplies, so the last bit may differ from a true
   // division (which is what PbVec3f does).
-  return *this *= static_cast<float>(1.0 / s);
+  return *this *= float(1.0 / s);
 }
 
 PbVec3f& PbVec3f::operator+=(PbVec3f other) {

@@ -44,7 +44,7 @@ void COMPONENT::scale(float, float, float) { no_good(); }
 
 void COMPONENT::name(const char* text) {
   if (!text) text = "";
-  std::size_t length = 0;
+  size_t length = 0;
   while (length < sizeof name_ - 1 && text[length] != '\0') ++length;
   std::memmove(name_, text, length);  // the text may be the name itself
   name_[length] = '\0';
@@ -98,8 +98,8 @@ void COMPONENT::convert_to_inch() {
     std::fputs("Warning, cannot convert to inch since don't know units\n", stdout);
     return;
   }
-  const auto in_inches = [](float length) { return static_cast<float>(length * kInchesPerMillimetre); };
-  const float factor = static_cast<float>(kInchesPerMillimetre);
+  const auto in_inches = [](float length) { return float(length * kInchesPerMillimetre); };
+  const float factor = float(kInchesPerMillimetre);
   translate(-corner[0], -corner[1], -corner[2]);
   scale(factor, factor, factor);
   translate(in_inches(corner[0]), in_inches(corner[1]), in_inches(corner[2]));

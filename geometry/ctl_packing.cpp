@@ -11,11 +11,11 @@ using GroupIntegers = std::make_index_sequence<32>;
 constexpr int kMostBits = 31;
 
 // Integer I of a group: its bits go into one word or into two. No integer waits for the one before.
-template <int kBits, std::size_t I>
+template <int kBits, size_t I>
 inline void PackOne(const R_INT4* group, uint32_t* words) {
-  constexpr std::size_t kWord = I * kBits / 32;
-  constexpr std::size_t kEnd = I * kBits % 32 + kBits;  // counted from the word's first bit
-  const uint32_t item = static_cast<uint32_t>(group[I / 4][I % 4]);
+  constexpr size_t kWord = I * kBits / 32;
+  constexpr size_t kEnd = I * kBits % 32 + kBits;  // counted from the word's first bit
+  const uint32_t item = uint32_t(group[I / 4][I % 4]);
   if constexpr (kEnd <= 32) {
     words[kWord] |= item << (32 - kEnd);
   } else {
@@ -24,22 +24,22 @@ inline void PackOne(const R_INT4* group, uint32_t* words) {
   }
 }
 
-template <int kBits, std::size_t I>
+template <int kBits, size_t I>
 inline void UnpackOne(const uint32_t* words, R_INT4* group) {
-  constexpr std::size_t kWord = I * kBits / 32;
-  constexpr std::size_t kEnd = I * kBits % 32 + kBits;  // counted from the word's first bit
+  constexpr size_t kWord = I * kBits / 32;
+  constexpr size_t kEnd = I * kBits % 32 + kBits;  // counted from the word's first bit
   constexpr uint32_t kMask = (uint32_t{1} << kBits) - 1;
   uint32_t item;
   if constexpr (kEnd <= 32) {
     item = words[kWord] >> (32 - kEnd);
   } else {
-    item = static_cast<uint32_t>((uint64_t{words[kWord]} << 32 | words[kWord + 1]) >> (64 - kEnd));
+    item = uint32_t((uint64_t{words[kWord]} << 32 | words[kWord + 1]) >> (64 - kEnd));
   }
-  group[I / 4][I % 4] = static_cast<int32_t>(item & kMask);
+  group[I / 4][I % 4] = int32_t(item & kMask);
 }
 
-template <int kBits, std::size_t... I>
-void PackGroups(const R_INT4* triangles, std::size_t groups, uint32_t* words, std::index_sequence<I...>) {
+template <int kBits, size_t... I>
+void PackGroups(const R_INT4* triangles, size_t groups, uint32_t* words, std::index_sequence<I...>) {
   for (; groups > 0; --groups, triangles += kPackedGroup, words += kBits) {
     uint32_t packed[kBits] = {};
     (PackOne<kBits, I>(triangles, packed), ...);
@@ -47,16 +47,16 @@ void PackGroups(const R_INT4* triangles, std::size_t groups, uint32_t* words, st
   }
 }
 
-template <int kBits, std::size_t... I>
-void UnpackGroups(const uint32_t* words, std::size_t groups, R_INT4* triangles, std::index_sequence<I...>) {
+template <int kBits, size_t... I>
+void UnpackGroups(const uint32_t* words, size_t groups, R_INT4* triangles, std::index_sequence<I...>) {
   for (; groups > 0; --groups, triangles += kPackedGroup, words += kBits) {
     (UnpackOne<kBits, I>(words, triangles), ...);
   }
 }
 
 struct Codec {
-  void (*pack)(const R_INT4*, std::size_t, uint32_t*, GroupIntegers);
-  void (*unpack)(const uint32_t*, std::size_t, R_INT4*, GroupIntegers);
+  void (*pack)(const R_INT4*, size_t, uint32_t*, GroupIntegers);
+  void (*unpack)(const uint32_t*, size_t, R_INT4*, GroupIntegers);
 };
 
 // Entry b - 1 works with b bits.
@@ -71,36 +71,36 @@ constexpr std::array<Codec, kMostBits> kCodecs = CodecsOf(std::make_integer_sequ
 
 int PackedBits(int32_t vertex_count) { return BYTE_PACKER::bits_per_item(vertex_count); }
 
-uint64_t PackedWords(int bits, uint64_t integers) { return static_cast<uint64_t>(bits) * integers / 32 + 1; }
+uint64_t PackedWords(int bits, uint64_t integers) { return uint64_t(bits) * integers / 32 + 1; }
 
-std::size_t PackTriangles(const R_INT4* triangles, std::size_t count, int bits, uint32_t* words) {
-  const std::size_t groups = count / kPackedGroup;
-  if (bits > 0) kCodecs[static_cast<std::size_t>(bits - 1)].pack(triangles, groups, words, {});
-  uint32_t* next = words + groups * static_cast<std::size_t>(bits);
+size_t PackTriangles(const R_INT4* triangles, size_t count, int bits, uint32_t* words) {
+  const size_t groups = count / kPackedGroup;
+  if (bits > 0) kCodecs[size_t(bits - 1)].pack(triangles, groups, words, {});
+  uint32_t* next = words + groups * size_t(bits);
   // What is left of a group, held in a number of which fewer than 32 bits wait between two integers.
   uint64_t held = 0;
   int waiting = 0;
-  for (std::size_t i = groups * kPackedGroup; i < count; ++i) {
+  for (size_t i = groups * kPackedGroup; i < count; ++i) {
     for (int k = 0; k < 4; ++k) {
-      held = held << bits | static_cast<uint32_t>(triangles[i][k]);
+      held = held << bits | uint32_t(triangles[i][k]);
       waiting += bits;
       if (waiting >= 32) {
         waiting -= 32;
-        *next++ = static_cast<uint32_t>(held >> waiting);
+        *next++ = uint32_t(held >> waiting);
       }
     }
   }
-  *next++ = waiting == 0 ? 0 : static_cast<uint32_t>(held << (32 - waiting));
-  return static_cast<std::size_t>(next - words);
+  *next++ = waiting == 0 ? 0 : uint32_t(held << (32 - waiting));
+  return size_t(next - words);
 }
 
-void UnpackTriangles(const uint32_t* words, std::size_t count, int bits, R_INT4* triangles) {
-  const std::size_t groups = count / kPackedGroup;
-  std::size_t done = 0;
+void UnpackTriangles(const uint32_t* words, size_t count, int bits, R_INT4* triangles) {
+  const size_t groups = count / kPackedGroup;
+  size_t done = 0;
   if (bits > 0) {
-    kCodecs[static_cast<std::size_t>(bits - 1)].unpack(words, groups, triangles, {});
+    kCodecs[size_t(bits - 1)].unpack(words, groups, triangles, {});
     done = groups * kPackedGroup;
-    words += groups * static_cast<std::size_t>(bits);
+    words += groups * size_t(bits);
   }
   const uint64_t mask = (uint64_t{1} << bits) - 1;
   uint64_t held = 0;
@@ -112,7 +112,7 @@ void UnpackTriangles(const uint32_t* words, std::size_t count, int bits, R_INT4*
         waiting += 32;
       }
       waiting -= bits;
-      triangles[done][k] = static_cast<int32_t>(held >> waiting & mask);
+      triangles[done][k] = int32_t(held >> waiting & mask);
     }
   }
 }

@@ -14,7 +14,7 @@
 
 namespace trq::detail {
 
-constexpr std::size_t kPackedGroup = 8;  ///< triangles
+constexpr size_t kPackedGroup = 8;  ///< triangles
 
 /// Bits an integer of a mesh of `vertex_count` vertices takes: the width of vertex_count - 1; 0 for 1 and
 /// less.
@@ -26,9 +26,9 @@ uint64_t PackedWords(int bits, uint64_t integers);
 /// Packs triangles all of whose integers fit into `bits` bits (below 32) and returns the number of words
 /// written, PackedWords(bits, 4 * count). After whole groups the last word is empty: a stream goes on in its
 /// place.
-std::size_t PackTriangles(const R_INT4* triangles, std::size_t count, int bits, uint32_t* words);
+size_t PackTriangles(const R_INT4* triangles, size_t count, int bits, uint32_t* words);
 
 /// Unpacks `count` triangles from words that begin a group. Reads the words that they fill, no more.
-void UnpackTriangles(const uint32_t* words, std::size_t count, int bits, R_INT4* triangles);
+void UnpackTriangles(const uint32_t* words, size_t count, int bits, R_INT4* triangles);
 
 }  // namespace trq::detail

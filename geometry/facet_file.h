@@ -21,15 +21,15 @@ static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "floats are written as 
 class FacetWriter {
  public:
   /// Records only. What is left is written when this is gone; a failure stays on record in the sink.
-  FacetWriter(core::ByteSink& sink, std::size_t facet_count) : out_(sink, core::BinaryStlSize(facet_count)) {}
+  FacetWriter(core::ByteSink& sink, size_t facet_count) : out_(sink, core::BinaryStlSize(facet_count)) {}
   /// A whole file: also a header of `header_size` bytes, cut at 80 or filled up with zeros, and the count. In
   /// one block with the records, so that the file is written in whole blocks from its start.
-  FacetWriter(core::ByteSink& sink, std::size_t facet_count, const void* header, std::size_t header_size)
+  FacetWriter(core::ByteSink& sink, size_t facet_count, const void* header, size_t header_size)
       : FacetWriter(sink, facet_count) {
-    WriteHead(header, header_size, static_cast<uint32_t>(facet_count));
+    WriteHead(header, header_size, uint32_t(facet_count));
   }
 
-  void WriteHead(const void* header, std::size_t header_size, uint32_t facet_count) {
+  void WriteHead(const void* header, size_t header_size, uint32_t facet_count) {
     unsigned char head[core::kStlHeadSize] = {};
     std::memcpy(head, header, std::min(header_size, core::kStlHeaderSize));
     StoreLittle32(head + core::kStlHeaderSize, facet_count);

@@ -22,7 +22,7 @@ constexpr float kInfinity = std::numeric_limits<float>::infinity();
 // One unit in the last place outward is beyond the half unit that rounding may have gone inward.
 float RoundedDown(double v) {
   if (v < -FLT_MAX) return -kInfinity;
-  const float f = static_cast<float>(std::min<double>(v, FLT_MAX));
+  const float f = float(std::min<double>(v, FLT_MAX));
   return f - (std::fabs(f) * FLT_EPSILON + FLT_MIN);
 }
 float RoundedUp(double v) { return -RoundedDown(-v); }
@@ -47,7 +47,7 @@ struct Place {
 void Sort(std::vector<Place>& places) {
   std::vector<Place> sorted(places.size());
   for (int shift = 0; shift < 3 * kCurveBits; shift += kCurveBits) {
-    std::size_t begins[kCurveSteps + 1] = {};
+    size_t begins[kCurveSteps + 1] = {};
     const auto digit = [shift](const Place& place) { return place.on_curve >> shift & (kCurveSteps - 1); };
     for (const Place& place : places) ++begins[digit(place) + 1];
     for (int i = 0; i < kCurveSteps; ++i) begins[i + 1] += begins[i];
@@ -65,9 +65,9 @@ std::vector<uint32_t> OrderAlongCurve(const std::vector<Bounds>& boxes) {
   std::fill(high, high + 3, -std::numeric_limits<double>::infinity());
   std::vector<Place> places;
   places.reserve(boxes.size());
-  for (std::size_t i = 0; i < boxes.size(); ++i) {
+  for (size_t i = 0; i < boxes.size(); ++i) {
     if (!IsFinite(boxes[i])) continue;
-    places.push_back({0, static_cast<uint32_t>(i)});
+    places.push_back({0, uint32_t(i)});
     for (int k = 0; k < 3; ++k) {
       low[k] = std::min(low[k], Centre(boxes[i], k));
       high[k] = std::max(high[k], Centre(boxes[i], k));
@@ -79,12 +79,12 @@ std::vector<uint32_t> OrderAlongCurve(const std::vector<Bounds>& boxes) {
   for (Place& place : places) {
     for (int k = 0; k < 3; ++k) {
       const double step = (Centre(boxes[place.facet], k) - low[k]) * scale[k];
-      place.on_curve |= Spread(static_cast<uint64_t>(std::clamp<double>(step, 0, kCurveSteps - 1))) << k;
+      place.on_curve |= Spread(uint64_t(std::clamp<double>(step, 0, kCurveSteps - 1))) << k;
     }
   }
   Sort(places);
   std::vector<uint32_t> facets(places.size());
-  for (std::size_t i = 0; i < facets.size(); ++i) facets[i] = places[i].facet;
+  for (size_t i = 0; i < facets.size(); ++i) facets[i] = places[i].facet;
   return facets;
 }
 
@@ -102,7 +102,7 @@ FacetTree::Node FacetTree::EmptyNode() {
 FacetTree::FacetTree(const std::vector<Bounds>& boxes) : facets_(OrderAlongCurve(boxes)) {
   if (facets_.empty()) return;
   levels_.emplace_back((facets_.size() + kFan - 1) / kFan, EmptyNode());
-  for (std::size_t i = 0; i < facets_.size(); ++i) {
+  for (size_t i = 0; i < facets_.size(); ++i) {
     Node& node = levels_[0][i / kFan];
     for (int k = 0; k < 3; ++k) {
       node.low[k][i % kFan] = RoundedDown(boxes[facets_[i]].low[k]);
@@ -112,7 +112,7 @@ FacetTree::FacetTree(const std::vector<Bounds>& boxes) : facets_(OrderAlongCurve
   while (levels_.back().size() > 1) {
     const std::vector<Node>& below = levels_.back();
     std::vector<Node> level((below.size() + kFan - 1) / kFan, EmptyNode());
-    for (std::size_t i = 0; i < below.size(); ++i) {
+    for (size_t i = 0; i < below.size(); ++i) {
       for (int k = 0; k < 3; ++k) {
         level[i / kFan].low[k][i % kFan] = *std::min_element(below[i].low[k], below[i].low[k] + kFan);
         level[i / kFan].high[k][i % kFan] = *std::max_element(below[i].high[k], below[i].high[k] + kFan);
@@ -126,7 +126,7 @@ FacetTree::FacetTree(const std::vector<Bounds>& boxes) : facets_(OrderAlongCurve
 uint32_t FacetTree::Meeting(const Node& node, const float low[3], const float high[3]) {
   static constexpr uint32_t kBits[kFan] = {1, 2, 4, 8, 16, 32, 64, 128};
   uint32_t meeting[kFan];
-  for (std::size_t j = 0; j < kFan; ++j) {
+  for (size_t j = 0; j < kFan; ++j) {
     const bool meets = (node.low[0][j] <= high[0]) & (node.high[0][j] >= low[0]) &
                        (node.low[1][j] <= high[1]) & (node.high[1][j] >= low[1]) &
                        (node.low[2][j] <= high[2]) & (node.high[2][j] >= low[2]);
@@ -151,13 +151,13 @@ void FacetTree::Find(const Bounds& box, std::vector<uint32_t>& found) const {
   };
   // Of 2^32 facets there are eleven levels; each leaves seven nodes behind while the eighth is looked at.
   Pending pending[kFan * 11];
-  std::size_t pending_count = 0;
-  pending[pending_count++] = {static_cast<uint32_t>(levels_.size() - 1), 0};
+  size_t pending_count = 0;
+  pending[pending_count++] = {uint32_t(levels_.size() - 1), 0};
   while (pending_count > 0) {
     const Pending next = pending[--pending_count];
-    const uint32_t first = next.node * static_cast<uint32_t>(kFan);
+    const uint32_t first = next.node * uint32_t(kFan);
     for (uint32_t bits = Meeting(levels_[next.level][next.node], low, high); bits != 0; bits &= bits - 1) {
-      const uint32_t meeting = first + static_cast<uint32_t>(__builtin_ctz(bits));
+      const uint32_t meeting = first + uint32_t(__builtin_ctz(bits));
       if (next.level == 0) {
         found.push_back(facets_[meeting]);
       } else {

@@ -31,7 +31,7 @@ class FacetTree {
   void Find(const Bounds& box, std::vector<uint32_t>& found) const;
 
  private:
-  static constexpr std::size_t kFan = 8;
+  static constexpr size_t kFan = 8;
 
   /// Eight boxes, each bound of all eight side by side.
   struct Node {

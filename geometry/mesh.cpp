@@ -16,13 +16,13 @@ constexpr double kRadiansPerDegree = 0.017453292;
 // before they meet a coordinate. `sign` is that of the products with what stands in v.
 void Rotate(CTL& mesh, int u, int v, float degrees, double sign) {
   const double radians = degrees * kRadiansPerDegree;
-  const double cosine = static_cast<float>(std::cos(radians)), sine = static_cast<float>(std::sin(radians));
-  const std::size_t count = UsedVertices(mesh);
-  for (std::size_t i = 0; i < count; ++i) {
+  const double cosine = float(std::cos(radians)), sine = float(std::sin(radians));
+  const size_t count = UsedVertices(mesh);
+  for (size_t i = 0; i < count; ++i) {
     PbVec3f& vertex = mesh.vertices_[i];
     const double p = vertex[u], q = sign * vertex[v];
-    vertex[u] = static_cast<float>(p * cosine - q * sine);
-    vertex[v] = static_cast<float>(p * sine + q * cosine);
+    vertex[u] = float(p * cosine - q * sine);
+    vertex[v] = float(p * sine + q * cosine);
   }
   mesh.header.sort_state = trq::sort_state::kUnsorted;
   mesh.extents_valid = 0;
@@ -102,8 +102,8 @@ void CTL::SetUnits(int code) {
 
 void CTL::translate(float dx, float dy, float dz) {
   const float offset[3] = {dx, dy, dz};
-  const std::size_t count = UsedVertices(*this);
-  for (std::size_t i = 0; i < count; ++i) {
+  const size_t count = UsedVertices(*this);
+  for (size_t i = 0; i < count; ++i) {
     for (int k = 0; k < 3; ++k) vertices_[i][k] += offset[k];
   }
   for (int k = 0; k < 3; ++k) {
@@ -114,8 +114,8 @@ void CTL::translate(float dx, float dy, float dz) {
 
 void CTL::scale(float sx, float sy, float sz) {
   const float factor[3] = {sx, sy, sz};
-  const std::size_t count = UsedVertices(*this);
-  for (std::size_t i = 0; i < count; ++i) {
+  const size_t count = UsedVertices(*this);
+  for (size_t i = 0; i < count; ++i) {
     for (int k = 0; k < 3; ++k) vertices_[i][k] *= factor[k];
   }
   // Kept: a negative factor leaves the larger value in `min`.
@@ -131,7 +131,7 @@ void CTL::rotateY(float degrees) { Rotate(*this, 0, 2, degrees, -1); }
 void CTL::rotateZ(float degrees) { Rotate(*this, 0, 1, degrees, 1); }
 
 void CTL::eliminate_degenerates() {
-  int32_t count = static_cast<int32_t>(UsedTriangles(*this));
+  int32_t count = int32_t(UsedTriangles(*this));
   if (count == 0) return;
   for (int32_t i = 0; i < count;) {
     R_INT4& triangle = nth(i);

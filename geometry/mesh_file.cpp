@@ -28,19 +28,19 @@ constexpr int32_t kMagic = 121;
 constexpr char kWriting[] = "CTL file write";
 constexpr char kWritingReport[] = "mesh report write";
 // Reading is fastest in blocks that stay in a cache, writing in large ones.
-constexpr std::size_t kBlockVertices = 4096;      // 48 KB
-constexpr std::size_t kBlockTriangles = 4096;     // at most 62 KB packed
-constexpr std::size_t kWrittenVertices = 65536;   // 768 KB
-constexpr std::size_t kWrittenTriangles = 65536;  // at most 1 MB packed
+constexpr size_t kBlockVertices = 4096;      // 48 KB
+constexpr size_t kBlockTriangles = 4096;     // at most 62 KB packed
+constexpr size_t kWrittenVertices = 65536;   // 768 KB
+constexpr size_t kWrittenTriangles = 65536;  // at most 1 MB packed
 static_assert(kBlockTriangles % kPackedGroup == 0 && kWrittenTriangles % kPackedGroup == 0,
               "blocks follow each other at whole words");
 // The triangles of a one-vertex mesh take no bits, so the file does not bound their number.
-constexpr std::size_t kMostTrianglesWithoutBits = 65536;
+constexpr size_t kMostTrianglesWithoutBits = 65536;
 
 // Reverses the bytes of every 32-bit word.
-void ReverseWords(void* data, std::size_t word_count) {
+void ReverseWords(void* data, size_t word_count) {
   char* bytes = static_cast<char*>(data);
-  for (std::size_t i = 0; i < word_count; ++i, bytes += 4) {
+  for (size_t i = 0; i < word_count; ++i, bytes += 4) {
     uint32_t word;
     std::memcpy(&word, bytes, 4);
     word = __builtin_bswap32(word);
@@ -59,20 +59,20 @@ core::Error Failure(core::ByteSource& source, core::ErrorCode code, const char* 
 
 // Reads `count` vertices into an array with zeroed room for one more at least. Where the end of the source is
 // not known, memory follows the bytes.
-bool ReadVertices(core::ByteSource& source, std::size_t count, MeshArray<PbVec3f>& vertices) {
+bool ReadVertices(core::ByteSource& source, size_t count, MeshArray<PbVec3f>& vertices) {
   vertices.reset();
   if (!ClaimFits(source, count, sizeof(PbVec3f))) return false;
-  std::size_t piece = kBlockVertices;
+  size_t piece = kBlockVertices;
   MeshArray<PbVec3f> read;
   if (source.Remaining()) {
     piece = count;
     read = RoomToFill<PbVec3f>(count + 1);
     read[count] = PbVec3f(0, 0, 0);
   }
-  for (std::size_t done = 0; done < count; piece *= 2) {
-    const std::size_t wanted = std::min(piece, count - done);
+  for (size_t done = 0; done < count; piece *= 2) {
+    const size_t wanted = std::min(piece, count - done);
     read.grow(done + wanted + 1);
-    const std::size_t size = wanted * sizeof(PbVec3f);
+    const size_t size = wanted * sizeof(PbVec3f);
     if (source.Read(read.get() + done, size) != size) return false;
     done += wanted;
   }
@@ -81,10 +81,10 @@ bool ReadVertices(core::ByteSource& source, std::size_t count, MeshArray<PbVec3f
 }
 
 // Whether an index of the triangles, none of them negative, lies beyond the vertices.
-bool AnyIndexBeyond(const R_INT4* triangles, std::size_t count, int32_t vertex_count) {
+bool AnyIndexBeyond(const R_INT4* triangles, size_t count, int32_t vertex_count) {
   int32_t signs = 0;  // negative once an index is larger than the last vertex's
   const int32_t last = vertex_count - 1;
-  for (std::size_t i = 0; i < count; ++i) {
+  for (size_t i = 0; i < count; ++i) {
     for (int k = 0; k < 3; ++k) signs |= last - triangles[i][k];
   }
   return signs < 0;
@@ -93,9 +93,9 @@ bool AnyIndexBeyond(const R_INT4* triangles, std::size_t count, int32_t vertex_c
 // `index_end` is made one more than the largest index when one lies beyond the vertices, else the vertex
 // count.
 core::Result<void> ReadTriangles(core::ByteSource& source, const CTL_HEADER& header, bool foreign,
-                                 MeshArray<R_INT4>& triangles, std::size_t& index_end) {
+                                 MeshArray<R_INT4>& triangles, size_t& index_end) {
   const int bits = PackedBits(header.num_vertices);
-  const std::size_t count = static_cast<std::size_t>(header.num_triangles);
+  const size_t count = size_t(header.num_triangles);
   triangles.reset();
   if (bits == 0 && count > kMostTrianglesWithoutBits)
     return Failure(source, core::ErrorCode::kTooLarge, "Invalid CTL file - Cannot read trangles_array");
@@ -106,10 +106,10 @@ core::Result<void> ReadTriangles(core::ByteSource& source, const CTL_HEADER& hea
 
   std::vector<uint32_t> words(PackedWords(bits, 4 * std::min(count, kBlockTriangles)));
   bool beyond = false;
-  for (std::size_t done = 0; done < count;) {
-    const std::size_t n = std::min(kBlockTriangles, count - done);
+  for (size_t done = 0; done < count;) {
+    const size_t n = std::min(kBlockTriangles, count - done);
     // The last block has the block's last word, which the others leave to the next one.
-    std::size_t wanted = PackedWords(bits, 4 * n);
+    size_t wanted = PackedWords(bits, 4 * n);
     if (done + n < count) --wanted;
     if (source.Read(words.data(), wanted * sizeof(uint32_t)) < wanted * sizeof(uint32_t)) {
       const int system_error = errno;
@@ -125,7 +125,7 @@ core::Result<void> ReadTriangles(core::ByteSource& source, const CTL_HEADER& hea
     beyond |= AnyIndexBeyond(read.get() + done, n, header.num_vertices);
     done += n;
   }
-  index_end = beyond ? IndexEnd(read.get(), count) : static_cast<std::size_t>(header.num_vertices);
+  index_end = beyond ? IndexEnd(read.get(), count) : size_t(header.num_vertices);
   triangles = std::move(read);
   return {};
 }
@@ -148,12 +148,12 @@ core::Result<void> ReadCtlInto(core::ByteSource& source, CTL_HEADER& header, Mes
   if (header.num_vertices < 1 || header.num_triangles < 1)
     return Failure(source, core::ErrorCode::kBadCount, "Invalid CTL file - - Wrong number of facets.");
 
-  const std::size_t vertex_count = static_cast<std::size_t>(header.num_vertices);
+  const size_t vertex_count = size_t(header.num_vertices);
   if (!ReadVertices(source, vertex_count, vertices))
     return Failure(source, core::ErrorCode::kCutShort, "Invalid CTL file - Cannot read vertex_array");
   if (foreign) ReverseWords(vertices.get(), 3 * vertex_count);
 
-  std::size_t index_end = 0;
+  size_t index_end = 0;
   core::Result<void> done = ReadTriangles(source, header, foreign, triangles, index_end);
   // Indices have as many bits as num_vertices() - 1 and so may reach past the vertices.
   if (done) vertices.grow(std::max(vertex_count + 1, index_end));
@@ -169,14 +169,14 @@ core::Result<void> ReadCtlInto(core::ByteSource& source, CTL_HEADER& header, Mes
 
 void WriteHeadAndVertices(core::ByteSink& sink, const core::MeshView& mesh, CTL_HEADER header,
                           const PlacedPoints& placed) {
-  header.num_vertices = static_cast<int32_t>(mesh.vertex_count);
-  header.num_triangles = static_cast<int32_t>(mesh.triangles.size());
+  header.num_vertices = int32_t(mesh.vertex_count);
+  header.num_triangles = int32_t(mesh.triangles.size());
   header.format_word = 12;
   sink.Write(&header, sizeof header);
   std::vector<PbVec3f> block(std::min(mesh.vertex_count, kWrittenVertices));
-  for (std::size_t done = 0; done < mesh.vertex_count;) {
-    const std::size_t n = std::min(block.size(), mesh.vertex_count - done);
-    for (std::size_t i = 0; i < n; ++i) block[i] = placed.Point(mesh.vertices[done + i]);
+  for (size_t done = 0; done < mesh.vertex_count;) {
+    const size_t n = std::min(block.size(), mesh.vertex_count - done);
+    for (size_t i = 0; i < n; ++i) block[i] = placed.Point(mesh.vertices[done + i]);
     sink.Write(block.data(), n * sizeof(PbVec3f));
     done += n;
   }
@@ -200,27 +200,27 @@ PackedContent LookThrough(const core::MeshView& mesh, int32_t largest_attribute)
   for (const R_INT4& triangle : mesh.triangles) {
     const int32_t attribute = WrittenAttribute(triangle[3], largest_attribute);
     change |= attribute != triangle[3];
-    used_bits |= static_cast<uint32_t>(triangle[0] | triangle[1] | triangle[2] | attribute);
+    used_bits |= uint32_t(triangle[0] | triangle[1] | triangle[2] | attribute);
   }
-  return {used_bits >> PackedBits(static_cast<int32_t>(mesh.vertex_count)) == 0, change};
+  return {used_bits >> PackedBits(int32_t(mesh.vertex_count)) == 0, change};
 }
 
 // `largest_attribute` is asked only where an attribute changes.
 void WriteTriangles(core::ByteSink& sink, const core::MeshView& mesh, bool attributes_change,
                     int32_t largest_attribute) {
-  const int bits = PackedBits(static_cast<int32_t>(mesh.vertex_count));
-  const std::size_t count = mesh.triangles.size();
+  const int bits = PackedBits(int32_t(mesh.vertex_count));
+  const size_t count = mesh.triangles.size();
   std::vector<uint32_t> words(PackedWords(bits, 4 * std::min(count, kWrittenTriangles)));
   std::vector<R_INT4> changed;
-  for (std::size_t done = 0; done < count;) {
-    const std::size_t n = std::min(kWrittenTriangles, count - done);
+  for (size_t done = 0; done < count;) {
+    const size_t n = std::min(kWrittenTriangles, count - done);
     const R_INT4* triangles = mesh.triangles.data() + done;
     if (attributes_change) {
       changed.assign(triangles, triangles + n);
       for (R_INT4& triangle : changed) triangle[3] = WrittenAttribute(triangle[3], largest_attribute);
       triangles = changed.data();
     }
-    std::size_t made = PackTriangles(triangles, n, bits, words.data());
+    size_t made = PackTriangles(triangles, n, bits, words.data());
     done += n;
     if (done < count) --made;  // the empty word after whole groups ends the last block only
     sink.Write(words.data(), made * sizeof(uint32_t));
@@ -229,15 +229,14 @@ void WriteTriangles(core::ByteSink& sink, const core::MeshView& mesh, bool attri
 
 // Kept: integers that do not fit their bits run into their neighbours, and the mesh keeps what the packed
 // words say. False when the triangles are too many for the packer's counts.
-bool WriteTrianglesThatDoNotFit(core::ByteSink& sink, R_INT4* triangles, std::size_t count,
-                                int32_t vertex_count) {
+bool WriteTrianglesThatDoNotFit(core::ByteSink& sink, R_INT4* triangles, size_t count, int32_t vertex_count) {
   if (count > INT32_MAX / 4) return false;
-  const int integers = static_cast<int>(4 * count);
+  const int integers = int(4 * count);
   int* const data = &triangles[0][0];
   BYTE_PACKER packer(data, vertex_count);
   packer.pack(integers);
-  const std::size_t words = static_cast<std::size_t>(packer.compressed_size(integers));
-  if (static_cast<uint64_t>(PackedBits(vertex_count)) * static_cast<uint64_t>(integers) % 32 == 0) {
+  const size_t words = size_t(packer.compressed_size(integers));
+  if (uint64_t(PackedBits(vertex_count)) * uint64_t(integers) % 32 == 0) {
     data[words - 1] = 0;  // carries nothing; there is always room, an integer takes fewer than 32 bits
   }
   sink.Write(data, sizeof(int) * words);
@@ -267,7 +266,7 @@ Result<Mesh> ReadCtlFile(const std::string& path) {
 Result<void> WriteCtl(const MeshView& mesh, const CTL_HEADER& header, const float (*matrix)[4],
                       int mm_to_inch, ByteSink& sink) {
   if (mesh.triangles.empty()) return Error{ErrorCode::kEmpty, {}, "the mesh has no triangle", 0};
-  const int bits = detail::PackedBits(static_cast<int32_t>(mesh.vertex_count));
+  const int bits = detail::PackedBits(int32_t(mesh.vertex_count));
   const int32_t largest_attribute = std::min(detail::kLargestAttribute, bits);  // what the bits hold
   const detail::PackedContent content = detail::LookThrough(mesh, largest_attribute);
   if (!content.fits) return Error{ErrorCode::kBadName, {}, "a triangle names no vertex of the mesh", 0};
@@ -277,7 +276,7 @@ Result<void> WriteCtl(const MeshView& mesh, const CTL_HEADER& header, const floa
 }
 
 uint64_t CtlSize(int32_t vertex_count, uint64_t triangle_count) {
-  return sizeof(CTL_HEADER) + sizeof(PbVec3f) * static_cast<uint64_t>(vertex_count) +
+  return sizeof(CTL_HEADER) + sizeof(PbVec3f) * uint64_t(vertex_count) +
          sizeof(uint32_t) * detail::PackedWords(detail::PackedBits(vertex_count), 4 * triangle_count);
 }
 
@@ -317,7 +316,7 @@ int CTL::SaveCTLModel(CString path, float matrix[4][4], int mm_to_inch) {
     if (mesh.triangles.empty()) return;
     header.format_word = 12;
     const PackedContent content = LookThrough(mesh, kLargestAttribute);
-    for (std::size_t i = 0; content.attributes_change && i < mesh.triangles.size(); ++i)
+    for (size_t i = 0; content.attributes_change && i < mesh.triangles.size(); ++i)
       triangles_[i][3] = WrittenAttribute(triangles_[i][3], kLargestAttribute);
     // The file gets the vertices as they are before they are snapped.
     WriteHeadAndVertices(sink, mesh, header, PlacedPoints(matrix, mm_to_inch));
@@ -327,7 +326,7 @@ int CTL::SaveCTLModel(CString path, float matrix[4][4], int mm_to_inch) {
       packed = true;
     } else {
       packed = WriteTrianglesThatDoNotFit(sink, triangles_.get(), mesh.triangles.size(),
-                                          static_cast<int32_t>(mesh.vertex_count));
+                                          int32_t(mesh.vertex_count));
     }
   };
   const bool written = WriteOnRecord(*this, path, kWriting, write).value_or(false);
@@ -368,7 +367,7 @@ int CTL::dumpctl() {
             : header.units == 1 ? "\nUnits               : MM\n\n"
                                 : "\nUnits               : UNKNOWN\n\n";
     const trq::core::MeshView mesh = view();
-    for (std::size_t i = 0; i < mesh.triangles.size(); ++i) {
+    for (size_t i = 0; i < mesh.triangles.size(); ++i) {
       text += "TRIANGLE " + std::to_string(i + 1) + "\n";
       for (int k = 0; k < 3; ++k) {
         const float* const corner = mesh.Corner(mesh.triangles[i], k);
@@ -385,7 +384,7 @@ int CTL::dumpctl() {
       Drain(text, sink);
     }
     text += "End of ctl file\n";
-    for (std::size_t i = 0; i < mesh.vertex_count; ++i) {
+    for (size_t i = 0; i < mesh.vertex_count; ++i) {
       // The lists of adjacent facets, which would follow each vertex, live only inside offset_ctl.
       text += "\nVertex " + std::to_string(i + 1) + ":";
       for (int axis = 0; axis < 3; ++axis) {

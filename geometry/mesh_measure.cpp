@@ -19,7 +19,7 @@ namespace {
 struct Edge {
   Edge(const float from[3], const float to[3])
       : direction(detail::Widen(to) - detail::Widen(from)),
-        squared_length(static_cast<float>(detail::Dot(direction, direction))) {}
+        squared_length(float(detail::Dot(direction, direction))) {}
   detail::Vec direction;
   float squared_length;
 };
@@ -28,7 +28,7 @@ struct Edge {
 float FromBase(const Edge& base, const Edge& side) {
   const double along = detail::Dot(side.direction, base.direction);
   const double base_squared = base.squared_length;
-  return static_cast<float>((side.squared_length - along * along / base_squared) * base_squared);
+  return float((side.squared_length - along * along / base_squared) * base_squared);
 }
 
 bool HasNaN(const float p[3]) { return std::isnan(p[0]) || std::isnan(p[1]) || std::isnan(p[2]); }
@@ -88,18 +88,17 @@ VECTOR FacetNormal(const float p1[3], const float p2[3], const float p3[3]) {
   const double z = xy - yx;
   double length = std::sqrt(x * x + y * y + z * z);
   if (length == 0.0) length = 1.0;
-  return VECTOR(static_cast<float>(x / length), static_cast<float>(y / length),
-                static_cast<float>(z / length));
+  return VECTOR(float(x / length), float(y / length), float(z / length));
 }
 
 Result<void> CalculateNormals(const MeshView& mesh, Span<VECTOR> normals) {
-  const std::size_t bad = detail::MakeNormals(mesh, static_cast<int64_t>(mesh.vertex_count), normals);
+  const size_t bad = detail::MakeNormals(mesh, int64_t(mesh.vertex_count), normals);
   if (bad == normals.size()) return {};
   Error error;
   error.code = ErrorCode::kBadNumber;
   error.place.item = bad;
   for (int k = 3; k-- > 0;) {
-    if (HasNaN(mesh.Corner(mesh.triangles[bad], k))) error.place.column = static_cast<uint64_t>(k) + 1;
+    if (HasNaN(mesh.Corner(mesh.triangles[bad], k))) error.place.column = uint64_t(k) + 1;
   }
   error.text = "a corner is not a number or names no vertex";
   return error;
@@ -116,15 +115,15 @@ float DoubledAreaSquared(const float a[3], const float b[3], const float c[3]) {
   return FromBase(bc, Edge(b, a));
 }
 
-double FacetArea(const MeshView& mesh, std::size_t i) {
+double FacetArea(const MeshView& mesh, size_t i) {
   const double squared = SquaredAreaOf(mesh, mesh.triangles[i]);
   return squared > 0 ? std::sqrt(squared) * 0.5 : 0.0;  // NaN fails the test
 }
 
 std::vector<int32_t> DegenerateFacets(const MeshView& mesh) {
   std::vector<int32_t> found;
-  for (std::size_t i = 0; i < mesh.triangles.size(); ++i) {
-    if (detail::NamesAVertexTwice(mesh.triangles[i])) found.push_back(static_cast<int32_t>(i));
+  for (size_t i = 0; i < mesh.triangles.size(); ++i) {
+    if (detail::NamesAVertexTwice(mesh.triangles[i])) found.push_back(int32_t(i));
   }
   return found;
 }
@@ -133,16 +132,16 @@ float Area(const MeshView& mesh) {
   float sum = 0;
   for (const R_INT4& triangle : mesh.triangles) {
     const double squared = SquaredAreaOf(mesh, triangle);
-    if (squared > 0) sum = static_cast<float>(sum + std::sqrt(squared));
+    if (squared > 0) sum = float(sum + std::sqrt(squared));
   }
-  return static_cast<float>(sum * 0.5);
+  return float(sum * 0.5);
 }
 
 float Volume(const MeshView& mesh) {
   double sum = 0;
   for (const R_INT4& triangle : mesh.triangles)
     sum += SixfoldVolume(mesh.Corner(triangle, 0), mesh.Corner(triangle, 1), mesh.Corner(triangle, 2));
-  return static_cast<float>(sum * kOneSixth);
+  return float(sum * kOneSixth);
 }
 
 AreaAndVolume MeasurePlaced(const MeshView& mesh, const float matrix[4][4], int mm_to_inch) {
@@ -156,22 +155,21 @@ AreaAndVolume MeasurePlaced(const MeshView& mesh, const float matrix[4][4], int 
     const double squared = DoubledAreaSquared(p[0], p[1], p[2]);
     if (squared > 0) area += std::sqrt(squared);
   }
-  return {static_cast<float>(area * 0.5), static_cast<float>(volume * kOneSixth)};
+  return {float(area * 0.5), float(volume * kOneSixth)};
 }
 
 }  // namespace trq::core
 
-std::size_t trq::detail::MakeNormals(const core::MeshView& mesh, int64_t largest_index,
-                                     Span<VECTOR> normals) {
-  const std::size_t count = normals.size();
+size_t trq::detail::MakeNormals(const core::MeshView& mesh, int64_t largest_index, Span<VECTOR> normals) {
+  const size_t count = normals.size();
   // Indices below this one pass and have room. Kept: one equal to the vertex count passes; a mesh has zeroed
   // room there.
-  const std::size_t end = std::min(mesh.vertices.size(), static_cast<std::size_t>(largest_index + 1));
-  for (std::size_t i = 0; i < count; ++i) {
+  const size_t end = std::min(mesh.vertices.size(), size_t(largest_index + 1));
+  for (size_t i = 0; i < count; ++i) {
     const R_INT4& triangle = mesh.triangles[i];
-    const std::size_t a = static_cast<uint32_t>(triangle[0]);
-    const std::size_t b = static_cast<uint32_t>(triangle[1]);
-    const std::size_t c = static_cast<uint32_t>(triangle[2]);
+    const size_t a = uint32_t(triangle[0]);
+    const size_t b = uint32_t(triangle[1]);
+    const size_t c = uint32_t(triangle[2]);
     if (a < end && b < end && c < end) {
       normals[i] =
           core::FacetNormal(mesh.vertices[a].data(), mesh.vertices[b].data(), mesh.vertices[c].data());
@@ -211,7 +209,7 @@ VECTOR CTL::get_normal(VECTOR p1, VECTOR p2, VECTOR p3) {
 
 int CTL::Calculate_normals() {
   const trq::core::MeshView mesh = view();
-  const std::size_t count = mesh.triangles.size();
+  const size_t count = mesh.triangles.size();
   normals_.reset();
   try {
     normals_ = RoomToFill<VECTOR>(count);
@@ -224,7 +222,7 @@ int CTL::Calculate_normals() {
 }
 
 float CTL::areaX2sq(int i) {
-  if (i < 0 || static_cast<std::size_t>(i) >= triangles_.size()) return 0;
+  if (i < 0 || size_t(i) >= triangles_.size()) return 0;
   return trq::core::SquaredAreaOf(view(), nth(i));
 }
 

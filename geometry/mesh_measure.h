@@ -10,6 +10,6 @@ inline bool NamesAVertexTwice(const R_INT4& t) { return t[0] == t[1] || t[1] == 
 /// Makes the normals of the first normals.size() triangles and returns that number, or the first triangle
 /// with an index below 0 or above `largest_index` (-1 at least), or with a coordinate that is not a number;
 /// the normals before it are made then, the others zero.
-std::size_t MakeNormals(const core::MeshView& mesh, int64_t largest_index, Span<VECTOR> normals);
+size_t MakeNormals(const core::MeshView& mesh, int64_t largest_index, Span<VECTOR> normals);
 
 }  // namespace trq::detail

@@ -38,7 +38,7 @@ std::optional<bool> WriteOnRecord(CTL& mesh, const host::SystemPath& path, const
 }
 
 /// Hands a text that has become long to the sink.
-inline void Drain(std::string& text, core::ByteSink& sink, std::size_t longest = 65536) {
+inline void Drain(std::string& text, core::ByteSink& sink, size_t longest = 65536) {
   if (text.size() <= longest) return;
   sink.Write(text.data(), text.size());
   text.clear();

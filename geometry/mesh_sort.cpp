@@ -29,9 +29,9 @@ template <class NotAfter, class After>
 void SortByHeight(CTL& mesh, int32_t state, NotAfter not_after, After after) {
   if (mesh.header.sort_state == state) return;
   const trq::core::MeshView view = mesh.view();
-  const std::size_t count = view.triangles.size();
+  const size_t count = view.triangles.size();
   std::vector<Height> heights(count);
-  for (std::size_t i = 0; i < count; ++i) {
+  for (size_t i = 0; i < count; ++i) {
     R_INT4& triangle = mesh.triangles_[i];
     float z[3];
     for (int k = 0; k < 3; ++k) z[k] = view.Corner(triangle, k)[2];
@@ -42,12 +42,12 @@ void SortByHeight(CTL& mesh, int32_t state, NotAfter not_after, After after) {
       first = 2;
     }
     if (first != 0) triangle = Rotated(triangle, first);
-    heights[i] = {z[first], static_cast<uint32_t>(i)};
+    heights[i] = {z[first], uint32_t(i)};
   }
   trq::detail::HeapSort(heights.data(), static_cast<std::ptrdiff_t>(count),
                         [after](const Height& a, const Height& b) { return after(a.z, b.z); });
   trq::MeshArray<R_INT4> sorted = trq::MeshArray<R_INT4>::ForOverwrite(count);
-  for (std::size_t i = 0; i < count; ++i) sorted[i] = mesh.triangles_[heights[i].triangle];
+  for (size_t i = 0; i < count; ++i) sorted[i] = mesh.triangles_[heights[i].triangle];
   mesh.triangles_ = std::move(sorted);
   mesh.header.sort_state = state;
 }

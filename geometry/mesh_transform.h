@@ -15,9 +15,9 @@ inline float SnapCoordinate(float c) {
   // std::trunc does once the sign of a negative zero is put back.
   double whole = shifted;
   if (std::fabs(shifted) < 4503599627370496.0) {
-    whole = std::copysign(static_cast<double>(static_cast<int64_t>(shifted)), shifted);
+    whole = std::copysign(double(int64_t(shifted)), shifted);
   }
-  return static_cast<float>(whole * 0.0001);
+  return float(whole * 0.0001);
 }
 
 /// SnapCoordinate applied `times` times, at least once. Snapping lands on whole multiples k of 0.0001 and, as
@@ -27,10 +27,10 @@ inline float SnapCoordinate(float c) {
 inline float SnapRepeatedly(float c, uint32_t times) {
   const double shifted = c * 10000.0 + 0.5;
   if (std::fabs(shifted) < 4194304.0) {
-    const int64_t first = static_cast<int64_t>(shifted);
+    const int64_t first = int64_t(shifted);
     // Without branches on the sign, which nothing foretells: its bits are all ones below zero.
-    const int64_t last = first + ((first >> 63) & static_cast<int64_t>(times - 1));
-    if ((first > 0) | (last < 0)) return static_cast<float>(static_cast<double>(last) * 0.0001);
+    const int64_t last = first + ((first >> 63) & int64_t(times - 1));
+    if ((first > 0) | (last < 0)) return float(double(last) * 0.0001);
   }
   for (; times > 0; --times) {
     const float next = SnapCoordinate(c);

@@ -31,11 +31,11 @@ class PlacedPoints {
     }
   }
   /// Places directions whose coordinates lie in arrays of their own, as vector code wants them.
-  void PlaceDirections(float* x, float* y, float* z, std::size_t count) const {
+  void PlaceDirections(float* x, float* y, float* z, size_t count) const {
     if (in_inches_) {
-      for (std::size_t i = 0; i < count; ++i) PlaceAs<true>(x[i], y[i], z[i], 0, x[i], y[i], z[i]);
+      for (size_t i = 0; i < count; ++i) PlaceAs<true>(x[i], y[i], z[i], 0, x[i], y[i], z[i]);
     } else {
-      for (std::size_t i = 0; i < count; ++i) PlaceAs<false>(x[i], y[i], z[i], 0, x[i], y[i], z[i]);
+      for (size_t i = 0; i < count; ++i) PlaceAs<false>(x[i], y[i], z[i], 0, x[i], y[i], z[i]);
     }
   }
   PbVec3f Point(const PbVec3f& p) const {
@@ -48,9 +48,9 @@ class PlacedPoints {
   template <bool kInInches>
   void PlaceAs(float x, float y, float z, float w, float& placed_x, float& placed_y, float& placed_z) const {
     if constexpr (kInInches) {
-      x = static_cast<float>(x * kInchesPerMillimetre);
-      y = static_cast<float>(y * kInchesPerMillimetre);
-      z = static_cast<float>(z * kInchesPerMillimetre);
+      x = float(x * kInchesPerMillimetre);
+      y = float(y * kInchesPerMillimetre);
+      z = float(z * kInchesPerMillimetre);
     }
     placed_x = Row<kInInches>(rows_[0], x, y, z, w);
     placed_y = Row<kInInches>(rows_[1], x, y, z, w);
@@ -59,8 +59,8 @@ class PlacedPoints {
   template <bool kInInches>
   static float Row(const double row[4], float x, float y, float z, float w) {
     // The sum of slc::MatVecMult, from 0.0 on.
-    const float sum = static_cast<float>(0.0 + row[0] * x + row[1] * y + row[2] * z + row[3] * w);
-    return CanonicalNan(kInInches ? static_cast<float>(sum * kMillimetresPerInch) : sum);
+    const float sum = float(0.0 + row[0] * x + row[1] * y + row[2] * z + row[3] * w);
+    return CanonicalNan(kInInches ? float(sum * kMillimetresPerInch) : sum);
   }
 
   double rows_[3][4];

@@ -37,9 +37,7 @@ constexpr double kCornerDistance = 1e-4;   // a point this near a corner lies on
 constexpr double kCosineTolerance = 1e-5;  // of angles seen from the corners
 constexpr double kNearestPlane = 1e-5;     // a plane this near the start of a push is not crossed
 
-PbVec3f Round(const Vec& v) {
-  return PbVec3f(static_cast<float>(v.x), static_cast<float>(v.y), static_cast<float>(v.z));
-}
+PbVec3f Round(const Vec& v) { return PbVec3f(float(v.x), float(v.y), float(v.z)); }
 
 bool SamePoint(const PbVec3f& a, const PbVec3f& b) { return a[0] == b[0] && a[1] == b[1] && a[2] == b[2]; }
 
@@ -121,7 +119,7 @@ class Push {
     const PbVec3f c = Corner(mesh, triangle, 2);
     if (SamePoint(a, vertex_) || SamePoint(b, vertex_) || SamePoint(c, vertex_)) return;
     while (Crosses(distance_, vertex_, tested_, a, b, c)) {
-      distance_ = static_cast<float>(distance_ * 0.5);
+      distance_ = float(distance_ * 0.5);
       // Kept: the tested point moves on by the halved distance, it does not come back to it.
       tested_ = Pushed(tested_, distance_, direction_);
     }
@@ -186,7 +184,7 @@ class PushValidator {
  public:
   explicit PushValidator(const MeshView& mesh) : mesh_(mesh), tree_(Reaches(mesh)) {}
 
-  float Shorten(std::size_t vertex, const VECTOR& direction, float distance) {
+  float Shorten(size_t vertex, const VECTOR& direction, float distance) {
     const Bounds reach = ReachOfPush(mesh_.vertices[vertex], direction, distance);
     // A vertex, direction or distance that is not finite crosses nothing: where the push meets a plane is not
     // a number then, or at its very start. For the same reason the tree needs no triangles that are not
@@ -201,7 +199,7 @@ class PushValidator {
  private:
   static std::vector<Bounds> Reaches(const MeshView& mesh) {
     std::vector<Bounds> boxes(mesh.triangles.size());
-    for (std::size_t i = 0; i < boxes.size(); ++i) boxes[i] = ReachOfTriangle(mesh, mesh.triangles[i]);
+    for (size_t i = 0; i < boxes.size(); ++i) boxes[i] = ReachOfTriangle(mesh, mesh.triangles[i]);
     return boxes;
   }
 
@@ -222,26 +220,26 @@ class Surroundings {
 
   explicit Surroundings(const MeshView& mesh)
       : mesh_(mesh), ends_(mesh.vertex_count + 1), smallest_squared_edges_(mesh.vertex_count, kNoEdge) {
-    const std::size_t triangle_count = mesh.triangles.size();
-    ForEachCorner(triangle_count, [&](std::size_t, int, std::size_t vertex) { ++ends_[vertex + 1]; });
-    for (std::size_t i = 1; i < ends_.size(); ++i) ends_[i] += ends_[i - 1];
+    const size_t triangle_count = mesh.triangles.size();
+    ForEachCorner(triangle_count, [&](size_t, int, size_t vertex) { ++ends_[vertex + 1]; });
+    for (size_t i = 1; i < ends_.size(); ++i) ends_[i] += ends_[i - 1];
     facets_.resize(ends_.back());
     // Until all facets are in, ends_[v] is where the next one of v goes; afterwards it is v's end.
-    ForEachCorner(triangle_count, [&](std::size_t t, int k, std::size_t vertex) { AddCorner(t, k, vertex); });
+    ForEachCorner(triangle_count, [&](size_t t, int k, size_t vertex) { AddCorner(t, k, vertex); });
   }
 
-  std::size_t vertex_count() const { return smallest_squared_edges_.size(); }
-  bool HasFacets(std::size_t vertex) const { return begin(vertex) != ends_[vertex]; }
-  float smallest_squared_edge(std::size_t vertex) const { return smallest_squared_edges_[vertex]; }
+  size_t vertex_count() const { return smallest_squared_edges_.size(); }
+  bool HasFacets(size_t vertex) const { return begin(vertex) != ends_[vertex]; }
+  float smallest_squared_edge(size_t vertex) const { return smallest_squared_edges_[vertex]; }
 
   /// The direction against which the vertex is pushed, found by re-weighting its facets.
-  VECTOR Direction(std::size_t vertex) {
+  VECTOR Direction(size_t vertex) {
     VECTOR direction;
     for (int round = 0; round < kMaxRounds; ++round) {
       direction = WeightedNormal(vertex);
       double largest = -1000;
       AdjacentFacet* worst = nullptr;
-      for (std::size_t i = begin(vertex); i < ends_[vertex]; ++i) {
+      for (size_t i = begin(vertex); i < ends_[vertex]; ++i) {
         const double against = -Dot(Widen(direction), Widen(mesh_.Normal(facets_[i].facet)));
         if (against > largest) {
           largest = against;
@@ -249,46 +247,46 @@ class Surroundings {
         }
       }
       if (largest <= 0 || !worst) break;
-      worst->weight = static_cast<float>(worst->weight * kWeightGain);
+      worst->weight = float(worst->weight * kWeightGain);
     }
     return direction;
   }
 
  private:
-  std::size_t begin(std::size_t vertex) const { return vertex == 0 ? 0 : ends_[vertex - 1]; }
+  size_t begin(size_t vertex) const { return vertex == 0 ? 0 : ends_[vertex - 1]; }
 
   /// Calls f(triangle, corner, vertex) for the corners that are vertices of the mesh, in order.
   template <class F>
-  void ForEachCorner(std::size_t triangle_count, const F& f) const {
-    for (std::size_t t = 0; t < triangle_count; ++t) {
+  void ForEachCorner(size_t triangle_count, const F& f) const {
+    for (size_t t = 0; t < triangle_count; ++t) {
       for (int k = 0; k < 3; ++k) {
         const int32_t index = mesh_.triangles[t][k];
-        if (index >= 0 && static_cast<std::size_t>(index) < vertex_count()) {
-          f(t, k, static_cast<std::size_t>(index));
+        if (index >= 0 && size_t(index) < vertex_count()) {
+          f(t, k, size_t(index));
         }
       }
     }
   }
 
-  void AddCorner(std::size_t t, int k, std::size_t vertex) {
+  void AddCorner(size_t t, int k, size_t vertex) {
     const R_INT4& triangle = mesh_.triangles[t];
     const Vec p = Widen(Corner(mesh_, triangle, k));
     const Vec to_a = Widen(Corner(mesh_, triangle, (k + 1) % 3)) - p;
     const Vec to_b = Widen(Corner(mesh_, triangle, (k + 2) % 3)) - p;
     float& smallest = smallest_squared_edges_[vertex];
     for (const Vec* edge : {&to_a, &to_b}) {
-      const float squared = static_cast<float>(Dot(*edge, *edge));
+      const float squared = float(Dot(*edge, *edge));
       if (squared < smallest) smallest = squared;
     }
     const double angle = std::acos(Dot(to_a, to_b) / (Length(to_a) * Length(to_b)));
-    facets_[ends_[vertex]++] = {static_cast<uint32_t>(t), static_cast<float>(angle)};
+    facets_[ends_[vertex]++] = {uint32_t(t), float(angle)};
   }
 
-  VECTOR WeightedNormal(std::size_t vertex) const {
+  VECTOR WeightedNormal(size_t vertex) const {
     double total = 0;
-    for (std::size_t i = begin(vertex); i < ends_[vertex]; ++i) total += facets_[i].weight;
+    for (size_t i = begin(vertex); i < ends_[vertex]; ++i) total += facets_[i].weight;
     Vec sum = {0, 0, 0};
-    for (std::size_t i = begin(vertex); i < ends_[vertex]; ++i) {
+    for (size_t i = begin(vertex); i < ends_[vertex]; ++i) {
       // A facet without an angle makes the total not a number, and then all facets count alike.
       const double share = total > 0 ? facets_[i].weight / total : 1.0;
       const Vec normal = Widen(mesh_.Normal(facets_[i].facet));
@@ -296,12 +294,11 @@ class Surroundings {
     }
     const double length = Length(sum);
     if (length == 0) return VECTOR();
-    return VECTOR(static_cast<float>(sum.x / length), static_cast<float>(sum.y / length),
-                  static_cast<float>(sum.z / length));
+    return VECTOR(float(sum.x / length), float(sum.y / length), float(sum.z / length));
   }
 
   const MeshView mesh_;
-  std::vector<std::size_t> ends_;  // of the vertices' runs in facets_
+  std::vector<size_t> ends_;  // of the vertices' runs in facets_
   std::vector<AdjacentFacet> facets_;
   std::vector<float> smallest_squared_edges_;
 };
@@ -333,14 +330,13 @@ trq::MeshArray<PbVec3f> trq::core::OffsetShell(const MeshView& mesh, const Shell
   MeshArray<PbVec3f> shell = MeshArray<PbVec3f>::ForOverwrite(mesh.vertex_count);
   std::unique_ptr<PushValidator> validator;
   if (how.validate) validator = std::make_unique<PushValidator>(mesh);
-  for (std::size_t i = 0; i < mesh.vertex_count; ++i) {
+  for (size_t i = 0; i < mesh.vertex_count; ++i) {
     shell[i] = mesh.vertices[i];
     if (!surroundings.HasFacets(i)) continue;
-    float distance =
-        static_cast<float>(std::sqrt(static_cast<double>(surroundings.smallest_squared_edge(i))));
-    if (distance < 0.1) distance = static_cast<float>(0.1);
+    float distance = float(std::sqrt(double(surroundings.smallest_squared_edge(i))));
+    if (distance < 0.1) distance = float(0.1);
     // Kept: a shortest edge up to the limit is halved, a longer one is replaced by the limit.
-    distance = distance <= how.limit ? static_cast<float>(distance * 0.5) : how.limit;
+    distance = distance <= how.limit ? float(distance * 0.5) : how.limit;
     const VECTOR direction = surroundings.Direction(i);
     if (validator) distance = validator->Shorten(i, direction, distance);
     shell[i] = Pushed(shell[i], distance, direction);
@@ -350,16 +346,16 @@ trq::MeshArray<PbVec3f> trq::core::OffsetShell(const MeshView& mesh, const Shell
 
 void trq::core::WriteMeshAndShell(const MeshView& mesh, Span<const PbVec3f> shell_vertices, ByteSink& sink) {
   constexpr char kStlHeader[] = "Kestrabin Shelled STL";
-  const std::size_t count = mesh.triangles.size();
+  const size_t count = mesh.triangles.size();
   detail::FacetWriter out(sink, shell_vertices.data() ? 2 * count : count, kStlHeader, sizeof kStlHeader);
-  for (std::size_t i = 0; i < count; ++i) {
+  for (size_t i = 0; i < count; ++i) {
     const R_INT4& triangle = mesh.triangles[i];
     out.Add(mesh.Normal(i), mesh.Corner(triangle, 0), mesh.Corner(triangle, 1), mesh.Corner(triangle, 2));
   }
   if (!shell_vertices.data()) return;
   MeshView shell = mesh;
   shell.vertices = shell_vertices;
-  for (std::size_t i = 0; i < count; ++i) {
+  for (size_t i = 0; i < count; ++i) {
     const VECTOR n = mesh.Normal(i);
     const R_INT4& triangle = mesh.triangles[i];
     out.Add(VECTOR(-n.x, -n.y, -n.z), shell.Corner(triangle, 2), shell.Corner(triangle, 1),
@@ -377,12 +373,12 @@ int CTL::offset_ctl() {
 
 float CTL::validate_offset(int vertex, float distance, int triangle_count) {
   const MeshView mesh = view();
-  const std::size_t directions = std::min(push_directions_.size(), mesh.vertex_count);
-  if (vertex < 0 || static_cast<std::size_t>(vertex) >= directions) return distance;
-  if (triangle_count < 1 || static_cast<std::size_t>(triangle_count) > mesh.triangles.size()) return distance;
-  const std::size_t i = static_cast<std::size_t>(vertex);
+  const size_t directions = std::min(push_directions_.size(), mesh.vertex_count);
+  if (vertex < 0 || size_t(vertex) >= directions) return distance;
+  if (triangle_count < 1 || size_t(triangle_count) > mesh.triangles.size()) return distance;
+  const size_t i = size_t(vertex);
   Push push(vertices_[i], push_directions_[i], distance);
-  for (const R_INT4& triangle : mesh.triangles.First(static_cast<std::size_t>(triangle_count)))
+  for (const R_INT4& triangle : mesh.triangles.First(size_t(triangle_count)))
     push.HalveWhileCrossing(mesh, triangle);
   return push.distance();
 }
@@ -399,7 +395,7 @@ float CTL::tetra_analysis(PbVec3f p, PbVec3f a, PbVec3f b, PbVec3f c) {
   const Vec normal = Cross(Widen(b) - Widen(a), Widen(c) - Widen(a));
   const double distance = Dot(Widen(p) - Widen(a), normal) / Length(normal);
   // NaN, of a triangle without area, is 0 as well.
-  return distance >= kNearestPlane ? static_cast<float>(distance) : 0.0f;
+  return distance >= kNearestPlane ? float(distance) : 0.0f;
 }
 
 int CTL::SaveCTLandShellAsSTL() { return HasShell(*this) ? SaveShellStl(*this, shell_vertices_) : 1; }
@@ -408,10 +404,10 @@ int CTL::SaveCTLasSTL() { return SaveShellStl(*this, {}); }
 
 int CTL::MergeShellAndCTLintoCTL() {
   if (!HasShell(*this)) return 0;
-  header.num_vertices = static_cast<int32_t>(view().vertex_count);
-  const std::size_t count = view().triangles.size();
+  header.num_vertices = int32_t(view().vertex_count);
+  const size_t count = view().triangles.size();
   AppendMesh(header, vertices_, triangles_, header, shell_vertices_, triangles_);
-  for (std::size_t i = count; i < view().triangles.size(); ++i) std::swap(triangles_[i][0], triangles_[i][2]);
+  for (size_t i = count; i < view().triangles.size(); ++i) std::swap(triangles_[i][0], triangles_[i][2]);
   shell_vertices_.reset();
   extents_valid = 0;
   return 0;
@@ -422,7 +418,7 @@ int CTL::dumpshell() {
   WriteOnRecord(*this, kReportName, kWriting, [&](trq::core::ByteSink& sink) {
     const MeshView shell = ShellOf(*this);
     std::string text = "Number of Triangles : " + std::to_string(shell.triangles.size()) + "\n";
-    for (std::size_t i = 0; i < shell.triangles.size(); ++i) {
+    for (size_t i = 0; i < shell.triangles.size(); ++i) {
       text += "OFFSET TRIANGLE " + std::to_string(i + 1) + " \n";
       for (int k = 0; k < 3; ++k) {
         const float* const p = shell.Corner(shell.triangles[i], k);

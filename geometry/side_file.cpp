@@ -32,7 +32,7 @@ bool TakeNumber(std::string_view& rest, float& number, bool in_range) {
     number = tiny ? 0.0f : std::numeric_limits<float>::infinity();
     if (rest[0] == '-') number = -number;
   }
-  rest.remove_prefix(static_cast<std::size_t>(end - rest.data()));
+  rest.remove_prefix(size_t(end - rest.data()));
   return true;
 }
 
@@ -51,7 +51,7 @@ std::optional<SideNumbers> ParseSideLine(std::string_view line, bool whole) {
 
 std::string SideLine(const SideNumbers& numbers) {
   std::string line;
-  for (std::size_t i = 0; i < numbers.size(); ++i) {
+  for (size_t i = 0; i < numbers.size(); ++i) {
     if (i > 0) line += i % 3 == 0 ? "  " : " ";
     detail::AppendComputed(line, numbers[i]);
   }
@@ -75,14 +75,14 @@ PointMove::PointMove(const float (&after)[4][4], const float (&before)[4][4], in
 
 void PointMove::Apply(float point[3]) const {
   if (!through_matrix_) {
-    for (int k = 0; k < 3; ++k) point[k] = static_cast<float>(static_cast<double>(point[k]) + offset_[k]);
+    for (int k = 0; k < 3; ++k) point[k] = float(double(point[k]) + offset_[k]);
     return;
   }
   float in[4][1] = {{}, {}, {}, {1}};
   float out[4][1];
-  for (int k = 0; k < 3; ++k) in[k][0] = static_cast<float>(point[k] / scale_);
+  for (int k = 0; k < 3; ++k) in[k][0] = float(point[k] / scale_);
   slc::MatVecMult(out, matrix_, in);
-  for (int k = 0; k < 3; ++k) point[k] = static_cast<float>(out[k][0] * scale_);
+  for (int k = 0; k < 3; ++k) point[k] = float(out[k][0] * scale_);
 }
 
 std::string MoveSideText(std::string_view text, const PointMove& move) {
@@ -94,7 +94,7 @@ std::string MoveSideText(std::string_view text, const PointMove& move) {
     text.remove_prefix(piece.size());
     const std::string_view line = piece.substr(0, piece.find('\0'));
     if (line.size() > kLongestSideLine && line.back() != '\n') {
-      const std::size_t end = text.find('\n');
+      const size_t end = text.find('\n');
       text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
       continue;
     }

@@ -10,8 +10,8 @@ using namespace trq::detail;
 
 namespace {
 
-constexpr std::size_t kFirstBlock = 64;       // floats
-constexpr std::size_t kLargestBlock = 16384;  // floats; longer boundaries get a block of their own
+constexpr size_t kFirstBlock = 64;       // floats
+constexpr size_t kLargestBlock = 16384;  // floats; longer boundaries get a block of their own
 
 }  // namespace
 
@@ -24,13 +24,13 @@ SlcLayer SlcLayer::Terminator(float z) {
 }
 
 SlcLayer::SlcLayer(const SlcLayer& other) : z(other.z), terminator_(other.terminator_) {
-  std::size_t total = 0;
-  for (const SlcBoundary& boundary : other.boundaries_) total += std::size_t{2} * boundary.vertex_count;
+  size_t total = 0;
+  for (const SlcBoundary& boundary : other.boundaries_) total += size_t{2} * boundary.vertex_count;
   if (total > 0) MakeBlock(total);
   boundaries_.reserve(other.boundaries_.size());
   for (const SlcBoundary& boundary : other.boundaries_) {
     float* const points = AddBoundary(boundary.vertex_count, boundary.gap_count);
-    if (points) std::memcpy(points, boundary.points, std::size_t{8} * boundary.vertex_count);
+    if (points) std::memcpy(points, boundary.points, size_t{8} * boundary.vertex_count);
   }
 }
 
@@ -57,11 +57,11 @@ SlcLayer& SlcLayer::operator=(SlcLayer&& other) noexcept {
 SlcLayer::~SlcLayer() = default;
 
 float* SlcLayer::AddBoundary(uint32_t vertex_count, uint32_t gap_count) {
-  const std::size_t needed = std::size_t{2} * vertex_count;
+  const size_t needed = size_t{2} * vertex_count;
   float* points = nullptr;
   if (needed > 0) {
     if (free_size_ < needed) {
-      const std::size_t grown = std::clamp(2 * block_size_, kFirstBlock, kLargestBlock);
+      const size_t grown = std::clamp(2 * block_size_, kFirstBlock, kLargestBlock);
       MakeBlock(std::max(needed, grown));
     }
     points = free_points_;
@@ -78,7 +78,7 @@ void SlcLayer::AddBoundary(uint32_t vertex_count, uint32_t gap_count, float* poi
   boundaries_.push_back({vertex_count, gap_count, vertex_count > 0 ? points : nullptr});
 }
 
-void SlcLayer::MakeBlock(std::size_t size) {
+void SlcLayer::MakeBlock(size_t size) {
   std::shared_ptr<float[]> block(new float[size]);  // owned before the list grows, which may fail
   blocks_.push_back(std::move(block));
   free_points_ = blocks_.back().get();
@@ -94,12 +94,12 @@ void trq::core::MirrorLayers(Span<SlcLayer> layers, const float (*matrix)[4], in
     const float height = layer.z;  // read before the first vertex sets it
     const auto reflected = [&](float x, float y) {
       PbVec3f point = placed.Point(PbVec3f(x, y, height));
-      point[coordinate] = CanonicalNan(static_cast<float>(sum - point[coordinate]));
+      point[coordinate] = CanonicalNan(float(sum - point[coordinate]));
       return point;
     };
     bool z_is_set = false;
     for (const SlcBoundary& boundary : layer.boundaries()) {
-      for (std::size_t i = 0; i < boundary.vertex_count; ++i) {
+      for (size_t i = 0; i < boundary.vertex_count; ++i) {
         float* const xy = boundary.points + 2 * i;
         const PbVec3f point = reflected(xy[0], xy[1]);
         xy[0] = point[0];
@@ -115,8 +115,8 @@ void trq::core::MirrorLayers(Span<SlcLayer> layers, const float (*matrix)[4], in
 void slc::copy(slc* dst) {
   if (!dst) return;
   // The counts are taken first: onto itself the lists grow while they are read.
-  const std::size_t entry_count = table.size();
-  const std::size_t layer_count = layers.size();
+  const size_t entry_count = table.size();
+  const size_t layer_count = layers.size();
   if (dst != this) {
     dst->header_length = header_length;
     std::memcpy(dst->header_text, header_text, sizeof header_text);
@@ -126,8 +126,8 @@ void slc::copy(slc* dst) {
   // With the room made beforehand, appending an element of the same list is safe.
   dst->table.reserve(dst->table.size() + entry_count);
   dst->layers.reserve(dst->layers.size() + layer_count);
-  for (std::size_t i = 0; i < entry_count; ++i) dst->table.push_back(table[i]);
-  for (std::size_t i = 0; i < layer_count; ++i) dst->layers.push_back(layers[i]);
+  for (size_t i = 0; i < entry_count; ++i) dst->table.push_back(table[i]);
+  for (size_t i = 0; i < layer_count; ++i) dst->layers.push_back(layers[i]);
 }
 
 void slc::mirror(slc* target, int axis, int unit, float offset, COMPONENT_INFO* source,
@@ -143,9 +143,9 @@ void slc::mirror(slc* target, int axis, int unit, float offset, COMPONENT_INFO* 
 
   if (axis >= 0 && axis <= 2) {
     const int a = 2 - axis;
-    const double shift = static_cast<double>(offset) + from.placement()[25 + a];
+    const double shift = double(offset) + from.placement()[25 + a];
     for (int first = 16; first <= 22; first += 3) {
-      placement.R[first + a] = static_cast<float>(shift + from.placement()[first + a]);
+      placement.R[first + a] = float(shift + from.placement()[first + a]);
     }
     float matrix[4][4];
     std::memcpy(matrix, from.placement(), sizeof matrix);
@@ -157,7 +157,7 @@ void slc::mirror(slc* target, int axis, int unit, float offset, COMPONENT_INFO* 
 void slc::MatVecMult(float out[4][1], const float m[4][4], const float v[4][1]) {
   for (int row = 0; row < 4; ++row) {
     double sum = 0.0;
-    for (int k = 0; k < 4; ++k) sum += static_cast<double>(m[row][k]) * v[k][0];
-    out[row][0] = static_cast<float>(sum);
+    for (int k = 0; k < 4; ++k) sum += double(m[row][k]) * v[k][0];
+    out[row][0] = float(sum);
   }
 }

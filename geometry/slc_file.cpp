@@ -27,10 +27,10 @@ static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "SLC files are read and
 #endif
 
 constexpr char kHeaderEnd = 0x1A;
-constexpr int kEndOrBadByte = 0xFF;             // the end of the file arrives as this byte too
-constexpr std::size_t kStreamBuffer = 1 << 18;  // bytes
+constexpr int kEndOrBadByte = 0xFF;        // the end of the file arrives as this byte too
+constexpr size_t kStreamBuffer = 1 << 18;  // bytes
 
-constexpr std::size_t kPointSize = 8;  // two floats
+constexpr size_t kPointSize = 8;  // two floats
 
 /// Reads the layers of a file in blocks in which the points of the boundaries then stay: nothing is copied
 /// but what lies across the end of a block. From a source whose end cannot be told, nothing is read ahead and
@@ -56,15 +56,15 @@ class BlockReader {
   bool MayHold(uint64_t size) const { return !end_known_ || size <= remaining_; }
   /// Brings the next `size` bytes, a multiple of four, side by side into the block. False when the file ends
   /// before.
-  bool Gather(std::size_t size) {
+  bool Gather(size_t size) {
     if (gathered() < size) Refill(size);
     return gathered() >= size;
   }
-  std::size_t gathered() const { return end_ - begin_; }
+  size_t gathered() const { return end_ - begin_; }
   /// The bytes gathered, aligned for floats.
   char* next() const { return reinterpret_cast<char*>(block_.get()) + begin_; }
   const std::shared_ptr<float[]>& block() const { return block_; }
-  void Skip(std::size_t size) {
+  void Skip(size_t size) {
     begin_ += size;
     remaining_ -=
         std::min<uint64_t>(remaining_, size);  // a file that grew meanwhile holds more than was counted
@@ -72,13 +72,13 @@ class BlockReader {
 
  private:
   // Below the size from which common allocators ask the system for every block.
-  static constexpr std::size_t kBlock = 96 * 1024;
+  static constexpr size_t kBlock = 96 * 1024;
 
   /// A new block that begins with what was not taken yet.
-  void Refill(std::size_t size) {
-    std::size_t room = end_known_ ? std::max(size, kBlock) : std::min(size, kBlock);
+  void Refill(size_t size) {
+    size_t room = end_known_ ? std::max(size, kBlock) : std::min(size, kBlock);
     for (;; room = std::min(2 * room, size)) {
-      const std::size_t rest = gathered();
+      const size_t rest = gathered();
       std::shared_ptr<float[]> block(new float[room / sizeof(float)]);
       char* const bytes = reinterpret_cast<char*>(block.get());
       if (rest > 0) std::memcpy(bytes, next(), rest);
@@ -93,8 +93,8 @@ class BlockReader {
   bool end_known_;
   uint64_t remaining_;
   std::shared_ptr<float[]> block_;
-  std::size_t begin_ = 0;  // in the block, a multiple of four
-  std::size_t end_ = 0;
+  size_t begin_ = 0;  // in the block, a multiple of four
+  size_t end_ = 0;
 };
 
 /// Two 32-bit words, or which of them is cut short.
@@ -120,14 +120,14 @@ int ReadLayers(ByteSource& source, std::vector<SlcLayer>& layers) {
     }
     SlcLayer layer(z);
     // A boundary takes eight bytes at least.
-    layer.Reserve(static_cast<std::size_t>(std::min<uint64_t>(boundary_count, reader.remaining() / 8)));
+    layer.Reserve(size_t(std::min<uint64_t>(boundary_count, reader.remaining() / 8)));
     for (uint32_t i = 0; i < boundary_count; ++i) {
       uint32_t vertex_count = 0;
       uint32_t gap_count = 0;
       result = ReadWordPair(reader, &vertex_count, &gap_count, kVertexCountShort, kGapCountShort);
       if (result != kOk) return result;
       // The count is a claim: no memory before the file is known to be that long.
-      const std::size_t size = kPointSize * vertex_count;
+      const size_t size = kPointSize * vertex_count;
       if (!reader.MayHold(size) || !reader.Gather(size)) return kVerticesShort;
       layer.AddBoundary(vertex_count, gap_count, reinterpret_cast<float*>(reader.next()), reader.block());
       reader.Skip(size);
@@ -167,7 +167,7 @@ int ReadTable(ByteSource& source, uint8_t& count, std::vector<SlcTableEntry>& ta
   return kOk;
 }
 
-bool WriteHeader(ByteSink& sink, const char* text, std::size_t length) {
+bool WriteHeader(ByteSink& sink, const char* text, size_t length) {
   return sink.Write(text, length) && sink.Write(&kHeaderEnd, 1);
 }
 
@@ -186,7 +186,7 @@ bool WriteLayers(ByteSink& sink, const std::vector<SlcLayer>& layers) {
     for (const SlcBoundary& boundary : layer.boundaries()) {
       const uint32_t counts[2] = {boundary.vertex_count, boundary.gap_count};
       if (!sink.Write(counts, sizeof counts)) return false;
-      const std::size_t size = kPointSize * boundary.vertex_count;
+      const size_t size = kPointSize * boundary.vertex_count;
       if (size > 0 && !sink.Write(boundary.points, size)) return false;
     }
   }
@@ -214,7 +214,7 @@ trq::core::Result<void> trq::core::ReadSlc(ByteSource& source, Contours& contour
                : result >= kBadHeaderByte ? ErrorCode::kUnknownFormat
                                           : ErrorCode::kCutShort;
   error.place.byte = source.Position().value_or(Place::kNowhere);
-  error.place.item = static_cast<uint64_t>(-result);
+  error.place.item = uint64_t(-result);
   error.text = "no complete SLC file";
   return error;
 }
@@ -234,7 +234,7 @@ slc::~slc() { CloseFile(); }
 
 void slc::SetPath(const char* text) {
   std::memset(path, 0, sizeof path);
-  if (text) std::memcpy(path, text, std::min(std::strlen(text), static_cast<std::size_t>(kMaxPath)));
+  if (text) std::memcpy(path, text, std::min(std::strlen(text), size_t(kMaxPath)));
 }
 
 bool slc::CloseFile() {
@@ -292,7 +292,7 @@ int slc::readSlcHeader() {
   if (result != kOk) return result;
   std::memset(header_text, 0, sizeof header_text);
   std::memcpy(header_text, text.data(), text.size());
-  header_length = static_cast<int32_t>(text.size());
+  header_length = int32_t(text.size());
   return result;
 }
 
@@ -318,7 +318,7 @@ int slc::processContourLayers() {
 
 int slc::writeSlcHeader() {
   return WriteStep(file, kHeaderWriteFailed, [this](ByteSink& sink) {
-    return WriteHeader(sink, header_text, static_cast<std::size_t>(std::clamp(header_length, 0, kMaxHeader)));
+    return WriteHeader(sink, header_text, size_t(std::clamp(header_length, 0, kMaxHeader)));
   });
 }
 
@@ -339,17 +339,17 @@ int slc::writeContourLayers() {
 
 int slc::readAndSwap(char* buffer, int size, int count, unsigned swap) {
   if (!file || !buffer || size < 1 || count < 1) return 0;
-  const std::size_t item_size = static_cast<std::size_t>(size);
-  const std::size_t item_count = static_cast<std::size_t>(count);
-  const std::size_t got = std::fread(buffer, item_size, item_count, file);
+  const size_t item_size = size_t(size);
+  const size_t item_count = size_t(count);
+  const size_t got = std::fread(buffer, item_size, item_count, file);
   if (swap != 0 && got == item_count) trq::detail::ReverseItems(buffer, item_size, item_count);
-  return static_cast<int>(got);
+  return int(got);
 }
 
 int slc::swapAndWrite(char* buffer, int size, int count, bool swap) {
   if (!file || !buffer || size < 1 || count < 1) return 0;
-  const std::size_t item_size = static_cast<std::size_t>(size);
-  const std::size_t item_count = static_cast<std::size_t>(count);
+  const size_t item_size = size_t(size);
+  const size_t item_count = size_t(count);
   if (swap) trq::detail::ReverseItems(buffer, item_size, item_count);
-  return static_cast<int>(std::fwrite(buffer, item_size, item_count, file));
+  return int(std::fwrite(buffer, item_size, item_count, file));
 }

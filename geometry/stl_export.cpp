@@ -39,39 +39,37 @@ using trq::core::kStlHeadSize;
 using trq::core::MeshView;
 using trq::core::StlWriting;
 
-constexpr std::size_t kCountCrcAt = 76;  // in the header, its last four bytes
-constexpr std::size_t kRecordSize = trq::core::kStlFacetSize;
+constexpr size_t kCountCrcAt = 76;  // in the header, its last four bytes
+constexpr size_t kRecordSize = trq::core::kStlFacetSize;
 
 constexpr char kNotSaved[] =
     "The STL file could not be saved. Probable causes might be :\n"
     " 1. The file did not have WRITE permission.\n"
     " 2. The file may not be in the same directory from which it was opened.";
 
-constexpr std::size_t kFacetsAtOnce = 256;
+constexpr size_t kFacetsAtOnce = 256;
 
 /// Divides directions, at most kFacetsAtOnce, by their lengths; a length of 0 or NaN counts as 1.
-inline __attribute__((always_inline)) void Normalise(float* x, float* y, float* z, std::size_t count) {
+inline __attribute__((always_inline)) void Normalise(float* x, float* y, float* z, size_t count) {
   double divisor[kFacetsAtOnce];
-  for (std::size_t i = 0; i < count; ++i) {
+  for (size_t i = 0; i < count; ++i) {
     const double dx = x[i], dy = y[i], dz = z[i];
     divisor[i] = std::sqrt(dx * dx + dy * dy + dz * dz);
   }
-  for (std::size_t i = 0; i < count; ++i) divisor[i] = divisor[i] > 0 ? divisor[i] : 1;
+  for (size_t i = 0; i < count; ++i) divisor[i] = divisor[i] > 0 ? divisor[i] : 1;
   for (float* const coordinates : {x, y, z}) {
-    for (std::size_t i = 0; i < count; ++i)
-      coordinates[i] = CanonicalNan(static_cast<float>(coordinates[i] / divisor[i]));
+    for (size_t i = 0; i < count; ++i) coordinates[i] = CanonicalNan(float(coordinates[i] / divisor[i]));
   }
 }
 
 #if defined(__x86_64__)
-__attribute__((target("avx2"))) void NormaliseInWideRegisters(float* x, float* y, float* z,
-                                                              std::size_t count) {
+__attribute__((target("avx2"))) void NormaliseInWideRegisters(float* x, float* y, float* z, size_t count) {
   Normalise(x, y, z, count);
 }
 #endif
 
 /// Square roots and divisions are most of the work: where registers are wider, four at once.
-void BringToLengthOne(float* x, float* y, float* z, std::size_t count) {
+void BringToLengthOne(float* x, float* y, float* z, size_t count) {
 #if defined(__x86_64__)
   if (__builtin_cpu_supports("avx2")) return NormaliseInWideRegisters(x, y, z, count);
 #endif
@@ -87,7 +85,7 @@ class PlacedFacets {
         keep_normals_(how.keep_normals),
         placement_(how.matrix, how.mm_to_inch),
         vertices_(trq::MeshArray<Padded>::ForOverwrite(mesh.vertex_count)) {
-    for (std::size_t i = 0; i < vertices_.size(); ++i)
+    for (size_t i = 0; i < vertices_.size(); ++i)
       placement_.Place(mesh.vertices[i].data(), 1.0f, vertices_[i].point);
   }
 
@@ -95,15 +93,14 @@ class PlacedFacets {
   /// behind them.
   template <class Write>
   void ForEach(const Write& write) {
-    const std::size_t count = mesh_.triangles.size();
-    for (std::size_t first = 0; first < count; first += kFacetsAtOnce) {
-      const std::size_t some = std::min(count - first, kFacetsAtOnce);
+    const size_t count = mesh_.triangles.size();
+    for (size_t first = 0; first < count; first += kFacetsAtOnce) {
+      const size_t some = std::min(count - first, kFacetsAtOnce);
       MakeNormals(first, some);
-      for (std::size_t i = 0; i < some; ++i) {
+      for (size_t i = 0; i < some; ++i) {
         const R_INT4& triangle = mesh_.triangles[first + i];
         const float* const corners[3] = {Corner(triangle, 0), Corner(triangle, 1), Corner(triangle, 2)};
-        write(PbVec3f(normals_[0][i], normals_[1][i], normals_[2][i]), corners,
-              static_cast<uint16_t>(triangle[3]));
+        write(PbVec3f(normals_[0][i], normals_[1][i], normals_[2][i]), corners, uint16_t(triangle[3]));
       }
     }
   }
@@ -115,7 +112,7 @@ class PlacedFacets {
 
   /// For corner k = 0..2 they stay until the next call with the same k.
   const float* Corner(const R_INT4& triangle, int k) {
-    const std::size_t index = static_cast<std::size_t>(static_cast<uint32_t>(triangle[k]));
+    const size_t index = size_t(uint32_t(triangle[k]));
     if (index < vertices_.size()) return vertices_[index].point;
     placement_.Place(mesh_.Corner(triangle, k), 1.0f, other_[k].point);
     return other_[k].point;
@@ -123,11 +120,11 @@ class PlacedFacets {
 
   /// Makes the normals of `count` facets from `first` on, kFacetsAtOnce at most: as they are, or placed and
   /// at length 1; a length of 0 or NaN counts as 1.
-  void MakeNormals(std::size_t first, std::size_t count) {
+  void MakeNormals(size_t first, size_t count) {
     float* const x = normals_[0];
     float* const y = normals_[1];
     float* const z = normals_[2];
-    for (std::size_t i = 0; i < count; ++i) {
+    for (size_t i = 0; i < count; ++i) {
       const VECTOR normal = mesh_.Normal(first + i);
       x[i] = CanonicalNan(normal.x);
       y[i] = CanonicalNan(normal.y);
@@ -147,7 +144,7 @@ class PlacedFacets {
 };
 
 char* WriteText(char* out, const char* text) {
-  const std::size_t length = std::strlen(text);
+  const size_t length = std::strlen(text);
   std::memcpy(out, text, length);
   return out + length;
 }
@@ -163,7 +160,7 @@ char* WriteNumbers(char* out, float x, float y, float z) {
   return out;
 }
 
-constexpr std::size_t kFacetText = 12 * (kScientificLength + 1) + 160;  // at most
+constexpr size_t kFacetText = 12 * (kScientificLength + 1) + 160;  // at most
 
 void WriteTextFacet(BlockWriter& out, const PbVec3f& normal, const float* const corners[3]) {
   static_assert(kFacetText <= BlockWriter::kLargestPiece, "a facet's text fits");
@@ -173,7 +170,7 @@ void WriteTextFacet(BlockWriter& out, const PbVec3f& normal, const float* const 
   for (int k = 0; k < 3; ++k)
     end = WriteNumbers(WriteText(end, "      vertex  "), corners[k][0], corners[k][1], corners[k][2]);
   end = WriteText(end, "    endloop\n  endfacet\n");
-  out.Advance(static_cast<std::size_t>(end - text));
+  out.Advance(size_t(end - text));
 }
 
 void WriteAscii(const MeshView& mesh, const StlWriting& how, ByteSink& sink) {
@@ -217,9 +214,9 @@ bool ReadStlFile(const trq::host::SystemPath& path, std::vector<unsigned char>& 
   if (!file) return false;
   FileSource source(file.get());
   if (ReadItems(source, kStlHeadSize, bytes) < kStlHeadSize) return false;
-  const int32_t count = static_cast<int32_t>(LoadLittle32(bytes.data() + kStlHeaderSize));
+  const int32_t count = int32_t(LoadLittle32(bytes.data() + kStlHeaderSize));
   if (count < 0) return false;
-  const uint64_t size = static_cast<uint64_t>(count) * kRecordSize;
+  const uint64_t size = uint64_t(count) * kRecordSize;
   return ClaimFits(source, size, 1) && ReadItems(source, size, bytes) == size;
 }
 
@@ -235,7 +232,7 @@ uint32_t RecordsCrc(trq::Bytes file) {
 
 }  // namespace
 
-std::string trq::core::StlStamp(int number, std::uint32_t facet_count) {
+std::string trq::core::StlStamp(int number, uint32_t facet_count) {
   std::string stamp = StlStampText(number);
   unsigned char count[4], sum[4];
   StoreLittle32(count, facet_count);
@@ -256,10 +253,10 @@ void trq::core::StampStl(Span<unsigned char> file) {
 bool trq::core::StlStampHolds(Bytes file) {
   const std::string text = HeaderText(file);
   uint32_t stamped = 0;
-  std::size_t at = text.find("CRC");
+  size_t at = text.find("CRC");
   if (at != std::string::npos) at = text.find(' ', at);
   // Leading blanks and a sign, then digits, as scanf("%u") has it.
-  if (at != std::string::npos) stamped = static_cast<uint32_t>(std::strtoul(&text[at], nullptr, 10));
+  if (at != std::string::npos) stamped = uint32_t(std::strtoul(&text[at], nullptr, 10));
   return stamped == RecordsCrc(file);
 }
 
@@ -273,8 +270,7 @@ trq::core::Result<void> trq::core::WriteStl(const MeshView& mesh, const StlWriti
   return detail::Written(sink);
 }
 
-trq::core::Result<void> trq::core::WriteStlHead(std::uint32_t facet_count, const StlWriting& how,
-                                                ByteSink& sink) {
+trq::core::Result<void> trq::core::WriteStlHead(uint32_t facet_count, const StlWriting& how, ByteSink& sink) {
   FacetWriter(sink, 0).WriteHead(how.header.data(), how.header.size(), facet_count);
   return detail::Written(sink);
 }
@@ -291,7 +287,7 @@ trq::core::Result<void> trq::core::WriteStlFacets(const MeshView& mesh, const St
 int CTL::SaveSTLHeader(FILE* f, int count) {
   if (!f) return 1;
   FileSink sink(f);
-  static_cast<void>(trq::core::WriteStlHead(static_cast<uint32_t>(count), {}, sink));
+  static_cast<void>(trq::core::WriteStlHead(uint32_t(count), {}, sink));
   return 1;
 }
 
@@ -310,10 +306,9 @@ int CTL::SaveModifiedCTLDataAsSTL(FILE* f, int mm_to_inch, float matrix[4][4]) {
 int CTL::SaveCTLasBinarySTL(CString path, float matrix[4][4], int mm_to_inch, int stamp_number) {
   // Kept: any one character of "_s.stl" anywhere in the path asks for the checksum, and nearly every path has
   // one.
-  const std::string stamp =
-      std::strpbrk(path, "_s.stl") != nullptr
-          ? trq::core::StlStamp(stamp_number, static_cast<uint32_t>(view().triangles.size()))
-          : StlStampText(stamp_number);
+  const std::string stamp = std::strpbrk(path, "_s.stl") != nullptr
+                                ? trq::core::StlStamp(stamp_number, uint32_t(view().triangles.size()))
+                                : StlStampText(stamp_number);
   StlWriting how;
   how.matrix = matrix;
   how.mm_to_inch = mm_to_inch;

@@ -33,9 +33,9 @@ using trq::core::Mesh;
 using trq::core::StlReport;
 using trq::core::StlSolid;
 
-constexpr std::size_t kFirstCorner = 12;  // behind the normal
-constexpr std::size_t kAttribute = 48;
-constexpr std::size_t kRecordsAtOnce = 1310;  // 64 KB
+constexpr size_t kFirstCorner = 12;  // behind the normal
+constexpr size_t kAttribute = 48;
+constexpr size_t kRecordsAtOnce = 1310;  // 64 KB
 
 // The bag that an import fills. Where the facets go into the mesh without one, its size still is the limit.
 constexpr int kBagBlocks = 4000;
@@ -56,18 +56,18 @@ struct Facets {
 /// Builds vertices and triangles out of facets that come in order.
 class MeshBuilder {
  public:
-  MeshBuilder(std::size_t facet_count, float tolerance)
-      : vertices_(std::max<std::size_t>(3 * facet_count, 1)),
+  MeshBuilder(size_t facet_count, float tolerance)
+      : vertices_(std::max<size_t>(3 * facet_count, 1)),
         triangles_(RoomToFill<R_INT4>(facet_count)),
-        merger_(tolerance, static_cast<int32_t>(facet_count), vertices_.get()) {
+        merger_(tolerance, int32_t(facet_count), vertices_.get()) {
     trq::host::ExpectFilling(vertices_.get(), vertices_.size() * sizeof(PbVec3f));
   }
 
-  void Add(const Facets& facets, std::size_t count) {
+  void Add(const Facets& facets, size_t count) {
     merger_.Add(facets.corners, 3 * count, answers_);
     R_INT4* triangle = triangles_.get() + facets_added_;
-    for (std::size_t i = 0; i < count; ++i, ++triangle) {
-      for (int k = 0; k < 3; ++k) (*triangle)[k] = answers_[3 * i + static_cast<std::size_t>(k)];
+    for (size_t i = 0; i < count; ++i, ++triangle) {
+      for (int k = 0; k < 3; ++k) (*triangle)[k] = answers_[3 * i + size_t(k)];
       (*triangle)[3] = facets.attributes[i];
     }
     facets_added_ += count;
@@ -75,16 +75,16 @@ class MeshBuilder {
 
   /// Moves the result into the mesh. False, and the mesh as it was, when no two corners merged.
   bool MoveInto(Mesh& mesh) {
-    const std::size_t count = triangles_.size();
+    const size_t count = triangles_.size();
     // Kept: a mesh in which no two corners coincide is refused, a single facet for instance.
-    if (count > 0 && static_cast<std::size_t>(merger_.vertex_count()) == 3 * count) return false;
+    if (count > 0 && size_t(merger_.vertex_count()) == 3 * count) return false;
     merger_.Finish();
     if (merger_.has_late_answers()) {
-      for (std::size_t i = 0; i < count; ++i) {
+      for (size_t i = 0; i < count; ++i) {
         for (int k = 0; k < 3; ++k) triangles_[i][k] = merger_.VertexOf(triangles_[i][k]);
       }
     }
-    mesh.header.num_triangles = static_cast<int32_t>(count);
+    mesh.header.num_triangles = int32_t(count);
     mesh.header.num_vertices = merger_.vertex_count();
     mesh.vertices = std::move(vertices_);
     mesh.triangles = std::move(triangles_);
@@ -95,26 +95,25 @@ class MeshBuilder {
   trq::MeshArray<PbVec3f> vertices_;
   trq::MeshArray<R_INT4> triangles_;
   VertexMerger merger_;
-  std::size_t facets_added_ = 0;
+  size_t facets_added_ = 0;
   int32_t answers_[3 * kRecordsAtOnce];
 };
 
 /// The records of one binary solid, read in blocks.
 class RecordReader {
  public:
-  RecordReader(ByteSource& source, std::size_t count)
+  RecordReader(ByteSource& source, size_t count)
       : source_(source), left_(count), bytes_(std::min(count, kRecordsAtOnce) * kStlFacetSize) {}
 
   /// Reads the next facets and returns how many; fewer than asked for only when the source ends.
-  std::size_t Next(Facets& facets) {
-    const std::size_t wanted = std::min(left_, kRecordsAtOnce);
-    const std::size_t count = source_.Read(bytes_.data(), wanted * kStlFacetSize) / kStlFacetSize;
+  size_t Next(Facets& facets) {
+    const size_t wanted = std::min(left_, kRecordsAtOnce);
+    const size_t count = source_.Read(bytes_.data(), wanted * kStlFacetSize) / kStlFacetSize;
     const unsigned char* record = bytes_.data();
-    for (std::size_t i = 0; i < count; ++i, record += kStlFacetSize) {
-      for (std::size_t k = 0; k < 9; ++k)
-        facets.corners[3 * i + k / 3][static_cast<int>(k % 3)] =
-            LoadLittleFloat(record + kFirstCorner + 4 * k);
-      facets.attributes[i] = static_cast<int16_t>(LoadLittle16(record + kAttribute));
+    for (size_t i = 0; i < count; ++i, record += kStlFacetSize) {
+      for (size_t k = 0; k < 9; ++k)
+        facets.corners[3 * i + k / 3][int(k % 3)] = LoadLittleFloat(record + kFirstCorner + 4 * k);
+      facets.attributes[i] = int16_t(LoadLittle16(record + kAttribute));
     }
     left_ = count < wanted ? 0 : left_ - count;
     return count;
@@ -122,26 +121,26 @@ class RecordReader {
 
  private:
   ByteSource& source_;
-  std::size_t left_;
+  size_t left_;
   std::vector<unsigned char> bytes_;
 };
 
-void TakeBagRecord(const R_TRIANGLE& record, Facets& facets, std::size_t i) {
-  for (std::size_t k = 0; k < 3; ++k)
+void TakeBagRecord(const R_TRIANGLE& record, Facets& facets, size_t i) {
+  for (size_t k = 0; k < 3; ++k)
     std::memcpy(facets.corners[3 * i + k].data(), &record.corner[k], sizeof(PbVec3f));
-  facets.attributes[i] = static_cast<int16_t>(record.attribute);
+  facets.attributes[i] = int16_t(record.attribute);
 }
 
 /// False when no two corners merged.
 bool BuildFromBag(TriangleBAG& bag, float tolerance, Mesh& mesh) {
-  const std::size_t count = static_cast<std::size_t>(std::max(bag.num(), 0));
+  const size_t count = size_t(std::max(bag.num(), 0));
   const auto facets = std::unique_ptr<Facets>(new Facets);
   const auto builder = std::make_unique<MeshBuilder>(count, tolerance);
-  for (std::size_t done = 0; done < count;) {
+  for (size_t done = 0; done < count;) {
     int side_by_side = 0;
-    const R_TRIANGLE* const records = bag.run(static_cast<int>(done), side_by_side);
-    const std::size_t some = std::min(static_cast<std::size_t>(side_by_side), kRecordsAtOnce);
-    for (std::size_t i = 0; i < some; ++i) TakeBagRecord(records[i], *facets, i);
+    const R_TRIANGLE* const records = bag.run(int(done), side_by_side);
+    const size_t some = std::min(size_t(side_by_side), kRecordsAtOnce);
+    for (size_t i = 0; i < some; ++i) TakeBagRecord(records[i], *facets, i);
     builder->Add(*facets, some);
     done += some;
   }
@@ -149,13 +148,13 @@ bool BuildFromBag(TriangleBAG& bag, float tolerance, Mesh& mesh) {
 }
 
 /// A solid whose number of records is known beforehand: straight into the mesh.
-int ReadRecords(Mesh& mesh, ByteSource& source, std::size_t count, float tolerance) {
-  if (count > static_cast<std::size_t>(trq::core::kMostStlFacets)) return kTooManyFacets;
+int ReadRecords(Mesh& mesh, ByteSource& source, size_t count, float tolerance) {
+  if (count > size_t(trq::core::kMostStlFacets)) return kTooManyFacets;
   const auto facets = std::unique_ptr<Facets>(new Facets);
   const auto builder = std::make_unique<MeshBuilder>(count, tolerance);
   RecordReader reader(source, count);
-  for (std::size_t done = 0; done < count;) {
-    const std::size_t got = reader.Next(*facets);
+  for (size_t done = 0; done < count;) {
+    const size_t got = reader.Next(*facets);
     if (got == 0) return trq::stl_import::kFacetsMissing;  // the file has become shorter meanwhile
     builder->Add(*facets, got);
     done += got;
@@ -169,25 +168,23 @@ int ReadBinarySolid(ByteSource& source, bool accept_partial, float tolerance, Me
   if (source.Read(mesh.header.stl_header, kStlHeaderSize) < kStlHeaderSize) return trq::stl_import::kNoHeader;
   unsigned char count_bytes[4] = {};
   const bool counted = source.Read(count_bytes, sizeof count_bytes) == sizeof count_bytes;
-  const int32_t claimed = static_cast<int32_t>(LoadLittle32(count_bytes));
+  const int32_t claimed = int32_t(LoadLittle32(count_bytes));
   StlSolid& solid = report.solids.emplace_back();
   solid.announced = claimed;
   if (!counted || claimed <= 0) return trq::stl_import::kNoCount;
   if (const std::optional<uint64_t> remaining = source.Remaining()) {
-    const int64_t present =
-        static_cast<int64_t>(std::min<uint64_t>(static_cast<uint64_t>(claimed), *remaining / kStlFacetSize));
+    const int64_t present = int64_t(std::min<uint64_t>(uint64_t(claimed), *remaining / kStlFacetSize));
     solid.present = present;
     if (present < claimed && !accept_partial) return trq::stl_import::kFacetsMissing;
-    return ReadRecords(mesh, source, static_cast<std::size_t>(present), tolerance);
+    return ReadRecords(mesh, source, size_t(present), tolerance);
   }
 
   // Where the end of the source is not known, memory follows the bytes.
   std::vector<std::array<unsigned char, kStlFacetSize>> records;
   solid.present = claimed;  // until it is known how many there are
-  ReadItems(source, std::min<uint64_t>(static_cast<uint64_t>(claimed), trq::core::kMostStlFacets + 1),
-            records);
-  if (records.size() > static_cast<std::size_t>(trq::core::kMostStlFacets)) return kTooManyFacets;
-  solid.present = static_cast<int64_t>(records.size());
+  ReadItems(source, std::min<uint64_t>(uint64_t(claimed), trq::core::kMostStlFacets + 1), records);
+  if (records.size() > size_t(trq::core::kMostStlFacets)) return kTooManyFacets;
+  solid.present = int64_t(records.size());
   if (solid.present < claimed) {
     // A stream that failed is no shorter file.
     if (!accept_partial || source.failed()) return trq::stl_import::kFacetsMissing;
@@ -267,7 +264,7 @@ Result<Mesh> ReadStl(ByteSource& source, const StlReading& how, StlReport* told)
                               : stl_import::kNoHeader;
     for (int latest = code; latest == stl_import::kOk;) {
       const StlSolid& last = report.solids.back();
-      if (last.present == last.announced) report.end += BinaryStlSize(static_cast<uint64_t>(last.present));
+      if (last.present == last.announced) report.end += BinaryStlSize(uint64_t(last.present));
       Mesh solid;
       solid.header.units = how.units;
       latest = ReadBinarySolid(source, how.accept_partial, how.tolerance, solid, report);
@@ -357,22 +354,20 @@ int CTL::LoadSTLFile(FILE* f, int file_units, int* accept_partial, int, float, i
 
 int CTL::approximate(int target_triangles) {
   if (target_triangles >= header.num_triangles) return 0;
-  const float tolerance =
-      static_cast<float>(std::sqrt(static_cast<double>(area()) / static_cast<double>(target_triangles)));
-  const std::size_t old_count = UsedVertices(*this);
-  const std::size_t triangle_count = UsedTriangles(*this);
+  const float tolerance = float(std::sqrt(double(area()) / double(target_triangles)));
+  const size_t old_count = UsedVertices(*this);
+  const size_t triangle_count = UsedTriangles(*this);
   // Indices beyond the vertices name zeroed room, and still do afterwards.
-  const std::size_t index_end = IndexEnd(triangles_.get(), triangle_count);
+  const size_t index_end = IndexEnd(triangles_.get(), triangle_count);
   trq::MeshArray<PbVec3f> representatives(VertexRoom(old_count, index_end, vertices_.size()));
   std::vector<int32_t> answers(old_count);
-  VertexMerger merger(tolerance, static_cast<int32_t>(old_count), representatives.get());
+  VertexMerger merger(tolerance, int32_t(old_count), representatives.get());
   merger.Add(vertices_.get(), old_count, answers.data());
   merger.Finish();
-  for (std::size_t i = 0; i < triangle_count; ++i) {
+  for (size_t i = 0; i < triangle_count; ++i) {
     for (int k = 0; k < 3; ++k) {
       int& index = triangles_[i][k];
-      if (index >= 0 && static_cast<std::size_t>(index) < old_count)
-        index = merger.VertexOf(answers[static_cast<std::size_t>(index)]);
+      if (index >= 0 && size_t(index) < old_count) index = merger.VertexOf(answers[size_t(index)]);
     }
   }
   header.num_vertices = merger.vertex_count();

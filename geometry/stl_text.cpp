@@ -33,10 +33,10 @@ namespace {
 // ---------------------------------------------------------------------------------------------------------
 // Reading. One pass over the text in blocks; a line is what fgets with a buffer of 1024 bytes would deliver.
 
-constexpr std::size_t kLongestLine = 1023;
-constexpr std::size_t kBlock = std::size_t{1} << 18;
-constexpr std::size_t kWord = 8;    // characters lexed together
-constexpr std::size_t kSlack = 16;  // behind a text, as far as lexing looks beyond its end
+constexpr size_t kLongestLine = 1023;
+constexpr size_t kBlock = size_t{1} << 18;
+constexpr size_t kWord = 8;    // characters lexed together
+constexpr size_t kSlack = 16;  // behind a text, as far as lexing looks beyond its end
 
 uint64_t WordAt(const char* p) {
   uint64_t word;
@@ -65,13 +65,13 @@ class LineReader {
 
   /// Where the next line begins, however long it is; null at the end. Valid until the next call of Next.
   const char* Peek() {
-    std::size_t left = filled_ - next_;
+    size_t left = filled_ - next_;
     if (left < kLongestLine && !at_end_) left = Refill();
     return left == 0 ? nullptr : buffer_.data() + next_;
   }
   /// Takes the line that was peeked at if it ends with the '\n' at `end`.
   bool TakeIfItEndsAt(const char* end) {
-    const std::size_t length = static_cast<std::size_t>(end + 1 - buffer_.data()) - next_;
+    const size_t length = size_t(end + 1 - buffer_.data()) - next_;
     if (length > std::min(filled_ - next_, kLongestLine)) return false;
     next_ += length;
     ++lines_;
@@ -83,8 +83,8 @@ class LineReader {
     ++lines_;
     const char* const begin = Peek();
     if (!begin) return nullptr;
-    const std::size_t limit = std::min(filled_ - next_, kLongestLine);
-    const std::size_t length = static_cast<std::size_t>(FindLineEnd(begin, begin + limit) + 1 - begin);
+    const size_t limit = std::min(filled_ - next_, kLongestLine);
+    const size_t length = size_t(FindLineEnd(begin, begin + limit) + 1 - begin);
     if (length <= limit) {
       next_ += length;
       return begin;
@@ -99,8 +99,8 @@ class LineReader {
   uint64_t line_number() const { return lines_; }
 
  private:
-  std::size_t Refill() {
-    const std::size_t left = filled_ - next_;
+  size_t Refill() {
+    const size_t left = filled_ - next_;
     std::memmove(buffer_.data(), buffer_.data() + next_, left);
     next_ = 0;
     filled_ = left + source_.Read(buffer_.data() + left, kBlock - left);
@@ -111,8 +111,8 @@ class LineReader {
 
   core::ByteSource& source_;
   std::vector<char> buffer_;
-  std::size_t next_ = 0;
-  std::size_t filled_ = 0;
+  size_t next_ = 0;
+  size_t filled_ = 0;
   uint64_t lines_ = 0;
   bool at_end_ = false;
   char unended_[kLongestLine + kSlack] = {};
@@ -176,28 +176,28 @@ constexpr int kLargestPower = 22;  // the largest power of ten that is a double
 constexpr auto kPowersOfTen = [] {
   std::array<double, 2 * kLargestPower + 1> powers{};
   double power = 1;
-  for (std::size_t i = 0; i <= kLargestPower; ++i, power *= 10) {
+  for (size_t i = 0; i <= kLargestPower; ++i, power *= 10) {
     powers[kLargestPower + i] = power;
     powers[kLargestPower - i] = 1 / power;
   }
   return powers;
 }();
 static_assert(kPowersOfTen[0] == 1e-22 && kPowersOfTen[3] == 1e-19 && kPowersOfTen[44] == 1e22);
-double PowerOfTen(int exponent) { return kPowersOfTen[static_cast<std::size_t>(exponent + kLargestPower)]; }
+double PowerOfTen(int exponent) { return kPowersOfTen[size_t(exponent + kLargestPower)]; }
 
 /// The float next to digits * 10^exponent by one product in double; false when that cannot be sure.
 bool ConvertSurely(uint64_t digits, int exponent, float& value) {
   if (digits > uint64_t{1} << 53 || exponent < -kLargestPower || exponent > kLargestPower) return false;
   // The digits are exact, the power and the product rounded: the double is off by two units in its last place
   // at most.
-  const double v = static_cast<double>(digits) * PowerOfTen(exponent);
+  const double v = double(digits) * PowerOfTen(exponent);
   // Rounding it again goes astray only when it lies that near to half-way between two floats.
   uint64_t bits;
   std::memcpy(&bits, &v, sizeof bits);
   constexpr uint64_t kHalfWay = 0x10000000;
   constexpr uint64_t kMargin = 4;
   if ((bits & 0x1FFFFFFF) - (kHalfWay - kMargin) <= 2 * kMargin) return false;
-  value = static_cast<float>(v);
+  value = float(v);
   return true;
 }
 
@@ -221,7 +221,7 @@ bool TakePrinted(const char*& p, float& value) {
                        IsDigit(p[11]) && !IsDigit(p[12]);
   if (!printed) return false;
   const int written = 10 * (p[10] - '0') + (p[11] - '0');
-  const uint64_t digits = static_cast<uint64_t>(p[0] - '0') * 1000000 + DigitsOf(word << 16);
+  const uint64_t digits = uint64_t(p[0] - '0') * 1000000 + DigitsOf(word << 16);
   if (!ConvertSurely(digits, (p[9] == '-' ? -written : written) - 6, value)) return false;
   p += 12;
   return true;
@@ -241,17 +241,16 @@ bool ReadNumber(const char*& p, float& value) {
   if (*p == '0' && (p[1] == 'x' || p[1] == 'X')) return false;
 
   uint64_t digits = 0;  // wraps when there are more than 19; not used then
-  for (; IsDigit(*p); ++p) digits = digits * 10 + static_cast<uint64_t>(*p - '0');
+  for (; IsDigit(*p); ++p) digits = digits * 10 + uint64_t(*p - '0');
   std::ptrdiff_t digit_count = p - text;
   int exponent = 0;
   const char* const point = p;
   if (*p == '.') {
     ++p;
-    for (int taken = static_cast<int>(kWord); taken == static_cast<int>(kWord);)
-      p += taken = TakeDigits(p, digits);
+    for (int taken = int(kWord); taken == int(kWord);) p += taken = TakeDigits(p, digits);
     const std::ptrdiff_t decimals = p - point - 1;
     digit_count += decimals;
-    exponent = -static_cast<int>(decimals);
+    exponent = -int(decimals);
   }
   if (digit_count == 0) return false;
   int written_exponent = 0;
@@ -271,7 +270,7 @@ bool ReadNumber(const char*& p, float& value) {
     const char* first = text;
     while (*first == '0' || *first == '.') ++first;
     const std::ptrdiff_t power = first < point ? point - first - 1 : point - first;
-    value = ConvertAny(text, p, written_exponent + static_cast<int>(power));
+    value = ConvertAny(text, p, written_exponent + int(power));
   }
   if (negative) value = -value;
   return true;
@@ -306,7 +305,7 @@ bool ReadCorner(LineReader& lines, R_INT3& corner, std::optional<core::Error>& e
   error->place.line = lines.line_number();
   error->text = "the file ends";
   if (line) {
-    error->place.column = static_cast<uint64_t>(p - line) + 1;
+    error->place.column = uint64_t(p - line) + 1;
     const char* end = line;
     while (!AtTextEnd(end)) ++end;
     error->text.assign(line, end);
@@ -328,7 +327,7 @@ bool ReadAsciiFacets(core::ByteSource& source, TriangleBAG& bag, core::StlReport
     if (!FirstTokenIs(line, "outer")) continue;
     for (R_INT3& corner : facet.corner) {
       if (!ReadCorner(lines, corner, report.text_error)) {
-        report.text_error->place.item = static_cast<uint64_t>(bag.num());
+        report.text_error->place.item = uint64_t(bag.num());
         return false;
       }
     }
@@ -348,7 +347,7 @@ namespace {
 
 char* WriteByLibrary(char* out, float v) {
   if (std::isnan(v)) v = std::fabs(v);
-  return std::to_chars(out, out + 32, static_cast<double>(v), std::chars_format::scientific, 6).ptr;
+  return std::to_chars(out, out + 32, double(v), std::chars_format::scientific, 6).ptr;
 }
 
 }  // namespace
@@ -357,11 +356,11 @@ char* WriteScientific(char* out, float v) {
   uint32_t bits;
   std::memcpy(&bits, &v, sizeof bits);
   if (bits >> 31) *out++ = '-';
-  const int binary_exponent = static_cast<int>(bits >> 23 & 0xFF) - 127;
+  const int binary_exponent = int(bits >> 23 & 0xFF) - 127;
   uint32_t digits = 0;
   int exponent = 0;
   if (v != 0) {
-    const double magnitude = std::fabs(static_cast<double>(v));
+    const double magnitude = std::fabs(double(v));
     // floor(binary_exponent * log10(2)), which is the decimal exponent or one less.
     exponent = binary_exponent * 1233 >> 12;
     double scaled = 0;
@@ -375,7 +374,7 @@ char* WriteScientific(char* out, float v) {
       settled = scaled < 1e7;
       if (!settled) ++exponent;
     }
-    digits = static_cast<uint32_t>(scaled);
+    digits = uint32_t(scaled);
     const double rest = scaled - digits;
     // Too near to half-way to be sure: the exact value decides.
     if (std::fabs(rest - 0.5) <= 0x1p-28) return WriteByLibrary(bits >> 31 ? out - 1 : out, v);

@@ -46,13 +46,13 @@ void CTL::FindVDTriangles(float m[][4]) {
   if (!m) return;
 
   const trq::core::MeshView mesh = view();
-  for (std::size_t i = 0; i < mesh.triangles.size(); ++i) {
+  for (size_t i = 0; i < mesh.triangles.size(); ++i) {
     const Vec normal = Widen(mesh.Normal(i));
-    const double z = static_cast<float>(Dot(Widen(m[2]), normal));
+    const double z = float(Dot(Widen(m[2]), normal));
     const Vec turned = {Dot(Widen(m[0]), normal), Dot(Widen(m[1]), normal), z};
     // A normal of length zero gives NaN, which is in neither list.
     const double cosine = z / Length(turned);
-    const int32_t triangle = static_cast<int32_t>(i);
+    const int32_t triangle = int32_t(i);
     if (std::fabs(1.0 - cosine) < kCosineTolerance) {
       vents_and_drains.vent_triangles.push_back({triangle, 0});
     } else if (std::fabs(-1.0 - cosine) < kCosineTolerance) {

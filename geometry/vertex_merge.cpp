@@ -36,10 +36,10 @@ constexpr double kFarCell = 35184372088832.0;  // 2^45
 // the coordinates that designers like do not all lie on borders.
 constexpr double kWidestCell = 61.8;
 constexpr double kNarrowestCell = 2.6;
-constexpr std::size_t kCrowdedCell = 8;
-constexpr std::size_t kCrowdWindow = 4096;
+constexpr size_t kCrowdedCell = 8;
+constexpr size_t kCrowdWindow = 4096;
 
-constexpr std::size_t kBatch = 128;
+constexpr size_t kBatch = 128;
 
 // Below this a product with 1/t is less than 2^-23 away from the quotient by t.
 constexpr double kProductIsSafe = 536870912.0;  // 2^29
@@ -52,7 +52,7 @@ bool Finite(const PbVec3f& p) { return p[0] * 0 + p[1] * 0 + p[2] * 0 == 0; }
 
 bool Equal(const PbVec3f& a, const PbVec3f& b) { return a[0] == b[0] && a[1] == b[1] && a[2] == b[2]; }
 
-double Distance(float a, float b) { return std::fabs(static_cast<double>(a) - b); }
+double Distance(float a, float b) { return std::fabs(double(a) - b); }
 
 uint64_t MixCells(uint64_t x, uint64_t y, uint64_t z) {
   uint64_t h = x * 0x9E3779B97F4A7C15u + y * 0xC2B2AE3D27D4EB4Fu + z * 0x165667B19E3779F9u;
@@ -60,12 +60,12 @@ uint64_t MixCells(uint64_t x, uint64_t y, uint64_t z) {
   return h * 0xD6E8FEB86659FD93u;
 }
 
-uint32_t TagOf(uint64_t hash) { return static_cast<uint32_t>(hash); }
+uint32_t TagOf(uint64_t hash) { return uint32_t(hash); }
 
 uint64_t SlotValue(uint64_t hash, int32_t vertex) {
-  return uint64_t{TagOf(hash)} << 32 | static_cast<uint32_t>(vertex + 1);
+  return uint64_t{TagOf(hash)} << 32 | uint32_t(vertex + 1);
 }
-int32_t VertexIn(uint64_t slot) { return static_cast<int32_t>(slot & 0xFFFFFFFFu) - 1; }
+int32_t VertexIn(uint64_t slot) { return int32_t(slot & 0xFFFFFFFFu) - 1; }
 
 }  // namespace
 
@@ -85,36 +85,36 @@ bool SameVertex(const PbVec3f& a, const PbVec3f& b, float tolerance) {
 VertexMerger::VertexMerger(float tolerance, int32_t bucket_count, PbVec3f* vertices)
     : tolerance_(tolerance), bucket_count_(std::max(bucket_count, 1)), vertices_(vertices) {
   if (!(tolerance > 0)) return;  // nothing matches anything, and no table is needed
-  reach_ = std::min(static_cast<double>(tolerance), kUnboundedReach);
-  per_tolerance_ = 1 / static_cast<double>(tolerance);
+  reach_ = std::min(double(tolerance), kUnboundedReach);
+  per_tolerance_ = 1 / double(tolerance);
   SetCellWidth(kWidestCell);
   // A closed mesh has half as many vertices as facets.
-  RebuildTable(static_cast<std::size_t>(bucket_count_) + 64);
+  RebuildTable(size_t(bucket_count_) + 64);
 }
 
 // ---------------------------------------------------------------------------------------------------------
 // Points come in
 
-void VertexMerger::Add(const PbVec3f* points, std::size_t count, int32_t* answers) {
+void VertexMerger::Add(const PbVec3f* points, size_t count, int32_t* answers) {
   if (reach_ == 0) {
-    for (std::size_t i = 0; i < count; ++i) answers[i] = Append(points[i]);
+    for (size_t i = 0; i < count; ++i) answers[i] = Append(points[i]);
     return;
   }
-  for (std::size_t done = 0; done < count; done += kBatch) {
-    const std::size_t batch = std::min(count - done, kBatch);
+  for (size_t done = 0; done < count; done += kBatch) {
+    const size_t batch = std::min(count - done, kBatch);
     Adapt(batch);
     AddBatch(points + done, batch, answers + done);
   }
 }
 
-void VertexMerger::AddBatch(const PbVec3f* points, std::size_t count, int32_t* answers) {
+void VertexMerger::AddBatch(const PbVec3f* points, size_t count, int32_t* answers) {
   const uint64_t* const slots = slots_.get();
   uint64_t hashes[kBatch];
-  for (std::size_t i = 0; i < count; ++i) {
+  for (size_t i = 0; i < count; ++i) {
     hashes[i] = HashOf(points[i]);
     __builtin_prefetch(slots + SlotOf(hashes[i]));
   }
-  for (std::size_t i = 0; i < count; ++i) {
+  for (size_t i = 0; i < count; ++i) {
     const uint64_t hash = hashes[i];
     const uint64_t slot = slots[SlotOf(hash)];
     const int32_t vertex = VertexIn(slot);
@@ -126,7 +126,7 @@ void VertexMerger::AddBatch(const PbVec3f* points, std::size_t count, int32_t* a
 
 int32_t VertexMerger::AddOne(const PbVec3f& p, uint64_t hash) {
   if (!Finite(p)) return Append(p);
-  std::size_t slot = SlotOf(hash);
+  size_t slot = SlotOf(hash);
   for (; slots_[slot] != 0; slot = NextSlot(slot)) {
     if (slots_[slot] >> 32 != TagOf(hash)) continue;
     const int32_t vertex = VertexIn(slots_[slot]);
@@ -173,9 +173,7 @@ uint64_t VertexMerger::HashOf(const PbVec3f& p) const {
   return MixCells(CellOf(p[0]), CellOf(p[1]), CellOf(p[2]));
 }
 
-std::size_t VertexMerger::SlotOf(uint64_t hash) const {
-  return static_cast<std::size_t>(((hash >> 32) * slots_.size()) >> 32);
-}
+size_t VertexMerger::SlotOf(uint64_t hash) const { return size_t(((hash >> 32) * slots_.size()) >> 32); }
 
 bool VertexMerger::NearCellBorder(const PbVec3f& p) const {
   bool near = false;
@@ -200,8 +198,8 @@ bool VertexMerger::InSameHashCell(float a, float b) const {
   const double p = a * per_tolerance_;
   const double q = b * per_tolerance_;
   if (!(std::fabs(p) < kProductIsSafe && std::fabs(q) < kProductIsSafe)) return false;
-  const int32_t cell = static_cast<int32_t>(p);
-  if (static_cast<int32_t>(q) != cell) return false;
+  const int32_t cell = int32_t(p);
+  if (int32_t(q) != cell) return false;
   // The product is not the quotient, but differs from it by far less than this.
   const double in = std::fabs(p - cell);
   const double jn = std::fabs(q - cell);
@@ -229,7 +227,7 @@ void VertexMerger::ForEachNear(const PbVec3f& p, double reach, Visit visit) cons
     for (int y = 0; y < cell_count[1]; ++y) {
       for (int z = 0; z < cell_count[2]; ++z) {
         const uint64_t hash = MixCells(cells[0][x], cells[1][y], cells[2][z]);
-        for (std::size_t slot = SlotOf(hash); slots_[slot] != 0; slot = NextSlot(slot)) {
+        for (size_t slot = SlotOf(hash); slots_[slot] != 0; slot = NextSlot(slot)) {
           if (slots_[slot] >> 32 == TagOf(hash) && !visit(VertexIn(slots_[slot]))) return;
         }
       }
@@ -251,23 +249,23 @@ int32_t VertexMerger::FindMatch(const PbVec3f& p) const {
 
 void VertexMerger::Finish() {
   if (late_count_ == 0) return;
-  std::vector<char> alone(static_cast<std::size_t>(vertex_count_), 0);
-  for (int32_t i = 0; i < late_count_; ++i) alone[static_cast<std::size_t>(Late(i).vertex)] = 1;
+  std::vector<char> alone(size_t(vertex_count_), 0);
+  for (int32_t i = 0; i < late_count_; ++i) alone[size_t(Late(i).vertex)] = 1;
   // Only those that something merged into are of interest.
   std::vector<int32_t> asked;
   asked.reserve(kBatch);
   for (int32_t vertex = 0; vertex < vertex_count_; ++vertex) {
-    if (alone[static_cast<std::size_t>(vertex)] != 0) {
+    if (alone[size_t(vertex)] != 0) {
       asked.push_back(vertex);
       __builtin_prefetch(slots_.get() + SlotOf(HashOf(vertices_[vertex])));
     }
     if (asked.size() < kBatch && vertex + 1 < vertex_count_) continue;
-    for (const int32_t v : asked) alone[static_cast<std::size_t>(v)] = IsAlone(v);
+    for (const int32_t v : asked) alone[size_t(v)] = IsAlone(v);
     asked.clear();
   }
   for (int32_t i = 0; i < late_count_; ++i) {
     LatePoint& late = Late(i);
-    if (alone[static_cast<std::size_t>(late.vertex)] == 0) late.vertex = LookUp(late.point);
+    if (alone[size_t(late.vertex)] == 0) late.vertex = LookUp(late.point);
   }
 }
 
@@ -298,13 +296,13 @@ int32_t VertexMerger::LookUp(const PbVec3f& p) {
   if (lowest == highest) return highest;
   // A bucket's first vertex has the lowest number in it, so when it matches, it is the lowest match.
   if (bucket_starts_.empty()) FindBucketStarts();
-  return bucket_starts_[static_cast<std::size_t>(BucketOf(p))] == lowest ? lowest : highest;
+  return bucket_starts_[size_t(BucketOf(p))] == lowest ? lowest : highest;
 }
 
 void VertexMerger::FindBucketStarts() {
-  bucket_starts_.assign(static_cast<std::size_t>(bucket_count_), -1);
+  bucket_starts_.assign(size_t(bucket_count_), -1);
   for (int32_t vertex = vertex_count_; vertex-- > 0;)
-    bucket_starts_[static_cast<std::size_t>(BucketOf(vertices_[vertex]))] = vertex;
+    bucket_starts_[size_t(BucketOf(vertices_[vertex]))] = vertex;
 }
 
 // ---------------------------------------------------------------------------------------------------------
@@ -315,7 +313,7 @@ void VertexMerger::SetCellWidth(double in_tolerances) {
   cells_per_unit_ = 1 / (reach_ * in_tolerances);
 }
 
-void VertexMerger::Adapt(std::size_t points_to_come) {
+void VertexMerger::Adapt(size_t points_to_come) {
   recent_points_ += points_to_come;
   if (recent_points_ >= kCrowdWindow) {
     if (recent_strangers_ > kCrowdedCell * recent_points_ && width_ > kNarrowestCell) {
@@ -329,14 +327,14 @@ void VertexMerger::Adapt(std::size_t points_to_come) {
     RebuildTable(std::max(2 * slots_.size(), 2 * (slots_used_ + points_to_come)));
 }
 
-void VertexMerger::RebuildTable(std::size_t slot_count) {
+void VertexMerger::RebuildTable(size_t slot_count) {
   slots_.reset(slot_count);
   host::ExpectFilling(slots_.get(), slot_count * sizeof(uint64_t));
   slots_used_ = 0;
   for (int32_t vertex = 0; vertex < vertex_count_; ++vertex) {
     if (!Finite(vertices_[vertex])) continue;
     const uint64_t hash = HashOf(vertices_[vertex]);
-    std::size_t slot = SlotOf(hash);
+    size_t slot = SlotOf(hash);
     while (slots_[slot] != 0) slot = NextSlot(slot);
     slots_[slot] = SlotValue(hash, vertex);
     ++slots_used_;

@@ -32,7 +32,7 @@ class VertexMerger {
   VertexMerger(float tolerance, int32_t bucket_count, PbVec3f* vertices);
 
   /// Adds points. returns[i] is the number of the point's vertex, or negative when only Finish can tell.
-  void Add(const PbVec3f* points, std::size_t count, int32_t* answers);
+  void Add(const PbVec3f* points, size_t count, int32_t* answers);
   /// To be called after the last Add: settles the negative returns.
   void Finish();
   /// Whether negative returns were given at all.
@@ -49,21 +49,19 @@ class VertexMerger {
   };
   static constexpr int32_t kLateBlock = 4096;
 
-  void AddBatch(const PbVec3f* points, std::size_t count, int32_t* answers);
+  void AddBatch(const PbVec3f* points, size_t count, int32_t* answers);
   int32_t AddOne(const PbVec3f& p, uint64_t hash);
   int32_t Append(const PbVec3f& p);
   int32_t AppendLate(const PbVec3f& p, int32_t vertex);
-  LatePoint& Late(int32_t i) { return late_[static_cast<std::size_t>(i / kLateBlock)][i % kLateBlock]; }
-  const LatePoint& Late(int32_t i) const {
-    return late_[static_cast<std::size_t>(i / kLateBlock)][i % kLateBlock];
-  }
+  LatePoint& Late(int32_t i) { return late_[size_t(i / kLateBlock)][i % kLateBlock]; }
+  const LatePoint& Late(int32_t i) const { return late_[size_t(i / kLateBlock)][i % kLateBlock]; }
   int32_t LookUp(const PbVec3f& p);
   bool IsAlone(int32_t vertex) const;
 
   uint64_t CellOf(double coordinate) const;
   uint64_t HashOf(const PbVec3f& p) const;
-  std::size_t SlotOf(uint64_t hash) const;
-  std::size_t NextSlot(std::size_t slot) const { return slot + 1 == slots_.size() ? 0 : slot + 1; }
+  size_t SlotOf(uint64_t hash) const;
+  size_t NextSlot(size_t slot) const { return slot + 1 == slots_.size() ? 0 : slot + 1; }
   bool NearCellBorder(const PbVec3f& p) const;
   template <class Visit>
   void ForEachNear(const PbVec3f& p, double reach, Visit visit) const;
@@ -74,8 +72,8 @@ class VertexMerger {
   int32_t BucketOf(const PbVec3f& p) const { return VertexHash(p, tolerance_) % bucket_count_; }
   void FindBucketStarts();
   void SetCellWidth(double in_tolerances);
-  void Adapt(std::size_t points_to_come);
-  void RebuildTable(std::size_t slot_count);
+  void Adapt(size_t points_to_come);
+  void RebuildTable(size_t slot_count);
 
   const float tolerance_;
   const int32_t bucket_count_;
@@ -88,9 +86,9 @@ class VertexMerger {
   double cells_per_unit_ = 0;
   trq::MeshArray<uint64_t>
       slots_;  // 0: free; else the low half of a cell's hash, then a vertex number plus 1
-  std::size_t slots_used_ = 0;
-  std::size_t recent_points_ = 0;
-  std::size_t recent_strangers_ = 0;
+  size_t slots_used_ = 0;
+  size_t recent_points_ = 0;
+  size_t recent_strangers_ = 0;
 
   std::vector<std::unique_ptr<LatePoint[]>> late_;
   int32_t late_count_ = 0;

@@ -28,8 +28,8 @@ double SquaredDistance(const float a[3], const float b[3]) {
 }
 
 /// The record at a facet index; null when the index is outside the mesh.
-TheTriangle* RecordAt(TheTriangle* records, int32_t index, std::size_t count) {
-  return index >= 0 && static_cast<std::size_t>(index) < count ? records + index : nullptr;
+TheTriangle* RecordAt(TheTriangle* records, int32_t index, size_t count) {
+  return index >= 0 && size_t(index) < count ? records + index : nullptr;
 }
 
 }  // namespace
@@ -67,7 +67,7 @@ int TheSegment::match(const float a[3], const float b[3], float d) const {
 
 void trq::core::WriteCompensatedStl(const MeshView& mesh, float height, ByteSink& sink) {
   FacetWriter out(sink, mesh.triangles.size(), kStlText.data(), kStlText.size());
-  for (std::size_t i = 0; i < mesh.triangles.size(); ++i) {
+  for (size_t i = 0; i < mesh.triangles.size(); ++i) {
     float corners[3][3];
     for (int k = 0; k < 3; ++k) {
       CopyPoint(corners[k], mesh.Corner(mesh.triangles[i], k));
@@ -86,11 +86,11 @@ int CTL::ShiftTrianglesInZForZComp(float zcomp, int) {
 
 int CTL::DumpZCompedSTL(TheTriangle* facets, int) {
   const trq::core::MeshView mesh = view();
-  const std::size_t count = mesh.triangles.size();
+  const size_t count = mesh.triangles.size();
   if (!facets && count > 0) return trq::mesh_io::kFailed;
   const auto write = [&](ByteSink& sink) {
     FacetWriter out(sink, count, kStlText.data(), kStlText.size());
-    for (std::size_t i = 0; i < count; ++i)
+    for (size_t i = 0; i < count; ++i)
       out.Add(mesh.Normal(i), facets[i].corners[0], facets[i].corners[1], facets[i].corners[2]);
   };
   return WriteOnRecord(*this, kFileName, kWriting, write) ? trq::mesh_io::kDone : trq::mesh_io::kFailed;
@@ -98,7 +98,7 @@ int CTL::DumpZCompedSTL(TheTriangle* facets, int) {
 
 int CTL::DumpTheUpBucketIntoMainBucket(int n, TheTriangle* up, TheTriangle* main) {
   if (!up || !main) return 0;
-  const std::size_t count = UsedTriangles(*this);
+  const size_t count = UsedTriangles(*this);
   for (int i = 0; i < n; ++i) {
     TheTriangle* const record = RecordAt(main, up[i].facet_index, count);
     if (!record) continue;
@@ -109,7 +109,7 @@ int CTL::DumpTheUpBucketIntoMainBucket(int n, TheTriangle* up, TheTriangle* main
 
 int CTL::TrimDownfacingTriangles(int nsegments, TheTriangle* main, TheSegment* segments, float) {
   if (!main || !segments) return 0;
-  const std::size_t count = UsedTriangles(*this);
+  const size_t count = UsedTriangles(*this);
   // A group needs its second edge: a last group of a single edge is not there.
   for (int i = 0; i < nsegments - 1; i += 3) {
     const TheSegment& first = segments[i];

@@ -70,7 +70,7 @@ int64_t FreeBytes(const SystemPath& directory) {
   const uint64_t block = information.f_frsize ? information.f_frsize : information.f_bsize;
   constexpr int64_t kMost = std::numeric_limits<int64_t>::max();
   if (block != 0 && information.f_bavail > kMost / block) return kMost;
-  return static_cast<int64_t>(block * information.f_bavail);
+  return int64_t(block * information.f_bavail);
 }
 
 int DriveKind(const SystemPath& path) {
@@ -82,7 +82,7 @@ int DriveKind(const SystemPath& path) {
     existing = parent;
   }
   // File-system magic numbers as statfs(2) lists them.
-  switch (static_cast<uint32_t>(information.f_type)) {
+  switch (uint32_t(information.f_type)) {
     case 0x4d44:      // msdos, vfat
     case 0x2011bab0:  // exfat
       return trq::drive::kRemovable;

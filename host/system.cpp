@@ -81,19 +81,18 @@ std::optional<uint64_t> RemainingBytes(std::FILE* f) {
   // A size of 0 says nothing: the kernel's own files report it and still have content.
   if (descriptor >= 0 && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0) {
     const off_t position = ftello(f);
-    if (position >= 0)
-      remaining = position < status.st_size ? static_cast<uint64_t>(status.st_size - position) : 0;
+    if (position >= 0) remaining = position < status.st_size ? uint64_t(status.st_size - position) : 0;
   }
   errno = saved_errno;
   return remaining;
 }
 
-void ExpectFilling(void* array, std::size_t bytes) {
+void ExpectFilling(void* array, size_t bytes) {
 #ifdef MADV_HUGEPAGE
-  constexpr std::size_t kWorthACall = std::size_t{4} << 20;
+  constexpr size_t kWorthACall = size_t{4} << 20;
   if (!array || bytes < kWorthACall) return;
-  const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-  const std::size_t skipped = (page - reinterpret_cast<uintptr_t>(array) % page) % page;
+  const size_t page = size_t(sysconf(_SC_PAGESIZE));
+  const size_t skipped = (page - reinterpret_cast<uintptr_t>(array) % page) % page;
   const int error = errno;
   madvise(static_cast<char*>(array) + skipped, (bytes - skipped) / page * page, MADV_HUGEPAGE);
   errno = error;

@@ -38,6 +38,6 @@ std::optional<uint64_t> RemainingBytes(std::FILE* f);
 
 /// A hint: the array is about to be filled from its beginning, so memory may come in large pages. Where the
 /// system has no such thing, and for arrays below a few megabytes, nothing happens.
-void ExpectFilling(void* array, std::size_t bytes);
+void ExpectFilling(void* array, size_t bytes);
 
 }  // namespace trq::host

@@ -6,13 +6,11 @@
 #include "trq/host.h"
 
 char CString::GetAt(int index) const {
-  return index >= 0 && index < GetLength() ? text_[static_cast<std::size_t>(index)] : '\0';
+  return index >= 0 && index < GetLength() ? text_[size_t(index)] : '\0';
 }
 
 namespace {
-int Position(std::string::size_type found) {
-  return found == std::string::npos ? -1 : static_cast<int>(found);
-}
+int Position(std::string::size_type found) { return found == std::string::npos ? -1 : int(found); }
 }  // namespace
 
 int CString::Find(char c) const { return Position(text_.find(c)); }
@@ -26,7 +24,7 @@ CString CString::Mid(int first) const { return Mid(first, GetLength()); }
 CString CString::Mid(int first, int count) const {
   first = std::max(first, 0);
   if (first >= GetLength() || count <= 0) return CString();
-  return CString(text_.substr(static_cast<std::size_t>(first), static_cast<std::size_t>(count)));
+  return CString(text_.substr(size_t(first), size_t(count)));
 }
 
 int CString::Compare(const char* other) const { return std::strcmp(text_.c_str(), other ? other : ""); }
@@ -42,7 +40,7 @@ std::string trq::host::Formatted(const char* format, va_list arguments) {
   va_list again;
   va_copy(again, arguments);
   const int length = std::vsnprintf(nullptr, 0, format, arguments);
-  std::string text(static_cast<std::size_t>(std::max(length, 0)), '\0');
+  std::string text(size_t(std::max(length, 0)), '\0');
   if (length > 0) std::vsnprintf(text.data(), text.size() + 1, format, again);
   va_end(again);
   return text;

@@ -8,7 +8,7 @@ namespace {
 int WordOf(int x, int y) {
   if (y < 0) return -1;
   const int64_t word = int64_t{x} + y / 32;
-  return word >= 0 && word <= 31 ? static_cast<int>(word) : -1;
+  return word >= 0 && word <= 31 ? int(word) : -1;
 }
 
 }  // namespace

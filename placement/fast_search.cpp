@@ -39,14 +39,14 @@ void LinesOf(const BitGrid& grid, bool exchanged, uint32_t lines[32]) {
 
 PlacementSearch::PlacementSearch(const std::vector<BitGrid>& footprints, const std::vector<int32_t>& valid,
                                  int components, int rotations)
-    : footprints_(static_cast<std::size_t>(components) * kSlots) {
+    : footprints_(size_t(components) * kSlots) {
   Keys none;
   none.fill(kNever);
-  for (int axis : {kAlongX, kAlongY}) first_keys_[axis].assign(static_cast<std::size_t>(components), none);
-  for (std::size_t c = 0; c < static_cast<std::size_t>(components); ++c) {
+  for (int axis : {kAlongX, kAlongY}) first_keys_[axis].assign(size_t(components), none);
+  for (size_t c = 0; c < size_t(components); ++c) {
     Footprint* const of_component = footprints_.data() + c * kSlots;
     for (int r = 0; r < rotations; ++r) {
-      const std::size_t slot = c * kSlots + static_cast<std::size_t>(r);
+      const size_t slot = c * kSlots + size_t(r);
       if (!valid[slot]) continue;
       Footprint& footprint = of_component[r];
       footprint.grid = &footprints[slot];
@@ -60,8 +60,7 @@ PlacementSearch::PlacementSearch(const std::vector<BitGrid>& footprints, const s
       });
       if (repeats) continue;
       for (int axis : {kAlongX, kAlongY}) {
-        first_keys_[axis][c][static_cast<std::size_t>(r)] =
-            static_cast<int16_t>((footprint.extent[axis] + 1) * kKeyStep + r);
+        first_keys_[axis][c][size_t(r)] = int16_t((footprint.extent[axis] + 1) * kKeyStep + r);
         int& longest_run = lines_[axis].longest_run;
         longest_run = std::max(longest_run, footprint.extent[1 - axis] + 1);
       }
@@ -84,8 +83,8 @@ void PlacementSearch::BeginPass() {
 
 bool PlacementSearch::AddPiece(int component, int mode, Place& place) {
   const int axis = mode == 0 ? kAlongX : kAlongY;
-  Keys& keys = keys_[axis][static_cast<std::size_t>(component)];
-  Footprint* const of_component = footprints_.data() + static_cast<std::size_t>(component) * kSlots;
+  Keys& keys = keys_[axis][size_t(component)];
+  Footprint* const of_component = footprints_.data() + size_t(component) * kSlots;
   int16_t best = kNever;
   int outer = 0, inner = 0;
   for (;;) {
@@ -95,9 +94,9 @@ bool PlacementSearch::AddPiece(int component, int mode, Place& place) {
     Footprint& footprint = of_component[rotation];
     const int lowest_shift = least / kKeyStep - (footprint.extent[axis] + 1);
     int found_outer, found_inner;
-    int16_t& key = keys[static_cast<std::size_t>(rotation)];
+    int16_t& key = keys[size_t(rotation)];
     if (FirstPlace(footprint, axis, lowest_shift, found_outer, found_inner)) {
-      key = static_cast<int16_t>(key + (found_outer - lowest_shift) * kKeyStep);
+      key = int16_t(key + (found_outer - lowest_shift) * kKeyStep);
       if (key < best) {
         best = key;
         outer = found_outer;
@@ -106,7 +105,7 @@ bool PlacementSearch::AddPiece(int component, int mode, Place& place) {
     } else if (lowest_shift + kLanes >= 31 - footprint.extent[axis]) {
       key = kNever;
     } else {
-      key = static_cast<int16_t>(key + kLanes * kKeyStep);
+      key = int16_t(key + kLanes * kKeyStep);
     }
   }
   if (best == kNever) return false;
@@ -126,7 +125,7 @@ bool PlacementSearch::FirstPlace(Footprint& footprint, int axis, int first_shift
   Refresh(lines_[axis]);
   const Outline runs = OutlineOf(footprint, axis);
   uint32_t collides[kLanes] = {};
-  for (std::size_t i = runs.first; i < runs.first + runs.count; ++i) {
+  for (size_t i = runs.first; i < runs.first + runs.count; ++i) {
     const uint32_t* const smeared = lines_[axis].smeared[runs_[i].length] + runs_[i].line + first_shift;
     for (int lane = 0; lane < kLanes; ++lane) collides[lane] |= smeared[lane] >> runs_[i].first;
   }
@@ -156,8 +155,7 @@ PlacementSearch::Outline PlacementSearch::OutlineOf(Footprint& footprint, int ax
       const int first = LowestBit(rest);
       const uint32_t beyond = rest + (1U << first);
       const int end = beyond ? LowestBit(beyond) : 32;
-      runs_.push_back(
-          {static_cast<uint8_t>(line), static_cast<uint8_t>(first), static_cast<uint8_t>(end - first)});
+      runs_.push_back({uint8_t(line), uint8_t(first), uint8_t(end - first)});
       rest &= ~LowBits(end);
     }
   }
@@ -174,7 +172,7 @@ void PlacementSearch::Occupy(Footprint& footprint, int dx, int dy) {
     const int inner = axis == kAlongX ? dy : dx;
     const Outline runs = OutlineOf(footprint, axis);
     Lines& lines = lines_[axis];
-    for (std::size_t i = runs.first; i < runs.first + runs.count; ++i)
+    for (size_t i = runs.first; i < runs.first + runs.count; ++i)
       lines.taken[runs_[i].line + outer] |= LowBits(runs_[i].length) << (runs_[i].first + inner);
     lines.stale_first = std::min(lines.stale_first, outer);
     lines.stale_last = std::max(lines.stale_last, outer + footprint.extent[axis]);

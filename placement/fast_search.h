@@ -59,8 +59,8 @@ class PlacementSearch {
   // The runs of a footprint across an axis; made when first asked for.
   struct Outline {
     bool made = false;
-    std::size_t first = 0;
-    std::size_t count = 0;
+    size_t first = 0;
+    size_t count = 0;
   };
   struct Footprint {
     const BitGrid* grid = nullptr;

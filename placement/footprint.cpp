@@ -21,27 +21,27 @@ constexpr uint16_t kOffGrid = 0x8000;  // among cells kept as x * 256 + y, x and
 }  // namespace
 
 BitGrid GridEval::footprint(const CTL& part, std::vector<uint16_t>& cells) const {
-  const std::size_t vertex_count = UsedVertices(part);
+  const size_t vertex_count = UsedVertices(part);
   const PbVec3f* const vertices = part.vertices();
-  const float columns = static_cast<float>(std::min(x_num, 32));
-  const float rows = static_cast<float>(std::min(y_num, 32));
+  const float columns = float(std::min(x_num, 32));
+  const float rows = float(std::min(y_num, 32));
   cells.resize(vertex_count + 1);
   cells[vertex_count] = kOffGrid;  // stands for every index that names no vertex in use
-  for (std::size_t i = 0; i < vertex_count; ++i) {
+  for (size_t i = 0; i < vertex_count; ++i) {
     const float x = CellQuotient(vertices[i][0], x_offset, x_size);
     const float y = CellQuotient(vertices[i][1], y_offset, y_size);
     // Above -1 truncates to 0; NaN fails the tests.
     const bool inside = x > -1 && x < columns && y > -1 && y < rows;
-    cells[i] = inside ? static_cast<uint16_t>(static_cast<int>(x) * 256 + static_cast<int>(y)) : kOffGrid;
+    cells[i] = inside ? uint16_t(int(x) * 256 + int(y)) : kOffGrid;
   }
 
   BitGrid grid;
   const R_INT4* const triangles = part.triangles();
-  const std::size_t triangle_count = UsedTriangles(part);
+  const size_t triangle_count = UsedTriangles(part);
   const auto cell_of = [of_vertex = cells.data(), vertex_count](int vertex) -> unsigned {
-    return of_vertex[std::min(static_cast<std::size_t>(static_cast<uint32_t>(vertex)), vertex_count)];
+    return of_vertex[std::min(size_t(uint32_t(vertex)), vertex_count)];
   };
-  for (std::size_t t = 0; t < triangle_count; ++t) {
+  for (size_t t = 0; t < triangle_count; ++t) {
     const R_INT4& triangle = triangles[t];
     const unsigned a = cell_of(triangle[0]), b = cell_of(triangle[1]), c = cell_of(triangle[2]);
     if ((a | b | c) & kOffGrid) {
@@ -66,20 +66,20 @@ void GridEval::mark_triangle(const PbVec3f& a, const PbVec3f& b, const PbVec3f& 
   const int64_t inner_x0 = std::max(x0, 0), inner_x1 = std::min<int64_t>(x1, int64_t{x_num} - 1);
   const int64_t inner_y0 = std::max(y0, 0), inner_y1 = std::min<int64_t>(y1, int64_t{y_num} - 1);
   const auto extent = [](int64_t first, int64_t last) {
-    return last < first ? 0 : static_cast<uint64_t>(last - first + 1);
+    return last < first ? 0 : uint64_t(last - first + 1);
   };
   const bool lost = x0 == INT_MIN || y0 == INT_MIN;
   const uint64_t inside = extent(inner_x0, inner_x1) * extent(inner_y0, inner_y1);
   if (lost || extent(x0, x1) * extent(y0, y1) - inside > kMostReportedCells) {
     std::printf("whoops, mistake in part placement\n");
     for (int64_t x = inner_x0; x <= inner_x1; ++x)
-      for (int64_t y = inner_y0; y <= inner_y1; ++y) grid.set(static_cast<int>(x), static_cast<int>(y));
+      for (int64_t y = inner_y0; y <= inner_y1; ++y) grid.set(int(x), int(y));
     return;
   }
   for (int64_t x = x0; x <= x1; ++x)
     for (int64_t y = y0; y <= y1; ++y) {
-      if (ok(static_cast<int>(x), static_cast<int>(y)))
-        grid.set(static_cast<int>(x), static_cast<int>(y));
+      if (ok(int(x), int(y)))
+        grid.set(int(x), int(y));
       else
         std::printf("whoops, mistake in part placement\n");
     }

@@ -22,7 +22,7 @@ GridEval::GridEval(float vat_x, float vat_y, float vat_z, int rotations)
       vat_y_(vat_y + kVatMargin),
       vat_z_(vat_z + kVatMargin),
       rotations_(std::clamp<int>(rotations, 0, kRotationSlots)),
-      footprints_(std::size_t{kComponentSlots} * kRotationSlots),
+      footprints_(size_t{kComponentSlots} * kRotationSlots),
       footprint_valid_(footprints_.size()),
       copies_(kComponentSlots) {}
 
@@ -33,8 +33,8 @@ void GridEval::clear() {
   too_big_ = 0;
 }
 
-std::size_t GridEval::Slot(int component, int rotation) const {
-  return static_cast<std::size_t>(component) * kRotationSlots + static_cast<std::size_t>(rotation);
+size_t GridEval::Slot(int component, int rotation) const {
+  return size_t(component) * kRotationSlots + size_t(rotation);
 }
 
 void GridEval::add(CTL& part, int copies) {
@@ -52,8 +52,7 @@ void GridEval::add(CTL& part, int copies) {
   float max_x, max_y, max_z;
   part.get_max(&max_x, &max_y, &max_z);
   // Kept: the diagonal is the bound, a part longer than a side may still fit when turned.
-  const double diagonal =
-      std::sqrt(static_cast<double>(vat_x_) * vat_x_ + static_cast<double>(vat_y_) * vat_y_);
+  const double diagonal = std::sqrt(double(vat_x_) * vat_x_ + double(vat_y_) * vat_y_);
   if (max_x > diagonal || max_y > diagonal || max_z > vat_z_) {
     too_big_ = 1;
     return;
@@ -65,27 +64,27 @@ void GridEval::add(CTL& part, int copies) {
     const bool fits = !(max_x > vat_x_ || max_y > vat_y_);
     footprint_valid_[Slot(num_components_, r)] = fits;
     if (fits) footprints_[Slot(num_components_, r)] = footprint(part, cells);
-    part.rotateZ(static_cast<float>(360.0 / rotations_));
+    part.rotateZ(float(360.0 / rotations_));
     float min_x, min_y, min_z;
     part.get_min(&min_x, &min_y, &min_z);
     part.translate(-min_x, -min_y, 0);
   }
-  copies_[static_cast<std::size_t>(num_components_)] = std::max(copies, 0);
+  copies_[size_t(num_components_)] = std::max(copies, 0);
   ++num_components_;
 }
 
 void GridEval::initialize_order(std::vector<CopyComp>& order) const {
   order.clear();
   for (int c = 0; c < num_components_; ++c)
-    for (int k = 0; k < copies_[static_cast<std::size_t>(c)]; ++k) order.push_back({c, k});
+    for (int k = 0; k < copies_[size_t(c)]; ++k) order.push_back({c, k});
 }
 
 // Draws without replacement; one rand() a piece.
 void GridEval::random_shuffle(std::vector<CopyComp>& order) {
   std::vector<CopyComp> shuffled;
   shuffled.reserve(order.size());
-  for (std::size_t m = order.size(); m > 0; --m) {
-    const std::size_t r = static_cast<std::size_t>(std::rand()) % m;
+  for (size_t m = order.size(); m > 0; --m) {
+    const size_t r = size_t(std::rand()) % m;
     shuffled.push_back(order[r]);
     order[r] = order[m - 1];
   }
@@ -96,7 +95,7 @@ int GridEval::find_a_placement(PlacementSearch& search, const std::vector<CopyCo
                                std::vector<Answer::Place>& places, int mode, int& height) {
   search.BeginPass();
   places.resize(order.size());
-  for (std::size_t i = 0; i < order.size(); ++i) {
+  for (size_t i = 0; i < order.size(); ++i) {
     if (!search.AddPiece(order[i].component, mode == kDrawn ? std::rand() % 2 : mode, places[i])) return 0;
   }
   height = search.max_y();
@@ -130,7 +129,7 @@ int GridEval::RunPasses() {
     if (find_random_placement(search, order, places, height) && height < best) keep();
   if (best == kNoHeight) return 0;
   answer_.clear();
-  for (std::size_t i = 0; i < best_order.size(); ++i)
+  for (size_t i = 0; i < best_order.size(); ++i)
     answer_.at(best_order[i].component, best_order[i].copy) = best_places[i];
   return 1;
 }
@@ -145,7 +144,7 @@ int GridEval::find_placement() {
 }
 
 void GridEval::enlarge_components() {
-  for (std::size_t slot = 0; slot < Slot(num_components_, 0); ++slot) {
+  for (size_t slot = 0; slot < Slot(num_components_, 0); ++slot) {
     if (!footprint_valid_[slot]) continue;
     BitGrid moved;
     footprints_[slot].shift(moved, 1, 1);
@@ -172,5 +171,5 @@ float GridEval::y_shift(int component, int copy) const {
 
 float GridEval::z_rot(int component, int copy) const {
   const Answer::Place* p = PlaceOf(component, copy);
-  return p && rotations_ > 0 ? static_cast<float>(p->rotation * 360.0 / rotations_) : 0;
+  return p && rotations_ > 0 ? float(p->rotation * 360.0 / rotations_) : 0;
 }

@@ -11,11 +11,9 @@ namespace {
 constexpr int64_t kLongestPath = int64_t{1} << 24;
 
 // last - first + 1, wrapping where it does not fit an int.
-int CellCount(int first, int last) {
-  return static_cast<int>(static_cast<uint32_t>(last) - static_cast<uint32_t>(first) + 1U);
-}
+int CellCount(int first, int last) { return int(uint32_t(last) - uint32_t(first) + 1U); }
 
-double LowerEdge(int i, float size, float offset) { return static_cast<double>(i) * size - offset; }
+double LowerEdge(int i, float size, float offset) { return double(i) * size - offset; }
 
 // Whether steps of `step` lead from `from` to `to`.
 bool Leads(int step, int from, int to) { return from == to || (to > from) == (step > 0); }
@@ -39,8 +37,8 @@ void GRID_INDEX2::setup2(int nx, int ny, float xmin, float ymin, float xmax, flo
   y_offset = -ymin;
   x_num = nx;
   y_num = ny;
-  x_size = static_cast<float>((xmax * 1.0001 - xmin) / nx);
-  y_size = static_cast<float>((ymax * 1.0001 - ymin) / ny);
+  x_size = float((xmax * 1.0001 - xmin) / nx);
+  y_size = float((ymax * 1.0001 - ymin) / ny);
 }
 
 int GRID_INDEX2::x_index(float x) const { return CellIndex(x, x_offset, x_size); }
@@ -48,8 +46,8 @@ int GRID_INDEX2::y_index(float y) const { return CellIndex(y, y_offset, y_size);
 
 int GRID_INDEX2::x_coord(int i) const { return ToInt(LowerEdge(i, x_size, x_offset)); }
 int GRID_INDEX2::y_coord(int j) const { return ToInt(LowerEdge(j, y_size, y_offset)); }
-float GRID_INDEX2::x_coordf(int i) const { return static_cast<float>(LowerEdge(i, x_size, x_offset)); }
-float GRID_INDEX2::y_coordf(int j) const { return static_cast<float>(LowerEdge(j, y_size, y_offset)); }
+float GRID_INDEX2::x_coordf(int i) const { return float(LowerEdge(i, x_size, x_offset)); }
+float GRID_INDEX2::y_coordf(int j) const { return float(LowerEdge(j, y_size, y_offset)); }
 int GRID_INDEX2::x_mid_coord(int i) const { return ToInt(LowerEdge(i, x_size, x_offset) + x_size * 0.5); }
 int GRID_INDEX2::y_mid_coord(int j) const { return ToInt(LowerEdge(j, y_size, y_offset) + y_size * 0.5); }
 int GRID_INDEX2::x_ok(int i) const { return 0 <= i && i < x_num; }
@@ -76,22 +74,22 @@ int GRID_INDEX2::boxes_between(float x0, float y0, float x1, float y1,
 
   float cx = x0;
   float cy = y0;
-  const double ddx = static_cast<double>(x1) - x0;
-  const double ddy = static_cast<double>(y1) - y0;
+  const double ddx = double(x1) - x0;
+  const double ddy = double(y1) - y0;
   while (i != ie || j != je) {
     bool step_in_y = i == ie;
     if (i != ie && j != je) {
       const double xb = LowerEdge(sx > 0 ? i + 1 : i, x_size, x_offset);
       const double yb = LowerEdge(sy > 0 ? j + 1 : j, y_size, y_offset);
-      const float tx = static_cast<float>((xb - cx) / ddx);
-      const float ty = static_cast<float>((yb - cy) / ddy);
+      const float tx = float((xb - cx) / ddx);
+      const float ty = float((yb - cy) / ddy);
       step_in_y = tx >= ty;
       if (step_in_y) {
-        cx = static_cast<float>(ty * ddx + cx);
-        cy = static_cast<float>(yb);
+        cx = float(ty * ddx + cx);
+        cy = float(yb);
       } else {
-        cy = static_cast<float>(tx * ddy + cy);
-        cx = static_cast<float>(xb);
+        cy = float(tx * ddy + cy);
+        cx = float(xb);
       }
     }
     // Once one index has arrived the rest of the path is straight, and the current point no longer matters.

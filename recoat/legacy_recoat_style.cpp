@@ -51,7 +51,7 @@ struct StyleLists<R> {
 
 namespace {
 
-constexpr std::size_t kFirstNumber = 2;
+constexpr size_t kFirstNumber = 2;
 
 using SweepLists = std::shared_ptr<std::vector<SWEEPS>>;
 struct CountedList {
@@ -77,13 +77,13 @@ constexpr Layout MakeLegacy() {
   layout.Text("full_path_name");
   layout.Text("build_description", 81);
   layout.Words("RecoatType", "Number Of Secondary");
-  for (std::size_t list = 0; list < std::size(kLists); ++list) {
+  for (size_t list = 0; list < std::size(kLists); ++list) {
     layout.Add(ItemKind::kSweeps, kLists[list].name, list, sizeof(SWEEPS));
   }
   return layout;
 }
 constexpr Layout kLayout = MakeLegacy();
-constexpr std::size_t kItemsToTexts = 4;  // version and texts
+constexpr size_t kItemsToTexts = 4;  // version and texts
 static_assert(kLayout.bytes == 1209, "bytes before the sweeps");
 
 }  // namespace
@@ -113,7 +113,7 @@ bool ReadSpecial(StyleSource& source, R& style, const StyleLayoutItem& item) {
 namespace {
 
 int ReadLegacy(R& style, StyleSource& source) {
-  const std::size_t items = Transfer(source, style, kLayout.All());
+  const size_t items = Transfer(source, style, kLayout.All());
   if (items < kItemsToTexts) return legacy_recoat_file::kReadFailed;
   return items == kLayout.count ? legacy_recoat_file::kOk : legacy_recoat_file::kFailed;
 }
@@ -137,7 +137,7 @@ Span<const StyleLayoutItem> LayoutOf<RECOATSTYLE>(StyleLayout layout) {
   return detail::kLayout.All();
 }
 
-Result<std::size_t> ReadStyle(Bytes bytes, RECOATSTYLE& style) {
+Result<size_t> ReadStyle(Bytes bytes, RECOATSTYLE& style) {
   detail::StyleSource source(bytes);
   const int result = detail::ReadLegacy(style, source);
   return detail::ReadingOf(result, source);

@@ -28,7 +28,7 @@ void TakeDip(KVRECOATSTYLE& style, trq::Span<const trq::RecoatStyleParameterRow>
 /// Makes the list and the count record's maximum from the structure's sweeps.
 void TakeSweeps(std::vector<KVSWEEPS>& list, RecoatStyleParameterRecordInt& count,
                 const _rc_style::Sweep (&sweeps)[7]) {
-  const int copied = std::clamp(count.GetValue(), 0, static_cast<int>(std::size(sweeps)));
+  const int copied = std::clamp(count.GetValue(), 0, int(std::size(sweeps)));
   for (int i = 0; i < copied; ++i) {
     KVSWEEPS sweep;
     sweep.BladeGap.AddAndSetValue(sweeps[i].gap);
@@ -71,7 +71,7 @@ KVRECOATSTYLE::KVRECOATSTYLE(const _rc_style* structure, int recoat_type) : KVRE
 float KVRECOATSTYLE::computedPreferredBladeGap(float layer_thickness) const {
   if (SweepList.empty()) return 0;
   const double gap = SweepList.front().BladeGap.GetValue();
-  return static_cast<float>((gap - 100.0) * 0.01 * layer_thickness);
+  return float((gap - 100.0) * 0.01 * layer_thickness);
 }
 
 namespace {

@@ -53,7 +53,7 @@ namespace {
 constexpr std::vector<KVSWEEPS> S::*kSweepLists[] = {&S::SweepList, &S::PrimarySweepList,
                                                      &S::SecondarySweepList};
 constexpr const char* kSweepListNames[] = {"sweeps", "primary", "secondary"};
-constexpr std::size_t kFirstCount = IndexOf(kRecoatRows, &RecoatStyleParameterRow::name, "Num Sweeps");
+constexpr size_t kFirstCount = IndexOf(kRecoatRows, &RecoatStyleParameterRow::name, "Num Sweeps");
 
 using Layout = LayoutItems<S>;
 
@@ -68,7 +68,7 @@ constexpr void AddOrigin(Layout& layout) {
 /// Common to both: the counts, and the sweeps that they count.
 constexpr void AddCountsAndSweeps(Layout& layout) {
   layout.Records("Num Sweeps", "Num Tooling SecondarySweeps", ItemKind::kCount);
-  for (std::size_t list = 0; list < std::size(kSweepLists); ++list) {
+  for (size_t list = 0; list < std::size(kSweepLists); ++list) {
     layout.Add(ItemKind::kSweeps, kSweepListNames[list], list, 2 * core::StyleRecordBytes::kSize);
   }
 }
@@ -115,7 +115,7 @@ constexpr Layout Make206() {
 }
 constexpr Layout kLayout206 = Make206();
 
-RecoatStyleParameterRecordInt& CountRecord(S& style, std::size_t list) {
+RecoatStyleParameterRecordInt& CountRecord(S& style, size_t list) {
   return *kRecoatRows[kFirstCount + list].member.IntIn(style);
 }
 
@@ -127,11 +127,11 @@ template <>
 bool WriteSpecial(StyleSink& sink, S& style, const StyleLayoutItem& item) {
   if (item.kind == ItemKind::kVersion) return WriteVersion206(sink, style);
   const bool is_count = item.kind == ItemKind::kCount;
-  const std::size_t list = is_count ? item.index - kFirstCount : item.index;
+  const size_t list = is_count ? item.index - kFirstCount : item.index;
   const std::vector<KVSWEEPS>& sweeps = style.*kSweepLists[list];
   RecoatStyleParameterRecordInt& count = CountRecord(style, list);
   if (is_count) {
-    if (count.GetMaxRange() > 0) count.SetMaxRange(static_cast<int>(sweeps.size()));
+    if (count.GetMaxRange() > 0) count.SetMaxRange(int(sweeps.size()));
     return sink.Record(count);
   }
   if (count.GetMaxRange() <= 0) return true;
@@ -144,7 +144,7 @@ template <>
 bool ReadSpecial(StyleSource& source, S& style, const StyleLayoutItem& item) {
   if (item.kind == ItemKind::kVersion) return ReadVersion206(source, style);
   if (item.kind == ItemKind::kCount) {
-    const std::size_t list = item.index - kFirstCount;
+    const size_t list = item.index - kFirstCount;
     return source.Record(CountRecord(style, list), &source.sweep_counts[list]);
   }
   std::vector<KVSWEEPS>& sweeps = style.*kSweepLists[item.index];
@@ -176,7 +176,7 @@ Span<const StyleLayoutItem> LayoutOf<KVRECOATSTYLE>(StyleLayout layout) {
   return layout == StyleLayout::k301 ? detail::kLayout301.All() : detail::kLayout206.All();
 }
 template <>
-bool StoresParameter<KVRECOATSTYLE>(StyleLayout layout, std::size_t parameter) {
+bool StoresParameter<KVRECOATSTYLE>(StyleLayout layout, size_t parameter) {
   using detail::ItemKind;
   if (layout == StyleLayout::kLegacy) {
     for (const StyleLayoutItem& item : LayoutOf<RECOATSTYLE>(layout)) {
@@ -194,10 +194,10 @@ bool StoresParameter<KVRECOATSTYLE>(StyleLayout layout, std::size_t parameter) {
   return false;
 }
 
-Result<std::size_t> ReadStyle(Bytes bytes, KVRECOATSTYLE& style) {
+Result<size_t> ReadStyle(Bytes bytes, KVRECOATSTYLE& style) {
   return detail::ReadStyleFromBytes(bytes, style, false);
 }
-Result<std::size_t> ReadStyle206(Bytes bytes, KVRECOATSTYLE& style) {
+Result<size_t> ReadStyle206(Bytes bytes, KVRECOATSTYLE& style) {
   return detail::ReadStyleFromBytes(bytes, style, true);
 }
 std::string StyleFileBytes(const KVRECOATSTYLE& style, StyleLayout layout) {

@@ -12,17 +12,15 @@ namespace {
 
 using Sweeps = std::vector<KVSWEEPS>;
 
-bool Holds(const Sweeps& list, int i) { return i >= 0 && static_cast<std::size_t>(i) < list.size(); }
+bool Holds(const Sweeps& list, int i) { return i >= 0 && size_t(i) < list.size(); }
 
 /// The sweep is copied first: it may be an element of the list itself.
 void Add(Sweeps& list, const KVSWEEPS& sweep) { list.push_back(KVSWEEPS(sweep)); }
 
-KVSWEEPS Get(const Sweeps& list, int i) {
-  return Holds(list, i) ? list[static_cast<std::size_t>(i)] : KVSWEEPS();
-}
+KVSWEEPS Get(const Sweeps& list, int i) { return Holds(list, i) ? list[size_t(i)] : KVSWEEPS(); }
 
 void Set(Sweeps& list, int i, const KVSWEEPS& sweep) {
-  if (Holds(list, i)) list[static_cast<std::size_t>(i)] = sweep;
+  if (Holds(list, i)) list[size_t(i)] = sweep;
 }
 
 void RemoveAll(Sweeps& list) { Sweeps().swap(list); }
@@ -37,9 +35,9 @@ void KVRECOATSTYLE::AddToSweepList(const KVSWEEPS& sweep) { Add(SweepList, sweep
 void KVRECOATSTYLE::AddToPrimarySweepList(const KVSWEEPS& sweep) { Add(PrimarySweepList, sweep); }
 void KVRECOATSTYLE::AddToSecondarySweepList(const KVSWEEPS& sweep) { Add(SecondarySweepList, sweep); }
 
-int KVRECOATSTYLE::GetSweepListSize() const { return static_cast<int>(SweepList.size()); }
-int KVRECOATSTYLE::GetPrimarySweepListSize() const { return static_cast<int>(PrimarySweepList.size()); }
-int KVRECOATSTYLE::GetSecondarySweepListSize() const { return static_cast<int>(SecondarySweepList.size()); }
+int KVRECOATSTYLE::GetSweepListSize() const { return int(SweepList.size()); }
+int KVRECOATSTYLE::GetPrimarySweepListSize() const { return int(PrimarySweepList.size()); }
+int KVRECOATSTYLE::GetSecondarySweepListSize() const { return int(SecondarySweepList.size()); }
 
 KVSWEEPS KVRECOATSTYLE::GetSweepsRecord(int i) const { return Get(SweepList, i); }
 KVSWEEPS KVRECOATSTYLE::GetPrimarySweepsRecord(int i) const { return Get(PrimarySweepList, i); }

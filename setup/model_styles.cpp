@@ -21,7 +21,7 @@ int MODEL::KVAddBuildStyle(PLATFORM* platform, MODEL*, CString file, float start
   StackStyle(BuildStyles, fresh, trq::core::StackTolerance(platform && platform->Units == 1),
              platform ? &platform->CurrentBuildStyle : nullptr);
   static_assert(std::size(kStyleFlags) == std::extent_v<decltype(MODEL::Flags)>);
-  for (std::size_t i = 0; i < std::size(kStyleFlags); ++i) {
+  for (size_t i = 0; i < std::size(kStyleFlags); ++i) {
     Flags[i].CopyRecord(&kStyleFlags[i].In(*BuildStyles.front()));
   }
   return 0;
@@ -35,8 +35,8 @@ void MODEL::KVrecalculateBuildStyle(float bottom, float top) {
   if (std::fabs(bottom - old_bottom) <= kTolerance && std::fabs(top - old_top) <= kTolerance) return;
   const double delta = top - old_top;
   BuildStyles.front()->StartZ.SetValue(bottom);
-  for (std::size_t i = 1; i < BuildStyles.size(); ++i) {
-    const float start = static_cast<float>(BuildStyles[i]->StartZ.GetValue() + delta);
+  for (size_t i = 1; i < BuildStyles.size(); ++i) {
+    const float start = float(BuildStyles[i]->StartZ.GetValue() + delta);
     BuildStyles[i]->StartZ.SetValue(start);
     BuildStyles[i - 1]->EndZ.SetValue(start);
   }

@@ -32,7 +32,7 @@ void SortByRange(StyleList<KVRECOATSTYLE>& stack) {
 
 /// Makes neighbours meet; a style of `kind` below one of another kind stays, else the upper one does.
 void CloseSeams(StyleList<KVRECOATSTYLE>& stack, int kind) {
-  for (std::size_t i = 1; i < stack.size(); ++i) {
+  for (size_t i = 1; i < stack.size(); ++i) {
     KVRECOATSTYLE& lower = *stack[i - 1];
     KVRECOATSTYLE& upper = *stack[i];
     if (lower.EndZ.GetValue() == upper.StartZ.GetValue()) continue;

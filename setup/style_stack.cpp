@@ -102,7 +102,7 @@ float WidestDownHatchSpacing(const KVBUILDSTYLE& style) {
 
 float ZCompensationHeight(const KVBUILDSTYLE& style) {
   const double layers = style.ZCompensationLayers.GetValue();
-  return static_cast<float>(layers * style.LayerThickness.GetValue());
+  return float(layers * style.LayerThickness.GetValue());
 }
 
 }  // namespace trq::core

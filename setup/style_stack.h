@@ -29,11 +29,11 @@ void StackStyle(StyleList<Style>& list, const std::shared_ptr<Style>& fresh, std
                 std::shared_ptr<Style>* current) {
   StyleList<Style> waiting = list;
   waiting.push_back(fresh);
-  const auto band = [&](std::size_t i) {
+  const auto band = [&](size_t i) {
     return core::StyleBand{waiting[i]->StartZ.GetValue(), waiting[i]->EndZ.GetValue(), i};
   };
   std::vector<core::StyleBand> bands;
-  for (std::size_t i = 0; i < list.size(); ++i) bands.push_back(band(i));
+  for (size_t i = 0; i < list.size(); ++i) bands.push_back(band(i));
   if (tolerance) {
     core::InsertByRange(bands, band(list.size()), *tolerance);
   } else {
@@ -48,7 +48,7 @@ void StackStyle(StyleList<Style>& list, const std::shared_ptr<Style>& fresh, std
     list.back()->StartZ.SetValue(placed.start);
     list.back()->EndZ.SetValue(placed.end);
   }
-  for (std::size_t i = 0; i < waiting.size(); ++i) {
+  for (size_t i = 0; i < waiting.size(); ++i) {
     if (!linked[i] && current && *current == waiting[i]) current->reset();
   }
 }

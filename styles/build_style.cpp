@@ -23,10 +23,10 @@ constexpr BuildRowRange kStructureRows[] = {
     BuildRows("Min Width For Small Spot", "Large Support Up Interface Boundary Cure Depth"),
 };
 
-constexpr std::size_t kStructureTexts = 3 * sizeof trq::BuildStyleStructure::StyleName;
+constexpr size_t kStructureTexts = 3 * sizeof trq::BuildStyleStructure::StyleName;
 
-constexpr std::size_t StructureNumbers() {
-  std::size_t numbers = 0;
+constexpr size_t StructureNumbers() {
+  size_t numbers = 0;
   for (const BuildRowRange& rows : kStructureRows) numbers += rows.size();
   return numbers;
 }
@@ -65,7 +65,7 @@ constexpr BuildRowRange kAdditions301[] = {
 };
 constexpr int32_t kLayoutWords301[] = {4, 6, 7, 3, 2};
 
-constexpr std::size_t kRawTextBytes = 32;
+constexpr size_t kRawTextBytes = 32;
 
 }  // namespace
 

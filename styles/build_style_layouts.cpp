@@ -212,7 +212,7 @@ Span<const StyleLayoutItem> LayoutOf<KVBUILDSTYLE>(StyleLayout layout) {
   return layout == StyleLayout::k301 ? detail::kLayout301.All() : detail::kLayout206.All();
 }
 template <>
-bool StoresParameter<KVBUILDSTYLE>(StyleLayout layout, std::size_t parameter) {
+bool StoresParameter<KVBUILDSTYLE>(StyleLayout layout, size_t parameter) {
   using detail::ItemKind;
   const auto* const row = &detail::kBuildStyleTable[parameter];
   for (const StyleLayoutItem& item : LayoutOf<KVBUILDSTYLE>(layout)) {
@@ -230,10 +230,10 @@ bool StoresParameter<KVBUILDSTYLE>(StyleLayout layout, std::size_t parameter) {
   return false;
 }
 
-Result<std::size_t> ReadStyle(Bytes bytes, KVBUILDSTYLE& style) {
+Result<size_t> ReadStyle(Bytes bytes, KVBUILDSTYLE& style) {
   return detail::ReadStyleFromBytes(bytes, style, false);
 }
-Result<std::size_t> ReadStyle206(Bytes bytes, KVBUILDSTYLE& style) {
+Result<size_t> ReadStyle206(Bytes bytes, KVBUILDSTYLE& style) {
   return detail::ReadStyleFromBytes(bytes, style, true);
 }
 std::string StyleFileBytes(const KVBUILDSTYLE& style, StyleLayout layout) {

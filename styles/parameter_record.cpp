@@ -15,7 +15,7 @@ constexpr float kLastVersionWithoutDefault = 2.05f;
 constexpr float kMillimetresPerInch = 25.4f;
 constexpr float kInchesPerMillimetre = 0.03937008f;
 
-float Converted(int32_t number) { return static_cast<float>(number); }
+float Converted(int32_t number) { return float(number); }
 int32_t Converted(float number) { return trq::detail::ToInt(number); }
 
 }  // namespace
@@ -35,7 +35,7 @@ void trq::StyleParameterRecord<T>::SetSizeOfRangeList(int size) {
   if (size <= 0) {
     DeleteEntireRangeList();
   } else {
-    allowed_.resize(static_cast<std::size_t>(size));
+    allowed_.resize(size_t(size));
   }
 }
 
@@ -92,8 +92,8 @@ int trq::StyleParameterRecord<T>::WriteRecord(FILE* file) const {
 template <class T>
 int trq::StyleParameterRecord<T>::WriteTo(trq::detail::StyleSink& sink) const {
   unsigned char bytes[trq::core::StyleRecordBytes::kSize];
-  const auto listed = static_cast<int32_t>(allowed_.size());
-  auto put = [next = bytes](const auto& field, std::size_t size) mutable {
+  const auto listed = int32_t(allowed_.size());
+  auto put = [next = bytes](const auto& field, size_t size) mutable {
     std::memcpy(next, &field, size);
     next += size;
   };
@@ -133,11 +133,11 @@ int trq::StyleParameterRecord<T>::ReadFrom(trq::detail::StyleSource& source, T* 
 
   // One read for the fields of fixed size; a short one still fills the fields that came whole.
   unsigned char bytes[trq::core::StyleRecordBytes::kSize - sizeof value];
-  const std::size_t wanted = has_default ? sizeof bytes : sizeof bytes - sizeof default_;
+  const size_t wanted = has_default ? sizeof bytes : sizeof bytes - sizeof default_;
   auto take = [next = bytes, end = bytes + source.Read(bytes, wanted)](auto& field,
                                                                        std::ptrdiff_t size) mutable {
     if (end - next < size) return false;
-    std::memcpy(&field, next, static_cast<std::size_t>(size));
+    std::memcpy(&field, next, size_t(size));
     next += size;
     return true;
   };
@@ -151,15 +151,15 @@ int trq::StyleParameterRecord<T>::ReadFrom(trq::detail::StyleSource& source, T* 
   allowed_.clear();
   while (listed > 0) {
     T values[256];
-    const std::size_t piece = std::min<std::size_t>(static_cast<std::size_t>(listed), std::size(values));
-    const std::size_t came = source.Read(values, sizeof(T) * piece) / sizeof(T);
-    for (std::size_t i = 0; i < came; ++i) {
+    const size_t piece = std::min<size_t>(size_t(listed), std::size(values));
+    const size_t came = source.Read(values, sizeof(T) * piece) / sizeof(T);
+    for (size_t i = 0; i < came; ++i) {
       allowed_.push_back(values[i]);
       if (values[i] < minimum_) minimum_ = values[i];
       if (values[i] > maximum_) maximum_ = values[i];
     }
     if (came < piece) return trq::style_file::kReadFailed;
-    listed -= static_cast<int32_t>(piece);
+    listed -= int32_t(piece);
   }
   return trq::style_file::kOk;
 }

@@ -8,7 +8,7 @@ namespace trq::detail {
 namespace {
 
 /// Appends `number` as "%<width>d" does.
-void AppendInteger(std::string& text, int32_t number, std::size_t width) {
+void AppendInteger(std::string& text, int32_t number, size_t width) {
   const std::string digits = std::to_string(number);
   if (digits.size() < width) text.append(width - digits.size(), ' ');
   text += digits;
@@ -41,7 +41,7 @@ std::string RecordText(const trq::StyleParameterRecord<T>& record, const char* n
         AppendNumber(text, record.GetDefaultValue());
         break;
       case 'f':
-        AppendFixed(text, static_cast<double>(record.GetDefaultValue()), 4, 7);
+        AppendFixed(text, double(record.GetDefaultValue()), 4, 7);
         break;
       case 'e':
         text += record.GetEditFlag() == 1 ? "Yes" : "No";

@@ -9,7 +9,7 @@
 namespace trq::detail {
 
 /// A text of the structure: up to its NUL, or the whole field.
-template <std::size_t kSize>
+template <size_t kSize>
 CString StructureText(const char (&field)[kSize]) {
   return CString(std::string(field, std::find(field, field + kSize, '\0')));
 }

@@ -4,12 +4,12 @@
 
 namespace trq::detail {
 namespace {
-constexpr std::size_t kWidestText = 512;
+constexpr size_t kWidestText = 512;
 }
 
-std::size_t StyleSource::Read(void* to, std::size_t size) {
+size_t StyleSource::Read(void* to, size_t size) {
   if (stream_) return std::fread(to, 1, size, stream_);
-  const std::size_t came = std::min(size, bytes_.size() - next_);
+  const size_t came = std::min(size, bytes_.size() - next_);
   if (came != 0) std::memcpy(to, bytes_.data() + next_, came);
   next_ += came;
   return came;
@@ -17,29 +17,29 @@ std::size_t StyleSource::Read(void* to, std::size_t size) {
 
 bool StyleSource::GoTo(long position) {
   if (stream_) return std::fseek(stream_, position, SEEK_SET) == 0;
-  next_ = static_cast<std::size_t>(position);
+  next_ = size_t(position);
   return true;
 }
 
-bool StyleSink::Write(const void* from, std::size_t size) {
+bool StyleSink::Write(const void* from, size_t size) {
   if (stream_) return std::fwrite(from, 1, size, stream_) == size;
   if (bytes_) bytes_->append(static_cast<const char*>(from), size);
   return bytes_ != nullptr;
 }
 
-bool StyleSink::Padded(const char* bytes, std::size_t length, std::size_t width) {
+bool StyleSink::Padded(const char* bytes, size_t length, size_t width) {
   char field[kWidestText] = {};
   std::memcpy(field, bytes, std::min(length, width));
   return Write(field, width);
 }
 
-bool StyleSource::Text(CString& text, std::size_t width) {
+bool StyleSource::Text(CString& text, size_t width) {
   if (!RawText(text, width)) return false;
   text = CString(text.str().substr(0, text.str().find('\0')));
   return true;
 }
 
-bool StyleSource::RawText(CString& text, std::size_t width) {
+bool StyleSource::RawText(CString& text, size_t width) {
   char field[kWidestText];
   if (!ReadAll(field, width)) return false;
   text = CString(std::string(field, width));

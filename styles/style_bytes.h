@@ -17,8 +17,8 @@ class StyleSource {
   explicit StyleSource(std::FILE* stream) : stream_(stream) {}
   explicit StyleSource(Bytes bytes) : bytes_(bytes) {}
   /// Returns how many of the bytes came.
-  std::size_t Read(void* to, std::size_t size);
-  bool ReadAll(void* to, std::size_t size) { return Read(to, size) == size; }
+  size_t Read(void* to, size_t size);
+  bool ReadAll(void* to, size_t size) { return Read(to, size) == size; }
   /// -1 when the stream cannot tell.
   long Position() const { return stream_ ? std::ftell(stream_) : static_cast<long>(next_); }
   bool GoTo(long position);
@@ -28,8 +28,8 @@ class StyleSource {
     return record.ReadFrom(*this, stored_maximum) == style_file::kOk;
   }
   /// The bytes up to the first NUL, or all of them.
-  bool Text(CString& text, std::size_t width);
-  bool RawText(CString& text, std::size_t width);
+  bool Text(CString& text, size_t width);
+  bool RawText(CString& text, size_t width);
   bool Word(void* word);
 
   float version = 0;             ///< records are read in the form of that file version
@@ -38,7 +38,7 @@ class StyleSource {
  private:
   std::FILE* stream_ = nullptr;
   Bytes bytes_;
-  std::size_t next_ = 0;
+  size_t next_ = 0;
 };
 
 /// A stream, or a text in memory, to write to, and the writing of the pieces of a layout. Without a stream
@@ -47,7 +47,7 @@ class StyleSink {
  public:
   explicit StyleSink(std::FILE* stream) : stream_(stream) {}
   explicit StyleSink(std::string& bytes) : bytes_(&bytes) {}
-  bool Write(const void* from, std::size_t size);
+  bool Write(const void* from, size_t size);
   /// False when what was written does not reach the file.
   bool Flush() { return !stream_ || std::fflush(stream_) == 0; }
 
@@ -56,15 +56,15 @@ class StyleSink {
     return record.WriteTo(*this) == style_file::kOk;
   }
   /// The text up to its NUL, cut so that a NUL fits, and zeros.
-  bool Text(const CString& text, std::size_t width) {
+  bool Text(const CString& text, size_t width) {
     return Padded(text, std::min(std::strlen(text), width - 1), width);
   }
   /// `width` bytes as they are, zeros where the text is shorter.
-  bool RawText(const CString& text, std::size_t width) { return Padded(text, text.str().size(), width); }
+  bool RawText(const CString& text, size_t width) { return Padded(text, text.str().size(), width); }
   bool Word(const void* word) { return Write(word, 4); }
 
  private:
-  bool Padded(const char* bytes, std::size_t length, std::size_t width);
+  bool Padded(const char* bytes, size_t length, size_t width);
 
   std::FILE* stream_ = nullptr;
   std::string* bytes_ = nullptr;

@@ -53,10 +53,10 @@ int FileCrc(const host::SystemPath& path, int64_t all_but, uint32_t& crc) {
   uint32_t sum = kCrcOfNothing;
   char bytes[1 << 14];
   for (int64_t left = length - all_but; left > 0;) {
-    const std::size_t piece = static_cast<std::size_t>(std::min<int64_t>(left, sizeof bytes));
+    const size_t piece = size_t(std::min<int64_t>(left, sizeof bytes));
     if (std::fread(bytes, 1, piece, stream.get()) != piece) return trq::style_file::kReadFailed;
     sum = Crc32Register(bytes, piece, sum);
-    left -= static_cast<int64_t>(piece);
+    left -= int64_t(piece);
   }
   crc = sum;
   return trq::style_file::kOk;
@@ -72,8 +72,8 @@ int ProbeFile(const CString& path) {
                                                                           : trq::style_file::kReadFailed;
 }
 
-core::Result<std::size_t> ReadingOf(int result, const StyleSource& source) {
-  const auto position = static_cast<std::size_t>(source.Position());
+core::Result<size_t> ReadingOf(int result, const StyleSource& source) {
+  const auto position = size_t(source.Position());
   if (result == style_file::kOk) return position;
   core::Error error;
   error.code =
@@ -105,11 +105,11 @@ int trq::StyleWithFile::CompareCRC(unsigned long expected, CString path) {
   uint32_t crc = 0;
   const int result = FileCrc(path, kCrcBytes, crc);
   if (result != trq::style_file::kOk) return result;
-  return crc == static_cast<uint32_t>(expected) ? trq::style_file::kOk : trq::style_file::kReadFailed;
+  return crc == uint32_t(expected) ? trq::style_file::kOk : trq::style_file::kReadFailed;
 }
 
 uint32_t trq::StyleWithFile::calcCRC(const char* bytes, int length) {
-  return bytes && length > 0 ? Crc32Register(bytes, static_cast<std::size_t>(length)) : kCrcOfNothing;
+  return bytes && length > 0 ? Crc32Register(bytes, size_t(length)) : kCrcOfNothing;
 }
 
 int trq::StyleWithFile::closeBuildStyleFile() { return file.Close(); }

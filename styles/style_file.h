@@ -20,8 +20,8 @@ inline constexpr float kVersion400 = 4.0f;
 constexpr bool IsVersion301Or400(float version) { return version == kVersion301 || version == kVersion400; }
 
 /// Words and texts before the records of a 301 file.
-inline constexpr std::size_t kHeaderItems = 21;
-inline constexpr std::size_t kHeaderBytes = 2264;
+inline constexpr size_t kHeaderItems = 21;
+inline constexpr size_t kHeaderBytes = 2264;
 
 /// What differs between the containers: `Is301(version)`, the first words that announce the 301 layout, and
 /// `kVersionRecordAt`, where the "Version" record of other files stands.
@@ -114,11 +114,11 @@ int LoadStyle(Style& style, const CString& given) {
 }
 
 /// What a reading from memory returns.
-core::Result<std::size_t> ReadingOf(int result, const StyleSource& source);
+core::Result<size_t> ReadingOf(int result, const StyleSource& source);
 
 /// The functions of trq/core/style_file.h, for a style with records.
 template <class Style>
-core::Result<std::size_t> ReadStyleFromBytes(Bytes bytes, Style& style, bool as_206) {
+core::Result<size_t> ReadStyleFromBytes(Bytes bytes, Style& style, bool as_206) {
   StyleSource source(bytes);
   const int result = as_206 ? ReadPart(style, source, StylePart::kWhole206) : DispatchRead(style, source);
   return ReadingOf(result, source);
@@ -131,7 +131,7 @@ std::string BytesOfStyle(const Style& style, core::StyleLayout layout) {
   Style written = style;  // writing fits some records to one another
   WritePart(written, StyleSink(bytes),
             layout == core::StyleLayout::k301 ? StylePart::kWhole301 : StylePart::kWhole206);
-  const uint32_t crc = style.calcCRC(bytes.data(), static_cast<int>(bytes.size()));
+  const uint32_t crc = style.calcCRC(bytes.data(), int(bytes.size()));
   return bytes.append(reinterpret_cast<const char*>(&crc), sizeof crc);
 }
 

@@ -9,18 +9,17 @@ Result<std::vector<StyleFilePiece>> CutStyleFile(Span<const StyleLayoutItem> lay
   using Kind = StyleLayoutItem::Kind;
   std::vector<StyleFilePiece> pieces;
   std::vector<int32_t> sweeps;  // of each list, as the count records say
-  std::size_t offset = 0;
-  const auto number_at = [&bytes](std::size_t at) {
+  size_t offset = 0;
+  const auto number_at = [&bytes](size_t at) {
     int32_t number;
     std::memcpy(&number, bytes.data() + at, sizeof number);
     return number;
   };
-  const auto add = [&](Kind kind, std::string name, std::size_t size) {
+  const auto add = [&](Kind kind, std::string name, size_t size) {
     const bool is_record = kind != Kind::kWord && kind != Kind::kText && kind != Kind::kBytes;
     if (size > bytes.size() - offset) return false;
     if (is_record) {
-      const auto allowed =
-          static_cast<std::size_t>(std::max(number_at(offset + StyleRecordBytes::kCount), 0));
+      const auto allowed = size_t(std::max(number_at(offset + StyleRecordBytes::kCount), 0));
       size += 4 * allowed;
       if (size > bytes.size() - offset) return false;
     }
@@ -44,7 +43,7 @@ Result<std::vector<StyleFilePiece>> CutStyleFile(Span<const StyleLayoutItem> lay
     }
     if (!whole) {
       Error error{ErrorCode::kCutShort, {}, {}, 0};
-      error.place.item = static_cast<std::uint64_t>(&item - layout.begin());
+      error.place.item = uint64_t(&item - layout.begin());
       error.place.byte = offset;
       return error;
     }

@@ -24,8 +24,7 @@ constexpr auto& Reach(StyleOf<kMember>& style) {
   if constexpr (kIndex < 0) {
     return style.*kMember;
   } else {
-    static_assert(kIndex <
-                  static_cast<int>(std::extent_v<std::remove_reference_t<decltype(style.*kMember)>>));
+    static_assert(kIndex < int(std::extent_v<std::remove_reference_t<decltype(style.*kMember)>>));
     return (style.*kMember)[kIndex];
   }
 }
@@ -53,10 +52,10 @@ struct StyleLists;
 template <class Style, class Lists = StyleLists<Style>>
 struct LayoutItems {
   StyleLayoutItem items[300] = {};
-  std::size_t count = 0;
-  std::size_t bytes = 0;
+  size_t count = 0;
+  size_t bytes = 0;
 
-  constexpr void Add(ItemKind kind, const char* name, std::size_t index, std::size_t size) {
+  constexpr void Add(ItemKind kind, const char* name, size_t index, size_t size) {
     items[count++] = {kind, name, index, size, bytes};
     if (kind != ItemKind::kSweeps) bytes += size;
   }
@@ -64,18 +63,18 @@ struct LayoutItems {
     const auto at = [](std::string_view key) {
       return IndexOf(Lists::kWords, &core::StyleWord<Style>::key, key);
     };
-    for (std::size_t i = at(first); i <= at(last.empty() ? first : last); ++i) {
+    for (size_t i = at(first); i <= at(last.empty() ? first : last); ++i) {
       Add(ItemKind::kWord, Lists::kWords[i].key, i, 4);
     }
   }
-  constexpr void Text(std::string_view key, std::size_t width = 512, ItemKind kind = ItemKind::kText) {
-    const std::size_t i = IndexOf(Lists::kTexts, &core::StyleText<Style>::key, key);
+  constexpr void Text(std::string_view key, size_t width = 512, ItemKind kind = ItemKind::kText) {
+    const size_t i = IndexOf(Lists::kTexts, &core::StyleText<Style>::key, key);
     Add(kind, Lists::kTexts[i].key, i, width);
   }
   constexpr void Records(std::string_view first, std::string_view last = {},
                          ItemKind kind = ItemKind::kRecord) {
     for (const auto& row : FindRows(Lists::kRows, first, last)) {
-      Add(kind, row.name, static_cast<std::size_t>(&row - Lists::kRows), core::StyleRecordBytes::kSize);
+      Add(kind, row.name, size_t(&row - Lists::kRows), core::StyleRecordBytes::kSize);
     }
   }
   constexpr Span<const StyleLayoutItem> All() const { return {items, count}; }
@@ -131,8 +130,8 @@ bool TransferItem(Io& io, Style& style, const StyleLayoutItem& item) {
 
 /// Writes or reads items up to the first failure; returns how many.
 template <class Io, class Style>
-std::size_t Transfer(Io& io, Style& style, Span<const StyleLayoutItem> items) {
-  std::size_t done = 0;
+size_t Transfer(Io& io, Style& style, Span<const StyleLayoutItem> items) {
+  size_t done = 0;
   while (done < items.size() && TransferItem(io, style, items[done])) ++done;
   return done;
 }

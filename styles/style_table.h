@@ -13,26 +13,26 @@
 namespace trq::detail {
 
 /// Where the row stands whose name (or key) is `wanted`; a name that no row has is a compile-time error.
-template <class Row, std::size_t kRows>
-constexpr std::size_t IndexOf(const Row (&rows)[kRows], const char* Row::*name, std::string_view wanted) {
-  for (std::size_t i = 0; i < kRows; ++i) {
+template <class Row, size_t kRows>
+constexpr size_t IndexOf(const Row (&rows)[kRows], const char* Row::*name, std::string_view wanted) {
+  for (size_t i = 0; i < kRows; ++i) {
     if (rows[i].*name == wanted) return i;
   }
   throw std::logic_error("no such row");
 }
 
 /// The rows from `first` to `last`, both included; without `last` only the first.
-template <class Row, std::size_t kRows>
+template <class Row, size_t kRows>
 constexpr Span<const Row> FindRows(const Row (&rows)[kRows], std::string_view first,
                                    std::string_view last = {}) {
-  const std::size_t from = IndexOf(rows, &Row::name, first);
-  const std::size_t to = last.empty() ? from : IndexOf(rows, &Row::name, last);
+  const size_t from = IndexOf(rows, &Row::name, first);
+  const size_t to = last.empty() ? from : IndexOf(rows, &Row::name, last);
   if (from > to) throw std::logic_error("the rows stand the other way round");
   return {rows + from, to - from + 1};
 }
 
 /// How many rows satisfy `condition`.
-template <class Row, std::size_t kRows, class Condition>
+template <class Row, size_t kRows, class Condition>
 constexpr int CountRows(const Row (&rows)[kRows], Condition condition) {
   int count = 0;
   for (const Row& row : rows) count += condition(row) ? 1 : 0;
@@ -51,7 +51,7 @@ void SetNewRange(StyleParameterRecord<T>& record, const StyleParameterDefaults& 
   record.SetMaxRange(static_cast<T>(defaults.maximum));
 }
 
-template <class Row, std::size_t kRows, class Style>
+template <class Row, size_t kRows, class Style>
 void SetAllDefaults(const Row (&rows)[kRows], Style& style) {
   for (const Row& row : rows) {
     row.member.With(style, [&row](auto& record) {
@@ -62,7 +62,7 @@ void SetAllDefaults(const Row (&rows)[kRows], Style& style) {
 }
 
 /// Changes every record whose quantity is `chosen`; integer records never are.
-template <class Row, std::size_t kRows, class Style>
+template <class Row, size_t kRows, class Style>
 void ForFloatRecords(const Row (&rows)[kRows], Style& style, bool (*chosen)(StyleQuantity),
                      void (StyleParameterRecordFloat::*change)()) {
   for (const Row& row : rows) {
@@ -123,12 +123,12 @@ struct TableLine {
 };
 
 /// The names of the records of a run: "KeptInts[0]", "KeptInts[1]", ...
-template <std::size_t kCount>
+template <size_t kCount>
 struct RunNames {
   char text[kCount][32] = {};
 
   constexpr explicit RunNames(std::string_view run) {
-    for (std::size_t i = 0; i < kCount; ++i) {
+    for (size_t i = 0; i < kCount; ++i) {
       char* next = text[i];
       for (const char c : run) *next++ = c;
       *next++ = '[';
@@ -140,10 +140,10 @@ struct RunNames {
 };
 
 /// A parameter table while it is made: rows in member order.
-template <class Member, std::size_t kCount>
+template <class Member, size_t kCount>
 struct StyleTable {
   StyleParameterRow<Member> rows[kCount] = {};
-  std::size_t count = 0;
+  size_t count = 0;
 
   constexpr void Add(std::initializer_list<TableLine<Member>> lines) {
     for (const TableLine<Member>& line : lines) {
@@ -154,10 +154,10 @@ struct StyleTable {
     }
   }
   /// All records of a member that is a run of unnamed ones.
-  template <std::size_t kLength, class Run>
+  template <size_t kLength, class Run>
   constexpr void AddRun(const RunNames<kLength>& names, Run run) {
-    for (std::size_t i = 0; i < kLength; ++i) {
-      Add({{names.text[i], {run, static_cast<int>(i)}, style_rows::kUnnamed}});
+    for (size_t i = 0; i < kLength; ++i) {
+      Add({{names.text[i], {run, int(i)}, style_rows::kUnnamed}});
     }
   }
 

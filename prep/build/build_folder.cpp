@@ -40,14 +40,14 @@ class FolderWriter {
 
 // Every piece's facets, piece by piece: the whole plate is never in memory.
 void WritePlateStl(const Plate& plate, core::ByteSink& sink) {
-  const std::int64_t facets = FacetCount(plate);
+  const int64_t facets = FacetCount(plate);
   if (facets > 2147483647 / 50) {
     FailInput(Code::kMeshTooLarge, "", fmt::format("the plate would have {} facets", facets),
               "fewer copies, or simplified parts");
   }
   core::StlWriting how;
   how.keep_normals = true;
-  static_cast<void>(core::WriteStlHead(static_cast<std::uint32_t>(facets), how, sink));
+  static_cast<void>(core::WriteStlHead(uint32_t(facets), how, sink));
   std::vector<VECTOR> normals;
   for (const Piece& piece : plate.pieces) {
     core::MeshView mesh = PieceView(plate, piece);
@@ -73,7 +73,7 @@ void WritePartFile(const PlatePart& part, FolderWriter& writer) {
     InputFile& file = *part.input.file;
     std::vector<char> block(1 << 20);
     file.Seek(0);
-    while (const std::size_t got = file.Read(block.data(), block.size())) sink.Write(block.data(), got);
+    while (const size_t got = file.Read(block.data(), block.size())) sink.Write(block.data(), got);
   });
   if (sha256 != part.input.sha256) {
     FailInput(Code::kInputChanged, part.request.path, "changed while it was being built", "build again");
@@ -87,7 +87,7 @@ std::string MovedSideFile(const Plate& plate, const Piece& piece) {
   std::string scaled;
   for (const VentEntry& entry : ParseVents("", *part.side_file).entries) {
     core::SideNumbers numbers = entry.numbers;
-    for (std::size_t k = 0; k < 3; ++k) numbers[k] = static_cast<float>(numbers[k] * factor);
+    for (size_t k = 0; k < 3; ++k) numbers[k] = float(numbers[k] * factor);
     scaled += core::SideLine(numbers) + "\n";
   }
   // Side files know turns and shifts only; the scaled part is copied, by adding nothing, and moved.
@@ -111,7 +111,7 @@ Job FolderJob(const Plate& plate, const BuildSetup& setup) {
   };
   rename(job.styles, StyleKind::kBuild);
   rename(job.recoats, StyleKind::kRecoat);
-  for (std::size_t i = 0; i < job.parts.size(); ++i) {
+  for (size_t i = 0; i < job.parts.size(); ++i) {
     job.parts[i].path = PartFileName(plate.parts[i]);
     rename(job.parts[i].styles, StyleKind::kBuild);
   }
@@ -136,7 +136,7 @@ Json StackToJson(const std::vector<StackedStyle>& stack, bool build) {
                {"end", NumberToJson(style.end)},
                {"layer_thickness", NumberToJson(style.thickness)}};
     if (build) {
-      entry["z_spacing"] = NumberToJson(static_cast<float>(style.spacing));
+      entry["z_spacing"] = NumberToJson(float(style.spacing));
       entry["z_correction"] = style.z_correction;
     }
     list.push_back(entry);
@@ -170,7 +170,7 @@ Json ReadBuildDocument(const std::string& folder) {
 }
 
 void Narrow(const Matrix4& matrix, float (&narrow)[4][4]) {
-  for (int k = 0; k < 16; ++k) narrow[k / 4][k % 4] = static_cast<float>(matrix.m[k / 4][k % 4]);
+  for (int k = 0; k < 16; ++k) narrow[k / 4][k % 4] = float(matrix.m[k / 4][k % 4]);
 }
 
 std::string SumOf(Json document) {
@@ -185,7 +185,7 @@ Json BuildDocument(const Plate& plate, const BuildSetup& setup) {
                 {"machine", machine ? Json(MachineName(*machine)) : Json()},
                 {"machine_type", machine ? Json(*machine) : Json()}};
   document.update(DescribePlate(plate));
-  for (std::size_t i = 0; i < plate.parts.size(); ++i) {
+  for (size_t i = 0; i < plate.parts.size(); ++i) {
     const PartSetup& part = setup.parts[i];
     Json& entry = document["inputs"][i];
     entry["file"] = TextToJson(PartFileName(plate.parts[i]));
@@ -196,7 +196,7 @@ Json BuildDocument(const Plate& plate, const BuildSetup& setup) {
     entry["ec"] = NumberToJson(part.ec);
     entry["z_compensation"] = NumberToJson(part.z_compensation);
   }
-  for (std::size_t i = 0; i < plate.pieces.size(); ++i) {
+  for (size_t i = 0; i < plate.pieces.size(); ++i) {
     Json& entry = document["pieces"][i];
     entry["area"] = NumberToJson(setup.measures[i].area);
     entry["volume"] = NumberToJson(setup.measures[i].volume);
@@ -210,7 +210,7 @@ Json BuildDocument(const Plate& plate, const BuildSetup& setup) {
   for (const BuildStyleFile& style : setup.styles) {
     document["styles"].push_back({{"file", TextToJson(style.name)},
                                   {"kind", StyleKindName(style.file.kind)},
-                                  {"crc", fmt::format("{:08x}", static_cast<std::uint32_t>(style.crc()))}});
+                                  {"crc", fmt::format("{:08x}", uint32_t(style.crc()))}});
   }
   return document;
 }
@@ -231,11 +231,10 @@ void WriteBuildFolder(Observer& observer, const Plate& plate, const BuildSetup& 
     writer.Write(style.name + ".csv", style.csv);
   }
   folder.MakeFolder(kMeshFolder);
-  for (std::size_t i = 0; i < plate.pieces.size(); ++i) {
+  for (size_t i = 0; i < plate.pieces.size(); ++i) {
     const Piece& piece = plate.pieces[i];
     const std::string name = MeshName(plate, piece);
-    observer.Progress("writing " + name,
-                      0.9 + 0.1 * static_cast<double>(i) / static_cast<double>(plate.pieces.size()));
+    observer.Progress("writing " + name, 0.9 + 0.1 * double(i) / double(plate.pieces.size()));
     writer.Write(name, [&](core::ByteSink& sink) { WritePieceCtl(plate, piece, sink); });
     if (plate.parts[piece.part].side_file) writer.Write(SideFileOf(name), MovedSideFile(plate, piece));
   }

@@ -82,14 +82,14 @@ class Stacker {
   Stacker(const Plate& plate, BuildSetup& setup) : plate_(plate), setup_(setup) {}
 
   // The index of a style file among those of the build, read when it is new.
-  std::size_t Load(const StyleRequest& request, StyleKind kind) {
+  size_t Load(const StyleRequest& request, StyleKind kind) {
     return setup_.asked.emplace_back(BuildSetup::Asked{request.path, kind, Find(request, kind)}).style;
   }
 
-  std::size_t Find(const StyleRequest& request, StyleKind kind) {
+  size_t Find(const StyleRequest& request, StyleKind kind) {
     const std::string path = FindStyle(plate_.job, request.path);
     const std::string key = Canonical(path);
-    for (std::size_t i = 0; i < setup_.styles.size(); ++i) {
+    for (size_t i = 0; i < setup_.styles.size(); ++i) {
       if (keys_[i] == key && setup_.styles[i].file.kind == kind) return i;
     }
     BuildStyleFile style;
@@ -135,11 +135,11 @@ class Stacker {
     for (const bool banded : {false, true}) {
       for (const StyleRequest& request : requests) {
         if (request.banded != banded) continue;
-        const std::size_t style = Load(request, kind);
+        const size_t style = Load(request, kind);
         const double from = banded ? std::max(bottom, request.from.In(units, units)) : bottom;
         const double to = banded ? std::min(top, request.to.In(units, units)) : top;
         if (to - from > StackTolerance(units)) {
-          core::InsertByRange(stack, {static_cast<float>(from), static_cast<float>(to), style},
+          core::InsertByRange(stack, {float(from), float(to), style},
                               core::StackTolerance(units == Units::kMillimetre));
           continue;
         }
@@ -156,7 +156,7 @@ class Stacker {
     return stack;
   }
 
-  void SetUpPart(std::size_t index) {
+  void SetUpPart(size_t index) {
     const PlatePart& part = plate_.parts[index];
     const Job& job = plate_.job;
     PartSetup& result = setup_.parts[index];
@@ -175,7 +175,7 @@ class Stacker {
       entry.spacing =
           job.z_spacing ? job.z_spacing->In(job.units, job.units) : core::WidestDownHatchSpacing(style);
       entry.z_correction = core::ZCorrection(style, static_cast<TRQ_TYPE>(job.machine.value_or(TRQ_NONE)),
-                                             static_cast<float>(entry.spacing));
+                                             float(entry.spacing));
       if (result.stack.empty()) {
         result.first_layer_thickness = entry.thickness;
         result.dp = style.Dp.GetValue();
@@ -203,8 +203,8 @@ class Stacker {
 
 }  // namespace
 
-std::int32_t BuildStyleFile::crc() const {
-  std::int32_t word = 0;
+int32_t BuildStyleFile::crc() const {
+  int32_t word = 0;
   std::memcpy(&word, bytes.data() + bytes.size() - sizeof word, sizeof word);
   return word;
 }
@@ -227,10 +227,9 @@ std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, const Plate& plate) {
   Stacker stacker(plate, *setup);
   setup->parts.resize(plate.parts.size());
 
-  for (std::size_t i = 0; i < plate.parts.size(); ++i) {
+  for (size_t i = 0; i < plate.parts.size(); ++i) {
     const PlatePart& part = plate.parts[i];
-    observer.Progress("checking " + part.request.path,
-                      0.6 + 0.1 * static_cast<double>(i) / static_cast<double>(plate.parts.size()));
+    observer.Progress("checking " + part.request.path, 0.6 + 0.1 * double(i) / double(plate.parts.size()));
     stacker.Add(CheckMesh(part.input, ParseVents("", part.side_file.value_or(""))), PartFileName(part));
   }
   // In command-line order, those that every part replaces by its own included.
@@ -240,11 +239,11 @@ std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, const Plate& plate) {
   for (const auto& band : stacker.Stack(job.recoats, StyleKind::kRecoat, 0, top, "the build")) {
     setup->recoat.push_back(stacker.Entry(band, setup->styles[band.style].recoat.LayerThickness));
   }
-  for (std::size_t i = 0; i < plate.parts.size(); ++i) stacker.SetUpPart(i);
+  for (size_t i = 0; i < plate.parts.size(); ++i) stacker.SetUpPart(i);
 
   const std::vector<StyleBand> recoat = Bands(setup->recoat);
   if (!recoat.empty()) stacker.Add(CheckStack(recoat, 0, top, job.units, "", "the recoating"), "");
-  for (std::size_t i = 0; i < plate.parts.size(); ++i) {
+  for (size_t i = 0; i < plate.parts.size(); ++i) {
     const PartSetup& part = setup->parts[i];
     const std::string& file = plate.parts[i].request.path;
     const std::string subject = "part " + plate.parts[i].name;

@@ -93,7 +93,7 @@ class Described {
     const Json& list = ListAt(entry, key);
     if (list.size() != 3) Invalid(key);
     Point point;
-    for (std::size_t k = 0; k < 3; ++k) {
+    for (size_t k = 0; k < 3; ++k) {
       if (!list[k].is_number()) Invalid(key);
       point[k] = list[k].get<double>();
     }
@@ -181,17 +181,17 @@ std::vector<Message> VerifyPieces(Observer& observer, const std::string& folder,
   const auto add = [&](const std::string& name, const std::string& text) {
     findings.push_back(Difference(Code::kVerifyCount, described.PathOf(name), text));
   };
-  std::map<std::string, std::int64_t> facets_of_part, copies_of_part;
+  std::map<std::string, int64_t> facets_of_part, copies_of_part;
   for (const Json& input : described.List("inputs")) {
     const std::string part = described.TextAt(input, "part");
-    facets_of_part[part] = static_cast<std::int64_t>(described.NumberAt(input, "facets"));
-    copies_of_part[part] = static_cast<std::int64_t>(described.NumberAt(input, "copies"));
+    facets_of_part[part] = int64_t(described.NumberAt(input, "facets"));
+    copies_of_part[part] = int64_t(described.NumberAt(input, "copies"));
   }
   const Point vat = described.PointAt(document, "vat");
   std::vector<InputMesh> meshes;
   std::vector<std::string> names;
   std::vector<PlacedShape> shapes;
-  std::int64_t facets = 0;
+  int64_t facets = 0;
   for (const Json& piece : described.List("pieces")) {
     const std::string part = described.TextAt(piece, "part");
     const std::string name = described.NameAt(piece, "mesh", "mesh");
@@ -208,14 +208,14 @@ std::vector<Message> VerifyPieces(Observer& observer, const std::string& folder,
       }
       const Box box = mesh.box();
       const Box said = described.BoxAt(piece, "box");
-      for (std::size_t axis = 0; axis < 3; ++axis) {
+      for (size_t axis = 0; axis < 3; ++axis) {
         if (std::abs(box.min[axis] - said.min[axis]) > kSnapped ||
             std::abs(box.max[axis] - said.max[axis]) > kSnapped) {
           add(name, "stands elsewhere than build.json says");
           break;
         }
       }
-      for (std::size_t axis = 0; axis < 3; ++axis) {
+      for (size_t axis = 0; axis < 3; ++axis) {
         const double reach = std::max(-box.min[axis], box.max[axis] - vat[axis]);
         if (reach <= contact + kSnapped) continue;
         findings.push_back(

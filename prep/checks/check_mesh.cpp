@@ -9,7 +9,7 @@ namespace {
 
 constexpr double kStaleMillimetres = 0.1;
 
-std::string Counted(std::int64_t count, const char* one, const char* many) {
+std::string Counted(int64_t count, const char* one, const char* many) {
   return fmt::format("{} {}", count, count == 1 ? one : many);
 }
 
@@ -36,7 +36,7 @@ class MeshChecks {
           {{"facet", topology_.first_open_facet}, {"edges", topology_.open_edges}},
           "close the holes where the part was drawn");
     }
-    const std::int64_t bad = topology_.crowded_edges + topology_.misdirected_edges;
+    const int64_t bad = topology_.crowded_edges + topology_.misdirected_edges;
     if (bad > 0) {
       int first = topology_.first_crowded_facet;
       if (first < 0 ||
@@ -50,7 +50,7 @@ class MeshChecks {
           {{"facet", first}, {"edges", bad}},
           "separate bodies that touch, and turn facets that face the wrong way");
     }
-    std::int64_t inverted = 0;
+    int64_t inverted = 0;
     int first_inverted = -1;
     for (const Surface& surface : topology_.surfaces) {
       if (!surface.closed || !(surface.volume < 0) || surface.cavity) continue;
@@ -74,7 +74,7 @@ class MeshChecks {
       const auto [vent, drain] = OpeningsOf(vents_, 1, cavity.box);
       if (vent && drain) continue;
       Point middle;
-      for (std::size_t axis = 0; axis < 3; ++axis) {
+      for (size_t axis = 0; axis < 3; ++axis) {
         middle[axis] = (cavity.box.min[axis] + cavity.box.max[axis]) / 2;
       }
       Add(Code::kSealedVoid,
@@ -91,10 +91,10 @@ class MeshChecks {
   void CheckSidePoints() {
     const std::vector<VentEntry>& points = vents_.entries;
     const double limit = kStaleMillimetres * UnitsFactor(Units::kMillimetre, input_.units);
-    std::int64_t stale = 0;
-    std::size_t first = 0;
+    int64_t stale = 0;
+    size_t first = 0;
     double farthest = 0;
-    for (std::size_t i = 0; i < points.size(); ++i) {
+    for (size_t i = 0; i < points.size(); ++i) {
       const double distance = DistanceToMesh(*input_.mesh, points[i].point());
       if (distance <= limit) continue;
       if (stale++ == 0) first = i + 1;
@@ -103,7 +103,7 @@ class MeshChecks {
     if (stale == 0) return;
     Add(Code::kVdStale,
         fmt::format("{} of {} in the side file up to {} {} off the surface, the first is number {}", stale,
-                    Counted(static_cast<std::int64_t>(points.size()), "point", "points"), Plain(farthest, 3),
+                    Counted(int64_t(points.size()), "point", "points"), Plain(farthest, 3),
                     UnitsName(input_.units), first),
         {{"point", first}}, "'trqprep vents list' shows them, 'vents move' and 'vents remove' mend them");
   }

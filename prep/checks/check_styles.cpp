@@ -33,7 +33,7 @@ class StyleRules {
 
   void CheckRanges() {
     for (const StyleParameter& parameter : style_.parameters) CheckRecord(parameter.name, parameter.record);
-    for (std::size_t list = 0; list < kSweepLists; ++list) {
+    for (size_t list = 0; list < kSweepLists; ++list) {
       int i = 0;
       for (const SweepValues& sweep : style_.sweeps[list]) {
         const std::string name = fmt::format("{}[{}].", SweepListName(list), i++);
@@ -66,7 +66,7 @@ class StyleRules {
 
   void CheckMachine(const std::optional<int>& machine) {
     if (!machine || !StatesMachine(file_)) return;
-    const std::int32_t type = style_.FindWord("machine_type")->number.AsInt();
+    const int32_t type = style_.FindWord("machine_type")->number.AsInt();
     if (type == *machine) return;
     Found(Code::kMachineMismatch, fmt::format("is for {} ({}), the build is for {} ({})", MachineName(type),
                                               type, MachineName(*machine), *machine))
@@ -76,13 +76,13 @@ class StyleRules {
 
   void CheckSweepCounts() {
     if (file_.kind != StyleKind::kRecoat) return;
-    for (std::size_t list = 0; list < kSweepLists; ++list) {
+    for (size_t list = 0; list < kSweepLists; ++list) {
       const std::string name = SweepCountName(list);
       const RecordValues& count = style_.Find(name)->record;
       const double value = count.value.Value();
       // A record without range counts nothing.
       const double maximum = count.maximum.Value();
-      const auto length = static_cast<double>(style_.sweeps[list].size());
+      const auto length = double(style_.sweeps[list].size());
       if (!(value > 0 || maximum > 0) || (value == length && maximum == length)) continue;
       Found(Code::kSweepCount, fmt::format("{}: value {}, maximum {}, but {} in the list", name,
                                            count.value.Text(), count.maximum.Text(), length))

@@ -48,7 +48,7 @@ constexpr const char* kDiskFull = "is the disk full, or a size limit in force?";
 constexpr int kNewContent = O_WRONLY | O_CREAT | O_TRUNC;
 
 std::string FolderOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
+  const size_t slash = path.rfind('/');
   if (slash == std::string::npos) return ".";
   return slash == 0 ? "/" : path.substr(0, slash);
 }
@@ -96,7 +96,7 @@ int WriteBytes(int descriptor, std::string_view bytes) {
       if (errno == EINTR) continue;
       return errno;
     }
-    bytes.remove_prefix(static_cast<std::size_t>(n));
+    bytes.remove_prefix(size_t(n));
   }
   return 0;
 }
@@ -110,7 +110,7 @@ int ReadBlocks(const std::string& path, const std::function<int(std::string_view
     const ssize_t n = read(descriptor.number(), block.data(), block.size());
     if (n < 0) return errno;
     if (n == 0) break;
-    error = take({block.data(), static_cast<std::size_t>(n)});
+    error = take({block.data(), size_t(n)});
   }
   return error;
 }
@@ -119,7 +119,7 @@ int ReadBlocks(const std::string& path, const std::function<int(std::string_view
 class HashingSink : public trq::core::ByteSink {
  public:
   explicit HashingSink(int descriptor) : descriptor_(descriptor) {}
-  bool Write(const void* bytes, std::size_t size) override {
+  bool Write(const void* bytes, size_t size) override {
     const std::string_view piece(static_cast<const char*>(bytes), size);
     if (error_ == 0) error_ = WriteBytes(descriptor_, piece);
     digest_.Add(piece);
@@ -128,13 +128,13 @@ class HashingSink : public trq::core::ByteSink {
   }
   bool failed() const override { return error_ != 0; }
   int error() const { return error_; }
-  std::uint64_t size() const { return size_; }
+  uint64_t size() const { return size_; }
   std::string Sha256() { return digest_.Hex(); }
 
  private:
   int descriptor_;
   int error_ = 0;
-  std::uint64_t size_ = 0;
+  uint64_t size_ = 0;
   Sha256Digest digest_;
 };
 
@@ -336,7 +336,7 @@ OutputFolder::Written OutputFolder::WriteFile(const std::string& name,
   struct stat status {};
   if (fstat(descriptor.number(), &status) != 0) Require(errno);
   Require(descriptor.Close());
-  if (static_cast<std::uint64_t>(status.st_size) != sink.size()) {
+  if (uint64_t(status.st_size) != sink.size()) {
     FailOutput(Code::kOutputShort, given_, "could not be written completely", kDiskFull);
   }
   return {sink.size(), sink.Sha256()};

@@ -36,7 +36,7 @@ File OpenWithHead(const std::string& path, bool folder_allowed, FileHead& head) 
   if (!S_ISREG(status.st_mode)) {
     FailInput(Code::kInputSpecial, path, "is no regular file", "copy it to a file first");
   }
-  head.size = static_cast<std::uint64_t>(status.st_size);
+  head.size = uint64_t(status.st_size);
   file.reset(std::fopen(path.c_str(), "rb"));
   if (!file) FailToRead(path);
   head.head.resize(4096);
@@ -57,11 +57,11 @@ FileHead ReadFileHead(const std::string& path, bool folder_allowed) {
 InputFile::InputFile(const std::string& path)
     : file_(OpenWithHead(path, false, head_)), source_(file_.get()) {}
 
-std::size_t InputFile::Read(void* to, std::size_t size) {
-  const std::uint64_t position = hash_ ? Position().value_or(hashed_) : 0;
-  const std::size_t got = source_.Read(to, size);
+size_t InputFile::Read(void* to, size_t size) {
+  const uint64_t position = hash_ ? Position().value_or(hashed_) : 0;
+  const size_t got = source_.Read(to, size);
   if (hash_ && position <= hashed_ && position + got > hashed_) {
-    const auto seen = static_cast<std::size_t>(hashed_ - position);
+    const auto seen = size_t(hashed_ - position);
     hash_->Add({static_cast<const char*>(to) + seen, got - seen});
     hashed_ += got - seen;
   }
@@ -69,12 +69,11 @@ std::size_t InputFile::Read(void* to, std::size_t size) {
 }
 
 std::string InputFile::ReadRest() {
-  std::string bytes(static_cast<std::size_t>(std::min<std::uint64_t>(Remaining().value_or(0), 1 << 26)),
-                    '\0');
+  std::string bytes(size_t(std::min<uint64_t>(Remaining().value_or(0), 1 << 26)), '\0');
   bytes.resize(Read(bytes.data(), bytes.size()));
   // The file may be larger, or have grown meanwhile.
   std::string block(1 << 16, '\0');
-  while (const std::size_t got = Read(block.data(), block.size())) bytes.append(block, 0, got);
+  while (const size_t got = Read(block.data(), block.size())) bytes.append(block, 0, got);
   if (failed()) FailToRead(head_.path);
   return bytes;
 }

@@ -30,7 +30,7 @@ void AppendQuoted(std::string& to, const std::string& text) {
   to += '"';
   for (const char c : text) {
     constexpr std::string_view kEscaped = "\"\\\b\f\n\r\t";
-    const std::size_t escape = kEscaped.find(c);
+    const size_t escape = kEscaped.find(c);
     if (escape != std::string_view::npos) {
       to += '\\';
       to += "\"\\bfnrt"[escape];
@@ -55,8 +55,8 @@ class Builder {
   bool number_float(Parser::number_float_t value, const std::string&) { return Add(value); }
   bool string(std::string& value) { return Add(std::move(value)); }
   bool binary(Parser::binary_t&) { return false; }  // no text holds any
-  bool start_object(std::size_t) { return Begin(Json::object()); }
-  bool start_array(std::size_t) { return Begin(Json::array()); }
+  bool start_object(size_t) { return Begin(Json::object()); }
+  bool start_array(size_t) { return Begin(Json::array()); }
   bool end_object() {
     open_.pop_back();
     return true;
@@ -71,7 +71,7 @@ class Builder {
     member_ = &(*level.value)[key];
     return true;
   }
-  bool parse_error(std::size_t byte, const std::string&, const Parser::exception& error) {
+  bool parse_error(size_t byte, const std::string&, const Parser::exception& error) {
     if (dynamic_cast<const Parser::out_of_range*>(&error)) {
       throw JsonMistake{"holds a number beyond the range of numbers", {}};
     }
@@ -99,7 +99,7 @@ class Builder {
     return true;
   }
   bool Begin(Json value) {
-    constexpr std::size_t kDeepest = 64;
+    constexpr size_t kDeepest = 64;
     if (open_.size() >= kDeepest) throw JsonMistake{fmt::format("is nested deeper than {}", kDeepest), {}};
     Json& slot = Slot();
     slot = std::move(value);
@@ -145,7 +145,7 @@ const Json::Object& Json::items() const {
   return is_object() ? std::get<Object>(value_) : none;
 }
 
-std::size_t Json::size() const {
+size_t Json::size() const {
   if (Holds<std::nullptr_t>()) return 0;
   if (is_object()) return items().size();
   return is_array() ? Values().size() : 1;
@@ -195,11 +195,11 @@ bool operator==(const Json& a, const Json& b) {
 
 void Json::DumpTo(std::string& text, int indent, int level) const {
   const auto line = [&](int at) {
-    if (indent >= 0) text.append(1, '\n').append(static_cast<std::size_t>(at * indent), ' ');
+    if (indent >= 0) text.append(1, '\n').append(size_t(at * indent), ' ');
   };
   if (is_object() || is_array()) {
     text += is_object() ? '{' : '[';
-    const std::size_t begin = text.size();
+    const size_t begin = text.size();
     const auto separate = [&] {
       if (text.size() > begin) text += ',';
       line(level + 1);
@@ -222,10 +222,10 @@ void Json::DumpTo(std::string& text, int indent, int level) const {
     text += std::get<bool>(value_) ? "true" : "false";
   } else if (Holds<double>()) {
     text += nlohmann::json(std::get<double>(value_)).dump();
-  } else if (Holds<std::int64_t>()) {
-    text += std::to_string(std::get<std::int64_t>(value_));
+  } else if (Holds<int64_t>()) {
+    text += std::to_string(std::get<int64_t>(value_));
   } else {
-    text += is_number_unsigned() ? std::to_string(std::get<std::uint64_t>(value_)) : "null";
+    text += is_number_unsigned() ? std::to_string(std::get<uint64_t>(value_)) : "null";
   }
 }
 
@@ -236,13 +236,13 @@ std::string Json::dump(int indent) const {
 }
 
 bool IsUtf8(std::string_view bytes) {
-  for (std::size_t i = 0; i < bytes.size();) {
+  for (size_t i = 0; i < bytes.size();) {
     const unsigned lead = static_cast<unsigned char>(bytes[i++]);
     if (lead < 0x80) continue;
     const int more = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : 1;
-    if (lead < 0xC2 || lead > 0xF4 || bytes.size() - i < static_cast<std::size_t>(more)) return false;
+    if (lead < 0xC2 || lead > 0xF4 || bytes.size() - i < size_t(more)) return false;
     unsigned character = lead & (0x3FU >> more);
-    for (const std::size_t end = i + static_cast<std::size_t>(more); i < end; ++i) {
+    for (const size_t end = i + size_t(more); i < end; ++i) {
       const unsigned byte = static_cast<unsigned char>(bytes[i]);
       if ((byte & 0xC0) != 0x80) return false;
       character = character << 6 | (byte & 0x3F);
@@ -272,7 +272,7 @@ std::optional<std::string> TextFromJson(const Json& value) {
   const auto hex = value["bytes"].get<std::string>();
   if (hex.size() % 2 != 0) return std::nullopt;
   std::string bytes;
-  for (std::size_t i = 0; i < hex.size(); i += 2) {
+  for (size_t i = 0; i < hex.size(); i += 2) {
     const auto byte = HexNumber(std::string_view(hex).substr(i, 2));
     if (!byte) return std::nullopt;
     bytes += static_cast<char>(*byte);
@@ -286,17 +286,17 @@ Json NumberToJson(float value) {
     std::memcpy(&bits, &value, sizeof bits);
     return fmt::format("nan:{:08x}", bits);
   }
-  if (std::isinf(value)) return NumberToJson(static_cast<double>(value));
+  if (std::isinf(value)) return NumberToJson(double(value));
   // The library prints doubles; the double nearest to the shortest decimal of the float prints as that
   // decimal.
   const std::string shortest = fmt::format("{}", value);
   double decimal = 0;
   std::from_chars(shortest.data(), shortest.data() + shortest.size(), decimal);
-  return static_cast<float>(decimal) == value ? decimal : static_cast<double>(value);
+  return float(decimal) == value ? decimal : double(value);
 }
 
 Json NumberToJson(double value) {
-  if (std::isnan(value)) return NumberToJson(static_cast<float>(value));
+  if (std::isnan(value)) return NumberToJson(float(value));
   if (std::isinf(value)) return value > 0 ? "inf" : "-inf";
   return value;
 }
@@ -311,7 +311,7 @@ std::optional<float> FloatFromJson(const Json& value) {
     if (error == std::errc::result_out_of_range) {
       const double wide = value.get<double>();
       if (std::fabs(wide) > 1) return std::nullopt;
-      return static_cast<float>(wide);
+      return float(wide);
     }
     return number;
   }

@@ -17,7 +17,7 @@ std::string Lower(std::string text) {
 }
 
 std::string LowerExtension(const std::string& path) {
-  const std::size_t dot = path.find_last_of("./");
+  const size_t dot = path.find_last_of("./");
   return dot == std::string::npos || path[dot] == '/' ? std::string() : Lower(path.substr(dot + 1));
 }
 

@@ -15,7 +15,7 @@ namespace {
 
 // Exactly `count` values between commas.
 template <class Value>
-std::vector<Value> ParseList(const std::string& text, std::size_t count, Value (*parse)(const std::string&),
+std::vector<Value> ParseList(const std::string& text, size_t count, Value (*parse)(const std::string&),
                              const char* values) {
   std::vector<Value> list;
   for (const std::string& piece : Split(text, ',')) list.push_back(parse(piece));
@@ -48,8 +48,8 @@ double ParseNumber(const std::string& text) {
   return value;
 }
 
-std::int64_t ParseWhole(const std::string& text, std::int64_t lowest, std::int64_t highest) {
-  std::int64_t value = 0;
+int64_t ParseWhole(const std::string& text, int64_t lowest, int64_t highest) {
+  int64_t value = 0;
   const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error != std::errc() || stop != text.data() + text.size() || value < lowest || value > highest) {
     Refuse(text, fmt::format("whole number from {} to {}", lowest, highest));
@@ -88,11 +88,11 @@ std::vector<std::string> Split(const std::string& text, char separator) {
   return pieces;
 }
 
-std::vector<Length> ParseLengths(const std::string& text, std::size_t count) {
+std::vector<Length> ParseLengths(const std::string& text, size_t count) {
   return ParseList(text, count, ParseLength, "lengths");
 }
 
-std::vector<double> ParseNumbers(const std::string& text, std::size_t count) {
+std::vector<double> ParseNumbers(const std::string& text, size_t count) {
   return ParseList(text, count, ParseNumber, "numbers");
 }
 
@@ -101,7 +101,7 @@ std::array<Length, 3> ParseVat(const std::string& text) {
   std::array<Length, 3> vat;
   bool right = sides.size() == 3;
   try {
-    for (std::size_t i = 3; right && i-- > 0;) {
+    for (size_t i = 3; right && i-- > 0;) {
       vat[i] = ParseLength(sides[i]);
       if (!vat[i].unit) vat[i].unit = vat[2].unit;
       right = vat[i].value > 0;
@@ -124,7 +124,7 @@ std::string Plain(double value, int digits) {
 
 std::string SizeInBoth(const std::array<double, 3>& size, Units units) {
   const auto in = [&](Units wanted, int digits) {
-    const auto side = [&](std::size_t i) { return Plain(size[i] * UnitsFactor(units, wanted), digits); };
+    const auto side = [&](size_t i) { return Plain(size[i] * UnitsFactor(units, wanted), digits); };
     return fmt::format("{} x {} x {} {}", side(0), side(1), side(2), UnitsName(wanted));
   };
   return fmt::format("{} ({})", in(Units::kMillimetre, 3), in(Units::kInch, 4));

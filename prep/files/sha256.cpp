@@ -26,11 +26,11 @@ sha256_ctx* ContextIn(std::array<unsigned char, 128>& state) {
 Sha256Digest::Sha256Digest() { sha256_init(new (state_.data()) sha256_ctx); }
 
 void Sha256Digest::Add(std::string_view bytes) {
-  sha256_update(ContextIn(state_), bytes.size(), reinterpret_cast<const std::uint8_t*>(bytes.data()));
+  sha256_update(ContextIn(state_), bytes.size(), reinterpret_cast<const uint8_t*>(bytes.data()));
 }
 
 std::string Sha256Digest::Hex() {
-  std::uint8_t digest[SHA256_DIGEST_SIZE];
+  uint8_t digest[SHA256_DIGEST_SIZE];
   sha256_digest(ContextIn(state_), sizeof digest, digest);
   return ToHex(std::string_view(reinterpret_cast<const char*>(digest), sizeof digest));
 }
@@ -46,7 +46,7 @@ std::string Sha256OfFile(const std::string& path) {
   if (!file) FailInput(Code::kInputUnreadable, path, SystemText(errno));
   Sha256Digest digest;
   std::vector<char> block(1 << 16);
-  while (const std::size_t n = std::fread(block.data(), 1, block.size(), file.get()))
+  while (const size_t n = std::fread(block.data(), 1, block.size(), file.get()))
     digest.Add({block.data(), n});
   if (std::ferror(file.get())) FailInput(Code::kInputUnreadable, path, "cannot be read to its end");
   return digest.Hex();

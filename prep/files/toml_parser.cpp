@@ -13,7 +13,7 @@ namespace {
 constexpr int kMostKeyParts = 16;
 
 // Where the string that begins at `at` has ended.
-std::size_t EndOfString(std::string_view text, std::size_t at) {
+size_t EndOfString(std::string_view text, size_t at) {
   const char quote = text[at];
   const bool escapes = quote == '"';
   const std::string fence(3, quote);
@@ -25,7 +25,7 @@ std::size_t EndOfString(std::string_view text, std::size_t at) {
       return at + 1;
     } else if (long_form && text.substr(at, 3) == fence) {
       // The last two of five quotes belong to the text.
-      const std::size_t end = text.find_first_not_of(quote, at);
+      const size_t end = text.find_first_not_of(quote, at);
       return end == std::string_view::npos ? text.size() : std::min(end, at + 5);
     }
   }
@@ -41,7 +41,7 @@ bool MayStandInKey(char c) {
 // mistake.
 void CheckKeys(std::string_view text) {
   int parts = 1;
-  for (std::size_t at = 0; at < text.size(); ++at) {
+  for (size_t at = 0; at < text.size(); ++at) {
     const char c = text[at];
     if (c == '"' || c == '\'') {
       at = EndOfString(text, at) - 1;

@@ -17,8 +17,8 @@ namespace {
 class ExactSum {
  public:
   void Add(double term) {
-    std::size_t kept = 0;
-    for (std::size_t i = 0; i < count_; ++i) {
+    size_t kept = 0;
+    for (size_t i = 0; i < count_; ++i) {
       const double sum = term + parts_[i];
       const double of_part = sum - term;
       const double lost = (term - (sum - of_part)) + (parts_[i] - of_part);
@@ -38,7 +38,7 @@ class ExactSum {
 
  private:
   std::array<double, 48> parts_;
-  std::size_t count_ = 0;
+  size_t count_ = 0;
 };
 
 /// The sign of `value`, when no rounding of about ten operations on numbers that add up to `size` can have
@@ -49,7 +49,7 @@ int SureSign(double value, double size) {
 }
 
 /// Which way a, b, c turn in the plane of coordinates u and v: 1 counter-clockwise, 0 on one line.
-int Turn(const Point& a, const Point& b, const Point& c, std::size_t u, std::size_t v) {
+int Turn(const Point& a, const Point& b, const Point& c, size_t u, size_t v) {
   const double left = (b[u] - a[u]) * (c[v] - a[v]), right = (b[v] - a[v]) * (c[u] - a[u]);
   if (const int sign = SureSign(left - right, std::fabs(left) + std::fabs(right))) return sign;
   ExactSum sum;
@@ -64,7 +64,7 @@ int Turn(const Point& a, const Point& b, const Point& c, std::size_t u, std::siz
 // before), so that it is never on a plane, edge or corner. All of its comparisons use that same place.
 
 /// Which way a, b and the point turn; 0 where a and b are one place in that plane.
-int TurnToPoint(const Point& a, const Point& b, const Point& point, std::size_t u, std::size_t v) {
+int TurnToPoint(const Point& a, const Point& b, const Point& point, size_t u, size_t v) {
   if (const int sign = Turn(a, b, point, u, v)) return sign;
   const double by_u = a[v] - b[v], by_v = b[u] - a[u];
   const double first = u < v ? by_u : by_v, second = u < v ? by_v : by_u;
@@ -73,7 +73,7 @@ int TurnToPoint(const Point& a, const Point& b, const Point& point, std::size_t 
 }
 
 /// Each axis and the two that follow it.
-constexpr std::size_t kAxes[3][3] = {{0, 1, 2}, {1, 2, 0}, {2, 0, 1}};
+constexpr size_t kAxes[3][3] = {{0, 1, 2}, {1, 2, 0}, {2, 0, 1}};
 
 /// 1 for a point before the facet (where its normal goes), -1 for one behind. The facet has an area.
 int Side(const Corners& facet, const Point& point) {
@@ -108,12 +108,12 @@ int Side(const Corners& facet, const Point& point) {
 int WindingAlong(const Corners& facet, const Box& box, const Point& start, const Point& end) {
   int change = 0;
   Point from = start;
-  for (std::size_t axis = 0; axis < 3; ++axis) {
+  for (size_t axis = 0; axis < 3; ++axis) {
     Point to = from;
     to[axis] = end[axis];
     const auto passes = [&] {
       if (!Meet(box, BoxOf({from, to, to}))) return false;
-      const std::size_t u = (axis + 1) % 3, v = (axis + 2) % 3;
+      const size_t u = (axis + 1) % 3, v = (axis + 2) % 3;
       const int turn = TurnToPoint(facet[0], facet[1], to, u, v);
       return turn != 0 && turn == TurnToPoint(facet[1], facet[2], to, u, v) &&
              turn == TurnToPoint(facet[2], facet[0], to, u, v);
@@ -129,7 +129,7 @@ int WindingAlong(const Corners& facet, const Box& box, const Point& start, const
 bool MayTouch(const Corners& facet, const Box& box) {
   Point centre, half;
   double slack = 0;
-  for (std::size_t k = 0; k < 3; ++k) {
+  for (size_t k = 0; k < 3; ++k) {
     centre[k] = (box.min[k] + box.max[k]) / 2;
     half[k] = (box.max[k] - box.min[k]) / 2;
     for (const double c : {box.min[k], box.max[k], facet[0][k], facet[1][k], facet[2][k]}) {
@@ -138,7 +138,7 @@ bool MayTouch(const Corners& facet, const Box& box) {
   }
   const Corners from = {Minus(facet[0], centre), Minus(facet[1], centre), Minus(facet[2], centre)};
   const auto sum = [](const Point& p) { return std::fabs(p[0]) + std::fabs(p[1]) + std::fabs(p[2]); };
-  for (std::size_t s = 0; s < 3; ++s) {
+  for (size_t s = 0; s < 3; ++s) {
     const Point &corner = from[s], &opposite = from[(s + 2) % 3];
     const Point side = Minus(facet[(s + 1) % 3], facet[s]);
     for (const auto& [k, u, v] : kAxes) {
@@ -150,28 +150,26 @@ bool MayTouch(const Corners& facet, const Box& box) {
   }
   const Point p = Minus(facet[1], facet[0]), q = Minus(facet[2], facet[0]), normal = Cross(p, q);
   double reach = slack * sum(p) * sum(q);
-  for (std::size_t k = 0; k < 3; ++k) reach += half[k] * std::fabs(normal[k]);
+  for (size_t k = 0; k < 3; ++k) reach += half[k] * std::fabs(normal[k]);
   return std::fabs(Dot(normal, from[0])) <= reach;
 }
 
 /// A surface that faces outward, and its facets near a part of space.
 struct Outer {
-  std::size_t surface;
-  std::size_t first;  ///< in the list of facets
-  std::size_t last;
+  size_t surface;
+  size_t first;  ///< in the list of facets
+  size_t last;
   int winding;  ///< how often the surface winds around the place that was walked to
 };
 
 /// A surface that faces inward: is it a cavity?
 struct Question {
-  std::size_t surface;
+  size_t surface;
   Point corner;  ///< its lowest
   Box box;
 
   /// What makes two questions alike.
-  double operator[](std::size_t k) const {
-    return k < 3 ? corner[k] : k < 6 ? box.min[k - 3] : box.max[k - 6];
-  }
+  double operator[](size_t k) const { return k < 3 ? corner[k] : k < 6 ? box.min[k - 3] : box.max[k - 6]; }
 };
 
 // A coordinate that is infinite or no number makes such a volume, and the surface neither of the two.
@@ -185,23 +183,23 @@ bool FacesOutward(const Surface& surface) {
 class CavitySearch {
  public:
   CavitySearch(const CTL& mesh, Topology& topology) : mesh_(mesh), surfaces_(topology.surfaces) {
-    std::vector<std::size_t> slots(surfaces_.size());  // its question, or where its next facet goes
-    for (std::size_t i = 0; i < surfaces_.size(); ++i) {
+    std::vector<size_t> slots(surfaces_.size());  // its question, or where its next facet goes
+    for (size_t i = 0; i < surfaces_.size(); ++i) {
       const Surface& surface = surfaces_[i];
       if (FacesInward(surface)) {
         slots[i] = questions_.size();
         questions_.push_back({i, surface.box.max, surface.box});
       } else if (FacesOutward(surface)) {
         slots[i] = facets_.size();
-        facets_.resize(slots[i] + static_cast<std::size_t>(surface.facets));
+        facets_.resize(slots[i] + size_t(surface.facets));
         outers_.push_back({i, slots[i], facets_.size(), 0});
       }
     }
     for (int facet = 0; facet < mesh.num_triangles(); ++facet) {
-      const auto number = topology.surface_of_facet[static_cast<std::size_t>(facet)];
+      const auto number = topology.surface_of_facet[size_t(facet)];
       if (number < 0) continue;
-      const Surface& surface = surfaces_[static_cast<std::size_t>(number)];
-      std::size_t& slot = slots[static_cast<std::size_t>(number)];
+      const Surface& surface = surfaces_[size_t(number)];
+      size_t& slot = slots[size_t(number)];
       if (FacesOutward(surface)) facets_[slot++] = facet;
       if (!FacesInward(surface)) continue;
       Point& lowest = questions_[slot].corner;
@@ -219,31 +217,30 @@ class CavitySearch {
  private:
   /// Decides a range of questions by a range of outers, whose windings are those around `start`. They list
   /// all facets that touch the box of `start` and the questions' corners.
-  void Decide(std::size_t first, std::size_t last, const Point& start, std::size_t first_outer,
-              std::size_t last_outer) {
+  void Decide(size_t first, size_t last, const Point& start, size_t first_outer, size_t last_outer) {
     const Point end = questions_[first].corner;
     std::array<double, 9> low, high;
-    for (std::size_t k = 0; k < 9; ++k) {
+    for (size_t k = 0; k < 9; ++k) {
       low[k] = high[k] = questions_[first][k];
-      for (std::size_t i = first; i < last; ++i) {
+      for (size_t i = first; i < last; ++i) {
         low[k] = std::min(low[k], questions_[i][k]);
         high[k] = std::max(high[k], questions_[i][k]);
       }
     }
     const Box corners{{low[0], low[1], low[2]}, {high[0], high[1], high[2]}};
-    const std::size_t kept_facets = facets_.size(), kept_outers = outers_.size();
+    const size_t kept_facets = facets_.size(), kept_outers = outers_.size();
     bool all = false;
-    for (std::size_t o = first_outer; o < last_outer && !all; ++o) {
+    for (size_t o = first_outer; o < last_outer && !all; ++o) {
       Outer outer = outers_[o];
       const Box& box = surfaces_[outer.surface].box;
       bool holds_some = true, holds_all = true;  // as far as the ranges of the boxes tell
-      for (std::size_t k = 0; k < 3; ++k) {
+      for (size_t k = 0; k < 3; ++k) {
         holds_some = holds_some && box.min[k] <= high[3 + k] && box.max[k] >= low[6 + k];
         holds_all = holds_all && box.min[k] <= low[3 + k] && box.max[k] >= high[6 + k];
       }
       if (!holds_some) continue;
-      const std::size_t first_facet = facets_.size();
-      for (std::size_t f = outer.first; f < outer.last; ++f) {
+      const size_t first_facet = facets_.size();
+      for (size_t f = outer.first; f < outer.last; ++f) {
         const Corners facet = CornersOf(mesh_, facets_[f]);
         const Box facet_box = BoxOf(facet);
         outer.winding += WindingAlong(facet, facet_box, start, end);
@@ -259,17 +256,17 @@ class CavitySearch {
       outers_.push_back(outer);
     }
     if (all) {
-      for (std::size_t i = first; i < last; ++i) surfaces_[questions_[i].surface].cavity = true;
+      for (size_t i = first; i < last; ++i) surfaces_[questions_[i].surface].cavity = true;
     } else if (outers_.size() > kept_outers && low != high) {
-      std::size_t widest = 0;
-      for (std::size_t k = 1; k < 9; ++k) {
+      size_t widest = 0;
+      for (size_t k = 1; k < 9; ++k) {
         if (high[k] - low[k] > high[widest] - low[widest]) widest = k;
       }
-      const std::size_t middle = first + (last - first) / 2;
+      const size_t middle = first + (last - first) / 2;
       Question* const all_questions = questions_.data();
       std::nth_element(all_questions + first, all_questions + middle, all_questions + last,
                        [&](const Question& a, const Question& b) { return a[widest] < b[widest]; });
-      const std::size_t end_outer = outers_.size();
+      const size_t end_outer = outers_.size();
       Decide(first, middle, end, kept_outers, end_outer);
       Decide(middle, last, end, kept_outers, end_outer);
     }

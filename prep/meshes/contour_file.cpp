@@ -15,8 +15,8 @@ namespace {
 constexpr char kHeaderEnd = 0x1A;
 
 struct Word {
-  std::size_t begin;
-  std::size_t end;
+  size_t begin;
+  size_t end;
 };
 
 // The values of a key: the words between it and the next key. "-KEY" is a key, "-20,20" is none.
@@ -24,7 +24,7 @@ std::vector<Word> ValuesOf(const std::string& header, const std::string& key) {
   constexpr char kBlanks[] = " \t\n\v\f\r";
   std::vector<Word> values;
   bool within = false;
-  std::size_t begin = 0, end = 0;
+  size_t begin = 0, end = 0;
   while ((begin = header.find_first_not_of(kBlanks, end)) != std::string::npos) {
     end = std::min(header.find_first_of(kBlanks, begin), header.size());
     if (end - begin > 1 && header[begin] == '-' &&
@@ -46,7 +46,7 @@ constexpr const char* kLayerParts[] = {
 
 [[noreturn]] void FailToRead(const std::string& path, const trq::core::Place& place,
                              const trq::core::Contours& read) {
-  const int code = -static_cast<int>(place.item);
+  const int code = -int(place.item);
   Message message(Code::kSlcShort, path, "");
   message.Hint("the file was cut or damaged; slice the part again").At({{"byte", place.byte}});
   if (code <= trq::slc_file::kLayerZShort) {
@@ -76,7 +76,7 @@ constexpr const char* kLayerParts[] = {
 
 bool LooksLikeSlc(const FileHead& file) {
   const std::string head = file.head.substr(0, slc::kMaxHeader + 1);
-  const std::size_t header_end = head.find(kHeaderEnd);
+  const size_t header_end = head.find(kHeaderEnd);
   if (header_end != std::string::npos && HeaderField(head.substr(0, header_end), "SLCVER")) return true;
   return LowerExtension(file.path) == "slc" && !LooksLikeCtl(file) && !LooksLikeStl(file);
 }
@@ -106,7 +106,7 @@ ContourFile ReadContours(Observer& observer, Units bare, const std::string& path
   if (used != reserved.end()) {
     observer.Note(
         Message(Code::kSlcReserved, path, "the reserved block holds more than zeros; no meaning is known")
-            .At({{"byte", file.reserved_offset() + static_cast<std::size_t>(used - reserved.begin())}}));
+            .At({{"byte", file.reserved_offset() + size_t(used - reserved.begin())}}));
   }
   if (file.end < file.file_size) {
     observer.Note(
@@ -118,18 +118,18 @@ ContourFile ReadContours(Observer& observer, Units bare, const std::string& path
 }
 
 bool IsFinite(const trq::SlcBoundary& boundary) {
-  const std::size_t count = std::size_t{2} * boundary.vertex_count;
+  const size_t count = size_t{2} * boundary.vertex_count;
   return std::all_of(boundary.points, boundary.points + count, [](float c) { return std::isfinite(c); });
 }
 
 double TwiceArea(const trq::SlcBoundary& boundary) {
   if (boundary.vertex_count < 3 || !IsFinite(boundary)) return 0;
   const float* p = boundary.points;
-  const std::size_t count = boundary.vertex_count;
+  const size_t count = boundary.vertex_count;
   // About the first vertex, so that contours far from the origin keep their digits.
   const double x0 = p[0], y0 = p[1];
   double sum = 0;
-  for (std::size_t i = 1; i + 1 < count; ++i) {
+  for (size_t i = 1; i + 1 < count; ++i) {
     const double ax = p[2 * i] - x0, ay = p[2 * i + 1] - y0;
     const double bx = p[2 * i + 2] - x0, by = p[2 * i + 3] - y0;
     sum += ax * by - ay * bx;
@@ -140,8 +140,8 @@ double TwiceArea(const trq::SlcBoundary& boundary) {
 ContourSummary Summarize(Observer& observer, const ContourFile& file) {
   ContourSummary summary;
   const std::vector<trq::SlcLayer>& layers = file.contours.layers;
-  std::size_t not_finite_layer = 0, negative = 0, negative_layer = 0;
-  for (std::size_t i = 0; i + 1 < layers.size(); ++i) {
+  size_t not_finite_layer = 0, negative = 0, negative_layer = 0;
+  for (size_t i = 0; i + 1 < layers.size(); ++i) {
     LayerSummary layer;
     layer.z = layers[i].z;
     for (const trq::SlcBoundary& boundary : layers[i].boundaries()) {
@@ -149,7 +149,7 @@ ContourSummary Summarize(Observer& observer, const ContourFile& file) {
       layer.vertices += boundary.vertex_count;
       layer.gaps += boundary.gap_count;
       const float* p = boundary.points;
-      const std::size_t last = boundary.vertex_count > 0 ? 2 * (std::size_t{boundary.vertex_count} - 1) : 0;
+      const size_t last = boundary.vertex_count > 0 ? 2 * (size_t{boundary.vertex_count} - 1) : 0;
       if (boundary.vertex_count > 0 && (p[0] != p[last] || p[1] != p[last + 1])) ++layer.open;
       if (!IsFinite(boundary)) {
         if (summary.not_finite++ == 0) not_finite_layer = i + 1;
@@ -158,16 +158,16 @@ ContourSummary Summarize(Observer& observer, const ContourFile& file) {
       const double twice_area = TwiceArea(boundary);
       if (twice_area < 0) ++layer.clockwise;
       layer.area += twice_area / 2;
-      for (std::size_t v = 0; v < boundary.vertex_count; ++v) {
+      for (size_t v = 0; v < boundary.vertex_count; ++v) {
         summary.box.Add(Point{p[2 * v], p[2 * v + 1], layer.z});
         summary.box.Add(Point{p[2 * v], p[2 * v + 1], layers[i + 1].z});
       }
     }
     if (layer.area < 0 && negative++ == 0) negative_layer = i + 1;
-    double thickness = static_cast<double>(layers[i + 1].z) - layer.z;
+    double thickness = double(layers[i + 1].z) - layer.z;
     // Some programs repeat the last z in the terminator.
     if (thickness == 0 && i > 0 && i + 2 == layers.size()) {
-      thickness = static_cast<double>(layer.z) - layers[i - 1].z;
+      thickness = double(layer.z) - layers[i - 1].z;
     }
     if (std::isfinite(thickness)) summary.volume += layer.area * thickness;
     summary.total.boundaries += layer.boundaries;
@@ -201,7 +201,7 @@ std::optional<std::string> HeaderField(const std::string& header, const std::str
   return header.substr(values.front().begin, values.back().end - values.front().begin);
 }
 
-std::string WithExtents(const std::string& header, std::size_t axis,
+std::string WithExtents(const std::string& header, size_t axis,
                         const std::function<std::array<double, 2>(double, double)>& change) {
   const std::vector<Word> values = ValuesOf(header, "EXTENTS");
   if (axis >= values.size()) return header;
@@ -209,7 +209,7 @@ std::string WithExtents(const std::string& header, std::size_t axis,
   try {
     const std::vector<double> pair = ParseNumbers(header.substr(word.begin, word.end - word.begin), 2);
     const std::array<double, 2> changed = change(pair[0], pair[1]);
-    const auto text = [](double value) { return NumberToJson(static_cast<float>(value)).dump(); };
+    const auto text = [](double value) { return NumberToJson(float(value)).dump(); };
     return header.substr(0, word.begin) + text(changed[0]) + "," + text(changed[1]) + header.substr(word.end);
   } catch (const std::invalid_argument&) {
     return header;  // not the two numbers that belong there
@@ -241,7 +241,7 @@ void DescribeContours(Json& data, const ContourFile& file, const ContourSummary&
   data["table"] = table;
 }
 
-std::uint64_t WriteContours(const trq::core::Contours& contours, const std::string& path, bool replace) {
+uint64_t WriteContours(const trq::core::Contours& contours, const std::string& path, bool replace) {
   return WriteFile(path, replace, [&contours](trq::core::ByteSink& sink) {
     static_cast<void>(trq::core::WriteSlc(contours, sink));  // the sink tells of a failure
   });

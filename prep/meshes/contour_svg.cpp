@@ -21,7 +21,7 @@ double RoundLength(double length) {
 
 }  // namespace
 
-std::string LayerSvg(const ContourFile& file, const ContourSummary& summary, std::size_t index) {
+std::string LayerSvg(const ContourFile& file, const ContourSummary& summary, size_t index) {
   const trq::SlcLayer& layer = file.contours.layers[index];
   const LayerSummary& about = summary.layers[index];
   const std::string unit = UnitsName(file.units);
@@ -35,7 +35,7 @@ std::string LayerSvg(const ContourFile& file, const ContourSummary& summary, std
   const double k = 1000 / largest;
   const auto page = [](double value) { return Plain(value, 2); };
   // Contours stay in the file's unit. A hundred thousandth of the part is finer than any print.
-  const int digits = std::clamp(5 - static_cast<int>(std::floor(std::log10(largest))), 0, 12);
+  const int digits = std::clamp(5 - int(std::floor(std::log10(largest))), 0, 12);
   const auto num = [digits](double value) { return Plain(value, digits); };
 
   const double text_size = 33;
@@ -49,9 +49,8 @@ std::string LayerSvg(const ContourFile& file, const ContourSummary& summary, std
   const std::string bar_text = Plain(bar, 12) + " " + unit;
   // Letters are a little over half as wide as high.
   const double text_width = 0.6 * text_size;
-  const double caption = k * bar + text_width * static_cast<double>(bar_text.size() + counts.size() + 4);
-  const double width =
-      std::max({k * size[0], text_width * static_cast<double>(title.size()), caption}) + 2 * margin;
+  const double caption = k * bar + text_width * double(bar_text.size() + counts.size() + 4);
+  const double width = std::max({k * size[0], text_width * double(title.size()), caption}) + 2 * margin;
   const double left = (width - k * size[0]) / 2;
   const double top = margin + 1.8 * text_size;
   const double bottom = top + k * size[1];
@@ -71,11 +70,11 @@ std::string LayerSvg(const ContourFile& file, const ContourSummary& summary, std
   std::string paths[2];  // outer, inner
   for (const trq::SlcBoundary& boundary : layer.boundaries()) {
     if (boundary.vertex_count == 0 || !IsFinite(boundary)) continue;
-    std::size_t count = boundary.vertex_count;
+    size_t count = boundary.vertex_count;
     const float* p = boundary.points;
     if (count > 1 && p[0] == p[2 * count - 2] && p[1] == p[2 * count - 1]) --count;
     std::string& path = paths[TwiceArea(boundary) < 0 ? 1 : 0];
-    for (std::size_t i = 0; i < count; ++i) {
+    for (size_t i = 0; i < count; ++i) {
       path += fmt::format("{}{} {}", i == 0 ? "M" : "L", num(p[2 * i] - low[0]), num(p[2 * i + 1] - low[1]));
     }
     path += "Z";

@@ -11,7 +11,7 @@ namespace trqprep {
 inline Box BoxOf(const Corners& facet) {
   Box box{facet[0], facet[0]};
   for (const Point& corner : facet) {
-    for (std::size_t k = 0; k < 3; ++k) {
+    for (size_t k = 0; k < 3; ++k) {
       box.min[k] = std::min(box.min[k], corner[k]);
       box.max[k] = std::max(box.max[k], corner[k]);
     }
@@ -21,7 +21,7 @@ inline Box BoxOf(const Corners& facet) {
 
 /// Whether they share a point, be it on their borders.
 inline bool Meet(const Box& a, const Box& b) {
-  for (std::size_t k = 0; k < 3; ++k) {
+  for (size_t k = 0; k < 3; ++k) {
     if (a.max[k] < b.min[k] || a.min[k] > b.max[k]) return false;
   }
   return true;

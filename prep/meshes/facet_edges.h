@@ -12,15 +12,15 @@ namespace trqprep {
 
 /// One side of a facet.
 struct EdgeUse {
-  std::uint64_t edge;   ///< lower vertex number in the high half, higher one in the low half
-  std::uint32_t facet;  ///< a number of the caller's
-  bool forward;         ///< from the lower vertex to the higher one
+  uint64_t edge;   ///< lower vertex number in the high half, higher one in the low half
+  uint32_t facet;  ///< a number of the caller's
+  bool forward;    ///< from the lower vertex to the higher one
 };
 
-inline void AddEdges(const R_INT4& triangle, std::uint32_t facet, std::vector<EdgeUse>& uses) {
+inline void AddEdges(const R_INT4& triangle, uint32_t facet, std::vector<EdgeUse>& uses) {
   for (int k = 0; k < 3; ++k) {
-    const auto from = static_cast<std::uint64_t>(triangle[k]);
-    const auto to = static_cast<std::uint64_t>(triangle[(k + 1) % 3]);
+    const auto from = uint64_t(triangle[k]);
+    const auto to = uint64_t(triangle[(k + 1) % 3]);
     uses.push_back({std::min(from, to) << 32 | std::max(from, to), facet, from < to});
   }
 }
@@ -35,19 +35,19 @@ inline void SortEdges(std::vector<EdgeUse>& uses) {
 /// Sets of facets that grow together; each is named by its first facet.
 class FacetSets {
  public:
-  explicit FacetSets(std::size_t count) : parent_(count) { std::iota(parent_.begin(), parent_.end(), 0u); }
-  std::uint32_t Find(std::uint32_t facet) {
+  explicit FacetSets(size_t count) : parent_(count) { std::iota(parent_.begin(), parent_.end(), 0u); }
+  uint32_t Find(uint32_t facet) {
     while (parent_[facet] != facet) facet = parent_[facet] = parent_[parent_[facet]];
     return facet;
   }
-  void Join(std::uint32_t a, std::uint32_t b) {
+  void Join(uint32_t a, uint32_t b) {
     a = Find(a);
     b = Find(b);
     parent_[std::max(a, b)] = std::min(a, b);
   }
 
  private:
-  std::vector<std::uint32_t> parent_;
+  std::vector<uint32_t> parent_;
 };
 
 }  // namespace trqprep

@@ -36,7 +36,7 @@ Matrix4 Matrix4::Rotation(int axis, double degrees) {
 
 Point Matrix4::Apply(const Point& p) const {
   Point out;
-  for (std::size_t i = 0; i < 3; ++i) out[i] = m[i][0] * p[0] + m[i][1] * p[1] + m[i][2] * p[2] + m[i][3];
+  for (size_t i = 0; i < 3; ++i) out[i] = m[i][0] * p[0] + m[i][1] * p[1] + m[i][2] * p[2] + m[i][3];
   return out;
 }
 
@@ -64,7 +64,7 @@ double AreaOf(const Corners& facet) {
 }
 
 void Box::Add(const Point& point) {
-  for (std::size_t i = 0; i < 3; ++i) {
+  for (size_t i = 0; i < 3; ++i) {
     if (point[i] < min[i]) min[i] = point[i];
     if (point[i] > max[i]) max[i] = point[i];
   }
@@ -92,7 +92,7 @@ bool ApplyToMesh(CTL& mesh, const Matrix4& matrix) {
   PbVec3f* vertices = mesh.vertices();
   for (int i = 0; i < mesh.num_vertices(); ++i) {
     const Point moved = matrix.Apply(PointOf(vertices[i]));
-    for (int k = 0; k < 3; ++k) vertices[i][k] = static_cast<float>(moved[static_cast<std::size_t>(k)]);
+    for (int k = 0; k < 3; ++k) vertices[i][k] = float(moved[size_t(k)]);
   }
   if (matrix.Determinant() < 0) {
     for (int i = 0; i < mesh.num_triangles(); ++i) std::swap(mesh.nth(i)[0], mesh.nth(i)[1]);

@@ -21,19 +21,19 @@ using trq::core::Place;
 using trq::core::Result;
 using trq::core::StlReport;
 
-constexpr std::size_t kCtlHeaderSize = 256;
-constexpr std::size_t kCtlMagicOffset = 160;
+constexpr size_t kCtlHeaderSize = 256;
+constexpr size_t kCtlMagicOffset = 160;
 
 // 0 where there is none.
-std::int32_t WordAt(const std::string& bytes, std::size_t offset) {
-  std::int32_t word = 0;
+int32_t WordAt(const std::string& bytes, size_t offset) {
+  int32_t word = 0;
   if (bytes.size() >= offset + sizeof word) std::memcpy(&word, &bytes[offset], sizeof word);
   return word;
 }
 
 // The first word between blanks, as an import of text STL sees it: a tab is part of a word. Lower case.
 std::string FirstWord(const std::string& line) {
-  const std::size_t begin = line.find_first_not_of(' ');
+  const size_t begin = line.find_first_not_of(' ');
   return begin == std::string::npos ? std::string()
                                     : Lower(line.substr(begin, line.find(' ', begin) - begin));
 }
@@ -63,7 +63,7 @@ bool BeginsAsCorner(const std::string& line) {
 
 // The line that is no corner of an ASCII file; 0 when there is none. Kept: one that only begins as a corner
 // does, with decimal commas for instance, is not named.
-std::uint64_t BadLine(const StlReport& report) {
+uint64_t BadLine(const StlReport& report) {
   if (!report.text_error || report.text_error->place.line == Place::kNowhere) return 0;
   return BeginsAsCorner(report.text_error->text) ? 0 : report.text_error->place.line;
 }
@@ -78,7 +78,7 @@ std::uint64_t BadLine(const StlReport& report) {
   if (file.size == 0) {
     FailInput(Code::kStlEmpty, path, "is empty", "export the part again");
   }
-  if (const std::uint64_t line = BadLine(report)) {
+  if (const uint64_t line = BadLine(report)) {
     Fail(ExitCode::kInput,
          Message(Code::kStlAscii, path,
                  fmt::format("ASCII STL: line {} is no corner (a word and three numbers): {}", line,
@@ -99,14 +99,14 @@ std::uint64_t BadLine(const StlReport& report) {
     FailInput(Code::kStlUnjoined, path, "no two facets share a corner, so this is no surface",
               "a file of a single facet is refused too");
   }
-  const std::int64_t announced = report.solids.front().announced;
+  const int64_t announced = report.solids.front().announced;
   if (error.code == ErrorCode::kBadCount) {
     Fail(ExitCode::kInput,
          Message(Code::kStlCount, path, fmt::format("binary STL announces {} facets", announced))
              .Hint("a file must hold at least one facet; export the part again")
              .At({{"byte", kStlHeaderSize}}));
   }
-  const std::int64_t present = report.solids.front().present;
+  const int64_t present = report.solids.front().present;
   Message message(Code::kStlShort, path,
                   fmt::format("binary STL announces {} facets, file holds {}", announced, present));
   message.At({{"announced", announced}, {"present", present}});
@@ -147,7 +147,7 @@ void ReadStl(Observer& observer, const ReadOptions& options, InputFile& file, In
   input.format = MeshFormat::kBinaryStl;
   const auto is_short = [](const trq::core::StlSolid& solid) { return solid.present < solid.announced; };
   const auto cut = std::find_if(report.solids.begin(), report.solids.end(), is_short);
-  input.solids = std::max(static_cast<int>(cut - report.solids.begin()), 1);
+  input.solids = std::max(int(cut - report.solids.begin()), 1);
   if (options.accept_partial && cut != report.solids.end()) {
     Message message(Code::kStlShort, input.path,
                     fmt::format("binary STL announces {} facets more than the file holds",
@@ -188,7 +188,7 @@ void ReadCtl(Observer& observer, const ReadOptions& options, InputFile& file, In
     const Result<void> normals = trq::core::CalculateNormals(input.mesh->view(), input.mesh->normals_);
     FailNotANumber(input.path, normals ? Place() : normals.error().place);
   }
-  const std::uint64_t end = file.Position().value_or(input.file_size);
+  const uint64_t end = file.Position().value_or(input.file_size);
   if (end < input.file_size) {
     observer.Note(Message(Code::kCtlTrailing, input.path,
                           fmt::format("{} bytes after the last facet were not read", input.file_size - end))
@@ -206,11 +206,11 @@ void ReadCtl(Observer& observer, const ReadOptions& options, InputFile& file, In
 
 // A binary file whose count fits its size, or a text whose second line begins with "facet".
 bool HasStlContent(const FileHead& file) {
-  const std::int32_t facets = WordAt(file.head, kStlHeaderSize);
-  if (facets > 0 && file.size == trq::core::BinaryStlSize(static_cast<std::uint64_t>(facets))) {
+  const int32_t facets = WordAt(file.head, kStlHeaderSize);
+  if (facets > 0 && file.size == trq::core::BinaryStlSize(uint64_t(facets))) {
     return true;
   }
-  const std::size_t line_end = file.head.find('\n');
+  const size_t line_end = file.head.find('\n');
   if (line_end == std::string::npos || FirstWord(file.head.substr(0, line_end)).empty()) return false;
   const std::string second =
       file.head.substr(line_end + 1, file.head.find('\n', line_end + 1) - line_end - 1);
@@ -246,7 +246,7 @@ double InputMesh::area() const {
 }
 
 bool LooksLikeCtl(const FileHead& file) {
-  const std::int32_t magic = file.head.size() < kCtlHeaderSize ? 0 : WordAt(file.head, kCtlMagicOffset);
+  const int32_t magic = file.head.size() < kCtlHeaderSize ? 0 : WordAt(file.head, kCtlMagicOffset);
   // The magic number may also be chance inside an STL file; where it is missing, the name decides.
   if (magic == 121 || magic == 121 << 24) return LowerExtension(file.path) != "stl" || !HasStlContent(file);
   return LowerExtension(file.path) == "ctl" && !HasStlContent(file);

@@ -12,8 +12,8 @@ namespace {
 
 bool HasEqualIndices(const R_INT4& t) { return t[0] == t[1] || t[1] == t[2] || t[0] == t[2]; }
 
-void Count(std::int64_t& count, int& first, std::uint32_t facet) {
-  if (count++ == 0 || static_cast<int>(facet) < first) first = static_cast<int>(facet);
+void Count(int64_t& count, int& first, uint32_t facet) {
+  if (count++ == 0 || int(facet) < first) first = int(facet);
 }
 
 /// The point of triangle a, b, c that is nearest to p, by the regions of its corners, edges and inside (C.
@@ -52,7 +52,7 @@ Topology AnalyseTopology(const CTL& mesh) {
   const trq::Span<const R_INT4> triangles = mesh.view().triangles;
   std::vector<EdgeUse> uses;
   uses.reserve(triangles.size() * 3);
-  for (std::uint32_t facet = 0; facet < triangles.size(); ++facet) {
+  for (uint32_t facet = 0; facet < triangles.size(); ++facet) {
     const bool equal_indices = HasEqualIndices(triangles[facet]);
     const Corners corners = CornersOf(mesh, facet);
     if (equal_indices || Norm(NormalOf(corners)) == 0)
@@ -63,14 +63,14 @@ Topology AnalyseTopology(const CTL& mesh) {
 
   FacetSets sets(triangles.size());
   std::vector<bool> open(triangles.size(), false);
-  for (std::size_t begin = 0, end = 0; begin < uses.size(); begin = end) {
-    const std::uint32_t facet = uses[begin].facet;
+  for (size_t begin = 0, end = 0; begin < uses.size(); begin = end) {
+    const uint32_t facet = uses[begin].facet;
     int balance = 0;
     for (end = begin; end < uses.size() && uses[end].edge == uses[begin].edge; ++end) {
       balance += uses[end].forward ? 1 : -1;
       sets.Join(facet, uses[end].facet);
     }
-    const std::size_t count = end - begin;
+    const size_t count = end - begin;
     if (count == 1) Count(topology.open_edges, topology.first_open_facet, facet);
     if (count > 2) Count(topology.crowded_edges, topology.first_crowded_facet, facet);
     if (count == 2 && balance != 0)
@@ -79,17 +79,17 @@ Topology AnalyseTopology(const CTL& mesh) {
   }
 
   topology.surface_of_facet.assign(triangles.size(), -1);
-  for (std::uint32_t facet = 0; facet < triangles.size(); ++facet) {
+  for (uint32_t facet = 0; facet < triangles.size(); ++facet) {
     if (HasEqualIndices(triangles[facet])) continue;
     int& surface_number = topology.surface_of_facet[sets.Find(facet)];
     if (surface_number < 0) {
-      surface_number = static_cast<int>(topology.surfaces.size());
+      surface_number = int(topology.surfaces.size());
       topology.surfaces.emplace_back();
       topology.surfaces.back().closed = true;
-      topology.surfaces.back().first_facet = static_cast<int>(facet);
+      topology.surfaces.back().first_facet = int(facet);
     }
     topology.surface_of_facet[facet] = surface_number;
-    Surface& surface = topology.surfaces[static_cast<std::size_t>(surface_number)];
+    Surface& surface = topology.surfaces[size_t(surface_number)];
     const Corners corners = CornersOf(mesh, facet);
     ++surface.facets;
     surface.volume += Dot(corners[0], Cross(corners[1], corners[2])) / 6;

@@ -21,7 +21,7 @@ namespace {
 }
 
 // Fills `path`, an existing file that is this tool's own, and returns how long it must be.
-std::uint64_t WriteThrough(const std::string& path, const SinkWriter& write) {
+uint64_t WriteThrough(const std::string& path, const SinkWriter& write) {
   errno = 0;
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "wb"), std::fclose);
   if (!file) FailToWrite(path);
@@ -30,7 +30,7 @@ std::uint64_t WriteThrough(const std::string& path, const SinkWriter& write) {
   const bool failed = sink.failed();
   const long size = std::ftell(file.get());
   if (std::fclose(file.release()) != 0 || failed) FailToWrite(path);
-  return static_cast<std::uint64_t>(size);
+  return uint64_t(size);
 }
 
 }  // namespace
@@ -44,22 +44,21 @@ MeshFormat OutputFormat(const std::string& path, const std::string& stated) {
             "end it in .stl or .ctl, or say --to stl, --to stl-ascii or --to ctl");
 }
 
-std::uint64_t WriteFile(const std::string& path, bool replace, const SinkWriter& write) {
+uint64_t WriteFile(const std::string& path, bool replace, const SinkWriter& write) {
   OutputFile output(path, replace);
-  const std::uint64_t size = WriteThrough(output.path(), write);
+  const uint64_t size = WriteThrough(output.path(), write);
   output.Expect(size);
   output.Commit();
   return size;
 }
 
 void WriteMesh(Observer& observer, CTL& mesh, const std::string& path, MeshFormat format, bool replace,
-               std::optional<std::int64_t> stamp) {
+               std::optional<int64_t> stamp) {
   observer.current_file = path;
   mesh.Calculate_normals();
   if (stamp) {
     trq::core::StlWriting how;
-    const std::string header =
-        trq::core::StlStamp(static_cast<int>(*stamp), static_cast<std::uint32_t>(mesh.num_triangles()));
+    const std::string header = trq::core::StlStamp(int(*stamp), uint32_t(mesh.num_triangles()));
     how.header = header;
     trq::core::MemorySink file;
     static_cast<void>(trq::core::WriteStl(mesh.view(), how, file));  // memory takes it all
@@ -95,9 +94,9 @@ void DescribeBox(Json& data, const Box& box, Units units) {
   if (box.Empty()) return;
   // The corners are floats and print as such.
   Json lower = Json::array(), upper = Json::array(), size_mm = Json::array(), size_in = Json::array();
-  for (std::size_t k = 0; k < 3; ++k) {
-    lower.push_back(NumberToJson(static_cast<float>(box.min[k])));
-    upper.push_back(NumberToJson(static_cast<float>(box.max[k])));
+  for (size_t k = 0; k < 3; ++k) {
+    lower.push_back(NumberToJson(float(box.min[k])));
+    upper.push_back(NumberToJson(float(box.max[k])));
     const double side = box.Size()[k];
     size_mm.push_back(NumberToJson(side * UnitsFactor(units, Units::kMillimetre)));
     size_in.push_back(NumberToJson(side * UnitsFactor(units, Units::kInch)));

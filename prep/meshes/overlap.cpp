@@ -16,8 +16,8 @@ namespace {
 // Seen from above: at height 0, and so is everything below.
 Corners FacetOf(const PlacedShape& shape, int index) {
   Corners facet;
-  for (std::size_t k = 0; k < 3; ++k) {
-    const PbVec3f& v = shape.vertices[shape.triangles[index][static_cast<int>(k)]];
+  for (size_t k = 0; k < 3; ++k) {
+    const PbVec3f& v = shape.vertices[shape.triangles[index][int(k)]];
     facet[k] = {v[0], v[1], 0};
   }
   return facet;
@@ -25,7 +25,7 @@ Corners FacetOf(const PlacedShape& shape, int index) {
 
 std::vector<Box> BoxesOf(const std::vector<PlacedShape>& shapes) {
   std::vector<Box> boxes(shapes.size());
-  for (std::size_t s = 0; s < shapes.size(); ++s) {
+  for (size_t s = 0; s < shapes.size(); ++s) {
     for (int i = 0; i < shapes[s].facets; ++i) boxes[s].Add(BoxOf(FacetOf(shapes[s], i)));
   }
   return boxes;
@@ -34,13 +34,13 @@ std::vector<Box> BoxesOf(const std::vector<PlacedShape>& shapes) {
 // How far the boxes reach into each other along the axis where that is least; below 0 when apart.
 double Reach(const Box& a, const Box& b) {
   double least = std::numeric_limits<double>::infinity();
-  for (std::size_t k = 0; k < 2; ++k) least = std::min({least, a.max[k] - b.min[k], b.max[k] - a.min[k]});
+  for (size_t k = 0; k < 2; ++k) least = std::min({least, a.max[k] - b.min[k], b.max[k] - a.min[k]});
   return least;
 }
 
 Box Shared(const Box& a, const Box& b) {
   Box shared;
-  for (std::size_t k = 0; k < 3; ++k) {
+  for (size_t k = 0; k < 3; ++k) {
     shared.min[k] = std::max(a.min[k], b.min[k]);
     shared.max[k] = std::min(a.max[k], b.max[k]);
   }
@@ -49,7 +49,7 @@ Box Shared(const Box& a, const Box& b) {
 
 double SquaredGap(const Box& a, const Box& b) {
   double sum = 0;
-  for (std::size_t k = 0; k < 2; ++k) {
+  for (size_t k = 0; k < 2; ++k) {
     const double gap = std::max({0.0, a.min[k] - b.max[k], b.min[k] - a.max[k]});
     sum += gap * gap;
   }
@@ -62,7 +62,7 @@ double Depth(const Corners& a, const Corners& b) {
   double least = std::numeric_limits<double>::infinity();
   const auto try_axis = [&](const Point& axis) {
     double a0 = Dot(axis, a[0]), a1 = a0, b0 = Dot(axis, b[0]), b1 = b0;
-    for (std::size_t k = 1; k < 3; ++k) {
+    for (size_t k = 1; k < 3; ++k) {
       const double pa = Dot(axis, a[k]), pb = Dot(axis, b[k]);
       a0 = std::min(a0, pa);
       a1 = std::max(a1, pa);
@@ -72,7 +72,7 @@ double Depth(const Corners& a, const Corners& b) {
     least = std::min(least, std::min(a1 - b0, b1 - a0));
   };
   for (const Corners* facet : {&a, &b}) {
-    for (std::size_t k = 0; k < 3; ++k) {
+    for (size_t k = 0; k < 3; ++k) {
       const Point side = Minus((*facet)[(k + 1) % 3], (*facet)[k]);
       const double length = std::hypot(side[0], side[1]);
       if (length > 0) try_axis({-side[1] / length, side[0] / length, 0});
@@ -91,20 +91,20 @@ class FacetGrid {
  public:
   FacetGrid(const PlacedShape& shape, const std::vector<int>& facets, const Box& region)
       : region_(region), facets_(facets) {
-    const double side = std::sqrt(static_cast<double>(facets.size()));
-    cells_ = static_cast<int>(std::clamp(side, 1.0, 512.0));
+    const double side = std::sqrt(double(facets.size()));
+    cells_ = int(std::clamp(side, 1.0, 512.0));
     width_ = (region.max[0] - region.min[0]) / cells_;
     height_ = (region.max[1] - region.min[1]) / cells_;
     // Two passes over the facets: count, then fill.
-    starts_.assign(static_cast<std::size_t>(cells_) * static_cast<std::size_t>(cells_) + 1, 0);
+    starts_.assign(size_t(cells_) * size_t(cells_) + 1, 0);
     for (const int facet : facets) {
-      ForCells(FacetOf(shape, facet), [&](std::size_t cell) { ++starts_[cell + 1]; });
+      ForCells(FacetOf(shape, facet), [&](size_t cell) { ++starts_[cell + 1]; });
     }
     std::partial_sum(starts_.begin(), starts_.end(), starts_.begin());
     entries_.resize(starts_.back());
-    std::vector<std::size_t> next(starts_.begin(), starts_.end() - 1);
-    for (std::size_t i = 0; i < facets.size(); ++i) {
-      ForCells(FacetOf(shape, facets[i]), [&](std::size_t cell) { entries_[next[cell]++] = i; });
+    std::vector<size_t> next(starts_.begin(), starts_.end() - 1);
+    for (size_t i = 0; i < facets.size(); ++i) {
+      ForCells(FacetOf(shape, facets[i]), [&](size_t cell) { entries_[next[cell]++] = i; });
     }
     seen_.assign(facets.size(), 0);
   }
@@ -114,8 +114,8 @@ class FacetGrid {
   bool ForNeighbours(const Corners& facet, Visit visit) {
     ++round_;
     bool done = false;
-    ForCells(facet, [&](std::size_t cell) {
-      for (std::size_t e = starts_[cell]; e < starts_[cell + 1] && !done; ++e) {
+    ForCells(facet, [&](size_t cell) {
+      for (size_t e = starts_[cell]; e < starts_[cell + 1] && !done; ++e) {
         if (seen_[entries_[e]] == round_) continue;
         seen_[entries_[e]] = round_;
         done = visit(facets_[entries_[e]]);
@@ -128,7 +128,7 @@ class FacetGrid {
   int Column(double x) const { return Index(x - region_.min[0], width_); }
   int Row(double y) const { return Index(y - region_.min[1], height_); }
   int Index(double offset, double size) const {
-    return size > 0 ? static_cast<int>(std::clamp(offset / size, 0.0, cells_ - 1.0)) : 0;
+    return size > 0 ? int(std::clamp(offset / size, 0.0, cells_ - 1.0)) : 0;
   }
 
   // The cells that the facet may touch: for each row, those between the ends of its part in that row.
@@ -146,7 +146,7 @@ class FacetGrid {
                                             : region_.min[1] + (row + 1) * height_ + hair;
       double left = std::numeric_limits<double>::infinity();
       double right = -left;
-      for (std::size_t k = 0; k < 3; ++k) {
+      for (size_t k = 0; k < 3; ++k) {
         const Point &p = facet[k], &q = facet[(k + 1) % 3];
         if (std::max(p[1], q[1]) < low || std::min(p[1], q[1]) > high) continue;
         for (const double y : {std::clamp(p[1], low, high), std::clamp(q[1], low, high)}) {
@@ -163,8 +163,7 @@ class FacetGrid {
       if (left > right) continue;
       const int last = Column(right + hair);
       for (int column = Column(left - hair); column <= last; ++column) {
-        use(static_cast<std::size_t>(row) * static_cast<std::size_t>(cells_) +
-            static_cast<std::size_t>(column));
+        use(size_t(row) * size_t(cells_) + size_t(column));
       }
     }
   }
@@ -174,10 +173,10 @@ class FacetGrid {
   int cells_ = 1;
   double width_ = 0;
   double height_ = 0;
-  std::vector<std::size_t> starts_;
-  std::vector<std::size_t> entries_;
-  std::vector<std::uint64_t> seen_;
-  std::uint64_t round_ = 0;
+  std::vector<size_t> starts_;
+  std::vector<size_t> entries_;
+  std::vector<uint64_t> seen_;
+  uint64_t round_ = 0;
 };
 
 std::vector<int> FacetsIn(const PlacedShape& shape, const Box& region) {
@@ -219,15 +218,14 @@ bool FindOverlap(const PlacedShape& a, const PlacedShape& b, const Box& region, 
 // there: most searches see little of a tree.
 class DistanceTree {
  public:
-  explicit DistanceTree(const PlacedShape& shape)
-      : shape_(shape), order_(static_cast<std::size_t>(shape.facets)) {
+  explicit DistanceTree(const PlacedShape& shape) : shape_(shape), order_(size_t(shape.facets)) {
     std::iota(order_.begin(), order_.end(), 0);
     Add(0, order_.size());
   }
 
   /// The smaller of `best` (squared) and the squared distance to the other tree.
   static double SquaredDistance(DistanceTree& a, DistanceTree& b, double best) {
-    std::vector<std::pair<std::size_t, std::size_t>> open{{0, 0}};
+    std::vector<std::pair<size_t, size_t>> open{{0, 0}};
     while (!open.empty() && best > 0) {
       const auto [i, j] = open.back();
       open.pop_back();
@@ -240,10 +238,10 @@ class DistanceTree {
       }
       // Split the node with more facets; the nearer half is looked at first.
       const bool split_a = q.IsLeaf() || (!p.IsLeaf() && p.count >= q.count);
-      const std::size_t left = split_a ? a.Split(i) : b.Split(j);
-      std::pair<std::size_t, std::size_t> halves[2];
-      for (std::size_t k = 0; k < 2; ++k) halves[k] = {split_a ? left + k : i, split_a ? j : left + k};
-      const auto gap = [&](const std::pair<std::size_t, std::size_t>& h) {
+      const size_t left = split_a ? a.Split(i) : b.Split(j);
+      std::pair<size_t, size_t> halves[2];
+      for (size_t k = 0; k < 2; ++k) halves[k] = {split_a ? left + k : i, split_a ? j : left + k};
+      const auto gap = [&](const std::pair<size_t, size_t>& h) {
         return SquaredGap(a.nodes_[h.first].box, b.nodes_[h.second].box);
       };
       if (gap(halves[0]) < gap(halves[1])) std::swap(halves[0], halves[1]);
@@ -256,27 +254,27 @@ class DistanceTree {
  private:
   struct Node {
     Box box;
-    std::size_t first = 0;
-    std::size_t count = 0;
-    std::size_t left = 0;  // the right half follows it; 0: not split so far
+    size_t first = 0;
+    size_t count = 0;
+    size_t left = 0;  // the right half follows it; 0: not split so far
     bool IsLeaf() const { return count <= 8; }
   };
 
-  std::size_t Add(std::size_t first, std::size_t count) {
+  size_t Add(size_t first, size_t count) {
     Node node;
     node.first = first;
     node.count = count;
-    for (std::size_t i = first; i < first + count; ++i) node.box.Add(BoxOf(FacetOf(shape_, order_[i])));
+    for (size_t i = first; i < first + count; ++i) node.box.Add(BoxOf(FacetOf(shape_, order_[i])));
     nodes_.push_back(node);
     return nodes_.size() - 1;
   }
 
   // The left half of a node that is no leaf.
-  std::size_t Split(std::size_t index) {
+  size_t Split(size_t index) {
     const Node node = nodes_[index];
     if (node.left != 0) return node.left;
     const Point size = node.box.Size();
-    const std::size_t axis = size[0] >= size[1] ? 0 : 1;
+    const size_t axis = size[0] >= size[1] ? 0 : 1;
     const auto middle = [&](int facet) {
       const Corners f = FacetOf(shape_, facet);
       return f[0][axis] + f[1][axis] + f[2][axis];
@@ -286,7 +284,7 @@ class DistanceTree {
       const double ma = middle(a), mb = middle(b);
       return ma != mb ? ma < mb : a < b;
     });
-    const std::size_t left = Add(node.first, node.count / 2);
+    const size_t left = Add(node.first, node.count / 2);
     Add(node.first + node.count / 2, node.count - node.count / 2);
     nodes_[index].left = left;
     return left;
@@ -301,16 +299,16 @@ class DistanceTree {
   }
 
   double LeafDistance(const Node& p, const DistanceTree& other, const Node& q, double best) const {
-    for (std::size_t i = p.first; i < p.first + p.count; ++i) {
+    for (size_t i = p.first; i < p.first + p.count; ++i) {
       const Corners a = FacetOf(shape_, order_[i]);
       if (SquaredGap(BoxOf(a), q.box) >= best) continue;
-      for (std::size_t j = q.first; j < q.first + q.count; ++j) {
+      for (size_t j = q.first; j < q.first + q.count; ++j) {
         const Corners b = FacetOf(other.shape_, other.order_[j]);
         if (SquaredGap(BoxOf(a), BoxOf(b)) >= best) continue;
         if (Depth(a, b) >= 0) return 0;
         // Apart: the distance is met at a corner of one of them.
-        for (std::size_t k = 0; k < 3; ++k) {
-          for (std::size_t s = 0; s < 3; ++s) {
+        for (size_t k = 0; k < 3; ++k) {
+          for (size_t s = 0; s < 3; ++s) {
             best = std::min(best, ToSegment(a[k], b[s], b[(s + 1) % 3]));
             best = std::min(best, ToSegment(b[k], a[s], a[(s + 1) % 3]));
           }
@@ -330,8 +328,8 @@ class DistanceTree {
 std::vector<Overlap> FindOverlaps(const std::vector<PlacedShape>& shapes, double contact) {
   const std::vector<Box> boxes = BoxesOf(shapes);
   std::vector<Overlap> overlaps;
-  for (std::size_t i = 0; i < shapes.size(); ++i) {
-    for (std::size_t j = i + 1; j < shapes.size(); ++j) {
+  for (size_t i = 0; i < shapes.size(); ++i) {
+    for (size_t j = i + 1; j < shapes.size(); ++j) {
       if (!(Reach(boxes[i], boxes[j]) > contact)) continue;
       Overlap found{i, j};
       if (FindOverlap(shapes[i], shapes[j], Shared(boxes[i], boxes[j]), contact, found))
@@ -344,13 +342,13 @@ std::vector<Overlap> FindOverlaps(const std::vector<PlacedShape>& shapes, double
 double SmallestDistance(const std::vector<PlacedShape>& shapes) {
   struct Pair {
     double gap;
-    std::size_t i;
-    std::size_t j;
+    size_t i;
+    size_t j;
   };
   const std::vector<Box> boxes = BoxesOf(shapes);
   std::vector<Pair> pairs;
-  for (std::size_t i = 0; i < shapes.size(); ++i) {
-    for (std::size_t j = i + 1; j < shapes.size(); ++j) {
+  for (size_t i = 0; i < shapes.size(); ++i) {
+    for (size_t j = i + 1; j < shapes.size(); ++j) {
       if (shapes[i].facets < 1 || shapes[j].facets < 1) continue;
       pairs.push_back({SquaredGap(boxes[i], boxes[j]), i, j});
     }
@@ -362,7 +360,7 @@ double SmallestDistance(const std::vector<PlacedShape>& shapes) {
   double best = std::numeric_limits<double>::infinity();
   for (const Pair& pair : pairs) {
     if (pair.gap >= best) break;
-    for (const std::size_t k : {pair.i, pair.j}) {
+    for (const size_t k : {pair.i, pair.j}) {
       if (!trees[k]) trees[k] = std::make_unique<DistanceTree>(shapes[k]);
     }
     best = DistanceTree::SquaredDistance(*trees[pair.i], *trees[pair.j], best);

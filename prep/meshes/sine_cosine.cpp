@@ -53,7 +53,7 @@ Pair operator/(Pair a, double b) {
 Pair Series(Pair square, int n) {
   Pair sum = {1, 0};
   for (int i = n + 22; i >= n; i -= 2) {
-    sum = Pair{1, 0} + Pair{-square.high, -square.low} * sum / (static_cast<double>(i) * (i + 1));
+    sum = Pair{1, 0} + Pair{-square.high, -square.low} * sum / (double(i) * (i + 1));
   }
   return sum;
 }
@@ -70,7 +70,7 @@ SineCosine SineCosineOf(double degrees) {
   const double x = turn * kPi / 180;
   if (!(x * 0 == 0)) return {x, x};
   // x less the nearest of -4..4 quarter turns, in three parts: products with the first two are exact.
-  const int quarters = static_cast<int>(turn / 90 + (turn < 0 ? -0.5 : 0.5));
+  const int quarters = int(turn / 90 + (turn < 0 ? -0.5 : 0.5));
   const Pair rest = Sum(x, -quarters * 0x1.921fb544p+0) + Pair{-quarters * 0x1.0b4611a6p-34, 0} +
                     Pair{-quarters * 0x1.3198a2e037073p-69, 0};
   const Pair square = rest * rest;

@@ -6,12 +6,12 @@
 
 namespace trqprep {
 
-Point VatExcess(const CTL& mesh, const Matrix4& prepare, const std::array<double, 3>& vat,
-                std::int64_t rotations, bool stands) {
+Point VatExcess(const CTL& mesh, const Matrix4& prepare, const std::array<double, 3>& vat, int64_t rotations,
+                bool stands) {
   Point best{};
   double least = 1e300;
-  for (std::int64_t r = 0; r < rotations; ++r) {
-    const double degrees = static_cast<double>(r) * 360.0 / static_cast<double>(rotations);
+  for (int64_t r = 0; r < rotations; ++r) {
+    const double degrees = double(r) * 360.0 / double(rotations);
     const Box box = BoxAfter(mesh, Compose(Matrix4::Rotation(2, degrees), prepare));
     const Point size = box.Size();
     const Point over = {size[0] - vat[0], size[1] - vat[1], (stands ? box.max[2] : size[2]) - vat[2]};
@@ -27,11 +27,11 @@ Point VatExcess(const CTL& mesh, const Matrix4& prepare, const std::array<double
 constexpr double kRounding = 1e-5;  // what single precision may add to the size of a part
 
 std::optional<Message> TooBigForVat(const std::string& file, const std::string& part, const Point& excess,
-                                    const std::array<double, 3>& vat, Units units, std::int64_t rotations) {
+                                    const std::array<double, 3>& vat, Units units, int64_t rotations) {
   const char* unit = UnitsName(units);
   std::string by;
   Json where{{"part", TextToJson(part)}, {"exceeds", Json::object()}};
-  for (std::size_t axis = 0; axis < 3; ++axis) {
+  for (size_t axis = 0; axis < 3; ++axis) {
     if (excess[axis] <= kRounding) continue;
     const char name[] = {static_cast<char>('X' + axis), 0};
     by += fmt::format("{}{} {} in {}", by.empty() ? "" : ", ", Plain(excess[axis], 3), unit, name);

@@ -12,7 +12,7 @@ namespace {
 
 Point Middle(const Corners& t) {
   Point middle;
-  for (std::size_t k = 0; k < 3; ++k) middle[k] = (t[0][k] + t[1][k] + t[2][k]) / 3;
+  for (size_t k = 0; k < 3; ++k) middle[k] = (t[0][k] + t[1][k] + t[2][k]) / 3;
   return middle;
 }
 
@@ -58,19 +58,19 @@ void Measure(const CTL& mesh, VentPatch& patch) {
 }
 
 std::vector<VentPatch> Group(const CTL& mesh, const std::vector<trq::VentCandidate>& candidates) {
-  const auto count = static_cast<std::uint32_t>(candidates.size());
+  const auto count = uint32_t(candidates.size());
   std::vector<EdgeUse> sides;
   sides.reserve(3 * candidates.size());
-  for (std::uint32_t i = 0; i < count; ++i) AddEdges(mesh.triangles()[candidates[i].triangle], i, sides);
+  for (uint32_t i = 0; i < count; ++i) AddEdges(mesh.triangles()[candidates[i].triangle], i, sides);
   SortEdges(sides);
   FacetSets sets(count);
-  for (std::size_t i = 0; i + 1 < sides.size(); ++i) {
+  for (size_t i = 0; i + 1 < sides.size(); ++i) {
     if (sides[i].edge == sides[i + 1].edge) sets.Join(sides[i].facet, sides[i + 1].facet);
   }
   std::vector<VentPatch> patches;
-  std::vector<std::size_t> patch_of(count);
-  for (std::uint32_t i = 0; i < count; ++i) {
-    const std::uint32_t first = sets.Find(i);
+  std::vector<size_t> patch_of(count);
+  for (uint32_t i = 0; i < count; ++i) {
+    const uint32_t first = sets.Find(i);
     if (first == i) {
       patch_of[i] = patches.size();
       patches.emplace_back();

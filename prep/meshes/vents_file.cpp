@@ -38,8 +38,8 @@ std::string SideFileOf(const std::string& model) {
 VentsFile ParseVents(const std::string& path, const std::string& text) {
   VentsFile file;
   file.path = path;
-  for (std::size_t begin = 0; begin < text.size();) {
-    const std::size_t end = std::min(text.find('\n', begin), text.size());
+  for (size_t begin = 0; begin < text.size();) {
+    const size_t end = std::min(text.find('\n', begin), text.size());
     const std::string line = text.substr(begin, end - begin);
     if (const auto numbers = trq::core::ParseSideLine(line, true)) {
       file.entries.push_back({*numbers, file.lines.size()});
@@ -65,7 +65,7 @@ VentsFile ReadVents(Observer& observer, const std::string& path) {
   const std::string text = InputFile(path).ReadRest();
   VentsFile file = ParseVents(path, text);
   if (!file.bad_lines.empty()) {
-    const std::size_t first = file.bad_lines.front();
+    const size_t first = file.bad_lines.front();
     observer.Warn(Message(Code::kVdLine, path,
                           fmt::format("line {} is not seven numbers{}: {}", first + 1,
                                       file.bad_lines.size() > 1

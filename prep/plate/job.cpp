@@ -60,7 +60,7 @@ const std::vector<JobField<PartRequest>>& PartFields() {
 StyleRequest ParseStyleRequest(const std::string& text) {
   StyleRequest request;
   request.path = text;
-  const std::size_t at = text.rfind('@');
+  const size_t at = text.rfind('@');
   if (Exists(text) || at == std::string::npos) return request;
   request.path = text.substr(0, at);
   request.banded = true;
@@ -80,9 +80,9 @@ PartRequest ParsePart(const std::string& text) {
   PartRequest part;
   part.path = text;
   if (Exists(text)) return part;
-  std::size_t end = text.find(',');
+  size_t end = text.find(',');
   if (end == std::string::npos) return part;
-  for (std::size_t comma = text.rfind(','); comma != std::string::npos && comma > 0;
+  for (size_t comma = text.rfind(','); comma != std::string::npos && comma > 0;
        comma = text.rfind(',', comma - 1)) {
     if (Exists(text.substr(0, comma))) {
       end = comma;
@@ -91,7 +91,7 @@ PartRequest ParsePart(const std::string& text) {
   }
   part.path = text.substr(0, end);
   for (const std::string& setting : Split(text.substr(end + 1), ',')) {
-    const std::size_t equals = setting.find('=');
+    const size_t equals = setting.find('=');
     const std::string name = setting.substr(0, equals);
     const JobField<PartRequest>* found = nullptr;
     for (const JobField<PartRequest>& field : PartFields()) {

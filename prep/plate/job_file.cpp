@@ -78,14 +78,14 @@ class Reader {
     if (!text) Refuse(entry, "is no text");
     return *text;
   }
-  std::int64_t Whole(const Entry& entry, std::int64_t lowest, std::int64_t highest) const {
-    const auto number = entry.node.value_exact<std::int64_t>();
+  int64_t Whole(const Entry& entry, int64_t lowest, int64_t highest) const {
+    const auto number = entry.node.value_exact<int64_t>();
     if (!number || *number < lowest || *number > highest) {
       Refuse(entry, fmt::format("is no whole number from {} to {}", lowest, highest));
     }
     return *number;
   }
-  const toml::array& List(const Entry& entry, std::size_t size) const {
+  const toml::array& List(const Entry& entry, size_t size) const {
     const toml::array* array = entry.node.as_array();
     if (!array || array->size() != size) Refuse(entry, fmt::format("is no list of {}", size));
     return *array;
@@ -147,7 +147,7 @@ class Reader {
       return;
     }
     const toml::array& sides = List(entry, 3);
-    for (std::size_t i = 0; i < 3; ++i) {
+    for (size_t i = 0; i < 3; ++i) {
       Take(vat[i] = {}, {entry.key, sides[i]});
       if (!(vat[i].value > 0)) Refuse(entry.node.source(), "a side of the vat is not above 0");
     }
@@ -218,7 +218,7 @@ class Reader {
 // A JSON string is a TOML string as well, but for one control character that TOML wants escaped.
 std::string Quoted(const std::string& text) {
   std::string quoted = Json(text).dump();
-  for (std::size_t at; (at = quoted.find('\x7f')) != std::string::npos;) quoted.replace(at, 1, "\\u007f");
+  for (size_t at; (at = quoted.find('\x7f')) != std::string::npos;) quoted.replace(at, 1, "\\u007f");
   return quoted;
 }
 

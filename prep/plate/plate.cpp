@@ -20,8 +20,8 @@ namespace trqprep {
 namespace {
 
 constexpr double kContactMillimetres = 0.001;
-constexpr std::size_t kMostComponents = 101;  // what the grid's tables take
-constexpr std::size_t kLongestName = 200;     // leaves room for "-100.ctl" in a file name
+constexpr size_t kMostComponents = 101;  // what the grid's tables take
+constexpr size_t kLongestName = 200;     // leaves room for "-100.ctl" in a file name
 
 Matrix4 TurnAboutZ(const Matrix4& prepare, double degrees) {
   return Compose(Matrix4::Rotation(2, degrees), prepare);
@@ -32,37 +32,37 @@ Matrix4 ToCorner(const CTL& mesh, const Matrix4& matrix, double x, double y, boo
   return Compose(Matrix4::Translation(x - box.min[0], y - box.min[1], drop ? -box.min[2] : 0), matrix);
 }
 
-double AngleOf(const Plate& plate, std::int64_t rotation) {
-  return static_cast<double>(rotation) * 360.0 / static_cast<double>(plate.job.rotations);
+double AngleOf(const Plate& plate, int64_t rotation) {
+  return double(rotation) * 360.0 / double(plate.job.rotations);
 }
 
 // What the placement works on: a copy of each part, prepared, with at most 100 copies a component.
 struct Component {
-  std::size_t part;
+  size_t part;
   int first_copy;
   int copies;
 };
 
-std::vector<Component> Components(const Plate& plate, std::int64_t pieces) {
+std::vector<Component> Components(const Plate& plate, int64_t pieces) {
   std::vector<Component> components;
-  for (std::size_t i = 0; i < plate.parts.size(); ++i) {
-    std::int64_t left = std::min(plate.parts[i].request.copies, pieces);
+  for (size_t i = 0; i < plate.parts.size(); ++i) {
+    int64_t left = std::min(plate.parts[i].request.copies, pieces);
     pieces -= left;
     for (int first = 0; left > 0; first += GridEval::MAX_COPIES, left -= GridEval::MAX_COPIES) {
-      components.push_back({i, first, static_cast<int>(std::min<std::int64_t>(left, GridEval::MAX_COPIES))});
+      components.push_back({i, first, int(std::min<int64_t>(left, GridEval::MAX_COPIES))});
     }
   }
   return components;
 }
 
-std::int64_t PieceCount(const Plate& plate) {
-  std::int64_t count = 0;
+int64_t PieceCount(const Plate& plate) {
+  int64_t count = 0;
   for (const PlatePart& part : plate.parts) count += part.request.copies;
   return count;
 }
 
 // Searches a place for the first `pieces` pieces.
-bool Search(const Plate& plate, std::int64_t pieces, GridEval& grid) {
+bool Search(const Plate& plate, int64_t pieces, GridEval& grid) {
   for (const Component& component : Components(plate, pieces)) {
     const PlatePart& part = plate.parts[component.part];
     CTL copy;
@@ -76,13 +76,12 @@ bool Search(const Plate& plate, std::int64_t pieces, GridEval& grid) {
 }
 
 GridEval MakeGrid(const Plate& plate) {
-  return GridEval(static_cast<float>(plate.vat[0]), static_cast<float>(plate.vat[1]),
-                  static_cast<float>(plate.vat[2]), static_cast<int>(plate.job.rotations));
+  return GridEval(float(plate.vat[0]), float(plate.vat[1]), float(plate.vat[2]), int(plate.job.rotations));
 }
 
 // Says why there is no placement.
 void Explain(Observer& observer, const Plate& plate) {
-  const std::int64_t turns = plate.job.rotations, pieces = PieceCount(plate);
+  const int64_t turns = plate.job.rotations, pieces = PieceCount(plate);
   bool too_big = false;
   for (const PlatePart& part : plate.parts) {
     const Point over = VatExcess(*part.input.mesh, part.prepare, plate.vat, turns, true);
@@ -92,10 +91,10 @@ void Explain(Observer& observer, const Plate& plate) {
   }
   if (too_big) return;
   // The most pieces that find a place, with one more finding none.
-  std::int64_t placed = 0;
-  std::int64_t failing = pieces;
+  int64_t placed = 0;
+  int64_t failing = pieces;
   while (failing - placed > 1) {
-    const std::int64_t middle = placed + (failing - placed) / 2;
+    const int64_t middle = placed + (failing - placed) / 2;
     observer.Progress("looking for the reason", 0.5);
     GridEval grid = MakeGrid(plate);
     (Search(plate, middle, grid) ? placed : failing) = middle;
@@ -112,11 +111,10 @@ void Explain(Observer& observer, const Plate& plate) {
 }
 
 void ApplyTo(const CTL& mesh, Piece& piece) {
-  piece.vertices.reserve(static_cast<std::size_t>(mesh.num_vertices()));
+  piece.vertices.reserve(size_t(mesh.num_vertices()));
   for (int i = 0; i < mesh.num_vertices(); ++i) {
     const Point moved = piece.matrix.Apply(PointOf(mesh.vertices()[i]));
-    piece.box.Add(PointOf(piece.vertices.emplace_back(
-        static_cast<float>(moved[0]), static_cast<float>(moved[1]), static_cast<float>(moved[2]))));
+    piece.box.Add(PointOf(piece.vertices.emplace_back(float(moved[0]), float(moved[1]), float(moved[2]))));
   }
 }
 
@@ -171,14 +169,13 @@ Plate LoadPlate(Observer& observer, const Job& job) {
   plate.job = job;
   plate.vat = job.VatIn(job.units);
   // The placement's own arithmetic: a part in 31 of the vat, in single precision.
-  for (std::size_t i = 0; i < 2; ++i) plate.cell[i] = static_cast<float>(plate.vat[i]) * 0.032258064f;
+  for (size_t i = 0; i < 2; ++i) plate.cell[i] = float(plate.vat[i]) * 0.032258064f;
   const std::array<double, 3> vat_mm = job.VatIn(Units::kMillimetre);
-  for (std::size_t i = 0; i < job.parts.size(); ++i) {
-    observer.Progress("reading " + job.parts[i].path,
-                      0.3 * static_cast<double>(i) / static_cast<double>(job.parts.size()));
+  for (size_t i = 0; i < job.parts.size(); ++i) {
+    observer.Progress("reading " + job.parts[i].path, 0.3 * double(i) / double(job.parts.size()));
     PlatePart part;
     part.request = job.parts[i];
-    const std::size_t said = observer.messages().size();
+    const size_t said = observer.messages().size();
     // Files stay open to be copied from, but not more than a build can hold.
     const bool keep_open = job.parts.size() <= kMostComponents;
     part.input =
@@ -216,18 +213,17 @@ bool PlacePieces(Observer& observer, Plate& plate) {
     return false;
   }
   observer.Progress("moving the pieces", 0.5);
-  for (std::size_t c = 0; c < components.size(); ++c) {
+  for (size_t c = 0; c < components.size(); ++c) {
     const PlatePart& part = plate.parts[components[c].part];
     for (int copy = 0; copy < components[c].copies; ++copy) {
-      const int component = static_cast<int>(c);
+      const int component = int(c);
       Piece& piece = plate.pieces.emplace_back();
       piece.part = components[c].part;
       piece.copy = components[c].first_copy + copy + 1;
       piece.x = grid.x_shift(component, copy);
       piece.y = grid.y_shift(component, copy);
       piece.rotation = grid.z_rot(component, copy);
-      piece.rotation_index =
-          static_cast<int>(std::lround(piece.rotation * static_cast<double>(plate.job.rotations) / 360));
+      piece.rotation_index = int(std::lround(piece.rotation * double(plate.job.rotations) / 360));
       piece.matrix =
           ToCorner(*part.input.mesh, TurnAboutZ(part.prepare, AngleOf(plate, piece.rotation_index)), piece.x,
                    piece.y, false);
@@ -252,13 +248,13 @@ std::vector<Message> CheckPieces(Observer& observer, Plate& plate) {
     bool below = false;
     std::string first;
   };
-  std::map<std::pair<std::size_t, std::size_t>, Outside> outside;
-  for (std::size_t i = 0; i < plate.pieces.size(); ++i) {
+  std::map<std::pair<size_t, size_t>, Outside> outside;
+  for (size_t i = 0; i < plate.pieces.size(); ++i) {
     const Piece& piece = plate.pieces[i];
     const PlatePart& part = plate.parts[piece.part];
     names.push_back(PieceName(plate, piece));
     shapes.push_back({piece.vertices.data(), part.input.mesh->triangles(), part.input.mesh->num_triangles()});
-    for (std::size_t axis = 0; axis < 3; ++axis) {
+    for (size_t axis = 0; axis < 3; ++axis) {
       const double below = -piece.box.min[axis];
       const double above = piece.box.max[axis] - plate.vat[axis];
       if (below <= contact && above <= contact) continue;
@@ -295,8 +291,8 @@ trq::core::MeshView PieceView(const Plate& plate, const Piece& piece) {
   return {piece.vertices, piece.vertices.size(), mesh.view().triangles};
 }
 
-std::int64_t FacetCount(const Plate& plate) {
-  std::int64_t facets = 0;
+int64_t FacetCount(const Plate& plate) {
+  int64_t facets = 0;
   for (const Piece& piece : plate.pieces) facets += plate.parts[piece.part].input.mesh->num_triangles();
   return facets;
 }
@@ -324,9 +320,9 @@ Json DescribePlate(const Plate& plate) {
     for (const auto& row : piece.matrix.m) matrix.push_back(NumbersToJson(row));
     json["pieces"].push_back({{"part", TextToJson(plate.parts[piece.part].name)},
                               {"copy", piece.copy},
-                              {"x", NumberToJson(static_cast<float>(piece.x))},
-                              {"y", NumberToJson(static_cast<float>(piece.y))},
-                              {"rotation", NumberToJson(static_cast<float>(piece.rotation))},
+                              {"x", NumberToJson(float(piece.x))},
+                              {"y", NumberToJson(float(piece.y))},
+                              {"rotation", NumberToJson(float(piece.rotation))},
                               {"matrix", matrix},
                               {"box", BoxToJson(piece.box)}});
   }

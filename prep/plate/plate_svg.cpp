@@ -25,7 +25,7 @@ std::vector<Edge> Outline(const std::vector<PbVec3f>& vertices, const R_INT4* tr
   std::vector<std::array<int, 3>> sides;
   for (int i = 0; i < facets; ++i) {
     const R_INT4& t = triangles[i];
-    const auto at = [&](int k) { return PointOf(vertices[static_cast<std::size_t>(t[k])]); };
+    const auto at = [&](int k) { return PointOf(vertices[size_t(t[k])]); };
     const Point a = at(0), b = at(1), c = at(2);
     const double twice_area = (b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0]);
     if (!(twice_area > 0)) continue;
@@ -37,7 +37,7 @@ std::vector<Edge> Outline(const std::vector<PbVec3f>& vertices, const R_INT4* tr
   }
   std::sort(sides.begin(), sides.end());
   std::vector<Edge> edges;
-  for (std::size_t i = 0; i < sides.size();) {
+  for (size_t i = 0; i < sides.size();) {
     const auto [low, high, sense] = sides[i];
     int net = sense;
     while (++i < sides.size() && sides[i][0] == low && sides[i][1] == high) net += sides[i][2];
@@ -57,23 +57,22 @@ std::string OutlinePath(const Piece& piece, std::vector<Edge> edges, double to_m
     auto e = std::lower_bound(edges.begin(), edges.end(), vertex,
                               [](const Edge& edge, int v) { return edge.from < v; });
     for (; e != edges.end() && e->from == vertex; ++e) {
-      if (!used[static_cast<std::size_t>(e - edges.begin())])
-        return static_cast<std::size_t>(e - edges.begin());
+      if (!used[size_t(e - edges.begin())]) return size_t(e - edges.begin());
     }
     return edges.size();
   };
   const auto point = [&](int vertex) {
-    const PbVec3f& v = piece.vertices[static_cast<std::size_t>(vertex)];
+    const PbVec3f& v = piece.vertices[size_t(vertex)];
     return Plain((v[0] - piece.x) * to_mm, 2) + " " + Plain((v[1] - piece.y) * to_mm, 2);
   };
   std::string path;
-  for (std::size_t start = 0; start < edges.size(); ++start) {
+  for (size_t start = 0; start < edges.size(); ++start) {
     if (used[start]) continue;
     std::string last = point(edges[start].from);
     const std::string first = last;
     std::string loop = "M" + last;
-    std::size_t points = 1;
-    for (std::size_t e = start; e < edges.size(); e = next_from(edges[e].to)) {
+    size_t points = 1;
+    for (size_t e = start; e < edges.size(); e = next_from(edges[e].to)) {
       used[e] = true;
       const std::string next = point(edges[e].to);
       if (next == last) continue;  // shorter than the picture resolves
@@ -121,7 +120,7 @@ std::string PlateSvg(const Plate& plate) {
       text_size);
 
   // One symbol for each part and turn, in the order in which they first appear.
-  std::map<std::pair<std::size_t, int>, std::string> symbols;
+  std::map<std::pair<size_t, int>, std::string> symbols;
   for (const Piece& piece : plate.pieces) {
     const auto [symbol, fresh] =
         symbols.emplace(std::pair{piece.part, piece.rotation_index}, fmt::format("s{}", symbols.size() + 1));
@@ -150,8 +149,7 @@ std::string PlateSvg(const Plate& plate) {
         XmlText(part.name + (part.request.copies > 1 ? fmt::format(" {}", piece.copy) : std::string()));
     // As large as fits the piece, within reason; letters are a little over half as wide as high.
     const Point extent = piece.box.Size();
-    const double room =
-        extent[0] * to_mm / (0.62 * static_cast<double>(std::max<std::size_t>(name.size(), 4)));
+    const double room = extent[0] * to_mm / (0.62 * double(std::max<size_t>(name.size(), 4)));
     const double letters = std::clamp(std::min(room, extent[1] * to_mm / 3), text_size / 3, text_size);
     // The page's y grows downwards.
     add("<text x=\"{0}\" y=\"{1}\" style=\"font-size:{3}px\">{2}<tspan x=\"{0}\" "

@@ -40,9 +40,9 @@ std::string OneLine(const std::string& text) {
 
 std::string XmlText(const std::string& text) {
   std::string out;
-  for (std::size_t i = 0; i < text.size();) {
+  for (size_t i = 0; i < text.size();) {
     // The longest well-formed character at this place, or none.
-    std::size_t length = 1;
+    size_t length = 1;
     while (length <= 4 && i + length <= text.size() && !IsUtf8(text.substr(i, length))) ++length;
     const char c = text[i];
     if (length > 4 || i + length > text.size() || static_cast<unsigned char>(c) < 0x20) {

@@ -112,9 +112,9 @@ constexpr MessageRow kRows[] = {
 // clang-format on
 
 constexpr bool StandInTheirOrder() {
-  std::size_t i = 0;
+  size_t i = 0;
   for (const MessageRow& row : kRows) {
-    if (static_cast<std::size_t>(row.code) != i++) return false;
+    if (size_t(row.code) != i++) return false;
   }
   return true;
 }
@@ -125,7 +125,7 @@ static_assert(StandInTheirOrder(), "a row stands at the number of its code");
 const MessageRow* MessageTable::begin() const { return std::begin(kRows); }
 const MessageRow* MessageTable::end() const { return std::end(kRows); }
 
-const MessageRow& RowOf(Code code) { return kRows[static_cast<std::size_t>(code)]; }
+const MessageRow& RowOf(Code code) { return kRows[size_t(code)]; }
 
 const MessageRow* FindRow(std::string_view text) {
   for (const MessageRow& row : kRows) {

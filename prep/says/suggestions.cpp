@@ -11,12 +11,12 @@ namespace {
 
 // Letters to insert, drop, replace or swap with their neighbour to make one word of the other.
 int Distance(const std::string& a, const std::string& b) {
-  const std::size_t columns = b.size() + 1;
+  const size_t columns = b.size() + 1;
   std::vector<int> before(columns), previous(columns), current(columns);
   std::iota(previous.begin(), previous.end(), 0);
-  for (std::size_t i = 1; i <= a.size(); ++i) {
-    current[0] = static_cast<int>(i);
-    for (std::size_t j = 1; j < columns; ++j) {
+  for (size_t i = 1; i <= a.size(); ++i) {
+    current[0] = int(i);
+    for (size_t j = 1; j < columns; ++j) {
       current[j] = std::min({previous[j] + 1, current[j - 1] + 1, previous[j - 1] + (a[i - 1] != b[j - 1])});
       if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
         current[j] = std::min(current[j], before[j - 2] + 1);
@@ -54,7 +54,7 @@ std::string DidYouMean(const std::string& unknown, const std::vector<std::string
   const std::vector<std::string> nearest = NearestNames(unknown, names);
   if (nearest.empty()) return {};
   std::string text = "did you mean " + nearest[0];
-  for (std::size_t i = 1; i < nearest.size(); ++i) {
+  for (size_t i = 1; i < nearest.size(); ++i) {
     text += (i + 1 == nearest.size() ? " or " : ", ") + nearest[i];
   }
   return text + "?";

@@ -28,12 +28,12 @@ std::string TextOf(const std::string& path, const std::string& key, const toml::
 }
 
 std::optional<int> TypeOf(const std::string& path, const toml::node& node) {
-  if (const auto number = node.value_exact<std::int64_t>()) {
-    if (*number < 0 || *number > 1000 || !trq::FindMachineType(static_cast<int>(*number))) {
+  if (const auto number = node.value_exact<int64_t>()) {
+    if (*number < 0 || *number > 1000 || !trq::FindMachineType(int(*number))) {
       Refuse(path, node.source(), fmt::format("there is no machine type {}", *number),
              "'trqprep machines' lists them");
     }
-    return static_cast<int>(*number);
+    return int(*number);
   }
   const std::string name = TextOf(path, "type", node);
   const auto type = FindMachineByName(name);

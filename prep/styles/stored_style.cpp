@@ -17,9 +17,9 @@
 namespace trqprep {
 namespace {
 
-constexpr std::size_t kCrcBytes = 4;
+constexpr size_t kCrcBytes = 4;
 // The largest style that the application writes has some tens of kilobytes.
-constexpr std::uint64_t kLargestStyle = 256u << 20;
+constexpr uint64_t kLargestStyle = 256u << 20;
 
 constexpr float kVersion206 = 2.06f;
 constexpr float kVersionLegacy = 2.03f;
@@ -27,7 +27,7 @@ bool IsVersion301(float version) { return version == 3.01f || version == 4.0f; }
 
 /// The number at a place of the bytes; 0 where they end before.
 template <class T>
-T At(const std::string& bytes, std::size_t offset) {
+T At(const std::string& bytes, size_t offset) {
   T value = 0;
   if (offset + sizeof value <= bytes.size()) std::memcpy(&value, bytes.data() + offset, sizeof value);
   return value;
@@ -39,7 +39,7 @@ trq::Bytes BytesOf(const std::string& text) {
 
 struct Reading {
   bool complete = false;
-  std::size_t end = 0;  // bytes used
+  size_t end = 0;  // bytes used
   StyleDocument style;
 };
 
@@ -49,7 +49,7 @@ Reading ReadAs(StyleKind kind, const std::string& bytes, std::optional<StyleLayo
   return WithNewStyle(kind, [&](auto& style) -> Reading {
     const auto used = own == StyleLayout::k206 ? trq::core::ReadStyle206(BytesOf(bytes), style)
                                                : trq::core::ReadStyle(BytesOf(bytes), style);
-    return {used.ok(), used.ok() ? *used : static_cast<std::size_t>(used.error().place.byte),
+    return {used.ok(), used.ok() ? *used : size_t(used.error().place.byte),
             DocumentOf(style, own.value_or(StyleLayout::k301))};
   });
 }
@@ -67,7 +67,7 @@ std::optional<RECOATSTYLE> ReadLegacy(const std::string& bytes) {
   return style;
 }
 
-std::string TextAt(const std::string& bytes, std::size_t offset, std::size_t width) {
+std::string TextAt(const std::string& bytes, size_t offset, size_t width) {
   const std::string field = bytes.substr(offset, width);
   return field.substr(0, field.find('\0'));
 }
@@ -85,7 +85,7 @@ StyleDocument LegacyDocument(RECOATSTYLE legacy) {
   }
   const std::shared_ptr<std::vector<SWEEPS>> lists[kSweepLists] = {legacy.SweepList, legacy.PrimarySweepList,
                                                                    legacy.SecondarySweepList};
-  for (std::size_t list = 0; list < kSweepLists; ++list) {
+  for (size_t list = 0; list < kSweepLists; ++list) {
     if (lists[list]) {
       for (const SWEEPS& from : *lists[list]) {
         SweepValues& sweep = style.sweeps[list].emplace_back(NewSweep());
@@ -101,7 +101,7 @@ StyleDocument LegacyDocument(RECOATSTYLE legacy) {
 void CompareLegacy(const StyleFile& file, RewriteChanges& changes) {
   const std::string written = trq::core::StyleFileBytes(ReadLegacy(file.bytes).value());
   std::string expected = file.bytes;
-  std::size_t numbers = 0;
+  size_t numbers = 0;
   for (const auto& field : trq::core::LayoutOf<RECOATSTYLE>(StyleLayout::kLegacy)) {
     if (field.kind != kTextItem) continue;
     numbers = field.offset + field.size;
@@ -136,8 +136,8 @@ void TakeReading(StyleFile& file, Reading reading) {
   file.style = std::move(reading.style);
   file.has_crc = file.bytes.size() >= kCrcBytes;
   if (!file.has_crc) return;
-  const std::size_t length = file.bytes.size() - kCrcBytes;
-  file.stored_crc = At<std::uint32_t>(file.bytes, length);
+  const size_t length = file.bytes.size() - kCrcBytes;
+  file.stored_crc = At<uint32_t>(file.bytes, length);
   file.computed_crc = trq::core::StyleChecksum(BytesOf(file.bytes).First(length));
 }
 
@@ -293,7 +293,7 @@ void WriteStyle(const StyleDocument& style, const std::string& path, bool replac
   WriteOutputFile(path, StyleBytes(style), replace);
 }
 
-bool IsStored(const StyleDocument& style, std::size_t parameter) {
+bool IsStored(const StyleDocument& style, size_t parameter) {
   return style.kind == StyleKind::kBuild ? trq::core::StoresParameter<KVBUILDSTYLE>(style.layout, parameter)
                                          : trq::core::StoresParameter<KVRECOATSTYLE>(style.layout, parameter);
 }
@@ -316,7 +316,7 @@ void DescribeStyle(const StyleFile& file, Json& data) {
   data["style_name"] = TextToJson(style.FindText("style_name")->text);
   // A 206 build style stores neither machine nor user level, no build style its units.
   if (StatesMachine(file)) {
-    const std::int32_t machine = style.FindWord("machine_type")->number.AsInt();
+    const int32_t machine = style.FindWord("machine_type")->number.AsInt();
     data["machine_type"] = machine;
     data["machine"] = MachineName(machine);
     data["user_level"] = style.FindWord("user_level")->number;
@@ -324,7 +324,7 @@ void DescribeStyle(const StyleFile& file, Json& data) {
   if (file.kind == StyleKind::kRecoat) {
     data["build_description"] = TextToJson(style.FindText("build_description")->text);
     if (!legacy) data["length_units"] = TextToJson(style.FindText("units")->text);
-    for (std::size_t list = 0; list < kSweepLists; ++list) {
+    for (size_t list = 0; list < kSweepLists; ++list) {
       data["sweep_counts"][SweepListName(list)] = style.sweeps[list].size();
     }
   }
@@ -389,7 +389,7 @@ class RewriteComparison {
   void Run() {
     const std::vector<FilePiece> before = Cut(before_);
     const std::vector<FilePiece> after = Cut(after_);
-    for (std::size_t i = 0; i < before.size(); ++i) ComparePiece(before[i], after[i]);
+    for (size_t i = 0; i < before.size(); ++i) ComparePiece(before[i], after[i]);
   }
 
  private:
@@ -399,10 +399,10 @@ class RewriteComparison {
     return trq::core::CutStyleFile(layout, BytesOf(bytes)).value();  // complete files only
   }
 
-  void Lost(const FilePiece& piece, std::size_t at, const std::string& text) {
+  void Lost(const FilePiece& piece, size_t at, const std::string& text) {
     changes_.lost.push_back({piece.name, piece.offset + at, text});
   }
-  void Note(const FilePiece& piece, std::size_t at, const std::string& text) {
+  void Note(const FilePiece& piece, size_t at, const std::string& text) {
     changes_.notes.push_back({piece.name, piece.offset + at, text});
   }
 
@@ -411,8 +411,8 @@ class RewriteComparison {
     switch (a.kind) {
       case ItemKind::kWord:
         Lost(a, 0,
-             fmt::format("{:08x} becomes {:08x}", At<std::uint32_t>(before_, a.offset),
-                         At<std::uint32_t>(after_, b.offset)));
+             fmt::format("{:08x} becomes {:08x}", At<uint32_t>(before_, a.offset),
+                         At<uint32_t>(after_, b.offset)));
         break;
       case ItemKind::kText:
       case ItemKind::kBytes:
@@ -448,14 +448,14 @@ class RewriteComparison {
     const bool is_float = !parameter || parameter->record.value.is_float();
     const struct {
       const char* name;
-      std::size_t at;
+      size_t at;
     } numbers[] = {{"value", RecordBytes::kValue},
                    {"default", RecordBytes::kDefault},
                    {"minimum", RecordBytes::kMinimum},
                    {"maximum", RecordBytes::kMaximum}};
-    const auto number_at = [is_float](const std::string& bytes, std::size_t offset) -> Number {
+    const auto number_at = [is_float](const std::string& bytes, size_t offset) -> Number {
       if (is_float) return At<float>(bytes, offset);
-      return At<std::int32_t>(bytes, offset);
+      return At<int32_t>(bytes, offset);
     };
     for (const auto& number : numbers) {
       const Number before = number_at(before_, a.offset + number.at);
@@ -467,8 +467,8 @@ class RewriteComparison {
     if (before_.compare(a.offset + RecordBytes::kFlags, 3, after_, b.offset + RecordBytes::kFlags, 3) != 0) {
       Lost(a, RecordBytes::kFlags, "the display, edit and range flags come out different");
     }
-    const std::int32_t before = At<std::int32_t>(before_, a.offset + RecordBytes::kCount);
-    const std::int32_t after = At<std::int32_t>(after_, b.offset + RecordBytes::kCount);
+    const int32_t before = At<int32_t>(before_, a.offset + RecordBytes::kCount);
+    const int32_t after = At<int32_t>(after_, b.offset + RecordBytes::kCount);
     if (before < 0 && after == 0) {
       Note(a, RecordBytes::kCount, fmt::format("number of allowed values {} becomes 0", before));
     } else if (before_.compare(a.offset + RecordBytes::kCount, a.size - RecordBytes::kCount, after_,

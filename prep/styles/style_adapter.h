@@ -63,7 +63,7 @@ template <class Style>
 Number NumberIn(const trq::core::StyleWord<Style>& word, Style& style) {
   const void* number = word.in(style);
   return word.is_float ? Number(*static_cast<const float*>(number))
-                       : Number(*static_cast<const std::int32_t*>(number));
+                       : Number(*static_cast<const int32_t*>(number));
 }
 
 template <class Style>
@@ -101,7 +101,7 @@ void StoreDocument(const StyleDocument& document, Style& style) {
   }
   auto stored = document.words.begin();
   for (const auto& word : trq::core::StyleWords<Style>()) {
-    const std::int32_t bits = stored++->number.AsInt();
+    const int32_t bits = stored++->number.AsInt();
     std::memcpy(word.in(style), &bits, sizeof bits);
   }
   auto text_entry = document.texts.begin();

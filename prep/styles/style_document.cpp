@@ -30,12 +30,12 @@ const char* StyleLayoutName(StyleLayout layout) {
   }
 }
 
-const char* SweepListName(std::size_t list) {
+const char* SweepListName(size_t list) {
   constexpr const char* kNames[kSweepLists] = {"sweeps", "primary", "secondary"};
   return kNames[list];
 }
 
-const char* SweepCountName(std::size_t list) {
+const char* SweepCountName(size_t list) {
   constexpr const char* kNames[kSweepLists] = {"Num Sweeps", "Num Tooling PrimarySweeps",
                                                "Num Tooling SecondarySweeps"};
   return kNames[list];
@@ -44,9 +44,9 @@ const char* SweepCountName(std::size_t list) {
 // --- Numbers and records ---------------------------------------------------------------------------------
 
 Number::Number(float value) : is_float_(true) { std::memcpy(&bits_, &value, sizeof bits_); }
-Number::Number(std::int32_t value) { std::memcpy(&bits_, &value, sizeof bits_); }
+Number::Number(int32_t value) { std::memcpy(&bits_, &value, sizeof bits_); }
 
-double Number::Value() const { return is_float_ ? static_cast<double>(AsFloat()) : AsInt(); }
+double Number::Value() const { return is_float_ ? double(AsFloat()) : AsInt(); }
 
 std::string Number::Text() const {
   if (!is_float_) return fmt::format("{}", AsInt());
@@ -63,14 +63,14 @@ std::optional<Number> Number::FromJson(const Json& json, bool is_float) {
   }
   if (!json.is_number_integer()) return std::nullopt;
   const auto value = json.get<double>();  // exact near the limits
-  if (value < std::numeric_limits<std::int32_t>::min() || value > std::numeric_limits<std::int32_t>::max())
+  if (value < std::numeric_limits<int32_t>::min() || value > std::numeric_limits<int32_t>::max())
     return std::nullopt;
-  return static_cast<std::int32_t>(value);
+  return int32_t(value);
 }
 
 namespace {
-constexpr std::int32_t kNoMinimum = trq::StyleParameterRecord<std::int32_t>::kNoMinimum;
-constexpr std::int32_t kNoMaximum = trq::StyleParameterRecord<std::int32_t>::kNoMaximum;
+constexpr int32_t kNoMinimum = trq::StyleParameterRecord<int32_t>::kNoMinimum;
+constexpr int32_t kNoMaximum = trq::StyleParameterRecord<int32_t>::kNoMaximum;
 
 /// The fields of a record but its allowed values, in the order in which they are written.
 constexpr struct RecordField {
@@ -102,8 +102,8 @@ bool RecordValues::HasRange() const {
 
 void RecordValues::RemoveRange() {
   const bool is_float = value.is_float();
-  minimum = is_float ? Number(static_cast<float>(kNoMinimum)) : kNoMinimum;
-  maximum = is_float ? Number(static_cast<float>(kNoMaximum)) : kNoMaximum;
+  minimum = is_float ? Number(float(kNoMinimum)) : kNoMinimum;
+  maximum = is_float ? Number(float(kNoMaximum)) : kNoMaximum;
 }
 
 std::vector<FieldDifference> Compare(const RecordValues& before, const RecordValues& after) {
@@ -152,8 +152,8 @@ const StyleText* StyleDocument::FindText(std::string_view key) const {
   return FindIn(texts, key, &StyleText::key);
 }
 
-void StyleDocument::CountSweeps(std::size_t list) {
-  const auto length = static_cast<std::int32_t>(sweeps[list].size());
+void StyleDocument::CountSweeps(size_t list) {
+  const auto length = int32_t(sweeps[list].size());
   RecordValues& count = Find(SweepCountName(list))->record;
   count.value = count.maximum = length;
   if (count.minimum.AsInt() > length) count.minimum = 0;
@@ -166,15 +166,15 @@ std::vector<StyleDifference> Compare(const StyleDocument& before, const StyleDoc
   const auto add = [&](const std::string& name, std::vector<FieldDifference> fields) {
     if (!fields.empty()) differences.push_back({name, std::move(fields)});
   };
-  for (std::size_t i = 0; i < before.parameters.size(); ++i) {
+  for (size_t i = 0; i < before.parameters.size(); ++i) {
     add(before.parameters[i].name, Compare(before.parameters[i].record, after.parameters[i].record));
   }
-  for (std::size_t i = 0; i < before.words.size(); ++i) {
+  for (size_t i = 0; i < before.words.size(); ++i) {
     const Number& a = before.words[i].number;
     const Number& b = after.words[i].number;
     if (a != b) add(before.words[i].key, {Difference("value", a, b)});
   }
-  for (std::size_t i = 0; i < before.texts.size(); ++i) {
+  for (size_t i = 0; i < before.texts.size(); ++i) {
     const std::string& a = before.texts[i].text;
     const std::string& b = after.texts[i].text;
     if (a != b) {
@@ -182,14 +182,14 @@ std::vector<StyleDifference> Compare(const StyleDocument& before, const StyleDoc
           {{"text", "\"" + OneLine(a) + "\"", "\"" + OneLine(b) + "\"", TextToJson(a), TextToJson(b)}});
     }
   }
-  for (std::size_t list = 0; list < kSweepLists; ++list) {
+  for (size_t list = 0; list < kSweepLists; ++list) {
     const std::vector<SweepValues>& a = before.sweeps[list];
     const std::vector<SweepValues>& b = after.sweeps[list];
     const char* name = SweepListName(list);
     if (a.size() != b.size()) {
       add(name, {{"length", fmt::format("{}", a.size()), fmt::format("{}", b.size()), a.size(), b.size()}});
     }
-    for (std::size_t i = 0; i < std::min(a.size(), b.size()); ++i) {
+    for (size_t i = 0; i < std::min(a.size(), b.size()); ++i) {
       const std::string sweep = fmt::format("{}[{}] ", name, i + 1);
       add(sweep + "gap", Compare(a[i].gap, b[i].gap));
       add(sweep + "velocity", Compare(a[i].velocity, b[i].velocity));
@@ -204,7 +204,7 @@ const char* StyleQuantityName(trq::StyleQuantity quantity) {
   constexpr const char* kNames[] = {
       // in the order of the enumeration
       "number", "flag", "version", "length", "length, kept", "angle", "power", "resin", "threshold"};
-  return kNames[static_cast<std::size_t>(quantity)];
+  return kNames[size_t(quantity)];
 }
 
 const char* StyleRegionName(trq::StyleRegion region) {
@@ -213,7 +213,7 @@ const char* StyleRegionName(trq::StyleRegion region) {
                                     "Large up", "Large down",  "Scanning",      "QC",         "Compensation",
                                     "Resin",    "Tooling",     "Support",       "Power",      "Features",
                                     "Dip",      "Primary dip", "Secondary dip", "Sweeps",     "Unnamed"};
-  return kNames[static_cast<std::size_t>(region)];
+  return kNames[size_t(region)];
 }
 
 const char* YesNo(bool value) { return value ? "yes" : "no"; }
@@ -226,7 +226,7 @@ std::string AllowedText(const RecordValues& record) {
   return record.allowed.empty() ? "any" : ListText(record.allowed);
 }
 
-std::string MachineName(std::int32_t type) {
+std::string MachineName(int32_t type) {
   const trq::MachineTypeRow* row = trq::FindMachineType(type);
   return row ? row->display_name : trq::kUnknownMachineName;
 }
@@ -239,7 +239,7 @@ std::vector<std::string> MachineNames() {
 
 std::optional<int> FindMachineByName(const std::string& text) {
   for (const trq::MachineTypeRow& row : trq::kMachineTypes) {
-    if (Lower(row.display_name) == Lower(text) || text == std::to_string(static_cast<int>(row.type))) {
+    if (Lower(row.display_name) == Lower(text) || text == std::to_string(int(row.type))) {
       return row.type;
     }
   }
@@ -405,7 +405,7 @@ class StyleJsonReader {
   void ReadSweeps(const Json& json) {
     RequireObject(json, "sweeps");
     AllowKeys(json, "sweeps", {SweepListName(0), SweepListName(1), SweepListName(2)});
-    for (std::size_t list = 0; list < kSweepLists; ++list) {
+    for (size_t list = 0; list < kSweepLists; ++list) {
       if (!json.contains(SweepListName(list))) continue;
       const Json& entries = json[SweepListName(list)];
       if (!entries.is_array()) Refuse("sweeps", "a sweep list is no list");
@@ -443,7 +443,7 @@ Json StyleToJson(const StyleDocument& style) {
     json["parameters"].push_back(ParameterToJson(parameter));
   }
   if (style.kind == StyleKind::kRecoat) {
-    for (std::size_t list = 0; list < kSweepLists; ++list) {
+    for (size_t list = 0; list < kSweepLists; ++list) {
       Json& sweeps = json["sweeps"][SweepListName(list)] = Json::array();
       for (const SweepValues& sweep : style.sweeps[list]) {
         sweeps.push_back({{"gap", RecordToJson(sweep.gap)}, {"velocity", RecordToJson(sweep.velocity)}});
@@ -495,9 +495,9 @@ std::string StyleToTidyCsv(const StyleDocument& style) {
     out += CsvRecord(parameter.name, StyleRegionName(parameter.region), StyleQuantityName(parameter.quantity),
                      parameter.record);
   }
-  for (std::size_t list = 0; list < kSweepLists; ++list) {
+  for (size_t list = 0; list < kSweepLists; ++list) {
     const std::vector<SweepValues>& sweeps = style.sweeps[list];
-    for (std::size_t i = 0; i < sweeps.size(); ++i) {
+    for (size_t i = 0; i < sweeps.size(); ++i) {
       const std::string name = fmt::format("{}[{}] ", SweepListName(list), i + 1);
       out += CsvRecord(name + "gap", "Sweeps", "percent", sweeps[i].gap);
       out += CsvRecord(name + "velocity", "Sweeps", "length", sweeps[i].velocity);

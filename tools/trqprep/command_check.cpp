@@ -15,7 +15,7 @@
 namespace trqprep {
 namespace {
 
-constexpr std::int64_t kTurns = 24;
+constexpr int64_t kTurns = 24;
 
 struct Options {
   std::vector<std::string> paths;
@@ -50,8 +50,8 @@ void ListFiles(const std::string& folder, std::vector<std::string>& files) {
 }
 
 struct Totals {
-  std::int64_t errors = 0;
-  std::int64_t warnings = 0;
+  int64_t errors = 0;
+  int64_t warnings = 0;
   bool unreadable = false;  ///< a file that was named could not be looked at
 };
 
@@ -63,7 +63,7 @@ bool IsBuild(const std::string& folder) {
 class Checker {
  public:
   Checker(Context& context, const Options& options, Totals& totals) : context_(context), totals_(totals) {
-    for (std::size_t i = 0; i < 3; ++i) {
+    for (size_t i = 0; i < 3; ++i) {
       vat_mm_[i] = options.vat[i].In(Units::kMillimetre, context.units());
     }
     surroundings_.units = context.units();
@@ -98,7 +98,7 @@ class Checker {
   // error. False when it cannot be read.
   bool CheckFile(const std::string& path, bool named) {
     bool readable = true;
-    const std::size_t before = context_.messages().size();
+    const size_t before = context_.messages().size();
     std::string entry_type;
     try {
       const FileHead head = ReadFileHead(path);
@@ -131,7 +131,7 @@ class Checker {
       surroundings_.units = UnitsFromName(units.get<std::string>()).value_or(context_.units());
     context_.options.units = UnitsName(surroundings_.units);
     if (machine.is_number_integer()) surroundings_.machine = machine.get<int>();
-    for (std::size_t i = 0; i < 3 && vat.is_array() && vat.size() == 3; ++i) {
+    for (size_t i = 0; i < 3 && vat.is_array() && vat.size() == 3; ++i) {
       if (vat[i].is_number()) {
         vat_mm_[i] = vat[i].get<double>() * UnitsFactor(surroundings_.units, Units::kMillimetre);
       }
@@ -141,7 +141,7 @@ class Checker {
       if (IsFolder(folder + "/" + part)) ListFiles(folder + "/" + part, files);
       for (const std::string& file : files) CheckFile(file, false);
     }
-    const std::size_t before = context_.messages().size();
+    const size_t before = context_.messages().size();
     SayAll(CheckDescribedStacks(folder, document));
     for (const Message& finding : VerifyPieces(context_, folder, document)) {
       if (RowOf(finding.code).is_rule()) context_.Say(finding);
@@ -152,7 +152,7 @@ class Checker {
   // Checks a job file: its parts and styles in the job's own surroundings; when all of them can be read, also
   // the placement and the stacks. Nothing is written.
   void CheckJob(const std::string& path) {
-    std::size_t before = context_.messages().size();
+    size_t before = context_.messages().size();
     try {
       const Job job = ReadJobFile(path);
       ApplyJob(context_, job);
@@ -210,9 +210,9 @@ class Checker {
   }
 
   // Counts what was said about a file, and lists the file.
-  void Count(const std::string& path, const std::string& type, std::size_t before) {
-    std::int64_t errors = 0, warnings = 0;
-    for (std::size_t i = before; i < context_.messages().size(); ++i) {
+  void Count(const std::string& path, const std::string& type, size_t before) {
+    int64_t errors = 0, warnings = 0;
+    for (size_t i = before; i < context_.messages().size(); ++i) {
       if (context_.messages()[i].severity == Severity::kError) ++errors;
       if (context_.messages()[i].severity == Severity::kWarning) ++warnings;
     }

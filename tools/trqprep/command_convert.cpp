@@ -6,7 +6,7 @@ namespace {
 
 struct Options : MeshOptions {
   std::string to_units;
-  std::int64_t stamp = -1;
+  int64_t stamp = -1;
 };
 
 ExitCode Run(Context& context, const Options& options) {

@@ -25,14 +25,14 @@ struct Push {
 
 // How far the vertices that a facet uses were pushed.
 Push PushOf(const CTL& mesh) {
-  std::vector<bool> used(static_cast<std::size_t>(mesh.num_vertices()), false);
+  std::vector<bool> used(size_t(mesh.num_vertices()), false);
   for (int i = 0; i < mesh.num_triangles(); ++i) {
-    for (int k = 0; k < 3; ++k) used[static_cast<std::size_t>(mesh.triangles()[i][k])] = true;
+    for (int k = 0; k < 3; ++k) used[size_t(mesh.triangles()[i][k])] = true;
   }
   Push push;
-  std::size_t count = 0;
+  size_t count = 0;
   double sum = 0;
-  for (std::size_t i = 0; i < used.size(); ++i) {
+  for (size_t i = 0; i < used.size(); ++i) {
     if (!used[i]) continue;
     const Point outer = PointOf(mesh.vertices()[i]);
     const Point inner = PointOf(mesh.shell_vertices_[i]);
@@ -42,7 +42,7 @@ Push PushOf(const CTL& mesh) {
     sum += length;
     ++count;
   }
-  if (count > 0) push.mean = sum / static_cast<double>(count);
+  if (count > 0) push.mean = sum / double(count);
   return push;
 }
 
@@ -100,7 +100,7 @@ ExitCode Run(Context& context, const Options& options) {
   const double factor = work.factor();
   ConvertUnits(input, work.units);
   CTL& mesh = *input.mesh;
-  const auto limit = static_cast<float>(options.limit->In(input.units, context.units()));
+  const auto limit = float(options.limit->In(input.units, context.units()));
   if (!(limit > 0) || !std::isfinite(limit)) {
     FailUsage("", "--limit must be above 0");
   }

@@ -7,12 +7,12 @@ namespace {
 ExitCode Run(Context& context, const std::vector<std::string>& paths) {
   ExitCode exit = ExitCode::kDone;
   Json files = Json::array();
-  for (std::size_t i = 0; i < paths.size(); ++i) {
+  for (size_t i = 0; i < paths.size(); ++i) {
     const std::string& path = paths[i];
-    context.Progress("reading " + path, static_cast<double>(i) / static_cast<double>(paths.size()));
+    context.Progress("reading " + path, double(i) / double(paths.size()));
     Json entry;
     entry["file"] = TextToJson(path);
-    const std::size_t printed = context.text.size();
+    const size_t printed = context.text.size();
     // One bad file does not hide the others.
     try {
       const FileHead head = ReadFileHead(path, true);

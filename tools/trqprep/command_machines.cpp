@@ -30,7 +30,7 @@ ExitCode Run(Context& context, const Options& options) {
   if (!is_profile) {
     for (const trq::MachineTypeRow& row : trq::kMachineTypes) {
       if (wanted && *wanted != row.type) continue;
-      machines.push_back({{"type", static_cast<int>(row.type)},
+      machines.push_back({{"type", int(row.type)},
                           {"name", row.display_name},
                           {"styles_mm", OrNothing(row.directory_mm)},
                           {"styles_inch", OrNothing(row.directory_inch)}});
@@ -45,8 +45,7 @@ ExitCode Run(Context& context, const Options& options) {
     Json vat_mm, size;
     if (profile.vat) {
       Point side;
-      for (std::size_t i = 0; i < 3; ++i)
-        side[i] = (*profile.vat)[i].In(Units::kMillimetre, Units::kMillimetre);
+      for (size_t i = 0; i < 3; ++i) side[i] = (*profile.vat)[i].In(Units::kMillimetre, Units::kMillimetre);
       vat_mm = NumbersToJson(side);
       size = SizeInBoth(side, Units::kMillimetre);
     }

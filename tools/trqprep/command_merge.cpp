@@ -12,9 +12,8 @@ ExitCode Run(Context& context, const Options& options) {
   const MeshFormat format = OutputFormat(options.output, options.format);
   InputMesh merged;
   Json inputs = Json::array();
-  for (std::size_t i = 0; i < options.inputs.size(); ++i) {
-    context.Progress("reading " + options.inputs[i],
-                     static_cast<double>(i) / static_cast<double>(options.inputs.size()));
+  for (size_t i = 0; i < options.inputs.size(); ++i) {
+    context.Progress("reading " + options.inputs[i], double(i) / double(options.inputs.size()));
     InputMesh input = ReadMesh(context, context.reading(), options.inputs[i]);
     RequireFinite(input);
     WarnOfUnits(context, input, nullptr);

@@ -24,7 +24,7 @@ ExitCode Run(Context& context, const Options& options) {
   for (const StyleKind kind : {StyleKind::kBuild, StyleKind::kRecoat}) {
     if (!options.kind.empty() && options.kind != StyleCommand(kind)) continue;
     Json rows;
-    std::size_t width = 0;
+    size_t width = 0;
     for (const StyleParameter& parameter : NewStyle(kind).parameters) {
       names.push_back(parameter.name);
       if ((!parameter.named && !options.all) || !Matches(options.pattern, parameter.name)) continue;

@@ -7,7 +7,7 @@ namespace trqprep {
 namespace {
 
 struct Options : MeshOptions {
-  std::int64_t facets = 0;
+  int64_t facets = 0;
 };
 
 // For people, so that the two are of one unit.
@@ -21,7 +21,7 @@ ExitCode Run(Context& context, const Options& options) {
   Json before;
   DescribeMesh(before, input);
   const Json volume_before = CubicMillimetres(input);
-  if (input.mesh->approximate(static_cast<int>(options.facets)) == 0) {
+  if (input.mesh->approximate(int(options.facets)) == 0) {
     context.Warn(
         Message(Code::kSimplifyNothing, options.input,
                 fmt::format("has only {} facets; nothing was simplified", input.mesh->num_triangles())));

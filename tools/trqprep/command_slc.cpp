@@ -13,7 +13,7 @@ namespace {
 struct Options {
   std::string input;
   std::string output;
-  std::int64_t layer = 0;
+  int64_t layer = 0;
   std::optional<Length> z;
   std::string axis;
   std::optional<Length> plane;
@@ -54,10 +54,9 @@ ExitCode Info(Context& context, const Options& options) {
 
 // The first place where a file and what was written of it differ, up to `end` of the file and without the
 // reserved block.
-std::optional<std::uint64_t> FirstDifference(const ContourFile& file,
-                                             const std::vector<unsigned char>& again) {
+std::optional<uint64_t> FirstDifference(const ContourFile& file, const std::vector<unsigned char>& again) {
   const std::string bytes = InputFile(file.path).ReadRest();
-  for (std::uint64_t i = 0; i < file.end; ++i) {
+  for (uint64_t i = 0; i < file.end; ++i) {
     const bool skipped = i >= file.reserved_offset() && i < file.reserved_offset() + slc::kReservedSize;
     if (i >= bytes.size() || i >= again.size()) return i;
     if (static_cast<unsigned char>(bytes[i]) != again[i] && !skipped) return i;
@@ -78,8 +77,8 @@ ExitCode Verify(Context& context, const Options& options) {
                  {"trailing_bytes", file.file_size - file.end},
                  {"reserved_is_zero", file.contours.reserved == decltype(file.contours.reserved){}}});
   if (difference) {
-    const std::uint64_t table = file.reserved_offset() + slc::kReservedSize;
-    const std::uint64_t layers = table + 1 + sizeof(trq::SlcTableEntry) * file.contours.table.size();
+    const uint64_t table = file.reserved_offset() + slc::kReservedSize;
+    const uint64_t layers = table + 1 + sizeof(trq::SlcTableEntry) * file.contours.table.size();
     const char* where = *difference < table ? "header" : *difference < layers ? "sampling table" : "layers";
     context.Error(Message(Code::kSlcDiffers, options.input,
                           fmt::format("loaded and saved again, the {} differ at byte {}", where, *difference))
@@ -106,13 +105,13 @@ std::pair<double, double> HeightsOf(const ContourFile& file) {
 }
 
 // The layer that is built at height z: the highest one that does not begin above it.
-std::size_t LayerAt(const ContourFile& file, double z) {
+size_t LayerAt(const ContourFile& file, double z) {
   const std::vector<trq::SlcLayer>& layers = file.contours.layers;
   const auto [low, high] = HeightsOf(file);
   // Heights in files are rounded to floats, sometimes after a change of units.
   const double tolerance = 1e-5 * (high - low);
-  std::optional<std::size_t> found;
-  for (std::size_t i = 0; i < file.layer_count(); ++i) {
+  std::optional<size_t> found;
+  for (size_t i = 0; i < file.layer_count(); ++i) {
     if (layers[i].z > z + tolerance) continue;
     if (!found || layers[i].z >= layers[*found].z) found = i;
   }
@@ -129,14 +128,14 @@ ExitCode Svg(Context& context, const Options& options) {
     FailUsage("", "say either --layer or --z");
   }
   const ContourFile file = ReadContours(context, context.units(), options.input);
-  std::size_t index = 0;
+  size_t index = 0;
   if (options.z) {
     index = LayerAt(file, options.z->In(file.units, context.units()));
-  } else if (static_cast<std::uint64_t>(options.layer) > file.layer_count()) {
+  } else if (uint64_t(options.layer) > file.layer_count()) {
     FailUsage(options.input, fmt::format("there is no layer {}", options.layer),
               fmt::format("the file has {} layers", file.layer_count()));
   } else {
-    index = static_cast<std::size_t>(options.layer) - 1;
+    index = size_t(options.layer) - 1;
   }
   const ContourSummary summary = Summarize(context, file);
   const std::string svg = LayerSvg(file, summary, index);
@@ -161,7 +160,7 @@ ExitCode Svg(Context& context, const Options& options) {
 
 ExitCode Copy(Context& context, const Options& options) {
   const ContourFile file = ReadContours(context, context.units(), options.input);
-  const std::uint64_t size = WriteContours(file.contours, options.output, context.options.force);
+  const uint64_t size = WriteContours(file.contours, options.output, context.options.force);
   context.data_units = file.units;
   context.Report({{"input", TextToJson(options.input)},
                   {"output", TextToJson(options.output)},
@@ -175,7 +174,7 @@ ExitCode Copy(Context& context, const Options& options) {
 void TurnContours(const trq::core::Contours& contours) {
   for (const trq::SlcLayer& layer : contours.layers) {
     for (const trq::SlcBoundary& boundary : layer.boundaries()) {
-      for (std::size_t i = 0, j = boundary.vertex_count; i + 1 < j; ++i) {
+      for (size_t i = 0, j = boundary.vertex_count; i + 1 < j; ++i) {
         --j;
         std::swap(boundary.points[2 * i], boundary.points[2 * j]);
         std::swap(boundary.points[2 * i + 1], boundary.points[2 * j + 1]);
@@ -191,13 +190,13 @@ void TurnLayers(trq::core::Contours& contours, const std::function<float(float)>
   std::vector<trq::SlcLayer>& layers = contours.layers;
   const float top = layers.front().z;
   const float bottom = layers.back().z;
-  const std::size_t count = layers.size() - 1;
+  const size_t count = layers.size() - 1;
   const bool sections = count > 0 && layers[count - 1].z == bottom;
-  for (std::size_t i = 0; i < count && !sections; ++i) layers[i].z = layers[i + 1].z;
+  for (size_t i = 0; i < count && !sections; ++i) layers[i].z = layers[i + 1].z;
   std::reverse(layers.begin(), layers.end() - 1);
   layers.back().z = top;
   std::vector<trq::SlcTableEntry>& table = contours.table;
-  for (std::size_t i = 0; i < table.size(); ++i)
+  for (size_t i = 0; i < table.size(); ++i)
     table[i].min_z = i + 1 < table.size() ? reflect(table[i + 1].min_z) : bottom;
   std::reverse(table.begin(), table.end());
 }
@@ -211,7 +210,7 @@ ExitCode Mirror(Context& context, const Options& options) {
   if (summary.not_finite > 0) {
     FailInput(Code::kSlcNan, options.input, "vertices that are not finite cannot be mirrored");
   }
-  const std::size_t coordinate = static_cast<std::size_t>(options.axis[0] - 'x');
+  const size_t coordinate = size_t(options.axis[0] - 'x');
   double low = 0, high = 0;
   if (coordinate == 2) {
     std::tie(low, high) = HeightsOf(file);
@@ -219,18 +218,18 @@ ExitCode Mirror(Context& context, const Options& options) {
     low = summary.box.min[coordinate];
     high = summary.box.max[coordinate];
   }
-  float plane = static_cast<float>((low + high) / 2);
+  float plane = float((low + high) / 2);
   float offset = 0;
-  if (options.plane) plane = static_cast<float>(options.plane->In(file.units, context.units()));
+  if (options.plane) plane = float(options.plane->In(file.units, context.units()));
   if (options.beside) {
-    plane = static_cast<float>(high);
-    offset = static_cast<float>(options.beside->In(file.units, context.units()));
+    plane = float(high);
+    offset = float(options.beside->In(file.units, context.units()));
   }
   trq::core::Contours& contours = file.contours;
   const double sum = 2.0 * plane + offset;  // of a coordinate and its reflection
-  trq::core::MirrorLayers(contours.layers, nullptr, 0, static_cast<int>(coordinate), sum);
+  trq::core::MirrorLayers(contours.layers, nullptr, 0, int(coordinate), sum);
   if (coordinate == 2) {
-    TurnLayers(contours, [sum](float z) { return static_cast<float>(sum - z); });
+    TurnLayers(contours, [sum](float z) { return float(sum - z); });
   } else {
     TurnContours(contours);
   }
@@ -243,7 +242,7 @@ ExitCode Mirror(Context& context, const Options& options) {
     context.Warn(Message(Code::kSlcHeader, options.output, "the header has no room for the new extents"));
   }
   WriteContours(contours, options.output, context.options.force);
-  const auto extent = [&](double value) { return NumberToJson(static_cast<float>(value)); };
+  const auto extent = [&](double value) { return NumberToJson(float(value)); };
   context.data_units = file.units;
   context.Report({{"input", TextToJson(options.input)},
                   {"output", TextToJson(options.output)},

@@ -21,10 +21,10 @@ std::string Skeleton(const std::string& name) {
 
 }  // namespace
 
-std::vector<std::size_t> SelectParameters(const StyleDocument& style, const std::string& pattern) {
+std::vector<size_t> SelectParameters(const StyleDocument& style, const std::string& pattern) {
   const std::vector<StyleParameter>& all = style.parameters;
-  std::vector<std::size_t> exact, by_glob, by_skeleton;
-  for (std::size_t i = 0; i < all.size(); ++i) {
+  std::vector<size_t> exact, by_glob, by_skeleton;
+  for (size_t i = 0; i < all.size(); ++i) {
     if (all[i].name == pattern) exact.push_back(i);
     if (all[i].named && IsGlob(pattern) && MatchesGlob(pattern, all[i].name)) by_glob.push_back(i);
     if (Skeleton(all[i].name) == Skeleton(pattern)) by_skeleton.push_back(i);
@@ -78,11 +78,11 @@ void TellDifferences(Context& context, const std::vector<StyleDifference>& diffe
   }
 }
 
-void TellSweeps(Context& context, const StyleDocument& style, std::size_t list, const char* head,
+void TellSweeps(Context& context, const StyleDocument& style, size_t list, const char* head,
                 const char* row) {
   const std::vector<SweepValues>& sweeps = style.sweeps[list];
   context.Tell(head, {{"list", SweepListName(list)}, {"count", sweeps.size()}});
-  for (std::size_t i = 0; i < sweeps.size(); ++i) {
+  for (size_t i = 0; i < sweeps.size(); ++i) {
     context.Tell(row, {{"number", i + 1},
                        {"gap", sweeps[i].gap.value.Text()},
                        {"velocity", sweeps[i].velocity.value.Text()}});

@@ -26,11 +26,11 @@ struct NewOptions {
 
 ExitCode New(Context& context, const NewOptions& options, StyleKind kind) {
   StyleDocument style = NewStyle(kind);
-  style.FindWord("machine_type")->number = Number(std::int32_t{MachineByName(options.machine)});
+  style.FindWord("machine_type")->number = Number(int32_t{MachineByName(options.machine)});
   if (!options.name.empty()) style.FindText("style_name")->text = options.name;
   if (!options.units.empty()) style.FindText("units")->text = options.units;
   if (options.layer_thickness) {
-    const float thickness = static_cast<float>(*options.layer_thickness);
+    const float thickness = float(*options.layer_thickness);
     if (!(thickness >= 0) || std::isinf(thickness)) {
       FailUsage("", "--layer-thickness is below 0 or too large");
     }
@@ -76,10 +76,9 @@ Number ParseValue(const std::string& name, const std::string& text, bool is_floa
     return Number(0);
   }
   if (!is_float) {
-    if (error == std::errc() && std::trunc(wide) == wide &&
-        wide >= std::numeric_limits<std::int32_t>::min() &&
-        wide <= std::numeric_limits<std::int32_t>::max()) {
-      return Number(static_cast<std::int32_t>(wide));
+    if (error == std::errc() && std::trunc(wide) == wide && wide >= std::numeric_limits<int32_t>::min() &&
+        wide <= std::numeric_limits<int32_t>::max()) {
+      return Number(int32_t(wide));
     }
     refusal = "values are whole numbers from -2147483648 to 2147483647";
     return Number(0);
@@ -88,7 +87,7 @@ Number ParseValue(const std::string& name, const std::string& text, bool is_floa
   const auto [float_stop, float_error] = std::from_chars(begin, end, value);
   if (float_error == std::errc::result_out_of_range) {
     // Too small is as good as the nearest number; too large is none.
-    if (error == std::errc() && std::fabs(wide) < 1) return Number(static_cast<float>(wide));
+    if (error == std::errc() && std::fabs(wide) < 1) return Number(float(wide));
     refusal = "values are 32-bit floating-point numbers, up to 3.4e38";
   }
   return Number(value);
@@ -104,14 +103,14 @@ struct Refusal {
   }
 };
 
-Refusal WhyFixed(const StyleDocument& style, std::size_t index) {
+Refusal WhyFixed(const StyleDocument& style, size_t index) {
   const StyleParameter& parameter = style.parameters[index];
   if (parameter.name == "Version") return {"the version follows the file's layout", ""};
   if (style.kind == StyleKind::kBuild && parameter.name == "QC Min Large Thick Skin Width") {
     return {"the file stores \"Shelling Thickness\" in this parameter's place",
             "set \"Shelling Thickness\": both then have its value"};
   }
-  for (std::size_t list = 0; list < kSweepLists && style.kind == StyleKind::kRecoat; ++list) {
+  for (size_t list = 0; list < kSweepLists && style.kind == StyleKind::kRecoat; ++list) {
     if (parameter.name == SweepCountName(list)) {
       return {
           "this parameter counts the sweeps",
@@ -160,14 +159,14 @@ ExitCode Set(Context& context, const SetOptions& options, StyleKind kind) {
   StyleDocument edited = file.style;
   bool refused = false;
   for (const std::string& assignment : options.assignments) {
-    const std::size_t equals = assignment.find('=');
+    const size_t equals = assignment.find('=');
     if (equals == std::string::npos || equals == 0) {
       FailUsage("", "'" + assignment + "' is no NAME=VALUE",
                 "for example 'Layer Thickness=0.1', in quotes because of the blank");
     }
     const std::string pattern = assignment.substr(0, equals);
     const std::string text = assignment.substr(equals + 1);
-    for (const std::size_t i : SelectParameters(file.style, pattern)) {
+    for (const size_t i : SelectParameters(file.style, pattern)) {
       StyleParameter& parameter = edited.parameters[i];
       RecordValues& record = parameter.record;
       Refusal refusal;
@@ -209,7 +208,7 @@ ExitCode Copy(Context& context, const CopyOptions& options, StyleKind kind) {
   StyleDocument edited = target.style;
   bool refused = false;
   for (const std::string& pattern : options.parameters) {
-    for (const std::size_t i : SelectParameters(target.style, pattern)) {
+    for (const size_t i : SelectParameters(target.style, pattern)) {
       const std::string& name = target.style.parameters[i].name;
       Refusal refusal = WhyFixed(target.style, i);
       if (refusal.text.empty() && !IsStored(source.style, i)) {
@@ -356,7 +355,7 @@ ExitCode ConvertFile(Context& context, const UnitsOptions& options, StyleKind ki
   if (units) edited.FindText("units")->text = options.to;
   std::vector<std::string> left;
   bool unnamed = false;
-  for (std::size_t i = 0; i < edited.parameters.size(); ++i) {
+  for (size_t i = 0; i < edited.parameters.size(); ++i) {
     const StyleParameter& parameter = edited.parameters[i];
     if (!IsStored(edited, i)) continue;
     if (parameter.named && parameter.quantity == trq::StyleQuantity::kLengthKept)
@@ -387,7 +386,7 @@ SweepValues ParseSweep(const std::string& text) {
   SweepValues sweep = NewSweep();
   bool has_gap = false, has_velocity = false;
   for (const std::string& piece : Split(text, ',')) {
-    const std::size_t equals = piece.find('=');
+    const size_t equals = piece.find('=');
     const std::string key = piece.substr(0, equals);
     const bool is_gap = key == "gap";
     bool& has = is_gap ? has_gap : has_velocity;
@@ -405,8 +404,8 @@ SweepValues ParseSweep(const std::string& text) {
   return sweep;
 }
 
-std::size_t ListNumber(const std::string& name) {
-  for (std::size_t list = 0; list < kSweepLists; ++list) {
+size_t ListNumber(const std::string& name) {
+  for (size_t list = 0; list < kSweepLists; ++list) {
     if (name == SweepListName(list)) return list;
   }
   return 0;
@@ -419,12 +418,12 @@ ExitCode Sweeps(Context& context, const SweepsOptions& options) {
   const StyleFile file = edits ? LoadStyleToEdit(context, options.file, StyleKind::kRecoat)
                                : LoadStyle(context, options.file, StyleKind::kRecoat);
   StyleDocument edited = file.style;
-  const std::size_t chosen = ListNumber(options.list);
+  const size_t chosen = ListNumber(options.list);
   std::vector<SweepValues>& sweeps = edited.sweeps[chosen];
   // The numbers mean the list as it is shown before the change: the last are removed first.
-  std::vector<std::size_t> removals;
+  std::vector<size_t> removals;
   for (const std::string& text : options.removals) {
-    std::size_t number = 0;
+    size_t number = 0;
     const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc() || stop != text.data() + text.size() || number < 1) {
       FailUsage("", "--remove takes the number of a sweep, not '" + text + "'");
@@ -439,7 +438,7 @@ ExitCode Sweeps(Context& context, const SweepsOptions& options) {
   }
   std::sort(removals.rbegin(), removals.rend());
   removals.erase(std::unique(removals.begin(), removals.end()), removals.end());
-  for (const std::size_t number : removals) {
+  for (const size_t number : removals) {
     sweeps.erase(sweeps.begin() + static_cast<std::ptrdiff_t>(number - 1));
   }
   sweeps.insert(sweeps.end(), added.begin(), added.end());
@@ -450,7 +449,7 @@ ExitCode Sweeps(Context& context, const SweepsOptions& options) {
     context.text.clear();  // the lists as they are now say it better
   }
   context.State({{"file", TextToJson(options.file)}, {"sweeps", StyleToJson(edited)["sweeps"]}});
-  for (std::size_t list = 0; list < kSweepLists; ++list) {
+  for (size_t list = 0; list < kSweepLists; ++list) {
     if (!options.list.empty() && list != chosen) continue;
     TellSweeps(context, edited, list, "list {list} ({count})\n",
                "  {number}  gap {gap} %  velocity {velocity}\n");

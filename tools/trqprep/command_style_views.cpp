@@ -35,22 +35,22 @@ void TellHead(Context& context) {
 ExitCode Show(Context& context, const ShowOptions& options, StyleKind kind) {
   const StyleFile file = LoadStyle(context, options.file, kind);
   const StyleDocument& style = file.style;
-  std::set<std::size_t> selected;
+  std::set<size_t> selected;
   for (const std::string& pattern : options.only) {
-    for (const std::size_t i : SelectParameters(style, pattern)) selected.insert(i);
+    for (const size_t i : SelectParameters(style, pattern)) selected.insert(i);
   }
   const Cells head{"parameter", "value", "unit", "default", "range", "allowed", "editable"};
   std::vector<std::pair<trq::StyleRegion, std::vector<Cells>>> regions;  // in order of their first lines
-  std::array<std::size_t, 7> widths{};
+  std::array<size_t, 7> widths{};
   const auto measure = [&](const Cells& cells) {
-    for (std::size_t i = 0; i < cells.size(); ++i) widths[i] = std::max(widths[i], cells[i].size() + 2);
+    for (size_t i = 0; i < cells.size(); ++i) widths[i] = std::max(widths[i], cells[i].size() + 2);
   };
   measure(head);
-  std::size_t left_out = 0;
+  size_t left_out = 0;
   context.State({{"file", TextToJson(options.file)}});
   DescribeStyle(file, context.data);
   Json& listed = context.data["parameters"] = Json::array();
-  for (std::size_t i = 0; i < style.parameters.size(); ++i) {
+  for (size_t i = 0; i < style.parameters.size(); ++i) {
     const StyleParameter& parameter = style.parameters[i];
     const bool stored = IsStored(style, i);
     const bool chosen = options.only.empty()
@@ -78,7 +78,7 @@ ExitCode Show(Context& context, const ShowOptions& options, StyleKind kind) {
     lines.insert(lines.begin(), head);
     for (const Cells& cells : lines) {
       context.text += "  ";
-      for (std::size_t i = 0; i + 1 < cells.size(); ++i) {
+      for (size_t i = 0; i + 1 < cells.size(); ++i) {
         context.text += fmt::format("{:<{}}", cells[i], widths[i]);
       }
       context.text += cells.back() + "\n";
@@ -86,7 +86,7 @@ ExitCode Show(Context& context, const ShowOptions& options, StyleKind kind) {
   }
   if (kind == StyleKind::kRecoat && options.only.empty()) {
     context.State({{"sweeps", StyleToJson(style)["sweeps"]}});
-    for (std::size_t list = 0; list < kSweepLists; ++list) {
+    for (size_t list = 0; list < kSweepLists; ++list) {
       TellSweeps(context, style, list, "\nList {list} ({count})\n",
                  "  {number}  gap {gap} %, velocity {velocity}\n");
     }
@@ -102,9 +102,9 @@ using TwoTexts = std::array<std::string, 2>;
 ExitCode Get(Context& context, const TwoTexts& file_and_name, StyleKind kind) {
   const auto& [path, name] = file_and_name;
   const StyleFile file = LoadStyle(context, path, kind);
-  const std::vector<std::size_t> selected = SelectParameters(file.style, name);
+  const std::vector<size_t> selected = SelectParameters(file.style, name);
   Json parameters;
-  for (const std::size_t i : selected) {
+  for (const size_t i : selected) {
     const StyleParameter& parameter = file.style.parameters[i];
     parameters.push_back(ParameterToJson(parameter));
     // Several come in the form that `set` takes.
@@ -171,7 +171,7 @@ ExitCode Verify(Context& context, const std::string& path, StyleKind kind) {
   if (!file->complete) {
     complain(StyleIsShort(*file).At({{"byte", file->bytes.size()}}));
   } else if (!file->ends_right) {
-    const std::size_t expected = file->end + 4;
+    const size_t expected = file->end + 4;
     complain(Message(Code::kStyleLength, path,
                      fmt::format("has {} bytes; its {} layout with checksum takes {}", file->bytes.size(),
                                  StyleLayoutName(file->layout), expected))

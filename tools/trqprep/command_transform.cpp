@@ -50,7 +50,7 @@ Matrix4 General(const std::string& text, const CTL&, const Matrix4&, LengthUnits
     throw std::invalid_argument("a matrix is 12 or 16 numbers between commas, row by row");
   }
   Matrix4 matrix;
-  for (std::size_t i = 0; i < pieces.size(); ++i) {
+  for (size_t i = 0; i < pieces.size(); ++i) {
     const bool moves = i % 4 == 3 && i < 12;
     matrix.m[i / 4][i % 4] = moves ? ParseLength(pieces[i]).In(in.mesh, in.bare) : ParseNumber(pieces[i]);
   }
@@ -98,7 +98,7 @@ ExitCode Run(Context& context, const Options& options) {
   const LengthUnits in{input.units, context.units()};
   Matrix4 matrix;
   int steps = 0;
-  std::map<const CLI::Option*, std::size_t> used;
+  std::map<const CLI::Option*, size_t> used;
   for (const CLI::Option* given : options.app->parse_order()) {
     for (const StepOption& step : kSteps) {
       if (given != options.app->get_option(step.name)) continue;

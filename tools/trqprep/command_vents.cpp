@@ -46,7 +46,7 @@ std::string PointText(const Point& point) {
 
 // How far the point is from the part, with a warning when it is not on it.
 double CheckOnPart(Context& context, const InputMesh& mesh, const VentEntry& entry, const std::string& file,
-                   std::size_t number) {
+                   size_t number) {
   const double distance = DistanceToMesh(*mesh.mesh, entry.point());
   if (distance * UnitsFactor(mesh.units, Units::kMillimetre) > kOnPart) {
     context.Warn(Message(Code::kVdStale, file,
@@ -63,7 +63,7 @@ double CheckOnPart(Context& context, const InputMesh& mesh, const VentEntry& ent
 
 Json PatchesToJson(const std::vector<VentPatch>& patches, double floor) {
   Json list = Json::array();
-  for (std::size_t i = 0; i < patches.size(); ++i) {
+  for (size_t i = 0; i < patches.size(); ++i) {
     const VentPatch& patch = patches[i];
     Json facets = Json::array();
     for (const int facet : patch.facets) facets.push_back(facet);
@@ -104,7 +104,7 @@ ExitCode Find(Context& context, const Options& options) {
 
 // --- list --------------------------------------------------------------------------------------------------
 
-Json EntryToJson(const VentEntry& entry, std::size_t number) {
+Json EntryToJson(const VentEntry& entry, size_t number) {
   const auto point = entry.numbers.begin();
   return Json{{"entry", number},
               {"kind", entry.kind()},
@@ -119,7 +119,7 @@ ExitCode List(Context& context, const Options& options) {
   context.data_units = UnitsOf(context, mesh);
   Json entries = Json::array();
   for (const VentEntry& entry : file.entries) {
-    const std::size_t number = entries.size() + 1;
+    const size_t number = entries.size() + 1;
     Json described = EntryToJson(entry, number);
     if (mesh) described["distance"] = NumberToJson(CheckOnPart(context, *mesh, entry, file.path, number));
     entries.push_back(described);
@@ -149,13 +149,13 @@ Point PlaceOf(Context& context, const std::string& text, const std::vector<VentP
     if (text.find(',') != std::string::npos) {
       const std::vector<Length> lengths = ParseLengths(text, 3);
       Point point;
-      for (std::size_t k = 0; k < 3; ++k) point[k] = lengths[k].In(units, context.units());
+      for (size_t k = 0; k < 3; ++k) point[k] = lengths[k].In(units, context.units());
       return point;
     }
     if (!patches) throw std::invalid_argument("patches are found in a part, and there is none of that name");
     if (patches->empty()) throw std::invalid_argument("the part has no patch for one");
-    const auto number = ParseWhole(text, 1, static_cast<std::int64_t>(patches->size()));
-    return (*patches)[static_cast<std::size_t>(number) - 1].centre;
+    const auto number = ParseWhole(text, 1, int64_t(patches->size()));
+    return (*patches)[size_t(number) - 1].centre;
   } catch (const std::invalid_argument& error) {
     FailUsage("", std::string(option) + ": " + error.what(),
               "three lengths between commas, or the number of a patch that 'trqprep vents find' lists");
@@ -179,9 +179,9 @@ ExitCode AddEntries(Context& context, const Options& options) {
     const std::vector<VentPatch>* among = !patches ? nullptr : vent ? &patches->vents : &patches->drains;
     const Point point = PlaceOf(context, text, among, units, vent ? "--vent" : "--drain");
     VentEntry entry;
-    for (std::size_t k = 0; k < 3; ++k) entry.numbers[k] = static_cast<float>(point[k]);
+    for (size_t k = 0; k < 3; ++k) entry.numbers[k] = float(point[k]);
     entry.numbers[5] = vent ? 1.0f : -1.0f;
-    entry.numbers[6] = static_cast<float>(diameter);
+    entry.numbers[6] = float(diameter);
     entry.line = file.lines.size();
     file.lines.push_back(trq::core::SideLine(entry.numbers));
     // What a reader will find there.
@@ -202,19 +202,19 @@ ExitCode AddEntries(Context& context, const Options& options) {
 }
 
 // Which entries were named, by their numbers; all of them when none was.
-std::set<std::size_t> Chosen(const VentsFile& file, const std::vector<std::string>& numbers) {
-  std::set<std::size_t> chosen;
+std::set<size_t> Chosen(const VentsFile& file, const std::vector<std::string>& numbers) {
+  std::set<size_t> chosen;
   try {
     for (const std::string& number : numbers) {
-      const auto entry = ParseWhole(number, 1, std::max<std::int64_t>(1, file.entries.size()));
+      const auto entry = ParseWhole(number, 1, std::max<int64_t>(1, file.entries.size()));
       if (file.entries.empty()) throw std::invalid_argument("the file has no entry");
-      chosen.insert(static_cast<std::size_t>(entry) - 1);
+      chosen.insert(size_t(entry) - 1);
     }
   } catch (const std::invalid_argument& error) {
     FailUsage(file.path, error.what(), "'trqprep vents list' numbers the entries");
   }
   if (numbers.empty()) {
-    for (std::size_t i = 0; i < file.entries.size(); ++i) chosen.insert(i);
+    for (size_t i = 0; i < file.entries.size(); ++i) chosen.insert(i);
   }
   return chosen;
 }
@@ -229,13 +229,13 @@ ExitCode Move(Context& context, const Options& options) {
   if (!options.by.empty()) {
     try {
       const std::vector<Length> lengths = ParseLengths(options.by, 3);
-      for (std::size_t k = 0; k < 3; ++k) by[k] = static_cast<float>(lengths[k].In(units, context.units()));
+      for (size_t k = 0; k < 3; ++k) by[k] = float(lengths[k].In(units, context.units()));
     } catch (const std::invalid_argument& error) {
       FailUsage("", std::string("--by: ") + error.what());
     }
   }
   VentsFile file = ReadVents(context, SideFileOf(options.input));
-  const std::set<std::size_t> chosen = Chosen(file, options.numbers);
+  const std::set<size_t> chosen = Chosen(file, options.numbers);
   context.result = options.output.empty() ? file.path : options.output;
 
   trq::core::PointMove move(by[0], by[1], by[2]);
@@ -243,12 +243,12 @@ ExitCode Move(Context& context, const Options& options) {
     const Matrix4 matrix =
         Compose(Matrix4::Translation(by[0], by[1], by[2]), Matrix4::Rotation(2, *options.rotate_z));
     float after[4][4], before[4][4];
-    for (int i = 0; i < 16; ++i) after[i / 4][i % 4] = static_cast<float>(matrix.m[i / 4][i % 4]);
+    for (int i = 0; i < 16; ++i) after[i / 4][i % 4] = float(matrix.m[i / 4][i % 4]);
     set_unit_matrix(before);
     move = trq::core::PointMove(after, before, 0);
   }
   Json entries = Json::array();
-  for (const std::size_t i : chosen) {
+  for (const size_t i : chosen) {
     VentEntry& entry = file.entries[i];
     move.Apply(entry.numbers.data());
     file.lines[entry.line] = trq::core::SideLine(entry.numbers);
@@ -284,7 +284,7 @@ ExitCode Remove(Context& context, const Options& options) {
                    kept ? "{file}: kept\n" : "{file}: deleted\n", {{"file", TextToJson(file.path)}});
     return kept ? ExitCode::kNo : ExitCode::kDone;
   }
-  const std::set<std::size_t> chosen = Chosen(file, options.numbers);
+  const std::set<size_t> chosen = Chosen(file, options.numbers);
   for (auto i = chosen.rbegin(); i != chosen.rend(); ++i) {
     file.lines.erase(file.lines.begin() + static_cast<std::ptrdiff_t>(file.entries[*i].line));
   }

@@ -57,7 +57,7 @@ double HeightOf(Context& context, const Options& options, Units units) {
   const auto machine = options.machine.empty() ? style.MachineType : TRQ_TYPE(MachineByName(options.machine));
   const double spacing =
       options.spacing.value_or(Length{0.018, Units::kInch}).In(style_units, context.units());
-  const int layers = trq::core::ZCorrection(style, machine, static_cast<float>(spacing));
+  const int layers = trq::core::ZCorrection(style, machine, float(spacing));
   const float thickness = style.LayerThickness.GetValue();
   const char* unit = UnitsName(style_units);
   const std::string name = MachineName(machine);
@@ -73,7 +73,7 @@ double HeightOf(Context& context, const Options& options, Units units) {
               "its down hatches and fills cure no deeper than a layer, or Dp, Ec or thickness is 0");
   }
   context.Tell("{style} on a {machine}: {layers} layers of {layer_thickness:5f} {style_units}\n");
-  return layers * static_cast<double>(thickness) * UnitsFactor(style_units, units);
+  return layers * double(thickness) * UnitsFactor(style_units, units);
 }
 
 ExitCode Run(Context& context, const Options& options) {
@@ -87,8 +87,8 @@ ExitCode Run(Context& context, const Options& options) {
   MeshWork work = ReadForWork(context, options);
   InputMesh& input = work.input;
   ConvertUnits(input, work.units);
-  const auto height = static_cast<float>(options.height ? options.height->In(input.units, context.units())
-                                                        : HeightOf(context, options, input.units));
+  const auto height = float(options.height ? options.height->In(input.units, context.units())
+                                           : HeightOf(context, options, input.units));
   if (!(height > 0) || !std::isfinite(height)) {
     FailUsage("", "--height must be above 0");
   }
@@ -103,8 +103,7 @@ ExitCode Run(Context& context, const Options& options) {
   }
   const int facets = mesh.num_triangles();
   int raised = 0;
-  for (int i = 0; i < facets; ++i)
-    raised += trq::core::FacesDown(mesh.view(), static_cast<std::size_t>(i)) ? 1 : 0;
+  for (int i = 0; i < facets; ++i) raised += trq::core::FacesDown(mesh.view(), size_t(i)) ? 1 : 0;
   if (raised == 0) {
     context.Warn(Message(Code::kZcompNothing, options.input, "no facet faces down; the mesh is copied"));
   }

@@ -10,7 +10,7 @@ bool IsJobFile(const FileHead& file) {
 
 void DescribeJobFile(Context& context, const FileHead& file, Json& data) {
   const Job job = ReadJobFile(file.path);
-  std::int64_t pieces = 0;
+  int64_t pieces = 0;
   for (const PartRequest& part : job.parts) pieces += part.copies;
   data.update({{"units", UnitsName(job.units)},
                {"machine", job.machine ? Json(MachineName(*job.machine)) : Json(nullptr)},

@@ -35,7 +35,7 @@ void ChooseMachine(const std::string& name, const std::string& profiles_file, bo
       if (profile.vat && !vat_given) job.vat = *profile.vat;
       // The folder of a profile is seen from the profile file.
       job.style_root = profile.style_root;
-      const std::size_t slash = profiles_file.rfind('/');
+      const size_t slash = profiles_file.rfind('/');
       if (!job.style_root.empty() && job.style_root[0] != '/' && slash != std::string::npos) {
         job.style_root = profiles_file.substr(0, slash + 1) + job.style_root;
       }
@@ -102,8 +102,8 @@ Job JobOptions::Get(const Context& context) const {
   Job job = job_;
   job.units = context.units();
   job.accept_partial = context.options.accept_partial;
-  std::size_t next_argument = 0;
-  std::size_t next_part = 0;
+  size_t next_argument = 0;
+  size_t next_part = 0;
   for (const CLI::Option* given : app_.parse_order()) {
     if (given == arguments_) job.parts.push_back(ParsePart(argument_values_.at(next_argument++)));
     if (given == part_options_) job.parts.push_back(ParsePart(lists_.at("part").at(next_part++)));

@@ -27,7 +27,7 @@ void StateFiles(Context& context, const MeshOptions& options, Units units) {
 }
 
 void WriteWork(Context& context, const MeshOptions& options, const MeshWork& work,
-               std::optional<std::int64_t> stamp) {
+               std::optional<int64_t> stamp) {
   WriteMesh(context, *work.input.mesh, options.output, work.format, context.options.force, stamp);
   StateFiles(context, options, work.input.units);
 }

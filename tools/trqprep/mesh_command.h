@@ -33,6 +33,6 @@ MeshWork ReadForWork(Context& context, const MeshOptions& options, bool may_be_i
 void StateFiles(Context& context, const MeshOptions& options, Units units);
 /// Writes the input as it is by now and states the files.
 void WriteWork(Context& context, const MeshOptions& options, const MeshWork& work,
-               std::optional<std::int64_t> stamp = std::nullopt);
+               std::optional<int64_t> stamp = std::nullopt);
 
 }  // namespace trqprep

@@ -7,7 +7,7 @@ namespace trqprep {
 void TellPlate(Context& context, const Plate& plate) {
   const Units units = plate.job.units;
   context.data_units = units;
-  std::size_t width = 4;
+  size_t width = 4;
   for (const PlatePart& part : plate.parts) width = std::max(width, OneLine(part.name).size());
   const std::string part = fmt::format("{{part|<{}}}  ", width);
   const std::string axis = std::string(" ") + UnitsName(units);

@@ -20,14 +20,13 @@ void AddSweepsVerb(Command& group);                  ///< sweeps, of recoat styl
 
 /// The parameters that a name, spelled exactly or up to blanks, punctuation and case, or a pattern means;
 /// a pattern means named parameters only. None: exit 2 with the names nearest to it.
-std::vector<std::size_t> SelectParameters(const StyleDocument& style, const std::string& pattern);
+std::vector<size_t> SelectParameters(const StyleDocument& style, const std::string& pattern);
 
 Json DifferencesToJson(const std::vector<StyleDifference>& differences);
 /// "NAME: value 1 -> 2", a line a field.
 void TellDifferences(Context& context, const std::vector<StyleDifference>& differences);
 /// The head with {list} and {count}, and for each sweep a row with {number}, {gap} and {velocity}.
-void TellSweeps(Context& context, const StyleDocument& style, std::size_t list, const char* head,
-                const char* row);
+void TellSweeps(Context& context, const StyleDocument& style, size_t list, const char* head, const char* row);
 
 /// Options of verbs that change a style file.
 struct EditOptions {

@@ -101,8 +101,8 @@ Option Command::Parsed(const std::string& names, const std::string& type, const 
   return made;
 }
 
-Option Command::WholeOption(const std::string& names, std::int64_t& value, std::int64_t lowest,
-                            std::int64_t highest, const std::string& help) {
+Option Command::WholeOption(const std::string& names, int64_t& value, int64_t lowest, int64_t highest,
+                            const std::string& help) {
   return Parsed(names, "N", help, [&value, lowest, highest](const std::string& text) {
     value = ParseWhole(text, lowest, highest);
   });

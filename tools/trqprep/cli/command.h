@@ -98,7 +98,7 @@ class Command {
   /// One of several options whose order counts; a flag when `type` is empty. Read them through
   /// app.parse_order().
   Option Step(const std::string& name, const std::string& type, const std::string& help);
-  Option WholeOption(const std::string& names, std::int64_t& value, std::int64_t lowest, std::int64_t highest,
+  Option WholeOption(const std::string& names, int64_t& value, int64_t lowest, int64_t highest,
                      const std::string& help);
   Option NumberOption(const std::string& names, std::optional<double>& value, const std::string& help);
   Option LengthOption(const std::string& names, std::optional<Length>& value, const std::string& help);

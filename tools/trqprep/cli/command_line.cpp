@@ -45,7 +45,7 @@ std::string Document(const std::string& schema, ExitCode exit, const std::string
   return JsonDocument({{"schema", schema},
                        {"tool", ToolName()},
                        {"ok", exit == ExitCode::kDone},
-                       {"exit", static_cast<int>(exit)},
+                       {"exit", int(exit)},
                        {"units", units},
                        {"data", data},
                        {"messages", said}});
@@ -79,12 +79,12 @@ constexpr const char* kNoMemory = "trqprep: error: there is not enough memory fo
     // Without memory no folder can be listed.
   }
   WriteErrorStreamNow(why);
-  _exit(static_cast<int>(ExitCode::kInternal));
+  _exit(int(ExitCode::kInternal));
 }
 
 // Given back when memory runs out, so that there is some for the last words.
 void* reserve = nullptr;
-constexpr std::size_t kReserve = 256 << 10;
+constexpr size_t kReserve = 256 << 10;
 
 // Memory ran out: ends the program here and now, because not everything that the tool is built from survives
 // being unwound without memory.
@@ -92,14 +92,14 @@ constexpr std::size_t kReserve = 256 << 10;
   static std::atomic<bool> begun{false};
   if (begun.exchange(true)) {  // not even enough for the last words, or a second thread
     WriteErrorStreamNow(kNoMemory);
-    _exit(static_cast<int>(ExitCode::kInternal));
+    _exit(int(ExitCode::kInternal));
   }
   std::free(reserve);
   RemoveTemporaryPaths();
   SayLast(ExitCode::kInternal,
           Message(Code::kNoMemory, last_words.context ? last_words.context->current_file : "",
                   "there is not enough memory for this"));
-  _exit(static_cast<int>(ExitCode::kInternal));
+  _exit(int(ExitCode::kInternal));
 }
 
 // Before the static initialisers, which may run out of memory as well.
@@ -125,7 +125,7 @@ int Finish(Context& context, const std::string& schema, ExitCode exit) {
     context.Error(Message(Code::kOutputUnwritable, "standard output", SystemText(error)));
     if (exit == ExitCode::kDone || exit == ExitCode::kNo) exit = ExitCode::kOutput;
   }
-  return static_cast<int>(exit);
+  return int(exit);
 }
 
 // "trqprep.style.show/1" for the command `trqprep style show`.
@@ -208,10 +208,10 @@ std::string ResultOf(const CLI::App& app) {
 // Puts the output that people know in the place of a temporary file that could not be written for it.
 void NameResult(const Context& context, Failure& failure) {
   const std::string& file = failure.message.file;
-  const std::size_t begin = ("/" + file).find("/.trqprep-");
+  const size_t begin = ("/" + file).find("/.trqprep-");
   if (failure.exit != ExitCode::kOutput || context.result.empty() || begin == std::string::npos) return;
   const std::string folder = begin == 0 ? "./" : file.substr(0, begin);
-  const std::size_t slash = context.result.rfind('/');
+  const size_t slash = context.result.rfind('/');
   const std::string own = slash == std::string::npos ? "./" : context.result.substr(0, slash + 1);
   if (folder != own) failure.message.text += fmt::format(" (a temporary file in {})", folder);
   failure.message.file = context.result;
@@ -314,7 +314,7 @@ int RunCommandLine(const CommandList& commands, int argc, char** argv) {
   } catch (const std::bad_alloc&) {
     RemoveTemporaryPaths();
     WriteErrorStream(kNoMemory);
-    return static_cast<int>(ExitCode::kInternal);
+    return int(ExitCode::kInternal);
   }
 }
 

@@ -31,7 +31,7 @@ std::string TextOf(const Json& fact, const std::string& how) {
     return list;
   }
   if (fact == nullptr) return "-";
-  const std::size_t digit = how.find_first_of("0123456789");
+  const size_t digit = how.find_first_of("0123456789");
   if (digit != how.npos) {
     // Infinite numbers, and such as are none, stand as texts.
     const bool is_float = fact.is_string() || how.back() == 'f';
@@ -45,18 +45,18 @@ std::string TextOf(const Json& fact, const std::string& how) {
 
 std::string Fill(std::string_view form, const std::vector<const Json*>& sources) {
   std::string text;
-  for (std::size_t brace; (brace = form.find_first_of("{}")) < form.size();) {
+  for (size_t brace; (brace = form.find_first_of("{}")) < form.size();) {
     text += form.substr(0, brace);
     const bool doubled = form[brace + 1] == form[brace];
-    const std::size_t end = doubled ? brace + 1 : form.find('}', brace);
+    const size_t end = doubled ? brace + 1 : form.find('}', brace);
     const std::string field(form.substr(brace, end - brace));
     form.remove_prefix(end + 1);
     if (doubled) {
       text += field;
       continue;
     }
-    const std::size_t bar = std::min(field.find('|'), field.size());
-    const std::size_t colon = std::min(field.find(':'), bar);
+    const size_t bar = std::min(field.find('|'), field.size());
+    const size_t colon = std::min(field.find(':'), bar);
     const std::string name = field.substr(1, colon - 1);
     const Json* fact = nullptr;
     for (const Json* source : sources) fact = fact ? fact : Find(*source, name);

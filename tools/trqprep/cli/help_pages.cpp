@@ -67,8 +67,8 @@ std::string UsageLine(const CLI::App& app) {
 }
 
 std::string Table(const std::vector<Row>& rows) {
-  std::size_t width = 0;
-  for (const Row& row : rows) width = std::max(width, std::min<std::size_t>(row.head.size(), 28));
+  size_t width = 0;
+  for (const Row& row : rows) width = std::max(width, std::min<size_t>(row.head.size(), 28));
   std::string out;
   for (const Row& row : rows) {
     out += "  " + row.head;
@@ -155,9 +155,9 @@ std::string MarkdownCell(const std::string& text) {
 
 }  // namespace
 
-std::string Wrap(const std::string& text, std::size_t indent, std::size_t width) {
+std::string Wrap(const std::string& text, size_t indent, size_t width) {
   std::string out;
-  std::size_t column = indent;
+  size_t column = indent;
   for (const std::string& word : Split(text, ' ')) {
     if (word.empty()) continue;
     if (column > indent && column + 1 + word.size() > width) {
@@ -219,7 +219,7 @@ std::string ManPage(CommandTree& tree) {
   }
   out += ".SH \"EXIT STATUS\"\n";
   for (const ExitRow& row : kExitRows) {
-    out += fmt::format(".TP\n.B {}\n{}\n", static_cast<int>(row.code), Roff(row.meaning));
+    out += fmt::format(".TP\n.B {}\n{}\n", int(row.code), Roff(row.meaning));
   }
   out += ".SH ENVIRONMENT\n.TP\n.B NO_COLOR\nMessages are not coloured when this is set.\n";
   out += ".TP\n.B TMPDIR\nWhere private temporary folders are made.\n";
@@ -233,8 +233,7 @@ std::string ReferencePage(CommandTree& tree) {
       "`trqprep help --reference-page`; a test compares the two.\n\n{}\n\n{}\n",
       kSummary, Wrap(kStreams, 0), Wrap(kLengths, 0));
   out += "\n## Exit codes\n\n| code | meaning |\n|---|---|\n";
-  for (const ExitRow& row : kExitRows)
-    out += fmt::format("| {} | {} |\n", static_cast<int>(row.code), row.meaning);
+  for (const ExitRow& row : kExitRows) out += fmt::format("| {} | {} |\n", int(row.code), row.meaning);
   out += "\n## Commands\n";
   for (Command* command : AllCommands(tree)) {
     const CLI::App& app = command->app;

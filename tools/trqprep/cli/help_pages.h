@@ -9,7 +9,7 @@ namespace trqprep {
 
 /// The words in lines of at most `width` columns; lines after the first begin with `indent` blanks, and room
 /// for as many is left before the first.
-std::string Wrap(const std::string& text, std::size_t indent, std::size_t width = 100);
+std::string Wrap(const std::string& text, size_t indent, size_t width = 100);
 /// --help of the command that `app` is, or of the whole tool.
 std::string HelpText(CommandTree& tree, const CLI::App& app);
 /// The manual page trqprep(1), in man(7) macros.

@@ -32,7 +32,7 @@ void Watch(sigset_t signals, void (*last_words)()) {
     const auto hold = HoldTemporaryPaths();
     RemoveTemporaryPaths();
     last_words();
-    _exit(static_cast<int>(ExitCode::kInterrupted));
+    _exit(int(ExitCode::kInterrupted));
   }
 }
 

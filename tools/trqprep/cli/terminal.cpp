@@ -23,7 +23,7 @@ int WriteAll(int descriptor, std::string_view text) {
       if (errno == EINTR) continue;
       return errno;
     }
-    text.remove_prefix(static_cast<std::size_t>(n));
+    text.remove_prefix(size_t(n));
   }
   return 0;
 }
