@@ -418,7 +418,7 @@ def kills(workshop, writer, wanted, seed=1):
         _restore(writer, workshop, folder, old)
     from_, to = min(first) * 0.9, max(whole) * 1.1
     problems, killed, in_saving, rounds = [], 0, 0, 0
-    while killed < wanted and rounds < 20 * wanted:
+    while killed < wanted and rounds < 200 * wanted:
         rounds += 1
         process = begin()
         time.sleep(chance.uniform(0, to) if rounds % 4 == 0 else chance.uniform(from_, to))

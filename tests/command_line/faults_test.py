@@ -53,7 +53,7 @@ class Faults(unittest.TestCase):
             if writer.in_place:
                 continue
             with self.subTest(writer.name):
-                for _ in range(20):
+                for _ in range(300):
                     problems, in_time = faults.vanishing_folder(self.workshop, writer)
                     self.assertEqual(problems, [])
                     if in_time:
