@@ -151,7 +151,8 @@ class SceneRun:
             document = json.loads(text)
             entries = [*document["files"], *document["inputs"]]
             for entry in entries:
-                content = (path.parent / entry["file"]).read_bytes()
+                name = entry["file"]  # an object where it is no text
+                content = (path.parent / (os.fsdecode(bytes.fromhex(name["bytes"])) if isinstance(name, dict) else name)).read_bytes()
                 stated = entry["sha256"]
                 if hashlib.sha256(content).hexdigest() == stated and entry.get("size", len(content)) == len(content):
                     self.true_hashes.add(stated.encode())
