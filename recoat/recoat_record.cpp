@@ -1,13 +1,13 @@
 #include "recoat/recoat_style_table.h"
 
-int RecoatStyleParameterRecordFloat::WriteAsciiRecord(FILE* stream, const CString& name,
+int RecoatStyleParameterRecordFloat::WriteAsciiRecord(FILE* file, const CString& name,
                                                       bool comma_separated) const {
-  return trq::detail::WriteRecordText(stream, *this, name, comma_separated);
+  return trq::detail::WriteRecordText(file, *this, name, comma_separated);
 }
 
-int RecoatStyleParameterRecordInt::WriteAsciiRecord(FILE* stream, const CString& name,
+int RecoatStyleParameterRecordInt::WriteAsciiRecord(FILE* file, const CString& name,
                                                     bool comma_separated) const {
-  return trq::detail::WriteRecordText(stream, *this, name, comma_separated);
+  return trq::detail::WriteRecordText(file, *this, name, comma_separated);
 }
 
 void RecoatStyleParameterRecordFloat::ConvertIntRecordIntoFloatRecord(

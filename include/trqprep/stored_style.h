@@ -62,11 +62,11 @@ StyleDocument AsRead(const StyleFile& file);
 /// A new style.
 StyleDocument NewStyle(StyleKind kind);
 /// The style's file in its layout, with checksum.
-std::string StyleBytes(const StyleDocument& style);
+std::string StyleBytes(const StyleDocument& document);
 /// The style as its file, once written, is read.
 StyleDocument AsWritten(const StyleDocument& style);
 /// What would differ if the style were written and read again.
-std::vector<StyleDifference> LostInFile(const StyleDocument& style);
+std::vector<StyleDifference> LostInFile(const StyleDocument& document);
 /// Writes the style's file.
 void WriteStyle(const StyleDocument& style, const std::string& path, bool replace);
 
@@ -80,9 +80,9 @@ bool StatesMachine(const StyleFile& file);
 void DescribeStyle(const StyleFile& file, Json& data);
 
 /// The library's text export.
-std::string TextExport(const StyleDocument& style, bool comma_separated);
+std::string TextExport(const StyleDocument& document, bool comma_separated);
 /// Converts lengths between inches and millimetres as the library does, but keeps records without range so.
-void ConvertStyleUnits(StyleDocument& style, Units to);
+void ConvertStyleUnits(StyleDocument& document, Units to);
 
 /// What reading and writing a file in its own layout changes.
 struct RewriteChanges {

@@ -158,7 +158,7 @@ Json ReadFolderJson(const std::string& path) {
 Json ReadBuildDocument(const std::string& folder) {
   const std::string path = folder + (folder.back() == '/' ? "" : "/") + kBuildJson;
   try {
-    const Json document = ReadFolderJson(path);
+    Json document = ReadFolderJson(path);
     if (document["schema"] != kBuildSchema || !document["pieces"].is_array() ||
         !document["inputs"].is_array()) {
       FailInput(Code::kBuildInvalid, path, "does not describe a build");

@@ -74,7 +74,7 @@ class Described {
   }
   // A name of a file of the folder; `what` is said to be malformed when it is none.
   std::string NameAt(const Json& entry, const char* key, const char* what) const {
-    const std::string name = TextAt(entry, key);
+    std::string name = TextAt(entry, key);
     if (!StaysInside(name)) Invalid(what);
     return name;
   }
@@ -218,9 +218,8 @@ std::vector<Message> VerifyPieces(Observer& observer, const std::string& folder,
       for (size_t axis = 0; axis < 3; ++axis) {
         const double reach = std::max(-box.min[axis], box.max[axis] - vat[axis]);
         if (reach <= contact + kSnapped) continue;
-        findings.push_back(
-            Message(Code::kOutsideVat, path,
-                    fmt::format("reaches {} {} out of the vat", Plain(reach, 4), UnitsName(units))));
+        findings.emplace_back(Code::kOutsideVat, path,
+                              fmt::format("reaches {} {} out of the vat", Plain(reach, 4), UnitsName(units)));
       }
       shapes.push_back({mesh.mesh->vertices(), mesh.mesh->triangles(), held});
       meshes.push_back(std::move(mesh));

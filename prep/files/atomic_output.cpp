@@ -320,7 +320,7 @@ void OutputFolder::MakeFolder(const std::string& name) {
 }
 
 OutputFolder::Written OutputFolder::WriteFile(const std::string& name, std::string_view bytes) {
-  const Written written =
+  Written written =
       WriteFile(name, [&](trq::core::ByteSink& sink) { sink.Write(bytes.data(), bytes.size()); });
   RequireBytes(PathOf(name), bytes, given_);
   return written;

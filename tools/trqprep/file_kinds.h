@@ -33,8 +33,8 @@ bool IsRecoatStyle(const FileHead& file);
 void DescribeBuildFolder(Context& context, const FileHead& file, Json& data);
 void DescribeJobFile(Context& context, const FileHead& file, Json& data);
 void DescribeMeshFile(Context& context, const FileHead& file, Json& data);
-void DescribeContourFile(Context& context, const FileHead& file, Json& data);
-void DescribeStyleFile(Context& context, const FileHead& file, Json& data);
-void DescribeVentsFile(Context& context, const FileHead& file, Json& data);
+void DescribeContourFile(Context& context, const FileHead& head, Json& data);
+void DescribeStyleFile(Context& context, const FileHead& head, Json& data);
+void DescribeVentsFile(Context& context, const FileHead& head, Json& data);
 
 }  // namespace trqprep

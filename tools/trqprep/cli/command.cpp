@@ -88,7 +88,7 @@ Option Command::Step(const std::string& name, const std::string& type, const std
 }
 
 Option Command::Parsed(const std::string& names, const std::string& type, const std::string& help,
-                       std::function<void(const std::string&)> parse) {
+                       const std::function<void(const std::string&)>& parse) {
   const Option made = Prepare(app.add_option_function<std::string>(names, parse, help), type);
   made.option->check([parse](const std::string& text) -> std::string {
     try {

@@ -123,7 +123,7 @@ class Command {
   std::string Worded(const std::string& text) const;
   Option Prepare(CLI::Option* option, const std::string& type);
   Option Parsed(const std::string& names, const std::string& type, const std::string& help,
-                std::function<void(const std::string&)> parse);
+                const std::function<void(const std::string&)>& parse);
   CommandTree& tree_;
 };
 

@@ -168,7 +168,7 @@ std::optional<Message> LeftOver(const CLI::App& app) {
   // "--" itself is left over too; what follows it is an argument, whatever it looks like.
   const bool after_mark = !rest.empty() && rest[0] == "--";
   if (rest.size() == (after_mark ? 1u : 0u)) return std::nullopt;
-  const std::string first = rest[after_mark ? 1 : 0];
+  const std::string& first = rest[after_mark ? 1 : 0];
   if (!after_mark && first.size() > 1 && first[0] == '-') {
     const std::string name = first.substr(0, first.find('='));
     return Message(Code::kUsage, "", "unknown option " + name).Hint(DidYouMean(name, OptionNames(app)));
