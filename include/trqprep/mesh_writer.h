@@ -30,6 +30,10 @@ void WriteMesh(Observer& observer, CTL& mesh, const std::string& path, MeshForma
 
 /// "box", "size_mm" and "size_in" of a box in `units`, null each when it is empty.
 void DescribeBox(Json& data, const Box& box, Units units);
+/// Gives the mesh the vertices and facets that a file of this format, written from it, reads back with. False
+/// when they are others than it had; a mesh that no reader would take stays as it is.
+bool ReadsBackSame(CTL& mesh, MeshFormat format);
+
 /// "facets", "vertices", "box", "area", "volume", sizes in both units and the unit, as `info --json` has
 /// them.
 void DescribeMesh(Json& data, const InputMesh& input);

@@ -30,6 +30,7 @@ enum class Code {
   kSweepCount,
   kSealedVoid,
   kVdStale,
+  kRepairLeft,
   kAnsweredNo,
   kBandEmpty,
   kBuildInvalid,

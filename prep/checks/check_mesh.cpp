@@ -9,10 +9,6 @@ namespace {
 
 constexpr double kStaleMillimetres = 0.1;
 
-std::string Counted(int64_t count, const char* one, const char* many) {
-  return fmt::format("{} {}", count, count == 1 ? one : many);
-}
-
 class MeshChecks {
  public:
   MeshChecks(const InputMesh& input, const VentsFile& vents) : input_(input), vents_(vents) {}

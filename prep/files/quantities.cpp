@@ -122,6 +122,10 @@ std::string Plain(double value, int digits) {
   return text == "-0" ? "0" : text;
 }
 
+std::string Counted(int64_t count, const char* one, const char* many) {
+  return fmt::format("{} {}", count, count == 1 ? one : many);
+}
+
 std::string SizeInBoth(const std::array<double, 3>& size, Units units) {
   const auto in = [&](Units wanted, int digits) {
     const auto side = [&](size_t i) { return Plain(size[i] * UnitsFactor(units, wanted), digits); };

@@ -162,11 +162,12 @@ struct Outer {
   int winding;  ///< how often the surface winds around the place that was walked to
 };
 
-/// A surface that faces inward: is it a cavity?
+/// A corner of a surface: what does it lie in?
 struct Question {
   size_t surface;
-  Point corner;  ///< its lowest
-  Box box;
+  Point corner;
+  Box box;        ///< of the surface
+  int depth = 0;  ///< surfaces found around it; of a cavity one is enough
 
   /// What makes two questions alike.
   double operator[](size_t k) const { return k < 3 ? corner[k] : k < 6 ? box.min[k - 3] : box.max[k - 6]; }
@@ -180,38 +181,51 @@ bool FacesOutward(const Surface& surface) {
   return surface.closed && surface.volume > 0 && std::isfinite(surface.volume);
 }
 
-class CavitySearch {
+class NestingSearch {
  public:
-  CavitySearch(const CTL& mesh, Topology& topology) : mesh_(mesh), surfaces_(topology.surfaces) {
-    std::vector<size_t> slots(surfaces_.size());  // its question, or where its next facet goes
+  /// `cavities`: the lowest corner of each surface that faces inward is asked about; otherwise six corners of
+  /// each that faces outward are.
+  NestingSearch(const CTL& mesh, const Topology& topology, bool cavities)
+      : mesh_(mesh), surfaces_(topology.surfaces), cavities_(cavities) {
+    std::vector<size_t> slots(surfaces_.size());      // where its next facet goes
+    std::vector<size_t> questions(surfaces_.size());  // its first one
     for (size_t i = 0; i < surfaces_.size(); ++i) {
       const Surface& surface = surfaces_[i];
-      if (FacesInward(surface)) {
-        slots[i] = questions_.size();
-        questions_.push_back({i, surface.box.max, surface.box});
-      } else if (FacesOutward(surface)) {
+      if (FacesOutward(surface)) {
         slots[i] = facets_.size();
         facets_.resize(slots[i] + size_t(surface.facets));
         outers_.push_back({i, slots[i], facets_.size(), 0});
       }
+      questions[i] = questions_.size();
+      const Question question{i, surface.box.max, surface.box};
+      if (cavities ? FacesInward(surface) : FacesOutward(surface))
+        questions_.resize(questions_.size() + (cavities ? 1 : 6), question);
     }
     for (int facet = 0; facet < mesh.num_triangles(); ++facet) {
       const auto number = topology.surface_of_facet[size_t(facet)];
       if (number < 0) continue;
       const Surface& surface = surfaces_[size_t(number)];
-      size_t& slot = slots[size_t(number)];
-      if (FacesOutward(surface)) facets_[slot++] = facet;
-      if (!FacesInward(surface)) continue;
-      Point& lowest = questions_[slot].corner;
-      for (const Point& corner : CornersOf(mesh, facet)) lowest = std::min(lowest, corner);
+      if (FacesOutward(surface)) facets_[slots[size_t(number)]++] = facet;
+      if (cavities ? !FacesInward(surface) : !FacesOutward(surface)) continue;
+      Question* const asked = &questions_[questions[size_t(number)]];
+      for (const Point& corner : CornersOf(mesh, facet)) {
+        if (cavities) asked->corner = std::min(asked->corner, corner);
+        for (size_t k = 0; k < 3 && !cavities; ++k) {
+          if (corner[k] == surface.box.min[k]) asked[k].corner = corner;
+          if (corner[k] == surface.box.max[k]) asked[3 + k].corner = corner;
+        }
+      }
     }
   }
 
-  void Run() {
-    if (questions_.empty()) return;
-    // A place before every float: no surface winds around it.
-    const Point start = {-0x1p129, questions_[0].corner[1], questions_[0].corner[2]};
-    Decide(0, questions_.size(), start, 0, outers_.size());
+  /// The questions, answered, in any order.
+  const std::vector<Question>& Run() {
+    if (!questions_.empty()) {
+      // A place before every float: no surface winds around it.
+      const Point start = {-0x1p129, questions_[0].corner[1], questions_[0].corner[2]};
+      Decide(0, questions_.size(), start, 0, outers_.size());
+    }
+    return questions_;
   }
 
  private:
@@ -252,12 +266,14 @@ class CavitySearch {
       outer.last = facets_.size();
       // Without facets here its winding is the same around all corners.
       if (outer.first == outer.last && outer.winding < 1) continue;
-      all = outer.first == outer.last && holds_all;
-      outers_.push_back(outer);
+      const bool around_all = outer.first == outer.last && holds_all;
+      for (size_t i = first; i < last && around_all; ++i) {
+        if (questions_[i].surface != outer.surface) ++questions_[i].depth;
+      }
+      all = around_all && cavities_;
+      if (!around_all) outers_.push_back(outer);
     }
-    if (all) {
-      for (size_t i = first; i < last; ++i) surfaces_[questions_[i].surface].cavity = true;
-    } else if (outers_.size() > kept_outers && low != high) {
+    if (!all && outers_.size() > kept_outers && low != high) {
       size_t widest = 0;
       for (size_t k = 1; k < 9; ++k) {
         if (high[k] - low[k] > high[widest] - low[widest]) widest = k;
@@ -275,7 +291,8 @@ class CavitySearch {
   }
 
   const CTL& mesh_;
-  std::vector<Surface>& surfaces_;
+  const std::vector<Surface>& surfaces_;
+  const bool cavities_;
   std::vector<Question> questions_;
   std::vector<int> facets_;  // of outers, one range after another: those of a part of space after its whole's
   std::vector<Outer> outers_;
@@ -283,6 +300,22 @@ class CavitySearch {
 
 }  // namespace
 
-void FindCavities(const CTL& mesh, Topology& topology) { CavitySearch(mesh, topology).Run(); }
+void FindCavities(const CTL& mesh, Topology& topology) {
+  for (const Question& question : NestingSearch(mesh, topology, true).Run()) {
+    topology.surfaces[question.surface].cavity = question.depth > 0;
+  }
+}
+
+std::vector<int> NestingDepths(const CTL& mesh, const Topology& topology) {
+  constexpr int kNone = -2;  // not asked about
+  std::vector<int> depths(topology.surfaces.size(), kNone);
+  NestingSearch search(mesh, topology, false);
+  for (const Question& question : search.Run()) {
+    int& depth = depths[question.surface];
+    depth = depth == kNone || depth == question.depth ? question.depth : -1;
+  }
+  std::replace(depths.begin(), depths.end(), kNone, -1);
+  return depths;
+}
 
 }  // namespace trqprep

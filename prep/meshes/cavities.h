@@ -1,5 +1,7 @@
-/// Which surfaces of a mesh are cavities.
+/// Which surfaces of a mesh are cavities, and which lie in which.
 #pragma once
+
+#include <vector>
 
 #include "trqprep/mesh_topology.h"
 
@@ -14,5 +16,11 @@ namespace trqprep {
 /// those corners. Surfaces that all cross each other, or needles everywhere, are near many: times measured
 /// grow as the facets to the power of 1.5.
 void FindCavities(const CTL& mesh, Topology& topology);
+
+/// For each surface that is closed and faces outward, the number of other such surfaces that it lies in:
+/// whose box holds its own, and which wind around its outermost corners along each axis. -1 where those
+/// corners differ, as surfaces that cross each other do, and for all other surfaces. Exact and as fast as
+/// FindCavities.
+std::vector<int> NestingDepths(const CTL& mesh, const Topology& topology);
 
 }  // namespace trqprep

@@ -10,12 +10,21 @@
 
 namespace trqprep {
 
+inline bool HasEqualIndices(const R_INT4& t) { return t[0] == t[1] || t[1] == t[2] || t[0] == t[2]; }
+
 /// One side of a facet.
 struct EdgeUse {
   uint64_t edge;   ///< lower vertex number in the high half, higher one in the low half
   uint32_t facet;  ///< a number of the caller's
   bool forward;    ///< from the lower vertex to the higher one
+
+  int Lower() const { return int(edge >> 32); }
+  int Higher() const { return int(edge & 0xFFFFFFFFu); }
 };
+
+inline uint64_t EdgeBetween(int a, int b) {
+  return uint64_t(std::min(a, b)) << 32 | uint64_t(std::max(a, b));
+}
 
 inline void AddEdges(const R_INT4& triangle, uint32_t facet, std::vector<EdgeUse>& uses) {
   for (int k = 0; k < 3; ++k) {

@@ -10,8 +10,6 @@
 namespace trqprep {
 namespace {
 
-bool HasEqualIndices(const R_INT4& t) { return t[0] == t[1] || t[1] == t[2] || t[0] == t[2]; }
-
 void Count(int64_t& count, int& first, uint32_t facet) {
   if (count++ == 0 || int(facet) < first) first = int(facet);
 }

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 
 #include "trq/core/ctl.h"
@@ -31,6 +32,14 @@ uint64_t WriteThrough(const std::string& path, const SinkWriter& write) {
   const long size = std::ftell(file.get());
   if (std::fclose(file.release()) != 0 || failed) FailToWrite(path);
   return uint64_t(size);
+}
+
+trq::core::Result<void> WriteTo(const CTL& mesh, MeshFormat format, trq::core::ByteSink& sink) {
+  if (format == MeshFormat::kCtl) return trq::core::WriteCtl(mesh.view(), mesh.header, nullptr, 0, sink);
+  trq::core::StlWriting how;
+  how.form = format == MeshFormat::kAsciiStl ? trq::core::StlForm::kAscii : trq::core::StlForm::kBinary;
+  how.keep_normals = format == MeshFormat::kBinaryStl;
+  return trq::core::WriteStl(mesh.view(), how, sink);
 }
 
 }  // namespace
@@ -72,21 +81,40 @@ void WriteMesh(Observer& observer, CTL& mesh, const std::string& path, MeshForma
     }
   } else {
     WriteFile(path, replace, [&](trq::core::ByteSink& sink) {
-      trq::core::Result<void> done;
-      if (format == MeshFormat::kCtl) {
-        done = trq::core::WriteCtl(mesh.view(), mesh.header, nullptr, 0, sink);
-      } else {
-        trq::core::StlWriting how;
-        how.form = format == MeshFormat::kAsciiStl ? trq::core::StlForm::kAscii : trq::core::StlForm::kBinary;
-        how.keep_normals = format == MeshFormat::kBinaryStl;
-        done = trq::core::WriteStl(mesh.view(), how, sink);
-      }
+      const trq::core::Result<void> done = WriteTo(mesh, format, sink);
       if (!done) FailToWrite(path);
     });
     // What is said of the mesh from here on is said of coordinates as the system keeps them.
     if (format == MeshFormat::kCtl) mesh.truncateVertices();
   }
   observer.current_file.clear();
+}
+
+bool ReadsBackSame(CTL& mesh, MeshFormat format) {
+  trq::core::MemorySink sink;
+  mesh.Calculate_normals();
+  if (!WriteTo(mesh, format, sink)) return true;
+  trq::core::MemorySource source{trq::Bytes(sink.bytes)};
+  trq::core::Result<trq::core::Mesh> read = format == MeshFormat::kCtl
+                                                ? trq::core::ReadCtl(source)
+                                                : trq::core::ReadStl(source, trq::core::StlReading());
+  if (!read) return true;
+  const auto same = [](const auto& a, const auto& b, int count) {
+    return std::memcmp(a.data(), b.data(), static_cast<std::size_t>(count) * sizeof *a.data()) == 0;
+  };
+  const CTL_HEADER& header = read->header;
+  if (header.num_vertices == mesh.num_vertices() && header.num_triangles == mesh.num_triangles() &&
+      same(mesh.vertices_, read->vertices, mesh.num_vertices()) &&
+      same(mesh.triangles_, read->triangles, mesh.num_triangles())) {
+    return true;
+  }
+  mesh.header.num_vertices = header.num_vertices;
+  mesh.header.num_triangles = header.num_triangles;
+  mesh.vertices_ = std::move(read->vertices);
+  mesh.triangles_ = std::move(read->triangles);
+  mesh.Calculate_normals();
+  mesh.recalculate_extents();
+  return false;
 }
 
 void DescribeBox(Json& data, const Box& box, Units units) {

@@ -190,8 +190,10 @@ class Folders(CheckTest):
 class Explain(ToolTest):
     CODES = ["STL-SHORT", "STL-EMPTY", "UNITS-DOUBT", "OPEN-EDGES", "NON-MANIFOLD", "INVERTED", "DEGENERATE",
              "TOO-BIG-FOR-VAT", "OVERLAP", "NO-STYLE", "Z-GAP", "Z-OVERLAP", "STYLE-CRC", "STYLE-RANGE",
-             "STYLE-UNITS-MIX", "MACHINE-MISMATCH", "LAYER-MISMATCH", "SWEEP-COUNT", "SEALED-VOID", "VD-STALE"]
-    ERRORS = {"STL-SHORT", "STL-EMPTY", "TOO-BIG-FOR-VAT", "OVERLAP", "Z-GAP", "Z-OVERLAP", "STYLE-CRC", "SWEEP-COUNT"}
+             "STYLE-UNITS-MIX", "MACHINE-MISMATCH", "LAYER-MISMATCH", "SWEEP-COUNT", "SEALED-VOID", "VD-STALE",
+             "REPAIR-LEFT"]
+    ERRORS = {"STL-SHORT", "STL-EMPTY", "TOO-BIG-FOR-VAT", "OVERLAP", "Z-GAP", "Z-OVERLAP", "STYLE-CRC", "SWEEP-COUNT",
+              "REPAIR-LEFT"}
 
     def test_all_rules(self):
         rules = self.json_of("explain")["rules"]

@@ -64,6 +64,7 @@ WRITERS = [
     Writer("zcomp", ["zcomp", "part.stl", "--height", "0.2mm", "--to", "stl", "-o", OUT], "out.stl"),
     Writer("hollow", ["hollow", "part.stl", "--limit", "1mm", "--to", "stl", "-o", OUT], "out.stl"),
     Writer("simplify", ["simplify", "part.stl", "--facets", "60", "--to", "stl", "-o", OUT], "out.stl"),
+    Writer("repair", ["repair", "part.stl", "--to", "stl", "-o", OUT], "out.stl"),
     Writer("merge", ["merge", "part.stl", "box.stl", "--to", "stl", "-o", OUT], "out.stl"),
     Writer("place", ["place", "part.stl", "--rotations", "1", "--svg", OUT], "out.svg"),
     Writer("build", ["build", "part.stl", "--style", "style.sty", "--recoat", "style.rcs", "--rotations", "1",

@@ -15,6 +15,7 @@ const CommandList kCommands = {
     AddZcomp,
     AddHollow,
     AddSimplify,
+    AddRepair,
     AddMerge,
     AddVents,
     AddSlc,

@@ -20,6 +20,7 @@ void AddPlace(CommandTree& tree);
 void AddZcomp(CommandTree& tree);
 void AddHollow(CommandTree& tree);
 void AddSimplify(CommandTree& tree);
+void AddRepair(CommandTree& tree);
 void AddMerge(CommandTree& tree);
 void AddVents(CommandTree& tree);
 void AddSlc(CommandTree& tree);

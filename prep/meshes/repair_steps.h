@@ -1,0 +1,62 @@
+/// The steps of a repair, on vertices and facets by themselves.
+#pragma once
+
+#include <array>
+#include <vector>
+
+#include "prep/meshes/facet_edges.h"
+#include "trqprep/mesh_repair.h"
+
+namespace trqprep {
+
+struct RepairedMesh {
+  std::vector<PbVec3f> points;
+  std::vector<R_INT4> facets;  ///< three points and an attribute each
+
+  Point At(int point) const { return PointOf(points[size_t(point)]); }
+  R_INT4& Facet(int facet) { return facets[size_t(facet)]; }
+  const R_INT4& Facet(int facet) const { return facets[size_t(facet)]; }
+  void Turn(int facet) { std::swap(Facet(facet)[1], Facet(facet)[2]); }
+};
+
+using EdgeUses = trq::Span<const EdgeUse>;
+
+/// The sides of all facets without equal corners, those of an edge together, in the order of the facets.
+inline std::vector<EdgeUse> SortedEdges(const std::vector<R_INT4>& facets) {
+  std::vector<EdgeUse> uses;
+  uses.reserve(3 * facets.size());
+  for (uint32_t i = 0; i < facets.size(); ++i) {
+    if (!HasEqualIndices(facets[i])) AddEdges(facets[i], i, uses);
+  }
+  SortEdges(uses);
+  return uses;
+}
+
+/// Calls visit(EdgeUses) for every edge.
+template <class Visit>
+void ForEachEdge(const std::vector<EdgeUse>& uses, Visit visit) {
+  for (size_t begin = 0, end = 0; begin < uses.size(); begin = end) {
+    while (end < uses.size() && uses[end].edge == uses[begin].edge) ++end;
+    visit(EdgeUses(uses.data() + begin, end - begin));
+  }
+}
+
+/// Uses from the lower vertex to the higher one, less those in the other direction; 0 for an edge that is
+/// closed.
+inline int BalanceOf(EdgeUses uses) {
+  int balance = 0;
+  for (const EdgeUse& use : uses) balance += use.forward ? 1 : -1;
+  return balance;
+}
+
+/// The box of the facets' corners.
+Box BoxOf(const RepairedMesh& mesh);
+
+/// Stitches open edges (RepairMesh).
+void StitchEdges(RepairedMesh& mesh, double tolerance, MeshRepair& done);
+
+/// Fills holes (RepairMesh). Facets of which `one_sided` says so have no direction that fits their
+/// neighbours; holes among them stay.
+void FillHoles(RepairedMesh& mesh, int most_edges, const std::vector<bool>& one_sided, MeshRepair& done);
+
+}  // namespace trqprep
