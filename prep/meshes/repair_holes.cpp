@@ -39,7 +39,7 @@ class Holes {
         const EdgeUse& use = *std::find_if(edge.begin(), edge.end(),
                                            [&](const EdgeUse& u) { return u.forward == (balance > 0); });
         borders_.push_back({balance > 0 ? use.Lower() : use.Higher(),
-                            balance > 0 ? use.Higher() : use.Lower(), use.facet, edge.size() == 1});
+                            balance > 0 ? use.Higher() : use.Lower(), int(use.facet), edge.size() == 1});
       }
     });
     if (borders_.empty()) return;
