@@ -40,14 +40,14 @@ bool LooksLikeCtl(const FileHead& file);
 bool LooksLikeStl(const FileHead& file);
 
 struct MeshReading {
-  bool may_be_empty = false;  ///< a file without facets is a warning only
-  bool hash = false;          ///< also InputMesh::sha256, of the bytes as they are read
-  bool keep_open = false;     ///< also InputMesh::file
+  bool may_be_cut = false;  ///< a text that ends too early is a warning only
+  bool hash = false;        ///< also InputMesh::sha256, of the bytes as they are read
+  bool keep_open = false;   ///< also InputMesh::file
 };
 
-/// Reads a mesh; the file is opened once, and read once but for a text that turns out to be none. Whatever
-/// keeps it from being a mesh ends the command with exit 3. Warns of unknown units and of bytes that belong
-/// to no facet.
+/// Reads a mesh; the file is opened once, and read once but for a text that turns out to be none or is not in
+/// the strict form. Whatever keeps it from being a mesh ends the command with exit 3. Warns of unknown units
+/// and of bytes that belong to no facet, and tells what the application itself would not read.
 InputMesh ReadMesh(Observer& observer, const ReadOptions& options, const std::string& path,
                    const MeshReading& how = {});
 

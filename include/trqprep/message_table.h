@@ -12,6 +12,10 @@ enum class Severity { kNote, kWarning, kError };
 enum class Code {
   kStlShort,
   kStlEmpty,
+  kStlCut,
+  kStlText,
+  kStlEndian,
+  kStlNormalised,
   kUnitsDoubt,
   kOpenEdges,
   kNonManifold,
@@ -71,7 +75,6 @@ enum class Code {
   kSlcTrailing,
   kSlcWinding,
   kStampLong,
-  kStlAscii,
   kStlCount,
   kStlCrc,
   kStlHeader,

@@ -13,7 +13,7 @@ namespace trqprep {
 /// How files are read whose contents leave something open.
 struct ReadOptions {
   Units units = Units::kMillimetre;  ///< of STL files and bare lengths
-  bool accept_partial = false;       ///< take the facets there are when a binary STL file announces more
+  bool accept_partial = false;       ///< take the facets there are when an STL file is cut
 };
 
 /// Every long piece of work takes one. A plain Observer listens in silence, keeps the messages, answers

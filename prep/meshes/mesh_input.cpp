@@ -6,11 +6,11 @@
 #include <cctype>
 #include <cmath>
 #include <cstring>
-#include <sstream>
 
 #include "trq/core/ctl.h"
 #include "trq/core/stl.h"
 #include "trqprep/paths.h"
+#include "trqprep/tolerant_stl.h"
 
 namespace trqprep {
 namespace {
@@ -49,23 +49,30 @@ int UnitsCode(Units units) { return units == Units::kInch ? trq::units::kInch : 
   Fail(ExitCode::kInput, message);
 }
 
-// Whether a line has a word and three that begin as numbers do.
-bool BeginsAsCorner(const std::string& line) {
-  std::istringstream words(line);
-  std::string word;
-  int count = 0;
-  for (; count < 4 && words >> word; ++count) {
-    const char first = word[word[0] == '+' || word[0] == '-' ? 1 : 0];
-    if (count > 0 && !std::isdigit(static_cast<unsigned char>(first)) && first != '.') return false;
-  }
-  return count == 4;
+[[noreturn]] void FailEmpty(const std::string& path, const char* text) {
+  FailInput(Code::kStlEmpty, path, text, "export the part again");
 }
 
-// The line that is no corner of an ASCII file; 0 when there is none. Kept: one that only begins as a corner
-// does, with decimal commas for instance, is not named.
-uint64_t BadLine(const StlReport& report) {
-  if (!report.text_error || report.text_error->place.line == Place::kNowhere) return 0;
-  return BeginsAsCorner(report.text_error->text) ? 0 : report.text_error->place.line;
+// No reader understands the text that stands at the error's place.
+[[noreturn]] void FailText(const std::string& path, const trq::core::Error& error) {
+  std::string text = fmt::format("'{}' is not a number", error.text);
+  std::string hint = "correct the line or export the part again";
+  const size_t comma = error.text.find(',');
+  if (error.code == ErrorCode::kUnknownFormat) {
+    text = fmt::format("'{}' does not belong in an STL text", error.text);
+    hint = "check that it is the file you mean, or export the part again";
+  } else if (error.text.empty()) {
+    text = "the line ends before its third number";
+  } else if (comma > 0 && comma + 1 < error.text.size() &&
+             std::isdigit(static_cast<unsigned char>(error.text[comma + 1]))) {
+    text += ": it has a decimal comma, STL wants a point";
+    hint = "export the part again with decimal points";
+  }
+  const Place& place = error.place;
+  Fail(ExitCode::kInput,
+       Message(Code::kStlText, path, fmt::format("line {}, column {}: {}", place.line, place.column, text))
+           .Hint(hint)
+           .At({{"line", place.line}, {"column", place.column}}));
 }
 
 [[noreturn]] void FailStl(const FileHead& file, const trq::core::Error& error, const StlReport& report) {
@@ -75,23 +82,8 @@ uint64_t BadLine(const StlReport& report) {
               "simplify the part where it was made");
   }
   if (error.code == ErrorCode::kBadNumber) FailNotANumber(path, error.place);
-  if (file.size == 0) {
-    FailInput(Code::kStlEmpty, path, "is empty", "export the part again");
-  }
-  if (const uint64_t line = BadLine(report)) {
-    Fail(ExitCode::kInput,
-         Message(Code::kStlAscii, path,
-                 fmt::format("ASCII STL: line {} is no corner (a word and three numbers): {}", line,
-                             report.text_error->text.substr(0, 60)))
-             .Hint("correct the line or export the part again; as a binary file it cannot be read either")
-             .At({{"line", line}}));
-  }
-  const bool says_solid = file.head.compare(0, 5, "solid") == 0;
+  if (file.size == 0) FailEmpty(path, "is empty");
   if (error.code == ErrorCode::kUnknownFormat) {
-    if (says_solid) {
-      FailInput(Code::kStlEmpty, path, "ASCII STL without a facet line after the first",
-                "the second line must begin with 'facet', after blanks only");
-    }
     FailInput(Code::kStlHeader, path,
               fmt::format("{} bytes are too few for the 80-byte header of a binary STL file", file.size));
   }
@@ -110,11 +102,7 @@ uint64_t BadLine(const StlReport& report) {
   Message message(Code::kStlShort, path,
                   fmt::format("binary STL announces {} facets, file holds {}", announced, present));
   message.At({{"announced", announced}, {"present", present}});
-  message.Hint(fmt::format("--accept-partial uses the {} facets present", present));
-  if (says_solid || report.begins_as_text) {
-    message.Hint("the file begins like an ASCII STL file, but its second line does not begin with 'facet'");
-  }
-  Fail(ExitCode::kInput, message);
+  Fail(ExitCode::kInput, message.Hint(fmt::format("--accept-partial uses the {} facets present", present)));
 }
 
 void CheckIndices(const InputMesh& input) {
@@ -132,15 +120,67 @@ void CheckIndices(const InputMesh& input) {
   }
 }
 
-void ReadStl(Observer& observer, const ReadOptions& options, InputFile& file, InputMesh& input) {
+// A text that the strict reader refuses, or one that is cut (`strict`: it reads that).
+void ReadText(Observer& observer, const ReadOptions& options, bool may_be_cut, bool strict, InputFile& file,
+              InputMesh& input) {
+  TolerantReport report;
   trq::core::StlReading how;
   how.units = UnitsCode(options.units);
-  how.accept_partial = options.accept_partial;
+  Result<trq::core::Mesh> read = ReadTolerantStl(file, how, report);
+  const ErrorCode error = read ? ErrorCode::kEmpty : read.error().code;
+  if (error == ErrorCode::kUnknownFormat || error == ErrorCode::kBadNumber)
+    FailText(input.path, read.error());
+  if (error == ErrorCode::kReadFailed)
+    FailInput(Code::kInputUnreadable, input.path, "cannot be read to its end");
+  if (report.cut) {
+    Message message(Code::kStlCut, input.path,
+                    fmt::format("the text ends in line {} without 'endsolid'; {} of its facets {} whole",
+                                report.lines, report.facets, report.facets == 1 ? "is" : "are"));
+    message.At({{"line", report.lines}, {"facets", report.facets}});
+    if (!read) Fail(ExitCode::kInput, message.Hint("export the part again"));
+    if (!may_be_cut && !options.accept_partial) {
+      Fail(ExitCode::kInput,
+           message.Hint(fmt::format("--accept-partial uses the {} facets present", report.facets)));
+    }
+    observer.Warn(message.Hint("the facets present were used"));
+  }
+  if (!read && error != ErrorCode::kEmpty) FailStl(file.head(), read.error(), {});
+  if (!read) FailEmpty(input.path, "ASCII STL without a facet");
+  if (!strict && report.left_at > 0) {
+    observer.Note(Message(Code::kStlNormalised, input.path,
+                          fmt::format("line {} leaves the strict form of ASCII STL; the file was read, but "
+                                      "the application itself would not read it",
+                                      report.left_at))
+                      .Hint("'trqprep convert --normalize' writes it in the strict form")
+                      .At({{"line", report.left_at}}));
+  }
+  input.mesh->adopt(std::move(*read));
+  input.format = MeshFormat::kAsciiStl;
+}
+
+void ReadStl(Observer& observer, const ReadOptions& options, bool may_be_cut, InputFile& file,
+             InputMesh& input) {
+  const StlContent content = LookAtStl(file);
+  trq::core::StlReading how;
+  how.units = UnitsCode(options.units);
+  how.accept_partial = options.accept_partial && content == StlContent::kBinary;
   StlReport report;
   Result<trq::core::Mesh> read = trq::core::ReadStl(file, how, &report);
-  if (!read) FailStl(file.head(), read.error(), report);
+  const bool strict = read && read->header.num_triangles > 0;
+  const bool strict_text = strict && report.form == trq::core::StlForm::kAscii;
+  if (!strict && content == StlContent::kForeignEndian) {
+    FailInput(Code::kStlEndian, input.path,
+              "binary STL with the bytes of its numbers in the wrong order (big-endian)",
+              "export it little-endian, as the format is");
+  }
+  if (!read && (content == StlContent::kBinary || read.error().code == ErrorCode::kTooLarge))
+    FailStl(file.head(), read.error(), report);
+  if (!strict || (strict_text && !EndsWithEndsolid(file))) {
+    ReadText(observer, options, may_be_cut, strict, file, input);
+    return;
+  }
   input.mesh->adopt(std::move(*read));
-  if (report.form == trq::core::StlForm::kAscii) {
+  if (strict_text) {
     input.format = MeshFormat::kAsciiStl;
     return;
   }
@@ -158,14 +198,6 @@ void ReadStl(Observer& observer, const ReadOptions& options, InputFile& file, In
       message.At({{"announced", cut->announced}, {"present", cut->present}});
     }
     observer.Warn(message.Hint("the facets present were used"));
-    if (report.begins_as_text) {
-      observer.Warn(
-          Message(Code::kStlAscii, input.path,
-                  fmt::format("was read as binary because line {} is no corner of an ASCII STL file",
-                              BadLine(report)))
-              .Hint("the facets are most likely meaningless; correct the line")
-              .At({{"line", BadLine(report)}}));
-    }
   } else if (report.end < input.file_size) {
     observer.Note(
         Message(Code::kStlTrailing, input.path,
@@ -268,15 +300,11 @@ InputMesh ReadMesh(Observer& observer, const ReadOptions& options, const std::st
   if (LooksLikeCtl(file.head())) {
     ReadCtl(observer, options, file, input);
   } else if (LooksLikeStl(file.head())) {
-    ReadStl(observer, options, file, input);
+    ReadStl(observer, options, how.may_be_cut, file, input);
   } else {
     FailInput(Code::kInputUnknown, path, "is neither an STL nor a CTL file");
   }
-  if (input.mesh->num_triangles() < 1) {
-    Message message(Code::kStlEmpty, path, "holds no facet");
-    if (!how.may_be_empty) Fail(ExitCode::kInput, message.Hint("export the part again"));
-    observer.Warn(message);
-  }
+  if (input.mesh->num_triangles() < 1) FailEmpty(path, "holds no facet");
   input.mesh->recalculate_extents();
   input.mesh->extents_valid = 1;
   if (how.hash) input.sha256 = file.HashOfAll();

@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
+#include <string_view>
 #include <system_error>
 
 #include "commands.h"
@@ -60,6 +62,14 @@ bool IsBuild(const std::string& folder) {
   return fs::is_regular_file(folder + "/" + kBuildJson, error);
 }
 
+// What a rule speaks of is an answer, and so is what the content of a mesh file is like; anything else kept
+// the file from being looked at.
+bool IsAnswer(Code code) {
+  const MessageRow& row = RowOf(code);
+  const std::string_view kind(row.text, std::strcspn(row.text, "-"));
+  return row.is_rule() || kind == "STL" || kind == "CTL" || kind == "MESH";
+}
+
 class Checker {
  public:
   Checker(Context& context, const Options& options, Totals& totals) : context_(context), totals_(totals) {
@@ -116,8 +126,7 @@ class Checker {
     } catch (const Failure& failure) {
       context_.Say(failure.message);
       readable = false;
-      // What a rule speaks of is an answer; anything else kept the file from being looked at.
-      if (!RowOf(failure.message.code).is_rule()) totals_.unreadable = true;
+      if (!IsAnswer(failure.message.code)) totals_.unreadable = true;
     }
     if (!entry_type.empty() || named) Count(path, entry_type, before);
     return readable;
@@ -279,8 +288,8 @@ void AddCheck(CommandTree& tree) {
       "Tests parts (with their vents-and-drains side files) and style files against the rules that "
       "'trqprep build' applies, and lists everything that it finds. Of a folder every mesh and style "
       "file is tested. Of a job file and of a build folder the placement and the stacks of styles are "
-      "tested too. Ends with 1 when an error is among the findings; 'trqprep explain CODE' tells more "
-      "about one.",
+      "tested too. Ends with 1 when an error is among the findings or a mesh cannot be read; 'trqprep "
+      "explain CODE' tells more about one.",
       {"trqprep check bracket.stl", "trqprep check bracket.stl spur_gear.stl --units mm --json"});
   auto& options = command.Runs(Run);
   command.Arguments("FILE", options.paths, "Meshes, style files and job files, or folders of them");

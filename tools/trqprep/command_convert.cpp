@@ -7,14 +7,20 @@ namespace {
 struct Options : MeshOptions {
   std::string to_units;
   int64_t stamp = -1;
+  bool normalize = false;
 };
 
 ExitCode Run(Context& context, const Options& options) {
   const bool stamped = options.stamp >= 0;
-  if (stamped && OutputFormat(options.output, options.format) != MeshFormat::kBinaryStl) {
-    FailUsage("", "--stamp marks binary STL files only");
+  const MeshFormat format = OutputFormat(options.output, options.format);
+  if (stamped && format != MeshFormat::kBinaryStl) FailUsage("", "--stamp marks binary STL files only");
+  if (options.normalize && format == MeshFormat::kCtl) {
+    FailUsage("", "--normalize writes STL files only", "without it every mesh can be written as CTL");
   }
   MeshWork work = ReadForWork(context, options, true);
+  if (options.normalize && options.format.empty() && !stamped && work.input.format != MeshFormat::kCtl) {
+    work.format = work.input.format;
+  }
   InputMesh& input = work.input;
   const Units wanted = UnitsFromName(options.to_units).value_or(work.units);
   if (wanted != input.units) RequireFinite(input);
@@ -41,6 +47,8 @@ void AddConvert(CommandTree& tree) {
   AddMeshFiles(command, options);
   command.TextOption("--to", options.format, kMeshFormats, "Format of the output");
   command.TextOption("--to-units", options.to_units, "mm|in", "Unit of the output");
+  command.Flag("--normalize", options.normalize,
+               "Write STL in the form that every program reads: text as text, unless --to says otherwise");
   command.WholeOption("--stamp", options.stamp, 0, 2147483647,
                       "Write the header with computer name, login name, this number and a checksum");
   command.ReadsMeshes();

@@ -139,7 +139,7 @@ void Command::UsesUnits() {
 void Command::ReadsMeshes() {
   UsesUnits();
   app.add_flag("--accept-partial", tree_.common().accept_partial,
-               "Read the facets that are there when a binary STL file announces more");
+               "Read the facets that are there when an STL file is cut");
 }
 
 CommandTree::CommandTree(Context& context, const CommandList& commands)
