@@ -60,7 +60,7 @@ class MeshChecks {
     if (topology_.degenerate_facets > 0) {
       Add(Code::kDegenerate, Counted(topology_.degenerate_facets, "facet has", "facets have") + " no area",
           {{"facet", topology_.first_degenerate_facet}, {"facets", topology_.degenerate_facets}},
-          "'trqprep simplify' drops those with two equal corners");
+          "'trqprep repair' takes out those with two equal corners");
     }
   }
 

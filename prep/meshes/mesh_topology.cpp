@@ -6,41 +6,13 @@
 
 #include "prep/meshes/cavities.h"
 #include "prep/meshes/facet_edges.h"
+#include "trqprep/facet_distance.h"
 
 namespace trqprep {
 namespace {
 
 void Count(int64_t& count, int& first, uint32_t facet) {
   if (count++ == 0 || int(facet) < first) first = int(facet);
-}
-
-/// The point of triangle a, b, c that is nearest to p, by the regions of its corners, edges and inside (C.
-/// Ericson, Real-Time Collision Detection, 2005, 5.1.5).
-Point NearestOnTriangle(const Point& p, const Corners& corners) {
-  const auto& [a, b, c] = corners;
-  const auto along = [](const Point& from, const Point& direction, double t) {
-    return Point{from[0] + t * direction[0], from[1] + t * direction[1], from[2] + t * direction[2]};
-  };
-  const Point ab = Minus(b, a), ac = Minus(c, a), ap = Minus(p, a);
-  const double d1 = Dot(ab, ap), d2 = Dot(ac, ap);
-  if (d1 <= 0 && d2 <= 0) return a;
-  const Point bp = Minus(p, b);
-  const double d3 = Dot(ab, bp), d4 = Dot(ac, bp);
-  if (d3 >= 0 && d4 <= d3) return b;
-  const double vc = d1 * d4 - d3 * d2;
-  if (vc <= 0 && d1 >= 0 && d3 <= 0) return along(a, ab, d1 / (d1 - d3));
-  const Point cp = Minus(p, c);
-  const double d5 = Dot(ab, cp), d6 = Dot(ac, cp);
-  if (d6 >= 0 && d5 <= d6) return c;
-  const double vb = d5 * d2 - d1 * d6;
-  if (vb <= 0 && d2 >= 0 && d6 <= 0) return along(a, ac, d2 / (d2 - d6));
-  const double va = d3 * d6 - d5 * d4;
-  if (va <= 0 && d4 - d3 >= 0 && d5 - d6 >= 0) {
-    return along(b, Minus(c, b), (d4 - d3) / ((d4 - d3) + (d5 - d6)));
-  }
-  const double sum = va + vb + vc;
-  if (!(sum > 0)) return a;  // no area: a corner is as near as its lines, which were looked at above
-  return along(along(a, ab, vb / sum), ac, vc / sum);
 }
 
 }  // namespace

@@ -191,9 +191,9 @@ class Explain(ToolTest):
     CODES = ["STL-SHORT", "STL-EMPTY", "STL-CUT", "STL-TEXT", "STL-ENDIAN", "STL-NORMALISED", "UNITS-DOUBT", "OPEN-EDGES", "NON-MANIFOLD", "INVERTED", "DEGENERATE",
              "TOO-BIG-FOR-VAT", "OVERLAP", "NO-STYLE", "Z-GAP", "Z-OVERLAP", "STYLE-CRC", "STYLE-RANGE",
              "STYLE-UNITS-MIX", "MACHINE-MISMATCH", "LAYER-MISMATCH", "SWEEP-COUNT", "SEALED-VOID", "VD-STALE",
-             "REPAIR-LEFT"]
+             "REPAIR-LEFT", "SIMPLIFY-SHAPE", "SIMPLIFY-RUINED", "THIN-WALL"]
     ERRORS = {"STL-SHORT", "STL-EMPTY", "STL-CUT", "STL-TEXT", "STL-ENDIAN", "TOO-BIG-FOR-VAT", "OVERLAP", "Z-GAP",
-              "Z-OVERLAP", "STYLE-CRC", "SWEEP-COUNT", "REPAIR-LEFT"}
+              "Z-OVERLAP", "STYLE-CRC", "SWEEP-COUNT", "REPAIR-LEFT", "SIMPLIFY-RUINED"}
 
     def test_all_rules(self):
         rules = self.json_of("explain")["rules"]

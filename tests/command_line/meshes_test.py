@@ -259,28 +259,160 @@ class Transform(ToolTest):
         self.assertEqual(result.codes(), ["TRANSFORM-NOTHING"])
 
 
-class SimplifyAndMerge(ToolTest):
-    def test_simplify(self):
-        self.write("ring.stl", binary_stl(ring_facets(20, 12, 5, 200)))
-        data = self.json_of("simplify", "ring.stl", "--facets", "200", "-o", "less.stl")
+def squares_facets(size, at=(0, 0, 0)):
+    """The facets of a box whose faces are cut into unit squares; sizes are whole numbers."""
+    facets = []
+    for axis in range(3):
+        u, v = (axis + 1) % 3, (axis + 2) % 3
+        for side in (0, size[axis]):
+            for i in range(size[u]):
+                for j in range(size[v]):
+                    corners = []
+                    for du, dv in ((0, 0), (1, 0), (1, 1), (0, 1)):
+                        point = [0, 0, 0]
+                        point[axis], point[u], point[v] = side, i + du, j + dv
+                        corners.append(tuple(a + b for a, b in zip(point, at)))
+                    if side == 0:
+                        corners.reverse()
+                    a, b, c, d = corners
+                    facets += [(a, b, c), (a, c, d)]
+    return facets
+
+
+def hinge_facets():
+    """Two plates of 1 mm, 8 mm apart, with a wall of 1 mm between them that touches both."""
+    return (squares_facets((30, 20, 1)) + squares_facets((30, 20, 1), (0, 0, 9)) +
+            squares_facets((1, 20, 8), (15, 0, 1)))
+
+
+class Simplify(ToolTest):
+    SIDES = 200
+
+    def write_ring(self):
+        self.write("ring.stl", binary_stl(ring_facets(20, 12, 5, self.SIDES)))
+        return self.SIDES / 2 * math.sin(2 * math.pi / self.SIDES) * (20 ** 2 - 12 ** 2) * 5
+
+    def test_what_was_and_what_is(self):
+        ring = self.write_ring()
+        result = self.good("simplify", "ring.stl", "--facets", "400", "-o", "less.stl", "--json")
+        data = result.document()["data"]
+        self.assertEqual(result.codes(), [])
+        facets = read_binary_stl(self.path("less.stl"))
+        self.assertEqual((data["facets"], data["target"], data["engine"], data["forced"]),
+                         (len(facets), 400, "quadric", False))
+        self.assertLessEqual(abs(len(facets) - 400), 20)
+        self.assertEqual((data["before"]["facets"], data["before"]["open_edges"], data["open_edges"]), (1600, 0, 0))
+        self.assertAlmostEqual(data["before"]["volume"], ring, places=2)
+        self.assertLess(abs(data["volume"] - ring), 0.01 * ring)
+        self.assertAlmostEqual(data["volume"], volume(facets), places=2)
+        self.assertEqual([data["box"][end][2] for end in ("min", "max")], [0, 5])
+        text = self.good("simplify", "ring.stl", "--facets", "400", "-o", "again.stl").out.decode()
+        self.assertRegex(text, r"again\.stl: \d+ facets, were 1600\n"
+                               r"  volume      [\d.]+ mm3, was [\d.]+ mm3\n"
+                               r"  area        [\d.]+ mm2, was [\d.]+ mm2\n"
+                               r"  size        [\d.]+ x [\d.]+ x 5 mm, was 40 x 40 x 5 mm\n"
+                               r"  open edges  0, were 0\n")
+        self.assertEqual(self.path("again.stl").read_bytes(), self.path("less.stl").read_bytes())
+
+    def test_thin_walls_stay(self):
+        facets = hinge_facets()
+        solid = 2 * 30 * 20 + 20 * 8
+        self.write("hinge.stl", binary_stl(facets))
+        goal = len(facets) // 10
+        result = self.good("simplify", "hinge.stl", "--facets", str(goal), "-o", "less.stl", "--json")
+        data = result.document()["data"]
+        self.assertLess(abs(data["volume"] - solid), 0.01 * solid)
+        self.assertLessEqual(abs(data["facets"] - goal), 0.05 * goal)
+        self.assertNotIn("SIMPLIFY-SHAPE", result.codes())
+        # The library's own way joins the two sides of each wall, and is not let.
+        result = self.fails(NO, "simplify", "hinge.stl", "--facets", str(goal), "--engine", "grid", "-o", "grid.stl",
+                            "--json")
+        self.assertIn("SIMPLIFY-RUINED", result.codes())
+        self.assertNotIn("grid.stl", self.listing())
+
+    def test_flat_faces_come_to_their_corners(self):
+        self.write("box.stl", binary_stl(squares_facets((12, 9, 6))))
+        data = self.json_of("simplify", "box.stl", "--facets", "12", "-o", "less.stl")
+        self.assertEqual((data["facets"], data["vertices"]), (12, 8))
+        self.assertEqual(data["box"], {"min": [0, 0, 0], "max": [12, 9, 6]})
+        self.assert_points({c for f in read_binary_stl(self.path("less.stl")) for c in f},
+                           {c for f in box_facets((12, 9, 6)) for c in f})
+
+    def test_a_changed_shape_is_warned_of(self):
+        # From 200 sides to about 12: the area of a regular polygon falls by about 1 - sin(t) / t, t = 2 pi / 12.
+        self.write_ring()
+        result = self.good("simplify", "ring.stl", "--facets", "100", "-o", "less.stl", "--json")
+        self.assertEqual(result.codes(), ["SIMPLIFY-SHAPE"])
+        self.assertEqual(result.document()["messages"][0]["severity"], "warning")
+
+    def test_a_ruined_shape_is_not_written(self):
+        self.write_ring()
+        command = ["simplify", "ring.stl", "--facets", "24", "-o", "less.stl"]
+        result = self.fails(NO, *command, "--json")
+        self.assertIn("SIMPLIFY-RUINED", result.codes())
+        self.assertEqual(result.document()["exit"], 1)
+        data = result.document()["data"]
+        self.assertLess(data["volume"], 0.9 * data["before"]["volume"])
+        self.assertFalse(data["forced"])
+        self.assertEqual(self.listing(), ["ring.stl"])
+        self.assertEqual(self.fails(NO, *command).out, b"")
+        result = self.fails(NO, *command, "--force-checks", "--json")
+        self.assertTrue(result.document()["data"]["forced"])
+        self.assertEqual(len(read_binary_stl(self.path("less.stl"))), data["facets"])
+
+    def test_an_open_sheet_is_judged_by_its_area(self):
+        sheet = [f for f in squares_facets((20, 20, 1)) if all(c[2] == 1 for c in f)]
+        self.write("sheet.stl", binary_stl(sheet))
+        result = self.good("simplify", "sheet.stl", "--facets", "200", "-o", "less.stl", "--json")
+        self.assertEqual(result.codes(), [])
+        data = result.document()["data"]
+        self.assertEqual((data["before"]["open_edges"], data["open_edges"]), (80, 80))
+        self.assertAlmostEqual(data["area"], 400, places=3)
+
+    def test_a_missed_number_is_said(self):
+        ring = self.write_ring()
+        result = self.good("simplify", "ring.stl", "--facets", "200", "--engine", "grid", "-o", "less.stl", "--json")
+        data = result.document()["data"]
+        self.assertEqual(data["engine"], "grid")
         facets = read_binary_stl(self.path("less.stl"))
         self.assertEqual(data["facets"], len(facets))
-        self.assertLess(len(facets), 1600)
-        self.assertGreater(len(facets), 20)
-        self.assertEqual(data["before"]["facets"], 1600)
+        self.assertGreater(abs(len(facets) - 200), 10)
+        self.assertIn("SIMPLIFY-TARGET", result.codes())
+        note = [m for m in result.document()["messages"] if m["code"] == "SIMPLIFY-TARGET"][0]
+        self.assertEqual(note["severity"], "note")
+        self.assertIn(f"{len(facets)} facets, 200 were asked for", note["text"])
 
-    def test_simplify_has_nothing_to_do(self):
+    def test_the_grid_joins_what_lies_within_its_width(self):
+        """Of two boxes of 12 facets and area 600 + 6, sixteen facets ask for a width of sqrt(606 / 16) = 6.15."""
+        large, small = box_facets((10, 10, 10)), box_facets((1, 1, 1), (50, 0, 0))
+        self.write("two.stl", binary_stl(large + small))
+        data = self.json_of("simplify", "two.stl", "--facets", "16", "--engine", "grid", "-o", "one.stl")
+        self.assertEqual(data["facets"], 12)
+        self.assertEqual(sorted(map(sorted, read_binary_stl(self.path("one.stl")))), sorted(map(sorted, large)))
+
+    def test_nothing_to_do(self):
         self.write("box.stl", binary_stl(box_facets()))
-        result = self.good("simplify", "box.stl", "--facets", "12", "-o", "same.stl", "--json")
-        self.assertEqual(result.codes(), ["SIMPLIFY-NOTHING"])
-        self.assertEqual(len(read_binary_stl(self.path("same.stl"))), 12)
+        for engine in ("quadric", "grid"):
+            result = self.good("simplify", "box.stl", "--facets", "12", "--engine", engine, "-o", f"{engine}.stl", "--json")
+            self.assertEqual(result.codes(), ["SIMPLIFY-NOTHING"])
+            self.assertEqual(len(read_binary_stl(self.path(f"{engine}.stl"))), 12)
 
-    def test_simplify_to_nothing_is_refused(self):
+    def test_nothing_left_is_refused(self):
         self.write("box.stl", binary_stl(box_facets((10, 10, 10))))
-        result = self.fails(INPUT, "simplify", "box.stl", "--facets", "1", "-o", "none.stl")
+        result = self.fails(INPUT, "simplify", "box.stl", "--facets", "1", "--engine", "grid", "-o", "none.stl")
         self.assertIn("[MESH-EMPTY]", result.err)
         self.assertEqual(self.listing(), ["box.stl"])
 
+    def test_units_of_the_output(self):
+        self.write("box.stl", binary_stl(squares_facets((12, 9, 6))))
+        self.good("convert", "box.stl", "--units", "in", "-o", "box.ctl")
+        data = self.json_of("simplify", "box.ctl", "--facets", "12", "-o", "less.stl")
+        self.assertEqual((data["before"]["units"], data["units"]), ("in", "mm"))
+        self.assertAlmostEqual(data["before"]["volume"], 648, places=3)
+        self.assertAlmostEqual(data["volume"], 648 * 25.4 ** 3, delta=20)
+
+
+class Merge(ToolTest):
     def test_merge(self):
         one, two = box_facets((10, 10, 10)), box_facets((5, 5, 5), (20, 0, 0))
         self.write("one.stl", binary_stl(one))

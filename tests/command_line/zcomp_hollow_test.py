@@ -202,6 +202,45 @@ class Hollow(ToolTest):
             self.assertEqual(pushed[2] > 0, bool(options))
             self.assertEqual(document["data"]["validated"], bool(options))
 
+    def test_the_wall_is_measured(self):
+        # Every corner goes 2 along its diagonal, so the inner box begins 2 / sqrt(3) inside each face.
+        _, _, document = self.shell(box_facets((10, 20, 30)), "--limit", "2")
+        wall = document["data"]["wall"]
+        face = 2 / math.sqrt(3)
+        self.assertAlmostEqual(wall["min"], face, places=5)
+        self.assertAlmostEqual(wall["mean"], (8 * 2 + 12 * face) / 20, places=5)
+        self.assertEqual(wall["thin_share"], 0)
+        self.assertNotIn("THIN-WALL", [m["code"] for m in document["messages"]])
+        text = self.good("hollow", "part.stl", "--limit", "2", "-o", "two.stl").out.decode()
+        self.assertIn("  wall            at least 1.1547 mm, mean 1.4928; 0 % below half of the limit\n", text)
+
+    def test_a_thin_wall_is_named(self):
+        # The small box at the end of the large one has edges of 1, so it is pushed by a half only.
+        large, small = box_facets((10, 20, 30)), box_facets((1, 1, 1), (50, 0, 0))
+        _, _, document = self.shell(large + small, "--limit", "2")
+        thin = [m for m in document["messages"] if m["code"] == "THIN-WALL"]
+        self.assertEqual([m["severity"] for m in thin], ["warning"])
+        least = 0.5 / math.sqrt(3)
+        self.assertAlmostEqual(thin[0]["where"]["wall"], least, places=5)
+        x, y, z = thin[0]["where"]["point"]
+        self.assertTrue(50 <= x <= 51 and 0 <= y <= 1 and 0 <= z <= 1)
+        self.assertIn("0.2887 mm thick at X 5", thin[0]["text"])
+        wall = document["data"]["wall"]
+        self.assertAlmostEqual(wall["thin_share"], 20 / 40, places=6)
+        self.assertEqual(wall["place"], thin[0]["where"]["point"])
+
+    def test_resin_is_saved_by_closed_parts_only(self):
+        facets = box_facets((10, 20, 30))
+        _, _, document = self.shell(facets, "--limit", "2")
+        data = document["data"]
+        self.assertAlmostEqual(data["resin_saved"], data["volume_before"] - data["volume_after"], places=3)
+        for part in (facets[:-1], [f[::-1] for f in facets]):
+            _, _, document = self.shell(part, "--limit", "2")
+            self.assertIsNone(document["data"]["resin_saved"])
+            text = self.good("hollow", "part.stl", "--limit", "2", "-o", "out.stl", "--force").out.decode()
+            self.assertNotIn("resin saved", text)
+            self.assertIn("  wall ", text)
+
     def test_the_inner_skin_alone_makes_the_part_hollow(self):
         facets = box_facets((10, 20, 30))
         _, inner, _ = self.shell(facets, "--limit", "2")

@@ -41,6 +41,7 @@ ROOM_OF_HEADER = {"exit_codes.h": "says", "immortal.h": "files"}
 # What else the rooms and the tool are made from.
 LIBRARIES = {
     "fmt": ["prep", "tools"],
+    "meshoptimizer.h": ["prep/meshes/simplify.cpp"],
     "nettle": ["prep/files"],
     "nlohmann": ["prep/files/json_text.cpp"],
     "toml++": ["prep/files"],

@@ -6,6 +6,7 @@
 #include "trq/core/shell.h"
 #include "trqprep/mesh_topology.h"
 #include "trqprep/vents_file.h"
+#include "trqprep/wall.h"
 
 namespace trqprep {
 namespace {
@@ -90,6 +91,20 @@ int CountSealed(Context& context, const std::string& input, const std::vector<Su
   return sealed;
 }
 
+void WarnOfThinWall(Context& context, const std::string& input, const Wall& wall, double limit,
+                    const char* unit) {
+  if (wall.points == 0 || !(wall.least < limit / 2)) return;
+  const auto& [x, y, z] = wall.place;
+  context.Warn(
+      Message(Code::kThinWall, input,
+              fmt::format("the wall is {} {unit} thick at X {} Y {} Z {} {unit}, less than half of the "
+                          "limit of {} {unit}; so it is at {} % of the points measured",
+                          Plain(wall.least, 4), Plain(x, 3), Plain(y, 3), Plain(z, 3), Plain(limit, 4),
+                          Plain(100 * wall.thin_share, 1), fmt::arg("unit", unit)))
+          .At({{"point", NumbersToJson(wall.place)}, {"wall", NumberToJson(wall.least)}})
+          .Hint("simplify a part of many small facets first; short edges hold the push back"));
+}
+
 ExitCode Run(Context& context, const Options& options) {
   if (options.both && options.inner_only) {
     FailUsage("", "--both and --inner-only exclude each other");
@@ -105,8 +120,9 @@ ExitCode Run(Context& context, const Options& options) {
     FailUsage("", "--limit must be above 0");
   }
   const Topology outside = AnalyseTopology(mesh);
-  if (!std::all_of(outside.surfaces.begin(), outside.surfaces.end(),
-                   [](const Surface& s) { return s.closed; })) {
+  const bool is_closed = std::all_of(outside.surfaces.begin(), outside.surfaces.end(),
+                                     [](const Surface& s) { return s.closed; });
+  if (!is_closed) {
     context.Warn(Message(Code::kOpenEdges, options.input,
                          fmt::format("the surface is not closed ({} open edges); inside and outside are "
                                      "uncertain",
@@ -138,6 +154,9 @@ ExitCode Run(Context& context, const Options& options) {
     saved -= surface.volume;
   }
   const int sealed = CountSealed(context, options.input, inside.surfaces, factor, UnitsName(input.units));
+  context.Progress("measuring the wall", 0.7);
+  const Wall wall = MeasureWall(mesh, *inner, limit / 2.0);
+  WarnOfThinWall(context, options.input, wall, limit, UnitsName(input.units));
 
   context.Progress("writing " + options.output, 0.9);
   const int facets = mesh.num_triangles();
@@ -159,7 +178,8 @@ ExitCode Run(Context& context, const Options& options) {
   }
 
   StateFiles(context, options, input.units);
-  const double percent = before != 0 ? 100 * saved / before : 0;
+  // Volumes of open surfaces mean nothing, and a skin that came out of the part saves nothing.
+  const bool saves = is_closed && saved > 0 && saved < before;
   context.Report({{"surfaces", options.inner_only ? "inner" : "both"},
                   {"facets", options.inner_only ? facets : 2 * facets},
                   {"limit", NumberToJson(limit)},
@@ -168,19 +188,28 @@ ExitCode Run(Context& context, const Options& options) {
                    {{"min", NumberToJson(push.least)},
                     {"mean", NumberToJson(push.mean)},
                     {"max", NumberToJson(push.largest)}}},
+                  {"wall",
+                   {{"min", NumberToJson(wall.least)},
+                    {"mean", NumberToJson(wall.mean)},
+                    {"thin_share", NumberToJson(wall.thin_share)},
+                    {"place", NumbersToJson(wall.place)}}},
                   {"volume_before", NumberToJson(before)},
                   {"volume_after", NumberToJson(before - saved)},
-                  {"resin_saved", NumberToJson(saved)},
+                  {"resin_saved", saves ? NumberToJson(saved) : Json(nullptr)},
                   {"closed_inner_surfaces", closed},
                   {"sealed_cavities", sealed}},
                  R"({output}: {facets} facets, {which}
   push            {push.min:4} to {push.max:4} {unit}, mean {push.mean:4}
+  wall            at least {wall.min:4} {unit}, mean {wall.mean:4}; {thin:1} % below half of the limit
   volume          {volume_before:3} {unit}3 before, {volume_after:3} {unit}3 after
-  resin saved     {resin_saved:3} {unit}3 ({percent:1} %)
-  inner surfaces  {closed_inner_surfaces} closed
 )",
-                 {{"percent", NumberToJson(percent)},
+                 {{"thin", NumberToJson(100 * wall.thin_share)},
                   {"which", options.inner_only ? "inner surface alone" : "outer and inner surface"}});
+  if (saves) {
+    context.Tell("  resin saved     {resin_saved:3} {unit}3 ({percent:1} %)\n",
+                 {{"percent", NumberToJson(100 * saved / before)}});
+  }
+  context.Tell("  inner surfaces  {closed_inner_surfaces} closed\n");
   return ExitCode::kDone;
 }
 
@@ -193,7 +222,8 @@ void AddHollow(CommandTree& tree) {
       "at the vertex where that edge is no longer than the limit (edges below 0.1, in the part's unit, "
       "count as 0.1), and the limit itself elsewhere; it is no wall thickness, which also depends on the "
       "angles. --validate halves a push until it crosses no other facet. Without it the inner skin of "
-      "thin walls comes out on the other side.\n\n"
+      "thin walls comes out on the other side. The wall that came of it is measured from every vertex and "
+      "the middle of every facet, and warned of where it is below half of the limit.\n\n"
       "A cavity needs a vent above its middle and a drain below it, in the vents-and-drains file beside "
       "IN, or liquid resin stays inside. The inner skin faces inward: merged with the part it makes the "
       "hollow part. A CTL file keeps its unit; an STL file is written in --units.",

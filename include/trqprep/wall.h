@@ -1,0 +1,25 @@
+/// How thick the walls of a hollow part are.
+#pragma once
+
+#include <cstdint>
+
+#include "trq/geometry.h"
+#include "trqprep/matrix4.h"
+
+namespace trqprep {
+
+/// Distances from the outer surface to the inner one, in the meshes' unit.
+struct Wall {
+  std::int64_t points = 0;  ///< measured: vertices that a facet uses, and the middles of the facets
+  double least = 0;
+  double mean = 0;        ///< of all points alike
+  double thin_share = 0;  ///< of the points, 0..1: how many are nearer than what was asked about
+  Point place{0, 0, 0};   ///< where on the outer surface the wall is `least`: the first such place
+};
+
+/// Measures from every vertex of `outer` that a facet uses, and from the middle of every facet, to the
+/// nearest point of `inner`, whichever side that is on. Points nearer than `thin` are counted as thin. All
+/// zero without facets in both. Time grows as the facets times their logarithm.
+Wall MeasureWall(const CTL& outer, const CTL& inner, double thin);
+
+}  // namespace trqprep

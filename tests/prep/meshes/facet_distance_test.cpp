@@ -1,0 +1,101 @@
+#include "trqprep/facet_distance.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include "tests/support/meshes.h"
+#include "trqprep/mesh_topology.h"
+
+namespace trqprep {
+namespace {
+
+using test_support::MakeMesh;
+
+const Corners kRight{Point{0, 0, 0}, Point{4, 0, 0}, Point{0, 4, 0}};
+
+TEST(NearestOnTriangle, LiesInItsInsideOnItsEdgesAndAtItsCorners) {
+  EXPECT_EQ(NearestOnTriangle({1, 1, 7}, kRight), (Point{1, 1, 0}));
+  EXPECT_EQ(NearestOnTriangle({1, -3, 7}, kRight), (Point{1, 0, 0}));
+  EXPECT_EQ(NearestOnTriangle({-3, 1, 0}, kRight), (Point{0, 1, 0}));
+  EXPECT_EQ(NearestOnTriangle({4, 4, 1}, kRight), (Point{2, 2, 0}));
+  EXPECT_EQ(NearestOnTriangle({-1, -1, 0}, kRight), kRight[0]);
+  EXPECT_EQ(NearestOnTriangle({9, -1, 0}, kRight), kRight[1]);
+  EXPECT_EQ(NearestOnTriangle({-1, 9, 0}, kRight), kRight[2]);
+}
+
+TEST(NearestOnTriangle, WithoutAreaIsALineOrAPoint) {
+  const Point a{0, 0, 0}, b{4, 0, 0}, middle{1, 0, 0}, above{3, 5, 0};
+  for (const Corners& line : {Corners{a, a, b}, Corners{a, b, a}, Corners{b, a, a}, Corners{a, b, b},
+                              Corners{a, middle, b}, Corners{middle, b, a}, Corners{b, a, middle}}) {
+    EXPECT_EQ(NearestOnTriangle(above, line), (Point{3, 0, 0}));
+    EXPECT_EQ(NearestOnTriangle({-1, 1, 0}, line), a);
+    EXPECT_EQ(NearestOnTriangle({9, 1, 0}, line), b);
+  }
+  EXPECT_EQ(NearestOnTriangle(above, Corners{b, b, b}), b);
+}
+
+TEST(NearestOnTriangle, OfANeedleIsNotLostInRounding) {
+  // 1000 long and 2^-20 wide: its edges are 1e-6 apart, and so far may the result be off at most.
+  const double width = std::ldexp(1.0, -20);
+  const Corners needle{Point{0, 0, 0}, Point{1000, width, 0}, Point{1000, 0, 0}};
+  std::mt19937 random(7);
+  std::uniform_real_distribution<double> along(0, 1000), away(-50, 50);
+  for (int i = 0; i < 1000; ++i) {
+    const Point p{along(random), away(random), away(random)};
+    const double exact = std::hypot(p[1], p[2]);
+    EXPECT_NEAR(Norm(Minus(p, NearestOnTriangle(p, needle))), exact, 1.1 * width);
+  }
+}
+
+TEST(FacetDistances, WithoutFacetsAreInfinite) {
+  EXPECT_EQ(FacetDistances(CTL()).From({1, 2, 3}), std::numeric_limits<double>::infinity());
+}
+
+TEST(FacetDistances, OfACube) {
+  const FacetDistances cube(test_support::Cube(10));
+  EXPECT_DOUBLE_EQ(cube.From({5, 5, 4}), 4);
+  EXPECT_DOUBLE_EQ(cube.From({5, 5, 11}), 1);
+  EXPECT_DOUBLE_EQ(cube.From({13, 14, 5}), 5);
+  EXPECT_DOUBLE_EQ(cube.From({-2, -3, -6}), 7);
+  EXPECT_DOUBLE_EQ(cube.From({10, 0, 10}), 0);
+}
+
+TEST(FacetDistances, LeavesOutWhatIsNotFinite) {
+  CTL mesh = MakeMesh({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {INFINITY, 0, 0}, {NAN, 0, 0}},
+                      {{0, 1, 3}, {0, 1, 4}, {0, 1, 2}});
+  const FacetDistances distances(mesh);
+  for (const int near_facet : {-1, 0, 1, 2, 99}) EXPECT_DOUBLE_EQ(distances.From({0, 0, 3}, near_facet), 3);
+}
+
+TEST(FacetDistances, DifferentialAgainstALookAtEveryFacet) {
+  std::mt19937 random(11);
+  std::uniform_real_distribution<float> coordinate(-10, 10);
+  for (int round = 0; round < 24; ++round) {
+    std::vector<test_support::Point> vertices;
+    std::vector<test_support::Indices> facets;
+    const int count = 1 + static_cast<int>(random() % 100);
+    for (int i = 0; i < 3 * count; ++i) {
+      // Every third round is flat, every fourth full of equal coordinates.
+      const auto next = [&] {
+        const float value = coordinate(random);
+        return round % 4 == 0 ? std::round(value) : value;
+      };
+      vertices.push_back({next(), next(), round % 3 == 0 ? 0 : next()});
+    }
+    for (int i = 0; i < count; ++i) facets.push_back({3 * i, 3 * i + 1, 3 * i + 2});
+    const CTL mesh = MakeMesh(vertices, facets);
+    const FacetDistances distances(mesh);
+    for (int i = 0; i < 30; ++i) {
+      const Point p{2.0 * coordinate(random), coordinate(random), coordinate(random)};
+      const double wanted = DistanceToMesh(mesh, p);
+      EXPECT_EQ(distances.From(p), wanted);
+      EXPECT_EQ(distances.From(p, i % count), wanted);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace trqprep
