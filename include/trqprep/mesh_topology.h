@@ -24,15 +24,23 @@ struct Surface {
   bool cavity = false;
 };
 
+/// Where something is wrong with a mesh.
+struct MeshPlace {
+  int facet;
+  Point at;  ///< the middle of the edge, or of the facet
+};
+/// So many places of a kind are kept at most.
+constexpr std::size_t kPlacesKept = 100;
+
 struct Topology {
   std::int64_t open_edges = 0;         ///< used by one facet
   std::int64_t crowded_edges = 0;      ///< used by more than two facets
   std::int64_t misdirected_edges = 0;  ///< used by two facets in the same direction
   std::int64_t degenerate_facets = 0;  ///< two equal indices, or no area
-  int first_open_facet = -1;
-  int first_crowded_facet = -1;
-  int first_misdirected_facet = -1;
-  int first_degenerate_facet = -1;
+  // The first of them, in the order of their facets (of the first facet of an edge).
+  std::vector<MeshPlace> open_places;
+  std::vector<MeshPlace> non_manifold_places;  ///< crowded and misdirected edges
+  std::vector<MeshPlace> degenerate_places;
   std::vector<Surface> surfaces;      ///< in order of their first facet
   std::vector<int> surface_of_facet;  ///< -1 for facets with two equal indices
 };
@@ -41,6 +49,9 @@ struct Topology {
 /// logarithm; where many surfaces cross each other or needles pass everywhere, finding the cavities among
 /// them grows faster (prep/meshes/cavities.h).
 Topology AnalyseTopology(const CTL& mesh);
+
+/// The middle of a facet.
+MeshPlace PlaceOf(const CTL& mesh, int facet);
 
 /// The smallest distance from a point to the mesh's facets; infinite for a mesh without facets.
 double DistanceToMesh(const CTL& mesh, const Point& point);

@@ -25,42 +25,56 @@ class MeshChecks {
     findings_.push_back(Finding(code, input_.path, text).At(std::move(where)).Hint(hint));
   }
 
+  // With the first of the places: three in words, all that are kept as data. `counted` names the count there.
+  void AddAt(Code code, const std::string& text, const std::vector<MeshPlace>& places, const char* counted,
+             int64_t count, const char* hint) {
+    constexpr size_t kNamed = 3;
+    std::string named;
+    Json all = Json::array();
+    for (const MeshPlace& place : places) {
+      if (all.size() < kNamed) {
+        named += fmt::format("{}facet {} at X {} Y {} Z {}", named.empty() ? "; " : ", ", place.facet,
+                             Plain(place.at[0], 3), Plain(place.at[1], 3), Plain(place.at[2], 3));
+      }
+      all.push_back(Json{{"facet", place.facet}, {"at", NumbersToJson(place.at)}});
+    }
+    named += std::string(" ") + UnitsName(input_.units);
+    if (count > int64_t(kNamed)) named += " and others";
+    Add(code, text + named, {{"facet", places.front().facet}, {counted, count}, {"places", all}}, hint);
+  }
+
   void CheckSurfaces() {
     if (topology_.open_edges > 0) {
-      Add(Code::kOpenEdges,
-          Counted(topology_.open_edges, "edge belongs", "edges belong") + " to one facet only",
-          {{"facet", topology_.first_open_facet}, {"edges", topology_.open_edges}},
-          "close the holes where the part was drawn");
+      AddAt(Code::kOpenEdges,
+            Counted(topology_.open_edges, "edge belongs", "edges belong") + " to one facet only",
+            topology_.open_places, "edges", topology_.open_edges, "close the holes where the part was drawn");
     }
     const int64_t bad = topology_.crowded_edges + topology_.misdirected_edges;
     if (bad > 0) {
-      int first = topology_.first_crowded_facet;
-      if (first < 0 ||
-          (topology_.first_misdirected_facet >= 0 && topology_.first_misdirected_facet < first)) {
-        first = topology_.first_misdirected_facet;
-      }
-      Add(Code::kNonManifold,
-          fmt::format("{} more than two facets, {} two that wind the same way",
-                      Counted(topology_.crowded_edges, "edge has", "edges have"),
-                      topology_.misdirected_edges),
-          {{"facet", first}, {"edges", bad}},
-          "separate bodies that touch, and turn facets that face the wrong way");
+      AddAt(Code::kNonManifold,
+            fmt::format("{} more than two facets, {} two that wind the same way",
+                        Counted(topology_.crowded_edges, "edge has", "edges have"),
+                        topology_.misdirected_edges),
+            topology_.non_manifold_places, "edges", bad,
+            "separate bodies that touch, and turn facets that face the wrong way");
     }
     int64_t inverted = 0;
-    int first_inverted = -1;
+    std::vector<MeshPlace> places;
     for (const Surface& surface : topology_.surfaces) {
       if (!surface.closed || !(surface.volume < 0) || surface.cavity) continue;
-      if (inverted++ == 0) first_inverted = surface.first_facet;
+      if (size_t(inverted++) < kPlacesKept) {
+        places.push_back(PlaceOf(*input_.mesh, surface.first_facet));
+      }
     }
     if (inverted > 0) {
-      Add(Code::kInverted,
-          Counted(inverted, "closed surface is", "closed surfaces are") + " turned inside out",
-          {{"facet", first_inverted}, {"surfaces", inverted}}, "turn its facets where the part was drawn");
+      AddAt(Code::kInverted,
+            Counted(inverted, "closed surface is", "closed surfaces are") + " turned inside out", places,
+            "surfaces", inverted, "turn its facets where the part was drawn");
     }
     if (topology_.degenerate_facets > 0) {
-      Add(Code::kDegenerate, Counted(topology_.degenerate_facets, "facet has", "facets have") + " no area",
-          {{"facet", topology_.first_degenerate_facet}, {"facets", topology_.degenerate_facets}},
-          "'trqprep repair' takes out those with two equal corners");
+      AddAt(Code::kDegenerate, Counted(topology_.degenerate_facets, "facet has", "facets have") + " no area",
+            topology_.degenerate_places, "facets", topology_.degenerate_facets,
+            "'trqprep repair' takes out those with two equal corners");
     }
   }
 

@@ -54,17 +54,39 @@ class Parts(CheckTest):
     def test_open_edges(self):
         message, = self.finds("OPEN-EDGES", "a.stl", binary_stl(BOX[1:]))
         self.assertEqual(message["where"]["edges"], 3)
+        # The hole has the corners 0 0 0, 0 100 0 and 100 100 0.
+        places = message["where"]["places"]
+        self.assert_points([p["at"] for p in places], [(0, 50, 0), (50, 100, 0), (50, 50, 0)])
+        self.assertEqual(message["where"]["facet"], places[0]["facet"])
+        self.assertEqual([p["facet"] for p in places], sorted(p["facet"] for p in places))
+        for place in places:
+            x, y, z = place["at"]
+            self.assertIn(f"facet {place['facet']} at X {x:g} Y {y:g} Z {z:g}", message["text"])
+        self.assertNotIn("others", message["text"])
+
+    def test_places_are_three_in_words_and_a_hundred_as_data(self):
+        # Single facets on a line: three open edges each, their middles known.
+        facets = [((3 * k, 0, 0), (3 * k + 2, 0, 0), (3 * k, 2, 0)) for k in range(50)]
+        message, = self.finds("OPEN-EDGES", "a.stl", binary_stl(facets + facets[:1]))
+        places = message["where"]["places"]
+        self.assertEqual((len(places), message["where"]["edges"]), (100, 147))
+        self.assertEqual(message["text"].count(" at X "), 3)
+        self.assertTrue(message["text"].endswith(" mm and others"), message["text"])
 
     def test_non_manifold(self):
         # The two boxes share one upright edge: four facets stand on it.
         message, = self.finds("NON-MANIFOLD", "a.stl", binary_stl(BOX + box_facets((50, 50, 100), (100, 100, 0))))
         self.assertEqual(message["where"]["edges"], 1)
+        self.assertEqual([p["at"] for p in message["where"]["places"]], [[100, 100, 50]])
         # A turned facet has three edges in common with others that wind the other way.
         message, = self.finds("NON-MANIFOLD", "a.stl", binary_stl(turned(BOX[:1]) + BOX[1:]))
         self.assertEqual(message["where"]["edges"], 3)
 
     def test_inverted(self):
-        self.finds("INVERTED", "a.stl", binary_stl(turned(BOX)))
+        message, = self.finds("INVERTED", "a.stl", binary_stl(turned(BOX)))
+        place, = message["where"]["places"]
+        self.assertEqual(place["facet"], 0)
+        self.assert_points([place["at"]], [(100 / 3, 200 / 3, 0)])
         # A cavity faces inward rightly.
         self.write("b.stl", binary_stl(HOLLOW))
         self.assertEqual(self.good("check", "b.stl", "--json").codes(), ["SEALED-VOID"])
@@ -73,6 +95,8 @@ class Parts(CheckTest):
         line = ((0.0, 0.0, 0.0), (100.0, 0.0, 0.0), (50.0, 0.0, 0.0))
         message, = self.finds("DEGENERATE", "a.stl", binary_stl(BOX + [line]))
         self.assertEqual(message["where"]["facets"], 1)
+        self.assertEqual(message["where"]["places"], [{"facet": 12, "at": [50, 0, 0]}])
+        self.assertIn("facet 12 at X 50 Y 0 Z 0 mm", message["text"])
 
     def test_too_big_for_the_vat(self):
         message, = self.finds("TOO-BIG-FOR-VAT", "a.stl", binary_stl(box_facets((300, 290, 100))), exit=NO)

@@ -95,7 +95,7 @@ void AddSimplify(CommandTree& tree) {
   command.Argument("IN", options.input, "STL or CTL file");
   command.WholeOption("--facets", options.facets, 1, 2147483647, "About how many facets to keep").Required();
   command.TextOption("--engine", options.engine, "quadric|grid",
-                     "What keeps the shape, or what joins near vertices (default quadric)");
+                     "quadric keeps the shape, grid joins near vertices (default quadric)");
   command.Flag("--force-checks", options.force_checks, "Write a result that lost its shape");
   command.Output(options.output, "FILE", "The file to write");
   AddMeshFormat(command, options);
