@@ -36,7 +36,7 @@ class MeshChecks {
         named += fmt::format("{}facet {} at X {} Y {} Z {}", named.empty() ? "; " : ", ", place.facet,
                              Plain(place.at[0], 3), Plain(place.at[1], 3), Plain(place.at[2], 3));
       }
-      all.push_back(Json{{"facet", place.facet}, {"at", NumbersToJson(place.at)}});
+      all.push_back(Json{{"facet", place.facet}, {"point", NumbersToJson(place.at)}});
     }
     named += std::string(" ") + UnitsName(input_.units);
     if (count > int64_t(kNamed)) named += " and others";

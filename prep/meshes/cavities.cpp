@@ -301,7 +301,8 @@ class NestingSearch {
 }  // namespace
 
 void FindCavities(const CTL& mesh, Topology& topology) {
-  for (const Question& question : NestingSearch(mesh, topology, true).Run()) {
+  NestingSearch search(mesh, topology, true);
+  for (const Question& question : search.Run()) {
     topology.surfaces[question.surface].cavity = question.depth > 0;
   }
 }

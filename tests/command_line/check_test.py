@@ -56,11 +56,11 @@ class Parts(CheckTest):
         self.assertEqual(message["where"]["edges"], 3)
         # The hole has the corners 0 0 0, 0 100 0 and 100 100 0.
         places = message["where"]["places"]
-        self.assert_points([p["at"] for p in places], [(0, 50, 0), (50, 100, 0), (50, 50, 0)])
+        self.assert_points([p["point"] for p in places], [(0, 50, 0), (50, 100, 0), (50, 50, 0)])
         self.assertEqual(message["where"]["facet"], places[0]["facet"])
         self.assertEqual([p["facet"] for p in places], sorted(p["facet"] for p in places))
         for place in places:
-            x, y, z = place["at"]
+            x, y, z = place["point"]
             self.assertIn(f"facet {place['facet']} at X {x:g} Y {y:g} Z {z:g}", message["text"])
         self.assertNotIn("others", message["text"])
 
@@ -77,7 +77,7 @@ class Parts(CheckTest):
         # The two boxes share one upright edge: four facets stand on it.
         message, = self.finds("NON-MANIFOLD", "a.stl", binary_stl(BOX + box_facets((50, 50, 100), (100, 100, 0))))
         self.assertEqual(message["where"]["edges"], 1)
-        self.assertEqual([p["at"] for p in message["where"]["places"]], [[100, 100, 50]])
+        self.assertEqual([p["point"] for p in message["where"]["places"]], [[100, 100, 50]])
         # A turned facet has three edges in common with others that wind the other way.
         message, = self.finds("NON-MANIFOLD", "a.stl", binary_stl(turned(BOX[:1]) + BOX[1:]))
         self.assertEqual(message["where"]["edges"], 3)
@@ -86,7 +86,7 @@ class Parts(CheckTest):
         message, = self.finds("INVERTED", "a.stl", binary_stl(turned(BOX)))
         place, = message["where"]["places"]
         self.assertEqual(place["facet"], 0)
-        self.assert_points([place["at"]], [(100 / 3, 200 / 3, 0)])
+        self.assert_points([place["point"]], [(100 / 3, 200 / 3, 0)])
         # A cavity faces inward rightly.
         self.write("b.stl", binary_stl(HOLLOW))
         self.assertEqual(self.good("check", "b.stl", "--json").codes(), ["SEALED-VOID"])
@@ -95,7 +95,7 @@ class Parts(CheckTest):
         line = ((0.0, 0.0, 0.0), (100.0, 0.0, 0.0), (50.0, 0.0, 0.0))
         message, = self.finds("DEGENERATE", "a.stl", binary_stl(BOX + [line]))
         self.assertEqual(message["where"]["facets"], 1)
-        self.assertEqual(message["where"]["places"], [{"facet": 12, "at": [50, 0, 0]}])
+        self.assertEqual(message["where"]["places"], [{"facet": 12, "point": [50, 0, 0]}])
         self.assertIn("facet 12 at X 50 Y 0 Z 0 mm", message["text"])
 
     def test_too_big_for_the_vat(self):
