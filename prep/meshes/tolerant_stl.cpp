@@ -21,7 +21,6 @@ using trq::core::Error;
 using trq::core::ErrorCode;
 using trq::core::kStlHeaderSize;
 using trq::core::Mesh;
-using trq::core::Place;
 using trq::core::Result;
 
 constexpr size_t kSample = 1 << 16;
