@@ -56,7 +56,12 @@ double AreaOf(const Corners& facet);
 struct Box {
   Point min{1e300, 1e300, 1e300};
   Point max{-1e300, -1e300, -1e300};
-  void Add(const Point& point);
+  void Add(const Point& point) {
+    for (std::size_t i = 0; i < 3; ++i) {
+      if (point[i] < min[i]) min[i] = point[i];
+      if (point[i] > max[i]) max[i] = point[i];
+    }
+  }
   void Add(const Box& other);
   bool Empty() const { return !(min[0] <= max[0]); }
   Point Size() const { return {max[0] - min[0], max[1] - min[1], max[2] - min[2]}; }

@@ -63,13 +63,6 @@ double AreaOf(const Corners& facet) {
   return std::hypot(normal[0], normal[1], normal[2]) / 2;
 }
 
-void Box::Add(const Point& point) {
-  for (size_t i = 0; i < 3; ++i) {
-    if (point[i] < min[i]) min[i] = point[i];
-    if (point[i] > max[i]) max[i] = point[i];
-  }
-}
-
 void Box::Add(const Box& other) {
   if (other.Empty()) return;
   Add(other.min);
