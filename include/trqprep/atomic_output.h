@@ -8,10 +8,12 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "trq/core/bytes.h"
+#include "trqprep/folder_list.h"
 #include "trqprep/temporary_path.h"
 
 namespace trqprep {
@@ -59,14 +61,21 @@ class OutputFile : public Output {
   std::int64_t expected_size_ = -1;
 };
 
+/// Refuses to change a file in place that nobody may write, unless `force`: exit 4. The permissions count,
+/// not what the system lets root do in spite of them.
+void RequireEditable(const std::string& path, bool force);
+
 /// Writes a whole file in one step: OutputFile, Write, read back, Commit.
 void WriteOutputFile(const std::string& path, std::string_view bytes, bool replace);
 
-/// An output folder. Refuses an existing one unless `replace`; then the two are exchanged in one step and the
-/// old one is removed.
+/// An output folder. Refuses an existing one unless `replace`, and then too one that holds anything but what
+/// it lists as its own. The two are exchanged in one step, and what the old one lists is removed. What
+/// appeared in it meanwhile stays, in a folder `NAME.old`, and ends the command with exit 4.
 class OutputFolder : public Output {
  public:
-  OutputFolder(const std::string& path, bool replace);
+  /// Reads the list of a folder of the same kind; nothing when it is none.
+  using ListReader = std::function<std::optional<FolderList>(const std::string& folder)>;
+  OutputFolder(const std::string& path, bool replace, ListReader list_reader);
   /// `name` is a path below the folder.
   std::string PathOf(const std::string& name) const { return path() + "/" + name; }
   void MakeFolder(const std::string& name);
@@ -82,6 +91,11 @@ class OutputFolder : public Output {
   Written WriteFile(const std::string& name, const std::function<void(trq::core::ByteSink&)>& write);
   /// Flushes everything and gives the folder its final name. May be called once.
   void Commit();
+
+ private:
+  [[noreturn]] void FailLeftOver(const std::string& old) const;
+
+  ListReader list_reader_;
 };
 
 /// A private folder for fixed-name outputs and comparisons; removed with this object.
@@ -97,8 +111,14 @@ class TemporaryFolder {
 
 /// Names the descriptor that outputs called /dev/stdout are written to, when it is not 1; -1: there is none.
 void SetStandardOutput(int descriptor);
-/// True when the path names standard output (/dev/stdout, /dev/fd/1, /proc/self/fd/1).
+/// True when the path names standard output (-, /dev/stdout, /dev/fd/1, /proc/self/fd/1).
 bool NamesStandardOutput(const std::string& path);
+/// From now on an output that names standard output is refused with exit 2: a document goes there.
+void ReserveStandardOutput();
+/// Refuses such an output before there is anything to write.
+void RequireUnreserved(const std::string& path);
+/// True once an output was written there, which is to hold nothing else.
+bool StandardOutputHoldsOutput();
 
 /// Remembers the process's umask; called once before threads start.
 void RememberUmask();

@@ -1,6 +1,7 @@
 /// The build folder: what it holds and how it is written.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "trqprep/atomic_output.h"
@@ -41,6 +42,8 @@ std::string SumOf(Json document);
 
 /// Parses a JSON file of a folder, as an empty one when it cannot be read. Throws JsonMistake.
 Json ReadFolderJson(const std::string& path);
+/// What build.json of a folder lists, with itself; nothing when the folder is no build.
+std::optional<FolderList> FilesOfBuild(const std::string& folder);
 /// build.json of a folder. Exit 3 when it is none.
 Json ReadBuildDocument(const std::string& folder);
 

@@ -20,6 +20,10 @@ struct FileHead {
   bool is_folder = false;
 };
 
+/// Where the file that people name so can be opened, as often as wanted: `path` itself, but for - what
+/// standard input holds, which is read to its end the first time. Exit 3 when it cannot be.
+std::string ReadablePath(const std::string& path);
+
 /// Opens, checks that it is a regular file (or a folder, when allowed) and reads the head. Exit 3 otherwise.
 FileHead ReadFileHead(const std::string& path, bool folder_allowed = false);
 

@@ -61,7 +61,8 @@ std::vector<Message> CheckPieces(Observer& observer, Plate& plate);
 std::string PieceName(const Plate& plate, const Piece& piece);
 /// The last part of a path without its ending.
 std::string Stem(const std::string& path);
-/// The name made of the two, or `stem`-2, -3, ... and the ending when that is taken; it is taken now.
+/// The name made of the two, or `stem`-2, -3, ... and the ending when that is taken; it is taken now. Names
+/// that differ in upper and lower case only are one name: they would be one file on many systems.
 std::string FreshName(std::set<std::string>& taken, const std::string& stem, const std::string& ending = "");
 /// OVERLAP of two of the things that have these names, each preceded by `what`.
 Message OverlapFinding(const Overlap& overlap, const std::string& file, const std::string& what,

@@ -8,9 +8,9 @@
 
 namespace trqprep {
 
-/// What differs, all errors: VERIFY-FILE (missing, or not of the build), VERIFY-HASH (other bytes),
-/// VERIFY-COUNT (facets, pieces, boxes), STYLE-CRC, OUTSIDE-VAT, OVERLAP. Findings that the build was forced
-/// past are not repeated. Exit 3 for a folder that is no build.
+/// What differs: VERIFY-FOREIGN (a note: not of the build); and errors, VERIFY-FILE (missing), VERIFY-HASH
+/// (other bytes), VERIFY-COUNT (facets, pieces, boxes), STYLE-CRC, OUTSIDE-VAT, OVERLAP. Findings that the
+/// build was forced past are not repeated. Exit 3 for a folder that is no build.
 std::vector<Message> VerifyFolder(Observer& observer, const std::string& folder);
 
 /// OVERLAP and OUTSIDE-VAT of the pieces of a build folder, read from its meshes; also VERIFY-COUNT.

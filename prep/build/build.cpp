@@ -28,7 +28,7 @@ BuildReport CheckBuild(const Job& job, Observer& observer) {
 }
 
 BuildReport Build(const Job& job, const std::string& folder, bool replace, Observer& observer) {
-  OutputFolder output(folder, replace);
+  OutputFolder output(folder, replace, FilesOfBuild);
   BuildReport report = CheckBuild(job, observer);
   if (!report.placed() || report.outside || (report.wrong && !job.force_checks)) return report;
   WriteBuildFolder(observer, report.plate, *report.setup, report.findings, report.document, output);

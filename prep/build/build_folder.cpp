@@ -155,6 +155,29 @@ Json ReadFolderJson(const std::string& path) {
   return ParseJson(std::string(std::istreambuf_iterator<char>(stream), {}));
 }
 
+std::optional<FolderList> FilesOfBuild(const std::string& folder) {
+  const std::string path = folder + "/" + kBuildJson;
+  std::error_code error;
+  // A pipe would be waited for.
+  if (!std::filesystem::is_regular_file(path, error)) return std::nullopt;
+  FolderList list;
+  list.Add(kBuildJson);
+  try {
+    const Json document = ReadFolderJson(path);
+    // Whatever its version.
+    if (TextFromJson(document["schema"]).value_or("").rfind("trqprep.build-folder/", 0) != 0) {
+      return std::nullopt;
+    }
+    for (const Json& entry : document["files"]) {
+      const std::optional<std::string> name = TextFromJson(entry["file"]);
+      if (!name || !list.Add(*name)) return std::nullopt;
+    }
+  } catch (const JsonMistake&) {
+    return std::nullopt;
+  }
+  return list;
+}
+
 Json ReadBuildDocument(const std::string& folder) {
   const std::string path = folder + (folder.back() == '/' ? "" : "/") + kBuildJson;
   try {

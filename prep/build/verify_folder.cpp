@@ -23,32 +23,6 @@ namespace {
 // A vertex of a CTL file is snapped to a ten-thousandth.
 constexpr double kSnapped = 0.00011;
 
-// A name below the folder, and nothing beside it.
-bool StaysInside(const std::string& name) {
-  if (name.empty() || name[0] == '/') return false;
-  for (const std::string& piece : Split(name, '/')) {
-    if (piece == ".." || piece == "." || piece.empty()) return false;
-  }
-  return name.find('\0') == std::string::npos;
-}
-
-// The files below a folder. What an interrupted run left behind disturbs nothing.
-std::set<std::string> NamesIn(const std::string& folder) {
-  namespace fs = std::filesystem;
-  std::set<std::string> names;
-  const std::string root = folder + "/";
-  std::error_code error;
-  for (fs::recursive_directory_iterator at(root, error), end; !error && at != end; at.increment(error)) {
-    std::error_code unknown;
-    if (at->path().filename().string().rfind(".trqprep-", 0) == 0) {
-      at.disable_recursion_pending();
-    } else if (!fs::is_directory(at->symlink_status(unknown))) {
-      names.insert(at->path().string().substr(root.size()));
-    }
-  }
-  return names;
-}
-
 Message Difference(Code code, const std::string& path, const std::string& text) {
   return Message(code, path, text).Hint("build again with 'trqprep build build.toml'");
 }
@@ -75,7 +49,7 @@ class Described {
   // A name of a file of the folder; `what` is said to be malformed when it is none.
   std::string NameAt(const Json& entry, const char* key, const char* what) const {
     std::string name = TextAt(entry, key);
-    if (!StaysInside(name)) Invalid(what);
+    if (!FolderList().Add(name)) Invalid(what);
     return name;
   }
   double NumberAt(const Json& entry, const char* key) const {
@@ -128,13 +102,17 @@ void VerifyFiles(Observer& observer, const std::string& folder, const Json& docu
   const auto add = [&](Code code, const std::string& name, const char* text) {
     findings.push_back(Difference(code, described.PathOf(name), text));
   };
-  std::set<std::string> standing = NamesIn(folder);
-  standing.erase(kBuildJson);
+  FolderList list;
+  list.Add(kBuildJson);
   if (document["sum"] != SumOf(document)) add(Code::kVerifyHash, kBuildJson, "was changed");
   for (const Json& entry : described.List("files")) {
     const std::string name = described.NameAt(entry, "file", "files");
-    if (standing.erase(name) == 0) {
-      add(Code::kVerifyFile, name, "is missing");
+    list.Add(name);
+    std::error_code unknown;
+    const std::filesystem::file_status status =
+        std::filesystem::symlink_status(described.PathOf(name), unknown);
+    if (!std::filesystem::is_regular_file(status)) {
+      add(Code::kVerifyFile, name, std::filesystem::exists(status) ? "is no regular file" : "is missing");
       continue;
     }
     observer.Progress("verifying " + name, 0.2);
@@ -142,7 +120,10 @@ void VerifyFiles(Observer& observer, const std::string& folder, const Json& docu
       add(Code::kVerifyHash, name, "was changed");
     }
   }
-  for (const std::string& name : standing) add(Code::kVerifyFile, name, "is no file of this build");
+  for (const std::string& name : ForeignNames(folder, list)) {
+    findings.push_back(
+        Message(Code::kVerifyForeign, described.PathOf(name), "is not of this build").As(Severity::kNote));
+  }
   for (const Json& entry : described.List("styles")) {
     const std::string name = described.NameAt(entry, "file", "styles");
     const std::string path = described.PathOf(name);

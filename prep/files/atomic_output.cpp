@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "trqprep/message.h"
@@ -21,6 +22,8 @@ namespace {
 
 mode_t process_umask = 022;
 int standard_output = STDOUT_FILENO;
+bool standard_output_reserved = false;
+bool standard_output_holds_output = false;
 
 class Descriptor {
  public:
@@ -175,8 +178,18 @@ std::string PrivateParent() {
 void SetStandardOutput(int descriptor) { standard_output = descriptor; }
 
 bool NamesStandardOutput(const std::string& path) {
-  return path == "/dev/stdout" || path == "/dev/fd/1" || path == "/proc/self/fd/1";
+  return path == "-" || path == "/dev/stdout" || path == "/dev/fd/1" || path == "/proc/self/fd/1";
 }
+
+void ReserveStandardOutput() { standard_output_reserved = true; }
+
+void RequireUnreserved(const std::string& path) {
+  if (!standard_output_reserved || !NamesStandardOutput(path)) return;
+  FailUsage(path, "names standard output, which the document of --json takes",
+            "name a file, or leave --json away");
+}
+
+bool StandardOutputHoldsOutput() { return standard_output_holds_output; }
 
 void RememberUmask() {
   process_umask = umask(0);
@@ -232,6 +245,7 @@ OutputFile::OutputFile(const std::string& path, bool replace) : Output(path, rep
   target_ = FollowLinks(path, path);
   struct stat status {};
   if (NamesStandardOutput(target_)) {
+    RequireUnreserved(target_);
     special_ = true;
   } else if (stat(target_.c_str(), &status) == 0) {
     if (S_ISDIR(status.st_mode)) {
@@ -260,6 +274,7 @@ void OutputFile::Write(std::string_view bytes) {
 }
 
 void OutputFile::CopyToSpecial() {
+  if (NamesStandardOutput(target_)) standard_output_holds_output = true;
   Descriptor to(NamesStandardOutput(target_) ? dup(standard_output)
                                              : open(target_.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
   if (to.number() < 0) Require(errno);
@@ -286,6 +301,14 @@ void OutputFile::Commit() {
   TakeName(replace_);
 }
 
+void RequireEditable(const std::string& path, bool force) {
+  struct stat status {};
+  if (force || stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || (status.st_mode & 0222) != 0) {
+    return;
+  }
+  FailOutput(Code::kOutputReadOnly, path, "is read-only", "--force replaces it, or write a new file with -o");
+}
+
 void WriteOutputFile(const std::string& path, std::string_view bytes, bool replace) {
   OutputFile output(path, replace);
   output.Write(bytes);
@@ -295,7 +318,34 @@ void WriteOutputFile(const std::string& path, std::string_view bytes, bool repla
 
 // ---------------------------------------------------------------------------------------------------------
 
-OutputFolder::OutputFolder(const std::string& path, bool replace) : Output(path, replace, 0777) {
+namespace {
+
+// Whether the current folder is that one or lies below it.
+bool HoldsCurrentFolder(const struct stat& folder) {
+  struct stat here {
+  }, below{};
+  for (std::string path = "."; stat(path.c_str(), &here) == 0; path += "/..") {
+    if (here.st_dev == folder.st_dev && here.st_ino == folder.st_ino) return true;
+    if (here.st_dev == below.st_dev && here.st_ino == below.st_ino) return false;  // the root
+    below = here;
+  }
+  return false;
+}
+
+// "a, b, c and 2 more"
+std::string FirstOf(const std::vector<std::string>& names) {
+  constexpr size_t kShown = 3;
+  std::string text;
+  for (size_t i = 0; i < names.size() && i < kShown; ++i) text += (i == 0 ? "" : ", ") + names[i];
+  if (names.size() > kShown) text += fmt::format(" and {} more", names.size() - kShown);
+  return text;
+}
+
+}  // namespace
+
+OutputFolder::OutputFolder(const std::string& path, bool replace, ListReader list_reader)
+    : Output(path, replace, 0777), list_reader_(std::move(list_reader)) {
+  if (path == "-") FailUsage(path, "a folder cannot be written to standard output", "name a folder");
   target_ = WithoutLastSlashes(FollowLinks(WithoutLastSlashes(path), path));
   struct stat status {};
   if (stat(target_.c_str(), &status) == 0) {
@@ -303,10 +353,19 @@ OutputFolder::OutputFolder(const std::string& path, bool replace) : Output(path,
       FailOutput(Code::kOutputExists, given_, "exists and is no folder", "choose another name with -o");
     }
     if (!replace_) FailExists();
-    struct stat here {};
-    if (stat(".", &here) == 0 && here.st_dev == status.st_dev && here.st_ino == status.st_ino) {
-      FailOutput(Code::kOutputUnwritable, given_, "is the current folder",
+    if (HoldsCurrentFolder(status)) {
+      FailOutput(Code::kOutputUnwritable, given_, "is the current folder, or holds it",
                  "run from outside it, or choose another name with -o");
+    }
+    const std::optional<FolderList> list = list_reader_(target_);
+    const std::vector<std::string> foreign = ForeignNames(target_, list.value_or(FolderList()));
+    if (!foreign.empty()) {
+      Fail(ExitCode::kOutput, Message(Code::kOutputForeign, given_,
+                                      (list ? "is not replaced: besides its own files it holds "
+                                            : "is not replaced: it was not made by trqprep, and holds ") +
+                                          FirstOf(foreign))
+                                  .Hint("move away what is to be kept, or choose another name with -o")
+                                  .At({{"foreign", foreign.size()}, {"first", TextToJson(foreign.front())}}));
     }
     mode_ = status.st_mode & 07777;
   } else if (errno != ENOENT) {
@@ -356,11 +415,30 @@ void OutputFolder::Commit() {
     TakeName(false);
     return;
   }
+  // Read anew: another run may have replaced the folder meanwhile. Whatever else came stays, by name.
+  const FolderList list = list_reader_(target_).value_or(FolderList());
+  const std::string old = path();
   if (renameat2(AT_FDCWD, path().c_str(), AT_FDCWD, target_.c_str(), RENAME_EXCHANGE) != 0) {
     Require(errno, "cannot be exchanged with the finished folder");
   }
+  temporary_.Release();  // the old folder stands under the temporary name now
   Flush(FolderOf(target_));
-  temporary_.Remove();  // the old folder stands under the temporary name now
+  if (!RemoveListed(old, list)) FailLeftOver(old);
+}
+
+void OutputFolder::FailLeftOver(const std::string& old) const {
+  std::string kept = target_ + ".old";
+  int error = Rename(old, kept, false);
+  for (int number = 2; error == EEXIST; ++number) {
+    kept = fmt::format("{}.old-{}", target_, number);
+    error = Rename(old, kept, false);
+  }
+  if (error != 0) kept = old;
+  FailOutput(
+      Code::kOutputLeft, given_,
+      fmt::format("is complete, but the folder that it replaced could not be removed whole: {} holds {}",
+                  kept, FirstOf(ForeignNames(kept, FolderList()))),
+      "look what is to be kept, and remove that folder");
 }
 
 // ---------------------------------------------------------------------------------------------------------

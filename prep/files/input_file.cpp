@@ -1,10 +1,15 @@
 #include "trqprep/input_file.h"
 
+#include <fcntl.h>
+#include <fmt/format.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <vector>
 
+#include "trqprep/atomic_output.h"
 #include "trqprep/message.h"
 
 namespace trqprep {
@@ -16,12 +21,32 @@ using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
   FailInput(Code::kInputUnreadable, path, SystemText(errno));
 }
 
+/// Copies standard input into a file without a name, which goes with the process, and returns its descriptor.
+int KeepStandardInput() {
+  const TemporaryFolder folder;
+  const int file = open(folder.PathOf("input").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (file < 0) FailToRead("-");
+  std::vector<char> block(1 << 16);
+  for (;;) {
+    const ssize_t size = read(STDIN_FILENO, block.data(), block.size());
+    if (size == 0) return file;
+    if (size < 0 && errno == EINTR) continue;
+    if (size < 0) FailToRead("-");
+    for (ssize_t at = 0; at < size;) {
+      const ssize_t written = write(file, block.data() + at, size_t(size - at));
+      if (written < 0 && errno != EINTR) FailToRead("-");
+      at += std::max<ssize_t>(written, 0);
+    }
+  }
+}
+
 /// Fills `head` and returns the open file, at its start; null for a folder.
 File OpenWithHead(const std::string& path, bool folder_allowed, FileHead& head) {
   File file(nullptr, std::fclose);
   head.path = path;
   struct stat status {};
-  if (stat(path.c_str(), &status) != 0) {
+  const std::string readable = ReadablePath(path);
+  if (stat(readable.c_str(), &status) != 0) {
     if (errno == ENOENT || errno == ENOTDIR) {
       FailInput(Code::kInputMissing, path, "there is no such file",
                 "is the name spelled right, seen from the current folder?");
@@ -34,10 +59,11 @@ File OpenWithHead(const std::string& path, bool folder_allowed, FileHead& head) 
     FailInput(Code::kInputFolder, path, "is a folder", "name the files inside it");
   }
   if (!S_ISREG(status.st_mode)) {
-    FailInput(Code::kInputSpecial, path, "is no regular file", "copy it to a file first");
+    FailInput(Code::kInputSpecial, path, "is no regular file",
+              "copy it to a file first, or name - and let standard input come from it");
   }
   head.size = uint64_t(status.st_size);
-  file.reset(std::fopen(path.c_str(), "rb"));
+  file.reset(std::fopen(readable.c_str(), "rb"));
   if (!file) FailToRead(path);
   head.head.resize(4096);
   head.head.resize(std::fread(head.head.data(), 1, head.head.size(), file.get()));
@@ -47,6 +73,12 @@ File OpenWithHead(const std::string& path, bool folder_allowed, FileHead& head) 
 }
 
 }  // namespace
+
+std::string ReadablePath(const std::string& path) {
+  if (path != "-") return path;
+  static const int kept = KeepStandardInput();
+  return fmt::format("/proc/self/fd/{}", kept);
+}
 
 FileHead ReadFileHead(const std::string& path, bool folder_allowed) {
   FileHead head;

@@ -141,7 +141,7 @@ std::string Stem(const std::string& path) {
 
 std::string FreshName(std::set<std::string>& taken, const std::string& stem, const std::string& ending) {
   std::string name = stem + ending;
-  for (int number = 2; !taken.insert(name).second; ++number) {
+  for (int number = 2; !taken.insert(Lower(name)).second; ++number) {
     name = fmt::format("{}-{}{}", stem, number, ending);
   }
   return name;

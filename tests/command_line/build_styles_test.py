@@ -472,9 +472,24 @@ class Verify(BuildTest):
         return result
 
     def test_a_fresh_build(self):
+        self.assertEqual(self.good("verify", "out", "--strict", "--json").codes(), [])
+
+    def test_what_is_not_of_the_build(self):
+        for folder in ("out", "out/meshes"):
+            for name in (".DS_Store", "Thumbs.db", "desktop.ini"):
+                self.write(f"{folder}/{name}", "x")
+        self.assertEqual(self.good("verify", "out", "--strict", "--json").codes(), [])
+        self.write("out/parts/more.stl", "x")
         self.path("out/.trqprep-left").mkdir()
         self.write("out/.trqprep-left/file", "left over")
-        self.assertEqual(self.good("verify", "out", "--json").codes(), [])
+        messages = self.good("verify", "out", "--json").document()["messages"]
+        self.assertEqual([(m["code"], m["severity"], m["file"]) for m in messages],
+                         [("VERIFY-FOREIGN", "note", "out/.trqprep-left/"),
+                          ("VERIFY-FOREIGN", "note", "out/parts/more.stl")])
+        self.assertIn("out: everything is as it was built\n", self.good("verify", "out").out.decode())
+        result = self.fails(NO, "verify", "out", "--strict", "--json")
+        self.assertEqual(result.document()["data"]["folders"], [{"folder": "out", "differences": 2}])
+        self.assertEqual({m["severity"] for m in result.document()["messages"]}, {"error"})
 
     def test_every_changed_file_is_found(self):
         for path in sorted(self.path("out").rglob("*")):
@@ -487,12 +502,13 @@ class Verify(BuildTest):
                 path.write_bytes(whole)
         self.good("verify", "out")
 
-    def test_a_missing_and_an_added_file(self):
+    def test_a_missing_file(self):
         self.path("out/plate.svg").unlink()
-        self.write("out/parts/more.stl", "x")
+        whole = self.path("out/plate.stl").rename(self.path("plate.stl"))
+        self.path("out/plate.stl").symlink_to(whole)
         result = self.differs("VERIFY-FILE")
-        self.assertEqual(sorted(m["file"] for m in result.document()["messages"]),
-                         ["out/parts/more.stl", "out/plate.svg"])
+        self.assertEqual(sorted((m["file"], m["text"]) for m in result.document()["messages"]),
+                         [("out/plate.stl", "is no regular file"), ("out/plate.svg", "is missing")])
 
     def test_a_changed_build_json(self):
         document = self.document()

@@ -162,6 +162,7 @@ class Workshop:
         if writer.is_folder:
             output.mkdir()
             (output / "precious").write_text("old")
+            (output / "build.json").write_text('{"schema": "trqprep.build-folder/1", "files": [{"file": "precious"}]}')
         elif not writer.in_place:
             output.write_text("old")
         return snapshot(output)

@@ -66,7 +66,10 @@ void AddBuild(CommandTree& tree) {
       "its side file), plate.svg (the view from above), parts/ and styles/ (the inputs), build.json "
       "(what was built, with the sums of all files), checks.json (what was found) and build.toml, the "
       "job file: 'trqprep build out/build.toml -o again' gives the same bytes from any folder. The plate "
-      "is in --units.",
+      "is in --units.\n\n"
+      "--force replaces an empty folder, or a build folder that holds nothing but the build: what "
+      "build.json lists is removed, one by one. A folder that holds anything else is refused with exit 4 "
+      "and the names. What appears in it during the build stays in a folder whose name is printed.",
       {"trqprep build bracket.stl spur_gear.stl,copies=3 -o out",
        "trqprep build bracket.stl --part spur_gear.stl,copies=6,rotate-z=15 --vat 250x250x250mm --seed 1 "
        "-o plate-1 --json"});

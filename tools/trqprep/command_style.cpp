@@ -3,6 +3,7 @@
 
 #include "commands.h"
 #include "style_verbs.h"
+#include "trqprep/atomic_output.h"
 #include "trqprep/glob.h"
 #include "trqprep/suggestions.h"
 
@@ -97,6 +98,8 @@ void AddEditOptions(Command& command, EditOptions& options) {
 ExitCode FinishEdit(Context& context, const StyleFile& file, const StyleDocument& edited,
                     const EditOptions& options) {
   const std::vector<StyleDifference> differences = Compare(file.style, edited);
+  // What came from standard input goes to standard output, changed or not.
+  const bool piped = options.output.empty() && file.path == "-";
   const bool in_place = options.output.empty();
   const std::string& target = in_place ? file.path : options.output;
   context.State({{"file", TextToJson(file.path)},
@@ -117,7 +120,8 @@ ExitCode FinishEdit(Context& context, const StyleFile& file, const StyleDocument
   TellDifferences(context, differences);
   const bool same = differences.empty() && edited.layout == file.layout;
   if (same) context.Tell("nothing to change\n");
-  if (options.dry_run || (same && in_place)) return ExitCode::kDone;
+  if (options.dry_run || (same && in_place && !piped)) return ExitCode::kDone;
+  if (in_place) RequireEditable(target, context.options.force);
   WriteStyle(edited, target, in_place || context.options.force);
   context.State({{"output", TextToJson(target)}});
   return ExitCode::kDone;

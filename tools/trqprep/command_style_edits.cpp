@@ -2,8 +2,6 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <iostream>
-#include <iterator>
 #include <limits>
 
 #include "style_verbs.h"
@@ -232,11 +230,6 @@ ExitCode Copy(Context& context, const CopyOptions& options, StyleKind kind) {
 
 // --- import ------------------------------------------------------------------------------------------------
 
-std::string ReadJsonText(const std::string& path) {
-  if (path != "-") return ReadWholeFile(path);
-  return {std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
-}
-
 struct ImportOptions {
   std::string path, output;
 };
@@ -245,7 +238,7 @@ ExitCode Import(Context& context, const ImportOptions& options, StyleKind kind) 
   const auto& [path, output] = options;
   Json json;
   try {
-    json = ParseJson(ReadJsonText(path));
+    json = ParseJson(ReadWholeFile(path));
   } catch (const JsonMistake& mistake) {
     Message message(Code::kStyleJson, path, mistake.text);
     if (mistake.byte) message.At({{"byte", *mistake.byte}});
@@ -312,6 +305,7 @@ ExitCode Upgrade(Context& context, const UpgradeOptions& options, StyleKind kind
     context.Warn(ChangeMessage(Code::kStyleLost, options.file, entry).At({{"byte", entry.offset}}));
   }
   const ExitCode exit = FinishEdit(context, file, upgraded, options);
+  if (exit != ExitCode::kDone) return exit;
   context.State(
       {{"layout_before", StyleLayoutName(file.layout)}, {"layout", StyleLayoutName(upgraded.layout)}});
   if (file.layout != upgraded.layout) context.Tell("layout {layout_before} -> {layout}\n");
@@ -365,6 +359,7 @@ ExitCode ConvertFile(Context& context, const UnitsOptions& options, StyleKind ki
   if (kind == StyleKind::kRecoat && edited.layout == StyleLayout::k301) left.push_back("layer_thickness");
   if (unnamed) left.push_back("the records without a name");
   const ExitCode exit = FinishEdit(context, file, edited, options);
+  if (exit != ExitCode::kDone) return exit;
   context.State({{"from", from}, {"to", options.to}, {"left_alone", left}});
   left.push_back("whole numbers, angles, powers and resin constants");
   for (const std::string& name : left) context.text += "left alone: " + name + "\n";
@@ -446,6 +441,7 @@ ExitCode Sweeps(Context& context, const SweepsOptions& options) {
   if (edits) {
     edited.CountSweeps(chosen);
     exit = FinishEdit(context, file, edited, options);
+    if (exit != ExitCode::kDone) return exit;
     context.text.clear();  // the lists as they are now say it better
   }
   context.State({{"file", TextToJson(options.file)}, {"sweeps", StyleToJson(edited)["sweeps"]}});

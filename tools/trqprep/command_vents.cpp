@@ -138,6 +138,7 @@ ExitCode List(Context& context, const Options& options) {
 void Save(Context& context, const Options& options, const VentsFile& file) {
   const bool in_place = options.output.empty();
   const std::string& path = in_place ? file.path : options.output;
+  if (in_place) RequireEditable(path, context.options.force);
   WriteOutputFile(path, file.Text(), in_place || context.options.force);
   context.State({{"output", TextToJson(path)}});
 }

@@ -4,19 +4,28 @@
 namespace trqprep {
 namespace {
 
-ExitCode Run(Context& context, const std::vector<std::string>& folders) {
+struct Options {
+  std::vector<std::string> folders;
+  bool strict = false;
+};
+
+ExitCode Run(Context& context, const Options& options) {
   ExitCode exit = ExitCode::kDone;
   context.data["folders"] = Json::array();
-  for (std::string folder : folders) {
+  for (std::string folder : options.folders) {
     while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
-    const std::vector<Message> findings = VerifyFolder(context, folder);
-    for (const Message& finding : findings) context.Error(finding);
-    const Json row{{"folder", TextToJson(folder)}, {"differences", findings.size()}};
+    size_t differences = 0;
+    for (Message& finding : VerifyFolder(context, folder)) {
+      if (options.strict) finding.As(Severity::kError);
+      differences += finding.severity == Severity::kError ? 1 : 0;
+      context.Say(finding);
+    }
+    const Json row{{"folder", TextToJson(folder)}, {"differences", differences}};
     context.data["folders"].push_back(row);
-    context.Tell(findings.empty() ? "{folder}: everything is as it was built\n"
+    context.Tell(differences == 0 ? "{folder}: everything is as it was built\n"
                                   : "{folder}: differences {differences}\n",
                  row);
-    if (!findings.empty()) exit = ExitCode::kNo;
+    if (differences != 0) exit = ExitCode::kNo;
   }
   return exit;
 }
@@ -26,12 +35,14 @@ ExitCode Run(Context& context, const std::vector<std::string>& folders) {
 void AddVerify(CommandTree& tree) {
   Command& command = tree.Add(
       "verify", "Make sure that a build folder is as it was built",
-      "Re-reads everything in a build folder: the sums of all files against build.json, missing and "
-      "added files, the checksums of the styles, facets and places of the pieces, overlaps. Ends with 1 "
-      "when anything differs.",
+      "Re-reads everything in a build folder: the sums of all files against build.json, missing "
+      "files, the checksums of the styles, facets and places of the pieces, overlaps. Ends with 1 when "
+      "anything differs. Files that are not of the build are named, and end it with 1 under --strict only; "
+      "what file managers leave behind (.DS_Store, Thumbs.db, desktop.ini) does not count.",
       {"trqprep build bracket.stl -o out && trqprep verify out", "trqprep verify out --json"});
-  auto& folders = command.Runs(Run);
-  command.Arguments("FOLDER", folders, "Build folders").Type("FOLDER");
+  auto& options = command.Runs(Run);
+  command.Arguments("FOLDER", options.folders, "Build folders").Type("FOLDER");
+  command.Flag("--strict", options.strict, "End with 1 for files that are not of the build, too");
 }
 
 }  // namespace trqprep

@@ -40,7 +40,7 @@ bool IgnoreBox(const std::string&, void*) { return true; }
 void ReadStyle(Context& context, const std::string& path, KVBUILDSTYLE& style) {
   ReadFileHead(path);
   context.box_filter = IgnoreBox;  // the message below says the same
-  const int code = style.readBuildStyle(path);
+  const int code = style.readBuildStyle(ReadablePath(path));
   context.box_filter = nullptr;
   style.closeBuildStyleFile();
   if (code != trq::style_file::kOk) {

@@ -121,7 +121,9 @@ int Finish(Context& context, const std::string& schema, ExitCode exit) {
     const auto hold = HoldTemporaryPaths();
     last_words.said = true;
   }
-  if (const int error = WriteStandardOutput(result); error != 0) {
+  if (StandardOutputHoldsOutput()) {
+    WriteErrorStream(result);
+  } else if (const int error = WriteStandardOutput(result); error != 0) {
     context.Error(Message(Code::kOutputUnwritable, "standard output", SystemText(error)));
     if (exit == ExitCode::kDone || exit == ExitCode::kNo) exit = ExitCode::kOutput;
   }
@@ -197,7 +199,10 @@ std::string KeepBracketedFile(const std::string& argument) {
 std::string ResultOf(const CLI::App& app) {
   for (const char* name : {"--output", "--svg"}) {
     const CLI::Option* option = app.get_option_no_throw(name);
-    if (option && option->count() > 0) return option->results().front();
+    if (option && option->count() > 0) {
+      RequireUnreserved(option->results().front());
+      return option->results().front();
+    }
   }
   for (const CLI::Option* option : app.get_options()) {
     if (option->get_positional() && option->count() > 0) return option->results().front();
@@ -270,6 +275,7 @@ ExitCode Run(Context& context, const CommandList& commands, int argc, char** arg
         "", app.get_parent() ? "'" + PathOf(app) + "' needs a verb" : std::string("no command given"),
         app.get_parent() ? "one of " + fmt::format("{}", fmt::join(CommandNames(app), ", ")) : HelpHint(app));
   }
+  if (context.options.json) ReserveStandardOutput();
   context.result = ResultOf(app);
   const MessageBoxes boxes(context);
   return command->run(context);
@@ -296,6 +302,7 @@ int RunCommandLine(const CommandList& commands, int argc, char** argv) {
     } catch (Failure& failure) {
       NameResult(context, failure);
       exit = failure.exit;
+      if (exit == ExitCode::kOutput) context.text.clear();  // it tells of what was not done
       context.Say(failure.message);
     } catch (const std::bad_alloc&) {
       context.Error(Message(Code::kNoMemory, context.current_file, "there is not enough memory for this"));

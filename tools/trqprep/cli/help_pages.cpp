@@ -119,7 +119,7 @@ constexpr ExitRow kExitRows[] = {
     {ExitCode::kNo, "the answer is no (a check, a difference, a failed verification)"},
     {ExitCode::kUsage, "the command line makes no sense"},
     {ExitCode::kInput, "an input is missing or malformed"},
-    {ExitCode::kOutput, "an output was not written"},
+    {ExitCode::kOutput, "an output was not written, or the old one not wholly removed"},
     {ExitCode::kNoPlacement, "no placement exists"},
     {ExitCode::kInternal, "internal error, or no memory left"},
     {ExitCode::kInterrupted, "interrupted"},
@@ -128,7 +128,9 @@ constexpr ExitRow kExitRows[] = {
 constexpr const char* kSummary = "Build preparation for stereolithography";
 constexpr const char* kStreams =
     "Standard output carries the result and nothing else; messages and progress go to the error stream. "
-    "With --json every command prints exactly one JSON document, on failure too.";
+    "With --json every command prints exactly one JSON document, on failure too. The name - is standard "
+    "input for a file that is read and standard output for one that is written; what there is to say about "
+    "the output then goes to the error stream, and --json does not go with it. A file named - is ./-.";
 constexpr const char* kLengths =
     "A length may carry its unit (250mm, 9.8in); --units mm or --units in says what bare lengths and STL "
     "files are in (default mm).";

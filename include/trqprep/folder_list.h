@@ -1,0 +1,31 @@
+/// What a folder of this tool's lists as its own, and what else stands in it.
+#pragma once
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace trqprep {
+
+/// The files that a folder lists as its own, by folder.
+struct FolderList {
+  std::set<std::string> files;                ///< names, without '/'
+  std::map<std::string, FolderList> folders;  ///< each holds a listed file, at whatever depth
+
+  /// Adds a file, such as "meshes/gear-1.ctl". False, and nothing changed, for a name that is empty,
+  /// absolute, or has an empty piece or one of periods that leads out of it.
+  bool Add(const std::string& name);
+};
+
+/// What stands in the folder and is not on the list, sorted: a path below the folder, with '/' behind it for
+/// a folder, whose own content is not named. What file managers leave behind (.DS_Store, Thumbs.db,
+/// desktop.ini) counts as listed. A link counts as itself: one under the name of a listed file is listed, one
+/// that stands for a folder is not. A folder that cannot be read is named as a whole.
+std::vector<std::string> ForeignNames(const std::string& folder, const FolderList& list);
+
+/// Removes what is on the list and what file managers leave behind, one by one, following no link, and every
+/// folder that is empty then. Takes no memory. True when the folder is gone.
+bool RemoveListed(const std::string& folder, const FolderList& list);
+
+}  // namespace trqprep
