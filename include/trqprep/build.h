@@ -20,8 +20,10 @@ struct BuildReport {
   std::vector<BuildFinding> findings;  ///< of parts, plate, styles and stacks, in this order
   bool wrong = false;                  ///< an error is among the findings
   bool outside = false;                ///< a piece lies outside the vat, which no machine can build
+  bool machine_chosen = false;         ///< the machine is the one that the styles agree on
   bool written = false;                ///< the folder stands
-  Json document;                       ///< what build.json says, without its files when nothing was written
+  bool forced() const { return written && wrong; }
+  Json document;  ///< what build.json says, without its files when nothing was written
 
   bool placed() const { return setup != nullptr; }
 };

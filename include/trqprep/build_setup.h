@@ -78,6 +78,8 @@ std::string PartFileName(const PlatePart& part);
 
 /// Reads the styles of a placed plate, checks parts and styles, and stacks the styles. Exit 3 for a file that
 /// is no style. Says what it finds.
-std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, const Plate& plate);
+/// A job that wants the machine of its styles gets the one that all of the 301 layout agree on; where they do
+/// not agree, MACHINE-MISMATCH is an error and the wish stays.
+std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, Plate& plate);
 
 }  // namespace trqprep

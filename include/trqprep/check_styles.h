@@ -15,10 +15,15 @@ namespace trqprep {
 struct StyleSurroundings {
   Units units = Units::kMillimetre;
   std::optional<int> machine;  ///< not tested when not known
+  bool of_build = false;       ///< of a build or job, where another unit is an error
 };
 
-/// STYLE-CRC, STYLE-RANGE, STYLE-UNITS-MIX, MACHINE-MISMATCH and SWEEP-COUNT of a style file.
+/// STYLE-CRC, STYLE-RANGE, STYLE-THICKNESS, STYLE-UNITS-MIX, MACHINE-MISMATCH and SWEEP-COUNT of a style
+/// file.
 std::vector<Message> CheckStyle(const StyleFile& file, const StyleSurroundings& surroundings);
+
+/// STYLE-RANGE and STYLE-THICKNESS of the values that the style would have in place of those of the file.
+std::vector<Message> CheckStyleValues(const StyleFile& file, const StyleDocument& style);
 
 constexpr Code kStyleDamage = Code::kStyleCrc;
 /// STYLE-CRC with that text.

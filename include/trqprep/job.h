@@ -8,6 +8,7 @@
 #include <variant>
 #include <vector>
 
+#include "trqprep/message.h"
 #include "trqprep/quantities.h"
 
 namespace trqprep {
@@ -37,6 +38,14 @@ struct PartRequest {
 /// longest beginning that names one is the file. Exit 2 for a key or value that is none.
 PartRequest ParsePart(const std::string& text);
 
+/// What becomes of a part whose lowest point is below Z = 0.
+enum class Floor { kLift, kKeep };
+/// "lift" or "keep".
+const char* FloorName(Floor floor);
+
+/// The code that a text names, in any case. Exit 2 when there is none.
+Code ParseCode(const std::string& text);
+
 struct Job {
   std::vector<PartRequest> parts;
   Units units = Units::kMillimetre;  ///< of the plate and everything said about it
@@ -45,6 +54,7 @@ struct Job {
   std::int64_t rotations = 24;
   std::int64_t seed = 1;
   bool drop = false;
+  Floor floor = Floor::kLift;
   bool accept_partial = false;  ///< of the parts
 
   // Of builds only.
@@ -54,9 +64,17 @@ struct Job {
   std::string style_root;      ///< where styles lie in folders a machine type; may be empty
   std::optional<Length> z_spacing;
   bool force_checks = false;
+  bool machine_of_styles = false;  ///< without `machine`: the one that all styles agree on
+  bool strict = false;             ///< warnings are errors
+  std::vector<Code> allow;         ///< but for these
+
+  std::string file;  ///< the job file; empty: of a command line
 
   std::array<double, 3> VatIn(Units wanted) const;
 };
+
+/// Lets a message of a missing file say that the names in a job file are seen from its folder.
+void TellFolder(const Job& job, Message& message);
 
 /// A whole number of a job or part, and its bounds.
 template <class Owner>
@@ -68,10 +86,11 @@ struct WholeMember {
 
 /// Where a field's value goes; the type says how it is read and written.
 template <class Owner>
-using FieldMember = std::variant<WholeMember<Owner>, bool Owner::*, double Owner::*, std::string Owner::*,
-                                 std::optional<Length> Owner::*, std::array<Length, 3> Owner::*,
-                                 Units Owner::*, std::optional<int> Owner::*,
-                                 std::vector<StyleRequest> Owner::*, std::vector<PartRequest> Owner::*>;
+using FieldMember =
+    std::variant<WholeMember<Owner>, bool Owner::*, double Owner::*, std::string Owner::*,
+                 std::optional<Length> Owner::*, std::array<Length, 3> Owner::*, Units Owner::*,
+                 Floor Owner::*, std::vector<Code> Owner::*, std::optional<int> Owner::*,
+                 std::vector<StyleRequest> Owner::*, std::vector<PartRequest> Owner::*>;
 
 /// One field of a job, or of a part: all that job files, command lines, help and reports know of it.
 template <class Owner>

@@ -45,6 +45,11 @@ class Observer {
 
   /// The file in hand, named in messages that come from the library's message boxes.
   std::string current_file;
+  /// Warnings are errors, but for those with an allowed code.
+  bool strict = false;
+  std::vector<Code> allowed;
+  /// The message with the severity that it is said with.
+  Message Judged(Message message) const;
   /// Sees every message box first; true when it dealt with an OK box itself.
   bool (*box_filter)(const std::string& text, void* user) = nullptr;
   void* box_user = nullptr;

@@ -57,6 +57,16 @@ bool PlacePieces(Observer& observer, Plate& plate);
 /// above: OUTSIDE-VAT and OVERLAP, all errors. Measures the smallest distance.
 std::vector<Message> CheckPieces(Observer& observer, Plate& plate);
 
+/// True for a part that is moved up to Z = 0: its lowest point (in `units`) is below it by more than a
+/// contact.
+bool IsLifted(double lowest, Units units, Floor floor);
+/// FLOOR-LIFTED or FLOATING of a part with that lowest point, in `units`; nothing of one that is dropped.
+std::optional<Message> FloorFinding(const std::string& file, double lowest, const Job& job);
+
+/// What a piece was turned by in all, in degrees from 0 to below 360: its part's own turn and the
+/// placement's.
+double TurnOf(const Plate& plate, const Piece& piece);
+
 /// "gear-2"
 std::string PieceName(const Plate& plate, const Piece& piece);
 /// The last part of a path without its ending.

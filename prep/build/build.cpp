@@ -4,8 +4,11 @@
 
 namespace trqprep {
 
-BuildReport CheckBuild(const Job& job, Observer& observer) {
+namespace {
+
+BuildReport Checked(const Job& job, Observer& observer) {
   BuildReport report;
+  const size_t said = observer.messages().size();
   Plate& plate = report.plate;
   std::vector<BuildFinding>& findings = report.findings;
   plate = LoadPlate(observer, job);
@@ -23,8 +26,25 @@ BuildReport CheckBuild(const Job& job, Observer& observer) {
   report.wrong = std::any_of(findings.begin(), findings.end(), [](const BuildFinding& finding) {
     return finding.message.severity == Severity::kError;
   });
+  for (size_t i = said; i < observer.messages().size(); ++i) {
+    report.wrong = report.wrong || observer.messages()[i].severity == Severity::kError;
+  }
+  report.machine_chosen = !job.machine && plate.job.machine;
   report.document = BuildDocument(plate, *report.setup);
   return report;
+}
+
+}  // namespace
+
+BuildReport CheckBuild(const Job& job, Observer& observer) {
+  observer.strict = observer.strict || job.strict;
+  observer.allowed.insert(observer.allowed.end(), job.allow.begin(), job.allow.end());
+  try {
+    return Checked(job, observer);
+  } catch (Failure& failure) {
+    TellFolder(job, failure.message);
+    throw;
+  }
 }
 
 BuildReport Build(const Job& job, const std::string& folder, bool replace, Observer& observer) {

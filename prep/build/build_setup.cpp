@@ -76,6 +76,52 @@ std::vector<StyleBand> Bands(const std::vector<StackedStyle>& stack) {
   return bands;
 }
 
+StyleFile ReadStyle(const std::string& path, StyleKind kind) {
+  std::optional<StyleFile> file = ExamineStyle(path, ReadWholeFile(path), kind);
+  if (!file || file->kind != kind) {
+    FailInput(file ? Code::kStyleKind : Code::kStyleUnknown, path,
+              fmt::format("is no {}", StyleKindName(kind)), "'trqprep info' tells what a file holds");
+  }
+  if (!file->complete) {
+    Fail(ExitCode::kInput, StyleIsShort(*file).Hint("copy the file again from where it came"));
+  }
+  return *std::move(file);
+}
+
+void TakeMachineOfStyles(Job& job, std::vector<BuildFinding>& findings) {
+  std::string first;  // of the styles that say what they are for
+  std::set<std::string> seen;
+  std::optional<int> agreed;
+  bool differ = false;
+  const auto ask = [&](const std::vector<StyleRequest>& styles, StyleKind kind) {
+    for (const StyleRequest& request : styles) {
+      if (!seen.insert(request.path).second) continue;
+      const StyleFile file = ReadStyle(request.path, kind);
+      if (file.layout != StyleLayout::k301) continue;
+      const int32_t type = file.style.FindWord("machine_type")->number.AsInt();
+      if (!agreed) {
+        agreed = type;
+        first = request.path;
+      } else if (type != *agreed && !differ) {
+        differ = true;
+        Message mismatch(Code::kMachineMismatch, request.path,
+                         fmt::format("is for {} ({}), {} is for {} ({})", MachineName(type), type, first,
+                                     MachineName(*agreed), *agreed));
+        findings.push_back({mismatch.Hint("choose styles of one machine, or name it with --machine")
+                                .At({{"machine_type", type}}),
+                            ""});
+      }
+    }
+  };
+  ask(job.styles, StyleKind::kBuild);
+  for (const PartRequest& part : job.parts) ask(part.styles, StyleKind::kBuild);
+  ask(job.recoats, StyleKind::kRecoat);
+  if (differ) return;
+  job.machine_of_styles = false;
+  // A machine without name could not stand in a job file.
+  if (agreed && FindMachineByName(MachineName(*agreed))) job.machine = agreed;
+}
+
 // Reads, names and stacks styles.
 class Stacker {
  public:
@@ -94,15 +140,7 @@ class Stacker {
     }
     BuildStyleFile style;
     style.given = path;
-    std::optional<StyleFile> file = ExamineStyle(path, ReadWholeFile(path), kind);
-    if (!file || file->kind != kind) {
-      FailInput(file ? Code::kStyleKind : Code::kStyleUnknown, path,
-                fmt::format("is no {}", StyleKindName(kind)), "'trqprep info' tells what a file holds");
-    }
-    if (!file->complete) {
-      Fail(ExitCode::kInput, StyleIsShort(*file).Hint("copy the file again from where it came"));
-    }
-    style.file = *std::move(file);
+    style.file = ReadStyle(path, kind);
     style.name = FreshName(names_, fmt::format("{}/{}", kStyleFolder, Stem(path)),
                            kind == StyleKind::kBuild ? ".sty" : ".rcs");
     // Written and read once more, so that the file and its table are what the next reader will see.
@@ -114,7 +152,7 @@ class Stacker {
     } else {
       StoreDocument(again, style.recoat);
     }
-    std::vector<Message> findings = CheckStyle(style.file, {plate_.job.units, plate_.job.machine});
+    std::vector<Message> findings = CheckStyle(style.file, {plate_.job.units, plate_.job.machine, true});
     if (!request.damage.empty() && style.file.crc_valid()) {
       findings.insert(findings.begin(), StyleDamage(path, request.damage));
     }
@@ -221,9 +259,10 @@ std::string PartFileName(const PlatePart& part) {
                      std::filesystem::path(part.request.path).extension().string());
 }
 
-std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, const Plate& plate) {
+std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, Plate& plate) {
   auto setup = std::make_unique<BuildSetup>();
   const Job& job = plate.job;
+  if (job.machine_of_styles && !job.machine) TakeMachineOfStyles(plate.job, setup->findings);
   Stacker stacker(plate, *setup);
   setup->parts.resize(plate.parts.size());
 
@@ -252,7 +291,15 @@ std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, const Plate& plate) {
     stacker.Add(CheckStack(stack, part.bottom, part.top, job.units, file, subject), name);
     stacker.Add(CheckThickness(stack, recoat, job.units, file, subject), name);
   }
-  for (const BuildFinding& finding : setup->findings) observer.Say(finding.message);
+  if (job.recoats.empty() && !setup->styles.empty()) {
+    stacker.Add({Finding(Code::kNoRecoat, "", "the build has build styles and no recoat style")
+                     .Hint("name one with --recoat FILE")},
+                "");
+  }
+  for (BuildFinding& finding : setup->findings) {
+    finding.message = observer.Judged(finding.message);
+    observer.Say(finding.message);
+  }
   for (const Piece& piece : plate.pieces) {
     float matrix[4][4];
     Narrow(piece.matrix, matrix);

@@ -29,7 +29,9 @@ std::string UnitsOfText(const std::string& text) {
 class StyleRules {
  public:
   StyleRules(const StyleFile& file, std::vector<Message>& findings)
-      : file_(file), style_(AsRead(file)), findings_(findings) {}
+      : StyleRules(file, AsRead(file), findings) {}
+  StyleRules(const StyleFile& file, StyleDocument style, std::vector<Message>& findings)
+      : file_(file), style_(std::move(style)), findings_(findings) {}
 
   void CheckRanges() {
     for (const StyleParameter& parameter : style_.parameters) CheckRecord(parameter.name, parameter.record);
@@ -43,24 +45,35 @@ class StyleRules {
     }
   }
 
-  void CheckUnits(Units units) {
+  void CheckThickness() {
+    const StyleParameter* thickness = style_.Find("Layer Thickness");
+    if (file_.kind != StyleKind::kBuild || !thickness || thickness->record.value.Value() > 0) return;
+    Found(Code::kStyleThickness,
+          fmt::format("the layer thickness is {}, not above 0", thickness->record.value.Text()))
+        .At({{"parameter", "Layer Thickness"}, {"value", thickness->record.value}})
+        .Hint("set it: trqprep style set FILE 'Layer Thickness=0.1'");
+  }
+
+  void CheckUnits(Units units, Severity severity) {
     const std::string wanted = UnitsName(units);
     const std::string& text = style_.FindText("units")->text;
     if (file_.kind == StyleKind::kRecoat && file_.layout != StyleLayout::kLegacy &&
         UnitsOfText(text) != wanted) {
       Found(Code::kStyleUnitsMix, fmt::format("is in \"{}\", the build is in {}", OneLine(text), wanted))
           .At({{"text", "units"}})
+          .As(severity)
           .Hint(fmt::format("'trqprep recoat units' converts it to {}", wanted));
     }
     const StyleParameter* thickness = style_.Find("Layer Thickness");
     if (!thickness) return;
     const double value = thickness->record.value.Value();
     const bool mixed =
-        units == Units::kInch ? value > kThicknessBetweenUnits : value < kThicknessBetweenUnits && value != 0;
+        units == Units::kInch ? value > kThicknessBetweenUnits : value < kThicknessBetweenUnits && value > 0;
     if (!mixed) return;
     Found(Code::kStyleUnitsMix,
           fmt::format("a layer thickness of {} is hardly one in {}", thickness->record.value.Text(), wanted))
         .At({{"parameter", "Layer Thickness"}})
+        .As(severity)
         .Hint(fmt::format("'trqprep style units' converts it to {}", wanted));
   }
 
@@ -124,6 +137,14 @@ Message StyleDamage(const std::string& file, const std::string& text) {
       .Hint("copy the file again from where it came; it was damaged or edited by hand");
 }
 
+std::vector<Message> CheckStyleValues(const StyleFile& file, const StyleDocument& style) {
+  std::vector<Message> findings;
+  StyleRules rules(file, style, findings);
+  rules.CheckRanges();
+  rules.CheckThickness();
+  return findings;
+}
+
 std::vector<Message> CheckStyle(const StyleFile& file, const StyleSurroundings& surroundings) {
   std::vector<Message> findings;
   if (!file.complete || !file.ends_right || !file.crc_valid()) {
@@ -136,7 +157,8 @@ std::vector<Message> CheckStyle(const StyleFile& file, const StyleSurroundings& 
   }
   StyleRules rules(file, findings);
   rules.CheckRanges();
-  rules.CheckUnits(surroundings.units);
+  rules.CheckThickness();
+  rules.CheckUnits(surroundings.units, surroundings.of_build ? Severity::kError : Severity::kWarning);
   rules.CheckMachine(surroundings.machine);
   rules.CheckSweepCounts();
   return findings;

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <cctype>
 #include <stdexcept>
 
 #include "trqprep/message.h"
@@ -26,6 +27,17 @@ void StoreText(PartRequest& part, const JobField<PartRequest>& field, const std:
 
 }  // namespace
 
+const char* FloorName(Floor floor) { return floor == Floor::kKeep ? "keep" : "lift"; }
+
+Code ParseCode(const std::string& text) {
+  std::string name;
+  for (const char c : text) name += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  if (const MessageRow* row = FindRow(name)) return row->code;
+  std::vector<std::string> codes;
+  for (const MessageRow& row : MessageTable()) codes.push_back(row.text);
+  FailUsage("", "there is no code '" + text + "'", DidYouMean(name, codes));
+}
+
 const std::vector<JobField<Job>>& JobFields() {
   using F = JobField<Job>;
   // clang-format off
@@ -36,8 +48,12 @@ const std::vector<JobField<Job>>& JobFields() {
       {"rotations", "--rotations", WholeMember<Job>{&Job::rotations, 1, 24}, F::kReported, "N", "How many turns about Z are tried (1 to 24, default 24)"},
       {"seed", "--seed", WholeMember<Job>{&Job::seed, 0, 4294967295}, F::kReported, "N", "Seed of the search (default 1)"},
       {"drop", "--drop", &Job::drop, F::kReported, "", "Put the lowest point of every part at Z = 0"},
+      {"floor", "--floor", &Job::floor, F::kWhenSet, "lift|keep", "What becomes of a part below Z = 0: moved up to it (default), or refused"},
       {"accept_partial", nullptr, &Job::accept_partial, F::kWhenSet},
       {"force_checks", "--force-checks", &Job::force_checks, F::kOfBuilds | F::kWhenSet, "", "Build although checks find errors"},
+      {"machine_of_styles", nullptr, &Job::machine_of_styles, F::kOfBuilds | F::kWhenSet},
+      {"strict", "--strict", &Job::strict, F::kOfBuilds | F::kWhenSet, "", "Treat warnings as errors"},
+      {"allow", "--allow", &Job::allow, F::kOfBuilds | F::kWhenSet, "CODE", "Leave warnings of this code what they are under --strict"},
       {"z_spacing", "--z-spacing", &Job::z_spacing, F::kOfBuilds | F::kWhenSet, "LENGTH", "Widest hatch spacing that counts in the Z correction (default: all hatches count)"},
       {"style", "--style", &Job::styles, F::kOfBuilds, "STYLE", "Build style of all parts: FILE, or FILE@FROM:TO for a band of Z"},
       {"recoat", "--recoat", &Job::recoats, F::kOfBuilds, "STYLE", "Recoat style of the build: FILE, or FILE@FROM:TO for a band of Z"},
@@ -109,6 +125,13 @@ PartRequest ParsePart(const std::string& text) {
     }
   }
   return part;
+}
+
+void TellFolder(const Job& job, Message& message) {
+  if (job.file.empty() || message.code != Code::kInputMissing) return;
+  const size_t slash = job.file.rfind('/');
+  message.Hint(fmt::format("{} names it; names there are seen from the folder of the job file, {}", job.file,
+                           slash == std::string::npos ? "." : job.file.substr(0, slash + 1)));
 }
 
 std::array<double, 3> Job::VatIn(Units wanted) const {

@@ -40,6 +40,7 @@ class Reader {
       Refuse(mistake.where, mistake.text);
     }
     Job job;
+    job.file = path_;
     // The unit decides what the other lengths mean.
     if (const toml::node* node = document.get("units")) {
       const auto units = UnitsFromName(Text({"units", *node}));
@@ -52,6 +53,10 @@ class Reader {
       } else if (Text(entry) != kJobSchema) {
         Refuse(entry.node.source(), fmt::format("schema is not \"{}\"", kJobSchema));
       }
+    }
+    if (job.drop && job.floor == Floor::kKeep) {
+      FailInput(Code::kJobFile, path_, "drop = true and floor = \"keep\" exclude each other",
+                "leave one away");
     }
     if (job.parts.empty()) {
       FailInput(Code::kJobFile, path_, "names no part", "write [[part]] and file = \"...\"");
@@ -150,6 +155,20 @@ class Reader {
     for (size_t i = 0; i < 3; ++i) {
       Take(vat[i] = {}, {entry.key, sides[i]});
       if (!(vat[i].value > 0)) Refuse(entry.node.source(), "a side of the vat is not above 0");
+    }
+  }
+  void Take(Floor& floor, const Entry& entry) const {
+    const std::string name = Text(entry);
+    floor = name == FloorName(Floor::kKeep) ? Floor::kKeep : Floor::kLift;
+    if (name != FloorName(floor)) Refuse(entry, "is neither \"lift\" nor \"keep\"");
+  }
+  void Take(std::vector<Code>& codes, const Entry& entry) const {
+    const toml::array* array = entry.node.as_array();
+    if (!array) Refuse(entry, "is no list of codes");
+    for (const toml::node& node : *array) {
+      const MessageRow* row = FindRow(Text({entry.key, node}));
+      if (!row) Refuse(entry, "names a code that there is not");
+      codes.push_back(row->code);
     }
   }
   void Take(Units&, const Entry&) const {}  // read before everything else
@@ -267,6 +286,14 @@ class Writer {
   }
   void Write(const std::array<Length, 3>& vat) {
     Line(fmt::format("[{}, {}, {}]", Text(vat[0]), Text(vat[1]), Text(vat[2])));
+  }
+  void Write(Floor floor) {
+    if (floor != Floor::kLift || !when_set_) Line(Quoted(FloorName(floor)));
+  }
+  void Write(const std::vector<Code>& codes) {
+    Json names = Json::array();
+    for (const Code code : codes) names.push_back(RowOf(code).text);
+    if (!codes.empty() || !when_set_) Line(names.dump());
   }
   void Write(Units units) { Line(Quoted(UnitsName(units))); }
   void Write(const std::optional<int>& machine) {

@@ -20,6 +20,7 @@ namespace trqprep {
 namespace {
 
 constexpr double kContactMillimetres = 0.001;
+constexpr double kFloatingMillimetres = 30;
 constexpr size_t kMostComponents = 101;  // what the grid's tables take
 constexpr size_t kLongestName = 200;     // leaves room for "-100.ctl" in a file name
 
@@ -164,6 +165,32 @@ std::string PieceName(const Plate& plate, const Piece& piece) {
 
 double ContactIn(Units units) { return kContactMillimetres * UnitsFactor(Units::kMillimetre, units); }
 
+bool IsLifted(double lowest, Units units, Floor floor) {
+  return floor == Floor::kLift && lowest < -ContactIn(units);
+}
+
+std::optional<Message> FloorFinding(const std::string& file, double lowest, const Job& job) {
+  if (job.drop) return std::nullopt;
+  const std::string unit = UnitsName(job.units);
+  const Json where{{"z", NumberToJson(lowest)}};
+  if (IsLifted(lowest, job.units, job.floor)) {
+    return Finding(Code::kFloorLifted, file,
+                   fmt::format("reaches {} {} below Z = 0 and is moved up by that", Plain(-lowest, 4), unit))
+        .At(where)
+        .Hint("--floor keep refuses it instead");
+  }
+  if (lowest * UnitsFactor(job.units, Units::kMillimetre) <= kFloatingMillimetres) return std::nullopt;
+  return Finding(Code::kFloating, file,
+                 fmt::format("begins {} {} above Z = 0, with nothing below it", Plain(lowest, 4), unit))
+      .At(where)
+      .Hint("--drop puts the lowest point of every part at Z = 0");
+}
+
+double TurnOf(const Plate& plate, const Piece& piece) {
+  const double turn = std::fmod(plate.parts[piece.part].request.rotate_z + piece.rotation, 360.0);
+  return turn < 0 ? turn + 360 : turn;
+}
+
 Plate LoadPlate(Observer& observer, const Job& job) {
   Plate plate;
   plate.job = job;
@@ -182,13 +209,16 @@ Plate LoadPlate(Observer& observer, const Job& job) {
         ReadMesh(observer, {job.units, job.accept_partial}, part.request.path, {false, true, keep_open});
     RequireFinite(part.input);
     WarnOfUnits(observer, part.input, &vat_mm);
+    const double factor = UnitsFactor(part.input.units, job.units);
+    const Matrix4 scaled = Matrix4::Scaling(factor, factor, factor);
+    const double lowest = BoxAfter(*part.input.mesh, scaled).min[2];
+    if (const auto finding = FloorFinding(part.request.path, lowest, job)) observer.Say(*finding);
     part.remarks.assign(observer.messages().begin() + static_cast<std::ptrdiff_t>(said),
                         observer.messages().end());
     const std::string side_file = SideFileOf(part.request.path);
     if (Exists(side_file)) part.side_file = ReadWholeFile(side_file);
-    const double factor = UnitsFactor(part.input.units, job.units);
-    const Matrix4 scaled = Matrix4::Scaling(factor, factor, factor);
-    part.prepare = ToCorner(*part.input.mesh, TurnAboutZ(scaled, part.request.rotate_z), 0, 0, job.drop);
+    part.prepare = ToCorner(*part.input.mesh, TurnAboutZ(scaled, part.request.rotate_z), 0, 0,
+                            job.drop || IsLifted(lowest, job.units, job.floor));
     plate.parts.push_back(std::move(part));
   }
   std::set<std::string> taken;
@@ -271,7 +301,7 @@ std::vector<Message> CheckPieces(Observer& observer, Plate& plate) {
                                  : fmt::format("{} pieces, {} first, reach", entry.pieces, entry.first);
     Message message(Code::kOutsideVat, plate.parts[key.first].request.path,
                     fmt::format("{} {} {} out of the vat in {}", what, Plain(entry.by, 4), unit, axis));
-    if (key.second == 2 && entry.below) message.Hint("--drop puts the lowest point of every part at Z = 0");
+    if (key.second == 2 && entry.below) message.Hint("without --floor keep parts are moved up to Z = 0");
     findings.push_back(
         message.At({{"piece", TextToJson(entry.first)}, {"pieces", entry.pieces}, {"axis", axis}}));
   }

@@ -156,7 +156,7 @@ std::string PlateSvg(const Plate& plate) {
         "dy=\"1.1em\">{4}\xC2\xB0</tspan></text>\n",
         margin + to_mm * (piece.box.min[0] + piece.box.max[0]) / 2,
         margin + vat_y - to_mm * (piece.box.min[1] + piece.box.max[1]) / 2, name, Plain(letters, 3),
-        Plain(piece.rotation, 1));
+        Plain(TurnOf(plate, piece), 1));
   }
   add("</g>\n<text x=\"{}\" y=\"{}\">vat {} x {} {}</text>\n", margin, margin - text_size * 0.7,
       num(plate.vat[0]), num(plate.vat[1]), unit);

@@ -1,5 +1,6 @@
 #include "trqprep/observer.h"
 
+#include <algorithm>
 #include <cerrno>
 
 #include "trq/host.h"
@@ -49,7 +50,14 @@ int AnswerBox(const char* text, unsigned buttons, void* user) {
 
 }  // namespace
 
+Message Observer::Judged(Message message) const {
+  const bool judged = strict && message.severity == Severity::kWarning &&
+                      std::find(allowed.begin(), allowed.end(), message.code) == allowed.end();
+  return judged ? message.As(Severity::kError) : message;
+}
+
 void Observer::Say(Message message) {
+  message = Judged(std::move(message));
   OnMessage(message);
   messages_.push_back(std::move(message));
 }

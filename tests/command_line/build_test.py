@@ -227,19 +227,19 @@ class NoPlacement(ToolTest):
 class Checks(ToolTest):
     def test_a_part_below_the_floor_is_outside_the_vat(self):
         self.write("low.stl", binary_stl(box_facets((20, 20, 20), (0, 0, -5))))
-        result = self.fails(NO, "build", "low.stl", "-o", "out", "--json")
+        result = self.fails(NO, "build", "low.stl", "--floor", "keep", "-o", "out", "--json")
         message, no_style = result.document()["messages"]
         self.assertEqual(no_style["code"], "NO-STYLE")
         self.assertEqual((message["code"], message["where"]), ("OUTSIDE-VAT", {"piece": "low-1", "pieces": 1, "axis": "Z"}))
-        self.assertIn("--drop", message["hint"])
+        self.assertIn("--floor keep", message["hint"])
         self.assertEqual(self.listing(), ["low.stl"])
-        self.assertEqual(len(self.fails(NO, "place", "low.stl,copies=4", "--json").document()["messages"]), 1)
+        self.assertEqual(len(self.fails(NO, "place", "low.stl,copies=4", "--floor", "keep", "--json").document()["messages"]), 1)
         self.good("build", "low.stl", "--drop", "-o", "out")
         # A contact of a thousandth of a millimetre is none.
         self.write("low.stl", binary_stl(box_facets((20, 20, 20), (0, 0, -0.0009))))
         self.good("build", "low.stl", "-o", "out2")
         self.write("low.stl", binary_stl(box_facets((20, 20, 20), (0, 0, -0.002))))
-        self.fails(NO, "build", "low.stl", "-o", "out3")
+        self.fails(NO, "build", "low.stl", "--floor", "keep", "-o", "out3")
 
     def test_no_two_pieces_of_a_crowded_plate_overlap(self):
         self.write("l.stl", binary_stl(box_facets((50, 10, 5)) + box_facets((10, 40, 5), (0, 10, 0))))

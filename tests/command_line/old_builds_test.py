@@ -36,13 +36,14 @@ class OldBuilds(ToolTest):
         for name in FACETS:
             with self.subTest(name):
                 shutil.copytree(OLD / name, self.path(name))
-                self.good("build", f"{name}/build.toml", "-o", f"{name}-again")
+                # The styled build was forced past damaged styles, and says so.
+                self.fails(NO if name == "styled" else DONE, "build", f"{name}/build.toml", "-o", f"{name}-again")
                 self.assert_same_build(OLD / name, self.path(f"{name}-again"))
                 self.good("verify", f"{name}-again")
 
     def test_a_job_file_with_every_key_builds_the_same(self):
         shutil.copytree(OLD, self.path("old"))
-        self.good("build", "old/inputs/all-keys.toml", "-o", "again")
+        self.fails(NO, "build", "old/inputs/all-keys.toml", "-o", "again")
         self.assert_same_build(OLD / "styled", self.path("again"))
 
     def test_a_side_file_turns_with_its_part(self):

@@ -1,3 +1,7 @@
+#include <algorithm>
+#include <cstdint>
+#include <set>
+
 #include "commands.h"
 #include "job_options.h"
 #include "plate_text.h"
@@ -14,8 +18,49 @@ void TellStack(Context& context, const Json& stack) {
   }
 }
 
+constexpr size_t kMostStyleLines = 6;
+constexpr size_t kMostStyles = 3;
+
+// A line a style where many parts have them.
+void TellStylesTogether(Context& context) {
+  std::vector<std::pair<Json, int64_t>> styles;
+  for (const Json& input : context.data["inputs"]) {
+    std::set<std::string> of_part;
+    for (Json style : input.value("styles", Json::array())) {
+      for (const char* key : {"start", "end", "z_spacing"}) style.erase(key);
+      if (!of_part.insert(style.dump()).second) continue;
+      auto found =
+          std::find_if(styles.begin(), styles.end(), [&](const auto& s) { return s.first == style; });
+      if (found == styles.end()) found = styles.insert(found, {style, 0});
+      ++found->second;
+    }
+  }
+  for (size_t i = 0; i < styles.size() && i < kMostStyles; ++i) {
+    Json style = styles[i].first;
+    style["parts"] = styles[i].second;
+    context.Tell("{file} on {parts} parts: layers of {layer_thickness:6f} {unit}", style);
+    if (style.value("z_correction", 0) != 0) context.Tell(", Z correction {z_correction} layers", style);
+    context.text += "\n";
+  }
+  if (styles.size() > kMostStyles) {
+    context.Tell("and {more} more styles; --all lists them by Z\n", {{"more", styles.size() - kMostStyles}});
+  }
+  if (!context.data["recoat"].empty()) {
+    context.Tell("recoating by {styles:#} styles, {file} first\n",
+                 {{"styles", context.data["recoat"]}, {"file", context.data["recoat"][0]["file"]}});
+  }
+}
+
 // The styles by Z, from the bottom upward.
 void TellStyles(Context& context) {
+  size_t lines = context.data["recoat"].size();
+  for (const Json& input : context.data["inputs"]) {
+    if (input.contains("styles")) lines += 1 + input["styles"].size();
+  }
+  if (lines > kMostStyleLines && context.data["inputs"].size() > 1 && !context.options.all) {
+    TellStylesTogether(context);
+    return;
+  }
   for (const Json& input : context.data["inputs"]) {
     if (input["styles"].empty()) continue;
     context.Tell("styles of {part}\n", input);
@@ -26,6 +71,17 @@ void TellStyles(Context& context) {
   TellStack(context, context.data["recoat"]);
 }
 
+// "OVERLAP, Z-GAP (2)"
+std::string ErrorCodes(const Context& context) {
+  std::vector<const Message*> errors;
+  for (const Message& message : context.messages()) {
+    if (message.severity == Severity::kError) errors.push_back(&message);
+  }
+  return CountedCodes(errors);
+}
+
+constexpr size_t kMostPieceLines = 12;
+
 struct Options {
   std::unique_ptr<JobOptions> job;
   std::string output;
@@ -34,20 +90,26 @@ struct Options {
 ExitCode Run(Context& context, const Options& options) {
   const Job job = options.job->Get(context);
   ApplyJob(context, job);
+  if (job.parts.size() > 1) context.Gather();
   BuildReport report = Build(job, options.output, context.options.force, context);
   if (!report.placed()) return ExitCode::kNoPlacement;
   context.data = std::move(report.document);
   context.data.erase("schema");
   context.data.erase("tool");
-  TellPlate(context, report.plate);
+  TellPlate(context, report.plate, context.options.all ? SIZE_MAX : kMostPieceLines);
+  if (report.machine_chosen) context.Tell("machine: {machine}, which the styles are for\n");
   TellStyles(context);
+  context.State({{"forced", report.forced()}});
   if (!report.written) {
     context.Tell("nothing was written: the checks found errors\n");
     return ExitCode::kNo;
   }
   if (!report.wrong) context.Tell("every piece lies inside the vat, no two overlap seen from above\n");
-  context.Report({{"output", TextToJson(options.output)}}, "built in {output}\n");
-  return ExitCode::kDone;
+  context.Report({{"output", TextToJson(options.output)}},
+                 report.forced() ? "built in {output}, forced although the checks found errors: {codes}\n"
+                                 : "built in {output}\n",
+                 {{"codes", ErrorCodes(context)}});
+  return report.forced() ? ExitCode::kNo : ExitCode::kDone;
 }
 
 }  // namespace
@@ -57,8 +119,11 @@ void AddBuild(CommandTree& tree) {
       "build", "Place parts and write the build folder",
       "Reads the parts, moves each to X = Y = 0, searches a placement in the vat, applies it, gives "
       "every part its build styles by Z and the platform its recoat styles, carries vents-and-drains "
-      "side files along, and checks parts, styles and plate. Errors stop the build with exit 1 unless "
-      "--force-checks; 'trqprep explain' tells what they mean.\n\n"
+      "side files along, and checks parts, styles and plate. Errors stop the build with exit 1; with "
+      "--force-checks the folder is written all the same, but for pieces outside the vat, and the exit is 1 "
+      "still. 'trqprep explain' tells what they mean.\n\n"
+      "A part that reaches below Z = 0 is moved up to it; --floor keep refuses it instead. Without --machine "
+      "the build is for the machine that all styles of the 301 layout are for.\n\n"
       "A style without a band covers everything; bands (FILE@FROM:TO, Z from the floor of the vat) are "
       "added after it in the order given and clipped to what there is. A part's own style without a band "
       "replaces the one for all parts.\n\n"

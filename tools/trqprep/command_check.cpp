@@ -24,6 +24,10 @@ struct Options {
   std::array<Length, 3> vat{Length{250, Units::kMillimetre}, Length{250, Units::kMillimetre},
                             Length{250, Units::kMillimetre}};
   std::string machine;
+  std::string floor = FloorName(Floor::kLift);
+  bool drop = false;
+  bool strict = false;
+  std::vector<std::string> allow;
 };
 
 namespace fs = std::filesystem;
@@ -77,6 +81,8 @@ class Checker {
       vat_mm_[i] = options.vat[i].In(Units::kMillimetre, context.units());
     }
     surroundings_.units = context.units();
+    job_.drop = options.drop;
+    if (options.floor == FloorName(Floor::kKeep)) job_.floor = Floor::kKeep;
     if (!options.machine.empty()) surroundings_.machine = MachineByName(options.machine);
   }
 
@@ -123,7 +129,8 @@ class Checker {
         FailInput(Code::kInputUnknown, path, "is neither a mesh nor a style",
                   "'trqprep info' tells what a file holds");
       }
-    } catch (const Failure& failure) {
+    } catch (Failure& failure) {
+      TellFolder(job_, failure.message);
       context_.Say(failure.message);
       readable = false;
       if (!IsAnswer(failure.message.code)) totals_.unreadable = true;
@@ -139,7 +146,9 @@ class Checker {
     if (units.is_string())
       surroundings_.units = UnitsFromName(units.get<std::string>()).value_or(context_.units());
     context_.options.units = UnitsName(surroundings_.units);
+    surroundings_.of_build = true;
     if (machine.is_number_integer()) surroundings_.machine = machine.get<int>();
+    job_.drop = document["drop"].is_boolean() && document["drop"].get<bool>();
     for (size_t i = 0; i < 3 && vat.is_array() && vat.size() == 3; ++i) {
       if (vat[i].is_number()) {
         vat_mm_[i] = vat[i].get<double>() * UnitsFactor(surroundings_.units, Units::kMillimetre);
@@ -166,7 +175,10 @@ class Checker {
       const Job job = ReadJobFile(path);
       ApplyJob(context_, job);
       vat_mm_ = job.VatIn(Units::kMillimetre);
-      surroundings_ = {job.units, job.machine};
+      surroundings_ = {job.units, job.machine, true};
+      job_ = job;
+      context_.strict = context_.strict || job.strict;
+      context_.allowed.insert(context_.allowed.end(), job.allow.begin(), job.allow.end());
       bool readable = true;
       for (const std::string& file : FilesOf(job)) readable = CheckFile(file, true) && readable;
       before = context_.messages().size();
@@ -188,6 +200,8 @@ class Checker {
     Context preflight;
     preflight.options = context_.options;
     preflight.silent = true;
+    preflight.strict = context_.strict;
+    preflight.allowed = context_.allowed;
     try {
       CheckBuild(job, preflight);
     } catch (const Failure& failure) {
@@ -225,14 +239,19 @@ class Checker {
       if (context_.messages()[i].severity == Severity::kError) ++errors;
       if (context_.messages()[i].severity == Severity::kWarning) ++warnings;
     }
+    std::vector<const Message*> said;
+    for (size_t i = before; i < context_.messages().size(); ++i) said.push_back(&context_.messages()[i]);
     const Json row{{"file", TextToJson(path)},
                    {"type", type.empty() ? Json(nullptr) : Json(type)},
                    {"errors", errors},
                    {"warnings", warnings}};
     context_.data["files"].push_back(row);
     context_.Tell(
-        errors + warnings == 0 ? "{file}: nothing found\n" : "{file}: errors {errors}, warnings {warnings}\n",
-        row);
+        said.empty() ? "{file}: nothing found\n" : "{file}: errors {errors}, warnings {warnings}: {codes}\n",
+        Json{{"file", row["file"]},
+             {"errors", errors},
+             {"warnings", warnings},
+             {"codes", CountedCodes(said)}});
     totals_.errors += errors;
     totals_.warnings += warnings;
   }
@@ -245,9 +264,21 @@ class Checker {
     const InputMesh input = ReadMesh(context_, context_.reading(), path);
     RequireFinite(input);
     WarnOfUnits(context_, input, &vat_mm_);
+    job_.units = surroundings_.units;
+    const double lowest = input.box().min[2] * UnitsFactor(input.units, job_.units);
+    if (const auto finding = FloorFinding(path, lowest, job_)) context_.Say(*finding);
+    if (!surroundings_.of_build && job_.floor == Floor::kKeep && lowest < -ContactIn(job_.units)) {
+      context_.Error(
+          Message(Code::kOutsideVat, path,
+                  fmt::format("reaches {} {} below Z = 0", Plain(-lowest, 4), UnitsName(job_.units)))
+              .Hint("without --floor keep parts are moved up to Z = 0"));
+    }
+    // Where the build would put it: what stands too high is too large as well.
     const double factor = UnitsFactor(input.units, Units::kMillimetre);
-    const Point excess =
-        VatExcess(*input.mesh, Matrix4::Scaling(factor, factor, factor), vat_mm_, kTurns, false);
+    const bool put_down = job_.drop || IsLifted(lowest, job_.units, job_.floor);
+    const Matrix4 prepare = Compose(Matrix4::Translation(0, 0, put_down ? -input.box().min[2] * factor : 0),
+                                    Matrix4::Scaling(factor, factor, factor));
+    const Point excess = VatExcess(*input.mesh, prepare, vat_mm_, kTurns, true);
     if (const auto message = TooBigForVat(path, path, excess, vat_mm_, Units::kMillimetre, kTurns)) {
       context_.Say(*message);
     }
@@ -264,6 +295,7 @@ class Checker {
   Context& context_;
   std::array<double, 3> vat_mm_{};
   StyleSurroundings surroundings_;
+  Job job_;  // what it says of reading and of the floor
   Totals& totals_;
 };
 
@@ -271,9 +303,23 @@ ExitCode Run(Context& context, const Options& options) {
   Totals totals;
   context.data["files"] = Json::array();
   const CommonOptions given = context.options;
+  context.strict = options.strict;
+  for (const std::string& code : options.allow) context.allowed.push_back(ParseCode(code));
+  if (!options.strict && !options.allow.empty()) {
+    FailUsage("", "--allow says what --strict leaves a warning", "add --strict");
+  }
+  if (options.drop && options.floor == FloorName(Floor::kKeep)) {
+    FailUsage("", "--drop and --floor keep exclude each other", "leave one of them away");
+  }
+  context.files_are_told = true;
+  if (options.paths.size() > 1 || IsFolder(options.paths[0])) context.Gather();
+  const std::vector<Code> allowed = context.allowed;
   for (const std::string& path : options.paths) {
     Checker(context, options, totals).Check(path);
-    context.options = given;  // builds and jobs have units of their own
+    // Builds and jobs have units and strictness of their own.
+    context.options = given;
+    context.strict = options.strict;
+    context.allowed = allowed;
   }
   context.State({{"errors", totals.errors}, {"warnings", totals.warnings}});
   if (totals.unreadable) return ExitCode::kInput;
@@ -295,6 +341,13 @@ void AddCheck(CommandTree& tree) {
   command.Arguments("FILE", options.paths, "Meshes, style files and job files, or folders of them");
   command.VatOption(options.vat);
   command.TextOption("--machine", options.machine, "NAME", "Machine that the styles are to be for");
+  command.Flag("--drop", options.drop, "As the build has it: parts are put down to Z = 0");
+  command.TextOption("--floor", options.floor, "lift|keep",
+                     "As the build has it: parts below Z = 0 are moved up to it (default), or refused");
+  command.Flag("--strict", options.strict, "Treat warnings as errors");
+  command.RepeatedOption("--allow", options.allow, "CODE",
+                         "Leave warnings of this code what they are under --strict");
+  command.AllFlag();
   command.ReadsMeshes();
 }
 

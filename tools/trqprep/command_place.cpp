@@ -14,7 +14,9 @@ struct Options {
 };
 
 ExitCode Run(Context& context, const Options& options) {
-  Plate plate = LoadPlate(context, options.job->Get(context));
+  const Job job = options.job->Get(context);
+  if (job.parts.size() > 1) context.Gather();
+  Plate plate = LoadPlate(context, job);
   if (!PlacePieces(context, plate)) return ExitCode::kNoPlacement;
   const std::vector<Message> findings = CheckPieces(context, plate);
   for (const Message& finding : findings) context.Say(finding);

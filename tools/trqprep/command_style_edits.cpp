@@ -3,9 +3,11 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <map>
 
 #include "style_verbs.h"
 #include "trqprep/atomic_output.h"
+#include "trqprep/check_styles.h"
 #include "trqprep/glob.h"
 #include "trqprep/mesh_input.h"
 
@@ -18,7 +20,7 @@ struct NewOptions {
   std::string machine;
   std::string name;
   std::string units;
-  std::optional<double> layer_thickness;  ///< of recoat styles
+  std::optional<double> layer_thickness;
   std::string output;
 };
 
@@ -29,10 +31,18 @@ ExitCode New(Context& context, const NewOptions& options, StyleKind kind) {
   if (!options.units.empty()) style.FindText("units")->text = options.units;
   if (options.layer_thickness) {
     const float thickness = float(*options.layer_thickness);
-    if (!(thickness >= 0) || std::isinf(thickness)) {
-      FailUsage("", "--layer-thickness is below 0 or too large");
+    const bool build = kind == StyleKind::kBuild;
+    if (!(build ? thickness > 0 : thickness >= 0) || std::isinf(thickness)) {
+      FailUsage(
+          "",
+          build ? "--thickness is not above 0, or too large" : "--layer-thickness is below 0 or too large",
+          "it is a length in the style's own units, such as 0.1");
     }
-    style.FindWord("layer_thickness")->number = Number(thickness);
+    if (build) {
+      style.Find("Layer Thickness")->record.value = Number(thickness);
+    } else {
+      style.FindWord("layer_thickness")->number = Number(thickness);
+    }
   }
   for (const StyleDifference& lost : LostInFile(style)) {
     Fail(ExitCode::kUsage,
@@ -44,6 +54,11 @@ ExitCode New(Context& context, const NewOptions& options, StyleKind kind) {
                   {"kind", StyleKindName(kind)},
                   {"machine", MachineName(style.FindWord("machine_type")->number.AsInt())}},
                  "{output}: new {kind} for {machine}\n");
+  if (kind == StyleKind::kBuild && !options.layer_thickness) {
+    context.Warn(Message(Code::kStyleThickness, options.output,
+                         "the layer thickness is 0: no build takes the style until it is set")
+                     .Hint("--thickness sets it, or later: trqprep style set FILE 'Layer Thickness=0.1'"));
+  }
   return ExitCode::kDone;
 }
 
@@ -125,20 +140,33 @@ Refusal WhyFixed(const StyleDocument& style, size_t index) {
   return {};
 }
 
+constexpr const char* kForceValue = "--force-value writes it all the same";
+
 Refusal WhyRefused(const RecordValues& record, const Number& value) {
   // With a single allowed value the library lets the value change within the range, and the list follows.
   if (record.allowed.size() >= 2) {
     const bool listed = std::any_of(record.allowed.begin(), record.allowed.end(),
                                     [&](const Number& allowed) { return allowed.Value() == value.Value(); });
     if (!listed)
-      return {fmt::format("{} is none of the allowed values {}", value.Text(), AllowedText(record)), ""};
+      return {fmt::format("{} is none of the allowed values {}", value.Text(), AllowedText(record)),
+              kForceValue};
     return {};
   }
   if (record.HasRange() && record.range != 0 &&
       (value.Value() < record.minimum.Value() || value.Value() > record.maximum.Value())) {
-    return {fmt::format("{} is outside the range {}", value.Text(), RangeText(record)), ""};
+    return {fmt::format("{} is outside the range {}", value.Text(), RangeText(record)), kForceValue};
   }
   return {};
+}
+
+// What is wrong with the values of a style: a text for each parameter and rule, without file and value.
+std::map<std::pair<Code, std::string>, std::string> ValueFindings(const StyleFile& file,
+                                                                  const StyleDocument& edited) {
+  std::map<std::pair<Code, std::string>, std::string> findings;
+  for (const Message& finding : CheckStyleValues(file, edited)) {
+    findings.emplace(std::pair{finding.code, finding.where.value("parameter", std::string())}, finding.text);
+  }
+  return findings;
 }
 
 /// The two parameters that share a place in build style files stay equal.
@@ -150,12 +178,14 @@ void FollowSharedPlace(StyleDocument& style) {
 struct SetOptions : EditOptions {
   std::string file;
   std::vector<std::string> assignments;
+  bool force_value = false;
 };
 
 ExitCode Set(Context& context, const SetOptions& options, StyleKind kind) {
   const StyleFile file = LoadStyleToEdit(context, options.file, kind);
   StyleDocument edited = file.style;
   bool refused = false;
+  const auto before = ValueFindings(file, edited);
   for (const std::string& assignment : options.assignments) {
     const size_t equals = assignment.find('=');
     if (equals == std::string::npos || equals == 0) {
@@ -170,9 +200,25 @@ ExitCode Set(Context& context, const SetOptions& options, StyleKind kind) {
       Refusal refusal;
       const Number value = ParseValue(parameter.name, text, record.value.is_float(), refusal.text);
       if (refusal.text.empty()) refusal = WhyFixed(edited, i);
-      if (refusal.text.empty()) refusal = WhyRefused(record, value);
+      if (refusal.text.empty() && !options.force_value) refusal = WhyRefused(record, value);
+      const RecordValues kept = record;
+      if (refusal.text.empty()) {
+        record.value = value;
+        if (record.allowed.size() == 1) record.allowed[0] = value;
+        FollowSharedPlace(edited);
+        for (const auto& [finding, what] : ValueFindings(file, edited)) {
+          const bool adds = before.count(finding) == 0 ||
+                            (finding.first == Code::kStyleThickness && parameter.name == finding.second);
+          if (adds && !options.force_value && refusal.text.empty()) {
+            refusal = {fmt::format("{} would be found wrong: {} [{}]", value.Text(), what,
+                                   RowOf(finding.first).text),
+                       kForceValue};
+          }
+        }
+      }
       if (!refusal.text.empty()) {
         // All that is wrong is said, and only then is nothing written.
+        record = kept;
         context.Error(refusal.Of(Code::kStyleRefused, options.file, parameter.name));
         refused = true;
         continue;
@@ -181,8 +227,6 @@ ExitCode Set(Context& context, const SetOptions& options, StyleKind kind) {
         const Refusal warning{"the user interface does not let this one be edited", ""};
         context.Warn(warning.Of(Code::kStyleNotEditable, options.file, parameter.name));
       }
-      record.value = value;
-      if (record.allowed.size() == 1) record.allowed[0] = value;
     }
   }
   if (refused) {
@@ -467,7 +511,10 @@ void AddStyleEdits(Command& group, StyleKind kind) {
     auto& options = verb.Runs(New, kind);
     verb.TextOption("--machine", options.machine, "NAME", "The machine's name or number").Required();
     verb.TextOption("--name", options.name, "TEXT", "The style's name (default \"None\")");
-    if (!build) {
+    if (build) {
+      verb.NumberOption("--thickness", options.layer_thickness,
+                        "Layer thickness, in the style's own units (default 0, which no build takes)");
+    } else {
       verb.TextOption("--units", options.units, "mm|in", "Units text (default in)");
       verb.NumberOption(
           "--layer-thickness", options.layer_thickness,
@@ -478,8 +525,9 @@ void AddStyleEdits(Command& group, StyleKind kind) {
   {
     const std::string details =
         "NAME may be a pattern, in quotes, such as 'Large*Angle*=45'. A value has to lie in the "
-        "parameter's range and among its allowed values; one that is refused ends with exit 1, and "
-        "nothing is written. A parameter without range takes every finite number. Values are stored as "
+        "parameter's range and among its allowed values, and nothing may be found wrong with it that was "
+        "right before; one that is refused ends with exit 1, and nothing is written, unless --force-value. "
+        "A parameter without range takes every finite number. Values are stored as "
         "typed, in the file's own units; defaults stay.";
     const char* more =
         "\n\n"
@@ -494,6 +542,7 @@ void AddStyleEdits(Command& group, StyleKind kind) {
     auto& options = verb.Runs(Set, kind);
     verb.Argument("FILE", options.file, replaced);
     verb.Arguments("NAME=VALUE", options.assignments, "What to set").Type("NAME=VALUE");
+    verb.Flag("--force-value", options.force_value, "Write values that a check finds wrong");
     AddEditOptions(verb, options);
   }
   {

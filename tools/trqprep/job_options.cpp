@@ -11,9 +11,9 @@ namespace trqprep {
 namespace {
 
 // The order of help, with the options of meshes between; --machines names a file and is no field of a job.
-constexpr const char* kOnEveryLine[] = {"part", "vat", "rotations", "seed", "drop"};
-constexpr const char* kOnBuildLines[] = {"style",    "recoat",    "machine",
-                                         "machines", "z_spacing", "force_checks"};
+constexpr const char* kOnEveryLine[] = {"part", "vat", "rotations", "seed", "drop", "floor"};
+constexpr const char* kOnBuildLines[] = {"style",     "recoat",       "machine", "machines",
+                                         "z_spacing", "force_checks", "strict",  "allow"};
 
 const JobField<Job>& FieldOf(const std::string& key) {
   for (const JobField<Job>& field : JobFields()) {
@@ -73,6 +73,8 @@ JobOptions::JobOptions(Command& command, bool whole) : app_(command.app), whole_
       vat_option_ = command.VatOption(job_.vat).option;
     } else if (std::holds_alternative<std::optional<int> Job::*>(field.member)) {
       command.TextOption(field.option, machine_, field.type, field.help);
+    } else if (std::holds_alternative<Floor Job::*>(field.member)) {
+      command.TextOption(field.option, floor_, field.type, field.help);
     } else {
       const Option option = command.RepeatedOption(field.option, lists_[key], field.type, field.help);
       if (key == "part") part_options_ = option.option;
@@ -80,6 +82,7 @@ JobOptions::JobOptions(Command& command, bool whole) : app_(command.app), whole_
   };
   for (const char* key : kOnEveryLine) add(key);
   command.ReadsMeshes();
+  command.AllFlag();
   if (!whole) return;
   for (const char* key : kOnBuildLines) add(key);
 }
@@ -89,7 +92,7 @@ Job JobOptions::Get(const Context& context) const {
     for (const CLI::Option* given : app_.parse_order()) {
       const std::string name = given->get_single_name();
       if (given == arguments_ || name == "output" || name == "force" || name == "force-checks" ||
-          name == "json" || name == "yes") {
+          name == "strict" || name == "allow" || name == "all" || name == "json" || name == "yes") {
         continue;
       }
       FailUsage(argument_values_[0], fmt::format("--{} does not go with a job file, which says it all", name),
@@ -97,6 +100,8 @@ Job JobOptions::Get(const Context& context) const {
     }
     Job job = ReadJobFile(argument_values_[0]);
     job.force_checks = job.force_checks || job_.force_checks;
+    job.strict = job.strict || job_.strict;
+    TakeCodes(job);
     return job;
   }
   Job job = job_;
@@ -118,7 +123,22 @@ Job JobOptions::Get(const Context& context) const {
     for (const std::string& text : texts->second) (job.**styles).push_back(ParseStyleRequest(text));
   }
   ChooseMachine(machine_, machines_file_, vat_option_->count() > 0, job);
+  job.machine_of_styles = whole_ && !job.machine;
+  if (floor_ == FloorName(Floor::kKeep)) job.floor = Floor::kKeep;
+  if (job.drop && job.floor == Floor::kKeep) {
+    FailUsage("", "--drop and --floor keep exclude each other", "leave one of them away");
+  }
+  TakeCodes(job);
   return job;
+}
+
+void JobOptions::TakeCodes(Job& job) const {
+  const auto texts = lists_.find("allow");
+  if (texts == lists_.end()) return;
+  for (const std::string& text : texts->second) job.allow.push_back(ParseCode(text));
+  if (!job.strict && !texts->second.empty()) {
+    FailUsage("", "--allow says what --strict leaves a warning", "add --strict");
+  }
 }
 
 void ApplyJob(Context& context, const Job& job) {

@@ -19,6 +19,8 @@ class JobOptions {
   Job Get(const Context& context) const;
 
  private:
+  void TakeCodes(Job& job) const;
+
   CLI::App& app_;
   bool whole_;
   CLI::Option* arguments_ = nullptr;
@@ -28,6 +30,7 @@ class JobOptions {
   std::map<std::string, std::vector<std::string>> lists_;  ///< parts and styles as typed, by key
   std::string machine_;
   std::string machines_file_;
+  std::string floor_ = FloorName(Floor::kLift);
   Job job_;
 };
 

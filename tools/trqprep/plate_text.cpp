@@ -4,13 +4,9 @@
 
 namespace trqprep {
 
-void TellPlate(Context& context, const Plate& plate) {
-  const Units units = plate.job.units;
-  context.data_units = units;
-  size_t width = 4;
-  for (const PlatePart& part : plate.parts) width = std::max(width, OneLine(part.name).size());
-  const std::string part = fmt::format("{{part|<{}}}  ", width);
-  const std::string axis = std::string(" ") + UnitsName(units);
+namespace {
+
+void TellPieces(Context& context, const Plate& plate, const std::string& part, const std::string& axis) {
   context.Tell(part + "copy  {x|>9}  {y|>9}  rotation\n",
                {{"part", "part"}, {"x", "x" + axis}, {"y", "y" + axis}});
   for (const Piece& piece : plate.pieces) {
@@ -20,7 +16,31 @@ void TellPlate(Context& context, const Plate& plate) {
                   {"copy", piece.copy},
                   {"x", NumberToJson(piece.x)},
                   {"y", NumberToJson(piece.y)},
-                  {"rotation", NumberToJson(piece.rotation)}});
+                  {"rotation", NumberToJson(TurnOf(plate, piece))}});
+  }
+}
+
+}  // namespace
+
+void TellPlate(Context& context, const Plate& plate, size_t most_lines) {
+  const Units units = plate.job.units;
+  context.data_units = units;
+  size_t width = 4;
+  for (const PlatePart& part : plate.parts) width = std::max(width, OneLine(part.name).size());
+  const std::string part = fmt::format("{{part|<{}}}  ", width);
+  const std::string axis = std::string(" ") + UnitsName(units);
+  if (plate.pieces.size() > most_lines) {
+    context.Tell(part + "copies\n", {{"part", "part"}});
+    for (size_t i = 0; i < plate.parts.size() && i < most_lines; ++i) {
+      context.Tell(part + "{copies|>6}\n",
+                   {{"part", TextToJson(plate.parts[i].name)}, {"copies", plate.parts[i].request.copies}});
+    }
+    if (plate.parts.size() > most_lines) {
+      context.Tell("and {more} more parts; --all lists every piece\n",
+                   {{"more", plate.parts.size() - most_lines}});
+    }
+  } else {
+    TellPieces(context, plate, part, axis);
   }
   context.Tell("{pieces} pieces of {parts} parts in a vat of {vat}\nused: {used}\n",
                {{"pieces", plate.pieces.size()},

@@ -130,6 +130,10 @@ Option Command::Output(std::string& path, const std::string& type, const std::st
 
 void Command::ForceFlag() { app.add_flag("--force", tree_.common().force, "Replace an output that exists"); }
 
+void Command::AllFlag() {
+  app.add_flag("--all", tree_.common().all, "Give every message and line, of many files and parts too");
+}
+
 void Command::UsesUnits() {
   Prepare(
       app.add_option("--units", tree_.common().units, "Unit of bare lengths and of STL files (default mm)"),

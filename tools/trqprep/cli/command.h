@@ -109,6 +109,8 @@ class Command {
   void ForceFlag();
   /// --units
   void UsesUnits();
+  /// --all
+  void AllFlag();
   /// --units and --accept-partial, for commands that read meshes.
   void ReadsMeshes();
 

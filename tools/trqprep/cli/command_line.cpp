@@ -299,10 +299,12 @@ int RunCommandLine(const CommandList& commands, int argc, char** argv) {
     try {
       WatchSignals(SayInterrupted);
       exit = Run(context, commands, argc, argv, schema);
+      context.TellGathered();
     } catch (Failure& failure) {
       NameResult(context, failure);
       exit = failure.exit;
       if (exit == ExitCode::kOutput) context.text.clear();  // it tells of what was not done
+      context.TellGathered();
       context.Say(failure.message);
     } catch (const std::bad_alloc&) {
       context.Error(Message(Code::kNoMemory, context.current_file, "there is not enough memory for this"));

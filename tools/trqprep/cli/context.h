@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "trqprep/json_text.h"
 #include "trqprep/observer.h"
@@ -18,8 +19,12 @@ struct CommonOptions {
   bool yes = false;
   bool force = false;
   bool accept_partial = false;
+  bool all = false;
   std::string units = "mm";
 };
+
+/// "OPEN-EDGES, SEALED-VOID (18)"
+std::string CountedCodes(const std::vector<const Message*>& messages);
 
 /// Shows messages and progress on the error stream; answers questions with yes under --yes, asks the person
 /// at the terminal, or answers no.
@@ -48,6 +53,14 @@ class Context : public Observer {
   void Report(const Json& facts, std::string_view form, const Json& words = Json());
   std::string text;
 
+  /// Holds messages back that follow, of several files, unless --all; TellGathered gives them.
+  void Gather();
+  /// Gives what was held back: a line a file with its codes, and each code once with its next step. Where no
+  /// code was said twice, the messages themselves.
+  void TellGathered();
+  /// The files of the messages held back have lines elsewhere.
+  bool files_are_told = false;
+
   /// Messages are kept for the JSON document only.
   bool silent = false;
   /// The output of the command as people named it; stands in messages for the temporary files made for it.
@@ -58,6 +71,9 @@ class Context : public Observer {
  protected:
   void OnMessage(const Message& message) override;
   void OnProgress(const std::string& what, double share) override;
+
+ private:
+  std::optional<size_t> gathered_from_;
 };
 
 }  // namespace trqprep
