@@ -35,11 +35,16 @@ struct Message {
   std::string file;             ///< the file concerned as given, any bytes; empty: none
   Json where = Json::object();  ///< the place inside it: facet, line, byte, layer, part, ...
   std::string text;
-  std::string hint;  ///< the next step; may be empty
+  std::string hint;  ///< the next step; empty: that of the code, for an error
 };
 
 /// A finding of a check: a message with the severity of its code.
 Message Finding(Code code, const std::string& file, const std::string& text);
+
+/// The next step of a code as it is printed: options bare, commands in quotes.
+std::string NextStep(Code code);
+/// The message, with the next step of its code when it is an error without a hint.
+Message WithHint(Message message);
 
 /// The message in the "messages" list of a JSON document.
 Json MessageToJson(const Message& message);

@@ -128,10 +128,10 @@ struct MessageRow {
   const char* title;  ///< what it means, in a few words
   const char* hint;   ///< the next step
   Severity severity = Severity::kError;
-  unsigned also = 0;  ///< the other severities that it is said with, bits 1 << Severity
-  const char* story =
-      "";  ///< why it matters, how it is measured, what to do; empty for what is no rule of a check
-  bool is_rule() const { return *story != '\0'; }
+  unsigned also = 0;       ///< the other severities that it is said with, bits 1 << Severity
+  const char* story = "";  ///< what it means, how it comes about or is measured, what to do
+  /// True for the rules of checks, which stand first.
+  bool is_rule() const { return code < Code::kAnsweredNo; }
 };
 
 struct MessageTable {

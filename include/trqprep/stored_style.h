@@ -34,7 +34,7 @@ struct StyleFile {
 };
 
 /// The whole content of a regular file; exit 3 when it is none or larger than any style file.
-std::string ReadWholeFile(const std::string& path);
+std::string ReadWholeFile(const std::string& path, const char* what = "a style file");
 
 /// True when a file of any style begins with these bytes.
 bool ExamineStyleHead(const std::string& head);
@@ -50,6 +50,8 @@ Message StyleIsShort(const StyleFile& file);
 Message StyleIsDamaged(const StyleFile& file);
 
 /// Reads a style file that is to be of that kind: complete, and with the right checksum. Exit 3 otherwise.
+/// Says so where the name decided which kind of style a file is taken for.
+void NoteNameDecides(Observer& observer, const StyleFile& file);
 StyleFile LoadStyle(Observer& observer, const std::string& path, StyleKind kind);
 /// As LoadStyle, for commands that write the style again: legacy files are refused, and what would be lost is
 /// warned of.

@@ -42,7 +42,7 @@ class FolderWriter {
 void WritePlateStl(const Plate& plate, core::ByteSink& sink) {
   const int64_t facets = FacetCount(plate);
   if (facets > 2147483647 / 50) {
-    FailInput(Code::kMeshTooLarge, "", fmt::format("the plate would have {} facets", facets),
+    FailInput(Code::kMeshTooLarge, "", "the plate would have " + Counted(int64_t(facets), "facet"),
               "fewer copies, or simplified parts");
   }
   core::StlWriting how;
@@ -180,6 +180,17 @@ std::optional<FolderList> FilesOfBuild(const std::string& folder) {
 
 Json ReadBuildDocument(const std::string& folder) {
   const std::string path = folder + (folder.back() == '/' ? "" : "/") + kBuildJson;
+  if (!Exists(folder)) {
+    FailInput(Code::kInputMissing, folder, "there is no such folder",
+              "check the spelling; names are looked up from the current folder");
+  }
+  if (!Exists(path)) {
+    FailInput(Code::kBuildInvalid, folder,
+              std::filesystem::is_directory(folder)
+                  ? fmt::format("is not a build folder: it holds no {}", kBuildJson)
+                  : "is a file, not a build folder",
+              "name a folder that 'trqprep build' made");
+  }
   try {
     Json document = ReadFolderJson(path);
     if (document["schema"] != kBuildSchema || !document["pieces"].is_array() ||

@@ -19,16 +19,35 @@ namespace {
 
 namespace core = trq::core;
 
-// A style that does not stand where its name says may lie in the machine's folder below the style root.
-std::string FindStyle(const Job& job, const std::string& path) {
-  if (Exists(path) || job.style_root.empty() || !job.machine) return path;
+// The machine's folder below the style root, with a slash at its end; empty when there is none.
+std::string MachineFolder(const Job& job) {
+  if (job.style_root.empty() || !job.machine) return {};
   const char* folder = trq::StyleDirectory(
       *job.machine, job.units == Units::kMillimetre ? trq::kStylesInMillimetres : trq::kStylesInInches);
-  if (!folder) return path;
-  std::string found = job.style_root + folder + path;
-  std::replace(found.begin() + static_cast<std::ptrdiff_t>(job.style_root.size()),
-               found.end() - static_cast<std::ptrdiff_t>(path.size()), '\\', '/');
-  return Exists(found) ? found : path;
+  if (!folder) return {};
+  std::string found = job.style_root + folder;
+  std::replace(found.begin() + static_cast<std::ptrdiff_t>(job.style_root.size()), found.end(), '\\', '/');
+  return found;
+}
+
+// A style that does not stand where its name says may lie in the machine's folder below the style root.
+std::string FindStyle(const Job& job, const std::string& path) {
+  const std::string folder = Exists(path) ? "" : MachineFolder(job);
+  return !folder.empty() && Exists(folder + path) ? folder + path : path;
+}
+
+[[noreturn]] void FailMissing(const Job& job, const std::string& path) {
+  const std::string folder = MachineFolder(job);
+  std::string hint = "names are looked up from the current folder, those in a job file from the job file's";
+  if (!folder.empty()) {
+    hint = fmt::format("looked for in the current folder and in {} of the machine profile", folder);
+  } else if (!job.style_root.empty()) {
+    hint = fmt::format(
+        "the profile's styles = {} is searched only for machines with a style folder: "
+        "'trqprep machines' lists them",
+        job.style_root);
+  }
+  FailInput(Code::kInputMissing, path, "there is no such file", hint);
 }
 
 std::string Canonical(const std::string& path) {
@@ -76,11 +95,12 @@ std::vector<StyleBand> Bands(const std::vector<StackedStyle>& stack) {
   return bands;
 }
 
-StyleFile ReadStyle(const std::string& path, StyleKind kind) {
+StyleFile ReadStyle(const Job& job, const std::string& path, StyleKind kind) {
+  if (!Exists(path)) FailMissing(job, path);
   std::optional<StyleFile> file = ExamineStyle(path, ReadWholeFile(path), kind);
   if (!file || file->kind != kind) {
     FailInput(file ? Code::kStyleKind : Code::kStyleUnknown, path,
-              fmt::format("is no {}", StyleKindName(kind)), "'trqprep info' tells what a file holds");
+              fmt::format("is not a {}", StyleKindName(kind)), "'trqprep info' tells what a file holds");
   }
   if (!file->complete) {
     Fail(ExitCode::kInput, StyleIsShort(*file).Hint("copy the file again from where it came"));
@@ -96,7 +116,7 @@ void TakeMachineOfStyles(Job& job, std::vector<BuildFinding>& findings) {
   const auto ask = [&](const std::vector<StyleRequest>& styles, StyleKind kind) {
     for (const StyleRequest& request : styles) {
       if (!seen.insert(request.path).second) continue;
-      const StyleFile file = ReadStyle(request.path, kind);
+      const StyleFile file = ReadStyle(job, FindStyle(job, request.path), kind);
       if (file.layout != StyleLayout::k301) continue;
       const int32_t type = file.style.FindWord("machine_type")->number.AsInt();
       if (!agreed) {
@@ -125,7 +145,8 @@ void TakeMachineOfStyles(Job& job, std::vector<BuildFinding>& findings) {
 // Reads, names and stacks styles.
 class Stacker {
  public:
-  Stacker(const Plate& plate, BuildSetup& setup) : plate_(plate), setup_(setup) {}
+  Stacker(Observer& observer, const Plate& plate, BuildSetup& setup)
+      : observer_(observer), plate_(plate), setup_(setup) {}
 
   // The index of a style file among those of the build, read when it is new.
   size_t Load(const StyleRequest& request, StyleKind kind) {
@@ -140,7 +161,8 @@ class Stacker {
     }
     BuildStyleFile style;
     style.given = path;
-    style.file = ReadStyle(path, kind);
+    style.file = ReadStyle(plate_.job, path, kind);
+    NoteNameDecides(observer_, style.file);
     style.name = FreshName(names_, fmt::format("{}/{}", kStyleFolder, Stem(path)),
                            kind == StyleKind::kBuild ? ".sty" : ".rcs");
     // Written and read once more, so that the file and its table are what the next reader will see.
@@ -187,7 +209,7 @@ class Stacker {
                      fmt::format("the band is left out: {} reaches from Z {} to {} {}", subject,
                                  Plain(bottom, 4), Plain(top, 4), UnitsName(units)))
                  .As(Severity::kWarning)
-                 .Hint("Z counts from the floor of the vat"),
+                 .Hint("write the band in heights above the floor of the vat"),
              file.name});
       }
     }
@@ -233,6 +255,7 @@ class Stacker {
   }
 
  private:
+  Observer& observer_;
   const Plate& plate_;
   BuildSetup& setup_;
   std::vector<std::string> keys_;
@@ -263,7 +286,7 @@ std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, Plate& plate) {
   auto setup = std::make_unique<BuildSetup>();
   const Job& job = plate.job;
   if (job.machine_of_styles && !job.machine) TakeMachineOfStyles(plate.job, setup->findings);
-  Stacker stacker(plate, *setup);
+  Stacker stacker(observer, plate, *setup);
   setup->parts.resize(plate.parts.size());
 
   for (size_t i = 0; i < plate.parts.size(); ++i) {

@@ -23,8 +23,13 @@ namespace {
 // A vertex of a CTL file is snapped to a ten-thousandth.
 constexpr double kSnapped = 0.00011;
 
-Message Difference(Code code, const std::string& path, const std::string& text) {
-  return Message(code, path, text).Hint("build again with 'trqprep build build.toml'");
+// How the folder is made once more: of its own job file, beside it.
+std::string BuildAgain(const std::string& folder) {
+  const bool plain =
+      folder.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_./+-") ==
+      std::string::npos;
+  const std::string quote = plain ? "" : "\"";
+  return fmt::format("trqprep build {1}{0}/{2}{1} -o {1}{0}-again{1}", folder, quote, kBuildToml);
 }
 
 // What build.json says of a folder; whatever it lacks or has malformed ends the command.
@@ -100,7 +105,10 @@ void VerifyFiles(Observer& observer, const std::string& folder, const Json& docu
                  std::vector<Message>& findings) {
   const Described described(folder, document);
   const auto add = [&](Code code, const std::string& name, const char* text) {
-    findings.push_back(Difference(code, described.PathOf(name), text));
+    findings.push_back(Message(code, described.PathOf(name), text)
+                           .Hint(name == kBuildToml
+                                     ? "copy the folder again from where it came, or build it of its parts"
+                                     : "'" + BuildAgain(folder) + "' builds it again"));
   };
   FolderList list;
   list.Add(kBuildJson);
@@ -132,7 +140,8 @@ void VerifyFiles(Observer& observer, const std::string& folder, const Json& docu
     const std::optional<StyleFile> file =
         ExamineStyle(path, ReadWholeFile(path), build ? StyleKind::kBuild : StyleKind::kRecoat);
     if (!file || !file->complete || !file->ends_right || !file->crc_valid()) {
-      findings.push_back(Finding(Code::kStyleCrc, path, "the checksum does not match the content"));
+      findings.push_back(Finding(Code::kStyleCrc, path, "the checksum does not match the content")
+                             .Hint("'" + BuildAgain(folder) + "' builds it again"));
     } else if (fmt::format("{:08x}", file->stored_crc) != described.TextAt(entry, "crc")) {
       add(Code::kVerifyHash, name, "is another style than was built with");
     }
@@ -160,7 +169,8 @@ std::vector<Message> VerifyPieces(Observer& observer, const std::string& folder,
   const Units units = described.UnitsOf();
   const double contact = ContactIn(units);
   const auto add = [&](const std::string& name, const std::string& text) {
-    findings.push_back(Difference(Code::kVerifyCount, described.PathOf(name), text));
+    findings.push_back(Message(Code::kVerifyCount, described.PathOf(name), text)
+                           .Hint("'" + BuildAgain(folder) + "' builds it again"));
   };
   std::map<std::string, int64_t> facets_of_part, copies_of_part;
   for (const Json& input : described.List("inputs")) {
@@ -185,7 +195,7 @@ std::vector<Message> VerifyPieces(Observer& observer, const std::string& folder,
       const int held = mesh.mesh->num_triangles();
       facets += held;
       if (held != facets_of_part[part]) {
-        add(name, fmt::format("holds {} facets, the part has {}", held, facets_of_part[part]));
+        add(name, fmt::format("holds {}, the part has {}", Counted(held, "facet"), facets_of_part[part]));
       }
       const Box box = mesh.box();
       const Box said = described.BoxAt(piece, "box");
@@ -211,8 +221,8 @@ std::vector<Message> VerifyPieces(Observer& observer, const std::string& folder,
   }
   for (const auto& [part, left] : copies_of_part) {
     if (left == 0) continue;
-    add(kBuildJson,
-        fmt::format("{} pieces of {} are {}", std::abs(left), part, left > 0 ? "missing" : "too many"));
+    add(kBuildJson, fmt::format("{} of {} {}", Counted(std::abs(left), "piece"), part,
+                                left > 0 ? "missing" : "too many"));
   }
   for (const Overlap& overlap : FindOverlaps(shapes, contact)) {
     findings.push_back(OverlapFinding(overlap, folder, "", names, units));
@@ -221,7 +231,7 @@ std::vector<Message> VerifyPieces(Observer& observer, const std::string& folder,
   const std::uintmax_t size = std::filesystem::file_size(described.PathOf(kPlateStl), error);
   if (!error && meshes.size() == document["pieces"].size() &&
       size != 84 + 50 * static_cast<std::uintmax_t>(facets)) {
-    add(kPlateStl, fmt::format("holds other facets than the {} of the pieces", facets));
+    add(kPlateStl, fmt::format("does not hold the {} of the pieces", Counted(facets, "facet")));
   }
   return findings;
 }

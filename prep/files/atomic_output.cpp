@@ -200,7 +200,7 @@ void RememberUmask() {
 
 Output::Output(const std::string& path, bool replace, unsigned mode)
     : given_(path), replace_(replace), mode_(mode & ~process_umask) {
-  if (path.empty()) FailUsage("", "the name of an output is empty");
+  if (path.empty()) FailUsage("", "the name of an output is empty", "name a file or folder behind -o");
 }
 
 void Output::Require(int error, const char* failure) const {
@@ -350,7 +350,7 @@ OutputFolder::OutputFolder(const std::string& path, bool replace, ListReader lis
   struct stat status {};
   if (stat(target_.c_str(), &status) == 0) {
     if (!S_ISDIR(status.st_mode)) {
-      FailOutput(Code::kOutputExists, given_, "exists and is no folder", "choose another name with -o");
+      FailOutput(Code::kOutputExists, given_, "exists and is not a folder", "choose another name with -o");
     }
     if (!replace_) FailExists();
     if (HoldsCurrentFolder(status)) {

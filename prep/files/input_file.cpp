@@ -18,7 +18,8 @@ namespace {
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 [[noreturn]] void FailToRead(const std::string& path) {
-  FailInput(Code::kInputUnreadable, path, SystemText(errno));
+  FailInput(Code::kInputUnreadable, path, SystemText(errno),
+            "check its permissions, and that its disk is there");
 }
 
 /// Copies standard input into a file without a name, which goes with the process, and returns its descriptor.
@@ -49,7 +50,7 @@ File OpenWithHead(const std::string& path, bool folder_allowed, FileHead& head) 
   if (stat(readable.c_str(), &status) != 0) {
     if (errno == ENOENT || errno == ENOTDIR) {
       FailInput(Code::kInputMissing, path, "there is no such file",
-                "is the name spelled right, seen from the current folder?");
+                "check the spelling; names are looked up from the current folder");
     }
     FailToRead(path);
   }
@@ -59,7 +60,7 @@ File OpenWithHead(const std::string& path, bool folder_allowed, FileHead& head) 
     FailInput(Code::kInputFolder, path, "is a folder", "name the files inside it");
   }
   if (!S_ISREG(status.st_mode)) {
-    FailInput(Code::kInputSpecial, path, "is no regular file",
+    FailInput(Code::kInputSpecial, path, "is not a regular file",
               "copy it to a file first, or name - and let standard input come from it");
   }
   head.size = uint64_t(status.st_size);

@@ -75,7 +75,7 @@ class Builder {
     if (dynamic_cast<const Parser::out_of_range*>(&error)) {
       throw JsonMistake{"holds a number beyond the range of numbers", {}};
     }
-    throw JsonMistake{fmt::format("is no JSON document: mistake near byte {}", byte), byte};
+    throw JsonMistake{fmt::format("is not a JSON document: mistake near byte {}", byte), byte};
   }
 
   Json root;

@@ -10,7 +10,7 @@ namespace trqprep {
 namespace {
 
 [[noreturn]] void Refuse(const std::string& text, const std::string& wanted) {
-  throw std::invalid_argument(fmt::format("'{}' is no {}", text, wanted));
+  throw std::invalid_argument(fmt::format("'{}' is not a {}", text, wanted));
 }
 
 // Exactly `count` values between commas.
@@ -124,6 +124,13 @@ std::string Plain(double value, int digits) {
 
 std::string Counted(int64_t count, const char* one, const char* many) {
   return fmt::format("{} {}", count, count == 1 ? one : many);
+}
+
+std::string Counted(int64_t count, const std::string& word) {
+  std::string many = word + "s";
+  if (word.back() == 'y') many = word.substr(0, word.size() - 1) + "ies";
+  if (word == "vertex") many = "vertices";
+  return fmt::format("{} {}", count, count == 1 ? word : many);
 }
 
 std::string SizeInBoth(const std::array<double, 3>& size, Units units) {

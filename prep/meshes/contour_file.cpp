@@ -111,7 +111,7 @@ ContourFile ReadContours(Observer& observer, Units bare, const std::string& path
   if (file.end < file.file_size) {
     observer.Note(
         Message(Code::kSlcTrailing, path,
-                fmt::format("{} bytes behind the terminator were not read", file.file_size - file.end))
+                Counted(int64_t(file.file_size - file.end), "byte") + " behind the terminator not read")
             .At({{"byte", file.end}}));
   }
   return file;
@@ -179,16 +179,15 @@ ContourSummary Summarize(Observer& observer, const ContourFile& file) {
   }
   if (summary.not_finite > 0) {
     observer.Warn(Message(Code::kSlcNan, file.path,
-                          fmt::format("{} boundaries have a vertex that is not finite, the first in layer "
-                                      "{}; they are left out",
-                                      summary.not_finite, not_finite_layer))
+                          fmt::format("{} left out, the first in layer {}, for a vertex that is not finite",
+                                      Counted(summary.not_finite, "boundary"), not_finite_layer))
                       .Hint("slice the part again")
                       .At({{"layer", not_finite_layer}}));
   }
   if (negative > 0) {
     observer.Warn(Message(Code::kSlcWinding, file.path,
-                          fmt::format("{} layers have a negative area, the first is layer {}", negative,
-                                      negative_layer))
+                          fmt::format("{} with a negative area, the first is layer {}",
+                                      Counted(negative, "layer"), negative_layer))
                       .Hint("outer contours run counterclockwise, those of holes clockwise")
                       .At({{"layer", negative_layer}}));
   }

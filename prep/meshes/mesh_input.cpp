@@ -88,7 +88,7 @@ int UnitsCode(Units units) { return units == Units::kInch ? trq::units::kInch : 
               fmt::format("{} bytes are too few for the 80-byte header of a binary STL file", file.size));
   }
   if (error.code == ErrorCode::kNoSurface) {
-    FailInput(Code::kStlUnjoined, path, "no two facets share a corner, so this is no surface",
+    FailInput(Code::kStlUnjoined, path, "no two facets share a corner, so this is not a surface",
               "a file of a single facet is refused too");
   }
   const int64_t announced = report.solids.front().announced;

@@ -84,8 +84,6 @@ void WriteMesh(Observer& observer, CTL& mesh, const std::string& path, MeshForma
       const trq::core::Result<void> done = WriteTo(mesh, format, sink);
       if (!done) FailToWrite(path);
     });
-    // What is said of the mesh from here on is said of coordinates as the system keeps them.
-    if (format == MeshFormat::kCtl) mesh.truncateVertices();
   }
   observer.current_file.clear();
 }

@@ -39,8 +39,8 @@ std::optional<Message> TooBigForVat(const std::string& file, const std::string& 
   }
   if (by.empty()) return std::nullopt;
   return Finding(Code::kTooBigForVat, file,
-                 fmt::format("too large for the vat of {} x {} x {} {}: by {} (best of {} turns)",
-                             Plain(vat[0], 3), Plain(vat[1], 3), Plain(vat[2], 3), unit, by, rotations))
+                 fmt::format("too large for the vat of {} x {} x {} {}: by {} (best of {})", Plain(vat[0], 3),
+                             Plain(vat[1], 3), Plain(vat[2], 3), unit, by, Counted(rotations, "turn")))
       .At(where)
       .Hint("lay it down with 'trqprep transform', or name a larger --vat; is its unit right?");
 }

@@ -82,7 +82,7 @@ StyleRequest ParseStyleRequest(const std::string& text) {
   request.banded = true;
   try {
     const std::vector<std::string> ends = Split(text.substr(at + 1), ':');
-    if (ends.size() != 2) throw std::invalid_argument("'" + text.substr(at + 1) + "' is no band");
+    if (ends.size() != 2) throw std::invalid_argument("'" + text.substr(at + 1) + "' is not a band");
     request.from = ParseLength(ends[0]);
     request.to = ParseLength(ends[1]);
   } catch (const std::invalid_argument& error) {
@@ -115,13 +115,14 @@ PartRequest ParsePart(const std::string& text) {
     }
     if (!found || equals == std::string::npos) {
       FailUsage(
-          part.path, fmt::format("'{}' is no setting of a part", setting),
+          part.path, fmt::format("'{}' is not a setting of a part", setting),
           found ? fmt::format("write {}=VALUE", name) : DidYouMean(name, FieldKeys(PartFields(), true)));
     }
     try {
       StoreText(part, *found, setting.substr(equals + 1));
     } catch (const std::invalid_argument& error) {
-      FailUsage(part.path, fmt::format("{}: {}", name, error.what()));
+      FailUsage(part.path, fmt::format("{}: {}", name, error.what()),
+                "for example PART.stl,copies=3,rotate-z=15,style=Fine.sty");
     }
   }
   return part;

@@ -33,7 +33,7 @@ class Reader {
 
   Job Read() {
     toml::table document;
-    const std::string text = ReadWholeFile(path_);
+    const std::string text = ReadWholeFile(path_, "a job file");
     try {
       document = ParseToml(text, path_);
     } catch (const TomlMistake& mistake) {
@@ -80,19 +80,19 @@ class Reader {
 
   std::string Text(const Entry& entry) const {
     const auto text = entry.node.value_exact<std::string>();
-    if (!text) Refuse(entry, "is no text");
+    if (!text) Refuse(entry, "is not a text");
     return *text;
   }
   int64_t Whole(const Entry& entry, int64_t lowest, int64_t highest) const {
     const auto number = entry.node.value_exact<int64_t>();
     if (!number || *number < lowest || *number > highest) {
-      Refuse(entry, fmt::format("is no whole number from {} to {}", lowest, highest));
+      Refuse(entry, fmt::format("is not a whole number from {} to {}", lowest, highest));
     }
     return *number;
   }
   const toml::array& List(const Entry& entry, size_t size) const {
     const toml::array* array = entry.node.as_array();
-    if (!array || array->size() != size) Refuse(entry, fmt::format("is no list of {}", size));
+    if (!array || array->size() != size) Refuse(entry, fmt::format("is not a list of {} values", size));
     return *array;
   }
   template <class Read>
@@ -117,7 +117,7 @@ class Reader {
   void Take(double& number, const Entry& entry) const {
     const auto held = entry.node.value<double>();
     if (!entry.node.is_number() || !held || !(*held >= -1e300 && *held <= 1e300)) {
-      Refuse(entry, "is no number");
+      Refuse(entry, "is not a number");
     }
     number = *held;
   }

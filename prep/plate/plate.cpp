@@ -105,8 +105,8 @@ void Explain(Observer& observer, const Plate& plate) {
   const int copy = last.first_copy + last.copies;
   observer.Error(
       Message(Code::kNoPlacement, part.request.path,
-              fmt::format("{} of {} pieces find a place, in the order given; copy {} of {} does not", placed,
-                          pieces, copy, part.name))
+              fmt::format("{} of {} find a place, in the order given; copy {} of {} does not", placed,
+                          Counted(pieces, "piece"), copy, part.name))
           .At({{"placed", placed}, {"pieces", pieces}, {"part", TextToJson(part.name)}, {"copy", copy}})
           .Hint("fewer copies, a larger --vat, more --rotations, or another --seed"));
 }
@@ -195,8 +195,6 @@ Plate LoadPlate(Observer& observer, const Job& job) {
   Plate plate;
   plate.job = job;
   plate.vat = job.VatIn(job.units);
-  // The placement's own arithmetic: a part in 31 of the vat, in single precision.
-  for (size_t i = 0; i < 2; ++i) plate.cell[i] = float(plate.vat[i]) * 0.032258064f;
   const std::array<double, 3> vat_mm = job.VatIn(Units::kMillimetre);
   for (size_t i = 0; i < job.parts.size(); ++i) {
     observer.Progress("reading " + job.parts[i].path, 0.3 * double(i) / double(job.parts.size()));
@@ -216,7 +214,7 @@ Plate LoadPlate(Observer& observer, const Job& job) {
     part.remarks.assign(observer.messages().begin() + static_cast<std::ptrdiff_t>(said),
                         observer.messages().end());
     const std::string side_file = SideFileOf(part.request.path);
-    if (Exists(side_file)) part.side_file = ReadWholeFile(side_file);
+    if (Exists(side_file)) part.side_file = ReadWholeFile(side_file, "a vents-and-drains file");
     part.prepare = ToCorner(*part.input.mesh, TurnAboutZ(scaled, part.request.rotate_z), 0, 0,
                             job.drop || IsLifted(lowest, job.units, job.floor));
     plate.parts.push_back(std::move(part));
@@ -242,6 +240,7 @@ bool PlacePieces(Observer& observer, Plate& plate) {
     Explain(observer, plate);
     return false;
   }
+  plate.cell = {grid.x_size, grid.y_size};
   observer.Progress("moving the pieces", 0.5);
   for (size_t c = 0; c < components.size(); ++c) {
     const PlatePart& part = plate.parts[components[c].part];

@@ -16,6 +16,26 @@ Message Finding(Code code, const std::string& file, const std::string& text) {
   return Message(code, file, text).As(RowOf(code).severity);
 }
 
+std::string NextStep(Code code) {
+  std::string step;
+  bool inside = false, quoted = false;
+  for (const char* c = RowOf(code).hint; *c; ++c) {
+    if (*c != '`') {
+      step += *c;
+      continue;
+    }
+    inside = !inside;
+    if (inside) quoted = c[1] != '-';
+    if (quoted) step += '\'';
+  }
+  return step;
+}
+
+Message WithHint(Message message) {
+  if (message.severity == Severity::kError && message.hint.empty()) message.hint = NextStep(message.code);
+  return message;
+}
+
 Json MessageToJson(const Message& message) {
   return {{"code", RowOf(message.code).text},
           {"severity", SeverityName(message.severity)},

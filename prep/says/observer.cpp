@@ -57,7 +57,7 @@ Message Observer::Judged(Message message) const {
 }
 
 void Observer::Say(Message message) {
-  message = Judged(std::move(message));
+  message = Judged(WithHint(std::move(message)));
   OnMessage(message);
   messages_.push_back(std::move(message));
 }

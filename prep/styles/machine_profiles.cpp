@@ -23,7 +23,7 @@ namespace {
 
 std::string TextOf(const std::string& path, const std::string& key, const toml::node& node) {
   const auto text = node.value<std::string>();
-  if (!node.is_string() || !text) Refuse(path, node.source(), "'" + key + "' is no text");
+  if (!node.is_string() || !text) Refuse(path, node.source(), "'" + key + "' is not a text");
   return *text;
 }
 
@@ -68,7 +68,7 @@ MachineProfile ProfileOf(const std::string& path, const std::string& name, const
 }  // namespace
 
 std::vector<MachineProfile> ReadMachineProfiles(const std::string& path) {
-  const std::string text = ReadWholeFile(path);
+  const std::string text = ReadWholeFile(path, "a file of machine profiles");
   toml::table document;
   try {
     document = ParseToml(text, path);
@@ -79,7 +79,7 @@ std::vector<MachineProfile> ReadMachineProfiles(const std::string& path) {
   for (const auto& [name, node] : document) {
     const toml::table* table = node.as_table();
     if (!table) {
-      Refuse(path, node.source(), fmt::format("'{}' is no machine", std::string(name.str())),
+      Refuse(path, node.source(), fmt::format("'{}' is not a machine", std::string(name.str())),
              "write [" + std::string(name.str()) + "] and its entries below");
     }
     found.emplace_back(node.source().begin, ProfileOf(path, std::string(name.str()), *table));

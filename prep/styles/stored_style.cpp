@@ -58,13 +58,27 @@ Reading ReadAs(StyleKind kind, const std::string& bytes, std::optional<StyleLayo
 
 constexpr trq::core::StyleLayoutItem::Kind kTextItem = trq::core::StyleLayoutItem::Kind::kText;
 
-// The legacy style that the bytes are from first to last.
-std::optional<RECOATSTYLE> ReadLegacy(const std::string& bytes) {
-  if (At<float>(bytes, 0) != kVersionLegacy) return std::nullopt;
+struct LegacyReading {
   RECOATSTYLE style{CString()};
-  const auto used = trq::core::ReadStyle(BytesOf(bytes), style);
-  if (!used.ok() || *used != bytes.size()) return std::nullopt;
-  return style;
+  size_t end = 0;  // bytes used
+};
+
+// What the application's own reader makes of the bytes, whatever version they begin with and wherever they
+// end.
+std::optional<LegacyReading> TakeLegacy(const std::string& bytes) {
+  LegacyReading reading;
+  const auto used = trq::core::ReadStyle(BytesOf(bytes), reading.style);
+  if (!used.ok()) return std::nullopt;
+  reading.end = *used;
+  return reading;
+}
+
+// The legacy style that the bytes are from first to last, which tells one by its content.
+std::optional<LegacyReading> ReadLegacy(const std::string& bytes) {
+  if (At<float>(bytes, 0) != kVersionLegacy) return std::nullopt;
+  std::optional<LegacyReading> reading = TakeLegacy(bytes);
+  if (reading && reading->end != bytes.size()) return std::nullopt;
+  return reading;
 }
 
 std::string TextAt(const std::string& bytes, size_t offset, size_t width) {
@@ -99,8 +113,13 @@ StyleDocument LegacyDocument(RECOATSTYLE legacy) {
 }
 
 void CompareLegacy(const StyleFile& file, RewriteChanges& changes) {
-  const std::string written = trq::core::StyleFileBytes(ReadLegacy(file.bytes).value());
-  std::string expected = file.bytes;
+  const std::string written = trq::core::StyleFileBytes(TakeLegacy(file.bytes).value().style);
+  std::string expected = file.bytes.substr(0, file.end);
+  if (file.end < file.bytes.size()) {
+    changes.notes.push_back(
+        {"file", file.end,
+         Counted(int64_t(file.bytes.size() - file.end), "byte") + " behind the last sweep not read"});
+  }
   size_t numbers = 0;
   for (const auto& field : trq::core::LayoutOf<RECOATSTYLE>(StyleLayout::kLegacy)) {
     if (field.kind != kTextItem) continue;
@@ -143,10 +162,11 @@ void TakeReading(StyleFile& file, Reading reading) {
 
 }  // namespace
 
-std::string ReadWholeFile(const std::string& path) {
+std::string ReadWholeFile(const std::string& path, const char* what) {
   InputFile file(path);
   if (file.head().size > kLargestStyle) {
-    FailInput(Code::kStyleUnknown, path, "is too large for a style file");
+    FailInput(Code::kInputUnknown, path, std::string("is too large for ") + what,
+              "check that it is the file you mean");
   }
   return file.ReadRest();
 }
@@ -164,20 +184,27 @@ std::optional<StyleFile> ExamineStyle(const std::string& path, std::string bytes
   file.bytes = std::move(bytes);
   const std::string& content = file.bytes;
   if (content.size() < 8) return std::nullopt;
-  if (const std::optional<RECOATSTYLE> legacy = ReadLegacy(content)) {
+  const auto take_legacy = [&file](const LegacyReading& legacy) {
     file.kind = StyleKind::kRecoat;
     file.layout = StyleLayout::kLegacy;
     file.complete = file.ends_right = true;
-    file.end = content.size();
-    file.style = LegacyDocument(*legacy);
+    file.end = legacy.end;
+    file.style = LegacyDocument(legacy.style);
     return file;
-  }
+  };
+  if (const std::optional<LegacyReading> legacy = ReadLegacy(content)) return take_legacy(*legacy);
   const float first = At<float>(content, 0);
   const bool is_301 = IsVersion301(first);
   // A 206 build style begins with its "Version" record; that of a recoat style stands behind the user level.
   const bool is_build_206 = first == kVersion206;
-  const bool is_recoat_206 = !is_301 && At<float>(content, 4) == kVersion206;
-  if (!is_301 && !is_build_206 && !is_recoat_206) return std::nullopt;
+  // A file that begins with 2.06 is never one: a "Version" record has 2.06 at its second word, too.
+  const bool is_recoat_206 = !is_301 && !is_build_206 && At<float>(content, 4) == kVersion206;
+  if (!is_301 && !is_build_206 && !is_recoat_206) {
+    if (preferred != StyleKind::kRecoat) return std::nullopt;
+    const std::optional<LegacyReading> legacy = TakeLegacy(content);
+    if (!legacy) return std::nullopt;
+    return take_legacy(*legacy);
+  }
   file.layout = is_301 ? StyleLayout::k301 : StyleLayout::k206;
   Reading build, recoat;
   if (is_301 || is_build_206) build = ReadAs(StyleKind::kBuild, content, file.layout);
@@ -200,8 +227,8 @@ std::optional<StyleFile> ExamineStyle(const std::string& path, std::string bytes
 
 Message StyleIsShort(const StyleFile& file) {
   return Message(Code::kStyleShort, file.path,
-                 fmt::format("ends after {} bytes, inside its {} layout", file.bytes.size(),
-                             StyleLayoutName(file.layout)));
+                 fmt::format("ends after {}, inside its {} layout",
+                             Counted(int64_t(file.bytes.size()), "byte"), StyleLayoutName(file.layout)));
 }
 
 Message StyleIsDamaged(const StyleFile& file) {
@@ -210,18 +237,28 @@ Message StyleIsDamaged(const StyleFile& file) {
                              file.computed_crc));
 }
 
+void NoteNameDecides(Observer& observer, const StyleFile& file) {
+  if (!file.kind_from_name) return;
+  observer.Note(
+      Message(Code::kStyleNameDecides, file.path,
+              fmt::format("could be either kind of style; taken as a {} by its {}", StyleKindName(file.kind),
+                          KindByEnding(file.path) ? "name" : "command or option"))
+          .Hint(fmt::format("'trqprep {} verify' tells whether it is whole", StyleCommand(file.kind))));
+}
+
 StyleFile LoadStyle(Observer& observer, const std::string& path, StyleKind kind) {
   std::optional<StyleFile> file = ExamineStyle(path, ReadWholeFile(path), kind);
   if (!file) {
     FailInput(Code::kStyleUnknown, path,
-              fmt::format("is no {} file: it begins with no known version", StyleKindName(kind)),
+              fmt::format("is not a {} file: it does not begin with a known version", StyleKindName(kind)),
               "'trqprep info' tells what a file holds");
   }
   if (file->kind != kind) {
     FailInput(Code::kStyleKind, path,
-              fmt::format("is a {}, no {}", StyleKindName(file->kind), StyleKindName(kind)),
+              fmt::format("is a {}, not a {}", StyleKindName(file->kind), StyleKindName(kind)),
               fmt::format("the command for it is 'trqprep {}'", StyleCommand(file->kind)));
   }
+  NoteNameDecides(observer, *file);
   if (!file->complete) {
     Fail(ExitCode::kInput, StyleIsShort(*file).Hint("copy the file again from where it came"));
   }
@@ -229,9 +266,11 @@ StyleFile LoadStyle(Observer& observer, const std::string& path, StyleKind kind)
     Fail(ExitCode::kInput, StyleIsDamaged(*file).Hint(
                                "copy the file again from where it came; it was damaged or edited by hand"));
   }
-  if (file->kind_from_name) {
-    observer.Note(Message(Code::kStyleNameDecides, path,
-                          fmt::format("could be either kind of style; taken as a {}", StyleKindName(kind))));
+  if (file->layout == StyleLayout::kLegacy && file->end < file->bytes.size()) {
+    observer.Note(
+        Message(Code::kStyleSlack, path,
+                Counted(int64_t(file->bytes.size() - file->end), "byte") + " behind the last sweep not read")
+            .At({{"byte", file->end}}));
   }
   return *std::move(file);
 }

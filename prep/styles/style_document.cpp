@@ -292,10 +292,10 @@ class StyleJsonReader {
     RequireObject(json, "the document");
     const std::string schema = SchemaOf(style_.kind);
     if (!json.contains("schema") || json["schema"] != schema) {
-      Refuse(
-          "schema",
-          fmt::format("the document is no {} (its \"schema\" is not {})", StyleKindName(style_.kind), schema),
-          "'export --to json' makes such a document");
+      Refuse("schema",
+             fmt::format("the document is not a {} (its \"schema\" is not {})", StyleKindName(style_.kind),
+                         schema),
+             "'export --to json' makes such a document");
     }
     AllowKeys(json, "", {"schema", "words", "texts", "parameters", "sweeps"});
     if (json.contains("words")) {
@@ -328,7 +328,7 @@ class StyleJsonReader {
   }
 
   void RequireObject(const Json& json, const std::string& place) const {
-    if (!json.is_object()) Refuse(place, place + " is no JSON object");
+    if (!json.is_object()) Refuse(place, place + " is not a JSON object");
   }
 
   void AllowKeys(const Json& json, const std::string& place, const std::vector<std::string>& allowed) const {
@@ -355,14 +355,14 @@ class StyleJsonReader {
   void TakeNumber(const Json& json, const std::string& place, const std::string& what, Number& number) const {
     const auto read = Number::FromJson(json, number.is_float());
     if (!read) {
-      Refuse(place, what + (number.is_float() ? " is no number that fits 32-bit floating point"
-                                              : " is no whole number from -2147483648 to 2147483647"));
+      Refuse(place, what + (number.is_float() ? " is not a number that fits 32-bit floating point"
+                                              : " is not a whole number from -2147483648 to 2147483647"));
     }
     number = *read;
   }
 
   void ReadParameters(const Json& json, std::set<std::string>& given) {
-    if (!json.is_array()) Refuse("parameters", "\"parameters\" is no list");
+    if (!json.is_array()) Refuse("parameters", "\"parameters\" is not a list");
     for (const Json& entry : json) {
       RequireObject(entry, "an entry of \"parameters\"");
       if (!entry.contains("name") || !entry["name"].is_string()) {
@@ -394,7 +394,7 @@ class StyleJsonReader {
                  record.*field.number);
     }
     if (!json.contains("allowed")) return;
-    if (!json["allowed"].is_array()) Refuse(name, fmt::format("\"allowed\" of '{}' is no list", name));
+    if (!json["allowed"].is_array()) Refuse(name, fmt::format("\"allowed\" of '{}' is not a list", name));
     record.allowed.clear();
     for (const Json& entry : json["allowed"]) {
       TakeNumber(entry, name, fmt::format("an allowed value of '{}'", name),
@@ -408,7 +408,7 @@ class StyleJsonReader {
     for (size_t list = 0; list < kSweepLists; ++list) {
       if (!json.contains(SweepListName(list))) continue;
       const Json& entries = json[SweepListName(list)];
-      if (!entries.is_array()) Refuse("sweeps", "a sweep list is no list");
+      if (!entries.is_array()) Refuse("sweeps", "a sweep list is not a list");
       for (const Json& entry : entries) {
         RequireObject(entry, "a sweep");
         AllowKeys(entry, "a sweep", {"gap", "velocity"});

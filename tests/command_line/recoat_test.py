@@ -100,7 +100,7 @@ class Verify(RecoatTest):
         err = self.fails(INPUT, "recoat", "verify", "a.sty").err
         self.assertIn("it is a build style: 'trqprep style verify'", err)
         err = self.fails(INPUT, "recoat", "show", "a.sty").err
-        self.assertRegex(err, r"is a build style, no recoat style \[STYLE-KIND\]\n  hint: the command for it is 'trqprep style'")
+        self.assertRegex(err, r"is a build style, not a recoat style \[STYLE-KIND\]\n  hint: the command for it is 'trqprep style'")
         self.golden_file("default_206.rcs")
         self.assertIn("STYLE-KIND", self.fails(INPUT, "style", "show", "default_206.rcs", "--json").codes())
 
@@ -373,9 +373,9 @@ class Info(RecoatTest):
         whole = (GOLDEN / "filled_301.rcs").read_bytes() + bytes(5)
         self.write("a.rcs", whole)
         result = self.good("info", "a.rcs", "--json")
-        self.assertEqual((result.document()["data"]["type"], result.codes()), ("recoat", ["STYLE-CRC", "STYLE-NAME-DECIDES"]))
+        self.assertEqual((result.document()["data"]["type"], result.codes()), ("recoat", ["STYLE-NAME-DECIDES", "STYLE-CRC"]))
         self.write("a.sty", whole[:3000])
-        self.assertEqual(self.fails(INPUT, "info", "a.sty", "--json").codes(), ["STYLE-SHORT"])
+        self.assertEqual(self.fails(INPUT, "info", "a.sty", "--json").codes(), ["STYLE-NAME-DECIDES", "STYLE-SHORT"])
 
     def test_version_4_is_no_recoat_style(self):
         self.make(change=lambda style: setattr(style, "version", 4.0))

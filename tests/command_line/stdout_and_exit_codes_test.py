@@ -104,7 +104,7 @@ class UsageErrors(ToolTest):
     def test_an_unknown_setting_of_a_part_gets_the_nearest(self):
         self.write("box.stl", binary_stl(box_facets()))
         result = self.fails(USAGE, "place", "box.stl,copis=2")
-        self.assertRegex(result.err, r"box.stl: 'copis=2' is no setting of a part \[USAGE\]\n  hint: did you mean copies")
+        self.assertRegex(result.err, r"box.stl: 'copis=2' is not a setting of a part \[USAGE\]\n  hint: did you mean copies")
 
     def test_an_unknown_value_gets_the_nearest(self):
         result = self.fails(USAGE, "completion", "bsh")

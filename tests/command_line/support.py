@@ -45,10 +45,23 @@ def run(*arguments, cwd=None, env=None, **more):
     more.setdefault("stdout", subprocess.PIPE)
     more.setdefault("stderr", subprocess.PIPE)
     result = Result(subprocess.run([TOOL, *arguments], cwd=cwd, env=environment, timeout=1200, **more))
+    check_hints(result)
     # Some of them end a program with 1, which is also an answer.
     if SANITIZED and findings_of_sanitizers(result.err):
         raise AssertionError(result.err)
     return result
+
+
+def check_hints(result):
+    """Every error names the next step, whichever test met it."""
+    lines = result.err.splitlines()
+    for line, after in zip(lines, lines[1:] + [""]):
+        if re.match(r"trqprep: error: .*\[[A-Z0-9-]+\]$", line) and not after.startswith("  hint: "):
+            raise AssertionError("an error without a hint: " + line)
+    if b'"severity": "error"' in (result.out or b""):
+        for message in result.document()["messages"]:
+            if message["severity"] == "error" and not message["hint"]:
+                raise AssertionError(f"an error without a hint: {message}")
 
 
 class ToolTest(unittest.TestCase):

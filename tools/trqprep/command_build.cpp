@@ -12,8 +12,8 @@ namespace {
 
 void TellStack(Context& context, const Json& stack) {
   for (const Json& style : stack) {
-    context.Tell("  Z {start:4f} to {end:4f} {unit}: {file}, layers of {layer_thickness:6f}", style);
-    if (style.value("z_correction", 0) != 0) context.Tell(", Z correction {z_correction} layers", style);
+    context.Tell("  Z {start:4f} to {end:4f} {unit}: {file}, layers of {layer_thickness:6f} {unit}", style);
+    if (style.value("z_correction", 0) != 0) context.Tell(", Z correction {z_correction:+layer}", style);
     context.text += "\n";
   }
 }

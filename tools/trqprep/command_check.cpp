@@ -247,7 +247,7 @@ class Checker {
                    {"warnings", warnings}};
     context_.data["files"].push_back(row);
     context_.Tell(
-        said.empty() ? "{file}: nothing found\n" : "{file}: errors {errors}, warnings {warnings}: {codes}\n",
+        said.empty() ? "{file}: nothing found\n" : "{file}: {errors:+error}, {warnings:+warning}: {codes}\n",
         Json{{"file", row["file"]},
              {"errors", errors},
              {"warnings", warnings},
@@ -288,6 +288,7 @@ class Checker {
   bool CheckStyleFile(const std::string& path) {
     const std::optional<StyleFile> file = ExamineStyle(path, ReadWholeFile(path), std::nullopt);
     if (!file) return false;
+    NoteNameDecides(context_, *file);
     SayAll(CheckStyle(*file, surroundings_));
     return true;
   }

@@ -13,7 +13,10 @@ struct Options : MeshOptions {
 ExitCode Run(Context& context, const Options& options) {
   const bool stamped = options.stamp >= 0;
   const MeshFormat format = OutputFormat(options.output, options.format);
-  if (stamped && format != MeshFormat::kBinaryStl) FailUsage("", "--stamp marks binary STL files only");
+  if (stamped && format != MeshFormat::kBinaryStl) {
+    FailUsage("", "--stamp marks binary STL files only",
+              "name an output that ends in .stl, or leave --stamp away");
+  }
   if (options.normalize && format == MeshFormat::kCtl) {
     FailUsage("", "--normalize writes STL files only", "without it every mesh can be written as CTL");
   }
@@ -28,7 +31,7 @@ ExitCode Run(Context& context, const Options& options) {
   WriteWork(context, options, work, stamped ? std::optional(options.stamp) : std::nullopt);
   context.State({{"format", MeshFormatName(work.format)}});
   DescribeMesh(context.data, input);
-  context.Tell("{output}: {format} with {facets} facets, {size}\n",
+  context.Tell("{output}: {format} with {facets:+facet}, {size}\n",
                {{"size", SizeInBoth(input.box().Size(), wanted)}});
   return ExitCode::kDone;
 }

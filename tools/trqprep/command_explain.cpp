@@ -12,14 +12,14 @@ Json RuleToJson(const MessageRow& rule) {
   return {{"code", rule.text},
           {"severity", SeverityName(rule.severity)},
           {"title", rule.title},
-          {"story", rule.story}};
+          {"story", rule.story},
+          {"hint", NextStep(rule.code)}};
 }
 
 ExitCode Run(Context& context, const std::vector<std::string>& codes) {
   context.data["rules"] = Json::array();
   std::vector<std::string> known;
   for (const MessageRow& row : MessageTable()) {
-    if (!row.is_rule()) continue;
     known.emplace_back(row.text);
     if (codes.empty()) context.data["rules"].push_back(RuleToJson(row));
   }
@@ -27,14 +27,13 @@ ExitCode Run(Context& context, const std::vector<std::string>& codes) {
     std::string code = given;
     for (char& c : code) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     const MessageRow* rule = FindRow(code);
-    if (!rule || !rule->is_rule()) {
-      FailUsage("", fmt::format("there is no rule '{}'", given), DidYouMean(code, known));
-    }
+    if (!rule) FailUsage("", fmt::format("there is no code '{}'", given), DidYouMean(code, known));
     context.data["rules"].push_back(RuleToJson(*rule));
     context.Tell("{code} ({severity}): {title}\n", RuleToJson(*rule));
-    context.text += "  " + Wrap(rule->story, 2, 80) + "\n";
+    context.text +=
+        "  " + Wrap(rule->story, 2, 80) + "\n  " + Wrap("Next step: " + NextStep(rule->code), 2, 80) + "\n";
   }
-  if (codes.empty()) context.TellEach(context.data["rules"], "{code|<16}  {severity|<7}  {title}\n");
+  if (codes.empty()) context.TellEach(context.data["rules"], "{code|<18}  {severity|<7}  {title}\n");
   return ExitCode::kDone;
 }
 
@@ -42,9 +41,9 @@ ExitCode Run(Context& context, const std::vector<std::string>& codes) {
 
 void AddExplain(CommandTree& tree) {
   Command& command = tree.Add(
-      "explain", "Tell the long story of a check's code",
-      "Says what a finding of 'trqprep check' means, how it is measured and what to do. Without a code "
-      "all are listed.",
+      "explain", "Explain the code at the end of a message",
+      "Every message ends in a code. Says what it means, how it comes about or is measured, and what to do. "
+      "Without a code all are listed: first the rules of 'trqprep check', then the others.",
       {"trqprep explain OPEN-EDGES", "trqprep explain --json"});
   auto& codes = command.Runs(Run);
   command.Arguments("CODE", codes, "Codes such as OPEN-EDGES", false).Type("CODE");

@@ -107,7 +107,8 @@ void WarnOfThinWall(Context& context, const std::string& input, const Wall& wall
 
 ExitCode Run(Context& context, const Options& options) {
   if (options.both && options.inner_only) {
-    FailUsage("", "--both and --inner-only exclude each other");
+    FailUsage("", "--both and --inner-only exclude each other",
+              "--both writes two files, --inner-only the skin alone: give one of them");
   }
   MeshWork work = ReadForWork(context, options);
   InputMesh& input = work.input;
@@ -117,16 +118,16 @@ ExitCode Run(Context& context, const Options& options) {
   CTL& mesh = *input.mesh;
   const auto limit = float(options.limit->In(input.units, context.units()));
   if (!(limit > 0) || !std::isfinite(limit)) {
-    FailUsage("", "--limit must be above 0");
+    FailUsage("", "--limit must be above 0", "for example --limit 2mm");
   }
   const Topology outside = AnalyseTopology(mesh);
   const bool is_closed = std::all_of(outside.surfaces.begin(), outside.surfaces.end(),
                                      [](const Surface& s) { return s.closed; });
   if (!is_closed) {
     context.Warn(Message(Code::kOpenEdges, options.input,
-                         fmt::format("the surface is not closed ({} open edges); inside and outside are "
+                         fmt::format("the surface is not closed ({}); inside and outside are "
                                      "uncertain",
-                                     outside.open_edges))
+                                     Counted(int64_t(outside.open_edges), "open edge")))
                      .Hint("'trqprep check' tells where"));
   }
   const double before = input.volume();
@@ -161,7 +162,8 @@ ExitCode Run(Context& context, const Options& options) {
   context.Progress("writing " + options.output, 0.9);
   const int facets = mesh.num_triangles();
   if (!options.inner_only && facets > 2147483647 / 2) {
-    FailInput(Code::kMeshTooLarge, options.input, "the hollow part would have too many facets");
+    FailInput(Code::kMeshTooLarge, options.input, "the hollow part would have too many facets",
+              "simplify the part first");
   }
   if (options.inner_only) {
     WriteMesh(context, *inner, options.output, format, context.options.force);
@@ -198,7 +200,7 @@ ExitCode Run(Context& context, const Options& options) {
                   {"resin_saved", saves ? NumberToJson(saved) : Json(nullptr)},
                   {"closed_inner_surfaces", closed},
                   {"sealed_cavities", sealed}},
-                 R"({output}: {facets} facets, {which}
+                 R"({output}: {facets:+facet}, {which}
   push            {push.min:4} to {push.max:4} {unit}, mean {push.mean:4}
   wall            at least {wall.min:4} {unit}, mean {wall.mean:4}; {thin:1} % below half of the limit
   volume          {volume_before:3} {unit}3 before, {volume_after:3} {unit}3 after
@@ -220,7 +222,7 @@ void AddHollow(CommandTree& tree) {
       "hollow", "Make a part hollow with an inner skin",
       "Every vertex is pushed inward, against the surface around it. The push is half the shortest edge "
       "at the vertex where that edge is no longer than the limit (edges below 0.1, in the part's unit, "
-      "count as 0.1), and the limit itself elsewhere; it is no wall thickness, which also depends on the "
+      "count as 0.1), and the limit itself elsewhere; it is not the wall's thickness, which also depends on the "
       "angles. --validate halves a push until it crosses no other facet. Without it the inner skin of "
       "thin walls comes out on the other side. The wall that came of it is measured from every vertex and "
       "the middle of every facet, and warned of where it is below half of the limit.\n\n"

@@ -70,7 +70,9 @@ void AddMachines(CommandTree& tree) {
       "The folders stand behind the style root of the application. --machines adds the machines that a "
       "TOML file describes, a table each:\n\n"
       "[lab] type = \"TRQ-E7\", vat = \"500x500x580mm\", styles = \"/srv/styles\", an entry a line; all "
-      "are optional.",
+      "are optional. A style that 'build' does not find by its name is looked for below the folder that "
+      "styles names, in the machine's own folder, listed here: with styles = \"/srv/styles\" the TRQ-E7 has "
+      "its styles in millimetres in /srv/styles/trqe7/e7mm/.",
       {"trqprep machines", "trqprep machines TRQ-E7 --json"});
   auto& options = command.Runs(Run);
   command.Argument("NAME", options.name, "A machine's name or number").Required(false).Type("NAME");

@@ -25,7 +25,8 @@ ExitCode Run(Context& context, const Options& options) {
     }
     if (merged.mesh->num_triangles() > 2147483647 - input.mesh->num_triangles() ||
         merged.mesh->num_vertices() > 2147483646 - input.mesh->num_vertices()) {
-      FailInput(Code::kMeshTooLarge, options.inputs[i], "the merged mesh would have too many facets");
+      FailInput(Code::kMeshTooLarge, options.inputs[i], "the merged mesh would have too many facets",
+                "merge fewer files, or simplify them first");
     }
     merged.mesh->combine(input.mesh.get());
   }
@@ -36,7 +37,7 @@ ExitCode Run(Context& context, const Options& options) {
   context.data_units = merged.units;
   context.State({{"inputs", inputs}, {"output", TextToJson(options.output)}});
   DescribeMesh(context.data, merged);
-  context.Tell("{output}: {facets} facets of {inputs:#} files, {size_mm:x3} mm ({size_in:x4} in)\n");
+  context.Tell("{output}: {facets:+facet} of {inputs:+file}, {size_mm:x3} mm ({size_in:x4} in)\n");
   return ExitCode::kDone;
 }
 

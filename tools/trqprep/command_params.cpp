@@ -57,7 +57,8 @@ ExitCode Run(Context& context, const Options& options) {
   if (context.data["parameters"].empty()) {
     Fail(ExitCode::kUsage,
          Message(Code::kStyleParameter, "", "no parameter matches '" + options.pattern + "'")
-             .Hint(DidYouMean(options.pattern, names)));
+             .Hint(IsGlob(options.pattern) ? "'trqprep params' lists the names"
+                                           : DidYouMean(options.pattern, names)));
   }
   return ExitCode::kDone;
 }

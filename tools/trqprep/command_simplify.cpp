@@ -38,7 +38,7 @@ ExitCode Run(Context& context, const Options& options) {
   const bool simplified = grid ? input.mesh->approximate(facets) != 0 : SimplifyMesh(*input.mesh, facets);
   if (!simplified) {
     context.Warn(Message(Code::kSimplifyNothing, options.input,
-                         fmt::format("has only {} facets; nothing was simplified", was.facets)));
+                         "has only " + Counted(was.facets, "facet") + "; nothing was simplified"));
   }
   RequireFacets(*input.mesh, options.input, fmt::format("simplifying to about {} facets", facets).c_str());
   input.mesh->recalculate_extents();

@@ -86,7 +86,7 @@ ExitCode Verify(Context& context, const Options& options) {
     context.Tell("{file}: differs\n");
     return ExitCode::kNo;
   }
-  context.Tell("{file}: {layers} layers; loaded and saved again, header, table and layers are the same\n",
+  context.Tell("{file}: {layers:+layer}; loaded and saved again, header, table and layers are the same\n",
                {{"layers", file.layer_count()}});
   return ExitCode::kDone;
 }
@@ -125,7 +125,8 @@ size_t LayerAt(const ContourFile& file, double z) {
 
 ExitCode Svg(Context& context, const Options& options) {
   if ((options.layer == 0) == !options.z) {
-    FailUsage("", "say either --layer or --z");
+    FailUsage("", "give either --layer or --z",
+              "--layer 1 is the lowest layer, --z 5mm the one at that height");
   }
   const ContourFile file = ReadContours(context, context.units(), options.input);
   size_t index = 0;
@@ -133,7 +134,7 @@ ExitCode Svg(Context& context, const Options& options) {
     index = LayerAt(file, options.z->In(file.units, context.units()));
   } else if (uint64_t(options.layer) > file.layer_count()) {
     FailUsage(options.input, fmt::format("there is no layer {}", options.layer),
-              fmt::format("the file has {} layers", file.layer_count()));
+              "the file has " + Counted(int64_t(file.layer_count()), "layer"));
   } else {
     index = size_t(options.layer) - 1;
   }
@@ -166,7 +167,7 @@ ExitCode Copy(Context& context, const Options& options) {
                   {"output", TextToJson(options.output)},
                   {"layers", file.layer_count()},
                   {"file_size", size}},
-                 "{output}: {layers} layers, {file_size} bytes\n");
+                 "{output}: {layers:+layer}, {file_size:+byte}\n");
   return ExitCode::kDone;
 }
 
@@ -203,12 +204,14 @@ void TurnLayers(trq::core::Contours& contours, const std::function<float(float)>
 
 ExitCode Mirror(Context& context, const Options& options) {
   if (options.plane && options.beside) {
-    FailUsage("", "--plane and --beside exclude each other");
+    FailUsage("", "--plane and --beside exclude each other",
+              "--plane gives the plane to mirror at, --beside a distance from the part");
   }
   ContourFile file = ReadContours(context, context.units(), options.input);
   const ContourSummary summary = Summarize(context, file);
   if (summary.not_finite > 0) {
-    FailInput(Code::kSlcNan, options.input, "vertices that are not finite cannot be mirrored");
+    FailInput(Code::kSlcNan, options.input, "vertices that are not finite cannot be mirrored",
+              "slice the part again");
   }
   const size_t coordinate = size_t(options.axis[0] - 'x');
   double low = 0, high = 0;
@@ -249,7 +252,7 @@ ExitCode Mirror(Context& context, const Options& options) {
                   {"axis", options.axis},
                   {"layers", file.layer_count()},
                   {"extent", Json::array({extent(sum - high), extent(sum - low)})}},
-                 "{output}: {layers} layers, {axis} from {low:4} to {high:4} {unit}\n",
+                 "{output}: {layers:+layer}, {axis} from {low:4} to {high:4} {unit}\n",
                  {{"low", NumberToJson(sum - high)}, {"high", NumberToJson(sum - low)}});
   return ExitCode::kDone;
 }
@@ -273,7 +276,7 @@ void AddSlc(CommandTree& tree) {
   {
     Command& verb = group.Sub(
         "verify", "Check that a slice-contour file survives loading and saving",
-        "Loads the file, saves it to a temporary file and compares header, thickness table and layers. A "
+        "Loads the file, writes it again in memory and compares header, thickness table and layers. A "
         "reserved block that is not zero and bytes behind the terminator are reported, and count as no "
         "difference. Exit 1 when something differs.",
         {"trqprep slc verify cone.slc", "trqprep slc verify cone.slc --json"});

@@ -109,11 +109,15 @@ ExitCode FinishEdit(Context& context, const StyleFile& file, const StyleDocument
   bool held = true;
   for (const StyleDifference& lost : LostInFile(edited)) {
     const FieldDifference& field = lost.fields.front();
+    const bool old = edited.layout == StyleLayout::k206;
     context.Error(
         Message(Code::kStyleRefused, file.path,
                 fmt::format("{}: the {} layout cannot hold {} {}; it would be read as {}", lost.name,
                             StyleLayoutName(edited.layout), field.field, field.before, field.after))
-            .At({{"parameter", lost.name}}));
+            .At({{"parameter", lost.name}})
+            .Hint(old ? fmt::format("'trqprep {} upgrade' first: the 301 layout holds it",
+                                    StyleCommand(file.kind))
+                      : "choose a value that its field can hold"));
     held = false;
   }
   if (!held) return ExitCode::kNo;

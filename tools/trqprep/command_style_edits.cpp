@@ -36,7 +36,7 @@ ExitCode New(Context& context, const NewOptions& options, StyleKind kind) {
       FailUsage(
           "",
           build ? "--thickness is not above 0, or too large" : "--layer-thickness is below 0 or too large",
-          "it is a length in the style's own units, such as 0.1");
+          "a length in the style's own units, such as 0.1");
     }
     if (build) {
       style.Find("Layer Thickness")->record.value = Number(thickness);
@@ -77,12 +77,12 @@ Number ParseValue(const std::string& name, const std::string& text, bool is_floa
   if (text.size() > 1 && text[0] == '+' && text[1] != '-') ++begin;
   double wide = 0;
   const auto [stop, error] = std::from_chars(begin, end, wide);
-  if (error == std::errc::invalid_argument) FailValue(name, text, "that is no number");
+  if (error == std::errc::invalid_argument) FailValue(name, text, "that is not a number");
   if (stop != end) {
     const bool unit = std::all_of(stop, end, [](char c) {
       return std::isalpha(static_cast<unsigned char>(c)) || c == ' ' || c == '"' || c == '\'' || c == '%';
     });
-    FailValue(name, text, unit ? "a value takes no unit" : "that is no number");
+    FailValue(name, text, unit ? "a value takes no unit" : "that is not a number");
   }
   if (!std::isfinite(wide)) {
     refusal = "values are finite numbers";
@@ -189,7 +189,7 @@ ExitCode Set(Context& context, const SetOptions& options, StyleKind kind) {
   for (const std::string& assignment : options.assignments) {
     const size_t equals = assignment.find('=');
     if (equals == std::string::npos || equals == 0) {
-      FailUsage("", "'" + assignment + "' is no NAME=VALUE",
+      FailUsage("", "'" + assignment + "' is not NAME=VALUE",
                 "for example 'Layer Thickness=0.1', in quotes because of the blank");
     }
     const std::string pattern = assignment.substr(0, equals);
@@ -295,13 +295,13 @@ ExitCode Import(Context& context, const ImportOptions& options, StyleKind kind) 
       StyleFromJson(path, data.contains("style") ? data.value("style", Json()) : json, style);
   const float version = style.FindWord("file_version")->number.AsFloat();
   if (version != 3.01f && !(version == 4.0f && kind == StyleKind::kBuild)) {
-    FailInput(Code::kStyleJson, path, fmt::format("\"file_version\" is {}, not 3.01", version));
+    FailInput(Code::kStyleJson, path, fmt::format("\"file_version\" is {}, not 3.01", version),
+              "export the style again with this version of the tool");
   }
   if (!missing.empty()) {
     context.Warn(Message(Code::kStyleJson, path,
-                         fmt::format("{} parameters are not given and keep the values of a new style, "
-                                     "the first is '{}'",
-                                     missing.size(), missing.front())));
+                         fmt::format("{} left out, the first is '{}': the values of a new style stand there",
+                                     Counted(int64_t(missing.size()), "parameter"), missing.front())));
   }
   for (const StyleDifference& lost : LostInFile(style)) {
     const FieldDifference& field = lost.fields.front();
@@ -316,7 +316,7 @@ ExitCode Import(Context& context, const ImportOptions& options, StyleKind kind) 
   }
   WriteStyle(style, output, context.options.force);
   context.Report({{"output", TextToJson(output)}, {"missing", missing}},
-                 "{output}: {kind} with {given} parameters given\n",
+                 "{output}: {kind} with {given:+parameter} given\n",
                  {{"kind", StyleKindName(kind)}, {"given", style.parameters.size() - missing.size()}});
   return ExitCode::kDone;
 }
@@ -331,7 +331,7 @@ struct UpgradeOptions : EditOptions {
 ExitCode Upgrade(Context& context, const UpgradeOptions& options, StyleKind kind) {
   const StyleFile file = LoadStyle(context, options.file, kind);
   if (file.layout != StyleLayout::kLegacy && !options.units.empty()) {
-    FailUsage("", "--from is for legacy files; this one records its units");
+    FailUsage("", "--from is for legacy files; this one records its units", "leave --from away");
   }
   if (file.layout == StyleLayout::k301) {
     context.Note(Message(Code::kStyleLayouts, options.file, "has the 301 layout already"));
@@ -430,7 +430,7 @@ SweepValues ParseSweep(const std::string& text) {
     const bool is_gap = key == "gap";
     bool& has = is_gap ? has_gap : has_velocity;
     if (equals == std::string::npos || (!is_gap && key != "velocity") || has) {
-      FailUsage("", "'" + text + "' is no sweep", kExample);
+      FailUsage("", "'" + text + "' is not a sweep", kExample);
     }
     has = true;
     RecordValues& record = is_gap ? sweep.gap : sweep.velocity;
@@ -465,12 +465,14 @@ ExitCode Sweeps(Context& context, const SweepsOptions& options) {
     size_t number = 0;
     const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc() || stop != text.data() + text.size() || number < 1) {
-      FailUsage("", "--remove takes the number of a sweep, not '" + text + "'");
+      FailUsage("", "--remove takes the number of a sweep, not '" + text + "'",
+                "'trqprep recoat sweeps FILE' numbers the sweeps");
     }
     if (number > sweeps.size()) {
       context.Error(Message(Code::kStyleRefused, options.file,
                             fmt::format("there is no sweep {} in list {}, which has {}", number,
-                                        SweepListName(chosen), sweeps.size())));
+                                        SweepListName(chosen), sweeps.size()))
+                        .Hint("'trqprep recoat sweeps FILE' numbers the sweeps of each list"));
       return ExitCode::kNo;
     }
     removals.push_back(number);
@@ -551,8 +553,8 @@ void AddStyleEdits(Command& group, StyleKind kind) {
         "Whole records are copied: value, default, flags, range and allowed values. A pattern leaves out "
         "what cannot be copied.",
         {build ? "trqprep style copy Fine.sty Standard.sty --params 'Small*' -o mixed.sty"
-               : "trqprep recoat new --machine TRQ-E7 -o blank.rcs && "
-                 "trqprep recoat copy ThreeSweeps.rcs blank.rcs --params 'Z*'",
+               : "trqprep recoat new --machine TRQ-E7 -o target.rcs && "
+                 "trqprep recoat copy ThreeSweeps.rcs target.rcs --params 'Z*'",
          build ? "trqprep style copy Fine.sty Standard.sty --params Dp --params Ec --dry-run"
                : "trqprep recoat copy ThreeSweeps.rcs blank.rcs --params '*ZWait' --dry-run"});
     auto& options = verb.Runs(Copy, kind);
@@ -567,8 +569,8 @@ void AddStyleEdits(Command& group, StyleKind kind) {
         "import", "Make a {noun} of the JSON that 'export' made",
         "The file has the 301 layout. What the document does not give has the values of a new style; a "
         "wrong name, type or text ends with exit 3.",
-        {"trqprep {command} export {file} --to json -o style.json && "
-         "trqprep {command} import style.json -o again{ending}",
+        {"trqprep {command} export {file} --to json -o {command}-form.json && "
+         "trqprep {command} import {command}-form.json -o again{ending}",
          "trqprep {command} export {file} --to json | trqprep {command} import - -o same{ending}"});
     auto& options = verb.Runs(Import, kind);
     verb.Argument("FILE", options.path, "The JSON document; - is standard input");
@@ -593,7 +595,7 @@ void AddStyleEdits(Command& group, StyleKind kind) {
         "units", "Convert lengths between inches and millimetres",
         build ? "Build style files do not record their units, so both are required. Values, defaults, "
                 "ranges and allowed values of 115 lengths are multiplied; \"Min Large NS Width\" and "
-                "everything that is no length stay, and a parameter without range stays so."
+                "everything that is not a length stay, and a parameter without range stays so."
               : "\"Start Z\", \"End Z\" and the blade velocities are multiplied, and the units text is "
                 "rewritten. Z velocities, accelerations, dip distances, the preferred blade gap and the "
                 "layer thickness stay.",
@@ -615,7 +617,7 @@ void AddSweepsVerb(Command& group) {
       "parameters of the changed list follow it.",
       {"trqprep recoat sweeps ThreeSweeps.rcs",
        "trqprep recoat sweeps ThreeSweeps.rcs --list primary --add gap=120,velocity=2.5 --remove 1 -o "
-       "changed.rcs"});
+       "swept.rcs"});
   auto& options = verb.Runs(Sweeps);
   verb.Argument("FILE", options.file, "The recoat style file, replaced unless -o is given");
   verb.RepeatedOption("--add", options.additions, "gap=G,velocity=V", "Add a sweep at the end of the list");

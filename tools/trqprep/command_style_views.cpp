@@ -156,7 +156,7 @@ Json EntriesToJson(const std::vector<RewriteChanges::Entry>& entries) {
 ExitCode Verify(Context& context, const std::string& path, StyleKind kind) {
   const std::optional<StyleFile> file = ExamineStyle(path, ReadWholeFile(path), kind);
   if (!file || file->kind != kind) {
-    FailInput(Code::kStyleUnknown, path, fmt::format("is no {} file", StyleKindName(kind)),
+    FailInput(Code::kStyleUnknown, path, fmt::format("is not a {} file", StyleKindName(kind)),
               file ? fmt::format("it is a {}: 'trqprep {} verify'", StyleKindName(file->kind),
                                  StyleCommand(file->kind))
                    : "'trqprep info' tells what a file holds");
@@ -189,12 +189,9 @@ ExitCode Verify(Context& context, const std::string& path, StyleKind kind) {
     context.Note(ChangeMessage(Code::kStyleSlack, path, entry)
                      .At({{"byte", entry.offset}, {"parameter", entry.name}}));
   }
-  if (file->kind_from_name) {
-    context.Note(Message(Code::kStyleNameDecides, path,
-                         fmt::format("could be either kind of style; taken as a {}", StyleKindName(kind))));
-  }
+  NoteNameDecides(context, *file);
   context.Report({{"lost", EntriesToJson(changes.lost)}, {"notes", EntriesToJson(changes.notes)}},
-                 "{file}: {kind}, {layout} layout, {bytes} bytes: {good}\n",
+                 "{file}: {kind}, {layout} layout, {bytes:+byte}: {good}\n",
                  {{"good", good ? "good" : "not good"}});
   return good ? ExitCode::kDone : ExitCode::kNo;
 }
@@ -286,7 +283,7 @@ void AddStyleViews(Command& group, StyleKind kind) {
         "txt and csv are the application's own reports. json and tidy-csv are complete: unnamed records, "
         "texts and header words too, every number so that it reads back the same; 'import' reads json. "
         "The style is exported as the application reads it, a 206 file with the values of its conversion.",
-        {"trqprep {command} export {file} --to json -o style.json",
+        {"trqprep {command} export {file} --to json -o {command}.json",
          "trqprep {command} export {file} --to tidy-csv"});
     auto& options = verb.Runs(Export, kind);
     verb.Argument("FILE", options.file, "The {noun} file");

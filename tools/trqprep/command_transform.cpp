@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <cmath>
 #include <map>
 #include <stdexcept>
 
@@ -76,20 +77,35 @@ struct StepOption {
   const char* name;
   const char* type;  // null: a flag
   const char* help;
+  const char* example;
   Step step;
 };
 
 constexpr StepOption kSteps[] = {
-    {"--translate", "X,Y,Z", "Move by three lengths, such as 10mm,0,-2.5", Translate},
-    {"--rotate-x", "DEGREES", "Turn about the X axis", Rotate<0>},
-    {"--rotate-y", "DEGREES", "Turn about the Y axis", Rotate<1>},
-    {"--rotate-z", "DEGREES", "Turn about the Z axis", Rotate<2>},
-    {"--scale", "FACTOR", "Scale by one factor, or by three between commas, about the origin", Scale},
-    {"--mirror", "x|y|z", "Mirror along an axis, at the origin", Mirror},
-    {"--matrix", "NUMBERS", "Apply a matrix: 12 or 16 numbers between commas, row by row", General},
-    {"--drop", nullptr, "Move the lowest point to Z = 0", Drop},
-    {"--center", nullptr, "Move the middle of the box to X = Y = 0", Center},
+    {"--translate", "X,Y,Z", "Move by three lengths, such as 10mm,0,-2.5", "--translate 10mm,0,-2.5",
+     Translate},
+    {"--rotate-x", "DEGREES", "Turn about the X axis", "--rotate-x 90", Rotate<0>},
+    {"--rotate-y", "DEGREES", "Turn about the Y axis", "--rotate-y 90", Rotate<1>},
+    {"--rotate-z", "DEGREES", "Turn about the Z axis", "--rotate-z 90", Rotate<2>},
+    {"--scale", "FACTOR", "Scale by one factor, or by three between commas, about the origin",
+     "--scale 1.02 or --scale 1,1,0.98", Scale},
+    {"--mirror", "x|y|z", "Mirror along an axis, at the origin", "--mirror x", Mirror},
+    {"--matrix", "NUMBERS", "Apply a matrix: 12 or 16 numbers between commas, row by row",
+     "--matrix 1,0,0,10mm,0,1,0,0,0,0,1,0", General},
+    {"--drop", nullptr, "Move the lowest point to Z = 0", "--drop", Drop},
+    {"--center", nullptr, "Move the middle of the box to X = Y = 0", "--center", Center},
 };
+
+bool IsFinite(const Box& box) {
+  const Point size = box.Size();
+  return std::isfinite(size[0]) && std::isfinite(size[1]) && std::isfinite(size[2]);
+}
+
+// The input is right, what was asked of it is not.
+[[noreturn]] void FailTooFar(const std::string& path) {
+  FailUsage(path, "the transformation takes the part beyond the numbers that a mesh can hold (3.4e38)",
+            "use smaller numbers with --scale, --translate and --matrix");
+}
 
 ExitCode Run(Context& context, const Options& options) {
   MeshWork work = ReadForWork(context, options);
@@ -106,7 +122,8 @@ ExitCode Run(Context& context, const Options& options) {
       try {
         matrix = Compose(step.step(text, mesh, matrix, in), matrix);
       } catch (const std::invalid_argument& error) {
-        FailUsage("", std::string(step.name) + ": " + error.what());
+        FailUsage("", std::string(step.name) + ": " + error.what(),
+                  std::string("for example ") + step.example);
       }
       ++steps;
     }
@@ -116,17 +133,17 @@ ExitCode Run(Context& context, const Options& options) {
   const double factor = work.factor();
   if (work.units != input.units) matrix = Compose(Matrix4::Scaling(factor, factor, factor), matrix);
   if (!ApplyToMesh(mesh, matrix)) {
-    FailInput(Code::kMeshNan, options.input, "the transformation leaves the range of numbers");
+    FailTooFar(options.input);
   }
   input.units = work.units;
-  RequireFinite(input);
+  if (!IsFinite(input.box())) FailTooFar(options.input);
   ConvertUnits(input, work.units);  // scaled already: says so
   WriteWork(context, options, work);
   Json rows = Json::array();
   for (const auto& row : matrix.m) rows.push_back(NumbersToJson(row));
   context.State({{"matrix", rows}});
   DescribeMesh(context.data, input);
-  context.Tell(R"({output}: {facets} facets, {size_mm:x3} mm ({size_in:x4} in)
+  context.Tell(R"({output}: {facets:+facet}, {size_mm:x3} mm ({size_in:x4} in)
   box {box.min:4f} to {box.max:4f} {unit}
 )");
   return ExitCode::kDone;

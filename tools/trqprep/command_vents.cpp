@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
+#include <cstdio>
 #include <set>
 #include <stdexcept>
 
@@ -36,6 +38,21 @@ std::optional<InputMesh> MeshIfThere(Context& context, const std::string& path) 
   return mesh;
 }
 
+// The part that a side file of that name belongs to, when it is there and can be read; or the part itself.
+std::optional<InputMesh> PartOf(Context& context, const std::string& path) {
+  if (!IsSideFileName(path)) return MeshIfThere(context, path);
+  for (const char* ending : {".stl", ".STL", ".ctl", ".CTL"}) {
+    const std::string part = path.substr(0, path.size() - 4) + ending;
+    if (!Exists(part)) continue;
+    try {
+      Observer silent;
+      return ReadMesh(silent, context.reading(), part);
+    } catch (const Failure&) {  // whoever uses the part will hear of it
+    }
+  }
+  return std::nullopt;
+}
+
 Units UnitsOf(Context& context, const std::optional<InputMesh>& mesh) {
   return mesh ? mesh->units : context.units();
 }
@@ -57,6 +74,21 @@ double CheckOnPart(Context& context, const InputMesh& mesh, const VentEntry& ent
                      .At({{"entry", number}}));
   }
   return distance;
+}
+
+// A hole that is made somewhere else than on the part.
+void CheckAdded(Context& context, const InputMesh& mesh, const VentEntry& entry, const std::string& file,
+                size_t number) {
+  const double distance = DistanceToMesh(*mesh.mesh, entry.point());
+  if (distance * UnitsFactor(mesh.units, Units::kMillimetre) <= kOnPart) return;
+  const Box box = mesh.box();
+  context.Warn(
+      Message(Code::kVdStale, file,
+              fmt::format("{} {} at {} is not on the part, but {} {} away", entry.kind(), number,
+                          PointText(entry.point()), Plain(distance, 4), UnitsName(mesh.units)))
+          .Hint(fmt::format("the part reaches from {} to {} {}; 'trqprep vents find' lists places on it",
+                            PointText(box.min), PointText(box.max), UnitsName(mesh.units)))
+          .At({{"entry", number}}));
 }
 
 // --- find --------------------------------------------------------------------------------------------------
@@ -124,7 +156,7 @@ ExitCode List(Context& context, const Options& options) {
     if (mesh) described["distance"] = NumberToJson(CheckOnPart(context, *mesh, entry, file.path, number));
     entries.push_back(described);
   }
-  context.Report({{"file", TextToJson(file.path)}, {"entries", entries}}, "{file}: {entries:#} entries\n");
+  context.Report({{"file", TextToJson(file.path)}, {"entries", entries}}, "{file}: {entries:+entry}\n");
   if (!entries.empty()) {
     context.Tell("  entry     kind   diameter  point                        direction\n");
   }
@@ -165,7 +197,8 @@ Point PlaceOf(Context& context, const std::string& text, const std::vector<VentP
 
 ExitCode AddEntries(Context& context, const Options& options) {
   if (options.vents.empty() && options.drains.empty()) {
-    FailUsage("", "say --vent or --drain");
+    FailUsage("", "nothing is to be added: --vent or --drain names a place",
+              "--vent 1 takes the first patch that 'trqprep vents find' lists, --vent X,Y,Z a point");
   }
   std::optional<InputMesh> mesh = MeshIfThere(context, options.input);
   const Units units = UnitsOf(context, mesh);
@@ -173,8 +206,10 @@ ExitCode AddEntries(Context& context, const Options& options) {
   VentsFile file = ReadVentsIfThere(context, side_file).value_or(VentsFile{side_file, {}, {}, {}});
   std::optional<VentPatches> patches;
   if (mesh) patches = FindVentPatches(*mesh->mesh);
+  const std::optional<InputMesh> beside = mesh ? std::nullopt : PartOf(context, options.input);
+  const std::optional<InputMesh>& part = mesh ? mesh : beside;
   const double diameter = options.diameter.value_or(Length{3, Units::kMillimetre}).In(units, context.units());
-  if (!(diameter > 0)) FailUsage("", "--diameter must be above 0");
+  if (!(diameter > 0)) FailUsage("", "--diameter must be above 0", "for example --diameter 3mm");
   Json added = Json::array();
   const auto add = [&](const std::string& text, bool vent) {
     const std::vector<VentPatch>* among = !patches ? nullptr : vent ? &patches->vents : &patches->drains;
@@ -188,7 +223,7 @@ ExitCode AddEntries(Context& context, const Options& options) {
     // What a reader will find there.
     entry = ParseVents(side_file, file.lines.back()).entries.at(0);
     file.entries.push_back(entry);
-    if (mesh) CheckOnPart(context, *mesh, entry, side_file, file.entries.size());
+    if (part) CheckAdded(context, *part, entry, side_file, file.entries.size());
     Json row = EntryToJson(entry, file.entries.size());
     added.push_back(row);
     row.update({{"file", TextToJson(side_file)}, {"unit", UnitsName(units)}});
@@ -222,7 +257,7 @@ std::set<size_t> Chosen(const VentsFile& file, const std::vector<std::string>& n
 
 ExitCode Move(Context& context, const Options& options) {
   if (options.by.empty() && !options.rotate_z) {
-    FailUsage("", "say --by or --rotate-z");
+    FailUsage("", "nothing is to be moved: --by or --rotate-z says how", "for example --by 10mm,0,0");
   }
   const std::optional<InputMesh> mesh = MeshIfThere(context, options.input);
   const Units units = UnitsOf(context, mesh);
@@ -232,7 +267,7 @@ ExitCode Move(Context& context, const Options& options) {
       const std::vector<Length> lengths = ParseLengths(options.by, 3);
       for (size_t k = 0; k < 3; ++k) by[k] = float(lengths[k].In(units, context.units()));
     } catch (const std::invalid_argument& error) {
-      FailUsage("", std::string("--by: ") + error.what());
+      FailUsage("", std::string("--by: ") + error.what(), "for example --by 10mm,0,-2.5");
     }
   }
   VentsFile file = ReadVents(context, SideFileOf(options.input));
@@ -259,7 +294,7 @@ ExitCode Move(Context& context, const Options& options) {
   }
   Save(context, options, file);
   context.data_units = units;
-  context.Report({{"moved", entries}}, "{output}: {moved:#} of {all} entries moved\n",
+  context.Report({{"moved", entries}}, "{output}: {moved:#} of {all:+entry} moved\n",
                  {{"all", file.entries.size()}});
   return ExitCode::kDone;
 }
@@ -271,15 +306,15 @@ ExitCode Remove(Context& context, const Options& options) {
   VentsFile file = ReadVents(context, SideFileOf(options.input));
   if (options.all) {
     if (!options.output.empty()) {
-      FailUsage("", "--all deletes the file; -o has no meaning with it");
+      FailUsage("", "--all deletes the file; -o has no meaning with it", "leave -o away");
     }
-    MODEL model;
-    model.ComponentInfo.text = file.path;
     context.current_file = file.path;
-    const bool kept = model.DeleteVDFile() != 0;
+    const bool kept = !context.Ask(
+        fmt::format("delete {} with its {}?", file.path, Counted(int64_t(file.entries.size()), "hole")));
     context.current_file.clear();
-    if (!kept && Exists(file.path)) {
-      FailOutput(Code::kOutputUnwritable, file.path, "cannot be deleted");
+    if (!kept && std::remove(file.path.c_str()) != 0) {
+      FailOutput(Code::kOutputUnwritable, file.path, "cannot be deleted: " + SystemText(errno),
+                 "its folder has to be one that you may write in");
     }
     context.Report({{"removed", kept ? 0 : file.entries.size()}, {"deleted", !kept}},
                    kept ? "{file}: kept\n" : "{file}: deleted\n", {{"file", TextToJson(file.path)}});
@@ -291,7 +326,7 @@ ExitCode Remove(Context& context, const Options& options) {
   }
   Save(context, options, file);
   context.Report({{"removed", chosen.size()}, {"entries", file.entries.size() - chosen.size()}},
-                 "{output}: {removed} entries removed, {entries} left\n");
+                 "{output}: {removed:+entry} removed, {entries} left\n");
   return ExitCode::kDone;
 }
 

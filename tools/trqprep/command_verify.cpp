@@ -23,7 +23,7 @@ ExitCode Run(Context& context, const Options& options) {
     const Json row{{"folder", TextToJson(folder)}, {"differences", differences}};
     context.data["folders"].push_back(row);
     context.Tell(differences == 0 ? "{folder}: everything is as it was built\n"
-                                  : "{folder}: differences {differences}\n",
+                                  : "{folder}: {differences:+difference}\n",
                  row);
     if (differences != 0) exit = ExitCode::kNo;
   }
@@ -39,7 +39,7 @@ void AddVerify(CommandTree& tree) {
       "files, the checksums of the styles, facets and places of the pieces, overlaps. Ends with 1 when "
       "anything differs. Files that are not of the build are named, and end it with 1 under --strict only; "
       "what file managers leave behind (.DS_Store, Thumbs.db, desktop.ini) does not count.",
-      {"trqprep build bracket.stl -o out && trqprep verify out", "trqprep verify out --json"});
+      {"trqprep build bracket.stl -o plate && trqprep verify plate", "trqprep verify plate --json"});
   auto& options = command.Runs(Run);
   command.Arguments("FOLDER", options.folders, "Build folders").Type("FOLDER");
   command.Flag("--strict", options.strict, "End with 1 for files that are not of the build, too");

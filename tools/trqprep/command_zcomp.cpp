@@ -44,7 +44,7 @@ void ReadStyle(Context& context, const std::string& path, KVBUILDSTYLE& style) {
   context.box_filter = nullptr;
   style.closeBuildStyleFile();
   if (code != trq::style_file::kOk) {
-    FailInput(Code::kStyleCrc, path, "is no build style, or its checksum does not match",
+    FailInput(Code::kStyleCrc, path, "is not a build style, or its checksum does not match",
               "copy the file again from where it came");
   }
 }
@@ -68,21 +68,23 @@ double HeightOf(Context& context, const Options& options, Units units) {
                  {"style_units", unit}});
   if (layers <= 0) {
     FailInput(Code::kZcompNoHeight, options.style,
-              fmt::format("the style gives no height on a {}: its correction is {} layers of {} {}", name,
-                          layers, Plain(thickness, 5), unit),
+              fmt::format("the style gives no height on a {}: its correction is {} of {} {}", name,
+                          Counted(layers, "layer"), Plain(thickness, 5), unit),
               "its down hatches and fills cure no deeper than a layer, or Dp, Ec or thickness is 0");
   }
-  context.Tell("{style} on a {machine}: {layers} layers of {layer_thickness:5f} {style_units}\n");
+  context.Tell("{style} on a {machine}: {layers:+layer} of {layer_thickness:5f} {style_units}\n");
   return layers * double(thickness) * UnitsFactor(style_units, units);
 }
 
 ExitCode Run(Context& context, const Options& options) {
   if (options.style.empty() == !options.height) {
-    FailUsage("", "say either --height or --style");
+    FailUsage("", "give either --height or --style",
+              "--height 0.2mm is a height, --style F.sty works one out");
   }
   if (options.style.empty() &&
       (!options.machine.empty() || !options.style_units.empty() || options.spacing)) {
-    FailUsage("", "--machine, --style-units and --spacing go with --style");
+    FailUsage("", "--machine, --style-units and --spacing go with --style",
+              "name a build style with --style, or leave them away");
   }
   MeshWork work = ReadForWork(context, options);
   InputMesh& input = work.input;
@@ -90,7 +92,7 @@ ExitCode Run(Context& context, const Options& options) {
   const auto height = float(options.height ? options.height->In(input.units, context.units())
                                            : HeightOf(context, options, input.units));
   if (!(height > 0) || !std::isfinite(height)) {
-    FailUsage("", "--height must be above 0");
+    FailUsage("", "--height must be above 0", "for example --height 0.2mm");
   }
   CTL& mesh = *input.mesh;
   const char* unit = UnitsName(input.units);
@@ -116,7 +118,7 @@ ExitCode Run(Context& context, const Options& options) {
   }
   StateFiles(context, options, input.units);
   context.Report({{"height", NumberToJson(height)}, {"facets", facets}, {"raised", raised}},
-                 "{output}: {raised} of {facets} facets face down and are {height:5f} {unit} higher\n");
+                 "{output}: {raised} of {facets:+facet} face down and are {height:5f} {unit} higher\n");
   return ExitCode::kDone;
 }
 

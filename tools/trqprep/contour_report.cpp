@@ -3,7 +3,7 @@
 namespace trqprep {
 
 void TellContours(Context& context, const Json& data) {
-  context.Tell("{file}: slice contours, {file_size} bytes\n", data);
+  context.Tell("{file}: slice contours, {file_size:+byte}\n", data);
   if (data["box"] != nullptr) {
     context.Tell(R"(  size        {size_mm:x3} mm ({size_in:x4} in)
   box         {box.min:4f} to {box.max:4f} {units}

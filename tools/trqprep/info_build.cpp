@@ -17,7 +17,7 @@ void DescribeBuildFolder(Context& context, const FileHead& file, Json& data) {
   for (const char* key : {"units", "machine", "vat", "seed", "extent", "smallest_distance"}) {
     if (document.contains(key)) data[key] = document[key];
   }
-  context.Tell("{file}: build folder, {pieces} pieces of {parts} parts\n", data);
+  context.Tell("{file}: build folder, {pieces:+piece} of {parts:+part}\n", data);
   for (Json input : document["inputs"]) {
     if (!input.is_object()) continue;
     if (!input.contains("copies")) input["copies"] = 1;

@@ -19,7 +19,7 @@ void DescribeJobFile(Context& context, const FileHead& file, Json& data) {
                {"pieces", pieces},
                {"styles", job.styles.size()},
                {"recoats", job.recoats.size()}});
-  context.Tell("{file}: job file, {pieces} pieces of {parts} parts\n", data);
+  context.Tell("{file}: job file, {pieces:+piece} of {parts:+part}\n", data);
   context.Tell("  vat       {vat}\n", {{"vat", SizeInBoth(job.VatIn(job.units), job.units)}});
   if (job.machine) context.Tell("  machine   {machine}\n", data);
   for (const PartRequest& part : job.parts) {

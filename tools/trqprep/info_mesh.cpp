@@ -12,7 +12,7 @@ void DescribeMeshFile(Context& context, const FileHead& file, Json& data) {
   data["format"] = MeshFormatName(input.format);
   data["file_size"] = input.file_size;
   DescribeMesh(data, input);
-  context.Tell("{file}: {format}, {file_size} bytes\n", data);
+  context.Tell("{file}: {format}, {file_size:+byte}\n", data);
   if (data["box"] != nullptr)
     context.Tell(R"(  size      {size_mm:x3} mm ({size_in:x4} in)
   box       {box.min:4f} to {box.max:4f} {units}

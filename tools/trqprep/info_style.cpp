@@ -24,14 +24,15 @@ bool IsRecoatStyle(const FileHead& file) { return IsOfKind(file, StyleKind::kRec
 void DescribeStyleFile(Context& context, const FileHead& head, Json& data) {
   const StyleFile file = Examine(head).value();
   DescribeStyle(file, data);
+  NoteNameDecides(context, file);
   if (!file.complete) {
     Fail(ExitCode::kInput, StyleIsShort(file).Hint("copy the file again from where it came"));
   }
-  context.Tell("{file}: {kind}, {layout} layout, {bytes} bytes\n  name      {style_name}\n", data);
+  context.Tell("{file}: {kind}, {layout} layout, {bytes:+byte}\n  name      {style_name}\n", data);
   if (data.contains("machine")) context.Tell("  machine   {machine} ({machine_type})\n", data);
   if (data.contains("length_units")) context.Tell("  units     {length_units}\n", data);
   for (const auto& [list, count] : std::as_const(data)["sweep_counts"].items()) {
-    context.Tell("  {list|<9} {count} sweeps\n", {{"list", list}, {"count", count}});
+    context.Tell("  {list|<9} {count:+sweep}\n", {{"list", list}, {"count", count}});
   }
   if (file.has_crc) {
     context.Tell(
@@ -41,11 +42,6 @@ void DescribeStyleFile(Context& context, const FileHead& head, Json& data) {
       context.Warn(
           StyleIsDamaged(file).Hint(fmt::format("'trqprep {} verify' tells more", StyleCommand(file.kind))));
     }
-  }
-  if (file.kind_from_name) {
-    context.Note(Message(
-        Code::kStyleNameDecides, head.path,
-        fmt::format("could be either kind of style; taken as a {} by its name", StyleKindName(file.kind))));
   }
 }
 

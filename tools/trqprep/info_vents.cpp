@@ -6,7 +6,7 @@ namespace trqprep {
 void DescribeVentsFile(Context& context, const FileHead& head, Json& data) {
   const VentsFile file = ReadVents(context, head.path);
   if (file.entries.empty() && !file.bad_lines.empty()) {
-    FailInput(Code::kVdLine, head.path, "no line is seven numbers", "is this a vents-and-drains file?");
+    FailInput(Code::kVdLine, head.path, "no line holds seven numbers", "is this a vents-and-drains file?");
   }
   int vents = 0, drains = 0;
   for (const VentEntry& entry : file.entries) {
@@ -18,8 +18,8 @@ void DescribeVentsFile(Context& context, const FileHead& head, Json& data) {
                {"vents", vents},
                {"drains", drains},
                {"bad_lines", file.bad_lines.size()}});
-  context.Tell(R"({file}: vents and drains, {file_size} bytes
-  entries   {entries}: {vents} vents, {drains} drains
+  context.Tell(R"({file}: vents and drains, {file_size:+byte}
+  entries   {entries}: {vents:+vent}, {drains:+drain}
 )",
                data);
 }

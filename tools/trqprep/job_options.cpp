@@ -95,7 +95,8 @@ Job JobOptions::Get(const Context& context) const {
           name == "strict" || name == "allow" || name == "all" || name == "json" || name == "yes") {
         continue;
       }
-      FailUsage(argument_values_[0], fmt::format("--{} does not go with a job file, which says it all", name),
+      FailUsage(argument_values_[0],
+                fmt::format("--{} does not go with a job file, which holds all settings", name),
                 "change it in the job file");
     }
     Job job = ReadJobFile(argument_values_[0]);

@@ -42,7 +42,7 @@ void TellPlate(Context& context, const Plate& plate, size_t most_lines) {
   } else {
     TellPieces(context, plate, part, axis);
   }
-  context.Tell("{pieces} pieces of {parts} parts in a vat of {vat}\nused: {used}\n",
+  context.Tell("{pieces:+piece} of {parts:+part} in a vat of {vat}\nused: {used}\n",
                {{"pieces", plate.pieces.size()},
                 {"parts", plate.parts.size()},
                 {"vat", SizeInBoth(plate.vat, units)},

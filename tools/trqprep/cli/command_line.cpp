@@ -18,6 +18,7 @@
 #include "cli/terminal.h"
 #include "trqprep/atomic_output.h"
 #include "trqprep/immortal.h"
+#include "trqprep/job.h"
 #include "trqprep/suggestions.h"
 #include "trqprep/temporary_path.h"
 
@@ -51,7 +52,8 @@ std::string Document(const std::string& schema, ExitCode exit, const std::string
                        {"messages", said}});
 }
 
-void SayLast(ExitCode exit, const Message& message) {
+void SayLast(ExitCode exit, Message message) {
+  message = WithHint(std::move(message));
   EraseProgressUnlocked();
   WriteErrorStreamNow(RenderMessage(message, ErrorStreamHasColour()));
   if (!last_words.json || last_words.said) return;
@@ -63,10 +65,15 @@ void SayInterrupted() {
           Message(Code::kInterrupted, "", "interrupted; nothing was left half written"));
 }
 
-constexpr const char* kNoMemory = "trqprep: error: there is not enough memory for this [NO-MEMORY]\n";
+// Built without memory, so not from the table.
+constexpr const char* kNoMemory =
+    "trqprep: error: there is not enough memory for this [NO-MEMORY]\n"
+    "  hint: simplify the parts, or divide the work\n";
 
 [[noreturn]] void EndBadly() {
-  const char* why = "trqprep: error: the library ended in a way that cannot be handled [INTERNAL]\n";
+  const char* why =
+      "trqprep: error: the library ended in a way that cannot be handled [INTERNAL]\n"
+      "  hint: please report it with the command and the files\n";
   try {
     if (const std::exception_ptr cause = std::current_exception()) std::rethrow_exception(cause);
   } catch (const std::bad_alloc&) {
@@ -164,8 +171,37 @@ std::string HelpHint(const CLI::App& app) {
                           : "'trqprep help' lists the commands";
 }
 
+// The commands below `app` that take an option of that name, as they are typed.
+void FindOption(const CLI::App& app, const std::string& name, std::vector<std::string>& commands) {
+  const std::vector<std::string> names = OptionNames(app);
+  if (std::find(names.begin(), names.end(), name) != names.end()) commands.push_back("'" + PathOf(app) + "'");
+  for (const CLI::App* sub : SubsOf(app)) FindOption(*sub, name, commands);
+}
+
+// What may have been meant by an option that `app` does not have.
+std::string HintForOption(const CLI::App& app, const CLI::App& root, const std::string& given,
+                          const std::string& name) {
+  // Names of options of one letter are followed by nothing, or by their value behind a blank.
+  if (name.size() > 2 && name[1] != '-') {
+    return fmt::format("a file of that name is written ./{0}, or behind --: -- {0}", given);
+  }
+  for (const JobField<PartRequest>& field : PartFields()) {
+    if (field.option && name == std::string("--") + field.option) {
+      return fmt::format("it belongs to a part and is written behind it: PART.stl,{}=VALUE", field.option);
+    }
+  }
+  std::vector<std::string> commands;
+  FindOption(root, name, commands);
+  if (commands.empty()) return DidYouMean(name, OptionNames(app));
+  constexpr size_t kMost = 4;
+  const bool more = commands.size() > kMost;
+  if (more) commands.resize(kMost);
+  return fmt::format("it is an option of {}{}; {}", fmt::join(commands, ", "), more ? " and others" : "",
+                     HelpHint(app));
+}
+
 // What the command line holds that no command takes, worded for a person; nothing when all was taken.
-std::optional<Message> LeftOver(const CLI::App& app) {
+std::optional<Message> LeftOver(const CLI::App& app, const CLI::App& root) {
   const std::vector<std::string> rest = app.remaining();
   // "--" itself is left over too; what follows it is an argument, whatever it looks like.
   const bool after_mark = !rest.empty() && rest[0] == "--";
@@ -173,7 +209,7 @@ std::optional<Message> LeftOver(const CLI::App& app) {
   const std::string& first = rest[after_mark ? 1 : 0];
   if (!after_mark && first.size() > 1 && first[0] == '-') {
     const std::string name = first.substr(0, first.find('='));
-    return Message(Code::kUsage, "", "unknown option " + name).Hint(DidYouMean(name, OptionNames(app)));
+    return Message(Code::kUsage, "", "unknown option " + name).Hint(HintForOption(app, root, first, name));
   }
   if (!CommandNames(app).empty()) {
     return Message(Code::kUsage, "", "unknown command '" + first + "'")
@@ -184,9 +220,21 @@ std::optional<Message> LeftOver(const CLI::App& app) {
 
 std::optional<Message> FirstLeftOver(const CLI::App& root) {
   for (const CLI::App* app = &root;; app = app->get_subcommands().front()) {
-    if (auto left_over = LeftOver(*app)) return left_over;
+    if (auto left_over = LeftOver(*app, root)) return left_over;
     if (app->get_subcommands().empty()) return std::nullopt;
   }
+}
+
+// CLI11's complaint about an option without its value, "--units: 1 required mm|in missing", for a person.
+std::string Worded(const std::string& complaint) {
+  const std::string begin = ": 1 required ", end = " missing";
+  const size_t at = complaint.find(begin);
+  const size_t stop = complaint.rfind(end);
+  if (at == std::string::npos || stop == std::string::npos || stop + end.size() != complaint.size()) {
+    return complaint;
+  }
+  const size_t type = at + begin.size();
+  return complaint.substr(0, at) + " needs a value: " + complaint.substr(type, stop - type);
 }
 
 // CLI11 takes "[a,b]" as a list; a file of such a name gets a spelling that it leaves alone.
@@ -248,7 +296,7 @@ ExitCode Run(Context& context, const CommandList& commands, int argc, char** arg
     schema = "trqprep.version/1";
     return TellVersion(context);
   } catch (const CLI::ParseError& error) {
-    complaint = Message(Code::kUsage, "", error.what());
+    complaint = Message(Code::kUsage, "", Worded(error.what()));
   }
   CLI::App& app = DeepestParsed(root);
   schema = SchemaOf(app);
@@ -312,12 +360,10 @@ int RunCommandLine(const CommandList& commands, int argc, char** argv) {
       // The watcher thread did not start: there was no room for it.
       context.Error(Message(Code::kNoMemory, context.current_file, error.what()));
     } catch (const std::exception& error) {
-      context.Error(
-          Message(Code::kInternal, context.current_file, error.what()).Hint("please report this defect"));
+      context.Error(Message(Code::kInternal, context.current_file, error.what()));
     } catch (...) {
       // The library throws a few values that are no exceptions; those that can be expected are met nearer by.
-      context.Error(Message(Code::kInternal, context.current_file, "the library gave up")
-                        .Hint("please report this defect"));
+      context.Error(Message(Code::kInternal, context.current_file, "the library gave up"));
     }
     return Finish(context, schema, exit);
   } catch (const std::bad_alloc&) {

@@ -23,6 +23,10 @@ const Json* Find(const Json& facts, const std::string& name) {
 // `how` is what stands behind the colon.
 std::string TextOf(const Json& fact, const std::string& how) {
   if (how == ":#") return std::to_string(fact.size());
+  if (how.rfind(":+", 0) == 0) {
+    const bool number = fact.is_number();
+    return Counted(number ? fact.get<int64_t>() : int64_t(fact.size()), how.substr(2));
+  }
   if (fact.is_array()) {
     std::string list;
     for (const Json& value : fact) {

@@ -15,6 +15,7 @@ namespace trqprep {
 ///   NAME:4      a number with at most 4 digits after the point; a number of 32 bits is written 4f
 ///   NAME:x4     a list with " x " between its values instead of ", "
 ///   NAME:#      how many values a list has
+///   NAME:+part  a number, or how many values a list has, with its word: 1 part, 2 parts
 ///   NAME|>12    in a column of 12, at its right end; what stands behind the bar is fmt's
 ///
 /// Texts stand on one line, nothing is "-". A fact is taken from the first of the sources that has it;
