@@ -46,10 +46,8 @@ std::vector<std::string> Split(const std::string& text, char separator);
 
 /// The number with at most `digits` digits after the point, no trailing zeros, never "-0".
 std::string Plain(double value, int digits);
-/// "1 edge is", "2 edges are": the words for one and for many.
-std::string Counted(int64_t count, const char* one, const char* many);
-/// "1 facet", "2 facets"; words that end in -y take -ies, vertex is vertices.
-std::string Counted(int64_t count, const std::string& word);
+/// "1 facet", "2 facets"; without `many` words that end in -y take -ies, others an s.
+std::string Counted(int64_t count, const std::string& one, const std::string& many = "");
 /// "40 x 40 x 10 mm (1.575 x 1.575 x 0.394 in)" for a size in `units`.
 std::string SizeInBoth(const std::array<double, 3>& size, Units units);
 

@@ -11,6 +11,7 @@
 #include "trq/core/stl.h"
 #include "trq/setup.h"
 #include "trqprep/job_file.h"
+#include "trqprep/paths.h"
 #include "trqprep/plate_svg.h"
 #include "trqprep/sha256.h"
 #include "trqprep/vents_file.h"

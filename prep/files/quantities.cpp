@@ -122,15 +122,10 @@ std::string Plain(double value, int digits) {
   return text == "-0" ? "0" : text;
 }
 
-std::string Counted(int64_t count, const char* one, const char* many) {
-  return fmt::format("{} {}", count, count == 1 ? one : many);
-}
-
-std::string Counted(int64_t count, const std::string& word) {
-  std::string many = word + "s";
-  if (word.back() == 'y') many = word.substr(0, word.size() - 1) + "ies";
-  if (word == "vertex") many = "vertices";
-  return fmt::format("{} {}", count, count == 1 ? word : many);
+std::string Counted(int64_t count, const std::string& one, const std::string& many) {
+  if (count == 1) return "1 " + one;
+  if (!many.empty()) return fmt::format("{} {}", count, many);
+  return fmt::format("{} {}", count, one.back() == 'y' ? one.substr(0, one.size() - 1) + "ies" : one + "s");
 }
 
 std::string SizeInBoth(const std::array<double, 3>& size, Units units) {

@@ -252,6 +252,18 @@ def nan_text(data):
     return re.sub(rb"nan:[0-9a-f]{8}", b"nan:7fc00000", data.replace(b"-nan", b"nan"))
 
 
+def unworded(data):
+    """Messages without their words, codes and severities kept; counts and thicknesses as the old version wrote them."""
+    data = re.sub(rb"(?m)^(trqprep: \w+: ).*( \[[A-Z0-9-]+\])(?:\n  hint: .*)?$", rb"\1#\2", data)
+    data = re.sub(rb'(?m)^( *"(?:text|hint)": )(?:".*"|\{[^}]*\})', rb"\1#", data)
+    data = re.sub(rb"\b1 (piece|part|facet|layer|byte|sweep|vent|drain|file)\b", rb"1 \1s", data)
+    data = re.sub(rb"\b1 entry\b", b"1 entries", data)
+    data = re.sub(rb"(?m): errors (\d+), warnings (\d+)$", rb": \1 errors, \2 warnings", data)
+    data = re.sub(rb"(?m): (\d+) errors?, (\d+) warnings?$", rb": \1 errors, \2 warnings", data)
+    data = re.sub(rb"(?m): (?:differences (\d+)|(\d+) differences?)$", rb": \1\2 differences", data)
+    return re.sub(rb"(?m)(, layers of [0-9.e+-]+) (?:mm|in)\b", rb"\1", data)
+
+
 # The changes that an entry may allow: each makes two contents alike that differ in nothing else. `old` tells which of
 # the two it is.
 CHANGES = {
@@ -261,6 +273,7 @@ CHANGES = {
     "masked": lambda data, old, entry: re.sub(entry["pattern"].encode(), b"#", data),
     "replaced": lambda data, old, entry: re.sub(entry["old"].encode(), entry["new"].encode(), data) if old else data,
     "last-digit": lambda data, old, entry: data,
+    "worded": lambda data, old, entry: unworded(data),
     "any": lambda data, old, entry: b"",
 }
 

@@ -41,6 +41,14 @@ TEST(Quantities, AVatIsThreeLengthsAboveZero) {
   }
 }
 
+TEST(Quantities, CountsHaveTheirPlural) {
+  EXPECT_EQ(Counted(1, "piece"), "1 piece");
+  EXPECT_EQ(Counted(0, "piece"), "0 pieces");
+  EXPECT_EQ(Counted(2, "boundary"), "2 boundaries");
+  EXPECT_EQ(Counted(1, "edge has", "edges have"), "1 edge has");
+  EXPECT_EQ(Counted(3, "edge has", "edges have"), "3 edges have");
+}
+
 TEST(Quantities, NumbersPrintPlainly) {
   EXPECT_EQ(Plain(10, 3), "10");
   EXPECT_EQ(Plain(0.5, 3), "0.5");

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "trqprep/message.h"
+#include "trqprep/observer.h"
 
 namespace trqprep {
 namespace {
@@ -44,6 +45,26 @@ TEST(MessageTable, IsTheOneInTheDocuments) {
     if (begun && line.rfind("| `", 0) == 0) documented.insert(line);
   }
   EXPECT_EQ(documented, rows);
+}
+
+TEST(MessageTable, EveryCodeHasAStoryAndANextStep) {
+  for (const MessageRow& row : MessageTable()) {
+    EXPECT_GT(std::string(row.story).size(), 100u) << row.text;
+    EXPECT_GT(std::string(row.hint).size(), 5u) << row.text;
+    if (row.severity == Severity::kError) EXPECT_EQ(std::string(row.hint).find("none needed"), std::string::npos);
+  }
+}
+
+TEST(MessageTable, AnErrorWithoutAHintGetsTheNextStepOfItsCode) {
+  Observer observer;
+  observer.Error(Message(Code::kMeshEmpty, "a.stl", ""));
+  observer.Error(Message(Code::kMeshEmpty, "a.stl", "").Hint("its own"));
+  observer.Warn(Message(Code::kStlShort, "a.stl", ""));
+  EXPECT_EQ(observer.messages()[0].hint, "ask for more facets");
+  EXPECT_EQ(observer.messages()[1].hint, "its own");
+  EXPECT_EQ(observer.messages()[2].hint, "");
+  EXPECT_EQ(NextStep(Code::kUsage), "'trqprep COMMAND --help' tells what it takes");
+  EXPECT_EQ(NextStep(Code::kAnsweredNo), "--yes answers yes");
 }
 
 TEST(MessageTable, FindingsHaveTheSeverityOfTheirCode) {
