@@ -22,7 +22,7 @@ class Codes(ToolTest):
             with self.subTest(rule["code"]):
                 # Stories teach: what it means, how it comes about, what to do.
                 self.assertGreaterEqual(len(re.findall(r"[.?] |[.]$", rule["story"])), 2)
-                self.assertGreater(len(rule["story"]), 100)
+                self.assertGreater(len(rule["story"]), 80)
                 self.assertGreater(len(rule["hint"]), 5)
                 self.assertNotIn("`", rule["hint"])
                 text = self.good("explain", rule["code"]).out.decode()
@@ -145,7 +145,8 @@ class Folders(ToolTest):
             self.good("verify", folder + "-again")
 
     def test_the_cell_of_the_build_is_the_one_used(self):
-        data = self.json_of("build", "box.stl", "--vat", "9.8x9.8x9.8in", "--units", "in", "-o", "out")
+        self.write("small.stl", binary_stl(box_facets((1, 1, 1))))
+        data = self.json_of("build", "small.stl", "--vat", "9.8x9.8x9.8in", "--units", "in", "-o", "out")
         # The grid's own arithmetic: the vat in single precision and the margin, a part in 31 of it.
         def f32(x):
             return struct.unpack("f", struct.pack("f", x))[0]
@@ -219,7 +220,7 @@ class Styles(ToolTest):
         whole = style_files.recoat_style(sweeps=1)
         self.write("a.rcs", whole[:-6])
         for verb in ("show", "get", "set", "verify", "export"):
-            more = {"get": ["Z Wait"], "set": ["Z Wait=1"]}.get(verb, [])
+            more = {"get": ["Z Wait"], "set": ["Z Wait=1"], "export": ["--to", "json"]}.get(verb, [])
             result = self.run_tool("recoat", verb, "a.rcs", *more)
             self.assertIn("[STYLE-NAME-DECIDES]", result.err, verb)
         self.write("box.stl", binary_stl(box_facets()))
@@ -274,7 +275,7 @@ class English(ToolTest):
                 source += re.sub(r"(?m)^\s*//.*$", "", path.read_text())
         texts = re.findall(r'"((?:[^"\\\n]|\\.)*)"', source) + [page]
         for text in texts:
-            self.assertNotRegex(text, r"\b(is|are) no (whole |regular |known )?(text|number|list|file|folder|sweep|band|style|"
+            self.assertNotRegex(text, r"(?<!there )\b(is|are) no (whole |regular |known )?(text|number|list|file|folder|sweep|band|style|"
                                       r"corner|surface|setting|machine|JSON|build|recoat|length|kind)\b")
             self.assertNotRegex(text, r"\{\}(:[^}]*)? (facets|pieces|parts|layers|sweeps|copies|entries|holes)\b")
 
