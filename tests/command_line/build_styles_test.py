@@ -238,7 +238,7 @@ class Checks(BuildTest):
         # It is an error as before, which only forced checks pass.
         text = self.path("out/build.toml").read_text()
         self.assertEqual(text.count("damage = "), 2)
-        self.write("out/build.toml", text.replace("force_checks = true\n", ""))
+        self.write("out/build.toml", text.replace("force-checks = true\n", ""))
         self.assertIn("STYLE-CRC", self.fails(NO, "build", "out/build.toml", "-o", "third", "--json").codes())
 
     def test_sweep_count(self):
@@ -336,10 +336,10 @@ class Folder(BuildTest):
 
     def test_info(self):
         self.build(*self.ARGUMENTS)
-        data = self.json_of("info", "out")
-        self.assertEqual((data["type"], data["pieces"], data["parts"], data["machine"]), ("build", 3, 2, "TRQ-E7"))
-        data = self.json_of("info", "out/build.toml")
-        self.assertEqual((data["type"], data["pieces"], data["parts"], data["vat"]), ("job", 3, 2, [200, 200, 100]))
+        data = self.info_of("out")
+        self.assertEqual((data["kind"], data["piece_count"], data["part_count"], data["machine"]), ("build", 3, 2, "TRQ-E7"))
+        data = self.info_of("out/build.toml")
+        self.assertEqual((data["kind"], data["piece_count"], data["part_count"], data["vat"]), ("job", 3, 2, [200, 200, 100]))
 
 
 class JobFiles(BuildTest):
@@ -354,7 +354,7 @@ class JobFiles(BuildTest):
 
     def test_what_is_wrong_is_said_with_its_line(self):
         for line, text in (("copys = 2", "copies"), ("copies = 0", "1 to 1000"), ("copies = 2.5", "whole number"),
-                           ("rotate_z = \"x\"", "no number"), ("file = ", "")):
+                           ("rotate-z = \"x\"", "no number"), ("file = ", "")):
             with self.subTest(line):
                 self.write("job.toml", '[[part]]\nfile = "box.stl"\n' + line + "\n")
                 result = self.fails(INPUT, "build", "job.toml", "-o", "out", "--json")
@@ -414,8 +414,8 @@ class CheckedJobs(BuildTest):
     def test_a_sound_job(self):
         result = self.check(self.JOB + self.style("Default.sty"))
         self.assertEqual(result.codes(), [])
-        self.assertEqual([(f["file"], f["type"]) for f in result.document()["data"]["files"]],
-                         [("jobs/../box.stl", "stl"), ("jobs/../Default.sty", "style"), ("jobs/one.toml", "job")])
+        self.assertEqual([(f["file"], f["kind"]) for f in result.document()["data"]["files"]],
+                         [("jobs/../box.stl", "stl"), ("jobs/../Default.sty", "build style"), ("jobs/one.toml", "job")])
 
     def test_stacks(self):
         result = self.check(self.JOB + self.style("Default.sty", 0, 10), NO)
@@ -533,16 +533,16 @@ class Verify(BuildTest):
         self.differs("STYLE-CRC", "VERIFY-HASH")
 
     def test_hostile_build_json(self):
-        for text in ("{}", "[" * 5000, '{"schema":"trqprep.build-folder/1","pieces":[],"inputs":[]}'):
+        for text in ("{}", "[" * 5000, '{"schema":"trqprep.build-folder/2","pieces":[],"inputs":[]}'):
             self.write("out/build.json", text)
             self.assertEqual(self.fails(INPUT, "verify", "out", "--json").codes(), ["BUILD-INVALID"])
         # Well formed, and what copies and writes a value by recursion would run out of stack; so with the list of
         # forced findings.
-        deep = '{"schema":"trqprep.build-folder/1","pieces":[],"inputs":[],"files":' + "[" * 300000 + "]" * 300000 + "}"
+        deep = '{"schema":"trqprep.build-folder/2","pieces":[],"inputs":[],"files":' + "[" * 300000 + "]" * 300000 + "}"
         self.write("out/build.json", deep)
         for command in ("verify", "info", "check"):
             self.assertEqual(self.fails(INPUT, command, "out", "--json").codes(), ["BUILD-INVALID"])
-        document = {"schema": "trqprep.build-folder/1", "pieces": [], "inputs": [], "units": "mm", "vat": [1, 1, 1],
+        document = {"schema": "trqprep.build-folder/2", "pieces": [], "inputs": [], "units": "mm", "vat": [1, 1, 1],
                     "files": [{"file": "../box.stl", "sha256": ""}], "styles": []}
         self.write("out/build.json", json.dumps(document))
         self.assertEqual(self.fails(INPUT, "verify", "out", "--json").codes(), ["BUILD-INVALID"])

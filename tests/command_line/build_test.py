@@ -37,7 +37,7 @@ class BuildFolder(ToolTest):
         self.assertEqual(files, ["build.json", "build.toml", "checks.json", "meshes/box-1.ctl", "meshes/box-2.ctl",
                                  "meshes/box-3.ctl", "meshes/ring-1.ctl", "meshes/ring-2.ctl", "parts/box.stl",
                                  "parts/ring.stl", "plate.stl", "plate.svg"])
-        self.assertEqual(document["schema"], "trqprep.build-folder/1")
+        self.assertEqual(document["schema"], "trqprep.build-folder/2")
         self.assertEqual((document["units"], document["vat"], document["seed"]), ("mm", [200, 200, 100], 7))
         for side in document["cell"]:
             self.assertAlmostEqual(side, 200 / 31, places=4)
@@ -123,7 +123,7 @@ class BuildFolder(ToolTest):
 
     def test_json_says_what_build_json_says(self):
         document = self.good("build", *self.arguments, "-o", "out", "--json").document()
-        self.assertEqual(document["schema"], "trqprep.build/1")
+        self.assertEqual(document["schema"], "trqprep.build/2")
         stored = json.loads(self.path("out/build.json").read_text())
         data = document["data"]
         self.assertEqual(data.pop("output"), "out")
@@ -131,8 +131,8 @@ class BuildFolder(ToolTest):
 
     def test_info_knows_the_folder(self):
         self.build()
-        data = self.json_of("info", "out")
-        self.assertEqual((data["type"], data["pieces"], data["parts"]), ("build", 5, 2))
+        data = self.info_of("out")
+        self.assertEqual((data["kind"], data["piece_count"], data["part_count"]), ("build", 5, 2))
         self.write("out/build.json", "{}")
         self.assertIn("[BUILD-INVALID]", self.fails(INPUT, "info", "out").err)
         self.write("out/build.json", "[" * 5000)
@@ -188,13 +188,13 @@ class NoPlacement(ToolTest):
         message, = result.document()["messages"]
         self.assertEqual(message["code"], "TOO-BIG-FOR-VAT")
         self.assertEqual(message["file"], "box.stl")
-        self.assertEqual(message["where"]["exceeds"], {"X": 10})
+        self.assertEqual(message["where"]["exceeds"], {"x": 10})
         self.assertIn("by 10 mm in X", message["text"])
         self.assertEqual(self.listing(), ["box.stl"])
 
     def test_too_high(self):
         result = self.fails(NO_PLACEMENT, "place", "box.stl", "--vat", "100x100x8mm", "--json")
-        self.assertEqual(result.document()["messages"][0]["where"]["exceeds"], {"Z": 2})
+        self.assertEqual(result.document()["messages"][0]["where"]["exceeds"], {"z": 2})
 
     def test_every_part_that_is_too_large_is_named(self):
         self.write("tall.stl", binary_stl(box_facets((10, 10, 99))))
@@ -213,7 +213,7 @@ class NoPlacement(ToolTest):
         message, = result.document()["messages"]
         self.assertEqual(message["code"], "NO-PLACEMENT")
         where = message["where"]
-        self.assertEqual((where["pieces"], where["part"]), (9, "box"))
+        self.assertEqual((where["piece_count"], where["part"]), (9, "box"))
         self.assertEqual(where["copy"], where["placed"] + 1)
         self.good("place", f"box.stl,copies={where['placed']}", "--vat", "100x100x50mm", "--rotations", "1")
         self.fails(NO_PLACEMENT, "place", f"box.stl,copies={where['placed'] + 1}", "--vat", "100x100x50mm",
@@ -230,7 +230,7 @@ class Checks(ToolTest):
         result = self.fails(NO, "build", "low.stl", "--floor", "keep", "-o", "out", "--json")
         message, no_style = result.document()["messages"]
         self.assertEqual(no_style["code"], "NO-STYLE")
-        self.assertEqual((message["code"], message["where"]), ("OUTSIDE-VAT", {"piece": "low-1", "pieces": 1, "axis": "Z"}))
+        self.assertEqual((message["code"], message["where"]), ("OUTSIDE-VAT", {"piece": "low-1", "piece_count": 1, "axis": "z"}))
         self.assertIn("--floor keep", message["hint"])
         self.assertEqual(self.listing(), ["low.stl"])
         self.assertEqual(len(self.fails(NO, "place", "low.stl,copies=4", "--floor", "keep", "--json").document()["messages"]), 1)

@@ -36,7 +36,7 @@ class CheckTest(ToolTest):
 class Parts(CheckTest):
     def test_a_sound_part(self):
         data = self.finds_nothing("a.stl", binary_stl(BOX))
-        self.assertEqual(data, {"files": [{"file": "a.stl", "type": "stl", "errors": 0, "warnings": 0}], "errors": 0,
+        self.assertEqual(data, {"files": [{"file": "a.stl", "kind": "stl", "errors": 0, "warnings": 0}], "errors": 0,
                                 "warnings": 0})
 
     def test_stl_short(self):
@@ -100,14 +100,14 @@ class Parts(CheckTest):
 
     def test_too_big_for_the_vat(self):
         message, = self.finds("TOO-BIG-FOR-VAT", "a.stl", binary_stl(box_facets((300, 290, 100))), exit=NO)
-        self.assertEqual(message["where"]["exceeds"], {"X": 50, "Y": 40})
+        self.assertEqual(message["where"]["exceeds"], {"x": 50, "y": 40})
         self.finds_nothing("a.stl", binary_stl(box_facets((250, 100, 100))))
         # 260 x 100 fits 250 x 270 after a quarter turn; height counts from the part's own bottom.
         self.finds_nothing("a.stl", binary_stl(box_facets((260, 100, 200), (0, 0, 100))), "--vat", "250x270x250mm")
 
     def test_sealed_void(self):
         message, = self.finds("SEALED-VOID", "a.stl", binary_stl(HOLLOW))
-        self.assertEqual(message["where"]["middle"], [50, 50, 50])
+        self.assertEqual(message["where"]["centre"], [50, 50, 50])
         self.assertIn("a vent and a drain", message["text"])
         self.write("a.V_D", "50 50 100  0 0 1  2\n")
         message, = self.finds("SEALED-VOID", "a.stl", binary_stl(HOLLOW))
@@ -121,15 +121,15 @@ class Parts(CheckTest):
     def test_vd_stale(self):
         self.write("a.V_D", "50 50 100  0 0 1  2\n50 50 100.2  0 0 1  2\nno point\n")
         message, = self.finds("VD-STALE", "a.stl", binary_stl(BOX))
-        self.assertEqual(message["where"], {"point": 2})
+        self.assertEqual(message["where"], {"entry": 2})
         self.write("a.V_D", "50 50 100.05  0 0 1  2\n")
         self.finds_nothing("a.stl", binary_stl(BOX))
 
 
 class Styles(CheckTest):
     def test_a_sound_style_of_either_kind(self):
-        self.assertEqual(self.finds_nothing("a.sty", build_style())["files"][0]["type"], "style")
-        self.assertEqual(self.finds_nothing("a.rcs", recoat_style(sweeps=2))["files"][0]["type"], "recoat")
+        self.assertEqual(self.finds_nothing("a.sty", build_style())["files"][0]["kind"], "build style")
+        self.assertEqual(self.finds_nothing("a.rcs", recoat_style(sweeps=2))["files"][0]["kind"], "recoat style")
 
     def test_style_crc(self):
         damaged = bytearray(build_style())

@@ -40,7 +40,7 @@ class Corpus(ToolTest):
                 data = result.document()["data"]
                 self.assertEqual(data["facets"], rule["facets"])
                 self.assertEqual(converted.exit, DONE, converted.err)
-                self.assertEqual(self.json_of("info", "out.ctl")["facets"], rule["facets"])
+                self.assertEqual(self.info_of("out.ctl")["facets"], rule["facets"])
                 shape = entry["measured"].get("geometry")
                 if not shape or rule.get("nan") or shape["facets"] != rule["facets"]:
                     continue
@@ -77,7 +77,7 @@ class Contours(ToolTest):
                     self.assertEqual(data[key], measured[wanted], key)
                 self.assertAlmostEqual(sum(layer["area"] for layer in data["each_layer"]),
                                        measured["signed_area_sum"], delta=1e-3)
-                self.assertEqual((data["z"]["first"], struct.pack("<f", data["z"]["end"])),
+                self.assertEqual((data["start"], struct.pack("<f", data["end"])),
                                  (measured["z_first"], struct.pack("<f", measured["terminator_z"])))
                 self.assertTrue(self.json_of("slc", "verify", path)["same"])
                 self.good("slc", "svg", path, "--layer", "1", "-o", "layer.svg", "--force")

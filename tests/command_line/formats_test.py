@@ -38,9 +38,9 @@ class Formats(ToolTest):
         self.assertEqual((self.folder / "out" / "build.toml").read_text(), blocks("job-file.md", "toml")[1])
 
     def test_every_key_of_a_job_is_in_the_document_and_the_other_way_round(self):
-        fields = set(re.findall(r'^ +\{"(\w+)", (?:nullptr|")', (SOURCE / "prep/plate/job.cpp").read_text(), re.M))
-        self.assertIn("rotate_z", fields)
-        rows = set(re.findall(r"^\| `(?:\[\[)?(?:part\.)?(\w+)", (FORMATS / "job-file.md").read_text(), re.M))
+        fields = set(re.findall(r'^ +\{"([\w-]+)", (?:nullptr|")', (SOURCE / "prep/plate/job.cpp").read_text(), re.M))
+        self.assertIn("rotate-z", fields)
+        rows = set(re.findall(r"^\| `(?:\[\[)?(?:part\.)?([\w-]+)", (FORMATS / "job-file.md").read_text(), re.M))
         self.assertEqual(rows, fields | {"schema", "band", "damage"})
 
     def test_the_folder_holds_the_files_of_the_document_and_nothing_else(self):
@@ -80,7 +80,7 @@ class Formats(ToolTest):
         self.write("workshop.toml", blocks("machine-profiles.md", "toml")[0])
         listed = self.json_of("machines", "--machines", "workshop.toml")["profiles"]
         self.assertEqual([entry["name"] for entry in listed], ["lab", "small one"])
-        self.assertEqual(listed[0]["styles"], "/srv/styles")
+        self.assertEqual(listed[0]["style_root"], "/srv/styles")
 
     def test_styles_are_found_below_the_style_root_as_the_document_says(self):
         shutil.copy(SOURCE / "examples" / "parts" / "ring.stl", self.folder)

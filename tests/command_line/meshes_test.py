@@ -9,8 +9,8 @@ from support import *
 class Info(ToolTest):
     def test_a_box(self):
         self.write("box.stl", binary_stl(box_facets((10, 20, 30), (1, 2, 3))))
-        data = self.json_of("info", "box.stl")
-        self.assertEqual(data["type"], "stl")
+        data = self.info_of("box.stl")
+        self.assertEqual(data["kind"], "stl")
         self.assertEqual((data["facets"], data["vertices"]), (12, 8))
         self.assertEqual(data["box"], {"min": [1, 2, 3], "max": [11, 22, 33]})
         self.assertAlmostEqual(data["volume"], 6000, places=3)
@@ -25,15 +25,15 @@ class Info(ToolTest):
 
     def test_the_same_from_text(self):
         self.write("box.stl", ascii_stl(box_facets()))
-        data = self.json_of("info", "box.stl")
+        data = self.info_of("box.stl")
         self.assertEqual((data["format"], data["facets"], data["vertices"]), ("ASCII STL", 12, 8))
 
     def test_content_decides_and_not_the_name(self):
         self.write("a.dat", binary_stl(box_facets()))
-        self.assertEqual(self.json_of("info", "a.dat")["type"], "stl")
+        self.assertEqual(self.info_of("a.dat")["kind"], "stl")
         self.good("convert", "a.dat", "-o", "b.ctl")
         self.path("b.ctl").rename(self.path("b.stl"))
-        self.assertEqual(self.json_of("info", "b.stl")["type"], "ctl")
+        self.assertEqual(self.info_of("b.stl")["kind"], "ctl")
 
     def test_floats_read_back_to_the_same_value(self):
         values = [0.1, 1 / 3, 16777217.0 / 3, 1e-30, 1e30, 1.1754944e-38, 2.0000002]
@@ -41,7 +41,7 @@ class Info(ToolTest):
             narrow = struct.unpack("<f", struct.pack("<f", value))[0]
             self.write("box.stl", binary_stl(box_facets((10, 10, 10), (0, 0, 0)) + [
                 ((narrow, 0, 0), (0, 10, 0), (0, 0, 10))]))
-            result = self.good("info", "box.stl", "--json").document()["data"]["box"]
+            result = self.good("info", "box.stl", "--json").document()["data"]["files"][0]["box"]
             found = result["min"][0] if narrow < 0 else max(result["max"][0], 0)
             wanted = max(narrow, 10.0)
             self.assertEqual(struct.pack("<f", found), struct.pack("<f", wanted))
@@ -49,7 +49,7 @@ class Info(ToolTest):
     def test_units(self):
         self.write("box.stl", binary_stl(box_facets((1, 2, 3))))
         document = self.good("info", "box.stl", "--units", "in", "--json").document()
-        data = document["data"]
+        data = document["data"]["files"][0]
         self.assertEqual((data["units"], data["box"]["max"]), ("in", [1, 2, 3]))
         for mm, inch in zip(data["size_mm"], (1, 2, 3)):
             self.assertAlmostEqual(mm, inch * 25.4, places=9)
@@ -60,11 +60,11 @@ class Info(ToolTest):
         for code, units, stated in ((0, "in", True), (1, "mm", True), (2, "mm", False)):
             self.write("a.ctl", make_ctl(corners, facets, code))
             result = self.good("info", "a.ctl", "--json")
-            data = result.document()["data"]
+            data = result.document()["data"]["files"][0]
             self.assertEqual((data["units"], data["units_stated"]), (units, stated))
             self.assertEqual("UNITS-UNKNOWN" in result.codes(), code == 2)
             self.assertAlmostEqual(data["volume"], 1000 / 6, places=3)
-        self.assertEqual(self.json_of("info", "a.ctl", "--units", "in")["units"], "in")
+        self.assertEqual(self.info_of("a.ctl", "--units", "in")["units"], "in")
 
     def test_a_part_below_two_millimetres_leaves_the_unit_in_doubt(self):
         for side, doubted in ((1.99, True), (2.0, False)):
@@ -76,25 +76,24 @@ class Info(ToolTest):
     def test_a_file_with_several_solids(self):
         solid = binary_stl(box_facets())
         self.write("two.stl", solid + solid)
-        data = self.json_of("info", "two.stl")
+        data = self.info_of("two.stl")
         self.assertEqual((data["facets"], data["solids"]), (24, 2))
         self.write("tail.stl", solid + b"x" * 20)
         result = self.good("info", "tail.stl", "--json")
-        self.assertEqual(result.document()["data"]["facets"], 12)
+        self.assertEqual(result.document()["data"]["files"][0]["facets"], 12)
         self.assertEqual(result.codes(), ["STL-TRAILING"])
 
     def test_a_short_file_accepted_in_part(self):
         self.write("short.stl", binary_stl(box_facets()[:10], announced=12))
         result = self.good("info", "short.stl", "--accept-partial", "--json")
-        self.assertEqual(result.document()["data"]["facets"], 10)
+        self.assertEqual(result.document()["data"]["files"][0]["facets"], 10)
         message, = result.document()["messages"]
         self.assertEqual((message["code"], message["severity"]), ("STL-SHORT", "warning"))
         self.assertEqual(message["where"], {"announced": 12, "present": 10})
 
-    def test_single_files_stand_directly_in_data(self):
+    def test_every_file_stands_once_in_data(self):
         self.write("box.stl", binary_stl(box_facets()))
-        data = self.json_of("info", "box.stl")
-        self.assertEqual(data["files"], [{k: v for k, v in data.items() if k != "files"}])
+        self.assertEqual(list(self.json_of("info", "box.stl")), ["files"])
         data = self.json_of("info", "box.stl", "box.stl")
         self.assertEqual(list(data), ["files"])
         self.assertEqual(len(data["files"]), 2)
@@ -137,7 +136,7 @@ class Convert(ToolTest):
         self.assertTrue(data.startswith(b"Kestrabin 1.5 "))
         self.assertIn(b" 42 ", data[:80])
         self.assertEqual(len(data), 84 + 12 * 50)
-        self.assertIn("crc_valid", self.json_of("info", "out.stl"))
+        self.assertIn("crc_valid", self.info_of("out.stl"))
 
     def test_units(self):
         self.good("convert", "box.stl", "--to-units", "in", "-o", "inch.ctl")
@@ -191,7 +190,7 @@ class Transform(ToolTest):
                 wanted = [tuple(turn(*corner) for corner in facet) for facet in self.facets]
                 self.assertEqual(found, wanted)  # exactly, winding and order included
                 self.assertEqual(volume(found), 6000)
-                self.assertEqual(self.json_of("info", "out.stl")["volume"], 6000)
+                self.assertEqual(self.info_of("out.stl")["volume"], 6000)
 
     def test_no_turn_changes_nothing(self):
         for option in ("--rotate-x", "--rotate-y", "--rotate-z"):
@@ -301,8 +300,8 @@ class Simplify(ToolTest):
         self.assertEqual((data["facets"], data["target"], data["engine"], data["forced"]),
                          (len(facets), 400, "quadric", False))
         self.assertLessEqual(abs(len(facets) - 400), 20)
-        self.assertEqual((data["before"]["facets"], data["before"]["open_edges"], data["open_edges"]), (1600, 0, 0))
-        self.assertAlmostEqual(data["before"]["volume"], ring, places=2)
+        self.assertEqual((data["mesh_before"]["facets"], data["mesh_before"]["open_edges"], data["open_edges"]), (1600, 0, 0))
+        self.assertAlmostEqual(data["mesh_before"]["volume"], ring, places=2)
         self.assertLess(abs(data["volume"] - ring), 0.01 * ring)
         self.assertAlmostEqual(data["volume"], volume(facets), places=2)
         self.assertEqual([data["box"][end][2] for end in ("min", "max")], [0, 5])
@@ -352,7 +351,7 @@ class Simplify(ToolTest):
         self.assertIn("SIMPLIFY-RUINED", result.codes())
         self.assertEqual(result.document()["exit"], 1)
         data = result.document()["data"]
-        self.assertLess(data["volume"], 0.9 * data["before"]["volume"])
+        self.assertLess(data["volume"], 0.9 * data["mesh_before"]["volume"])
         self.assertFalse(data["forced"])
         self.assertEqual(self.listing(), ["ring.stl"])
         self.assertEqual(self.fails(NO, *command).out, b"")
@@ -366,7 +365,7 @@ class Simplify(ToolTest):
         result = self.good("simplify", "sheet.stl", "--facets", "200", "-o", "less.stl", "--json")
         self.assertEqual(result.codes(), [])
         data = result.document()["data"]
-        self.assertEqual((data["before"]["open_edges"], data["open_edges"]), (80, 80))
+        self.assertEqual((data["mesh_before"]["open_edges"], data["open_edges"]), (80, 80))
         self.assertAlmostEqual(data["area"], 400, places=3)
 
     def test_a_missed_number_is_said(self):
@@ -407,8 +406,8 @@ class Simplify(ToolTest):
         self.write("box.stl", binary_stl(squares_facets((12, 9, 6))))
         self.good("convert", "box.stl", "--units", "in", "-o", "box.ctl")
         data = self.json_of("simplify", "box.ctl", "--facets", "12", "-o", "less.stl")
-        self.assertEqual((data["before"]["units"], data["units"]), ("in", "mm"))
-        self.assertAlmostEqual(data["before"]["volume"], 648, places=3)
+        self.assertEqual((data["mesh_before"]["units"], data["units"]), ("in", "mm"))
+        self.assertAlmostEqual(data["mesh_before"]["volume"], 648, places=3)
         self.assertAlmostEqual(data["volume"], 648 * 25.4 ** 3, delta=20)
 
 

@@ -30,7 +30,7 @@ class OldBuilds(ToolTest):
         for name in FACETS:
             with self.subTest(name):
                 data = self.json_of("verify", OLD / name)
-                self.assertEqual([folder["differences"] for folder in data["folders"]], [0])
+                self.assertEqual([folder["errors"] for folder in data["files"]], [0])
 
     def test_their_job_files_build_the_same(self):
         for name in FACETS:

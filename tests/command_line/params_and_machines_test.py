@@ -7,14 +7,14 @@ from support import *
 class Params(ToolTest):
     def test_all_named_parameters_are_listed(self):
         parameters = self.json_of("params")["parameters"]
-        build = [p for p in parameters if p["style"] == "style"]
-        recoat = [p for p in parameters if p["style"] == "recoat"]
+        build = [p for p in parameters if p["kind"] == "build style"]
+        recoat = [p for p in parameters if p["kind"] == "recoat style"]
         self.assertEqual((len(build), len(recoat)), (238, 28))
         self.assertEqual(len([p for p in build if p["type"] == "float"]), 187)
         self.assertEqual(len([p for p in build if p["unit"] == "length"]), 115)
         everything = self.json_of("params", "--all")["parameters"]
-        self.assertEqual(len([p for p in everything if p["style"] == "style"]), 262)
-        self.assertEqual(len([p for p in everything if p["style"] == "recoat"]), 48)
+        self.assertEqual(len([p for p in everything if p["kind"] == "build style"]), 262)
+        self.assertEqual(len([p for p in everything if p["kind"] == "recoat style"]), 48)
 
     def test_a_pattern_selects(self):
         text = self.good("params", "Layer Border*Power").out.decode()
@@ -35,18 +35,18 @@ class Params(ToolTest):
 
 class Machines(ToolTest):
     def test_all_machines_are_listed(self):
-        machines = {m["type"]: m for m in self.json_of("machines")["machines"]}
+        machines = {m["machine_type"]: m for m in self.json_of("machines")["machines"]}
         self.assertEqual(sorted(machines), list(range(14)) + [18, 23, 26])
-        self.assertEqual(machines[6], {"type": 6, "name": "TRQ-E7", "styles_mm": "\\trqe7\\e7mm\\",
-                                       "styles_inch": "\\trqe7\\e7in\\"})
-        self.assertEqual(machines[18]["name"], "Altor 900")
+        self.assertEqual(machines[6], {"machine_type": 6, "machine": "TRQ-E7", "styles_mm": "\\trqe7\\e7mm\\",
+                                       "styles_in": "\\trqe7\\e7in\\"})
+        self.assertEqual(machines[18]["machine"], "Altor 900")
         self.assertEqual(machines[3]["styles_mm"], "\\trqc3\\c3mm\\")
-        self.assertEqual((machines[26]["name"], machines[26]["styles_mm"]), ("TRQ_NONE", None))
+        self.assertEqual((machines[26]["machine"], machines[26]["styles_mm"]), ("TRQ_NONE", None))
 
     def test_one_machine_by_name_or_number(self):
         for name in ("MirraPX (dual vat)", "mirrapx (DUAL vat)", "11"):
             machine, = self.json_of("machines", name)["machines"]
-            self.assertEqual(machine["type"], 11)
+            self.assertEqual(machine["machine_type"], 11)
         for name in ("TRQ-E8", "14", ""):
             if name:
                 self.assertIn("hint: did you mean", self.fails(USAGE, "machines", name).err)
@@ -64,14 +64,14 @@ class Machines(ToolTest):
         data = self.json_of("machines", "--machines", "machines.toml")
         self.assertEqual([p["name"] for p in data["profiles"]], ["upstairs", "cellar"])
         self.assertEqual(data["profiles"][0]["machine"], "TRQ-E7")
-        for side, wanted in zip(data["profiles"][0]["vat_mm"], (508, 508, 589.28)):
+        for side, wanted in zip(data["profiles"][0]["vat"], (508, 508, 589.28)):
             self.assertAlmostEqual(side, wanted)
-        self.assertEqual(data["profiles"][1], {"name": "cellar", "type": 13, "machine": "MirraMax", "vat_mm": None,
-                                               "styles": None})
+        self.assertEqual(data["profiles"][1], {"name": "cellar", "machine_type": 13, "machine": "MirraMax", "vat": None,
+                                               "style_root": None})
         only = self.json_of("machines", "cellar", "--machines", "machines.toml")
         self.assertEqual((only["machines"], [p["name"] for p in only["profiles"]]), ([], ["cellar"]))
         by_type = self.json_of("machines", "TRQ-E7", "--machines", "machines.toml")
-        self.assertEqual(([m["type"] for m in by_type["machines"]], [p["name"] for p in by_type["profiles"]]),
+        self.assertEqual(([m["machine_type"] for m in by_type["machines"]], [p["name"] for p in by_type["profiles"]]),
                          ([6], ["upstairs"]))
         self.assertIn("508 x 508 x 589.28 mm", self.good("machines", "upstairs", "--machines", "machines.toml").out.decode())
 

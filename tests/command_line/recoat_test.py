@@ -189,7 +189,7 @@ class Edit(RecoatTest):
             self.assertIn("hint: 'trqprep recoat sweeps FILE --list " + listed + "'", err)
         self.make("b.rcs")
         result = self.good("recoat", "copy", "filled_301.rcs", "b.rcs", "--params", "Num*", "--json")
-        self.assertEqual([c["name"] for c in result.document()["data"]["changes"]], ["Number Of Secondary"])
+        self.assertEqual([c["name"] for c in result.document()["data"]["differences"]], ["Number Of Secondary"])
         self.assertEqual(self.bytes_of("filled_301.rcs"), before)
 
     def test_a_206_file_refuses_the_preferred_gap(self):
@@ -353,7 +353,7 @@ class UpgradeAndUnits(RecoatTest):
         self.make(change=lambda style: setattr(style, "units", "furlong"))
         self.assertIn("STYLE-UNITS", self.fails(INPUT, "recoat", "units", "a.rcs", "--to", "in", "--json").codes())
         self.good("recoat", "units", "a.rcs", "--from", "mm", "--to", "in")
-        self.assertEqual(self.json_of("info", "a.rcs")["length_units"], "in")
+        self.assertEqual(self.info_of("a.rcs")["length_units"], "in")
 
 
 class Info(RecoatTest):
@@ -362,10 +362,10 @@ class Info(RecoatTest):
             for as_name in (name, "a.bin", "wrong.sty"):
                 with self.subTest((name, as_name)):
                     self.golden_file(name, as_name)
-                    data = self.json_of("info", as_name)
-                    self.assertEqual((data["type"], data["kind_from_name"]), ("recoat", False))
+                    data = self.info_of(as_name)
+                    self.assertEqual((data["kind"], data["kind_from_name"]), ("recoat style", False))
                     self.assertEqual(data["layout"], "legacy" if "legacy" in name else name[-7:-4])
-        data = self.json_of("info", "filled_301.rcs")
+        data = self.info_of("filled_301.rcs")
         self.assertEqual((data["machine"], data["length_units"], data["sweep_counts"]),
                          ("Altor 900", "mm", {"sweeps": 3, "primary": 1, "secondary": 2}))
 
@@ -373,7 +373,7 @@ class Info(RecoatTest):
         whole = (GOLDEN / "filled_301.rcs").read_bytes() + bytes(5)
         self.write("a.rcs", whole)
         result = self.good("info", "a.rcs", "--json")
-        self.assertEqual((result.document()["data"]["type"], result.codes()), ("recoat", ["STYLE-NAME-DECIDES", "STYLE-CRC"]))
+        self.assertEqual((result.document()["data"]["files"][0]["kind"], result.codes()), ("recoat style", ["STYLE-NAME-DECIDES", "STYLE-CRC"]))
         self.write("a.sty", whole[:3000])
         self.assertEqual(self.fails(INPUT, "info", "a.sty", "--json").codes(), ["STYLE-NAME-DECIDES", "STYLE-SHORT"])
 

@@ -81,7 +81,7 @@ class Info(SlcTest):
         self.assertEqual((document["units"], data["units"], data["units_stated"]), ("mm", "mm", True))
         self.assertEqual((data["layers"], data["boundaries"], data["clockwise"], data["open"]), (3, 4, 1, 0))
         self.assertEqual((data["vertices"], data["gaps"]), (20, 3))
-        self.assertEqual(data["z"], {"first": 1, "end": 4})
+        self.assertEqual((data["start"], data["end"]), (1, 4))
         self.assertEqual(data["box"], {"min": [0, 0, 1], "max": [10, 20, 3]})  # the third layer is empty
         self.assertEqual(data["table"], [{"min_z": 1, "layer_thickness": 0.5, "line_width_compensation": 0.25}])
         self.assertEqual([l["area"] for l in data["each_layer"]], [192, 19, 0])
@@ -96,9 +96,8 @@ class Info(SlcTest):
 
     def test_info_knows_it_by_its_content(self):
         self.path("three.slc").rename(self.path("contours.dat"))
-        data = self.json_of("info", "contours.dat")
-        self.assertEqual((data["type"], data["layers"], data["volume"]), ("slc", 3, 124.5))
-        self.assertEqual(data["files"][0]["type"], "slc")
+        data = self.info_of("contours.dat")
+        self.assertEqual((data["kind"], data["layers"], data["volume"]), ("slc", 3, 124.5))
         self.assertNotIn("each_layer", data)
 
     def test_units(self):
@@ -166,7 +165,7 @@ class Info(SlcTest):
         self.write("long.slc", b"x" * 2049 + b"\x1a")
         self.assertEqual(self.fails(INPUT, "info", "long.slc", "--json").codes(), ["SLC-HEADER"])
         self.write("part.slc", binary_stl(box_facets()))
-        self.assertEqual(self.json_of("info", "part.slc")["type"], "stl")
+        self.assertEqual(self.info_of("part.slc")["kind"], "stl")
         self.assertEqual(self.fails(INPUT, "slc", "info", "absent.slc", "--json").codes(), ["INPUT-MISSING"])
 
     def test_a_name_longer_than_the_library_keeps(self):
@@ -183,7 +182,7 @@ class Info(SlcTest):
 class Verify(SlcTest):
     def test_a_sound_file(self):
         data = self.json_of("slc", "verify", "three.slc")
-        self.assertEqual((data["same"], data["bytes"], data["trailing_bytes"]), (True, len(THREE), 0))
+        self.assertEqual((data["same"], data["file_size"], data["trailing_bytes"]), (True, len(THREE), 0))
 
     def test_reserved_block_and_trailing_bytes_are_no_difference(self):
         self.write("more.slc", slc([FRAME], 2, reserved=b"r" * 256) + b"tail")

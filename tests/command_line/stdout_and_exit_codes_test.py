@@ -21,19 +21,19 @@ class StandardOutput(ToolTest):
         result = self.good("info", "box.stl", "--json")
         document = result.document()
         self.assertEqual(list(document), ["schema", "tool", "ok", "exit", "units", "data", "messages"])
-        self.assertEqual(document["schema"], "trqprep.info/1")
+        self.assertEqual(document["schema"], "trqprep.info/2")
         self.assertRegex(document["tool"], r"^trqprep \d+\.\d+\.\d+$")
         self.assertIs(document["ok"], True)
         self.assertEqual((document["exit"], document["units"], document["messages"]), (0, "mm", []))
 
     def test_json_on_failure_is_one_document_too(self):
         for arguments, code, schema in [
-                (["info", "missing.stl"], INPUT, "trqprep.info/1"),
-                (["convert", "box.stl", "-o", "no/such/folder/a.ctl"], OUTPUT, "trqprep.convert/1"),
-                (["build", "box.stl", "--vat", "5x5x5mm", "-o", "out"], NO_PLACEMENT, "trqprep.build/1"),
-                (["convert", "box.stl"], USAGE, "trqprep.convert/1"),
-                (["convert", "--frce"], USAGE, "trqprep.convert/1"),
-                (["nonsense"], USAGE, "trqprep.usage/1"), ([], USAGE, "trqprep.usage/1")]:
+                (["info", "missing.stl"], INPUT, "trqprep.info/2"),
+                (["convert", "box.stl", "-o", "no/such/folder/a.ctl"], OUTPUT, "trqprep.convert/2"),
+                (["build", "box.stl", "--vat", "5x5x5mm", "-o", "out"], NO_PLACEMENT, "trqprep.build/2"),
+                (["convert", "box.stl"], USAGE, "trqprep.convert/2"),
+                (["convert", "--frce"], USAGE, "trqprep.convert/2"),
+                (["nonsense"], USAGE, "trqprep.usage/2"), ([], USAGE, "trqprep.usage/2")]:
             with self.subTest(arguments):
                 result = self.fails(code, *arguments, "--json")
                 document = result.document()
@@ -68,7 +68,7 @@ class StandardOutput(ToolTest):
         result = self.fails(INPUT, "info", "box.stl", "missing.stl", "--json")
         files = result.document()["data"]["files"]
         self.assertEqual([f.get("facets") for f in files], [12, None])
-        self.assertEqual(files[1]["error"], "INPUT-MISSING")
+        self.assertEqual(files[1]["code"], "INPUT-MISSING")
 
     def test_a_full_standard_output_is_an_output_not_written(self):
         with open("/dev/full", "wb") as full:
@@ -242,7 +242,7 @@ class BadInputs(ToolTest):
     def test_infinite_coordinates_are_shown_and_never_placed(self):
         corners = [(0, 0, 0), (10, 0, 0), (0, 10, 0), (0, 0, float("inf"))]
         self.write("inf.ctl", make_ctl(corners, [(0, 2, 1), (0, 1, 3), (0, 3, 2), (1, 2, 3)]))
-        self.assertEqual(self.json_of("info", "inf.ctl")["box"], {"min": [0, 0, 0], "max": [10, 10, "inf"]})
+        self.assertEqual(self.info_of("inf.ctl")["box"], {"min": [0, 0, 0], "max": [10, 10, "inf"]})
         for command in (["place", "inf.ctl"], ["transform", "inf.ctl", "--drop", "-o", "a.stl"]):
             self.assertIn("[MESH-INFINITE]", self.fails(INPUT, *command).err)
 
@@ -299,7 +299,7 @@ class Interruption(ToolTest):
     def test_sigterm_with_json(self):
         out, _ = self.interrupt(signal.SIGTERM, "convert", "box.stl", "--to", "ctl", "-o", "pipe", "--json")
         document = json.loads(out)
-        self.assertEqual((document["schema"], document["exit"], document["ok"]), ("trqprep.convert/1", 130, False))
+        self.assertEqual((document["schema"], document["exit"], document["ok"]), ("trqprep.convert/2", 130, False))
 
 
 class UnusualNames(ToolTest):
@@ -307,7 +307,7 @@ class UnusualNames(ToolTest):
 
     def test_names_that_are_not_utf8_are_given_as_bytes(self):
         (self.path("x").parent / os.fsdecode(self.NAME)).write_bytes(binary_stl(box_facets()))
-        data = self.json_of("info", self.NAME)
+        data = self.info_of(self.NAME)
         self.assertEqual(data["file"], {"bytes": self.NAME.hex()})
         result = self.fails(INPUT, "info", b"\xfe.stl", "--json")
         self.assertEqual(result.document()["messages"][0]["file"], {"bytes": "fe2e73746c"})
@@ -323,8 +323,8 @@ class UnusualNames(ToolTest):
     def test_brackets_commas_and_dashes_are_parts_of_names(self):
         for name in ("[a,b]", "a,copies=2", "-x.stl"):
             self.write(name, binary_stl(box_facets()))
-        self.assertEqual(self.json_of("info", "[a,b]")["facets"], 12)
-        self.assertEqual(self.good("info", "--json", "--", "-x.stl").document()["data"]["facets"], 12)
+        self.assertEqual(self.info_of("[a,b]")["facets"], 12)
+        self.assertEqual(self.good("info", "--json", "--", "-x.stl").document()["data"]["files"][0]["facets"], 12)
         self.assertEqual(len(self.json_of("place", "a,copies=2")["pieces"]), 1)
         self.assertEqual(len(self.json_of("place", "a,copies=2,copies=3")["pieces"]), 3)
 
@@ -332,7 +332,7 @@ class UnusualNames(ToolTest):
 class Headers(ToolTest):
     def test_header_text_that_is_not_utf8(self):
         self.write("box.stl", binary_stl(box_facets(), header=b"caf\xe9"))
-        self.assertEqual(self.json_of("info", "box.stl")["header"], {"bytes": "636166e9"})
+        self.assertEqual(self.info_of("box.stl")["header"], {"bytes": "636166e9"})
 
 
 if __name__ == "__main__":

@@ -376,7 +376,7 @@ class Set(StyleTest):
     def test_patterns_set_every_match(self):
         self.default()
         data = self.json_of("style", "set", "a.sty", "*Power=700", "Large*Angle*=45", "-o", "b.sty")
-        self.assertEqual(sorted(c["name"] for c in data["changes"]),
+        self.assertEqual(sorted(c["name"] for c in data["differences"]),
                          sorted(POWERS + [n for n in golden.plain(golden.REGIONS) if n.startswith("Large") and "Angle" in n]))
 
         def change(records):
@@ -555,7 +555,7 @@ class Copy(StyleTest):
         self.default("from.sty", change)
         self.default("to.sty")
         result = self.good("style", "copy", "from.sty", "to.sty", "--params", "S*", "--params", "Dp", "--json")
-        self.assertEqual([c["name"] for c in result.document()["data"]["changes"]],
+        self.assertEqual([c["name"] for c in result.document()["data"]["differences"]],
                          ["Small Up FillAngle 1", "Small Down NumFills", "QC Min Large Thick Skin Width", "Dp",
                           "Shelling Thickness"])
 
@@ -570,7 +570,7 @@ class Copy(StyleTest):
         self.default("to.sty", layout=golden.layout_206)
         result = self.good("style", "copy", "from.sty", "to.sty", "--params", "*", "--json")
         self.assertEqual(set(result.codes()), {"STYLE-SKIPPED"})
-        self.assertEqual(result.document()["data"]["changes"], [])
+        self.assertEqual(result.document()["data"]["differences"], [])
         self.fails(NO, "style", "copy", "from.sty", "to.sty", "--params", "Layer Border Power")
         self.fails(NO, "style", "copy", "from.sty", "to.sty", "--params", "QC Min Large Thick Skin Width")
         self.fails(USAGE, "style", "copy", "from.sty", "to.sty")
@@ -666,8 +666,8 @@ class NewAndInfo(StyleTest):
         for name in GOLDEN_FILES:
             for as_name in (name, "some.stl.bin", "wrong.rcs"):
                 self.golden_file(name, as_name)
-                data = self.json_of("info", as_name)
-                self.assertEqual((data["type"], data["kind"], data["layout"]), ("style", "build style", name[-7:-4]))
+                data = self.info_of(as_name)
+                self.assertEqual((data["kind"], data["layout"]), ("build style", name[-7:-4]))
                 self.assertIs(data["crc_valid"], True)
                 self.assertIs(data["kind_from_name"], False)
         text = self.good("info", "filled_301.sty").out.decode()

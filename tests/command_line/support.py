@@ -10,6 +10,8 @@ import subprocess
 import tempfile
 import unittest
 
+import schemas
+
 TOOL = os.environ["TRQPREP"]
 SOURCE = pathlib.Path(os.environ["TRQ_SOURCE_DIR"])
 SANITIZED = bool(os.environ.get("TRQ_SANITIZE"))
@@ -49,6 +51,7 @@ def run(*arguments, cwd=None, env=None, **more):
     # Some of them end a program with 1, which is also an answer.
     if SANITIZED and findings_of_sanitizers(result.err):
         raise AssertionError(result.err)
+    check_documents(result, arguments, cwd)
     return result
 
 
@@ -62,6 +65,19 @@ def check_hints(result):
         for message in result.document()["messages"]:
             if message["severity"] == "error" and not message["hint"]:
                 raise AssertionError(f"an error without a hint: {message}")
+
+
+def check_documents(result, arguments, cwd):
+    """What was printed, and the build folder that was written, follow their schemas."""
+    if result.out:
+        schemas.check_output(result.out)
+    if not arguments or arguments[0] != "build" or result.exit not in (DONE, NO):
+        return
+    for option, value in zip(arguments, arguments[1:]):
+        if option in ("-o", "--output"):
+            folder = pathlib.Path(os.fsdecode(cwd or "."), os.fsdecode(value))
+            if (folder / "build.json").exists():
+                schemas.check_folder(folder)
 
 
 class ToolTest(unittest.TestCase):
@@ -87,6 +103,11 @@ class ToolTest(unittest.TestCase):
     def json_of(self, *arguments, **more):
         """The data of a command that succeeds."""
         return self.good(*arguments, "--json", **more).document()["data"]
+
+    def info_of(self, *arguments, **more):
+        """What `info` says of a single file."""
+        entry, = self.json_of("info", *arguments, **more)["files"]
+        return entry
 
     def fails(self, code, *arguments, **more):
         result = self.run_tool(*arguments, **more)

@@ -27,7 +27,7 @@ class Find(VentsTest):
         data = self.find(box_facets((10, 20, 30), (1, 2, 3)))
         vent, = data["vents"]
         drain, = data["drains"]
-        self.assertEqual((vent["patch"], vent["facets"], drain["facets"]), (1, [2, 3], [0, 1]))
+        self.assertEqual((vent["patch"], vent["facet_numbers"], drain["facet_numbers"]), (1, [2, 3], [0, 1]))
         self.assertAlmostEqual(vent["area"], 200, places=6)
         for found, wanted in zip(vent["centre"] + drain["centre"], (6, 12, 33, 6, 12, 3)):
             self.assertAlmostEqual(found, wanted, places=6)
@@ -62,14 +62,14 @@ class Find(VentsTest):
             patches = data["vents" if cosine > 0 else "drains"]
             self.assertEqual(len(patches), wanted, cosine)
             if wanted:
-                self.assertEqual(patches[0]["facets"], [0, 1])
+                self.assertEqual(patches[0]["facet_numbers"], [0, 1])
                 self.assertAlmostEqual(patches[0]["centre"][2], 5 * tilt, places=5)
             self.assertEqual(data["drains" if cosine > 0 else "vents"], [])
 
     def test_patches_that_touch_in_a_corner_stay_apart(self):
         square = lambda x, y: [((x, y, 1), (x + 1, y, 1), (x + 1, y + 1, 1)), ((x, y, 1), (x + 1, y + 1, 1), (x, y + 1, 1))]
-        self.assertEqual([p["facets"] for p in self.find(square(0, 0) + square(1, 1))["vents"]], [[0, 1], [2, 3]])
-        self.assertEqual([p["facets"] for p in self.find(square(0, 0) + square(1, 0))["vents"]], [[0, 1, 2, 3]])
+        self.assertEqual([p["facet_numbers"] for p in self.find(square(0, 0) + square(1, 1))["vents"]], [[0, 1], [2, 3]])
+        self.assertEqual([p["facet_numbers"] for p in self.find(square(0, 0) + square(1, 0))["vents"]], [[0, 1, 2, 3]])
 
     def test_a_part_without_a_place(self):
         a, b, c, top = (0, 0, 0), (9, 0, 9), (0, 9, 9), (4, 4, 30)
@@ -131,7 +131,7 @@ class ListEntries(VentsTest):
         self.write("box.V_D", "1 2 30  0 0 1  0.5\r\n\n5 5 -4  0 0 -2e0  +3\n1 1 1  1 0 0  0\n")
         result = self.good("vents", "list", "box.stl", "--json")
         entries = result.document()["data"]["entries"]
-        self.assertEqual([e["kind"] for e in entries], ["vent", "drain", "unknown"])
+        self.assertEqual([e["opening"] for e in entries], ["vent", "drain", "unknown"])
         self.assertEqual([e["point"] for e in entries], [[1, 2, 30], [5, 5, -4], [1, 1, 1]])
         self.assertEqual([e["diameter"] for e in entries], [0.5, 3, 0])
         for found, wanted in zip([e["distance"] for e in entries], (0, 4, 1)):
@@ -228,12 +228,12 @@ class Remove(VentsTest):
 class Info(VentsTest):
     def test_by_content(self):
         self.write("numbers.dat", VENT + DRAIN + DRAIN)
-        data = self.json_of("info", "numbers.dat")
-        self.assertEqual((data["type"], data["entries"], data["vents"], data["drains"]), ("vents", 3, 1, 2))
+        data = self.info_of("numbers.dat")
+        self.assertEqual((data["kind"], data["entry_count"], data["vent_count"], data["drain_count"]), ("vents", 3, 1, 2))
 
     def test_by_name(self):
         self.write("box.V_D", "")
-        self.assertEqual(self.json_of("info", "box.V_D")["entries"], 0)
+        self.assertEqual(self.info_of("box.V_D")["entry_count"], 0)
         self.write("box.V_D", "nothing of the kind\n")
         self.assertEqual(self.fails(INPUT, "info", "box.V_D", "--json").codes(), ["VD-LINE", "VD-LINE"])
         self.write("text.txt", "nothing of the kind\n")

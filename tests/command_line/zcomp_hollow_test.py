@@ -124,7 +124,7 @@ class ZcompStyle(ToolTest):
                                 (("--machine", "1"), 20), (("--machine", "TRQ-E7"), 24),
                                 (("--spacing", "0.0099"), 14), (("--spacing", "0.0101"), 19)):
             data = self.json_of("zcomp", "box.stl", "--style", "s.sty", *options, "-o", "out.stl", "--force")
-            self.assertEqual(data["layers"], wanted, options)
+            self.assertEqual(data["z_correction"], wanted, options)
             self.assertAlmostEqual(data["height"], wanted * 0.02, places=6)
         bottom = [c for f in records(self.path("out.stl"))[:2] for c in f[1]]
         for corner in bottom:
@@ -133,7 +133,7 @@ class ZcompStyle(ToolTest):
     def test_units_of_the_style(self):
         data = self.json_of("zcomp", "box.stl", "--style", "s.sty", "--style-units", "in", "-o", "out.stl")
         self.assertAlmostEqual(data["height"], 19 * 0.02 * 25.4, places=4)
-        self.assertEqual((data["layers"], data["style_units"], data["machine"]), (19, "in", "TRQ-C3"))
+        self.assertEqual((data["z_correction"], data["style_units"], data["machine"]), (19, "in", "TRQ-C3"))
 
     def test_what_gives_no_height(self):
         self.write("none.sty", golden.layout_301(golden.default_style()))
