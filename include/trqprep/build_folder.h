@@ -19,8 +19,10 @@ constexpr const char* kChecksJson = "checks.json";
 constexpr const char* kMeshFolder = "meshes";
 constexpr const char* kPartFolder = "parts";
 constexpr const char* kStyleFolder = "styles";
-constexpr const char* kBuildSchema = "trqprep.build-folder/1";
-constexpr const char* kChecksSchema = "trqprep.checks/1";
+constexpr const char* kBuildSchema = "trqprep.build-folder/2";
+/// Of folders whose files have a "size" for a "file_size", which are read as well.
+constexpr const char* kOldBuildSchema = "trqprep.build-folder/1";
+constexpr const char* kChecksSchema = "trqprep.checks/2";
 
 /// "meshes/gear-2.ctl"
 std::string MeshName(const Plate& plate, const Piece& piece);

@@ -8,7 +8,9 @@
 
 namespace trqprep {
 
-constexpr const char* kJobSchema = "trqprep.job/1";
+constexpr const char* kJobSchema = "trqprep.job/2";
+/// Of files with `_` for `-` in their keys, which are read as well.
+constexpr const char* kOldJobSchema = "trqprep.job/1";
 
 /// True when the argument is to be read as a job file: its name ends in ".toml".
 bool NamesJobFile(const std::string& path);

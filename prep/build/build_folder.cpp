@@ -29,7 +29,7 @@ class FolderWriter {
   template <class Content>
   std::string Write(const std::string& name, const Content& content) {
     const OutputFolder::Written written = folder_.WriteFile(name, content);
-    files_.push_back({{"file", TextToJson(name)}, {"size", written.size}, {"sha256", written.sha256}});
+    files_.push_back({{"file", TextToJson(name)}, {"file_size", written.size}, {"sha256", written.sha256}});
     return written.sha256;
   }
   const Json& files() const { return files_; }
@@ -194,8 +194,8 @@ Json ReadBuildDocument(const std::string& folder) {
   }
   try {
     Json document = ReadFolderJson(path);
-    if (document["schema"] != kBuildSchema || !document["pieces"].is_array() ||
-        !document["inputs"].is_array()) {
+    if ((document["schema"] != kBuildSchema && document["schema"] != kOldBuildSchema) ||
+        !document["pieces"].is_array() || !document["inputs"].is_array()) {
       FailInput(Code::kBuildInvalid, path, "does not describe a build");
     }
     return document;

@@ -93,7 +93,7 @@ class MeshChecks {
                       vent    ? "a drain"
                       : drain ? "a vent"
                               : "a vent and a drain"),
-          {{"facet", cavity.first_facet}, {"middle", NumbersToJson(middle)}},
+          {{"facet", cavity.first_facet}, {"centre", NumbersToJson(middle)}},
           "'trqprep vents add' makes vents and drains");
     }
   }
@@ -115,7 +115,7 @@ class MeshChecks {
         fmt::format("{} of {} in the side file up to {} {} off the surface, the first is number {}", stale,
                     Counted(int64_t(points.size()), "point", "points"), Plain(farthest, 3),
                     UnitsName(input_.units), first),
-        {{"point", first}}, "'trqprep vents list' shows them, 'vents move' and 'vents remove' change them");
+        {{"entry", first}}, "'trqprep vents list' shows them, 'vents move' and 'vents remove' change them");
   }
 
   const InputMesh& input_;

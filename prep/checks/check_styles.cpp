@@ -60,7 +60,7 @@ class StyleRules {
     if (file_.kind == StyleKind::kRecoat && file_.layout != StyleLayout::kLegacy &&
         UnitsOfText(text) != wanted) {
       Found(Code::kStyleUnitsMix, fmt::format("is in \"{}\", the build is in {}", OneLine(text), wanted))
-          .At({{"text", "units"}})
+          .At({{"parameter", "units"}})
           .As(severity)
           .Hint(fmt::format("'trqprep recoat units' converts it to {}", wanted));
     }
@@ -179,7 +179,7 @@ std::vector<Message> CheckStack(const std::vector<StyleBand>& stack, double bott
     findings.push_back(Finding(code, file,
                                fmt::format("{} has {} from Z {} to {} {}", subject, what, Plain(from, 4),
                                            Plain(to, 4), UnitsName(units)))
-                           .At({{"from", NumberToJson(from)}, {"to", NumberToJson(to)}})
+                           .At({{"start", NumberToJson(from)}, {"end", NumberToJson(to)}})
                            .Hint(hint));
   };
   const auto gap = [&](double from, double to) {
@@ -216,7 +216,7 @@ std::vector<Message> CheckThickness(const std::vector<StyleBand>& build, const s
                   fmt::format("{}: from Z {} to {} {} the layers are {} by {} and {} by {}", subject,
                               Plain(from, 4), Plain(to, 4), UnitsName(units), Plain(lower.thickness, 6),
                               lower.file, Plain(other.thickness, 6), other.file))
-              .At({{"from", NumberToJson(from)}, {"to", NumberToJson(to)}})
+              .At({{"start", NumberToJson(from)}, {"end", NumberToJson(to)}})
               .Hint("choose a recoat style made for the same layers"));
     }
   }

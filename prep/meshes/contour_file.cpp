@@ -223,7 +223,8 @@ void DescribeContours(Json& data, const ContourFile& file, const ContourSummary&
   DescribeBox(data, summary.box, file.units);
   data["layers"] = summary.layers.size();
   const std::vector<trq::SlcLayer>& layers = file.contours.layers;
-  data["z"] = Json{{"first", NumberToJson(layers.front().z)}, {"end", NumberToJson(layers.back().z)}};
+  data["start"] = NumberToJson(layers.front().z);
+  data["end"] = NumberToJson(layers.back().z);
   data["boundaries"] = summary.total.boundaries;
   data["clockwise"] = summary.total.clockwise;
   data["open"] = summary.total.open;

@@ -35,7 +35,7 @@ std::optional<Message> TooBigForVat(const std::string& file, const std::string& 
     if (excess[axis] <= kRounding) continue;
     const char name[] = {static_cast<char>('X' + axis), 0};
     by += fmt::format("{}{} {} in {}", by.empty() ? "" : ", ", Plain(excess[axis], 3), unit, name);
-    where["exceeds"][name] = NumberToJson(excess[axis]);
+    where["exceeds"][std::string(1, static_cast<char>('x' + axis))] = NumberToJson(excess[axis]);
   }
   if (by.empty()) return std::nullopt;
   return Finding(Code::kTooBigForVat, file,

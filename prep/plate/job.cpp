@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <cctype>
+#include <set>
 #include <stdexcept>
 
 #include "trqprep/message.h"
@@ -49,12 +50,12 @@ const std::vector<JobField<Job>>& JobFields() {
       {"seed", "--seed", WholeMember<Job>{&Job::seed, 0, 4294967295}, F::kReported, "N", "Seed of the search (default 1)"},
       {"drop", "--drop", &Job::drop, F::kReported, "", "Put the lowest point of every part at Z = 0"},
       {"floor", "--floor", &Job::floor, F::kWhenSet, "lift|keep", "What becomes of a part below Z = 0: moved up to it (default), or refused"},
-      {"accept_partial", nullptr, &Job::accept_partial, F::kWhenSet},
-      {"force_checks", "--force-checks", &Job::force_checks, F::kOfBuilds | F::kWhenSet, "", "Build although checks find errors"},
-      {"machine_of_styles", nullptr, &Job::machine_of_styles, F::kOfBuilds | F::kWhenSet},
+      {"accept-partial", nullptr, &Job::accept_partial, F::kWhenSet},
+      {"force-checks", "--force-checks", &Job::force_checks, F::kOfBuilds | F::kWhenSet, "", "Build although checks find errors"},
+      {"machine-of-styles", nullptr, &Job::machine_of_styles, F::kOfBuilds | F::kWhenSet},
       {"strict", "--strict", &Job::strict, F::kOfBuilds | F::kWhenSet, "", "Treat warnings as errors"},
       {"allow", "--allow", &Job::allow, F::kOfBuilds | F::kWhenSet, "CODE", "Leave warnings of this code what they are under --strict"},
-      {"z_spacing", "--z-spacing", &Job::z_spacing, F::kOfBuilds | F::kWhenSet, "LENGTH", "Widest hatch spacing that counts in the Z correction (default: all hatches count)"},
+      {"z-spacing", "--z-spacing", &Job::z_spacing, F::kOfBuilds | F::kWhenSet, "LENGTH", "Widest hatch spacing that counts in the Z correction (default: all hatches count)"},
       {"style", "--style", &Job::styles, F::kOfBuilds, "STYLE", "Build style of all parts: FILE, or FILE@FROM:TO for a band of Z"},
       {"recoat", "--recoat", &Job::recoats, F::kOfBuilds, "STYLE", "Recoat style of the build: FILE, or FILE@FROM:TO for a band of Z"},
       {"part", "--part", &Job::parts, F::kPlain, "PART", "A further part, written the same way"},
@@ -67,7 +68,7 @@ const std::vector<JobField<PartRequest>>& PartFields() {
   static const std::vector<JobField<PartRequest>> fields = {
       {"file", nullptr, &PartRequest::path},
       {"copies", "copies", WholeMember<PartRequest>{&PartRequest::copies, 1, 1000}},
-      {"rotate_z", "rotate-z", &PartRequest::rotate_z},
+      {"rotate-z", "rotate-z", &PartRequest::rotate_z},
       {"style", "style", &PartRequest::styles},
   };
   return fields;
@@ -106,6 +107,7 @@ PartRequest ParsePart(const std::string& text) {
     }
   }
   part.path = text.substr(0, end);
+  std::set<std::string> given;
   for (const std::string& setting : Split(text.substr(end + 1), ',')) {
     const size_t equals = setting.find('=');
     const std::string name = setting.substr(0, equals);
@@ -117,6 +119,10 @@ PartRequest ParsePart(const std::string& text) {
       FailUsage(
           part.path, fmt::format("'{}' is not a setting of a part", setting),
           found ? fmt::format("write {}=VALUE", name) : DidYouMean(name, FieldKeys(PartFields(), true)));
+    }
+    const bool many = std::holds_alternative<std::vector<StyleRequest> PartRequest::*>(found->member);
+    if (!given.insert(name).second && !many) {
+      FailUsage(part.path, fmt::format("'{}' is given twice", name), "leave one of them away");
     }
     try {
       StoreText(part, *found, setting.substr(equals + 1));

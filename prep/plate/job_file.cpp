@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <stdexcept>
 #include <type_traits>
 
@@ -14,17 +15,12 @@
 namespace trqprep {
 namespace {
 
-// A key of a table, and what stands there.
+// A key of a table as it is spelt now, what stands there, and the key as it was given.
 struct Entry {
   std::string key;
   const toml::node& node;
+  std::string given;
 };
-
-std::vector<Entry> EntriesOf(const toml::table& table) {
-  std::vector<Entry> entries;
-  for (const auto& [key, node] : table) entries.push_back({std::string(key.str()), node});
-  return entries;
-}
 
 // Reads a job file's tables; whatever they cannot mean names its line.
 class Reader {
@@ -37,20 +33,22 @@ class Reader {
     try {
       document = ParseToml(text, path_);
     } catch (const TomlMistake& mistake) {
-      Refuse(mistake.where, mistake.text);
+      // A key that stands twice, here as on the command line.
+      const bool twice = mistake.text.find("cannot redefine") != std::string::npos;
+      Refuse(mistake.where, mistake.text, "", twice ? ExitCode::kUsage : ExitCode::kInput);
     }
     Job job;
     job.file = path_;
     // The unit decides what the other lengths mean.
     if (const toml::node* node = document.get("units")) {
-      const auto units = UnitsFromName(Text({"units", *node}));
+      const auto units = UnitsFromName(Text({"units", *node, "units"}));
       if (!units) Refuse(node->source(), "units is neither \"mm\" nor \"in\"");
       job.units = *units;
     }
     for (const Entry& entry : EntriesOf(document)) {
       if (entry.key != "schema") {
         Store(job, JobFields(), entry, {"schema"});
-      } else if (Text(entry) != kJobSchema) {
+      } else if (const std::string schema = Text(entry); schema != kJobSchema && schema != kOldJobSchema) {
         Refuse(entry.node.source(), fmt::format("schema is not \"{}\"", kJobSchema));
       }
     }
@@ -66,16 +64,32 @@ class Reader {
 
  private:
   [[noreturn]] void Refuse(const toml::source_region& where, const std::string& text,
-                           const std::string& hint = "") const {
-    Fail(ExitCode::kInput, Message(Code::kJobFile, path_, fmt::format("line {}: {}", where.begin.line, text))
-                               .Hint(hint)
-                               .At({{"line", where.begin.line}}));
+                           const std::string& hint = "", ExitCode exit = ExitCode::kInput) const {
+    Fail(exit, Message(Code::kJobFile, path_, fmt::format("line {}: {}", where.begin.line, text))
+                   .Hint(hint)
+                   .At({{"line", where.begin.line}}));
   }
   [[noreturn]] void Refuse(const Entry& entry, const std::string& text) const {
-    Refuse(entry.node.source(), fmt::format("'{}' {}", entry.key, text));
+    Refuse(entry.node.source(), fmt::format("'{}' {}", entry.given, text));
   }
   [[noreturn]] void Unknown(const Entry& entry, const std::vector<std::string>& known) const {
-    Refuse(entry.node.source(), "there is no entry '" + entry.key + "' here", DidYouMean(entry.key, known));
+    Refuse(entry.node.source(), "there is no entry '" + entry.given + "' here", DidYouMean(entry.key, known));
+  }
+
+  // Files of version 0.1.0 have `rotate_z` for `rotate-z`.
+  std::vector<Entry> EntriesOf(const toml::table& table) const {
+    std::vector<Entry> entries;
+    for (const auto& [key_node, node] : table) {
+      const std::string given(key_node.str());
+      std::string key = given;
+      if (key != "file_bytes") std::replace(key.begin(), key.end(), '_', '-');
+      if (key != given && table.contains(key)) {
+        Refuse(node.source(), fmt::format("'{}' and '{}' are one key, given twice", given, key),
+               "leave one of them away", ExitCode::kUsage);
+      }
+      entries.push_back({key, node, given});
+    }
+    return entries;
   }
 
   std::string Text(const Entry& entry) const {
@@ -153,7 +167,7 @@ class Reader {
     }
     const toml::array& sides = List(entry, 3);
     for (size_t i = 0; i < 3; ++i) {
-      Take(vat[i] = {}, {entry.key, sides[i]});
+      Take(vat[i] = {}, {entry.key, sides[i], entry.given});
       if (!(vat[i].value > 0)) Refuse(entry.node.source(), "a side of the vat is not above 0");
     }
   }
@@ -188,8 +202,8 @@ class Reader {
         } else if (entry.key == "band") {
           const toml::array& ends = List(entry, 2);
           style.banded = true;
-          Take(style.from, {entry.key, ends[0]});
-          Take(style.to, {entry.key, ends[1]});
+          Take(style.from, {entry.key, ends[0], entry.given});
+          Take(style.to, {entry.key, ends[1], entry.given});
         } else if (entry.key == "damage") {
           style.damage = Text(entry);
         } else {

@@ -107,7 +107,7 @@ void Explain(Observer& observer, const Plate& plate) {
       Message(Code::kNoPlacement, part.request.path,
               fmt::format("{} of {} find a place, in the order given; copy {} of {} does not", placed,
                           Counted(pieces, "piece"), copy, part.name))
-          .At({{"placed", placed}, {"pieces", pieces}, {"part", TextToJson(part.name)}, {"copy", copy}})
+          .At({{"placed", placed}, {"piece_count", pieces}, {"part", TextToJson(part.name)}, {"copy", copy}})
           .Hint("fewer copies, a larger --vat, more --rotations, or another --seed"));
 }
 
@@ -156,7 +156,9 @@ Message OverlapFinding(const Overlap& overlap, const std::string& file, const st
                  fmt::format("{}{} and {} overlap seen from above, by at least {} {} near X {} Y {}", what,
                              first, second, Plain(overlap.depth, 4), UnitsName(units), Plain(overlap.x, 2),
                              Plain(overlap.y, 2)))
-      .At({{"pieces", Json::array({TextToJson(first), TextToJson(second)})}});
+      .At({{"pieces", Json::array({TextToJson(first), TextToJson(second)})},
+           {"x", NumberToJson(overlap.x)},
+           {"y", NumberToJson(overlap.y)}});
 }
 
 std::string PieceName(const Plate& plate, const Piece& piece) {
@@ -302,13 +304,12 @@ std::vector<Message> CheckPieces(Observer& observer, Plate& plate) {
                     fmt::format("{} {} {} out of the vat in {}", what, Plain(entry.by, 4), unit, axis));
     if (key.second == 2 && entry.below) message.Hint("without --floor keep parts are moved up to Z = 0");
     findings.push_back(
-        message.At({{"piece", TextToJson(entry.first)}, {"pieces", entry.pieces}, {"axis", axis}}));
+        message.At({{"piece", TextToJson(entry.first)}, {"piece_count", entry.pieces}, {"axis", std::string(1, static_cast<char>('x' + key.second))}}));
   }
   const std::vector<Overlap> overlaps = FindOverlaps(shapes, contact);
   for (const Overlap& overlap : overlaps) {
-    Message& finding = findings.emplace_back(OverlapFinding(overlap, "", "pieces ", names, plate.job.units));
-    finding.where.update({{"x", NumberToJson(overlap.x)}, {"y", NumberToJson(overlap.y)}});
-    finding.Hint("another --seed or a larger --vat gives another placement");
+    findings.push_back(OverlapFinding(overlap, "", "pieces ", names, plate.job.units)
+                           .Hint("another --seed or a larger --vat gives another placement"));
   }
   observer.Progress("measuring distances", 0.8);
   plate.smallest_distance = overlaps.empty() ? SmallestDistance(shapes) : 0;

@@ -348,10 +348,10 @@ void DescribeStyle(const StyleFile& file, Json& data) {
   data["kind"] = StyleKindName(file.kind);
   data["kind_from_name"] = file.kind_from_name;
   data["layout"] = StyleLayoutName(file.layout);
-  data["version"] = legacy                             ? NumberToJson(kVersionLegacy)
-                    : file.layout == StyleLayout::k206 ? NumberToJson(kVersion206)
-                                                       : Json(style.FindWord("file_version")->number);
-  data["bytes"] = file.bytes.size();
+  data["file_version"] = legacy                             ? NumberToJson(kVersionLegacy)
+                         : file.layout == StyleLayout::k206 ? NumberToJson(kVersion206)
+                                                            : Json(style.FindWord("file_version")->number);
+  data["file_size"] = file.bytes.size();
   data["style_name"] = TextToJson(style.FindText("style_name")->text);
   // A 206 build style stores neither machine nor user level, no build style its units.
   if (StatesMachine(file)) {

@@ -170,7 +170,7 @@ class Hollow(ToolTest):
                     self.assertAlmostEqual(p, step if c == 0 else 1 - step, places=6)
         data = document["data"]
         self.assertEqual(data["facets"], 24)
-        for key in ("min", "mean", "max"):
+        for key in ("least", "mean", "largest"):
             self.assertAlmostEqual(data["push"][key], 0.5, places=6)
         saved = (1 - 2 * step) ** 3
         self.assertAlmostEqual(data["resin_saved"], saved, places=5)
@@ -182,8 +182,8 @@ class Hollow(ToolTest):
     def test_longer_edges_go_by_the_limit(self):
         _, _, document = self.shell(box_facets((10, 20, 30)), "--limit", "2")
         data = document["data"]
-        self.assertAlmostEqual(data["push"]["min"], 2, places=5)
-        self.assertAlmostEqual(data["push"]["max"], 2, places=5)
+        self.assertAlmostEqual(data["push"]["least"], 2, places=5)
+        self.assertAlmostEqual(data["push"]["largest"], 2, places=5)
         off = 2 * 2 / math.sqrt(3)
         self.assertAlmostEqual(data["resin_saved"], (10 - off) * (20 - off) * (30 - off), delta=0.01)
         text = self.good("hollow", "part.stl", "--limit", "2", "-o", "two.stl").out.decode()

@@ -1,6 +1,7 @@
 """Installs the build, moves the installation, and builds and runs a program of its own against it."""
 
 import argparse
+import json
 import os
 import shutil
 import subprocess
@@ -49,6 +50,16 @@ def main():
 
     if a.version not in run(os.path.join(prefix, "bin", "trqprep"), "version", env=env):
         sys.exit("the installed trqprep does not say that it is version " + a.version)
+
+    # The schemas that stand beside it know what it prints.
+    document = json.loads(run(os.path.join(prefix, "bin", "trqprep"), "info", "--json", path, env=env))
+    name = document["schema"][len("trqprep."):].partition("/")[0]
+    schemas = os.path.join(prefix, "share", "trqprep", "schemas")
+    with open(os.path.join(schemas, name + ".json"), encoding="utf-8") as f:
+        if json.load(f)["title"] != document["schema"]:
+            sys.exit("the installed schema is not that of " + document["schema"])
+    if sorted(os.listdir(schemas)) != sorted(os.listdir(os.path.join(ROOT, "docs", "schemas"))):
+        sys.exit("not all schemas are installed in " + schemas)
 
 
 if __name__ == "__main__":

@@ -115,17 +115,18 @@ class Checker {
   bool CheckFile(const std::string& path, bool named) {
     bool readable = true;
     const size_t before = context_.messages().size();
-    std::string entry_type;
+    std::string checked;
     try {
       const FileHead head = ReadFileHead(path);
       const FileKind* kind = KindOf(head);
-      const std::string type = kind ? kind->name : "";
-      if (type == "stl" || type == "ctl") {
-        entry_type = type;
+      const std::string name = kind ? kind->name : "";
+      if (name == "stl" || name == "ctl") {
+        checked = name;
         CheckPart(path);
-      } else if (ExamineStyleHead(head.head) && CheckStyleFile(path)) {
-        entry_type = type.empty() ? "style" : type;
-      } else if (named) {
+      } else if (ExamineStyleHead(head.head)) {
+        checked = CheckStyleFile(path);
+      }
+      if (checked.empty() && named) {
         FailInput(Code::kInputUnknown, path, "is neither a mesh nor a style",
                   "'trqprep info' tells what a file holds");
       }
@@ -135,7 +136,7 @@ class Checker {
       readable = false;
       if (!IsAnswer(failure.message.code)) totals_.unreadable = true;
     }
-    if (!entry_type.empty() || named) Count(path, entry_type, before);
+    if (!checked.empty() || named) Count(path, checked, before);
     return readable;
   }
 
@@ -233,7 +234,7 @@ class Checker {
   }
 
   // Counts what was said about a file, and lists the file.
-  void Count(const std::string& path, const std::string& type, size_t before) {
+  void Count(const std::string& path, const std::string& kind, size_t before) {
     int64_t errors = 0, warnings = 0;
     for (size_t i = before; i < context_.messages().size(); ++i) {
       if (context_.messages()[i].severity == Severity::kError) ++errors;
@@ -242,7 +243,7 @@ class Checker {
     std::vector<const Message*> said;
     for (size_t i = before; i < context_.messages().size(); ++i) said.push_back(&context_.messages()[i]);
     const Json row{{"file", TextToJson(path)},
-                   {"type", type.empty() ? Json(nullptr) : Json(type)},
+                   {"kind", kind.empty() ? Json(nullptr) : Json(kind)},
                    {"errors", errors},
                    {"warnings", warnings}};
     context_.data["files"].push_back(row);
@@ -285,12 +286,13 @@ class Checker {
     SayAll(CheckMesh(input, ReadVentsIfThere(context_, SideFileOf(path)).value_or(VentsFile())));
   }
 
-  bool CheckStyleFile(const std::string& path) {
+  // The kind of the style; empty when it is none.
+  std::string CheckStyleFile(const std::string& path) {
     const std::optional<StyleFile> file = ExamineStyle(path, ReadWholeFile(path), std::nullopt);
-    if (!file) return false;
+    if (!file) return {};
     NoteNameDecides(context_, *file);
     SayAll(CheckStyle(*file, surroundings_));
-    return true;
+    return StyleKindName(file->kind);
   }
 
   Context& context_;

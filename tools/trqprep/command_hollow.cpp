@@ -182,16 +182,16 @@ ExitCode Run(Context& context, const Options& options) {
   StateFiles(context, options, input.units);
   // Volumes of open surfaces mean nothing, and a skin that came out of the part saves nothing.
   const bool saves = is_closed && saved > 0 && saved < before;
-  context.Report({{"surfaces", options.inner_only ? "inner" : "both"},
+  context.Report({{"inner_only", options.inner_only},
                   {"facets", options.inner_only ? facets : 2 * facets},
                   {"limit", NumberToJson(limit)},
                   {"validated", options.validate},
                   {"push",
-                   {{"min", NumberToJson(push.least)},
+                   {{"least", NumberToJson(push.least)},
                     {"mean", NumberToJson(push.mean)},
-                    {"max", NumberToJson(push.largest)}}},
+                    {"largest", NumberToJson(push.largest)}}},
                   {"wall",
-                   {{"min", NumberToJson(wall.least)},
+                   {{"least", NumberToJson(wall.least)},
                     {"mean", NumberToJson(wall.mean)},
                     {"thin_share", NumberToJson(wall.thin_share)},
                     {"place", NumbersToJson(wall.place)}}},
@@ -201,8 +201,8 @@ ExitCode Run(Context& context, const Options& options) {
                   {"closed_inner_surfaces", closed},
                   {"sealed_cavities", sealed}},
                  R"({output}: {facets:+facet}, {which}
-  push            {push.min:4} to {push.max:4} {unit}, mean {push.mean:4}
-  wall            at least {wall.min:4} {unit}, mean {wall.mean:4}; {thin:1} % below half of the limit
+  push            {push.least:4} to {push.largest:4} {unit}, mean {push.mean:4}
+  wall            at least {wall.least:4} {unit}, mean {wall.mean:4}; {thin:1} % below half of the limit
   volume          {volume_before:3} {unit}3 before, {volume_after:3} {unit}3 after
 )",
                  {{"thin", NumberToJson(100 * wall.thin_share)},

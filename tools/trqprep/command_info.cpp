@@ -21,21 +21,15 @@ ExitCode Run(Context& context, const std::vector<std::string>& paths) {
         const std::string known = fmt::format("{}", fmt::join(KindNames(), ", "));
         FailInput(Code::kInputUnknown, path, "is of no kind that is known", "known are " + known);
       }
-      entry["type"] = kind->name;
+      entry["kind"] = kind->name;
       kind->describe(context, head, entry);
     } catch (const Failure& failure) {
       context.text.resize(printed);
       context.Say(failure.message);
       exit = failure.exit;
-      entry = Json{{"file", TextToJson(path)}, {"error", RowOf(failure.message.code).text}};
+      entry = Json{{"file", TextToJson(path)}, {"code", RowOf(failure.message.code).text}};
     }
     files.push_back(entry);
-  }
-  // With a single file its entries also stand directly in "data".
-  if (files.size() == 1) {
-    context.data = files[0];
-    if (files[0].contains("units") && files[0]["units"].is_string())
-      context.data_units = UnitsFromName(files[0]["units"].get<std::string>());
   }
   context.data["files"] = files;
   return exit;
@@ -47,9 +41,8 @@ void AddInfo(CommandTree& tree) {
   Command& command = tree.Add(
       "info", "Tell what files hold",
       "The kind of a file is told by its content. Of a mesh: size in both units, box, facets, vertices, "
-      "area, volume, header text, checksum. With --json the entry of each file stands in \"files\"; that "
-      "of a single file also directly in \"data\". Lengths are in the file's own unit, which the entry "
-      "names.",
+      "area, volume, header text, checksum. With --json the entry of each file stands in \"files\"; "
+      "lengths are in the file's own unit, which the entry names.",
       {"trqprep info bracket.stl", "trqprep info --json bracket.stl spur_gear.stl"});
   auto& paths = command.Runs(Run);
   command.Arguments("FILE", paths, "Files of any kind the tool knows, or build folders");

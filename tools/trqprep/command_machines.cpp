@@ -30,34 +30,34 @@ ExitCode Run(Context& context, const Options& options) {
   if (!is_profile) {
     for (const trq::MachineTypeRow& row : trq::kMachineTypes) {
       if (wanted && *wanted != row.type) continue;
-      machines.push_back({{"type", int(row.type)},
-                          {"name", row.display_name},
+      machines.push_back({{"machine_type", int(row.type)},
+                          {"machine", row.display_name},
                           {"styles_mm", OrNothing(row.directory_mm)},
-                          {"styles_inch", OrNothing(row.directory_inch)}});
+                          {"styles_in", OrNothing(row.directory_inch)}});
     }
     context.Tell("type  name                    styles, mm                  styles, inch\n");
-    context.TellEach(machines, "{type|>4}  {name|<22}  {styles_mm|<26}  {styles_inch}\n");
+    context.TellEach(machines, "{machine_type|>4}  {machine|<22}  {styles_mm|<26}  {styles_in}\n");
   }
   if (options.profiles.empty()) return ExitCode::kDone;
   context.data["profiles"] = Json::array();
   for (const MachineProfile& profile : profiles) {
     if (!all && !is_named(profile) && (!wanted || profile.type != wanted)) continue;
-    Json vat_mm, size;
+    Json vat, size;
     if (profile.vat) {
       Point side;
       for (size_t i = 0; i < 3; ++i) side[i] = (*profile.vat)[i].In(Units::kMillimetre, Units::kMillimetre);
-      vat_mm = NumbersToJson(side);
+      vat = NumbersToJson(side);
       size = SizeInBoth(side, Units::kMillimetre);
     }
     const Json entry{{"name", TextToJson(profile.name)},
-                     {"type", profile.type ? Json(*profile.type) : Json()},
+                     {"machine_type", profile.type ? Json(*profile.type) : Json()},
                      {"machine", profile.type ? Json(MachineName(*profile.type)) : Json()},
-                     {"vat_mm", vat_mm},
-                     {"styles", profile.style_root.empty() ? Json() : TextToJson(profile.style_root)}};
+                     {"vat", vat},
+                     {"style_root", profile.style_root.empty() ? Json() : TextToJson(profile.style_root)}};
     context.data["profiles"].push_back(entry);
     context.Tell("\n{name}\n  machine  {machine}\n", entry);
     context.Tell("  vat      {size}\n", {{"size", size}});
-    context.Tell("  styles   {styles}\n", entry);
+    context.Tell("  styles   {style_root}\n", entry);
   }
   return ExitCode::kDone;
 }

@@ -35,9 +35,9 @@ ExitCode Run(Context& context, const Options& options) {
   merged.mesh->extents_valid = 1;
   WriteMesh(context, *merged.mesh, options.output, format, context.options.force);
   context.data_units = merged.units;
-  context.State({{"inputs", inputs}, {"output", TextToJson(options.output)}});
+  context.State({{"files", inputs}, {"output", TextToJson(options.output)}});
   DescribeMesh(context.data, merged);
-  context.Tell("{output}: {facets:+facet} of {inputs:+file}, {size_mm:x3} mm ({size_in:x4} in)\n");
+  context.Tell("{output}: {facets:+facet} of {files:+file}, {size_mm:x3} mm ({size_in:x4} in)\n");
   return ExitCode::kDone;
 }
 

@@ -31,7 +31,7 @@ ExitCode Run(Context& context, const Options& options) {
       width = std::max(width, parameter.name.size());
       const RecordValues& record = parameter.record;
       const bool ranges = record.HasRange();
-      const Json entry{{"style", StyleCommand(kind)},
+      const Json entry{{"kind", StyleKindName(kind)},
                        {"name", parameter.name},
                        {"named", parameter.named},
                        {"type", record.value.is_float() ? "float" : "int"},

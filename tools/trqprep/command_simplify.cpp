@@ -54,7 +54,7 @@ ExitCode Run(Context& context, const Options& options) {
       context.Say(std::move(message));
     }
   }
-  context.State({{"before", before},
+  context.State({{"mesh_before", before},
                  {"engine", grid ? "grid" : "quadric"},
                  {"target", facets},
                  {"forced", ruined && options.force_checks}});
@@ -67,11 +67,11 @@ ExitCode Run(Context& context, const Options& options) {
   WriteWork(context, options, work);
   context.data.update(Describe(input, now));
   AddMillimetres(words, input, "volume_now", "area_now");
-  context.Tell(R"({output}: {facets} facets, were {before.facets}
+  context.Tell(R"({output}: {facets} facets, were {mesh_before.facets}
   volume      {volume_now:3} mm3, was {volume_was:3} mm3
   area        {area_now:3} mm2, was {area_was:3} mm2
-  size        {size_mm:x3} mm, was {before.size_mm:x3} mm
-  open edges  {open_edges}, were {before.open_edges}
+  size        {size_mm:x3} mm, was {mesh_before.size_mm:x3} mm
+  open edges  {open_edges}, were {mesh_before.open_edges}
 )",
                words);
   return ruined ? ExitCode::kNo : ExitCode::kDone;

@@ -73,7 +73,7 @@ ExitCode Verify(Context& context, const Options& options) {
   context.data_units = file.units;
   context.State({{"file", TextToJson(options.input)},
                  {"same", !difference},
-                 {"bytes", file.end},
+                 {"file_size", file.file_size},
                  {"trailing_bytes", file.file_size - file.end},
                  {"reserved_is_zero", file.contours.reserved == decltype(file.contours.reserved){}}});
   if (difference) {
@@ -163,7 +163,7 @@ ExitCode Copy(Context& context, const Options& options) {
   const ContourFile file = ReadContours(context, context.units(), options.input);
   const uint64_t size = WriteContours(file.contours, options.output, context.options.force);
   context.data_units = file.units;
-  context.Report({{"input", TextToJson(options.input)},
+  context.Report({{"file", TextToJson(options.input)},
                   {"output", TextToJson(options.output)},
                   {"layers", file.layer_count()},
                   {"file_size", size}},
@@ -247,11 +247,12 @@ ExitCode Mirror(Context& context, const Options& options) {
   WriteContours(contours, options.output, context.options.force);
   const auto extent = [&](double value) { return NumberToJson(float(value)); };
   context.data_units = file.units;
-  context.Report({{"input", TextToJson(options.input)},
+  context.Report({{"file", TextToJson(options.input)},
                   {"output", TextToJson(options.output)},
                   {"axis", options.axis},
                   {"layers", file.layer_count()},
-                  {"extent", Json::array({extent(sum - high), extent(sum - low)})}},
+                  {"start", extent(sum - high)},
+                  {"end", extent(sum - low)}},
                  "{output}: {layers:+layer}, {axis} from {low:4} to {high:4} {unit}\n",
                  {{"low", NumberToJson(sum - high)}, {"high", NumberToJson(sum - low)}});
   return ExitCode::kDone;

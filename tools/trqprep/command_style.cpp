@@ -104,7 +104,7 @@ ExitCode FinishEdit(Context& context, const StyleFile& file, const StyleDocument
   const std::string& target = in_place ? file.path : options.output;
   context.State({{"file", TextToJson(file.path)},
                  {"dry_run", options.dry_run},
-                 {"changes", DifferencesToJson(differences)},
+                 {"differences", DifferencesToJson(differences)},
                  {"output", nullptr}});
   bool held = true;
   for (const StyleDifference& lost : LostInFile(edited)) {

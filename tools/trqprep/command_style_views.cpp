@@ -135,8 +135,8 @@ ExitCode Diff(Context& context, const TwoTexts& files, StyleKind kind) {
                                      [](const StyleDifference& d) { return d.name == "Version"; }),
                       differences.end());
   }
-  context.State({{"before", TextToJson(before)},
-                 {"after", TextToJson(after)},
+  context.State({{"file_before", TextToJson(before)},
+                 {"file_after", TextToJson(after)},
                  {"different", !differences.empty()},
                  {"differences", DifferencesToJson(differences)}});
   TellDifferences(context, differences);
@@ -191,7 +191,7 @@ ExitCode Verify(Context& context, const std::string& path, StyleKind kind) {
   }
   NoteNameDecides(context, *file);
   context.Report({{"lost", EntriesToJson(changes.lost)}, {"notes", EntriesToJson(changes.notes)}},
-                 "{file}: {kind}, {layout} layout, {bytes:+byte}: {good}\n",
+                 "{file}: {kind}, {layout} layout, {file_size:+byte}: {good}\n",
                  {{"good", good ? "good" : "not good"}});
   return good ? ExitCode::kDone : ExitCode::kNo;
 }

@@ -103,7 +103,7 @@ Json PatchesToJson(const std::vector<VentPatch>& patches, double floor) {
                         {"area", NumberToJson(patch.area)},
                         {"centre", NumbersToJson(patch.centre)},
                         {"height", NumberToJson(patch.centre[2] - floor)},
-                        {"facets", facets}});
+                        {"facet_numbers", facets}});
   }
   return list;
 }
@@ -117,7 +117,7 @@ void TellPatches(Context& context, const Json& patches, const std::string& title
   const std::string unit = UnitsName(*context.data_units);
   context.Tell("   patch {area|>14} {height|>12}   facets  centre {unit}\n",
                {{"area", "area " + unit + "2"}, {"height", "height " + unit}});
-  context.TellEach(patches, "{patch|>8} {area:3|>14} {height:4|>12} {facets:#|>8}  {centre:4}\n");
+  context.TellEach(patches, "{patch|>8} {area:3|>14} {height:4|>12} {facet_numbers:#|>8}  {centre:4}\n");
 }
 
 ExitCode Find(Context& context, const Options& options) {
@@ -139,7 +139,7 @@ ExitCode Find(Context& context, const Options& options) {
 Json EntryToJson(const VentEntry& entry, size_t number) {
   const auto point = entry.numbers.begin();
   return Json{{"entry", number},
-              {"kind", entry.kind()},
+              {"opening", entry.kind()},
               {"point", NumbersToJson(std::vector<float>(point, point + 3))},
               {"direction", NumbersToJson(std::vector<float>(point + 3, point + 6))},
               {"diameter", NumberToJson(entry.numbers[6])}};
@@ -160,7 +160,7 @@ ExitCode List(Context& context, const Options& options) {
   if (!entries.empty()) {
     context.Tell("  entry     kind   diameter  point                        direction\n");
   }
-  context.TellEach(entries, "{entry|>7} {kind|>8} {diameter:4f|>10}  {point:4f|<28} {direction:4f}\n");
+  context.TellEach(entries, "{entry|>7} {opening|>8} {diameter:4f|>10}  {point:4f|<28} {direction:4f}\n");
   return ExitCode::kDone;
 }
 
@@ -227,13 +227,13 @@ ExitCode AddEntries(Context& context, const Options& options) {
     Json row = EntryToJson(entry, file.entries.size());
     added.push_back(row);
     row.update({{"file", TextToJson(side_file)}, {"unit", UnitsName(units)}});
-    context.Tell("{file}: {kind} {entry} at {point:4f} {unit}, diameter {diameter:4f} {unit}\n", row);
+    context.Tell("{file}: {opening} {entry} at {point:4f} {unit}, diameter {diameter:4f} {unit}\n", row);
   };
   for (const std::string& text : options.vents) add(text, true);
   for (const std::string& text : options.drains) add(text, false);
   Save(context, options, file);
   context.data_units = units;
-  context.State({{"added", added}, {"entries", file.entries.size()}});
+  context.State({{"added", added}, {"entry_count", file.entries.size()}});
   return ExitCode::kDone;
 }
 
@@ -325,8 +325,8 @@ ExitCode Remove(Context& context, const Options& options) {
     file.lines.erase(file.lines.begin() + static_cast<std::ptrdiff_t>(file.entries[*i].line));
   }
   Save(context, options, file);
-  context.Report({{"removed", chosen.size()}, {"entries", file.entries.size() - chosen.size()}},
-                 "{output}: {removed:+entry} removed, {entries} left\n");
+  context.Report({{"removed", chosen.size()}, {"entry_count", file.entries.size() - chosen.size()}},
+                 "{output}: {removed:+entry} removed, {entry_count} left\n");
   return ExitCode::kDone;
 }
 

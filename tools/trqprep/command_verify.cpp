@@ -11,7 +11,7 @@ struct Options {
 
 ExitCode Run(Context& context, const Options& options) {
   ExitCode exit = ExitCode::kDone;
-  context.data["folders"] = Json::array();
+  context.data["files"] = Json::array();
   for (std::string folder : options.folders) {
     while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
     size_t differences = 0;
@@ -20,10 +20,10 @@ ExitCode Run(Context& context, const Options& options) {
       differences += finding.severity == Severity::kError ? 1 : 0;
       context.Say(finding);
     }
-    const Json row{{"folder", TextToJson(folder)}, {"differences", differences}};
-    context.data["folders"].push_back(row);
-    context.Tell(differences == 0 ? "{folder}: everything is as it was built\n"
-                                  : "{folder}: {differences:+difference}\n",
+    const Json row{{"file", TextToJson(folder)}, {"errors", differences}};
+    context.data["files"].push_back(row);
+    context.Tell(differences == 0 ? "{file}: everything is as it was built\n"
+                                  : "{file}: {errors:+difference}\n",
                  row);
     if (differences != 0) exit = ExitCode::kNo;
   }

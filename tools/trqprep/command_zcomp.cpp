@@ -61,9 +61,9 @@ double HeightOf(Context& context, const Options& options, Units units) {
   const float thickness = style.LayerThickness.GetValue();
   const char* unit = UnitsName(style_units);
   const std::string name = MachineName(machine);
-  context.State({{"style", TextToJson(options.style)},
+  context.State({{"style_file", TextToJson(options.style)},
                  {"machine", name},
-                 {"layers", layers},
+                 {"z_correction", layers},
                  {"layer_thickness", NumberToJson(thickness)},
                  {"style_units", unit}});
   if (layers <= 0) {
@@ -72,7 +72,7 @@ double HeightOf(Context& context, const Options& options, Units units) {
                           Counted(layers, "layer"), Plain(thickness, 5), unit),
               "its down hatches and fills cure no deeper than a layer, or Dp, Ec or thickness is 0");
   }
-  context.Tell("{style} on a {machine}: {layers:+layer} of {layer_thickness:5f} {style_units}\n");
+  context.Tell("{style_file} on a {machine}: {z_correction:+layer} of {layer_thickness:5f} {style_units}\n");
   return layers * double(thickness) * UnitsFactor(style_units, units);
 }
 

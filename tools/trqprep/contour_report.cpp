@@ -10,7 +10,7 @@ void TellContours(Context& context, const Json& data) {
 )",
                  data);
   }
-  context.Tell(R"(  layers      {layers}, from z {z.first:5f} to {z.end:5f} {units}
+  context.Tell(R"(  layers      {layers}, from z {start:5f} to {end:5f} {units}
   boundaries  {boundaries}, of which {clockwise} run clockwise (holes) and {open} are open
   vertices    {vertices}
   gaps        {gaps}

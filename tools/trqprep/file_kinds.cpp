@@ -8,10 +8,10 @@ namespace {
 
 // Asked in this order: the surest signs first. Many files look like STL.
 constexpr FileKind kKinds[] = {
-    {"build", IsBuildFolder, DescribeBuildFolder}, {"job", IsJobFile, DescribeJobFile},
-    {"ctl", LooksLikeCtl, DescribeMeshFile},       {"slc", LooksLikeSlc, DescribeContourFile},
-    {"style", IsBuildStyle, DescribeStyleFile},    {"recoat", IsRecoatStyle, DescribeStyleFile},
-    {"vents", LooksLikeVents, DescribeVentsFile},  {"stl", LooksLikeStl, DescribeMeshFile},
+    {"build", IsBuildFolder, DescribeBuildFolder},    {"job", IsJobFile, DescribeJobFile},
+    {"ctl", LooksLikeCtl, DescribeMeshFile},          {"slc", LooksLikeSlc, DescribeContourFile},
+    {"build style", IsBuildStyle, DescribeStyleFile}, {"recoat style", IsRecoatStyle, DescribeStyleFile},
+    {"vents", LooksLikeVents, DescribeVentsFile},     {"stl", LooksLikeStl, DescribeMeshFile},
 };
 
 }  // namespace

@@ -11,11 +11,11 @@
 namespace trqprep {
 
 struct FileKind {
-  /// As in "type" of `info --json`: stl, ctl, slc, style, recoat, vents, job, build.
+  /// As in "kind" of `info --json`: stl, ctl, slc, build style, recoat style, vents, job, build.
   const char* name;
   /// True when the head, size and name of the file (or folder) say that it is of this kind.
   bool (*matches)(const FileHead& file);
-  /// Adds what the file holds to `data` (where "file" and "type" stand already) and prints it through the
+  /// Adds what the file holds to `data` (where "file" and "kind" stand already) and prints it through the
   /// context. Fails with exit 3 when the file turns out to be malformed.
   void (*describe)(Context& context, const FileHead& file, Json& data);
 };

@@ -12,12 +12,12 @@ bool IsBuildFolder(const FileHead& file) {
 
 void DescribeBuildFolder(Context& context, const FileHead& file, Json& data) {
   const Json document = ReadBuildDocument(file.path);
-  data["pieces"] = document["pieces"].size();
-  data["parts"] = document["inputs"].size();
+  data["piece_count"] = document["pieces"].size();
+  data["part_count"] = document["inputs"].size();
   for (const char* key : {"units", "machine", "vat", "seed", "extent", "smallest_distance"}) {
     if (document.contains(key)) data[key] = document[key];
   }
-  context.Tell("{file}: build folder, {pieces:+piece} of {parts:+part}\n", data);
+  context.Tell("{file}: build folder, {piece_count:+piece} of {part_count:+part}\n", data);
   for (Json input : document["inputs"]) {
     if (!input.is_object()) continue;
     if (!input.contains("copies")) input["copies"] = 1;

@@ -5,7 +5,8 @@
 namespace trqprep {
 bool IsJobFile(const FileHead& file) {
   return !file.is_folder && NamesJobFile(file.path) &&
-         (file.head.find(kJobSchema) != std::string::npos || file.head.find("[[part]]") != std::string::npos);
+         (file.head.find("trqprep.job/") != std::string::npos ||
+          file.head.find("[[part]]") != std::string::npos);
 }
 
 void DescribeJobFile(Context& context, const FileHead& file, Json& data) {
@@ -15,11 +16,11 @@ void DescribeJobFile(Context& context, const FileHead& file, Json& data) {
   data.update({{"units", UnitsName(job.units)},
                {"machine", job.machine ? Json(MachineName(*job.machine)) : Json(nullptr)},
                {"vat", NumbersToJson(job.VatIn(job.units))},
-               {"parts", job.parts.size()},
-               {"pieces", pieces},
-               {"styles", job.styles.size()},
-               {"recoats", job.recoats.size()}});
-  context.Tell("{file}: job file, {pieces:+piece} of {parts:+part}\n", data);
+               {"part_count", job.parts.size()},
+               {"piece_count", pieces},
+               {"style_count", job.styles.size()},
+               {"recoat_count", job.recoats.size()}});
+  context.Tell("{file}: job file, {piece_count:+piece} of {part_count:+part}\n", data);
   context.Tell("  vat       {vat}\n", {{"vat", SizeInBoth(job.VatIn(job.units), job.units)}});
   if (job.machine) context.Tell("  machine   {machine}\n", data);
   for (const PartRequest& part : job.parts) {

@@ -28,7 +28,7 @@ void DescribeStyleFile(Context& context, const FileHead& head, Json& data) {
   if (!file.complete) {
     Fail(ExitCode::kInput, StyleIsShort(file).Hint("copy the file again from where it came"));
   }
-  context.Tell("{file}: {kind}, {layout} layout, {bytes:+byte}\n  name      {style_name}\n", data);
+  context.Tell("{file}: {kind}, {layout} layout, {file_size:+byte}\n  name      {style_name}\n", data);
   if (data.contains("machine")) context.Tell("  machine   {machine} ({machine_type})\n", data);
   if (data.contains("length_units")) context.Tell("  units     {length_units}\n", data);
   for (const auto& [list, count] : std::as_const(data)["sweep_counts"].items()) {

@@ -14,12 +14,12 @@ void DescribeVentsFile(Context& context, const FileHead& head, Json& data) {
     drains += entry.kind() == std::string("drain") ? 1 : 0;
   }
   data.update({{"file_size", head.size},
-               {"entries", file.entries.size()},
-               {"vents", vents},
-               {"drains", drains},
+               {"entry_count", file.entries.size()},
+               {"vent_count", vents},
+               {"drain_count", drains},
                {"bad_lines", file.bad_lines.size()}});
   context.Tell(R"({file}: vents and drains, {file_size:+byte}
-  entries   {entries}: {vents:+vent}, {drains:+drain}
+  entries   {entry_count}: {vent_count:+vent}, {drain_count:+drain}
 )",
                data);
 }

@@ -23,7 +23,7 @@ MeshWork ReadForWork(Context& context, const MeshOptions& options, bool may_be_i
 
 void StateFiles(Context& context, const MeshOptions& options, Units units) {
   context.data_units = units;
-  context.State({{"input", TextToJson(options.input)}, {"output", TextToJson(options.output)}});
+  context.State({{"file", TextToJson(options.input)}, {"output", TextToJson(options.output)}});
 }
 
 void WriteWork(Context& context, const MeshOptions& options, const MeshWork& work,

@@ -25,7 +25,9 @@
 namespace trqprep {
 namespace {
 
-constexpr const char* kUsageSchema = "trqprep.usage/1";
+// The version of the documents that commands print; docs/schemas/README.md says when it grows.
+constexpr const char* kDocumentVersion = "/2";
+constexpr const char* kUsageSchema = "trqprep.usage/2";
 
 // What the ways out that run no destructors have to say. Guarded by HoldTemporaryPaths.
 struct LastWords {
@@ -137,13 +139,13 @@ int Finish(Context& context, const std::string& schema, ExitCode exit) {
   return int(exit);
 }
 
-// "trqprep.style.show/1" for the command `trqprep style show`.
+// "trqprep.style.show/2" for the command `trqprep style show`.
 std::string SchemaOf(const CLI::App& app) {
   std::string path = PathOf(app);
   for (char& c : path) {
     if (c == ' ') c = '.';
   }
-  return (app.get_parent() ? path : path + ".usage") + "/1";
+  return path + kDocumentVersion;
 }
 
 CLI::App& DeepestParsed(CLI::App& root) {
@@ -293,13 +295,15 @@ ExitCode Run(Context& context, const CommandList& commands, int argc, char** arg
   } catch (const CLI::CallForHelp&) {
     wants_help = true;
   } catch (const CLI::CallForVersion&) {
-    schema = "trqprep.version/1";
+    schema = std::string("trqprep.version") + kDocumentVersion;
     return TellVersion(context);
   } catch (const CLI::ParseError& error) {
     complaint = Message(Code::kUsage, "", Worded(error.what()));
   }
   CLI::App& app = DeepestParsed(root);
-  schema = SchemaOf(app);
+  Command* command = tree.Find(&app);
+  const bool runs = command && command->run;
+  schema = wants_help ? std::string("trqprep.help") + kDocumentVersion : runs ? SchemaOf(app) : kUsageSchema;
   {
     const auto hold = HoldTemporaryPaths();
     last_words.schema = schema;
@@ -317,8 +321,7 @@ ExitCode Run(Context& context, const CommandList& commands, int argc, char** arg
     if (complaint->hint.empty()) complaint->Hint(HelpHint(app));
     Fail(ExitCode::kUsage, *complaint);
   }
-  Command* command = tree.Find(&app);
-  if (!command || !command->run) {
+  if (!runs) {
     FailUsage(
         "", app.get_parent() ? "'" + PathOf(app) + "' needs a verb" : std::string("no command given"),
         app.get_parent() ? "one of " + fmt::format("{}", fmt::join(CommandNames(app), ", ")) : HelpHint(app));
