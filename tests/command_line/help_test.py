@@ -141,6 +141,38 @@ class Completion(ToolTest):
         self.assertEqual(self.complete("trqprep", "completion", ""), ["bash", "fish", "zsh"])
         self.assertEqual(self.complete("trqprep", "convert", "a.stl", "--to", "stl"), ["stl", "stl-ascii"])
 
+    def lines(self, *words):
+        """What is offered, a word a line: names have blanks, which the shell wants escaped."""
+        script = self.good("completion", "bash").out.decode()
+        line = " ".join(f"'{w}'" for w in words)
+        program = (f"{script}\nCOMP_WORDS=({line}); COMP_CWORD={len(words) - 1}\n_trqprep 2>/dev/null\n"
+                   'printf "%s\\n" "${COMPREPLY[@]}"\n')
+        return subprocess.run(["bash", "-c", program], cwd=self.folder, capture_output=True,
+                              check=True).stdout.decode().splitlines()
+
+    def test_names_of_machines_rules_and_parameters_and_keys_of_parts(self):
+        machines = [m["machine"] for m in self.json_of("machines")["machines"]]
+        for words in (("machines",), ("build", "--machine"), ("style", "new", "--machine"), ("zcomp", "--machine")):
+            found = self.lines("trqprep", *words, "")
+            self.assertEqual([name.replace("\\", "") for name in found], machines, words)
+        self.assertEqual(self.lines("trqprep", "machines", "MirraPX"),
+                         [name.replace(" ", "\\ ").replace("(", "\\(").replace(")", "\\)") for name in machines
+                          if name.startswith("MirraPX")])
+        rules = [rule["code"] for rule in self.json_of("explain")["rules"]]
+        self.assertEqual(self.lines("trqprep", "explain", ""), rules)
+        parameters = self.json_of("params")["parameters"]
+        names = {kind: [p["name"] for p in parameters if p["kind"] == kind] for kind in ("build style", "recoat style")}
+        for words, wanted in ((("params",), names["build style"] + names["recoat style"]),
+                              (("style", "get", "a.sty"), names["build style"]),
+                              (("style", "show", "a.sty", "--only"), names["build style"]),
+                              (("recoat", "copy", "a.rcs", "b.rcs", "--params"), names["recoat style"])):
+            self.assertEqual([name.replace("\\", "") for name in self.lines("trqprep", *words, "")], wanted, words)
+        self.assertEqual(self.lines("trqprep", "style", "set", "a.sty", "Layer Th"), ["Layer\\ Thickness="])
+        for words in (("build",), ("place",), ("build", "box.stl", "--part")):
+            self.assertEqual(self.lines("trqprep", *words, "box.stl,"),
+                             ["box.stl,copies=", "box.stl,rotate-z=", "box.stl,style="])
+        self.assertEqual(self.lines("trqprep", "build", "box.stl,copies=2,ro"), ["box.stl,copies=2,rotate-z="])
+
     def test_files(self):
         self.write("part.stl", "x")
         self.assertEqual(self.complete("trqprep", "info", "pa"), ["part.stl"])

@@ -1,7 +1,7 @@
 """The JSON Schemas of docs/schemas, and whether documents follow them.
 
-`support.run` puts every document that a command prints, and every build folder that it writes, to `check`: a field that no
-schema names fails the test that made it.
+`support.run` puts every document that a command prints, and every build folder that it writes, to `check`: a field that
+no schema names fails the test that made it.
 """
 import functools
 import json

@@ -32,6 +32,7 @@ import time
 import tomllib
 import zlib
 
+import renamed
 import scenes
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
@@ -103,15 +104,16 @@ class SceneRun:
 
     def masked(self, data, step=None):
         data = data.replace(b"trqprep " + self.tool.version, b"trqprep <version>")
-        if step and b"trqprep.version/1" in data:
+        if step and b'"trqprep.version/' in data:
             data = data.replace(b'"version": "' + self.tool.version + b'"', b'"version": "<version>"')
         data = data.replace(os.fsencode(self.place), b"<scene>").replace(os.fsencode(self.folder), b"<folder>")
         data = re.sub(rb"\.trqprep-\w{6}", b".trqprep-<random>", data)
         if self.true_hashes:
             def size_and_hash(match):
                 size, between, stated = match.groups()
-                return b'"size": <true>,' + between + b'"<true>"' if stated in self.true_hashes else match.group()
-            data = re.sub(rb'"size": (\d+),(\s+"sha256": )"([0-9a-f]{64})"', size_and_hash, data)
+                true = stated in self.true_hashes
+                return b'"' + size + b'": <true>,' + between + b'"<true>"' if true else match.group()
+            data = re.sub(rb'"((?:file_)?size)": \d+,(\s+"sha256": )"([0-9a-f]{64})"', size_and_hash, data)
             data = re.sub(rb"\b[0-9a-f]{64}\b", lambda m: b"<true>" if m.group() in self.true_hashes else m.group(),
                           data)
         return data
@@ -154,7 +156,8 @@ class SceneRun:
                 name = entry["file"]  # an object where it is no text
                 content = (path.parent / (os.fsdecode(bytes.fromhex(name["bytes"])) if isinstance(name, dict) else name)).read_bytes()
                 stated = entry["sha256"]
-                if hashlib.sha256(content).hexdigest() == stated and entry.get("size", len(content)) == len(content):
+                size = entry.get("file_size", entry.get("size", len(content)))
+                if hashlib.sha256(content).hexdigest() == stated and size == len(content):
                     self.true_hashes.add(stated.encode())
             without = re.sub(rb',\n  "sum": "[0-9a-f]{64}"\n\}\n\Z', b"\n}\n", text)
             if hashlib.sha256(without).hexdigest() == document["sum"]:
@@ -272,6 +275,7 @@ CHANGES = {
     "line-order": lambda data, old, entry: sorted(data.splitlines()),
     "masked": lambda data, old, entry: re.sub(entry["pattern"].encode(), b"#", data),
     "replaced": lambda data, old, entry: re.sub(entry["old"].encode(), entry["new"].encode(), data) if old else data,
+    "renamed": lambda data, old, entry: renamed.of_today(data, old),
     "last-digit": lambda data, old, entry: data,
     "worded": lambda data, old, entry: unworded(data),
     "any": lambda data, old, entry: b"",

@@ -4,6 +4,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include "trqprep/job.h"
+#include "trqprep/stored_style.h"
+
 namespace trqprep {
 namespace {
 
@@ -14,6 +17,9 @@ struct OptionWords {
   bool many = false;
   std::vector<std::string> choices;  // of a type written a|b|c
 
+  bool takes_part() const {
+    return type == "PART" || (names.empty() && help.find(",copies=") != std::string::npos);
+  }
   bool takes_file() const { return type.find("FILE") != std::string::npos || type == "PART"; }
 };
 
@@ -28,13 +34,44 @@ struct CommandWords {
     for (const CLI::App* sub : subs) names.push_back(sub->get_name());
     return names;
   }
-  // Of the first argument.
+  // Of the argument that has some.
   std::vector<std::string> choices() const {
-    return positionals.empty() ? std::vector<std::string>() : positionals[0].choices;
+    for (const OptionWords& positional : positionals) {
+      if (!positional.choices.empty()) return positional.choices;
+    }
+    return {};
   }
   // The path as it is typed behind the name of the tool.
   std::string typed() const { return path.empty() ? "" : fmt::format(" {}", fmt::join(path, " ")); }
 };
+
+std::vector<std::string> ParameterNames(const std::string& command, const std::string& ending) {
+  std::vector<std::string> names;
+  for (const StyleKind kind : {StyleKind::kBuild, StyleKind::kRecoat}) {
+    if (command != "params" && command != StyleCommand(kind)) continue;
+    for (const StyleParameter& parameter : NewStyle(kind).parameters) {
+      if (parameter.named) names.push_back(parameter.name + ending);
+    }
+  }
+  return names;
+}
+
+// The values that an option or argument of a command takes, where they can be listed.
+std::vector<std::string> ValuesOf(const std::string& command, const OptionWords& option) {
+  const bool of_machine = !option.names.empty() && option.names[0] == "--machine";
+  if (of_machine || (command == "machines" && option.names.empty())) return MachineNames();
+  if (option.type == "NAME") return ParameterNames(command, "");
+  if (option.type == "NAME=VALUE") return ParameterNames(command, "=");
+  std::vector<std::string> words;
+  if (option.type == "CODE") {
+    for (const MessageRow& row : MessageTable()) {
+      if (row.is_rule()) words.emplace_back(row.text);
+    }
+  } else if (option.type.find('|') != std::string::npos) {
+    words = Split(option.type, '|');
+  }
+  return words;
+}
 
 void Collect(const CLI::App& app, std::vector<CommandWords>& all) {
   CommandWords words;
@@ -43,9 +80,12 @@ void Collect(const CLI::App& app, std::vector<CommandWords>& all) {
   words.subs = SubsOf(app);
   for (const CLI::Option* option : app.get_options()) {
     if (option->get_group().empty()) continue;
-    OptionWords entry{NamesOf(*option), TypeOf(*option), option->get_description(),
-                      option->get_items_expected_max() > 1, Split(TypeOf(*option), '|')};
-    if (entry.choices.size() == 1) entry.choices.clear();
+    OptionWords entry{NamesOf(*option),
+                      TypeOf(*option),
+                      option->get_description(),
+                      option->get_items_expected_max() > 1,
+                      {}};
+    entry.choices = ValuesOf(words.path.empty() ? "" : words.path[0], entry);
     (entry.names.empty() ? words.positionals : words.options).push_back(entry);
   }
   all.push_back(words);
@@ -73,15 +113,28 @@ std::string Quote(const std::string& text) {
 
 // What bash does to offer words, or files.
 std::string OfferWords(const std::vector<std::string>& words) {
-  return fmt::format("COMPREPLY=($(compgen -W {} -- \"$word\"))", Quote(Join(words)));
+  return fmt::format("_trqprep_offer {}", Quote(Join(words, "\n")));
 }
 std::string OfferFiles(char option) {
   return fmt::format("compopt -o filenames 2>/dev/null; COMPREPLY=($(compgen -{} -- \"$word\"))", option);
 }
 
+// A part is a file; behind a comma come its keys.
+std::string OfferPart() {
+  return fmt::format(
+      "if [[ $word == *,* ]]; then compopt -o nospace 2>/dev/null; "
+      "COMPREPLY=($(compgen -P \"${{word%,*}},\" -W {} -- \"${{word##*,}}\")); else {}; fi",
+      Quote(Join(FieldKeys(PartFields(), true), "= ") + "="), OfferFiles('f'));
+}
+
 std::string Bash(const std::vector<CommandWords>& commands) {
   std::string out =
       "# bash completion of trqprep: source it, or put it where bash-completion looks\n"
+      "_trqprep_offer() {  # words, one a line\n"
+      "  local IFS=$'\\n'\n"
+      "  COMPREPLY=($(compgen -W \"$1\" -- \"$word\"))\n"
+      "  [[ ${#COMPREPLY[@]} -eq 0 ]] || COMPREPLY=($(printf '%q\\n' \"${COMPREPLY[@]}\"))\n"
+      "}\n"
       "_trqprep() {\n"
       "  local word=\"${COMP_WORDS[COMP_CWORD]}\" before=\"${COMP_WORDS[COMP_CWORD-1]}\" path= i\n"
       "  COMPREPLY=()\n"
@@ -101,6 +154,7 @@ std::string Bash(const std::vector<CommandWords>& commands) {
       for (const std::string& name : option.names)
         patterns += (patterns.empty() ? "" : "|") + Quote(command.typed() + ":" + name);
       const std::string action = !option.choices.empty()   ? OfferWords(option.choices) + "; "
+                                 : option.takes_part()     ? OfferPart() + "; "
                                  : option.type == "FOLDER" ? OfferFiles('d') + "; "
                                  : option.takes_file()     ? OfferFiles('f') + "; "
                                                            : "";
@@ -111,17 +165,36 @@ std::string Bash(const std::vector<CommandWords>& commands) {
   for (const CommandWords& command : commands) {
     std::vector<std::string> words = command.sub_names();
     for (const std::string& choice : command.choices()) words.push_back(choice);
+    const bool has_first = !command.positionals.empty();
+    std::string offer = words.empty() ? OfferFiles('f') : OfferWords(words);
+    if (has_first && command.positionals[0].takes_part()) offer = OfferPart();
+    // A file comes before the words.
+    if (!words.empty() && has_first && command.positionals[0].choices.empty()) {
+      offer += "; COMPREPLY+=($(compgen -f -- \"$word\"))";
+    }
     out += fmt::format("    {})\n      if [[ $word == -* ]]; then {}\n      else {}\n      fi ;;\n",
-                       Quote(command.typed()), OfferWords(AllOptionNames(command)),
-                       words.empty() ? OfferFiles('f') : OfferWords(words));
+                       Quote(command.typed()), OfferWords(AllOptionNames(command)), offer);
   }
   out += "  esac\n}\ncomplete -F _trqprep trqprep\n";
   return out;
 }
 
+// Words between blanks, with a backslash before what would end one.
+std::string Escaped(const std::vector<std::string>& words) {
+  std::string out;
+  for (const std::string& word : words) {
+    if (!out.empty()) out += ' ';
+    for (const char c : word) {
+      if (std::string_view(" ()[]:\\").find(c) != std::string_view::npos) out += '\\';
+      out += c;
+    }
+  }
+  return out;
+}
+
 // The part of an option for zsh that says what a value is.
 std::string ZshAction(const OptionWords& option) {
-  if (!option.choices.empty()) return "(" + Join(option.choices) + ")";
+  if (!option.choices.empty()) return "(" + Escaped(option.choices) + ")";
   if (option.type == "FOLDER") return "_files -/";
   return option.takes_file() ? "_files" : " ";
 }
@@ -197,7 +270,7 @@ std::string Fish(const std::vector<CommandWords>& commands) {
         out += name.compare(0, 2, "--") == 0 ? " -l " + name.substr(2) : " -s " + name.substr(1);
       }
       if (!option.choices.empty()) {
-        out += " -x -a " + Quote(Join(option.choices));
+        out += " -x -a " + Quote(Escaped(option.choices));
       } else if (option.takes_file() || option.type == "FOLDER") {
         out += " -r";
       } else if (!option.type.empty()) {
@@ -206,7 +279,7 @@ std::string Fish(const std::vector<CommandWords>& commands) {
       out += " -d " + Quote(option.help) + "\n";
     }
     const std::vector<std::string> choices = command.choices();
-    if (!choices.empty()) out += fmt::format("{} -f -a {}\n", start, Quote(Join(choices)));
+    if (!choices.empty()) out += fmt::format("{} -f -a {}\n", start, Quote(Escaped(choices)));
   }
   return out;
 }
