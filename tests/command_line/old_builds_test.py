@@ -60,5 +60,37 @@ class OldBuilds(ToolTest):
                 self.assertAlmostEqual(found, coordinate, places=5)
 
 
+class Spelling(ToolTest):
+    """Keys of job files are those of the command line; those of version 0.1.0, with underscores, are read."""
+
+    def setUp(self):
+        super().setUp()
+        self.write("box.stl", binary_stl(box_facets()))
+
+    def job(self, text, head=""):
+        self.write("job.toml", head + '[[part]]\nfile = "box.stl"\n' + text)
+        return "job.toml"
+
+    def test_both_spellings_build_the_same(self):
+        for key in ("rotate_z", "rotate-z"):
+            self.good("build", self.job(f"{key} = 30\n"), "-o", key)
+        self.assertEqual(self.path("rotate_z/build.json").read_bytes(), self.path("rotate-z/build.json").read_bytes())
+        self.assertIn("\nrotate-z = 30\n", self.path("rotate_z/build.toml").read_text())
+
+    def test_a_key_given_twice(self):
+        for text, head in (("rotate_z = 1\nrotate-z = 1\n", ""), ("copies = 2\ncopies = 2\n", ""),
+                           ("", 'z-spacing = 1\nz_spacing = 1\n')):
+            self.assertIn("[JOB-FILE]", self.fails(USAGE, "build", self.job(text, head), "-o", "out").err)
+        for setting in ("copies=2,copies=2", "rotate-z=1,copies=2,rotate-z=1"):
+            self.assertIn("is given twice", self.fails(USAGE, "build", f"box.stl,{setting}", "-o", "out").err)
+        self.assertFalse(self.path("out").exists())
+
+    def test_a_mistake_names_the_key_as_it_was_given(self):
+        self.assertIn("'rotate_z'", self.fails(INPUT, "build", self.job('rotate_z = "x"\n'), "-o", "out").err)
+        message = self.fails(INPUT, "build", self.job("rotate_y = 1\n"), "-o", "out").err
+        self.assertIn("'rotate_y'", message)
+        self.assertIn("rotate-z", message)
+
+
 if __name__ == "__main__":
     unittest.main()

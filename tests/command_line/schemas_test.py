@@ -249,8 +249,8 @@ class Outputs(ToolTest):
         self.take(schemas.tomllib.loads((SOURCE / "docs/formats/job-file.md").read_text().split("```toml\n")[1]
                                         .split("```")[0].replace('["120mm", 120, 100]', '"120x120x100mm"')))
         self.said("place", "box.stl,copies=2", "ring.stl")
-        self.said("build", "box.stl,copies=2,rotate-z=15,style=half.sty@0:12", name + b",style=" + style, "--style", "Fine.sty", "--recoat",
-                  "Slow.rcs", "--machine", "TRQ-E7", "--z-spacing", "0.5", "--accept-partial", "--force-checks", "-o",
+        self.said("build", "box.stl,copies=2,rotate-z=15,style=half.sty@0:12", name + b",style=" + style, "--style",
+                  "Fine.sty", "--recoat", "Slow.rcs", "--machine", "TRQ-E7", "--z-spacing", "0.5", "--accept-partial", "--force-checks", "-o",
                   "out")
         self.take_folder("out")
         self.said("build", "ring.stl", "--style", "Damaged.sty", "--force-checks", "-o", "damaged")
