@@ -66,14 +66,15 @@ VentsFile ReadVents(Observer& observer, const std::string& path) {
   VentsFile file = ParseVents(path, text);
   if (!file.bad_lines.empty()) {
     const size_t first = file.bad_lines.front();
-    observer.Warn(Message(Code::kVdLine, path,
-                          fmt::format("line {} does not hold seven numbers{}: {}", first + 1,
-                                      file.bad_lines.size() > 1
-                                          ? " (nor do " + Counted(int64_t(file.bad_lines.size()) - 1, "other") + ")"
-                                          : std::string(),
-                                      file.lines[first].substr(0, 60)))
-                      .Hint("no program reads such a line; correct or remove it")
-                      .At({{"line", first + 1}}));
+    observer.Warn(
+        Message(Code::kVdLine, path,
+                fmt::format("line {} does not hold seven numbers{}: {}", first + 1,
+                            file.bad_lines.size() > 1
+                                ? " (nor do " + Counted(int64_t(file.bad_lines.size()) - 1, "other") + ")"
+                                : std::string(),
+                            file.lines[first].substr(0, 60)))
+            .Hint("no program reads such a line; correct or remove it")
+            .At({{"line", first + 1}}));
   }
   return file;
 }

@@ -303,8 +303,9 @@ std::vector<Message> CheckPieces(Observer& observer, Plate& plate) {
     Message message(Code::kOutsideVat, plate.parts[key.first].request.path,
                     fmt::format("{} {} {} out of the vat in {}", what, Plain(entry.by, 4), unit, axis));
     if (key.second == 2 && entry.below) message.Hint("without --floor keep parts are moved up to Z = 0");
-    findings.push_back(
-        message.At({{"piece", TextToJson(entry.first)}, {"piece_count", entry.pieces}, {"axis", std::string(1, static_cast<char>('x' + key.second))}}));
+    findings.push_back(message.At({{"piece", TextToJson(entry.first)},
+                                   {"piece_count", entry.pieces},
+                                   {"axis", std::string(1, static_cast<char>('x' + key.second))}}));
   }
   const std::vector<Overlap> overlaps = FindOverlaps(shapes, contact);
   for (const Overlap& overlap : overlaps) {

@@ -22,9 +22,8 @@ ExitCode Run(Context& context, const Options& options) {
     }
     const Json row{{"file", TextToJson(folder)}, {"errors", differences}};
     context.data["files"].push_back(row);
-    context.Tell(differences == 0 ? "{file}: everything is as it was built\n"
-                                  : "{file}: {errors:+difference}\n",
-                 row);
+    context.Tell(
+        differences == 0 ? "{file}: everything is as it was built\n" : "{file}: {errors:+difference}\n", row);
     if (differences != 0) exit = ExitCode::kNo;
   }
   return exit;
