@@ -26,11 +26,12 @@ struct StyleRequest {
 /// last '@' is the band. Exit 2 for a band that is none.
 StyleRequest ParseStyleRequest(const std::string& text);
 
-/// One part as asked for: `gear.stl` or `gear.stl,copies=6,rotate-z=15,style=Fine.sty@0:10mm`.
+/// One part as asked for: `gear.stl` or `gear.stl,copies=6,rotate-z=15,units=in,style=Fine.sty@0:10mm`.
 struct PartRequest {
   std::string path;  ///< as given
   std::int64_t copies = 1;
   double rotate_z = 0;               ///< degrees, before the placement turns it
+  std::optional<Units> units;        ///< of a file that does not state them; else those of the job
   std::vector<StyleRequest> styles;  ///< in the order given
 };
 
@@ -49,6 +50,7 @@ Code ParseCode(const std::string& text);
 struct Job {
   std::vector<PartRequest> parts;
   Units units = Units::kMillimetre;  ///< of the plate and everything said about it
+  bool units_given = false;          ///< on the command line, for the files of the parts too
   std::array<Length, 3> vat{Length{250, Units::kMillimetre}, Length{250, Units::kMillimetre},
                             Length{250, Units::kMillimetre}};
   std::int64_t rotations = 24;
@@ -86,11 +88,11 @@ struct WholeMember {
 
 /// Where a field's value goes; the type says how it is read and written.
 template <class Owner>
-using FieldMember =
-    std::variant<WholeMember<Owner>, bool Owner::*, double Owner::*, std::string Owner::*,
-                 std::optional<Length> Owner::*, std::array<Length, 3> Owner::*, Units Owner::*,
-                 Floor Owner::*, std::vector<Code> Owner::*, std::optional<int> Owner::*,
-                 std::vector<StyleRequest> Owner::*, std::vector<PartRequest> Owner::*>;
+using FieldMember = std::variant<WholeMember<Owner>, bool Owner::*, double Owner::*, std::string Owner::*,
+                                 std::optional<Length> Owner::*, std::array<Length, 3> Owner::*,
+                                 Units Owner::*, std::optional<Units> Owner::*, Floor Owner::*,
+                                 std::vector<Code> Owner::*, std::optional<int> Owner::*,
+                                 std::vector<StyleRequest> Owner::*, std::vector<PartRequest> Owner::*>;
 
 /// One field of a job, or of a part: all that job files, command lines, help and reports know of it.
 template <class Owner>

@@ -26,6 +26,7 @@ struct InputMesh {
   std::shared_ptr<InputFile> file;   ///< still open, when that was asked for
   Units units = Units::kMillimetre;  ///< what the coordinates are in
   bool units_stated = false;         ///< by the file; otherwise they are --units
+  bool units_given = false;          ///< somebody said them
   int solids = 1;                    ///< binary solids one after the other
   std::unique_ptr<CTL> mesh;         ///< with normals and extents; its header carries `units`
 
@@ -54,8 +55,9 @@ InputMesh ReadMesh(Observer& observer, const ReadOptions& options, const std::st
 /// Fails with exit 3 when a coordinate is infinite: nothing can be computed from such a mesh.
 void RequireFinite(const InputMesh& input);
 
-/// UNITS-DOUBT when the largest side is below 2 mm or the part would fit the vat (in mm; null: no vat) 25.4
-/// times larger.
+/// UNITS-DOUBT when nobody said what unit the file is in, and the largest side is below 3 mm, or the part was
+/// read in inches and does not fit the vat (in mm; null: no vat) although it would if its numbers were
+/// millimetres.
 std::optional<Message> UnitsDoubt(const InputMesh& input, const std::array<double, 3>* vat_mm);
 /// Warns of it.
 void WarnOfUnits(Observer& observer, const InputMesh& input, const std::array<double, 3>* vat_mm);

@@ -14,6 +14,7 @@ namespace trqprep {
 struct ReadOptions {
   Units units = Units::kMillimetre;  ///< of STL files and bare lengths
   bool accept_partial = false;       ///< take the facets there are when an STL file is cut
+  bool units_given = false;          ///< somebody said what unit the files are in
 };
 
 /// Every long piece of work takes one. A plain Observer listens in silence, keeps the messages, answers

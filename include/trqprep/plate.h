@@ -46,6 +46,9 @@ struct Plate {
   double smallest_distance = 0;  ///< in XY, between facets of two pieces; below 0: there is one piece only
 };
 
+/// Reads one part in the unit that the job or the part says; exit 2 where the file states another.
+InputMesh ReadPart(Observer& observer, const Job& job, const PartRequest& part, const MeshReading& how = {});
+
 /// Reads the parts of a job. Exit 3 for one that cannot be read.
 Plate LoadPlate(Observer& observer, const Job& job);
 

@@ -10,12 +10,16 @@
 
 namespace trqprep {
 
-enum class Units { kMillimetre, kInch };
+/// Lengths are in millimetres or inches; the file of a part may also be in centimetres or metres.
+enum class Units { kMillimetre, kInch, kCentimetre, kMetre };
 constexpr double kMillimetresPerInch = 25.4;
 
-/// "mm" or "in".
+/// "mm", "in", "cm" or "m".
 const char* UnitsName(Units units);
+/// Of "mm" and "in".
 std::optional<Units> UnitsFromName(std::string_view name);
+/// Of all four.
+std::optional<Units> FileUnitsFromName(std::string_view name);
 /// The factor that takes a length in `from` to one in `to`.
 double UnitsFactor(Units from, Units to);
 

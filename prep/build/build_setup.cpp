@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <set>
 #include <stdexcept>
 
@@ -95,20 +96,38 @@ std::vector<StyleBand> Bands(const std::vector<StackedStyle>& stack) {
   return bands;
 }
 
-StyleFile ReadStyle(const Job& job, const std::string& path, StyleKind kind) {
-  if (!Exists(path)) FailMissing(job, path);
-  std::optional<StyleFile> file = ExamineStyle(path, ReadWholeFile(path), kind);
-  if (!file || file->kind != kind) {
-    FailInput(file ? Code::kStyleKind : Code::kStyleUnknown, path,
-              fmt::format("is not a {}", StyleKindName(kind)), "'trqprep info' tells what a file holds");
-  }
-  if (!file->complete) {
-    Fail(ExitCode::kInput, StyleIsShort(*file).Hint("copy the file again from where it came"));
-  }
-  return *std::move(file);
-}
+// Reads each style file once, however often a job names it.
+class StyleReader {
+ public:
+  StyleReader(Observer& observer, const Job& job) : observer_(observer), job_(job) {}
 
-void TakeMachineOfStyles(Job& job, std::vector<BuildFinding>& findings) {
+  const StyleFile& Read(const std::string& path, StyleKind kind) {
+    const auto [found, fresh] = files_.try_emplace({Canonical(path), kind});
+    if (fresh) found->second = ReadAnew(path, kind);
+    return found->second;
+  }
+
+ private:
+  StyleFile ReadAnew(const std::string& path, StyleKind kind) const {
+    if (!Exists(path)) FailMissing(job_, path);
+    std::optional<StyleFile> file = ExamineStyle(path, ReadWholeFile(path), kind);
+    if (!file || file->kind != kind) {
+      FailInput(file ? Code::kStyleKind : Code::kStyleUnknown, path,
+                fmt::format("is not a {}", StyleKindName(kind)), "'trqprep info' tells what a file holds");
+    }
+    NoteNameDecides(observer_, *file);
+    if (!file->complete) {
+      Fail(ExitCode::kInput, StyleIsShort(*file).Hint("copy the file again from where it came"));
+    }
+    return *std::move(file);
+  }
+
+  Observer& observer_;
+  const Job& job_;
+  std::map<std::pair<std::string, StyleKind>, StyleFile> files_;
+};
+
+void TakeMachineOfStyles(StyleReader& reader, Job& job, std::vector<BuildFinding>& findings) {
   std::string first;  // of the styles that say what they are for
   std::set<std::string> seen;
   std::optional<int> agreed;
@@ -116,7 +135,7 @@ void TakeMachineOfStyles(Job& job, std::vector<BuildFinding>& findings) {
   const auto ask = [&](const std::vector<StyleRequest>& styles, StyleKind kind) {
     for (const StyleRequest& request : styles) {
       if (!seen.insert(request.path).second) continue;
-      const StyleFile file = ReadStyle(job, FindStyle(job, request.path), kind);
+      const StyleFile& file = reader.Read(FindStyle(job, request.path), kind);
       if (file.layout != StyleLayout::k301) continue;
       const int32_t type = file.style.FindWord("machine_type")->number.AsInt();
       if (!agreed) {
@@ -145,8 +164,8 @@ void TakeMachineOfStyles(Job& job, std::vector<BuildFinding>& findings) {
 // Reads, names and stacks styles.
 class Stacker {
  public:
-  Stacker(Observer& observer, const Plate& plate, BuildSetup& setup)
-      : observer_(observer), plate_(plate), setup_(setup) {}
+  Stacker(StyleReader& reader, const Plate& plate, BuildSetup& setup)
+      : reader_(reader), plate_(plate), setup_(setup) {}
 
   // The index of a style file among those of the build, read when it is new.
   size_t Load(const StyleRequest& request, StyleKind kind) {
@@ -161,8 +180,7 @@ class Stacker {
     }
     BuildStyleFile style;
     style.given = path;
-    style.file = ReadStyle(plate_.job, path, kind);
-    NoteNameDecides(observer_, style.file);
+    style.file = reader_.Read(path, kind);
     style.name = FreshName(names_, fmt::format("{}/{}", kStyleFolder, Stem(path)),
                            kind == StyleKind::kBuild ? ".sty" : ".rcs");
     // Written and read once more, so that the file and its table are what the next reader will see.
@@ -255,7 +273,7 @@ class Stacker {
   }
 
  private:
-  Observer& observer_;
+  StyleReader& reader_;
   const Plate& plate_;
   BuildSetup& setup_;
   std::vector<std::string> keys_;
@@ -285,8 +303,9 @@ std::string PartFileName(const PlatePart& part) {
 std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, Plate& plate) {
   auto setup = std::make_unique<BuildSetup>();
   const Job& job = plate.job;
-  if (job.machine_of_styles && !job.machine) TakeMachineOfStyles(plate.job, setup->findings);
-  Stacker stacker(observer, plate, *setup);
+  StyleReader reader(observer, job);
+  if (job.machine_of_styles && !job.machine) TakeMachineOfStyles(reader, plate.job, setup->findings);
+  Stacker stacker(reader, plate, *setup);
   setup->parts.resize(plate.parts.size());
 
   for (size_t i = 0; i < plate.parts.size(); ++i) {

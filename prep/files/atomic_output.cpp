@@ -333,6 +333,8 @@ bool HoldsCurrentFolder(const struct stat& folder) {
 }
 
 // "a, b, c and 2 more"
+constexpr size_t kMostNames = 100;  // as data
+
 std::string FirstOf(const std::vector<std::string>& names) {
   constexpr size_t kShown = 3;
   std::string text;
@@ -360,12 +362,14 @@ OutputFolder::OutputFolder(const std::string& path, bool replace, ListReader lis
     const std::optional<FolderList> list = list_reader_(target_);
     const std::vector<std::string> foreign = ForeignNames(target_, list.value_or(FolderList()));
     if (!foreign.empty()) {
+      Json names = Json::array();
+      for (size_t i = 0; i < foreign.size() && i < kMostNames; ++i) names.push_back(TextToJson(foreign[i]));
       Fail(ExitCode::kOutput, Message(Code::kOutputForeign, given_,
                                       (list ? "is not replaced: besides its own files it holds "
                                             : "is not replaced: it was not made by trqprep, and holds ") +
                                           FirstOf(foreign))
                                   .Hint("move away what is to be kept, or choose another name with -o")
-                                  .At({{"foreign", foreign.size()}, {"first", TextToJson(foreign.front())}}));
+                                  .At({{"name_count", foreign.size()}, {"names", names}}));
     }
     mode_ = status.st_mode & 07777;
   } else if (errno != ENOENT) {

@@ -4,10 +4,18 @@
 
 #include <charconv>
 #include <cmath>
+#include <iterator>
 #include <stdexcept>
 
 namespace trqprep {
 namespace {
+
+struct UnitRow {
+  const char* name;
+  double millimetres;
+};
+// In the order of Units.
+constexpr UnitRow kUnits[] = {{"mm", 1}, {"in", kMillimetresPerInch}, {"cm", 10}, {"m", 1000}};
 
 [[noreturn]] void Refuse(const std::string& text, const std::string& wanted) {
   throw std::invalid_argument(fmt::format("'{}' is not a {}", text, wanted));
@@ -25,17 +33,22 @@ std::vector<Value> ParseList(const std::string& text, size_t count, Value (*pars
 
 }  // namespace
 
-const char* UnitsName(Units units) { return units == Units::kMillimetre ? "mm" : "in"; }
+const char* UnitsName(Units units) { return kUnits[size_t(units)].name; }
 
 std::optional<Units> UnitsFromName(std::string_view name) {
-  if (name == "mm") return Units::kMillimetre;
-  if (name == "in") return Units::kInch;
+  const std::optional<Units> units = FileUnitsFromName(name);
+  return units <= Units::kInch ? units : std::nullopt;
+}
+
+std::optional<Units> FileUnitsFromName(std::string_view name) {
+  for (size_t i = 0; i < std::size(kUnits); ++i) {
+    if (name == kUnits[i].name) return Units(i);
+  }
   return std::nullopt;
 }
 
 double UnitsFactor(Units from, Units to) {
-  if (from == to) return 1;
-  return from == Units::kInch ? kMillimetresPerInch : 1 / kMillimetresPerInch;
+  return from == to ? 1 : kUnits[size_t(from)].millimetres / kUnits[size_t(to)].millimetres;
 }
 
 double ParseNumber(const std::string& text) {

@@ -236,6 +236,10 @@ void ReadCtl(Observer& observer, const ReadOptions& options, InputFile& file, In
   input.mesh->SetUnits(UnitsCode(options.units));
 }
 
+// No part that people build is smaller, and a part in inches or metres that is taken for millimetres often
+// is.
+constexpr double kDoubtfulMillimetres = 3;
+
 // A binary file whose count fits its size, or a text whose second line begins with "facet".
 bool HasStlContent(const FileHead& file) {
   const int32_t facets = WordAt(file.head, kStlHeaderSize);
@@ -296,6 +300,7 @@ InputMesh ReadMesh(Observer& observer, const ReadOptions& options, const std::st
   input.path = path;
   input.file_size = file.head().size;
   input.units = options.units;
+  input.units_given = options.units_given;
   input.mesh = std::make_unique<CTL>();
   if (LooksLikeCtl(file.head())) {
     ReadCtl(observer, options, file, input);
@@ -328,23 +333,25 @@ void RequireFinite(const InputMesh& input) {
 
 std::optional<Message> UnitsDoubt(const InputMesh& input, const std::array<double, 3>* vat_mm) {
   const Box box = input.box();
-  if (box.Empty()) return std::nullopt;
-  Point size = box.Size();
+  if (input.units_given || box.Empty()) return std::nullopt;
+  const Point numbers = box.Size();
+  Point size = numbers;
   for (double& side : size) side *= UnitsFactor(input.units, Units::kMillimetre);
-  const double largest = *std::max_element(size.begin(), size.end());
-  const bool fits_larger = vat_mm && size[0] * kMillimetresPerInch <= (*vat_mm)[0] &&
-                           size[1] * kMillimetresPerInch <= (*vat_mm)[1] &&
-                           size[2] * kMillimetresPerInch <= (*vat_mm)[2];
-  if (!(largest < 2) && !fits_larger) return std::nullopt;
-  Message message(Code::kUnitsDoubt, input.path,
-                  fmt::format("the part is only {}", SizeInBoth(size, Units::kMillimetre)));
-  if (largest >= 2) message.text += "; it would fit the vat 25.4 times larger";
-  if (!input.units_stated && input.units == Units::kMillimetre) {
-    message.Hint("if the file is in inches, say --units in");
-  } else {
-    message.Hint("is its unit right?");
-  }
-  return message.As(Severity::kWarning);
+  const auto fits = [&](const Point& sides) {
+    return sides[0] <= (*vat_mm)[0] && sides[1] <= (*vat_mm)[1] && sides[2] <= (*vat_mm)[2];
+  };
+  const bool small = *std::max_element(size.begin(), size.end()) < kDoubtfulMillimetres;
+  const bool large = input.units == Units::kInch && vat_mm && !fits(size) && fits(numbers);
+  if (!small && !large) return std::nullopt;
+  const std::string in_both = SizeInBoth(size, Units::kMillimetre);
+  return Message(Code::kUnitsDoubt, input.path,
+                 small ? "the part is only " + in_both
+                       : "the part is " + in_both + " and does not fit the vat; in mm it would")
+      .As(Severity::kWarning)
+      .Hint(input.units_stated
+                ? "is its unit right? --units says that it is"
+                : "say its unit: FILE,units=mm (or in, cm, m) with build and place, units = \"mm\" "
+                  "in a job file, --units elsewhere");
 }
 
 void WarnOfUnknownUnits(Observer& observer, const std::string& path, Units taken) {

@@ -19,6 +19,9 @@ void StoreText(PartRequest& part, const JobField<PartRequest>& field, const std:
     part.*whole->member = ParseWhole(text, whole->lowest, whole->highest);
   } else if (const auto* number = std::get_if<double PartRequest::*>(&field.member)) {
     part.** number = ParseNumber(text);
+  } else if (const auto* units = std::get_if<std::optional<Units> PartRequest::*>(&field.member)) {
+    part.** units = FileUnitsFromName(text);
+    if (!(part.**units)) throw std::invalid_argument("'" + text + "' is not mm, in, cm or m");
   } else if (const auto* styles = std::get_if<std::vector<StyleRequest> PartRequest::*>(&field.member)) {
     (part.**styles).push_back(ParseStyleRequest(text));
   } else {
@@ -69,6 +72,7 @@ const std::vector<JobField<PartRequest>>& PartFields() {
       {"file", nullptr, &PartRequest::path},
       {"copies", "copies", WholeMember<PartRequest>{&PartRequest::copies, 1, 1000}},
       {"rotate-z", "rotate-z", &PartRequest::rotate_z},
+      {"units", "units", &PartRequest::units},
       {"style", "style", &PartRequest::styles},
   };
   return fields;

@@ -178,7 +178,7 @@ class Reader {
   }
   void Take(std::vector<Code>& codes, const Entry& entry) const {
     const toml::array* array = entry.node.as_array();
-    if (!array) Refuse(entry, "is no list of codes");
+    if (!array) Refuse(entry, "is not a list of codes");
     for (const toml::node& node : *array) {
       const MessageRow* row = FindRow(Text({entry.key, node}));
       if (!row) Refuse(entry, "names a code that there is not");
@@ -186,6 +186,10 @@ class Reader {
     }
   }
   void Take(Units&, const Entry&) const {}  // read before everything else
+  void Take(std::optional<Units>& units, const Entry& entry) const {
+    units = FileUnitsFromName(Text(entry));
+    if (!units) Refuse(entry, "is not \"mm\", \"in\", \"cm\" or \"m\"");
+  }
   void Take(std::optional<int>& machine, const Entry& entry) const {
     const std::string name = Text(entry);
     machine = FindMachineByName(name);
@@ -310,6 +314,9 @@ class Writer {
     if (!codes.empty() || !when_set_) Line(names.dump());
   }
   void Write(Units units) { Line(Quoted(UnitsName(units))); }
+  void Write(const std::optional<Units>& units) {
+    if (units) Write(*units);
+  }
   void Write(const std::optional<int>& machine) {
     if (machine) Line(Quoted(MachineName(*machine)));
   }

@@ -193,6 +193,19 @@ double TurnOf(const Plate& plate, const Piece& piece) {
   return turn < 0 ? turn + 360 : turn;
 }
 
+InputMesh ReadPart(Observer& observer, const Job& job, const PartRequest& part, const MeshReading& how) {
+  InputMesh input =
+      ReadMesh(observer, {part.units.value_or(job.units), job.accept_partial, part.units || job.units_given},
+               part.path, how);
+  if (part.units && input.units_stated && input.units != *part.units) {
+    FailUsage(part.path,
+              fmt::format("the file states its unit, {}, and units={} is another", UnitsName(input.units),
+                          UnitsName(*part.units)),
+              "leave units= away; 'trqprep transform --scale' changes the size of a part");
+  }
+  return input;
+}
+
 Plate LoadPlate(Observer& observer, const Job& job) {
   Plate plate;
   plate.job = job;
@@ -205,8 +218,10 @@ Plate LoadPlate(Observer& observer, const Job& job) {
     const size_t said = observer.messages().size();
     // Files stay open to be copied from, but not more than a build can hold.
     const bool keep_open = job.parts.size() <= kMostComponents;
-    part.input =
-        ReadMesh(observer, {job.units, job.accept_partial}, part.request.path, {false, true, keep_open});
+    part.input = ReadPart(observer, job, part.request, {false, true, keep_open});
+    // So that the job file says it of this part, for whom it is read by.
+    if (part.input.units_given && !part.input.units_stated) part.request.units = part.input.units;
+    plate.job.parts[i].units = part.request.units;
     RequireFinite(part.input);
     WarnOfUnits(observer, part.input, &vat_mm);
     const double factor = UnitsFactor(part.input.units, job.units);
@@ -233,8 +248,8 @@ bool PlacePieces(Observer& observer, Plate& plate) {
   // The grid would leave out the others.
   if (components.size() > kMostComponents) {
     observer.Error(Message(Code::kNoPlacement, "",
-                           fmt::format("{} parts are more than the {} that can be placed together",
-                                       components.size(), kMostComponents))
+                           fmt::format("{} are more than the {} that can be placed together",
+                                       Counted(int64_t(components.size()), "part"), kMostComponents))
                        .Hint("divide them over several builds"));
     return false;
   }

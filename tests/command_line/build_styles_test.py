@@ -323,11 +323,12 @@ class Folder(BuildTest):
         arguments = ["box.stl", "other/box.stl,style=other/Default.sty", "--style", "Default.sty@0:0.5in", "--style",
                      "Fine.sty@0.4in:0.6in", "--recoat", "Old.rcs", "--recoat", "Default.rcs@0:3", "--machine", "Mirra",
                      "--accept-partial", "--force-checks", "--z-spacing", "0.3"]
-        document = self.build(*arguments)
+        self.fails(NO, "build", *arguments, "-o", "out")
+        document = self.document()
         self.assertEqual([i["file"] for i in document["inputs"]], ["parts/box.stl", "parts/box-2.stl"])
         self.assertEqual(sorted(p.name for p in self.path("out/styles").iterdir() if p.suffix != ".csv"),
                          ["Default-2.sty", "Default.rcs", "Default.sty", "Fine.sty", "Old.rcs"])
-        self.good("build", "out/build.toml", "-o", "again")
+        self.fails(NO, "build", "out/build.toml", "-o", "again")
         self.assertEqual(self.files_of(self.path("again")), self.files_of(self.path("out")))
 
     def test_a_style_that_is_named_twice_is_stored_once(self):
@@ -354,7 +355,7 @@ class JobFiles(BuildTest):
 
     def test_what_is_wrong_is_said_with_its_line(self):
         for line, text in (("copys = 2", "copies"), ("copies = 0", "1 to 1000"), ("copies = 2.5", "whole number"),
-                           ("rotate-z = \"x\"", "no number"), ("file = ", "")):
+                           ("rotate-z = \"x\"", "not a number"), ("file = ", "")):
             with self.subTest(line):
                 self.write("job.toml", '[[part]]\nfile = "box.stl"\n' + line + "\n")
                 result = self.fails(INPUT, "build", "job.toml", "-o", "out", "--json")
@@ -495,7 +496,7 @@ class Verify(BuildTest):
                           ("VERIFY-FOREIGN", "note", "out/parts/more.stl")])
         self.assertIn("out: everything is as it was built\n", self.good("verify", "out").out.decode())
         result = self.fails(NO, "verify", "out", "--strict", "--json")
-        self.assertEqual(result.document()["data"]["folders"], [{"folder": "out", "differences": 2}])
+        self.assertEqual(result.document()["data"]["files"], [{"file": "out", "errors": 2}])
         self.assertEqual({m["severity"] for m in result.document()["messages"]}, {"error"})
 
     def test_every_changed_file_is_found(self):

@@ -126,7 +126,7 @@ class BuildFolder(ToolTest):
         self.assertEqual(document["schema"], "trqprep.build/2")
         stored = json.loads(self.path("out/build.json").read_text())
         data = document["data"]
-        self.assertEqual(data.pop("output"), "out")
+        self.assertEqual((data.pop("output"), data.pop("forced")), ("out", False))
         self.assertEqual(data, {k: v for k, v in stored.items() if k not in ("schema", "tool")})
 
     def test_info_knows_the_folder(self):
@@ -171,11 +171,51 @@ class BuildFolder(ToolTest):
         size = [b - a for a, b in zip(data["pieces"][0]["box"]["min"], data["pieces"][0]["box"]["max"])]
         self.assertAlmostEqual(sorted(size)[2], 50.8, places=3)
 
-    def test_a_part_that_would_fit_25_times_larger_leaves_the_unit_in_doubt(self):
-        self.write("tiny.stl", binary_stl(box_facets((9, 9, 9))))
-        self.assertIn("UNITS-DOUBT", self.good("place", "tiny.stl", "--json").codes())
-        self.write("large.stl", binary_stl(box_facets((10, 9, 9))))
-        self.assertEqual(self.good("place", "large.stl", "--json").codes(), [])
+    def size_of(self, *arguments):
+        box = self.json_of("place", *arguments)["pieces"][0]["box"]
+        return [round(high - low, 3) for low, high in zip(box["min"], box["max"])]
+
+    def test_the_unit_of_a_part(self):
+        self.write("tiny.stl", binary_stl(box_facets((2, 1, 0.5))))
+        self.assertEqual(self.good("place", "tiny.stl", "--json").codes(), ["UNITS-DOUBT"])
+        for units, factor in (("mm", 1), ("in", 25.4), ("cm", 10), ("m", 1000)):
+            vat = ("--vat", "3000x3000x3000", "--rotations", "1")
+            self.assertEqual(self.size_of("tiny.stl,units=" + units, *vat), [2 * factor, factor, 0.5 * factor])
+            self.assertEqual(self.good("place", "tiny.stl,units=" + units, *vat, "--json").codes(), [])
+        self.assertIn("mm, in, cm or m", self.fails(USAGE, "place", "tiny.stl,units=ft").err)
+        # A file that states its unit is not contradicted.
+        self.good("convert", "tiny.stl", "--units", "in", "-o", "tiny.ctl")
+        self.assertEqual(self.size_of("tiny.ctl,units=in", "--rotations", "1"), [50.8, 25.4, 12.7])
+        self.assertIn("states its unit, in", self.fails(USAGE, "place", "tiny.ctl,units=mm").err)
+
+    def test_the_unit_of_a_part_is_remembered(self):
+        self.write("tiny.stl", binary_stl(box_facets((2, 1, 0.5))))
+        self.write("tiny.V_D", "1 0.5 0.5 0 0 1 0.1\n")
+        self.good("build", "tiny.stl,units=cm", "-o", "out")
+        self.assertIn(b'units = "cm"', self.path("out/build.toml").read_bytes())
+        self.assertEqual(json.loads(self.path("out/build.json").read_text())["inputs"][0]["units"], "cm")
+        point = self.path("out/meshes/tiny-1.V_D").read_text().split()[:3]
+        box = json.loads(self.path("out/build.json").read_text())["pieces"][0]["box"]
+        for axis in range(3):
+            inside = (box["min"][axis] + box["max"][axis]) / 2 if axis < 2 else box["max"][2]
+            self.assertAlmostEqual(float(point[axis]), inside, places=4)
+        self.good("build", "out/build.toml", "-o", "again")
+        self.good("verify", "out", "again")
+        self.assertEqual(self.good("check", "out/build.toml", "out", "--json").codes(), ["NO-STYLE"] * 2)
+        for name in ("build.toml", "build.json", "checks.json", "plate.stl", "parts/tiny.stl", "meshes/tiny-1.V_D"):
+            self.assertEqual(self.path("again").joinpath(name).read_bytes(), self.path("out").joinpath(name).read_bytes(), name)
+        # What --units says is said of the part, too.
+        self.good("build", "tiny.stl", "--units", "mm", "-o", "said")
+        self.assertIn(b'rotate-z = 0\nunits = "mm"', self.path("said/build.toml").read_bytes())
+        self.assertNotIn("UNITS-DOUBT", self.good("build", "said/build.toml", "-o", "once-more", "--json").codes())
+
+    def test_a_job_in_inches_whose_part_fits_in_millimetres(self):
+        self.write("box.stl", binary_stl(box_facets((40, 30, 20))))
+        for more, doubted in (("", True), ('units = "in"\n', False)):
+            self.write("job.toml", 'units = "in"\n[[part]]\nfile = "box.stl"\n' + more)
+            self.assertEqual("UNITS-DOUBT" in self.fails(NO, "check", "job.toml", "--json").codes(), doubted)
+        self.write("job.toml", 'units = "in"\n[[part]]\nfile = "box.stl"\nunits = "mm"\n')
+        self.assertEqual(self.good("check", "job.toml", "--json").codes(), ["NO-STYLE"])
 
 
 class NoPlacement(ToolTest):

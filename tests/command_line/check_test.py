@@ -46,10 +46,11 @@ class Parts(CheckTest):
         self.finds("STL-EMPTY", "a.stl", b"", exit=NO)
 
     def test_units_doubt(self):
-        self.finds("UNITS-DOUBT", "a.stl", binary_stl(box_facets((1.9, 1, 1))))
-        # Whether 9.9 would fit 25.4 times larger depends on the vat.
-        self.finds("UNITS-DOUBT", "a.stl", binary_stl(box_facets((9.8, 9.8, 9.8))))
-        self.finds_nothing("a.stl", binary_stl(box_facets((9.8, 9.8, 9.8))), "--vat", "200x250x250mm")
+        message, = self.finds("UNITS-DOUBT", "a.stl", binary_stl(box_facets((2.9, 1, 1))))
+        self.assertIn("units=", message["hint"])
+        # Of a size that people build, in millimetres, whatever would fit the vat in inches.
+        self.finds_nothing("a.stl", binary_stl(box_facets((9.8, 9.8, 9.8))))
+        self.finds_nothing("a.stl", binary_stl(box_facets((2.9, 1, 1))), "--units", "mm")
 
     def test_open_edges(self):
         message, = self.finds("OPEN-EDGES", "a.stl", binary_stl(BOX[1:]))
@@ -102,8 +103,12 @@ class Parts(CheckTest):
         message, = self.finds("TOO-BIG-FOR-VAT", "a.stl", binary_stl(box_facets((300, 290, 100))), exit=NO)
         self.assertEqual(message["where"]["exceeds"], {"x": 50, "y": 40})
         self.finds_nothing("a.stl", binary_stl(box_facets((250, 100, 100))))
-        # 260 x 100 fits 250 x 270 after a quarter turn; height counts from the part's own bottom.
-        self.finds_nothing("a.stl", binary_stl(box_facets((260, 100, 200), (0, 0, 100))), "--vat", "250x270x250mm")
+        # 260 x 100 fits 250 x 270 after a quarter turn; a part stays as high as it was drawn, and is never below 0.
+        self.finds_nothing("a.stl", binary_stl(box_facets((260, 100, 220), (0, 0, 30))), "--vat", "250x270x250mm")
+        self.write("b.stl", binary_stl(box_facets((260, 100, 250), (0, 0, -30))))
+        self.assertEqual(self.good("check", "b.stl", "--vat", "250x270x250mm", "--json").codes(), ["FLOOR-LIFTED"])
+        message, = self.finds("TOO-BIG-FOR-VAT", "a.stl", binary_stl(box_facets((10, 10, 230), (0, 0, 30))), exit=NO)
+        self.assertEqual(message["where"]["exceeds"], {"z": 10})
 
     def test_sealed_void(self):
         message, = self.finds("SEALED-VOID", "a.stl", binary_stl(HOLLOW))
@@ -162,7 +167,7 @@ class Styles(CheckTest):
         self.finds("STYLE-UNITS-MIX", "a.sty", build_style(0.004))
         self.finds_nothing("a.sty", build_style(0.004), "--units", "in")
         self.finds("STYLE-UNITS-MIX", "a.sty", build_style(0.1), "--units", "in")
-        self.finds_nothing("a.sty", build_style(0))
+        self.finds("STYLE-THICKNESS", "a.sty", build_style(0), exit=NO)
         self.finds("STYLE-UNITS-MIX", "a.rcs", recoat_style(units="in"))
         self.finds_nothing("a.rcs", recoat_style(units="in"), "--units", "in")
         self.finds("STYLE-UNITS-MIX", "a.rcs", recoat_style(units="mm"), "--units", "in")

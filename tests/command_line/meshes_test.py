@@ -66,12 +66,14 @@ class Info(ToolTest):
             self.assertAlmostEqual(data["volume"], 1000 / 6, places=3)
         self.assertEqual(self.info_of("a.ctl", "--units", "in")["units"], "in")
 
-    def test_a_part_below_two_millimetres_leaves_the_unit_in_doubt(self):
-        for side, doubted in ((1.99, True), (2.0, False)):
+    def test_a_part_below_three_millimetres_leaves_the_unit_in_doubt(self):
+        for side, doubted in ((2.99, True), (3.0, False)):
             self.write("box.stl", binary_stl(box_facets((side, 1, 1))))
             result = self.good("info", "box.stl", "--json")
             self.assertEqual("UNITS-DOUBT" in result.codes(), doubted)
-        self.assertNotIn("UNITS-DOUBT", self.good("info", "box.stl", "--units", "in", "--json").codes())
+        self.write("box.stl", binary_stl(box_facets((1, 1, 1))))
+        for units in ("mm", "in"):
+            self.assertNotIn("UNITS-DOUBT", self.good("info", "box.stl", "--units", units, "--json").codes())
 
     def test_a_file_with_several_solids(self):
         solid = binary_stl(box_facets())

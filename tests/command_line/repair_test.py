@@ -43,7 +43,7 @@ class Repair(ToolTest):
         data, found = self.repaired("box.stl")
         self.assertEqual(found, facets)
         self.assertEqual(set(data["steps"].values()), {0})
-        self.assertEqual(data["open_edges"], {"before": 0, "after": 0})
+        self.assertEqual((data["mesh_before"]["open_edges"], data["open_edges"]), (0, 0))
         text = self.good("repair", "box.stl", "-o", "text.stl").out.decode()
         self.assertTrue(text.startswith("text.stl: 12 facets, were 12; closed\n"), text)
 
@@ -68,8 +68,8 @@ class Repair(ToolTest):
         self.assertEqual(steps, {"given_twice": 2, "equal_corners": 1, "kept_for_box": 0, "turned_facets": 1,
                                  "turned_shells": 0, "undecided_shells": 0, "stitched_edges": 2, "moved_corners": 1,
                                  "filled_holes": 1, "added_facets": 1})
-        self.assertEqual((data["before"]["facets"], data["facets"]), (14, 12))
-        self.assertEqual(data["open_edges"]["after"], 0)
+        self.assertEqual((data["mesh_before"]["facets"], data["facets"]), (14, 12))
+        self.assertEqual(data["open_edges"], 0)
         text = self.good("repair", "box.stl", "-o", "text.stl").out.decode()
         for line in ("given twice    2 facets removed", "equal corners  1 facet removed",
                      "1 corner moved by at most 0.02 mm", "1 facet to fit their shell, 0 shells",
@@ -89,13 +89,13 @@ class Repair(ToolTest):
             self.write(name + ".stl", binary_stl(facets))
             data, found = self.repaired(name + ".stl", exit=NO)
             self.assertEqual(found, facets)
-            self.assertEqual(data["open_edges"], {"before": rim, "after": rim})
+            self.assertEqual((data["mesh_before"]["open_edges"], data["open_edges"]), (rim, rim))
             message = self.document["messages"][-1]
             self.assertEqual((message["code"], message["severity"]), ("REPAIR-LEFT", "error"))
             self.assertEqual(message["where"]["edges"], rim)
             self.assertEqual(len(message["where"]["places"]), rim)
             for place in message["where"]["places"]:
-                for corner in (place["from"], place["to"]):
+                for corner in place["ends"]:
                     self.assertIn(struct.unpack("<3f", struct.pack("<3f", *corner)), found[place["facet"]])
 
     def test_places_in_text_and_json(self):
@@ -118,7 +118,7 @@ class Repair(ToolTest):
         self.assertEqual((data["steps"]["filled_holes"], data["steps"]["added_facets"]), (2, 92))
         self.assertEqual(open_edges(found), 0)
         data, found = self.repaired("ring.stl", "--holes", "47", exit=NO)
-        self.assertEqual((data["steps"]["filled_holes"], data["open_edges"]["after"]), (0, 96))
+        self.assertEqual((data["steps"]["filled_holes"], data["open_edges"]), (0, 96))
         self.fails(USAGE, "repair", "ring.stl", "-o", "x.stl", "--holes", "1001")
         self.fails(USAGE, "repair", "ring.stl", "-o", "x.stl", "--holes", "-1")
 

@@ -70,7 +70,7 @@ class Tolerated(ToolTest):
                 self.assertIn(f"line {line} ", message["text"])
                 self.assertIn("application", message["text"])
                 self.assertIn("--normalize", message["hint"])
-                data = result.document()["data"]
+                data = result.document()["data"]["files"][0]
                 self.assertEqual((data["format"], data["facets"], data["vertices"]), ("ASCII STL", 12, 8))
                 self.good("convert", "odd.stl", "--force", "-o", "odd.ctl")
                 self.assertEqual(self.path("odd.ctl").read_bytes(), self.path("strict.ctl").read_bytes())
@@ -83,7 +83,7 @@ class Tolerated(ToolTest):
             self.write("a.stl", text)
             result = self.good("info", "a.stl", "--json")
             self.assertEqual(result.codes(), [])
-            self.assertEqual(result.document()["data"]["facets"], 12)
+            self.assertEqual(result.document()["data"]["files"][0]["facets"], 12)
 
     def test_oddities_drawn_at_random(self):
         chance = random.Random(14)
@@ -101,14 +101,14 @@ class Tolerated(ToolTest):
 
     def test_units_are_those_of_any_stl(self):
         self.write("odd.stl", "\n" + ascii_stl(BOX))
-        data = self.json_of("info", "odd.stl", "--units", "in")
+        data = self.info_of("odd.stl", "--units", "in")
         self.assertEqual((data["units"], data["box"]["max"]), ("in", [10, 20, 30]))
         self.assertEqual(data["size_mm"], [254, 508, 762])
 
     def test_other_endings_and_odd_names(self):
         # The ending makes it an STL file; whatever else it looks like, it is read as one.
         self.write("odd.STL", "\n" + ascii_stl(BOX))
-        self.assertEqual(self.json_of("info", "odd.STL")["type"], "stl")
+        self.assertEqual(self.info_of("odd.STL")["kind"], "stl")
 
     def test_check_notes_it_and_finds_nothing(self):
         self.write("odd.stl", "\n" + ascii_stl(BOX))
@@ -138,7 +138,7 @@ class Normalize(ToolTest):
         text = self.path("out.stl").read_text()
         self.assertTrue(text.startswith("solid Kestrabin STL\n  facet normal "))
         result = self.good("info", "out.stl", "--json")
-        self.assertEqual((result.codes(), result.document()["data"]["facets"]), ([], 12))
+        self.assertEqual((result.codes(), result.document()["data"]["files"][0]["facets"]), ([], 12))
         corners = [tuple(map(float, found)) for found in re.findall(r"vertex\s+(\S+)\s+(\S+)\s+(\S+)", text)]
         self.assertEqual(corners, [tuple(map(float, corner)) for facet in BOX for corner in facet])
 
@@ -152,7 +152,7 @@ class Normalize(ToolTest):
         self.good("convert", "a.stl", "--normalize", "-o", "out.stl")
         self.assertEqual(len(read_binary_stl(self.path("out.stl"))), 12)
         self.good("convert", "a.stl", "--normalize", "--to", "stl-ascii", "-o", "text.stl")
-        self.assertEqual(self.json_of("info", "text.stl")["format"], "ASCII STL")
+        self.assertEqual(self.info_of("text.stl")["format"], "ASCII STL")
 
     def test_only_stl_is_written(self):
         self.write("a.stl", binary_stl(BOX))
@@ -233,12 +233,12 @@ class Refused(ToolTest):
                 + (b"@AAA" * 3 + struct.pack("<9f", *facets) + b"  ") * 2)
         self.write("a.stl", data)
         result = self.good("info", "a.stl", "--json")
-        self.assertEqual((result.document()["data"]["format"], result.document()["data"]["facets"]), ("binary STL", 2))
+        self.assertEqual((result.document()["data"]["files"][0]["format"], result.document()["data"]["files"][0]["facets"]), ("binary STL", 2))
 
     def test_a_short_binary_file_is_still_taken_in_part(self):
         self.write("a.stl", binary_stl(BOX[:10], header=b"solid", announced=12))
         self.assertIn("--accept-partial uses the 10 facets", self.fails(INPUT, "convert", "a.stl", "-o", "o.ctl").err)
-        self.assertEqual(self.json_of("info", "a.stl", "--accept-partial")["facets"], 10)
+        self.assertEqual(self.info_of("a.stl", "--accept-partial")["facets"], 10)
 
 
 class Cut(ToolTest):
@@ -258,7 +258,7 @@ class Cut(ToolTest):
             self.assertEqual(result.codes(), ["STL-CUT"] + notes)
             message = result.document()["messages"][0]
             self.assertEqual((message["severity"], message["where"]), ("warning", where))
-            self.assertEqual(result.document()["data"]["facets"], 10)
+            self.assertEqual(result.document()["data"]["files"][0]["facets"], 10)
             self.assertEqual(self.fails(NO, "check", "cut.stl", "--json").codes(), ["STL-CUT"])
             for command in READERS:
                 command = [word.format("cut.stl") for word in command]
@@ -284,7 +284,7 @@ class Cut(ToolTest):
         for text in (ascii_stl(BOX).replace("endsolid made\n", ""), ascii_stl(BOX).replace("endsolid made\n", "endso"),
                      ascii_stl(BOX) + "solid two\n"):
             self.write("cut.stl", text)
-            self.assertEqual(self.json_of("info", "cut.stl")["facets"], 12)
+            self.assertEqual(self.info_of("cut.stl")["facets"], 12)
             self.assertIn("[STL-CUT]", self.fails(INPUT, "convert", "cut.stl", "-o", "o.stl").err)
 
     def test_nothing_whole_is_left(self):
@@ -309,7 +309,7 @@ class Cut(ToolTest):
                 with self.subTest(length):
                     if whole >= 2:
                         self.assertEqual((result.exit, errors), (DONE, []))
-                        self.assertEqual(result.document()["data"]["facets"], whole)
+                        self.assertEqual(result.document()["data"]["files"][0]["facets"], whole)
                         self.assertEqual("STL-CUT" in result.codes(),
                                          "endsolid" not in text[len("solid"):length // unit])
                     else:

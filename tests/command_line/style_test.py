@@ -408,10 +408,13 @@ class Set(StyleTest):
                       self.fails(NO, "style", "set", "a.sty", "Layer Border Power=49").err)
         self.assertIn("Hatch Type: 3 is none of the allowed values {1, 2, 5}",
                       self.fails(NO, "style", "set", "a.sty", "Hatch Type=3").err)
-        # The ends of a range are in it, listed values are taken as 32-bit numbers, a range whose flag is 0 does
-        # not apply, and a record without range takes every finite number.
+        # A range whose flag is 0 binds like any other; --force-value writes past it.
+        self.assertIn("Dp: 7 is not in [0, 1]", self.fails(NO, "style", "set", "a.sty", "Dp=7").err)
+        self.good("style", "set", "a.sty", "Dp=7", "--force-value", "-o", "forced.sty")
+        self.assertEqual(self.parameter("forced.sty", "Dp")["value"], 7)
+        # The ends of a range are in it, listed values are taken as 32-bit numbers, and a record without range takes every finite number.
         self.good("style", "set", "a.sty", "Layer Border Power=50", "Layer Hatch 0 Power=1200", "Hatch Type=5",
-                  "QC ZBond=0.2", "Dp=7", "Start Z=-3e38", "End Z=1e-50", "Fill Type=-2147483648")
+                  "QC ZBond=0.2", "Start Z=-3e38", "End Z=1e-50", "Fill Type=-2147483648")
         self.assertEqual(self.parameter("a.sty", "Start Z")["value"], -3e38)
         self.assertEqual(self.parameter("a.sty", "End Z")["value"], 0)
         self.good("style", "verify", "a.sty")

@@ -214,7 +214,7 @@ class Styles(ToolTest):
         damaged = bytearray(whole)
         damaged[100] ^= 1
         self.write("b.rcs", bytes(damaged))
-        self.assertEqual(self.good("info", "b.rcs", "--json").document()["data"]["type"], "style")
+        self.assertEqual(self.info_of("b.rcs")["kind"], "build style")
 
     def test_that_the_name_decided_is_said_before_the_damage(self):
         whole = style_files.recoat_style(sweeps=1)

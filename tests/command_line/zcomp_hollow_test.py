@@ -207,7 +207,7 @@ class Hollow(ToolTest):
         _, _, document = self.shell(box_facets((10, 20, 30)), "--limit", "2")
         wall = document["data"]["wall"]
         face = 2 / math.sqrt(3)
-        self.assertAlmostEqual(wall["min"], face, places=5)
+        self.assertAlmostEqual(wall["least"], face, places=5)
         self.assertAlmostEqual(wall["mean"], (8 * 2 + 12 * face) / 20, places=5)
         self.assertEqual(wall["thin_share"], 0)
         self.assertNotIn("THIN-WALL", [m["code"] for m in document["messages"]])
@@ -221,13 +221,13 @@ class Hollow(ToolTest):
         thin = [m for m in document["messages"] if m["code"] == "THIN-WALL"]
         self.assertEqual([m["severity"] for m in thin], ["warning"])
         least = 0.5 / math.sqrt(3)
-        self.assertAlmostEqual(thin[0]["where"]["wall"], least, places=5)
+        self.assertAlmostEqual(thin[0]["where"]["thickness"], least, places=5)
         x, y, z = thin[0]["where"]["point"]
         self.assertTrue(50 <= x <= 51 and 0 <= y <= 1 and 0 <= z <= 1)
         self.assertIn("0.2887 mm thick at X 5", thin[0]["text"])
         wall = document["data"]["wall"]
         self.assertAlmostEqual(wall["thin_share"], 20 / 40, places=6)
-        self.assertEqual(wall["place"], thin[0]["where"]["point"])
+        self.assertEqual(wall["point"], thin[0]["where"]["point"])
 
     def test_resin_is_saved_by_closed_parts_only(self):
         facets = box_facets((10, 20, 30))

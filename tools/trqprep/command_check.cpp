@@ -81,6 +81,9 @@ class Checker {
       vat_mm_[i] = options.vat[i].In(Units::kMillimetre, context.units());
     }
     surroundings_.units = context.units();
+    job_.units = context.units();
+    job_.units_given = context.options.units_given;
+    job_.accept_partial = context.options.accept_partial;
     job_.drop = options.drop;
     if (options.floor == FloorName(Floor::kKeep)) job_.floor = Floor::kKeep;
     if (!options.machine.empty()) surroundings_.machine = MachineByName(options.machine);
@@ -147,6 +150,8 @@ class Checker {
     if (units.is_string())
       surroundings_.units = UnitsFromName(units.get<std::string>()).value_or(context_.units());
     context_.options.units = UnitsName(surroundings_.units);
+    job_.units = surroundings_.units;
+    TakeParts(folder);
     surroundings_.of_build = true;
     if (machine.is_number_integer()) surroundings_.machine = machine.get<int>();
     job_.drop = document["drop"].is_boolean() && document["drop"].get<bool>();
@@ -166,6 +171,14 @@ class Checker {
       if (RowOf(finding.code).is_rule()) context_.Say(finding);
     }
     Count(folder, "build", before);
+  }
+
+  // What the folder's job file says of its parts, when it can be read.
+  void TakeParts(const std::string& folder) {
+    try {
+      job_.parts = ReadJobFile(folder + "/" + kBuildToml).parts;
+    } catch (const Failure&) {  // `verify` tells of it
+    }
   }
 
   // Checks a job file: its parts and styles in the job's own surroundings; when all of them can be read, also
@@ -262,10 +275,13 @@ class Checker {
   }
 
   void CheckPart(const std::string& path) {
-    const InputMesh input = ReadMesh(context_, context_.reading(), path);
+    const auto asked = std::find_if(job_.parts.begin(), job_.parts.end(),
+                                    [&](const PartRequest& part) { return part.path == path; });
+    PartRequest alone;
+    alone.path = path;
+    const InputMesh input = ReadPart(context_, job_, asked == job_.parts.end() ? alone : *asked);
     RequireFinite(input);
     WarnOfUnits(context_, input, &vat_mm_);
-    job_.units = surroundings_.units;
     const double lowest = input.box().min[2] * UnitsFactor(input.units, job_.units);
     if (const auto finding = FloorFinding(path, lowest, job_)) context_.Say(*finding);
     if (!surroundings_.of_build && job_.floor == Floor::kKeep && lowest < -ContactIn(job_.units)) {

@@ -101,7 +101,7 @@ void WarnOfThinWall(Context& context, const std::string& input, const Wall& wall
                           "limit of {} {unit}; so it is at {} % of the points measured",
                           Plain(wall.least, 4), Plain(x, 3), Plain(y, 3), Plain(z, 3), Plain(limit, 4),
                           Plain(100 * wall.thin_share, 1), fmt::arg("unit", unit)))
-          .At({{"point", NumbersToJson(wall.place)}, {"wall", NumberToJson(wall.least)}})
+          .At({{"point", NumbersToJson(wall.place)}, {"thickness", NumberToJson(wall.least)}})
           .Hint("simplify a part of many small facets first; short edges hold the push back"));
 }
 
@@ -194,7 +194,7 @@ ExitCode Run(Context& context, const Options& options) {
                    {{"least", NumberToJson(wall.least)},
                     {"mean", NumberToJson(wall.mean)},
                     {"thin_share", NumberToJson(wall.thin_share)},
-                    {"place", NumbersToJson(wall.place)}}},
+                    {"point", NumbersToJson(wall.place)}}},
                   {"volume_before", NumberToJson(before)},
                   {"volume_after", NumberToJson(before - saved)},
                   {"resin_saved", saves ? NumberToJson(saved) : Json(nullptr)},

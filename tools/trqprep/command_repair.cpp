@@ -34,8 +34,7 @@ Message RepairLeft(const std::string& output, const std::vector<OpenEdge>& left)
       message.text += fmt::format("{} X {} Y {} Z {}", places.empty() ? "" : ",", Plain(edge.from[0], 4),
                                   Plain(edge.from[1], 4), Plain(edge.from[2], 4));
     }
-    places.push_back(
-        {{"facet", edge.facet}, {"from", CornerToJson(edge.from)}, {"to", CornerToJson(edge.to)}});
+    places.push_back({{"facet", edge.facet}, {"ends", {CornerToJson(edge.from), CornerToJson(edge.to)}}});
   }
   if (left.size() > kPlacesInText) message.text += " and elsewhere";
   message.At({{"edges", left.size()}, {"places", places}});
@@ -59,14 +58,15 @@ ExitCode Run(Context& context, const Options& options) {
     done += RepairMesh(input, limits);
   WriteWork(context, options, work);
 
-  context.State({{"before", before}});
+  before["open_edges"] = done.open_before;
+  context.State({{"mesh_before", before}});
   DescribeMesh(context.data, input);
   const auto facets = [](int count) { return Counted(count, "facet", "facets"); };
   std::string kept, undecided;
   if (done.kept_for_box > 0) kept = fmt::format(", {} kept: the box ends there", done.kept_for_box);
   if (done.undecided_shells > 0)
     undecided = fmt::format(", {} left: they cross or lie in what is open", done.undecided_shells);
-  context.Report({{"open_edges", {{"before", done.open_before}, {"after", done.left.size()}}},
+  context.Report({{"open_edges", done.left.size()},
                   {"steps",
                    {{"given_twice", done.given_twice},
                     {"equal_corners", done.equal_corners},
@@ -79,14 +79,14 @@ ExitCode Run(Context& context, const Options& options) {
                     {"largest_move", NumberToJson(done.largest_move)},
                     {"filled_holes", done.filled_holes},
                     {"added_facets", done.added_facets}}}},
-                 R"({output}: {count}, were {before.facets}; {state}
+                 R"({output}: {count}, were {mesh_before.facets}; {state}
   given twice    {twice} removed
   equal corners  {equal} removed{kept}
   stitched       {stitched}, {moved} moved by at most {steps.largest_move:4} {unit}
   turned         {turned} to fit their shell, {shells} outward or inward{undecided}
   holes          {steps.filled_holes} filled with {added}
-  open edges     {open_edges.after}, were {open_edges.before}
-  volume         {volume:3} {unit}3, was {before.volume:3} {unit}3
+  open edges     {open_edges}, were {mesh_before.open_edges}
+  volume         {volume:3} {unit}3, was {mesh_before.volume:3} {unit}3
 )",
                  {{"count", facets(mesh.num_triangles())},
                   {"state", done.left.empty() ? "closed" : "still open"},

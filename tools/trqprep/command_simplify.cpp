@@ -40,7 +40,7 @@ ExitCode Run(Context& context, const Options& options) {
     context.Warn(Message(Code::kSimplifyNothing, options.input,
                          "has only " + Counted(was.facets, "facet") + "; nothing was simplified"));
   }
-  RequireFacets(*input.mesh, options.input, fmt::format("simplifying to about {} facets", facets).c_str());
+  RequireFacets(*input.mesh, options.input, ("simplifying to about " + Counted(facets, "facet")).c_str());
   input.mesh->recalculate_extents();
   const ShapeMeasures now = MeasureShape(input);
   bool ruined = false;
@@ -59,7 +59,7 @@ ExitCode Run(Context& context, const Options& options) {
                  {"target", facets},
                  {"forced", ruined && options.force_checks}});
   if (ruined && !options.force_checks) {
-    context.State({{"input", TextToJson(options.input)}});
+    context.State({{"file", TextToJson(options.input)}});
     context.data.update(Describe(input, now));
     return ExitCode::kNo;
   }

@@ -556,7 +556,7 @@ void AddStyleEdits(Command& group, StyleKind kind) {
                : "trqprep recoat new --machine TRQ-E7 -o target.rcs && "
                  "trqprep recoat copy ThreeSweeps.rcs target.rcs --params 'Z*'",
          build ? "trqprep style copy Fine.sty Standard.sty --params Dp --params Ec --dry-run"
-               : "trqprep recoat copy ThreeSweeps.rcs blank.rcs --params '*ZWait' --dry-run"});
+               : "trqprep recoat copy ThreeSweeps.rcs target.rcs --params '*ZWait' --dry-run"});
     auto& options = verb.Runs(Copy, kind);
     verb.Argument("FROM", options.from, "The file to copy from");
     verb.Argument("TO", options.to, "The file to copy to, replaced unless -o is given");

@@ -50,10 +50,12 @@ void ChooseMachine(const std::string& name, const std::string& profiles_file, bo
 JobOptions::JobOptions(Command& command, bool whole) : app_(command.app), whole_(whole) {
   arguments_ =
       command
-          .Arguments("PART", argument_values_,
-                     whole ? "STL or CTL file, or FILE,copies=N,rotate-z=DEGREES,style=STYLE; or one job file"
-                           : "STL or CTL file, or FILE,copies=N,rotate-z=DEGREES",
-                     false)
+          .Arguments(
+              "PART", argument_values_,
+              whole
+                  ? "STL or CTL file, or FILE,copies=N,rotate-z=DEGREES,units=UNIT,style=STYLE; or one job file"
+                  : "STL or CTL file, or FILE,copies=N,rotate-z=DEGREES,units=UNIT",
+              false)
           .option;
   const auto add = [&](const std::string& key) {
     if (key == "machines") {
@@ -107,6 +109,7 @@ Job JobOptions::Get(const Context& context) const {
   }
   Job job = job_;
   job.units = context.units();
+  job.units_given = context.options.units_given;
   job.accept_partial = context.options.accept_partial;
   size_t next_argument = 0;
   size_t next_part = 0;

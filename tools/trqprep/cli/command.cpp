@@ -135,9 +135,11 @@ void Command::AllFlag() {
 }
 
 void Command::UsesUnits() {
-  Prepare(
-      app.add_option("--units", tree_.common().units, "Unit of bare lengths and of STL files (default mm)"),
-      "mm|in");
+  CommonOptions& common = tree_.common();
+  CLI::Option* option =
+      app.add_option("--units", common.units, "Unit of bare lengths and of STL files (default mm)");
+  option->each([&common](const std::string&) { common.units_given = true; });
+  Prepare(option, "mm|in");
 }
 
 void Command::ReadsMeshes() {

@@ -65,7 +65,7 @@ std::vector<std::string> ValuesOf(const std::string& command, const OptionWords&
   std::vector<std::string> words;
   if (option.type == "CODE") {
     for (const MessageRow& row : MessageTable()) {
-      if (row.is_rule()) words.emplace_back(row.text);
+      words.emplace_back(row.text);
     }
   } else if (option.type.find('|') != std::string::npos) {
     words = Split(option.type, '|');

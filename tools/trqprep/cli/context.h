@@ -21,6 +21,7 @@ struct CommonOptions {
   bool accept_partial = false;
   bool all = false;
   std::string units = "mm";
+  bool units_given = false;  ///< on the command line
 };
 
 /// "OPEN-EDGES, SEALED-VOID (18)"
@@ -34,7 +35,7 @@ class Context : public Observer {
 
   /// The unit of bare lengths and STL files.
   Units units() const { return UnitsFromName(options.units).value_or(Units::kMillimetre); }
-  ReadOptions reading() const { return {units(), options.accept_partial}; }
+  ReadOptions reading() const { return {units(), options.accept_partial, options.units_given}; }
 
   // --- the result -------------------------------------------------------------------------------------
   /// The "data" of the JSON document; an object.
