@@ -120,7 +120,7 @@ void VerifyFiles(Observer& observer, const std::string& folder, const Json& docu
     const std::filesystem::file_status status =
         std::filesystem::symlink_status(described.PathOf(name), unknown);
     if (!std::filesystem::is_regular_file(status)) {
-      add(Code::kVerifyFile, name, std::filesystem::exists(status) ? "is no regular file" : "is missing");
+      add(Code::kVerifyFile, name, std::filesystem::exists(status) ? "is not a regular file" : "is missing");
       continue;
     }
     observer.Progress("verifying " + name, 0.2);

@@ -54,7 +54,8 @@ void CheckKeys(std::string_view text) {
       const toml::source_position where{
           static_cast<toml::source_index>(std::count(before.begin(), before.end(), '\n') + 1),
           static_cast<toml::source_index>(at - before.rfind('\n'))};  // npos + 1 is 0
-      throw TomlMistake{{where, where, nullptr}, fmt::format("a key has more than {} parts", kMostKeyParts)};
+      throw TomlMistake{{where, where, nullptr},
+                        fmt::format("a key is of more than {} names", kMostKeyParts)};
     }
   }
 }

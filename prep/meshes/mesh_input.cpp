@@ -94,15 +94,17 @@ int UnitsCode(Units units) { return units == Units::kInch ? trq::units::kInch : 
   const int64_t announced = report.solids.front().announced;
   if (error.code == ErrorCode::kBadCount) {
     Fail(ExitCode::kInput,
-         Message(Code::kStlCount, path, fmt::format("binary STL announces {} facets", announced))
+         Message(Code::kStlCount, path, "binary STL announces " + Counted(announced, "facet"))
              .Hint("a file must hold at least one facet; export the part again")
              .At({{"byte", kStlHeaderSize}}));
   }
   const int64_t present = report.solids.front().present;
-  Message message(Code::kStlShort, path,
-                  fmt::format("binary STL announces {} facets, file holds {}", announced, present));
+  Message message(
+      Code::kStlShort, path,
+      fmt::format("binary STL announces {}, file holds {}", Counted(announced, "facet"), present));
   message.At({{"announced", announced}, {"present", present}});
-  Fail(ExitCode::kInput, message.Hint(fmt::format("--accept-partial uses the {} facets present", present)));
+  Fail(ExitCode::kInput,
+       message.Hint(fmt::format("--accept-partial uses the {} present", Counted(present, "facet"))));
 }
 
 void CheckIndices(const InputMesh& input) {
@@ -139,8 +141,8 @@ void ReadText(Observer& observer, const ReadOptions& options, bool may_be_cut, b
     message.At({{"line", report.lines}, {"facets", report.facets}});
     if (!read) Fail(ExitCode::kInput, message.Hint("export the part again"));
     if (!may_be_cut && !options.accept_partial) {
-      Fail(ExitCode::kInput,
-           message.Hint(fmt::format("--accept-partial uses the {} facets present", report.facets)));
+      Fail(ExitCode::kInput, message.Hint(fmt::format("--accept-partial uses the {} present",
+                                                      Counted(report.facets, "facet"))));
     }
     observer.Warn(message.Hint("the facets present were used"));
   }
@@ -190,11 +192,11 @@ void ReadStl(Observer& observer, const ReadOptions& options, bool may_be_cut, In
   input.solids = std::max(int(cut - report.solids.begin()), 1);
   if (options.accept_partial && cut != report.solids.end()) {
     Message message(Code::kStlShort, input.path,
-                    fmt::format("binary STL announces {} facets more than the file holds",
-                                cut->announced - cut->present));
+                    fmt::format("binary STL announces {} more than the file holds",
+                                Counted(cut->announced - cut->present, "facet")));
     if (cut == report.solids.begin()) {
-      message.text =
-          fmt::format("binary STL announces {} facets, file holds {}", cut->announced, cut->present);
+      message.text = fmt::format("binary STL announces {}, file holds {}", Counted(cut->announced, "facet"),
+                                 cut->present);
       message.At({{"announced", cut->announced}, {"present", cut->present}});
     }
     observer.Warn(message.Hint("the facets present were used"));

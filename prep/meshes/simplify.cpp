@@ -304,7 +304,7 @@ std::vector<Message> CheckSimplified(const std::string& path, int facets, const 
   const auto say = [&](Code code, const std::string& text) { messages.push_back(Finding(code, path, text)); };
   const ShapeChange change = CompareShapes(before, after);
   if (change.share > kRuinousChange) {
-    say(Code::kSimplifyRuined, fmt::format("with {} facets the {} changes by {}", after.facets,
+    say(Code::kSimplifyRuined, fmt::format("with {} the {} changes by {}", Counted(after.facets, "facet"),
                                            change.measure, Percent(change.share)));
   } else if (change.share > kNoticedChange) {
     say(Code::kSimplifyShape, fmt::format("the {} changed by {}", change.measure, Percent(change.share)));
@@ -322,7 +322,7 @@ std::vector<Message> CheckSimplified(const std::string& path, int facets, const 
   }
   if (std::abs(after.facets - double(facets)) > kTargetMargin * facets) {
     say(Code::kSimplifyTarget,
-        fmt::format("the result has {} facets, {} were asked for", after.facets, facets));
+        fmt::format("the result has {}, {} were asked for", Counted(after.facets, "facet"), facets));
   }
   return messages;
 }

@@ -312,9 +312,9 @@ std::vector<Message> CheckPieces(Observer& observer, Plate& plate) {
   }
   for (const auto& [key, entry] : outside) {
     const std::string axis(1, static_cast<char>('X' + key.second));
-    const std::string what = entry.pieces == 1
-                                 ? "piece " + entry.first + " reaches"
-                                 : fmt::format("{} pieces, {} first, reach", entry.pieces, entry.first);
+    const std::string what =
+        entry.pieces == 1 ? "piece " + entry.first + " reaches"
+                          : fmt::format("{}, {} first, reach", Counted(entry.pieces, "piece"), entry.first);
     Message message(Code::kOutsideVat, plate.parts[key.first].request.path,
                     fmt::format("{} {} {} out of the vat in {}", what, Plain(entry.by, 4), unit, axis));
     if (key.second == 2 && entry.below) message.Hint("without --floor keep parts are moved up to Z = 0");

@@ -53,13 +53,15 @@ class CompareVersions(unittest.TestCase):
         cls.folder = pathlib.Path(tempfile.mkdtemp(prefix="compare-versions-test-"))
         cls.addClassCleanup(shutil.rmtree, cls.folder, ignore_errors=True)
         cls.frozen = cls.folder / "frozen"
+        cls.nothing = cls.folder / "nothing.toml"
+        cls.nothing.write_text("")
         cls.compare(None, "--old-tool", TOOL, "--old-tree", SOURCE, "--freeze", cls.frozen)
 
     @staticmethod
     def compare(allowed, *arguments):
         """Exit code and text of a comparison of the few scenes."""
         more = [argument for scene in SCENES for argument in ("--only", scene)]
-        more += ["--allowed", str(allowed)] if allowed else []
+        more += ["--allowed", str(allowed or CompareVersions.nothing)]
         printed = io.StringIO()
         with contextlib.redirect_stdout(printed):
             status = compare_versions.main([*map(str, arguments), *more])
