@@ -180,7 +180,7 @@ class Reader {
     const toml::array* array = entry.node.as_array();
     if (!array) Refuse(entry, "is not a list of codes");
     for (const toml::node& node : *array) {
-      const MessageRow* row = FindRow(Text({entry.key, node}));
+      const MessageRow* row = FindRow(Text({entry.key, node, entry.given}));
       if (!row) Refuse(entry, "names a code that there is not");
       codes.push_back(row->code);
     }

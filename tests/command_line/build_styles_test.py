@@ -365,11 +365,11 @@ class JobFiles(BuildTest):
 
     def test_what_nests_deeper_than_any_job(self):
         # Each part of a key is a table in a table; taken apart by recursion, a million of them end any stack.
-        for text, line, words in (("a" + ".a" * 300000 + " = 1\n", 1, "16 parts"),
-                                  ("seed = 1\n[a" + " . 'a'" * 300000 + "]\n", 2, "16 parts"),
+        for text, line, words in (("a" + ".a" * 300000 + " = 1\n", 1, "16 names"),
+                                  ("seed = 1\n[a" + " . 'a'" * 300000 + "]\n", 2, "16 names"),
                                   ("x = " + "{a=" * 100000 + "1" + "}" * 100000, 1, "depth"),
                                   ("x = " + "[" * 100000 + "]" * 100000, 1, "depth"),
-                                  ("\n" + "a." * 16 + "a = 1", 2, "16 parts")):
+                                  ("\n" + "a." * 16 + "a = 1", 2, "16 names")):
             with self.subTest(text[:40]):
                 self.write("deep.toml", text)
                 message, = self.fails(INPUT, "build", "deep.toml", "-o", "out", "--json").document()["messages"]
@@ -516,7 +516,7 @@ class Verify(BuildTest):
         self.path("out/plate.stl").symlink_to(whole)
         result = self.differs("VERIFY-FILE")
         self.assertEqual(sorted((m["file"], m["text"]) for m in result.document()["messages"]),
-                         [("out/plate.stl", "is no regular file"), ("out/plate.svg", "is missing")])
+                         [("out/plate.stl", "is not a regular file"), ("out/plate.svg", "is missing")])
 
     def test_a_changed_build_json(self):
         document = self.document()

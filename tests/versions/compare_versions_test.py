@@ -36,7 +36,7 @@ for path in pathlib.Path(".").rglob("build.json") if pathlib.Path.cwd().name == 
         continue
     before, after = checks.read_bytes(), other(checks.read_bytes())
     checks.write_bytes(after)
-    replaced.update({b'"size": %d,' % len(before): b'"size": %d,' % len(after),
+    replaced.update({b'"file_size": %d,' % len(before): b'"file_size": %d,' % len(after),
                      sum_of(before).encode(): sum_of(after).encode()})
     stated = re.search(b'"sum": "([0-9a-f]+)"', text).group(1)
     text = other(text)

@@ -51,8 +51,9 @@ TEST(MessageTable, EveryCodeHasAStoryAndANextStep) {
   for (const MessageRow& row : MessageTable()) {
     EXPECT_GT(std::string(row.story).size(), 80u) << row.text;
     EXPECT_GT(std::string(row.hint).size(), 5u) << row.text;
-    if (row.severity == Severity::kError)
+    if (row.severity == Severity::kError) {
       EXPECT_EQ(std::string(row.hint).find("none needed"), std::string::npos);
+    }
   }
 }
 
