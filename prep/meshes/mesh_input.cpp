@@ -203,7 +203,7 @@ void ReadStl(Observer& observer, const ReadOptions& options, bool may_be_cut, In
   } else if (report.end < input.file_size) {
     observer.Note(
         Message(Code::kStlTrailing, input.path,
-                fmt::format("{} bytes after the last facet were not read", input.file_size - report.end))
+                Counted(int64_t(input.file_size - report.end), "byte") + " after the last facet not read")
             .At({{"byte", report.end}}));
   }
 }
@@ -225,7 +225,7 @@ void ReadCtl(Observer& observer, const ReadOptions& options, InputFile& file, In
   const uint64_t end = file.Position().value_or(input.file_size);
   if (end < input.file_size) {
     observer.Note(Message(Code::kCtlTrailing, input.path,
-                          fmt::format("{} bytes after the last facet were not read", input.file_size - end))
+                          Counted(int64_t(input.file_size - end), "byte") + " after the last facet not read")
                       .At({{"byte", end}}));
   }
   const int code = input.mesh->header.units;

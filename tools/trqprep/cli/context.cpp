@@ -94,12 +94,11 @@ void Context::TellGathered() {
         return other->code == message.code && other->severity == message.severity;
       });
     }));
-    const std::string where = files == 1 ? OneLine(message.file) : fmt::format("{} files", files);
-    const std::string hint = row.hint;
+    std::string where = files == 1 ? OneLine(message.file) : fmt::format("{} files", files);
+    if (said.size() > files) where += fmt::format("{}{} times", where.empty() ? "" : ", ", said.size());
     WriteErrorStream(
         RenderMessage(Message(message.code, "",
-                              fmt::format("{}{}{} times: {}; hint: {}", where, where.empty() ? "" : ", ",
-                                          said.size(), row.title, hint))
+                              fmt::format("{}: {}; hint: {}", where, row.title, row.hint))
                           .As(message.severity),
                       ErrorStreamHasColour()));
   }
