@@ -31,13 +31,13 @@ class Corpus(ToolTest):
                     # A text that only this tool reads, or a file that nobody reads.
                     if result.exit == DONE:
                         self.assertEqual(result.codes()[0], "STL-NORMALISED")
-                        self.assertEqual(result.document()["data"]["facets"], entry["facets"])
+                        self.assertEqual(result.document()["data"]["files"][0]["facets"], entry["facets"])
                         self.assertEqual(converted.exit, DONE)
                     else:
                         self.assertEqual((result.exit, converted.exit), (INPUT, INPUT))
                     continue
                 self.assertEqual(result.exit, DONE, result.err)
-                data = result.document()["data"]
+                data, = result.document()["data"]["files"]
                 self.assertEqual(data["facets"], rule["facets"])
                 self.assertEqual(converted.exit, DONE, converted.err)
                 self.assertEqual(self.info_of("out.ctl")["facets"], rule["facets"])

@@ -30,7 +30,8 @@ def read_by_tool(report, path, *more):
         document = json.loads(ran.out)
     except ValueError:
         return ran.exit, None, [{"code": "NONE", "text": ran.err}]
-    return ran.exit, document.get("data", {}).get("facets"), document["messages"]
+    entry, = document["data"].get("files") or [{}]
+    return ran.exit, entry.get("facets"), document["messages"]
 
 
 # --- mutants --------------------------------------------------------------------------------------------------
