@@ -59,7 +59,7 @@ void RequireFinite(const InputMesh& input);
 /// read in inches and does not fit the vat (in mm; null: no vat) although it would if its numbers were
 /// millimetres.
 std::optional<Message> UnitsDoubt(const InputMesh& input, const std::array<double, 3>* vat_mm);
-/// Warns of it.
+/// Warns of it. Of STL files whose numbers are there, but make no mesh, ReadMesh does so itself.
 void WarnOfUnits(Observer& observer, const InputMesh& input, const std::array<double, 3>* vat_mm);
 
 /// Warns of a file that does not say its unit.

@@ -4,8 +4,11 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <cmath>
 #include <cstring>
+#include <string_view>
+#include <vector>
 
 #include "trq/core/ctl.h"
 #include "trq/core/stl.h"
@@ -21,6 +24,7 @@ using trq::core::Place;
 using trq::core::Result;
 using trq::core::StlReport;
 
+constexpr size_t kStlRecordSize = 50;
 constexpr size_t kCtlHeaderSize = 256;
 constexpr size_t kCtlMagicOffset = 160;
 
@@ -242,6 +246,95 @@ void ReadCtl(Observer& observer, const ReadOptions& options, InputFile& file, In
 // is.
 constexpr double kDoubtfulMillimetres = 3;
 
+std::optional<Message> DoubtOf(const InputMesh& input, const Box& box, const std::array<double, 3>* vat_mm) {
+  if (input.units_given || box.Empty()) return std::nullopt;
+  const Point numbers = box.Size();
+  if (!(numbers[0] >= 0 && numbers[1] >= 0 && numbers[2] >= 0)) return std::nullopt;
+  Point size = numbers;
+  for (double& side : size) side *= UnitsFactor(input.units, Units::kMillimetre);
+  const auto fits = [&](const Point& sides) {
+    return sides[0] <= (*vat_mm)[0] && sides[1] <= (*vat_mm)[1] && sides[2] <= (*vat_mm)[2];
+  };
+  const double largest = *std::max_element(size.begin(), size.end());
+  const bool small = largest > 0 && largest < kDoubtfulMillimetres;
+  const bool large = input.units == Units::kInch && vat_mm && !fits(size) && fits(numbers);
+  if (!small && !large) return std::nullopt;
+  const std::string in_both = SizeInBoth(size, Units::kMillimetre);
+  return Message(Code::kUnitsDoubt, input.path,
+                 small ? "the part is only " + in_both
+                       : "the part is " + in_both + " and does not fit the vat; in mm it would")
+      .As(Severity::kWarning)
+      .Hint(input.units_stated
+                ? "is its unit right? --units says that it is"
+                : "say its unit: FILE,units=mm (or in, cm, m) with build and place, units = \"mm\" "
+                  "in a job file, --units elsewhere");
+}
+
+// Around the corners of the records of a binary STL file, as many as it holds.
+Box BoxOfRecords(InputFile& file, bool foreign) {
+  Box box;
+  file.Seek(kStlHeaderSize + 4);
+  std::vector<unsigned char> block(kStlRecordSize * 1024);
+  while (const size_t got = file.Read(block.data(), block.size()) / kStlRecordSize) {
+    for (size_t record = 0; record < got; ++record) {
+      for (size_t corner = 1; corner <= 3; ++corner) {
+        Point point;
+        for (size_t axis = 0; axis < 3; ++axis) {
+          const unsigned char* at = &block[record * kStlRecordSize + 12 * corner + 4 * axis];
+          uint32_t word = 0;
+          for (size_t k = 0; k < 4; ++k) word |= uint32_t(at[foreign ? 3 - k : k]) << (8 * k);
+          float number;
+          std::memcpy(&number, &word, sizeof number);
+          point[axis] = double(number);
+        }
+        box.Add(point);
+      }
+    }
+  }
+  return box;
+}
+
+// Around what stands behind every word "vertex" of a text.
+Box BoxOfText(InputFile& file) {
+  constexpr std::string_view kBlank = " \t\r\n";
+  Box box;
+  file.Seek(0);
+  const std::string text = file.ReadRest();
+  for (size_t at = text.find("vertex"); at != std::string::npos; at = text.find("vertex", at)) {
+    at += 6;
+    Point point;
+    size_t axis = 0;
+    for (; axis < 3; ++axis) {
+      const size_t begin = std::min(text.find_first_not_of(kBlank, at), text.size());
+      const auto [stop, error] = std::from_chars(text.data() + begin, text.data() + text.size(), point[axis]);
+      if (error != std::errc()) break;
+      at = size_t(stop - text.data());
+    }
+    if (axis == 3) box.Add(point);
+  }
+  return box;
+}
+
+// Reads an STL file; the unit of one that makes no mesh is doubted as that of any other.
+void ReadStlOrDoubt(Observer& observer, const ReadOptions& options, bool may_be_cut, InputFile& file,
+                    InputMesh& input) {
+  try {
+    ReadStl(observer, options, may_be_cut, file, input);
+  } catch (const Failure& failure) {
+    const Code code = failure.message.code;
+    const StlContent content = LookAtStl(file);
+    Box box;
+    if (code == Code::kStlText || code == Code::kStlCut ||
+        (code == Code::kStlUnjoined && content != StlContent::kBinary)) {
+      box = BoxOfText(file);
+    } else if (code == Code::kStlShort || code == Code::kStlUnjoined || code == Code::kStlEndian) {
+      box = BoxOfRecords(file, content == StlContent::kForeignEndian);
+    }
+    if (const auto doubt = DoubtOf(input, box, nullptr)) observer.Warn(*doubt);
+    throw;
+  }
+}
+
 // A binary file whose count fits its size, or a text whose second line begins with "facet".
 bool HasStlContent(const FileHead& file) {
   const int32_t facets = WordAt(file.head, kStlHeaderSize);
@@ -307,7 +400,7 @@ InputMesh ReadMesh(Observer& observer, const ReadOptions& options, const std::st
   if (LooksLikeCtl(file.head())) {
     ReadCtl(observer, options, file, input);
   } else if (LooksLikeStl(file.head())) {
-    ReadStl(observer, options, how.may_be_cut, file, input);
+    ReadStlOrDoubt(observer, options, how.may_be_cut, file, input);
   } else {
     FailInput(Code::kInputUnknown, path, "is neither an STL nor a CTL file");
   }
@@ -334,26 +427,7 @@ void RequireFinite(const InputMesh& input) {
 }
 
 std::optional<Message> UnitsDoubt(const InputMesh& input, const std::array<double, 3>* vat_mm) {
-  const Box box = input.box();
-  if (input.units_given || box.Empty()) return std::nullopt;
-  const Point numbers = box.Size();
-  Point size = numbers;
-  for (double& side : size) side *= UnitsFactor(input.units, Units::kMillimetre);
-  const auto fits = [&](const Point& sides) {
-    return sides[0] <= (*vat_mm)[0] && sides[1] <= (*vat_mm)[1] && sides[2] <= (*vat_mm)[2];
-  };
-  const bool small = *std::max_element(size.begin(), size.end()) < kDoubtfulMillimetres;
-  const bool large = input.units == Units::kInch && vat_mm && !fits(size) && fits(numbers);
-  if (!small && !large) return std::nullopt;
-  const std::string in_both = SizeInBoth(size, Units::kMillimetre);
-  return Message(Code::kUnitsDoubt, input.path,
-                 small ? "the part is only " + in_both
-                       : "the part is " + in_both + " and does not fit the vat; in mm it would")
-      .As(Severity::kWarning)
-      .Hint(input.units_stated
-                ? "is its unit right? --units says that it is"
-                : "say its unit: FILE,units=mm (or in, cm, m) with build and place, units = \"mm\" "
-                  "in a job file, --units elsewhere");
+  return DoubtOf(input, input.box(), vat_mm);
 }
 
 void WarnOfUnknownUnits(Observer& observer, const std::string& path, Units taken) {

@@ -48,6 +48,18 @@ class Parts(CheckTest):
     def test_units_doubt(self):
         message, = self.finds("UNITS-DOUBT", "a.stl", binary_stl(box_facets((2.9, 1, 1))))
         self.assertIn("units=", message["hint"])
+        # Numbers that make no mesh say as much of their unit.
+        one = [((0, 0, 0), (1, 0, 0), (0, 1, 0))]
+        foreign = bytearray(binary_stl(one))
+        for at in range(80, len(foreign) - 2, 4):
+            foreign[at:at + 4] = foreign[at:at + 4][::-1]
+        cut = ascii_stl(one).rsplit("endfacet", 1)[0]
+        for code, content in (("STL-UNJOINED", binary_stl(one)), ("STL-UNJOINED", ascii_stl(one).encode()),
+                              ("STL-SHORT", binary_stl(one, announced=3)), ("STL-ENDIAN", bytes(foreign)),
+                              ("STL-CUT", cut.encode()), ("STL-TEXT", ascii_stl(one).replace("outer", "inner").encode())):
+            self.write("one.stl", content)
+            self.assertEqual(self.fails(NO, "check", "one.stl", "--json").codes(), ["UNITS-DOUBT", code])
+            self.assertEqual(self.fails(NO, "check", "one.stl", "--units", "mm", "--json").codes(), [code])
         # Of a size that people build, in millimetres, whatever would fit the vat in inches.
         self.finds_nothing("a.stl", binary_stl(box_facets((9.8, 9.8, 9.8))))
         self.finds_nothing("a.stl", binary_stl(box_facets((2.9, 1, 1))), "--units", "mm")

@@ -97,8 +97,7 @@ void Context::TellGathered() {
     std::string where = files == 1 ? OneLine(message.file) : fmt::format("{} files", files);
     if (said.size() > files) where += fmt::format("{}{} times", where.empty() ? "" : ", ", said.size());
     WriteErrorStream(
-        RenderMessage(Message(message.code, "",
-                              fmt::format("{}: {}; hint: {}", where, row.title, row.hint))
+        RenderMessage(Message(message.code, "", fmt::format("{}: {}; hint: {}", where, row.title, row.hint))
                           .As(message.severity),
                       ErrorStreamHasColour()));
   }
