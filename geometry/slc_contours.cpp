@@ -26,7 +26,7 @@ SlcLayer SlcLayer::Terminator(float z) {
 SlcLayer::SlcLayer(const SlcLayer& other) : z(other.z), terminator_(other.terminator_) {
   size_t total = 0;
   for (const SlcBoundary& boundary : other.boundaries_) total += size_t{2} * boundary.vertex_count;
-  if (total > 0) MakeBlock(total);
+  if (total > 0) points().MakeBlock(total);
   boundaries_.reserve(other.boundaries_.size());
   for (const SlcBoundary& boundary : other.boundaries_) {
     float* const points = AddBoundary(boundary.vertex_count, boundary.gap_count);
@@ -39,50 +39,44 @@ SlcLayer& SlcLayer::operator=(const SlcLayer& other) {
   return *this;
 }
 
-SlcLayer::SlcLayer(SlcLayer&& other) noexcept : SlcLayer() { *this = std::move(other); }
-
-SlcLayer& SlcLayer::operator=(SlcLayer&& other) noexcept {
-  if (this != &other) {
-    z = other.z;
-    terminator_ = other.terminator_;
-    boundaries_ = std::exchange(other.boundaries_, {});
-    blocks_ = std::exchange(other.blocks_, {});
-    free_points_ = std::exchange(other.free_points_, nullptr);
-    free_size_ = std::exchange(other.free_size_, 0);
-    block_size_ = std::exchange(other.block_size_, 0);
-  }
-  return *this;
-}
-
+SlcLayer::SlcLayer(SlcLayer&& other) noexcept = default;
+SlcLayer& SlcLayer::operator=(SlcLayer&& other) noexcept = default;
 SlcLayer::~SlcLayer() = default;
+
+SlcLayer::Points& SlcLayer::points() {
+  if (!points_) points_ = std::make_unique<Points>();
+  return *points_;
+}
 
 float* SlcLayer::AddBoundary(uint32_t vertex_count, uint32_t gap_count) {
   const size_t needed = size_t{2} * vertex_count;
-  float* points = nullptr;
+  float* added = nullptr;
   if (needed > 0) {
-    if (free_size_ < needed) {
-      const size_t grown = std::clamp(2 * block_size_, kFirstBlock, kLargestBlock);
-      MakeBlock(std::max(needed, grown));
+    Points& from = points();
+    if (from.free_size < needed) {
+      const size_t grown = std::clamp(2 * from.block_size, kFirstBlock, kLargestBlock);
+      from.MakeBlock(std::max(needed, grown));
     }
-    points = free_points_;
-    free_points_ += needed;
-    free_size_ -= needed;
+    added = from.free_points;
+    from.free_points += needed;
+    from.free_size -= needed;
   }
-  boundaries_.push_back({vertex_count, gap_count, points});
-  return points;
+  boundaries_.push_back({vertex_count, gap_count, added});
+  return added;
 }
 
-void SlcLayer::AddBoundary(uint32_t vertex_count, uint32_t gap_count, float* points,
+void SlcLayer::AddBoundary(uint32_t vertex_count, uint32_t gap_count, float* own_points,
                            const std::shared_ptr<float[]>& block) {
-  if (vertex_count > 0 && (blocks_.empty() || blocks_.back() != block)) blocks_.push_back(block);
-  boundaries_.push_back({vertex_count, gap_count, vertex_count > 0 ? points : nullptr});
+  if (vertex_count > 0 && (!points_ || points_->blocks.empty() || points_->blocks.back() != block))
+    points().blocks.push_back(block);
+  boundaries_.push_back({vertex_count, gap_count, vertex_count > 0 ? own_points : nullptr});
 }
 
-void SlcLayer::MakeBlock(size_t size) {
+void SlcLayer::Points::MakeBlock(size_t size) {
   std::shared_ptr<float[]> block(new float[size]);  // owned before the list grows, which may fail
-  blocks_.push_back(std::move(block));
-  free_points_ = blocks_.back().get();
-  free_size_ = block_size_ = size;
+  blocks.push_back(std::move(block));
+  free_points = blocks.back().get();
+  free_size = block_size = size;
 }
 
 }  // namespace trq

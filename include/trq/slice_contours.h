@@ -88,21 +88,26 @@ class TRQ_EXPORT SlcLayer {
   /// terminator, which writes no boundaries.
   float* AddBoundary(uint32_t vertex_count, uint32_t gap_count);
   /// Appends a boundary whose points lie in a block that others may share; the layer keeps the block alive.
-  void AddBoundary(uint32_t vertex_count, uint32_t gap_count, float* points,
+  void AddBoundary(uint32_t vertex_count, uint32_t gap_count, float* own_points,
                    const std::shared_ptr<float[]>& block);
 
   float z;  ///< height of the layer, in the file's units
 
  private:
-  void MakeBlock(std::size_t size);
+  // The points of many boundaries share a block: files hold millions of short boundaries.
+  struct Points {
+    void MakeBlock(std::size_t size);
+
+    std::vector<std::shared_ptr<float[]>> blocks;
+    float* free_points = nullptr;  // in the block that this layer made last
+    std::size_t free_size = 0;     // floats left in it
+    std::size_t block_size = 0;    // floats in it
+  };
+  Points& points();
 
   bool terminator_ = false;
   std::vector<SlcBoundary> boundaries_;
-  // The points of many boundaries share a block: files hold millions of short boundaries.
-  std::vector<std::shared_ptr<float[]>> blocks_;
-  float* free_points_ = nullptr;  // in the block that this layer made last
-  std::size_t free_size_ = 0;     // floats left in it
-  std::size_t block_size_ = 0;    // floats in it
+  std::unique_ptr<Points> points_;  // null without points: files hold millions of such layers, too
 };
 }  // namespace trq
 

@@ -3,7 +3,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -44,6 +46,9 @@ class Json {
   Json(std::initializer_list<Json> values);
 
   static Json array(std::initializer_list<Json> values = {});
+  /// A list of `count` values that `make` makes one by one whenever the list is gone through or written: a
+  /// long one is never in memory. What `make` draws on has to live as long.
+  static Json Rows(std::size_t count, std::function<Json(std::size_t)> make);
   static Json object();
 
   bool is_boolean() const { return Holds<bool>(); }
@@ -53,6 +58,7 @@ class Json {
   bool is_number_unsigned() const { return Holds<std::uint64_t>(); }
   bool is_string() const { return Holds<std::string>(); }
   bool is_array() const { return Holds<List>(); }
+  bool is_rows() const { return Holds<RowsOnDemand>(); }
   bool is_object() const { return Holds<Object>(); }
 
   /// A text, or a number as static_cast converts it. Throws std::invalid_argument for any other value.
@@ -78,7 +84,9 @@ class Json {
 
   // Lists; nothing becomes one.
   void push_back(Json value);
-  /// The values of a list; nothing of any other value.
+  /// Calls `use` with each value of a list, and of nothing else.
+  void ForEach(const std::function<void(const Json&)>& use) const;
+  /// The values of a list that is in memory; nothing of any other value.
   List::const_iterator begin() const { return Values().begin(); }
   List::const_iterator end() const { return Values().end(); }
   Json& operator[](std::size_t i) { return std::get<List>(value_)[i]; }
@@ -115,6 +123,9 @@ class Json {
   /// written with the fewest digits that read back. Throws std::invalid_argument for a text that is not
   /// UTF-8.
   std::string dump(int indent = -1) const;
+  /// The same, given to `sink` in pieces.
+  using Sink = std::function<void(std::string_view)>;
+  void DumpTo(const Sink& sink, int indent = -1) const;
 
  private:
   template <class Kind>
@@ -123,9 +134,16 @@ class Json {
   }
   const Json* Find(std::string_view key) const;
   const List& Values() const;
-  void DumpTo(std::string& text, int indent, int level) const;
+  void Dump(std::string& text, const Sink& sink, int indent, int level) const;
 
-  std::variant<std::nullptr_t, bool, std::int64_t, std::uint64_t, double, std::string, List, Object> value_;
+  struct RowMaker {
+    std::size_t count;
+    std::function<Json(std::size_t)> make;
+  };
+  using RowsOnDemand = std::shared_ptr<const RowMaker>;
+  std::variant<std::nullptr_t, bool, std::int64_t, std::uint64_t, double, std::string, List, Object,
+               RowsOnDemand>
+      value_;
 };
 
 /// True when the bytes are well-formed UTF-8 (no surrogates, no overlong forms).
@@ -160,11 +178,14 @@ struct JsonMistake {
   std::optional<std::size_t> byte;
 };
 /// Parses a text from anywhere. Throws JsonMistake for one that is no JSON, and for what no document of the
-/// tool is like: nested deeper than 64, as values are copied and written by recursion, or an object of more
-/// than 1024 members, as each is sought among those before it.
+/// tool is like: nested deeper than 64, as values are copied and written by recursion, an object of more
+/// than 1024 members, as each is sought among those before it, or more than 1 048 576 values, which take many
+/// times the memory of their text.
 Json ParseJson(std::string_view text);
 
 /// The document as text, indented by two, with a line end.
 std::string JsonDocument(const Json& document);
+/// The same, given to `sink` in pieces.
+void WriteJsonDocument(const Json& document, const Json::Sink& sink);
 
 }  // namespace trqprep

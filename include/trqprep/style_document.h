@@ -151,7 +151,7 @@ const char* StyleRegionName(trq::StyleRegion region);
 const char* YesNo(bool value);
 /// "[50, 1200]", or "-" for a record without range.
 std::string RangeText(const RecordValues& record);
-/// "{1, 2, 3}", or "any".
+/// "{1, 2, 3}", or "any"; of more than 100 values the first 100 and how many more there are.
 std::string AllowedText(const RecordValues& record);
 
 /// The machine type's name as the text exports have it, "TRQ-UNKNOWN" for a number without one.

@@ -248,12 +248,18 @@ std::vector<Message> CheckDescribedStacks(const std::string& folder, const Json&
   if (!recoat.empty()) {
     add(CheckStack(recoat, 0, described.BoxAt(document, "extent").max[2], units, file, "the recoating"));
   }
-  for (const Json& input : described.List("inputs")) {
-    const std::string part = described.TextAt(input, "part");
-    Box box;
+  const Json& inputs = described.List("inputs");
+  std::map<std::string, Box> boxes;
+  for (const Json& input : inputs) boxes[described.TextAt(input, "part")];
+  if (!inputs.empty()) {
     for (const Json& piece : described.List("pieces")) {
-      if (described.TextAt(piece, "part") == part) box.Add(described.BoxAt(piece, "box"));
+      const auto of_part = boxes.find(described.TextAt(piece, "part"));
+      if (of_part != boxes.end()) of_part->second.Add(described.BoxAt(piece, "box"));
     }
+  }
+  for (const Json& input : inputs) {
+    const std::string part = described.TextAt(input, "part");
+    const Box& box = boxes[part];
     if (box.Empty()) continue;
     std::vector<StyleBand> stack;
     if (input.contains("styles")) stack = described.BandsAt(input, "styles");

@@ -88,6 +88,8 @@ class Builder {
 
   // Where the next value belongs.
   Json& Slot() {
+    constexpr size_t kMostValues = 1 << 20;
+    if (++values_ > kMostValues) throw JsonMistake{fmt::format("holds more than {} values", kMostValues), {}};
     if (member_) return *std::exchange(member_, nullptr);
     if (open_.empty()) return root;
     Json& list = *open_.back().value;
@@ -109,7 +111,10 @@ class Builder {
 
   std::vector<Level> open_;  // none but the last one grows, so all stay where they are
   Json* member_ = nullptr;
+  size_t values_ = 0;
 };
+
+constexpr size_t kDumpPiece = 1 << 16;
 
 }  // namespace
 
@@ -126,6 +131,12 @@ Json::Json(std::initializer_list<Json> values) {
 Json Json::array(std::initializer_list<Json> values) {
   Json json;
   json.value_ = List(values);
+  return json;
+}
+
+Json Json::Rows(size_t count, std::function<Json(size_t)> make) {
+  Json json;
+  json.value_ = std::make_shared<const RowMaker>(RowMaker{count, std::move(make)});
   return json;
 }
 
@@ -148,7 +159,15 @@ const Json::Object& Json::items() const {
 size_t Json::size() const {
   if (Holds<std::nullptr_t>()) return 0;
   if (is_object()) return items().size();
+  if (is_rows()) return std::get<RowsOnDemand>(value_)->count;
   return is_array() ? Values().size() : 1;
+}
+
+void Json::ForEach(const std::function<void(const Json&)>& use) const {
+  if (is_array()) std::for_each(begin(), end(), use);
+  if (!is_rows()) return;
+  const RowMaker& rows = *std::get<RowsOnDemand>(value_);
+  for (size_t i = 0; i < rows.count; ++i) use(rows.make(i));
 }
 
 void Json::push_back(Json value) {
@@ -193,28 +212,32 @@ bool operator==(const Json& a, const Json& b) {
   return a.get<double>() == b.get<double>();
 }
 
-void Json::DumpTo(std::string& text, int indent, int level) const {
+void Json::Dump(std::string& text, const Sink& sink, int indent, int level) const {
   const auto line = [&](int at) {
     if (indent >= 0) text.append(1, '\n').append(size_t(at * indent), ' ');
   };
-  if (is_object() || is_array()) {
+  if (is_object() || is_array() || is_rows()) {
     text += is_object() ? '{' : '[';
-    const size_t begin = text.size();
+    bool any = false;
     const auto separate = [&] {
-      if (text.size() > begin) text += ',';
+      if (std::exchange(any, true)) text += ',';
+      if (sink && text.size() > kDumpPiece) {
+        sink(text);
+        text.clear();
+      }
       line(level + 1);
     };
     for (const auto& [key, value] : items()) {
       separate();
       AppendQuoted(text, key);
       text += indent >= 0 ? ": " : ":";
-      value.DumpTo(text, indent, level + 1);
+      value.Dump(text, sink, indent, level + 1);
     }
-    for (const Json& value : *this) {
+    ForEach([&](const Json& value) {
       separate();
-      value.DumpTo(text, indent, level + 1);
-    }
-    if (text.size() > begin) line(level);
+      value.Dump(text, sink, indent, level + 1);
+    });
+    if (any) line(level);
     text += is_object() ? '}' : ']';
   } else if (is_string()) {
     AppendQuoted(text, std::get<std::string>(value_));
@@ -231,8 +254,14 @@ void Json::DumpTo(std::string& text, int indent, int level) const {
 
 std::string Json::dump(int indent) const {
   std::string text;
-  DumpTo(text, indent, 0);
+  Dump(text, nullptr, indent, 0);
   return text;
+}
+
+void Json::DumpTo(const Sink& sink, int indent) const {
+  std::string text;
+  Dump(text, sink, indent, 0);
+  sink(text);
 }
 
 bool IsUtf8(std::string_view bytes) {
@@ -334,5 +363,10 @@ Json ParseJson(std::string_view text) {
 }
 
 std::string JsonDocument(const Json& document) { return document.dump(2) + "\n"; }
+
+void WriteJsonDocument(const Json& document, const Json::Sink& sink) {
+  document.DumpTo(sink, 2);
+  sink("\n");
+}
 
 }  // namespace trqprep

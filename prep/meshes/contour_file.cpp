@@ -140,6 +140,7 @@ double TwiceArea(const trq::SlcBoundary& boundary) {
 ContourSummary Summarize(Observer& observer, const ContourFile& file) {
   ContourSummary summary;
   const std::vector<trq::SlcLayer>& layers = file.contours.layers;
+  summary.layers.reserve(file.layer_count());
   size_t not_finite_layer = 0, negative = 0, negative_layer = 0;
   for (size_t i = 0; i + 1 < layers.size(); ++i) {
     LayerSummary layer;

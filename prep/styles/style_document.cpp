@@ -89,7 +89,19 @@ std::string Join(const std::vector<Number>& numbers, const char* between) {
   return text;
 }
 
-std::string ListText(const std::vector<Number>& numbers) { return "{" + Join(numbers, ", ") + "}"; }
+// Longer lists are not told in full, and for documents they are made as they are written.
+constexpr size_t kShortList = 100;
+
+std::string ListText(const std::vector<Number>& numbers) {
+  if (numbers.size() <= kShortList) return "{" + Join(numbers, ", ") + "}";
+  return fmt::format("{{{}, and {} more}}", Join({numbers.begin(), numbers.begin() + kShortList}, ", "),
+                     numbers.size() - kShortList);
+}
+
+Json ListToJson(const std::vector<Number>& numbers) {
+  if (numbers.size() <= kShortList) return numbers;
+  return Json::Rows(numbers.size(), [numbers](size_t i) { return Json(numbers[i]); });
+}
 
 FieldDifference Difference(const char* field, const Number& before, const Number& after) {
   return {field, before.Text(), after.Text(), before, after};
@@ -114,8 +126,8 @@ std::vector<FieldDifference> Compare(const RecordValues& before, const RecordVal
     if (a != b) differences.push_back(Difference(field.name, a, b));
   }
   if (before.allowed != after.allowed) {
-    differences.push_back(
-        {"allowed", ListText(before.allowed), ListText(after.allowed), before.allowed, after.allowed});
+    differences.push_back({"allowed", ListText(before.allowed), ListText(after.allowed),
+                           ListToJson(before.allowed), ListToJson(after.allowed)});
   }
   return differences;
 }
@@ -261,7 +273,7 @@ namespace {
 Json RecordToJson(const RecordValues& record) {
   Json json;
   for (const RecordField& field : kRecordFields) json[field.name] = record.*field.number;
-  json["allowed"] = record.allowed;
+  json["allowed"] = ListToJson(record.allowed);
   return json;
 }
 }  // namespace

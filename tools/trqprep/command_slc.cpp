@@ -24,21 +24,22 @@ struct Options {
 
 ExitCode Info(Context& context, const Options& options) {
   const ContourFile file = ReadContours(context, context.units(), options.input);
-  const ContourSummary summary = Summarize(context, file);
+  ContourSummary summary = Summarize(context, file);
   context.data_units = file.units;
   context.State({{"file", TextToJson(options.input)}});
   DescribeContours(context.data, file, summary);
-  Json layers = Json::array();
-  for (const LayerSummary& layer : summary.layers) {
-    layers.push_back({{"layer", layers.size() + 1},
-                      {"z", NumberToJson(layer.z)},
-                      {"boundaries", layer.boundaries},
-                      {"clockwise", layer.clockwise},
-                      {"open", layer.open},
-                      {"vertices", layer.vertices},
-                      {"gaps", layer.gaps},
-                      {"area", NumberToJson(layer.area)}});
-  }
+  const size_t count = summary.layers.size();
+  const Json layers = Json::Rows(count, [of_each = std::move(summary.layers)](size_t i) -> Json {
+    const LayerSummary& layer = of_each[i];
+    return {{"layer", i + 1},
+            {"z", NumberToJson(layer.z)},
+            {"boundaries", layer.boundaries},
+            {"clockwise", layer.clockwise},
+            {"open", layer.open},
+            {"vertices", layer.vertices},
+            {"gaps", layer.gaps},
+            {"area", NumberToJson(layer.area)}};
+  });
   TellContours(context, context.data);
   if (!layers.empty()) {
     const std::string unit = UnitsName(file.units);
@@ -46,7 +47,7 @@ ExitCode Info(Context& context, const Options& options) {
                  {{"z", "z " + unit}, {"area", "area " + unit + "2"}});
   }
   context.TellEach(layers, "{layer|>8} {z:5f|>12} {boundaries|>10} {vertices|>10} {area:3|>14}\n");
-  context.State({{"each_layer", std::move(layers)}});
+  context.State({{"each_layer", layers}});
   return ExitCode::kDone;
 }
 

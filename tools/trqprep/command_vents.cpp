@@ -146,16 +146,19 @@ Json EntryToJson(const VentEntry& entry, size_t number) {
 }
 
 ExitCode List(Context& context, const Options& options) {
-  const VentsFile file = ReadVents(context, SideFileOf(options.input));
+  VentsFile file = ReadVents(context, SideFileOf(options.input));
   const std::optional<InputMesh> mesh = MeshIfThere(context, options.input);
   context.data_units = UnitsOf(context, mesh);
-  Json entries = Json::array();
-  for (const VentEntry& entry : file.entries) {
-    const size_t number = entries.size() + 1;
-    Json described = EntryToJson(entry, number);
-    if (mesh) described["distance"] = NumberToJson(CheckOnPart(context, *mesh, entry, file.path, number));
-    entries.push_back(described);
+  std::vector<double> distances;
+  for (size_t i = 0; mesh && i < file.entries.size(); ++i) {
+    distances.push_back(CheckOnPart(context, *mesh, file.entries[i], file.path, i + 1));
   }
+  const size_t count = file.entries.size();
+  const Json entries = Json::Rows(count, [list = std::move(file.entries), distances](size_t i) {
+    Json described = EntryToJson(list[i], i + 1);
+    if (!distances.empty()) described["distance"] = NumberToJson(distances[i]);
+    return described;
+  });
   context.Report({{"file", TextToJson(file.path)}, {"entries", entries}}, "{file}: {entries:+entry}\n");
   if (!entries.empty()) {
     context.Tell("  entry     kind   diameter  point                        direction\n");

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -109,6 +110,53 @@ TEST(JsonFromAnywhere, DepthAndMembersEnd) {
   // Each object has its own count, and members of its own members are not among them.
   EXPECT_EQ(ParseJson("[" + Members(1000) + "," + Members(1000) + "]").size(), 2u);
   EXPECT_EQ(ParseJson("{\"a\":" + Members(1024) + ",\"b\":" + Members(1024) + "}").size(), 2u);
+}
+
+std::string Values(int count) {
+  std::string text = "[";
+  for (int i = 0; i < count; ++i) text += i ? ",{}" : "{}";
+  return text + "]";
+}
+
+TEST(JsonFromAnywhere, ValuesEnd) {
+  // The list is a value, too.
+  EXPECT_EQ(ParseJson(Values((1 << 20) - 1)).size(), (1u << 20) - 1);
+  EXPECT_THROW(ParseJson(Values(1 << 20)), JsonMistake);
+}
+
+TEST(JsonFromAnywhere, TheLastOfEqualMembersCountsAtThePlaceOfTheFirst) {
+  EXPECT_EQ(ParseJson(R"({"a":1,"b":2,"a":3})").dump(), R"({"a":3,"b":2})");
+}
+
+TEST(JsonRows, AreWrittenLikeAList) {
+  const Json rows = Json::Rows(3, [](size_t i) -> Json { return {{"i", i}}; });
+  const Json list = Json::array({{{"i", 0u}}, {{"i", 1u}}, {{"i", 2u}}});
+  const Json none = Json::Rows(0, [](size_t) { return Json(); });
+  EXPECT_EQ(rows.size(), 3u);
+  for (const int indent : {-1, 0, 2}) {
+    EXPECT_EQ(Json({{"rows", rows}}).dump(indent), Json({{"rows", list}}).dump(indent));
+    EXPECT_EQ(none.dump(indent), "[]");
+  }
+  std::vector<Json> seen;
+  rows.ForEach([&](const Json& row) { seen.push_back(row); });
+  EXPECT_EQ(Json(seen), list);
+}
+
+TEST(JsonRows, DocumentsAreWrittenInPieces) {
+  size_t longest = 0, pieces = 0;
+  std::string whole;
+  const auto sink = [&](std::string_view piece) {
+    longest = std::max(longest, piece.size());
+    pieces += 1;
+    whole += piece;
+  };
+  const auto row = [](size_t i) -> Json { return {{"row", i}, {"text", "of some length"}}; };
+  const Json document{{"before", 1}, {"rows", Json::Rows(20000, row)}, {"after", 2}};
+  WriteJsonDocument(document, sink);
+  EXPECT_EQ(whole, JsonDocument(document));
+  EXPECT_LT(longest, 70000u);
+  EXPECT_GT(pieces, 10u);
+  EXPECT_EQ(ParseJson(whole)["rows"][19999]["row"].get<int>(), 19999);
 }
 
 TEST(JsonFromAnywhere, MistakesTellWhere) {

@@ -41,17 +41,17 @@ struct LastWords {
 Immortal<LastWords> last_words_room;
 LastWords& last_words = last_words_room.value;
 
-std::string Document(const std::string& schema, ExitCode exit, const std::string& units, const Json& data,
-                     const std::vector<Message>& messages) {
-  Json said = Json::array();
+Json Document(const std::string& schema, ExitCode exit, const std::string& units, Json data,
+              const std::vector<Message>& messages) {
+  Json document{{"schema", schema},
+                {"tool", ToolName()},
+                {"ok", exit == ExitCode::kDone},
+                {"exit", int(exit)},
+                {"units", units}};
+  document["data"] = std::move(data);
+  Json& said = document["messages"] = Json::array();
   for (const Message& message : messages) said.push_back(MessageToJson(message));
-  return JsonDocument({{"schema", schema},
-                       {"tool", ToolName()},
-                       {"ok", exit == ExitCode::kDone},
-                       {"exit", int(exit)},
-                       {"units", units},
-                       {"data", data},
-                       {"messages", said}});
+  return document;
 }
 
 void SayLast(ExitCode exit, Message message) {
@@ -59,7 +59,8 @@ void SayLast(ExitCode exit, Message message) {
   EraseProgressUnlocked();
   WriteErrorStreamNow(RenderMessage(message, ErrorStreamHasColour()));
   if (!last_words.json || last_words.said) return;
-  WriteStandardOutput(Document(last_words.schema, exit, last_words.units, Json::object(), {message}));
+  WriteStandardOutput(
+      JsonDocument(Document(last_words.schema, exit, last_words.units, Json::object(), {message})));
 }
 
 void SayInterrupted() {
@@ -121,18 +122,25 @@ __attribute__((constructor(101))) void PrepareForTheWorst() {
 // Writes the result; what was asked for and could not be written is a failure of its own.
 int Finish(Context& context, const std::string& schema, ExitCode exit) {
   EndProgress();
-  std::string result = context.text;
+  Json document;
   if (context.options.json) {
-    result = Document(schema, exit, UnitsName(context.data_units.value_or(context.units())), context.data,
-                      context.messages());
+    document = Document(schema, exit, UnitsName(context.data_units.value_or(context.units())),
+                        std::move(context.data), context.messages());
   }
   {
     const auto hold = HoldTemporaryPaths();
     last_words.said = true;
   }
-  if (StandardOutputHoldsOutput()) {
-    WriteErrorStream(result);
-  } else if (const int error = WriteStandardOutput(result); error != 0) {
+  int error = 0;
+  const auto write = [&error](std::string_view piece) {
+    if (error == 0) error = StandardOutputHoldsOutput() ? (WriteErrorStream(std::string(piece)), 0) : WriteStandardOutput(piece);
+  };
+  if (context.options.json) {
+    WriteJsonDocument(document, write);
+  } else {
+    context.WriteText(write);
+  }
+  if (error != 0) {
     context.Error(Message(Code::kOutputUnwritable, "standard output", SystemText(error)));
     if (exit == ExitCode::kDone || exit == ExitCode::kNo) exit = ExitCode::kOutput;
   }

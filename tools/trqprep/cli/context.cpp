@@ -16,13 +16,31 @@ bool Context::Ask(const std::string& question) {
   return false;
 }
 
-void Context::Tell(std::string_view form, const Json& near) {
+std::string Context::Filled(std::string_view form, const Json& near) const {
   const Json units{{"unit", UnitsName(data_units.value_or(this->units()))}};
-  text += Fill(form, {&near, &data, &units});
+  return Fill(form, {&near, &data, &units});
 }
 
+void Context::Tell(std::string_view form, const Json& near) { text += Filled(form, near); }
+
 void Context::TellEach(const Json& rows, std::string_view form) {
-  for (const Json& row : rows) Tell(form, row);
+  if (rows.is_rows()) {
+    rows_to_tell_.push_back({std::exchange(text, ""), rows, std::string(form)});
+  } else {
+    rows.ForEach([&](const Json& row) { Tell(form, row); });
+  }
+}
+
+void Context::WriteText(const Json::Sink& sink) const {
+  for (const RowsToTell& told : rows_to_tell_) {
+    std::string piece = told.before;
+    told.rows.ForEach([&](const Json& row) {
+      piece += Filled(told.form, row);
+      if (piece.size() > 1 << 16) sink(std::exchange(piece, ""));
+    });
+    sink(piece);
+  }
+  sink(text);
 }
 
 void Context::Report(const Json& facts, std::string_view form, const Json& words) {

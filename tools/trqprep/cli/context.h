@@ -48,11 +48,13 @@ class Context : public Observer {
   /// facts (tools/trqprep/cli/fill.h) of `near`, which may be words for people alone, of the data, and
   /// {unit}, that of the lengths.
   void Tell(std::string_view form, const Json& near = Json());
-  /// The same once for each of the rows.
+  /// The same once for each of the rows; for rows made on demand when the text is written.
   void TellEach(const Json& rows, std::string_view form);
   /// Adds facts, and what they say as text.
   void Report(const Json& facts, std::string_view form, const Json& words = Json());
   std::string text;
+  /// Gives all that was told to `sink`, in pieces.
+  void WriteText(const Json::Sink& sink) const;
 
   /// Holds messages back that follow, of several files, unless --all; TellGathered gives them.
   void Gather();
@@ -75,6 +77,15 @@ class Context : public Observer {
 
  private:
   std::optional<size_t> gathered_from_;
+  // Rows that are told as they are made, behind the text that came before them.
+  struct RowsToTell {
+    std::string before;
+    Json rows;
+    std::string form;
+  };
+  std::vector<RowsToTell> rows_to_tell_;
+
+  std::string Filled(std::string_view form, const Json& near) const;
 };
 
 }  // namespace trqprep
