@@ -21,8 +21,10 @@ if(TRQ_SANITIZE)
     # Instrumented code makes g++ see uninitialised parts of every std::variant; the sanitizers themselves see better.
     target_compile_options(trq_settings INTERFACE -Wno-maybe-uninitialized)
   endif()
-  # An index outside a container ends the program even where it stays inside the allocation.
+  # An index outside a container ends the program even where it stays inside the allocation, and so does what an
+  # assertion says in headers of others, whatever the build type.
   target_compile_definitions(trq_settings INTERFACE _GLIBCXX_ASSERTIONS)
+  target_compile_options(trq_settings INTERFACE -UNDEBUG)
 endif()
 if(TRQ_BUILD_FUZZERS)
   # Coverage feedback in the library's objects; the fuzzer itself comes with each harness.

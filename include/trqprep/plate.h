@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -49,7 +50,12 @@ struct Plate {
 /// Reads one part in the unit that the job or the part says; exit 2 where the file states another.
 InputMesh ReadPart(Observer& observer, const Job& job, const PartRequest& part, const MeshReading& how = {});
 
-/// Reads the parts of a job. Exit 3 for one that cannot be read.
+/// NO-PLACEMENT when a job has more parts (those of more than 100 copies count once a hundred) than can be
+/// placed together, whatever they are.
+std::optional<Message> TooManyParts(const Job& job);
+
+/// Reads the parts of a job, a file that several name once. Exit 3 for one that cannot be read, exit 5 for
+/// TooManyParts before any is.
 Plate LoadPlate(Observer& observer, const Job& job);
 
 /// Searches the placement and applies it to the untouched meshes. False, after a message with the reason,

@@ -179,6 +179,7 @@ std::vector<Message> VerifyPieces(Observer& observer, const std::string& folder,
     copies_of_part[part] = int64_t(described.NumberAt(input, "copies"));
   }
   const Point vat = described.PointAt(document, "vat");
+  std::map<std::string, InputMesh> read;
   std::vector<InputMesh> meshes;
   std::vector<std::string> names;
   std::vector<PlacedShape> shapes;
@@ -191,7 +192,9 @@ std::vector<Message> VerifyPieces(Observer& observer, const std::string& folder,
     observer.Progress("reading " + name, 0.5);
     if (!Exists(path)) continue;  // said already
     try {
-      InputMesh mesh = ReadMesh(observer, {}, path);
+      const auto known = read.find(path);
+      InputMesh mesh = known != read.end() ? known->second : ReadMesh(observer, {}, path);
+      read.emplace(path, mesh);
       const int held = mesh.mesh->num_triangles();
       facets += held;
       if (held != facets_of_part[part]) {

@@ -11,6 +11,7 @@ namespace trqprep {
 namespace {
 
 constexpr int kMostKeyParts = 16;
+constexpr int kMostValues = 100'000;
 
 // Where the string that begins at `at` has ended.
 size_t EndOfString(std::string_view text, size_t at) {
@@ -37,25 +38,29 @@ bool MayStandInKey(char c) {
   return byte >= 0x80 || std::isalnum(byte) || c == '_' || c == '-' || c == ' ' || c == '\t';
 }
 
-// Refuses a key of too many parts. Right as far as the document is; the parser refuses what comes behind a
-// mistake.
-void CheckKeys(std::string_view text) {
-  int parts = 1;
+// Refuses keys of too many parts and documents of too many values. Right as far as the document is; the
+// parser refuses what comes behind a mistake.
+void CheckSize(std::string_view text) {
+  int parts = 1, values = 0;
   for (size_t at = 0; at < text.size(); ++at) {
     const char c = text[at];
+    parts += c == '.' ? 1 : 0;
+    if (std::string_view("=,.[{").find(c) != std::string_view::npos) ++values;
     if (c == '"' || c == '\'') {
       at = EndOfString(text, at) - 1;
     } else if (c == '#') {
       at = std::min(text.find('\n', at), text.size()) - 1;
-    } else if (c != '.') {
-      if (!MayStandInKey(c)) parts = 1;
-    } else if (++parts > kMostKeyParts) {
+    } else if (c != '.' && !MayStandInKey(c)) {
+      parts = 1;
+    }
+    if (parts > kMostKeyParts || values > kMostValues) {
       const std::string_view before = text.substr(0, at);
       const toml::source_position where{
           static_cast<toml::source_index>(std::count(before.begin(), before.end(), '\n') + 1),
           static_cast<toml::source_index>(at - before.rfind('\n'))};  // npos + 1 is 0
       throw TomlMistake{{where, where, nullptr},
-                        fmt::format("a key is of more than {} names", kMostKeyParts)};
+                        values > kMostValues ? fmt::format("here are more than {} values", kMostValues)
+                                             : fmt::format("a key is of more than {} names", kMostKeyParts)};
     }
   }
 }
@@ -63,7 +68,7 @@ void CheckKeys(std::string_view text) {
 }  // namespace
 
 toml::table ParseToml(const std::string& text, const std::string& path) {
-  CheckKeys(text);
+  CheckSize(text);
   try {
     return toml::parse(text, path);
   } catch (const toml::parse_error& error) {

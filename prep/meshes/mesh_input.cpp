@@ -212,8 +212,28 @@ void ReadStl(Observer& observer, const ReadOptions& options, bool may_be_cut, In
   }
 }
 
+// The fewer vertices there are, the fewer bits a facet takes in the file, and in memory as many as ever. A
+// surface has two facets a vertex.
+void RequireVertices(const FileHead& file) {
+  constexpr int64_t kFewFacets = 65'536, kMostOfVertex = 100;
+  const auto count_at = [&](size_t offset) {
+    const auto word = uint32_t(WordAt(file.head, offset));
+    return int64_t(int32_t(WordAt(file.head, kCtlMagicOffset) == 121 ? word : __builtin_bswap32(word)));
+  };
+  if (file.head.size() < kCtlHeaderSize) return;
+  const int64_t vertices = count_at(0), facets = count_at(4);
+  if (facets <= kFewFacets || facets <= kMostOfVertex * vertices) return;
+  Fail(ExitCode::kInput,
+       Message(Code::kCtlInvalid, file.path,
+               fmt::format("announces {} facets of {} vertices, more than {} a vertex", facets, vertices,
+                           kMostOfVertex))
+           .At({{"byte", 4}})
+           .Hint("no surface is like that; make the file again from its source"));
+}
+
 void ReadCtl(Observer& observer, const ReadOptions& options, InputFile& file, InputMesh& input) {
   input.format = MeshFormat::kCtl;
+  RequireVertices(file.head());
   Result<trq::core::Mesh> read = trq::core::ReadCtl(file);
   if (!read) {
     Fail(ExitCode::kInput, Message(Code::kCtlInvalid, input.path, read.error().text)
@@ -396,7 +416,7 @@ InputMesh ReadMesh(Observer& observer, const ReadOptions& options, const std::st
   input.file_size = file.head().size;
   input.units = options.units;
   input.units_given = options.units_given;
-  input.mesh = std::make_unique<CTL>();
+  input.mesh = std::make_shared<CTL>();
   if (LooksLikeCtl(file.head())) {
     ReadCtl(observer, options, file, input);
   } else if (LooksLikeStl(file.head())) {

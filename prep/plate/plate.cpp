@@ -44,10 +44,10 @@ struct Component {
   int copies;
 };
 
-std::vector<Component> Components(const Plate& plate, int64_t pieces) {
+std::vector<Component> Components(const Job& job, int64_t pieces) {
   std::vector<Component> components;
-  for (size_t i = 0; i < plate.parts.size(); ++i) {
-    int64_t left = std::min(plate.parts[i].request.copies, pieces);
+  for (size_t i = 0; i < job.parts.size(); ++i) {
+    int64_t left = std::min(job.parts[i].copies, pieces);
     pieces -= left;
     for (int first = 0; left > 0; first += GridEval::MAX_COPIES, left -= GridEval::MAX_COPIES) {
       components.push_back({i, first, int(std::min<int64_t>(left, GridEval::MAX_COPIES))});
@@ -56,15 +56,15 @@ std::vector<Component> Components(const Plate& plate, int64_t pieces) {
   return components;
 }
 
-int64_t PieceCount(const Plate& plate) {
+int64_t PieceCount(const Job& job) {
   int64_t count = 0;
-  for (const PlatePart& part : plate.parts) count += part.request.copies;
+  for (const PartRequest& part : job.parts) count += part.copies;
   return count;
 }
 
 // Searches a place for the first `pieces` pieces.
 bool Search(const Plate& plate, int64_t pieces, GridEval& grid) {
-  for (const Component& component : Components(plate, pieces)) {
+  for (const Component& component : Components(plate.job, pieces)) {
     const PlatePart& part = plate.parts[component.part];
     CTL copy;
     part.input.mesh->copy(&copy);
@@ -82,7 +82,7 @@ GridEval MakeGrid(const Plate& plate) {
 
 // Says why there is no placement.
 void Explain(Observer& observer, const Plate& plate) {
-  const int64_t turns = plate.job.rotations, pieces = PieceCount(plate);
+  const int64_t turns = plate.job.rotations, pieces = PieceCount(plate.job);
   bool too_big = false;
   for (const PlatePart& part : plate.parts) {
     const Point over = VatExcess(*part.input.mesh, part.prepare, plate.vat, turns, true);
@@ -100,7 +100,7 @@ void Explain(Observer& observer, const Plate& plate) {
     GridEval grid = MakeGrid(plate);
     (Search(plate, middle, grid) ? placed : failing) = middle;
   }
-  const Component last = Components(plate, failing).back();
+  const Component last = Components(plate.job, failing).back();
   const PlatePart& part = plate.parts[last.part];
   const int copy = last.first_copy + last.copies;
   observer.Error(
@@ -206,7 +206,27 @@ InputMesh ReadPart(Observer& observer, const Job& job, const PartRequest& part, 
   return input;
 }
 
+std::optional<Message> TooManyParts(const Job& job) {
+  const size_t count = Components(job, PieceCount(job)).size();
+  if (count <= kMostComponents) return std::nullopt;  // the grid would leave out the others
+  return Message(Code::kNoPlacement, "",
+                 fmt::format("{} are more than the {} that can be placed together", Counted(int64_t(count), "part"),
+                             kMostComponents))
+      .Hint("divide them over several builds");
+}
+
+namespace {
+
+// The lowest Z of the part in the plate's unit.
+double LowestOf(const InputMesh& input, Units units) {
+  const double factor = UnitsFactor(input.units, units);
+  return BoxAfter(*input.mesh, Matrix4::Scaling(factor, factor, factor)).min[2];
+}
+
+}  // namespace
+
 Plate LoadPlate(Observer& observer, const Job& job) {
+  if (const auto message = TooManyParts(job)) Fail(ExitCode::kNoPlacement, *message);
   Plate plate;
   plate.job = job;
   plate.vat = job.VatIn(job.units);
@@ -215,23 +235,36 @@ Plate LoadPlate(Observer& observer, const Job& job) {
     observer.Progress("reading " + job.parts[i].path, 0.3 * double(i) / double(job.parts.size()));
     PlatePart part;
     part.request = job.parts[i];
-    const size_t said = observer.messages().size();
-    // Files stay open to be copied from, but not more than a build can hold.
-    const bool keep_open = job.parts.size() <= kMostComponents;
-    part.input = ReadPart(observer, job, part.request, {false, true, keep_open});
+    const auto end = job.parts.begin() + static_cast<std::ptrdiff_t>(i);
+    const auto same = std::find_if(job.parts.begin(), end, [&](const PartRequest& other) {
+      return other.path == end->path && other.units == end->units;
+    });
+    if (same != end) {
+      const PlatePart& other = plate.parts[size_t(same - job.parts.begin())];
+      part.input = other.input;
+      part.side_file = other.side_file;
+      part.remarks = other.remarks;
+      for (const Message& remark : part.remarks) observer.Say(remark);
+    } else {
+      // Files stay open to be copied from.
+      const size_t said = observer.messages().size();
+      part.input = ReadPart(observer, job, part.request, {false, true, true});
+      RequireFinite(part.input);
+      WarnOfUnits(observer, part.input, &vat_mm);
+      if (const auto finding = FloorFinding(part.request.path, LowestOf(part.input, job.units), job)) {
+        observer.Say(*finding);
+      }
+      part.remarks.assign(observer.messages().begin() + static_cast<std::ptrdiff_t>(said),
+                          observer.messages().end());
+      const std::string side_file = SideFileOf(part.request.path);
+      if (Exists(side_file)) part.side_file = ReadWholeFile(side_file, "a vents-and-drains file");
+    }
     // So that the job file says it of this part, for whom it is read by.
     if (part.input.units_given && !part.input.units_stated) part.request.units = part.input.units;
     plate.job.parts[i].units = part.request.units;
-    RequireFinite(part.input);
-    WarnOfUnits(observer, part.input, &vat_mm);
     const double factor = UnitsFactor(part.input.units, job.units);
     const Matrix4 scaled = Matrix4::Scaling(factor, factor, factor);
-    const double lowest = BoxAfter(*part.input.mesh, scaled).min[2];
-    if (const auto finding = FloorFinding(part.request.path, lowest, job)) observer.Say(*finding);
-    part.remarks.assign(observer.messages().begin() + static_cast<std::ptrdiff_t>(said),
-                        observer.messages().end());
-    const std::string side_file = SideFileOf(part.request.path);
-    if (Exists(side_file)) part.side_file = ReadWholeFile(side_file, "a vents-and-drains file");
+    const double lowest = LowestOf(part.input, job.units);
     part.prepare = ToCorner(*part.input.mesh, TurnAboutZ(scaled, part.request.rotate_z), 0, 0,
                             job.drop || IsLifted(lowest, job.units, job.floor));
     plate.parts.push_back(std::move(part));
@@ -244,16 +277,9 @@ Plate LoadPlate(Observer& observer, const Job& job) {
 bool PlacePieces(Observer& observer, Plate& plate) {
   observer.Progress("placing", 0.3);
   GridEval grid = MakeGrid(plate);
-  const std::vector<Component> components = Components(plate, PieceCount(plate));
-  // The grid would leave out the others.
-  if (components.size() > kMostComponents) {
-    observer.Error(Message(Code::kNoPlacement, "",
-                           fmt::format("{} are more than the {} that can be placed together",
-                                       Counted(int64_t(components.size()), "part"), kMostComponents))
-                       .Hint("divide them over several builds"));
-    return false;
-  }
-  if (!Search(plate, PieceCount(plate), grid)) {
+  const int64_t pieces = PieceCount(plate.job);
+  const std::vector<Component> components = Components(plate.job, pieces);
+  if (!Search(plate, pieces, grid)) {
     Explain(observer, plate);
     return false;
   }

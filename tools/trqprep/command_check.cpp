@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <set>
 #include <string_view>
 #include <system_error>
 
@@ -193,6 +194,11 @@ class Checker {
       job_ = job;
       context_.strict = context_.strict || job.strict;
       context_.allowed.insert(context_.allowed.end(), job.allow.begin(), job.allow.end());
+      if (const auto message = TooManyParts(job)) {
+        context_.Say(*message);
+        Count(path, "job", before);
+        return;
+      }
       bool readable = true;
       for (const std::string& file : FilesOf(job)) readable = CheckFile(file, true) && readable;
       before = context_.messages().size();
@@ -233,8 +239,9 @@ class Checker {
   // The parts and styles that a job names, each once.
   static std::vector<std::string> FilesOf(const Job& job) {
     std::vector<std::string> files;
+    std::set<std::string> known;
     const auto add = [&](const std::string& file) {
-      if (std::find(files.begin(), files.end(), file) == files.end()) files.push_back(file);
+      if (known.insert(file).second) files.push_back(file);
     };
     const auto add_styles = [&](const std::vector<StyleRequest>& styles) {
       for (const StyleRequest& style : styles) add(style.path);
