@@ -23,7 +23,8 @@ constexpr uint64_t kLargestStyle = 256u << 20;
 
 constexpr float kVersion206 = 2.06f;
 constexpr float kVersionLegacy = 2.03f;
-bool IsVersion301(float version) { return version == 3.01f || version == 4.0f; }
+constexpr float kVersion301 = 3.01f;
+bool IsVersion301(float version) { return version == kVersion301 || version == 4.0f; }
 
 /// The number at a place of the bytes; 0 where they end before.
 template <class T>
@@ -197,18 +198,20 @@ std::optional<StyleFile> ExamineStyle(const std::string& path, std::string bytes
   const bool is_301 = IsVersion301(first);
   // A 206 build style begins with its "Version" record; that of a recoat style stands behind the user level.
   const bool is_build_206 = first == kVersion206;
-  // A file that begins with 2.06 is never one: a "Version" record has 2.06 at its second word, too.
-  const bool is_recoat_206 = !is_301 && !is_build_206 && At<float>(content, 4) == kVersion206;
+  // A file that begins with 2.06 is no recoat style: a "Version" record has 2.06 at its second word, too. Any other user
+  // level may stand there, but the application takes 3.01 for the version.
+  const bool is_recoat_206 = first != kVersion301 && !is_build_206 && At<float>(content, 4) == kVersion206;
   if (!is_301 && !is_build_206 && !is_recoat_206) {
     if (preferred != StyleKind::kRecoat) return std::nullopt;
     const std::optional<LegacyReading> legacy = TakeLegacy(content);
     if (!legacy) return std::nullopt;
     return take_legacy(*legacy);
   }
-  file.layout = is_301 ? StyleLayout::k301 : StyleLayout::k206;
+  const StyleLayout build_layout = is_301 ? StyleLayout::k301 : StyleLayout::k206;
+  const StyleLayout recoat_layout = is_recoat_206 ? StyleLayout::k206 : StyleLayout::k301;
   Reading build, recoat;
-  if (is_301 || is_build_206) build = ReadAs(StyleKind::kBuild, content, file.layout);
-  if (is_301 || is_recoat_206) recoat = ReadAs(StyleKind::kRecoat, content, file.layout);
+  if (is_301 || is_build_206) build = ReadAs(StyleKind::kBuild, content, build_layout);
+  if (is_301 || is_recoat_206) recoat = ReadAs(StyleKind::kRecoat, content, recoat_layout);
   const bool fits_build = EndsRight(build, content);
   const bool fits_recoat = EndsRight(recoat, content);
   if (fits_build != fits_recoat) {
@@ -221,7 +224,9 @@ std::optional<StyleFile> ExamineStyle(const std::string& path, std::string bytes
     file.kind = by_name.value_or(preferred.value_or(StyleKind::kBuild));
     file.kind_from_name = true;
   }
-  TakeReading(file, std::move(file.kind == StyleKind::kBuild ? build : recoat));
+  const bool is_build = file.kind == StyleKind::kBuild;
+  file.layout = is_build ? build_layout : recoat_layout;
+  TakeReading(file, std::move(is_build ? build : recoat));
   return file;
 }
 

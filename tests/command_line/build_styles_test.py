@@ -367,8 +367,8 @@ class JobFiles(BuildTest):
         # Each part of a key is a table in a table; taken apart by recursion, a million of them end any stack.
         for text, line, words in (("a" + ".a" * 300000 + " = 1\n", 1, "16 names"),
                                   ("seed = 1\n[a" + " . 'a'" * 300000 + "]\n", 2, "16 names"),
-                                  ("x = " + "{a=" * 100000 + "1" + "}" * 100000, 1, "depth"),
-                                  ("x = " + "[" * 100000 + "]" * 100000, 1, "depth"),
+                                  ("x = " + "{a=" * 40000 + "1" + "}" * 40000, 1, "depth"),
+                                  ("x = " + "[" * 40000 + "]" * 40000, 1, "depth"),
                                   ("\n" + "a." * 16 + "a = 1", 2, "16 names")):
             with self.subTest(text[:40]):
                 self.write("deep.toml", text)

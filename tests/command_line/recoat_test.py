@@ -150,6 +150,38 @@ class ExportAndImport(RecoatTest):
         self.assertIn("there is no entry 'sweps'", self.fails(INPUT, "recoat", "import", "b.json", "-o", "b.rcs").err)
 
 
+class FirstWord(RecoatTest):
+    def test_a_206_file_may_begin_with_any_user_level_but_the_version(self):
+        # As a float the level is the version of a 301 file, or that of a legacy one; the whole file says what it is.
+        for first in (4.0, 2.03, 2.06, -1.5):
+            with self.subTest(first=first):
+                level, = struct.unpack("<i", struct.pack("<f", first))
+                self.make(change=lambda style: setattr(style, "level", level), pack=golden.pack_206)
+                data = self.json_of("info", "a.rcs")
+                self.assertEqual((data["type"], data["layout"], data["user_level"]), ("recoat", "206", level))
+                self.assertEqual(self.json_of("recoat", "verify", "a.rcs")["lost"], [])
+                before = self.parameters("a.rcs")
+                self.good("recoat", "set", "a.rcs", "Z Wait=1", "-o", "set.rcs", "--force")
+                wanted = golden.default_style()
+                wanted.level = level
+                wanted.records["Z Wait"].value = 1
+                self.assertEqual(self.bytes_of("set.rcs"), golden.pack_206(wanted))
+                self.assertEqual(self.parameters("set.rcs")["Z Wait"]["value"], before["Z Wait"]["value"] + 1)
+                self.good("recoat", "units", "a.rcs", "--from", "in", "--to", "mm", "-o", "mm.rcs", "--force")
+                self.assertEqual(self.json_of("info", "mm.rcs")["layout"], "206")
+                self.good("recoat", "upgrade", "a.rcs", "-o", "new.rcs", "--force")
+                data = self.json_of("info", "new.rcs")
+                self.assertEqual((data["layout"], data["user_level"]), ("301", level))
+
+    def test_version_3_01_is_that_of_a_301_file(self):
+        level, = struct.unpack("<i", struct.pack("<f", 3.01))
+        self.make(change=lambda style: setattr(style, "level", level), pack=golden.pack_206)
+        for verb in (["show", "a.rcs"], ["verify", "a.rcs"], ["upgrade", "a.rcs"], ["set", "a.rcs", "Z Wait=1"]):
+            result = self.run_tool("recoat", *verb, "--json")
+            self.assertIn(result.exit, (NO, INPUT))
+            self.assertEqual(result.codes()[0], "STYLE-SHORT")
+
+
 class Edit(RecoatTest):
     def test_set_changes_the_value_alone(self):
         for pack in (golden.pack_301, golden.pack_206):
