@@ -55,6 +55,8 @@ void binary_print(unsigned short v) {
 }
 
 int strcasecmp_j(const char* a, const char* b) {
+  if (!a) a = "";
+  if (!b) b = "";
   for (;; ++a, ++b) {
     const int left = static_cast<signed char>(*a);
     const int right = static_cast<signed char>(*b);

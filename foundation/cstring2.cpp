@@ -16,7 +16,7 @@ std::shared_ptr<Buffer> NewBuffer(int32_t capacity) {
   return std::make_shared<Buffer>(size_t(capacity) + 1, '\0');
 }
 
-int32_t Length(const char* text) { return int32_t(std::strlen(text)); }
+int32_t Length(const char* text) { return text ? int32_t(std::strlen(text)) : 0; }
 
 // A null text reads as printf shows it.
 const char* Shown(const char* text) { return text ? text : "(null)"; }

@@ -36,7 +36,10 @@ void TriangleBAG::append(const R_TRIANGLE& t) {
   count_in_block_ = 1;
 }
 
-int TriangleBAG::num() const { return int(int64_t(current_block_) * block_size_ + count_in_block_); }
+int TriangleBAG::num() const {
+  // Past an overflow the index is one beyond the blocks that there are.
+  return int(int64_t(std::min(current_block_, max_blocks_ - 1)) * block_size_ + count_in_block_);
+}
 
 const R_TRIANGLE& TriangleBAG::operator[](int i) const {
   return blocks_[size_t(i / block_size_)][size_t(i % block_size_)];

@@ -283,7 +283,9 @@ uint64_t CtlSize(int32_t vertex_count, uint64_t triangle_count) {
 }  // namespace trq::core
 
 int CTL::fp_read(FILE* f) {
-  trq::core::FileSource source(f);
+  trq::core::MemorySource nothing({});
+  trq::core::FileSource file(f);
+  trq::core::ByteSource& source = f ? static_cast<trq::core::ByteSource&>(file) : nothing;
   const trq::core::Result<void> done = ReadCtlInto(source, header, vertices_, triangles_);
   if (!done) {
     const trq::core::Error& error = done.error();
@@ -301,7 +303,7 @@ int CTL::fp_read(FILE* f) {
 
 int CTL::get_units(FILE* f) {
   CTL_HEADER read;
-  if (std::fread(static_cast<void*>(&read), 1, sizeof read, f) != sizeof read)
+  if (!f || std::fread(static_cast<void*>(&read), 1, sizeof read, f) != sizeof read)
     return trq::component_io::kFailed;
   header = read;
   std::rewind(f);
@@ -310,6 +312,7 @@ int CTL::get_units(FILE* f) {
 }
 
 int CTL::SaveCTLModel(CString path, float matrix[4][4], int mm_to_inch) {
+  if (!matrix) return trq::mesh_io::kFailed;
   bool packed = false;
   const auto write = [&](trq::core::ByteSink& sink) {
     const trq::core::MeshView mesh = view();

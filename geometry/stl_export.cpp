@@ -203,7 +203,7 @@ constexpr char kWriting[] = "STL file write";
 int SaveStl(CTL& mesh, const char* path, const StlWriting& how) {
   // The closing tells of a failure.
   const auto write = [&](ByteSink& sink) { static_cast<void>(trq::core::WriteStl(mesh.view(), how, sink)); };
-  if (WriteOnRecord(mesh, path, kWriting, write)) return trq::mesh_io::kDone;
+  if (how.matrix && WriteOnRecord(mesh, path, kWriting, write)) return trq::mesh_io::kDone;
   AfxMessageBox(kNotSaved);
   return trq::mesh_io::kFailed;
 }
@@ -292,7 +292,7 @@ int CTL::SaveSTLHeader(FILE* f, int count) {
 }
 
 int CTL::SaveModifiedCTLDataAsSTL(FILE* f, int mm_to_inch, float matrix[4][4]) {
-  if (!f) return 0;
+  if (!f || !matrix) return 0;
   FileSink sink(f);
   // Kept: the normal stays as it is, whatever the matrix does to the corners.
   StlWriting how;

@@ -37,6 +37,7 @@ void CString::Format(const char* format, ...) {
 }
 
 std::string trq::host::Formatted(const char* format, va_list arguments) {
+  if (!format) return {};
   va_list again;
   va_copy(again, arguments);
   const int length = std::vsnprintf(nullptr, 0, format, arguments);

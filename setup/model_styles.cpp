@@ -28,6 +28,7 @@ int MODEL::KVAddBuildStyle(PLATFORM* platform, MODEL*, CString file, float start
 }
 
 void MODEL::KVrecalculateBuildStyle(float bottom, float top) {
+  DropNulls(BuildStyles);
   if (BuildStyles.empty()) return;
   const double old_bottom = BuildStyles.front()->StartZ.GetValue();
   const double old_top = BuildStyles.back()->EndZ.GetValue();
@@ -51,18 +52,28 @@ void MODEL::KVdeleteBuildStyle(const KVBUILDSTYLE* style) {
 void MODEL::KVdeleteBuildStyles() { BuildStyles.clear(); }
 
 float MODEL::KVGetFirstBuildStyleThickness() const {
-  return BuildStyles.empty() ? 0 : BuildStyles.front()->LayerThickness.GetValue();
+  const KVBUILDSTYLE* first = FirstStyle(BuildStyles.begin(), BuildStyles.end());
+  return first ? first->LayerThickness.GetValue() : 0;
 }
 
-float MODEL::KVgetDp() const { return BuildStyles.empty() ? 0 : BuildStyles.front()->Dp.GetValue(); }
-float MODEL::KVgetEc() const { return BuildStyles.empty() ? 0 : BuildStyles.front()->Ec.GetValue(); }
+float MODEL::KVgetDp() const {
+  const KVBUILDSTYLE* first = FirstStyle(BuildStyles.begin(), BuildStyles.end());
+  return first ? first->Dp.GetValue() : 0;
+}
+
+float MODEL::KVgetEc() const {
+  const KVBUILDSTYLE* first = FirstStyle(BuildStyles.begin(), BuildStyles.end());
+  return first ? first->Ec.GetValue() : 0;
+}
 
 float MODEL::KVGetZLayerComp() const {
-  return BuildStyles.empty() ? 0 : trq::core::ZCompensationHeight(*BuildStyles.front());
+  const KVBUILDSTYLE* first = FirstStyle(BuildStyles.begin(), BuildStyles.end());
+  return first ? trq::core::ZCompensationHeight(*first) : 0;
 }
 
 bool MODEL::KVisCaviliteStyle() const {
-  return !BuildStyles.empty() && BuildStyles.front()->HatchType.GetValue() == 5;
+  const KVBUILDSTYLE* first = FirstStyle(BuildStyles.begin(), BuildStyles.end());
+  return first && first->HatchType.GetValue() == 5;
 }
 
 int MODEL::KVcalc_zcorrection(TRQ_TYPE machine, const KVBUILDSTYLE* style, float spacing) const {

@@ -10,12 +10,11 @@ using namespace trq::detail;
 namespace {
 
 int KindOf(const KVRECOATSTYLE& style) { return style.RecoatType.GetValue(); }
-int KindOf(const std::shared_ptr<KVRECOATSTYLE>& style) { return KindOf(*style); }
 
 /// The first style of a kind; null when there is none.
 KVRECOATSTYLE* FirstOfKind(const StyleList<KVRECOATSTYLE>& stack, int kind) {
-  const auto found =
-      std::find_if(stack.begin(), stack.end(), [kind](const auto& style) { return KindOf(style) == kind; });
+  const auto found = std::find_if(stack.begin(), stack.end(),
+                                  [kind](const auto& style) { return style && KindOf(*style) == kind; });
   return found == stack.end() ? nullptr : found->get();
 }
 
@@ -50,23 +49,25 @@ void CloseSeams(StyleList<KVRECOATSTYLE>& stack, int kind) {
 float PLATFORM::getMaxPlatformExtent() const { return std::max({-1000.0f, MaxX, MaxY, MaxZ}); }
 
 float PLATFORM::KVGetMaxZRecoatStyles() const {
-  return RecoatStyles.empty() ? 0 : RecoatStyles.back()->EndZ.GetValue();
+  const KVRECOATSTYLE* last = FirstStyle(RecoatStyles.rbegin(), RecoatStyles.rend());
+  return last ? last->EndZ.GetValue() : 0;
 }
 
 float PLATFORM::KVGetMinZRecoatStyles() const {
   // Kept: the last style's start, not the first one's.
-  return RecoatStyles.empty() ? 0 : RecoatStyles.back()->StartZ.GetValue();
+  const KVRECOATSTYLE* last = FirstStyle(RecoatStyles.rbegin(), RecoatStyles.rend());
+  return last ? last->StartZ.GetValue() : 0;
 }
 
 KVRECOATSTYLE* PLATFORM::getNextRecoatStylePtr(const KVRECOATSTYLE* style) const {
   const auto found = FindInStack(RecoatStyles, style);
-  if (found == RecoatStyles.end() || std::next(found) == RecoatStyles.end()) return nullptr;
-  return std::next(found)->get();
+  return found == RecoatStyles.end() ? nullptr : FirstStyle(std::next(found), RecoatStyles.end());
 }
 
 KVRECOATSTYLE* PLATFORM::getPrevRecoatStylePtr(const KVRECOATSTYLE* style) const {
   const auto found = FindInStack(RecoatStyles, style);
-  return found == RecoatStyles.end() || found == RecoatStyles.begin() ? nullptr : std::prev(found)->get();
+  if (found == RecoatStyles.end()) return nullptr;
+  return FirstStyle(std::make_reverse_iterator(found), RecoatStyles.rend());
 }
 
 bool PLATFORM::KVCheckIfRecoatSupportPartStyleCreated(int kind) const {
@@ -78,6 +79,7 @@ void PLATFORM::KVcheckRecoatStyles() const {}
 
 int PLATFORM::KVremoveRecoatStyle(const KVRECOATSTYLE* style) {
   if (!style) return 2;
+  DropNulls(RecoatStyles);
   const auto found = FindInStack(RecoatStyles, style);
   if (RecoatStyles.size() < 2 || found == RecoatStyles.end()) return 1;
   if (KVRECOATSTYLE* next = getNextRecoatStylePtr(style)) {
@@ -91,6 +93,7 @@ int PLATFORM::KVremoveRecoatStyle(const KVRECOATSTYLE* style) {
 }
 
 int PLATFORM::KVremoveRecoatStyleByZ(float z) {
+  DropNulls(RecoatStyles);
   for (const auto& style : RecoatStyles) {
     if (style->StartZ.GetValue() <= z && z <= style->EndZ.GetValue() + 0.00005) {
       KVremoveRecoatStyle(style.get());
@@ -146,6 +149,7 @@ int PLATFORM::KVaddRecoatStyle(float start, float end, CString file, RECOAT_TYPE
   fresh->RecoatType.SetValue(type);
   fresh->StartZ.SetValue(start);
   fresh->EndZ.SetValue(end);
+  DropNulls(RecoatStyles);
   const bool first = RecoatStyles.empty();
   StackStyle(RecoatStyles, fresh,
              keep_kind ? std::nullopt : std::optional(trq::core::StackTolerance(Units == 1)),
@@ -160,6 +164,7 @@ int PLATFORM::addRecoatStyle(float start, float end, CString file, RECOAT_TYPE t
 }
 
 void PLATFORM::KVUpdateRecoatStyles(float bottom, float top, RECOAT_TYPE type) {
+  DropNulls(RecoatStyles);
   if (RecoatStyles.empty()) return;
   const int kind = type == 0 ? 0 : 1;
   KVRECOATSTYLE* const first_part = FirstOfKind(RecoatStyles, 0);

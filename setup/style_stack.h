@@ -19,6 +19,19 @@ auto FindInStack(const StyleList<Style>& list, const Style* style) {
                       [style](const auto& listed) { return listed.get() == style; });
 }
 
+/// Takes out the null entries that an application may have put into its list: they stand for no style.
+template <class Style>
+void DropNulls(StyleList<Style>& list) {
+  list.erase(std::remove(list.begin(), list.end(), nullptr), list.end());
+}
+
+/// The first style from `begin` on that is not null; null without one.
+template <class Iterator>
+auto FirstStyle(Iterator begin, Iterator end) {
+  const auto found = std::find_if(begin, end, [](const auto& listed) { return listed != nullptr; });
+  return found == end ? nullptr : found->get();
+}
+
 /// True for the machines that cure with a large and a small spot.
 bool HasLargeSpot(TRQ_TYPE machine);
 
@@ -28,16 +41,18 @@ template <class Style>
 void StackStyle(StyleList<Style>& list, const std::shared_ptr<Style>& fresh, std::optional<double> tolerance,
                 std::shared_ptr<Style>* current) {
   StyleList<Style> waiting = list;
+  DropNulls(waiting);
   waiting.push_back(fresh);
   const auto band = [&](size_t i) {
     return core::StyleBand{waiting[i]->StartZ.GetValue(), waiting[i]->EndZ.GetValue(), i};
   };
   std::vector<core::StyleBand> bands;
-  for (size_t i = 0; i < list.size(); ++i) bands.push_back(band(i));
+  const size_t last = waiting.size() - 1;
+  for (size_t i = 0; i < last; ++i) bands.push_back(band(i));
   if (tolerance) {
-    core::InsertByRange(bands, band(list.size()), *tolerance);
+    core::InsertByRange(bands, band(last), *tolerance);
   } else {
-    core::InsertByStart(bands, band(list.size()));
+    core::InsertByStart(bands, band(last));
   }
   list.clear();
   std::vector<bool> linked(waiting.size());

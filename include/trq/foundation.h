@@ -214,8 +214,8 @@ class TRQ_EXPORT TriangleBAG {
   ~TriangleBAG();
 
   /// Adds a copy at the end. When all blocks are full: writes "Serious problem in TriangleBAG: MAX_BLOCKS is
-  /// too small" to the error stream and throws the integer 9; the bag is not usable afterwards (every further
-  /// append throws again).
+  /// too small" to the error stream and throws the integer 9. The records stay; until `clear`, every further
+  /// append throws again and `remove` does nothing.
   void append(const R_TRIANGLE& t);
   /// Records in the bag.
   int num() const;
@@ -427,7 +427,7 @@ TRQ_EXPORT void snap_name(const char* path, char* base, char* ext);
 TRQ_EXPORT void binary_print(unsigned short v);
 
 /// Compares two texts: 0 equal, -1, 1. Characters 32 apart count as equal, letters or not, and where one text
-/// ends before the other the result is 1, for both orders.
+/// ends before the other the result is 1, for both orders. Null is the empty text.
 TRQ_EXPORT int strcasecmp_j(const char* a, const char* b);
 
 /// Units per metre: 1000, for the library works in millimetres.
@@ -454,7 +454,7 @@ class TRQ_EXPORT CString2 {
   /// 1 when the text is empty, else 0.
   int IsEmpty() const;
   /// Replaces the text by printf-formatted text of any length. The conversions of `fmt` must be those of the
-  /// arguments; numbers follow the host program's numeric locale.
+  /// arguments; numbers follow the host program's numeric locale. A null `fmt` gives the empty text.
   void Format(const char* fmt);
   void Format(const char* fmt, const char* a);
   void Format(const char* fmt, int a, int b);

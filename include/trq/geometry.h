@@ -183,7 +183,7 @@ class TRQ_EXPORT CTL : public COMPONENT {
   /// Reads a CTL file (docs/formats/ctl.md), in either byte order, into a fresh or cleared mesh. Returns the
   /// number of triangles. On failure writes the message and a line end to the error stream and throws the
   /// message as a `char*` (valid until the thread's next failure):
-  ///   "Invalid CTL file - No header", "Invalid CTL file - Invalid Magic Number",
+  ///   "Invalid CTL file - No header" (also for a null stream), "Invalid CTL file - Invalid Magic Number",
   ///   "Invalid CTL file - - Wrong number of facets." (written with a single dash),
   ///   "Invalid CTL file - Cannot read vertex_array", "Invalid CTL file - Read past end of file",
   ///   "Invalid CTL file - Cannot read trangles_array";
@@ -209,17 +209,17 @@ class TRQ_EXPORT CTL : public COMPONENT {
   // Files
 
   /// Reads the header of a CTL file in the machine's byte order, rewinds, and returns its units, which become
-  /// the component's. The whole header is replaced, counts included. A file shorter than a header:
-  /// component_io::kFailed, nothing changed, not rewound.
+  /// the component's. The whole header is replaced, counts included. A null stream or a file shorter than a
+  /// header: component_io::kFailed, nothing changed, not rewound.
   int get_units(FILE* f);
   /// Writes the mesh as a CTL file (docs/formats/ctl.md). The written vertices are transformed by `matrix`
   /// (row-major, column vectors; with `mm_to_inch` 1 it is meant for inches while mesh and file are in
   /// millimetres). Kept: the mesh's own vertices are snapped by truncateVertices() afterwards, and its
   /// attributes outside 0..2 become 0. Kept: triangle words that do not fit the packed width corrupt their
   /// neighbours, in the mesh as in the file.
-  /// Returns mesh_io::kDone, or kFailed when the file cannot be created or written to its end, or when the
-  /// mesh has no triangles; in that case an empty file stays behind. Requires: num_vertices() >= 3, so that
-  /// attributes fit the packed width.
+  /// Returns mesh_io::kDone, or kFailed for a null `matrix` (nothing is done then), when the file cannot be
+  /// created or written to its end, or when the mesh has no triangles; in that case an empty file stays
+  /// behind. Requires: num_vertices() >= 3, so that attributes fit the packed width.
   int SaveCTLModel(CString path, float matrix[4][4], int mm_to_inch);
   /// Reads every solid of an STL file (docs/formats/stl.md), ASCII or binary, into this mesh and calculates
   /// the normals. `file_units` becomes the header's units. `accept_partial`, which may be null, tells on
@@ -249,13 +249,14 @@ class TRQ_EXPORT CTL : public COMPONENT {
   int SaveSTLHeader(FILE* f, int count);
   /// Writes the facet records of a binary STL file: the stored normals unchanged, the corners placed by
   /// `matrix` (row-major, column vectors; with `mm_to_inch` 1 it is meant for inches while mesh and file are
-  /// in millimetres), the low 16 bits of the attributes. Returns 1; 0 for a null stream. Write errors stay on
-  /// record in the stream.
+  /// in millimetres), the low 16 bits of the attributes. Returns 1; 0 for a null stream or matrix. Write
+  /// errors stay on record in the stream.
   int SaveModifiedCTLDataAsSTL(FILE* f, int mm_to_inch, float matrix[4][4]);
   /// Writes the mesh as a binary STL file with a stamp in its header (docs/formats/stl.md): computer, login
   /// name, `stamp_number` and room for the checksum of crcSTLFile. Normals are placed as directions and
   /// brought to length 1; attributes that are negative as 16 bits become 0.
-  /// Returns mesh_io::kDone; kFailed after a message box when the file cannot be created. Kept: a failed
+  /// Returns mesh_io::kDone; kFailed after a message box for a null `matrix` or when the file cannot be
+  /// created. Kept: a failed
   /// write or close changes neither; the error object records it. A mesh without triangles makes a file of no
   /// facets.
   int SaveCTLasBinarySTL(CString path, float matrix[4][4], int mm_to_inch, int stamp_number);

@@ -34,7 +34,7 @@ class TRQ_EXPORT CString {
   CString Mid(int first, int count) const;
   /// <0, 0, >0 by bytes taken as unsigned.
   int Compare(const char* other) const;
-  /// Replaces the text by printf-formatted text of any length.
+  /// Replaces the text by printf-formatted text of any length; by the empty text for a null `format`.
   void Format(const char* format, ...) __attribute__((format(printf, 2, 3)));
 
   CString& operator+=(const CString& other) {

@@ -88,7 +88,7 @@ class TRQ_EXPORT PLATFORM {
   CString SingleVatBuildStyleFile = "Default_s.sty";
   CString SingleVatRecoatStyleFile = "Default_s.rcs";
   CString BuildName = "Build";
-  /// From the bottom of the build upward.
+  /// From the bottom of the build upward. A null entry is no style; what changes the stack takes it out.
   std::vector<std::shared_ptr<KVRECOATSTYLE>> RecoatStyles;
   int32_t WordAfterList = 0;
   std::shared_ptr<KVRECOATSTYLE> CurrentRecoatStyle;  ///< may also be listed; reset when removed there
@@ -186,7 +186,8 @@ class TRQ_EXPORT MODEL : public CTL {
   int32_t StateWord = 0;         ///< 0 or 1: area and volume may be calculated
   int32_t ApplicationWord = 2366;
   int32_t ApplicationCounters[4] = {};
-  std::vector<std::shared_ptr<KVBUILDSTYLE>> BuildStyles;  ///< from the bottom upward
+  /// From the bottom upward. A null entry is no style; what changes the stack takes it out.
+  std::vector<std::shared_ptr<KVBUILDSTYLE>> BuildStyles;
   bool Modified = false;
   bool SecondFlag = false;
   // The application gives the numbered records their meaning.

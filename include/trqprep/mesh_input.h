@@ -28,7 +28,7 @@ struct InputMesh {
   bool units_stated = false;         ///< by the file; otherwise they are --units
   bool units_given = false;          ///< somebody said them
   int solids = 1;                    ///< binary solids one after the other
-  std::shared_ptr<CTL> mesh;         ///< with normals and extents; its header carries `units`; copies share it
+  std::shared_ptr<CTL> mesh;  ///< with normals and extents; its header carries `units`; copies share it
 
   /// In cubic and square `units`, summed in double; CTL::volume and CTL::area round to float on the way.
   double volume() const;

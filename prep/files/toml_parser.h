@@ -1,7 +1,7 @@
 /// TOML documents from anywhere. The parser is mended in two places. Its table of blanks outside ASCII has
 /// gaps, which it marks as unreachable, but any character outside quotes gets there: what stands in a gap is
-/// no blank. And it asserts, or with NDEBUG lets the compiler assume, what it tests in the next lines, such as
-/// that the name of a table does not begin with '/': now it only tests.
+/// no blank. And it asserts, or with NDEBUG lets the compiler assume, what it tests in the next lines, such
+/// as that the name of a table does not begin with '/': now it only tests.
 #pragma once
 
 #include <cstdint>
@@ -28,9 +28,9 @@ struct TomlMistake {
   std::string text;
 };
 
-/// Parses a document. Throws TomlMistake, also for a key of more than 16 parts, each of which is a table within
-/// the one before, and for more than 100 000 marks outside texts that may each make a value: values take a
-/// hundred times the memory of their text.
+/// Parses a document. Throws TomlMistake, also for a key of more than 16 parts, each of which is a table
+/// within the one before, and for more than 100 000 marks outside texts that may each make a value: values
+/// take a hundred times the memory of their text.
 toml::table ParseToml(const std::string& text, const std::string& path);
 
 }  // namespace trqprep

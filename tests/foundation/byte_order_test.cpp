@@ -172,6 +172,13 @@ TEST(StrcasecmpJ, IgnoresTheCaseOfLetters) {
   EXPECT_EQ(strcasecmp_j("", ""), 0);
 }
 
+TEST(StrcasecmpJ, NullIsTheEmptyText) {
+  EXPECT_EQ(strcasecmp_j(nullptr, nullptr), 0);
+  EXPECT_EQ(strcasecmp_j(nullptr, ""), 0);
+  EXPECT_EQ(strcasecmp_j("a", nullptr), 1);
+  EXPECT_EQ(strcasecmp_j(nullptr, "a"), 1);
+}
+
 TEST(StrcasecmpJ, OrdersByTheFirstDifference) {
   EXPECT_EQ(strcasecmp_j("ab", "ac"), -1);
   EXPECT_EQ(strcasecmp_j("ac", "ab"), 1);

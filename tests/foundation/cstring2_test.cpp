@@ -23,6 +23,20 @@ TEST(CString2, HoldsATextAndTellsWhetherItIsEmpty) {
   EXPECT_EQ(Text(CString2(nullptr)), "");
 }
 
+TEST(CString2, FormattedByNullIsEmpty) {
+  const char* const null = nullptr;
+  CString2 text("before");
+  text.Format(null);
+  EXPECT_EQ(Text(text), "");
+  text = "before";
+  text.Format(null, "a");
+  EXPECT_EQ(Text(text), "");
+  text.Format(null, 1, 2);
+  text.Format(null, "a", "b");
+  text.Format(null, 1, 2, 3, 4, 5, 6);
+  EXPECT_EQ(Text(text), "");
+}
+
 TEST(CString2, AssignmentCopiesTextsOfAnyLength) {
   CString2 text;
   const std::string lengths[] = {std::string(63, 'a'), std::string(64, 'b'), std::string(65, 'c'),

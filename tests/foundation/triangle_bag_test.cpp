@@ -73,6 +73,23 @@ TEST(TriangleBag, AppendThrowsNineAgainAfterAnOverflow) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(), line + line + line + line);
 }
 
+TEST(TriangleBag, TheRecordsStayAfterAnOverflow) {
+  TriangleBAG bag(2, 3), no_room(0, 5);
+  for (int n = 1; n <= 6; ++n) bag.append(Numbered(n));
+  testing::internal::CaptureStderr();
+  EXPECT_THROW(bag.append(Numbered(7)), int);
+  EXPECT_THROW(no_room.append(Numbered(1)), int);
+  EXPECT_EQ(no_room.num(), 0);
+  EXPECT_EQ(Numbers(bag), Ints({1, 2, 3, 4, 5, 6}));
+  bag.remove(0);
+  EXPECT_EQ(bag.num(), 6);
+  bag.clear();
+  EXPECT_EQ(bag.num(), 0);
+  bag.append(Numbered(8));
+  EXPECT_EQ(Numbers(bag), Ints({8}));
+  testing::internal::GetCapturedStderr();
+}
+
 TEST(TriangleBag, ABagWithoutRoomOverflowsAtOnce) {
   testing::internal::CaptureStderr();
   TriangleBAG no_blocks(0, 10), no_records(10, 0), negative(-1, -1);

@@ -260,6 +260,20 @@ TEST(CtlFileRead, KeptWrongCountsWriteAndThrowDifferentTexts) {
   }
 }
 
+TEST(CtlFileRead, ANullStreamHasNoHeader) {
+  CTL mesh;
+  testing::internal::CaptureStderr();
+  std::string thrown;
+  try {
+    mesh.fp_read(nullptr);
+  } catch (const char* text) {
+    thrown = text;
+  }
+  EXPECT_EQ(thrown, "Invalid CTL file - No header");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "Invalid CTL file - No header\n");
+  EXPECT_EQ(mesh.get_units(nullptr), trq::component_io::kFailed);
+}
+
 TEST(CtlFileRead, HostileCountsEndInAShortReadWithoutAskingForMemory) {
   CtlFile file = TetrahedronFile();
   for (const int count : {5, 1000, INT_MAX}) {

@@ -187,6 +187,20 @@ TEST(StlExport, ModifiedDataKeepsNormalsAndAttributesAsTheyAre) {
   EXPECT_EQ(test_support::BytesOf(stream.get()), BinaryStl(facets).substr(84));
 }
 
+TEST(StlExport, ANullMatrixIsAFailureThatWritesNothing) {
+  const TempDir dir;
+  test_support::MessageBoxRecorder boxes;
+  CTL mesh = TwoFacets();
+  const Stream stream = test_support::StreamOf("");
+  EXPECT_EQ(mesh.SaveModifiedCTLDataAsSTL(stream.get(), 0, nullptr), 0);
+  EXPECT_EQ(test_support::BytesOf(stream.get()), "");
+  const std::string path = dir.File("a.stl");
+  EXPECT_EQ(mesh.SaveCTLasBinarySTL(path.c_str(), nullptr, 0, 1), trq::mesh_io::kFailed);
+  EXPECT_EQ(mesh.SaveCTLasAsciiSTL(path.c_str(), nullptr, 0), trq::mesh_io::kFailed);
+  EXPECT_EQ(mesh.SaveCTLModel(path.c_str(), nullptr, 0), trq::mesh_io::kFailed);
+  EXPECT_FALSE(std::filesystem::exists(path));
+}
+
 TEST(StlExport, ModifiedDataAnswersByStreamAndTriangles) {
   CTL mesh = TwoFacets();
   CTL empty;

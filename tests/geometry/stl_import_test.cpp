@@ -659,6 +659,18 @@ TEST_F(Merging, CreateTakesTheAttributes) {
   EXPECT_THAT(test_support::AttributesOf(mesh_), ElementsAre(-7));
 }
 
+TEST_F(Merging, CreateTakesTheRecordsOfABagThatOverflowed) {
+  TriangleBAG small(1, 2);
+  small.append(BagFacet({{1, 1, 1}, {1, 1, 1}, {2, 1, 1}}));
+  small.append(BagFacet({{1, 1, 1}, {1, 1, 1}, {3, 1, 1}}));
+  testing::internal::CaptureStderr();
+  EXPECT_THROW(small.append(BagFacet({{1, 1, 1}, {1, 1, 1}, {4, 1, 1}})), int);
+  testing::internal::GetCapturedStderr();
+  EXPECT_EQ(mesh_.create(small, 1e-4f, trq::units::kMillimetre, 0), 0);
+  EXPECT_EQ(mesh_.num_triangles(), 2);
+  EXPECT_EQ(mesh_.num_vertices(), 3);
+}
+
 TEST_F(Merging, RefusedCreateChangesTheUnitsOnly) {
   Add({{1, 1, 1}, {1, 1, 1}, {2, 1, 1}});
   ASSERT_EQ(Create(1e-4f), 0);

@@ -560,3 +560,49 @@ TEST(ModelConfigParams, StartsBlankAndCopiesEverything) {
   EXPECT_EQ(copy.LastInts[17].GetAnElementFromList(0), 9);
   EXPECT_EQ(copy.Floats[0].GetValue(), 2.5f);
 }
+
+TEST(Platform, NullEntriesAreNoStyles) {
+  PLATFORM platform;
+  platform.RecoatStyles.push_back(nullptr);
+  EXPECT_EQ(platform.KVGetMaxZRecoatStyles(), 0);
+  EXPECT_EQ(platform.KVGetMinZRecoatStyles(), 0);
+  EXPECT_FALSE(platform.KVCheckIfRecoatSupportPartStyleCreated(1));
+  EXPECT_EQ(platform.KVremoveRecoatStyleByZ(1), 1);
+  Stack(platform, {{0, 10}});
+  platform.RecoatStyles.push_back(nullptr);
+  Stack(platform, {{10, 20}});
+  platform.RecoatStyles.push_back(nullptr);
+  EXPECT_EQ(platform.KVGetMaxZRecoatStyles(), 20);
+  EXPECT_EQ(platform.KVGetMinZRecoatStyles(), 10);
+  const auto list = platform.RecoatStyles;
+  EXPECT_EQ(platform.getNextRecoatStylePtr(list[0].get()), list[2].get());
+  EXPECT_EQ(platform.getNextRecoatStylePtr(list[2].get()), nullptr);
+  EXPECT_EQ(platform.getPrevRecoatStylePtr(list[2].get()), list[0].get());
+  platform.KVUpdateRecoatStyles(0, 30, RECOAT_TYPE(0));
+  EXPECT_EQ(Bands(platform), Expected({{0, 10}, {10, 30}}));
+  platform.RecoatStyles.insert(platform.RecoatStyles.begin(), nullptr);
+  EXPECT_EQ(platform.KVaddRecoatStyle(30, 40, "", RECOAT_TYPE(0), false, false), 0);
+  EXPECT_EQ(Bands(platform), Expected({{0, 10}, {10, 30}, {30, 40}}));
+  platform.RecoatStyles.push_back(nullptr);
+  EXPECT_EQ(platform.KVremoveRecoatStyle(list[2].get()), 0);
+  EXPECT_EQ(Bands(platform), Expected({{0, 10}, {10, 40}}));
+}
+
+TEST(Model, NullEntriesAreNoStyles) {
+  MODEL model;
+  model.BuildStyles.push_back(nullptr);
+  EXPECT_EQ(model.KVGetFirstBuildStyleThickness(), 0);
+  EXPECT_EQ(model.KVgetDp(), 0);
+  EXPECT_EQ(model.KVgetEc(), 0);
+  EXPECT_EQ(model.KVGetZLayerComp(), 0);
+  EXPECT_FALSE(model.KVisCaviliteStyle());
+  model.KVrecalculateBuildStyle(0, 10);
+  model.BuildStyles.push_back(nullptr);
+  EXPECT_EQ(model.KVAddBuildStyle(nullptr, nullptr, "", 0, 10, false), 0);
+  EXPECT_EQ(BandsOf(model.BuildStyles), Expected({{0, 10}}));
+  model.BuildStyles.insert(model.BuildStyles.begin(), nullptr);
+  model.BuildStyles[1]->LayerThickness.SetValue(0.125f);
+  EXPECT_EQ(model.KVGetFirstBuildStyleThickness(), 0.125f);
+  model.KVrecalculateBuildStyle(1, 12);
+  EXPECT_EQ(BandsOf(model.BuildStyles), Expected({{1, 12}}));
+}
