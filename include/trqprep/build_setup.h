@@ -21,7 +21,8 @@ struct BuildStyleFile {
   std::string name;   ///< in the build folder: "styles/Fine.sty"
   std::string bytes;  ///< the upgraded file with its checksum
   std::string csv;
-  std::string damage;  ///< text of its STYLE-CRC finding; empty when there is none
+  std::string damage;    ///< text of its STYLE-CRC finding; empty when there is none
+  std::string upgraded;  ///< layout of the original when that was an older one; empty otherwise
   // The style of the file's kind, as `bytes` holds it; the other one is a new style.
   KVBUILDSTYLE build;
   KVRECOATSTYLE recoat;

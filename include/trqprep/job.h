@@ -20,6 +20,8 @@ struct StyleRequest {
   Length from, to;
   /// In build folders: what was wrong with the file's checksum, which the folder's own copy mends.
   std::string damage;
+  /// In build folders: the layout of the original where that was an older one, 206 or legacy.
+  std::string upgraded;
 };
 
 /// Reads a style argument. An argument that names an existing file is that file; otherwise what follows the

@@ -52,7 +52,7 @@ struct MeshReading {
 InputMesh ReadMesh(Observer& observer, const ReadOptions& options, const std::string& path,
                    const MeshReading& how = {});
 
-/// Fails with exit 3 when a coordinate is infinite: nothing can be computed from such a mesh.
+/// Fails with exit 3 when a coordinate is infinite or not a number: nothing can be computed from such a mesh.
 void RequireFinite(const InputMesh& input);
 
 /// UNITS-DOUBT when nobody said what unit the file is in, and the largest side is below 3 mm, or the part was

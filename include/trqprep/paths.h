@@ -1,12 +1,18 @@
 /// Names of files.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace trqprep {
 
 /// True when something of that name can be reached; a link counts as what it names.
 bool Exists(const std::string& path);
+
+/// A name like `name` that every file system takes: '_' for control characters and those that some system
+/// gives a meaning of its own, at the end for periods and blanks, and behind the names of devices; cut to
+/// `longest` bytes between characters of UTF-8. Such a name stays as it is.
+std::string PortableName(std::string name, std::size_t longest);
 
 /// The text with its ASCII letters in lower case.
 std::string Lower(std::string text);

@@ -78,7 +78,7 @@ double TurnOf(const Plate& plate, const Piece& piece);
 
 /// "gear-2"
 std::string PieceName(const Plate& plate, const Piece& piece);
-/// The last part of a path without its ending.
+/// The last part of a path without its ending, as PortableName.
 std::string Stem(const std::string& path);
 /// The name made of the two, or `stem`-2, -3, ... and the ending when that is taken; it is taken now. Names
 /// that differ in upper and lower case only are one name: they would be one file on many systems.

@@ -42,7 +42,10 @@ Length ParseLength(const std::string& text);
 std::vector<Length> ParseLengths(const std::string& text, std::size_t count);
 /// Exactly `count` numbers between commas.
 std::vector<double> ParseNumbers(const std::string& text, std::size_t count);
-/// `250x250x250mm`, each side with a unit of its own or all with that of the last.
+/// No vat is longer than a kilometre; far beyond it, single precision cannot place anything.
+constexpr double kLongestMillimetres = 1e6;
+/// `250x250x250mm`, each side with a unit of its own or all with that of the last. Bare ones are taken as
+/// millimetres to see that none is too long.
 std::array<Length, 3> ParseVat(const std::string& text);
 
 /// Splits at every `separator`; an empty text gives one empty piece.

@@ -108,6 +108,7 @@ Job FolderJob(const Plate& plate, const BuildSetup& setup) {
       const BuildStyleFile& style = setup.FileFor(request.path, kind);
       request.path = style.name;
       request.damage = style.damage;
+      request.upgraded = style.upgraded;
     }
   };
   rename(job.styles, StyleKind::kBuild);

@@ -192,12 +192,26 @@ class Stacker {
     } else {
       StoreDocument(again, style.recoat);
     }
-    std::vector<Message> findings = CheckStyle(style.file, {plate_.job.units, plate_.job.machine, true});
-    if (!request.damage.empty() && style.file.crc_valid()) {
-      findings.insert(findings.begin(), StyleDamage(path, request.damage));
-    }
-    for (const Message& finding : findings) {
+    // What the original was like is said besides, and again when the folder is built again.
+    style.damage = style.file.crc_valid() ? request.damage : "";
+    for (const Message& finding : CheckStyle(style.file, {plate_.job.units, plate_.job.machine, true})) {
       if (finding.code == kStyleDamage) style.damage = finding.text;
+    }
+    style.upgraded = request.upgraded;
+    if (style.file.layout != StyleLayout::k301) style.upgraded = StyleLayoutName(style.file.layout);
+    std::vector<Message> findings;
+    if (!style.damage.empty()) findings.push_back(StyleDamage(path, style.damage));
+    if (!style.upgraded.empty()) {
+      findings.push_back(
+          Message(
+              Code::kStyleUpgraded, path,
+              fmt::format("had the {} layout; the build has its upgrade to the 301 layout", style.upgraded))
+              .Hint(fmt::format("'trqprep {} upgrade' makes the same file", StyleCommand(kind))));
+    }
+    if (const auto stored = ExamineStyle(path, style.bytes, kind)) {
+      for (Message& finding : CheckStyle(*stored, {plate_.job.units, plate_.job.machine, true})) {
+        findings.push_back(std::move(finding));
+      }
     }
     Add(std::move(findings), style.name);
     keys_.push_back(key);
@@ -296,8 +310,12 @@ const BuildStyleFile& BuildSetup::FileFor(const std::string& path, StyleKind kin
 }
 
 std::string PartFileName(const PlatePart& part) {
-  return fmt::format("{}/{}{}", kPartFolder, part.name,
-                     std::filesystem::path(part.request.path).extension().string());
+  constexpr size_t kLongestEnding = 16;
+  std::string ending = std::filesystem::path(part.request.path).extension().string();
+  if (ending.size() > 1 && ending != PortableName(ending, kLongestEnding)) {
+    ending = part.input.format == MeshFormat::kCtl ? ".ctl" : ".stl";
+  }
+  return fmt::format("{}/{}{}", kPartFolder, part.name, ending.size() > 1 ? ending : "");
 }
 
 std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, Plate& plate) {

@@ -117,12 +117,12 @@ std::array<Length, 3> ParseVat(const std::string& text) {
     for (size_t i = 3; right && i-- > 0;) {
       vat[i] = ParseLength(sides[i]);
       if (!vat[i].unit) vat[i].unit = vat[2].unit;
-      right = vat[i].value > 0;
+      right = vat[i].value > 0 && vat[i].In(Units::kMillimetre, Units::kMillimetre) <= kLongestMillimetres;
     }
   } catch (const std::invalid_argument&) {
     right = false;
   }
-  if (!right) Refuse(text, "vat size (three lengths above 0, such as 250x250x250mm)");
+  if (!right) Refuse(text, "vat size (three lengths above 0, of a kilometre at most, such as 250x250x250mm)");
   return vat;
 }
 

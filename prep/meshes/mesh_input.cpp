@@ -424,6 +424,7 @@ InputMesh ReadMesh(Observer& observer, const ReadOptions& options, const std::st
     FailInput(Code::kInputUnknown, path, "is neither an STL nor a CTL file");
   }
   if (input.mesh->num_triangles() < 1) FailEmpty(path, "holds no facet");
+  RequireFinite(input);
   input.mesh->recalculate_extents();
   input.mesh->extents_valid = 1;
   if (how.hash) input.sha256 = file.HashOfAll();
@@ -437,10 +438,9 @@ void RequireFinite(const InputMesh& input) {
   for (int i = 0; i < mesh.num_vertices(); ++i) {
     const PbVec3f& point = mesh.vertices()[i];
     if (!std::isfinite(point[0]) || !std::isfinite(point[1]) || !std::isfinite(point[2])) {
-      Fail(ExitCode::kInput,
-           Message(Code::kMeshInfinite, input.path, fmt::format("vertex {} is not finite", i))
-               .Hint("export the part again")
-               .At({{"vertex", i}}));
+      Fail(ExitCode::kInput, Message(Code::kMeshNan, input.path, fmt::format("vertex {} is not finite", i))
+                                 .Hint("export the part again")
+                                 .At({{"vertex", i}}));
     }
   }
 }

@@ -210,8 +210,10 @@ class Reader {
           Take(style.to, {entry.key, ends[1], entry.given});
         } else if (entry.key == "damage") {
           style.damage = Text(entry);
+        } else if (entry.key == "upgraded") {
+          style.upgraded = Text(entry);
         } else {
-          Unknown(entry, {"file", "band", "damage"});
+          Unknown(entry, {"file", "band", "damage", "upgraded"});
         }
       }
       if (style.path.empty()) Refuse(table.source(), fmt::format("a {} without file", list.key));
@@ -324,6 +326,7 @@ class Writer {
     for (const StyleRequest& style : styles) {
       tables_ += fmt::format("\n[[{}]]\n{}", list_, FileLine(style.path));
       if (!style.damage.empty()) tables_ += "damage = " + Quoted(style.damage) + "\n";
+      if (!style.upgraded.empty()) tables_ += "upgraded = " + Quoted(style.upgraded) + "\n";
       if (style.banded) tables_ += fmt::format("band = [{}, {}]\n", Text(style.from), Text(style.to));
     }
   }

@@ -137,7 +137,7 @@ Json BoxToJson(const Box& box) { return {{"min", FloatsToJson(box.min)}, {"max",
 }  // namespace
 
 std::string Stem(const std::string& path) {
-  return std::filesystem::path(path).stem().string().substr(0, kLongestName);
+  return PortableName(std::filesystem::path(path).stem().string(), kLongestName);
 }
 
 std::string FreshName(std::set<std::string>& taken, const std::string& stem, const std::string& ending) {
@@ -231,6 +231,9 @@ Plate LoadPlate(Observer& observer, const Job& job) {
   plate.job = job;
   plate.vat = job.VatIn(job.units);
   const std::array<double, 3> vat_mm = job.VatIn(Units::kMillimetre);
+  if (*std::max_element(vat_mm.begin(), vat_mm.end()) > kLongestMillimetres) {
+    FailUsage("", "a side of the vat is longer than a kilometre", "is its unit right?");
+  }
   for (size_t i = 0; i < job.parts.size(); ++i) {
     observer.Progress("reading " + job.parts[i].path, 0.3 * double(i) / double(job.parts.size()));
     PlatePart part;
@@ -246,10 +249,14 @@ Plate LoadPlate(Observer& observer, const Job& job) {
       part.remarks = other.remarks;
       for (const Message& remark : part.remarks) observer.Say(remark);
     } else {
+      if (IsSideFileName(part.request.path)) {
+        FailInput(Code::kInputUnknown, part.request.path,
+                  "has the name of a side file, which no part can have",
+                  "name the part; its side file goes with it");
+      }
       // Files stay open to be copied from.
       const size_t said = observer.messages().size();
       part.input = ReadPart(observer, job, part.request, {false, true, true});
-      RequireFinite(part.input);
       WarnOfUnits(observer, part.input, &vat_mm);
       if (const auto finding = FloorFinding(part.request.path, LowestOf(part.input, job.units), job)) {
         observer.Say(*finding);

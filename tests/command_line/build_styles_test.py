@@ -108,11 +108,31 @@ class Stacks(BuildTest):
                 self.assertIn("FROM:TO", self.fails(USAGE, "build", "box.stl", "--style", text, "-o", "out").err)
         # A file whose name holds an '@' is that file.
         self.write("Fine@1:2.sty", build_style(0.1))
-        self.assertEqual(self.stack("box.stl", "--style", "Fine@1:2.sty")[0], [("Fine@1:2.sty", 0, 20)])
+        self.assertEqual(self.stack("box.stl", "--style", "Fine@1:2.sty")[0], [("Fine@1_2.sty", 0, 20)])
         self.assertEqual(self.fails(INPUT, "build", "box.stl", "--style", "None.sty", "-o", "out", "--json").codes(),
                          ["INPUT-MISSING"])
         self.assertEqual(self.fails(INPUT, "build", "box.stl", "--style", "Slow.rcs", "-o", "out", "--json").codes(),
                          ["STYLE-KIND"])
+
+
+class Upgrades(BuildTest):
+    def test_checks_are_of_what_is_stored_and_the_upgrade_is_noted_again(self):
+        # The range of the Z wait lies where the 206 layout has none to say; a value out of it is in both.
+        def wrong(records):
+            records["Z Wait"].value, records["Z Wait"].low, records["Z Wait"].high, records["Z Wait"].flags = 9, 1, 2, (1, 1, 1)
+        self.write("Old.rcs", recoat_style(0, units="in", sweeps=2, change=wrong, layout="206"))
+        self.write("Old.sty", build_style(0.1, layout="206"))
+        self.good("build", "box.stl", "--style", "Old.sty", "--recoat", "Old.rcs", "--machine", "TRQ-E7", "--force-checks",
+                  "-o", "a")
+        self.good("build", "a/build.toml", "-o", "b")
+        for name in ("checks.json", "build.json", "build.toml"):
+            self.assertEqual(self.path("a/" + name).read_bytes(), self.path("b/" + name).read_bytes())
+        found = json.loads(self.path("a/checks.json").read_text())["findings"]
+        notes = [(f["file"], f["text"]) for f in found if f["code"] == "STYLE-UPGRADED"]
+        text = "had the 206 layout; the build has its upgrade to the 301 layout"
+        self.assertEqual(sorted(notes), [("styles/Old.rcs", text), ("styles/Old.sty", text)])
+        said = self.run_tool("build", "b/build.toml", "-o", "c", "--json").codes()
+        self.assertEqual(said.count("STYLE-UPGRADED"), 2)
 
 
 class Numbers(BuildTest):

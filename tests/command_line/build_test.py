@@ -352,7 +352,7 @@ class Picture(ToolTest):
 
     def test_names_turns_and_extent_are_written(self):
         texts = ["".join(t.itertext()) for t in self.root.findall(".//s:text", self.NS)]
-        self.assertTrue(any(t.startswith("ring & <co> 1") for t in texts), texts)
+        self.assertTrue(any(t.startswith("ring & _co_ 1") for t in texts), texts)
         self.assertTrue(any("°" in t for t in texts))
         self.assertTrue(any(t.startswith("used ") for t in texts))
         self.assertIsNotNone(self.root.find(".//s:rect[@class='used']", self.NS))

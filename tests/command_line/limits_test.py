@@ -1,4 +1,6 @@
 """What the tool takes from strangers: memory in proportion to what is read, and limits that are tested first."""
+import os
+import pathlib
 import re
 import shutil
 import subprocess
@@ -98,6 +100,78 @@ class FewVertices(ToolTest):
                 result = self.fails(exit, "convert", path, "-o", "out.stl", "--force")
                 if exit == INPUT:
                     self.assertIn(f"announces {facets} facets of {vertices} vertices", result.err)
+
+
+class Names(ToolTest):
+    PART = binary_stl(box_facets((9, 10, 11)))
+
+    def built(self, *names):
+        """The names of the parts in the folder that is built of these files; the folder is as it should be."""
+        parts = [argument for name in names for argument in ("--part", os.path.join(os.fsencode("."), os.fsencode(name)))]
+        for name in names:
+            (pathlib.Path(os.fsdecode(os.fsencode(self.folder))) / name).write_bytes(self.PART)
+        self.good("build", *parts[1:2], *parts[2:], "-o", "out", "--force")
+        self.good("verify", "out")
+        self.good("build", "out/build.toml", "-o", "again", "--force")
+        found = {}
+        for folder in ("out", "again"):
+            root = self.path(folder)
+            found[folder] = {str(path.relative_to(root)): path.read_bytes() for path in root.rglob("*") if path.is_file()}
+        self.assertEqual(found["out"], found["again"])
+        for name in found["out"]:
+            for piece in name.split("/"):
+                self.assertLessEqual(len(os.fsencode(piece)), 255)
+                self.assertNotRegex(piece, r'[<>:"\\|?*\x00-\x1f]|[. ]$|(?i:^(con|prn|aux|nul|com\d|lpt\d)(\.|$))')
+        lower = [name.lower() for name in found["out"]]
+        self.assertEqual(len(set(lower)), len(lower))
+        return sorted(name[6:] for name in found["out"] if name.startswith("parts/"))
+
+    def test_names_work_on_every_file_system(self):
+        for given, wanted in ((["NUL.stl", "a:b.stl"], ["NUL_.stl", "a_b.stl"]), (["com1.x.stl"], ["com1_.x.stl"]),
+                              (["Lpt9"], ["Lpt9_"]), (["what?.stl", "what*.stl"], ["what_-2.stl", "what_.stl"]),
+                              (["end .stl", "dot..stl"], ["dot_.stl", "end_.stl"]), (["console.stl"], ["console.stl"]),
+                              (["RING.STL", "ring.stl"], ["RING.STL", "ring-2.stl"]), (["a.b|c"], ["a.stl"]),
+                              (["dot."], ["dot"]), (["tab\tbed.stl"], ["tab_bed.stl"])):
+            with self.subTest(given):
+                self.assertEqual(self.built(*given), wanted)
+
+    def test_long_names_are_cut_between_characters(self):
+        self.assertEqual(self.built("x" * 251 + ".stl"), ["x" * 200 + ".stl"])
+        self.assertEqual(self.built("y." + "e" * 253), ["y.stl"])
+        self.assertEqual(self.built("x" + "\u00e9" * 125 + ".stl"), ["x" + "\u00e9" * 99 + ".stl"])
+        name = "z" * 251 + ".stl"
+        self.write(name, self.PART)
+        self.good("build", name, "--part", name, "-o", "twice")
+        self.assertEqual(sorted(path.name for path in self.path("twice/parts").iterdir()),
+                         ["z" * 200 + "-2.stl", "z" * 200 + ".stl"])
+
+    def test_a_part_never_has_the_name_of_a_side_file(self):
+        self.write("x.V_D", self.PART)
+        self.assertEqual(self.fails(INPUT, "build", "x.V_D", "-o", "out", "--json").codes(), ["INPUT-UNKNOWN"])
+        for name in ("words.txt", "words", "words.obj"):
+            self.write(name, "no mesh")
+            self.assertEqual(self.fails(INPUT, "build", name, "-o", "out", "--json").codes(), ["INPUT-UNKNOWN"])
+
+
+class Lengths(ToolTest):
+    def test_a_vat_is_a_kilometre_at_most(self):
+        self.write("box.stl", binary_stl(box_facets((10, 20, 30))))
+        for vat in ("1e40x10x10mm", "100x100x1000001mm", "39371x1x1in", "1000001x1x1"):
+            for command in (["build", "box.stl", "-o", "out"], ["place", "box.stl"], ["check", "box.stl"]):
+                self.fails(USAGE, *command, "--vat", vat)
+        # Bare lengths in inches, on the line and in a file.
+        self.fails(USAGE, "place", "box.stl", "--units", "in", "--vat", "39371x39371x39371")
+        self.write("job.toml", "units = 'in'\nvat = [1e5, 100, 100]\n[[part]]\nfile = 'box.stl'\n")
+        self.fails(USAGE, "build", "job.toml", "-o", "out")
+
+    def test_parts_far_away_lie_outside_the_vat(self):
+        far = [[(x, y, z * 1e30) for x, y, z in facet] for facet in box_facets((10, 20, 30))]
+        for z in (-3e7, 3e7):
+            self.write("away.stl", binary_stl(box_facets((10, 20, 64), (0, 0, z))))
+            self.assertIn(self.run_tool("build", "away.stl", "-o", "out").exit, (NO, NO_PLACEMENT))
+        self.write("far.stl", binary_stl(far))
+        self.assertIn(self.run_tool("build", "far.stl", "-o", "out", "--force-checks").exit, (NO, NO_PLACEMENT))
+        self.assertFalse(self.path("out").exists())
 
 
 class LongLists(ToolTest):

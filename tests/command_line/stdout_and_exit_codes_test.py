@@ -239,12 +239,14 @@ class BadInputs(ToolTest):
         self.write("nan.ctl", make_ctl(corners, [(0, 2, 1), (0, 1, 3), (0, 3, 2), (1, 2, 3)]))
         self.check_all("nan.ctl", "MESH-NAN")
 
-    def test_infinite_coordinates_are_shown_and_never_placed(self):
+    def test_infinite_coordinates_are_refused(self):
         corners = [(0, 0, 0), (10, 0, 0), (0, 10, 0), (0, 0, float("inf"))]
         self.write("inf.ctl", make_ctl(corners, [(0, 2, 1), (0, 1, 3), (0, 3, 2), (1, 2, 3)]))
-        self.assertEqual(self.info_of("inf.ctl")["box"], {"min": [0, 0, 0], "max": [10, 10, "inf"]})
-        for command in (["place", "inf.ctl"], ["transform", "inf.ctl", "--drop", "-o", "a.stl"]):
-            self.assertIn("[MESH-INFINITE]", self.fails(INPUT, *command).err)
+        self.write("inf.stl", binary_stl(box_facets() + [((0, 0, 0), (1, 1, 1), (float("-inf"), 0, 0))]))
+        self.write("text.stl", ascii_stl(box_facets() + [((0, 0, 0), (1, 1, 1), (3e38, 0, 0))]).replace("3e+38", "1e39"))
+        for name in ("inf.ctl", "inf.stl", "text.stl"):
+            self.check_all(name, "MESH-NAN")
+            self.assertIn("[MESH-NAN]", self.fails(INPUT, "convert", name, "-o", "a.stl").err)
 
     def test_unknown_content(self):
         self.write("notes.txt", "just some words\nand more\n")

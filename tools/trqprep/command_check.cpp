@@ -287,7 +287,6 @@ class Checker {
     PartRequest alone;
     alone.path = path;
     const InputMesh input = ReadPart(context_, job_, asked == job_.parts.end() ? alone : *asked);
-    RequireFinite(input);
     WarnOfUnits(context_, input, &vat_mm_);
     const double lowest = input.box().min[2] * UnitsFactor(input.units, job_.units);
     if (const auto finding = FloorFinding(path, lowest, job_)) context_.Say(*finding);

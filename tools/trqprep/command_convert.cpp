@@ -20,13 +20,12 @@ ExitCode Run(Context& context, const Options& options) {
   if (options.normalize && format == MeshFormat::kCtl) {
     FailUsage("", "--normalize writes STL files only", "without it every mesh can be written as CTL");
   }
-  MeshWork work = ReadForWork(context, options, true);
+  MeshWork work = ReadForWork(context, options);
   if (options.normalize && options.format.empty() && !stamped && work.input.format != MeshFormat::kCtl) {
     work.format = work.input.format;
   }
   InputMesh& input = work.input;
   const Units wanted = UnitsFromName(options.to_units).value_or(work.units);
-  if (wanted != input.units) RequireFinite(input);
   ConvertUnits(input, wanted);
   WriteWork(context, options, work, stamped ? std::optional(options.stamp) : std::nullopt);
   context.State({{"format", MeshFormatName(work.format)}});

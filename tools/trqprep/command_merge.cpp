@@ -15,7 +15,6 @@ ExitCode Run(Context& context, const Options& options) {
   for (size_t i = 0; i < options.inputs.size(); ++i) {
     context.Progress("reading " + options.inputs[i], double(i) / double(options.inputs.size()));
     InputMesh input = ReadMesh(context, context.reading(), options.inputs[i]);
-    RequireFinite(input);
     WarnOfUnits(context, input, nullptr);
     inputs.push_back(Json{{"file", TextToJson(options.inputs[i])}, {"facets", input.mesh->num_triangles()}});
     ConvertUnits(input, context.units());

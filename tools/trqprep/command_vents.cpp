@@ -33,9 +33,7 @@ struct Options {
 // The part itself, when the argument names one that is there.
 std::optional<InputMesh> MeshIfThere(Context& context, const std::string& path) {
   if (IsSideFileName(path) || !Exists(path)) return std::nullopt;
-  InputMesh mesh = ReadMesh(context, context.reading(), path);
-  RequireFinite(mesh);
-  return mesh;
+  return ReadMesh(context, context.reading(), path);
 }
 
 // The part that a side file of that name belongs to, when it is there and can be read; or the part itself.
@@ -122,7 +120,6 @@ void TellPatches(Context& context, const Json& patches, const std::string& title
 
 ExitCode Find(Context& context, const Options& options) {
   InputMesh input = ReadMesh(context, context.reading(), options.input);
-  RequireFinite(input);
   const VentPatches patches = FindVentPatches(*input.mesh);
   const double floor = input.box().min[2];
   context.data_units = input.units;

@@ -12,10 +12,9 @@ void AddMeshFormat(Command& command, MeshOptions& options) {
   command.ReadsMeshes();
 }
 
-MeshWork ReadForWork(Context& context, const MeshOptions& options, bool may_be_infinite) {
+MeshWork ReadForWork(Context& context, const MeshOptions& options) {
   const MeshFormat format = OutputFormat(options.output, options.format);
   InputMesh input = ReadMesh(context, context.reading(), options.input);
-  if (!may_be_infinite) RequireFinite(input);
   WarnOfUnits(context, input, nullptr);
   const Units units = format == MeshFormat::kCtl ? input.units : context.units();
   return {format, std::move(input), units};

@@ -27,8 +27,8 @@ struct MeshWork {
   /// The factor from the unit of the input to that of the output.
   double factor() const { return UnitsFactor(input.units, units); }
 };
-/// Reads the input and warns of its units; fails where a coordinate is not finite, unless that `may_be`.
-MeshWork ReadForWork(Context& context, const MeshOptions& options, bool may_be_infinite = false);
+/// Reads the input and warns of its units.
+MeshWork ReadForWork(Context& context, const MeshOptions& options);
 /// States the files, and that lengths are in `units`.
 void StateFiles(Context& context, const MeshOptions& options, Units units);
 /// Writes the input as it is by now and states the files.
