@@ -203,7 +203,7 @@ class Stacker {
     if (!style.damage.empty()) findings.push_back(StyleDamage(path, style.damage));
     if (!style.upgraded.empty()) {
       findings.push_back(
-          Message(
+          Finding(
               Code::kStyleUpgraded, path,
               fmt::format("had the {} layout; the build has its upgrade to the 301 layout", style.upgraded))
               .Hint(fmt::format("'trqprep {} upgrade' makes the same file", StyleCommand(kind))));

@@ -223,11 +223,12 @@ void RequireVertices(const FileHead& file) {
   if (file.head.size() < kCtlHeaderSize) return;
   const int64_t vertices = count_at(0), facets = count_at(4);
   if (facets <= kFewFacets || facets <= kMostOfVertex * vertices) return;
-  Fail(ExitCode::kInput, Message(Code::kCtlInvalid, file.path,
-                                 fmt::format("announces {} facets of {} vertices, more than {} a vertex",
-                                             facets, vertices, kMostOfVertex))
-                             .At({{"byte", 4}})
-                             .Hint("no surface is like that; make the file again from its source"));
+  Fail(ExitCode::kInput,
+       Message(Code::kCtlInvalid, file.path,
+               fmt::format("announces {} of {}, more than {} a vertex", Counted(facets, "facet"),
+                           Counted(vertices, "vertex", "vertices"), kMostOfVertex))
+           .At({{"byte", 4}})
+           .Hint("no surface is like that; make the file again from its source"));
 }
 
 void ReadCtl(Observer& observer, const ReadOptions& options, InputFile& file, InputMesh& input) {

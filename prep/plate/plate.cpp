@@ -210,8 +210,8 @@ std::optional<Message> TooManyParts(const Job& job) {
   const size_t count = Components(job, PieceCount(job)).size();
   if (count <= kMostComponents) return std::nullopt;  // the grid would leave out the others
   return Message(Code::kNoPlacement, "",
-                 fmt::format("{} are more than the {} that can be placed together", Counted(int64_t(count), "part"),
-                             kMostComponents))
+                 fmt::format("{} are more than the {} that can be placed together",
+                             Counted(int64_t(count), "part"), kMostComponents))
       .Hint("divide them over several builds");
 }
 

@@ -198,8 +198,8 @@ std::optional<StyleFile> ExamineStyle(const std::string& path, std::string bytes
   const bool is_301 = IsVersion301(first);
   // A 206 build style begins with its "Version" record; that of a recoat style stands behind the user level.
   const bool is_build_206 = first == kVersion206;
-  // A file that begins with 2.06 is no recoat style: a "Version" record has 2.06 at its second word, too. Any other user
-  // level may stand there, but the application takes 3.01 for the version.
+  // A file that begins with 2.06 is no recoat style: a "Version" record has 2.06 at its second word, too. Any
+  // other user level may stand there, but the application takes 3.01 for the version.
   const bool is_recoat_206 = first != kVersion301 && !is_build_206 && At<float>(content, 4) == kVersion206;
   if (!is_301 && !is_build_206 && !is_recoat_206) {
     if (preferred != StyleKind::kRecoat) return std::nullopt;

@@ -122,9 +122,9 @@ class Upgrades(BuildTest):
             records["Z Wait"].value, records["Z Wait"].low, records["Z Wait"].high, records["Z Wait"].flags = 9, 1, 2, (1, 1, 1)
         self.write("Old.rcs", recoat_style(0, units="in", sweeps=2, change=wrong, layout="206"))
         self.write("Old.sty", build_style(0.1, layout="206"))
-        self.good("build", "box.stl", "--style", "Old.sty", "--recoat", "Old.rcs", "--machine", "TRQ-E7", "--force-checks",
-                  "-o", "a")
-        self.good("build", "a/build.toml", "-o", "b")
+        self.fails(NO, "build", "box.stl", "--style", "Old.sty", "--recoat", "Old.rcs", "--machine", "TRQ-E7", "--force-checks",
+                   "-o", "a")
+        self.fails(NO, "build", "a/build.toml", "-o", "b")
         for name in ("checks.json", "build.json", "build.toml"):
             self.assertEqual(self.path("a/" + name).read_bytes(), self.path("b/" + name).read_bytes())
         found = json.loads(self.path("a/checks.json").read_text())["findings"]

@@ -41,7 +41,7 @@ class Formats(ToolTest):
         fields = set(re.findall(r'^ +\{"([\w-]+)", (?:nullptr|")', (SOURCE / "prep/plate/job.cpp").read_text(), re.M))
         self.assertIn("rotate-z", fields)
         rows = set(re.findall(r"^\| `(?:\[\[)?(?:part\.)?([\w-]+)", (FORMATS / "job-file.md").read_text(), re.M))
-        self.assertEqual(rows, fields | {"schema", "band", "damage"})
+        self.assertEqual(rows, fields | {"schema", "band", "damage", "upgraded"})
 
     def test_the_folder_holds_the_files_of_the_document_and_nothing_else(self):
         self.build()

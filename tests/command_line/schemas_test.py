@@ -243,7 +243,7 @@ class Outputs(ToolTest):
         damaged = bytearray(self.path("Fine.sty").read_bytes())
         damaged[-1] ^= 1
         self.write("Damaged.sty", bytes(damaged))
-        self.write("half.sty", build_style(0.1))
+        self.write("half.sty", build_style(0.1, layout="206"))
         style = b"\xe9.sty"
         pathlib.Path(os.fsdecode(odd + style)).write_bytes(build_style(0.1))
         self.take(schemas.tomllib.loads((SOURCE / "docs/formats/job-file.md").read_text().split("```toml\n")[1]

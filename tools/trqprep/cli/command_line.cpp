@@ -133,7 +133,9 @@ int Finish(Context& context, const std::string& schema, ExitCode exit) {
   }
   int error = 0;
   const auto write = [&error](std::string_view piece) {
-    if (error == 0) error = StandardOutputHoldsOutput() ? (WriteErrorStream(std::string(piece)), 0) : WriteStandardOutput(piece);
+    if (error == 0)
+      error = StandardOutputHoldsOutput() ? (WriteErrorStream(std::string(piece)), 0)
+                                          : WriteStandardOutput(piece);
   };
   if (context.options.json) {
     WriteJsonDocument(document, write);
