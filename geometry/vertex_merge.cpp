@@ -3,7 +3,7 @@
 // probe returns it. Only a point not seen before needs the tolerant search, and that ends after the same
 // probe unless the point has company in its cell or lies within a tolerance of the cell's border. The table
 // is larger than the caches: points are looked up in batches, the places of a whole batch being fetched at
-// once.
+// once. Points can be made whose hashes lie together: what finds no slot in so many goes into a sorted tree.
 //
 // Invariants that make this the same as walking the bucket chains of the merge table:
 // - Vertices never match each other: a point that an earlier vertex matches does not become one, and matching
@@ -41,6 +41,9 @@ constexpr size_t kCrowdWindow = 4096;
 
 constexpr size_t kBatch = 128;
 
+// Slots that a cell's vertices may lie behind its first one. Chance alone hardly ever fills so many.
+constexpr int kLongestProbe = 128;
+
 // Below this a product with 1/t is less than 2^-23 away from the quotient by t.
 constexpr double kProductIsSafe = 536870912.0;  // 2^29
 constexpr double kProductError = 0x1p-20;
@@ -54,8 +57,8 @@ bool Equal(const PbVec3f& a, const PbVec3f& b) { return a[0] == b[0] && a[1] == 
 
 double Distance(float a, float b) { return std::fabs(double(a) - b); }
 
-uint64_t MixCells(uint64_t x, uint64_t y, uint64_t z) {
-  uint64_t h = x * 0x9E3779B97F4A7C15u + y * 0xC2B2AE3D27D4EB4Fu + z * 0x165667B19E3779F9u;
+uint64_t MixCells(const std::array<uint64_t, 3>& cell) {
+  uint64_t h = cell[0] * 0x9E3779B97F4A7C15u + cell[1] * 0xC2B2AE3D27D4EB4Fu + cell[2] * 0x165667B19E3779F9u;
   h ^= h >> 32;
   return h * 0xD6E8FEB86659FD93u;
 }
@@ -126,21 +129,20 @@ void VertexMerger::AddBatch(const PbVec3f* points, size_t count, int32_t* answer
 
 int32_t VertexMerger::AddOne(const PbVec3f& p, uint64_t hash) {
   if (!Finite(p)) return Append(p);
-  size_t slot = SlotOf(hash);
-  for (; slots_[slot] != 0; slot = NextSlot(slot)) {
-    if (slots_[slot] >> 32 != TagOf(hash)) continue;
-    const int32_t vertex = VertexIn(slots_[slot]);
-    if (Equal(vertices_[vertex], p)) return vertex;
-    ++recent_strangers_;
-    if (Matches(p, vertex)) return AppendLate(p, vertex);  // then no vertex equals it
-  }
-  if (NearCellBorder(p)) {
-    const int32_t vertex = FindMatch(p);
-    if (vertex >= 0) return AppendLate(p, vertex);
-  }
+  int32_t equal = -1, match = -1;
+  const size_t slot = ForEachInCell(CellOf(p), hash, [&](int32_t vertex) {
+    if (Equal(vertices_[vertex], p)) {
+      equal = vertex;
+    } else if (Matches(p, vertex)) {
+      match = vertex;  // then no vertex equals it
+    }
+    return equal < 0 && match < 0;
+  });
+  if (equal >= 0) return equal;
+  if (match < 0 && NearCellBorder(p)) match = FindMatch(p);
+  if (match >= 0) return AppendLate(p, match);
   const int32_t vertex = Append(p);
-  slots_[slot] = SlotValue(hash, vertex);
-  ++slots_used_;
+  Store(vertex, hash, slot);
   return vertex;
 }
 
@@ -169,9 +171,11 @@ uint64_t VertexMerger::CellOf(double coordinate) const {
   return bits;
 }
 
-uint64_t VertexMerger::HashOf(const PbVec3f& p) const {
-  return MixCells(CellOf(p[0]), CellOf(p[1]), CellOf(p[2]));
+VertexMerger::Cell VertexMerger::CellOf(const PbVec3f& p) const {
+  return {CellOf(p[0]), CellOf(p[1]), CellOf(p[2])};
 }
+
+uint64_t VertexMerger::HashOf(const PbVec3f& p) const { return MixCells(CellOf(p)); }
 
 size_t VertexMerger::SlotOf(uint64_t hash) const { return size_t(((hash >> 32) * slots_.size()) >> 32); }
 
@@ -206,10 +210,31 @@ bool VertexMerger::InSameHashCell(float a, float b) const {
   return std::min(in, jn) > kProductError && std::max(in, jn) < 1 - kProductError;
 }
 
+/// Visits the vertices of a cell until `visit` returns false. Else returns the slot for its next vertex: the
+/// end of the slots when all of its own are taken.
+template <class Visit>
+size_t VertexMerger::ForEachInCell(const Cell& cell, uint64_t hash, Visit visit) {
+  size_t slot = SlotOf(hash);
+  for (int probe = 0; probe < kLongestProbe; ++probe, slot = NextSlot(slot)) {
+    ++steps_;
+    if (slots_[slot] == 0) return slot;
+    if (slots_[slot] >> 32 != TagOf(hash)) continue;
+    ++recent_visits_;
+    if (!visit(VertexIn(slots_[slot]))) return slot;
+  }
+  const auto range = crowded_out_.equal_range(cell);
+  for (auto i = range.first; i != range.second; ++i) {
+    ++steps_;
+    ++recent_visits_;
+    if (!visit(i->second)) break;
+  }
+  return slots_.size();
+}
+
 /// Visits the vertices of all cells within `reach`, two tolerances at most, until `visit` returns false; some
 /// lie outside, and one may come twice.
 template <class Visit>
-void VertexMerger::ForEachNear(const PbVec3f& p, double reach, Visit visit) const {
+void VertexMerger::ForEachNear(const PbVec3f& p, double reach, Visit visit) {
   uint64_t cells[3][3];
   int cell_count[3];
   for (int k = 0; k < 3; ++k) {
@@ -226,16 +251,16 @@ void VertexMerger::ForEachNear(const PbVec3f& p, double reach, Visit visit) cons
   for (int x = 0; x < cell_count[0]; ++x) {
     for (int y = 0; y < cell_count[1]; ++y) {
       for (int z = 0; z < cell_count[2]; ++z) {
-        const uint64_t hash = MixCells(cells[0][x], cells[1][y], cells[2][z]);
-        for (size_t slot = SlotOf(hash); slots_[slot] != 0; slot = NextSlot(slot)) {
-          if (slots_[slot] >> 32 == TagOf(hash) && !visit(VertexIn(slots_[slot]))) return;
-        }
+        const Cell cell{cells[0][x], cells[1][y], cells[2][z]};
+        bool go_on = true;
+        ForEachInCell(cell, MixCells(cell), [&](int32_t vertex) { return go_on = visit(vertex); });
+        if (!go_on) return;
       }
     }
   }
 }
 
-int32_t VertexMerger::FindMatch(const PbVec3f& p) const {
+int32_t VertexMerger::FindMatch(const PbVec3f& p) {
   int32_t found = -1;
   ForEachNear(p, reach_, [&](int32_t vertex) {
     if (Matches(p, vertex)) found = vertex;
@@ -261,16 +286,19 @@ void VertexMerger::Finish() {
     }
     if (asked.size() < kBatch && vertex + 1 < vertex_count_) continue;
     for (const int32_t v : asked) alone[size_t(v)] = IsAlone(v);
+    NarrowCrowdedCells(asked.size());
     asked.clear();
   }
   for (int32_t i = 0; i < late_count_; ++i) {
     LatePoint& late = Late(i);
-    if (alone[size_t(late.vertex)] == 0) late.vertex = LookUp(late.point);
+    if (alone[size_t(late.vertex)] != 0) continue;
+    late.vertex = LookUp(late.point);
+    NarrowCrowdedCells(1);
   }
 }
 
 /// Whether what matches this vertex can match no other: none of its bucket lies within two tolerances.
-bool VertexMerger::IsAlone(int32_t vertex) const {
+bool VertexMerger::IsAlone(int32_t vertex) {
   const PbVec3f& p = vertices_[vertex];
   bool alone = true;
   ForEachNear(p, 2 * reach_, [&](int32_t other) {
@@ -314,31 +342,45 @@ void VertexMerger::SetCellWidth(double in_tolerances) {
 }
 
 void VertexMerger::Adapt(size_t points_to_come) {
-  recent_points_ += points_to_come;
-  if (recent_points_ >= kCrowdWindow) {
-    if (recent_strangers_ > kCrowdedCell * recent_points_ && width_ > kNarrowestCell) {
-      SetCellWidth(std::max(width_ / 4, kNarrowestCell));
-      RebuildTable(slots_.size());
-    }
-    recent_points_ = 0;
-    recent_strangers_ = 0;
-  }
+  NarrowCrowdedCells(points_to_come);
   if (slots_used_ + points_to_come > slots_.size() / 4 * 3)
     RebuildTable(std::max(2 * slots_.size(), 2 * (slots_used_ + points_to_come)));
+}
+
+/// Searches for so many points are to come, or were made.
+void VertexMerger::NarrowCrowdedCells(size_t points) {
+  recent_points_ += points;
+  if (recent_points_ < kCrowdWindow) return;
+  if (recent_visits_ > kCrowdedCell * recent_points_ && width_ > kNarrowestCell) {
+    SetCellWidth(std::max(width_ / 4, kNarrowestCell));
+    RebuildTable(slots_.size());
+  }
+  recent_points_ = 0;
+  recent_visits_ = 0;
 }
 
 void VertexMerger::RebuildTable(size_t slot_count) {
   slots_.reset(slot_count);
   host::ExpectFilling(slots_.get(), slot_count * sizeof(uint64_t));
   slots_used_ = 0;
+  crowded_out_.clear();
   for (int32_t vertex = 0; vertex < vertex_count_; ++vertex) {
     if (!Finite(vertices_[vertex])) continue;
     const uint64_t hash = HashOf(vertices_[vertex]);
     size_t slot = SlotOf(hash);
-    while (slots_[slot] != 0) slot = NextSlot(slot);
-    slots_[slot] = SlotValue(hash, vertex);
-    ++slots_used_;
+    int probe = 0;
+    while (slots_[slot] != 0 && ++probe < kLongestProbe) slot = NextSlot(slot);
+    Store(vertex, hash, slots_[slot] == 0 ? slot : slot_count);
   }
+}
+
+void VertexMerger::Store(int32_t vertex, uint64_t hash, size_t slot) {
+  if (slot == slots_.size()) {
+    crowded_out_.emplace(CellOf(vertices_[vertex]), vertex);
+    return;
+  }
+  slots_[slot] = SlotValue(hash, vertex);
+  ++slots_used_;
 }
 
 }  // namespace trq::detail

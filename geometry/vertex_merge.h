@@ -1,8 +1,10 @@
 /// Merging of points that lie closer together than a tolerance: how corners become shared vertices.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <vector>
 
@@ -40,6 +42,8 @@ class VertexMerger {
   /// After Finish: the vertex that an answer of Add means.
   int32_t VertexOf(int32_t answer) const { return answer >= 0 ? answer : Late(~answer).vertex; }
   int32_t vertex_count() const { return vertex_count_; }
+  /// Slots and vertices that searches have looked at so far.
+  size_t steps() const { return steps_; }
 
  private:
   /// A point that merged into an unequal vertex.
@@ -48,6 +52,7 @@ class VertexMerger {
     int32_t vertex;
   };
   static constexpr int32_t kLateBlock = 4096;
+  using Cell = std::array<uint64_t, 3>;
 
   void AddBatch(const PbVec3f* points, size_t count, int32_t* answers);
   int32_t AddOne(const PbVec3f& p, uint64_t hash);
@@ -56,16 +61,20 @@ class VertexMerger {
   LatePoint& Late(int32_t i) { return late_[size_t(i / kLateBlock)][i % kLateBlock]; }
   const LatePoint& Late(int32_t i) const { return late_[size_t(i / kLateBlock)][i % kLateBlock]; }
   int32_t LookUp(const PbVec3f& p);
-  bool IsAlone(int32_t vertex) const;
+  bool IsAlone(int32_t vertex);
 
   uint64_t CellOf(double coordinate) const;
+  Cell CellOf(const PbVec3f& p) const;
   uint64_t HashOf(const PbVec3f& p) const;
+  void Store(int32_t vertex, uint64_t hash, size_t slot);
   size_t SlotOf(uint64_t hash) const;
   size_t NextSlot(size_t slot) const { return slot + 1 == slots_.size() ? 0 : slot + 1; }
   bool NearCellBorder(const PbVec3f& p) const;
   template <class Visit>
-  void ForEachNear(const PbVec3f& p, double reach, Visit visit) const;
-  int32_t FindMatch(const PbVec3f& p) const;
+  size_t ForEachInCell(const Cell& cell, uint64_t hash, Visit visit);
+  template <class Visit>
+  void ForEachNear(const PbVec3f& p, double reach, Visit visit);
+  int32_t FindMatch(const PbVec3f& p);
   bool Matches(const PbVec3f& p, int32_t vertex) const;
   bool SameBucket(const PbVec3f& a, const PbVec3f& b) const;
   bool InSameHashCell(float a, float b) const;
@@ -73,6 +82,7 @@ class VertexMerger {
   void FindBucketStarts();
   void SetCellWidth(double in_tolerances);
   void Adapt(size_t points_to_come);
+  void NarrowCrowdedCells(size_t points);
   void RebuildTable(size_t slot_count);
 
   const float tolerance_;
@@ -87,8 +97,10 @@ class VertexMerger {
   trq::MeshArray<uint64_t>
       slots_;  // 0: free; else the low half of a cell's hash, then a vertex number plus 1
   size_t slots_used_ = 0;
+  std::multimap<Cell, int32_t> crowded_out_;  // vertices that found no slot
+  size_t steps_ = 0;
   size_t recent_points_ = 0;
-  size_t recent_strangers_ = 0;
+  size_t recent_visits_ = 0;
 
   std::vector<std::unique_ptr<LatePoint[]>> late_;
   int32_t late_count_ = 0;

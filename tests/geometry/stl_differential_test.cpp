@@ -41,7 +41,8 @@ bool SameBits(const PbVec3f& a, const PbVec3f& b) {
 }
 
 /// Merges the points in pieces of random length and compares with the literal form.
-void ExpectSameMerge(const Points& points, float tolerance, int bucket_count, Random& random) {
+/// Returns the steps that it took.
+std::size_t ExpectSameMerge(const Points& points, float tolerance, int bucket_count, Random& random) {
   const literal::Merged expected = literal::Merge(points, tolerance, bucket_count);
   Points vertices(points.size() + 1);
   std::vector<int32_t> answers(points.size());
@@ -52,11 +53,12 @@ void ExpectSameMerge(const Points& points, float tolerance, int bucket_count, Ra
     done += some;
   }
   merger.Finish();
-  ASSERT_EQ(static_cast<std::size_t>(merger.vertex_count()), expected.vertices.size());
+  EXPECT_EQ(static_cast<std::size_t>(merger.vertex_count()), expected.vertices.size());
   for (std::size_t i = 0; i < expected.vertices.size(); ++i)
-    ASSERT_TRUE(SameBits(vertices[i], expected.vertices[i])) << "vertex " << i;
+    EXPECT_TRUE(SameBits(vertices[i], expected.vertices[i])) << "vertex " << i;
   for (std::size_t i = 0; i < points.size(); ++i)
-    ASSERT_EQ(merger.VertexOf(answers[i]), expected.index[i]) << "point " << i;
+    EXPECT_EQ(merger.VertexOf(answers[i]), expected.index[i]) << "point " << i;
+  return merger.steps();
 }
 
 void ExpectSameMerge(const Points& corners, float tolerance, Random& random) {
@@ -181,6 +183,28 @@ TEST(MergeDifferential, CrowdsThatMakeTheCellsShrink) {
   for (int i = 0; i < 12000; ++i) corners.push_back(RandomPoint(random, 0, 60 * kTolerance));
   for (int i = 0; i < 3000; ++i) corners.push_back(corners[static_cast<std::size_t>(Pick(random, 12000))]);
   ExpectSameMerge(corners, kTolerance, random);
+}
+
+TEST(MergeDifferential, CellsMadeToShareTheirSlots) {
+  // Of the points on a grid of cells, those that the table of cells would put first of all: a thirty-second
+  // of it holds half of what it has room for.
+  Random random(14);
+  Points corners;
+  const double cell = 61.8 * double(kTolerance);
+  constexpr uint64_t kCellZero = 0x4338000000000000u;
+  for (uint64_t x = 0; corners.size() < 9000; ++x) {
+    for (uint64_t y = 0; y < 1000; ++y) {
+      uint64_t h = (kCellZero + x) * 0x9E3779B97F4A7C15u + (kCellZero + y) * 0xC2B2AE3D27D4EB4Fu +
+                   kCellZero * 0x165667B19E3779F9u;
+      h = (h ^ h >> 32) * 0xD6E8FEB86659FD93u;
+      if (h >> 59 == 0) corners.emplace_back(float(double(x) * cell), float(double(y) * cell), 0.0f);
+    }
+  }
+  const std::size_t count = corners.size();
+  for (int i = 0; i < 3000; ++i)
+    corners.push_back(corners[static_cast<std::size_t>(Pick(random, static_cast<int>(count)))]);
+  const std::size_t steps = ExpectSameMerge(corners, kTolerance, static_cast<int>(count / 3), random);
+  EXPECT_LT(steps, 150 * corners.size());
 }
 
 TEST(MergeDifferential, MapCoordinates) {
