@@ -27,7 +27,7 @@ struct Overlap {
 
 /// Every pair of shapes of which a facet of one reaches more than `contact` into a facet of the other, both
 /// projected to XY; one entry a pair, ordered. Facets that stand upright count as the lines that they are.
-/// Candidates are found through a grid over what the two boxes share.
+/// Of several places of a pair one is named that depends on the shapes alone.
 std::vector<Overlap> FindOverlaps(const std::vector<PlacedShape>& shapes, double contact);
 
 /// The smallest distance in XY between facets of two different shapes, rounded to a millionth; 0 when two

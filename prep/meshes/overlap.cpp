@@ -5,13 +5,14 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
-#include <memory>
 #include <numeric>
 
 #include "prep/meshes/facet_boxes.h"
 
 namespace trqprep {
 namespace {
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 // Seen from above: at height 0, and so is everything below.
 Corners FacetOf(const PlacedShape& shape, int index) {
@@ -23,17 +24,9 @@ Corners FacetOf(const PlacedShape& shape, int index) {
   return facet;
 }
 
-std::vector<Box> BoxesOf(const std::vector<PlacedShape>& shapes) {
-  std::vector<Box> boxes(shapes.size());
-  for (size_t s = 0; s < shapes.size(); ++s) {
-    for (int i = 0; i < shapes[s].facets; ++i) boxes[s].Add(BoxOf(FacetOf(shapes[s], i)));
-  }
-  return boxes;
-}
-
 // How far the boxes reach into each other along the axis where that is least; below 0 when apart.
 double Reach(const Box& a, const Box& b) {
-  double least = std::numeric_limits<double>::infinity();
+  double least = kInfinity;
   for (size_t k = 0; k < 2; ++k) least = std::min({least, a.max[k] - b.min[k], b.max[k] - a.min[k]});
   return least;
 }
@@ -56,24 +49,37 @@ double SquaredGap(const Box& a, const Box& b) {
   return sum;
 }
 
-// How far the facets must move to come apart: the least reach along the normals of their sides. Zero or
+/// A convex outline: the corners in order. A facet is one.
+struct Outline {
+  const Point* corners;
+  size_t count;
+  const Point& operator[](size_t k) const { return corners[k]; }
+  const Point& After(size_t k) const { return corners[k + 1 < count ? k + 1 : 0]; }
+};
+
+Outline OutlineOf(const Corners& facet) { return {facet.data(), facet.size()}; }
+
+// How far the outlines must move to come apart: the least reach along the normals of their sides. Zero or
 // less when they are apart. A facet seen edge-on is a segment and has one direction of normal only.
-double Depth(const Corners& a, const Corners& b) {
-  double least = std::numeric_limits<double>::infinity();
+double Depth(const Outline& a, const Outline& b) {
+  double least = kInfinity;
   const auto try_axis = [&](const Point& axis) {
     double a0 = Dot(axis, a[0]), a1 = a0, b0 = Dot(axis, b[0]), b1 = b0;
-    for (size_t k = 1; k < 3; ++k) {
-      const double pa = Dot(axis, a[k]), pb = Dot(axis, b[k]);
+    for (size_t k = 1; k < a.count; ++k) {
+      const double pa = Dot(axis, a[k]);
       a0 = std::min(a0, pa);
       a1 = std::max(a1, pa);
+    }
+    for (size_t k = 1; k < b.count; ++k) {
+      const double pb = Dot(axis, b[k]);
       b0 = std::min(b0, pb);
       b1 = std::max(b1, pb);
     }
     least = std::min(least, std::min(a1 - b0, b1 - a0));
   };
-  for (const Corners* facet : {&a, &b}) {
-    for (size_t k = 0; k < 3; ++k) {
-      const Point side = Minus((*facet)[(k + 1) % 3], (*facet)[k]);
+  for (const Outline* outline : {&a, &b}) {
+    for (size_t k = 0; k < outline->count; ++k) {
+      const Point side = Minus(outline->After(k), (*outline)[k]);
       const double length = std::hypot(side[0], side[1]);
       if (length > 0) try_axis({-side[1] / length, side[0] / length, 0});
       if (least <= 0) return least;
@@ -86,66 +92,57 @@ double Depth(const Corners& a, const Corners& b) {
   return least;
 }
 
-// The facets of one shape, sorted into the cells of a grid over a region.
-class FacetGrid {
+double SquaredToSegment(const Point& p, const Point& a, const Point& b) {
+  const Point ab = Minus(b, a), ap = Minus(p, a);
+  const double length = Dot(ab, ab);
+  const double t = length > 0 ? std::clamp(Dot(ap, ab) / length, 0.0, 1.0) : 0;
+  const Point d = Minus(p, {a[0] + t * ab[0], a[1] + t * ab[1], 0});
+  return Dot(d, d);
+}
+
+double SquaredToOutline(const Point& p, const Outline& outline) {
+  double least = kInfinity;
+  for (size_t k = 0; k < outline.count; ++k)
+    least = std::min(least, SquaredToSegment(p, outline[k], outline.After(k)));
+  return least;
+}
+
+// Of outlines that are apart: the distance is met at a corner of one of them.
+double SquaredDistance(const Outline& a, const Outline& b) {
+  double least = kInfinity;
+  for (size_t k = 0; k < a.count; ++k) least = std::min(least, SquaredToOutline(a[k], b));
+  for (size_t k = 0; k < b.count; ++k) least = std::min(least, SquaredToOutline(b[k], a));
+  return least;
+}
+
+// A grid over the region that two shapes share. Of several facets that reach into one, that in the first cell
+// is told of: rows upward, and along x in each.
+class GridOrder {
  public:
-  FacetGrid(const PlacedShape& shape, const std::vector<int>& facets, const Box& region)
-      : region_(region), facets_(facets) {
-    const double side = std::sqrt(double(facets.size()));
-    cells_ = int(std::clamp(side, 1.0, 512.0));
+  GridOrder(const Box& region, size_t facets) : region_(region) {
+    cells_ = int(std::clamp(std::sqrt(double(facets)), 1.0, 512.0));
     width_ = (region.max[0] - region.min[0]) / cells_;
     height_ = (region.max[1] - region.min[1]) / cells_;
-    // Two passes over the facets: count, then fill.
-    starts_.assign(size_t(cells_) * size_t(cells_) + 1, 0);
-    for (const int facet : facets) {
-      ForCells(FacetOf(shape, facet), [&](size_t cell) { ++starts_[cell + 1]; });
-    }
-    std::partial_sum(starts_.begin(), starts_.end(), starts_.begin());
-    entries_.resize(starts_.back());
-    std::vector<size_t> next(starts_.begin(), starts_.end() - 1);
-    for (size_t i = 0; i < facets.size(); ++i) {
-      ForCells(FacetOf(shape, facets[i]), [&](size_t cell) { entries_[next[cell]++] = i; });
-    }
-    seen_.assign(facets.size(), 0);
   }
 
-  /// Calls `visit` once with every facet that shares a cell with this one, until it returns true.
-  template <class Visit>
-  bool ForNeighbours(const Corners& facet, Visit visit) {
-    ++round_;
-    bool done = false;
-    ForCells(facet, [&](size_t cell) {
-      for (size_t e = starts_[cell]; e < starts_[cell + 1] && !done; ++e) {
-        if (seen_[entries_[e]] == round_) continue;
-        seen_[entries_[e]] = round_;
-        done = visit(facets_[entries_[e]]);
-      }
-    });
-    return done;
-  }
+  /// The cells in a row that a facet may touch.
+  struct Part {
+    int row;
+    int first;
+    int last;
+  };
 
- private:
-  int Column(double x) const { return Index(x - region_.min[0], width_); }
-  int Row(double y) const { return Index(y - region_.min[1], height_); }
-  int Index(double offset, double size) const {
-    return size > 0 ? int(std::clamp(offset / size, 0.0, cells_ - 1.0)) : 0;
-  }
-
-  // The cells that the facet may touch: for each row, those between the ends of its part in that row.
-  template <class Use>
-  void ForCells(const Corners& facet, Use use) const {
+  std::vector<Part> PartsOf(const Corners& facet) const {
+    std::vector<Part> parts;
     const Box box = BoxOf(facet);
-    if (!Meet(box, region_)) return;
+    if (!Meet(box, region_)) return parts;
     const int last_row = Row(box.max[1]);
     // Cell borders are computed, so a hair is added on both sides.
     const double hair = 1e-9 * (height_ + std::max(std::fabs(region_.min[1]), std::fabs(region_.max[1])));
     for (int row = Row(box.min[1]); row <= last_row; ++row) {
-      const double low =
-          row == 0 ? -std::numeric_limits<double>::infinity() : region_.min[1] + row * height_ - hair;
-      const double high = row == cells_ - 1 ? std::numeric_limits<double>::infinity()
-                                            : region_.min[1] + (row + 1) * height_ + hair;
-      double left = std::numeric_limits<double>::infinity();
-      double right = -left;
+      const double low = row == 0 ? -kInfinity : region_.min[1] + row * height_ - hair;
+      const double high = row == cells_ - 1 ? kInfinity : region_.min[1] + (row + 1) * height_ + hair;
+      double left = kInfinity, right = -kInfinity;
       for (size_t k = 0; k < 3; ++k) {
         const Point &p = facet[k], &q = facet[(k + 1) % 3];
         if (std::max(p[1], q[1]) < low || std::min(p[1], q[1]) > high) continue;
@@ -160,124 +157,214 @@ class FacetGrid {
           right = std::max(right, q[0]);
         }
       }
-      if (left > right) continue;
-      const int last = Column(right + hair);
-      for (int column = Column(left - hair); column <= last; ++column) {
-        use(size_t(row) * size_t(cells_) + size_t(column));
-      }
+      if (left <= right) parts.push_back({row, Column(left - hair), Column(right + hair)});
     }
+    return parts;
   }
 
-  Box region_;
-  const std::vector<int>& facets_;
-  int cells_ = 1;
-  double width_ = 0;
-  double height_ = 0;
-  std::vector<size_t> starts_;
-  std::vector<size_t> entries_;
-  std::vector<uint64_t> seen_;
-  uint64_t round_ = 0;
-};
-
-std::vector<int> FacetsIn(const PlacedShape& shape, const Box& region) {
-  std::vector<int> facets;
-  for (int i = 0; i < shape.facets; ++i) {
-    if (Meet(BoxOf(FacetOf(shape, i)), region)) facets.push_back(i);
-  }
-  return facets;
-}
-
-bool FindOverlap(const PlacedShape& a, const PlacedShape& b, const Box& region, double contact,
-                 Overlap& found) {
-  const std::vector<int> of_a = FacetsIn(a, region);
-  const std::vector<int> of_b = FacetsIn(b, region);
-  if (of_a.empty() || of_b.empty()) return false;
-  FacetGrid grid(b, of_b, region);
-  for (const int i : of_a) {
-    const Corners facet = FacetOf(a, i);
-    const Box box = BoxOf(facet);
-    const bool hit = grid.ForNeighbours(facet, [&](int j) {
-      const Corners other = FacetOf(b, j);
-      const Box other_box = BoxOf(other);
-      // Boxes that hardly meet need no look at the sides; boxes seen edge-on have no width to reach with.
-      if (!Meet(box, other_box)) return false;
-      const double depth = Depth(facet, other);
-      if (!(depth > contact)) return false;
-      found.depth = depth;
-      const Box shared = Shared(box, other_box);
-      found.x = (shared.min[0] + shared.max[0]) / 2;
-      found.y = (shared.min[1] + shared.max[1]) / 2;
-      return true;
-    });
-    if (hit) return true;
-  }
-  return false;
-}
-
-// A tree of rectangles over the facets of a shape, for distances. A node is split when a search first comes
-// there: most searches see little of a tree.
-class DistanceTree {
- public:
-  explicit DistanceTree(const PlacedShape& shape) : shape_(shape), order_(size_t(shape.facets)) {
-    std::iota(order_.begin(), order_.end(), 0);
-    Add(0, order_.size());
-  }
-
-  /// The smaller of `best` (squared) and the squared distance to the other tree.
-  static double SquaredDistance(DistanceTree& a, DistanceTree& b, double best) {
-    std::vector<std::pair<size_t, size_t>> open{{0, 0}};
-    while (!open.empty() && best > 0) {
-      const auto [i, j] = open.back();
-      open.pop_back();
-      const Node p = a.nodes_[i];
-      const Node q = b.nodes_[j];
-      if (SquaredGap(p.box, q.box) >= best) continue;
-      if (p.IsLeaf() && q.IsLeaf()) {
-        best = a.LeafDistance(p, b, q, best);
-        continue;
-      }
-      // Split the node with more facets; the nearer half is looked at first.
-      const bool split_a = q.IsLeaf() || (!p.IsLeaf() && p.count >= q.count);
-      const size_t left = split_a ? a.Split(i) : b.Split(j);
-      std::pair<size_t, size_t> halves[2];
-      for (size_t k = 0; k < 2; ++k) halves[k] = {split_a ? left + k : i, split_a ? j : left + k};
-      const auto gap = [&](const std::pair<size_t, size_t>& h) {
-        return SquaredGap(a.nodes_[h.first].box, b.nodes_[h.second].box);
-      };
-      if (gap(halves[0]) < gap(halves[1])) std::swap(halves[0], halves[1]);
-      open.push_back(halves[0]);
-      open.push_back(halves[1]);
+  /// The row and column of the first cell of both.
+  static std::pair<int, int> FirstShared(const std::vector<Part>& a, const std::vector<Part>& b) {
+    for (auto p = a.begin(), q = b.begin(); p != a.end() && q != b.end();) {
+      if (p->row == q->row && p->first <= q->last && q->first <= p->last)
+        return {p->row, std::max(p->first, q->first)};
+      ++(p->row <= q->row ? p : q);
     }
-    return best;
+    return {std::numeric_limits<int>::max(), 0};
   }
 
  private:
+  int Column(double x) const { return Index(x - region_.min[0], width_); }
+  int Row(double y) const { return Index(y - region_.min[1], height_); }
+  int Index(double offset, double size) const {
+    return size > 0 ? int(std::clamp(offset / size, 0.0, cells_ - 1.0)) : 0;
+  }
+
+  Box region_;
+  int cells_ = 1;
+  double width_ = 0;
+  double height_ = 0;
+};
+
+// A tree over the facets of a shape. A node is split, and its outline made, when a search first needs it:
+// most searches see little of a tree.
+class ShadowTree {
+ public:
   struct Node {
     Box box;
     size_t first = 0;
     size_t count = 0;
-    size_t left = 0;  // the right half follows it; 0: not split so far
-    bool IsLeaf() const { return count <= 8; }
+    size_t left = 0;     // the right half follows it; 0: not split so far
+    size_t outline = 0;  // its number plus 1
+    int lowest = 0;      // of its facets
+    bool IsLeaf() const { return count <= 4; }
   };
 
+  /// A polygon whose corners are facets' corners: no point of the node is farther outside than `slack`.
+  struct NodeOutline {
+    std::vector<Point> corners;
+    double slack = 0;
+    operator Outline() const { return {corners.data(), corners.size()}; }
+  };
+
+  explicit ShadowTree(const PlacedShape& shape) : shape_(shape), order_(size_t(shape.facets)) {
+    std::iota(order_.begin(), order_.end(), 0);
+    Add(0, order_.size());
+  }
+
+  const Box& box() const { return nodes_[0].box; }
+
+  /// Takes the trees apart together. `skip` is given two nodes and their trees, and says whether no pair of
+  /// their facets matters; `first`, given two such pairs, whether the second is better looked at first;
+  /// `look` gets the numbers of two facets.
+  template <class Skip, class First, class Look>
+  static void Search(ShadowTree& a, ShadowTree& b, Skip skip, First first, Look look) {
+    std::vector<std::pair<size_t, size_t>> open{{0, 0}};
+    while (!open.empty()) {
+      const auto [i, j] = open.back();
+      open.pop_back();
+      if (skip(i, j)) continue;
+      const Node p = a.nodes_[i], q = b.nodes_[j];
+      if (p.IsLeaf() && q.IsLeaf()) {
+        for (size_t m = p.first; m < p.first + p.count; ++m) {
+          for (size_t n = q.first; n < q.first + q.count; ++n) look(a.order_[m], b.order_[n]);
+        }
+        continue;
+      }
+      // Split the node with more facets.
+      const bool split_a = q.IsLeaf() || (!p.IsLeaf() && p.count >= q.count);
+      const size_t left = split_a ? a.Split(i) : b.Split(j);
+      std::pair<size_t, size_t> halves[2];
+      for (size_t k = 0; k < 2; ++k) halves[k] = {split_a ? left + k : i, split_a ? j : left + k};
+      if (!first(halves[0], halves[1])) std::swap(halves[0], halves[1]);
+      open.push_back(halves[0]);
+      open.push_back(halves[1]);
+    }
+  }
+
+  const Node& node(size_t index) const { return nodes_[index]; }
+
+  const NodeOutline& OutlineAt(size_t index) {
+    Node& node = nodes_[index];
+    if (node.outline == 0) {
+      outlines_.push_back(MakeOutline(node));
+      node.outline = outlines_.size();
+    }
+    return outlines_[node.outline - 1];
+  }
+
+ private:
   size_t Add(size_t first, size_t count) {
     Node node;
     node.first = first;
     node.count = count;
-    for (size_t i = first; i < first + count; ++i) node.box.Add(BoxOf(FacetOf(shape_, order_[i])));
+    node.lowest = std::numeric_limits<int>::max();
+    for (size_t i = first; i < first + count; ++i) {
+      node.box.Add(BoxOf(FacetOf(shape_, order_[i])));
+      node.lowest = std::min(node.lowest, order_[i]);
+    }
     nodes_.push_back(node);
     return nodes_.size() - 1;
   }
 
-  // The left half of a node that is no leaf.
+  // The corners farthest along sixteen directions, and those outside of them when they are few: stacked
+  // facets that differ by little are as near as the outermost ones are.
+  NodeOutline MakeOutline(const Node& node) const {
+    constexpr size_t kDirections = 16, kMost = 32;
+    static const std::array<Point, kDirections> directions = [] {
+      std::array<Point, kDirections> made;
+      for (size_t k = 0; k < kDirections; ++k) {
+        const double angle = 6.283185307179586 * double(k) / kDirections;
+        made[k] = {std::cos(angle), std::sin(angle), 0};
+      }
+      return made;
+    }();
+    std::array<double, kDirections> farthest;
+    farthest.fill(-kInfinity);
+    std::vector<Point> corners(kDirections);
+    ForCorners(node, [&](const Point& corner) {
+      for (size_t k = 0; k < kDirections; ++k) {
+        const double along = directions[k][0] * corner[0] + directions[k][1] * corner[1];
+        if (along > farthest[k]) {
+          farthest[k] = along;
+          corners[k] = corner;
+        }
+      }
+    });
+    NodeOutline outline{Hull(corners)};
+    const Outline sides = outline;
+    double slack = 0;
+    ForCorners(node, [&](const Point& corner) {
+      for (size_t k = 0; k < sides.count; ++k) {
+        if (Turn(sides[k], sides.After(k), corner) >= 0) continue;
+        slack = std::max(slack, SquaredToOutline(corner, sides));
+        if (corners.size() <= 4 * kMost) corners.push_back(corner);
+        return;
+      }
+    });
+    if (corners.size() <= 4 * kMost) {
+      std::vector<Point> hull = Hull(std::move(corners));
+      if (hull.size() <= kMost) return {std::move(hull)};
+    }
+    outline.slack = std::sqrt(slack);
+    return outline;
+  }
+
+  static double Turn(const Point& a, const Point& b, const Point& c) {
+    return (b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0]);
+  }
+
+  // The corners of the convex hull, counter-clockwise.
+  static std::vector<Point> Hull(std::vector<Point> points) {
+    std::sort(points.begin(), points.end());
+    points.erase(std::unique(points.begin(), points.end()), points.end());
+    if (points.size() < 3) return points;
+    std::vector<Point> hull;
+    for (const bool upper : {false, true}) {
+      const size_t start = hull.size();
+      for (const Point& point : points) {
+        while (hull.size() >= start + 2 && Turn(hull[hull.size() - 2], hull.back(), point) <= 0)
+          hull.pop_back();
+        hull.push_back(point);
+      }
+      hull.pop_back();
+      if (!upper) std::reverse(points.begin(), points.end());
+    }
+    return hull;
+  }
+
+  template <class Use>
+  void ForCorners(const Node& node, Use use) const {
+    for (size_t i = node.first; i < node.first + node.count; ++i) {
+      for (const Point& corner : FacetOf(shape_, order_[i])) use(corner);
+    }
+  }
+
+  // The left half of a node that is no leaf. Halves lie beside each other along the axis where facets are
+  // short for the way over which they spread.
   size_t Split(size_t index) {
     const Node node = nodes_[index];
     if (node.left != 0) return node.left;
-    const Point size = node.box.Size();
-    const size_t axis = size[0] >= size[1] ? 0 : 1;
+    static constexpr Point kAxes[] = {{1, 0, 0}, {0, 1, 0}, {1, 1, 0}, {1, -1, 0}};
+    Point axis = kAxes[0];
+    double best = -1;
+    for (const Point& tried : kAxes) {
+      double low = kInfinity, high = -kInfinity, extents = 0;
+      for (size_t i = node.first; i < node.first + node.count; ++i) {
+        const Corners f = FacetOf(shape_, order_[i]);
+        const double p = Dot(tried, f[0]), q = Dot(tried, f[1]), r = Dot(tried, f[2]);
+        low = std::min(low, p + q + r);
+        high = std::max(high, p + q + r);
+        extents += std::max({p, q, r}) - std::min({p, q, r});
+      }
+      const double spread = (high - low) / (extents / double(node.count) + 1e-3 * (high - low) + 1e-300);
+      if (spread > best) {
+        best = spread;
+        axis = tried;
+      }
+    }
     const auto middle = [&](int facet) {
       const Corners f = FacetOf(shape_, facet);
-      return f[0][axis] + f[1][axis] + f[2][axis];
+      return Dot(axis, f[0]) + Dot(axis, f[1]) + Dot(axis, f[2]);
     };
     int* const begin = order_.data() + node.first;
     std::nth_element(begin, begin + node.count / 2, begin + node.count, [&](int a, int b) {
@@ -290,50 +377,96 @@ class DistanceTree {
     return left;
   }
 
-  static double ToSegment(const Point& p, const Point& a, const Point& b) {
-    const Point ab = Minus(b, a), ap = Minus(p, a);
-    const double length = Dot(ab, ab);
-    const double t = length > 0 ? std::clamp(Dot(ap, ab) / length, 0.0, 1.0) : 0;
-    const Point d = Minus(p, {a[0] + t * ab[0], a[1] + t * ab[1], 0});
-    return Dot(d, d);
-  }
-
-  double LeafDistance(const Node& p, const DistanceTree& other, const Node& q, double best) const {
-    for (size_t i = p.first; i < p.first + p.count; ++i) {
-      const Corners a = FacetOf(shape_, order_[i]);
-      if (SquaredGap(BoxOf(a), q.box) >= best) continue;
-      for (size_t j = q.first; j < q.first + q.count; ++j) {
-        const Corners b = FacetOf(other.shape_, other.order_[j]);
-        if (SquaredGap(BoxOf(a), BoxOf(b)) >= best) continue;
-        if (Depth(a, b) >= 0) return 0;
-        // Apart: the distance is met at a corner of one of them.
-        for (size_t k = 0; k < 3; ++k) {
-          for (size_t s = 0; s < 3; ++s) {
-            best = std::min(best, ToSegment(a[k], b[s], b[(s + 1) % 3]));
-            best = std::min(best, ToSegment(b[k], a[s], a[(s + 1) % 3]));
-          }
-        }
-      }
-    }
-    return best;
-  }
-
   PlacedShape shape_;
   std::vector<int> order_;
   std::vector<Node> nodes_;
+  std::vector<NodeOutline> outlines_;
 };
+
+// How far one facet reaches into another, 0 when their boxes do not even meet.
+double FacetDepth(const Corners& a, const Corners& b) {
+  return Meet(BoxOf(a), BoxOf(b)) ? Depth(OutlineOf(a), OutlineOf(b)) : 0;
+}
+
+bool FindOverlap(const PlacedShape& a, const PlacedShape& b, ShadowTree& tree_a, ShadowTree& tree_b,
+                 double contact, Overlap& found) {
+  constexpr int kNone = std::numeric_limits<int>::max();
+  const auto reach_at_most = [&](size_t i, size_t j, double reach) {
+    if (Reach(tree_a.node(i).box, tree_b.node(j).box) <= reach) return true;
+    const auto &p = tree_a.OutlineAt(i), &q = tree_b.OutlineAt(j);
+    return Depth(p, q) + p.slack + q.slack <= reach;
+  };
+  using Pair = std::pair<size_t, size_t>;
+  int lowest = kNone;  // of a's facets that reach into one of b
+  ShadowTree::Search(
+      tree_a, tree_b,
+      [&](size_t i, size_t j) { return tree_a.node(i).lowest >= lowest || reach_at_most(i, j, contact); },
+      [&](const Pair& p, const Pair& q) { return tree_a.node(p.first).lowest > tree_a.node(q.first).lowest; },
+      [&](int i, int j) {
+        if (i < lowest && FacetDepth(FacetOf(a, i), FacetOf(b, j)) > contact) lowest = i;
+      });
+  if (lowest == kNone) return false;
+
+  // Of the facets that it reaches into, that in the first cell, and of these the one with the lowest number.
+  const Box region = Shared(tree_a.box(), tree_b.box());
+  size_t facets = 0;
+  for (int j = 0; j < b.facets; ++j) facets += Meet(BoxOf(FacetOf(b, j)), region) ? 1 : 0;
+  const GridOrder grid(region, facets);
+  const Corners facet = FacetOf(a, lowest);
+  const auto parts = grid.PartsOf(facet);
+  std::pair<int, int> first_cell{kNone, kNone};
+  for (int j = 0; j < b.facets; ++j) {
+    const Corners other = FacetOf(b, j);
+    const double depth = FacetDepth(facet, other);
+    if (!(depth > contact)) continue;
+    const auto cell = GridOrder::FirstShared(parts, grid.PartsOf(other));
+    if (cell >= first_cell) continue;
+    first_cell = cell;
+    found.depth = depth;
+    const Box shared = Shared(BoxOf(facet), BoxOf(other));
+    found.x = (shared.min[0] + shared.max[0]) / 2;
+    found.y = (shared.min[1] + shared.max[1]) / 2;
+  }
+  return true;
+}
+
+// The smaller of `best` (squared) and the squared distance of the shapes.
+double SquaredDistance(const PlacedShape& a, const PlacedShape& b, ShadowTree& tree_a, ShadowTree& tree_b,
+                       double best) {
+  const auto gap = [&](size_t i, size_t j) { return SquaredGap(tree_a.node(i).box, tree_b.node(j).box); };
+  // Less than the result is rounded by, and more than rounding can part equal distances, or make segments of
+  // one line reach into each other.
+  const double hair = 1e-14 * (Norm(tree_a.box().max) + Norm(tree_a.box().min));
+  using Pair = std::pair<size_t, size_t>;
+  ShadowTree::Search(
+      tree_a, tree_b,
+      [&](size_t i, size_t j) {
+        if (gap(i, j) >= best) return true;
+        if (std::isinf(best)) return false;
+        const auto &p = tree_a.OutlineAt(i), &q = tree_b.OutlineAt(j);
+        if (Depth(p, q) > hair) return false;
+        const double least = std::sqrt(SquaredDistance(Outline(p), Outline(q))) - p.slack - q.slack;
+        return least > 0 && least + hair >= std::sqrt(best);
+      },
+      [&](const Pair& p, const Pair& q) { return gap(p.first, p.second) >= gap(q.first, q.second); },
+      [&](int i, int j) {
+        const Corners p = FacetOf(a, i), q = FacetOf(b, j);
+        if (SquaredGap(BoxOf(p), BoxOf(q)) >= best) return;
+        const bool overlap = Depth(OutlineOf(p), OutlineOf(q)) > hair;
+        best = overlap ? 0 : std::min(best, SquaredDistance(OutlineOf(p), OutlineOf(q)));
+      });
+  return best;
+}
 
 }  // namespace
 
 std::vector<Overlap> FindOverlaps(const std::vector<PlacedShape>& shapes, double contact) {
-  const std::vector<Box> boxes = BoxesOf(shapes);
+  std::vector<ShadowTree> trees(shapes.begin(), shapes.end());
   std::vector<Overlap> overlaps;
   for (size_t i = 0; i < shapes.size(); ++i) {
     for (size_t j = i + 1; j < shapes.size(); ++j) {
-      if (!(Reach(boxes[i], boxes[j]) > contact)) continue;
       Overlap found{i, j};
-      if (FindOverlap(shapes[i], shapes[j], Shared(boxes[i], boxes[j]), contact, found))
-        overlaps.push_back(found);
+      if (FindOverlap(shapes[i], shapes[j], trees[i], trees[j], contact, found)) overlaps.push_back(found);
     }
   }
   return overlaps;
@@ -345,25 +478,21 @@ double SmallestDistance(const std::vector<PlacedShape>& shapes) {
     size_t i;
     size_t j;
   };
-  const std::vector<Box> boxes = BoxesOf(shapes);
+  std::vector<ShadowTree> trees(shapes.begin(), shapes.end());
   std::vector<Pair> pairs;
   for (size_t i = 0; i < shapes.size(); ++i) {
     for (size_t j = i + 1; j < shapes.size(); ++j) {
       if (shapes[i].facets < 1 || shapes[j].facets < 1) continue;
-      pairs.push_back({SquaredGap(boxes[i], boxes[j]), i, j});
+      pairs.push_back({SquaredGap(trees[i].box(), trees[j].box()), i, j});
     }
   }
   if (pairs.empty()) return -1;
   // Near pairs first: they bound what the others can still improve.
   std::stable_sort(pairs.begin(), pairs.end(), [](const Pair& a, const Pair& b) { return a.gap < b.gap; });
-  std::vector<std::unique_ptr<DistanceTree>> trees(shapes.size());
-  double best = std::numeric_limits<double>::infinity();
+  double best = kInfinity;
   for (const Pair& pair : pairs) {
     if (pair.gap >= best) break;
-    for (const size_t k : {pair.i, pair.j}) {
-      if (!trees[k]) trees[k] = std::make_unique<DistanceTree>(shapes[k]);
-    }
-    best = DistanceTree::SquaredDistance(*trees[pair.i], *trees[pair.j], best);
+    best = SquaredDistance(shapes[pair.i], shapes[pair.j], trees[pair.i], trees[pair.j], best);
   }
   return std::round(std::sqrt(best) * 1e6) / 1e6;
 }

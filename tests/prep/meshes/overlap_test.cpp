@@ -203,5 +203,44 @@ TEST(Overlap, DistanceAgreesWithEveryPairOfCorners) {
   EXPECT_EQ(Distance(a, b), Distance(b, a));
 }
 
+Shape Facets(const std::vector<PbVec3f>& corners) {
+  Shape shape;
+  shape.vertices = corners;
+  for (int k = 0; k < static_cast<int>(corners.size()); k += 3) shape.triangles.emplace_back(k, k + 1, k + 2);
+  return shape;
+}
+
+TEST(Overlap, FacetsOfOneLineAreAsFarApartAsTheirEnds) {
+  // Seen from above: segments of one line, whose only normal does not part them.
+  const Shape a = Facets({{0, 0, 0}, {3, 4, 0}, {3, 4, 9}, {0, 0, 0}, {3, 4, 9}, {0, 0, 9}});
+  const Shape b = Facets({{6, 8, 0}, {9, 12, 0}, {9, 12, 9}, {6, 8, 0}, {9, 12, 9}, {6, 8, 9}});
+  EXPECT_EQ(Distance(a, b), 5);
+  EXPECT_EQ(Distance(a, Facets({{4.5, 6, 0}, {4.5, 6, 1}, {4.5, 6, 2}})), 2.5);
+  EXPECT_EQ(Distance(a, Facets({{1.5, 2, 0}, {4.5, 6, 1}, {6, 8, 2}})), 0);
+}
+
+// Looking at every pair would take minutes.
+TEST(Overlap, StackedFacetsWhoseBoxesAllMeet) {
+  std::mt19937 random(5);
+  const auto shake = [&random] { return static_cast<float>(0.001 * (random() / 4294967296.0)); };
+  std::vector<PbVec3f> below, above;
+  for (int level = 0; level < 20000; ++level) {
+    const auto z = static_cast<float>(level);
+    below.insert(below.end(),
+                 {{-shake(), -shake(), z}, {100 - shake(), -shake(), z}, {-shake(), 100 - shake(), z}});
+    above.insert(above.end(), {{103 + shake(), 104 + shake(), z},
+                               {3 + shake(), 104 + shake(), z},
+                               {103 + shake(), 4 + shake(), z}});
+  }
+  // Without the shaking, x + y is 100 along one and 107 along the other.
+  EXPECT_NEAR(Distance(Facets(below), Facets(above)), 7 / std::sqrt(2), 0.002);
+  EXPECT_TRUE(Overlaps(Facets(below), Facets(above)).empty());
+  above.insert(above.end(), {{40, 40, 0}, {45, 45, 0}, {45, 40, 0}});
+  const std::vector<Overlap> found = Overlaps(Facets(below), Facets(above));
+  ASSERT_EQ(found.size(), 1u);
+  EXPECT_NEAR(found[0].x, 42.5, 1e-6);
+  EXPECT_NEAR(found[0].y, 42.5, 1e-6);
+}
+
 }  // namespace
 }  // namespace trqprep
