@@ -192,9 +192,12 @@ class PushValidator {
     if (!IsFinite(reach)) return distance;
     Push push(mesh_.vertices[vertex], direction, distance);
     tree_.Find(reach, candidates_);
+    tests_ += candidates_.size();
     for (const uint32_t i : candidates_) push.HalveWhileCrossing(mesh_, mesh_.triangles[i]);
     return push.distance();
   }
+
+  size_t tests() const { return tests_; }
 
  private:
   static std::vector<Bounds> Reaches(const MeshView& mesh) {
@@ -206,6 +209,7 @@ class PushValidator {
   const MeshView mesh_;
   FacetTree tree_;
   std::vector<uint32_t> candidates_;
+  size_t tests_ = 0;
 };
 
 // ---- facets around vertices ----
@@ -338,7 +342,10 @@ trq::MeshArray<PbVec3f> trq::core::OffsetShell(const MeshView& mesh, const Shell
     // Kept: a shortest edge up to the limit is halved, a longer one is replaced by the limit.
     distance = distance <= how.limit ? float(distance * 0.5) : how.limit;
     const VECTOR direction = surroundings.Direction(i);
-    if (validator) distance = validator->Shorten(i, direction, distance);
+    if (validator) {
+      distance = validator->Shorten(i, direction, distance);
+      if (how.most_tests > 0 && validator->tests() > how.most_tests) return {};
+    }
     shell[i] = Pushed(shell[i], distance, direction);
   }
   return shell;

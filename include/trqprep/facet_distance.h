@@ -14,31 +14,46 @@ namespace trqprep {
 Point NearestOnTriangle(const Point& point, const Corners& triangle);
 
 /// A tree of boxes over the facets of a mesh. Time to make it grows as the facets times their logarithm, and
-/// a search for a nearest facet looks at few of them.
+/// a search for a nearest facet looks at few of them, unless long facets cross each other everywhere.
 class FacetDistances {
  public:
   /// Keeps copies of the corners, not the mesh. Indices must lie inside the vertices; facets with a
-  /// coordinate that is not finite are left out.
-  explicit FacetDistances(const CTL& mesh);
+  /// coordinate that is not finite are left out. For few searches no tree is made: each looks at all facets.
+  explicit FacetDistances(const CTL& mesh, std::size_t searches = SIZE_MAX);
 
   /// The smallest distance from the point to a facet, computed in double without rounding on the way;
   /// infinite when there is no facet. A facet that is near makes the search shorter and changes no result;
   /// numbers outside the mesh, and of facets left out, are ignored.
   double From(const Point& point, int near_facet = -1) const;
+  /// Nodes and facets that searches have looked at so far.
+  std::size_t steps() const { return steps_; }
 
  private:
+  /// What lies between two parallel planes.
+  struct Slab {
+    Point normal{0, 0, 0};
+    double low = 0;
+    double high = 0;
+  };
   struct Node {
     Point low;
     Point high;
+    Slab slabs[2];        ///< at right angles; for facets that lie in no box of theirs tightly
     std::uint32_t first;  ///< of its facets in order_, or its left half in nodes_; the right half follows it
     std::uint32_t count;  ///< of the facets of a leaf; 0: the node has halves
   };
 
+  void Fill(Node& node, std::size_t first, std::size_t count) const;
+  void Split(std::size_t index, std::size_t first, std::size_t count);
   static double SquaredGap(const Node& node, const Point& point);
+  double SquaredSlabGap(const Node& node, const Point& point, double hair) const;
 
-  std::vector<Corners> facets_;
-  std::vector<std::uint32_t> order_;
+  std::vector<Corners> facets_;        // the finite ones, those of a node together
+  std::vector<std::uint32_t> order_;   // their numbers in the mesh
+  std::vector<std::uint32_t> places_;  // in facets_, of the mesh's facets; past the end for those left out
   std::vector<Node> nodes_;
+  double largest_ = 0;  // coordinate
+  mutable std::size_t steps_ = 0;
 };
 
 }  // namespace trqprep

@@ -53,7 +53,4 @@ Topology AnalyseTopology(const CTL& mesh);
 /// The middle of a facet.
 MeshPlace PlaceOf(const CTL& mesh, int facet);
 
-/// The smallest distance from a point to the mesh's facets; infinite for a mesh without facets.
-double DistanceToMesh(const CTL& mesh, const Point& point);
-
 }  // namespace trqprep

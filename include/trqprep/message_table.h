@@ -36,6 +36,7 @@ enum class Code {
   kMachineMismatch,
   kLayerMismatch,
   kSweepCount,
+  kHollowBound,
   kSealedVoid,
   kVdStale,
   kRepairLeft,

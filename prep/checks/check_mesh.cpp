@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "trqprep/facet_distance.h"
 #include "trqprep/mesh_topology.h"
 
 namespace trqprep {
@@ -104,8 +105,10 @@ class MeshChecks {
     int64_t stale = 0;
     size_t first = 0;
     double farthest = 0;
+    if (points.empty()) return;
+    const FacetDistances distances(*input_.mesh, points.size());
     for (size_t i = 0; i < points.size(); ++i) {
-      const double distance = DistanceToMesh(*input_.mesh, points[i].point());
+      const double distance = distances.From(points[i].point());
       if (distance <= limit) continue;
       if (stale++ == 0) first = i + 1;
       farthest = std::max(farthest, distance);

@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numeric>
 #include <utility>
 
 namespace trqprep {
 namespace {
 
 constexpr uint32_t kLeaf = 4;
+constexpr size_t kWithoutTree = 16;
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 bool IsFinite(const Corners& facet) {
@@ -67,44 +69,124 @@ Point NearestOnTriangle(const Point& p, const Corners& triangle) {
   return nearest;
 }
 
-FacetDistances::FacetDistances(const CTL& mesh) {
-  const int facets = mesh.num_triangles();
-  facets_.reserve(size_t(std::max(facets, 0)));
-  for (int facet = 0; facet < facets; ++facet) {
+FacetDistances::FacetDistances(const CTL& mesh, size_t searches) {
+  const auto facets = size_t(std::max(mesh.num_triangles(), 0));
+  for (size_t facet = 0; facet < facets; ++facet) {
     facets_.push_back(CornersOf(mesh, facet));
-    if (IsFinite(facets_.back())) order_.push_back(uint32_t(facet));
+    if (!IsFinite(facets_.back())) {
+      facets_.pop_back();
+      continue;
+    }
+    order_.push_back(uint32_t(facet));
+    for (const Point& corner : facets_.back()) {
+      for (const double c : corner) largest_ = std::max(largest_, std::fabs(c));
+    }
   }
-  const auto make_node = [this](size_t first, size_t count) {
-    Box box;
+  places_.assign(facets, uint32_t(order_.size()));
+  if (!order_.empty()) {
+    // Until the tree is there, order_ holds places in facets_.
+    std::vector<uint32_t> numbers(order_.size());
+    numbers.swap(order_);
+    std::iota(order_.begin(), order_.end(), 0u);
+    nodes_.emplace_back();
+    Fill(nodes_[0], 0, order_.size());
+    if (searches > kWithoutTree) Split(0, 0, order_.size());
+    std::vector<Corners> sorted;
+    sorted.reserve(facets_.size());
+    for (uint32_t& place : order_) {
+      sorted.push_back(facets_[place]);
+      place = numbers[place];
+    }
+    facets_ = std::move(sorted);
+  }
+  for (size_t i = 0; i < order_.size(); ++i) places_[order_[i]] = uint32_t(i);
+}
+
+// The box, and the slabs: along the way from the middle to the farthest corner the node is longest; across
+// it, it reaches farthest to the corner farthest from that way.
+void FacetDistances::Fill(Node& node, size_t first, size_t count) const {
+  node.first = uint32_t(first);
+  node.count = uint32_t(count);
+  const auto for_corners = [&](const auto& use) {
     for (size_t i = first; i < first + count; ++i) {
-      for (const Point& corner : facets_[order_[i]]) box.Add(corner);
+      for (const Point& corner : facets_[order_[i]]) use(corner);
     }
-    nodes_.push_back({box.min, box.max, uint32_t(first), uint32_t(count)});
   };
-  if (order_.empty()) return;
-  make_node(0, order_.size());
-  // Nodes behind `i` are still to be looked at; halves are put at the end.
-  for (size_t i = 0; i < nodes_.size(); ++i) {
-    const Node node = nodes_[i];
-    if (node.count <= kLeaf) continue;
-    size_t axis = 0;
-    for (size_t k = 1; k < 3; ++k) {
-      if (node.high[k] - node.low[k] > node.high[axis] - node.low[axis]) axis = k;
-    }
-    const auto middle = [this, axis](uint32_t facet) {
-      const Corners& corners = facets_[facet];
-      return corners[0][axis] + corners[1][axis] + corners[2][axis];
-    };
-    const auto begin = order_.begin() + node.first;
-    std::nth_element(begin, begin + node.count / 2, begin + node.count, [&middle](uint32_t a, uint32_t b) {
-      const double ma = middle(a), mb = middle(b);
-      return ma != mb ? ma < mb : a < b;
+  Box box;
+  Point middle{0, 0, 0};
+  for_corners([&](const Point& corner) {
+    box.Add(corner);
+    middle = Along(middle, corner, 1 / (3.0 * double(count)));
+  });
+  node.low = box.min;
+  node.high = box.max;
+  Point axes[2];
+  const auto across = [&](const Point& corner, size_t known) {
+    Point way = Minus(corner, middle);
+    for (size_t k = 0; k < known; ++k) way = Along(way, axes[k], -Dot(way, axes[k]));
+    return way;
+  };
+  for (size_t known = 0; known < 2; ++known) {
+    Point farthest{0, 0, 0};
+    for_corners([&](const Point& corner) {
+      const Point way = across(corner, known);
+      if (Dot(way, way) > Dot(farthest, farthest)) farthest = way;
     });
-    nodes_[i].first = uint32_t(nodes_.size());
-    nodes_[i].count = 0;
-    make_node(node.first, node.count / 2);
-    make_node(node.first + node.count / 2, node.count - node.count / 2);
+    const double length = Norm(farthest);
+    if (!(length > 0) || !std::isfinite(length)) return;
+    axes[known] = Along({0, 0, 0}, farthest, 1 / length);
   }
+  const Point normals[2] = {axes[1], Cross(axes[0], axes[1])};
+  for (size_t k = 0; k < 2; ++k) {
+    Slab slab{normals[k], kInfinity, -kInfinity};
+    for_corners([&](const Point& corner) {
+      const double at = Dot(slab.normal, corner);
+      slab.low = std::min(slab.low, at);
+      slab.high = std::max(slab.high, at);
+    });
+    node.slabs[k] = slab;
+  }
+}
+
+// Halves lie beside each other along the axis where facets are short for the way over which they spread.
+void FacetDistances::Split(size_t index, size_t first, size_t count) {
+  if (count <= kLeaf) return;
+  size_t axis = 0;
+  double best = -1;
+  const auto middle = [this](uint32_t facet, size_t k) {
+    const Corners& corners = facets_[facet];
+    return corners[0][k] + corners[1][k] + corners[2][k];
+  };
+  for (size_t k = 0; k < 3; ++k) {
+    double low = kInfinity, high = -kInfinity, extents = 0;
+    for (size_t i = first; i < first + count; ++i) {
+      const auto& [a, b, c] = facets_[order_[i]];
+      low = std::min(low, a[k] + b[k] + c[k]);
+      high = std::max(high, a[k] + b[k] + c[k]);
+      extents += std::max({a[k], b[k], c[k]}) - std::min({a[k], b[k], c[k]});
+    }
+    const double spread = (high - low) / (extents / double(count) + 0.1 * (high - low) + 1e-300);
+    const double score = spread * (high - low);
+    if (score > best) {
+      best = score;
+      axis = k;
+    }
+  }
+  const auto begin = order_.begin() + std::ptrdiff_t(first);
+  const size_t half = count / 2;
+  std::nth_element(begin, begin + std::ptrdiff_t(half), begin + std::ptrdiff_t(count),
+                   [&](uint32_t a, uint32_t b) {
+                     const double ma = middle(a, axis), mb = middle(b, axis);
+                     return ma != mb ? ma < mb : a < b;
+                   });
+  const size_t left = nodes_.size();
+  nodes_[index].first = uint32_t(left);
+  nodes_[index].count = 0;
+  nodes_.resize(left + 2);
+  Fill(nodes_[left], first, half);
+  Fill(nodes_[left + 1], first + half, count - half);
+  Split(left, first, half);
+  Split(left + 1, first + half, count - half);
 }
 
 double FacetDistances::SquaredGap(const Node& node, const Point& point) {
@@ -116,13 +198,24 @@ double FacetDistances::SquaredGap(const Node& node, const Point& point) {
   return sum;
 }
 
+double FacetDistances::SquaredSlabGap(const Node& node, const Point& point, double hair) const {
+  double sum = 0;
+  for (const Slab& slab : node.slabs) {
+    const double at = Dot(slab.normal, point);
+    const double gap = std::max({slab.low - at - hair, at - slab.high - hair, 0.0});
+    sum += gap * gap;
+  }
+  return sum;
+}
+
 double FacetDistances::From(const Point& point, int near_facet) const {
+  // More than rounding can move a point across the border of a slab.
+  const double hair = 1e-14 * (largest_ + std::fabs(point[0]) + std::fabs(point[1]) + std::fabs(point[2]));
   double best = kInfinity;
   const auto look_at = [&](uint32_t facet) { best = std::min(best, SquaredDistance(point, facets_[facet])); };
   if (nodes_.empty()) return best;
-  if (near_facet >= 0 && size_t(near_facet) < facets_.size() && IsFinite(facets_[size_t(near_facet)])) {
-    look_at(uint32_t(near_facet));
-  }
+  if (near_facet >= 0 && size_t(near_facet) < places_.size() && places_[size_t(near_facet)] < facets_.size())
+    look_at(places_[size_t(near_facet)]);
   struct Pending {
     uint32_t node;
     double gap;
@@ -135,8 +228,10 @@ double FacetDistances::From(const Point& point, int near_facet) const {
     const Pending next = pending[--count];
     if (next.gap >= best) continue;
     const Node& node = nodes_[next.node];
+    steps_ += 1 + node.count;
+    if (SquaredSlabGap(node, point, hair) >= best) continue;
     if (node.count > 0) {
-      for (uint32_t i = 0; i < node.count; ++i) look_at(order_[node.first + i]);
+      for (uint32_t i = 0; i < node.count; ++i) look_at(node.first + i);
       continue;
     }
     Pending near{node.first, SquaredGap(nodes_[node.first], point)};

@@ -2,11 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "prep/meshes/cavities.h"
 #include "prep/meshes/facet_edges.h"
-#include "trqprep/facet_distance.h"
 
 namespace trqprep {
 namespace {
@@ -94,13 +92,6 @@ MeshPlace PlaceOf(const CTL& mesh, int facet) {
   const Corners corners = CornersOf(mesh, facet);
   for (size_t k = 0; k < 3; ++k) place.at[k] = (corners[0][k] + corners[1][k] + corners[2][k]) / 3;
   return place;
-}
-
-double DistanceToMesh(const CTL& mesh, const Point& point) {
-  double nearest = std::numeric_limits<double>::infinity();
-  for (int facet = 0; facet < mesh.num_triangles(); ++facet)
-    nearest = std::min(nearest, Norm(Minus(point, NearestOnTriangle(point, CornersOf(mesh, facet)))));
-  return nearest;
 }
 
 }  // namespace trqprep

@@ -6,6 +6,13 @@
 #include "trqprep/facet_distance.h"
 
 namespace trqprep {
+namespace {
+
+// Of ordinary parts a point takes some fifty.
+constexpr size_t kMostSteps = 30'000'000;
+constexpr size_t kMostStepsAPoint = 150;
+
+}  // namespace
 
 Wall MeasureWall(const CTL& outer, const CTL& inner, double thin) {
   const FacetDistances distances(inner);
@@ -23,6 +30,7 @@ Wall MeasureWall(const CTL& outer, const CTL& inner, double thin) {
     sum += distance;
     if (distance < thin) ++thin_points;
   };
+  const size_t all_points = size_t(outer.num_vertices()) + size_t(outer.num_triangles());
   std::vector<bool> seen(size_t(outer.num_vertices()), false);
   for (int facet = 0; facet < outer.num_triangles(); ++facet) {
     const Corners corners = CornersOf(outer, facet);
@@ -34,6 +42,10 @@ Wall MeasureWall(const CTL& outer, const CTL& inner, double thin) {
       seen[vertex] = true;
     }
     measure(middle, facet);
+    if (distances.steps() > kMostSteps + kMostStepsAPoint * all_points) {
+      wall.bound = true;
+      return wall;
+    }
   }
   if (wall.points == 0) return wall;
   wall.mean = sum / double(wall.points);

@@ -1,6 +1,7 @@
 """zcomp and hollow, against coordinates worked out by hand."""
 import importlib.util
 import math
+import random
 import struct
 import time
 import unittest
@@ -213,6 +214,21 @@ class Hollow(ToolTest):
         self.assertNotIn("THIN-WALL", [m["code"] for m in document["messages"]])
         text = self.good("hollow", "part.stl", "--limit", "2", "-o", "two.stl").out.decode()
         self.assertIn("  wall            at least 1.1547 mm, mean 1.4928; 0 % below half of the limit\n", text)
+
+    @unittest.skipIf(os.environ.get("TRQ_SANITIZE"), "a hundred million steps")
+    def test_long_facets_across_each_other_end_before_the_time_is_spent(self):
+        # Each of 30 000 needles comes near a tenth of the others.
+        chance = random.Random(2)
+        needles = []
+        for _ in range(30000):
+            a = [chance.uniform(0, 100) for _ in range(3)]
+            b = [chance.uniform(0, 100) for _ in range(3)]
+            needles.append((tuple(a), tuple(b), (b[0] + 0.05, b[1] + 0.05, b[2] - 0.05)))
+        self.write("part.stl", binary_stl(needles + needles[:1]))
+        for more in ([], ["--validate"]):
+            ran = self.fails(NO, "hollow", "part.stl", "--limit", "1", "-o", "out.stl", "--json", *more)
+            self.assertEqual(ran.codes()[-1], "HOLLOW-BOUND")
+            self.assertFalse(pathlib.Path(self.path("out.stl")).exists())
 
     def test_a_thin_wall_is_named(self):
         # The small box at the end of the large one has edges of 1, so it is pushed by a half only.

@@ -11,6 +11,10 @@
 namespace trqprep {
 namespace {
 
+// A closed surface takes 6 to 40 a vertex.
+constexpr size_t kMostTests = 20'000'000;
+constexpr size_t kMostTestsAVertex = 40;
+
 struct Options : MeshOptions {
   std::optional<Length> limit;
   bool validate = false;
@@ -23,6 +27,13 @@ struct Push {
   double mean = 0;
   double largest = 0;
 };
+
+[[noreturn]] void FailBound(const std::string& input, const std::string& doing) {
+  Fail(ExitCode::kNo,
+       Message(Code::kHollowBound, input,
+               doing + " would take too long: too many long facets lie across each other")
+           .Hint("'trqprep repair' and 'trqprep simplify' make a surface of them, if they are one"));
+}
 
 // How far the vertices that a facet uses were pushed.
 Push PushOf(const CTL& mesh) {
@@ -138,9 +149,10 @@ ExitCode Run(Context& context, const Options& options) {
   }
 
   context.Progress("pushing the vertices inward", 0.1);
-  mesh.offset_limit = limit;
-  mesh.validate_offsets = options.validate ? 1 : 0;
-  mesh.offset_ctl();
+  const size_t most_tests = kMostTests + kMostTestsAVertex * size_t(mesh.num_vertices());
+  mesh.shell_vertices_ = trq::core::OffsetShell(mesh.view(), {limit, options.validate, most_tests});
+  if (!mesh.shell_vertices_) FailBound(options.input, "validating the pushes");
+  mesh.shell_made = 1;
   const Push push = PushOf(mesh);
   if (!std::isfinite(push.mean)) {
     FailInput(Code::kMeshNan, options.input, "a vertex has no direction in which to be pushed",
@@ -157,6 +169,7 @@ ExitCode Run(Context& context, const Options& options) {
   const int sealed = CountSealed(context, options.input, inside.surfaces, factor, UnitsName(input.units));
   context.Progress("measuring the wall", 0.7);
   const Wall wall = MeasureWall(mesh, *inner, limit / 2.0);
+  if (wall.bound) FailBound(options.input, "measuring the wall");
   WarnOfThinWall(context, options.input, wall, limit, UnitsName(input.units));
 
   context.Progress("writing " + options.output, 0.9);

@@ -8,7 +8,7 @@
 #include "commands.h"
 #include "trq/setup.h"
 #include "trqprep/atomic_output.h"
-#include "trqprep/mesh_topology.h"
+#include "trqprep/facet_distance.h"
 #include "trqprep/paths.h"
 #include "trqprep/vent_patches.h"
 #include "trqprep/vents_file.h"
@@ -51,6 +51,11 @@ std::optional<InputMesh> PartOf(Context& context, const std::string& path) {
   return std::nullopt;
 }
 
+std::optional<FacetDistances> DistancesOf(const std::optional<InputMesh>& mesh, size_t searches) {
+  if (!mesh) return std::nullopt;
+  return FacetDistances(*mesh->mesh, searches);
+}
+
 Units UnitsOf(Context& context, const std::optional<InputMesh>& mesh) {
   return mesh ? mesh->units : context.units();
 }
@@ -60,14 +65,14 @@ std::string PointText(const Point& point) {
 }
 
 // How far the point is from the part, with a warning when it is not on it.
-double CheckOnPart(Context& context, const InputMesh& mesh, const VentEntry& entry, const std::string& file,
-                   size_t number) {
-  const double distance = DistanceToMesh(*mesh.mesh, entry.point());
-  if (distance * UnitsFactor(mesh.units, Units::kMillimetre) > kOnPart) {
+double CheckOnPart(Context& context, const FacetDistances& part, Units units, const VentEntry& entry,
+                   const std::string& file, size_t number) {
+  const double distance = part.From(entry.point());
+  if (distance * UnitsFactor(units, Units::kMillimetre) > kOnPart) {
     context.Warn(Message(Code::kVdStale, file,
                          fmt::format("{} {} at {} is {} {} away from the part",
                                      entry.kind() == std::string("unknown") ? "entry" : entry.kind(), number,
-                                     PointText(entry.point()), Plain(distance, 4), UnitsName(mesh.units)))
+                                     PointText(entry.point()), Plain(distance, 4), UnitsName(units)))
                      .Hint("was the part changed or moved? 'trqprep vents move' moves the file's points")
                      .At({{"entry", number}}));
   }
@@ -146,9 +151,10 @@ ExitCode List(Context& context, const Options& options) {
   VentsFile file = ReadVents(context, SideFileOf(options.input));
   const std::optional<InputMesh> mesh = MeshIfThere(context, options.input);
   context.data_units = UnitsOf(context, mesh);
+  const auto part = DistancesOf(mesh, file.entries.size());
   std::vector<double> distances;
-  for (size_t i = 0; mesh && i < file.entries.size(); ++i) {
-    distances.push_back(CheckOnPart(context, *mesh, file.entries[i], file.path, i + 1));
+  for (size_t i = 0; part && i < file.entries.size(); ++i) {
+    distances.push_back(CheckOnPart(context, *part, mesh->units, file.entries[i], file.path, i + 1));
   }
   const size_t count = file.entries.size();
   const Json entries = Json::Rows(count, [list = std::move(file.entries), distances](size_t i) {
@@ -210,6 +216,10 @@ ExitCode AddEntries(Context& context, const Options& options) {
   const std::optional<InputMesh>& part = mesh ? mesh : beside;
   const double diameter = options.diameter.value_or(Length{3, Units::kMillimetre}).In(units, context.units());
   if (!(diameter > 0)) FailUsage("", "--diameter must be above 0", "for example --diameter 3mm");
+}
+
+  if (!(diameter > 0)) FailUsage("", "--diameter must be above 0");
+  const auto part = DistancesOf(mesh, options.vents.size() + options.drains.size());
   Json added = Json::array();
   const auto add = [&](const std::string& text, bool vent) {
     const std::vector<VentPatch>* among = !patches ? nullptr : vent ? &patches->vents : &patches->drains;
@@ -224,6 +234,9 @@ ExitCode AddEntries(Context& context, const Options& options) {
     entry = ParseVents(side_file, file.lines.back()).entries.at(0);
     file.entries.push_back(entry);
     if (part) CheckAdded(context, *part, entry, side_file, file.entries.size());
+}
+
+    if (part) CheckOnPart(context, *part, units, entry, side_file, file.entries.size());
     Json row = EntryToJson(entry, file.entries.size());
     added.push_back(row);
     row.update({{"file", TextToJson(side_file)}, {"unit", UnitsName(units)}});
@@ -283,6 +296,7 @@ ExitCode Move(Context& context, const Options& options) {
     set_unit_matrix(before);
     move = trq::core::PointMove(after, before, 0);
   }
+  const auto part = DistancesOf(mesh, chosen.size());
   Json entries = Json::array();
   for (const size_t i : chosen) {
     VentEntry& entry = file.entries[i];
@@ -290,7 +304,7 @@ ExitCode Move(Context& context, const Options& options) {
     file.lines[entry.line] = trq::core::SideLine(entry.numbers);
     entry.numbers = *trq::core::ParseSideLine(file.lines[entry.line]);  // what the file says
     entries.push_back(EntryToJson(entry, i + 1));
-    if (mesh) CheckOnPart(context, *mesh, entry, file.path, i + 1);
+    if (part) CheckOnPart(context, *part, units, entry, file.path, i + 1);
   }
   Save(context, options, file);
   context.data_units = units;
@@ -321,9 +335,13 @@ ExitCode Remove(Context& context, const Options& options) {
     return kept ? ExitCode::kNo : ExitCode::kDone;
   }
   const std::set<size_t> chosen = Chosen(file, options.numbers);
-  for (auto i = chosen.rbegin(); i != chosen.rend(); ++i) {
-    file.lines.erase(file.lines.begin() + static_cast<std::ptrdiff_t>(file.entries[*i].line));
+  std::vector<bool> gone(file.lines.size(), false);
+  for (const size_t i : chosen) gone[file.entries[i].line] = true;
+  std::vector<std::string> left;
+  for (size_t line = 0; line < file.lines.size(); ++line) {
+    if (!gone[line]) left.push_back(std::move(file.lines[line]));
   }
+  file.lines = std::move(left);
   Save(context, options, file);
   context.Report({{"removed", chosen.size()}, {"entry_count", file.entries.size() - chosen.size()}},
                  "{output}: {removed:+entry} removed, {entry_count} left\n");

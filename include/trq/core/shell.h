@@ -10,9 +10,13 @@ namespace trq::core {
 struct ShellOffset {
   float limit = 0;        ///< largest push inward, in the mesh's units
   bool validate = false;  ///< halve a push until it crosses no triangle
+  /// Largest number of triangles that pushes are tested against, all together; 0: no bound. Where long
+  /// triangles lie across each other, every push may come near most of them.
+  std::size_t most_tests = 0;
 };
 
 /// One point for every vertex of the mesh in use: the vertex pushed inward as CTL::offset_ctl describes.
+/// Without a view at all when `most_tests` does not suffice.
 /// Pushed along the mesh's normals, which point outward on a closed mesh; neither is checked.
 TRQ_EXPORT MeshArray<PbVec3f> OffsetShell(const MeshView& mesh, const ShellOffset& how);
 
