@@ -103,6 +103,15 @@ TEST(CoreShell, PushesTheCornersOfACubeAlongItsDiagonals) {
   EXPECT_TRUE(std::equal(outer.bytes.begin() + 84, outer.bytes.end(), both.bytes.begin() + 84));
 }
 
+TEST(CoreShell, EndsWhenTheTestsDoNotSuffice) {
+  CTL cube = test_support::Cube();
+  cube.Calculate_normals();
+  // Each of eight pushes comes near twelve facets at most, and near those of its own corner at least.
+  EXPECT_TRUE(trq::core::OffsetShell(cube.view(), {1, true, 8 * 12}));
+  EXPECT_FALSE(trq::core::OffsetShell(cube.view(), {1, true, 8 * 3}));
+  EXPECT_TRUE(trq::core::OffsetShell(cube.view(), {1, false, 1}));
+}
+
 TEST(CoreShell, RaisesTheTrianglesThatFaceDown) {
   CTL mesh = MakeMesh({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{0, 1, 2}, {0, 2, 1}});
   mesh.Calculate_normals();

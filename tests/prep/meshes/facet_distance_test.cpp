@@ -98,5 +98,27 @@ TEST(FacetDistances, DifferentialAgainstALookAtEveryFacet) {
   }
 }
 
+TEST(FacetDistances, OfAWheelOfSpokesLookAtFewOfThem) {
+  // Every spoke's box holds the middle, and those of a quarter of them hold each middle of another.
+  constexpr int kSpokes = 20000;
+  std::vector<test_support::Point> vertices{{0, 0, 10}};
+  std::vector<test_support::Indices> facets;
+  for (int i = 0; i < kSpokes; ++i) {
+    const double angle = 2 * 3.14159265358979 * i / kSpokes;
+    vertices.push_back(
+        {static_cast<float>(40 * std::cos(angle)), static_cast<float>(40 * std::sin(angle)), 0});
+    facets.push_back({0, 1 + i, 1 + (i + 1) % kSpokes});
+  }
+  const CTL wheel = MakeMesh(vertices, facets);
+  const FacetDistances distances(wheel);
+  for (int i = 0; i < kSpokes; ++i) {
+    const double angle = 2 * 3.14159265358979 * (i + 0.5) / kSpokes;
+    const Point below{20 * std::cos(angle), 20 * std::sin(angle), 4};
+    // The slope falls by 10 over 40, so a point 1 below it is 4 / sqrt(17) away.
+    ASSERT_NEAR(distances.From(below, i), 4 / std::sqrt(17.0), 1e-5);
+  }
+  EXPECT_LT(distances.steps(), 200u * kSpokes);
+}
+
 }  // namespace
 }  // namespace trqprep
