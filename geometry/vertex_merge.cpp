@@ -130,14 +130,16 @@ void VertexMerger::AddBatch(const PbVec3f* points, size_t count, int32_t* answer
 int32_t VertexMerger::AddOne(const PbVec3f& p, uint64_t hash) {
   if (!Finite(p)) return Append(p);
   int32_t equal = -1, match = -1;
-  const size_t slot = ForEachInCell(CellOf(p), hash, [&](int32_t vertex) {
-    if (Equal(vertices_[vertex], p)) {
-      equal = vertex;
-    } else if (Matches(p, vertex)) {
-      match = vertex;  // then no vertex equals it
-    }
-    return equal < 0 && match < 0;
-  });
+  size_t slot = SlotOf(hash);
+  if (slots_[slot] != 0)
+    slot = ForEachInCell(p, hash, [&](int32_t vertex) {
+      if (Equal(vertices_[vertex], p)) {
+        equal = vertex;
+      } else if (Matches(p, vertex)) {
+        match = vertex;  // then no vertex equals it
+      }
+      return equal < 0 && match < 0;
+    });
   if (equal >= 0) return equal;
   if (match < 0 && NearCellBorder(p)) match = FindMatch(p);
   if (match >= 0) return AppendLate(p, match);
@@ -164,20 +166,22 @@ int32_t VertexMerger::AppendLate(const PbVec3f& p, int32_t vertex) {
 // ---------------------------------------------------------------------------------------------------------
 // Searching
 
-uint64_t VertexMerger::CellOf(double coordinate) const {
+inline uint64_t VertexMerger::CellOf(double coordinate) const {
   const double index = coordinate * cells_per_unit_ + kRoundToInteger;
   uint64_t bits;
   std::memcpy(&bits, &index, sizeof bits);
   return bits;
 }
 
-VertexMerger::Cell VertexMerger::CellOf(const PbVec3f& p) const {
+inline VertexMerger::Cell VertexMerger::CellOf(const PbVec3f& p) const {
   return {CellOf(p[0]), CellOf(p[1]), CellOf(p[2])};
 }
 
-uint64_t VertexMerger::HashOf(const PbVec3f& p) const { return MixCells(CellOf(p)); }
+inline uint64_t VertexMerger::HashOf(const PbVec3f& p) const { return MixCells(CellOf(p)); }
 
-size_t VertexMerger::SlotOf(uint64_t hash) const { return size_t(((hash >> 32) * slots_.size()) >> 32); }
+inline size_t VertexMerger::SlotOf(uint64_t hash) const {
+  return size_t(((hash >> 32) * slots_.size()) >> 32);
+}
 
 bool VertexMerger::NearCellBorder(const PbVec3f& p) const {
   bool near = false;
@@ -210,19 +214,22 @@ bool VertexMerger::InSameHashCell(float a, float b) const {
   return std::min(in, jn) > kProductError && std::max(in, jn) < 1 - kProductError;
 }
 
-/// Visits the vertices of a cell until `visit` returns false. Else returns the slot for its next vertex: the
-/// end of the slots when all of its own are taken.
-template <class Visit>
-size_t VertexMerger::ForEachInCell(const Cell& cell, uint64_t hash, Visit visit) {
+/// Visits the vertices of the cell at `p` until `visit` returns false. Else returns the slot for its next
+/// vertex: the end of the slots when all of its own are taken.
+template <class PointOrCell, class Visit>
+size_t VertexMerger::ForEachInCell(const PointOrCell& p, uint64_t hash, Visit visit) {
   size_t slot = SlotOf(hash);
   for (int probe = 0; probe < kLongestProbe; ++probe, slot = NextSlot(slot)) {
-    ++steps_;
-    if (slots_[slot] == 0) return slot;
-    if (slots_[slot] >> 32 != TagOf(hash)) continue;
-    ++recent_visits_;
-    if (!visit(VertexIn(slots_[slot]))) return slot;
+    const uint64_t value = slots_[slot];
+    if (value != 0 && value >> 32 != TagOf(hash)) continue;
+    if (value != 0) ++recent_visits_;
+    if (value == 0 || !visit(VertexIn(value))) {
+      steps_ += size_t(probe) + 1;
+      return slot;
+    }
   }
-  const auto range = crowded_out_.equal_range(cell);
+  steps_ += kLongestProbe;
+  const auto range = crowded_out_.equal_range(CellOf(p));
   for (auto i = range.first; i != range.second; ++i) {
     ++steps_;
     ++recent_visits_;

@@ -65,13 +65,14 @@ class VertexMerger {
 
   uint64_t CellOf(double coordinate) const;
   Cell CellOf(const PbVec3f& p) const;
+  const Cell& CellOf(const Cell& cell) const { return cell; }
   uint64_t HashOf(const PbVec3f& p) const;
   void Store(int32_t vertex, uint64_t hash, size_t slot);
   size_t SlotOf(uint64_t hash) const;
   size_t NextSlot(size_t slot) const { return slot + 1 == slots_.size() ? 0 : slot + 1; }
   bool NearCellBorder(const PbVec3f& p) const;
-  template <class Visit>
-  size_t ForEachInCell(const Cell& cell, uint64_t hash, Visit visit);
+  template <class PointOrCell, class Visit>
+  size_t ForEachInCell(const PointOrCell& p, uint64_t hash, Visit visit);
   template <class Visit>
   void ForEachNear(const PbVec3f& p, double reach, Visit visit);
   int32_t FindMatch(const PbVec3f& p);
