@@ -9,7 +9,7 @@
 namespace trqprep {
 namespace {
 
-constexpr uint32_t kLeaf = 4;
+constexpr uint32_t kLeaf = 8;
 constexpr size_t kWithoutTree = 16;
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
@@ -71,6 +71,7 @@ Point NearestOnTriangle(const Point& p, const Corners& triangle) {
 
 FacetDistances::FacetDistances(const CTL& mesh, size_t searches) {
   const auto facets = size_t(std::max(mesh.num_triangles(), 0));
+  facets_.reserve(facets);
   for (size_t facet = 0; facet < facets; ++facet) {
     facets_.push_back(CornersOf(mesh, facet));
     if (!IsFinite(facets_.back())) {
@@ -91,13 +92,10 @@ FacetDistances::FacetDistances(const CTL& mesh, size_t searches) {
     nodes_.emplace_back();
     Fill(nodes_[0], 0, order_.size());
     if (searches > kWithoutTree) Split(0, 0, order_.size());
-    std::vector<Corners> sorted;
-    sorted.reserve(facets_.size());
-    for (uint32_t& place : order_) {
-      sorted.push_back(facets_[place]);
-      place = numbers[place];
+    for (size_t i = 0; i < order_.size(); ++i) {
+      order_[i] = numbers[order_[i]];
+      facets_[i] = CornersOf(mesh, order_[i]);
     }
-    facets_ = std::move(sorted);
   }
   for (size_t i = 0; i < order_.size(); ++i) places_[order_[i]] = uint32_t(i);
 }

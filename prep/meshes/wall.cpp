@@ -10,7 +10,7 @@ namespace {
 
 // Of ordinary parts a point takes some fifty.
 constexpr size_t kMostSteps = 30'000'000;
-constexpr size_t kMostStepsAPoint = 150;
+constexpr size_t kMostStepsAPoint = 100;
 
 }  // namespace
 
