@@ -80,9 +80,9 @@ double CheckOnPart(Context& context, const FacetDistances& part, Units units, co
 }
 
 // A hole that is made somewhere else than on the part.
-void CheckAdded(Context& context, const InputMesh& mesh, const VentEntry& entry, const std::string& file,
-                size_t number) {
-  const double distance = DistanceToMesh(*mesh.mesh, entry.point());
+void CheckAdded(Context& context, const InputMesh& mesh, const FacetDistances& distances,
+                const VentEntry& entry, const std::string& file, size_t number) {
+  const double distance = distances.From(entry.point());
   if (distance * UnitsFactor(mesh.units, Units::kMillimetre) <= kOnPart) return;
   const Box box = mesh.box();
   context.Warn(
@@ -216,10 +216,7 @@ ExitCode AddEntries(Context& context, const Options& options) {
   const std::optional<InputMesh>& part = mesh ? mesh : beside;
   const double diameter = options.diameter.value_or(Length{3, Units::kMillimetre}).In(units, context.units());
   if (!(diameter > 0)) FailUsage("", "--diameter must be above 0", "for example --diameter 3mm");
-}
-
-  if (!(diameter > 0)) FailUsage("", "--diameter must be above 0");
-  const auto part = DistancesOf(mesh, options.vents.size() + options.drains.size());
+  const auto distances = DistancesOf(part, options.vents.size() + options.drains.size());
   Json added = Json::array();
   const auto add = [&](const std::string& text, bool vent) {
     const std::vector<VentPatch>* among = !patches ? nullptr : vent ? &patches->vents : &patches->drains;
@@ -233,10 +230,7 @@ ExitCode AddEntries(Context& context, const Options& options) {
     // What a reader will find there.
     entry = ParseVents(side_file, file.lines.back()).entries.at(0);
     file.entries.push_back(entry);
-    if (part) CheckAdded(context, *part, entry, side_file, file.entries.size());
-}
-
-    if (part) CheckOnPart(context, *part, units, entry, side_file, file.entries.size());
+    if (part) CheckAdded(context, *part, *distances, entry, side_file, file.entries.size());
     Json row = EntryToJson(entry, file.entries.size());
     added.push_back(row);
     row.update({{"file", TextToJson(side_file)}, {"unit", UnitsName(units)}});
