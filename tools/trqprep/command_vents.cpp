@@ -147,14 +147,31 @@ Json EntryToJson(const VentEntry& entry, size_t number) {
               {"diameter", NumberToJson(entry.numbers[6])}};
 }
 
+constexpr size_t kMostStale = 100;
+
 ExitCode List(Context& context, const Options& options) {
   VentsFile file = ReadVents(context, SideFileOf(options.input));
   const std::optional<InputMesh> mesh = MeshIfThere(context, options.input);
   context.data_units = UnitsOf(context, mesh);
   const auto part = DistancesOf(mesh, file.entries.size());
   std::vector<double> distances;
+  size_t stale = 0;  // those that were told of, each by itself
+  int64_t more = 0;
   for (size_t i = 0; part && i < file.entries.size(); ++i) {
-    distances.push_back(CheckOnPart(context, *part, mesh->units, file.entries[i], file.path, i + 1));
+    if (stale < kMostStale) {
+      const size_t said = context.messages().size();
+      distances.push_back(CheckOnPart(context, *part, mesh->units, file.entries[i], file.path, i + 1));
+      stale += context.messages().size() - said;
+    } else {
+      distances.push_back(part->From(file.entries[i].point()));
+      more += distances.back() * UnitsFactor(mesh->units, Units::kMillimetre) > kOnPart ? 1 : 0;
+    }
+  }
+  if (more > 0) {
+    context.Warn(Message(Code::kVdStale, file.path,
+                         Counted(more, "entry is", "entries are") +
+                             " away from the part besides; the list has how far")
+                     .Hint("was the part changed or moved? 'trqprep vents move' moves the file's points"));
   }
   const size_t count = file.entries.size();
   const Json entries = Json::Rows(count, [list = std::move(file.entries), distances](size_t i) {
