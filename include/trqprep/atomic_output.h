@@ -1,19 +1,25 @@
 /// Outputs that appear whole or not at all.
 ///
 /// A file is written under a name `.trqprep-XXXXXX` of its own in the target folder, flushed to disk and
-/// renamed; a folder is built under such a name beside its final one. A symbolic link is followed. What
-/// exists and is no regular file is written directly, from a private temporary file. Whatever cannot be
-/// written ends the command with exit 4; an output that is not committed leaves nothing behind.
+/// renamed; a folder is built under such a name beside its final one. Both are held open and written through
+/// that: whoever puts something else in the place of their names, or of the target folder's, changes nothing
+/// but that the output gets no name. A symbolic link is followed. What exists and is no regular file is
+/// written directly, from a private temporary file. Whatever cannot be written ends the command with exit 4;
+/// an output that is not committed leaves nothing behind.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <cstdio>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "trq/core/bytes.h"
 #include "trqprep/folder_list.h"
+#include "trqprep/observer.h"
 #include "trqprep/temporary_path.h"
 
 namespace trqprep {
@@ -21,8 +27,6 @@ namespace trqprep {
 /// What files and folders have in common.
 class Output {
  public:
-  /// Where to write: an existing, empty file that may be opened again and truncated, or the folder to fill.
-  const std::string& path() const { return temporary_.path(); }
   /// The final name as given.
   const std::string& final_path() const { return given_; }
 
@@ -31,15 +35,20 @@ class Output {
   /// Fails with what went wrong and the system's reason; 0 is no error.
   void Require(int error, const char* failure = "cannot be written") const;
   [[noreturn]] void FailExists() const;
-  void MakeTemporary(const std::string& folder, bool (*make)(char* name));
-  void FlushPath(const std::string& path) const;
+  [[noreturn]] void FailChanged(const std::string& what) const;
+  void MakeTemporary(const std::string& folder, TemporaryPath::Kind kind);
+  int itself() const { return temporary_.descriptor().number(); }
   void SetMode() const;
+  void FlushFolder() const;
+  void RequireOwnName() const;
   void TakeName(bool replace);
 
   std::string given_;
   std::string target_;  // links followed
+  std::string name_;    // of the target in its folder
   bool replace_;
   unsigned mode_;
+  Descriptor folder_;  // of the temporary path
   TemporaryPath temporary_;
 };
 
@@ -47,17 +56,25 @@ class Output {
 class OutputFile : public Output {
  public:
   OutputFile(const std::string& path, bool replace);
-  /// Writes all the bytes to path().
+  /// Writes all the bytes, and reads them back.
   void Write(std::string_view bytes);
+  /// The stream to write by, at the start of the empty file.
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> OpenStream();
+  /// Replaces the target only while it holds these bytes, or while there is none: exit 4, OUTPUT-CHANGED.
+  void Succeed(const std::optional<std::string>& before) { before_ = &before; }
   /// Says how long the finished file must be; a shorter or longer one was not written completely.
   void Expect(std::uint64_t size) { expected_size_ = static_cast<std::int64_t>(size); }
-  /// Gives the file its final name. May be called once, when path() is complete.
+  /// Gives the file its final name, and, for root, the owner of the one that it replaces. May be called once,
+  /// when it is complete.
   void Commit();
 
  private:
   void CopyToSpecial();
+  void RequireBefore() const;
 
   bool special_ = false;
+  std::optional<std::pair<unsigned, unsigned>> owner_;  // user and group
+  const std::optional<std::string>* before_ = nullptr;
   std::int64_t expected_size_ = -1;
 };
 
@@ -65,8 +82,29 @@ class OutputFile : public Output {
 /// not what the system lets root do in spite of them.
 void RequireEditable(const std::string& path, bool force);
 
-/// Writes a whole file in one step: OutputFile, Write, read back, Commit.
+/// Writes a whole file in one step: OutputFile, Write, Commit.
 void WriteOutputFile(const std::string& path, std::string_view bytes, bool replace);
+/// Replaces a file that was read, or makes one that was not there, while it is as it was:
+/// OutputFile::Succeed.
+void ReplaceFile(const std::string& path, const std::optional<std::string>& before, std::string_view bytes);
+
+/// Held from before a file is read until it was replaced, so that those who change files of that folder so
+/// come one after the other. It is a lock on the folder, which is there before the file is and stays when the
+/// file is replaced, and which leaves nothing behind. Where a system has no lock on folders, a file that is
+/// created exclusively beside the file does the same.
+class EditLock {
+ public:
+  /// Waits for the others, or until the observer cancels. A folder that cannot be locked is not waited for:
+  /// OutputFile::Succeed alone keeps the changes apart then. Exit 4, OUTPUT-BUSY, when `patience` ends.
+  EditLock(Observer& observer, const std::string& path,
+           std::chrono::milliseconds patience = std::chrono::seconds(30));
+
+ private:
+  Descriptor folder_;
+};
+
+/// Whether both paths lead to one file that is there.
+bool IsSameFile(const std::string& path, const std::string& other);
 
 /// An output folder. Refuses an existing one unless `replace`, and then too one that holds anything but what
 /// it lists as its own. The two are exchanged in one step, and what the old one lists is removed. What
@@ -74,40 +112,34 @@ void WriteOutputFile(const std::string& path, std::string_view bytes, bool repla
 class OutputFolder : public Output {
  public:
   /// Reads the list of a folder of the same kind; nothing when it is none.
-  using ListReader = std::function<std::optional<FolderList>(const std::string& folder)>;
+  using ListReader = std::function<std::optional<FolderList>(const HeldFolder& folder)>;
   OutputFolder(const std::string& path, bool replace, ListReader list_reader);
   /// `name` is a path below the folder.
-  std::string PathOf(const std::string& name) const { return path() + "/" + name; }
   void MakeFolder(const std::string& name);
   /// Size and SHA-256 of a file of the folder, taken from the bytes as they were written.
   struct Written {
     std::uint64_t size = 0;
     std::string sha256;
   };
-  /// Writes a file of the folder and reads it back.
+  /// Writes a new file of the folder and reads it back.
   Written WriteFile(const std::string& name, std::string_view bytes);
-  /// Writes a file of the folder piece by piece: `write` puts its bytes into a sink. That all of them arrived
-  /// is seen from the file's size.
+  /// Writes a new file of the folder piece by piece: `write` puts its bytes into a sink. That all of them
+  /// arrived is seen from the file's size.
   Written WriteFile(const std::string& name, const std::function<void(trq::core::ByteSink&)>& write);
   /// Flushes everything and gives the folder its final name. May be called once.
   void Commit();
 
  private:
-  [[noreturn]] void FailLeftOver(const std::string& old) const;
+  Written Fill(const std::string& name, const std::function<void(trq::core::ByteSink&)>& write,
+               const std::string_view* bytes);
+  [[noreturn]] void FailLeftOver() const;
 
   ListReader list_reader_;
+  std::vector<std::string> made_;  // folders, in this order
 };
 
-/// A private folder for fixed-name outputs and comparisons; removed with this object.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  const std::string& path() const { return temporary_.path(); }
-  std::string PathOf(const std::string& name) const { return path() + "/" + name; }
-
- private:
-  TemporaryPath temporary_;
-};
+/// A file without a name in the folder for temporary files, which goes with the process. Exit 4.
+Descriptor MakeUnnamedFile();
 
 /// Names the descriptor that outputs called /dev/stdout are written to, when it is not 1; -1: there is none.
 void SetStandardOutput(int descriptor);

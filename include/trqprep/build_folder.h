@@ -42,11 +42,11 @@ void Narrow(const Matrix4& matrix, float (&narrow)[4][4]);
 /// The sum over build.json that stands in it as "sum", of the document without it.
 std::string SumOf(Json document);
 
-/// Parses a JSON file of a folder, as an empty one when it cannot be read. Throws JsonMistake.
-Json ReadFolderJson(const std::string& path);
+/// Parses a JSON file of a folder. Throws JsonMistake; exit 3 for a file that cannot be read.
+Json ReadFolderJson(const HeldFolder& folder, const char* name);
 /// What build.json of a folder lists, with itself; nothing when the folder is no build.
-std::optional<FolderList> FilesOfBuild(const std::string& folder);
+std::optional<FolderList> FilesOfBuild(const HeldFolder& folder);
 /// build.json of a folder. Exit 3 when it is none.
-Json ReadBuildDocument(const std::string& folder);
+Json ReadBuildDocument(const HeldFolder& folder);
 
 }  // namespace trqprep

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "trqprep/held_folder.h"
+
 namespace trqprep {
 
 /// The files that a folder lists as its own, by folder.
@@ -22,10 +24,10 @@ struct FolderList {
 /// a folder, whose own content is not named. What file managers leave behind (.DS_Store, Thumbs.db,
 /// desktop.ini) counts as listed. A link counts as itself: one under the name of a listed file is listed, one
 /// that stands for a folder is not. A folder that cannot be read is named as a whole.
-std::vector<std::string> ForeignNames(const std::string& folder, const FolderList& list);
+std::vector<std::string> ForeignNames(const HeldFolder& folder, const FolderList& list);
 
-/// Removes what is on the list and what file managers leave behind, one by one, following no link, and every
-/// folder that is empty then. Takes no memory. True when the folder is gone.
-bool RemoveListed(const std::string& folder, const FolderList& list);
+/// Removes from the folder what is on the list and what file managers leave behind, one by one, following no
+/// link, and every folder in it that is empty then. Takes no memory.
+void RemoveListed(const HeldFolder& folder, const FolderList& list);
 
 }  // namespace trqprep

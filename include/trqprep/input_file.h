@@ -8,6 +8,7 @@
 #include <string>
 
 #include "trq/core/bytes.h"
+#include "trqprep/held_folder.h"
 #include "trqprep/sha256.h"
 
 namespace trqprep {
@@ -24,14 +25,21 @@ struct FileHead {
 /// standard input holds, which is read to its end the first time. Exit 3 when it cannot be.
 std::string ReadablePath(const std::string& path);
 
+/// Whether a path may be that of a symbolic link.
+enum class Links { kFollow, kRefuse };
+
 /// Opens, checks that it is a regular file (or a folder, when allowed) and reads the head. Exit 3 otherwise.
 FileHead ReadFileHead(const std::string& path, bool folder_allowed = false);
 
-/// A regular file, opened once.
+/// A regular file, opened once and without waiting for anybody; what was opened is what is read, whatever
+/// becomes of its name.
 class InputFile : public trq::core::ByteSource {
  public:
-  /// Opens it, checks that it is a regular file and reads its head. Exit 3 otherwise.
-  explicit InputFile(const std::string& path);
+  /// Opens it, checks that it is a regular file and reads its head. Exit 3 otherwise, INPUT-LINK for a link
+  /// that is refused.
+  explicit InputFile(const std::string& path, Links links = Links::kFollow);
+  /// A file of a folder, which holds it itself and not through links.
+  InputFile(const HeldFolder& folder, const std::string& name);
 
   const FileHead& head() const { return head_; }
   std::size_t Read(void* to, std::size_t size) override;
@@ -53,5 +61,9 @@ class InputFile : public trq::core::ByteSource {
   std::optional<Sha256Digest> hash_;
   std::uint64_t hashed_ = 0;  // bytes from the start
 };
+
+/// All bytes of a file of up to 256 MiB, which is to be `what`. Exit 3 when it cannot be read or is larger.
+std::string ReadWholeFile(const std::string& path, const char* what = "a style file");
+std::string ReadWholeFile(InputFile&& file, const char* what);
 
 }  // namespace trqprep

@@ -72,6 +72,9 @@ struct Job {
   bool strict = false;             ///< warnings are errors
   std::vector<Code> allow;         ///< but for these
 
+  /// Side files may be links. The line says it, never a job file, which may come from elsewhere.
+  bool follow_links = false;
+
   std::string file;  ///< the job file; empty: of a command line
 
   std::array<double, 3> VatIn(Units wanted) const;

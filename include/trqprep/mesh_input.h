@@ -41,9 +41,10 @@ bool LooksLikeCtl(const FileHead& file);
 bool LooksLikeStl(const FileHead& file);
 
 struct MeshReading {
-  bool may_be_cut = false;  ///< a text that ends too early is a warning only
-  bool hash = false;        ///< also InputMesh::sha256, of the bytes as they are read
-  bool keep_open = false;   ///< also InputMesh::file
+  bool may_be_cut = false;             ///< a text that ends too early is a warning only
+  bool hash = false;                   ///< also InputMesh::sha256, of the bytes as they are read
+  bool keep_open = false;              ///< also InputMesh::file
+  const HeldFolder* folder = nullptr;  ///< the path is a name in it, as InputFile takes it
 };
 
 /// Reads a mesh; the file is opened once, and read once but for a text that turns out to be none or is not in

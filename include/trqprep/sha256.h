@@ -1,4 +1,4 @@
-/// SHA-256 of bytes and files, as 64 hexadecimal digits.
+/// SHA-256 of bytes, as 64 hexadecimal digits.
 #pragma once
 
 #include <array>
@@ -9,8 +9,6 @@
 namespace trqprep {
 
 std::string Sha256(std::string_view bytes);
-/// Of a whole file; a file that cannot be read ends the command (exit 3).
-std::string Sha256OfFile(const std::string& path);
 
 /// Of bytes that come in pieces.
 class Sha256Digest {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "trqprep/input_file.h"
 #include "trqprep/observer.h"
 #include "trqprep/style_document.h"
 
@@ -32,9 +33,6 @@ struct StyleFile {
   /// What the file holds in its own layout.
   StyleDocument style;
 };
-
-/// The whole content of a regular file; exit 3 when it is none or larger than any style file.
-std::string ReadWholeFile(const std::string& path, const char* what = "a style file");
 
 /// True when a file of any style begins with these bytes.
 bool ExamineStyleHead(const std::string& head);

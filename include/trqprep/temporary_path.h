@@ -4,27 +4,37 @@
 #include <mutex>
 #include <string>
 
+#include "trqprep/held_folder.h"
+
 namespace trqprep {
 
-/// A file or folder that disappears when this object does, or when RemoveTemporaryPaths is called.
+/// A file or folder `.trqprep-XXXXXX` that disappears when this object does, or when RemoveTemporaryPaths is
+/// called. It is held open: what somebody puts in the place of its name meanwhile is left alone.
 class TemporaryPath {
  public:
+  enum class Kind { kFile, kFolder };
   TemporaryPath() = default;
-  /// Makes the path and takes charge of it: `make` gets a writable name that ends in XXXXXX, fills the six in
-  /// and returns whether it made what the name says. When it did not, errno is as it left it and path() is
-  /// empty. Nothing stands without its owner in between, whatever is interrupted or finds no memory.
-  TemporaryPath(std::string name, bool (*make)(char* name));
-  TemporaryPath(TemporaryPath&& other) noexcept;
+  /// Makes it, for this user alone, in that folder, a descriptor that stays open as long as this object does.
+  /// When it cannot be made, descriptor() is not open and errno says why. Nothing stands without its owner in
+  /// between, whatever is interrupted or finds no memory.
+  TemporaryPath(int folder, Kind kind);
+  TemporaryPath(TemporaryPath&& other) noexcept = default;
   TemporaryPath& operator=(TemporaryPath&& other) noexcept;
-  ~TemporaryPath();
-  const std::string& path() const { return path_; }
-  /// Lets go of the path: it stays where it is.
+  ~TemporaryPath() { Remove(); }
+  const Descriptor& descriptor() const { return itself_; }
+  /// In its folder.
+  const std::string& name() const { return name_; }
+  /// Whether its name still means it.
+  bool Stands() const { return NamesFile(folder_, name_.c_str(), itself_.number()); }
+  /// Lets go of it: it stays where it is. It remains open.
   void Release();
-  /// Removes the path now.
+  /// Removes it now.
   void Remove();
 
  private:
-  std::string path_;
+  int folder_ = -1;
+  std::string name_;
+  Descriptor itself_;
 };
 
 /// Held while a temporary path gets its final name, so that RemoveTemporaryPaths comes before or after, never

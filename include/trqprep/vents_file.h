@@ -28,6 +28,7 @@ struct VentsFile {
   std::vector<std::string> lines;      ///< without line ends
   std::vector<VentEntry> entries;      ///< the lines of seven numbers, in order
   std::vector<std::size_t> bad_lines;  ///< indices of lines that are neither empty nor seven numbers
+  std::optional<std::string> read;     ///< the bytes of the file; nothing: there was none
 
   /// The lines again, each with an end.
   std::string Text() const;
@@ -42,10 +43,14 @@ VentsFile ParseVents(const std::string& path, const std::string& text);
 
 /// By content (every line is seven numbers) or by the ending of the name.
 bool LooksLikeVents(const FileHead& file);
+/// The bytes of the side file that belongs to a model, or is the named one itself; nothing when there is
+/// none. One that stands beside a model and is a symbolic link is refused (exit 3, INPUT-LINK) unless
+/// `follow_links`.
+std::optional<std::string> ReadSideFile(const std::string& model, bool follow_links);
 /// Reads a side file; exit 3 when it cannot be read. Warns of lines that are not seven numbers.
 VentsFile ReadVents(Observer& observer, const std::string& path);
-/// Nothing when there is no such file.
-std::optional<VentsFile> ReadVentsIfThere(Observer& observer, const std::string& path);
+/// The side file of a model as ReadSideFile has it, read likewise.
+std::optional<VentsFile> ReadVentsIfThere(Observer& observer, const std::string& model, bool follow_links);
 
 /// Which openings a cavity has: a point within its extent in X and Y counts as a vent above its middle, as a
 /// drain below.

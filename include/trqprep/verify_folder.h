@@ -4,19 +4,24 @@
 #include <string>
 #include <vector>
 
+#include "trqprep/held_folder.h"
 #include "trqprep/observer.h"
 
 namespace trqprep {
 
-/// What differs: VERIFY-FOREIGN (a note: not of the build); and errors, VERIFY-FILE (missing), VERIFY-HASH
+/// What differs: VERIFY-FOREIGN (a note: not of the build); and errors, VERIFY-FILE (missing, or no file of
+/// the folder itself: a link, or reached through one, a pipe, a device), VERIFY-HASH
 /// (other bytes), VERIFY-COUNT (facets, pieces, boxes), STYLE-CRC, OUTSIDE-VAT, OVERLAP. Findings that the
 /// build was forced past are not repeated. Exit 3 for a folder that is no build.
-std::vector<Message> VerifyFolder(Observer& observer, const std::string& folder);
+std::vector<Message> VerifyFolder(Observer& observer, const std::string& path);
+
+/// VERIFY-FILE of the files that build.json lists.
+std::vector<Message> VerifyPresence(const HeldFolder& folder, const Json& document);
 
 /// OVERLAP and OUTSIDE-VAT of the pieces of a build folder, read from its meshes; also VERIFY-COUNT.
-std::vector<Message> VerifyPieces(Observer& observer, const std::string& folder, const Json& document);
+std::vector<Message> VerifyPieces(Observer& observer, const HeldFolder& folder, const Json& document);
 
 /// Z-GAP, Z-OVERLAP and LAYER-MISMATCH of the stacks that build.json describes.
-std::vector<Message> CheckDescribedStacks(const std::string& folder, const Json& document);
+std::vector<Message> CheckDescribedStacks(const HeldFolder& folder, const Json& document);
 
 }  // namespace trqprep

@@ -3,8 +3,6 @@
 #include <fmt/format.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 #include "trq/core/ctl.h"
@@ -152,20 +150,15 @@ std::string MeshName(const Plate& plate, const Piece& piece) {
   return fmt::format("{}/{}-{}.ctl", kMeshFolder, plate.parts[piece.part].name, piece.copy);
 }
 
-Json ReadFolderJson(const std::string& path) {
-  std::ifstream stream(path, std::ios::binary);
-  return ParseJson(std::string(std::istreambuf_iterator<char>(stream), {}));
+Json ReadFolderJson(const HeldFolder& folder, const char* name) {
+  return ParseJson(ReadWholeFile(InputFile(folder, name), "a description of a build"));
 }
 
-std::optional<FolderList> FilesOfBuild(const std::string& folder) {
-  const std::string path = folder + "/" + kBuildJson;
-  std::error_code error;
-  // A pipe would be waited for.
-  if (!std::filesystem::is_regular_file(path, error)) return std::nullopt;
+std::optional<FolderList> FilesOfBuild(const HeldFolder& folder) {
   FolderList list;
   list.Add(kBuildJson);
   try {
-    const Json document = ReadFolderJson(path);
+    const Json document = ReadFolderJson(folder, kBuildJson);
     // Whatever its version.
     if (TextFromJson(document["schema"]).value_or("").rfind("trqprep.build-folder/", 0) != 0) {
       return std::nullopt;
@@ -176,25 +169,26 @@ std::optional<FolderList> FilesOfBuild(const std::string& folder) {
     }
   } catch (const JsonMistake&) {
     return std::nullopt;
+  } catch (const Failure&) {
+    return std::nullopt;
   }
   return list;
 }
 
-Json ReadBuildDocument(const std::string& folder) {
-  const std::string path = folder + (folder.back() == '/' ? "" : "/") + kBuildJson;
-  if (!Exists(folder)) {
-    FailInput(Code::kInputMissing, folder, "there is no such folder",
+Json ReadBuildDocument(const HeldFolder& folder) {
+  const std::string path = folder.PathOf(kBuildJson);
+  if (!folder.held() && !Exists(folder.path())) {
+    FailInput(Code::kInputMissing, folder.path(), "there is no such folder",
               "check the spelling; names are looked up from the current folder");
   }
-  if (!Exists(path)) {
-    FailInput(Code::kBuildInvalid, folder,
-              std::filesystem::is_directory(folder)
-                  ? fmt::format("is not a build folder: it holds no {}", kBuildJson)
-                  : "is a file, not a build folder",
+  if (!folder.HasRegularFile(kBuildJson)) {
+    FailInput(Code::kBuildInvalid, folder.path(),
+              folder.held() ? fmt::format("is not a build folder: it holds no file {}", kBuildJson)
+                            : "is a file, not a build folder",
               "name a folder that 'trqprep build' made");
   }
   try {
-    Json document = ReadFolderJson(path);
+    Json document = ReadFolderJson(folder, kBuildJson);
     if ((document["schema"] != kBuildSchema && document["schema"] != kOldBuildSchema) ||
         !document["pieces"].is_array() || !document["inputs"].is_array()) {
       FailInput(Code::kBuildInvalid, path, "does not describe a build");

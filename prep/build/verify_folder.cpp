@@ -3,18 +3,15 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdint>
-#include <filesystem>
 #include <map>
 #include <set>
-#include <system_error>
 
 #include "trqprep/build_folder.h"
 #include "trqprep/mesh_input.h"
 #include "trqprep/overlap.h"
-#include "trqprep/paths.h"
-#include "trqprep/sha256.h"
 #include "trqprep/stored_style.h"
 
 namespace trqprep {
@@ -35,12 +32,11 @@ std::string BuildAgain(const std::string& folder) {
 // What build.json says of a folder; whatever it lacks or has malformed ends the command.
 class Described {
  public:
-  Described(const std::string& folder, const Json& document) : folder_(folder), document_(document) {}
-
-  std::string PathOf(const std::string& name) const { return folder_ + "/" + name; }
+  Described(const HeldFolder& folder, const Json& document) : folder_(folder), document_(document) {}
 
   [[noreturn]] void Invalid(const std::string& what) const {
-    FailInput(Code::kBuildInvalid, PathOf(kBuildJson), what + " is missing or malformed", "build again");
+    FailInput(Code::kBuildInvalid, folder_.PathOf(kBuildJson), what + " is missing or malformed",
+              "build again");
   }
   const Json& At(const Json& entry, const char* key) const {
     if (!entry.is_object() || !entry.contains(key)) Invalid(key);
@@ -96,81 +92,98 @@ class Described {
   }
 
  private:
-  const std::string& folder_;
+  const HeldFolder& folder_;
   const Json& document_;
 };
 
+// A finding whose next step is to build again.
+Message Differs(Code code, const HeldFolder& folder, const std::string& name, const std::string& text) {
+  return Message(code, folder.PathOf(name), text)
+      .Hint(name == kBuildToml ? "copy the folder again from where it came, or build it of its parts"
+                               : "'" + BuildAgain(folder.path()) + "' builds it again");
+}
+
 // Files against the list in build.json.
-void VerifyFiles(Observer& observer, const std::string& folder, const Json& document,
+void VerifyFiles(Observer& observer, const HeldFolder& folder, const Json& document,
                  std::vector<Message>& findings) {
   const Described described(folder, document);
   const auto add = [&](Code code, const std::string& name, const char* text) {
-    findings.push_back(Message(code, described.PathOf(name), text)
-                           .Hint(name == kBuildToml
-                                     ? "copy the folder again from where it came, or build it of its parts"
-                                     : "'" + BuildAgain(folder) + "' builds it again"));
+    findings.push_back(Differs(code, folder, name, text));
   };
   FolderList list;
   list.Add(kBuildJson);
   if (document["sum"] != SumOf(document)) add(Code::kVerifyHash, kBuildJson, "was changed");
+  for (const Message& finding : VerifyPresence(folder, document)) findings.push_back(finding);
   for (const Json& entry : described.List("files")) {
     const std::string name = described.NameAt(entry, "file", "files");
     list.Add(name);
-    std::error_code unknown;
-    const std::filesystem::file_status status =
-        std::filesystem::symlink_status(described.PathOf(name), unknown);
-    if (!std::filesystem::is_regular_file(status)) {
-      add(Code::kVerifyFile, name, std::filesystem::exists(status) ? "is not a regular file" : "is missing");
-      continue;
-    }
+    if (!folder.HasRegularFile(name)) continue;  // said already
     observer.Progress("verifying " + name, 0.2);
-    if (Sha256OfFile(described.PathOf(name)) != described.TextAt(entry, "sha256")) {
-      add(Code::kVerifyHash, name, "was changed");
-    }
+    InputFile file(folder, name);
+    file.StartHash();
+    if (file.HashOfAll() != described.TextAt(entry, "sha256")) add(Code::kVerifyHash, name, "was changed");
   }
   for (const std::string& name : ForeignNames(folder, list)) {
     findings.push_back(
-        Message(Code::kVerifyForeign, described.PathOf(name), "is not of this build").As(Severity::kNote));
+        Message(Code::kVerifyForeign, folder.PathOf(name), "is not of this build").As(Severity::kNote));
   }
   for (const Json& entry : described.List("styles")) {
     const std::string name = described.NameAt(entry, "file", "styles");
-    const std::string path = described.PathOf(name);
-    if (!Exists(path)) continue;  // said already
+    const std::string path = folder.PathOf(name);
+    if (!folder.HasRegularFile(name)) continue;  // said already
     const bool build = described.TextAt(entry, "kind") == StyleKindName(StyleKind::kBuild);
     const std::optional<StyleFile> file =
-        ExamineStyle(path, ReadWholeFile(path), build ? StyleKind::kBuild : StyleKind::kRecoat);
+        ExamineStyle(path, ReadWholeFile(InputFile(folder, name), "a style file"),
+                     build ? StyleKind::kBuild : StyleKind::kRecoat);
     if (!file || !file->complete || !file->ends_right || !file->crc_valid()) {
-      findings.push_back(Finding(Code::kStyleCrc, path, "the checksum does not match the content")
-                             .Hint("'" + BuildAgain(folder) + "' builds it again"));
+      add(Code::kStyleCrc, name, "the checksum does not match the content");
     } else if (fmt::format("{:08x}", file->stored_crc) != described.TextAt(entry, "crc")) {
       add(Code::kVerifyHash, name, "is another style than was built with");
     }
   }
 }
 
-std::set<std::string> ForcedCodes(const std::string& folder) {
+std::set<std::string> ForcedCodes(const HeldFolder& folder) {
   std::set<std::string> codes;
   try {
-    const Json document = ReadFolderJson(folder + "/" + kChecksJson);
+    const Json document = ReadFolderJson(folder, kChecksJson);
     for (const Json& finding : document["findings"]) {
       const Json& code = finding["code"];
       if (code.is_string()) codes.insert(code.get<std::string>());
     }
   } catch (const JsonMistake&) {  // then none was forced
+  } catch (const Failure&) {
   }
   return codes;
 }
 
 }  // namespace
 
-std::vector<Message> VerifyPieces(Observer& observer, const std::string& folder, const Json& document) {
+std::vector<Message> VerifyPresence(const HeldFolder& folder, const Json& document) {
+  std::vector<Message> findings;
+  const Described described(folder, document);
+  for (const Json& entry : described.List("files")) {
+    const std::string name = described.NameAt(entry, "file", "files");
+    if (folder.HasRegularFile(name)) continue;
+    errno = 0;
+    const bool there = folder.Open(name).open();
+    const int error = there ? 0 : errno;
+    if (error == EACCES || error == EIO) InputFile(folder, name);  // fails
+    findings.push_back(
+        Differs(Code::kVerifyFile, folder, name,
+                error == ENOENT ? "is missing" : "is not a regular file of the folder itself"));
+  }
+  return findings;
+}
+
+std::vector<Message> VerifyPieces(Observer& observer, const HeldFolder& folder, const Json& document) {
   std::vector<Message> findings;
   const Described described(folder, document);
   const Units units = described.UnitsOf();
   const double contact = ContactIn(units);
   const auto add = [&](const std::string& name, const std::string& text) {
-    findings.push_back(Message(Code::kVerifyCount, described.PathOf(name), text)
-                           .Hint("'" + BuildAgain(folder) + "' builds it again"));
+    findings.push_back(Message(Code::kVerifyCount, folder.PathOf(name), text)
+                           .Hint("'" + BuildAgain(folder.path()) + "' builds it again"));
   };
   std::map<std::string, int64_t> facets_of_part, copies_of_part;
   for (const Json& input : described.List("inputs")) {
@@ -178,6 +191,8 @@ std::vector<Message> VerifyPieces(Observer& observer, const std::string& folder,
     facets_of_part[part] = int64_t(described.NumberAt(input, "facets"));
     copies_of_part[part] = int64_t(described.NumberAt(input, "copies"));
   }
+  std::set<std::string> listed;
+  for (const Json& entry : described.List("files")) listed.insert(described.NameAt(entry, "file", "files"));
   const Point vat = described.PointAt(document, "vat");
   std::map<std::string, InputMesh> read;
   std::vector<InputMesh> meshes;
@@ -187,14 +202,16 @@ std::vector<Message> VerifyPieces(Observer& observer, const std::string& folder,
   for (const Json& piece : described.List("pieces")) {
     const std::string part = described.TextAt(piece, "part");
     const std::string name = described.NameAt(piece, "mesh", "mesh");
-    const std::string path = described.PathOf(name);
+    const std::string path = folder.PathOf(name);
     --copies_of_part[part];
     observer.Progress("reading " + name, 0.5);
-    if (!Exists(path)) continue;  // said already
+    if (listed.count(name) != 0 && !folder.HasRegularFile(name)) continue;  // said already
     try {
-      const auto known = read.find(path);
-      InputMesh mesh = known != read.end() ? known->second : ReadMesh(observer, {}, path);
-      read.emplace(path, mesh);
+      const auto known = read.find(name);
+      MeshReading how;
+      how.folder = &folder;
+      InputMesh mesh = known != read.end() ? known->second : ReadMesh(observer, {}, name, how);
+      read.emplace(name, mesh);
       const int held = mesh.mesh->num_triangles();
       facets += held;
       if (held != facets_of_part[part]) {
@@ -228,25 +245,23 @@ std::vector<Message> VerifyPieces(Observer& observer, const std::string& folder,
                                 left > 0 ? "missing" : "too many"));
   }
   for (const Overlap& overlap : FindOverlaps(shapes, contact)) {
-    findings.push_back(OverlapFinding(overlap, folder, "", names, units));
+    findings.push_back(OverlapFinding(overlap, folder.path(), "", names, units));
   }
-  std::error_code error;
-  const std::uintmax_t size = std::filesystem::file_size(described.PathOf(kPlateStl), error);
-  if (!error && meshes.size() == document["pieces"].size() &&
-      size != 84 + 50 * static_cast<std::uintmax_t>(facets)) {
+  if (folder.HasRegularFile(kPlateStl) && meshes.size() == document["pieces"].size() &&
+      InputFile(folder, kPlateStl).head().size != 84 + 50 * uint64_t(facets)) {
     add(kPlateStl, fmt::format("does not hold the {} of the pieces", Counted(facets, "facet")));
   }
   return findings;
 }
 
-std::vector<Message> CheckDescribedStacks(const std::string& folder, const Json& document) {
+std::vector<Message> CheckDescribedStacks(const HeldFolder& folder, const Json& document) {
   std::vector<Message> findings;
   const auto add = [&](const std::vector<Message>& more) {
     findings.insert(findings.end(), more.begin(), more.end());
   };
   const Described described(folder, document);
   const Units units = described.UnitsOf();
-  const std::string file = described.PathOf(kBuildJson);
+  const std::string file = folder.PathOf(kBuildJson);
   const std::vector<StyleBand> recoat = described.BandsAt(document, "recoat");
   if (!recoat.empty()) {
     add(CheckStack(recoat, 0, described.BoxAt(document, "extent").max[2], units, file, "the recoating"));
@@ -272,7 +287,8 @@ std::vector<Message> CheckDescribedStacks(const std::string& folder, const Json&
   return findings;
 }
 
-std::vector<Message> VerifyFolder(Observer& observer, const std::string& folder) {
+std::vector<Message> VerifyFolder(Observer& observer, const std::string& path) {
+  const HeldFolder folder(path);
   const Json document = ReadBuildDocument(folder);
   std::vector<Message> findings;
   VerifyFiles(observer, folder, document, findings);

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,6 +12,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <system_error>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -25,36 +28,20 @@ int standard_output = STDOUT_FILENO;
 bool standard_output_reserved = false;
 bool standard_output_holds_output = false;
 
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  Descriptor(const std::string& path, int how) : Descriptor(open(path.c_str(), how | O_CLOEXEC, 0666)) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() {
-    if (number_ >= 0) close(number_);
-  }
-  int number() const { return number_; }
-  /// Closes now; 0 or the errno, so that a failure that shows only on closing is not lost.
-  int Close() {
-    const int result = close(number_);
-    number_ = -1;
-    return result == 0 ? 0 : errno;
-  }
-
- private:
-  int number_;
-};
-
-constexpr const char* kTemporaryName = "/.trqprep-XXXXXX";
 constexpr const char* kDiskFull = "is the disk full, or a size limit in force?";
-constexpr int kNewContent = O_WRONLY | O_CREAT | O_TRUNC;
 
 std::string FolderOf(const std::string& path) {
   const size_t slash = path.rfind('/');
   if (slash == std::string::npos) return ".";
   return slash == 0 ? "/" : path.substr(0, slash);
 }
+
+// To reach what stands in it; it need not be readable.
+Descriptor OpenFolder(const std::string& folder) {
+  return Descriptor(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+}
+
+std::string NameOf(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 
 std::string WithoutLastSlashes(std::string path) {
   while (path.size() > 1 && path.back() == '/') path.pop_back();
@@ -73,23 +60,11 @@ std::string FollowLinks(std::string path, const std::string& given) {
   FailOutput(Code::kOutputUnwritable, given, SystemText(ELOOP));
 }
 
-bool MakeFile(char* name) {
-  const int descriptor = mkstemp(name);
-  if (descriptor < 0) return false;
-  close(descriptor);
-  return true;
-}
-
-bool MakeFolderOf(char* name) { return mkdtemp(name) != nullptr; }
-
 // The functions below return 0, or the errno of what failed.
 
-int Flush(const std::string& path) {
-  const Descriptor descriptor(path, O_RDONLY);
-  if (descriptor.number() < 0) return errno;
+int Flush(int descriptor) {
   // Some file systems cannot flush a folder; that is no failure of the file.
-  if (fsync(descriptor.number()) != 0 && errno != EINVAL && errno != EROFS) return errno;
-  return 0;
+  return fsync(descriptor) != 0 && errno != EINVAL && errno != EROFS ? errno : 0;
 }
 
 int WriteBytes(int descriptor, std::string_view bytes) {
@@ -104,18 +79,33 @@ int WriteBytes(int descriptor, std::string_view bytes) {
   return 0;
 }
 
-// Hands the file over block by block; an errno that `take` returns ends that.
-int ReadBlocks(const std::string& path, const std::function<int(std::string_view)>& take) {
-  const Descriptor descriptor(path, O_RDONLY);
+// Hands a file over block by block from its start; an errno that `take` returns ends that.
+int ReadBlocks(int descriptor, const std::function<int(std::string_view)>& take) {
   std::vector<char> block(1 << 16);
   int error = 0;
-  while (error == 0) {
-    const ssize_t n = read(descriptor.number(), block.data(), block.size());
+  for (off_t at = 0; error == 0;) {
+    const ssize_t n = pread(descriptor, block.data(), block.size(), at);
     if (n < 0) return errno;
     if (n == 0) break;
     error = take({block.data(), size_t(n)});
+    at += n;
   }
   return error;
+}
+
+bool HoldsBytes(int descriptor, std::string_view bytes) {
+  const int error = ReadBlocks(descriptor, [&](std::string_view piece) {
+    if (bytes.substr(0, piece.size()) != piece) return EIO;
+    bytes.remove_prefix(piece.size());
+    return 0;
+  });
+  return error == 0 && bytes.empty();
+}
+
+void RequireBytes(int descriptor, std::string_view bytes, const std::string& given) {
+  if (!HoldsBytes(descriptor, bytes)) {
+    FailOutput(Code::kOutputShort, given, "does not read back as it was written");
+  }
 }
 
 // Writes to a descriptor, counting and hashing what passes.
@@ -141,36 +131,22 @@ class HashingSink : public trq::core::ByteSink {
   Sha256Digest digest_;
 };
 
-void RequireBytes(const std::string& path, std::string_view bytes, const std::string& given) {
-  const int error = ReadBlocks(path, [&](std::string_view piece) {
-    if (bytes.substr(0, piece.size()) != piece) return EIO;
-    bytes.remove_prefix(piece.size());
-    return 0;
-  });
-  if (error != 0 || !bytes.empty()) {
-    FailOutput(Code::kOutputShort, given, "does not read back as it was written");
-  }
-}
-
-// Renames; without `replace` an existing target, even one made a moment ago, is refused with EEXIST.
-int Rename(const std::string& from, const std::string& to, bool replace) {
+// Renames in a folder; without `replace` an existing target, even one made a moment ago, is refused with
+// EEXIST.
+int Rename(int folder, const std::string& from, const std::string& to, bool replace) {
   if (!replace) {
-    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
+    if (renameat2(folder, from.c_str(), folder, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
     if (errno != EINVAL && errno != ENOSYS) return errno;
     // This file system has no such rename.
     struct stat status {};
-    if (lstat(to.c_str(), &status) == 0) return EEXIST;
+    if (fstatat(folder, to.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) return EEXIST;
   }
-  return rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
+  return renameat(folder, from.c_str(), folder, to.c_str()) == 0 ? 0 : errno;
 }
 
 std::string PrivateParent() {
   const char* chosen = std::getenv("TMPDIR");
-  const std::string parent = chosen && *chosen ? chosen : P_tmpdir;
-  // Whole, because the library writes some files into the current folder, which is changed for it.
-  std::error_code error;
-  const std::filesystem::path whole = std::filesystem::absolute(parent, error);
-  return error ? parent : whole.string();
+  return chosen && *chosen ? chosen : P_tmpdir;
 }
 
 }  // namespace
@@ -213,9 +189,14 @@ void Output::FailExists() const {
              "--force replaces it, or choose another name with -o");
 }
 
-void Output::MakeTemporary(const std::string& folder, bool (*make)(char* name)) {
-  temporary_ = TemporaryPath(folder + kTemporaryName, make);
-  if (!path().empty()) return;
+void Output::FailChanged(const std::string& what) const {
+  FailOutput(Code::kOutputChanged, given_, what, "run the command again");
+}
+
+void Output::MakeTemporary(const std::string& folder, TemporaryPath::Kind kind) {
+  folder_ = OpenFolder(folder);
+  if (folder_.open()) temporary_ = TemporaryPath(folder_.number(), kind);
+  if (temporary_.descriptor().open()) return;
   const int error = errno;
   FailOutput(Code::kOutputUnwritable, given_,
              fmt::format("cannot be written in {}: {}", folder, SystemText(error)),
@@ -224,19 +205,37 @@ void Output::MakeTemporary(const std::string& folder, bool (*make)(char* name)) 
                                                  : "");
 }
 
-void Output::FlushPath(const std::string& path) const { Require(Flush(path), "cannot be flushed to disk"); }
-
 void Output::SetMode() const {
-  Require(chmod(path().c_str(), mode_) == 0 ? 0 : errno, "cannot be given its mode");
+  Require(fchmod(itself(), mode_) == 0 ? 0 : errno, "cannot be given its mode");
+}
+
+void Output::FlushFolder() const {
+  const Descriptor readable(openat(folder_.number(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (readable.open()) Flush(readable.number());
+}
+
+// The name of the temporary path is to be renamed, so it has to mean what was written.
+void Output::RequireOwnName() const {
+  struct stat status {};
+  if (temporary_.Stands()) return;
+  if (fstatat(folder_.number(), temporary_.name().c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    Require(errno, "cannot be given its name");
+  }
+  FailChanged("cannot be given its name: something else was put in the place of what was written");
 }
 
 void Output::TakeName(bool replace) {
   const auto hold = HoldTemporaryPaths();
-  const int error = Rename(path(), target_, replace);
+  RequireOwnName();
+  const int error = Rename(folder_.number(), temporary_.name(), name_, replace);
   if (error == EEXIST) FailExists();
   Require(error, "cannot be given its name");
+  if (!NamesFile(folder_.number(), name_.c_str(), itself())) {
+    Rename(folder_.number(), name_, temporary_.name(), false);
+    FailChanged("did not get its name: something else was put in its place");
+  }
   temporary_.Release();
-  Flush(FolderOf(target_));
+  FlushFolder();
 }
 
 // ---------------------------------------------------------------------------------------------------------
@@ -255,36 +254,53 @@ OutputFile::OutputFile(const std::string& path, bool replace) : Output(path, rep
     if (!special_) {
       if (!replace_) FailExists();
       mode_ = status.st_mode & 07777;
+      if (geteuid() == 0) owner_.emplace(status.st_uid, status.st_gid);
     }
   } else if (errno != ENOENT) {
     Require(errno);
   } else if (target_.back() == '/') {
     FailOutput(Code::kOutputFolder, given_, "names a folder", "name a file");
   }
+  name_ = NameOf(target_);
   // A device or pipe is fed from a private file, which is not to stand in a folder such as /dev.
-  MakeTemporary(special_ ? PrivateParent() : FolderOf(target_), MakeFile);
+  MakeTemporary(special_ ? PrivateParent() : FolderOf(target_), TemporaryPath::Kind::kFile);
 }
 
 void OutputFile::Write(std::string_view bytes) {
-  Descriptor descriptor(path(), kNewContent);
-  if (descriptor.number() < 0) Require(errno);
-  Require(WriteBytes(descriptor.number(), bytes));
-  Require(descriptor.Close());
+  Require(WriteBytes(itself(), bytes));
   Expect(bytes.size());
+  RequireBytes(itself(), bytes, given_);
+}
+
+std::unique_ptr<std::FILE, int (*)(std::FILE*)> OutputFile::OpenStream() {
+  const int copy = fcntl(itself(), F_DUPFD_CLOEXEC, 0);
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(copy < 0 ? nullptr : fdopen(copy, "wb"),
+                                                         std::fclose);
+  if (!stream) Require(errno);
+  return stream;
 }
 
 void OutputFile::CopyToSpecial() {
   if (NamesStandardOutput(target_)) standard_output_holds_output = true;
   Descriptor to(NamesStandardOutput(target_) ? dup(standard_output)
                                              : open(target_.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
-  if (to.number() < 0) Require(errno);
-  Require(ReadBlocks(path(), [&](std::string_view block) { return WriteBytes(to.number(), block); }));
+  if (!to.open()) Require(errno);
+  Require(ReadBlocks(itself(), [&](std::string_view block) { return WriteBytes(to.number(), block); }));
   Require(to.Close());
+}
+
+void OutputFile::RequireBefore() const {
+  if (!before_) return;
+  const Descriptor there(
+      openat(folder_.number(), name_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  const bool gone = !there.open() && errno == ENOENT;
+  if (*before_ ? there.open() && HoldsBytes(there.number(), **before_) : gone) return;
+  FailChanged(gone ? "was removed while it was being changed" : "was changed by somebody else meanwhile");
 }
 
 void OutputFile::Commit() {
   struct stat status {};
-  if (stat(path().c_str(), &status) != 0) Require(errno);
+  if (fstat(itself(), &status) != 0) Require(errno);
   if (expected_size_ >= 0 && status.st_size != expected_size_) {
     FailOutput(
         Code::kOutputShort, given_,
@@ -295,9 +311,11 @@ void OutputFile::Commit() {
     CopyToSpecial();
     return;
   }
-  // Flushed before it gets its mode, which may forbid reading.
-  FlushPath(path());
+  Require(Flush(itself()), "cannot be flushed to disk");
+  // Before the mode: the system takes some of it away from a file that changes its owner.
+  if (owner_) static_cast<void>(fchown(itself(), owner_->first, owner_->second) == 0);
   SetMode();
+  RequireBefore();
   TakeName(replace_);
 }
 
@@ -312,8 +330,37 @@ void RequireEditable(const std::string& path, bool force) {
 void WriteOutputFile(const std::string& path, std::string_view bytes, bool replace) {
   OutputFile output(path, replace);
   output.Write(bytes);
-  RequireBytes(output.path(), bytes, path);
   output.Commit();
+}
+
+void ReplaceFile(const std::string& path, const std::optional<std::string>& before, std::string_view bytes) {
+  OutputFile output(path, true);
+  output.Write(bytes);
+  output.Succeed(before);
+  output.Commit();
+}
+
+EditLock::EditLock(Observer& observer, const std::string& path, std::chrono::milliseconds patience) {
+  std::error_code error;
+  const std::string target = std::filesystem::canonical(path, error).string();
+  const std::string folder = FolderOf(error ? path : target);
+  folder_ = Descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder_.open()) return;
+  const auto end = std::chrono::steady_clock::now() + patience;
+  while (flock(folder_.number(), LOCK_EX | LOCK_NB) != 0) {
+    if (errno != EWOULDBLOCK && errno != EINTR) return;  // some file systems lock no folders
+    observer.StopIfCancelled();
+    if (std::chrono::steady_clock::now() >= end) {
+      FailOutput(Code::kOutputBusy, path,
+                 fmt::format("is not changed: another program holds the lock of its folder, {}", folder));
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+}
+
+bool IsSameFile(const std::string& path, const std::string& other) {
+  std::error_code error;
+  return std::filesystem::equivalent(path, other, error);
 }
 
 // ---------------------------------------------------------------------------------------------------------
@@ -359,8 +406,9 @@ OutputFolder::OutputFolder(const std::string& path, bool replace, ListReader lis
       FailOutput(Code::kOutputUnwritable, given_, "is the current folder, or holds it",
                  "run from outside it, or choose another name with -o");
     }
-    const std::optional<FolderList> list = list_reader_(target_);
-    const std::vector<std::string> foreign = ForeignNames(target_, list.value_or(FolderList()));
+    const HeldFolder old(target_);
+    const std::optional<FolderList> list = list_reader_(old);
+    const std::vector<std::string> foreign = ForeignNames(old, list.value_or(FolderList()));
     if (!foreign.empty()) {
       Json names = Json::array();
       for (size_t i = 0; i < foreign.size() && i < kMostNames; ++i) names.push_back(TextToJson(foreign[i]));
@@ -375,86 +423,113 @@ OutputFolder::OutputFolder(const std::string& path, bool replace, ListReader lis
   } else if (errno != ENOENT) {
     Require(errno);
   }
-  MakeTemporary(FolderOf(target_), MakeFolderOf);
+  name_ = NameOf(target_);
+  MakeTemporary(FolderOf(target_), TemporaryPath::Kind::kFolder);
 }
 
 void OutputFolder::MakeFolder(const std::string& name) {
-  if (mkdir(PathOf(name).c_str(), 0777) != 0) Require(errno);
+  if (mkdirat(itself(), name.c_str(), 0777) != 0) Require(errno);
+  made_.push_back(name);
 }
 
 OutputFolder::Written OutputFolder::WriteFile(const std::string& name, std::string_view bytes) {
-  Written written =
-      WriteFile(name, [&](trq::core::ByteSink& sink) { sink.Write(bytes.data(), bytes.size()); });
-  RequireBytes(PathOf(name), bytes, given_);
-  return written;
+  return Fill(
+      name, [&](trq::core::ByteSink& sink) { sink.Write(bytes.data(), bytes.size()); }, &bytes);
 }
 
 OutputFolder::Written OutputFolder::WriteFile(const std::string& name,
                                               const std::function<void(trq::core::ByteSink&)>& write) {
-  Descriptor descriptor(PathOf(name), kNewContent);
-  if (descriptor.number() < 0) Require(errno);
-  HashingSink sink(descriptor.number());
+  return Fill(name, write, nullptr);
+}
+
+OutputFolder::Written OutputFolder::Fill(const std::string& name,
+                                         const std::function<void(trq::core::ByteSink&)>& write,
+                                         const std::string_view* bytes) {
+  Descriptor file = OpenBelow(itself(), name, O_RDWR | O_CREAT | O_EXCL);
+  if (!file.open()) Require(errno);
+  HashingSink sink(file.number());
   write(sink);
   Require(sink.error());
   struct stat status {};
-  if (fstat(descriptor.number(), &status) != 0) Require(errno);
-  Require(descriptor.Close());
+  if (fstat(file.number(), &status) != 0) Require(errno);
   if (uint64_t(status.st_size) != sink.size()) {
     FailOutput(Code::kOutputShort, given_, "could not be written completely", kDiskFull);
   }
+  if (bytes) RequireBytes(file.number(), *bytes, given_);
+  Require(Flush(file.number()), "cannot be flushed to disk");
+  Require(file.Close());
   return {sink.size(), sink.Sha256()};
 }
 
 void OutputFolder::Commit() {
-  std::error_code walk_error;
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(path(), walk_error)) {
-    FlushPath(entry.path().string());
+  for (const std::string& name : made_) {
+    const Descriptor folder = OpenBelow(itself(), name, O_RDONLY | O_DIRECTORY);
+    Require(folder.open() ? Flush(folder.number()) : errno, "cannot be flushed to disk");
   }
-  Require(walk_error.value(), "cannot be flushed to disk");
   SetMode();
-  FlushPath(path());
+  Require(Flush(itself()), "cannot be flushed to disk");
   const auto hold = HoldTemporaryPaths();
   struct stat status {};
-  if (!replace_ || lstat(target_.c_str(), &status) != 0) {
+  const int parent = folder_.number();
+  const char* temporary = temporary_.name().c_str();
+  if (!replace_ || fstatat(parent, name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
     TakeName(false);
     return;
   }
+  const HeldFolder old(
+      target_, Descriptor(openat(parent, name_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)));
+  if (!old.held()) Require(errno, "cannot be exchanged with the finished folder");
   // Read anew: another run may have replaced the folder meanwhile. Whatever else came stays, by name.
-  const FolderList list = list_reader_(target_).value_or(FolderList());
-  const std::string old = path();
-  if (renameat2(AT_FDCWD, path().c_str(), AT_FDCWD, target_.c_str(), RENAME_EXCHANGE) != 0) {
-    Require(errno, "cannot be exchanged with the finished folder");
+  const FolderList list = list_reader_(old).value_or(FolderList());
+  RequireOwnName();
+  const auto exchange = [&] {
+    return renameat2(parent, temporary, parent, name_.c_str(), RENAME_EXCHANGE) == 0 ? 0 : errno;
+  };
+  Require(exchange(), "cannot be exchanged with the finished folder");
+  if (!NamesFile(parent, name_.c_str(), itself())) {
+    exchange();
+    FailChanged("was not replaced: something else was put in the place of what was written");
   }
   temporary_.Release();  // the old folder stands under the temporary name now
-  Flush(FolderOf(target_));
-  if (!RemoveListed(old, list)) FailLeftOver(old);
+  FlushFolder();
+  const bool is_old = NamesFile(parent, temporary, old.descriptor());
+  if (is_old) RemoveListed(old, list);
+  if (!is_old || unlinkat(parent, temporary, AT_REMOVEDIR) != 0) FailLeftOver();
 }
 
-void OutputFolder::FailLeftOver(const std::string& old) const {
-  std::string kept = target_ + ".old";
-  int error = Rename(old, kept, false);
-  for (int number = 2; error == EEXIST; ++number) {
-    kept = fmt::format("{}.old-{}", target_, number);
-    error = Rename(old, kept, false);
+void OutputFolder::FailLeftOver() const {
+  std::string kept;
+  int error = EEXIST;
+  for (int number = 1; error == EEXIST; ++number) {
+    const std::string ending = number == 1 ? ".old" : fmt::format(".old-{}", number);
+    // The longest name that file systems take.
+    kept = name_.substr(0, NAME_MAX - ending.size()) + ending;
+    error = Rename(folder_.number(), temporary_.name(), kept, false);
   }
-  if (error != 0) kept = old;
+  if (error != 0) kept = temporary_.name();
+  const std::string path = target_.substr(0, target_.size() - name_.size()) + kept;
+  const HeldFolder left(path, Descriptor(openat(folder_.number(), kept.c_str(),
+                                                O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)));
   FailOutput(
       Code::kOutputLeft, given_,
       fmt::format("is complete, but the folder that it replaced could not be removed whole: {} holds {}",
-                  kept, FirstOf(ForeignNames(kept, FolderList()))),
+                  path, FirstOf(ForeignNames(left, FolderList()))),
       "look what is to be kept, and remove that folder");
 }
 
 // ---------------------------------------------------------------------------------------------------------
 
-TemporaryFolder::TemporaryFolder() {
+Descriptor MakeUnnamedFile() {
   const std::string parent = PrivateParent();
-  temporary_ = TemporaryPath(parent + kTemporaryName, MakeFolderOf);
-  if (path().empty()) {
-    FailOutput(Code::kOutputUnwritable, parent,
-               fmt::format("no temporary folder can be made: {}", SystemText(errno)),
-               "set TMPDIR to a folder that may be written");
+  const Descriptor folder = OpenFolder(parent);
+  if (folder.open()) {
+    const TemporaryPath file(folder.number(), TemporaryPath::Kind::kFile);
+    Descriptor copy(fcntl(file.descriptor().number(), F_DUPFD_CLOEXEC, 0));
+    if (copy.open()) return copy;
   }
+  FailOutput(Code::kOutputUnwritable, parent,
+             fmt::format("no temporary file can be made: {}", SystemText(errno)),
+             "set TMPDIR to a folder that may be written");
 }
 
 }  // namespace trqprep

@@ -1,50 +1,55 @@
 #include "trqprep/folder_list.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
 #include <iterator>
-#include <system_error>
+#include <memory>
 
 #include "trqprep/quantities.h"
 
 namespace trqprep {
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr const char* kOfFileManagers[] = {".DS_Store", "Thumbs.db", "desktop.ini"};
 
-void Collect(const fs::path& folder, const std::string& before, const FolderList& list,
+constexpr int kOpenFolder = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+void Collect(int folder, const std::string& before, const FolderList& list,
              std::vector<std::string>& foreign) {
-  std::error_code error;
-  for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
-    std::error_code unknown;
-    const std::string name = at->path().filename().string();
-    if (!fs::is_directory(at->symlink_status(unknown))) {
+  const std::unique_ptr<DIR, int (*)(DIR*)> entries(fdopendir(folder), closedir);
+  errno = entries ? 0 : errno;
+  // readdir says an error by errno alone.
+  for (const dirent* entry; entries && (entry = readdir(entries.get())); errno = 0) {
+    const std::string name = entry->d_name;
+    struct stat status {};
+    if (name == "." || name == "..") continue;
+    if (fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISDIR(status.st_mode)) {
       const bool left = std::find(std::begin(kOfFileManagers), std::end(kOfFileManagers), name) !=
                         std::end(kOfFileManagers);
       if (!left && list.files.count(name) == 0) foreign.push_back(before + name);
     } else if (const auto sub = list.folders.find(name); sub != list.folders.end()) {
-      Collect(at->path(), before + name + "/", sub->second, foreign);
+      Collect(openat(folder, name.c_str(), kOpenFolder), before + name + "/", sub->second, foreign);
     } else {
       foreign.push_back(before + name + "/");
     }
   }
-  if (error) foreign.push_back(before.empty() ? "./" : before);
+  if (errno != 0) foreign.push_back(before.empty() ? "./" : before);
 }
 
-bool RemoveListedBelow(int parent, const char* name, const FolderList& list) {
-  const int folder = openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  if (folder < 0) return errno == ENOENT;
+void RemoveListedIn(int folder, const FolderList& list) {
   for (const std::string& file : list.files) unlinkat(folder, file.c_str(), 0);
   for (const char* file : kOfFileManagers) unlinkat(folder, file, 0);
-  for (const auto& [sub, files] : list.folders) RemoveListedBelow(folder, sub.c_str(), files);
-  close(folder);
-  return unlinkat(parent, name, AT_REMOVEDIR) == 0;
+  for (const auto& [name, files] : list.folders) {
+    const Descriptor sub(openat(folder, name.c_str(), kOpenFolder));
+    if (!sub.open()) continue;
+    RemoveListedIn(sub.number(), files);
+    unlinkat(folder, name.c_str(), AT_REMOVEDIR);
+  }
 }
 
 }  // namespace
@@ -61,15 +66,15 @@ bool FolderList::Add(const std::string& name) {
   return true;
 }
 
-std::vector<std::string> ForeignNames(const std::string& folder, const FolderList& list) {
+std::vector<std::string> ForeignNames(const HeldFolder& folder, const FolderList& list) {
   std::vector<std::string> foreign;
-  Collect(folder, "", list, foreign);
+  Collect(openat(folder.descriptor(), ".", kOpenFolder), "", list, foreign);
   std::sort(foreign.begin(), foreign.end());
   return foreign;
 }
 
-bool RemoveListed(const std::string& folder, const FolderList& list) {
-  return RemoveListedBelow(AT_FDCWD, folder.c_str(), list);
+void RemoveListed(const HeldFolder& folder, const FolderList& list) {
+  RemoveListedIn(folder.descriptor(), list);
 }
 
 }  // namespace trqprep

@@ -24,9 +24,7 @@ using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 /// Copies standard input into a file without a name, which goes with the process, and returns its descriptor.
 int KeepStandardInput() {
-  const TemporaryFolder folder;
-  const int file = open(folder.PathOf("input").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  if (file < 0) FailToRead("-");
+  const int file = MakeUnnamedFile().Release();
   std::vector<char> block(1 << 16);
   for (;;) {
     const ssize_t size = read(STDIN_FILENO, block.data(), block.size());
@@ -41,31 +39,47 @@ int KeepStandardInput() {
   }
 }
 
-/// Fills `head` and returns the open file, at its start; null for a folder.
-File OpenWithHead(const std::string& path, bool folder_allowed, FileHead& head) {
+[[noreturn]] void FailSpecial(const std::string& path) {
+  FailInput(Code::kInputSpecial, path, "is not a regular file",
+            "copy it to a file first, or name - and let standard input come from it");
+}
+
+// Opens a pipe or a device at once, to be refused by what it is: the path may mean another file a moment
+// later.
+Descriptor Open(const std::string& path, Links links) {
+  return Descriptor(open(ReadablePath(path).c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC |
+                                                         (links == Links::kRefuse ? O_NOFOLLOW : 0)));
+}
+
+/// Fills `head` from what was opened, or errno says could not be, and returns the file at its start; null for
+/// a folder.
+File TakeHead(Descriptor opened, const std::string& path, bool folder_allowed, bool links_allowed,
+              FileHead& head) {
   File file(nullptr, std::fclose);
   head.path = path;
-  struct stat status {};
-  const std::string readable = ReadablePath(path);
-  if (stat(readable.c_str(), &status) != 0) {
+  if (!opened.open()) {
+    if (errno == ELOOP && !links_allowed) {
+      FailInput(Code::kInputLink, path, "is a symbolic link, which is not followed");
+    }
     if (errno == ENOENT || errno == ENOTDIR) {
       FailInput(Code::kInputMissing, path, "there is no such file",
                 "check the spelling; names are looked up from the current folder");
     }
+    if (errno == ENXIO) FailSpecial(path);  // a socket
     FailToRead(path);
   }
+  struct stat status {};
+  if (fstat(opened.number(), &status) != 0) FailToRead(path);
   head.is_folder = S_ISDIR(status.st_mode);
   if (head.is_folder) {
     if (folder_allowed) return file;
     FailInput(Code::kInputFolder, path, "is a folder", "name the files inside it");
   }
-  if (!S_ISREG(status.st_mode)) {
-    FailInput(Code::kInputSpecial, path, "is not a regular file",
-              "copy it to a file first, or name - and let standard input come from it");
-  }
+  if (!S_ISREG(status.st_mode)) FailSpecial(path);
   head.size = uint64_t(status.st_size);
-  file.reset(std::fopen(readable.c_str(), "rb"));
+  file.reset(fdopen(opened.number(), "rb"));
   if (!file) FailToRead(path);
+  opened.Release();
   head.head.resize(4096);
   head.head.resize(std::fread(head.head.data(), 1, head.head.size(), file.get()));
   if (std::ferror(file.get())) FailToRead(path);
@@ -83,12 +97,15 @@ std::string ReadablePath(const std::string& path) {
 
 FileHead ReadFileHead(const std::string& path, bool folder_allowed) {
   FileHead head;
-  OpenWithHead(path, folder_allowed, head);
+  TakeHead(Open(path, Links::kFollow), path, folder_allowed, true, head);
   return head;
 }
 
-InputFile::InputFile(const std::string& path)
-    : file_(OpenWithHead(path, false, head_)), source_(file_.get()) {}
+InputFile::InputFile(const std::string& path, Links links)
+    : file_(TakeHead(Open(path, links), path, false, links == Links::kFollow, head_)), source_(file_.get()) {}
+
+InputFile::InputFile(const HeldFolder& folder, const std::string& name)
+    : file_(TakeHead(folder.Open(name), folder.PathOf(name), false, false, head_)), source_(file_.get()) {}
 
 size_t InputFile::Read(void* to, size_t size) {
   const uint64_t position = hash_ ? Position().value_or(hashed_) : 0;
@@ -117,6 +134,20 @@ std::string InputFile::HashOfAll() {
   while (Read(block.data(), block.size()) > 0) continue;
   if (failed()) FailInput(Code::kInputUnreadable, head_.path, "cannot be read to its end");
   return hash_->Hex();
+}
+
+std::string ReadWholeFile(const std::string& path, const char* what) {
+  return ReadWholeFile(InputFile(path), what);
+}
+
+std::string ReadWholeFile(InputFile&& file, const char* what) {
+  // The largest style that the application writes has some tens of kilobytes.
+  constexpr uint64_t kLargest = 256u << 20;
+  if (file.head().size > kLargest) {
+    FailInput(Code::kInputUnknown, file.head().path, std::string("is too large for ") + what,
+              "check that it is the file you mean");
+  }
+  return file.ReadRest();
 }
 
 }  // namespace trqprep

@@ -2,12 +2,8 @@
 
 #include <nettle/sha2.h>
 
-#include <cerrno>
 #include <cstdint>
-#include <cstdio>
-#include <memory>
 #include <new>
-#include <vector>
 
 #include "trqprep/message.h"
 
@@ -38,17 +34,6 @@ std::string Sha256Digest::Hex() {
 std::string Sha256(std::string_view bytes) {
   Sha256Digest digest;
   digest.Add(bytes);
-  return digest.Hex();
-}
-
-std::string Sha256OfFile(const std::string& path) {
-  const std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
-  if (!file) FailInput(Code::kInputUnreadable, path, SystemText(errno));
-  Sha256Digest digest;
-  std::vector<char> block(1 << 16);
-  while (const size_t n = std::fread(block.data(), 1, block.size(), file.get()))
-    digest.Add({block.data(), n});
-  if (std::ferror(file.get())) FailInput(Code::kInputUnreadable, path, "cannot be read to its end");
   return digest.Hex();
 }
 

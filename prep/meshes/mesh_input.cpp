@@ -405,10 +405,12 @@ bool LooksLikeCtl(const FileHead& file) {
 
 bool LooksLikeStl(const FileHead& file) { return LowerExtension(file.path) == "stl" || HasStlContent(file); }
 
-InputMesh ReadMesh(Observer& observer, const ReadOptions& options, const std::string& path,
+InputMesh ReadMesh(Observer& observer, const ReadOptions& options, const std::string& name,
                    const MeshReading& how) {
-  const auto opened = std::make_shared<InputFile>(path);
+  const auto opened =
+      how.folder ? std::make_shared<InputFile>(*how.folder, name) : std::make_shared<InputFile>(name);
   InputFile& file = *opened;
+  const std::string& path = file.head().path;
   if (how.hash) file.StartHash();
   observer.current_file = path;
   InputMesh input;

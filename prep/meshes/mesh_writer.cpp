@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 
 #include "trq/core/ctl.h"
 #include "trqprep/atomic_output.h"
@@ -19,19 +18,6 @@ namespace {
                "is the disk full, or a size limit in force?");
   }
   FailOutput(Code::kOutputUnwritable, path, "cannot be written: " + SystemText(errno));
-}
-
-// Fills `path`, an existing file that is this tool's own, and returns how long it must be.
-uint64_t WriteThrough(const std::string& path, const SinkWriter& write) {
-  errno = 0;
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "wb"), std::fclose);
-  if (!file) FailToWrite(path);
-  trq::core::FileSink sink(file.get());
-  write(sink);
-  const bool failed = sink.failed();
-  const long size = std::ftell(file.get());
-  if (std::fclose(file.release()) != 0 || failed) FailToWrite(path);
-  return uint64_t(size);
 }
 
 trq::core::Result<void> WriteTo(const CTL& mesh, MeshFormat format, trq::core::ByteSink& sink) {
@@ -55,7 +41,13 @@ MeshFormat OutputFormat(const std::string& path, const std::string& stated) {
 
 uint64_t WriteFile(const std::string& path, bool replace, const SinkWriter& write) {
   OutputFile output(path, replace);
-  const uint64_t size = WriteThrough(output.path(), write);
+  auto file = output.OpenStream();
+  errno = 0;
+  trq::core::FileSink sink(file.get());
+  write(sink);
+  const bool failed = sink.failed();
+  const auto size = uint64_t(std::ftell(file.get()));
+  if (std::fclose(file.release()) != 0 || failed) FailToWrite(path);
   output.Expect(size);
   output.Commit();
   return size;

@@ -7,6 +7,8 @@
 #include <system_error>
 
 namespace trqprep {
+namespace fs = std::filesystem;
+
 namespace {
 
 bool IsEmptyLine(std::string_view line) {
@@ -61,8 +63,9 @@ bool LooksLikeVents(const FileHead& file) {
   return vents.bad_lines.empty() && !vents.entries.empty();
 }
 
-VentsFile ReadVents(Observer& observer, const std::string& path) {
-  const std::string text = InputFile(path).ReadRest();
+namespace {
+
+VentsFile TakeVents(Observer& observer, const std::string& path, std::string text) {
   VentsFile file = ParseVents(path, text);
   if (!file.bad_lines.empty()) {
     const size_t first = file.bad_lines.front();
@@ -76,14 +79,30 @@ VentsFile ReadVents(Observer& observer, const std::string& path) {
             .Hint("no program reads such a line; correct or remove it")
             .At({{"line", first + 1}}));
   }
+  file.read = std::move(text);
   return file;
 }
 
-std::optional<VentsFile> ReadVentsIfThere(Observer& observer, const std::string& path) {
+}  // namespace
+
+std::optional<std::string> ReadSideFile(const std::string& model, bool follow_links) {
+  const std::string path = SideFileOf(model);
+  const bool follows = follow_links || IsSideFileName(model);
   std::error_code error;
-  if (std::filesystem::status(path, error).type() == std::filesystem::file_type::not_found)
+  if ((follows ? fs::status(path, error) : fs::symlink_status(path, error)).type() ==
+      fs::file_type::not_found)
     return std::nullopt;
-  return ReadVents(observer, path);
+  return ReadWholeFile(InputFile(path, follows ? Links::kFollow : Links::kRefuse), "a vents-and-drains file");
+}
+
+VentsFile ReadVents(Observer& observer, const std::string& path) {
+  return TakeVents(observer, path, ReadWholeFile(path, "a vents-and-drains file"));
+}
+
+std::optional<VentsFile> ReadVentsIfThere(Observer& observer, const std::string& model, bool follow_links) {
+  std::optional<std::string> text = ReadSideFile(model, follow_links);
+  if (!text) return std::nullopt;
+  return TakeVents(observer, SideFileOf(model), *std::move(text));
 }
 
 Openings OpeningsOf(const VentsFile& vents, double factor, const Box& cavity) {

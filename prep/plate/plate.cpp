@@ -249,11 +249,6 @@ Plate LoadPlate(Observer& observer, const Job& job) {
       part.remarks = other.remarks;
       for (const Message& remark : part.remarks) observer.Say(remark);
     } else {
-      if (IsSideFileName(part.request.path)) {
-        FailInput(Code::kInputUnknown, part.request.path,
-                  "has the name of a side file, which no part can have",
-                  "name the part; its side file goes with it");
-      }
       // Files stay open to be copied from.
       const size_t said = observer.messages().size();
       part.input = ReadPart(observer, job, part.request, {false, true, true});
@@ -263,8 +258,10 @@ Plate LoadPlate(Observer& observer, const Job& job) {
       }
       part.remarks.assign(observer.messages().begin() + static_cast<std::ptrdiff_t>(said),
                           observer.messages().end());
-      const std::string side_file = SideFileOf(part.request.path);
-      if (Exists(side_file)) part.side_file = ReadWholeFile(side_file, "a vents-and-drains file");
+      // A part whose name is that of a side file is none.
+      if (!IsSideFileName(part.request.path)) {
+        part.side_file = ReadSideFile(part.request.path, job.follow_links);
+      }
     }
     // So that the job file says it of this part, for whom it is read by.
     if (part.input.units_given && !part.input.units_stated) part.request.units = part.input.units;

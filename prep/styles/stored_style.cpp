@@ -18,8 +18,6 @@ namespace trqprep {
 namespace {
 
 constexpr size_t kCrcBytes = 4;
-// The largest style that the application writes has some tens of kilobytes.
-constexpr uint64_t kLargestStyle = 256u << 20;
 
 constexpr float kVersion206 = 2.06f;
 constexpr float kVersionLegacy = 2.03f;
@@ -162,15 +160,6 @@ void TakeReading(StyleFile& file, Reading reading) {
 }
 
 }  // namespace
-
-std::string ReadWholeFile(const std::string& path, const char* what) {
-  InputFile file(path);
-  if (file.head().size > kLargestStyle) {
-    FailInput(Code::kInputUnknown, path, std::string("is too large for ") + what,
-              "check that it is the file you mean");
-  }
-  return file.ReadRest();
-}
 
 bool ExamineStyleHead(const std::string& head) {
   const float first = At<float>(head, 0);

@@ -62,10 +62,7 @@ struct Totals {
   bool unreadable = false;  ///< a file that was named could not be looked at
 };
 
-bool IsBuild(const std::string& folder) {
-  std::error_code error;
-  return fs::is_regular_file(folder + "/" + kBuildJson, error);
-}
+bool IsBuild(const std::string& folder) { return HeldFolder(folder).HasRegularFile(kBuildJson); }
 
 // What a rule speaks of is an answer, and so is what the content of a mesh file is like; anything else kept
 // the file from being looked at.
@@ -85,6 +82,7 @@ class Checker {
     job_.units = context.units();
     job_.units_given = context.options.units_given;
     job_.accept_partial = context.options.accept_partial;
+    job_.follow_links = context.options.follow_links;
     job_.drop = options.drop;
     if (options.floor == FloorName(Floor::kKeep)) job_.floor = Floor::kKeep;
     if (!options.machine.empty()) surroundings_.machine = MachineByName(options.machine);
@@ -145,7 +143,8 @@ class Checker {
   }
 
   // Checks a build folder: its parts and styles in the build's own surroundings, its stacks and its pieces.
-  void CheckBuildFolder(const std::string& folder) {
+  void CheckBuildFolder(const std::string& path) {
+    const HeldFolder folder(path);
     const Json document = ReadBuildDocument(folder);
     const Json &units = document["units"], &machine = document["machine_type"], &vat = document["vat"];
     if (units.is_string())
@@ -163,21 +162,26 @@ class Checker {
     }
     for (const char* part : {kPartFolder, kStyleFolder}) {
       std::vector<std::string> files;
-      if (IsFolder(folder + "/" + part)) ListFiles(folder + "/" + part, files);
+      // One that is a link would lead out of the folder.
+      std::error_code error;
+      const std::string below = folder.PathOf(part);
+      if (fs::is_directory(fs::symlink_status(below, error))) ListFiles(below, files);
       for (const std::string& file : files) CheckFile(file, false);
     }
     const size_t before = context_.messages().size();
+    SayAll(VerifyPresence(folder, document));
     SayAll(CheckDescribedStacks(folder, document));
     for (const Message& finding : VerifyPieces(context_, folder, document)) {
       if (RowOf(finding.code).is_rule()) context_.Say(finding);
     }
-    Count(folder, "build", before);
+    Count(path, "build", before);
   }
 
   // What the folder's job file says of its parts, when it can be read.
-  void TakeParts(const std::string& folder) {
+  void TakeParts(const HeldFolder& folder) {
+    if (!folder.HasRegularFile(kBuildToml)) return;
     try {
-      job_.parts = ReadJobFile(folder + "/" + kBuildToml).parts;
+      job_.parts = ReadJobFile(folder.PathOf(kBuildToml)).parts;
     } catch (const Failure&) {  // `verify` tells of it
     }
   }
@@ -187,7 +191,8 @@ class Checker {
   void CheckJob(const std::string& path) {
     size_t before = context_.messages().size();
     try {
-      const Job job = ReadJobFile(path);
+      Job job = ReadJobFile(path);
+      job.follow_links = context_.options.follow_links;
       ApplyJob(context_, job);
       vat_mm_ = job.VatIn(Units::kMillimetre);
       surroundings_ = {job.units, job.machine, true};
@@ -305,7 +310,8 @@ class Checker {
     if (const auto message = TooBigForVat(path, path, excess, vat_mm_, Units::kMillimetre, kTurns)) {
       context_.Say(*message);
     }
-    SayAll(CheckMesh(input, ReadVentsIfThere(context_, SideFileOf(path)).value_or(VentsFile())));
+    SayAll(CheckMesh(input,
+                     ReadVentsIfThere(context_, path, context_.options.follow_links).value_or(VentsFile())));
   }
 
   // The kind of the style; empty when it is none.
@@ -374,6 +380,7 @@ void AddCheck(CommandTree& tree) {
                          "Leave warnings of this code what they are under --strict");
   command.AllFlag();
   command.ReadsMeshes();
+  command.FollowLinksFlag();
 }
 
 }  // namespace trqprep

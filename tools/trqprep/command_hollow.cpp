@@ -77,8 +77,7 @@ std::unique_ptr<CTL> InnerSkin(CTL& mesh) {
 // for them. `factor` takes its points to the unit of the surfaces.
 int CountSealed(Context& context, const std::string& input, const std::vector<Surface>& surfaces,
                 double factor, const char* unit) {
-  const std::string side_file = SideFileOf(input);
-  const std::optional<VentsFile> vents = ReadVentsIfThere(context, side_file);
+  const std::optional<VentsFile> vents = ReadVentsIfThere(context, input, context.options.follow_links);
   int sealed = 0;
   double largest = 0;
   bool has_vent = false, has_drain = false;
@@ -250,6 +249,7 @@ void AddHollow(CommandTree& tree) {
   command.Flag("--validate", options.validate, "Shorten pushes that would cross the surface");
   command.Flag("--both", options.both, "Write the outer and the inner surface (the default)");
   command.Flag("--inner-only", options.inner_only, "Write the inner surface alone");
+  command.FollowLinksFlag();
   AddMeshFormat(command, options);
 }
 

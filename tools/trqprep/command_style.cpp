@@ -95,6 +95,20 @@ void AddEditOptions(Command& command, EditOptions& options) {
   command.Flag("--dry-run", options.dry_run, "Show what would change and write nothing");
 }
 
+namespace {
+
+// Without -o the file itself is replaced, but what came from standard input goes to standard output.
+bool IsReplaced(const std::string& file, const EditOptions& options) {
+  return file != "-" && (options.output.empty() || IsSameFile(options.output, file));
+}
+
+}  // namespace
+
+std::optional<EditLock> LockForEdit(Context& context, const std::string& file, const EditOptions& options) {
+  if (options.dry_run || !IsReplaced(file, options)) return std::nullopt;
+  return EditLock(context, file);
+}
+
 ExitCode FinishEdit(Context& context, const StyleFile& file, const StyleDocument& edited,
                     const EditOptions& options) {
   const std::vector<StyleDifference> differences = Compare(file.style, edited);
@@ -126,7 +140,11 @@ ExitCode FinishEdit(Context& context, const StyleFile& file, const StyleDocument
   if (same) context.Tell("nothing to change\n");
   if (options.dry_run || (same && in_place && !piped)) return ExitCode::kDone;
   if (in_place) RequireEditable(target, context.options.force);
-  WriteStyle(edited, target, in_place || context.options.force);
+  if (IsReplaced(file.path, options) && (in_place || context.options.force)) {
+    ReplaceFile(target, file.bytes, StyleBytes(edited));
+  } else {
+    WriteStyle(edited, target, in_place || context.options.force);
+  }
   context.State({{"output", TextToJson(target)}});
   return ExitCode::kDone;
 }

@@ -182,6 +182,7 @@ struct SetOptions : EditOptions {
 };
 
 ExitCode Set(Context& context, const SetOptions& options, StyleKind kind) {
+  const auto lock = LockForEdit(context, options.file, options);
   const StyleFile file = LoadStyleToEdit(context, options.file, kind);
   StyleDocument edited = file.style;
   bool refused = false;
@@ -246,6 +247,7 @@ struct CopyOptions : EditOptions {
 
 ExitCode Copy(Context& context, const CopyOptions& options, StyleKind kind) {
   const StyleFile source = LoadStyle(context, options.from, kind);
+  const auto lock = LockForEdit(context, options.to, options);
   const StyleFile target = LoadStyleToEdit(context, options.to, kind);
   StyleDocument edited = target.style;
   bool refused = false;
@@ -329,6 +331,7 @@ struct UpgradeOptions : EditOptions {
 };
 
 ExitCode Upgrade(Context& context, const UpgradeOptions& options, StyleKind kind) {
+  const auto lock = LockForEdit(context, options.file, options);
   const StyleFile file = LoadStyle(context, options.file, kind);
   if (file.layout != StyleLayout::kLegacy && !options.units.empty()) {
     FailUsage("", "--from is for legacy files; this one records its units", "leave --from away");
@@ -364,6 +367,7 @@ struct UnitsOptions : EditOptions {
 };
 
 ExitCode ConvertFile(Context& context, const UnitsOptions& options, StyleKind kind) {
+  const auto lock = LockForEdit(context, options.file, options);
   const StyleFile file = LoadStyleToEdit(context, options.file, kind);
   StyleText* units = nullptr;
   StyleDocument edited = file.style;
@@ -454,6 +458,7 @@ ExitCode Sweeps(Context& context, const SweepsOptions& options) {
   const bool edits = !options.additions.empty() || !options.removals.empty();
   std::vector<SweepValues> added;
   for (const std::string& text : options.additions) added.push_back(ParseSweep(text));
+  const auto lock = edits ? LockForEdit(context, options.file, options) : std::nullopt;
   const StyleFile file = edits ? LoadStyleToEdit(context, options.file, StyleKind::kRecoat)
                                : LoadStyle(context, options.file, StyleKind::kRecoat);
   StyleDocument edited = file.style;

@@ -149,8 +149,14 @@ Json EntryToJson(const VentEntry& entry, size_t number) {
 
 constexpr size_t kMostStale = 100;
 
+// The side file of the input; exit 3 when there is none.
+VentsFile VentsOf(Context& context, const Options& options) {
+  if (auto file = ReadVentsIfThere(context, options.input, context.options.follow_links)) return *file;
+  return ReadVents(context, SideFileOf(options.input));  // which fails
+}
+
 ExitCode List(Context& context, const Options& options) {
-  VentsFile file = ReadVents(context, SideFileOf(options.input));
+  VentsFile file = VentsOf(context, options);
   const std::optional<InputMesh> mesh = MeshIfThere(context, options.input);
   context.data_units = UnitsOf(context, mesh);
   const auto part = DistancesOf(mesh, file.entries.size());
@@ -190,11 +196,24 @@ ExitCode List(Context& context, const Options& options) {
 // --- editing -----------------------------------------------------------------------------------------------
 
 // Without -o the side file itself is replaced, with it a new file is written.
+bool IsInPlace(const Options& options) {
+  return options.output.empty() || IsSameFile(options.output, SideFileOf(options.input));
+}
+
+// For as long as the side file is read and changed.
+std::optional<EditLock> LockFor(Context& context, const Options& options) {
+  if (!IsInPlace(options)) return std::nullopt;
+  return EditLock(context, SideFileOf(options.input));
+}
+
 void Save(Context& context, const Options& options, const VentsFile& file) {
-  const bool in_place = options.output.empty();
-  const std::string& path = in_place ? file.path : options.output;
-  if (in_place) RequireEditable(path, context.options.force);
-  WriteOutputFile(path, file.Text(), in_place || context.options.force);
+  const std::string& path = options.output.empty() ? file.path : options.output;
+  if (options.output.empty()) RequireEditable(path, context.options.force);
+  if (IsInPlace(options) && (options.output.empty() || context.options.force)) {
+    ReplaceFile(path, file.read, file.Text());
+  } else {
+    WriteOutputFile(path, file.Text(), context.options.force);
+  }
   context.State({{"output", TextToJson(path)}});
 }
 
@@ -226,7 +245,6 @@ ExitCode AddEntries(Context& context, const Options& options) {
   std::optional<InputMesh> mesh = MeshIfThere(context, options.input);
   const Units units = UnitsOf(context, mesh);
   const std::string side_file = SideFileOf(options.input);
-  VentsFile file = ReadVentsIfThere(context, side_file).value_or(VentsFile{side_file, {}, {}, {}});
   std::optional<VentPatches> patches;
   if (mesh) patches = FindVentPatches(*mesh->mesh);
   const std::optional<InputMesh> beside = mesh ? std::nullopt : PartOf(context, options.input);
@@ -234,6 +252,9 @@ ExitCode AddEntries(Context& context, const Options& options) {
   const double diameter = options.diameter.value_or(Length{3, Units::kMillimetre}).In(units, context.units());
   if (!(diameter > 0)) FailUsage("", "--diameter must be above 0", "for example --diameter 3mm");
   const auto distances = DistancesOf(part, options.vents.size() + options.drains.size());
+  const auto lock = LockFor(context, options);
+  VentsFile file = ReadVentsIfThere(context, options.input, context.options.follow_links)
+                       .value_or(VentsFile{side_file, {}, {}, {}, {}});
   Json added = Json::array();
   const auto add = [&](const std::string& text, bool vent) {
     const std::vector<VentPatch>* among = !patches ? nullptr : vent ? &patches->vents : &patches->drains;
@@ -294,7 +315,8 @@ ExitCode Move(Context& context, const Options& options) {
       FailUsage("", std::string("--by: ") + error.what(), "for example --by 10mm,0,-2.5");
     }
   }
-  VentsFile file = ReadVents(context, SideFileOf(options.input));
+  const auto lock = LockFor(context, options);
+  VentsFile file = VentsOf(context, options);
   const std::set<size_t> chosen = Chosen(file, options.numbers);
   context.result = options.output.empty() ? file.path : options.output;
 
@@ -328,7 +350,9 @@ ExitCode Remove(Context& context, const Options& options) {
   if (options.all != options.numbers.empty()) {
     FailUsage("", "name the entries to remove, or say --all", "'trqprep vents list' numbers the entries");
   }
-  VentsFile file = ReadVents(context, SideFileOf(options.input));
+  // Not while a person thinks about --all.
+  auto lock = options.all ? std::nullopt : LockFor(context, options);
+  VentsFile file = VentsOf(context, options);
   if (options.all) {
     if (!options.output.empty()) {
       FailUsage("", "--all deletes the file; -o has no meaning with it", "leave -o away");
@@ -337,6 +361,11 @@ ExitCode Remove(Context& context, const Options& options) {
     const bool kept = !context.Ask(
         fmt::format("delete {} with its {}?", file.path, Counted(int64_t(file.entries.size()), "hole")));
     context.current_file.clear();
+    if (!kept) lock = LockFor(context, options);
+    if (!kept && ReadWholeFile(file.path) != *file.read) {
+      FailOutput(Code::kOutputChanged, file.path, "was changed by somebody else meanwhile",
+                 "run the command again");
+    }
     if (!kept && std::remove(file.path.c_str()) != 0) {
       FailOutput(Code::kOutputUnwritable, file.path, "cannot be deleted: " + SystemText(errno),
                  "its folder has to be one that you may write in");
@@ -398,6 +427,7 @@ void AddVents(CommandTree& tree) {
          "trqprep vents list l_shape.V_D --json"});
     auto& options = verb.Runs(List);
     verb.Argument("IN", options.input, kInputHelp);
+    verb.FollowLinksFlag();
     verb.ReadsMeshes();
   }
   {
@@ -409,6 +439,7 @@ void AddVents(CommandTree& tree) {
          "trqprep vents add l_shape.stl --vent 5mm,5mm,12mm --diameter 2mm -o other.V_D"});
     auto& options = verb.Runs(AddEntries);
     verb.Argument("IN", options.input, kInputHelp);
+    verb.FollowLinksFlag();
     verb.RepeatedOption("--vent", options.vents, "PLACE", "Add a vent there");
     verb.RepeatedOption("--drain", options.drains, "PLACE", "Add a drain there");
     verb.LengthOption("--diameter", options.diameter, "Diameter of the hole (default 3 mm)");
@@ -424,6 +455,7 @@ void AddVents(CommandTree& tree) {
          "trqprep vents move l_shape.V_D 1 --rotate-z 90 -o turned.V_D"});
     auto& options = verb.Runs(Move);
     verb.Argument("IN", options.input, kInputHelp);
+    verb.FollowLinksFlag();
     AddEntryNumbers(verb, options);
     verb.TextOption("--by", options.by, "X,Y,Z", "Move by three lengths, such as 10mm,0,-2.5");
     verb.NumberOption("--rotate-z", options.rotate_z, "Turn about the Z axis by so many degrees");
@@ -438,6 +470,7 @@ void AddVents(CommandTree& tree) {
                    "trqprep vents remove l_shape.stl --all --yes"});
     auto& options = verb.Runs(Remove);
     verb.Argument("IN", options.input, kInputHelp);
+    verb.FollowLinksFlag();
     AddEntryNumbers(verb, options);
     verb.Flag("--all", options.all, "Delete the file");
     AddOutput(verb, options);

@@ -1,17 +1,13 @@
-#include <filesystem>
-#include <system_error>
-
 #include "file_kinds.h"
 #include "trqprep/build_folder.h"
 
 namespace trqprep {
 bool IsBuildFolder(const FileHead& file) {
-  std::error_code error;
-  return file.is_folder && std::filesystem::is_regular_file(file.path + "/" + kBuildJson, error);
+  return file.is_folder && HeldFolder(file.path).HasRegularFile(kBuildJson);
 }
 
 void DescribeBuildFolder(Context& context, const FileHead& file, Json& data) {
-  const Json document = ReadBuildDocument(file.path);
+  const Json document = ReadBuildDocument(HeldFolder(file.path));
   data["piece_count"] = document["pieces"].size();
   data["part_count"] = document["inputs"].size();
   for (const char* key : {"units", "machine", "vat", "seed", "extent", "smallest_distance"}) {

@@ -84,6 +84,7 @@ JobOptions::JobOptions(Command& command, bool whole) : app_(command.app), whole_
   };
   for (const char* key : kOnEveryLine) add(key);
   command.ReadsMeshes();
+  command.FollowLinksFlag();
   command.AllFlag();
   if (!whole) return;
   for (const char* key : kOnBuildLines) add(key);
@@ -94,7 +95,8 @@ Job JobOptions::Get(const Context& context) const {
     for (const CLI::Option* given : app_.parse_order()) {
       const std::string name = given->get_single_name();
       if (given == arguments_ || name == "output" || name == "force" || name == "force-checks" ||
-          name == "strict" || name == "allow" || name == "all" || name == "json" || name == "yes") {
+          name == "strict" || name == "allow" || name == "all" || name == "json" || name == "yes" ||
+          name == "follow-links") {
         continue;
       }
       FailUsage(argument_values_[0],
@@ -104,6 +106,7 @@ Job JobOptions::Get(const Context& context) const {
     Job job = ReadJobFile(argument_values_[0]);
     job.force_checks = job.force_checks || job_.force_checks;
     job.strict = job.strict || job_.strict;
+    job.follow_links = context.options.follow_links;
     TakeCodes(job);
     return job;
   }
@@ -111,6 +114,7 @@ Job JobOptions::Get(const Context& context) const {
   job.units = context.units();
   job.units_given = context.options.units_given;
   job.accept_partial = context.options.accept_partial;
+  job.follow_links = context.options.follow_links;
   size_t next_argument = 0;
   size_t next_part = 0;
   for (const CLI::Option* given : app_.parse_order()) {

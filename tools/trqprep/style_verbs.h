@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "cli/command.h"
+#include "trqprep/atomic_output.h"
 #include "trqprep/stored_style.h"
 
 namespace trqprep {
@@ -34,6 +35,8 @@ struct EditOptions {
   bool dry_run = false;
 };
 void AddEditOptions(Command& command, EditOptions& options);
+/// To be held from before the file is read until FinishEdit was called; nothing when it is not replaced.
+std::optional<EditLock> LockForEdit(Context& context, const std::string& file, const EditOptions& options);
 /// Shows what `edited` changes and writes it, over the file or to -o. Exit 1 when the file could not hold it.
 ExitCode FinishEdit(Context& context, const StyleFile& file, const StyleDocument& edited,
                     const EditOptions& options);

@@ -148,6 +148,11 @@ void Command::ReadsMeshes() {
                "Read the facets that are there when an STL file is cut");
 }
 
+void Command::FollowLinksFlag() {
+  app.add_flag("--follow-links", tree_.common().follow_links,
+               "Read the .V_D file beside a part even when it is a symbolic link");
+}
+
 CommandTree::CommandTree(Context& context, const CommandList& commands)
     : context_(context),
       root_(std::make_unique<CLI::App>("Build preparation for stereolithography", "trqprep")) {

@@ -111,6 +111,8 @@ class Command {
   void UsesUnits();
   /// --all
   void AllFlag();
+  /// --follow-links, for commands that read side files of meshes.
+  void FollowLinksFlag();
   /// --units and --accept-partial, for commands that read meshes.
   void ReadsMeshes();
 

@@ -19,6 +19,7 @@ struct CommonOptions {
   bool yes = false;
   bool force = false;
   bool accept_partial = false;
+  bool follow_links = false;
   bool all = false;
   std::string units = "mm";
   bool units_given = false;  ///< on the command line
