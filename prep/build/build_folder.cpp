@@ -183,8 +183,11 @@ Json ReadBuildDocument(const HeldFolder& folder) {
   }
   if (!folder.HasRegularFile(kBuildJson)) {
     FailInput(Code::kBuildInvalid, folder.path(),
-              folder.held() ? fmt::format("is not a build folder: it holds no file {}", kBuildJson)
-                            : "is a file, not a build folder",
+              !folder.held()
+                  ? "is a file, not a build folder"
+                  : fmt::format("is not a build folder: {} {}",
+                                folder.Open(kBuildJson).open() ? "no regular file is its" : "it holds no",
+                                kBuildJson),
               "name a folder that 'trqprep build' made");
   }
   try {

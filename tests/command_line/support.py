@@ -41,17 +41,19 @@ class Result:
         return [m["code"] for m in self.document()["messages"]]
 
 
-def run(*arguments, cwd=None, env=None, **more):
+def run(*arguments, cwd=None, env=None, verified=True, **more):
+    """Runs the tool. What a build wrote is verified, unless `verified` is false: for folders that are broken on purpose."""
     environment = dict(os.environ, **(env or {}))
     more.setdefault("stdin", subprocess.DEVNULL)
     more.setdefault("stdout", subprocess.PIPE)
     more.setdefault("stderr", subprocess.PIPE)
-    result = Result(subprocess.run([TOOL, *arguments], cwd=cwd, env=environment, timeout=1200, **more))
+    more.setdefault("timeout", 1200)
+    result = Result(subprocess.run([TOOL, *arguments], cwd=cwd, env=environment, **more))
     check_hints(result)
     # Some of them end a program with 1, which is also an answer.
     if SANITIZED and findings_of_sanitizers(result.err):
         raise AssertionError(result.err)
-    check_documents(result, arguments, cwd)
+    check_documents(result, arguments, cwd, verified)
     return result
 
 
@@ -67,8 +69,8 @@ def check_hints(result):
                 raise AssertionError(f"an error without a hint: {message}")
 
 
-def check_documents(result, arguments, cwd):
-    """What was printed, and the build folder that was written, follow their schemas."""
+def check_documents(result, arguments, cwd, verified):
+    """What was printed, and the build folder that was written, follow their schemas, and `verify` accepts the folder."""
     if result.out:
         schemas.check_output(result.out)
     if not arguments or arguments[0] != "build" or result.exit not in (DONE, NO):
@@ -78,6 +80,11 @@ def check_documents(result, arguments, cwd):
             folder = pathlib.Path(os.fsdecode(cwd or "."), os.fsdecode(value))
             if (folder / "build.json").exists():
                 schemas.check_folder(folder)
+                if verified:
+                    seen = subprocess.run([TOOL, "verify", "--strict", folder], stdout=subprocess.PIPE,
+                                          stderr=subprocess.STDOUT, timeout=1200)
+                    if seen.returncode != DONE:
+                        raise AssertionError(f"{arguments} wrote what 'verify' refuses: {seen.stdout.decode()}")
 
 
 class ToolTest(unittest.TestCase):

@@ -48,7 +48,7 @@ LIBRARIES = {
     "CLI": ["tools"],
 }
 
-POSIX = set("""dirent.h fcntl.h fnmatch.h pthread.h signal.h sys/mman.h sys/stat.h sys/syscall.h sys/types.h
+POSIX = set("""dirent.h fcntl.h fnmatch.h pthread.h signal.h sys/file.h sys/mman.h sys/stat.h sys/syscall.h sys/types.h
 unistd.h""".split())
 POSIX_ROOMS = ("prep/files/", "tools/trqprep/cli/")
 

@@ -132,6 +132,8 @@ void AddBuild(CommandTree& tree) {
       "(what was built, with the sums of all files), checks.json (what was found) and build.toml, the "
       "job file: 'trqprep build out/build.toml -o again' gives the same bytes from any folder. The plate "
       "is in --units.\n\n"
+      "A side file that is a symbolic link is refused unless --follow-links is given, on the line: a folder "
+      "of parts that came from elsewhere may hold links to any file.\n\n"
       "--force replaces an empty folder, or a build folder that holds nothing but the build: what "
       "build.json lists is removed, one by one. A folder that holds anything else is refused with exit 4 "
       "and the names. What appears in it during the build stays in a folder whose name is printed.",

@@ -404,7 +404,9 @@ void AddVents(CommandTree& tree) {
   Command& group = tree.Add(
       "vents", "Find places for vents and drains, and keep a part's .V_D file",
       "A hollow part needs a vent at its top and a drain at its bottom. They stand in a text file beside "
-      "the part, named as the part up to its last period, with .V_D.",
+      "the part, named as the part up to its last period, with .V_D. One that is a symbolic link is read and "
+      "changed with --follow-links, or when it is named itself. A file is changed in place under a lock of "
+      "its folder, so several may change it at once.",
       {});
   {
     Command& verb = group.Sub(

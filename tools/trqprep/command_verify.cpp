@@ -36,7 +36,8 @@ void AddVerify(CommandTree& tree) {
       "verify", "Make sure that a build folder is as it was built",
       "Re-reads everything in a build folder: the sums of all files against build.json, missing "
       "files, the checksums of the styles, facets and places of the pieces, overlaps. Ends with 1 when "
-      "anything differs. Files that are not of the build are named, and end it with 1 under --strict only; "
+      "anything differs; a link, a pipe or a device in the place of a file or folder is such a difference, "
+      "and nothing is read through it. Files that are not of the build are named, and end it with 1 under --strict only; "
       "what file managers leave behind (.DS_Store, Thumbs.db, desktop.ini) does not count.",
       {"trqprep build bracket.stl -o plate && trqprep verify plate", "trqprep verify plate --json"});
   auto& options = command.Runs(Run);
