@@ -169,9 +169,10 @@ std::vector<Message> VerifyPresence(const HeldFolder& folder, const Json& docume
     const bool there = folder.Open(name).open();
     const int error = there ? 0 : errno;
     if (error == EACCES || error == EIO) InputFile(folder, name);  // fails
-    findings.push_back(
-        Differs(Code::kVerifyFile, folder, name,
-                error == ENOENT ? "is missing" : "is not a regular file of the folder itself"));
+    findings.push_back(Differs(Code::kVerifyFile, folder, name,
+                               error == ENOENT    ? "is missing"
+                               : error == ENOTDIR ? "is not in a folder of this one itself"
+                                                  : "is not a regular file"));
   }
   return findings;
 }
