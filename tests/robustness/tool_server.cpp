@@ -1,10 +1,10 @@
-// Runs the tool's command lines as they come in on standard input, each in a process of its own: one that is forked
-// starts a hundred times faster than one that loads and prepares the sanitizers anew, and ends as any other does,
-// with its leaks looked for.
+// Runs the tool's command lines as they come in on standard input, each in a process of its own: one that is
+// forked starts a hundred times faster than one that loads and prepares the sanitizers anew, and ends as any
+// other does, with its leaks looked for.
 //
-// A request is a line of fields between bytes 1F: current folder, folder for temporary files, files for what goes to
-// standard output and error stream, and the words of the command line. The answer is a line: exit code, or minus the
-// signal that ended it, and milliseconds of processor time.
+// A request is a line of fields between bytes 1F: current folder, folder for temporary files, files for what
+// goes to standard output and error stream, and the words of the command line. The answer is a line: exit
+// code, or minus the signal that ended it, and milliseconds of processor time.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
