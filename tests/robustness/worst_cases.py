@@ -39,6 +39,8 @@ def input_bytes(argv, folder):
     total = 0
     for word in argv:
         path = pathlib.Path(folder) / word
+        if "out" not in path.stem and path.is_dir():
+            total += sum(p.stat().st_size for p in path.rglob("*") if p.is_file())
         if "out" not in path.stem and path.is_file():
             total += path.stat().st_size
             side = path.with_suffix(".V_D")

@@ -64,20 +64,44 @@ std::string PointText(const Point& point) {
   return fmt::format("{}, {}, {}", Plain(point[0], 4), Plain(point[1], 4), Plain(point[2], 4));
 }
 
-// How far the point is from the part, with a warning when it is not on it.
-double CheckOnPart(Context& context, const FacetDistances& part, Units units, const VentEntry& entry,
-                   const std::string& file, size_t number) {
-  const double distance = part.From(entry.point());
-  if (distance * UnitsFactor(units, Units::kMillimetre) > kOnPart) {
-    context.Warn(Message(Code::kVdStale, file,
-                         fmt::format("{} {} at {} is {} {} away from the part",
-                                     entry.kind() == std::string("unknown") ? "entry" : entry.kind(), number,
-                                     PointText(entry.point()), Plain(distance, 4), UnitsName(units)))
-                     .Hint("was the part changed or moved? 'trqprep vents move' moves the file's points")
-                     .At({{"entry", number}}));
+// How far points are from the part, with a warning of each that is not on it, up to a hundred.
+class OnPart {
+ public:
+  OnPart(Context& context, const FacetDistances& part, Units units, const std::string& file)
+      : context_(context), part_(part), units_(units), file_(file) {}
+
+  double Check(const VentEntry& entry, size_t number) {
+    const double distance = part_.From(entry.point());
+    if (distance * UnitsFactor(units_, Units::kMillimetre) > kOnPart && ++stale_ <= kMostTold) {
+      Warn(fmt::format("{} {} at {} is {} {} away from the part",
+                       entry.kind() == std::string("unknown") ? "entry" : entry.kind(), number,
+                       PointText(entry.point()), Plain(distance, 4), UnitsName(units_)),
+           {{"entry", number}});
+    }
+    return distance;
   }
-  return distance;
-}
+  // The others by their number.
+  void TellRest() {
+    if (stale_ <= kMostTold) return;
+    Warn(Counted(stale_ - kMostTold, "entry is", "entries are") + " away from the part besides",
+         Json::object());
+  }
+
+ private:
+  static constexpr int64_t kMostTold = 100;
+
+  void Warn(const std::string& text, Json where) {
+    context_.Warn(Message(Code::kVdStale, file_, text)
+                      .Hint("was the part changed or moved? 'trqprep vents move' moves the file's points")
+                      .At(std::move(where)));
+  }
+
+  Context& context_;
+  const FacetDistances& part_;
+  Units units_;
+  const std::string& file_;
+  int64_t stale_ = 0;
+};
 
 // A hole that is made somewhere else than on the part.
 void CheckAdded(Context& context, const InputMesh& mesh, const FacetDistances& distances,
@@ -96,19 +120,18 @@ void CheckAdded(Context& context, const InputMesh& mesh, const FacetDistances& d
 
 // --- find --------------------------------------------------------------------------------------------------
 
-Json PatchesToJson(const std::vector<VentPatch>& patches, double floor) {
-  Json list = Json::array();
-  for (size_t i = 0; i < patches.size(); ++i) {
-    const VentPatch& patch = patches[i];
+Json PatchesToJson(std::vector<VentPatch> patches, double floor) {
+  const size_t count = patches.size();
+  return Json::Rows(count, [list = std::move(patches), floor](size_t i) {
+    const VentPatch& patch = list[i];
     Json facets = Json::array();
     for (const int facet : patch.facets) facets.push_back(facet);
-    list.push_back(Json{{"patch", i + 1},
-                        {"area", NumberToJson(patch.area)},
-                        {"centre", NumbersToJson(patch.centre)},
-                        {"height", NumberToJson(patch.centre[2] - floor)},
-                        {"facet_numbers", facets}});
-  }
-  return list;
+    return Json{{"patch", i + 1},
+                {"area", NumberToJson(patch.area)},
+                {"centre", NumbersToJson(patch.centre)},
+                {"height", NumberToJson(patch.centre[2] - floor)},
+                {"facet_numbers", facets}};
+  });
 }
 
 void TellPatches(Context& context, const Json& patches, const std::string& title) {
@@ -125,12 +148,12 @@ void TellPatches(Context& context, const Json& patches, const std::string& title
 
 ExitCode Find(Context& context, const Options& options) {
   InputMesh input = ReadMesh(context, context.reading(), options.input);
-  const VentPatches patches = FindVentPatches(*input.mesh);
+  VentPatches patches = FindVentPatches(*input.mesh);
   const double floor = input.box().min[2];
   context.data_units = input.units;
   context.State({{"file", TextToJson(options.input)},
-                 {"vents", PatchesToJson(patches.vents, floor)},
-                 {"drains", PatchesToJson(patches.drains, floor)}});
+                 {"vents", PatchesToJson(std::move(patches.vents), floor)},
+                 {"drains", PatchesToJson(std::move(patches.drains), floor)}});
   TellPatches(context, context.data["vents"], "vents: facing up, the highest first\n");
   TellPatches(context, context.data["drains"], "drains: facing down, the lowest first\n");
   return ExitCode::kDone;
@@ -147,8 +170,6 @@ Json EntryToJson(const VentEntry& entry, size_t number) {
               {"diameter", NumberToJson(entry.numbers[6])}};
 }
 
-constexpr size_t kMostStale = 100;
-
 // The side file of the input; exit 3 when there is none.
 VentsFile VentsOf(Context& context, const Options& options) {
   if (auto file = ReadVentsIfThere(context, options.input, context.options.follow_links)) return *file;
@@ -161,23 +182,12 @@ ExitCode List(Context& context, const Options& options) {
   context.data_units = UnitsOf(context, mesh);
   const auto part = DistancesOf(mesh, file.entries.size());
   std::vector<double> distances;
-  size_t stale = 0;  // those that were told of, each by itself
-  int64_t more = 0;
-  for (size_t i = 0; part && i < file.entries.size(); ++i) {
-    if (stale < kMostStale) {
-      const size_t said = context.messages().size();
-      distances.push_back(CheckOnPart(context, *part, mesh->units, file.entries[i], file.path, i + 1));
-      stale += context.messages().size() - said;
-    } else {
-      distances.push_back(part->From(file.entries[i].point()));
-      more += distances.back() * UnitsFactor(mesh->units, Units::kMillimetre) > kOnPart ? 1 : 0;
+  if (part) {
+    OnPart on_part(context, *part, mesh->units, file.path);
+    for (size_t i = 0; i < file.entries.size(); ++i) {
+      distances.push_back(on_part.Check(file.entries[i], i + 1));
     }
-  }
-  if (more > 0) {
-    context.Warn(Message(Code::kVdStale, file.path,
-                         Counted(more, "entry is", "entries are") +
-                             " away from the part besides; the list has how far")
-                     .Hint("was the part changed or moved? 'trqprep vents move' moves the file's points"));
+    on_part.TellRest();
   }
   const size_t count = file.entries.size();
   const Json entries = Json::Rows(count, [list = std::move(file.entries), distances](size_t i) {
@@ -329,17 +339,21 @@ ExitCode Move(Context& context, const Options& options) {
     set_unit_matrix(before);
     move = trq::core::PointMove(after, before, 0);
   }
-  const auto part = DistancesOf(mesh, chosen.size());
-  Json entries = Json::array();
   for (const size_t i : chosen) {
     VentEntry& entry = file.entries[i];
     move.Apply(entry.numbers.data());
     file.lines[entry.line] = trq::core::SideLine(entry.numbers);
     entry.numbers = *trq::core::ParseSideLine(file.lines[entry.line]);  // what the file says
-    entries.push_back(EntryToJson(entry, i + 1));
-    if (part) CheckOnPart(context, *part, units, entry, file.path, i + 1);
+  }
+  if (const auto part = DistancesOf(mesh, chosen.size())) {
+    OnPart on_part(context, *part, units, file.path);
+    for (const size_t i : chosen) on_part.Check(file.entries[i], i + 1);
+    on_part.TellRest();
   }
   Save(context, options, file);
+  const Json entries = Json::Rows(
+      chosen.size(), [list = file.entries, which = std::vector<size_t>(chosen.begin(), chosen.end())](
+                         size_t i) { return EntryToJson(list[which[i]], which[i] + 1); });
   context.data_units = units;
   context.Report({{"moved", entries}}, "{output}: {moved:#} of {all:+entry} moved\n",
                  {{"all", file.entries.size()}});
