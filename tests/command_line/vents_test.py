@@ -240,5 +240,19 @@ class Info(VentsTest):
         self.assertEqual(self.fails(INPUT, "info", "text.txt", "--json").codes(), ["INPUT-UNKNOWN"])
 
 
+
+class Stale(ToolTest):
+    def test_a_hundred_are_named_and_the_others_counted(self):
+        self.write("box.stl", binary_stl(box_facets()))
+        self.write("box.V_D", "".join(f"500 {k} 0 0 0 1 3\n" for k in range(150)))
+        for command in (["list", "box.stl"], ["move", "box.stl", "--by", "0,0,1", "-o", "moved.V_D"]):
+            result = self.good("vents", *command, "--json")
+            stale = [m for m in result.document()["messages"] if m["code"] == "VD-STALE"]
+            self.assertEqual([m["where"].get("entry") for m in stale], [*range(1, 101), None])
+            self.assertIn("50 entries are away from the part besides", stale[-1]["text"])
+        entries = self.json_of("vents", "list", "box.stl")["entries"]
+        self.assertEqual((len(entries), entries[149]["distance"] > 400), (150, True))
+
+
 if __name__ == "__main__":
     unittest.main()
