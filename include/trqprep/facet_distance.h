@@ -27,8 +27,15 @@ class FacetDistances {
   double From(const Point& point, int near_facet = -1) const;
   /// Nodes and facets that searches have looked at so far.
   std::size_t steps() const { return steps_; }
+  /// Whether so many searches took more than 30 million steps and 100 each. Of points that are as far from
+  /// one facet as from all, such as the middle of a ball, each search looks at all of them: then it is time
+  /// to stop.
+  bool TookTooLong(std::size_t searches) const { return steps_ > kMostSteps + kMostStepsASearch * searches; }
 
  private:
+  static constexpr std::size_t kMostSteps = 30'000'000;
+  static constexpr std::size_t kMostStepsASearch = 100;
+
   /// What lies between two parallel planes.
   struct Slab {
     Point normal{0, 0, 0};

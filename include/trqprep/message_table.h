@@ -39,6 +39,7 @@ enum class Code {
   kHollowBound,
   kSealedVoid,
   kVdStale,
+  kVdBound,
   kRepairLeft,
   kSimplifyShape,
   kSimplifyRuined,

@@ -108,6 +108,15 @@ class MeshChecks {
     if (points.empty()) return;
     const FacetDistances distances(*input_.mesh, points.size());
     for (size_t i = 0; i < points.size(); ++i) {
+      if (distances.TookTooLong(points.size())) {
+        Add(Code::kVdBound,
+            fmt::format(
+                "{} of {} in the side file were compared with the part; the others would take too long", i,
+                Counted(int64_t(points.size()), "point")),
+            {{"entry", i + 1}},
+            "'trqprep vents list' shows the points; move or remove those that are not on the part");
+        break;
+      }
       const double distance = distances.From(points[i].point());
       if (distance <= limit) continue;
       if (stale++ == 0) first = i + 1;

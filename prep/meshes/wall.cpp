@@ -9,8 +9,6 @@ namespace trqprep {
 namespace {
 
 // Of ordinary parts a point takes some fifty.
-constexpr size_t kMostSteps = 30'000'000;
-constexpr size_t kMostStepsAPoint = 100;
 
 }  // namespace
 
@@ -42,7 +40,7 @@ Wall MeasureWall(const CTL& outer, const CTL& inner, double thin) {
       seen[vertex] = true;
     }
     measure(middle, facet);
-    if (distances.steps() > kMostSteps + kMostStepsAPoint * all_points) {
+    if (distances.TookTooLong(all_points)) {
       wall.bound = true;
       return wall;
     }

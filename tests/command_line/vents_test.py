@@ -254,5 +254,28 @@ class Stale(ToolTest):
         self.assertEqual((len(entries), entries[149]["distance"] > 400), (150, True))
 
 
+    def test_points_that_every_facet_is_as_far_from_end_the_search(self):
+        # A ball of n facets, and n points in its middle: each would look at every facet.
+        rows, turns = 60, 120
+
+        def corner(i, k):
+            height, turn = math.pi * i / rows, 2 * math.pi * (k % turns) / turns
+            wide = math.sin(height) if 0 < i < rows else 0
+            return (10 * wide * math.cos(turn), 10 * wide * math.sin(turn), 10 * math.cos(height))
+        facets = []
+        for i in range(rows):
+            for k in range(turns):
+                a, b, c, d = corner(i, k), corner(i + 1, k), corner(i + 1, k + 1), corner(i, k + 1)
+                facets += ([(a, b, c)] if i < rows - 1 else []) + ([(a, c, d)] if i > 0 else [])
+        self.write("ball.stl", binary_stl(facets))
+        self.write("ball.V_D", "0 0 0 0 0 1 3\n" * 20000)
+        self.assertEqual(set(self.good("check", "ball.stl", "--json").codes()) & {"VD-BOUND", "VD-STALE"}, {"VD-BOUND", "VD-STALE"})
+        result = self.good("vents", "list", "ball.stl", "--json")
+        self.assertEqual(result.codes()[-1], "VD-BOUND")
+        entries = result.document()["data"]["entries"]
+        self.assertLess(abs(entries[0]["distance"] - 10), 0.1)
+        self.assertNotIn("distance", entries[-1])
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -67,10 +67,15 @@ std::string PointText(const Point& point) {
 // How far points are from the part, with a warning of each that is not on it, up to a hundred.
 class OnPart {
  public:
-  OnPart(Context& context, const FacetDistances& part, Units units, const std::string& file)
-      : context_(context), part_(part), units_(units), file_(file) {}
+  OnPart(Context& context, const FacetDistances& part, Units units, const std::string& file, size_t count)
+      : context_(context), part_(part), units_(units), file_(file), count_(count) {}
 
-  double Check(const VentEntry& entry, size_t number) {
+  // Nothing when there is no time left.
+  std::optional<double> Check(const VentEntry& entry, size_t number) {
+    if (part_.TookTooLong(count_)) {
+      ++left_out_;
+      return std::nullopt;
+    }
     const double distance = part_.From(entry.point());
     if (distance * UnitsFactor(units_, Units::kMillimetre) > kOnPart && ++stale_ <= kMostTold) {
       Warn(fmt::format("{} {} at {} is {} {} away from the part",
@@ -82,9 +87,16 @@ class OnPart {
   }
   // The others by their number.
   void TellRest() {
-    if (stale_ <= kMostTold) return;
-    Warn(Counted(stale_ - kMostTold, "entry is", "entries are") + " away from the part besides",
-         Json::object());
+    if (stale_ > kMostTold) {
+      Warn(Counted(stale_ - kMostTold, "entry is", "entries are") + " away from the part besides",
+           Json::object());
+    }
+    if (left_out_ > 0) {
+      context_.Warn(Message(Code::kVdBound, file_,
+                            Counted(left_out_, "entry was", "entries were") +
+                                " not compared with the part: it would take too long")
+                        .Hint("move or remove those that are not on the part"));
+    }
   }
 
  private:
@@ -100,7 +112,9 @@ class OnPart {
   const FacetDistances& part_;
   Units units_;
   const std::string& file_;
+  size_t count_;
   int64_t stale_ = 0;
+  int64_t left_out_ = 0;
 };
 
 // A hole that is made somewhere else than on the part.
@@ -181,9 +195,9 @@ ExitCode List(Context& context, const Options& options) {
   const std::optional<InputMesh> mesh = MeshIfThere(context, options.input);
   context.data_units = UnitsOf(context, mesh);
   const auto part = DistancesOf(mesh, file.entries.size());
-  std::vector<double> distances;
+  std::vector<std::optional<double>> distances;
   if (part) {
-    OnPart on_part(context, *part, mesh->units, file.path);
+    OnPart on_part(context, *part, mesh->units, file.path, file.entries.size());
     for (size_t i = 0; i < file.entries.size(); ++i) {
       distances.push_back(on_part.Check(file.entries[i], i + 1));
     }
@@ -192,7 +206,7 @@ ExitCode List(Context& context, const Options& options) {
   const size_t count = file.entries.size();
   const Json entries = Json::Rows(count, [list = std::move(file.entries), distances](size_t i) {
     Json described = EntryToJson(list[i], i + 1);
-    if (!distances.empty()) described["distance"] = NumberToJson(distances[i]);
+    if (!distances.empty() && distances[i]) described["distance"] = NumberToJson(*distances[i]);
     return described;
   });
   context.Report({{"file", TextToJson(file.path)}, {"entries", entries}}, "{file}: {entries:+entry}\n");
@@ -346,7 +360,7 @@ ExitCode Move(Context& context, const Options& options) {
     entry.numbers = *trq::core::ParseSideLine(file.lines[entry.line]);  // what the file says
   }
   if (const auto part = DistancesOf(mesh, chosen.size())) {
-    OnPart on_part(context, *part, units, file.path);
+    OnPart on_part(context, *part, units, file.path, chosen.size());
     for (const size_t i : chosen) on_part.Check(file.entries[i], i + 1);
     on_part.TellRest();
   }
