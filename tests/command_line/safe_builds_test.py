@@ -171,6 +171,9 @@ class Saying(SafeBuilds):
         styles = ("--style", "E7.sty", "--recoat", "E7.rcs")
         result = self.good("build", *names, *styles, "-o", "out")
         self.assertLessEqual(len(result.out.splitlines()), 25)
+        text = result.out.decode()
+        self.assertRegex(text, r"E7\.sty on 12 parts: ")
+        self.assertIn("recoating by 1 style, styles/E7.rcs first", text)
         self.assertEqual(result.err.count("[OPEN-EDGES]"), 1)
         self.assertIn("12 files: ", result.err)
         for name in names:

@@ -38,15 +38,15 @@ void TellStylesTogether(Context& context) {
   for (size_t i = 0; i < styles.size() && i < kMostStyles; ++i) {
     Json style = styles[i].first;
     style["parts"] = styles[i].second;
-    context.Tell("{file} on {parts} parts: layers of {layer_thickness:6f} {unit}", style);
-    if (style.value("z_correction", 0) != 0) context.Tell(", Z correction {z_correction} layers", style);
+    context.Tell("{file} on {parts:+part}: layers of {layer_thickness:6f} {unit}", style);
+    if (style.value("z_correction", 0) != 0) context.Tell(", Z correction {z_correction:+layer}", style);
     context.text += "\n";
   }
   if (styles.size() > kMostStyles) {
-    context.Tell("and {more} more styles; --all lists them by Z\n", {{"more", styles.size() - kMostStyles}});
+    context.Tell("and {more:+more style}; --all lists them by Z\n", {{"more", styles.size() - kMostStyles}});
   }
   if (!context.data["recoat"].empty()) {
-    context.Tell("recoating by {styles:#} styles, {file} first\n",
+    context.Tell("recoating by {styles:+style}, {file} first\n",
                  {{"styles", context.data["recoat"]}, {"file", context.data["recoat"][0]["file"]}});
   }
 }
