@@ -1,0 +1,59 @@
+/// The search for a shorter length: workers that separate overlapping pieces in ever shorter containers.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "nesting/separation.h"
+
+namespace trqprep::nesting {
+
+/// Pieces without overlaps, and the length that they need.
+struct Feasible {
+  std::vector<Spot> spots;
+  double length = 0;
+};
+
+/// One worker. Takes a layout without overlaps, shortens the container, and separates what then overlaps.
+class StripWorker {
+ public:
+  StripWorker(const Model& model, std::size_t movable, std::uint64_t seed);
+
+  /// Goes on from a better layout than its own.
+  void Take(const Feasible& better);
+  /// Works until so many steps were taken, and to the end of the sweep then in hand.
+  void Run(Steps until);
+  const Feasible& best() const { return best_; }
+  Steps steps() const { return separation_.steps; }
+  bool behind(double length) const { return target_ >= length; }
+
+  struct { int shrinks = 0, successes = 0, sweeps = 0, fails = 0; } stats;
+
+ private:
+  void Shrink();
+  void Disturb();
+  void Fail();
+  void Begin(std::vector<Spot> spots, double length);
+
+  const Model& model_;
+  std::size_t movable_;
+  Separation separation_;
+  Feasible best_;
+  double target_ = 0;       // length of the attempt in hand
+  double ratio_ = 0.02;     // by how much to shorten
+  int failures_ = 0;        // since the last success
+  // The attempt in hand:
+  std::vector<Spot> least_;  // layout of the least overlap
+  double least_total_ = 0;
+  double strike_total_ = 0;  // at the start of this strike
+  int no_better_ = 0;
+  int strikes_ = 0;
+  bool quick_ = false;
+  struct Failure {
+    std::vector<Spot> spots;
+    double total;
+  };
+  std::vector<Failure> pool_;
+};
+
+}  // namespace trqprep::nesting
