@@ -17,10 +17,10 @@ struct Edge {
   double ax, ay, bx, by;
 };
 
-/// The largest disc inside the outline, the largest beside that one, and so on: poles of inaccessibility. Padded to an
-/// even number with discs of radius 0 that lie far away.
+/// The largest disc inside the outline, the largest beside that one, and so on: poles of inaccessibility. Padded to a
+/// multiple of 4 with discs of radius 0 that lie far away. In single precision: they guide and decide nothing.
 struct Poles {
-  std::vector<double> x, y, radius;
+  std::vector<float> x, y, radius;
   std::size_t count = 0;  ///< without the padding
 };
 
