@@ -9,7 +9,7 @@ namespace trqprep::nesting {
 namespace {
 
 constexpr std::uint32_t kEdgesInLeaf = 4;
-constexpr std::size_t kMostPoles = 14;
+constexpr std::size_t kMostPoles = 8;
 constexpr double kPoleCover = 0.9;   // of the area: enough discs
 constexpr float kFarAway = 1e15;
 
