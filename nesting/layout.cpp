@@ -31,10 +31,13 @@ Model::Model(const Job& job) {
       longest = std::max(longest, shapes.back().width);
     }
     kinds.push_back(kind);
-    kind_of_piece.insert(kind_of_piece.end(), static_cast<std::size_t>(part.copies), p);
     in_a_row += (longest + kind.gap) * part.copies;
   }
-  length = strip ? in_a_row : job.container.length - 2 * margin;
+  for (const Placement& fixed : job.fixed) {
+    const Shape& shape = shapes[kinds[fixed.part].first_shape + fixed.turn];
+    in_a_row += shape.width + std::max(0.0, fixed.x + shape.corner.x) + kinds[fixed.part].gap;
+  }
+  length = strip ? in_a_row * (1 + 1e-6) : job.container.length - 2 * margin;
   for (std::size_t s = 0; s < shapes.size(); ++s) {
     if (shapes[s].width <= length && shapes[s].height <= width) kinds[kind_of_shape[s]].usable.push_back(s);
   }

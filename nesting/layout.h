@@ -22,7 +22,6 @@ struct Model {
   std::vector<Shape> shapes;
   std::vector<Kind> kinds;           ///< by part
   std::vector<std::size_t> kind_of_shape;
-  std::vector<std::size_t> kind_of_piece;  ///< of all copies, by part
   double length = 0;  ///< inside the margins; of a strip: enough for all pieces in a row
   double width = 0;
   double margin = 0;

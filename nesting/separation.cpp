@@ -132,7 +132,7 @@ void Separation::Refine(std::size_t piece, Candidate& candidate, double step, do
 }
 
 void Separation::Move(std::size_t piece) {
-  const Model::Kind& kind = model_.kinds[model_.kind_of_piece[piece]];
+  const Model::Kind& kind = model_.kinds[model_.kind_of_shape[spots_[piece].shape]];
   const Spot here = spots_[piece];
   Candidate best[kRefined];
   std::size_t found = 0;

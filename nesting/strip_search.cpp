@@ -11,11 +11,28 @@ constexpr double kMostRatio = 0.03, kLeastRatio = 0.0005;
 
 }  // namespace
 
-StripWorker::StripWorker(const Model& model, std::size_t movable, std::uint64_t seed)
-    : model_(model), movable_(movable), separation_(model, seed) {}
+StripWorker::StripWorker(const Model& model, std::size_t movable, std::uint64_t seed,
+                         const std::function<bool()>& stop)
+    : model_(model), movable_(movable), separation_(model, seed), stop_(stop) {}
 
 void StripWorker::Take(const Feasible& better) {
+  const bool goes_on = target_ > 0 && target_ < better.length;
   best_ = better;
+  if (goes_on) return;
+  double area = 0;
+  for (std::size_t i = 0; i < best_.spots.size(); ++i) {
+    const Spot& spot = best_.spots[i];
+    const Shape& now = model_.shapes[spot.shape];
+    area += now.area;
+    double narrowest = i < movable_ ? now.width : spot.x + now.width;
+    if (i < movable_) {
+      for (const std::size_t s : model_.kinds[model_.kind_of_shape[spot.shape]].usable) {
+        narrowest = std::min(narrowest, model_.shapes[s].width);
+      }
+    }
+    least_length_ = std::max(least_length_, narrowest);
+  }
+  least_length_ = std::max(least_length_, area / model_.width);
   pool_.clear();
   failures_ = 0;
   Shrink();
@@ -31,8 +48,8 @@ void StripWorker::Begin(std::vector<Spot> spots, double length) {
 }
 
 void StripWorker::Shrink() {
-  const double length = best_.length * (1 - ratio_);
-  ++stats.shrinks;
+  done_ = done_ || best_.length <= least_length_ * (1 + 1e-6);
+  const double length = std::max(best_.length * (1 - ratio_), least_length_);
   std::vector<Spot> spots = best_.spots;
   // Half of the time everything right of a cut moves left, else only what sticks out.
   Random& random = separation_.random();
@@ -67,7 +84,7 @@ void StripWorker::Disturb() {
   std::size_t b = a;
   for (int tries = 0; tries < 20; ++tries) {
     b = large[random.Below(large.size())];
-    if (model_.kind_of_piece[a] != model_.kind_of_piece[b]) break;
+    if (model_.kind_of_shape[spots[a].shape] != model_.kind_of_shape[spots[b].shape]) break;
   }
   const Shape &sa = model_.shapes[spots[a].shape], &sb = model_.shapes[spots[b].shape];
   const double ax = spots[a].x + sa.width / 2, ay = spots[a].y + sa.height / 2;
@@ -79,7 +96,6 @@ void StripWorker::Disturb() {
 
 void StripWorker::Fail() {
   ++failures_;
-  ++stats.fails;
   Failure failure = {least_, least_total_};
   const auto place = std::upper_bound(pool_.begin(), pool_.end(), failure,
                                       [](const Failure& a, const Failure& b) { return a.total < b.total; });
@@ -97,19 +113,26 @@ void StripWorker::Fail() {
   }
 }
 
+bool StripWorker::Separate(std::vector<Spot> spots, double length, Steps steps) {
+  const Steps until = separation_.steps + steps;
+  Begin(std::move(spots), length);
+  double total = least_total_;
+  while (total > 0 && separation_.steps < until && !stop_()) total = separation_.Sweep();
+  if (total > 0) return false;
+  separation_.Compact();
+  best_ = {separation_.spots(), separation_.Used()};
+  return true;
+}
+
 void StripWorker::Run(Steps until) {
-  while (separation_.steps < until) {
+  while (separation_.steps < until && !done_ && !stop_()) {
     double total = least_total_;
-    if (total > 0) {
-      total = separation_.Sweep();
-      ++stats.sweeps;
-    }
+    if (total > 0) total = separation_.Sweep();
     if (total == 0) {
       separation_.Compact();
       const double used = separation_.Used();
       if (used < best_.length) {
         best_ = {separation_.spots(), used};
-        ++stats.successes;
       }
       if (failures_ == 0) ratio_ = std::min(kMostRatio, ratio_ * 1.5);
       failures_ = 0;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "nesting/separation.h"
@@ -17,17 +18,19 @@ struct Feasible {
 /// One worker. Takes a layout without overlaps, shortens the container, and separates what then overlaps.
 class StripWorker {
  public:
-  StripWorker(const Model& model, std::size_t movable, std::uint64_t seed);
+  /// Pieces from `movable` on stay where they are. `stop` is looked at between sweeps.
+  StripWorker(const Model& model, std::size_t movable, std::uint64_t seed, const std::function<bool()>& stop);
 
-  /// Goes on from a better layout than its own.
+  /// Goes on from a better layout than its own; what it has in hand it finishes first where that would be shorter.
   void Take(const Feasible& better);
-  /// Works until so many steps were taken, and to the end of the sweep then in hand.
+  /// Works until so many steps were taken since the beginning, and to the end of the sweep then in hand.
   void Run(Steps until);
+  /// Tries, for so many steps, to take the overlaps out of a layout in a container of this length. True when it did;
+  /// the layout is in best() then.
+  bool Separate(std::vector<Spot> spots, double length, Steps steps);
   const Feasible& best() const { return best_; }
-  Steps steps() const { return separation_.steps; }
-  bool behind(double length) const { return target_ >= length; }
-
-  struct { int shrinks = 0, successes = 0, sweeps = 0, fails = 0; } stats;
+  /// Whether no shorter length is possible.
+  bool done() const { return done_; }
 
  private:
   void Shrink();
@@ -38,7 +41,10 @@ class StripWorker {
   const Model& model_;
   std::size_t movable_;
   Separation separation_;
+  const std::function<bool()>& stop_;
   Feasible best_;
+  double least_length_ = 0;  // that area, fixed pieces and single pieces allow
+  bool done_ = false;
   double target_ = 0;       // length of the attempt in hand
   double ratio_ = 0.02;     // by how much to shorten
   int failures_ = 0;        // since the last success
