@@ -1,10 +1,13 @@
-// Utilisation of published strips against the best known: nest_strips FOLDER [--steps N | --seconds S] [--threads N]
-// [--seeds N] [--only NAME]. FOLDER holds an instance a file (JSON: items with shape, demand and allowed_orientations,
-// strip_height) and README.md with a table of the best known. Prints a row an instance: the median of the seeds.
+// Utilisation of published strips against the best known: nest_strips [FOLDER] [--steps N | --seconds S]
+// [--threads N]
+// [--seeds N] [--only NAME]. FOLDER, without one the configured TRQ_NESTING, holds an instance a file (JSON:
+// items with shape, demand and allowed_orientations, strip_height) and README.md with a table of the best
+// known. Prints a row an instance: the median of the seeds.
 #include <algorithm>
+#include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -65,18 +68,19 @@ std::map<std::string, double> ReadBestKnown(const std::filesystem::path& path) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc < 2) {
+  const bool given = argc > 1 && argv[1][0] != '-';
+  const std::filesystem::path folder = given ? argv[1] : TRQ_NESTING;
+  if (folder.empty() || !std::filesystem::is_directory(folder)) {
     std::cerr << "nest_strips FOLDER [--steps N | --seconds S] [--threads N] [--seeds N] [--only NAME]\n";
     return 2;
   }
-  const std::filesystem::path folder = argv[1];
   Limits limits;
   limits.steps = ~std::uint64_t{0} / 4;
   limits.threads = 2;
   limits.wall_seconds = 10;
   int seeds = 3;
   std::string only;
-  for (int i = 2; i + 1 < argc; i += 2) {
+  for (int i = given ? 2 : 1; i + 1 < argc; i += 2) {
     const std::string option = argv[i];
     if (option == "--steps") limits.steps = std::strtoull(argv[i + 1], nullptr, 10), limits.wall_seconds = 0;
     if (option == "--seconds") limits.wall_seconds = std::atof(argv[i + 1]);
@@ -92,7 +96,8 @@ int main(int argc, char** argv) {
   std::sort(files.begin(), files.end());
   double sum = 0, least = 1e9;
   int count = 0, faults = 0;
-  std::printf("%-12s %8s %8s %8s %10s %8s %8s\n", "instance", "use %", "best %", "ratio", "Msteps", "cpu s", "wall s");
+  std::printf("%-12s %8s %8s %8s %10s %8s %8s\n", "instance", "use %", "best %", "ratio", "Msteps", "cpu s",
+              "wall s");
   for (const auto& path : files) {
     const std::string name = path.stem().string();
     if (!only.empty() && name != only) continue;
@@ -108,16 +113,17 @@ int main(int argc, char** argv) {
       const Result result = trqprep::nesting::Nest(job, limits);
       uses.push_back(area / (job.container.width * result.length));
       steps += result.steps;
-      faults += static_cast<int>(
-          trqprep::nesting::CheckPlacements(job, result.placements, result.missing, 1e-6 * job.container.width).size());
+      faults += static_cast<int>(trqprep::nesting::CheckPlacements(job, result.placements, result.missing,
+                                                                   1e-6 * job.container.width)
+                                     .size());
     }
     const double cpu_seconds = static_cast<double>(std::clock() - cpu) / CLOCKS_PER_SEC / seeds;
     const std::chrono::duration<double> wall_seconds = (std::chrono::steady_clock::now() - wall) / seeds;
     std::sort(uses.begin(), uses.end());
     const double use = uses[uses.size() / 2];
     const double best = best_known.count(name) ? best_known.at(name) : 1;
-    std::printf("%-12s %8.3f %8.3f %8.4f %10.0f %8.2f %8.2f\n", name.c_str(), 100 * use, 100 * best, use / best,
-                static_cast<double>(steps) / seeds / 1e6, cpu_seconds, wall_seconds.count());
+    std::printf("%-12s %8.3f %8.3f %8.4f %10.0f %8.2f %8.2f\n", name.c_str(), 100 * use, 100 * best,
+                use / best, static_cast<double>(steps) / seeds / 1e6, cpu_seconds, wall_seconds.count());
     std::fflush(stdout);
     sum += use / best;
     least = std::min(least, use / best);

@@ -27,7 +27,8 @@ std::vector<Line> LinesOf(const Ring& ring, const Turn& turn, double x, double y
   const auto place = [&](const Point& p) {
     return Point{turn.cosine * p.x - turn.sine * p.y + x, turn.sine * p.x + turn.cosine * p.y + y};
   };
-  for (std::size_t i = 0; i < ring.size(); ++i) lines.push_back({place(ring[i]), place(ring[(i + 1) % ring.size()])});
+  for (std::size_t i = 0; i < ring.size(); ++i)
+    lines.push_back({place(ring[i]), place(ring[(i + 1) % ring.size()])});
   return lines;
 }
 
@@ -43,7 +44,8 @@ double ToLine(Point p, const Line& line) {
 }
 
 double Between(const Line& a, const Line& b) {
-  const double s = Cross(a.a, a.b, b.a), t = Cross(a.a, a.b, b.b), u = Cross(b.a, b.b, a.a), v = Cross(b.a, b.b, a.b);
+  const double s = Cross(a.a, a.b, b.a), t = Cross(a.a, a.b, b.b), u = Cross(b.a, b.b, a.a),
+               v = Cross(b.a, b.b, a.b);
   if (((s > 0 && t < 0) || (s < 0 && t > 0)) && ((u > 0 && v < 0) || (u < 0 && v > 0))) return 0;
   return std::min({ToLine(a.a, b), ToLine(a.b, b), ToLine(b.a, a), ToLine(b.b, a)});
 }
@@ -146,8 +148,10 @@ double Nearest(const Piece& a, const Piece& b, double limit) {
   const auto near = [&](const Piece& of, const Piece& other) {
     std::vector<const Line*> kept;
     for (const Line& line : of.lines) {
-      if (std::max(line.a.x, line.b.x) >= other.low.x - limit && std::min(line.a.x, line.b.x) <= other.high.x + limit &&
-          std::max(line.a.y, line.b.y) >= other.low.y - limit && std::min(line.a.y, line.b.y) <= other.high.y + limit) {
+      if (std::max(line.a.x, line.b.x) >= other.low.x - limit &&
+          std::min(line.a.x, line.b.x) <= other.high.x + limit &&
+          std::max(line.a.y, line.b.y) >= other.low.y - limit &&
+          std::min(line.a.y, line.b.y) <= other.high.y + limit) {
         kept.push_back(&line);
       }
     }
@@ -164,7 +168,8 @@ double Nearest(const Piece& a, const Piece& b, double limit) {
   std::vector<std::vector<const Line*>> grid(columns);
   for (const Line* line : others) {
     const std::size_t last = column(std::max(line->a.x, line->b.x) + limit);
-    for (std::size_t c = column(std::min(line->a.x, line->b.x) - limit); c <= last; ++c) grid[c].push_back(line);
+    for (std::size_t c = column(std::min(line->a.x, line->b.x) - limit); c <= last; ++c)
+      grid[c].push_back(line);
   }
   double nearest = limit;
   for (const Line* line : lines) {
@@ -187,7 +192,8 @@ double Nearest(const Piece& a, const Piece& b, double limit) {
 double AreaOf(const Outline& outline) {
   const auto area = [](const Ring& ring) {
     double twice = 0;
-    for (std::size_t i = 0; i < ring.size(); ++i) twice += Cross(ring[0], ring[i], ring[(i + 1) % ring.size()]);
+    for (std::size_t i = 0; i < ring.size(); ++i)
+      twice += Cross(ring[0], ring[i], ring[(i + 1) % ring.size()]);
     return std::fabs(twice) / 2;
   };
   double sum = 0;
@@ -205,7 +211,8 @@ std::vector<Fault> CheckPlacements(const Job& job, const std::vector<Placement>&
   all.insert(all.end(), job.fixed.begin(), job.fixed.end());
   for (std::size_t i = 0; i < all.size(); ++i) {
     const Placement& p = all[i];
-    if (p.part >= job.parts.size() || p.turn >= job.parts[p.part].turns.size() || !(p.x * 0 == 0) || !(p.y * 0 == 0)) {
+    if (p.part >= job.parts.size() || p.turn >= job.parts[p.part].turns.size() || !(p.x * 0 == 0) ||
+        !(p.y * 0 == 0)) {
       faults.push_back({Fault::What::kNumber, i, i, 0});
     }
   }
@@ -250,7 +257,8 @@ std::vector<Fault> CheckPlacements(const Job& job, const std::vector<Placement>&
   }
   std::vector<std::size_t> by_left(pieces.size());
   double most_gap = 0;
-  for (std::size_t i = 0; i < pieces.size(); ++i) by_left[i] = i, most_gap = std::max(most_gap, pieces[i].gap);
+  for (std::size_t i = 0; i < pieces.size(); ++i)
+    by_left[i] = i, most_gap = std::max(most_gap, pieces[i].gap);
   std::sort(by_left.begin(), by_left.end(), [&](std::size_t a, std::size_t b) {
     return pieces[a].low.x != pieces[b].low.x ? pieces[a].low.x < pieces[b].low.x : a < b;
   });

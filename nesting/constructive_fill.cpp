@@ -92,14 +92,16 @@ class Cells {
     std::uint64_t* bits = Level(static_cast<std::size_t>(column), 0);
     for (int y = from; y < to;) {
       const int end = std::min(to, (y / 64 + 1) * 64);
-      const std::uint64_t ones = end - y == 64 ? ~std::uint64_t{0} : ((std::uint64_t{1} << (end - y)) - 1) << (y % 64);
+      const std::uint64_t ones =
+          end - y == 64 ? ~std::uint64_t{0} : ((std::uint64_t{1} << (end - y)) - 1) << (y % 64);
       bits[y / 64] |= ones;
       y = end;
     }
     stale_[static_cast<std::size_t>(column)] = true;
   }
 
-  /// The lowest of the rows 0 to `last` at which the runs, put at `column`, touch nothing occupied; -1 when there is none.
+  /// The lowest of the rows 0 to `last` at which the runs, put at `column`, touch nothing occupied; -1 when
+  /// there is none.
   int LowestFree(const std::vector<std::vector<Run>>& runs, std::size_t column, int last) {
     blocked_.assign(words_, 0);
     const std::size_t used = static_cast<std::size_t>(last) / 64 + 1;
@@ -206,7 +208,8 @@ class Filler {
         }
       }
     }
-    if (best_right == std::numeric_limits<double>::infinity() && !InCorner(kind, best) && !AtTheEnd(kind, best)) {
+    if (best_right == std::numeric_limits<double>::infinity() && !InCorner(kind, best) &&
+        !AtTheEnd(kind, best)) {
       return false;
     }
     if (!Free(best)) return false;  // cells do not know fixed pieces of any size
@@ -252,7 +255,7 @@ class Filler {
     for (int round = 0; round < 2; ++round) {
       for (int axis = 0; axis < 2; ++axis) {
         double& at = axis == 0 ? spot.x : spot.y;
-        for (double step = std::min(at, 2 * cell_); step > 0.01 * cell_; step /= 2) {
+        for (double step = std::min(at, 2 * cell_); step > 1e-6 * cell_; step /= 2) {
           const double was = at;
           at = std::max(0.0, at - step);
           if (!Free(spot)) at = was;
@@ -310,8 +313,9 @@ class Filler {
   void Occupy(const Spot& spot) {
     const Shape& shape = model_.shapes[spot.shape];
     const double end = std::min(model_.length, kMostColumns * cell_) + most_gap_ + cell_;
-    if (spot.x > end || spot.x + shape.width < -most_gap_ - cell_ || spot.y > model_.width + most_gap_ + cell_ ||
-        spot.y + shape.height < -most_gap_ - cell_ || shape.height > kMostCells * cell_) {
+    if (spot.x > end || spot.x + shape.width < -most_gap_ - cell_ ||
+        spot.y > model_.width + most_gap_ + cell_ || spot.y + shape.height < -most_gap_ - cell_ ||
+        shape.height > kMostCells * cell_) {
       return;  // far outside
     }
     const double column = std::floor(spot.x / cell_), row = std::floor(spot.y / cell_);

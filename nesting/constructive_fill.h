@@ -8,8 +8,9 @@
 
 namespace trqprep::nesting {
 
-/// Adds pieces to `spots`, in the order of `kinds` (a part's index for each piece), and appends the index of each that was
-/// placed to `placed`. All gaps are kept. What finds no place is left out, and so is every later piece of its part.
+/// Adds pieces to `spots`, in the order of `kinds` (a part's index for each piece), and appends the index of
+/// each that was placed to `placed`. All gaps are kept. What finds no place is left out, and so is every
+/// later piece of its part.
 void FillFromTheLeft(const Model& model, const std::vector<std::size_t>& kinds, std::vector<Spot>& spots,
                      std::vector<std::size_t>& placed);
 

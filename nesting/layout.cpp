@@ -19,11 +19,12 @@ Model::Model(const Job& job) {
     kind.gap = (part.gap >= 0 ? part.gap : job.gap) + job.clearance;
     double longest = 0;
     for (const Turn& turn : part.turns) {
-      // Where no gap keeps edges apart, those that only touch are told from those that cross by a hair's breadth.
+      // Where no gap keeps edges apart, those that only touch are told from those that cross by a hair's
+      // breadth.
       double inset = 0;
       if (kind.gap == 0) {
         Shape plain = MakeShape(part.outline, turn, use_holes, 0, nullptr, false);
-        inset = 2e-7 * std::min(plain.width, plain.height);
+        inset = 2e-8 * std::min(plain.width, plain.height);
       }
       const Shape* first = shapes.size() > kind.first_shape ? &shapes[kind.first_shape] : nullptr;
       shapes.push_back(MakeShape(part.outline, turn, use_holes, inset, first, true));

@@ -9,18 +9,19 @@
 
 namespace trqprep::nesting {
 
-/// A job made ready. Coordinates are relative to the corner (margin, margin); pieces have their boxes' corners there.
+/// A job made ready. Coordinates are relative to the corner (margin, margin); pieces have their boxes'
+/// corners there.
 struct Model {
   explicit Model(const Job& job);
 
   struct Kind {
     std::size_t first_shape = 0;
     std::size_t turns = 0;
-    double gap = 0;                  ///< planned: with the clearance
-    std::vector<std::size_t> usable; ///< shapes that fit the container
+    double gap = 0;                   ///< planned: with the clearance
+    std::vector<std::size_t> usable;  ///< shapes that fit the container
   };
   std::vector<Shape> shapes;
-  std::vector<Kind> kinds;           ///< by part
+  std::vector<Kind> kinds;  ///< by part
   std::vector<std::size_t> kind_of_shape;
   double length = 0;  ///< inside the margins; of a strip: enough for all pieces in a row
   double width = 0;

@@ -39,12 +39,14 @@ std::string WhatIsWrong(const Job& job) {
     if (part.turns.empty()) return name + "no turn is allowed";
     for (const Turn& turn : part.turns) {
       const double square = turn.sine * turn.sine + turn.cosine * turn.cosine;
-      if (!(square > 1 - 1e-9 && square < 1 + 1e-9)) return name + "sine and cosine of a turn do not belong together";
+      if (!(square > 1 - 1e-9 && square < 1 + 1e-9))
+        return name + "sine and cosine of a turn do not belong together";
     }
     if (!number(part.gap)) return name + "the gap is no number that can be used";
     if (part.copies < 0) return name + "fewer than no copies";
     copies += static_cast<std::size_t>(part.copies);
-    if (copies > static_cast<std::size_t>(kMostCopies)) return "more than " + std::to_string(kMostCopies) + " copies";
+    if (copies > static_cast<std::size_t>(kMostCopies))
+      return "more than " + std::to_string(kMostCopies) + " copies";
     bool any = false;
     for (const Region& region : part.outline) {
       if (region.outer.empty()) return name + "a region without corners";
@@ -60,8 +62,8 @@ std::string WhatIsWrong(const Job& job) {
     if (!any) return name + "no outline";
   }
   for (const Placement& fixed : job.fixed) {
-    if (fixed.part >= job.parts.size() || fixed.turn >= job.parts[fixed.part].turns.size() || !number(fixed.x) ||
-        !number(fixed.y)) {
+    if (fixed.part >= job.parts.size() || fixed.turn >= job.parts[fixed.part].turns.size() ||
+        !number(fixed.x) || !number(fixed.y)) {
       return "a fixed piece of no part, at no turn or at no place";
     }
   }
@@ -84,11 +86,13 @@ class Rounds {
   /// Runs `work(worker)` for all workers. False when the round was broken off: its results do not count.
   template <typename Work>
   bool Run(Steps steps, const Work& work) {
-    const std::size_t threads = std::clamp<std::size_t>(static_cast<std::size_t>(std::max(limits_.threads, 1)), 1, kWorkers);
+    const std::size_t threads =
+        std::clamp<std::size_t>(static_cast<std::size_t>(std::max(limits_.threads, 1)), 1, kWorkers);
     std::exception_ptr failed[kWorkers];
     const auto share = [&](std::size_t thread) {
       try {
-        for (std::size_t w = thread; w < kWorkers && !stop_.load(std::memory_order_relaxed); w += threads) work(w);
+        for (std::size_t w = thread; w < kWorkers && !stop_.load(std::memory_order_relaxed); w += threads)
+          work(w);
       } catch (...) {
         failed[thread] = std::current_exception();
         stop_ = true;
@@ -164,7 +168,8 @@ class Nester {
     for (const Placement& fixed : job_.fixed) {
       const std::size_t s = model_.kinds[fixed.part].first_shape + fixed.turn;
       const Shape& shape = model_.shapes[s];
-      fixed_.push_back({s, fixed.x + shape.corner.x - model_.margin, fixed.y + shape.corner.y - model_.margin});
+      fixed_.push_back(
+          {s, fixed.x + shape.corner.x - model_.margin, fixed.y + shape.corner.y - model_.margin});
     }
     const auto size = [&](std::size_t p) { return model_.shapes[model_.kinds[p].first_shape].weight; };
     if (!job_.given_order) {
@@ -204,11 +209,13 @@ class Nester {
     for (const Spot& spot : layout_.spots) area -= model_.shapes[spot.shape].area;
     return area;
   }
-  bool AreaAllows(std::size_t kind) const { return FreeArea() >= model_.shapes[model_.kinds[kind].first_shape].area; }
+  bool AreaAllows(std::size_t kind) const {
+    return FreeArea() >= model_.shapes[model_.kinds[kind].first_shape].area;
+  }
 
   std::unique_ptr<StripWorker> Worker(std::size_t index, std::size_t movable, std::uint64_t salt) const {
-    return std::make_unique<StripWorker>(model_, movable, Random(job_.seed * 1000003 + salt * kWorkers + index).Bits(),
-                                         stop_);
+    return std::make_unique<StripWorker>(model_, movable,
+                                         Random(job_.seed * 1000003 + salt * kWorkers + index).Bits(), stop_);
   }
 
   void Compact() {
@@ -229,7 +236,8 @@ class Nester {
       // The largest first, every other kind in between.
       std::vector<std::size_t> kinds;
       for (const std::size_t kind : left_) {
-        if (std::find(kinds.begin(), kinds.end(), kind) == kinds.end() && AreaAllows(kind)) kinds.push_back(kind);
+        if (std::find(kinds.begin(), kinds.end(), kind) == kinds.end() && AreaAllows(kind))
+          kinds.push_back(kind);
       }
       if (kinds.empty()) break;
       const std::size_t kind = kinds[tried % kinds.size()];
@@ -311,12 +319,13 @@ class Nester {
     result.outcome = Outcome::kPlaced;
     for (std::size_t p = 0; p < job_.parts.size(); ++p) {
       const bool too_large = model_.kinds[p].usable.empty() && job_.parts[p].copies > 0;
-      const int missing = too_large ? job_.parts[p].copies : static_cast<int>(std::count(left_.begin(), left_.end(), p));
+      const int missing =
+          too_large ? job_.parts[p].copies : static_cast<int>(std::count(left_.begin(), left_.end(), p));
       // As many as fit is one at least.
       if (missing == 0 || (job_.parts[p].fill && missing < job_.parts[p].copies)) continue;
       result.outcome = Outcome::kPartly;
       result.missing.push_back({p, missing,
-                                too_large        ? Missing::Why::kTooLarge
+                                too_large       ? Missing::Why::kTooLarge
                                 : AreaAllows(p) ? Missing::Why::kNoPlace
                                                 : Missing::Why::kNoFreeArea});
     }
@@ -349,7 +358,8 @@ Result Nest(const Job& job, const Limits& limits) {
 PlatesResult NestPlates(const Job& job, std::size_t most, const Limits& limits) {
   PlatesResult result;
   result.reason = WhatIsWrong(job);
-  if (result.reason.empty() && job.container.strip) result.reason = "a strip takes everything: there is no second one";
+  if (result.reason.empty() && job.container.strip)
+    result.reason = "a strip takes everything: there is no second one";
   if (!result.reason.empty()) return result;
   Job rest = job;
   Limits remaining = limits;

@@ -18,7 +18,9 @@ class Random {
   double Unit() { return static_cast<double>(Bits() >> 11) * 0x1p-53; }
   double Between(double low, double high) { return low + (high - low) * Unit(); }
   /// Below `count`, which is above 0.
-  std::size_t Below(std::size_t count) { return static_cast<std::size_t>(Unit() * static_cast<double>(count)); }
+  std::size_t Below(std::size_t count) {
+    return static_cast<std::size_t>(Unit() * static_cast<double>(count));
+  }
 
  private:
   std::uint64_t state_;

@@ -7,8 +7,8 @@ namespace trqprep::nesting {
 namespace {
 
 constexpr double kInfinite = std::numeric_limits<double>::infinity();
-constexpr int kAnywhere = 24;   // samples over the container
-constexpr int kAround = 12;      // samples about the piece
+constexpr int kAnywhere = 24;  // samples over the container
+constexpr int kAround = 12;    // samples about the piece
 constexpr std::size_t kRefined = 3;
 constexpr double kRaiseLeast = 1.2, kRaiseMost = 2.0, kDecay = 0.95;
 
@@ -157,7 +157,8 @@ void Separation::Move(std::size_t piece) {
       }
     }
     best[place] = candidate;
-    for (; place > 0 && best[place].value < best[place - 1].value; --place) std::swap(best[place], best[place - 1]);
+    for (; place > 0 && best[place].value < best[place - 1].value; --place)
+      std::swap(best[place], best[place - 1]);
   };
   const auto bound = [&] { return found < kRefined ? kInfinite : best[found - 1].value; };
   offer({here, Evaluate(piece, here, kInfinite)});
@@ -247,10 +248,12 @@ void Separation::Compact() {
     order_.clear();
     for (std::size_t i = 0; i < movable_; ++i) order_.push_back(i);
     std::sort(order_.begin(), order_.end(), [&](std::size_t a, std::size_t b) {
-      return left_[a] != left_[b] ? left_[a] < left_[b] : bottom_[a] != bottom_[b] ? bottom_[a] < bottom_[b] : a < b;
+      return left_[a] != left_[b]       ? left_[a] < left_[b]
+             : bottom_[a] != bottom_[b] ? bottom_[a] < bottom_[b]
+                                        : a < b;
     });
     double moved = 0;
-    const double least = 1e-5 * model_.width;
+    const double least = 1e-7 * model_.width;
     for (const std::size_t piece : order_) {
       for (int axis = 0; axis < 2; ++axis) {
         Spot spot = spots_[piece];
@@ -270,7 +273,7 @@ void Separation::Compact() {
         }
       }
     }
-    if (moved <= 4 * least) break;
+    if (moved <= 1e-4 * model_.width) break;
   }
   for (std::size_t i = 0; i < movable_; ++i) Update(i);
 }

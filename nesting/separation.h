@@ -18,8 +18,8 @@ class Separation {
   void Start(std::vector<Spot> spots, std::size_t movable, double length);
   /// Puts pieces back to spots, with the weights as they are.
   void Restore(const std::vector<Spot>& spots);
-  /// Moves every piece that overlaps once to where it weighs least, as far as found, and raises the weight of what still
-  /// overlaps. Returns the sum of overlaps, without weights; 0 when there is none.
+  /// Moves every piece that overlaps once to where it weighs least, as far as found, and raises the weight of
+  /// what still overlaps. Returns the sum of overlaps, without weights; 0 when there is none.
   double Sweep();
   /// Pulls every piece to the left, then to the front, as long as that is free. Overlaps stay.
   void Compact();

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::uint32_t kEdgesInLeaf = 4;
 constexpr std::size_t kMostPoles = 8;
-constexpr double kPoleCover = 0.9;   // of the area: enough discs
+constexpr double kPoleCover = 0.9;  // of the area: enough discs
 constexpr float kFarAway = 1e15;
 
 double SignedArea(const Ring& ring) {
@@ -28,7 +28,8 @@ Ring Distinct(const Ring& ring) {
   for (const Point& p : ring) {
     if (kept.empty() || p.x != kept.back().x || p.y != kept.back().y) kept.push_back(p);
   }
-  while (kept.size() > 1 && kept.front().x == kept.back().x && kept.front().y == kept.back().y) kept.pop_back();
+  while (kept.size() > 1 && kept.front().x == kept.back().x && kept.front().y == kept.back().y)
+    kept.pop_back();
   return kept;
 }
 
@@ -117,7 +118,8 @@ void NearestEdge(const Shape& shape, std::uint32_t node, double x, double y, dou
     return;
   }
   std::uint32_t near = node + 1, far = here.right;
-  if (SquareToBox(shape.nodes[far].box, x, y) < SquareToBox(shape.nodes[near].box, x, y)) std::swap(near, far);
+  if (SquareToBox(shape.nodes[far].box, x, y) < SquareToBox(shape.nodes[near].box, x, y))
+    std::swap(near, far);
   NearestEdge(shape, near, x, y, best);
   NearestEdge(shape, far, x, y, best);
 }
@@ -144,14 +146,16 @@ bool Meet(double ax, double ay, double bx, double by, const Edge& e, double squa
     const double c = vx * (ay - e.ay) - vy * (ax - e.ax), d = vx * (by - e.ay) - vy * (bx - e.ax);
     if ((c <= 0 || d <= 0) && (c >= 0 || d >= 0)) {
       // On one line they still may lie apart.
-      return std::max(std::min(ax, bx), std::min(e.ax, e.bx)) <= std::min(std::max(ax, bx), std::max(e.ax, e.bx)) &&
-             std::max(std::min(ay, by), std::min(e.ay, e.by)) <= std::min(std::max(ay, by), std::max(e.ay, e.by));
+      return std::max(std::min(ax, bx), std::min(e.ax, e.bx)) <=
+                 std::min(std::max(ax, bx), std::max(e.ax, e.bx)) &&
+             std::max(std::min(ay, by), std::min(e.ay, e.by)) <=
+                 std::min(std::max(ay, by), std::max(e.ay, e.by));
     }
   }
-  return square > 0 &&
-         (SquareToEdge(ax, ay, bx, by, e.ax, e.ay) < square || SquareToEdge(ax, ay, bx, by, e.bx, e.by) < square ||
-          SquareToEdge(e.ax, e.ay, e.bx, e.by, ax, ay) < square ||
-          SquareToEdge(e.ax, e.ay, e.bx, e.by, bx, by) < square);
+  return square > 0 && (SquareToEdge(ax, ay, bx, by, e.ax, e.ay) < square ||
+                        SquareToEdge(ax, ay, bx, by, e.bx, e.by) < square ||
+                        SquareToEdge(e.ax, e.ay, e.bx, e.by, ax, ay) < square ||
+                        SquareToEdge(e.ax, e.ay, e.bx, e.by, bx, by) < square);
 }
 
 struct EdgeSearch {
@@ -185,7 +189,8 @@ struct EdgeSearch {
       }
       return false;
     }
-    if (b.right == 0 || (a.right != 0 && a.count >= b.count)) return Near(node_a + 1, node_b) || Near(a.right, node_b);
+    if (b.right == 0 || (a.right != 0 && a.count >= b.count))
+      return Near(node_a + 1, node_b) || Near(a.right, node_b);
     return Near(node_a, node_b + 1) || Near(node_a, b.right);
   }
 };
@@ -225,7 +230,8 @@ Poles FindPoles(const Shape& shape) {
   double first_radius = 0;
   while (poles.count < kMostPoles && covered < kPoleCover * shape.area) {
     std::priority_queue<Cell> cells;
-    const double half = std::max(std::min(shape.width, shape.height), std::max(shape.width, shape.height) / 16) / 2;
+    const double half =
+        std::max(std::min(shape.width, shape.height), std::max(shape.width, shape.height) / 16) / 2;
     if (!(half > 0)) break;
     for (double x = half; x - half < shape.width; x += 2 * half) {
       for (double y = half; y - half < shape.height; y += 2 * half) cells.push({x, y, half, depth(x, y)});
@@ -238,7 +244,8 @@ Poles FindPoles(const Shape& shape) {
       if (cell.Bound() <= best.depth * 1.02 + smallest) break;
       const double quarter = cell.half / 2;
       for (int corner = 0; corner < 4; ++corner) {
-        const double x = cell.x + (corner % 2 ? quarter : -quarter), y = cell.y + (corner / 2 ? quarter : -quarter);
+        const double x = cell.x + (corner % 2 ? quarter : -quarter),
+                     y = cell.y + (corner / 2 ? quarter : -quarter);
         const Cell part = {x, y, quarter, depth(x, y)};
         if (part.Bound() > best.depth * 1.02 + smallest) cells.push(part);
       }
@@ -296,7 +303,8 @@ Shape MakeShape(const Outline& outline, const Turn& turn, bool use_holes, double
   }
   Box box = {all[0].x, all[0].y, all[0].x, all[0].y};
   for (const Point& p : all) {
-    box = {std::min(box.left, p.x), std::min(box.bottom, p.y), std::max(box.right, p.x), std::max(box.top, p.y)};
+    box = {std::min(box.left, p.x), std::min(box.bottom, p.y), std::max(box.right, p.x),
+           std::max(box.top, p.y)};
   }
   shape.corner = {box.left, box.bottom};
   shape.width = box.right - box.left;
@@ -329,10 +337,12 @@ Shape MakeShape(const Outline& outline, const Turn& turn, bool use_holes, double
 
 bool Collide(const Shape& first, const Shape& second, double dx, double dy, double gap, Steps& steps) {
   steps += 2;
-  if (dx > first.width + gap || dx + second.width < -gap || dy > first.height + gap || dy + second.height < -gap) {
+  if (dx > first.width + gap || dx + second.width < -gap || dy > first.height + gap ||
+      dy + second.height < -gap) {
     return false;
   }
-  // Where the largest discs overlap, the outlines need not be compared. Just inside: a disc's radius is rounded.
+  // Where the largest discs overlap, the outlines need not be compared. Just inside: a disc's radius is
+  // rounded.
   const Poles &p = first.poles, &q = second.poles;
   const std::size_t large = std::min<std::size_t>(p.count, 2);
   for (std::size_t i = 0; i < large; ++i) {
@@ -372,7 +382,8 @@ double Overlap(const Shape& first, const Shape& second, double dx, double dy, do
     for (std::size_t j = 0; j < n; ++j) {
       const float ex = x - qx[j], ey = y - qy[j];
       const float depth = reach + qr[j] - std::sqrt(ex * ex + ey * ey);
-      // Below `near` the depth falls off as a hyperbola, which goes on smoothly. Without branches: four at a time.
+      // Below `near` the depth falls off as a hyperbola, which goes on smoothly. Without branches: four at a
+      // time.
       const float value = near_square / (near_twice - Less(depth, near)) + (depth - Less(depth, near));
       sums[j] += value * Less(radius, qr[j]);
     }

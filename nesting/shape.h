@@ -17,8 +17,9 @@ struct Edge {
   double ax, ay, bx, by;
 };
 
-/// The largest disc inside the outline, the largest beside that one, and so on: poles of inaccessibility. Padded to a
-/// multiple of 4 with discs of radius 0 that lie far away. In single precision: they guide and decide nothing.
+/// The largest disc inside the outline, the largest beside that one, and so on: poles of inaccessibility.
+/// Padded to a multiple of 4 with discs of radius 0 that lie far away. In single precision: they guide and
+/// decide nothing.
 struct Poles {
   std::vector<float> x, y, radius;
   std::size_t count = 0;  ///< without the padding
@@ -52,20 +53,21 @@ struct Shape {
 /// Discs inside the outline.
 Poles FindPoles(const Shape& shape);
 
-/// The outline at a turn. `inset` above 0 moves every edge inwards by so much, but for what that makes of very sharp
-/// corners: what touches is then apart. The poles are those of `other`, the same outline at another turn, turned; they
-/// are found anew without it. `poles` false leaves them out.
-Shape MakeShape(const Outline& outline, const Turn& turn, bool use_holes, double inset, const Shape* other, bool poles);
+/// The outline at a turn. `inset` above 0 moves every edge inwards by so much, but for what that makes of
+/// very sharp corners: what touches is then apart. The poles are those of `other`, the same outline at
+/// another turn, turned; they are found anew without it. `poles` false leaves them out.
+Shape MakeShape(const Outline& outline, const Turn& turn, bool use_holes, double inset, const Shape* other,
+                bool poles);
 
 /// Counts what was examined.
 using Steps = std::uint64_t;
 
-/// Whether the second shape, its corner at (dx, dy) from that of the first, is nearer than `gap` to it, touches it or
-/// lies over it.
+/// Whether the second shape, its corner at (dx, dy) from that of the first, is nearer than `gap` to it,
+/// touches it or lies over it.
 bool Collide(const Shape& first, const Shape& second, double dx, double dy, double gap, Steps& steps);
 
-/// How much they lie over each other, of no particular unit: falls where they are moved apart, and never reaches 0. Means
-/// something for shapes that collide.
+/// How much they lie over each other, of no particular unit: falls where they are moved apart, and never
+/// reaches 0. Means something for shapes that collide.
 double Overlap(const Shape& first, const Shape& second, double dx, double dy, double gap, Steps& steps);
 
 }  // namespace trqprep::nesting

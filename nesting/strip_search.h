@@ -21,12 +21,13 @@ class StripWorker {
   /// Pieces from `movable` on stay where they are. `stop` is looked at between sweeps.
   StripWorker(const Model& model, std::size_t movable, std::uint64_t seed, const std::function<bool()>& stop);
 
-  /// Goes on from a better layout than its own; what it has in hand it finishes first where that would be shorter.
+  /// Goes on from a better layout than its own; what it has in hand it finishes first where that would be
+  /// shorter.
   void Take(const Feasible& better);
   /// Works until so many steps were taken since the beginning, and to the end of the sweep then in hand.
   void Run(Steps until);
-  /// Tries, for so many steps, to take the overlaps out of a layout in a container of this length. True when it did;
-  /// the layout is in best() then.
+  /// Tries, for so many steps, to take the overlaps out of a layout in a container of this length. True when
+  /// it did; the layout is in best() then.
   bool Separate(std::vector<Spot> spots, double length, Steps steps);
   const Feasible& best() const { return best_; }
   /// Whether no shorter length is possible.
@@ -45,9 +46,9 @@ class StripWorker {
   Feasible best_;
   double least_length_ = 0;  // that area, fixed pieces and single pieces allow
   bool done_ = false;
-  double target_ = 0;       // length of the attempt in hand
-  double ratio_ = 0.02;     // by how much to shorten
-  int failures_ = 0;        // since the last success
+  double target_ = 0;    // length of the attempt in hand
+  double ratio_ = 0.02;  // by how much to shorten
+  int failures_ = 0;     // since the last success
   // The attempt in hand:
   std::vector<Spot> least_;  // layout of the least overlap
   double least_total_ = 0;

@@ -1,8 +1,9 @@
 /// Nesting: where outlines lie in a rectangle without coming nearer to one another than they may.
 /// Knows outlines alone, neither meshes nor files. docs/nesting.md tells how it works and what it is after.
 ///
-/// Everything is decided by counted steps, never by the clock: the same job, seed and steps give the same bits on every
-/// machine and with any number of threads. Lengths are millimetres in the examples; any one unit will do.
+/// Everything is decided by counted steps, never by the clock: the same job, seed and steps give the same
+/// bits on every machine and with any number of threads. Lengths are millimetres in the examples; any one
+/// unit will do.
 #pragma once
 
 #include <cstddef>
@@ -55,36 +56,39 @@ struct Placement {
 
 /// The rectangle from (0, 0) to (length, width): length along X, width along Y.
 struct Container {
-  double length = 0;    ///< of a strip: not read
+  double length = 0;  ///< of a strip: not read
   double width = 0;
-  bool strip = false;   ///< open to the right: the length used is what is made small
-  double margin = 0;    ///< from every piece to the walls, the open end of a strip apart
+  bool strip = false;  ///< open to the right: the length used is what is made small
+  double margin = 0;   ///< from every piece to the walls, the open end of a strip apart
 };
 
 struct Job {
   std::vector<Part> parts;
-  std::vector<Placement> fixed;  ///< pieces that stay where they are, besides the copies; they may touch one another
+  std::vector<Placement>
+      fixed;  ///< pieces that stay where they are, besides the copies; they may touch one another
   Container container;
-  double gap = 0;            ///< between pieces; of two the larger counts
-  double clearance = 0.0005; ///< planned on top of every gap, for those who round what is placed
-  bool use_holes = true;     ///< pieces may lie in holes of others
-  bool given_order = false;  ///< the constructive pass takes parts as they come, not the largest first
+  double gap = 0;             ///< between pieces; of two the larger counts
+  double clearance = 0.0005;  ///< planned on top of every gap, for those who round what is placed
+  bool use_holes = true;      ///< pieces may lie in holes of others
+  bool given_order = false;   ///< the constructive pass takes parts as they come, not the largest first
   std::uint64_t seed = 1;
 };
 
-/// How long a job may take. `steps` bounds the search alone: the constructive pass and the compacting always run to their
-/// ends. A step is the cost of examining one pair of edges; about 10^8 are a second of one processor.
+/// How long a job may take. `steps` bounds the search alone: the constructive pass and the compacting always
+/// run to their ends. A step is the cost of examining one pair of edges; about 10^8 are a second of one
+/// processor.
 struct Limits {
-  std::uint64_t steps = 0;       ///< of all workers together; 0: constructive pass and compacting
-  int threads = 1;               ///< changes nothing but the time
-  double wall_seconds = 0;       ///< above 0: the search ends here, with what the last finished round had
-  std::function<bool()> cancel;  ///< true ends everything; called by the calling thread, every few milliseconds
+  std::uint64_t steps = 0;  ///< of all workers together; 0: constructive pass and compacting
+  int threads = 1;          ///< changes nothing but the time
+  double wall_seconds = 0;  ///< above 0: the search ends here, with what the last finished round had
+  std::function<bool()>
+      cancel;  ///< true ends everything; called by the calling thread, every few milliseconds
 };
 
 enum class Outcome {
-  kPlaced,       ///< every copy has its place
-  kPartly,       ///< some have none: `missing`
-  kBadInput,     ///< `reason` says what; nothing was placed
+  kPlaced,    ///< every copy has its place
+  kPartly,    ///< some have none: `missing`
+  kBadInput,  ///< `reason` says what; nothing was placed
   kCancelled,
 };
 
@@ -109,12 +113,13 @@ struct Result {
   std::string reason;       ///< of kBadInput
 };
 
-/// Places the copies: a constructive pass, then a search for a shorter length (a strip) or for places of what found none
-/// (a container of given length), then compacting towards the corner (margin, margin).
+/// Places the copies: a constructive pass, then a search for a shorter length (a strip) or for places of what
+/// found none (a container of given length), then compacting towards the corner (margin, margin).
 Result Nest(const Job& job, const Limits& limits);
 
-/// Several containers of the same size: fewest first, then the shortest length in each. `containers[i]` holds what lies
-/// in the i-th; fixed pieces lie in the first. At most `most` containers. `Result::placements` of each as from Nest.
+/// Several containers of the same size: fewest first, then the shortest length in each. `containers[i]` holds
+/// what lies in the i-th; fixed pieces lie in the first. At most `most` containers. `Result::placements` of
+/// each as from Nest.
 struct PlatesResult {
   Outcome outcome = Outcome::kBadInput;
   std::vector<Result> containers;
@@ -127,11 +132,11 @@ PlatesResult NestPlates(const Job& job, std::size_t most, const Limits& limits);
 /// What is wrong with placements, found by comparing edges with edges and nothing of the search.
 struct Fault {
   enum class What {
-    kNumber,   ///< a part or turn that does not exist, or a coordinate that is no number
-    kCopies,   ///< more or fewer of a part than expected
-    kWall,     ///< nearer to a wall than the margin
-    kGap,      ///< nearer to another piece than the gap, or over it
-    kHole,     ///< in a hole of another piece where that is forbidden
+    kNumber,  ///< a part or turn that does not exist, or a coordinate that is no number
+    kCopies,  ///< more or fewer of a part than expected
+    kWall,    ///< nearer to a wall than the margin
+    kGap,     ///< nearer to another piece than the gap, or over it
+    kHole,    ///< in a hole of another piece where that is forbidden
   };
   What what;
   std::size_t first;   ///< index of the placement; for kCopies the part
@@ -139,9 +144,10 @@ struct Fault {
   double distance;     ///< found; below 0 when one piece lies over another
 };
 
-/// Checks that all copies of `job` are placed (but for those of parts with `fill` and those in `missing`), and distances
-/// to walls and between pieces (not between two fixed ones) that are less than asked for by more than `tolerance`. Pieces
-/// of gap 0 may lie over each other by `tolerance`. The clearance is not asked for.
+/// Checks that all copies of `job` are placed (but for those of parts with `fill` and those in `missing`),
+/// and distances to walls and between pieces (not between two fixed ones) that are less than asked for by
+/// more than `tolerance`. Pieces of gap 0 may lie over each other by `tolerance`. The clearance is not asked
+/// for.
 std::vector<Fault> CheckPlacements(const Job& job, const std::vector<Placement>& placements,
                                    const std::vector<Missing>& missing, double tolerance);
 
