@@ -1,4 +1,4 @@
-/// Nesting: where outlines lie in a rectangle without coming nearer to one another than they may.
+/// Where outlines lie in a rectangle without coming nearer to one another than they may.
 /// Knows outlines alone, neither meshes nor files. docs/nesting.md tells how it works and what it is after.
 ///
 /// Everything is decided by counted steps, never by the clock: the same job, seed and steps give the same
