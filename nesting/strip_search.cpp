@@ -1,12 +1,10 @@
 #include "nesting/strip_search.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace trqprep::nesting {
 namespace {
 
-constexpr double kInfinite = std::numeric_limits<double>::infinity();
 constexpr double kMostRatio = 0.03, kLeastRatio = 0.0005;
 
 }  // namespace
