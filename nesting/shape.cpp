@@ -178,13 +178,17 @@ struct EdgeSearch {
       for (std::uint32_t j = b.first; j < b.first + b.count; ++j) {
         const Edge& e = second.edges[j];
         const double ax = e.ax + dx, ay = e.ay + dy, bx = e.bx + dx, by = e.by + dy;
-        if (std::min(ax, bx) > a.box.right + gap || std::max(ax, bx) < a.box.left - gap ||
-            std::min(ay, by) > a.box.top + gap || std::max(ay, by) < a.box.bottom - gap) {
-          continue;
-        }
+        const double left = std::min(ax, bx) - gap, right = std::max(ax, bx) + gap;
+        const double bottom = std::min(ay, by) - gap, top = std::max(ay, by) + gap;
+        if (left > a.box.right || right < a.box.left || bottom > a.box.top || top < a.box.bottom) continue;
         steps += a.count;
         for (std::uint32_t i = a.first; i < a.first + a.count; ++i) {
-          if (Meet(ax, ay, bx, by, first.edges[i], gap * gap)) return true;
+          const Edge& f = first.edges[i];
+          if (std::min(f.ax, f.bx) > right || std::max(f.ax, f.bx) < left || std::min(f.ay, f.by) > top ||
+              std::max(f.ay, f.by) < bottom) {
+            continue;
+          }
+          if (Meet(ax, ay, bx, by, f, gap * gap)) return true;
         }
       }
       return false;
