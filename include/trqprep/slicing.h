@@ -1,0 +1,62 @@
+/// Contours of a mesh at given heights.
+///
+/// The rule is exact where it decides and rounds once where it computes. Every vertex gets a level, the number of
+/// planes below it, by comparing floats; a facet is cut by plane k when its vertices lie on both sides of it, that is
+/// when k is between its least level and its greatest. It then has one edge that goes up through the plane and one that
+/// goes down. The crossing of an edge is computed from the lower vertex to the upper one, in double, and rounded once,
+/// so that all facets at the edge find the same point. Contours are joined from up edge to down edge by the pair of
+/// vertices, never by distance: when every directed edge of a mesh is met by one in the other direction, all contours
+/// are closed at every height, whatever lies in the plane. (This library's own form of the usual sweep; levels in the
+/// place of distances are what makes it exact.)
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "trq/core/mesh.h"
+
+namespace trqprep {
+
+/// X and Y of a point of a contour, in the mesh's units.
+using SlicePoint = std::array<float, 2>;
+
+/// The interior lies to the left: outer contours run counter-clockwise, holes clockwise.
+struct SliceContour {
+  std::vector<SlicePoint> points;  ///< of a closed contour, the first is repeated as the last
+  bool closed = true;
+  std::int32_t gaps = 0;  ///< places where ends that belong to no common edge were joined
+};
+
+/// Ends of contours that do not meet: the mesh is open there.
+struct SliceGap {
+  std::size_t layer = 0;
+  SlicePoint from{}, to{};
+  double width = 0;    ///< distance of the two
+  bool joined = false; ///< they were within SliceOptions::close of each other
+};
+
+struct SliceOptions {
+  /// A vertex in a plane counts as above it, so that a flat top shows; otherwise a flat bottom does.
+  bool in_plane_is_above = false;
+  /// Ends of open contours are joined up to this distance; what is farther apart stays open. Not below 0.
+  double close = 0.1;
+  /// A vertex is left out when it lies within this distance of the edge that replaces it; below 0 none is.
+  double tolerance = 1e-4;
+  /// At least 1. The contours are the same whatever it is.
+  int threads = 1;
+};
+
+struct Slices {
+  /// Per plane. By least x of its first point, which is that of its least x and y, then its least y, then the points.
+  std::vector<std::vector<SliceContour>> layers;
+  std::vector<SliceGap> gaps;  ///< by layer
+};
+
+/// Cuts the mesh at planes of constant Z, ascending finite numbers. Facets in a plane give nothing. A triangle's index
+/// that names no vertex reads as the point (0, 0, 0). Coordinates should be finite: where one is not, contours near it
+/// have points that are not. Takes time in proportion to facets and crossings, but for sorting. Throws std::bad_alloc.
+Slices SliceMesh(const trq::core::MeshView& mesh, const std::vector<float>& planes, const SliceOptions& options = {});
+
+}  // namespace trqprep

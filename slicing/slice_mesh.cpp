@@ -1,0 +1,344 @@
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <mutex>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "slicing/contour_form.h"
+#include "slicing/open_ends.h"
+#include "trqprep/slicing.h"
+
+namespace trqprep {
+namespace {
+
+using slicing::Chain;
+using trq::core::MeshView;
+
+constexpr std::int32_t kNone = -1;
+
+// Of every vertex, the number of planes below it.
+class Levels {
+ public:
+  Levels(const MeshView& mesh, const std::vector<float>& planes, bool in_plane_is_above)
+      : planes_(planes), inclusive_(in_plane_is_above) {
+    const double span = double(planes.back()) - double(planes.front());
+    per_height_ = span > 0 ? double(planes.size() - 1) / span : 0;
+    levels_.reserve(mesh.vertices.size());
+    for (const PbVec3f& vertex : mesh.vertices) levels_.push_back(Of(vertex[2]));
+    none_ = Of(0.0f);
+  }
+  std::int32_t operator[](std::int32_t vertex) const {
+    const auto index = static_cast<std::uint32_t>(vertex);
+    return index < levels_.size() ? levels_[index] : none_;
+  }
+
+ private:
+  bool Above(float z, std::size_t plane) const { return inclusive_ ? z >= planes_[plane] : z > planes_[plane]; }
+  std::int32_t Of(float z) const {
+    const std::size_t n = planes_.size();
+    if (!Above(z, 0)) return 0;  // also what is not a number
+    if (Above(z, n - 1)) return static_cast<std::int32_t>(n);
+    // Planes mostly stand at equal distances: a guess, and a search where it is wrong.
+    const auto guess =
+        std::min(static_cast<std::size_t>((double(z) - double(planes_.front())) * per_height_), n - 2);
+    for (std::size_t k = guess; k < std::min(guess + 2, n - 1); ++k) {
+      if (Above(z, k) && !Above(z, k + 1)) return static_cast<std::int32_t>(k + 1);
+    }
+    const auto found = inclusive_ ? std::upper_bound(planes_.begin(), planes_.end(), z)
+                                  : std::lower_bound(planes_.begin(), planes_.end(), z);
+    return static_cast<std::int32_t>(found - planes_.begin());
+  }
+
+  const std::vector<float>& planes_;
+  bool inclusive_;
+  double per_height_ = 0;
+  std::int32_t none_ = 0;
+  std::vector<std::int32_t> levels_;
+};
+
+// An edge by its vertices, the one below the plane first.
+using EdgeKey = std::uint64_t;
+EdgeKey KeyOf(std::int32_t below, std::int32_t above) {
+  return EdgeKey(static_cast<std::uint32_t>(below)) << 32 | static_cast<std::uint32_t>(above);
+}
+
+// Finds the segments that begin on an edge, in their order where there are several.
+class Starts {
+ public:
+  // Takes the edges on which segments begin, into a table with open addressing. A mesh can be made whose edges all want
+  // the same places; then they are sorted.
+  void Take(const std::vector<EdgeKey>& keys) {
+    keys_ = &keys;
+    const std::size_t n = keys.size();
+    int bits = 4;
+    while ((std::size_t(1) << bits) < 2 * n) ++bits;
+    shift_ = 64 - bits;
+    mask_ = (std::size_t(1) << bits) - 1;
+    table_.assign(mask_ + 1, kNone);
+    next_.assign(n, kNone);
+    cursor_.resize(n);
+    steps_ = 0;
+    sorted_.clear();
+    for (std::size_t i = n; i-- > 0;) {
+      cursor_[i] = static_cast<std::int32_t>(i);
+      std::size_t slot = SlotOf(keys[i]);
+      while (table_[slot] != kNone && keys[std::size_t(table_[slot])] != keys[i]) {
+        slot = (slot + 1) & mask_;
+        ++steps_;
+      }
+      next_[i] = table_[slot];
+      table_[slot] = static_cast<std::int32_t>(i);
+      if (steps_ > kMostSteps * n) return Sort();
+    }
+  }
+
+  // The next segment that begins there; kNone when none is left.
+  std::int32_t TakeAt(EdgeKey key) {
+    const std::int32_t first = FirstOf(key);
+    if (first == kNone) return kNone;
+    const std::int32_t segment = cursor_[std::size_t(first)];
+    if (segment != kNone) cursor_[std::size_t(first)] = next_[std::size_t(segment)];
+    return segment;
+  }
+
+ private:
+  static constexpr std::size_t kMostSteps = 16;
+
+  std::size_t SlotOf(EdgeKey key) const { return std::size_t((key * 0x9E3779B97F4A7C15u) >> shift_); }
+  std::int32_t FirstOf(EdgeKey key) {
+    if (sorted_.empty()) {
+      for (std::size_t slot = SlotOf(key); table_[slot] != kNone; slot = (slot + 1) & mask_) {
+        if ((*keys_)[std::size_t(table_[slot])] == key) return table_[slot];
+        if (++steps_ > 2 * kMostSteps * keys_->size()) {
+          SortKeys();
+          return FirstOf(key);
+        }
+      }
+      return kNone;
+    }
+    const auto found = std::lower_bound(sorted_.begin(), sorted_.end(), std::make_pair(key, std::int32_t(0)));
+    return found != sorted_.end() && found->first == key ? found->second : kNone;
+  }
+  void SortKeys() {
+    for (std::size_t i = 0; i < keys_->size(); ++i) {
+      sorted_.emplace_back((*keys_)[i], static_cast<std::int32_t>(i));
+    }
+    std::sort(sorted_.begin(), sorted_.end());
+  }
+  void Sort() {
+    SortKeys();
+    for (std::size_t i = 0; i < sorted_.size(); ++i) {
+      const bool more = i + 1 < sorted_.size() && sorted_[i + 1].first == sorted_[i].first;
+      next_[std::size_t(sorted_[i].second)] = more ? sorted_[i + 1].second : kNone;
+      cursor_[i] = static_cast<std::int32_t>(i);
+    }
+  }
+
+  const std::vector<EdgeKey>* keys_ = nullptr;
+  int shift_ = 60;
+  std::size_t mask_ = 0, steps_ = 0;
+  std::vector<std::int32_t> table_;   // the first segment of the edge that has the place
+  std::vector<std::int32_t> next_;    // the next segment of the same edge
+  std::vector<std::int32_t> cursor_;  // of a first segment: the one to take next
+  std::vector<std::pair<EdgeKey, std::int32_t>> sorted_;
+};
+
+// Cuts plane after plane; each thread has one.
+class Cutter {
+ public:
+  Cutter(const MeshView& mesh, const Levels& levels, const std::vector<float>& planes, const SliceOptions& options)
+      : mesh_(mesh), levels_(levels), planes_(planes), options_(options) {}
+
+  // `facets`: those that the plane cuts.
+  void Cut(std::size_t plane, const std::int32_t* facets, std::size_t count, std::vector<SliceContour>& contours,
+           std::vector<SliceGap>& gaps) {
+    FindSegments(std::int32_t(plane), facets, count);
+    starts_.Take(begins_);
+    follows_.resize(count);
+    led_to_.assign(count, false);
+    for (std::size_t i = 0; i < count; ++i) {
+      follows_[i] = starts_.TakeAt(ends_[i]);
+      if (follows_[i] != kNone) led_to_[std::size_t(follows_[i])] = true;
+    }
+    height_ = planes_[plane];
+    done_.assign(count, false);
+    FollowChains(plane, contours, gaps);
+    for (std::size_t i = 0; i < count; ++i) {
+      if (!done_[i]) FollowLoop(i, contours);
+    }
+    for (SliceContour& contour : contours) Form(contour);
+    contours.erase(std::remove_if(contours.begin(), contours.end(), IsPoint), contours.end());
+    std::sort(contours.begin(), contours.end(), slicing::Before);
+  }
+
+ private:
+  // A segment runs from the facet's edge that goes down through the plane to the one that goes up.
+  void FindSegments(std::int32_t plane, const std::int32_t* facets, std::size_t count) {
+    begins_.resize(count);
+    ends_.resize(count);
+    for (std::size_t i = 0; i < count; ++i) {
+      const R_INT4& facet = mesh_.triangles[std::size_t(facets[i])];
+      const std::int32_t corners[3] = {facet[0], facet[1], facet[2]};
+      bool above[3];
+      for (int k = 0; k < 3; ++k) above[k] = levels_[corners[k]] > plane;
+      for (int k = 0; k < 3; ++k) {
+        const int next = k == 2 ? 0 : k + 1;
+        if (above[k] == above[next]) continue;
+        if (above[k]) {
+          begins_[i] = KeyOf(corners[next], corners[k]);
+        } else {
+          ends_[i] = KeyOf(corners[k], corners[next]);
+        }
+      }
+    }
+  }
+
+  SlicePoint CrossingOf(EdgeKey key) const {
+    const float* low = mesh_.Vertex(static_cast<std::int32_t>(key >> 32));
+    const float* high = mesh_.Vertex(static_cast<std::int32_t>(key & 0xffffffffu));
+    const double share = (double(height_) - double(low[2])) / (double(high[2]) - double(low[2]));
+    SlicePoint point;
+    for (std::size_t k = 0; k < 2; ++k) {
+      point[k] = float(double(low[k]) + share * (double(high[k]) - double(low[k])));
+    }
+    return point;
+  }
+
+  void FollowLoop(std::size_t first, std::vector<SliceContour>& contours) {
+    SliceContour contour;
+    std::size_t at = first;
+    do {
+      done_[at] = true;
+      contour.points.push_back(CrossingOf(ends_[at]));
+      at = std::size_t(follows_[at]);
+    } while (at != first);
+    contours.push_back(std::move(contour));
+  }
+
+  void FollowChains(std::size_t plane, std::vector<SliceContour>& contours, std::vector<SliceGap>& gaps) {
+    std::vector<Chain> chains;
+    for (std::size_t i = 0; i < led_to_.size(); ++i) {
+      if (led_to_[i]) continue;
+      Chain chain;
+      chain.first_edge = begins_[i];
+      chain.points.push_back(CrossingOf(begins_[i]));
+      std::size_t at = i;
+      for (std::int32_t next = std::int32_t(i); next != kNone; next = follows_[at]) {
+        at = std::size_t(next);
+        done_[at] = true;
+        chain.points.push_back(CrossingOf(ends_[at]));
+      }
+      chain.last_edge = ends_[at];
+      chains.push_back(std::move(chain));
+    }
+    if (chains.empty()) return;
+    slicing::JoinChains(chains, options_.close, plane, contours, gaps);
+    // Loops have no repeated point yet.
+    for (SliceContour& contour : contours) {
+      if (contour.closed && contour.points.size() > 1 && contour.points.front() == contour.points.back()) {
+        contour.points.pop_back();
+      }
+    }
+  }
+
+  void Form(SliceContour& contour) const {
+    if (contour.closed) {
+      slicing::RotateToLeast(contour.points);
+      contour.points.push_back(contour.points.front());
+    }
+    slicing::LeaveOut(contour.points, options_.tolerance, contour.closed);
+  }
+
+  static bool IsPoint(const SliceContour& contour) {
+    return contour.closed && std::all_of(contour.points.begin(), contour.points.end(),
+                                         [&](const SlicePoint& point) { return point == contour.points.front(); });
+  }
+
+  const MeshView& mesh_;
+  const Levels& levels_;
+  const std::vector<float>& planes_;
+  const SliceOptions& options_;
+  float height_ = 0;
+  std::vector<EdgeKey> begins_, ends_;  // of each segment
+  Starts starts_;
+  std::vector<std::int32_t> follows_;  // the segment that begins where this one ends
+  std::vector<bool> led_to_, done_;
+};
+
+// The facets that each plane cuts, those of plane k from offsets[k] to offsets[k + 1].
+struct CutFacets {
+  std::vector<std::size_t> offsets;
+  std::vector<std::int32_t> facets;
+};
+
+CutFacets FindCutFacets(const MeshView& mesh, const Levels& levels, std::size_t planes) {
+  const auto range = [&](const R_INT4& facet) {
+    const std::int32_t a = levels[facet[0]], b = levels[facet[1]], c = levels[facet[2]];
+    return std::make_pair(std::min({a, b, c}), std::max({a, b, c}));
+  };
+  CutFacets cut;
+  std::vector<std::int64_t> change(planes + 1, 0);
+  for (const R_INT4& facet : mesh.triangles) {
+    const auto [low, high] = range(facet);
+    ++change[std::size_t(low)];
+    --change[std::size_t(high)];
+  }
+  cut.offsets.assign(planes + 1, 0);
+  std::int64_t open = 0;
+  for (std::size_t k = 0; k < planes; ++k) {
+    open += change[k];
+    cut.offsets[k + 1] = cut.offsets[k] + std::size_t(open);
+  }
+  cut.facets.resize(cut.offsets[planes]);
+  std::vector<std::size_t> at(cut.offsets.begin(), cut.offsets.end() - 1);
+  std::int32_t number = 0;
+  for (const R_INT4& facet : mesh.triangles) {
+    const auto [low, high] = range(facet);
+    for (std::int32_t k = low; k < high; ++k) cut.facets[at[std::size_t(k)]++] = number;
+    ++number;
+  }
+  return cut;
+}
+
+}  // namespace
+
+Slices SliceMesh(const MeshView& mesh, const std::vector<float>& planes, const SliceOptions& options) {
+  Slices slices;
+  slices.layers.resize(planes.size());
+  if (planes.empty()) return slices;
+  const Levels levels(mesh, planes, options.in_plane_is_above);
+  const CutFacets cut = FindCutFacets(mesh, levels, planes.size());
+  std::vector<std::vector<SliceGap>> gaps(planes.size());
+  std::atomic<std::size_t> next{0};
+  std::exception_ptr failure;
+  std::mutex guard;
+  const auto work = [&] {
+    try {
+      Cutter cutter(mesh, levels, planes, options);
+      for (std::size_t k = next++; k < planes.size(); k = next++) {
+        cutter.Cut(k, cut.facets.data() + cut.offsets[k], cut.offsets[k + 1] - cut.offsets[k], slices.layers[k],
+                   gaps[k]);
+      }
+    } catch (...) {
+      const std::lock_guard<std::mutex> lock(guard);
+      failure = std::current_exception();
+      next = planes.size();
+    }
+  };
+  std::vector<std::thread> threads;
+  for (int i = 1; i < options.threads; ++i) threads.emplace_back(work);
+  work();
+  for (std::thread& thread : threads) thread.join();
+  if (failure) std::rethrow_exception(failure);
+  for (const std::vector<SliceGap>& layer : gaps) {
+    slices.gaps.insert(slices.gaps.end(), layer.begin(), layer.end());
+  }
+  return slices;
+}
+
+}  // namespace trqprep
