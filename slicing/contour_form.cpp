@@ -20,8 +20,8 @@ int Compare(const SlicePoint& a, const SlicePoint& b) {
 
 }  // namespace
 
-// The least rotation in linear time, by two candidates that are compared ahead (Shiloach, "Fast canonization of circular
-// strings", Journal of Algorithms 2, 1981).
+// The least rotation in linear time, by two candidates that are compared ahead (Shiloach, "Fast canonization
+// of circular strings", Journal of Algorithms 2, 1981).
 void RotateToLeast(std::vector<SlicePoint>& loop) {
   const std::size_t n = loop.size();
   std::size_t i = 0, j = 1, same = 0;
@@ -38,10 +38,10 @@ void RotateToLeast(std::vector<SlicePoint>& loop) {
   std::rotate(loop.begin(), loop.begin() + static_cast<std::ptrdiff_t>(std::min(i, j)), loop.end());
 }
 
-// From the last point kept, the directions in which an edge passes all points since within the tolerance are a wedge
-// that narrows (Williams, "An efficient algorithm for the piecewise linear approximation of planar curves", Computer
-// Graphics and Image Processing 8, 1978). The edge has to go on, too: away from the point kept, farther each time, so
-// that what is left out lies beside the edge and not behind its ends.
+// From the last point kept, the directions in which an edge passes all points since within the tolerance are
+// a wedge that narrows (Williams, "An efficient algorithm for the piecewise linear approximation of planar
+// curves", Computer Graphics and Image Processing 8, 1978). The edge has to go on, too: away from the point
+// kept, farther each time, so that what is left out lies beside the edge and not behind its ends.
 void LeaveOut(std::vector<SlicePoint>& points, double tolerance, bool closed) {
   const std::size_t n = points.size();
   if (tolerance < 0 || n < 3) return;
@@ -56,7 +56,8 @@ void LeaveOut(std::vector<SlicePoint>& points, double tolerance, bool closed) {
     const SlicePoint& from = kept.back();
     double to[2] = {double(points[i][0]) - double(from[0]), double(points[i][1]) - double(from[1])};
     double square = to[0] * to[0] + to[1] * to[1];
-    bool goes_on = !any || (square >= farthest && (!bounded || (cross(right, to) >= 0 && cross(to, left) >= 0)));
+    bool goes_on =
+        !any || (square >= farthest && (!bounded || (cross(right, to) >= 0 && cross(to, left) >= 0)));
     if (!goes_on) {  // the one before ends the edge, and begins the next
       kept.push_back(points[i - 1]);
       any = bounded = false;

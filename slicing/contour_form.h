@@ -10,8 +10,8 @@ namespace trqprep::slicing {
 /// Takes the points of a loop, the first not repeated, to the rotation that is least as a sequence.
 void RotateToLeast(std::vector<SlicePoint>& loop);
 
-/// Leaves out points that lie within `tolerance` of the edge that replaces them, the first and last never. `closed`: the
-/// last point is the first, repeated; then at least three others stay.
+/// Leaves out points that lie within `tolerance` of the edge that replaces them, the first and last never.
+/// `closed`: the last point is the first, repeated; then at least three others stay.
 void LeaveOut(std::vector<SlicePoint>& points, double tolerance, bool closed);
 
 /// The order of contours in a layer.

@@ -16,7 +16,10 @@ constexpr End kFree = static_cast<End>(-1);
 class Joiner {
  public:
   Joiner(const std::vector<Chain>& chains, double close)
-      : chains_(chains), close_(close), partner_(2 * chains.size(), kFree), apart_(2 * chains.size(), false) {}
+      : chains_(chains),
+        close_(close),
+        partner_(2 * chains.size(), kFree),
+        apart_(2 * chains.size(), false) {}
 
   const SlicePoint& PointOf(End end) const {
     const Chain& chain = chains_[end / 2];
@@ -42,8 +45,8 @@ class Joiner {
     }
   }
 
-  // The nearest pairs first. Each end is compared with a bounded number of those near it, and what finds no partner so
-  // is tried again among those that are left.
+  // The nearest pairs first. Each end is compared with a bounded number of those near it, and what finds no
+  // partner so is tried again among those that are left.
   void JoinNear() {
     if (!(close_ > 0)) return;
     for (bool joined = true; joined;) {
@@ -100,7 +103,8 @@ class Joiner {
         const auto size = static_cast<std::size_t>(last - first);
         for (std::size_t k = 0; k < std::min(size, kNeighbours); ++k) {
           // Each begins elsewhere among many, so that not all find the same few.
-          const End other = first[static_cast<std::ptrdiff_t>(size > kNeighbours ? (i + 1 + k) % size : k)].second;
+          const End other =
+              first[static_cast<std::ptrdiff_t>(size > kNeighbours ? (i + 1 + k) % size : k)].second;
           const double distance = other > end ? Distance(end, other) : close_ + 1;
           if (other != end && (other > end || size > kNeighbours)) {
             const double apart = other > end ? distance : Distance(other, end);
@@ -153,8 +157,8 @@ class Joiner {
 
 }  // namespace
 
-void JoinChains(const std::vector<Chain>& chains, double close, std::size_t layer, std::vector<SliceContour>& contours,
-                std::vector<SliceGap>& gaps) {
+void JoinChains(const std::vector<Chain>& chains, double close, std::size_t layer,
+                std::vector<SliceContour>& contours, std::vector<SliceGap>& gaps) {
   Joiner joiner(chains, close);
   joiner.JoinOnEdges();
   joiner.JoinNear();

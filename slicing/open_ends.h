@@ -14,9 +14,10 @@ struct Chain {
   std::uint64_t first_edge = 0, last_edge = 0;  ///< keys of the edges on which it begins and ends
 };
 
-/// Joins chains whose ends lie on the same edge, whatever their direction; then those whose ends are within `close` of
-/// each other, the nearest first. Adds the contours, and a gap for every pair of ends that is no pair of one edge.
-void JoinChains(const std::vector<Chain>& chains, double close, std::size_t layer, std::vector<SliceContour>& contours,
-                std::vector<SliceGap>& gaps);
+/// Joins chains whose ends lie on the same edge, whatever their direction; then those whose ends are within
+/// `close` of each other, the nearest first. Adds the contours, and a gap for every pair of ends that is no
+/// pair of one edge.
+void JoinChains(const std::vector<Chain>& chains, double close, std::size_t layer,
+                std::vector<SliceContour>& contours, std::vector<SliceGap>& gaps);
 
 }  // namespace trqprep::slicing

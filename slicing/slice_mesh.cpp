@@ -11,6 +11,7 @@
 
 #include "slicing/contour_form.h"
 #include "slicing/open_ends.h"
+#include "slicing/unite.h"
 #include "trqprep/slicing.h"
 
 namespace trqprep {
@@ -38,7 +39,9 @@ class Levels {
   }
 
  private:
-  bool Above(float z, std::size_t plane) const { return inclusive_ ? z >= planes_[plane] : z > planes_[plane]; }
+  bool Above(float z, std::size_t plane) const {
+    return inclusive_ ? z >= planes_[plane] : z > planes_[plane];
+  }
   std::int32_t Of(float z) const {
     const std::size_t n = planes_.size();
     if (!Above(z, 0)) return 0;  // also what is not a number
@@ -70,8 +73,8 @@ EdgeKey KeyOf(std::int32_t below, std::int32_t above) {
 // Finds the segments that begin on an edge, in their order where there are several.
 class Starts {
  public:
-  // Takes the edges on which segments begin, into a table with open addressing. A mesh can be made whose edges all want
-  // the same places; then they are sorted.
+  // Takes the edges on which segments begin, into a table with open addressing. A mesh can be made whose
+  // edges all want the same places; then they are sorted.
   void Take(const std::vector<EdgeKey>& keys) {
     keys_ = &keys;
     const std::size_t n = keys.size();
@@ -151,12 +154,15 @@ class Starts {
 // Cuts plane after plane; each thread has one.
 class Cutter {
  public:
-  Cutter(const MeshView& mesh, const Levels& levels, const std::vector<float>& planes, const SliceOptions& options)
-      : mesh_(mesh), levels_(levels), planes_(planes), options_(options) {}
+  Cutter(const MeshView& mesh, const Levels& levels, const std::vector<float>& planes,
+         const SliceOptions& options)
+      : mesh_(mesh), levels_(levels), planes_(planes), options_(options) {
+    if (options.unite != SliceUnion::kNever) grid_ = slicing::GridOf(GreatestCoordinate());
+  }
 
   // `facets`: those that the plane cuts.
-  void Cut(std::size_t plane, const std::int32_t* facets, std::size_t count, std::vector<SliceContour>& contours,
-           std::vector<SliceGap>& gaps) {
+  void Cut(std::size_t plane, const std::int32_t* facets, std::size_t count,
+           std::vector<SliceContour>& contours, std::vector<SliceGap>& gaps, slicing::Union& united) {
     FindSegments(std::int32_t(plane), facets, count);
     starts_.Take(begins_);
     follows_.resize(count);
@@ -171,7 +177,12 @@ class Cutter {
     for (std::size_t i = 0; i < count; ++i) {
       if (!done_[i]) FollowLoop(i, contours);
     }
-    for (SliceContour& contour : contours) Form(contour);
+    for (SliceContour& contour : contours) Close(contour);
+    if (options_.unite != SliceUnion::kNever) {
+      united = slicing::UniteLayer(contours, options_.unite == SliceUnion::kAlways, grid_);
+    }
+    for (SliceContour& contour : contours)
+      slicing::LeaveOut(contour.points, options_.tolerance, contour.closed);
     contours.erase(std::remove_if(contours.begin(), contours.end(), IsPoint), contours.end());
     std::sort(contours.begin(), contours.end(), slicing::Before);
   }
@@ -246,23 +257,34 @@ class Cutter {
     }
   }
 
-  void Form(SliceContour& contour) const {
-    if (contour.closed) {
-      slicing::RotateToLeast(contour.points);
-      contour.points.push_back(contour.points.front());
+  static void Close(SliceContour& contour) {
+    if (!contour.closed) return;
+    slicing::RotateToLeast(contour.points);
+    contour.points.push_back(contour.points.front());
+  }
+
+  double GreatestCoordinate() const {
+    float greatest = 0;
+    for (const PbVec3f& vertex : mesh_.vertices) {
+      for (int k = 0; k < 2; ++k) {
+        const float size = std::abs(vertex[k]);
+        if (size > greatest && std::isfinite(size)) greatest = size;
+      }
     }
-    slicing::LeaveOut(contour.points, options_.tolerance, contour.closed);
+    return double(greatest);
   }
 
   static bool IsPoint(const SliceContour& contour) {
-    return contour.closed && std::all_of(contour.points.begin(), contour.points.end(),
-                                         [&](const SlicePoint& point) { return point == contour.points.front(); });
+    return contour.closed &&
+           std::all_of(contour.points.begin(), contour.points.end(),
+                       [&](const SlicePoint& point) { return point == contour.points.front(); });
   }
 
   const MeshView& mesh_;
   const Levels& levels_;
   const std::vector<float>& planes_;
   const SliceOptions& options_;
+  double grid_ = 1;
   float height_ = 0;
   std::vector<EdgeKey> begins_, ends_;  // of each segment
   Starts starts_;
@@ -314,6 +336,7 @@ Slices SliceMesh(const MeshView& mesh, const std::vector<float>& planes, const S
   const Levels levels(mesh, planes, options.in_plane_is_above);
   const CutFacets cut = FindCutFacets(mesh, levels, planes.size());
   std::vector<std::vector<SliceGap>> gaps(planes.size());
+  std::vector<slicing::Union> unions(planes.size());
   std::atomic<std::size_t> next{0};
   std::exception_ptr failure;
   std::mutex guard;
@@ -321,8 +344,8 @@ Slices SliceMesh(const MeshView& mesh, const std::vector<float>& planes, const S
     try {
       Cutter cutter(mesh, levels, planes, options);
       for (std::size_t k = next++; k < planes.size(); k = next++) {
-        cutter.Cut(k, cut.facets.data() + cut.offsets[k], cut.offsets[k + 1] - cut.offsets[k], slices.layers[k],
-                   gaps[k]);
+        cutter.Cut(k, cut.facets.data() + cut.offsets[k], cut.offsets[k + 1] - cut.offsets[k],
+                   slices.layers[k], gaps[k], unions[k]);
       }
     } catch (...) {
       const std::lock_guard<std::mutex> lock(guard);
@@ -337,6 +360,11 @@ Slices SliceMesh(const MeshView& mesh, const std::vector<float>& planes, const S
   if (failure) std::rethrow_exception(failure);
   for (const std::vector<SliceGap>& layer : gaps) {
     slices.gaps.insert(slices.gaps.end(), layer.begin(), layer.end());
+  }
+  for (std::size_t k = 0; k < planes.size(); ++k) {
+    slices.united += unions[k].changed;
+    if (unions[k].inverted_area > 0)
+      slices.inverted.push_back({k, unions[k].inverted, unions[k].inverted_area});
   }
   return slices;
 }

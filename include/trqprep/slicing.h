@@ -1,13 +1,14 @@
 /// Contours of a mesh at given heights.
 ///
-/// The rule is exact where it decides and rounds once where it computes. Every vertex gets a level, the number of
-/// planes below it, by comparing floats; a facet is cut by plane k when its vertices lie on both sides of it, that is
-/// when k is between its least level and its greatest. It then has one edge that goes up through the plane and one that
-/// goes down. The crossing of an edge is computed from the lower vertex to the upper one, in double, and rounded once,
-/// so that all facets at the edge find the same point. Contours are joined from up edge to down edge by the pair of
-/// vertices, never by distance: when every directed edge of a mesh is met by one in the other direction, all contours
-/// are closed at every height, whatever lies in the plane. (This library's own form of the usual sweep; levels in the
-/// place of distances are what makes it exact.)
+/// The rule is exact where it decides and rounds once where it computes. Every vertex gets a level, the
+/// number of planes below it, by comparing floats; a facet is cut by plane k when its vertices lie on both
+/// sides of it, that is when k is between its least level and its greatest. It then has one edge that goes up
+/// through the plane and one that goes down. The crossing of an edge is computed from the lower vertex to the
+/// upper one, in double, and rounded once, so that all facets at the edge find the same point. Contours are
+/// joined from up edge to down edge by the pair of vertices, never by distance: when every directed edge of a
+/// mesh is met by one in the other direction, all contours are closed at every height, whatever lies in the
+/// plane. (This library's own form of the usual sweep; levels in the place of distances are what makes it
+/// exact.)
 #pragma once
 
 #include <array>
@@ -33,8 +34,15 @@ struct SliceContour {
 struct SliceGap {
   std::size_t layer = 0;
   SlicePoint from{}, to{};
-  double width = 0;    ///< distance of the two
-  bool joined = false; ///< they were within SliceOptions::close of each other
+  double width = 0;     ///< distance of the two
+  bool joined = false;  ///< they were within SliceOptions::close of each other
+};
+
+/// When contours that go over each other become one, what is wound round at all being inside.
+enum class SliceUnion {
+  kAuto,    ///< where the winding number of a layer leaves 0 and 1, and only in the contours concerned
+  kAlways,  ///< in every layer; points are rounded
+  kNever,
 };
 
 struct SliceOptions {
@@ -44,19 +52,34 @@ struct SliceOptions {
   double close = 0.1;
   /// A vertex is left out when it lies within this distance of the edge that replaces it; below 0 none is.
   double tolerance = 1e-4;
+  /// Points of what is united are rounded to 2^-30 of the next power of two above the largest coordinate, or
+  /// finer.
+  SliceUnion unite = SliceUnion::kAuto;
   /// At least 1. The contours are the same whatever it is.
   int threads = 1;
 };
 
-struct Slices {
-  /// Per plane. By least x of its first point, which is that of its least x and y, then its least y, then the points.
-  std::vector<std::vector<SliceContour>> layers;
-  std::vector<SliceGap> gaps;  ///< by layer
+/// A layer in which something was inside out before it was united.
+struct SliceInverted {
+  std::size_t layer = 0;
+  SlicePoint at{};  ///< a point of it
+  double area = 0;  ///< that was wound round less than not at all
 };
 
-/// Cuts the mesh at planes of constant Z, ascending finite numbers. Facets in a plane give nothing. A triangle's index
-/// that names no vertex reads as the point (0, 0, 0). Coordinates should be finite: where one is not, contours near it
-/// have points that are not. Takes time in proportion to facets and crossings, but for sorting. Throws std::bad_alloc.
-Slices SliceMesh(const trq::core::MeshView& mesh, const std::vector<float>& planes, const SliceOptions& options = {});
+struct Slices {
+  /// Per plane. By least x of its first point, which is that of its least x and y, then its least y, then the
+  /// points.
+  std::vector<std::vector<SliceContour>> layers;
+  std::vector<SliceGap> gaps;           ///< by layer
+  std::vector<SliceInverted> inverted;  ///< by layer
+  std::size_t united = 0;               ///< layers in which contours became one
+};
+
+/// Cuts the mesh at planes of constant Z, ascending finite numbers. Facets in a plane give nothing. A
+/// triangle's index that names no vertex reads as the point (0, 0, 0). Coordinates should be finite: where
+/// one is not, contours near it have points that are not. Takes time in proportion to facets and crossings,
+/// but for sorting. Throws std::bad_alloc.
+Slices SliceMesh(const trq::core::MeshView& mesh, const std::vector<float>& planes,
+                 const SliceOptions& options = {});
 
 }  // namespace trqprep

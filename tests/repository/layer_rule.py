@@ -5,7 +5,8 @@ docs/architecture.md and ends with 1 when there is one.
 The rule: the layers of the library include one another in one direction only; only host/ knows the operating system;
 the library needs nothing but the C++ standard library; the rooms of prep/ include one another in one direction only, and
 their headers nothing but exported ones and the C++ standard library; tool and example programs see the installed headers
-only; nesting/ knows nothing but itself, its header and the C++ standard library; POSIX headers stand in host/, prep/files/ and tools/trqprep/cli/; no two files have the same name.
+only; nesting/ knows nothing but itself, its header and the C++ standard library; slicing/ knows the installed headers and Clipper
+besides; POSIX headers stand in host/, prep/files/ and tools/trqprep/cli/; no two files have the same name.
 """
 
 import os
@@ -36,7 +37,10 @@ ROOM_BELOW = {
 }
 
 # Rooms beside prep/, below all of its rooms, and the headers of include/trqprep/ that are theirs.
-ALONE = {"nesting": ["nesting.h"]}
+ALONE = {"nesting": ["nesting.h"], "slicing": ["slicing.h", "layer_plan.h"]}
+# What these know besides themselves: exported headers of the library, and others' libraries.
+ALONE_KNOWS_LIBRARY = {"slicing"}
+ALONE_LIBRARIES = {"slicing": ["polyclipping"]}
 
 # The headers of include/trqprep/ that no source file of prep/ is named after.
 ROOM_OF_HEADER = {"exit_codes.h": "says", "immortal.h": "files"}
@@ -189,7 +193,10 @@ def alone_fault(room, included, angled):
     """Why a file of a room that stands alone may not include this header."""
     first, _, rest = included.partition("/")
     if angled:
-        return None if included in STANDARD else "is not of the C++ standard library"
+        known = included in STANDARD or first in ALONE_LIBRARIES.get(room, [])
+        return None if known else "is not of the C++ standard library"
+    if first == "trq" and room in ALONE_KNOWS_LIBRARY:
+        return None if included[4:] in HEADER_LAYER else "is no exported header"
     if first == room or (first == "trqprep" and rest in ALONE[room]):
         return None
     return "is outside of %s/, which knows nothing else" % room

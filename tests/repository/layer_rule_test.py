@@ -66,6 +66,15 @@ class Check(unittest.TestCase):
         self.assert_broken("geometry/a.cpp", '#include "trqprep/nesting.h"\n')
         self.assert_broken("tools/trqprep/a.cpp", '#include "nesting/b.h"\n')
 
+    def test_slicing_knows_the_library_and_clipper(self):
+        self.assert_kept("slicing/a.cpp", '#include <polyclipping/clipper.hpp>\n#include "trq/core/mesh.h"\n#include "slicing/b.h"\n')
+        self.assert_kept("include/trqprep/slicing.h", '#include "trq/core/mesh.h"\n')
+        self.assert_kept("prep/build/a.cpp", '#include "trqprep/slicing.h"\n')
+        self.assert_broken("slicing/a.cpp", '#include "trqprep/job.h"\n')
+        self.assert_broken("slicing/a.cpp", "#include <fcntl.h>\n")
+        self.assert_broken("prep/build/a.cpp", '#include "slicing/b.h"\n')
+        self.assert_broken("nesting/a.cpp", "#include <polyclipping/clipper.hpp>\n")
+
     def test_library_needs_the_standard_library_only(self):
         self.assert_broken("geometry/a.cpp", "#include <fmt/format.h>\n")
         self.assert_broken("include/trq/geometry.h", "#include <nlohmann/json.hpp>\n")

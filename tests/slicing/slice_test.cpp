@@ -33,7 +33,8 @@ class Soup {
     Add(b, c, d);
     Add(c, a, d);
   }
-  // Of the box from the origin, facets outward; facet `flipped` the other way round, facet `missing` left out.
+  // Of the box from the origin, facets outward; facet `flipped` the other way round, facet `missing` left
+  // out.
   void AddBox(float x, float y, float z, int flipped = -1, int missing = -1, Corner at = {0, 0, 0}) {
     const auto corner = [&](int k) {
       return Corner{at[0] + (k & 1 ? x : 0), at[1] + (k & 2 ? y : 0), at[2] + (k & 4 ? z : 0)};
@@ -65,6 +66,7 @@ class Soup {
 SliceOptions KeepAll(int threads = 1) {
   SliceOptions options;
   options.tolerance = -1;
+  options.unite = SliceUnion::kNever;
   options.threads = threads;
   return options;
 }
@@ -134,7 +136,8 @@ TEST(SliceMesh, AHoleRunsClockwiseAndContoursStandInOrder) {
   EXPECT_EQ(AreaOf(layer), 100 - 16);
 }
 
-// Tetrahedra with corners on a coarse grid: faces, edges and corners that lie in each other and in planes, in every way.
+// Tetrahedra with corners on a coarse grid: faces, edges and corners that lie in each other and in planes, in
+// every way.
 Soup RandomTetrahedra(unsigned seed, int count, int grid) {
   std::mt19937 draw(seed);
   const auto corner = [&] {
@@ -187,21 +190,25 @@ TEST(SliceMesh, BalancedMeshesGiveClosedContoursWhateverLiesInThePlane) {
           EXPECT_TRUE(contour.closed && contour.gaps == 0) << seed;
           EXPECT_EQ(contour.points.front(), contour.points.back());
         }
-        EXPECT_NEAR(AreaOf(slices.layers[k]), AreaByFacets(soup, double(planes[k]), above), 1e-4) << seed << " " << k;
+        EXPECT_NEAR(AreaOf(slices.layers[k]), AreaByFacets(soup, double(planes[k]), above), 1e-4)
+            << seed << " " << k;
       }
     }
   }
 }
 
 TEST(SliceMesh, TheAreasAddUpToTheVolume) {
-  // Between neighbouring heights of vertices an area is a quadratic of the height, which two Gauss points integrate.
+  // Between neighbouring heights of vertices an area is a quadratic of the height, which two Gauss points
+  // integrate.
   for (unsigned seed = 0; seed < 50; ++seed) {
     const Soup soup = RandomTetrahedra(1000 + seed, 6, 7);
     double volume = 0;
     for (const R_INT4& facet : soup.triangles_) {
       const auto at = [&](int k, int axis) { return double(soup.vertices_[std::size_t(facet[k])][axis]); };
-      volume += (at(0, 0) * (at(1, 1) * at(2, 2) - at(1, 2) * at(2, 1)) - at(0, 1) * (at(1, 0) * at(2, 2) - at(1, 2) * at(2, 0)) +
-                 at(0, 2) * (at(1, 0) * at(2, 1) - at(1, 1) * at(2, 0))) / 6;
+      volume += (at(0, 0) * (at(1, 1) * at(2, 2) - at(1, 2) * at(2, 1)) -
+                 at(0, 1) * (at(1, 0) * at(2, 2) - at(1, 2) * at(2, 0)) +
+                 at(0, 2) * (at(1, 0) * at(2, 1) - at(1, 1) * at(2, 0))) /
+                6;
     }
     std::vector<float> planes;
     for (int k = 0; k < 6; ++k) {
@@ -247,8 +254,8 @@ TEST(SliceMesh, AFlippedFacetLeavesNoGap) {
 }
 
 TEST(SliceMesh, EndsNearEachOtherAreJoinedAndToldOf) {
-  // Without one facet of the side Y = 0 the contour at Z = 1 lacks a piece of that side: of facet 4, whose corners are
-  // (0, 0, 0), (3, 0, 0), (0, 0, 4), from (0, 0) to (2.25, 0).
+  // Without one facet of the side Y = 0 the contour at Z = 1 lacks a piece of that side: of facet 4, whose
+  // corners are (0, 0, 0), (3, 0, 0), (0, 0, 4), from (0, 0) to (2.25, 0).
   Soup soup;
   soup.AddBox(3, 2, 4, -1, 4);
   SliceOptions options;
@@ -271,8 +278,15 @@ TEST(SliceMesh, EndsNearEachOtherAreJoinedAndToldOf) {
 
 TEST(SliceMesh, WhatIsNoSurfaceEndsToo) {
   std::mt19937 draw(3);
-  const float odd[] = {0, 1, -1, 3.5f, 1e30f, -1e38f, std::numeric_limits<float>::infinity(),
-                       std::numeric_limits<float>::quiet_NaN(), 1e-40f};
+  const float odd[] = {0,
+                       1,
+                       -1,
+                       3.5f,
+                       1e30f,
+                       -1e38f,
+                       std::numeric_limits<float>::infinity(),
+                       std::numeric_limits<float>::quiet_NaN(),
+                       1e-40f};
   for (int round = 0; round < 300; ++round) {
     Soup soup;
     for (int i = 0; i < 40; ++i) {
@@ -302,9 +316,41 @@ TEST(SliceMesh, ManyFacetsOnOneEdgeAreJoinedInPairs) {
   // A box a hundred times in one place: a hundred contours, each whole.
   Soup soup;
   for (int i = 0; i < 100; ++i) soup.AddBox(3, 2, 4);
-  const Slices slices = SliceMesh(soup.View(), {1});
+  const Slices slices = SliceMesh(soup.View(), {1}, KeepAll());
   EXPECT_EQ(AreaOf(slices.layers[0]), 600);
   EXPECT_TRUE(slices.gaps.empty());
+  EXPECT_EQ(slices.united, 0u);
+}
+
+TEST(SliceMesh, ShellsThatOverlapAreUnitedWhereTheyDo) {
+  // The second box stands on the first's upper half and beside it: over it from 2 to 4.
+  Soup soup;
+  soup.AddBox(4, 4, 4);
+  soup.AddBox(4, 4, 4, -1, -1, {2, 2, 2});
+  const std::vector<float> planes{1, 3, 5};
+  const Slices slices = SliceMesh(soup.View(), planes);
+  EXPECT_EQ(slices.united, 1u);
+  EXPECT_TRUE(slices.inverted.empty());
+  EXPECT_EQ(AreaOf(slices.layers[0]), 16);
+  EXPECT_NEAR(AreaOf(slices.layers[1]), 28, 1e-6);
+  EXPECT_EQ(slices.layers[1].size(), 1u);
+  EXPECT_EQ(AreaOf(slices.layers[2]), 16);
+  SliceOptions apart;
+  apart.unite = SliceUnion::kNever;
+  EXPECT_EQ(AreaOf(SliceMesh(soup.View(), planes, apart).layers[1]), 32);
+  apart.unite = SliceUnion::kAlways;
+  EXPECT_EQ(SliceMesh(soup.View(), planes, apart).united, 3u);
+}
+
+TEST(SliceMesh, WhatIsInsideOutIsSolidAndToldOf) {
+  Soup soup;
+  soup.AddBox(3, 2, 4);
+  for (R_INT4& triangle : soup.triangles_) std::swap(triangle[0], triangle[1]);
+  const Slices slices = SliceMesh(soup.View(), {1, 2});
+  EXPECT_NEAR(AreaOf(slices.layers[0]), 6, 1e-6);
+  ASSERT_EQ(slices.inverted.size(), 2u);
+  EXPECT_EQ(slices.inverted[1].layer, 1u);
+  EXPECT_NEAR(slices.inverted[1].area, 6, 1e-6);
 }
 
 TEST(ContourForm, BeginsAtTheLeastRotation) {
