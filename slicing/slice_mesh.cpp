@@ -340,12 +340,13 @@ Slices SliceMesh(const MeshView& mesh, const std::vector<float>& planes, const S
   std::atomic<std::size_t> next{0};
   std::exception_ptr failure;
   std::mutex guard;
-  const auto work = [&] {
+  const auto work = [&](bool tells) {
     try {
       Cutter cutter(mesh, levels, planes, options);
       for (std::size_t k = next++; k < planes.size(); k = next++) {
         cutter.Cut(k, cut.facets.data() + cut.offsets[k], cut.offsets[k + 1] - cut.offsets[k],
                    slices.layers[k], gaps[k], unions[k]);
+        if (tells && options.progress) options.progress(double(k + 1) / double(planes.size()));
       }
     } catch (...) {
       const std::lock_guard<std::mutex> lock(guard);
@@ -354,8 +355,8 @@ Slices SliceMesh(const MeshView& mesh, const std::vector<float>& planes, const S
     }
   };
   std::vector<std::thread> threads;
-  for (int i = 1; i < options.threads; ++i) threads.emplace_back(work);
-  work();
+  for (int i = 1; i < options.threads; ++i) threads.emplace_back(work, false);
+  work(true);
   for (std::thread& thread : threads) thread.join();
   if (failure) std::rethrow_exception(failure);
   for (const std::vector<SliceGap>& layer : gaps) {

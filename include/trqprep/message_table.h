@@ -89,6 +89,8 @@ enum class Code {
   kSlcTable,
   kSlcTrailing,
   kSlcWinding,
+  kSliceLayers,
+  kSliceOpen,
   kStampLong,
   kStlCount,
   kStlCrc,

@@ -14,6 +14,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "trq/core/mesh.h"
@@ -57,6 +58,9 @@ struct SliceOptions {
   SliceUnion unite = SliceUnion::kAuto;
   /// At least 1. The contours are the same whatever it is.
   int threads = 1;
+  /// Hears which share of the layers is done, on the calling thread. What it throws ends the work and is
+  /// thrown on.
+  std::function<void(double)> progress;
 };
 
 /// A layer in which something was inside out before it was united.

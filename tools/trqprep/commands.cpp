@@ -18,6 +18,7 @@ const CommandList kCommands = {
     AddRepair,
     AddMerge,
     AddVents,
+    AddSlice,
     AddSlc,
     AddStyle,
     AddRecoat,

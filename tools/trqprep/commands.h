@@ -23,6 +23,7 @@ void AddSimplify(CommandTree& tree);
 void AddRepair(CommandTree& tree);
 void AddMerge(CommandTree& tree);
 void AddVents(CommandTree& tree);
+void AddSlice(CommandTree& tree);
 void AddSlc(CommandTree& tree);
 void AddStyle(CommandTree& tree);
 void AddRecoat(CommandTree& tree);
