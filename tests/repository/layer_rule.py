@@ -6,7 +6,7 @@ The rule: the layers of the library include one another in one direction only; o
 the library needs nothing but the C++ standard library; the rooms of prep/ include one another in one direction only, and
 their headers nothing but exported ones and the C++ standard library; tool and example programs see the installed headers
 only; nesting/ knows nothing but itself, its header and the C++ standard library; slicing/ knows the installed headers and Clipper
-besides; POSIX headers stand in host/, prep/files/ and tools/trqprep/cli/; no two files have the same name.
+besides, view/ them and libpng; POSIX headers stand in host/, prep/files/ and tools/trqprep/cli/; no two files have the same name.
 """
 
 import os
@@ -37,10 +37,10 @@ ROOM_BELOW = {
 }
 
 # Rooms beside prep/, below all of its rooms, and the headers of include/trqprep/ that are theirs.
-ALONE = {"nesting": ["nesting.h"], "slicing": ["slicing.h", "layer_plan.h"]}
+ALONE = {"nesting": ["nesting.h"], "slicing": ["slicing.h", "layer_plan.h"], "view": ["layer_picture.h"]}
 # What these know besides themselves: exported headers of the library, and others' libraries.
-ALONE_KNOWS_LIBRARY = {"slicing"}
-ALONE_LIBRARIES = {"slicing": ["polyclipping"]}
+ALONE_KNOWS_LIBRARY = {"slicing", "view"}
+ALONE_LIBRARIES = {"slicing": ["polyclipping"], "view": ["png.h"]}
 
 # The headers of include/trqprep/ that no source file of prep/ is named after.
 ROOM_OF_HEADER = {"exit_codes.h": "says", "immortal.h": "files"}
