@@ -4,8 +4,8 @@
 
 #include "commands.h"
 #include "contour_report.h"
+#include "slc_verbs.h"
 #include "trqprep/contour_file.h"
-#include "trqprep/contour_svg.h"
 
 namespace trqprep {
 namespace {
@@ -13,8 +13,6 @@ namespace {
 struct Options {
   std::string input;
   std::string output;
-  int64_t layer = 0;
-  std::optional<Length> z;
   std::string axis;
   std::optional<Length> plane;
   std::optional<Length> beside;
@@ -89,72 +87,6 @@ ExitCode Verify(Context& context, const Options& options) {
   }
   context.Tell("{file}: {layers:+layer}; loaded and saved again, header, table and layers are the same\n",
                {{"layers", file.layer_count()}});
-  return ExitCode::kDone;
-}
-
-// --- svg ---------------------------------------------------------------------------------------------------
-
-// The lowest and the highest z, the terminator's included.
-std::pair<double, double> HeightsOf(const ContourFile& file) {
-  const std::vector<trq::SlcLayer>& layers = file.contours.layers;
-  double low = layers.front().z, high = low;
-  for (const trq::SlcLayer& layer : layers) {
-    low = std::min<double>(low, layer.z);
-    high = std::max<double>(high, layer.z);
-  }
-  return {low, high};
-}
-
-// The layer that is built at height z: the highest one that does not begin above it.
-size_t LayerAt(const ContourFile& file, double z) {
-  const std::vector<trq::SlcLayer>& layers = file.contours.layers;
-  const auto [low, high] = HeightsOf(file);
-  // Heights in files are rounded to floats, sometimes after a change of units.
-  const double tolerance = 1e-5 * (high - low);
-  std::optional<size_t> found;
-  for (size_t i = 0; i < file.layer_count(); ++i) {
-    if (layers[i].z > z + tolerance) continue;
-    if (!found || layers[i].z >= layers[*found].z) found = i;
-  }
-  if (!found || !(z <= high + tolerance)) {
-    const char* unit = UnitsName(file.units);
-    FailUsage(file.path, fmt::format("no layer is at z {} {}", Plain(z, 5), unit),
-              fmt::format("the layers reach from z {} to {} {}", Plain(low, 5), Plain(high, 5), unit));
-  }
-  return *found;
-}
-
-ExitCode Svg(Context& context, const Options& options) {
-  if ((options.layer == 0) == !options.z) {
-    FailUsage("", "give either --layer or --z",
-              "--layer 1 is the lowest layer, --z 5mm the one at that height");
-  }
-  const ContourFile file = ReadContours(context, context.units(), options.input);
-  size_t index = 0;
-  if (options.z) {
-    index = LayerAt(file, options.z->In(file.units, context.units()));
-  } else if (uint64_t(options.layer) > file.layer_count()) {
-    FailUsage(options.input, fmt::format("there is no layer {}", options.layer),
-              "the file has " + Counted(int64_t(file.layer_count()), "layer"));
-  } else {
-    index = size_t(options.layer) - 1;
-  }
-  const ContourSummary summary = Summarize(context, file);
-  const std::string svg = LayerSvg(file, summary, index);
-  context.data_units = file.units;
-  context.State({{"file", TextToJson(options.input)},
-                 {"layer", index + 1},
-                 {"z", NumberToJson(file.contours.layers[index].z)},
-                 {"boundaries", summary.layers[index].boundaries},
-                 {"area", NumberToJson(summary.layers[index].area)}});
-  if (options.output.empty()) {
-    context.text = svg;
-    context.State({{"svg", svg}});
-    return ExitCode::kDone;
-  }
-  WriteOutputFile(options.output, svg, context.options.force);
-  context.Report({{"output", TextToJson(options.output)}},
-                 "{output}: layer {layer} of {layers}, z {z:5f} {unit}\n", {{"layers", file.layer_count()}});
   return ExitCode::kDone;
 }
 
@@ -263,7 +195,7 @@ ExitCode Mirror(Context& context, const Options& options) {
 
 void AddSlc(CommandTree& tree) {
   Command& group =
-      tree.Add("slc", "Look into slice contours, check, draw, mirror and copy them",
+      tree.Add("slc", "Look into slice contours, check, draw, measure, mirror and copy them",
                "Slice contours are a part as a stack of layers of closed contours, in an .slc file.", {});
   {
     Command& verb = group.Sub(
@@ -286,21 +218,8 @@ void AddSlc(CommandTree& tree) {
     verb.Argument("FILE", options.input, "Slice-contour file");
     verb.UsesUnits();
   }
-  {
-    Command& verb = group.Sub(
-        "svg", "Draw one layer",
-        "Draws the layer to scale, seen from above, with its boundaries filled, outer ones outlined in "
-        "blue and holes in orange, inside the box of the whole part. Without -o the picture goes to "
-        "standard output.",
-        {"trqprep slc svg cone.slc --layer 10 -o layer.svg",
-         "trqprep slc svg cone.slc --z 5mm -o middle.svg"});
-    auto& options = verb.Runs(Svg);
-    verb.Argument("FILE", options.input, "Slice-contour file");
-    verb.WholeOption("--layer", options.layer, 1, 4294967295, "The layer, counted from 1");
-    verb.LengthOption("--z", options.z, "The layer that is built at this height");
-    verb.Output(options.output, "FILE", "The SVG file to write", false);
-    verb.UsesUnits();
-  }
+  AddSlcPictures(group);
+  AddSlcMeasures(group);
   {
     Command& verb = group.Sub(
         "mirror", "Mirror slice contours",
