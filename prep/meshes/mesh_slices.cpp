@@ -33,6 +33,7 @@ void WarnOfOpen(Observer& observer, const std::vector<SliceGap>& gaps, Units uni
   observer.Warn(Message(Code::kSliceOpen, name,
                         fmt::format("{} open:{}{}", Counted(int64_t(open), "contour stays", "contours stay"),
                                     places, open > kPlacesInText ? " and elsewhere" : ""))
+                    .Hint("repair the part with `trqprep repair`, or give a larger --close")
                     .At({{"contours", open}, {"places", std::move(all)}}));
 }
 
@@ -56,10 +57,10 @@ void WarnOfInverted(Observer& observer, const std::vector<SliceInverted>& invert
     case LayerPlanFault::kThickness:
       FailInput(Code::kSliceLayers, name, "a layer thickness is not above 0");
     case LayerPlanFault::kLayers:
-      FailInput(Code::kSliceLayers, name, fmt::format("there would be more than {} layers", kMostLayers));
+      FailInput(Code::kSliceLayers, name, fmt::format("the layers would be more than {}", kMostLayers));
     case LayerPlanFault::kBands:
       FailInput(Code::kSliceLayers, name,
-                fmt::format("there would be more than {} bands in the sampling table", kMostLayerBands));
+                fmt::format("the bands of the sampling table would be more than {}", kMostLayerBands));
     default:
       FailInput(Code::kSliceLayers, name, "no layer lies in the part",
                 "is it flat, or do its styles leave it out?");

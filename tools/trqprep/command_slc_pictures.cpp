@@ -243,10 +243,10 @@ ExitCode Png(Context& context, const Options& options) {
   context.data_units = file.units;
   context.State({{"file", TextToJson(options.input)},
                  {"pixel", NumberToJson(frame.pixel)},
-                 {"width", frame.width},
-                 {"height", frame.height},
+                 {"columns", frame.width},
+                 {"rows", frame.height},
                  {"pictures", pictures}});
-  context.Tell("{place}: {count:+picture} of {width} x {height} pixels, {pixel:5} {unit} a pixel\n",
+  context.Tell("{place}: {count:+picture} of {columns} x {rows} pixels, {pixel:5} {unit} a pixel\n",
                {{"place", TextToJson(options.output)}, {"count", chosen.size()}});
   return ExitCode::kDone;
 }
@@ -287,10 +287,10 @@ ExitCode Sheet(Context& context, const Options& options) {
   for (const size_t index : chosen) layers.push_back(index + 1);
   context.Report({{"file", TextToJson(options.input)},
                   {"output", TextToJson(options.output)},
-                  {"width", sheet.width},
-                  {"height", sheet.height},
+                  {"columns", sheet.width},
+                  {"rows", sheet.height},
                   {"shown", layers}},
-                 "{output}: {count:+layer} on {width} x {height} pixels\n", {{"count", chosen.size()}});
+                 "{output}: {count:+layer} on {columns} x {rows} pixels\n", {{"count", chosen.size()}});
   return ExitCode::kDone;
 }
 
@@ -336,7 +336,7 @@ void AddSlcPictures(Command& group) {
         group.Sub("sheet", "Draw layers side by side",
                   "A contact sheet: small pictures of layers in rows, each with its number and its Z.",
                   {"trqprep slc sheet cone.slc -o sheet.png",
-                   "trqprep slc sheet cone.slc --count 30 --size 120 -o sheet.png"});
+                   "trqprep slc sheet cone.slc --count 30 --size 120 -o thumbnails.png"});
     auto& options = verb.Runs(Sheet);
     verb.Argument("FILE", options.input, "Slice-contour file");
     verb.TextOption("--layers", options.layers, "LAYERS", "Which layers: 1,10-20,z=5mm, or all");
