@@ -52,6 +52,8 @@ GROUPS = [
     ("slc_benchmark", "(LoadSlc|ReadSameBytes|SaveSlc|WriteSameBytes)/1000$", REPETITIONS),
     ("slc_benchmark", "(LoadSlc|ReadSameBytes|SaveSlc|WriteSameBytes)/20$", REPETITIONS),
     ("literal_forms_benchmark", ".*", 5),
+    ("slice_benchmark", "(Limit|Slice)/(sphere|gyroid)/", 5),
+    ("slice_benchmark", "Slice/(sphere|gyroid)(_two_threads)?/", 5, "threads"),
     ("topology_benchmark", "Analyse/(Rings|Nested|Blocks|Cavities).*/(64|1024)$", 5),
 ]
 
@@ -225,6 +227,12 @@ ROWS = [
     *[Row(f"SLC {verb}, 100 MB, {vertices} vertices a boundary, of plain {plain}", 2, 1.5,
           times(f"slc:{verb.capitalize()}Slc/{vertices}", f"slc:{plain.capitalize()}SameBytes/{vertices}"))
       for verb, plain in (("load", "read"), ("save", "write")) for vertices in (1000, 20)],
+    *[Row(f"slicing, {mesh}-1M, {planes} layers, of a plain loop that stores the crossings", mark, stretch,
+          times(f"slice:Slice/{mesh}/{planes}/process_time", f"slice:Limit/{mesh}/{planes}"))
+      for mesh in ("sphere", "gyroid") for planes, mark, stretch in ((100, 3, 2), (1000, 6, 3.5))],
+    *[Row(f"slicing, {mesh}-1M, {planes} layers, CPU time with two threads of that with one", 1.15, None,
+          times(f"threads:Slice/{mesh}_two_threads/{planes}/process_time", f"threads:Slice/{mesh}/{planes}/process_time"))
+      for mesh in ("sphere", "gyroid") for planes in (100, 1000)],
     *[Row(f"surfaces and cavities, {text}, exponent of the time from 64k to 1M facets", 1.25, 1.1,
           exponent(f"topology:Analyse/{job}", 64, 1024), unit="")
       for job, text in (("RingsSideBySide", "rings side by side"), ("RingsAroundEachOther", "rings around each other"),

@@ -24,6 +24,17 @@ int Compare(const SlicePoint& a, const SlicePoint& b) {
 // of circular strings", Journal of Algorithms 2, 1981).
 void RotateToLeast(std::vector<SlicePoint>& loop) {
   const std::size_t n = loop.size();
+  // Mostly one point is the least.
+  std::size_t least = 0, equal = 1;
+  for (std::size_t i = 1; i < n; ++i) {
+    const int order = Compare(loop[i], loop[least]);
+    if (order < 0) least = i;
+    equal = order < 0 ? 1 : equal + (order == 0);
+  }
+  if (equal == 1) {
+    std::rotate(loop.begin(), loop.begin() + static_cast<std::ptrdiff_t>(least), loop.end());
+    return;
+  }
   std::size_t i = 0, j = 1, same = 0;
   while (i < n && j < n && same < n) {
     const int order = Compare(loop[(i + same) % n], loop[(j + same) % n]);
@@ -42,12 +53,11 @@ void RotateToLeast(std::vector<SlicePoint>& loop) {
 // a wedge that narrows (Williams, "An efficient algorithm for the piecewise linear approximation of planar
 // curves", Computer Graphics and Image Processing 8, 1978). The edge has to go on, too: away from the point
 // kept, farther each time, so that what is left out lies beside the edge and not behind its ends.
-void LeaveOut(std::vector<SlicePoint>& points, double tolerance, bool closed) {
+void LeaveOut(std::vector<SlicePoint>& points, double tolerance, bool closed, std::vector<SlicePoint>& kept) {
   const std::size_t n = points.size();
   if (tolerance < 0 || n < 3) return;
   const double wide = tolerance * tolerance;
-  std::vector<SlicePoint> kept{points.front()};
-  kept.reserve(16);
+  kept.assign(1, points.front());
   // Of the wedge at the last point kept: directions of its sides, right and left.
   double right[2] = {}, left[2] = {}, farthest = 0;
   bool any = false, bounded = false;
@@ -89,7 +99,12 @@ void LeaveOut(std::vector<SlicePoint>& points, double tolerance, bool closed) {
   }
   if (kept.back() != points.back() || kept.size() == 1) kept.push_back(points.back());
   if (closed && kept.size() < 4) return;
-  points = std::move(kept);
+  if (kept.size() < n) points = std::vector<SlicePoint>(kept.begin(), kept.end());
+}
+
+void LeaveOut(std::vector<SlicePoint>& points, double tolerance, bool closed) {
+  std::vector<SlicePoint> kept;
+  LeaveOut(points, tolerance, closed, kept);
 }
 
 bool Before(const SliceContour& a, const SliceContour& b) {

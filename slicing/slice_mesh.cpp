@@ -182,7 +182,7 @@ class Cutter {
       united = slicing::UniteLayer(contours, options_.unite == SliceUnion::kAlways, grid_);
     }
     for (SliceContour& contour : contours)
-      slicing::LeaveOut(contour.points, options_.tolerance, contour.closed);
+      slicing::LeaveOut(contour.points, options_.tolerance, contour.closed, loop_);
     contours.erase(std::remove_if(contours.begin(), contours.end(), IsPoint), contours.end());
     std::sort(contours.begin(), contours.end(), slicing::Before);
   }
@@ -221,14 +221,17 @@ class Cutter {
   }
 
   void FollowLoop(std::size_t first, std::vector<SliceContour>& contours) {
-    SliceContour contour;
+    loop_.clear();
     std::size_t at = first;
     do {
       done_[at] = true;
-      contour.points.push_back(CrossingOf(ends_[at]));
+      loop_.push_back(CrossingOf(ends_[at]));
       at = std::size_t(follows_[at]);
     } while (at != first);
-    contours.push_back(std::move(contour));
+    contours.emplace_back();
+    std::vector<SlicePoint>& points = contours.back().points;
+    points.reserve(loop_.size() + 1);  // the first is repeated later
+    points.assign(loop_.begin(), loop_.end());
   }
 
   void FollowChains(std::size_t plane, std::vector<SliceContour>& contours, std::vector<SliceGap>& gaps) {
@@ -289,7 +292,8 @@ class Cutter {
   std::vector<EdgeKey> begins_, ends_;  // of each segment
   Starts starts_;
   std::vector<std::int32_t> follows_;  // the segment that begins where this one ends
-  std::vector<bool> led_to_, done_;
+  std::vector<char> led_to_, done_;
+  std::vector<SlicePoint> loop_;  // room for one
 };
 
 // The facets that each plane cuts, those of plane k from offsets[k] to offsets[k + 1].
