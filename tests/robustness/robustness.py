@@ -14,7 +14,7 @@ sys.path.insert(0, str(HERE.parent / "command_line"))
 import figures  # noqa: E402
 
 # A module each, in the order in which they are printed; what takes long comes last.
-NAMES = ["bombs", "worst", "plates", "styles", "corpus", "corpus_memory", "shelf", "repair", "saving", "kills", "allocations",
+NAMES = ["bombs", "worst", "plates", "styles", "corpus", "corpus_memory", "shelf", "repair", "slices", "saving", "kills", "allocations",
          "mutants", "tool_mutants", "attack", "threads", "bits", "valgrind", "address_space", "answers", "coverage", "fuzz"]
 
 

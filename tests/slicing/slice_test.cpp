@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "slicing/contour_form.h"
+#include "tests/support/rounds.h"
 #include "trqprep/slicing.h"
 
 namespace trqprep {
@@ -176,7 +177,7 @@ double AreaByFacets(const Soup& soup, double height, bool in_plane_is_above) {
 }
 
 TEST(SliceMesh, BalancedMeshesGiveClosedContoursWhateverLiesInThePlane) {
-  for (unsigned seed = 0; seed < 400; ++seed) {
+  for (unsigned seed = 0; seed < unsigned(test_support::Rounds(400)); ++seed) {
     const Soup soup = RandomTetrahedra(seed, 1 + int(seed % 12), 3 + int(seed % 4));
     std::vector<float> planes;
     for (int k = -1; k <= 12; ++k) planes.push_back(float(k) * 0.5f);
@@ -200,7 +201,7 @@ TEST(SliceMesh, BalancedMeshesGiveClosedContoursWhateverLiesInThePlane) {
 TEST(SliceMesh, TheAreasAddUpToTheVolume) {
   // Between neighbouring heights of vertices an area is a quadratic of the height, which two Gauss points
   // integrate.
-  for (unsigned seed = 0; seed < 50; ++seed) {
+  for (unsigned seed = 0; seed < unsigned(test_support::Rounds(50)); ++seed) {
     const Soup soup = RandomTetrahedra(1000 + seed, 6, 7);
     double volume = 0;
     for (const R_INT4& facet : soup.triangles_) {
