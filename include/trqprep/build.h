@@ -8,6 +8,7 @@
 #include "trqprep/build_folder.h"
 #include "trqprep/build_setup.h"
 #include "trqprep/job.h"
+#include "trqprep/mesh_slices.h"
 #include "trqprep/observer.h"
 #include "trqprep/plate.h"
 
@@ -16,12 +17,13 @@ namespace trqprep {
 /// What became of a job.
 struct BuildReport {
   Plate plate;
-  std::unique_ptr<BuildSetup> setup;   ///< null when there is no placement
-  std::vector<BuildFinding> findings;  ///< of parts, plate, styles and stacks, in this order
-  bool wrong = false;                  ///< an error is among the findings
-  bool outside = false;                ///< a piece lies outside the vat, which no machine can build
-  bool machine_chosen = false;         ///< the machine is the one that the styles agree on
-  bool written = false;                ///< the folder stands
+  std::unique_ptr<BuildSetup> setup;        ///< null when there is no placement
+  std::vector<BuildFinding> findings;       ///< of parts, plate, styles and stacks, in this order
+  std::vector<trq::core::Contours> slices;  ///< of each piece, when the job asks for them
+  bool wrong = false;                       ///< an error is among the findings
+  bool outside = false;                     ///< a piece lies outside the vat, which no machine can build
+  bool machine_chosen = false;              ///< the machine is the one that the styles agree on
+  bool written = false;                     ///< the folder stands
   bool forced() const { return written && wrong; }
   Json document;  ///< what build.json says, without its files when nothing was written
 

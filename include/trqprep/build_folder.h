@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "trq/core/slc.h"
 #include "trqprep/atomic_output.h"
 #include "trqprep/build_setup.h"
 #include "trqprep/plate.h"
@@ -18,6 +19,7 @@ constexpr const char* kBuildToml = "build.toml";
 constexpr const char* kChecksJson = "checks.json";
 constexpr const char* kMeshFolder = "meshes";
 constexpr const char* kPartFolder = "parts";
+constexpr const char* kSliceFolder = "slices";
 constexpr const char* kStyleFolder = "styles";
 constexpr const char* kBuildSchema = "trqprep.build-folder/2";
 /// Of folders whose files have a "size" for a "file_size", which are read as well.
@@ -26,15 +28,18 @@ constexpr const char* kChecksSchema = "trqprep.checks/2";
 
 /// "meshes/gear-2.ctl"
 std::string MeshName(const Plate& plate, const Piece& piece);
+/// "slices/gear-2.slc"
+std::string SlicesName(const Plate& plate, const Piece& piece);
 
 /// build.json without the list of files: the plate with its styles. Nothing in it hangs on where the folder
 /// stands or where its inputs came from.
 Json BuildDocument(const Plate& plate, const BuildSetup& setup);
 
-/// Fills the folder; the caller commits it. `findings` go to checks.json, the list of files and the sum into
-/// `document`, which becomes build.json.
+/// Fills the folder; the caller commits it. `findings` go to checks.json, `slices` are those of each piece or
+/// none, the list of files and the sum into `document`, which becomes build.json.
 void WriteBuildFolder(Observer& observer, const Plate& plate, const BuildSetup& setup,
-                      const std::vector<BuildFinding>& findings, Json& document, OutputFolder& folder);
+                      const std::vector<BuildFinding>& findings,
+                      const std::vector<trq::core::Contours>& slices, Json& document, OutputFolder& folder);
 
 /// The matrix in single precision.
 void Narrow(const Matrix4& matrix, float (&narrow)[4][4]);

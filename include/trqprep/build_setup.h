@@ -10,6 +10,7 @@
 #include "trq/recoat.h"
 #include "trq/styles.h"
 #include "trqprep/check_styles.h"
+#include "trqprep/layer_plan.h"
 #include "trqprep/plate.h"
 
 namespace trqprep {
@@ -49,6 +50,9 @@ struct PartSetup {
   float ec = 0;
   float z_compensation = 0;  ///< height of the compensated layers
 };
+
+/// The bands of thickness in which a part is built.
+std::vector<LayerBand> LayerBandsOf(const PartSetup& part);
 
 /// A finding, and the file of the build folder that it speaks of.
 struct BuildFinding {

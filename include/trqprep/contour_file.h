@@ -39,6 +39,8 @@ bool LooksLikeSlc(const FileHead& file);
 /// command with exit 3. Warns of unknown units, and notes a reserved block that is not zero and bytes behind
 /// the terminator.
 ContourFile ReadContours(Observer& observer, Units bare, const std::string& path);
+/// The same of a file that is open already; `path` stands in messages.
+ContourFile ReadContours(Observer& observer, Units bare, InputFile& input, const std::string& path);
 
 /// What a layer holds. Lengths are in the file's unit.
 struct LayerSummary {

@@ -68,6 +68,7 @@ struct Job {
   std::string style_root;      ///< where styles lie in folders a machine type; may be empty
   std::optional<Length> z_spacing;
   bool force_checks = false;
+  bool slice = false;              ///< the folder holds slice contours of every piece
   bool machine_of_styles = false;  ///< without `machine`: the one that all styles agree on
   bool strict = false;             ///< warnings are errors
   std::vector<Code> allow;         ///< but for these

@@ -6,6 +6,31 @@ namespace trqprep {
 
 namespace {
 
+// Layers are cut from the placed vertices, as plate.stl holds them.
+void SlicePieces(Observer& observer, BuildReport& report) {
+  const Plate& plate = report.plate;
+  const Length close{0.1, Units::kMillimetre}, tolerance{1e-4, Units::kMillimetre};
+  for (const Piece& piece : plate.pieces) {
+    const PlatePart& part = plate.parts[piece.part];
+    SlicingRequest request;
+    request.bands = LayerBandsOf(report.setup->parts[piece.part]);
+    if (request.bands.empty()) {
+      FailUsage(part.request.path, "--slice needs a build style, which says how thick layers are",
+                "name one with --style, or leave --slice away");
+    }
+    request.on_blade_planes = true;
+    request.how.close = close.In(plate.job.units, plate.job.units);
+    request.how.tolerance = tolerance.In(plate.job.units, plate.job.units);
+    const size_t said = observer.messages().size();
+    report.slices.push_back(std::move(SliceWhole(observer, PieceView(plate, piece), piece.box,
+                                                 plate.job.units, request, PieceName(plate, piece))
+                                          .contours));
+    for (size_t i = said; i < observer.messages().size(); ++i) {
+      report.findings.push_back({observer.messages()[i], SlicesName(plate, piece)});
+    }
+  }
+}
+
 BuildReport Checked(const Job& job, Observer& observer) {
   BuildReport report;
   const size_t said = observer.messages().size();
@@ -23,6 +48,7 @@ BuildReport Checked(const Job& job, Observer& observer) {
   }
   report.setup = SetUpBuild(observer, plate);
   findings.insert(findings.end(), report.setup->findings.begin(), report.setup->findings.end());
+  if (job.slice) SlicePieces(observer, report);
   report.wrong = std::any_of(findings.begin(), findings.end(), [](const BuildFinding& finding) {
     return finding.message.severity == Severity::kError;
   });
@@ -51,7 +77,8 @@ BuildReport Build(const Job& job, const std::string& folder, bool replace, Obser
   OutputFolder output(folder, replace, FilesOfBuild);
   BuildReport report = CheckBuild(job, observer);
   if (!report.placed() || report.outside || (report.wrong && !job.force_checks)) return report;
-  WriteBuildFolder(observer, report.plate, *report.setup, report.findings, report.document, output);
+  WriteBuildFolder(observer, report.plate, *report.setup, report.findings, report.slices, report.document,
+                   output);
   output.Commit();
   report.written = true;
   return report;

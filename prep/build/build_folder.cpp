@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "trq/core/ctl.h"
+#include "trq/core/slc.h"
 #include "trq/core/stl.h"
 #include "trq/setup.h"
 #include "trqprep/job_file.h"
@@ -150,6 +151,10 @@ std::string MeshName(const Plate& plate, const Piece& piece) {
   return fmt::format("{}/{}-{}.ctl", kMeshFolder, plate.parts[piece.part].name, piece.copy);
 }
 
+std::string SlicesName(const Plate& plate, const Piece& piece) {
+  return fmt::format("{}/{}-{}.slc", kSliceFolder, plate.parts[piece.part].name, piece.copy);
+}
+
 Json ReadFolderJson(const HeldFolder& folder, const char* name) {
   return ParseJson(ReadWholeFile(InputFile(folder, name), "a description of a build"));
 }
@@ -234,6 +239,7 @@ Json BuildDocument(const Plate& plate, const BuildSetup& setup) {
     entry["area"] = NumberToJson(setup.measures[i].area);
     entry["volume"] = NumberToJson(setup.measures[i].volume);
     entry["mesh"] = TextToJson(MeshName(plate, plate.pieces[i]));
+    if (plate.job.slice) entry["slices"] = TextToJson(SlicesName(plate, plate.pieces[i]));
     if (plate.parts[plate.pieces[i].part].side_file) {
       entry["side_file"] = TextToJson(SideFileOf(MeshName(plate, plate.pieces[i])));
     }
@@ -249,7 +255,8 @@ Json BuildDocument(const Plate& plate, const BuildSetup& setup) {
 }
 
 void WriteBuildFolder(Observer& observer, const Plate& plate, const BuildSetup& setup,
-                      const std::vector<BuildFinding>& findings, Json& document, OutputFolder& folder) {
+                      const std::vector<BuildFinding>& findings, const std::vector<core::Contours>& slices,
+                      Json& document, OutputFolder& folder) {
   FolderWriter writer(folder);
   observer.Progress("writing the plate", 0.85);
   writer.Write(kPlateStl, [&](core::ByteSink& sink) { WritePlateStl(plate, sink); });
@@ -270,6 +277,12 @@ void WriteBuildFolder(Observer& observer, const Plate& plate, const BuildSetup& 
     observer.Progress("writing " + name, 0.9 + 0.1 * double(i) / double(plate.pieces.size()));
     writer.Write(name, [&](core::ByteSink& sink) { WritePieceCtl(plate, piece, sink); });
     if (plate.parts[piece.part].side_file) writer.Write(SideFileOf(name), MovedSideFile(plate, piece));
+  }
+  if (!slices.empty()) folder.MakeFolder(kSliceFolder);
+  for (size_t i = 0; i < slices.size(); ++i) {
+    writer.Write(SlicesName(plate, plate.pieces[i]), [&](core::ByteSink& sink) {
+      static_cast<void>(core::WriteSlc(slices[i], sink));  // the sink keeps a failure
+    });
   }
   writer.Write(kPlateSvg, PlateSvg(plate));
   writer.Write(kBuildToml, JobFileText(FolderJob(plate, setup)));

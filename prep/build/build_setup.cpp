@@ -296,6 +296,12 @@ class Stacker {
 
 }  // namespace
 
+std::vector<LayerBand> LayerBandsOf(const PartSetup& part) {
+  std::vector<LayerBand> bands;
+  for (const StackedStyle& style : part.stack) bands.push_back({style.start, style.end, style.thickness});
+  return bands;
+}
+
 int32_t BuildStyleFile::crc() const {
   int32_t word = 0;
   std::memcpy(&word, bytes.data() + bytes.size() - sizeof word, sizeof word);

@@ -10,6 +10,7 @@
 #include <set>
 
 #include "trqprep/build_folder.h"
+#include "trqprep/contour_file.h"
 #include "trqprep/mesh_input.h"
 #include "trqprep/overlap.h"
 #include "trqprep/stored_style.h"
@@ -143,6 +144,25 @@ void VerifyFiles(Observer& observer, const HeldFolder& folder, const Json& docum
   }
 }
 
+// Contours of a piece: they read back, and lie where the piece does.
+void VerifySlices(Observer& observer, const HeldFolder& folder, const std::string& name, const Box& box,
+                  Units units, std::vector<Message>& findings) {
+  if (!folder.HasRegularFile(name)) return;  // said already
+  InputFile input(folder, name);
+  const ContourFile file = ReadContours(observer, units, input, folder.PathOf(name));
+  const ContourSummary summary = Summarize(observer, file);
+  bool inside = file.units == units && !summary.layers.empty();
+  // Layers begin at a multiple of their thickness, which may lie below the piece.
+  const double thickness =
+      file.contours.table.empty() ? 0 : double(file.contours.table.front().layer_thickness);
+  for (size_t axis = 0; axis < 3 && !summary.box.Empty(); ++axis) {
+    const double below = axis == 2 ? thickness : 0;
+    inside = inside && summary.box.min[axis] >= box.min[axis] - below - kSnapped &&
+             summary.box.max[axis] <= box.max[axis] + kSnapped;
+  }
+  if (!inside) findings.push_back(Differs(Code::kVerifyCount, folder, name, "does not fit its piece"));
+}
+
 std::set<std::string> ForcedCodes(const HeldFolder& folder) {
   std::set<std::string> codes;
   try {
@@ -233,6 +253,8 @@ std::vector<Message> VerifyPieces(Observer& observer, const HeldFolder& folder, 
         findings.emplace_back(Code::kOutsideVat, path,
                               fmt::format("reaches {} {} out of the vat", Plain(reach, 4), UnitsName(units)));
       }
+      if (piece.contains("slices"))
+        VerifySlices(observer, folder, described.NameAt(piece, "slices", "slices"), box, units, findings);
       shapes.push_back({mesh.mesh->vertices(), mesh.mesh->triangles(), held});
       meshes.push_back(std::move(mesh));
       names.push_back(name);

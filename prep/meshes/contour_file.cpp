@@ -83,6 +83,10 @@ bool LooksLikeSlc(const FileHead& file) {
 
 ContourFile ReadContours(Observer& observer, Units bare, const std::string& path) {
   InputFile input(path);
+  return ReadContours(observer, bare, input, path);
+}
+
+ContourFile ReadContours(Observer& observer, Units bare, InputFile& input, const std::string& path) {
   ContourFile file;
   file.path = path;
   file.file_size = input.head().size;

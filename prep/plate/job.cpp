@@ -56,6 +56,7 @@ const std::vector<JobField<Job>>& JobFields() {
       {"accept-partial", nullptr, &Job::accept_partial, F::kWhenSet},
       {"force-checks", "--force-checks", &Job::force_checks, F::kOfBuilds | F::kWhenSet, "", "Build although checks find errors"},
       {"machine-of-styles", nullptr, &Job::machine_of_styles, F::kOfBuilds | F::kWhenSet},
+      {"slice", "--slice", &Job::slice, F::kOfBuilds | F::kWhenSet, "", "Write slice contours of every piece, in layers of its styles"},
       {"strict", "--strict", &Job::strict, F::kOfBuilds | F::kWhenSet, "", "Treat warnings as errors"},
       {"allow", "--allow", &Job::allow, F::kOfBuilds | F::kWhenSet, "CODE", "Leave warnings of this code what they are under --strict"},
       {"z-spacing", "--z-spacing", &Job::z_spacing, F::kOfBuilds | F::kWhenSet, "LENGTH", "Widest hatch spacing that counts in the Z correction (default: all hatches count)"},

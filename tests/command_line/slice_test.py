@@ -1,4 +1,5 @@
 """slice, and slc png, sheet, area and diff: what the contours hold is worked out here, by hand or by cutting facets."""
+import json
 import math
 import struct
 import unittest
@@ -212,6 +213,81 @@ class Slice(ToolTest):
         self.write("box.stl", binary_stl(box_facets((10, 20, 3))))
         _, file = self.sliced("box.stl", "--thickness", "0.5mm", "--from", "2mm")
         self.assertEqual([z for z, _ in file["layers"]], [2, 2.5])
+
+
+class Builds(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.write("Fine.sty", build_style_with(lambda records: setattr(records["Layer Thickness"], "value", 0.25)))
+        self.write("Coarse.sty", build_style_with(lambda records: setattr(records["Layer Thickness"], "value", 0.75)))
+
+    def build(self, *arguments):
+        self.good("build", *arguments, "--slice", "-o", "out", "--force")
+        return {f"{p['part']}-{p['copy']}": read_slc(self.path("out") / p["slices"]) for p in json.loads(self.path("out/build.json").read_text())["pieces"]}
+
+    def facets_of(self, piece, counts):
+        """Of plate.stl, which holds the pieces one after the other."""
+        facets = read_binary_stl(self.path("out/plate.stl"))
+        at = sum(counts[:piece])
+        return facets[at:at + counts[piece]]
+
+    def test_contours_are_cut_from_the_plate(self):
+        ring = [tuple((f32(x), f32(y * 0.8 - z * 0.6), f32(y * 0.6 + z * 0.8)) for x, y, z in facet)
+                for facet in ring_facets(10, 6, 4)]
+        self.write("ring.stl", binary_stl(ring))
+        files = self.build("ring.stl,copies=2,rotate-z=10", "--drop", "--style", "Fine.sty")
+        self.assertEqual(sorted(files), ["ring-1", "ring-2"])
+        for k, name in enumerate(sorted(files)):
+            file, facets = files[name], self.facets_of(k, [len(ring)] * 2)
+            heights = [z for z, _ in file["layers"]]
+            self.assertEqual(heights[:3], [0, 0.25, 0.5])
+            top = max(c[2] for facet in facets for c in facet)
+            self.assertEqual(file["end"], top)
+            for i, (z, loops) in enumerate(file["layers"]):
+                end = heights[i + 1] if i + 1 < len(heights) else top
+                self.assertAlmostEqual(sum(map(area, loops)), cut_area(facets, (z + end) / 2), delta=0.02)
+        self.good("verify", "--strict", "out")
+        self.good("build", "out/build.toml", "-o", "again")
+        for name in ("slices/ring-1.slc", "build.json"):
+            self.assertEqual(self.path("again/" + name).read_bytes(), self.path("out/" + name).read_bytes())
+        self.assertIn("slice = true", self.path("out/build.toml").read_text())
+
+    def test_pieces_share_the_planes_of_the_blade(self):
+        self.write("low.stl", binary_stl(box_facets((5, 5, 4), (0, 0, 0.125))))
+        self.write("high.stl", binary_stl(box_facets((5, 5, 4), (0, 0, 0.6))))
+        files = self.build("low.stl", "high.stl", "--style", "Fine.sty")
+        self.assertEqual([z for z, _ in files["low-1"]["layers"]][:2], [0, 0.25])
+        self.assertEqual([z for z, _ in files["high-1"]["layers"]][:2], [0.5, 0.75])
+        # The first layer of the low part is cut at its middle, which touches it; that of the high one lies in it.
+        self.assertEqual(files["high-1"]["table"], [(0.5, 0.25, 0, 0)])
+
+    def test_bands_of_styles(self):
+        self.write("box.stl", binary_stl(box_facets((5, 5, 4))))
+        file, = self.build("box.stl", "--style", "Fine.sty", "--style", "Coarse.sty@1:3mm").values()
+        self.assertEqual([z for z, _ in file["layers"]], [0, 0.25, 0.5, 0.75, 1, 1.75, 2.5, 3, 3.25, 3.5, 3.75])
+        self.assertEqual(file["table"], [(0, 0.25, 0, 0), (1, 0.75, 0, 0), (3, 0.25, 0, 0)])
+        self.assertEqual(file["end"], 4)
+
+    def test_what_verify_finds(self):
+        self.write("box.stl", binary_stl(box_facets((5, 5, 4))))
+        self.build("box.stl", "--style", "Fine.sty")
+        path = self.path("out/slices/box-1.slc")
+        path.write_bytes(path.read_bytes()[:-4])
+        self.assertIn("VERIFY-HASH", self.fails(NO, "verify", "out", "--json").codes())
+        path.unlink()
+        self.assertEqual(self.fails(NO, "verify", "out", "--json").codes(), ["VERIFY-FILE"])
+
+    def test_a_part_without_a_style(self):
+        self.write("box.stl", binary_stl(box_facets((5, 5, 4))))
+        self.fails(USAGE, "build", "box.stl", "--slice", "-o", "out")
+        self.assertNotIn("out", self.listing())
+
+    def test_open_contours_are_findings(self):
+        self.write("open.stl", binary_stl(box_facets((10, 20, 3))[:-2]))
+        self.good("build", "open.stl", "--style", "Fine.sty", "--slice", "-o", "out")
+        checks = json.loads(self.path("out/checks.json").read_text())
+        self.assertIn(("SLICE-OPEN", "slices/open-1.slc"), [(f["code"], f["file"]) for f in checks["findings"]])
+        self.fails(NO, "build", "open.stl", "--style", "Fine.sty", "--slice", "--strict", "-o", "strict")
 
 
 class Pictures(slc_test.SlcTest):

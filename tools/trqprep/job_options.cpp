@@ -12,8 +12,8 @@ namespace {
 
 // The order of help, with the options of meshes between; --machines names a file and is no field of a job.
 constexpr const char* kOnEveryLine[] = {"part", "vat", "rotations", "seed", "drop", "floor"};
-constexpr const char* kOnBuildLines[] = {"style",     "recoat",       "machine", "machines",
-                                         "z-spacing", "force-checks", "strict",  "allow"};
+constexpr const char* kOnBuildLines[] = {"style", "recoat",       "machine", "machines", "z-spacing",
+                                         "slice", "force-checks", "strict",  "allow"};
 
 const JobField<Job>& FieldOf(const std::string& key) {
   for (const JobField<Job>& field : JobFields()) {
