@@ -318,6 +318,7 @@ class Outputs(ToolTest):
         self.write("side.stl", binary_stl(box_facets()[:-2]))
         self.said("slice", "side.stl", "-o", "open.slc")
         self.said("build", "box.stl", "--style", "Fine.sty", "--slice", "-o", "sliced")
+        self.take_folder("sliced")
         self.write("inside-out.stl", binary_stl([tuple(reversed(facet)) for facet in box_facets()]))
         self.said("slice", "inside-out.stl", "-o", "inside-out.slc")
         small = box_facets((1, 1, 1), (50, 0, 0))
