@@ -37,7 +37,7 @@ ROOM_BELOW = {
 }
 
 # Rooms beside prep/, below all of its rooms, and the headers of include/trqprep/ that are theirs.
-ALONE = {"nesting": ["nesting.h"], "slicing": ["slicing.h", "layer_plan.h"]}
+ALONE = {"nesting": ["nesting.h"], "slicing": ["slicing.h", "layer_plan.h", "layer_findings.h"]}
 # What these know besides themselves: exported headers of the library, and others' libraries.
 ALONE_KNOWS_LIBRARY = {"slicing"}
 ALONE_LIBRARIES = {"slicing": ["polyclipping"]}
