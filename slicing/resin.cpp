@@ -84,7 +84,7 @@ class Search {
     // A few layers at a time: first each by itself, then each with the one below, then all in their order.
     const auto threads = static_cast<std::size_t>(std::max(options_.threads, 1));
     scratch_.resize(threads);
-    std::vector<Layer> layers(1 + (threads == 1 ? 1 : 4 * threads));
+    std::vector<Layer> layers(1 + LayersAtATime(threads));
     slicing::Pockets pockets;
     for (std::size_t first = 0; first < count; first += layers.size() - 1) {
       const std::size_t some = std::min(layers.size() - 1, count - first);
@@ -119,6 +119,16 @@ class Search {
   }
 
  private:
+  // So many that threads seldom wait for each other, but no more crossings than the largest layer may have.
+  std::size_t LayersAtATime(std::size_t threads) const {
+    if (threads == 1) return 1;
+    double finest = grid_.pitch;
+    for (std::size_t k = 0; k < stack_.bottoms.size(); ++k) finest = std::min(finest, FineGridOf(k).pitch);
+    const double crossings = extent_.travel / finest;
+    const auto most = 4 * double(threads);
+    return static_cast<std::size_t>(
+        std::clamp(slicing::kMostCrossings / (crossings + 1), double(threads), most));
+  }
   double HeightOf(std::size_t k) const {
     const double height = stack_.tops[k] - stack_.bottoms[k];
     return height > 0 && std::isfinite(height) ? height : 0;

@@ -8,8 +8,7 @@
 namespace trqprep::slicing {
 namespace {
 
-constexpr double kMostRows = 1 << 20;
-constexpr double kMostCrossings = 1 << 24;
+constexpr double kMostRows = 1 << 18;
 
 bool IsFinite(const ContourView& contour) {
   return std::all_of(contour.points, contour.points + 2 * contour.count,
@@ -76,17 +75,20 @@ void RowMaker::Make(const ContourViews& layer, const RowGrid& grid, Rows& rows) 
   contours_.Reset(layer.size());
 
   first_rows_.clear();
+  const double per_height = 1 / grid.pitch;
   std::int32_t low = std::numeric_limits<std::int32_t>::max(), high = 0;
   for (const ContourView& contour : layer) {
     // No rows between its points: nothing of it is seen.
     const bool finite = IsFinite(contour);
     for (std::size_t i = 0; i < contour.count; ++i) {
-      const double y = finite ? double(contour.points[2 * i + 1]) : grid.origin;
-      first_rows_.push_back(static_cast<std::int32_t>(std::ceil((y - grid.origin) / grid.pitch - 0.5)));
-      if (finite) {
-        low = std::min(low, first_rows_.back());
-        high = std::max(high, first_rows_.back());
-      }
+      // Rounded upwards; nothing lies below -1/2.
+      const double at = finite ? (double(contour.points[2 * i + 1]) - grid.origin) * per_height - 0.5 : 0;
+      const auto whole = static_cast<std::int32_t>(at);
+      const std::int32_t row = whole + (double(whole) < at);
+      first_rows_.push_back(row);
+      if (!finite) continue;
+      low = std::min(low, row);
+      high = std::max(high, row);
     }
   }
   rows.first = std::min(low, high);

@@ -33,6 +33,9 @@ class Sets {
   std::vector<std::int32_t> parents_;
 };
 
+/// Of a layer, in its rows together.
+constexpr double kMostCrossings = 1 << 24;
+
 /// What decides how far apart rows may stand: the range of Y, and how far a layer's contours go up and down.
 struct RowExtent {
   double low = 0, high = -1;  ///< none when high < low

@@ -187,7 +187,7 @@ TEST(LayerFindings, LeaningPrismsAreJudgedTheSameInEveryDirection) {
       const double cosine = std::cos(turn * degree), sine = std::sin(turn * degree);
       Tower prism;
       prism.height = 0.1;
-      const int count = 20;
+      const int count = 9;
       for (int k = 0; k < count; ++k) {
         const double shift = 0.1 * k * std::tan(lean * degree);
         Ring ring = Solid(shift, -50, shift + 10, 50);
@@ -586,7 +586,7 @@ Blocks::Found FoundOf(const std::vector<ResinPocket>& pockets) {
 
 TEST(LayerFindings, AgreeWithAFillOfBlocks) {
   std::size_t cups_seen = 0, trapped_seen = 0, islands_seen = 0;
-  for (unsigned seed = 0; seed < 600; ++seed) {
+  for (unsigned seed = 0; seed < 250; ++seed) {
     const Blocks blocks(seed, 4 + int(seed % 5), 30 + seed % 60);
     Tower tower;
     for (int z = 0; z < blocks.size(); ++z) tower.layers.push_back(blocks.ContoursOf(z));
@@ -612,9 +612,9 @@ TEST(LayerFindings, AgreeWithAFillOfBlocks) {
       islands_seen += islands.size();
     }
   }
-  EXPECT_GT(cups_seen, 500u);
-  EXPECT_GT(trapped_seen, 500u);
-  EXPECT_GT(islands_seen, 500u);
+  EXPECT_GT(cups_seen, 200u);
+  EXPECT_GT(trapped_seen, 200u);
+  EXPECT_GT(islands_seen, 200u);
 }
 
 TEST(LayerFindings, AnyNumberOfThreadsGivesTheSame) {
