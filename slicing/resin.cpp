@@ -67,7 +67,17 @@ class Patch {
 
 class Search {
  public:
-  Search(const LayerStack& stack, const LayerFindingOptions& options) : stack_(stack), options_(options) {}
+  Search(const LayerStack& stack, const LayerFindingOptions& options) : stack_(stack), options_(options) {
+    heights_.reserve(stack.bottoms.size());
+    for (std::size_t k = 0; k < stack.bottoms.size(); ++k) {
+      double height = stack.tops[k] - stack.bottoms[k];
+      if (!(height > 0) || !std::isfinite(height)) height = 0;
+      // Layers of a file differ by what its floats round to.
+      const double doubt = 1e-3 * height + 2.4e-7 * std::abs(stack.tops[k]);
+      if (k > 0 && std::abs(height - heights_.back()) <= doubt) height = heights_.back();
+      heights_.push_back(height);
+    }
+  }
 
   LayerFindings Run() {
     const std::size_t count = stack_.bottoms.size();
@@ -95,7 +105,7 @@ class Search {
       for (std::size_t i = 1; i <= some; ++i) {
         Layer& layer = layers[i];
         const std::size_t k = first + i - 1;
-        pockets.Add(k, HeightOf(k), layer.hollows.list, layer.links, layer.opened);
+        pockets.Add(k, heights_[k], layer.hollows.list, layer.links, layer.opened);
         Take(layer.islands, findings.islands);
         Take(layer.unsupported, findings.unsupported);
         if (!findings.start && !layer.rows.runs.empty()) {
@@ -129,13 +139,9 @@ class Search {
     return static_cast<std::size_t>(
         std::clamp(slicing::kMostCrossings / (crossings + 1), double(threads), most));
   }
-  double HeightOf(std::size_t k) const {
-    const double height = stack_.tops[k] - stack_.bottoms[k];
-    return height > 0 && std::isfinite(height) ? height : 0;
-  }
   double OverhangOf(std::size_t k) const {
     if (options_.overhang >= 0) return options_.overhang;
-    return std::max(HeightOf(k), k == 0 ? 0 : HeightOf(k - 1));
+    return k == 0 ? heights_[0] : std::max(heights_[k], heights_[k - 1]);
   }
   RowGrid FineGridOf(std::size_t k) const {
     return {grid_.origin, extent_.Widened(slicing::PitchFor(OverhangOf(k), options_.pitch))};
@@ -156,7 +162,7 @@ class Search {
   }
 
   void Compare(std::size_t k, const Layer& below, Layer& layer, Scratch& scratch) const {
-    const bool on_plate = k == 0 && options_.solid_platform && stack_.bottoms[0] <= HeightOf(0) / 2;
+    const bool on_plate = k == 0 && options_.solid_platform && stack_.bottoms[0] <= heights_[0] / 2;
     if (on_plate) {
       layer.links.clear();
     } else {
@@ -264,6 +270,7 @@ class Search {
 
   const LayerStack& stack_;
   const LayerFindingOptions& options_;
+  std::vector<double> heights_;
   slicing::RowExtent extent_;
   RowGrid grid_;
   std::vector<Scratch> scratch_;

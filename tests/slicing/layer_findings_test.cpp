@@ -232,6 +232,26 @@ TEST(LayerFindings, ACupIsFullUpToItsRim) {
   ExpectPocket(cup.Find().cups[0], 2, 5, 64 * 3);
 }
 
+TEST(LayerFindings, AWallAsThinAsRowsAreApartHolds) {
+  for (int degrees = 0; degrees < 90; degrees += 3) {
+    const double angle = degrees * 3.14159265358979323846 / 180;
+    const auto turned = [&](Ring ring) {
+      for (std::size_t i = 0; i < ring.size(); i += 2) {
+        const double x = double(ring[i]), y = double(ring[i + 1]);
+        ring[i] = float(x * std::cos(angle) - y * std::sin(angle));
+        ring[i + 1] = float(x * std::sin(angle) + y * std::cos(angle));
+      }
+      return ring;
+    };
+    Tower cup;
+    cup.Add(1, {turned(Solid(0, 0, 10, 10))});
+    cup.Add(3, {turned(Solid(0, 0, 10, 10)), turned(Empty(0.101, 0.101, 9.899, 9.899))});
+    const LayerFindings found = cup.Find();
+    ASSERT_EQ(found.cups.size(), 1u) << degrees;
+    ExpectPocket(found.cups[0], 1, 4, 3 * 9.798 * 9.798);
+  }
+}
+
 TEST(LayerFindings, AnUprightTubeIsNoCupUnlessItStandsOnAPlate) {
   Tower tube;
   tube.Add(4, kWalls);
