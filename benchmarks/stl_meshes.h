@@ -1,6 +1,7 @@
 /// Facet soups for the STL benchmarks, and the STL files they make.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
@@ -62,13 +63,14 @@ inline Corners Plate(int facets, double size) {
 }
 
 /// A gyroid of at least `facets` facets in a cube of 60, by marching through tetrahedra; cut off at the
-/// number.
-inline Corners Gyroid(int facets) {
+/// number. `closed`: about as many facets instead, of which those at the cube's sides close it.
+inline Corners Gyroid(int facets, bool closed = false) {
   const double kPi = 3.14159265358979323846;
   // Three periods make about 13 facets a grid square of one face.
-  const int n = static_cast<int>(std::sqrt(facets / 12.0)) + 2;
+  const int n = static_cast<int>(std::sqrt(facets / (closed ? 107.0 : 12.0))) + 2;
   const double period = 2 * kPi * 3 / n;
   const auto value = [&](int x, int y, int z) {
+    if (closed && (std::min({x, y, z}) == 0 || std::max({x, y, z}) == n)) return 1.0;
     const double a = x * period, b = y * period, c = z * period;
     return std::sin(a) * std::cos(b) + std::sin(b) * std::cos(c) + std::sin(c) * std::cos(a) + 1e-7;
   };
@@ -111,7 +113,8 @@ inline Corners Gyroid(int facets) {
       }
     }
   }
-  if (out.size() > static_cast<std::size_t>(facets) * 3) out.resize(static_cast<std::size_t>(facets) * 3);
+  if (!closed && out.size() > static_cast<std::size_t>(facets) * 3)
+    out.resize(static_cast<std::size_t>(facets) * 3);
   return out;
 }
 
