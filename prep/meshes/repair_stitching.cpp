@@ -50,10 +50,15 @@ class PointTree {
   void Near(const RepairedMesh& mesh, int point, double reach, size_t most, std::vector<int>& found) {
     found.assign(1, point);
     if (!HasNear(point, reach)) return;
-    most_ = most;
-    Search({mesh.points[size_t(point)], point}, reach);
-    std::sort_heap(near_.begin(), near_.end());
-    for (const auto& [distance, other] : near_) found.push_back(other);
+    Found& last = last_found_[size_t(point) % last_found_.size()];
+    if (last.point != point || last.reach != reach || last.most != most) {
+      most_ = most;
+      Search({mesh.points[size_t(point)], point}, reach);
+      std::sort_heap(near_.begin(), near_.end());
+      last = {point, reach, most, {}};
+      for (const auto& [distance, other] : near_) last.near.push_back(other);
+    }
+    found.insert(found.end(), last.near.begin(), last.near.end());
   }
 
  private:
@@ -62,6 +67,13 @@ class PointTree {
     int number;
   };
   static constexpr size_t kLeaf = 8;  // so few are looked at one by one
+  // The edges of a facet follow each other, and so do questions about its corners.
+  struct Found {
+    int point = -1;
+    double reach = 0;
+    size_t most = 0;
+    std::vector<int> near;
+  };
 
   void Build(size_t first, size_t last) {
     if (last - first <= kLeaf) return;
@@ -71,8 +83,13 @@ class PointTree {
     const auto axis = int(std::max_element(size.begin(), size.end()) - size.begin());
     const size_t middle = first + (last - first) / 2;
     const auto at = [this](size_t i) { return points_.begin() + static_cast<std::ptrdiff_t>(i); };
-    std::nth_element(at(first), at(middle), at(last),
-                     [axis](const Placed& a, const Placed& b) { return a.at[axis] < b.at[axis]; });
+    // Equal ones are parted by the other axes: both parts of a plane would be searched for each point of it.
+    std::nth_element(at(first), at(middle), at(last), [axis](const Placed& a, const Placed& b) {
+      for (int k = axis; k < axis + 2; ++k) {
+        if (a.at[k % 3] != b.at[k % 3]) return a.at[k % 3] < b.at[k % 3];
+      }
+      return a.at[(axis + 2) % 3] < b.at[(axis + 2) % 3];
+    });
     axes_[middle] = static_cast<unsigned char>(axis);
     Build(first, middle);
     Build(middle + 1, last);
@@ -122,6 +139,7 @@ class PointTree {
   Point centre_;
   int but_ = 0;
   double reach_ = 0;
+  std::array<Found, 16> last_found_;
 };
 
 /// Things in the order of the points that they belong to.
