@@ -25,23 +25,21 @@ constexpr size_t kNearThen = 1;
 double Distance(const Point& a, const Point& b) { return Norm(Minus(a, b)); }
 
 // Points halved again and again along their widest side (J. L. Bentley, Multidimensional binary search trees
-// used for associative searching, 1975), without pointers: the middle of a range parts it.
+// used for associative searching, 1975). The parts of part i are 2 i and 2 i + 1.
 class PointTree {
  public:
   /// Points by their numbers. None is asked about farther than `reach`.
   PointTree(const RepairedMesh& mesh, const std::vector<int>& numbers, double reach)
-      : axes_(numbers.size()), nearest_(mesh.points.size(), std::numeric_limits<float>::infinity()) {
+      : nearest_(mesh.points.size(), std::numeric_limits<float>::infinity()) {
     points_.reserve(numbers.size());
     for (const int number : numbers) points_.push_back({mesh.points[size_t(number)], number});
-    Build(0, points_.size());
+    Build(1, 0, points_.size());
     most_ = 1;
     for (const Placed& point : points_) {
       Search(point, reach);
       if (!near_.empty()) nearest_[size_t(point.number)] = std::nextafter(float(near_[0].first), 0.0F);
     }
   }
-
-  size_t size() const { return points_.size(); }
 
   /// False when no other point lies within `reach` of one.
   bool HasNear(int point, double reach) const { return double(nearest_[size_t(point)]) <= reach; }
@@ -66,7 +64,10 @@ class PointTree {
     PbVec3f at;
     int number;
   };
-  static constexpr size_t kLeaf = 8;  // so few are looked at one by one
+  struct FloatBox {
+    PbVec3f min;
+    PbVec3f max;
+  };
   // The edges of a facet follow each other, and so do questions about its corners.
   struct Found {
     int point = -1;
@@ -74,14 +75,26 @@ class PointTree {
     size_t most = 0;
     std::vector<int> near;
   };
+  static constexpr size_t kLeaf = 8;      // so few are looked at one by one
+  static constexpr double kMore = 1e-12;  // a part is entered where rounding may have kept it away
 
-  void Build(size_t first, size_t last) {
+  void Build(size_t part, size_t first, size_t last) {
+    if (first == last) return;
+    if (part >= boxes_.size()) boxes_.resize(part + 1);
+    FloatBox box{points_[first].at, points_[first].at};
+    for (size_t i = first; i < last; ++i) {
+      for (int k = 0; k < 3; ++k) {
+        box.min[k] = std::min(box.min[k], points_[i].at[k]);
+        box.max[k] = std::max(box.max[k], points_[i].at[k]);
+      }
+    }
+    boxes_[part] = box;
     if (last - first <= kLeaf) return;
-    Box box;
-    for (size_t i = first; i < last; ++i) box.Add(PointOf(points_[i].at));
-    const Point size = box.Size();
-    const auto axis = int(std::max_element(size.begin(), size.end()) - size.begin());
-    const size_t middle = first + (last - first) / 2;
+    int axis = 0;
+    for (const int k : {1, 2}) {
+      if (double(box.max[k]) - box.min[k] > double(box.max[axis]) - box.min[axis]) axis = k;
+    }
+    const size_t middle = Middle(first, last);
     const auto at = [this](size_t i) { return points_.begin() + static_cast<std::ptrdiff_t>(i); };
     // Equal ones are parted by the other axes: both parts of a plane would be searched for each point of it.
     std::nth_element(at(first), at(middle), at(last), [axis](const Placed& a, const Placed& b) {
@@ -90,32 +103,43 @@ class PointTree {
       }
       return a.at[(axis + 2) % 3] < b.at[(axis + 2) % 3];
     });
-    axes_[middle] = static_cast<unsigned char>(axis);
-    Build(first, middle);
-    Build(middle + 1, last);
+    Build(2 * part, first, middle);
+    Build(2 * part + 1, middle, last);
   }
+
+  static size_t Middle(size_t first, size_t last) { return first + (last - first) / 2; }
 
   void Search(const Placed& from, double reach) {
     near_.clear();
     centre_ = PointOf(from.at);
     but_ = from.number;
     reach_ = reach;
-    Search(0, points_.size());
+    Search(1, 0, points_.size());
   }
 
-  void Search(size_t first, size_t last) {
+  void Search(size_t part, size_t first, size_t last) {
     if (last - first <= kLeaf) {
       for (size_t i = first; i < last; ++i) Try(points_[i]);
       return;
     }
-    const size_t middle = first + (last - first) / 2;
-    const int axis = axes_[middle];
-    const double off = centre_[size_t(axis)] - double(points_[middle].at[axis]);
-    const auto search = [&](bool low) { low ? Search(first, middle) : Search(middle + 1, last); };
-    search(off <= 0);  // the nearer ones first: the others are seldom near enough then
-    if (std::fabs(off) > reach_ * (1 + 1e-12)) return;
-    Try(points_[middle]);
-    search(off > 0);
+    const size_t middle = Middle(first, last);
+    const double low = SquareTo(2 * part), high = SquareTo(2 * part + 1);
+    // The nearer ones first: the others are seldom near enough then.
+    for (const bool lower : {low <= high, low > high}) {
+      if ((lower ? low : high) > reach_ * reach_ * (1 + kMore)) continue;
+      lower ? Search(2 * part, first, middle) : Search(2 * part + 1, middle, last);
+    }
+  }
+
+  double SquareTo(size_t part) const {
+    const FloatBox& box = boxes_[part];
+    double square = 0;
+    for (int k = 0; k < 3; ++k) {
+      const double c = centre_[size_t(k)];
+      const double off = std::max({double(box.min[k]) - c, c - double(box.max[k]), 0.0});
+      square += off * off;
+    }
+    return square;
   }
 
   void Try(const Placed& point) {
@@ -131,8 +155,8 @@ class PointTree {
   }
 
   std::vector<Placed> points_;
-  std::vector<unsigned char> axes_;
-  std::vector<float> nearest_;  // by number: no other point is nearer
+  std::vector<FloatBox> boxes_;  // of the parts
+  std::vector<float> nearest_;   // by number: no other point is nearer
   // A search.
   std::vector<std::pair<double, int>> near_;  // a heap, the farthest in front
   size_t most_ = 0;
