@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
+#include <tuple>
 #include <utility>
 
 #include "prep/meshes/cavities.h"
@@ -18,20 +18,21 @@ constexpr int kMostRounds = 20;
 
 /// Makes vertices at one place one and numbers all in the order of their first use.
 void Number(RepairedMesh& mesh) {
-  std::vector<int> order(mesh.points.size()), number(mesh.points.size(), -1), first(mesh.points.size());
-  std::iota(order.begin(), order.end(), 0);
-  const auto place = [&mesh](int i) {
-    const PbVec3f& p = mesh.points[size_t(i)];
-    return std::array<float, 3>{p[0], p[1], p[2]};
-  };
-  std::sort(order.begin(), order.end(), [&](int a, int b) {
-    const auto p = place(a), q = place(b);
-    return p != q ? p < q : a < b;
-  });
-  for (size_t i = 0; i < order.size(); ++i) {
-    const bool same = i > 0 && place(order[i]) == place(order[i - 1]);
-    first[size_t(order[i])] = same ? first[size_t(order[i - 1])] : order[i];
+  std::vector<int> first(mesh.points.size());
+  {
+    std::vector<std::tuple<float, float, float, int>> places;
+    places.reserve(mesh.points.size());
+    for (const PbVec3f& p : mesh.points) places.push_back({p[0], p[1], p[2], int(places.size())});
+    std::sort(places.begin(), places.end());
+    const std::tuple<float, float, float, int>* last = nullptr;  // the first one of its place
+    for (const auto& place : places) {
+      const auto& [x, y, z, point] = place;
+      if (!last || std::tie(x, y, z) != std::tie(std::get<0>(*last), std::get<1>(*last), std::get<2>(*last)))
+        last = &place;
+      first[size_t(point)] = std::get<3>(*last);
+    }
   }
+  std::vector<int> number(mesh.points.size(), -1);
   std::vector<PbVec3f> points;
   for (R_INT4& facet : mesh.facets) {
     for (int k = 0; k < 3; ++k) {

@@ -21,6 +21,7 @@ constexpr size_t kMostFacetsTried = 64;
 constexpr size_t kTriesAnEdge = 64;
 constexpr size_t kTriesAnyway = 1000000;
 constexpr size_t kNearThen = 1;
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 double Distance(const Point& a, const Point& b) { return Norm(Minus(a, b)); }
 
@@ -28,16 +29,20 @@ double Distance(const Point& a, const Point& b) { return Norm(Minus(a, b)); }
 // used for associative searching, 1975). The parts of part i are 2 i and 2 i + 1.
 class PointTree {
  public:
-  /// Points by their numbers. None is asked about farther than `reach`.
-  PointTree(const RepairedMesh& mesh, const std::vector<int>& numbers, double reach)
-      : nearest_(mesh.points.size(), std::numeric_limits<float>::infinity()) {
-    points_.reserve(numbers.size());
-    for (const int number : numbers) points_.push_back({mesh.points[size_t(number)], number});
+  /// `reaches`: of every point of the mesh, how far it will be asked about; below 0 when it is not in the tree.
+  PointTree(const RepairedMesh& mesh, std::vector<float> reaches) : nearest_(std::move(reaches)) {
+    const auto in_tree = [](float reach) { return reach >= 0; };
+    points_.reserve(size_t(std::count_if(nearest_.begin(), nearest_.end(), in_tree)));
+    for (size_t i = 0; i < nearest_.size(); ++i) {
+      if (in_tree(nearest_[i])) points_.push_back({mesh.points[i], int(i)});
+    }
     Build(1, 0, points_.size());
     most_ = 1;
     for (const Placed& point : points_) {
-      Search(point, reach);
-      if (!near_.empty()) nearest_[size_t(point.number)] = std::nextafter(float(near_[0].first), 0.0F);
+      float& nearest = nearest_[size_t(point.number)];
+      if (nearest > 0) Search(point, double(nearest));
+      const bool any = nearest > 0 && !near_.empty();
+      nearest = any ? std::nextafter(float(near_[0].first), 0.0F) : kInfinity;
     }
   }
 
@@ -75,8 +80,7 @@ class PointTree {
     size_t most = 0;
     std::vector<int> near;
   };
-  static constexpr size_t kLeaf = 8;      // so few are looked at one by one
-  static constexpr double kMore = 1e-12;  // a part is entered where rounding may have kept it away
+  static constexpr size_t kLeaf = 8;  // so few are looked at one by one
 
   void Build(size_t part, size_t first, size_t last) {
     if (first == last) return;
@@ -113,7 +117,7 @@ class PointTree {
     near_.clear();
     centre_ = PointOf(from.at);
     but_ = from.number;
-    reach_ = reach;
+    Shorten(reach);
     Search(1, 0, points_.size());
   }
 
@@ -126,7 +130,7 @@ class PointTree {
     const double low = SquareTo(2 * part), high = SquareTo(2 * part + 1);
     // The nearer ones first: the others are seldom near enough then.
     for (const bool lower : {low <= high, low > high}) {
-      if ((lower ? low : high) > reach_ * reach_ * (1 + kMore)) continue;
+      if ((lower ? low : high) > square_) continue;
       lower ? Search(2 * part, first, middle) : Search(2 * part + 1, middle, last);
     }
   }
@@ -144,14 +148,21 @@ class PointTree {
 
   void Try(const Placed& point) {
     if (point.number == but_) return;
-    const double distance = Distance(centre_, PointOf(point.at));
+    const Point off = Minus(centre_, PointOf(point.at));
+    if (Dot(off, off) > square_) return;
+    const double distance = Norm(off);
     if (distance > reach_) return;
     near_.push_back({distance, point.number});
     std::push_heap(near_.begin(), near_.end());
     if (near_.size() <= most_) return;
     std::pop_heap(near_.begin(), near_.end());
     near_.pop_back();
-    reach_ = near_.front().first;
+    Shorten(near_.front().first);
+  }
+
+  void Shorten(double reach) {
+    reach_ = reach;
+    square_ = reach * reach * (1 + 1e-12);  // rounding keeps nothing away
   }
 
   std::vector<Placed> points_;
@@ -163,6 +174,7 @@ class PointTree {
   Point centre_;
   int but_ = 0;
   double reach_ = 0;
+  double square_ = 0;  // of the reach, or a little more
   std::array<Found, 16> last_found_;
 };
 
@@ -279,17 +291,37 @@ class Stitching {
         add(b, {a, uint32_t(i)});
       }
     });
-    std::vector<int> ends, all;
-    for (int i = 0; i < int(mesh_.points.size()); ++i) {
-      if (!arcs_->Of(i).empty()) ends.push_back(i);
+    std::vector<float> reaches(mesh_.points.size(), -1);
+    const auto reach_at = [&](int point, double reach) {
+      float& at = reaches[size_t(point)];
+      at = std::max(at, std::nextafter(float(std::min(tolerance_, reach)), kInfinity));
+    };
+    for (const uint64_t edge : open_) {
+      const auto [a, b] = EndsOf(edge);
+      for (const int end : {a, b}) reach_at(end, Distance(mesh_.At(a), mesh_.At(b)) / 2);
     }
-    end_tree_.emplace(mesh_, ends, tolerance_);
+    const auto not_ends = std::count(reaches.begin(), reaches.end(), -1.0F);
+    end_tree_.emplace(mesh_, reaches);
     if (loose_.empty()) return;
     lists_ = std::make_shared<const FacetLists>(ListsOf(mesh_));
-    for (int i = 0; i < int(mesh_.points.size()); ++i) {
-      if (!lists_->Of(i).empty()) all.push_back(i);
+    reaches.assign(reaches.size(), -1);
+    for (size_t i = 0; i < reaches.size(); ++i) {
+      if (!lists_->Of(int(i)).empty()) reaches[i] = 0;
     }
-    if (all.size() > ends.size()) tree_.emplace(mesh_, all, tolerance_);
+    if (std::count(reaches.begin(), reaches.end(), -1.0F) == not_ends) return;
+    for (const int facet : loose_) {
+      for (int k = 0; k < 3; ++k) reach_at(mesh_.Facet(facet)[k], ReachOf(mesh_.Facet(facet)));
+    }
+    tree_.emplace(mesh_, std::move(reaches));
+  }
+
+  /// How far the corners of a facet may be moved: half its shortest edge.
+  double ReachOf(const R_INT4& t) const {
+    double reach = tolerance_;
+    for (int k = 0; k < 3; ++k) {
+      reach = std::min(reach, Distance(mesh_.At(t[k]), mesh_.At(t[(k + 1) % 3])) / 2);
+    }
+    return reach;
   }
 
   static std::pair<int, int> EndsOf(uint64_t edge) { return {int(edge >> 32), int(edge & 0xFFFFFFFFu)}; }
@@ -347,11 +379,8 @@ class Stitching {
       int rotated = 0;
       R_INT4 t = mesh_.Facet(facet);
       for (; rotated < 2 && lists_->Of(t[1]).size() < lists_->Of(t[0]).size(); ++rotated) t = Rotated(t, 1);
-      double reach = Reach();
+      const double reach = std::min(Reach(), ReachOf(t));
       bool any = false;
-      for (int k = 0; k < 3; ++k) {
-        reach = std::min(reach, Distance(mesh_.At(t[k]), mesh_.At(t[(k + 1) % 3])) / 2);
-      }
       for (int k = 0; k < 3; ++k) any = any || tree.HasNear(t[k], reach);
       if (!any) continue;
       tree.Near(mesh_, t[0], reach, tries < most_tries ? kMostNear : kNearThen, near);
