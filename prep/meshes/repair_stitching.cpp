@@ -17,7 +17,8 @@ namespace {
 // than the tolerance; time must not grow as their square.
 constexpr size_t kMostNear = 16;
 constexpr size_t kMostFacetsTried = 64;
-// What may be tried for each open edge, on average, and in any mesh. Behind that only the nearest points count.
+// What may be tried for each open edge, on average, and in any mesh. Behind that only the nearest points
+// count.
 constexpr size_t kTriesAnEdge = 64;
 constexpr size_t kTriesAnyway = 1000000;
 constexpr size_t kNearThen = 1;
@@ -29,7 +30,8 @@ double Distance(const Point& a, const Point& b) { return Norm(Minus(a, b)); }
 // used for associative searching, 1975). The parts of part i are 2 i and 2 i + 1.
 class PointTree {
  public:
-  /// `reaches`: of every point of the mesh, how far it will be asked about; below 0 when it is not in the tree.
+  /// `reaches`: of every point of the mesh, how far it will be asked about; below 0 when it is not in the
+  /// tree.
   PointTree(const RepairedMesh& mesh, std::vector<float> reaches) : nearest_(std::move(reaches)) {
     const auto in_tree = [](float reach) { return reach >= 0; };
     points_.reserve(size_t(std::count_if(nearest_.begin(), nearest_.end(), in_tree)));
