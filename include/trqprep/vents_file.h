@@ -58,7 +58,8 @@ struct Openings {
   bool vent = false;
   bool drain = false;
 };
-/// `factor` takes the file's points to the unit of the box.
-Openings OpeningsOf(const VentsFile& vents, double factor, const Box& cavity);
+/// Those of each cavity, told by its box. `factor` takes the file's points to the unit of the boxes. Time
+/// grows as the boxes and the points times the square of their logarithm.
+std::vector<Openings> OpeningsOf(const VentsFile& vents, double factor, const std::vector<Box>& cavities);
 
 }  // namespace trqprep
