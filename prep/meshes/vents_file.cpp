@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <filesystem>
 #include <system_error>
@@ -87,24 +88,33 @@ VentsFile TakeVents(Observer& observer, const std::string& path, std::string tex
 
 }  // namespace
 
-std::optional<std::string> ReadSideFile(const std::string& model, bool follow_links) {
-  const std::string path = SideFileOf(model);
+std::optional<std::string> ReadSideFile(const std::string& model, bool follow_links,
+                                        const HeldFolder* folder) {
+  constexpr char kWhat[] = "a vents-and-drains file";
+  const std::string name = SideFileOf(model);
+  if (folder && !follow_links) {
+    if (!folder->Open(name).open() && errno == ENOENT) return std::nullopt;
+    return ReadWholeFile(InputFile(*folder, name), kWhat);
+  }
+  const std::string path = folder ? folder->PathOf(name) : name;
   const bool follows = follow_links || IsSideFileName(model);
   std::error_code error;
   if ((follows ? fs::status(path, error) : fs::symlink_status(path, error)).type() ==
       fs::file_type::not_found)
     return std::nullopt;
-  return ReadWholeFile(InputFile(path, follows ? Links::kFollow : Links::kRefuse), "a vents-and-drains file");
+  return ReadWholeFile(InputFile(path, follows ? Links::kFollow : Links::kRefuse), kWhat);
 }
 
 VentsFile ReadVents(Observer& observer, const std::string& path) {
   return TakeVents(observer, path, ReadWholeFile(path, "a vents-and-drains file"));
 }
 
-std::optional<VentsFile> ReadVentsIfThere(Observer& observer, const std::string& model, bool follow_links) {
-  std::optional<std::string> text = ReadSideFile(model, follow_links);
+std::optional<VentsFile> ReadVentsIfThere(Observer& observer, const std::string& model, bool follow_links,
+                                          const HeldFolder* folder) {
+  std::optional<std::string> text = ReadSideFile(model, follow_links, folder);
   if (!text) return std::nullopt;
-  return TakeVents(observer, SideFileOf(model), *std::move(text));
+  const std::string name = SideFileOf(model);
+  return TakeVents(observer, folder ? folder->PathOf(name) : name, *std::move(text));
 }
 
 // Along X the points of a cavity are a range, made of blocks of 1, 2, 4 and so on, at most two of each size.
