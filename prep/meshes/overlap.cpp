@@ -92,19 +92,27 @@ double Depth(const Outline& a, const Outline& b) {
   return least;
 }
 
-double SquaredToSegment(const Point& p, const Point& a, const Point& b) {
+// From the nearest point of the segment.
+Point WayFromSegment(const Point& p, const Point& a, const Point& b) {
   const Point ab = Minus(b, a), ap = Minus(p, a);
   const double length = Dot(ab, ab);
   const double t = length > 0 ? std::clamp(Dot(ap, ab) / length, 0.0, 1.0) : 0;
-  const Point d = Minus(p, {a[0] + t * ab[0], a[1] + t * ab[1], 0});
-  return Dot(d, d);
+  return Minus(p, {a[0] + t * ab[0], a[1] + t * ab[1], 0});
+}
+
+// From the nearest point of the outline's sides.
+Point WayFromOutline(const Point& p, const Outline& outline) {
+  Point least{kInfinity, 0, 0};
+  for (size_t k = 0; k < outline.count; ++k) {
+    const Point way = WayFromSegment(p, outline[k], outline.After(k));
+    if (Dot(way, way) < Dot(least, least)) least = way;
+  }
+  return least;
 }
 
 double SquaredToOutline(const Point& p, const Outline& outline) {
-  double least = kInfinity;
-  for (size_t k = 0; k < outline.count; ++k)
-    least = std::min(least, SquaredToSegment(p, outline[k], outline.After(k)));
-  return least;
+  const Point way = WayFromOutline(p, outline);
+  return Dot(way, way);
 }
 
 // Of outlines that are apart: the distance is met at a corner of one of them.
@@ -113,6 +121,26 @@ double SquaredDistance(const Outline& a, const Outline& b) {
   for (size_t k = 0; k < a.count; ++k) least = std::min(least, SquaredToOutline(a[k], b));
   for (size_t k = 0; k < b.count; ++k) least = std::min(least, SquaredToOutline(b[k], a));
   return least;
+}
+
+// Whether a direction is found along which the outlines are so far apart. `direction`, of length 1, is tried
+// first and takes the last one tried: from near pairs of outlines to others it hardly turns. True is certain.
+bool AreApart(const Outline& a, const Outline& b, double distance, Point& direction) {
+  const auto farthest = [](const Outline& outline, const Point& way) {
+    return *std::max_element(outline.corners, outline.corners + outline.count,
+                             [&](const Point& p, const Point& q) { return Dot(way, p) < Dot(way, q); });
+  };
+  for (int turn = 0; turn < 4; ++turn) {
+    const Point from = farthest(b, direction), to = farthest(a, Minus({0, 0, 0}, direction));
+    if (Dot(direction, Minus(to, from)) >= distance) return true;
+    Point way = WayFromOutline(to, b);
+    const Point back = WayFromOutline(from, a);
+    if (Dot(back, back) < Dot(way, way)) way = Minus({0, 0, 0}, back);
+    const double length = Norm(way);
+    if (!(length >= distance && length > 0)) return false;
+    direction = {way[0] / length, way[1] / length, 0};
+  }
+  return false;
 }
 
 // A grid over the region that two shapes share. Of several facets that reach into one, that in the first cell
@@ -437,6 +465,7 @@ double SquaredDistance(const PlacedShape& a, const PlacedShape& b, ShadowTree& t
   // Less than the result is rounded by, and more than rounding can part equal distances, or make segments of
   // one line reach into each other.
   const double hair = 1e-14 * (Norm(tree_a.box().max) + Norm(tree_a.box().min));
+  Point direction{1, 0, 0};
   using Pair = std::pair<size_t, size_t>;
   ShadowTree::Search(
       tree_a, tree_b,
@@ -444,16 +473,15 @@ double SquaredDistance(const PlacedShape& a, const PlacedShape& b, ShadowTree& t
         if (gap(i, j) >= best) return true;
         if (std::isinf(best)) return false;
         const auto &p = tree_a.OutlineAt(i), &q = tree_b.OutlineAt(j);
-        if (Depth(p, q) > hair) return false;
-        const double least = std::sqrt(SquaredDistance(Outline(p), Outline(q))) - p.slack - q.slack;
-        return least > 0 && least + hair >= std::sqrt(best);
+        return AreApart(p, q, std::sqrt(best) + p.slack + q.slack - hair, direction);
       },
       [&](const Pair& p, const Pair& q) { return gap(p.first, p.second) >= gap(q.first, q.second); },
       [&](int i, int j) {
-        const Corners p = FacetOf(a, i), q = FacetOf(b, j);
-        if (SquaredGap(BoxOf(p), BoxOf(q)) >= best) return;
-        const bool overlap = Depth(OutlineOf(p), OutlineOf(q)) > hair;
-        best = overlap ? 0 : std::min(best, SquaredDistance(OutlineOf(p), OutlineOf(q)));
+        const Corners facet_p = FacetOf(a, i), facet_q = FacetOf(b, j);
+        const Outline p = OutlineOf(facet_p), q = OutlineOf(facet_q);
+        if (SquaredGap(BoxOf(facet_p), BoxOf(facet_q)) >= best) return;
+        if (AreApart(p, q, std::sqrt(best) + hair, direction)) return;
+        best = Depth(p, q) > hair ? 0 : std::min(best, SquaredDistance(p, q));
       });
   return best;
 }

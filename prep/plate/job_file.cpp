@@ -25,11 +25,11 @@ struct Entry {
 // Reads a job file's tables; whatever they cannot mean names its line.
 class Reader {
  public:
-  Reader(const std::string& path) : path_(path), folder_(path.substr(0, path.rfind('/') + 1)) {}
+  explicit Reader(const std::string& path) : path_(path), folder_(path.substr(0, path.rfind('/') + 1)) {}
 
-  Job Read() {
+  Job Read(InputFile&& file) {
     toml::table document;
-    const std::string text = ReadWholeFile(path_, "a job file");
+    const std::string text = ReadWholeFile(std::move(file), "a job file");
     try {
       document = ParseToml(text, path_);
     } catch (const TomlMistake& mistake) {
@@ -349,7 +349,11 @@ bool NamesJobFile(const std::string& path) {
   return path.size() > 5 && path.compare(path.size() - 5, 5, ".toml") == 0;
 }
 
-Job ReadJobFile(const std::string& path) { return Reader(path).Read(); }
+Job ReadJobFile(const std::string& path) { return Reader(path).Read(InputFile(path)); }
+
+Job ReadJobFile(const HeldFolder& folder, const std::string& name) {
+  return Reader(folder.PathOf(name)).Read(InputFile(folder, name));
+}
 
 std::string JobFileText(const Job& job) {
   return fmt::format("schema = \"{}\"\n", kJobSchema) + Writer(job.units).Fields(job, JobFields());

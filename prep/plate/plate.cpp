@@ -198,7 +198,7 @@ InputMesh ReadPart(Observer& observer, const Job& job, const PartRequest& part, 
       ReadMesh(observer, {part.units.value_or(job.units), job.accept_partial, part.units || job.units_given},
                part.path, how);
   if (part.units && input.units_stated && input.units != *part.units) {
-    FailUsage(part.path,
+    FailUsage(input.path,
               fmt::format("the file states its unit, {}, and units={} is another", UnitsName(input.units),
                           UnitsName(*part.units)),
               "leave units= away; 'trqprep transform --scale' changes the size of a part");
