@@ -43,8 +43,8 @@ struct Plate {
   std::array<double, 2> cell{};  ///< of the placement's grid
   std::vector<PlatePart> parts;
   std::vector<Piece> pieces;
-  Box extent;                    ///< of all pieces
-  double smallest_distance = 0;  ///< in XY, between facets of two pieces; below 0: there is one piece only
+  Box extent;                       ///< of all pieces
+  std::optional<Nearness> closest;  ///< the pieces that are nearest to each other seen from above
 };
 
 /// Reads one part in the unit that the job or the part says; exit 2 where the file states another.

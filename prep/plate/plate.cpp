@@ -352,13 +352,12 @@ std::vector<Message> CheckPieces(Observer& observer, Plate& plate) {
                                    {"piece_count", entry.pieces},
                                    {"axis", std::string(1, static_cast<char>('x' + key.second))}}));
   }
-  const std::vector<Overlap> overlaps = FindOverlaps(shapes, contact);
-  for (const Overlap& overlap : overlaps) {
+  for (const Overlap& overlap : FindOverlaps(shapes, contact)) {
     findings.push_back(OverlapFinding(overlap, "", "pieces ", names, plate.job.units)
                            .Hint("another --seed or a larger --vat gives another placement"));
   }
   observer.Progress("measuring distances", 0.8);
-  plate.smallest_distance = overlaps.empty() ? SmallestDistance(shapes) : 0;
+  plate.closest = MeasureDistances(shapes, [](size_t, size_t) { return 0.0; }).smallest;
   return findings;
 }
 
@@ -403,8 +402,17 @@ Json DescribePlate(const Plate& plate) {
                               {"box", BoxToJson(piece.box)}});
   }
   json["extent"] = BoxToJson(plate.extent);
-  json["smallest_distance"] =
-      plate.smallest_distance < 0 ? Json(nullptr) : NumberToJson(plate.smallest_distance);
+  json["smallest_distance"] = nullptr;
+  json["closest_pair"] = nullptr;
+  if (const std::optional<Nearness>& closest = plate.closest) {
+    json["smallest_distance"] = NumberToJson(closest->distance);
+    Json names = Json::array();
+    for (const size_t i : {closest->first, closest->second}) {
+      names.push_back(TextToJson(PieceName(plate, plate.pieces[i])));
+    }
+    json["closest_pair"] = {{"names", names},
+                            {"points", {FloatsToJson(closest->from), FloatsToJson(closest->to)}}};
+  }
   return json;
 }
 

@@ -3,6 +3,7 @@ import hashlib
 import json
 import math
 import pathlib
+import re
 import shutil
 import struct
 import unittest
@@ -103,10 +104,17 @@ class BuildFolder(ToolTest):
         nearest = min(math.dist(a, b) for i, one in enumerate(pieces) for two in pieces[i + 1:] for a in one for b in two)
         self.assertGreater(document["smallest_distance"], 0)
         self.assertLessEqual(document["smallest_distance"], nearest + 1e-4)
+        pair = document["closest_pair"]
+        self.assertAlmostEqual(math.dist(*pair["points"]), document["smallest_distance"], delta=1e-4)
+        for name, point in zip(pair["names"], pair["points"]):
+            piece, = (p for p in document["pieces"] if f"{p['part']}-{p['copy']}" == name)
+            for at, low, high in zip(point, piece["box"]["min"], piece["box"]["max"]):
+                self.assertTrue(low - 1e-4 <= at <= high + 1e-4)
 
     def test_a_single_piece_has_no_distance(self):
         self.good("build", "box.stl", "-o", "one")
         self.assertIsNone(json.loads(self.path("one/build.json").read_text())["smallest_distance"])
+        self.assertIsNone(json.loads(self.path("one/build.json").read_text())["closest_pair"])
 
     def test_two_runs_give_the_same_bytes(self):
         self.build("one")
@@ -320,6 +328,29 @@ class Picture(ToolTest):
         self.assertEqual(sides, [508, 1016])
         texts = ["".join(t.itertext()) for t in root.findall(".//s:text", self.NS)]
         self.assertIn("vat 60 x 70 in", texts)
+
+    def texts(self, root):
+        return ["".join(t.itertext()) for t in root.findall(".//s:text", self.NS)]
+
+    def test_it_shows_front_scale_and_the_closest_pair(self):
+        self.assertIn("front", self.texts(self.root))
+        self.assertIn("50 mm", self.texts(self.root))
+        bars = [p.get("d") for p in self.root.findall("s:path[@class='line']", self.NS)]
+        start, end = re.fullmatch(r"M(\S+) \S+?v\S+?H(\S+?)v\S+", bars[0]).groups()
+        self.assertAlmostEqual(float(end) - float(start), 50, places=2)
+        pair, = self.root.findall(".//s:path[@class='near']", self.NS)
+        ends = [[float(n) for n in end.split()] for end in pair.get("d")[1:].split("L")]
+        for drawn, wanted in zip(ends, self.data["closest_pair"]["points"]):
+            self.assertLess(math.dist(drawn, wanted), 0.01)
+        self.assertAlmostEqual(math.dist(*ends), self.data["smallest_distance"], delta=0.02)
+        label = self.root.find(".//s:text[@class='distance']", self.NS).text
+        self.assertEqual(label.split()[1], "mm")
+        self.assertAlmostEqual(float(label.split()[0]), self.data["smallest_distance"], delta=0.0006)
+
+    def test_one_piece_has_no_closest_pair(self):
+        self.good("place", "box.stl", "--svg", "one.svg")
+        root = ElementTree.parse(self.path("one.svg")).getroot()
+        self.assertIsNone(root.find(".//s:path[@class='near']", self.NS))
 
     def test_one_symbol_a_part_and_turn(self):
         turns = {(p["part"], p["rotation"]) for p in self.data["pieces"]}
