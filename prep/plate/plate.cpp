@@ -4,12 +4,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <set>
 
-#include "trq/placement.h"
+#include "prep/plate/searches.h"
 #include "trqprep/paths.h"
 #include "trqprep/sha256.h"
 #include "trqprep/stored_style.h"
@@ -21,103 +20,9 @@ namespace {
 
 constexpr double kContactMillimetres = 0.001;
 constexpr double kFloatingMillimetres = 30;
-constexpr size_t kMostComponents = 101;  // what the grid's tables take
-constexpr size_t kLongestName = 200;     // leaves room for "-100.ctl" in a file name
-
-Matrix4 TurnAboutZ(const Matrix4& prepare, double degrees) {
-  return Compose(Matrix4::Rotation(2, degrees), prepare);
-}
-
-Matrix4 ToCorner(const CTL& mesh, const Matrix4& matrix, double x, double y, bool drop) {
-  const Box box = BoxAfter(mesh, matrix);
-  return Compose(Matrix4::Translation(x - box.min[0], y - box.min[1], drop ? -box.min[2] : 0), matrix);
-}
-
-double AngleOf(const Plate& plate, int64_t rotation) {
-  return double(rotation) * 360.0 / double(plate.job.rotations);
-}
-
-// What the placement works on: a copy of each part, prepared, with at most 100 copies a component.
-struct Component {
-  size_t part;
-  int first_copy;
-  int copies;
-};
-
-std::vector<Component> Components(const Job& job, int64_t pieces) {
-  std::vector<Component> components;
-  for (size_t i = 0; i < job.parts.size(); ++i) {
-    int64_t left = std::min(job.parts[i].copies, pieces);
-    pieces -= left;
-    for (int first = 0; left > 0; first += GridEval::MAX_COPIES, left -= GridEval::MAX_COPIES) {
-      components.push_back({i, first, int(std::min<int64_t>(left, GridEval::MAX_COPIES))});
-    }
-  }
-  return components;
-}
-
-int64_t PieceCount(const Job& job) {
-  int64_t count = 0;
-  for (const PartRequest& part : job.parts) count += part.copies;
-  return count;
-}
-
-// Searches a place for the first `pieces` pieces.
-bool Search(const Plate& plate, int64_t pieces, GridEval& grid) {
-  for (const Component& component : Components(plate.job, pieces)) {
-    const PlatePart& part = plate.parts[component.part];
-    CTL copy;
-    part.input.mesh->copy(&copy);
-    ApplyToMesh(copy, part.prepare);
-    grid.add(copy, component.copies);
-  }
-  // The search draws from rand(): the seed makes it repeatable.
-  std::srand(static_cast<unsigned>(plate.job.seed));
-  return grid.find_placement() != 0;
-}
-
-GridEval MakeGrid(const Plate& plate) {
-  return GridEval(float(plate.vat[0]), float(plate.vat[1]), float(plate.vat[2]), int(plate.job.rotations));
-}
-
-// Says why there is no placement.
-void Explain(Observer& observer, const Plate& plate) {
-  const int64_t turns = plate.job.rotations, pieces = PieceCount(plate.job);
-  bool too_big = false;
-  for (const PlatePart& part : plate.parts) {
-    const Point over = VatExcess(*part.input.mesh, part.prepare, plate.vat, turns, true);
-    const auto message = TooBigForVat(part.request.path, part.name, over, plate.vat, plate.job.units, turns);
-    if (message) observer.Error(*message);
-    too_big = too_big || message;
-  }
-  if (too_big) return;
-  // The most pieces that find a place, with one more finding none.
-  int64_t placed = 0;
-  int64_t failing = pieces;
-  while (failing - placed > 1) {
-    const int64_t middle = placed + (failing - placed) / 2;
-    observer.Progress("looking for the reason", 0.5);
-    GridEval grid = MakeGrid(plate);
-    (Search(plate, middle, grid) ? placed : failing) = middle;
-  }
-  const Component last = Components(plate.job, failing).back();
-  const PlatePart& part = plate.parts[last.part];
-  const int copy = last.first_copy + last.copies;
-  observer.Error(
-      Message(Code::kNoPlacement, part.request.path,
-              fmt::format("{} of {} find a place, in the order given; copy {} of {} does not", placed,
-                          Counted(pieces, "piece"), copy, part.name))
-          .At({{"placed", placed}, {"piece_count", pieces}, {"part", TextToJson(part.name)}, {"copy", copy}})
-          .Hint("fewer copies, a larger --vat, more --rotations, or another --seed"));
-}
-
-void ApplyTo(const CTL& mesh, Piece& piece) {
-  piece.vertices.reserve(size_t(mesh.num_vertices()));
-  for (int i = 0; i < mesh.num_vertices(); ++i) {
-    const Point moved = piece.matrix.Apply(PointOf(mesh.vertices()[i]));
-    piece.box.Add(PointOf(piece.vertices.emplace_back(float(moved[0]), float(moved[1]), float(moved[2]))));
-  }
-}
+constexpr double kClearanceMillimetres = 0.0005;  // half of what is no fault of a gap
+constexpr double kToleranceMillimetres = 0.05;
+constexpr size_t kLongestName = 200;  // leaves room for "-100.ctl" in a file name
 
 // The value of a field that is reported.
 Json FieldToJson(const Job& job, const JobField<Job>& field) {
@@ -206,15 +111,6 @@ InputMesh ReadPart(Observer& observer, const Job& job, const PartRequest& part, 
   return input;
 }
 
-std::optional<Message> TooManyParts(const Job& job) {
-  const size_t count = Components(job, PieceCount(job)).size();
-  if (count <= kMostComponents) return std::nullopt;  // the grid would leave out the others
-  return Message(Code::kNoPlacement, "",
-                 fmt::format("{} are more than the {} that can be placed together",
-                             Counted(int64_t(count), "part"), kMostComponents))
-      .Hint("divide them over several builds");
-}
-
 namespace {
 
 // The lowest Z of the part in the plate's unit.
@@ -269,8 +165,8 @@ Plate LoadPlate(Observer& observer, const Job& job) {
     const double factor = UnitsFactor(part.input.units, job.units);
     const Matrix4 scaled = Matrix4::Scaling(factor, factor, factor);
     const double lowest = LowestOf(part.input, job.units);
-    part.prepare = ToCorner(*part.input.mesh, TurnAboutZ(scaled, part.request.rotate_z), 0, 0,
-                            job.drop || IsLifted(lowest, job.units, job.floor));
+    part.prepare = ToCorner(*part.input.mesh, Compose(Matrix4::Rotation(2, part.request.rotate_z), scaled), 0,
+                            0, job.drop || IsLifted(lowest, job.units, job.floor));
     plate.parts.push_back(std::move(part));
   }
   std::set<std::string> taken;
@@ -278,36 +174,91 @@ Plate LoadPlate(Observer& observer, const Job& job) {
   return plate;
 }
 
+std::optional<Message> TooManyParts(const Job& job) {
+  const bool grid = job.engine == Engine::kGrid;
+  const int64_t count = grid ? GridComponents(job) : PieceCount(job);
+  const int64_t most = grid ? kMostGridComponents : kMostNestedPieces;
+  if (count <= most) return std::nullopt;
+  return Message(Code::kNoPlacement, "",
+                 fmt::format("{} are more than the {} that can be placed together",
+                             Counted(count, grid ? "part" : "piece"), most))
+      .Hint("divide them over several builds");
+}
+
 bool PlacePieces(Observer& observer, Plate& plate) {
   observer.Progress("placing", 0.3);
-  GridEval grid = MakeGrid(plate);
-  const int64_t pieces = PieceCount(plate.job);
-  const std::vector<Component> components = Components(plate.job, pieces);
-  if (!Search(plate, pieces, grid)) {
-    Explain(observer, plate);
-    return false;
-  }
-  plate.cell = {grid.x_size, grid.y_size};
-  observer.Progress("moving the pieces", 0.5);
-  for (size_t c = 0; c < components.size(); ++c) {
-    const PlatePart& part = plate.parts[components[c].part];
-    for (int copy = 0; copy < components[c].copies; ++copy) {
-      const int component = int(c);
-      Piece& piece = plate.pieces.emplace_back();
-      piece.part = components[c].part;
-      piece.copy = components[c].first_copy + copy + 1;
-      piece.x = grid.x_shift(component, copy);
-      piece.y = grid.y_shift(component, copy);
-      piece.rotation = grid.z_rot(component, copy);
-      piece.rotation_index = int(std::lround(piece.rotation * double(plate.job.rotations) / 360));
-      piece.matrix =
-          ToCorner(*part.input.mesh, TurnAboutZ(part.prepare, AngleOf(plate, piece.rotation_index)), piece.x,
-                   piece.y, false);
-      ApplyTo(*part.input.mesh, piece);
-      plate.extent.Add(piece.box);
+  return plate.job.engine == Engine::kGrid ? SearchOnGrid(observer, plate) : SearchNest(observer, plate);
+}
+
+Matrix4 ToCorner(const CTL& mesh, const Matrix4& matrix, double x, double y, bool drop) {
+  const Box box = BoxAfter(mesh, matrix);
+  return Compose(Matrix4::Translation(x - box.min[0], y - box.min[1], drop ? -box.min[2] : 0), matrix);
+}
+
+int64_t PieceCount(const Job& job) {
+  int64_t count = 0;
+  for (const PartRequest& part : job.parts) count += std::max<int64_t>(part.copies, 1);
+  return count;
+}
+
+double GapOf(const Plate& plate, size_t part) {
+  const std::optional<Length>& own = plate.parts[part].request.gap;
+  return plate.job.Bare(own ? own : plate.job.gap);
+}
+
+double PlannedGap(const Plate& plate, double gap) {
+  if (gap == 0) return 0;
+  const double clearance = kClearanceMillimetres * UnitsFactor(Units::kMillimetre, plate.job.units);
+  return std::min(gap, 2 * (plate.vat[0] + plate.vat[1])) + clearance;
+}
+
+double ToleranceOf(const Job& job) {
+  return job.Bare(job.tolerance.value_or(Length{kToleranceMillimetres, Units::kMillimetre}));
+}
+
+std::array<double, 2> RoomOf(const Plate& plate) {
+  const double walls = 2 * plate.job.Bare(plate.job.margin);
+  return {plate.vat[0] - walls, plate.vat[1] - walls};
+}
+
+bool SayTooLarge(Observer& observer, const Plate& plate) {
+  const auto [length, width] = RoomOf(plate);
+  const std::array<double, 3> within = {length, width, plate.vat[2]};
+  bool found = false;
+  for (const PlatePart& part : plate.parts) {
+    // A piece that has its place has its turn too.
+    const std::vector<double> turns =
+        part.request.at ? std::vector<double>{0} : part.request.rotations.All(plate.job.rotations);
+    const auto too_big = [&](const std::array<double, 3>& room) {
+      return TooBigForVat(part.request.path, part.name,
+                          VatExcess(*part.input.mesh, part.prepare, room, turns, true), room, plate.job.units,
+                          turns.size());
+    };
+    auto message = too_big(plate.vat);
+    if (!message && !part.request.at) {
+      message = too_big(within);
+      if (message) {
+        message->text = fmt::format("with a margin of {} {} ", Plain(plate.job.Bare(plate.job.margin), 4),
+                                    UnitsName(plate.job.units)) +
+                        message->text;
+        message->Hint("a smaller --margin, or a larger --vat");
+      }
     }
+    if (message) observer.Error(*message);
+    found = found || message;
   }
-  return true;
+  return found;
+}
+
+void AddPiece(Plate& plate, Piece piece) {
+  const CTL& mesh = *plate.parts[piece.part].input.mesh;
+  piece.vertices.reserve(size_t(mesh.num_vertices()));
+  for (int i = 0; i < mesh.num_vertices(); ++i) {
+    const Point moved = piece.matrix.Apply(PointOf(mesh.vertices()[i]));
+    piece.box.Add(PointOf(piece.vertices.emplace_back(float(moved[0]), float(moved[1]), float(moved[2]))));
+  }
+  plate.extent.Add(piece.box);
+  plate.pieces.push_back(std::move(piece));
 }
 
 std::vector<Message> CheckPieces(Observer& observer, Plate& plate) {
@@ -378,7 +329,12 @@ Json DescribePlate(const Plate& plate) {
   for (const JobField<Job>& field : JobFields()) {
     if ((field.use & JobField<Job>::kReported) != 0) json[field.key] = FieldToJson(plate.job, field);
   }
-  json["cell"] = FloatsToJson(plate.cell);
+  const bool grid = plate.job.engine == Engine::kGrid;
+  json["engine"] = WordOf(plate.job.engine);
+  json["piece_gap"] = NumberToJson(plate.job.Bare(plate.job.gap));
+  json["margin"] = NumberToJson(plate.job.Bare(plate.job.margin));
+  json["search_steps"] = grid ? Json(nullptr) : Json(plate.job.steps);
+  json["cell"] = grid ? FloatsToJson(plate.cell) : Json(nullptr);
   json["inputs"] = Json::array();
   for (const PlatePart& part : plate.parts) {
     json["inputs"].push_back({{"part", TextToJson(part.name)},
