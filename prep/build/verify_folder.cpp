@@ -187,18 +187,28 @@ std::vector<Message> VerifyPieces(Observer& observer, const HeldFolder& folder, 
                            .Hint("'" + BuildAgain(folder.path()) + "' builds it again"));
   };
   std::map<std::string, int64_t> facets_of_part, copies_of_part;
+  std::map<std::string, double> gap_of_part;
+  // Folders of version 0.1.0 have none.
+  const auto number_or_0 = [&](const Json& entry, const char* key) {
+    return entry.contains(key) ? described.NumberAt(entry, key) : 0;
+  };
   for (const Json& input : described.List("inputs")) {
     const std::string part = described.TextAt(input, "part");
     facets_of_part[part] = int64_t(described.NumberAt(input, "facets"));
     copies_of_part[part] = int64_t(described.NumberAt(input, "copies"));
+    gap_of_part[part] = number_or_0(input, "piece_gap");
   }
   std::set<std::string> listed;
   for (const Json& entry : described.List("files")) listed.insert(described.NameAt(entry, "file", "files"));
   const Point vat = described.PointAt(document, "vat");
   std::map<std::string, InputMesh> read;
   std::vector<InputMesh> meshes;
-  std::vector<std::string> names;
-  std::vector<PlacedShape> shapes;
+  Neighbours pieces;
+  pieces.units = units;
+  pieces.contact = contact;
+  pieces.rounding = 2 * kSnapped;
+  pieces.vat = vat;
+  pieces.margin = number_or_0(document, "margin");
   int64_t facets = 0;
   for (const Json& piece : described.List("pieces")) {
     const std::string part = described.TextAt(piece, "part");
@@ -233,9 +243,11 @@ std::vector<Message> VerifyPieces(Observer& observer, const HeldFolder& folder, 
         findings.emplace_back(Code::kOutsideVat, path,
                               fmt::format("reaches {} {} out of the vat", Plain(reach, 4), UnitsName(units)));
       }
-      shapes.push_back({mesh.mesh->vertices(), mesh.mesh->triangles(), held});
+      pieces.shapes.push_back({mesh.mesh->vertices(), mesh.mesh->triangles(), held});
+      pieces.boxes.push_back(box);
+      pieces.gaps.push_back(gap_of_part[part]);
       meshes.push_back(std::move(mesh));
-      names.push_back(name);
+      pieces.names.push_back(name);
     } catch (const Failure& failure) {
       findings.push_back(failure.message);
     }
@@ -245,9 +257,7 @@ std::vector<Message> VerifyPieces(Observer& observer, const HeldFolder& folder, 
     add(kBuildJson, fmt::format("{} of {} {}", Counted(std::abs(left), "piece"), part,
                                 left > 0 ? "missing" : "too many"));
   }
-  for (const Overlap& overlap : FindOverlaps(shapes, contact)) {
-    findings.push_back(OverlapFinding(overlap, folder.path(), "", names, units));
-  }
+  for (Message& finding : FindNeighbours(pieces, folder.path(), "")) findings.push_back(std::move(finding));
   if (folder.HasRegularFile(kPlateStl) && meshes.size() == document["pieces"].size() &&
       InputFile(folder, kPlateStl).head().size != 84 + 50 * uint64_t(facets)) {
     add(kPlateStl, fmt::format("does not hold the {} of the pieces", Counted(facets, "facet")));

@@ -120,7 +120,7 @@ std::string PlateSvg(const Plate& plate) {
   add(R"(<?xml version="1.0" encoding="UTF-8"?>
 <svg xmlns="http://www.w3.org/2000/svg" width="{0}mm" height="{1}mm" viewBox="0 0 {0} {1}">
 <title>{2} pieces in a vat of {3} x {4} {5}, seen from above</title>
-<style>text{{font-family:sans-serif;font-size:{6}px;fill:#222}}.line{{fill:none;stroke:#444;stroke-width:0.4}}.part{{fill:#9fc3e6;stroke:#1d4f7c;stroke-width:0.25;stroke-linejoin:round}}.used{{fill:none;stroke:#c2571a;stroke-width:0.25;stroke-dasharray:2}}.small{{fill:#c2571a}}.near{{fill:none;stroke:#b00020;stroke-width:0.6;stroke-linecap:round}}.distance{{fill:#b00020}}</style>
+<style>text{{font-family:sans-serif;font-size:{6}px;fill:#222}}.line{{fill:none;stroke:#444;stroke-width:0.4}}.part{{fill:#9fc3e6;stroke:#1d4f7c;stroke-width:0.25;stroke-linejoin:round}}.used{{fill:none;stroke:#c2571a;stroke-width:0.25;stroke-dasharray:2}}.small{{fill:#c2571a}}.margin{{fill:none;stroke:#888;stroke-width:0.25;stroke-dasharray:1}}.near{{fill:none;stroke:#b00020;stroke-width:0.6;stroke-linecap:round}}.distance{{fill:#b00020}}</style>
 <defs>
 )",
       width, height, std::to_string(plate.pieces.size()), num(plate.vat[0]), num(plate.vat[1]), unit,
@@ -139,6 +139,11 @@ std::string PlateSvg(const Plate& plate) {
   add("</defs>\n<g transform=\"translate({} {}) scale(1 -1)\">\n"
       "<rect class=\"line\" x=\"0\" y=\"0\" width=\"{}\" height=\"{}\"/>\n",
       margin, margin + vat_y, vat_x, vat_y);
+  const double walls = plate.job.Bare(plate.job.margin) * to_mm;
+  if (walls > 0 && 2 * walls < std::min(vat_x, vat_y)) {
+    add("<rect class=\"margin\" x=\"{0}\" y=\"{0}\" width=\"{1}\" height=\"{2}\"/>\n", walls,
+        vat_x - 2 * walls, vat_y - 2 * walls);
+  }
   for (const Piece& piece : plate.pieces) {
     add("<use href=\"#{}\" x=\"{}\" y=\"{}\"/>\n", symbols[{piece.part, piece.rotation_index}],
         piece.x * to_mm, piece.y * to_mm);

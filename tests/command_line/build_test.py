@@ -26,7 +26,7 @@ class BuildFolder(ToolTest):
         self.write("box.stl", binary_stl(self.box))
         self.write("ring.stl", binary_stl(self.ring))
         self.arguments = ["box.stl,copies=3,rotate-z=90", "--part", "ring.stl,copies=2", "--vat", "200x200x100mm",
-                          "--seed", "7"]
+                          "--engine", "grid", "--seed", "7"]
 
     def build(self, output="out", *more):
         self.good("build", *self.arguments, "-o", output, *more)
@@ -251,24 +251,26 @@ class NoPlacement(ToolTest):
 
     def test_a_part_longer_than_a_side_may_fit_when_turned(self):
         # 60 x 30 in a vat of 50 x 61 fits after a quarter turn.
-        self.good("place", "box.stl", "--vat", "50x62x50mm", "--rotations", "4")
-        self.fails(NO_PLACEMENT, "place", "box.stl", "--vat", "50x62x50mm", "--rotations", "1")
+        self.good("place", "box.stl", "--vat", "50x62x50mm", "--engine", "grid", "--rotations", "4")
+        self.fails(NO_PLACEMENT, "place", "box.stl", "--vat", "50x62x50mm", "--engine", "grid", "--rotations", "1")
 
     def test_otherwise_it_says_how_many_find_a_place(self):
         # In 100 x 100 a piece of 60 x 30 covers 19 x 10 cells of 31 and needs a cell of its own row and column free:
         # three fit above each other, unturned; a fourth does not.
-        result = self.fails(NO_PLACEMENT, "place", "box.stl,copies=9", "--vat", "100x100x50mm", "--rotations", "1", "--json")
+        result = self.fails(NO_PLACEMENT, "place", "box.stl,copies=9", "--vat", "100x100x50mm", "--engine", "grid",
+                            "--rotations", "1", "--json")
         message, = result.document()["messages"]
         self.assertEqual(message["code"], "NO-PLACEMENT")
         where = message["where"]
         self.assertEqual((where["piece_count"], where["part"]), (9, "box"))
         self.assertEqual(where["copy"], where["placed"] + 1)
-        self.good("place", f"box.stl,copies={where['placed']}", "--vat", "100x100x50mm", "--rotations", "1")
-        self.fails(NO_PLACEMENT, "place", f"box.stl,copies={where['placed'] + 1}", "--vat", "100x100x50mm",
+        self.good("place", f"box.stl,copies={where['placed']}", "--vat", "100x100x50mm", "--engine", "grid",
+                  "--rotations", "1")
+        self.fails(NO_PLACEMENT, "place", f"box.stl,copies={where['placed'] + 1}", "--vat", "100x100x50mm", "--engine", "grid",
                    "--rotations", "1")
 
     def test_more_parts_than_the_grid_takes(self):
-        result = self.fails(NO_PLACEMENT, "place", *["box.stl"] * 102, "--json")
+        result = self.fails(NO_PLACEMENT, "place", *["box.stl"] * 102, "--engine", "grid", "--json")
         self.assertEqual(result.codes()[-1], "NO-PLACEMENT")
 
 
@@ -292,7 +294,7 @@ class Checks(ToolTest):
     def test_no_two_pieces_of_a_crowded_plate_overlap(self):
         self.write("l.stl", binary_stl(box_facets((50, 10, 5)) + box_facets((10, 40, 5), (0, 10, 0))))
         self.write("ring.stl", binary_stl(ring_facets(25, 18, 5)))
-        data = self.json_of("place", "l.stl,copies=8", "ring.stl,copies=4", "--vat", "200x200x50mm")
+        data = self.json_of("place", "l.stl,copies=8", "ring.stl,copies=4", "--vat", "200x200x50mm", "--engine", "grid")
         self.assertEqual(len(data["pieces"]), 12)
         self.assertGreater(data["smallest_distance"], 0)
 

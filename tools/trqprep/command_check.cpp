@@ -25,7 +25,7 @@ struct Options {
   std::array<Length, 3> vat{Length{250, Units::kMillimetre}, Length{250, Units::kMillimetre},
                             Length{250, Units::kMillimetre}};
   std::string machine;
-  std::string floor = FloorName(Floor::kLift);
+  std::string floor = WordOf(Floor::kLift);
   bool drop = false;
   bool strict = false;
   std::vector<std::string> allow;
@@ -84,7 +84,7 @@ class Checker {
     job_.accept_partial = context.options.accept_partial;
     job_.follow_links = context.options.follow_links;
     job_.drop = options.drop;
-    if (options.floor == FloorName(Floor::kKeep)) job_.floor = Floor::kKeep;
+    if (options.floor == WordOf(Floor::kKeep)) job_.floor = Floor::kKeep;
     if (!options.machine.empty()) surroundings_.machine = MachineByName(options.machine);
   }
 
@@ -306,7 +306,7 @@ class Checker {
     const bool put_down = job_.drop || IsLifted(lowest, job_.units, job_.floor);
     const Matrix4 prepare = Compose(Matrix4::Translation(0, 0, put_down ? -input.box().min[2] * factor : 0),
                                     Matrix4::Scaling(factor, factor, factor));
-    const Point excess = VatExcess(*input.mesh, prepare, vat_mm_, kTurns, true);
+    const Point excess = VatExcess(*input.mesh, prepare, vat_mm_, Turns().All(kTurns), true);
     if (const auto message = TooBigForVat(path, path, excess, vat_mm_, Units::kMillimetre, kTurns)) {
       context_.Say(*message);
     }
@@ -339,7 +339,7 @@ ExitCode Run(Context& context, const Options& options) {
   if (!options.strict && !options.allow.empty()) {
     FailUsage("", "--allow says what --strict leaves a warning", "add --strict");
   }
-  if (options.drop && options.floor == FloorName(Floor::kKeep)) {
+  if (options.drop && options.floor == WordOf(Floor::kKeep)) {
     FailUsage("", "--drop and --floor keep exclude each other", "leave one of them away");
   }
   context.files_are_told = true;
