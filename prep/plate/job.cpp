@@ -222,12 +222,19 @@ void TellFolder(const Job& job, Message& message) {
 }
 
 std::optional<JobMistake> FindMistake(const Job& job) {
-  const auto below = [&](const std::optional<Length>& length) { return job.Bare(length) < 0; };
-  if (below(job.gap) || below(job.margin) || below(job.tolerance)) {
-    return JobMistake{"a gap, margin or tolerance is below 0", "0 asks for none", true};
+  const auto millimetres = [&](const Length& length) { return length.In(Units::kMillimetre, job.units); };
+  const auto beyond = [&](const std::optional<Length>& length) {
+    return length && !(length->value >= 0 && millimetres(*length) <= kLongestMillimetres);
+  };
+  const char* const span = "from 0 to a kilometre, such as 2mm";
+  if (beyond(job.gap)) return JobMistake{"the gap is below 0 or longer than a kilometre", span, true};
+  if (beyond(job.margin)) return JobMistake{"the margin is below 0 or longer than a kilometre", span, true};
+  if (beyond(job.tolerance)) {
+    return JobMistake{"the tolerance is below 0 or longer than a kilometre", span, true};
   }
   if (job.time && !(*job.time >= 0 && *job.time <= kMostSeconds)) {
-    return JobMistake{fmt::format("the time is not from 0 to {} seconds", kMostSeconds), "", true};
+    return JobMistake{"the time is out of range",
+                      fmt::format("give seconds from 0 to {}", int64_t(kMostSeconds)), true};
   }
   if (job.wall_limit && !(*job.wall_limit > 0)) {
     return JobMistake{"the limit by the clock is not above 0", "give seconds, such as 30"};
@@ -251,7 +258,13 @@ std::optional<JobMistake> FindMistake(const Job& job) {
     const auto mistake = [&](const std::string& text, const std::string& hint) {
       return JobMistake{part.path + ": " + text, hint};
     };
-    if (below(part.gap)) return JobMistake{part.path + ": the gap is below 0", "0 asks for none", true};
+    if (beyond(part.gap)) {
+      return JobMistake{part.path + ": the gap is below 0 or longer than a kilometre", span, true};
+    }
+    if (part.at && std::max(std::abs(millimetres((*part.at)[0])), std::abs(millimetres((*part.at)[1]))) >
+                       kLongestMillimetres) {
+      return JobMistake{part.path + ": 'at' is farther away than a kilometre", "is its unit right?", true};
+    }
     if (!nest && part.rotations.given()) return of_nest(part.path + ": 'rotations' of a part");
     if (!nest && part.at) return of_nest(part.path + ": 'at'");
     if (!nest && part.copies == kFill) return of_nest(part.path + ": 'copies=fill'");

@@ -292,7 +292,7 @@ std::array<double, 2> RoomOf(const Plate& plate) {
 
 bool SayTooLarge(Observer& observer, const Plate& plate) {
   const auto [length, width] = RoomOf(plate);
-  const std::array<double, 3> within = {length, width, plate.vat[2]};
+  const std::array<double, 3> within = {std::max(length, 0.0), std::max(width, 0.0), plate.vat[2]};
   bool found = false;
   for (const PlatePart& part : plate.parts) {
     // A piece that has its place has its turn too.

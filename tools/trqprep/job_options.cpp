@@ -62,8 +62,8 @@ JobOptions::JobOptions(Command& command, bool whole) : app_(command.app), whole_
           .Arguments(
               "PART", argument_values_,
               whole
-                  ? "STL or CTL file, or FILE,copies=N,rotate-z=DEGREES,units=UNIT,style=STYLE; or one job file"
-                  : "STL or CTL file, or FILE,copies=N,rotate-z=DEGREES,units=UNIT",
+                  ? "STL or CTL file, or FILE,copies=N,rotate-z=DEGREES,at=X:Y,style=STYLE,...; or one job file"
+                  : "STL or CTL file, or FILE,copies=N,rotate-z=DEGREES,at=X:Y,...",
               false)
           .option;
   const auto add = [&](const std::string& key) {
