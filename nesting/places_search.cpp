@@ -33,9 +33,12 @@ PlacesTask::Score PlacesTask::ScoreOf(const Layout& layout) const {
   for (std::size_t k = 0; k < layout.left.size(); ++k) {
     if (job->parts[k].fill == fill) missing += layout.left[k] * (fill ? 1 : model->kinds[k].need);
   }
-  double last = 0;
-  if (Reducible(layout)) last = model->room - FreeArea(layout, layout.containers.size() - 1);
-  return {missing, static_cast<double>(layout.containers.size()), last};
+  double squares = 0;
+  for (std::size_t c = 0; c < layout.containers.size() && !fill; ++c) {
+    const double taken = model->room - FreeArea(layout, c);
+    squares += taken * taken;
+  }
+  return {missing, static_cast<double>(layout.containers.size()), -squares};
 }
 
 PlacesWorker::PlacesWorker(const PlacesTask& task, std::uint64_t seed, const std::function<bool()>& stop)
@@ -47,69 +50,100 @@ void PlacesWorker::Take(const Layout& better) {
   trying_ = done_ = false;
 }
 
-bool PlacesWorker::Choose() {
+std::vector<PlacesWorker::Attempt> PlacesWorker::Attempts(std::ptrdiff_t source,
+                                                          std::size_t& additions) const {
   const Model& model = *task_.model;
-  const std::size_t count = best_.containers.size();
-  // Whose copies are to be placed: those without a place, or the last container's.
-  std::vector<std::ptrdiff_t> sources(model.kinds.size(), -1);
-  std::vector<std::size_t> kinds;
-  bool from_last = false;
-  for (std::size_t k = 0; k < best_.left.size(); ++k) {
-    if (best_.left[k] > 0 && task_.job->parts[k].fill == task_.fill && !model.kinds[k].usable.empty())
-      kinds.push_back(k);
-  }
-  if (kinds.empty() && task_.Reducible(best_)) {
-    from_last = true;
-    const Layout::Filled& last = best_.containers.back();
-    for (std::size_t i = 0; i < last.movable; ++i) {
-      const std::size_t k = model.kind_of_shape[last.spots[i].shape];
-      if (sources[k] < 0) kinds.push_back(k);
-      sources[k] = static_cast<std::ptrdiff_t>(i);
-    }
-  }
-  std::vector<Attempt> additions, exchanges;
-  for (std::size_t c = 0; c < count - (from_last ? 1 : 0); ++c) {
-    const Layout::Filled& filled = best_.containers[c];
-    if (filled.movable >= kMostPiecesSearched) continue;
-    const double free = task_.FreeArea(best_, c);
-    std::vector<std::ptrdiff_t> here(model.kinds.size(), -1);
+  const std::size_t count = model.kinds.size();
+  // A copy of each kind that lies in a container and may leave it.
+  const auto copies_in = [&](std::size_t container) {
+    std::vector<std::ptrdiff_t> copies(count, -1);
+    const Layout::Filled& filled = best_.containers[container];
     for (std::size_t i = 0; i < filled.movable; ++i)
-      here[model.kind_of_shape[filled.spots[i].shape]] = static_cast<std::ptrdiff_t>(i);
-    for (const std::size_t k : kinds) {
-      if (!task_.Allowed(k, c)) continue;
+      copies[model.kind_of_shape[filled.spots[i].shape]] = static_cast<std::ptrdiff_t>(i);
+    return copies;
+  };
+  const auto from = static_cast<std::size_t>(source);  // where that is not -1
+  std::vector<std::ptrdiff_t> movable(count, -1);
+  double free_there = 0;
+  if (source < 0) {
+    for (std::size_t k = 0; k < count; ++k) {
+      if (best_.left[k] > 0 && task_.job->parts[k].fill == task_.fill && !model.kinds[k].usable.empty())
+        movable[k] = 0;
+    }
+  } else {
+    movable = copies_in(from);
+    free_there = task_.FreeArea(best_, from);
+  }
+  std::vector<Attempt> list, exchanges;
+  for (std::size_t c = 0; c < best_.containers.size(); ++c) {
+    if (static_cast<std::ptrdiff_t>(c) == source || best_.containers[c].movable >= kMostPiecesSearched)
+      continue;
+    const double free = task_.FreeArea(best_, c);
+    const auto here = copies_in(c);
+    // Whether so much more area here and less there makes the sum of squares larger.
+    const auto better = [&](double more) {
+      return source < 0 || (free_there - free + more > 1e-9 * model.room);
+    };
+    for (std::size_t k = 0; k < count; ++k) {
+      if (movable[k] < 0 || !task_.Allowed(k, c)) continue;
       const double need = model.kinds[k].need;
-      if (free >= need) additions.push_back({k, c, -1, sources[k]});
-      if (task_.fill) continue;
-      for (std::size_t other = 0; other < here.size(); ++other) {
+      if (free >= need && better(need)) list.push_back({k, c, -1, source, movable[k]});
+      for (std::size_t other = 0; other < count && !task_.fill; ++other) {
         const double gained = model.kinds[other].need;
-        if (here[other] < 0 || task_.job->parts[other].fill || gained > need * (1 - 1e-9) ||
-            free + gained < need || (from_last && !task_.Allowed(other, count - 1))) {
+        if (here[other] < 0 || gained > need * (1 - 1e-6) || free + gained < need || !better(need - gained) ||
+            (source >= 0 && !task_.Allowed(other, from))) {
           continue;
         }
-        exchanges.push_back({k, c, here[other], sources[k]});
+        exchanges.push_back({k, c, here[other], source, movable[k]});
       }
     }
   }
-  if (additions.empty() && exchanges.empty()) return false;
-  choices_ = std::min(kMostFailures, additions.size() + exchanges.size());
-  const auto& list =
-      exchanges.empty() || (!additions.empty() && random_.Below(2) == 0) ? additions : exchanges;
-  attempt_ = list[random_.Below(list.size())];
+  additions = list.size();
+  list.insert(list.end(), exchanges.begin(), exchanges.end());
+  return list;
+}
+
+bool PlacesWorker::Choose() {
+  const auto count = static_cast<std::ptrdiff_t>(best_.containers.size());
+  std::ptrdiff_t main = -1;
+  if (score_[0] == 0) {
+    if (!task_.Reducible(best_)) return false;
+    main = count - 1;
+  }
+  std::ptrdiff_t source = main;
+  if (!task_.fill && count > 1 && random_.Below(2) == 0)
+    source = static_cast<std::ptrdiff_t>(random_.Below(best_.containers.size()));
+  std::size_t additions = 0;
+  std::vector<Attempt> list = Attempts(source, additions);
+  if (list.empty()) list = Attempts(main, additions);
+  for (source = 0; list.empty() && source < count && !task_.fill; ++source)
+    list = Attempts(source, additions);
+  if (list.empty()) return false;
+  choices_ = std::min(kMostFailures, list.size());
+  // As many additions as exchanges.
+  const bool add = additions == list.size() || (additions > 0 && random_.Below(2) == 0);
+  attempt_ = list[add ? random_.Below(additions) : additions + random_.Below(list.size() - additions)];
   next_ = best_;
   Layout::Filled filled = next_.containers[attempt_.container];
   Spot spot = Anywhere(attempt_.kind);
   if (attempt_.instead >= 0) {
-    // Near its middle, where there is room already.
     const auto leaving = filled.spots.begin() + attempt_.instead;
-    const Shape &was = model.shapes[leaving->shape], &is = model.shapes[spot.shape];
-    spot.x = leaving->x + (was.width - is.width) / 2;
-    spot.y = leaving->y + (was.height - is.height) / 2;
+    spot = InPlaceOf(*leaving, attempt_.kind);
     filled.spots.erase(leaving);
     --filled.movable;
   }
   second_ = false;
   Begin(std::move(filled), spot);
   return true;
+}
+
+Spot PlacesWorker::InPlaceOf(const Spot& was, std::size_t kind) {
+  const Model& model = *task_.model;
+  Spot spot = Anywhere(kind);
+  const Shape &old = model.shapes[was.shape], &is = model.shapes[spot.shape];
+  spot.x = was.x + (old.width - is.width) / 2;
+  spot.y = was.y + (old.height - is.height) / 2;
+  return spot;
 }
 
 Spot PlacesWorker::Anywhere(std::size_t kind) {
@@ -132,40 +166,37 @@ void PlacesWorker::Begin(Layout::Filled filled, const Spot& spot) {
 
 void PlacesWorker::Succeed() {
   separation_.Compact();
-  const Model& model = *task_.model;
-  const std::size_t last = next_.containers.size() - 1;
-  const bool from_last = attempt_.from >= 0;
-  Layout::Filled& changed = next_.containers[second_ ? last : attempt_.container];
+  const std::size_t moved =
+      attempt_.source < 0 ? attempt_.container : static_cast<std::size_t>(attempt_.source);
   if (!second_) {
-    const Layout::Filled before = changed;
-    changed.movable = before.movable + (attempt_.instead >= 0 ? 0 : 1);
-    changed.spots = separation_.spots();
-    if (from_last) {
-      Layout::Filled& source = next_.containers[last];
+    Layout::Filled& target = next_.containers[attempt_.container];
+    const std::ptrdiff_t instead = attempt_.instead;
+    const Spot leaving = instead < 0 ? Spot{} : target.spots[static_cast<std::size_t>(instead)];
+    const std::size_t other = task_.model->kind_of_shape[leaving.shape];
+    if (instead < 0) ++target.movable;
+    target.spots = separation_.spots();
+    if (attempt_.source < 0) {
+      --next_.left[attempt_.kind];
+      if (instead >= 0) ++next_.left[other];
+    } else {
+      Layout::Filled& source = next_.containers[moved];
+      const Spot gone = source.spots[static_cast<std::size_t>(attempt_.from)];
       source.spots.erase(source.spots.begin() + attempt_.from);
       --source.movable;
-    } else {
-      --next_.left[attempt_.kind];
-    }
-    if (attempt_.instead >= 0) {
-      const std::size_t other =
-          model.kind_of_shape[before.spots[static_cast<std::size_t>(attempt_.instead)].shape];
-      if (from_last) {
+      if (instead >= 0) {
         second_ = true;
-        Begin(next_.containers[last], Anywhere(other));
+        Begin(source, InPlaceOf(gone, other));
         return;
       }
-      ++next_.left[other];
     }
   } else {
-    changed.spots = separation_.spots();
-    ++changed.movable;
+    next_.containers[moved].spots = separation_.spots();
+    ++next_.containers[moved].movable;
   }
-  // Containers that only stood for what was taken away end the list.
-  if (from_last && next_.containers.back().movable == 0) {
+  // A container that became empty takes what the last one holds.
+  if (next_.containers[moved].spots.empty() && task_.Reducible(next_)) {
+    std::swap(next_.containers[moved], next_.containers.back());
     next_.containers.pop_back();
-    while (next_.containers.size() > task_.least && next_.containers.back().spots.empty())
-      next_.containers.pop_back();
   }
   best_ = next_;
   score_ = task_.ScoreOf(best_);

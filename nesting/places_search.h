@@ -26,8 +26,8 @@ struct PlacesTask {
     const int bound = job->parts[kind].container;
     return bound < 0 || static_cast<std::size_t>(bound) == container;
   }
-  /// What is made small: area without a place, containers, area in the last one where that may become empty,
-  /// or copies without a place. Compared one after the other.
+  /// What is made small, one after the other: area (or with `fill` copies) without a place, containers, and
+  /// the squares of the areas that are taken, with the sign changed: the fuller some are, the emptier others.
   using Score = std::array<double, 3>;
   Score ScoreOf(const Layout& layout) const;
   /// Whether the last container could be emptied: more than the least, and nothing in it has to stay.
@@ -35,7 +35,9 @@ struct PlacesTask {
 };
 
 /// One worker. Puts one more copy into a container, over what lies there, and moves them apart; or one in the
-/// place of a smaller one. Takes copies without a place, or where there are none those of the last container.
+/// place of a smaller one, which goes to where the other was. Copies without a place come first, where there
+/// are none those of the last container. Between other containers copies are exchanged when that makes the
+/// fuller one fuller.
 class PlacesWorker {
  public:
   /// `stop` is looked at between sweeps.
@@ -56,10 +58,14 @@ class PlacesWorker {
   struct Attempt {
     std::size_t kind, container;
     std::ptrdiff_t instead;  // index of the copy that leaves, or -1
-    std::ptrdiff_t from;     // index in the last container, or -1: one without a place
+    std::ptrdiff_t source;   // container that the copy comes from, or -1: one without a place
+    std::ptrdiff_t from;     // its index there
   };
   bool Choose();
+  /// Additions and exchanges that make the score smaller.
+  std::vector<Attempt> Attempts(std::ptrdiff_t source, std::size_t& additions) const;
   void Begin(Layout::Filled filled, const Spot& spot);
+  Spot InPlaceOf(const Spot& was, std::size_t kind);
   Spot Anywhere(std::size_t kind);
   void Succeed();
   void Fail();
