@@ -46,6 +46,8 @@ Turns ListedTurns(const std::vector<double>& degrees);
 /// Stands for a number of copies: as many as fit.
 constexpr std::int64_t kFill = 0;
 constexpr std::int64_t kMostCopies = 1000;
+/// Stands for a number of plates: as many as it takes.
+constexpr std::int64_t kAnyPlates = 0;
 
 /// One part as asked for: `gear.stl` or `gear.stl,copies=6,rotate-z=15,units=in,style=Fine.sty@0:10mm`.
 struct PartRequest {
@@ -58,6 +60,7 @@ struct PartRequest {
   std::optional<Length> gap;                ///< to every other piece, at least; else that of the job
   std::int64_t plate = 0;                   ///< number of the plate that it is for; 0: any
   std::vector<StyleRequest> styles;         ///< in the order given
+  std::string name;                         ///< of the part, in no job file; empty: the stem of its file
 };
 
 /// Reads a part argument. An argument that names an existing file is that file, commas and all; otherwise the
@@ -125,7 +128,8 @@ struct Job {
   std::optional<double> time;       ///< seconds; kDefaultSeconds when neither these nor steps are said
   std::int64_t steps = -1;          ///< what the search may take in steps of fixed cost; below 0: not said
   Order order = Order::kSize;
-  bool no_holes = false;  ///< no piece may lie in a hole of another
+  bool no_holes = false;    ///< no piece may lie in a hole of another
+  std::int64_t plates = 1;  ///< how many there may be, or kAnyPlates
   // Of a run, and in no job file: they change nothing but the time, or are told by `steps` afterwards.
   std::int64_t threads = 0;          ///< 0: as many as there are processors
   std::optional<double> wall_limit;  ///< seconds after which the search ends with what it has

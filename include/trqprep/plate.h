@@ -20,7 +20,9 @@ struct PlatePart {
   PartRequest
       request;       ///< once placed with the copies that there are, also where as many as fit were asked for
   std::string name;  ///< the file's stem, numbered where two are equal
-  InputMesh input;   ///< untouched, in the file's own unit
+  std::string file_name;                 ///< of its file in a build folder: its own name, or another part's
+  bool shares_file = false;              ///< with a part before it that differs in its place alone
+  InputMesh input;                       ///< untouched, in the file's own unit
   std::optional<std::string> side_file;  ///< text of its vents-and-drains side file
   std::vector<Message> remarks;          ///< what was said while it was read
   Matrix4 prepare;                       ///< unit, asked-for turn, to minimum X = Y = 0, Z kept or dropped
@@ -33,6 +35,7 @@ struct Piece {
   double y = 0;
   double rotation = 0;  ///< degrees, as the placement chose
   int rotation_index = 0;
+  std::size_t plate = 0;          ///< of several, from 0
   Matrix4 matrix;                 ///< takes the untouched mesh to its place
   std::vector<PbVec3f> vertices;  ///< of the placed mesh
   Box box;
@@ -57,7 +60,8 @@ std::optional<Message> TooManyParts(const Job& job);
 
 /// Reads the parts of a job, a file that several name once. Exit 3 for one that cannot be read, exit 5 for
 /// TooManyParts before any is.
-Plate LoadPlate(Observer& observer, const Job& job);
+/// Files that `known` has read are not read again, and what was said of them is not repeated.
+Plate LoadPlate(Observer& observer, const Job& job, const Plate* known = nullptr);
 
 /// Searches the placement and applies it to the untouched meshes. False, after a message with the reason,
 /// when there is none: the command then ends with exit 5. The plate's job then has the steps that the search

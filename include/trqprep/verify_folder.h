@@ -1,4 +1,4 @@
-/// Re-reads a build folder and compares it with what its build.json says.
+/// Re-reads a build folder, or one of several plates, and compares it with what its build.json says.
 #pragma once
 
 #include <string>

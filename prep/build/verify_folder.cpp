@@ -12,6 +12,7 @@
 #include "trqprep/build_folder.h"
 #include "trqprep/mesh_input.h"
 #include "trqprep/overlap.h"
+#include "trqprep/plates.h"
 #include "trqprep/stored_style.h"
 
 namespace trqprep {
@@ -298,8 +299,9 @@ std::vector<Message> CheckDescribedStacks(const HeldFolder& folder, const Json& 
   return findings;
 }
 
-std::vector<Message> VerifyFolder(Observer& observer, const std::string& path) {
-  const HeldFolder folder(path);
+namespace {
+
+std::vector<Message> VerifyBuild(Observer& observer, const HeldFolder& folder) {
   const Json document = ReadBuildDocument(folder);
   std::vector<Message> findings;
   VerifyFiles(observer, folder, document, findings);
@@ -308,6 +310,57 @@ std::vector<Message> VerifyFolder(Observer& observer, const std::string& path) {
     if (forced.count(RowOf(finding.code).text) == 0) findings.push_back(finding);
   }
   return findings;
+}
+
+std::vector<Message> VerifyPlates(Observer& observer, const HeldFolder& folder) {
+  const std::vector<std::string> plates = PlateFolders(folder);
+  const Json document = ReadFolderJson(folder, kPlatesJson);
+  const Described described(folder, document);
+  std::vector<Message> findings;
+  if (document["sum"] != SumOf(document)) {
+    findings.push_back(Differs(Code::kVerifyHash, folder, kPlatesJson, "was changed"));
+  }
+  for (const Message& finding : VerifyPresence(folder, document)) findings.push_back(finding);
+  FolderList list;
+  list.Add(kPlatesJson);
+  for (const Json& entry : described.List("files")) {
+    const std::string name = described.NameAt(entry, "file", "files");
+    list.Add(name);
+    if (!folder.HasRegularFile(name)) continue;  // said already
+    InputFile file(folder, name);
+    file.StartHash();
+    if (file.HashOfAll() != described.TextAt(entry, "sha256")) {
+      findings.push_back(Differs(Code::kVerifyHash, folder, name, "was changed"));
+    }
+  }
+  for (size_t i = 0; i < plates.size(); ++i) {
+    const std::string& name = plates[i];
+    // Its own foreign files are told of below.
+    list.Add(name + "/" + kBuildJson);
+    const HeldFolder plate(folder.PathOf(name), folder.Open(name));
+    if (!plate.HasRegularFile(kBuildJson)) {
+      findings.push_back(Differs(Code::kVerifyFile, folder, name + "/" + kBuildJson, "is missing"));
+      continue;
+    }
+    for (const Message& finding : VerifyBuild(observer, plate)) findings.push_back(finding);
+    if (ReadBuildDocument(plate)["sum"] != described.List("plates")[i]["sum"]) {
+      findings.push_back(Differs(Code::kVerifyHash, folder, name + "/" + kBuildJson, "is of another build"));
+    }
+  }
+  for (const std::string& name : ForeignNames(folder, list)) {
+    const std::string above = name.substr(0, name.find('/'));
+    if (name.size() > above.size() + 1 && list.folders.count(above) != 0) continue;
+    findings.push_back(
+        Message(Code::kVerifyForeign, folder.PathOf(name), "is not of this build").As(Severity::kNote));
+  }
+  return findings;
+}
+
+}  // namespace
+
+std::vector<Message> VerifyFolder(Observer& observer, const std::string& path) {
+  const HeldFolder folder(path);
+  return HoldsPlates(folder) ? VerifyPlates(observer, folder) : VerifyBuild(observer, folder);
 }
 
 }  // namespace trqprep

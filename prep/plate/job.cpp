@@ -120,6 +120,7 @@ const std::vector<JobField<Job>>& JobFields() {
       {"steps", nullptr, WholeMember<Job>{&Job::steps, 0, int64_t(kMostSeconds * kStepsPerSecond)}, F::kWhenSet},
       {"order", "--order", &Job::order, F::kWhenSet, "size|given", "Which pieces get a place first: the largest (default), or in the order given"},
       {"no-holes", "--no-holes", &Job::no_holes, F::kWhenSet, "", "Put no piece into a hole of another, seen from above"},
+      {"plates", "--plates", WholeMember<Job>{&Job::plates, 1, kMostCopies, "any"}, F::kOfBuilds | F::kWhenSet, "N", "Most plates: what finds no place goes to the next one; a number, or any (default 1). Other than 1, the folder holds a build folder a plate"},
       {"rotations", "--rotations", WholeMember<Job>{&Job::rotations, 1, kMostTurns}, F::kReported, "N", "How many turns about Z are tried (1 to 24, default 24)"},
       {"seed", "--seed", WholeMember<Job>{&Job::seed, 0, 4294967295}, F::kReported, "N", "Seed of the search (default 1)"},
       {"drop", "--drop", &Job::drop, F::kReported, "", "Put the lowest point of every part at Z = 0"},
@@ -253,6 +254,7 @@ std::optional<JobMistake> FindMistake(const Job& job) {
   if (!nest && job.tolerance && !job.gap) return of_nest("a tolerance without a gap");
   if (!nest && job.order != Order::kSize) return of_nest("an order");
   if (!nest && job.no_holes) return of_nest("'no-holes'");
+  if (!nest && job.plates != 1) return of_nest("a number of plates");
   int64_t fills = 0;
   for (const PartRequest& part : job.parts) {
     const auto mistake = [&](const std::string& text, const std::string& hint) {
@@ -275,7 +277,13 @@ std::optional<JobMistake> FindMistake(const Job& job) {
       return mistake("'at' and 'rotations' exclude each other",
                      "'rotate-z' turns a piece that has its place");
     }
-    if (part.plate > 1) return mistake("there is one plate only", "leave 'plate' away");
+    if (job.plates != kAnyPlates && part.plate > job.plates) {
+      return mistake(fmt::format("there is no plate {}", part.plate),
+                     fmt::format("--plates {} allows as many", part.plate));
+    }
+    if (part.copies == kFill && job.plates == kAnyPlates) {
+      return mistake("to fill any number of plates has no end", "give it a number of copies, or plates");
+    }
     if (part.copies == kFill && ++fills == 2) {
       return mistake("a second part is to fill the plate", "give one of them a number of copies");
     }

@@ -307,6 +307,7 @@ class Writer {
       std::visit(
           [&](const auto& member) {
             if constexpr (std::is_same_v<decltype(member), const WholeMember<Owner>&>) {
+              if (when_set_ && owner.*member.member == Owner().*member.member) return;
               if (owner.*member.member >= member.lowest) {
                 Line(fmt::format("{}", owner.*member.member));
               } else if (member.word) {

@@ -17,6 +17,8 @@ struct Asked {
   std::vector<size_t> part_of;  // of each of its parts, the plate's: what fills the plate comes last
   std::vector<std::vector<double>> turns;  // of each of its parts, in degrees
   std::vector<std::vector<Point>> lowest;  // of each turned so: the lower corner of its box
+  bool search = false;                     // a part has no place
+  size_t plates = 1;                       // at most
   int64_t pieces = 0;                      // a part that is to fill the plate counts once
   double area = 0;                         // of these
 };
@@ -61,11 +63,15 @@ Asked Ask(Observer& observer, const Plate& plate) {
       if ((plate.parts[i].request.copies == kFill) == fills) asked.part_of.push_back(i);
     }
   }
+  for (const PlatePart& part : plate.parts) asked.search = asked.search || !part.request.at;
   for (size_t i = 0; i < asked.part_of.size(); ++i) {
     const PlatePart& part = plate.parts[asked.part_of[i]];
     observer.Progress("outline of " + part.name, 0.3);
     nesting::Part& asks = asked.job.parts.emplace_back();
-    asks.outline = OutlineFromAbove(part.input.mesh->view(), part.prepare, tolerance).outline;
+    asks.container = int(part.request.plate) - 1;
+    // Among pieces that all have their places there is nothing to search.
+    if (asked.search)
+      asks.outline = OutlineFromAbove(part.input.mesh->view(), part.prepare, tolerance).outline;
     asks.gap = PlannedGap(plate, GapOf(plate, asked.part_of[i]));
     asked.turns.push_back(part.request.at ? std::vector<double>{0}
                                           : part.request.rotations.All(job.rotations));
@@ -81,19 +87,24 @@ Asked Ask(Observer& observer, const Plate& plate) {
     if (part.request.copies == kFill) {
       // No more than that fit by their area.
       asks.fill = true;
-      asks.copies = int(std::clamp(std::floor(length * width / area), 1.0, double(kMostCopies)));
+      asks.copies =
+          int(std::clamp(std::floor(length * width * double(std::max<int64_t>(job.plates, 1)) / area), 1.0,
+                         double(kMostCopies)));
     }
     if (part.request.at) {
       const Point corner = {bare((*part.request.at)[0]), bare((*part.request.at)[1]), 0};
       RequireInside(plate, part, corner);
       asks.copies = 0;
       const Point& lowest = asked.lowest.back()[0];
-      asked.job.fixed.push_back({i, 0, corner[0] - lowest[0], corner[1] - lowest[1]});
+      asked.job.fixed.push_back({i, 0, corner[0] - lowest[0], corner[1] - lowest[1],
+                                 size_t(std::max<int64_t>(part.request.plate, 1) - 1)});
     }
     const int64_t count = std::max<int64_t>(part.request.copies, 1);
     asked.pieces += count;
     asked.area += area * double(count);
+    asked.plates = std::max(asked.plates, size_t(part.request.plate));
   }
+  asked.plates = job.plates == kAnyPlates ? std::max(asked.plates, size_t(asked.pieces)) : size_t(job.plates);
   return asked;
 }
 
@@ -126,7 +137,7 @@ void Explain(Observer& observer, const Plate& plate, const Asked& asked, const n
                           return area_of(a.part) < area_of(b.part);
                         });
   const auto [length, width] = RoomOf(plate);
-  const double room = std::max(length, 0.0) * std::max(width, 0.0);
+  const double room = std::max(length, 0.0) * std::max(width, 0.0) * double(asked.plates);
   double free = room;
   for (const nesting::Placement& placement : result.placements) free -= area_of(placement.part);
   for (const nesting::Placement& placement : asked.job.fixed) free -= area_of(placement.part);
@@ -166,7 +177,7 @@ nesting::Limits LimitsOf(Observer& observer, const Plate& plate, const Asked& as
   const auto [length, width] = RoomOf(plate);
   const double gap = asked.job.gap;
   // One piece has its best place at once; what cannot lie beside each other need not be searched for.
-  const bool hopeless = asked.area > length * width || gap > std::hypot(length, width);
+  const bool hopeless = asked.area > length * width * double(asked.plates) || gap > std::hypot(length, width);
   const bool fills = std::any_of(asked.job.parts.begin(), asked.job.parts.end(),
                                  [](const nesting::Part& part) { return part.fill; });
   if (fills || (asked.pieces > 1 && !hopeless)) {
@@ -193,7 +204,22 @@ bool SearchNest(Observer& observer, Plate& plate) {
   const Asked asked = Ask(observer, plate);
   observer.Progress("nesting", 0.35);
   std::exception_ptr stopped;
-  const nesting::Result result = nesting::Nest(asked.job, LimitsOf(observer, plate, asked, stopped));
+  nesting::Result result;
+  result.outcome = nesting::Outcome::kPlaced;
+  if (asked.search) {
+    nesting::PlatesResult found =
+        nesting::NestPlates(asked.job, asked.plates, LimitsOf(observer, plate, asked, stopped));
+    result.outcome = found.outcome;
+    result.missing = std::move(found.missing);
+    result.steps = found.steps;
+    result.reason = std::move(found.reason);
+    for (size_t i = 0; i < found.containers.size(); ++i) {
+      for (nesting::Placement& placement : found.containers[i].placements) {
+        placement.container = i;
+        result.placements.push_back(placement);
+      }
+    }
+  }
   if (stopped) std::rethrow_exception(stopped);
   if (result.outcome == nesting::Outcome::kBadInput) {
     observer.Error(Message(Code::kNoPlacement, "", "the outlines cannot be placed: " + result.reason));
@@ -220,6 +246,7 @@ bool SearchNest(Observer& observer, Plate& plate) {
     piece.copy = int(++part.request.copies);
     piece.rotation = asked.turns[placement.part][placement.turn];
     piece.rotation_index = int(placement.turn);
+    piece.plate = placement.container;
     const Point& lowest = asked.lowest[placement.part][placement.turn];
     piece.x = placement.x + lowest[0];
     piece.y = placement.y + lowest[1];

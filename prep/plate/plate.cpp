@@ -190,7 +190,54 @@ double LowestOf(const InputMesh& input, Units units) {
 
 }  // namespace
 
-Plate LoadPlate(Observer& observer, const Job& job) {
+namespace {
+
+// The part that has read the file of this request, among those given.
+const PlatePart* ReaderOf(const PartRequest& request, const std::vector<PlatePart>& parts) {
+  const auto found = std::find_if(parts.begin(), parts.end(), [&](const PlatePart& other) {
+    return other.request.path == request.path && other.request.units == request.units;
+  });
+  return found != parts.end() ? &*found : nullptr;
+}
+
+bool SameStyles(const PartRequest& a, const PartRequest& b) {
+  return std::equal(a.styles.begin(), a.styles.end(), b.styles.begin(), b.styles.end(),
+                    [](const StyleRequest& p, const StyleRequest& q) {
+                      return p.path == q.path && p.banded == q.banded && p.from.value == q.from.value &&
+                             p.from.unit == q.from.unit && p.to.value == q.to.value && p.to.unit == q.to.unit;
+                    });
+}
+
+// Pieces that have their places are parts of their own; of those that differ in nothing else one brings the
+// file. It is named before the others, so that a folder's own files keep their names.
+void NameParts(std::vector<PlatePart>& parts) {
+  std::vector<const PlatePart*> first(parts.size(), nullptr);
+  for (size_t i = 0; i < parts.size(); ++i) {
+    const PartRequest& request = parts[i].request;
+    for (size_t k = 0; k < i && request.at && !first[i]; ++k) {
+      const PartRequest& other = parts[k].request;
+      if (!first[k] && other.at && other.path == request.path && other.units == request.units &&
+          SameStyles(other, request)) {
+        first[i] = &parts[k];
+      }
+    }
+    parts[i].shares_file = first[i] != nullptr;
+  }
+  std::set<std::string> taken;
+  for (const bool shared : {false, true}) {
+    for (size_t i = 0; i < parts.size(); ++i) {
+      PlatePart& part = parts[i];
+      if (part.shares_file != shared) continue;
+      const std::string& given = part.request.name;
+      part.name = FreshName(taken, shared ? first[i]->name : given.empty() ? Stem(part.request.path) : given);
+      part.file_name = shared ? first[i]->name : part.name;
+    }
+  }
+}
+
+}  // namespace
+
+Plate LoadPlate(Observer& observer, const Job& job, const Plate* known) {
   if (const auto message = TooManyParts(job)) Fail(ExitCode::kNoPlacement, *message);
   Plate plate;
   plate.job = job;
@@ -203,16 +250,15 @@ Plate LoadPlate(Observer& observer, const Job& job) {
     observer.Progress("reading " + job.parts[i].path, 0.3 * double(i) / double(job.parts.size()));
     PlatePart part;
     part.request = job.parts[i];
-    const auto end = job.parts.begin() + static_cast<std::ptrdiff_t>(i);
-    const auto same = std::find_if(job.parts.begin(), end, [&](const PartRequest& other) {
-      return other.path == end->path && other.units == end->units;
-    });
-    if (same != end) {
-      const PlatePart& other = plate.parts[size_t(same - job.parts.begin())];
-      part.input = other.input;
-      part.side_file = other.side_file;
-      part.remarks = other.remarks;
-      for (const Message& remark : part.remarks) observer.Say(remark);
+    const PlatePart* const before = ReaderOf(part.request, plate.parts);
+    const PlatePart* const reader = before || !known ? before : ReaderOf(part.request, known->parts);
+    if (reader) {
+      part.input = reader->input;
+      part.side_file = reader->side_file;
+      part.remarks = reader->remarks;
+      for (const Message& remark : part.remarks) {
+        if (before && !part.request.at) observer.Say(remark);
+      }
     } else {
       // Files stay open to be copied from.
       const size_t said = observer.messages().size();
@@ -238,8 +284,7 @@ Plate LoadPlate(Observer& observer, const Job& job) {
                             0, job.drop || IsLifted(lowest, job.units, job.floor));
     plate.parts.push_back(std::move(part));
   }
-  std::set<std::string> taken;
-  for (PlatePart& part : plate.parts) part.name = FreshName(taken, Stem(part.request.path));
+  NameParts(plate.parts);
   return plate;
 }
 

@@ -15,7 +15,7 @@ from style_files import *
 from support import *
 
 # Documents that are no command's.
-FILES = {"build-folder", "build-style", "checks", "job", "recoat-style", "usage"}
+FILES = {"build-folder", "build-style", "checks", "job", "plates", "recoat-style", "usage"}
 
 
 def files():
@@ -276,6 +276,10 @@ class Outputs(ToolTest):
         self.write("nested.toml", text)
         self.said("build", "nested.toml", "-o", "nested")
         self.take_folder("nested")
+        self.said("build", "box.stl,copies=3,plate=1", "--vat", "60x60x60", "--plates", "any", "--time", "0", "-o", "plates")
+        self.take_folder("plates")
+        self.said("build", "box.stl,copies=2", "--vat", "60x60x60", "--plates", "5", "--time", "0", "-o", "five")
+        self.take_folder("five")
         self.said("build", "box.stl,rotations=4,gap=3", "--order", "given", "-o", "turns")
         self.take_folder("turns")
 

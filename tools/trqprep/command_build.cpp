@@ -6,6 +6,7 @@
 #include "job_options.h"
 #include "plate_text.h"
 #include "trqprep/build.h"
+#include "trqprep/plates.h"
 
 namespace trqprep {
 namespace {
@@ -87,10 +88,38 @@ struct Options {
   std::string output;
 };
 
+// What several plates say, and where they are.
+ExitCode RunPlates(Context& context, const Job& job, const Options& options) {
+  PlatesReport report = BuildPlates(job, options.output, context.options.force, context);
+  if (!report.placed) return ExitCode::kNoPlacement;
+  context.data = std::move(report.document);
+  context.data_units = job.units;
+  for (const char* key : {"schema", "tool"}) context.data.erase(key);
+  for (const Json& plate : context.data["plates"]) {
+    context.Tell("{folder}: {piece_count:+piece}", plate);
+    if (plate["smallest_distance"].is_number()) {
+      context.Tell(", smallest distance {smallest_distance:3} {unit}", plate);
+    }
+    context.text += "\n";
+  }
+  const bool forced = report.written && report.wrong;
+  context.State({{"forced", forced}});
+  if (!report.written) {
+    context.Tell("nothing was written: the checks found errors\n");
+    return ExitCode::kNo;
+  }
+  context.Report({{"output", TextToJson(options.output)}},
+                 forced ? "built in {output}, forced although the checks found errors: {codes}\n"
+                        : "built in {output}\n",
+                 {{"codes", ErrorCodes(context)}});
+  return forced ? ExitCode::kNo : ExitCode::kDone;
+}
+
 ExitCode Run(Context& context, const Options& options) {
   const Job job = options.job->Get(context);
   ApplyJob(context, job);
   if (job.parts.size() > 1) context.Gather();
+  if (job.plates != 1) return RunPlates(context, job, options);
   BuildReport report = Build(job, options.output, context.options.force, context);
   if (!report.placed()) return ExitCode::kNoPlacement;
   context.data = std::move(report.document);
@@ -143,6 +172,8 @@ void AddBuild(CommandTree& tree) {
       "is in --units.\n\n"
       "A side file that is a symbolic link is refused unless --follow-links is given, on the line: a folder "
       "of parts that came from elsewhere may hold links to any file.\n\n"
+      "With --plates the folder holds plate-1/, plate-2/, ..., each such a folder, whose job file says where "
+      "every piece stands; build.toml beside them makes all of them again, plates.json lists them.\n\n"
       "--force replaces an empty folder, or a build folder that holds nothing but the build: what "
       "build.json lists is removed, one by one. A folder that holds anything else is refused with exit 4 "
       "and the names. What appears in it during the build stays in a folder whose name is printed.",

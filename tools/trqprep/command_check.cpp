@@ -12,6 +12,7 @@
 #include "trqprep/check_mesh.h"
 #include "trqprep/check_styles.h"
 #include "trqprep/job_file.h"
+#include "trqprep/plates.h"
 #include "trqprep/vat_fit.h"
 #include "trqprep/verify_folder.h"
 
@@ -101,6 +102,10 @@ class Checker {
     while (path.size() > 1 && path.back() == '/') path.pop_back();
     if (IsBuild(path)) {
       CheckBuildFolder(path);
+      return;
+    }
+    if (const HeldFolder folder(path); HoldsPlates(folder)) {
+      for (const std::string& plate : PlateFolders(folder)) CheckBuildFolder(folder.PathOf(plate));
       return;
     }
     std::vector<std::string> files;

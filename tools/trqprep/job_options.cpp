@@ -14,8 +14,8 @@ namespace {
 constexpr const char* kOnEveryLine[] = {"part",      "vat",   "engine", "gap",  "margin",
                                         "rotations", "order", "seed",   "time", "no-holes",
                                         "tolerance", "drop",  "floor"};
-constexpr const char* kOnBuildLines[] = {"style",     "recoat",       "machine", "machines",
-                                         "z-spacing", "force-checks", "strict",  "allow"};
+constexpr const char* kOnBuildLines[] = {"plates",    "style",        "recoat", "machine", "machines",
+                                         "z-spacing", "force-checks", "strict", "allow"};
 
 constexpr Length kUsualGap{2, Units::kMillimetre};
 constexpr Length kUsualMargin{5, Units::kMillimetre};
@@ -73,7 +73,8 @@ JobOptions::JobOptions(Command& command, bool whole) : app_(command.app), whole_
       return;
     }
     const JobField<Job>& field = FieldOf(key);
-    if (const auto* whole_number = std::get_if<WholeMember<Job>>(&field.member)) {
+    const auto* whole_number = std::get_if<WholeMember<Job>>(&field.member);
+    if (whole_number && !whole_number->word) {
       command.WholeOption(field.option, job_.*whole_number->member, whole_number->lowest,
                           whole_number->highest, field.help);
     } else if (const auto* flag = std::get_if<bool Job::*>(&field.member)) {
@@ -86,7 +87,7 @@ JobOptions::JobOptions(Command& command, bool whole) : app_(command.app), whole_
       command.TextOption(field.option, machine_, field.type, field.help);
     } else if (const auto* number = std::get_if<std::optional<double> Job::*>(&field.member)) {
       command.NumberOption(field.option, job_.**number, field.help).Type(field.type);
-    } else if (std::string(field.type).find('|') != std::string::npos) {
+    } else if (whole_number || std::string(field.type).find('|') != std::string::npos) {
       command.TextOption(field.option, choices_[key], field.type, field.help);
     } else {
       const Option option = command.RepeatedOption(field.option, lists_[key], field.type, field.help);
@@ -154,7 +155,11 @@ Job JobOptions::Get(const Context& context) const {
   job.machine_of_styles = whole_ && !job.machine;
   job.engine = Engine::kNest;
   for (const auto& [key, word] : choices_) {
-    if (!word.empty()) StoreText(job, FieldOf(key), word);
+    try {
+      if (!word.empty()) StoreText(job, FieldOf(key), word);
+    } catch (const std::invalid_argument& error) {
+      FailUsage("", fmt::format("--{}: {}", key, error.what()), "give a number, or any");
+    }
   }
   if (job.engine == Engine::kNest) {
     if (!job.gap) job.gap = kUsualGap;
