@@ -5,7 +5,7 @@ docs/architecture.md and ends with 1 when there is one.
 The rule: the layers of the library include one another in one direction only; only host/ knows the operating system;
 the library needs nothing but the C++ standard library; the rooms of prep/ include one another in one direction only, and
 their headers nothing but exported ones and the C++ standard library; tool and example programs see the installed headers
-only; POSIX headers stand in host/, prep/files/ and tools/trqprep/cli/; no two files have the same name.
+only; nesting/ knows nothing but itself, its header and the C++ standard library; POSIX headers stand in host/, prep/files/ and tools/trqprep/cli/; no two files have the same name.
 """
 
 import os
@@ -35,6 +35,9 @@ ROOM_BELOW = {
     "build": ["plate", "checks"],
 }
 
+# Rooms beside prep/, below all of its rooms, and the headers of include/trqprep/ that are theirs.
+ALONE = {"nesting": ["nesting.h"]}
+
 # The headers of include/trqprep/ that no source file of prep/ is named after.
 ROOM_OF_HEADER = {"exit_codes.h": "says", "immortal.h": "files"}
 
@@ -43,6 +46,7 @@ LIBRARIES = {
     "fmt": ["prep", "tools"],
     "meshoptimizer.h": ["prep/meshes/simplify.cpp"],
     "nettle": ["prep/files"],
+    "polyclipping": ["prep/plate/outlines.cpp"],
     "nlohmann": ["prep/files/json_text.cpp"],
     "toml++": ["prep/files"],
     "CLI": ["tools"],
@@ -152,6 +156,9 @@ def foreign_fault(place, included):
 
 def room_of(root, header):
     """The room behind a header of include/trqprep/, or None."""
+    for room, headers in ALONE.items():
+        if header in headers:
+            return room
     for room in ROOM_BELOW:
         if os.path.exists(os.path.join(root, "prep", room, header[:-2] + ".cpp")):
             return room
@@ -174,9 +181,19 @@ def prep_fault(root, place, room, included, angled):
         return foreign_fault(place, included)
     else:
         return "is neither an exported header nor one of prep/"
-    if target in reachable(room, ROOM_BELOW):
+    if target in ALONE or target in reachable(room, ROOM_BELOW):
         return None
     return "belongs to prep/%s/, which is not below" % target if target else "belongs to no room"
+
+
+def alone_fault(room, included, angled):
+    """Why a file of a room that stands alone may not include this header."""
+    first, _, rest = included.partition("/")
+    if angled:
+        return None if included in STANDARD else "is not of the C++ standard library"
+    if first == room or (first == "trqprep" and rest in ALONE[room]):
+        return None
+    return "is outside of %s/, which knows nothing else" % room
 
 
 def user_fault(place, folder, included, angled):
@@ -184,6 +201,8 @@ def user_fault(place, folder, included, angled):
     first = included.split("/")[0]
     if included.startswith("trq/"):
         return None if included[4:] in HEADER_LAYER else "is no exported header"
+    if first in ALONE and "/" in included:
+        return "is inside %s/" % first
     if first in BELOW and "/" in included:
         return "is inside the library"
     if first == "prep":
@@ -231,10 +250,15 @@ def faults(root):
         place = os.path.relpath(path, root)
         name = os.path.basename(path)
         room = room_of(root, name) if place.startswith("include/") else place.split(os.sep)[1]
-        if room not in ROOM_BELOW:
+        if room in ALONE:
+            check(path, lambda included, angled: alone_fault(room, included, angled))
+        elif room not in ROOM_BELOW:
             found.append("%s: stands in no room that tests/repository/layer_rule.py knows" % place)
         else:
             check(path, lambda included, angled: prep_fault(root, place, room, included, angled))
+    for room in ALONE:
+        for path in sources(root, room):
+            check(path, lambda included, angled: alone_fault(room, included, angled))
     for folder in ("tools", "examples"):
         for path in sources(root, folder):
             place = os.path.relpath(path, root)
@@ -245,7 +269,7 @@ def faults(root):
 def twins(root):
     """Files of the product that have the same name."""
     first, found = {}, []
-    for folder in ["include", *BELOW, "prep", "tools"]:
+    for folder in ["include", *BELOW, *ALONE, "prep", "tools"]:
         for path in sources(root, folder):
             place, name = os.path.relpath(path, root), os.path.basename(path)
             # What an exported header of the core declares may stand behind a header of the same name.

@@ -54,6 +54,18 @@ class Check(unittest.TestCase):
         self.assert_broken("geometry/a.cpp", "#include <unistd.h>\n")
         self.assert_broken("styles/a.cpp", "  #  include <sys/stat.h>\n")
 
+    def test_nesting_stands_alone(self):
+        self.assert_kept("nesting/a.cpp", '#include <vector>\n#include "nesting/b.h"\n#include "trqprep/nesting.h"\n')
+        self.assert_kept("include/trqprep/nesting.h", "#include <vector>\n")
+        self.assert_kept("prep/plate/a.cpp", '#include "trqprep/nesting.h"\n')
+        self.assert_broken("prep/plate/a.cpp", '#include "nesting/b.h"\n')
+        self.assert_broken("nesting/a.cpp", '#include "trq/geometry.h"\n')
+        self.assert_broken("nesting/a.cpp", '#include "trqprep/job.h"\n')
+        self.assert_broken("nesting/a.cpp", "#include <unistd.h>\n")
+        self.assert_broken("include/trqprep/nesting.h", '#include "trqprep/job.h"\n')
+        self.assert_broken("geometry/a.cpp", '#include "trqprep/nesting.h"\n')
+        self.assert_broken("tools/trqprep/a.cpp", '#include "nesting/b.h"\n')
+
     def test_library_needs_the_standard_library_only(self):
         self.assert_broken("geometry/a.cpp", "#include <fmt/format.h>\n")
         self.assert_broken("include/trq/geometry.h", "#include <nlohmann/json.hpp>\n")

@@ -14,6 +14,7 @@
 #include "trqprep/check_styles.h"
 #include "trqprep/folder_list.h"
 #include "trqprep/job_file.h"
+#include "trqprep/plates.h"
 #include "trqprep/vat_fit.h"
 #include "trqprep/verify_folder.h"
 
@@ -27,7 +28,7 @@ struct Options {
   std::array<Length, 3> vat{Length{250, Units::kMillimetre}, Length{250, Units::kMillimetre},
                             Length{250, Units::kMillimetre}};
   std::string machine;
-  std::string floor = FloorName(Floor::kLift);
+  std::string floor = WordOf(Floor::kLift);
   bool drop = false;
   bool strict = false;
   std::vector<std::string> allow;
@@ -64,7 +65,7 @@ class Checker {
     job_.accept_partial = context.options.accept_partial;
     job_.follow_links = context.options.follow_links;
     job_.drop = options.drop;
-    if (options.floor == FloorName(Floor::kKeep)) job_.floor = Floor::kKeep;
+    if (options.floor == WordOf(Floor::kKeep)) job_.floor = Floor::kKeep;
     if (!options.machine.empty()) surroundings_.machine = MachineByName(options.machine);
   }
 
@@ -83,6 +84,12 @@ class Checker {
     if (!folder.held()) FailInput(Code::kInputUnreadable, path, SystemText(errno));
     if (folder.HasRegularFile(kBuildJson)) {
       CheckBuildFolder(folder);
+      return;
+    }
+    if (HoldsPlates(folder)) {
+      for (const std::string& plate : PlateFolders(folder)) {
+        CheckBuildFolder(HeldFolder(folder.PathOf(plate), folder.Open(plate)));
+      }
       return;
     }
     for (const std::string& file : FilesBelow(folder, "")) {
@@ -284,7 +291,7 @@ class Checker {
     const bool put_down = job_.drop || IsLifted(lowest, job_.units, job_.floor);
     const Matrix4 prepare = Compose(Matrix4::Translation(0, 0, put_down ? -input.box().min[2] * factor : 0),
                                     Matrix4::Scaling(factor, factor, factor));
-    const Point excess = VatExcess(*input.mesh, prepare, vat_mm_, kTurns, true);
+    const Point excess = VatExcess(*input.mesh, prepare, vat_mm_, Turns().All(kTurns), true);
     if (const auto message = TooBigForVat(path, path, excess, vat_mm_, Units::kMillimetre, kTurns)) {
       context_.Say(*message);
     }
@@ -319,7 +326,7 @@ ExitCode Run(Context& context, const Options& options) {
   if (!options.strict && !options.allow.empty()) {
     FailUsage("", "--allow says what --strict leaves a warning", "add --strict");
   }
-  if (options.drop && options.floor == FloorName(Floor::kKeep)) {
+  if (options.drop && options.floor == WordOf(Floor::kKeep)) {
     FailUsage("", "--drop and --floor keep exclude each other", "leave one of them away");
   }
   context.files_are_told = true;

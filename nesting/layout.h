@@ -1,0 +1,67 @@
+/// Pieces in a container: what does not change in a job, and where the pieces are.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "nesting/shape.h"
+#include "trqprep/nesting.h"
+
+namespace trqprep::nesting {
+
+/// A job made ready. Coordinates are relative to the corner (margin, margin); pieces have their boxes'
+/// corners there.
+struct Model {
+  explicit Model(const Job& job);
+
+  struct Kind {
+    std::size_t first_shape = 0;
+    std::size_t turns = 0;
+    double gap = 0;   ///< planned: with the clearance
+    double need = 0;  ///< area of a copy with half of its gap around, at least; see Model::room
+    std::vector<std::size_t> usable;  ///< shapes that fit the container
+  };
+  std::vector<Shape> shapes;
+  std::vector<Kind> kinds;  ///< by part
+  std::vector<std::size_t> kind_of_shape;
+  double length = 0;  ///< inside the margins; of a strip: enough for all pieces in a row
+  double width = 0;
+  double margin = 0;
+  /// Area of the container with half of the largest gap around: copies whose needs are more do not fit.
+  double room = 0;
+  bool strip = false;
+  bool use_holes = true;
+
+  double Gap(std::size_t shape, std::size_t other) const {
+    const double a = kinds[kind_of_shape[shape]].gap, b = kinds[kind_of_shape[other]].gap;
+    return a > b ? a : b;
+  }
+};
+
+/// Where a piece is.
+struct Spot {
+  std::size_t shape = 0;
+  double x = 0;
+  double y = 0;
+};
+
+/// Where pieces are that cannot move, and what of the container's area they take.
+struct FixedPieces {
+  std::vector<Spot> spots;
+  double area = 0;
+};
+
+/// Fixed pieces of a container.
+FixedPieces FixedIn(const Model& model, const Job& job, std::size_t container);
+
+/// Copies in several containers; lists of spots end with the fixed pieces.
+struct Layout {
+  struct Filled {
+    std::vector<Spot> spots;
+    std::size_t movable = 0;  ///< the first so many
+  };
+  std::vector<Filled> containers;
+  std::vector<int> left;  ///< by part: copies without a place
+};
+
+}  // namespace trqprep::nesting

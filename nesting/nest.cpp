@@ -1,0 +1,364 @@
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <memory>
+
+#include "nesting/constructive_fill.h"
+#include "nesting/places_search.h"
+#include "nesting/rounds.h"
+#include "nesting/strip_search.h"
+#include "trqprep/nesting.h"
+
+namespace trqprep::nesting {
+namespace {
+
+// What containers of given length spend on shorter lengths once all pieces have their places.
+constexpr Steps kCompactingSteps = kStepsPerSecond / 2;
+constexpr double kMostCoordinate = 1e9;
+constexpr int kMostCopies = 100'000;
+constexpr std::size_t kMostContainers = 10'000;
+
+std::string WhatIsWrong(const Job& job, std::size_t most) {
+  const auto number = [](double v) { return v * 0 == 0 && std::fabs(v) <= kMostCoordinate; };
+  const Container& box = job.container;
+  if (!number(box.width) || !number(box.margin) || (!box.strip && !number(box.length))) {
+    return "the container's sizes are no numbers that can be used";
+  }
+  if (box.margin < 0 || job.gap < 0 || !number(job.gap) || job.clearance < 0 || !number(job.clearance)) {
+    return "gap, margin and clearance must be 0 or more";
+  }
+  if (most == 0) return "no container";
+  if (box.strip && most > 1) return "a strip takes everything: there is no second one";
+  std::size_t copies = 0;
+  for (std::size_t p = 0; p < job.parts.size(); ++p) {
+    const Part& part = job.parts[p];
+    const std::string name = "part " + std::to_string(p) + ": ";
+    if (part.turns.empty()) return name + "no turn is allowed";
+    for (const Turn& turn : part.turns) {
+      const double square = turn.sine * turn.sine + turn.cosine * turn.cosine;
+      if (!(square > 1 - 1e-9 && square < 1 + 1e-9))
+        return name + "sine and cosine of a turn do not belong together";
+    }
+    if (!number(part.gap)) return name + "the gap is no number that can be used";
+    if (part.copies < 0) return name + "fewer than no copies";
+    if (part.container >= 0 && static_cast<std::size_t>(part.container) >= most)
+      return name + "bound to a container that there is not";
+    copies += static_cast<std::size_t>(part.copies);
+    if (copies > static_cast<std::size_t>(kMostCopies))
+      return "more than " + std::to_string(kMostCopies) + " copies";
+    bool any = false;
+    for (const Region& region : part.outline) {
+      if (region.outer.empty()) return name + "a region without corners";
+      any = true;
+      std::vector<const Ring*> rings = {&region.outer};
+      for (const Ring& hole : region.holes) rings.push_back(&hole);
+      for (const Ring* ring : rings) {
+        for (const Point& point : *ring) {
+          if (!number(point.x) || !number(point.y)) return name + "a corner whose coordinates cannot be used";
+        }
+      }
+    }
+    if (!any) return name + "no outline";
+  }
+  for (const Placement& fixed : job.fixed) {
+    if (fixed.part >= job.parts.size() || fixed.turn >= job.parts[fixed.part].turns.size() ||
+        !number(fixed.x) || !number(fixed.y)) {
+      return "a fixed piece of no part, at no turn or at no place";
+    }
+    if (fixed.container >= most) return "a fixed piece in a container that there is not";
+  }
+  return "";
+}
+
+class Nester {
+ public:
+  Nester(const Job& job, std::size_t most, const Limits& limits)
+      : job_(job),
+        model_(job),
+        rounds_(limits, limits.steps),
+        stop_([this] { return rounds_.Stopped(); }),
+        cancelled_([this] { return rounds_.Cancelled(); }) {
+    task_.model = &model_;
+    task_.job = &job_;
+    task_.most = most;
+    layout_.left.assign(job.parts.size(), 0);
+    std::size_t bound = 1;
+    for (const Placement& fixed : job.fixed) bound = std::max(bound, fixed.container + 1);
+    for (std::size_t p = 0; p < job.parts.size(); ++p) {
+      if (model_.kinds[p].usable.empty()) continue;
+      layout_.left[p] = job.parts[p].copies;
+      if (layout_.left[p] > 0) bound = std::max<std::size_t>(bound, job.parts[p].container + 1);
+    }
+    while (layout_.containers.size() < bound) AddContainer();
+    enough_area_ = FindLeast();
+  }
+
+  PlatesResult Run() {
+    Construct(false);
+    bool complete = Search(false);
+    Construct(true);
+    complete = complete && Search(true);
+    if (!rounds_.cancelled()) {
+      PullLeft();
+      if (complete) Shorten();
+    }
+    return Finish();
+  }
+
+ private:
+  /// A part with `fill` on a strip has all its copies there.
+  bool Fills(std::size_t part) const { return job_.parts[part].fill && !model_.strip; }
+
+  void AddContainer() {
+    task_.fixed.push_back(FixedIn(model_, job_, task_.fixed.size()));
+    layout_.containers.push_back({task_.fixed.back().spots, 0});
+  }
+
+  /// The fewest containers that area and what is bound allow. False when not even the most do.
+  bool FindLeast() {
+    std::vector<double> bound(layout_.containers.size(), 0);
+    double need = 0;
+    for (std::size_t p = 0; p < layout_.left.size(); ++p) {
+      if (job_.parts[p].fill) continue;
+      double& sum =
+          job_.parts[p].container < 0 ? need : bound[static_cast<std::size_t>(job_.parts[p].container)];
+      sum += model_.kinds[p].need * layout_.left[p];
+    }
+    // Sums of many are rounded.
+    const double room = model_.room * (1 + 1e-9);
+    bool enough = true;
+    for (std::size_t c = 0; c < bound.size(); ++c) {
+      const double free = room - task_.fixed[c].area - bound[c];
+      enough = enough && free >= 0;
+      need -= std::max(0.0, free);
+    }
+    task_.least = bound.size();
+    for (; need > 0 && task_.least < task_.most; ++task_.least) need -= room;
+    return enough && need <= 0;
+  }
+
+  /// Places copies of parts with `fill`, or of all others, in containers as they come; adds what it needs.
+  void Construct(bool fill) {
+    const auto size = [&](std::size_t p) { return model_.shapes[model_.kinds[p].first_shape].weight; };
+    for (std::size_t c = 0; c < task_.most && !rounds_.Cancelled(); ++c) {
+      std::vector<std::size_t> order;
+      bool any_free = false;
+      for (std::size_t p = 0; p < layout_.left.size(); ++p) {
+        if (Fills(p) != fill || layout_.left[p] == 0) continue;
+        any_free = any_free || job_.parts[p].container < 0;
+        if (task_.Allowed(p, c)) order.insert(order.end(), static_cast<std::size_t>(layout_.left[p]), p);
+      }
+      if (c == layout_.containers.size()) {
+        if (!any_free) break;
+        AddContainer();
+      }
+      // What has to lie here comes first.
+      std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+        const bool bound_a = job_.parts[a].container >= 0, bound_b = job_.parts[b].container >= 0;
+        return bound_a != bound_b ? bound_a : !job_.given_order && size(a) > size(b);
+      });
+      Layout::Filled& filled = layout_.containers[c];
+      std::vector<Spot> spots = filled.spots;
+      std::vector<std::size_t> placed;
+      FillFromTheLeft(model_, order, spots, placed, cancelled_);
+      // New ones stand behind the fixed pieces.
+      const auto fixed = filled.spots.begin() + static_cast<std::ptrdiff_t>(filled.movable);
+      filled.spots.insert(fixed, spots.end() - static_cast<std::ptrdiff_t>(placed.size()), spots.end());
+      filled.movable += placed.size();
+      for (const std::size_t i : placed) --layout_.left[order[i]];
+      if (filled.spots.empty() && c + 1 == layout_.containers.size() && c + 1 > task_.least) {
+        layout_.containers.pop_back();
+        break;
+      }
+    }
+  }
+
+  template <typename Worker, typename... Arguments>
+  std::unique_ptr<Worker> Make(std::size_t index, std::uint64_t salt, const Arguments&... arguments) const {
+    const std::uint64_t seed = Random(job_.seed * 1000003 + salt * kWorkers + index).Bits();
+    return std::make_unique<Worker>(arguments..., seed, stop_);
+  }
+
+  /// Seeks places for copies of parts with `fill`, or for all others and then fewer containers. Whether it
+  /// came to its end.
+  bool Search(bool fill) {
+    if (model_.strip) return true;
+    if (!fill && !enough_area_) return true;
+    task_.fill = fill;
+    std::unique_ptr<PlacesWorker> workers[kWorkers];
+    Steps until = 0, steps = 0;
+    for (std::size_t w = 0; w < kWorkers; ++w) {
+      workers[w] = Make<PlacesWorker>(w, fill ? 2 : 1, task_);
+      workers[w]->Take(layout_);
+    }
+    if (workers[0]->Finished()) return true;
+    while (rounds_.Next(steps)) {
+      until += steps;
+      if (!rounds_.Run(steps, [&](std::size_t w) { workers[w]->Run(until); })) return false;
+      std::size_t best = 0;
+      for (std::size_t w = 1; w < kWorkers; ++w) {
+        if (workers[w]->score() < workers[best]->score()) best = w;
+      }
+      layout_ = workers[best]->best();
+      for (const auto& worker : workers) {
+        if (worker->score() > workers[best]->score()) worker->Take(layout_);
+      }
+      if (workers[best]->done()) return true;
+    }
+    return false;
+  }
+
+  /// Every container on its own: pieces to the left and to the front as they are.
+  void PullLeft() {
+    for (Layout::Filled& filled : layout_.containers) {
+      if (filled.movable > kMostPiecesSearched || filled.movable == 0) continue;
+      Separation separation(model_, job_.seed);
+      separation.Start(filled.spots, filled.movable, model_.length);
+      if (separation.Total() > 0) continue;
+      separation.Compact();
+      filled.spots = separation.spots();
+    }
+  }
+
+  void Shorten() {
+    const Steps share = kCompactingSteps / layout_.containers.size() / kWorkers + 1;
+    for (std::size_t c = 0; c < layout_.containers.size(); ++c) {
+      Layout::Filled& filled = layout_.containers[c];
+      if (filled.movable == 0 || filled.movable > kMostPiecesSearched || filled.spots.size() == 1) continue;
+      Feasible best = {filled.spots, LengthOf(filled)};
+      std::unique_ptr<StripWorker> workers[kWorkers];
+      Steps until = 0, steps = 0;
+      bool done = false;
+      while (!done && (model_.strip || until < share) &&
+             rounds_.Next(steps, model_.strip ? kRound : std::min(kRound, share - until))) {
+        until += steps;
+        const bool whole = rounds_.Run(steps, [&](std::size_t w) {
+          if (!workers[w]) {
+            workers[w] = Make<StripWorker>(w, c == 0 ? 0 : c + 2, model_, filled.movable);
+            workers[w]->Take(best);
+          } else if (workers[w]->best().length > best.length) {
+            workers[w]->Take(best);
+          }
+          workers[w]->Run(until);
+        });
+        if (!whole) return;
+        for (const auto& worker : workers) {
+          if (worker->best().length < best.length) best = worker->best();
+          done = done || worker->done();
+        }
+        filled.spots = best.spots;
+      }
+    }
+  }
+
+  double LengthOf(const Layout::Filled& filled) const {
+    double length = 0;
+    for (const Spot& spot : filled.spots) length = std::max(length, spot.x + model_.shapes[spot.shape].width);
+    return length;
+  }
+
+  PlatesResult Finish() {
+    PlatesResult result;
+    result.steps = rounds_.spent();
+    if (rounds_.cancelled()) {
+      result.outcome = Outcome::kCancelled;
+      return result;
+    }
+    result.outcome = Outcome::kPlaced;
+    for (std::size_t p = 0; p < job_.parts.size(); ++p) {
+      const bool too_large = model_.kinds[p].usable.empty() && job_.parts[p].copies > 0;
+      const int missing = too_large ? job_.parts[p].copies : layout_.left[p];
+      // As many as fit is one at least.
+      if (missing == 0 || (job_.parts[p].fill && missing < job_.parts[p].copies)) continue;
+      result.outcome = Outcome::kPartly;
+      result.missing.push_back(too_large ? Missing{p, missing, Missing::Why::kTooLarge} : WhyMissing(p));
+    }
+    for (std::size_t c = 0; c < layout_.containers.size(); ++c) {
+      const Layout::Filled& filled = layout_.containers[c];
+      Result one;
+      one.outcome = Outcome::kPlaced;
+      if (!filled.spots.empty()) one.length = LengthOf(filled) + model_.margin;
+      for (std::size_t i = 0; i < filled.movable; ++i) {
+        const Spot& spot = filled.spots[i];
+        const Shape& shape = model_.shapes[spot.shape];
+        const std::size_t part = model_.kind_of_shape[spot.shape];
+        one.placements.push_back({part, spot.shape - model_.kinds[part].first_shape,
+                                  spot.x + model_.margin - shape.corner.x,
+                                  spot.y + model_.margin - shape.corner.y, c});
+      }
+      std::stable_sort(one.placements.begin(), one.placements.end(),
+                       [](const Placement& a, const Placement& b) { return a.part < b.part; });
+      result.containers.push_back(std::move(one));
+    }
+    return result;
+  }
+
+  Missing WhyMissing(std::size_t part) const {
+    Missing missing = {part, layout_.left[part], Missing::Why::kNoFreeArea};
+    std::size_t roomiest = layout_.containers.size();
+    for (std::size_t c = 0; c < layout_.containers.size(); ++c) {
+      if (!task_.Allowed(part, c)) continue;
+      double free = model_.length * model_.width - task_.fixed[c].area;
+      const Layout::Filled& filled = layout_.containers[c];
+      for (std::size_t i = 0; i < filled.movable; ++i) free -= model_.shapes[filled.spots[i].shape].area;
+      if (roomiest == layout_.containers.size() || free > missing.free_area) {
+        missing.free_area = free;
+        roomiest = c;
+      }
+      if (enough_area_ && task_.FreeArea(layout_, c) >= model_.kinds[part].need)
+        missing.why = Missing::Why::kNoPlace;
+    }
+    if (roomiest < layout_.containers.size()) missing.blocking_part = MostInTheWay(part, roomiest);
+    return missing;
+  }
+
+  /// The part of the piece that lies deepest in a copy where that overlaps least.
+  std::ptrdiff_t MostInTheWay(std::size_t part, std::size_t container) const {
+    const Layout::Filled& filled = layout_.containers[container];
+    if (filled.spots.empty() || filled.spots.size() > kMostPiecesSearched) return -1;
+    const std::size_t shape = model_.kinds[part].usable.front();
+    std::vector<Spot> spots = {{shape, (model_.length - model_.shapes[shape].width) / 2,
+                                (model_.width - model_.shapes[shape].height) / 2}};
+    spots.insert(spots.end(), filled.spots.begin(), filled.spots.end());
+    Separation separation(model_, job_.seed);
+    separation.Start(std::move(spots), 1, model_.length);
+    separation.Sweep();
+    const std::size_t deepest = separation.Deepest(0);
+    return static_cast<std::ptrdiff_t>(model_.kind_of_shape[separation.spots()[deepest].shape]);
+  }
+
+  const Job& job_;
+  Model model_;
+  PlacesTask task_;
+  Rounds rounds_;
+  const std::function<bool()> stop_, cancelled_;
+  bool enough_area_ = true;
+  Layout layout_;
+};
+
+}  // namespace
+
+PlatesResult NestPlates(const Job& job, std::size_t most, const Limits& limits) {
+  PlatesResult result;
+  most = std::min(most, kMostContainers);
+  result.reason = WhatIsWrong(job, most);
+  if (!result.reason.empty()) return result;
+  if (limits.cancel && limits.cancel()) {
+    result.outcome = Outcome::kCancelled;
+    return result;
+  }
+  return Nester(job, most, limits).Run();
+}
+
+Result Nest(const Job& job, const Limits& limits) {
+  PlatesResult all = NestPlates(job, 1, limits);
+  Result result;
+  if (!all.containers.empty()) result = std::move(all.containers[0]);
+  result.outcome = all.outcome;
+  result.missing = std::move(all.missing);
+  result.steps = all.steps;
+  result.reason = std::move(all.reason);
+  return result;
+}
+
+}  // namespace trqprep::nesting
