@@ -109,6 +109,11 @@ class Distances(NestTest):
         text = self.good("place", "box.stl,copies=3").out.decode()
         self.assertIn("smallest distance seen from above: 2", text)
 
+    def test_upright_sheets_have_gaps_too(self):
+        sheet = [((0, 0, 0), (30, 0, 0), (30, 0, 10)), ((0, 0, 0), (30, 0, 10), (0, 0, 10))]
+        self.write("sheet.stl", binary_stl(sheet))
+        self.assert_apart(self.place("sheet.stl,copies=4", "--rotations", "2"), 2, 5)
+
     def test_points_have_gaps_too(self):
         self.write("point.ctl", make_ctl([(1, 1, 1)] * 4, [(0, 2, 1), (0, 1, 3), (0, 3, 2), (1, 2, 3)]))
         self.assert_apart(self.place("point.ctl,copies=4", "box.stl", "--rotations", "1"), 2, 5)
@@ -316,6 +321,9 @@ class Order(NestTest):
 
 class Holes(NestTest):
     VAT = ("--vat", "64x64x50mm", "--margin", "1", "--time", "0.2")
+
+    def test_a_piece_lies_in_the_hole_of_another(self):
+        self.assertEqual(len(self.place("ring.stl", "box.stl", *self.VAT)["pieces"]), 2)
 
     def test_unless_that_is_forbidden(self):
         self.fails(NO_PLACEMENT, "place", "ring.stl", "box.stl", *self.VAT, "--no-holes")
