@@ -117,7 +117,7 @@ const char* const kThin = "stroke=\"#888\" stroke-width=\".3\" stroke-dasharray=
 
 /// An outline with its discs and the boxes of its edges.
 void DrawShape(const std::string& folder) {
-  Drawing drawing(150, 46);
+  Drawing drawing(134, 46);
   const std::vector<Part> parts = Parts();
   double x = 5;
   for (const std::size_t p : {0u, 1u, 3u}) {
@@ -153,7 +153,7 @@ void DrawStrip(const std::string& folder) {
   job.gap = 1;
   double area = 0;
   for (const Part& part : job.parts) area += AreaOf(part.outline) * part.copies;
-  Drawing drawing(190, 3 * 74);
+  Drawing drawing(272, 3 * 74);
   const auto caption = [&](const char* what, double length) {
     return std::string(what) + ": length " + Figure(length) + ", " + Figure(100 * area / (60 * length)) +
            " % used";
@@ -203,7 +203,7 @@ void DrawContainers(const std::string& folder) {
   job.parts = Parts();
   job.container = {110, 80, false, 5};
   job.gap = 2;
-  for (Part& part : job.parts) part.copies = part.copies * 3 / 2;
+  for (Part& part : job.parts) part.copies = part.copies * 5 / 4;
   job.parts.push_back(Copies({{Wheel({4}, 16), {}}}, 4, 1));
   job.parts.push_back(Copies({{{{0, 0}, {22, 0}, {22, 14}, {0, 14}}, {}}}, 0, 1));
   job.fixed = {{7, 0, 60, 30, 0}};
