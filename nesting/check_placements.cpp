@@ -247,13 +247,17 @@ std::vector<Fault> CheckPlacements(const Job& job, const std::vector<Placement>&
       for (const Ring& hole : region.holes) {
         piece.holes.push_back(LinesOf(hole, turn, p.x, p.y));
         piece.region_of_hole.push_back(piece.outers.size() - 1);
+        // Of a hole that nothing may lie in only its inside matters.
+        if (!job.use_holes) continue;
         piece.lines.insert(piece.lines.end(), piece.holes.back().begin(), piece.holes.back().end());
       }
     }
     piece.low = piece.high = piece.lines[0].a;
-    for (const Line& line : piece.lines) {
-      piece.low = {std::min(piece.low.x, line.a.x), std::min(piece.low.y, line.a.y)};
-      piece.high = {std::max(piece.high.x, line.a.x), std::max(piece.high.y, line.a.y)};
+    for (const auto& ring : piece.outers) {
+      for (const Line& line : ring) {
+        piece.low = {std::min(piece.low.x, line.a.x), std::min(piece.low.y, line.a.y)};
+        piece.high = {std::max(piece.high.x, line.a.x), std::max(piece.high.y, line.a.y)};
+      }
     }
     pieces.push_back(std::move(piece));
   }

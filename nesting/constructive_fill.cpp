@@ -291,8 +291,8 @@ class Filler {
         least = std::min(least, std::max(model.shapes[s].width, model.shapes[s].height));
       }
     }
-    const double rows = least > 0 ? model.width / least * 16 : 1024;
-    return rows < 256 ? 256 : rows > 1024 ? 1024 : static_cast<int>(rows);
+    const double rows = least > 0 ? model.width / least * 32 : 2048;
+    return rows < 512 ? 512 : rows > 2048 ? 2048 : static_cast<int>(rows);
   }
 
   /// The mean extent of the pieces.

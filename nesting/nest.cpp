@@ -96,11 +96,13 @@ class Nester {
   PlatesResult Run() {
     Construct(false);
     bool complete = Search(false);
-    Construct(true);
-    complete = complete && Search(true);
+    if (HasFill()) {
+      Construct(true);
+      complete = complete && Search(true);
+    }
     if (!rounds_.cancelled()) {
-      PullLeft();
-      if (complete) Shorten();
+      PullLeft(layout_);
+      if (complete) Shorten(layout_);
     }
     return Finish();
   }
@@ -108,6 +110,13 @@ class Nester {
  private:
   /// A part with `fill` on a strip has all its copies there.
   bool Fills(std::size_t part) const { return job_.parts[part].fill && !model_.strip; }
+
+  bool HasFill() const {
+    for (std::size_t p = 0; p < job_.parts.size(); ++p) {
+      if (Fills(p)) return true;
+    }
+    return false;
+  }
 
   void AddContainer() {
     task_.fixed.push_back(FixedIn(model_, job_, task_.fixed.size()));
@@ -180,7 +189,7 @@ class Nester {
   }
 
   /// Seeks places for copies of parts with `fill`, or for all others and then fewer containers. Whether it
-  /// came to its end.
+  /// came to its end. A search for fewer may find none for long: what there is until then is shortened first.
   bool Search(bool fill) {
     if (model_.strip) return true;
     if (!fill && !enough_area_) return true;
@@ -192,6 +201,14 @@ class Nester {
       workers[w]->Take(layout_);
     }
     if (workers[0]->Finished()) return true;
+    const bool shorten = !fill && !HasFill();
+    Layout now = layout_;
+    const auto keep = [&](const Layout& better) {
+      layout_ = better;
+      PullLeft(layout_);
+      if (shorten && task_.ScoreOf(layout_)[0] == 0) Shorten(layout_);
+    };
+    if (shorten && workers[0]->score()[0] == 0) keep(now);
     while (rounds_.Next(steps)) {
       until += steps;
       if (!rounds_.Run(steps, [&](std::size_t w) { workers[w]->Run(until); })) return false;
@@ -199,18 +216,27 @@ class Nester {
       for (std::size_t w = 1; w < kWorkers; ++w) {
         if (workers[w]->score() < workers[best]->score()) best = w;
       }
-      layout_ = workers[best]->best();
+      now = workers[best]->best();
       for (const auto& worker : workers) {
-        if (worker->score() > workers[best]->score()) worker->Take(layout_);
+        if (worker->score() > workers[best]->score()) worker->Take(now);
       }
-      if (workers[best]->done()) return true;
+      const bool done = workers[best]->done();
+      const auto score = workers[best]->score(), kept = task_.ScoreOf(layout_);
+      if (score[0] < kept[0] || (score[0] == kept[0] && score[1] < kept[1])) {
+        if (done) {
+          layout_ = now;
+        } else {
+          keep(now);
+        }
+      }
+      if (done) return true;
     }
     return false;
   }
 
   /// Every container on its own: pieces to the left and to the front as they are.
-  void PullLeft() {
-    for (Layout::Filled& filled : layout_.containers) {
+  void PullLeft(Layout& layout) {
+    for (Layout::Filled& filled : layout.containers) {
       if (filled.movable > kMostPiecesSearched || filled.movable == 0) continue;
       Separation separation(model_, job_.seed);
       separation.Start(filled.spots, filled.movable, model_.length);
@@ -220,10 +246,10 @@ class Nester {
     }
   }
 
-  void Shorten() {
-    const Steps share = kCompactingSteps / layout_.containers.size() / kWorkers + 1;
-    for (std::size_t c = 0; c < layout_.containers.size(); ++c) {
-      Layout::Filled& filled = layout_.containers[c];
+  void Shorten(Layout& layout) {
+    const Steps share = kCompactingSteps / layout.containers.size() / kWorkers + 1;
+    for (std::size_t c = 0; c < layout.containers.size(); ++c) {
+      Layout::Filled& filled = layout.containers[c];
       if (filled.movable == 0 || filled.movable > kMostPiecesSearched || filled.spots.size() == 1) continue;
       Feasible best = {filled.spots, LengthOf(filled)};
       std::unique_ptr<StripWorker> workers[kWorkers];

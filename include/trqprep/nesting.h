@@ -78,7 +78,7 @@ struct Job {
 
 /// Steps of a second of one processor, by which times become steps. A step is the cost of examining one pair
 /// of edges.
-constexpr std::uint64_t kStepsPerSecond = 140'000'000;
+constexpr std::uint64_t kStepsPerSecond = 120'000'000;
 
 /// How long a job may take. `steps` bounds the search alone: the constructive pass, and pulling pieces to the
 /// left and to the front, always run to their ends. The search ends by itself when every copy has its place
