@@ -78,7 +78,7 @@ Json ReadPlates(const HeldFolder& folder) {
   Json document = ReadFolderJson(folder, kPlatesJson);
   if (TextFromJson(document["schema"]).value_or("").rfind("trqprep.plates/", 0) != 0 ||
       !document["plates"].is_array() || !document["files"].is_array()) {
-    throw JsonMistake{"does not describe plates"};
+    throw JsonMistake{"does not describe plates", {}};
   }
   return document;
 }
@@ -87,7 +87,7 @@ std::vector<std::string> NamesIn(const Json& list, const char* key) {
   std::vector<std::string> names;
   for (const Json& entry : list) {
     const std::optional<std::string> name = TextFromJson(entry[key]);
-    if (!name || !FolderList().Add(*name)) throw JsonMistake{fmt::format("{} is malformed", key)};
+    if (!name || !FolderList().Add(*name)) throw JsonMistake{fmt::format("{} is malformed", key), {}};
     names.push_back(*name);
   }
   return names;

@@ -333,7 +333,7 @@ class Holes(NestTest):
 
 
 class Searching(NestTest):
-    CROWD = ("bar.stl,copies=5", "ring.stl,copies=2", "box.stl,copies=9", "--vat", "190x190x50mm")
+    CROWD = ("bar.stl,copies=5", "ring.stl,copies=2", "box.stl,copies=9", "--vat", "180x180x50mm")
 
     def test_the_folder_repeats_to_the_byte_with_any_threads(self):
         self.good("build", *self.CROWD, "--threads", "2", "-o", "one")
@@ -458,7 +458,7 @@ class Refused(NestTest):
 
     def test_there_is_one_plate(self):
         self.good("place", "box.stl,plate=1")
-        self.refused("one plate", "box.stl,plate=2")
+        self.refused("no plate 2", "box.stl,plate=2")
         for wrong in ("0", "-1", "1001", "x"):
             self.refused("plate", f"box.stl,plate={wrong}")
 

@@ -195,8 +195,11 @@ void ExpectCovers(const Shape& shape, const SeenOutline& seen, std::mt19937& ran
       y = a[1] + along * (b[1] - a[1]) + away * (2 * unit(random) - 1);
     }
     const double distance = ToFacets(shape, x, y);
-    if (distance == 0) EXPECT_TRUE(Inside(seen.outline, x, y)) << "at " << x << ' ' << y;
-    if (distance > seen.grown) EXPECT_FALSE(Inside(seen.outline, x, y)) << "at " << x << ' ' << y;
+    if (distance == 0) {
+      EXPECT_TRUE(Inside(seen.outline, x, y)) << "at " << x << ' ' << y;
+    } else if (distance > seen.grown) {
+      EXPECT_FALSE(Inside(seen.outline, x, y)) << "at " << x << ' ' << y;
+    }
   }
 }
 
