@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Measures every mark and prints one table: marks.py BUILD_FOLDER
+"""Measures every mark and prints one table: marks.py BUILD_FOLDER [nesting]
 
 Runs the benchmark programs and the tool of a build and divides medians of the CPU time (user and system) of repetitions
 that alternate with each other. Peers that are not installed are left out, with a note.
@@ -17,6 +17,12 @@ import time
 from dataclasses import dataclass, field
 from typing import Callable, Optional
 
+# Strips: label and what nest_strips is called with. Wall clocks and two threads, so nothing else may run.
+STRIPS = [
+    ("10 s", ["--seconds", "10"]),
+    ("60 s", ["--seconds", "60"]),
+    ("libnest2d", ["--peer", "--seconds", "10", "--seeds", "1"]),
+]
 REPETITIONS = 7
 PROCESS_REPETITIONS = 9
 SCALE = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}
@@ -65,6 +71,7 @@ class Measured:
     cpu: dict = field(default_factory=dict)  # seconds
     counters: dict = field(default_factory=dict)  # (name, counter)
     processes: dict = field(default_factory=dict)  # name: {"cpu", "wall", "memory"}
+    strips: dict = field(default_factory=dict)  # label: document of nest_strips
 
 
 def run_group(folder, measured, program, pattern, repetitions, label=""):
@@ -123,6 +130,23 @@ def run_processes(folder, measured):
         measured.processes[name] = {"cpu": cpu, "wall": wall, "memory": memory}
 
 
+def run_strips(folder, measured):
+    """Nothing is measured where the build names no folder of instances."""
+    for label, arguments in STRIPS:
+        with tempfile.TemporaryDirectory() as temporary:
+            answer = os.path.join(temporary, "strips.json")
+            command = [os.path.join(folder, "bin", "nest_strips"), *arguments, "--json", answer]
+            done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, check=False)
+            if done.returncode == 2:
+                print("== nest_strips: no folder of strips was named", file=sys.stderr)
+                return
+            if done.returncode != 0:
+                sys.exit(f"{' '.join(command)} failed ({done.returncode}):\n{done.stdout}{done.stderr}")
+            print(f"== nest_strips {' '.join(arguments)}\n{done.stdout}", end="", file=sys.stderr, flush=True)
+            with open(answer, encoding="utf-8") as f:
+                measured.strips[label] = json.load(f)
+
+
 # How a row's number comes from what was measured. Each answers None where something is missing.
 
 
@@ -158,6 +182,10 @@ def process_faster(name, other):
     return lambda m: m.processes[other]["cpu"] / m.processes[name]["cpu"] if other in m.processes else None
 
 
+def strips(label, which):
+    return lambda m: m.strips.get(label, {}).get(which) or None
+
+
 @dataclass
 class Row:
     job: str
@@ -176,6 +204,15 @@ def import_row(mesh, mark, stretch=2):
     return Row(f"binary import, {mesh}, of parse-store", mark, stretch,
                times(f"stl_import:import/{mesh}", f"stl_import:parse_store/{mesh}"))
 
+
+NESTING = [
+    *[at_least(f"strips of the nesting engine, {label}, two threads, of the best known: {which}", mark, stretch,
+               strips(label, which))
+      for label, which, mark, stretch in (("10 s", "mean", 0.92, 0.95), ("10 s", "least", 0.85, None),
+                                          ("60 s", "mean", 0.95, 0.97), ("60 s", "least", 0.88, None))],
+    at_least("strips with gaps of 1 % of their height, 10 s, use of libnest2d's: mean", 1.05, None,
+             strips("libnest2d", "mean")),
+]
 
 ROWS = [
     import_row("sphere-1M", 4),
@@ -241,6 +278,7 @@ ROWS = [
     at_least("trqprep info, sphere-1M, whole process against admesh", 2, 3, process_faster("info", "admesh")),
     Row("trqprep info, sphere-1M, peak memory", 100, None, process("info", "memory", 1e-6), unit=" MB"),
     Row("trqprep version, whole process, elapsed", 10, 5, process("version", "wall", 1e3), unit=" ms"),
+    *NESTING,
     # For comparison.
     at_least("trqprep info, sphere-1M, whole process against assimp info", None, None, process_faster("info", "assimp")),
     *[at_least(f"{job}, against the literal form", None, None, faster(f"{name}{form}", f"{name}{literal}"))
@@ -260,11 +298,11 @@ def number(value):
     return f"{value:.0f}" if value >= 100 else f"{value:.3g}"
 
 
-def evaluate(measured):
+def evaluate(measured, rows):
     """Lines of the table and the jobs whose marks are missed or not measured."""
     lines = ["| Job | Mark | Stretch | Measured | |", "|---|---|---|---|---|"]
     missed, unmeasured = [], []
-    for row in ROWS:
+    for row in rows:
         sign = "≤" if row.at_most else "≥"
         goals = [f"{sign} {number(goal)}{row.unit}" if goal is not None else "" for goal in (row.mark, row.stretch)]
         value = row.value(measured)
@@ -301,26 +339,30 @@ def conditions():
 
 
 def main():
-    if len(sys.argv) != 2:
-        sys.exit("usage: marks.py BUILD_FOLDER")
+    nesting = sys.argv[2:] == ["nesting"]
+    if len(sys.argv) != 2 and not nesting:
+        sys.exit("usage: marks.py BUILD_FOLDER [nesting]")
     start = time.perf_counter()
     lines = [conditions()]
     measured = Measured()
-    for group in GROUPS:
+    for group in [] if nesting else GROUPS:
         began = time.perf_counter()
         print(f"== {group[0]} {group[1]}", end="", file=sys.stderr, flush=True)
         run_group(sys.argv[1], measured, *group)
         print(f" {time.perf_counter() - began:.0f} s", file=sys.stderr)
-    run_processes(sys.argv[1], measured)
-    table, missed, unmeasured = evaluate(measured)
+    if not nesting:
+        run_processes(sys.argv[1], measured)
+    run_strips(sys.argv[1], measured)
+    rows = NESTING if nesting else ROWS
+    table, missed, unmeasured = evaluate(measured, rows)
     print("\n".join(lines + [""] + table))
     print(f"\nMedians of CPU time, {min(g[2] for g in GROUPS)} repetitions and more in turns; "
           f"{time.perf_counter() - start:.0f} s in all.")
     for job in unmeasured:
-        print(f"Not measured, the peer is not installed: {job}")
+        print(f"Not measured, the peer is not installed or no strips were named: {job}")
     for text in missed:
         print(f"MISSED: {text}")
-    print(f"{len(missed)} of {sum(row.mark is not None for row in ROWS)} marks missed." if missed
+    print(f"{len(missed)} of {sum(row.mark is not None for row in rows)} marks missed." if missed
           else "All marks that were measured are held.")
 
 

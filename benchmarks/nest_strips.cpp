@@ -1,8 +1,4 @@
-// Utilisation of published strips against the best known: nest_strips [FOLDER] [--steps N | --seconds S]
-// [--threads N]
-// [--seeds N] [--only NAME]. FOLDER, without one the configured TRQ_NESTING, holds an instance a file (JSON:
-// items with shape, demand and allowed_orientations, strip_height) and README.md with a table of the best
-// known. Prints a row an instance: the median of the seeds.
+// Utilisation of published strips: of what is the best known, and of what a public library makes of them.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -18,6 +14,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "benchmarks/nest_peer.h"
 #include "prep/meshes/sine_cosine.h"
 #include "trqprep/nesting.h"
 
@@ -28,6 +25,14 @@ using trqprep::nesting::Limits;
 using trqprep::nesting::Part;
 using trqprep::nesting::Result;
 using trqprep::nesting::Ring;
+
+constexpr const char* kUsage =
+    "nest_strips [FOLDER] [--seconds S | --steps N] [--threads N] [--seeds N] [--only NAME] [--peer] [--json FILE]\n"
+    "FOLDER, without one the configured TRQ_NESTING, holds an instance a file (JSON: items with shape, demand\n"
+    "and allowed_orientations, strip_height) and README.md with a table of the best known, in percent.\n"
+    "Utilisation is the area of all copies by strip height times length used. A row is the median of the seeds\n"
+    "of what a run reaches when the clock (10 s) or its steps end it. --peer gives all a gap of 1 % of the strip\n"
+    "height and compares with the library. Faults are those that the check finds; with any the status is 1.\n";
 
 Job ReadInstance(const std::filesystem::path& path) {
   std::ifstream file(path);
@@ -65,70 +70,122 @@ std::map<std::string, double> ReadBestKnown(const std::filesystem::path& path) {
   return best;
 }
 
+struct Options {
+  std::filesystem::path folder = TRQ_NESTING;
+  Limits limits;
+  int seeds = 3;
+  std::string only, json;
+  bool peer = false;
+};
+
+bool Parse(int argc, char** argv, Options& options) {
+  options.limits.steps = ~std::uint64_t{0} / 4;
+  options.limits.threads = 2;
+  options.limits.wall_seconds = 10;
+  for (int i = 1; i < argc; ++i) {
+    const std::string option = argv[i];
+    if (option == "--peer") {
+      options.peer = true;
+      continue;
+    }
+    if (option[0] != '-') {
+      options.folder = option;
+      continue;
+    }
+    if (++i == argc) return false;
+    if (option == "--steps") {
+      options.limits.steps = std::strtoull(argv[i], nullptr, 10);
+      options.limits.wall_seconds = 0;
+    } else if (option == "--seconds") {
+      options.limits.wall_seconds = std::atof(argv[i]);
+    } else if (option == "--threads") {
+      options.limits.threads = std::atoi(argv[i]);
+    } else if (option == "--seeds") {
+      options.seeds = std::max(1, std::atoi(argv[i]));
+    } else if (option == "--only") {
+      options.only = argv[i];
+    } else if (option == "--json") {
+      options.json = argv[i];
+    } else {
+      return false;
+    }
+  }
+  return std::filesystem::is_directory(options.folder);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  const bool given = argc > 1 && argv[1][0] != '-';
-  const std::filesystem::path folder = given ? argv[1] : TRQ_NESTING;
-  if (folder.empty() || !std::filesystem::is_directory(folder)) {
-    std::cerr << "nest_strips FOLDER [--steps N | --seconds S] [--threads N] [--seeds N] [--only NAME]\n";
+  Options options;
+  if (!Parse(argc, argv, options)) {
+    std::cerr << kUsage;
     return 2;
   }
-  Limits limits;
-  limits.steps = ~std::uint64_t{0} / 4;
-  limits.threads = 2;
-  limits.wall_seconds = 10;
-  int seeds = 3;
-  std::string only;
-  for (int i = given ? 2 : 1; i + 1 < argc; i += 2) {
-    const std::string option = argv[i];
-    if (option == "--steps") limits.steps = std::strtoull(argv[i + 1], nullptr, 10), limits.wall_seconds = 0;
-    if (option == "--seconds") limits.wall_seconds = std::atof(argv[i + 1]);
-    if (option == "--threads") limits.threads = std::atoi(argv[i + 1]);
-    if (option == "--seeds") seeds = std::atoi(argv[i + 1]);
-    if (option == "--only") only = argv[i + 1];
-  }
-  const auto best_known = ReadBestKnown(folder / "README.md");
+  const auto best_known = ReadBestKnown(options.folder / "README.md");
   std::vector<std::filesystem::path> files;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+  for (const auto& entry : std::filesystem::directory_iterator(options.folder)) {
     if (entry.path().extension() == ".json") files.push_back(entry.path());
   }
   std::sort(files.begin(), files.end());
+  nlohmann::json rows = nlohmann::json::array();
   double sum = 0, least = 1e9;
-  int count = 0, faults = 0;
-  std::printf("%-12s %8s %8s %8s %10s %8s %8s\n", "instance", "use %", "best %", "ratio", "Msteps", "cpu s",
-              "wall s");
+  int faults = 0;
+  std::printf("%-12s %8s %8s %8s %10s %8s %8s\n", "instance", "use %", options.peer ? "peer %" : "best %",
+              "ratio", "Msteps", "cpu s", "wall s");
   for (const auto& path : files) {
     const std::string name = path.stem().string();
-    if (!only.empty() && name != only) continue;
+    if (!options.only.empty() && name != options.only) continue;
     Job job = ReadInstance(path);
+    if (options.peer) job.gap = 0.01 * job.container.width;
     double area = 0;
     for (const Part& part : job.parts) area += trqprep::nesting::AreaOf(part.outline) * part.copies;
     std::vector<double> uses;
     std::uint64_t steps = 0;
     const std::clock_t cpu = std::clock();
     const auto wall = std::chrono::steady_clock::now();
-    for (int seed = 1; seed <= seeds; ++seed) {
+    for (int seed = 1; seed <= options.seeds; ++seed) {
       job.seed = static_cast<std::uint64_t>(seed);
-      const Result result = trqprep::nesting::Nest(job, limits);
+      const Result result = trqprep::nesting::Nest(job, options.limits);
       uses.push_back(area / (job.container.width * result.length));
       steps += result.steps;
-      faults += static_cast<int>(trqprep::nesting::CheckPlacements(job, result.placements, result.missing,
-                                                                   1e-6 * job.container.width)
-                                     .size());
+      faults += static_cast<int>(
+          CheckPlacements(job, result.placements, result.missing, 1e-6 * job.container.width).size());
     }
-    const double cpu_seconds = static_cast<double>(std::clock() - cpu) / CLOCKS_PER_SEC / seeds;
-    const std::chrono::duration<double> wall_seconds = (std::chrono::steady_clock::now() - wall) / seeds;
+    const double cpu_seconds = static_cast<double>(std::clock() - cpu) / CLOCKS_PER_SEC / options.seeds;
+    const double wall_seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - wall).count() / options.seeds;
     std::sort(uses.begin(), uses.end());
     const double use = uses[uses.size() / 2];
-    const double best = best_known.count(name) ? best_known.at(name) : 1;
-    std::printf("%-12s %8.3f %8.3f %8.4f %10.0f %8.2f %8.2f\n", name.c_str(), 100 * use, 100 * best,
-                use / best, static_cast<double>(steps) / seeds / 1e6, cpu_seconds, wall_seconds.count());
+    double other = best_known.count(name) ? best_known.at(name) : 0;
+    if (options.peer) {
+      const double length = PeerLength(job);
+      other = length > 0 ? area / (job.container.width * length) : 0;
+    }
+    const double million_steps = static_cast<double>(steps) / options.seeds / 1e6;
+    const double ratio = other > 0 ? use / other : 0;
+    std::printf("%-12s %8.3f %8.3f %8.4f %10.0f %8.2f %8.2f\n", name.c_str(), 100 * use, 100 * other, ratio,
+                million_steps, cpu_seconds, wall_seconds);
     std::fflush(stdout);
-    sum += use / best;
-    least = std::min(least, use / best);
-    ++count;
+    rows.push_back({{"instance", name},
+                    {"utilisation", uses},
+                    {"median", use},
+                    {options.peer ? "peer" : "best_known", other},
+                    {"ratio", ratio},
+                    {"million_steps", million_steps},
+                    {"cpu_seconds", cpu_seconds},
+                    {"wall_seconds", wall_seconds}});
+    if (other == 0) continue;  // nothing to compare with
+    sum += ratio;
+    least = std::min(least, ratio);
   }
-  std::printf("mean %.4f least %.4f faults %d\n", sum / std::max(count, 1), least, faults);
+  const auto compared =
+      std::count_if(rows.begin(), rows.end(), [](const auto& row) { return row["ratio"] > 0; });
+  const double mean = compared > 0 ? sum / static_cast<double>(compared) : 0;
+  if (compared == 0) least = 0;
+  std::printf("mean %.4f least %.4f of %ld, faults %d\n", mean, least, static_cast<long>(compared), faults);
+  if (!options.json.empty()) {
+    const nlohmann::json all = {{"mean", mean}, {"least", least}, {"faults", faults}, {"instances", rows}};
+    std::ofstream(options.json) << all.dump(2) << '\n';
+  }
   return faults == 0 ? 0 : 1;
 }

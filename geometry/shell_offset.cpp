@@ -140,13 +140,32 @@ double LargestCoordinate(const PbVec3f& p) {
   return std::max({std::fabs(p[0]), std::fabs(p[1]), std::fabs(p[2])});
 }
 
+/// How far from a triangle, in its plane, a point may lie that is taken as lying on it. `largest` is the
+/// largest coordinate of the mesh.
+/// Seen from a corner, the tolerance of the cosines lets pass a deviation of acos(1 - 1e-5) = 0.0045 from a
+/// side. A corner whose angle has the sine s lets pass less: 2e-5 / s, and 1e-3 in length, as a point off the
+/// plane is seen at another angle. Each side has a corner in common with the shortest one, so its two corners
+/// bound all. Behind itself an obtuse corner sees too, but the other one does not, beyond 0.007 / s of the
+/// shortest side.
+double ReachInPlane(const Vec (&corners)[3], double largest) {
+  double shortest = std::numeric_limits<double>::infinity(), longest = 0;
+  for (int k = 0; k < 3; ++k) {
+    const double length = Length(corners[k] - corners[(k + 1) % 3]);
+    shortest = std::min(shortest, length);
+    longest = std::max(longest, length);
+  }
+  const double wide = 0.005 * longest;
+  const double area = Length(Cross(corners[1] - corners[0], corners[2] - corners[0]));
+  const double sine = area / (shortest * longest);  // of the corners at the shortest side, or less
+  // Corners are rounded when they are looked from: below that size, to other angles.
+  if (!(sine > 0.2 && shortest * sine > 1e-5 * largest)) return wide;
+  return std::min(wide, (3e-5 * longest + 0.01 * shortest) / sine + 1e-3);
+}
+
 /// A box outside of which no point is taken as lying on the triangle.
-/// The tolerance of the cosines lets pass what deviates by acos(1 - 1e-5) = 0.0045 from an edge, seen from
-/// both of its ends.
-Bounds ReachOfTriangle(const MeshView& mesh, const R_INT4& triangle) {
+Bounds ReachOfTriangle(const MeshView& mesh, const R_INT4& triangle, double mesh_largest) {
   const PbVec3f corners[3] = {Corner(mesh, triangle, 0), Corner(mesh, triangle, 1),
                               Corner(mesh, triangle, 2)};
-  double longest = 0;
   double largest = 0;
   Bounds box;
   for (int k = 0; k < 3; ++k) {
@@ -154,9 +173,9 @@ Bounds ReachOfTriangle(const MeshView& mesh, const R_INT4& triangle) {
     box.low[k] = std::isnan(a) || std::isnan(b) || std::isnan(c) ? NAN : std::min({a, b, c});
     box.high[k] = std::max({a, b, c});
     largest = std::max(largest, LargestCoordinate(corners[k]));
-    longest = std::max(longest, Length(Widen(corners[k]) - Widen(corners[(k + 1) % 3])));
   }
-  const double margin = kPlaneDistance + 0.005 * longest + kRounding * largest;
+  const double margin = kPlaneDistance + kRounding * largest +
+                        ReachInPlane({Widen(corners[0]), Widen(corners[1]), Widen(corners[2])}, mesh_largest);
   for (int k = 0; k < 3; ++k) {
     box.low[k] -= margin;
     box.high[k] += margin;
@@ -201,8 +220,13 @@ class PushValidator {
 
  private:
   static std::vector<Bounds> Reaches(const MeshView& mesh) {
+    double largest = 0;
+    for (size_t i = 0; i < mesh.vertex_count; ++i) {
+      const double coordinate = LargestCoordinate(mesh.vertices[i]);
+      if (std::isfinite(coordinate)) largest = std::max(largest, coordinate);
+    }
     std::vector<Bounds> boxes(mesh.triangles.size());
-    for (size_t i = 0; i < boxes.size(); ++i) boxes[i] = ReachOfTriangle(mesh, mesh.triangles[i]);
+    for (size_t i = 0; i < boxes.size(); ++i) boxes[i] = ReachOfTriangle(mesh, mesh.triangles[i], largest);
     return boxes;
   }
 

@@ -20,6 +20,7 @@ struct Piece {
   std::vector<Line> lines;
   Point low = {0, 0}, high = {0, 0};
   double gap = 0;
+  std::size_t container = 0;
 };
 
 std::vector<Line> LinesOf(const Ring& ring, const Turn& turn, double x, double y) {
@@ -218,7 +219,13 @@ std::vector<Fault> CheckPlacements(const Job& job, const std::vector<Placement>&
   }
   if (!faults.empty()) return faults;
   std::vector<int> copies(job.parts.size(), 0);
-  for (const Placement& p : placements) ++copies[p.part];
+  for (std::size_t i = 0; i < placements.size(); ++i) {
+    const Placement& p = placements[i];
+    ++copies[p.part];
+    const int bound = job.parts[p.part].container;
+    if (bound >= 0 && p.container != static_cast<std::size_t>(bound))
+      faults.push_back({Fault::What::kContainer, i, i, 0});
+  }
   for (const Missing& m : missing) {
     if (m.part < copies.size()) copies[m.part] += m.copies;
   }
@@ -233,19 +240,24 @@ std::vector<Fault> CheckPlacements(const Job& job, const std::vector<Placement>&
     const Turn& turn = part.turns[p.turn];
     Piece piece;
     piece.gap = part.gap >= 0 ? part.gap : job.gap;
+    piece.container = p.container;
     for (const Region& region : part.outline) {
       piece.outers.push_back(LinesOf(region.outer, turn, p.x, p.y));
       piece.lines.insert(piece.lines.end(), piece.outers.back().begin(), piece.outers.back().end());
       for (const Ring& hole : region.holes) {
         piece.holes.push_back(LinesOf(hole, turn, p.x, p.y));
         piece.region_of_hole.push_back(piece.outers.size() - 1);
+        // Of a hole that nothing may lie in only its inside matters.
+        if (!job.use_holes) continue;
         piece.lines.insert(piece.lines.end(), piece.holes.back().begin(), piece.holes.back().end());
       }
     }
     piece.low = piece.high = piece.lines[0].a;
-    for (const Line& line : piece.lines) {
-      piece.low = {std::min(piece.low.x, line.a.x), std::min(piece.low.y, line.a.y)};
-      piece.high = {std::max(piece.high.x, line.a.x), std::max(piece.high.y, line.a.y)};
+    for (const auto& ring : piece.outers) {
+      for (const Line& line : ring) {
+        piece.low = {std::min(piece.low.x, line.a.x), std::min(piece.low.y, line.a.y)};
+        piece.high = {std::max(piece.high.x, line.a.x), std::max(piece.high.y, line.a.y)};
+      }
     }
     pieces.push_back(std::move(piece));
   }
@@ -268,8 +280,8 @@ std::vector<Fault> CheckPlacements(const Job& job, const std::vector<Placement>&
       const Piece &a = pieces[first], &b = pieces[second];
       if (pieces[by_left[j]].low.x > pieces[by_left[i]].high.x + most_gap) break;
       const double gap = std::max(a.gap, b.gap);
-      if (first >= placements.size() || a.low.x > b.high.x + gap || b.low.x > a.high.x + gap ||
-          a.low.y > b.high.y + gap || b.low.y > a.high.y + gap) {
+      if (first >= placements.size() || a.container != b.container || a.low.x > b.high.x + gap ||
+          b.low.x > a.high.x + gap || a.low.y > b.high.y + gap || b.low.y > a.high.y + gap) {
         continue;
       }
       const double depth = std::max({DepthOf(a, b), DepthOf(b, a), CommonDepth(a, b)});

@@ -172,18 +172,73 @@ class Cells {
   std::vector<bool> stale_, empty_;
 };
 
+/// Pieces by the squares of a coarse grid that their boxes touch.
+class Squares {
+ public:
+  Squares(double side, double width)
+      : side_(side), rows_(static_cast<std::size_t>(std::min(kMostRows, std::floor(width / side) + 1))) {}
+
+  void Add(std::size_t piece, const Box& box) {
+    std::size_t from, to, low, high;
+    if (!Range(box, from, to, low, high) || (to - from + 1) * (high - low + 1) > kMostSquares) {
+      large_.push_back(piece);
+      return;
+    }
+    if (squares_.size() < (to + 1) * rows_) squares_.resize((to + 1) * rows_);
+    for (std::size_t column = from; column <= to; ++column) {
+      for (std::size_t row = low; row <= high; ++row) squares_[column * rows_ + row].push_back(piece);
+    }
+  }
+
+  /// Whether `found` is true of a piece that may touch the box.
+  template <typename Found>
+  bool Any(const Box& box, const Found& found) const {
+    if (std::any_of(large_.begin(), large_.end(), found)) return true;
+    std::size_t from, to, low, high;
+    Range(box, from, to, low, high);
+    for (std::size_t column = from; column <= to && column * rows_ < squares_.size(); ++column) {
+      for (std::size_t row = low; row <= high; ++row) {
+        const auto& square = squares_[column * rows_ + row];
+        if (std::any_of(square.begin(), square.end(), found)) return true;
+      }
+    }
+    return false;
+  }
+
+ private:
+  static constexpr double kMostRows = 1024, kMostColumns = 1e6;
+  static constexpr std::size_t kMostSquares = 1024;  // of a piece; larger ones are looked at every time
+
+  /// Squares of the box; false when it reaches farther than there are any.
+  bool Range(const Box& box, std::size_t& from, std::size_t& to, std::size_t& low, std::size_t& high) const {
+    const auto index = [&](double at, double most) {
+      return static_cast<std::size_t>(std::clamp(std::floor(at / side_), 0.0, most));
+    };
+    from = index(box.left, kMostColumns), to = index(box.right, kMostColumns);
+    low = index(box.bottom, static_cast<double>(rows_ - 1)),
+    high = index(box.top, static_cast<double>(rows_ - 1));
+    return box.right < kMostColumns * side_;
+  }
+
+  double side_;
+  std::size_t rows_;
+  std::vector<std::vector<std::size_t>> squares_;
+  std::vector<std::size_t> large_;
+};
+
 class Filler {
  public:
-  Filler(const Model& model, std::vector<Spot>& spots)
+  Filler(const Model& model, const std::vector<std::size_t>& kinds, std::vector<Spot>& spots)
       : model_(model),
         spots_(spots),
+        squares_(SideOf(model, kinds), model.width),
         cell_(CellOf(model, spots)),
         rows_(std::max(1, static_cast<int>(std::floor(model.width / cell_ + 1e-9)))),
         cells_(rows_) {
     for (const Model::Kind& kind : model.kinds) most_gap_ = std::max(most_gap_, kind.gap);
     first_column_.assign(model.shapes.size(), 0);
     runs_.resize(model.shapes.size());
-    for (const Spot& spot : spots) Occupy(spot);
+    for (std::size_t i = 0; i < spots.size(); ++i) Add(i);
   }
 
   bool Place(std::size_t kind) {
@@ -215,7 +270,7 @@ class Filler {
     if (!Free(best)) return false;  // cells do not know fixed pieces of any size
     Slide(best);
     spots_.push_back(best);
-    Occupy(best);
+    Add(spots_.size() - 1);
     return true;
   }
 
@@ -236,19 +291,36 @@ class Filler {
         least = std::min(least, std::max(model.shapes[s].width, model.shapes[s].height));
       }
     }
-    const double rows = least > 0 ? model.width / least * 16 : 1024;
-    return rows < 256 ? 256 : rows > 1024 ? 1024 : static_cast<int>(rows);
+    const double rows = least > 0 ? model.width / least * 32 : 2048;
+    return rows < 512 ? 512 : rows > 2048 ? 2048 : static_cast<int>(rows);
+  }
+
+  /// The mean extent of the pieces.
+  static double SideOf(const Model& model, const std::vector<std::size_t>& kinds) {
+    double sum = 0;
+    for (const std::size_t kind : kinds) {
+      const Shape& shape = model.shapes[model.kinds[kind].first_shape];
+      sum += std::max(shape.width, shape.height) + model.kinds[kind].gap;
+    }
+    return std::max(sum / static_cast<double>(kinds.size()), 1e-3 * model.width);
+  }
+
+  void Add(std::size_t piece) {
+    const Spot& spot = spots_[piece];
+    const Shape& shape = model_.shapes[spot.shape];
+    squares_.Add(piece, {spot.x, spot.y, spot.x + shape.width, spot.y + shape.height});
+    Occupy(spot);
   }
 
   bool Free(const Spot& spot) {
     const Shape& shape = model_.shapes[spot.shape];
-    for (const Spot& other : spots_) {
-      if (Collide(shape, model_.shapes[other.shape], other.x - spot.x, other.y - spot.y,
-                  model_.Gap(spot.shape, other.shape), steps_)) {
-        return false;
-      }
-    }
-    return true;
+    const Box near = {spot.x - most_gap_, spot.y - most_gap_, spot.x + shape.width + most_gap_,
+                      spot.y + shape.height + most_gap_};
+    return !squares_.Any(near, [&](std::size_t piece) {
+      const Spot& other = spots_[piece];
+      return Collide(shape, model_.shapes[other.shape], other.x - spot.x, other.y - spot.y,
+                     model_.Gap(spot.shape, other.shape), steps_);
+    });
   }
 
   void Slide(Spot& spot) {
@@ -339,6 +411,7 @@ class Filler {
 
   const Model& model_;
   std::vector<Spot>& spots_;
+  Squares squares_;
   double cell_;
   int rows_;
   Cells cells_;
@@ -351,12 +424,13 @@ class Filler {
 }  // namespace
 
 void FillFromTheLeft(const Model& model, const std::vector<std::size_t>& kinds, std::vector<Spot>& spots,
-                     std::vector<std::size_t>& placed) {
+                     std::vector<std::size_t>& placed, const std::function<bool()>& stop) {
   if (kinds.empty()) return;
-  Filler filler(model, spots);
+  Filler filler(model, kinds, spots);
   std::vector<bool> no_place(model.kinds.size(), false);
   for (std::size_t i = 0; i < kinds.size(); ++i) {
     if (no_place[kinds[i]]) continue;
+    if (stop()) return;
     if (filler.Place(kinds[i])) {
       placed.push_back(i);
     } else {

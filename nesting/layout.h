@@ -17,7 +17,8 @@ struct Model {
   struct Kind {
     std::size_t first_shape = 0;
     std::size_t turns = 0;
-    double gap = 0;                   ///< planned: with the clearance
+    double gap = 0;   ///< planned: with the clearance
+    double need = 0;  ///< area of a copy with half of its gap around, at least; see Model::room
     std::vector<std::size_t> usable;  ///< shapes that fit the container
   };
   std::vector<Shape> shapes;
@@ -26,6 +27,8 @@ struct Model {
   double length = 0;  ///< inside the margins; of a strip: enough for all pieces in a row
   double width = 0;
   double margin = 0;
+  /// Area of the container with half of the largest gap around: copies whose needs are more do not fit.
+  double room = 0;
   bool strip = false;
   bool use_holes = true;
 
@@ -35,11 +38,30 @@ struct Model {
   }
 };
 
-/// Where pieces are, by their indices: copies first, fixed pieces behind.
+/// Where a piece is.
 struct Spot {
   std::size_t shape = 0;
   double x = 0;
   double y = 0;
+};
+
+/// Where pieces are that cannot move, and what of the container's area they take.
+struct FixedPieces {
+  std::vector<Spot> spots;
+  double area = 0;
+};
+
+/// Fixed pieces of a container.
+FixedPieces FixedIn(const Model& model, const Job& job, std::size_t container);
+
+/// Copies in several containers; lists of spots end with the fixed pieces.
+struct Layout {
+  struct Filled {
+    std::vector<Spot> spots;
+    std::size_t movable = 0;  ///< the first so many
+  };
+  std::vector<Filled> containers;
+  std::vector<int> left;  ///< by part: copies without a place
 };
 
 }  // namespace trqprep::nesting

@@ -1,29 +1,24 @@
 #include <algorithm>
-#include <atomic>
-#include <chrono>
 #include <cmath>
-#include <exception>
 #include <limits>
 #include <memory>
-#include <thread>
 
 #include "nesting/constructive_fill.h"
+#include "nesting/places_search.h"
+#include "nesting/rounds.h"
 #include "nesting/strip_search.h"
 #include "trqprep/nesting.h"
 
 namespace trqprep::nesting {
 namespace {
 
-// Part of what a result depends on: workers, and steps of each between two comparisons.
-constexpr std::size_t kWorkers = 2;
-constexpr Steps kRound = 8'000'000;
-// What a container of given length spends on a shorter length once all pieces have their place.
-constexpr Steps kCompactingSteps = 50'000'000;
+// What containers of given length spend on shorter lengths once all pieces have their places.
+constexpr Steps kCompactingSteps = kStepsPerSecond / 2;
 constexpr double kMostCoordinate = 1e9;
 constexpr int kMostCopies = 100'000;
-constexpr std::size_t kMostPiecesSearched = 1500;  // above, pairs need too much memory
+constexpr std::size_t kMostContainers = 10'000;
 
-std::string WhatIsWrong(const Job& job) {
+std::string WhatIsWrong(const Job& job, std::size_t most) {
   const auto number = [](double v) { return v * 0 == 0 && std::fabs(v) <= kMostCoordinate; };
   const Container& box = job.container;
   if (!number(box.width) || !number(box.margin) || (!box.strip && !number(box.length))) {
@@ -32,6 +27,8 @@ std::string WhatIsWrong(const Job& job) {
   if (box.margin < 0 || job.gap < 0 || !number(job.gap) || job.clearance < 0 || !number(job.clearance)) {
     return "gap, margin and clearance must be 0 or more";
   }
+  if (most == 0) return "no container";
+  if (box.strip && most > 1) return "a strip takes everything: there is no second one";
   std::size_t copies = 0;
   for (std::size_t p = 0; p < job.parts.size(); ++p) {
     const Part& part = job.parts[p];
@@ -44,6 +41,8 @@ std::string WhatIsWrong(const Job& job) {
     }
     if (!number(part.gap)) return name + "the gap is no number that can be used";
     if (part.copies < 0) return name + "fewer than no copies";
+    if (part.container >= 0 && static_cast<std::size_t>(part.container) >= most)
+      return name + "bound to a container that there is not";
     copies += static_cast<std::size_t>(part.copies);
     if (copies > static_cast<std::size_t>(kMostCopies))
       return "more than " + std::to_string(kMostCopies) + " copies";
@@ -66,335 +65,325 @@ std::string WhatIsWrong(const Job& job) {
         !number(fixed.x) || !number(fixed.y)) {
       return "a fixed piece of no part, at no turn or at no place";
     }
+    if (fixed.container >= most) return "a fixed piece in a container that there is not";
   }
   return "";
 }
 
-/// The rounds of workers. Every worker does the same whichever thread it runs on.
-class Rounds {
- public:
-  Rounds(const Limits& limits, Steps budget)
-      : limits_(limits), budget_(budget), began_(std::chrono::steady_clock::now()) {}
-
-  /// Whether there is another round; its steps for each worker in `steps`.
-  bool Next(Steps& steps, Steps times = 1) {
-    if (ended_ || spent_ >= budget_) return false;
-    steps = std::min(times * kRound, (budget_ - spent_ + kWorkers - 1) / kWorkers);
-    return true;
-  }
-
-  /// Runs `work(worker)` for all workers. False when the round was broken off: its results do not count.
-  template <typename Work>
-  bool Run(Steps steps, const Work& work) {
-    const std::size_t threads =
-        std::clamp<std::size_t>(static_cast<std::size_t>(std::max(limits_.threads, 1)), 1, kWorkers);
-    std::exception_ptr failed[kWorkers];
-    const auto share = [&](std::size_t thread) {
-      try {
-        for (std::size_t w = thread; w < kWorkers && !stop_.load(std::memory_order_relaxed); w += threads)
-          work(w);
-      } catch (...) {
-        failed[thread] = std::current_exception();
-        stop_ = true;
-      }
-    };
-    caller_ = std::this_thread::get_id();
-    std::vector<std::thread> others;
-    for (std::size_t t = 1; t < threads; ++t) others.emplace_back(share, t);
-    share(0);
-    for (std::thread& other : others) other.join();
-    for (const std::exception_ptr& failure : failed) {
-      if (failure) std::rethrow_exception(failure);
-    }
-    Ask();
-    if (stop_) {
-      ended_ = true;
-      return false;
-    }
-    spent_ = std::min(budget_, spent_ + steps * kWorkers);
-    return true;
-  }
-
-  /// What workers look at between sweeps.
-  bool Stopped() {
-    if (std::this_thread::get_id() == caller_) Ask();
-    return stop_.load(std::memory_order_relaxed);
-  }
-  bool cancelled() const { return cancelled_; }
-  Steps spent() const { return spent_; }
-  void Allow(Steps budget) { budget_ = std::min(budget_, budget); }
-
- private:
-  void Ask() {
-    if (limits_.cancel && limits_.cancel()) cancelled_ = stop_ = true;
-    if (limits_.wall_seconds > 0) {
-      const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - began_;
-      if (passed.count() >= limits_.wall_seconds) stop_ = true;
-    }
-  }
-
-  const Limits& limits_;
-  Steps budget_;
-  Steps spent_ = 0;
-  std::chrono::steady_clock::time_point began_;
-  std::thread::id caller_;
-  std::atomic<bool> stop_{false};
-  bool cancelled_ = false;
-  bool ended_ = false;
-};
-
 class Nester {
  public:
-  Nester(const Job& job, const Limits& limits)
-      : job_(job), model_(job), rounds_(limits, limits.steps), stop_([this] { return rounds_.Stopped(); }) {}
+  Nester(const Job& job, std::size_t most, const Limits& limits)
+      : job_(job),
+        model_(job),
+        rounds_(limits, limits.steps),
+        stop_([this] { return rounds_.Stopped(); }),
+        cancelled_([this] { return rounds_.Cancelled(); }) {
+    task_.model = &model_;
+    task_.job = &job_;
+    task_.most = most;
+    layout_.left.assign(job.parts.size(), 0);
+    std::size_t bound = 1;
+    for (const Placement& fixed : job.fixed) bound = std::max(bound, fixed.container + 1);
+    for (std::size_t p = 0; p < job.parts.size(); ++p) {
+      if (model_.kinds[p].usable.empty()) continue;
+      layout_.left[p] = job.parts[p].copies;
+      if (layout_.left[p] > 0) bound = std::max<std::size_t>(bound, job.parts[p].container + 1);
+    }
+    while (layout_.containers.size() < bound) AddContainer();
+    enough_area_ = FindLeast();
+  }
 
-  Result Run() {
-    Construct();
-    FindPlaces();
-    if (!rounds_.cancelled() && !layout_.spots.empty()) {
-      Compact();
-      if (model_.strip || left_.empty()) Shorten();
+  PlatesResult Run() {
+    Construct(false);
+    bool complete = Search(false);
+    if (HasFill()) {
+      Construct(true);
+      complete = complete && Search(true);
+    }
+    if (!rounds_.cancelled()) {
+      PullLeft(layout_);
+      if (complete) Shorten(layout_);
     }
     return Finish();
   }
 
  private:
-  void Construct() {
-    std::vector<std::size_t> order;
+  /// A part with `fill` on a strip has all its copies there.
+  bool Fills(std::size_t part) const { return job_.parts[part].fill && !model_.strip; }
+
+  bool HasFill() const {
     for (std::size_t p = 0; p < job_.parts.size(); ++p) {
-      if (model_.kinds[p].usable.empty()) continue;
-      order.insert(order.end(), static_cast<std::size_t>(job_.parts[p].copies), p);
+      if (Fills(p)) return true;
     }
-    for (const Placement& fixed : job_.fixed) {
-      const std::size_t s = model_.kinds[fixed.part].first_shape + fixed.turn;
-      const Shape& shape = model_.shapes[s];
-      fixed_.push_back(
-          {s, fixed.x + shape.corner.x - model_.margin, fixed.y + shape.corner.y - model_.margin});
+    return false;
+  }
+
+  void AddContainer() {
+    task_.fixed.push_back(FixedIn(model_, job_, task_.fixed.size()));
+    layout_.containers.push_back({task_.fixed.back().spots, 0});
+  }
+
+  /// The fewest containers that area and what is bound allow. False when not even the most do.
+  bool FindLeast() {
+    std::vector<double> bound(layout_.containers.size(), 0);
+    double need = 0;
+    for (std::size_t p = 0; p < layout_.left.size(); ++p) {
+      if (job_.parts[p].fill) continue;
+      double& sum =
+          job_.parts[p].container < 0 ? need : bound[static_cast<std::size_t>(job_.parts[p].container)];
+      sum += model_.kinds[p].need * layout_.left[p];
     }
+    // Sums of many are rounded.
+    const double room = model_.room * (1 + 1e-9);
+    bool enough = true;
+    for (std::size_t c = 0; c < bound.size(); ++c) {
+      const double free = room - task_.fixed[c].area - bound[c];
+      enough = enough && free >= 0;
+      need -= std::max(0.0, free);
+    }
+    task_.least = bound.size();
+    for (; need > 0 && task_.least < task_.most; ++task_.least) need -= room;
+    return enough && need <= 0;
+  }
+
+  /// Places copies of parts with `fill`, or of all others, in containers as they come; adds what it needs.
+  void Construct(bool fill) {
     const auto size = [&](std::size_t p) { return model_.shapes[model_.kinds[p].first_shape].weight; };
-    if (!job_.given_order) {
-      // What fills up the container comes behind what has to be there.
+    for (std::size_t c = 0; c < task_.most && !rounds_.Cancelled(); ++c) {
+      std::vector<std::size_t> order;
+      bool any_free = false;
+      for (std::size_t p = 0; p < layout_.left.size(); ++p) {
+        if (Fills(p) != fill || layout_.left[p] == 0) continue;
+        any_free = any_free || job_.parts[p].container < 0;
+        if (task_.Allowed(p, c)) order.insert(order.end(), static_cast<std::size_t>(layout_.left[p]), p);
+      }
+      if (c == layout_.containers.size()) {
+        if (!any_free) break;
+        AddContainer();
+      }
+      // What has to lie here comes first.
       std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-        if (job_.parts[a].fill != job_.parts[b].fill) return !job_.parts[a].fill;
-        return size(a) > size(b);
+        const bool bound_a = job_.parts[a].container >= 0, bound_b = job_.parts[b].container >= 0;
+        return bound_a != bound_b ? bound_a : !job_.given_order && size(a) > size(b);
       });
-    }
-    std::vector<Spot> spots = fixed_;
-    std::vector<std::size_t> placed;
-    FillFromTheLeft(model_, order, spots, placed);
-    spots.erase(spots.begin(), spots.begin() + static_cast<std::ptrdiff_t>(fixed_.size()));
-    std::size_t next = 0;
-    for (std::size_t i = 0; i < order.size(); ++i) {
-      if (next < placed.size() && placed[next] == i) {
-        ++next;
-      } else {
-        left_.push_back(order[i]);
-      }
-    }
-    Take(std::move(spots));
-  }
-
-  /// Copies that do not overlap become the layout, with the fixed pieces behind them.
-  void Take(std::vector<Spot> spots) {
-    movable_ = spots.size();
-    spots.insert(spots.end(), fixed_.begin(), fixed_.end());
-    layout_ = {std::move(spots), 0};
-    for (const Spot& spot : layout_.spots) {
-      layout_.length = std::max(layout_.length, spot.x + model_.shapes[spot.shape].width);
-    }
-  }
-
-  double FreeArea() const {
-    double area = model_.length * model_.width;
-    for (const Spot& spot : layout_.spots) area -= model_.shapes[spot.shape].area;
-    return area;
-  }
-  bool AreaAllows(std::size_t kind) const {
-    return FreeArea() >= model_.shapes[model_.kinds[kind].first_shape].area;
-  }
-
-  std::unique_ptr<StripWorker> Worker(std::size_t index, std::size_t movable, std::uint64_t salt) const {
-    return std::make_unique<StripWorker>(model_, movable,
-                                         Random(job_.seed * 1000003 + salt * kWorkers + index).Bits(), stop_);
-  }
-
-  void Compact() {
-    if (movable_ > kMostPiecesSearched) return;
-    Separation separation(model_, job_.seed);
-    separation.Start(layout_.spots, movable_, model_.length);
-    if (separation.Total() > 0) return;
-    separation.Compact();
-    layout_ = {separation.spots(), separation.Used()};
-  }
-
-  /// Tries to find places for what has none, one piece more at a time.
-  void FindPlaces() {
-    std::uint64_t salt = 1;
-    Steps steps = 0, times = 1;
-    std::size_t tried = 0;  // attempts since the last success
-    while (!left_.empty() && movable_ < kMostPiecesSearched && rounds_.Next(steps, times)) {
-      // The largest first, every other kind in between.
-      std::vector<std::size_t> kinds;
-      for (const std::size_t kind : left_) {
-        if (std::find(kinds.begin(), kinds.end(), kind) == kinds.end() && AreaAllows(kind))
-          kinds.push_back(kind);
-      }
-      if (kinds.empty()) break;
-      const std::size_t kind = kinds[tried % kinds.size()];
-      std::unique_ptr<StripWorker> workers[kWorkers];
-      bool found[kWorkers] = {};
-      ++salt;
-      const bool whole = rounds_.Run(steps, [&](std::size_t w) {
-        workers[w] = Worker(w, movable_ + 1, salt);
-        Random random(job_.seed + salt * kWorkers + w);
-        const auto& usable = model_.kinds[kind].usable;
-        Spot spot = {usable[random.Below(usable.size())], 0, 0};
-        spot.x = random.Unit() * (model_.length - model_.shapes[spot.shape].width);
-        spot.y = random.Unit() * (model_.width - model_.shapes[spot.shape].height);
-        std::vector<Spot> spots = layout_.spots;
-        spots.insert(spots.begin() + static_cast<std::ptrdiff_t>(movable_), spot);
-        found[w] = workers[w]->Separate(std::move(spots), model_.length, steps);
-      });
-      if (!whole) return;
-      // When all were tried in vain, each is given twice the time.
-      if (++tried % kinds.size() == 0) times = std::min<Steps>(times * 2, 64);
-      for (std::size_t w = 0; w < kWorkers; ++w) {
-        if (!found[w]) continue;
-        std::vector<Spot> spots = workers[w]->best().spots;
-        spots.resize(movable_ + 1);
-        Take(std::move(spots));
-        left_.erase(std::find(left_.begin(), left_.end(), kind));
-        tried = 0;
+      Layout::Filled& filled = layout_.containers[c];
+      std::vector<Spot> spots = filled.spots;
+      std::vector<std::size_t> placed;
+      FillFromTheLeft(model_, order, spots, placed, cancelled_);
+      // New ones stand behind the fixed pieces.
+      const auto fixed = filled.spots.begin() + static_cast<std::ptrdiff_t>(filled.movable);
+      filled.spots.insert(fixed, spots.end() - static_cast<std::ptrdiff_t>(placed.size()), spots.end());
+      filled.movable += placed.size();
+      for (const std::size_t i : placed) --layout_.left[order[i]];
+      if (filled.spots.empty() && c + 1 == layout_.containers.size() && c + 1 > task_.least) {
+        layout_.containers.pop_back();
         break;
       }
     }
   }
 
-  void Shorten() {
-    if (movable_ == 0 || movable_ > kMostPiecesSearched || (movable_ == 1 && fixed_.empty())) return;
-    if (!model_.strip) rounds_.Allow(rounds_.spent() + kCompactingSteps);
-    std::unique_ptr<StripWorker> workers[kWorkers];
+  template <typename Worker, typename... Arguments>
+  std::unique_ptr<Worker> Make(std::size_t index, std::uint64_t salt, const Arguments&... arguments) const {
+    const std::uint64_t seed = Random(job_.seed * 1000003 + salt * kWorkers + index).Bits();
+    return std::make_unique<Worker>(arguments..., seed, stop_);
+  }
+
+  /// Seeks places for copies of parts with `fill`, or for all others and then fewer containers. Whether it
+  /// came to its end. A search for fewer may find none for long: what there is until then is shortened first.
+  bool Search(bool fill) {
+    if (model_.strip) return true;
+    if (!fill && !enough_area_) return true;
+    task_.fill = fill;
+    std::unique_ptr<PlacesWorker> workers[kWorkers];
     Steps until = 0, steps = 0;
+    for (std::size_t w = 0; w < kWorkers; ++w) {
+      workers[w] = Make<PlacesWorker>(w, fill ? 2 : 1, task_);
+      workers[w]->Take(layout_);
+    }
+    if (workers[0]->Finished()) return true;
+    const bool shorten = !fill && !HasFill();
+    Layout now = layout_;
+    const auto keep = [&](const Layout& better) {
+      layout_ = better;
+      PullLeft(layout_);
+      if (shorten && task_.ScoreOf(layout_)[0] == 0) Shorten(layout_);
+    };
+    if (shorten && workers[0]->score()[0] == 0) keep(now);
     while (rounds_.Next(steps)) {
       until += steps;
-      const bool whole = rounds_.Run(steps, [&](std::size_t w) {
-        if (!workers[w]) {
-          workers[w] = Worker(w, movable_, 0);
-          workers[w]->Take(layout_);
-        } else if (workers[w]->best().length > layout_.length) {
-          workers[w]->Take(layout_);
-        }
-        workers[w]->Run(until);
-      });
-      if (!whole) return;
-      bool done = false;
-      for (const auto& worker : workers) {
-        if (worker->best().length < layout_.length) layout_ = worker->best();
-        done = done || worker->done();
+      if (!rounds_.Run(steps, [&](std::size_t w) { workers[w]->Run(until); })) return false;
+      std::size_t best = 0;
+      for (std::size_t w = 1; w < kWorkers; ++w) {
+        if (workers[w]->score() < workers[best]->score()) best = w;
       }
-      if (done) return;
+      now = workers[best]->best();
+      for (const auto& worker : workers) {
+        if (worker->score() > workers[best]->score()) worker->Take(now);
+      }
+      const bool done = workers[best]->done();
+      const auto score = workers[best]->score(), kept = task_.ScoreOf(layout_);
+      if (score[0] < kept[0] || (score[0] == kept[0] && score[1] < kept[1])) {
+        if (done) {
+          layout_ = now;
+        } else {
+          keep(now);
+        }
+      }
+      if (done) return true;
+    }
+    return false;
+  }
+
+  /// Every container on its own: pieces to the left and to the front as they are.
+  void PullLeft(Layout& layout) {
+    for (Layout::Filled& filled : layout.containers) {
+      if (filled.movable > kMostPiecesSearched || filled.movable == 0) continue;
+      Separation separation(model_, job_.seed);
+      separation.Start(filled.spots, filled.movable, model_.length);
+      if (separation.Total() > 0) continue;
+      separation.Compact();
+      filled.spots = separation.spots();
     }
   }
 
-  Result Finish() {
-    Result result;
+  void Shorten(Layout& layout) {
+    const Steps share = kCompactingSteps / layout.containers.size() / kWorkers + 1;
+    for (std::size_t c = 0; c < layout.containers.size(); ++c) {
+      Layout::Filled& filled = layout.containers[c];
+      if (filled.movable == 0 || filled.movable > kMostPiecesSearched || filled.spots.size() == 1) continue;
+      Feasible best = {filled.spots, LengthOf(filled)};
+      std::unique_ptr<StripWorker> workers[kWorkers];
+      Steps until = 0, steps = 0;
+      bool done = false;
+      while (!done && (model_.strip || until < share) &&
+             rounds_.Next(steps, model_.strip ? kRound : std::min(kRound, share - until))) {
+        until += steps;
+        const bool whole = rounds_.Run(steps, [&](std::size_t w) {
+          if (!workers[w]) {
+            workers[w] = Make<StripWorker>(w, c == 0 ? 0 : c + 2, model_, filled.movable);
+            workers[w]->Take(best);
+          } else if (workers[w]->best().length > best.length) {
+            workers[w]->Take(best);
+          }
+          workers[w]->Run(until);
+        });
+        if (!whole) return;
+        for (const auto& worker : workers) {
+          if (worker->best().length < best.length) best = worker->best();
+          done = done || worker->done();
+        }
+        filled.spots = best.spots;
+      }
+    }
+  }
+
+  double LengthOf(const Layout::Filled& filled) const {
+    double length = 0;
+    for (const Spot& spot : filled.spots) length = std::max(length, spot.x + model_.shapes[spot.shape].width);
+    return length;
+  }
+
+  PlatesResult Finish() {
+    PlatesResult result;
     result.steps = rounds_.spent();
     if (rounds_.cancelled()) {
       result.outcome = Outcome::kCancelled;
       return result;
     }
-    for (std::size_t i = 0; i < layout_.spots.size(); ++i) {
-      const Spot& spot = layout_.spots[i];
-      const Shape& shape = model_.shapes[spot.shape];
-      const std::size_t part = model_.kind_of_shape[spot.shape];
-      const double x = spot.x + model_.margin, y = spot.y + model_.margin;
-      result.length = std::max(result.length, x + shape.width);
-      if (i < movable_) {
-        result.placements.push_back(
-            {part, spot.shape - model_.kinds[part].first_shape, x - shape.corner.x, y - shape.corner.y});
-      }
-    }
-    std::stable_sort(result.placements.begin(), result.placements.end(),
-                     [](const Placement& a, const Placement& b) { return a.part < b.part; });
     result.outcome = Outcome::kPlaced;
     for (std::size_t p = 0; p < job_.parts.size(); ++p) {
       const bool too_large = model_.kinds[p].usable.empty() && job_.parts[p].copies > 0;
-      const int missing =
-          too_large ? job_.parts[p].copies : static_cast<int>(std::count(left_.begin(), left_.end(), p));
+      const int missing = too_large ? job_.parts[p].copies : layout_.left[p];
       // As many as fit is one at least.
       if (missing == 0 || (job_.parts[p].fill && missing < job_.parts[p].copies)) continue;
       result.outcome = Outcome::kPartly;
-      result.missing.push_back({p, missing,
-                                too_large       ? Missing::Why::kTooLarge
-                                : AreaAllows(p) ? Missing::Why::kNoPlace
-                                                : Missing::Why::kNoFreeArea});
+      result.missing.push_back(too_large ? Missing{p, missing, Missing::Why::kTooLarge} : WhyMissing(p));
+    }
+    for (std::size_t c = 0; c < layout_.containers.size(); ++c) {
+      const Layout::Filled& filled = layout_.containers[c];
+      Result one;
+      one.outcome = Outcome::kPlaced;
+      if (!filled.spots.empty()) one.length = LengthOf(filled) + model_.margin;
+      for (std::size_t i = 0; i < filled.movable; ++i) {
+        const Spot& spot = filled.spots[i];
+        const Shape& shape = model_.shapes[spot.shape];
+        const std::size_t part = model_.kind_of_shape[spot.shape];
+        one.placements.push_back({part, spot.shape - model_.kinds[part].first_shape,
+                                  spot.x + model_.margin - shape.corner.x,
+                                  spot.y + model_.margin - shape.corner.y, c});
+      }
+      std::stable_sort(one.placements.begin(), one.placements.end(),
+                       [](const Placement& a, const Placement& b) { return a.part < b.part; });
+      result.containers.push_back(std::move(one));
     }
     return result;
   }
 
+  Missing WhyMissing(std::size_t part) const {
+    Missing missing = {part, layout_.left[part], Missing::Why::kNoFreeArea};
+    std::size_t roomiest = layout_.containers.size();
+    for (std::size_t c = 0; c < layout_.containers.size(); ++c) {
+      if (!task_.Allowed(part, c)) continue;
+      double free = model_.length * model_.width - task_.fixed[c].area;
+      const Layout::Filled& filled = layout_.containers[c];
+      for (std::size_t i = 0; i < filled.movable; ++i) free -= model_.shapes[filled.spots[i].shape].area;
+      if (roomiest == layout_.containers.size() || free > missing.free_area) {
+        missing.free_area = free;
+        roomiest = c;
+      }
+      if (enough_area_ && task_.FreeArea(layout_, c) >= model_.kinds[part].need)
+        missing.why = Missing::Why::kNoPlace;
+    }
+    if (roomiest < layout_.containers.size()) missing.blocking_part = MostInTheWay(part, roomiest);
+    return missing;
+  }
+
+  /// The part of the piece that lies deepest in a copy where that overlaps least.
+  std::ptrdiff_t MostInTheWay(std::size_t part, std::size_t container) const {
+    const Layout::Filled& filled = layout_.containers[container];
+    if (filled.spots.empty() || filled.spots.size() > kMostPiecesSearched) return -1;
+    const std::size_t shape = model_.kinds[part].usable.front();
+    std::vector<Spot> spots = {{shape, (model_.length - model_.shapes[shape].width) / 2,
+                                (model_.width - model_.shapes[shape].height) / 2}};
+    spots.insert(spots.end(), filled.spots.begin(), filled.spots.end());
+    Separation separation(model_, job_.seed);
+    separation.Start(std::move(spots), 1, model_.length);
+    separation.Sweep();
+    const std::size_t deepest = separation.Deepest(0);
+    return static_cast<std::ptrdiff_t>(model_.kind_of_shape[separation.spots()[deepest].shape]);
+  }
+
   const Job& job_;
   Model model_;
+  PlacesTask task_;
   Rounds rounds_;
-  const std::function<bool()> stop_;
-  std::vector<Spot> fixed_;
-  Feasible layout_;
-  std::size_t movable_ = 0;
-  std::vector<std::size_t> left_;  // parts, an entry for each copy without a place
+  const std::function<bool()> stop_, cancelled_;
+  bool enough_area_ = true;
+  Layout layout_;
 };
 
 }  // namespace
 
-Result Nest(const Job& job, const Limits& limits) {
-  Result result;
-  result.reason = WhatIsWrong(job);
+PlatesResult NestPlates(const Job& job, std::size_t most, const Limits& limits) {
+  PlatesResult result;
+  most = std::min(most, kMostContainers);
+  result.reason = WhatIsWrong(job, most);
   if (!result.reason.empty()) return result;
   if (limits.cancel && limits.cancel()) {
     result.outcome = Outcome::kCancelled;
     return result;
   }
-  return Nester(job, limits).Run();
+  return Nester(job, most, limits).Run();
 }
 
-PlatesResult NestPlates(const Job& job, std::size_t most, const Limits& limits) {
-  PlatesResult result;
-  result.reason = WhatIsWrong(job);
-  if (result.reason.empty() && job.container.strip)
-    result.reason = "a strip takes everything: there is no second one";
-  if (!result.reason.empty()) return result;
-  Job rest = job;
-  Limits remaining = limits;
-  Steps left = limits.steps;
-  const auto began = std::chrono::steady_clock::now();
-  const double room = std::max(1e-9, (job.container.length - 2 * job.container.margin) *
-                                         (job.container.width - 2 * job.container.margin));
-  result.outcome = Outcome::kPlaced;
-  while (result.containers.size() < most) {
-    if (limits.wall_seconds > 0) {
-      const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - began;
-      remaining.wall_seconds = std::max(1e-9, limits.wall_seconds - passed.count());
-    }
-    // Every container that is still to come has its share of the steps.
-    double area = 0;
-    for (const Part& part : rest.parts) area += AreaOf(part.outline) * part.copies;
-    remaining.steps = left / static_cast<Steps>(std::clamp(std::ceil(area / (0.75 * room)), 1.0, 1e6));
-    Result one = Nest(rest, remaining);
-    result.steps += one.steps;
-    left -= std::min(left, one.steps);
-    if (one.outcome == Outcome::kCancelled) {
-      result.outcome = Outcome::kCancelled;
-      return result;
-    }
-    const bool empty = one.placements.empty() && rest.fixed.empty();
-    result.missing = one.missing;
-    for (std::size_t p = 0; p < rest.parts.size(); ++p) rest.parts[p].copies = 0;
-    for (const Missing& missing : one.missing) rest.parts[missing.part].copies = missing.copies;
-    rest.fixed.clear();
-    one.missing.clear();
-    one.outcome = Outcome::kPlaced;
-    if (!empty) result.containers.push_back(std::move(one));
-    if (result.missing.empty() || empty) break;
-  }
-  if (!result.missing.empty()) result.outcome = Outcome::kPartly;
+Result Nest(const Job& job, const Limits& limits) {
+  PlatesResult all = NestPlates(job, 1, limits);
+  Result result;
+  if (!all.containers.empty()) result = std::move(all.containers[0]);
+  result.outcome = all.outcome;
+  result.missing = std::move(all.missing);
+  result.steps = all.steps;
+  result.reason = std::move(all.reason);
   return result;
 }
 

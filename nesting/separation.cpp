@@ -235,6 +235,12 @@ double Separation::Total() const {
   return total;
 }
 
+std::size_t Separation::Deepest(std::size_t piece) const {
+  const auto row = overlaps_.begin() + static_cast<std::ptrdiff_t>(piece * spots_.size());
+  return static_cast<std::size_t>(std::max_element(row, row + static_cast<std::ptrdiff_t>(spots_.size())) -
+                                  row);
+}
+
 double Separation::Used() const {
   double used = 0;
   for (const double right : right_) used = std::max(used, right);

@@ -9,6 +9,8 @@
 
 namespace trqprep::nesting {
 
+constexpr std::size_t kMostPiecesSearched = 1500;  ///< above, pairs need too much memory
+
 /// Pieces, some of which overlap, and how much every overlap weighs.
 class Separation {
  public:
@@ -28,6 +30,8 @@ class Separation {
   double Total() const;
   /// Largest right side of all pieces.
   double Used() const;
+  /// The piece that overlaps most with this one.
+  std::size_t Deepest(std::size_t piece) const;
   Random& random() { return random_; }
 
   Steps steps = 0;

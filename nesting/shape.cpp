@@ -146,10 +146,12 @@ bool Meet(double ax, double ay, double bx, double by, const Edge& e, double squa
     const double c = vx * (ay - e.ay) - vy * (ax - e.ax), d = vx * (by - e.ay) - vy * (bx - e.ax);
     if ((c <= 0 || d <= 0) && (c >= 0 || d >= 0)) {
       // On one line they still may lie apart.
-      return std::max(std::min(ax, bx), std::min(e.ax, e.bx)) <=
-                 std::min(std::max(ax, bx), std::max(e.ax, e.bx)) &&
-             std::max(std::min(ay, by), std::min(e.ay, e.by)) <=
-                 std::min(std::max(ay, by), std::max(e.ay, e.by));
+      if (std::max(std::min(ax, bx), std::min(e.ax, e.bx)) <=
+              std::min(std::max(ax, bx), std::max(e.ax, e.bx)) &&
+          std::max(std::min(ay, by), std::min(e.ay, e.by)) <=
+              std::min(std::max(ay, by), std::max(e.ay, e.by))) {
+        return true;
+      }
     }
   }
   return square > 0 && (SquareToEdge(ax, ay, bx, by, e.ax, e.ay) < square ||

@@ -33,12 +33,13 @@ struct BuildReport {
 /// Reads, places, sets up and checks the job, and says what it finds; nothing is written. Without a placement
 /// the observer hears the reason and the report holds the parts only. Fails with exit 3 for a part or style
 /// that cannot be read, and with exit 130 once the observer cancels.
-BuildReport CheckBuild(const Job& job, Observer& observer);
+/// What `known` has read is not read again.
+BuildReport CheckBuild(const Job& job, Observer& observer, const Plate* known = nullptr);
 
 /// CheckBuild, and the build folder when a placement was found, every piece lies inside the vat, and there is
 /// no error among the findings or the job forces its checks. `folder` is refused when it exists, before any
 /// work, unless `replace`. Fails with exit 4 besides; then nothing stands under the folder's name, or what
-/// stood there before.
+/// stood there before. A job over several plates is for BuildPlates.
 BuildReport Build(const Job& job, const std::string& folder, bool replace, Observer& observer);
 
 }  // namespace trqprep

@@ -35,11 +35,16 @@ std::string SlicesName(const Plate& plate, const Piece& piece);
 /// stands or where its inputs came from.
 Json BuildDocument(const Plate& plate, const BuildSetup& setup);
 
-/// Fills the folder; the caller commits it. `findings` go to checks.json, `slices` are those of each piece or
-/// none, the list of files and the sum into `document`, which becomes build.json.
+/// The job that makes a build folder again from its own files.
+Job FolderJob(const Plate& plate, const BuildSetup& setup);
+
+/// Fills the folder, or one below it when `below` names that, with '/' at its end; the caller commits it.
+/// `findings` go to checks.json, `slices` are those of each piece or none, the list of files and the sum into
+/// `document`, which becomes build.json.
 void WriteBuildFolder(Observer& observer, const Plate& plate, const BuildSetup& setup,
                       const std::vector<BuildFinding>& findings,
-                      const std::vector<trq::core::Contours>& slices, Json& document, OutputFolder& folder);
+                      const std::vector<trq::core::Contours>& slices, Json& document, OutputFolder& folder,
+                      const std::string& below = "");
 
 /// The matrix in single precision.
 void Narrow(const Matrix4& matrix, float (&narrow)[4][4]);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "trq/geometry.h"
@@ -27,39 +28,38 @@ class FacetDistances {
   double From(const Point& point, int near_facet = -1) const;
   /// Nodes and facets that searches have looked at so far.
   std::size_t steps() const { return steps_; }
-  /// Whether so many searches took more than 30 million steps and 100 each. Of points that are as far from
-  /// one facet as from all, such as the middle of a ball, each search looks at all of them: then it is time
-  /// to stop.
+  /// Whether so many searches took more than 20 million steps and 60 each; on an ordinary part each takes
+  /// some thirty. Of points that are as far from one facet as from all, such as the middle of a ball, each
+  /// search looks at all of them: then it is time to stop.
   bool TookTooLong(std::size_t searches) const { return steps_ > kMostSteps + kMostStepsASearch * searches; }
 
  private:
-  static constexpr std::size_t kMostSteps = 30'000'000;
-  static constexpr std::size_t kMostStepsASearch = 100;
+  static constexpr std::size_t kMostSteps = 20'000'000;
+  static constexpr std::size_t kMostStepsASearch = 60;
 
-  /// What lies between two parallel planes.
-  struct Slab {
-    Point normal{0, 0, 0};
-    double low = 0;
-    double high = 0;
-  };
   struct Node {
     Point low;
     Point high;
-    Slab slabs[2];        ///< at right angles; for facets that lie in no box of theirs tightly
+    // The same along three ways at right angles, the third their cross product, for facets that lie in no box
+    // along the axes tightly.
+    Point ways[2]{};
+    Point low_along{};
+    Point high_along{};
     std::uint32_t first;  ///< of its facets in order_, or its left half in nodes_; the right half follows it
     std::uint32_t count;  ///< of the facets of a leaf; 0: the node has halves
   };
 
   void Fill(Node& node, std::size_t first, std::size_t count) const;
   void Split(std::size_t index, std::size_t first, std::size_t count);
-  static double SquaredGap(const Node& node, const Point& point);
-  double SquaredSlabGap(const Node& node, const Point& point, double hair) const;
+  static Point AlongWays(const Node& node, const Point& point);
+  static double SquaredGap(const Point& low, const Point& high, const Point& point, double hair);
 
   std::vector<Corners> facets_;        // the finite ones, those of a node together
   std::vector<std::uint32_t> order_;   // their numbers in the mesh
   std::vector<std::uint32_t> places_;  // in facets_, of the mesh's facets; past the end for those left out
   std::vector<Node> nodes_;
-  double largest_ = 0;  // coordinate
+  double largest_ = 0;                                             // coordinate
+  mutable std::vector<std::pair<double, std::uint32_t>> pending_;  // gaps and nodes, the least gap first
   mutable std::size_t steps_ = 0;
 };
 

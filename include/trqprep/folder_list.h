@@ -26,6 +26,11 @@ struct FolderList {
 /// that stands for a folder is not. A folder that cannot be read is named as a whole.
 std::vector<std::string> ForeignNames(const HeldFolder& folder, const FolderList& list);
 
+/// The regular files of a folder below one of its own, "" for itself, at whatever depth and through no link:
+/// their names as InputFile takes them, in order in each folder. What the tool has under way (.trqprep-*) is
+/// passed over. Nothing when `below` is no folder; exit 3 when one cannot be read.
+std::vector<std::string> FilesBelow(const HeldFolder& folder, const std::string& below);
+
 /// Removes from the folder what is on the list and what file managers leave behind, one by one, following no
 /// link, and every folder in it that is empty then. Takes no memory.
 void RemoveListed(const HeldFolder& folder, const FolderList& list);

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "trqprep/held_folder.h"
 #include "trqprep/job.h"
 
 namespace trqprep {
@@ -17,6 +18,8 @@ bool NamesJobFile(const std::string& path);
 /// Reads a job; the files that it names are seen from its own folder. Whatever it cannot mean ends the
 /// command with exit 3.
 Job ReadJobFile(const std::string& path);
+/// Reads the one that a folder holds itself and not through links.
+Job ReadJobFile(const HeldFolder& folder, const std::string& name);
 /// The job as a job file. Lengths are in the job's unit.
 std::string JobFileText(const Job& job);
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "trqprep/mesh_input.h"
+#include "trqprep/mesh_topology.h"
 
 namespace trqprep {
 
@@ -38,7 +39,8 @@ struct MeshRepair {
   double largest_move = 0;   ///< of them
   int filled_holes = 0;
   int added_facets = 0;        ///< in them
-  std::vector<OpenEdge> left;  ///< what is still open, in the order of the edges' vertices
+  int64_t open_after = 0;      ///< edges that are still open
+  std::vector<OpenEdge> left;  ///< the first kPlacesKept of them, in the order of the edges' vertices
 
   /// Whether anything was done to the mesh.
   bool any() const;

@@ -23,6 +23,7 @@ enum class Code {
   kDegenerate,
   kTooBigForVat,
   kOverlap,
+  kGapSmall,
   kFloorLifted,
   kFloating,
   kNoStyle,

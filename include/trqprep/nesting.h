@@ -42,8 +42,9 @@ struct Part {
   Outline outline;
   std::vector<Turn> turns = {Turn()};  ///< that a copy may have; at least one
   int copies = 1;
-  double gap = -1;    ///< to every other piece, at least; below 0: the job's
-  bool fill = false;  ///< as many as fit, at most `copies`
+  double gap = -1;     ///< to every other piece, at least; below 0: the job's
+  bool fill = false;   ///< as many as fit, at most `copies`; placed when all else is
+  int container = -1;  ///< of several, from 0, that its copies lie in; below 0: any
 };
 
 /// A piece lies where its outline, turned by `part.turns[turn]` and then moved by (x, y), lies.
@@ -52,6 +53,7 @@ struct Placement {
   std::size_t turn;
   double x;
   double y;
+  std::size_t container = 0;  ///< of several
 };
 
 /// The rectangle from (0, 0) to (length, width): length along X, width along Y.
@@ -74,11 +76,16 @@ struct Job {
   std::uint64_t seed = 1;
 };
 
-/// How long a job may take. `steps` bounds the search alone: the constructive pass and the compacting always
-/// run to their ends. A step is the cost of examining one pair of edges; about 10^8 are a second of one
-/// processor.
+/// Steps of a second of one processor, by which times become steps. A step is the cost of examining one pair
+/// of edges.
+constexpr std::uint64_t kStepsPerSecond = 120'000'000;
+
+/// How long a job may take. `steps` bounds the search alone: the constructive pass, and pulling pieces to the
+/// left and to the front, always run to their ends. The search ends by itself when every copy has its place
+/// in the fewest containers that area allows (or none of those left finds area) and those are compacted,
+/// which takes half a second's steps; that of a strip does not.
 struct Limits {
-  std::uint64_t steps = 0;  ///< of all workers together; 0: constructive pass and compacting
+  std::uint64_t steps = 0;  ///< of all workers together; 0: no search
   int threads = 1;          ///< changes nothing but the time
   double wall_seconds = 0;  ///< above 0: the search ends here, with what the last finished round had
   std::function<bool()>
@@ -96,12 +103,14 @@ enum class Outcome {
 struct Missing {
   enum class Why {
     kTooLarge,    ///< for the empty container, in every turn
-    kNoFreeArea,  ///< the area of all copies is more than the container has
+    kNoFreeArea,  ///< all that has to be there has more area, with half of its gaps, than there is
     kNoPlace,     ///< there is area, but no place was found
   };
   std::size_t part;
   int copies;
   Why why;
+  double free_area = 0;               ///< of the container that has the most of those it may lie in
+  std::ptrdiff_t blocking_part = -1;  ///< whose piece is most in the way there; below 0: none
 };
 
 struct Result {
@@ -117,14 +126,15 @@ struct Result {
 /// found none (a container of given length), then compacting towards the corner (margin, margin).
 Result Nest(const Job& job, const Limits& limits);
 
-/// Several containers of the same size: fewest first, then the shortest length in each. `containers[i]` holds
-/// what lies in the i-th; fixed pieces lie in the first. At most `most` containers. `Result::placements` of
-/// each as from Nest.
+/// Several containers of the same size, `most` at most (10 000 at the very most): as few as can be found,
+/// then the shortest length in each. How many there are is told by the last one that holds anything: one
+/// before it may be empty when parts are bound to later ones. `containers[i]` has placements and length of
+/// the i-th.
 struct PlatesResult {
   Outcome outcome = Outcome::kBadInput;
   std::vector<Result> containers;
   std::vector<Missing> missing;  ///< what no container took
-  std::uint64_t steps = 0;
+  std::uint64_t steps = 0;       ///< given as `Limits::steps` they repeat the result
   std::string reason;
 };
 PlatesResult NestPlates(const Job& job, std::size_t most, const Limits& limits);
@@ -132,11 +142,12 @@ PlatesResult NestPlates(const Job& job, std::size_t most, const Limits& limits);
 /// What is wrong with placements, found by comparing edges with edges and nothing of the search.
 struct Fault {
   enum class What {
-    kNumber,  ///< a part or turn that does not exist, or a coordinate that is no number
-    kCopies,  ///< more or fewer of a part than expected
-    kWall,    ///< nearer to a wall than the margin
-    kGap,     ///< nearer to another piece than the gap, or over it
-    kHole,    ///< in a hole of another piece where that is forbidden
+    kNumber,     ///< a part or turn that does not exist, or a coordinate that is no number
+    kCopies,     ///< more or fewer of a part than expected
+    kWall,       ///< nearer to a wall than the margin
+    kGap,        ///< nearer to another piece than the gap, or over it
+    kHole,       ///< in a hole of another piece where that is forbidden
+    kContainer,  ///< in another container than the part is bound to
   };
   What what;
   std::size_t first;   ///< index of the placement; for kCopies the part
@@ -147,7 +158,7 @@ struct Fault {
 /// Checks that all copies of `job` are placed (but for those of parts with `fill` and those in `missing`),
 /// and distances to walls and between pieces (not between two fixed ones) that are less than asked for by
 /// more than `tolerance`. Pieces of gap 0 may lie over each other by `tolerance`. The clearance is not asked
-/// for.
+/// for. Placements of several containers may be checked at once.
 std::vector<Fault> CheckPlacements(const Job& job, const std::vector<Placement>& placements,
                                    const std::vector<Missing>& missing, double tolerance);
 

@@ -1,7 +1,10 @@
 /// Placed meshes seen from above: do two of them overlap, and how near do they come?
 #pragma once
 
+#include <array>
 #include <cstddef>
+#include <functional>
+#include <optional>
 #include <vector>
 
 #include "trq/geometry.h"
@@ -30,8 +33,23 @@ struct Overlap {
 /// Of several places of a pair one is named that depends on the shapes alone.
 std::vector<Overlap> FindOverlaps(const std::vector<PlacedShape>& shapes, double contact);
 
-/// The smallest distance in XY between facets of two different shapes, rounded to a millionth; 0 when two
-/// touch or overlap, below 0 when there are not two shapes with facets.
-double SmallestDistance(const std::vector<PlacedShape>& shapes);
+/// Where two shapes are nearest to each other in XY.
+struct Nearness {
+  std::size_t first = 0;  ///< index of the shapes, first < second
+  std::size_t second = 0;
+  double distance = 0;  ///< between their facets, rounded to a millionth; 0 when they touch or overlap
+  std::array<double, 2> from{};  ///< a point of the first at that distance
+  std::array<double, 2> to{};    ///< from one of the second
+};
+
+struct Distances {
+  std::optional<Nearness> smallest;  ///< of all pairs; nothing when there are not two shapes with facets
+  std::vector<Nearness> short_ones;  ///< of pairs nearer than wanted, ordered
+};
+
+/// Measures the smallest distance in XY between facets of two shapes, and those of all pairs that are nearer
+/// than `wanted` says of the two.
+Distances MeasureDistances(const std::vector<PlacedShape>& shapes,
+                           const std::function<double(std::size_t, std::size_t)>& wanted);
 
 }  // namespace trqprep

@@ -17,8 +17,11 @@
 namespace trqprep {
 
 struct PlatePart {
-  PartRequest request;
-  std::string name;                      ///< the file's stem, numbered where two are equal
+  PartRequest
+      request;       ///< once placed with the copies that there are, also where as many as fit were asked for
+  std::string name;  ///< the file's stem, numbered where two are equal
+  std::string file_name;                 ///< of its file in a build folder: its own name, or another part's
+  bool shares_file = false;              ///< with a part before it that differs in its place alone
   InputMesh input;                       ///< untouched, in the file's own unit
   std::optional<std::string> side_file;  ///< text of its vents-and-drains side file
   std::vector<Message> remarks;          ///< what was said while it was read
@@ -32,6 +35,7 @@ struct Piece {
   double y = 0;
   double rotation = 0;  ///< degrees, as the placement chose
   int rotation_index = 0;
+  std::size_t plate = 0;          ///< of several, from 0
   Matrix4 matrix;                 ///< takes the untouched mesh to its place
   std::vector<PbVec3f> vertices;  ///< of the placed mesh
   Box box;
@@ -40,30 +44,33 @@ struct Piece {
 struct Plate {
   Job job;
   std::array<double, 3> vat{};   ///< in job.units, like everything below
-  std::array<double, 2> cell{};  ///< of the placement's grid
+  std::array<double, 2> cell{};  ///< of the grid, where that is the engine
   std::vector<PlatePart> parts;
   std::vector<Piece> pieces;
-  Box extent;                    ///< of all pieces
-  double smallest_distance = 0;  ///< in XY, between facets of two pieces; below 0: there is one piece only
+  Box extent;                       ///< of all pieces
+  std::optional<Nearness> closest;  ///< the pieces that are nearest to each other seen from above
 };
 
 /// Reads one part in the unit that the job or the part says; exit 2 where the file states another.
 InputMesh ReadPart(Observer& observer, const Job& job, const PartRequest& part, const MeshReading& how = {});
 
-/// NO-PLACEMENT when a job has more parts (those of more than 100 copies count once a hundred) than can be
-/// placed together, whatever they are.
+/// NO-PLACEMENT when a job has more than can be placed together, whatever it is: parts with the engine grid
+/// (those of more than 100 copies count once a hundred), pieces with nest.
 std::optional<Message> TooManyParts(const Job& job);
 
 /// Reads the parts of a job, a file that several name once. Exit 3 for one that cannot be read, exit 5 for
 /// TooManyParts before any is.
-Plate LoadPlate(Observer& observer, const Job& job);
+/// Files that `known` has read are not read again, and what was said of them is not repeated.
+Plate LoadPlate(Observer& observer, const Job& job, const Plate* known = nullptr);
 
 /// Searches the placement and applies it to the untouched meshes. False, after a message with the reason,
-/// when there is none: the command then ends with exit 5.
+/// when there is none: the command then ends with exit 5. The plate's job then has the steps that the search
+/// took in the place of a time.
 bool PlacePieces(Observer& observer, Plate& plate);
 
 /// Checks on the placed meshes that every vertex lies inside the vat and that no two pieces overlap seen from
-/// above: OUTSIDE-VAT and OVERLAP, all errors. Measures the smallest distance.
+/// above or are nearer to each other or to a wall than they may: OUTSIDE-VAT, OVERLAP and GAP-SMALL, all
+/// errors. Finds the closest pair.
 std::vector<Message> CheckPieces(Observer& observer, Plate& plate);
 
 /// True for a part that is moved up to Z = 0: its lowest point (in `units`) is below it by more than a
@@ -71,6 +78,10 @@ std::vector<Message> CheckPieces(Observer& observer, Plate& plate);
 bool IsLifted(double lowest, Units units, Floor floor);
 /// FLOOR-LIFTED or FLOATING of a part with that lowest point, in `units`; nothing of one that is dropped.
 std::optional<Message> FloorFinding(const std::string& file, double lowest, const Job& job);
+
+/// The least distance that a piece of a part wants to every other piece, in the plate's unit; of two pieces
+/// the larger counts.
+double GapOf(const Plate& plate, std::size_t part);
 
 /// What a piece was turned by in all, in degrees from 0 to below 360: its part's own turn and the
 /// placement's.
@@ -83,9 +94,22 @@ std::string Stem(const std::string& path);
 /// The name made of the two, or `stem`-2, -3, ... and the ending when that is taken; it is taken now. Names
 /// that differ in upper and lower case only are one name: they would be one file on many systems.
 std::string FreshName(std::set<std::string>& taken, const std::string& stem, const std::string& ending = "");
-/// OVERLAP of two of the things that have these names, each preceded by `what`.
-Message OverlapFinding(const Overlap& overlap, const std::string& file, const std::string& what,
-                       const std::vector<std::string>& names, Units units);
+/// Placed pieces, and how far from each other and from the walls they are to be; all in `units`.
+struct Neighbours {
+  Units units = Units::kMillimetre;
+  double contact = 0;   ///< how far they may reach into each other, and be nearer than asked for
+  double rounding = 0;  ///< what they may be nearer besides
+  Point vat{};
+  double margin = 0;  ///< to the walls of the vat along X and Y; 0: none
+  std::vector<PlacedShape> shapes;
+  std::vector<Box> boxes;  ///< of the shapes, like what follows
+  std::vector<std::string> names;
+  std::vector<double> gaps;         ///< to every other piece; of two the larger counts; 0: none
+  std::optional<Nearness> closest;  ///< set by FindNeighbours
+};
+/// OVERLAP of every two that overlap seen from above, and GAP-SMALL of every two that are nearer than the gap
+/// and of each that is nearer to a wall than the margin; names are preceded by `what`.
+std::vector<Message> FindNeighbours(Neighbours& pieces, const std::string& file, const std::string& what);
 
 /// How far pieces may reach into each other or out of the vat: a contact, in `units`.
 double ContactIn(Units units);

@@ -45,12 +45,15 @@ VentsFile ParseVents(const std::string& path, const std::string& text);
 bool LooksLikeVents(const FileHead& file);
 /// The bytes of the side file that belongs to a model, or is the named one itself; nothing when there is
 /// none. One that stands beside a model and is a symbolic link is refused (exit 3, INPUT-LINK) unless
-/// `follow_links`.
-std::optional<std::string> ReadSideFile(const std::string& model, bool follow_links);
+/// `follow_links`. With a folder, the model is a name in it, and unless links are followed the folder must
+/// hold the side file itself.
+std::optional<std::string> ReadSideFile(const std::string& model, bool follow_links,
+                                        const HeldFolder* folder = nullptr);
 /// Reads a side file; exit 3 when it cannot be read. Warns of lines that are not seven numbers.
 VentsFile ReadVents(Observer& observer, const std::string& path);
 /// The side file of a model as ReadSideFile has it, read likewise.
-std::optional<VentsFile> ReadVentsIfThere(Observer& observer, const std::string& model, bool follow_links);
+std::optional<VentsFile> ReadVentsIfThere(Observer& observer, const std::string& model, bool follow_links,
+                                          const HeldFolder* folder = nullptr);
 
 /// Which openings a cavity has: a point within its extent in X and Y counts as a vent above its middle, as a
 /// drain below.
@@ -58,7 +61,8 @@ struct Openings {
   bool vent = false;
   bool drain = false;
 };
-/// `factor` takes the file's points to the unit of the box.
-Openings OpeningsOf(const VentsFile& vents, double factor, const Box& cavity);
+/// Those of each cavity, told by its box. `factor` takes the file's points to the unit of the boxes. Time
+/// grows as the boxes and the points times the square of their logarithm.
+std::vector<Openings> OpeningsOf(const VentsFile& vents, double factor, const std::vector<Box>& cavities);
 
 }  // namespace trqprep

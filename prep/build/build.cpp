@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "trqprep/plates.h"
+
 namespace trqprep {
 
 namespace {
@@ -31,15 +33,17 @@ void SlicePieces(Observer& observer, BuildReport& report) {
   }
 }
 
-BuildReport Checked(const Job& job, Observer& observer) {
+BuildReport Checked(const Job& job, Observer& observer, const Plate* known) {
   BuildReport report;
   const size_t said = observer.messages().size();
   Plate& plate = report.plate;
   std::vector<BuildFinding>& findings = report.findings;
-  plate = LoadPlate(observer, job);
+  plate = LoadPlate(observer, job, known);
   if (!PlacePieces(observer, plate)) return report;
   for (const PlatePart& part : plate.parts) {
-    for (const Message& remark : part.remarks) findings.push_back({remark, PartFileName(part)});
+    for (const Message& remark : part.remarks) {
+      if (!part.shares_file) findings.push_back({remark, PartFileName(part)});
+    }
   }
   for (const Message& finding : CheckPieces(observer, plate)) {
     observer.Say(finding);
@@ -62,11 +66,11 @@ BuildReport Checked(const Job& job, Observer& observer) {
 
 }  // namespace
 
-BuildReport CheckBuild(const Job& job, Observer& observer) {
+BuildReport CheckBuild(const Job& job, Observer& observer, const Plate* known) {
   observer.strict = observer.strict || job.strict;
   observer.allowed.insert(observer.allowed.end(), job.allow.begin(), job.allow.end());
   try {
-    return Checked(job, observer);
+    return Checked(job, observer, known);
   } catch (Failure& failure) {
     TellFolder(job, failure.message);
     throw;
@@ -74,7 +78,7 @@ BuildReport CheckBuild(const Job& job, Observer& observer) {
 }
 
 BuildReport Build(const Job& job, const std::string& folder, bool replace, Observer& observer) {
-  OutputFolder output(folder, replace, FilesOfBuild);
+  OutputFolder output(folder, replace, FilesOfBuilds);
   BuildReport report = CheckBuild(job, observer);
   if (!report.placed() || report.outside || (report.wrong && !job.force_checks)) return report;
   WriteBuildFolder(observer, report.plate, *report.setup, report.findings, report.slices, report.document,

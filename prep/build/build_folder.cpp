@@ -23,11 +23,12 @@ namespace core = trq::core;
 // The files of the folder, as they are written.
 class FolderWriter {
  public:
-  explicit FolderWriter(OutputFolder& folder) : folder_(folder) {}
+  FolderWriter(OutputFolder& folder, std::string below) : folder_(folder), below_(std::move(below)) {}
+  void MakeFolder(const char* name) { folder_.MakeFolder(below_ + name); }
   /// The content: bytes, or a function that puts them into a sink. Returns their SHA-256.
   template <class Content>
   std::string Write(const std::string& name, const Content& content) {
-    const OutputFolder::Written written = folder_.WriteFile(name, content);
+    const OutputFolder::Written written = folder_.WriteFile(below_ + name, content);
     files_.push_back({{"file", TextToJson(name)}, {"file_size", written.size}, {"sha256", written.sha256}});
     return written.sha256;
   }
@@ -35,6 +36,7 @@ class FolderWriter {
 
  private:
   OutputFolder& folder_;
+  std::string below_;
   Json files_ = Json::array();
 };
 
@@ -99,26 +101,6 @@ std::string MovedSideFile(const Plate& plate, const Piece& piece) {
                             core::PointMove(after, before, 0));
 }
 
-// The job that makes the folder again from its own files.
-Job FolderJob(const Plate& plate, const BuildSetup& setup) {
-  Job job = plate.job;
-  const auto rename = [&](std::vector<StyleRequest>& requests, StyleKind kind) {
-    for (StyleRequest& request : requests) {
-      const BuildStyleFile& style = setup.FileFor(request.path, kind);
-      request.path = style.name;
-      request.damage = style.damage;
-      request.upgraded = style.upgraded;
-    }
-  };
-  rename(job.styles, StyleKind::kBuild);
-  rename(job.recoats, StyleKind::kRecoat);
-  for (size_t i = 0; i < job.parts.size(); ++i) {
-    job.parts[i].path = PartFileName(plate.parts[i]);
-    rename(job.parts[i].styles, StyleKind::kBuild);
-  }
-  return job;
-}
-
 Json ChecksDocument(const std::vector<BuildFinding>& findings) {
   Json document{{"schema", kChecksSchema}, {"tool", ToolName()}, {"findings", Json::array()}};
   for (const BuildFinding& finding : findings) {
@@ -146,6 +128,25 @@ Json StackToJson(const std::vector<StackedStyle>& stack, bool build) {
 }
 
 }  // namespace
+
+Job FolderJob(const Plate& plate, const BuildSetup& setup) {
+  Job job = plate.job;
+  const auto rename = [&](std::vector<StyleRequest>& requests, StyleKind kind) {
+    for (StyleRequest& request : requests) {
+      const BuildStyleFile& style = setup.FileFor(request.path, kind);
+      request.path = style.name;
+      request.damage = style.damage;
+      request.upgraded = style.upgraded;
+    }
+  };
+  rename(job.styles, StyleKind::kBuild);
+  rename(job.recoats, StyleKind::kRecoat);
+  for (size_t i = 0; i < job.parts.size(); ++i) {
+    job.parts[i].path = PartFileName(plate.parts[i]);
+    rename(job.parts[i].styles, StyleKind::kBuild);
+  }
+  return job;
+}
 
 std::string MeshName(const Plate& plate, const Piece& piece) {
   return fmt::format("{}/{}-{}.ctl", kMeshFolder, plate.parts[piece.part].name, piece.copy);
@@ -256,21 +257,22 @@ Json BuildDocument(const Plate& plate, const BuildSetup& setup) {
 
 void WriteBuildFolder(Observer& observer, const Plate& plate, const BuildSetup& setup,
                       const std::vector<BuildFinding>& findings, const std::vector<core::Contours>& slices,
-                      Json& document, OutputFolder& folder) {
-  FolderWriter writer(folder);
+                      Json& document, OutputFolder& folder, const std::string& below) {
+  FolderWriter writer(folder, below);
   observer.Progress("writing the plate", 0.85);
   writer.Write(kPlateStl, [&](core::ByteSink& sink) { WritePlateStl(plate, sink); });
-  folder.MakeFolder(kPartFolder);
+  writer.MakeFolder(kPartFolder);
   for (const PlatePart& part : plate.parts) {
+    if (part.shares_file) continue;
     WritePartFile(part, writer);
     if (part.side_file) writer.Write(SideFileOf(PartFileName(part)), *part.side_file);
   }
-  if (!setup.styles.empty()) folder.MakeFolder(kStyleFolder);
+  if (!setup.styles.empty()) writer.MakeFolder(kStyleFolder);
   for (const BuildStyleFile& style : setup.styles) {
     writer.Write(style.name, style.bytes);
     writer.Write(style.name + ".csv", style.csv);
   }
-  folder.MakeFolder(kMeshFolder);
+  writer.MakeFolder(kMeshFolder);
   for (size_t i = 0; i < plate.pieces.size(); ++i) {
     const Piece& piece = plate.pieces[i];
     const std::string name = MeshName(plate, piece);
@@ -278,7 +280,7 @@ void WriteBuildFolder(Observer& observer, const Plate& plate, const BuildSetup& 
     writer.Write(name, [&](core::ByteSink& sink) { WritePieceCtl(plate, piece, sink); });
     if (plate.parts[piece.part].side_file) writer.Write(SideFileOf(name), MovedSideFile(plate, piece));
   }
-  if (!slices.empty()) folder.MakeFolder(kSliceFolder);
+  if (!slices.empty()) writer.MakeFolder(kSliceFolder);
   for (size_t i = 0; i < slices.size(); ++i) {
     writer.Write(SlicesName(plate, plate.pieces[i]), [&](core::ByteSink& sink) {
       static_cast<void>(core::WriteSlc(slices[i], sink));  // the sink keeps a failure
@@ -289,7 +291,7 @@ void WriteBuildFolder(Observer& observer, const Plate& plate, const BuildSetup& 
   writer.Write(kChecksJson, JsonDocument(ChecksDocument(findings)));
   document["files"] = writer.files();
   document["sum"] = SumOf(document);
-  folder.WriteFile(kBuildJson, JsonDocument(document));
+  folder.WriteFile(below + kBuildJson, JsonDocument(document));
 }
 
 }  // namespace trqprep

@@ -321,7 +321,7 @@ std::string PartFileName(const PlatePart& part) {
   if (ending.size() > 1 && ending != PortableName(ending, kLongestEnding)) {
     ending = part.input.format == MeshFormat::kCtl ? ".ctl" : ".stl";
   }
-  return fmt::format("{}/{}{}", kPartFolder, part.name, ending.size() > 1 ? ending : "");
+  return fmt::format("{}/{}{}", kPartFolder, part.file_name, ending.size() > 1 ? ending : "");
 }
 
 std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, Plate& plate) {
@@ -334,6 +334,7 @@ std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, Plate& plate) {
 
   for (size_t i = 0; i < plate.parts.size(); ++i) {
     const PlatePart& part = plate.parts[i];
+    if (part.shares_file) continue;
     observer.Progress("checking " + part.request.path, 0.6 + 0.1 * double(i) / double(plate.parts.size()));
     stacker.Add(CheckMesh(part.input, ParseVents("", part.side_file.value_or(""))), PartFileName(part));
   }
@@ -350,6 +351,7 @@ std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, Plate& plate) {
   if (!recoat.empty()) stacker.Add(CheckStack(recoat, 0, top, job.units, "", "the recoating"), "");
   for (size_t i = 0; i < plate.parts.size(); ++i) {
     const PartSetup& part = setup->parts[i];
+    if (plate.parts[i].shares_file) continue;
     const std::string& file = plate.parts[i].request.path;
     const std::string subject = "part " + plate.parts[i].name;
     const std::string name = PartFileName(plate.parts[i]);

@@ -13,6 +13,7 @@
 #include "trqprep/contour_file.h"
 #include "trqprep/mesh_input.h"
 #include "trqprep/overlap.h"
+#include "trqprep/plates.h"
 #include "trqprep/stored_style.h"
 
 namespace trqprep {
@@ -207,18 +208,28 @@ std::vector<Message> VerifyPieces(Observer& observer, const HeldFolder& folder, 
                            .Hint("'" + BuildAgain(folder.path()) + "' builds it again"));
   };
   std::map<std::string, int64_t> facets_of_part, copies_of_part;
+  std::map<std::string, double> gap_of_part;
+  // Folders of version 0.1.0 have none.
+  const auto number_or_0 = [&](const Json& entry, const char* key) {
+    return entry.contains(key) ? described.NumberAt(entry, key) : 0;
+  };
   for (const Json& input : described.List("inputs")) {
     const std::string part = described.TextAt(input, "part");
     facets_of_part[part] = int64_t(described.NumberAt(input, "facets"));
     copies_of_part[part] = int64_t(described.NumberAt(input, "copies"));
+    gap_of_part[part] = number_or_0(input, "piece_gap");
   }
   std::set<std::string> listed;
   for (const Json& entry : described.List("files")) listed.insert(described.NameAt(entry, "file", "files"));
   const Point vat = described.PointAt(document, "vat");
   std::map<std::string, InputMesh> read;
   std::vector<InputMesh> meshes;
-  std::vector<std::string> names;
-  std::vector<PlacedShape> shapes;
+  Neighbours pieces;
+  pieces.units = units;
+  pieces.contact = contact;
+  pieces.rounding = 2 * kSnapped;
+  pieces.vat = vat;
+  pieces.margin = number_or_0(document, "margin");
   int64_t facets = 0;
   for (const Json& piece : described.List("pieces")) {
     const std::string part = described.TextAt(piece, "part");
@@ -255,9 +266,11 @@ std::vector<Message> VerifyPieces(Observer& observer, const HeldFolder& folder, 
       }
       if (piece.contains("slices"))
         VerifySlices(observer, folder, described.NameAt(piece, "slices", "slices"), box, units, findings);
-      shapes.push_back({mesh.mesh->vertices(), mesh.mesh->triangles(), held});
+      pieces.shapes.push_back({mesh.mesh->vertices(), mesh.mesh->triangles(), held});
+      pieces.boxes.push_back(box);
+      pieces.gaps.push_back(gap_of_part[part]);
       meshes.push_back(std::move(mesh));
-      names.push_back(name);
+      pieces.names.push_back(name);
     } catch (const Failure& failure) {
       findings.push_back(failure.message);
     }
@@ -267,9 +280,7 @@ std::vector<Message> VerifyPieces(Observer& observer, const HeldFolder& folder, 
     add(kBuildJson, fmt::format("{} of {} {}", Counted(std::abs(left), "piece"), part,
                                 left > 0 ? "missing" : "too many"));
   }
-  for (const Overlap& overlap : FindOverlaps(shapes, contact)) {
-    findings.push_back(OverlapFinding(overlap, folder.path(), "", names, units));
-  }
+  for (Message& finding : FindNeighbours(pieces, folder.path(), "")) findings.push_back(std::move(finding));
   if (folder.HasRegularFile(kPlateStl) && meshes.size() == document["pieces"].size() &&
       InputFile(folder, kPlateStl).head().size != 84 + 50 * uint64_t(facets)) {
     add(kPlateStl, fmt::format("does not hold the {} of the pieces", Counted(facets, "facet")));
@@ -310,8 +321,9 @@ std::vector<Message> CheckDescribedStacks(const HeldFolder& folder, const Json& 
   return findings;
 }
 
-std::vector<Message> VerifyFolder(Observer& observer, const std::string& path) {
-  const HeldFolder folder(path);
+namespace {
+
+std::vector<Message> VerifyBuild(Observer& observer, const HeldFolder& folder) {
   const Json document = ReadBuildDocument(folder);
   std::vector<Message> findings;
   VerifyFiles(observer, folder, document, findings);
@@ -320,6 +332,57 @@ std::vector<Message> VerifyFolder(Observer& observer, const std::string& path) {
     if (forced.count(RowOf(finding.code).text) == 0) findings.push_back(finding);
   }
   return findings;
+}
+
+std::vector<Message> VerifyPlates(Observer& observer, const HeldFolder& folder) {
+  const std::vector<std::string> plates = PlateFolders(folder);
+  const Json document = ReadFolderJson(folder, kPlatesJson);
+  const Described described(folder, document);
+  std::vector<Message> findings;
+  if (document["sum"] != SumOf(document)) {
+    findings.push_back(Differs(Code::kVerifyHash, folder, kPlatesJson, "was changed"));
+  }
+  for (const Message& finding : VerifyPresence(folder, document)) findings.push_back(finding);
+  FolderList list;
+  list.Add(kPlatesJson);
+  for (const Json& entry : described.List("files")) {
+    const std::string name = described.NameAt(entry, "file", "files");
+    list.Add(name);
+    if (!folder.HasRegularFile(name)) continue;  // said already
+    InputFile file(folder, name);
+    file.StartHash();
+    if (file.HashOfAll() != described.TextAt(entry, "sha256")) {
+      findings.push_back(Differs(Code::kVerifyHash, folder, name, "was changed"));
+    }
+  }
+  for (size_t i = 0; i < plates.size(); ++i) {
+    const std::string& name = plates[i];
+    // Its own foreign files are told of below.
+    list.Add(name + "/" + kBuildJson);
+    const HeldFolder plate(folder.PathOf(name), folder.Open(name));
+    if (!plate.HasRegularFile(kBuildJson)) {
+      findings.push_back(Differs(Code::kVerifyFile, folder, name + "/" + kBuildJson, "is missing"));
+      continue;
+    }
+    for (const Message& finding : VerifyBuild(observer, plate)) findings.push_back(finding);
+    if (ReadBuildDocument(plate)["sum"] != described.List("plates")[i]["sum"]) {
+      findings.push_back(Differs(Code::kVerifyHash, folder, name + "/" + kBuildJson, "is of another build"));
+    }
+  }
+  for (const std::string& name : ForeignNames(folder, list)) {
+    const std::string above = name.substr(0, name.find('/'));
+    if (name.size() > above.size() + 1 && list.folders.count(above) != 0) continue;
+    findings.push_back(
+        Message(Code::kVerifyForeign, folder.PathOf(name), "is not of this build").As(Severity::kNote));
+  }
+  return findings;
+}
+
+}  // namespace
+
+std::vector<Message> VerifyFolder(Observer& observer, const std::string& path) {
+  const HeldFolder folder(path);
+  return HoldsPlates(folder) ? VerifyPlates(observer, folder) : VerifyBuild(observer, folder);
 }
 
 }  // namespace trqprep

@@ -80,9 +80,15 @@ class MeshChecks {
   }
 
   void CheckCavities() {
+    std::vector<Box> boxes;
+    for (const Surface& surface : topology_.surfaces) {
+      if (surface.cavity) boxes.push_back(surface.box);
+    }
+    const std::vector<Openings> openings = OpeningsOf(vents_, 1, boxes);
+    auto opening = openings.begin();
     for (const Surface& cavity : topology_.surfaces) {
       if (!cavity.cavity) continue;
-      const auto [vent, drain] = OpeningsOf(vents_, 1, cavity.box);
+      const auto [vent, drain] = *opening++;
       if (vent && drain) continue;
       Point middle;
       for (size_t axis = 0; axis < 3; ++axis) {

@@ -10,6 +10,7 @@
 #include <iterator>
 #include <memory>
 
+#include "trqprep/message.h"
 #include "trqprep/quantities.h"
 
 namespace trqprep {
@@ -71,6 +72,35 @@ std::vector<std::string> ForeignNames(const HeldFolder& folder, const FolderList
   Collect(openat(folder.descriptor(), ".", kOpenFolder), "", list, foreign);
   std::sort(foreign.begin(), foreign.end());
   return foreign;
+}
+
+std::vector<std::string> FilesBelow(const HeldFolder& folder, const std::string& below) {
+  Descriptor opened = folder.Open(below.empty() ? "." : below);
+  std::unique_ptr<DIR, int (*)(DIR*)> entries(opened.open() ? fdopendir(opened.number()) : nullptr, closedir);
+  std::vector<std::string> files;
+  if (!entries && (errno == ENOENT || errno == ENOTDIR || errno == ELOOP)) return files;
+  const int listed = entries ? opened.Release() : -1;
+  errno = entries ? 0 : errno;
+  std::map<std::string, bool> are_folders;  // or regular files
+  for (const dirent* entry; entries && (entry = readdir(entries.get())); errno = 0) {
+    const std::string name = entry->d_name;
+    struct stat status {};
+    if (name == "." || name == ".." || name.rfind(".trqprep-", 0) == 0) continue;
+    if (fstatat(listed, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) continue;
+    if (S_ISDIR(status.st_mode) || S_ISREG(status.st_mode)) are_folders[name] = S_ISDIR(status.st_mode);
+  }
+  if (errno != 0) {
+    FailInput(Code::kInputUnreadable, below.empty() ? folder.path() : folder.PathOf(below),
+              SystemText(errno));
+  }
+  entries.reset();
+  for (const auto& [name, is_folder] : are_folders) {
+    const std::string path = below.empty() ? name : below + "/" + name;
+    if (!is_folder) files.push_back(path);
+    const std::vector<std::string> deeper = is_folder ? FilesBelow(folder, path) : std::vector<std::string>();
+    files.insert(files.end(), deeper.begin(), deeper.end());
+  }
+  return files;
 }
 
 void RemoveListed(const HeldFolder& folder, const FolderList& list) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <numeric>
 #include <utility>
@@ -100,8 +101,8 @@ FacetDistances::FacetDistances(const CTL& mesh, size_t searches) {
   for (size_t i = 0; i < order_.size(); ++i) places_[order_[i]] = uint32_t(i);
 }
 
-// The box, and the slabs: along the way from the middle to the farthest corner the node is longest; across
-// it, it reaches farthest to the corner farthest from that way.
+// The box, and the turned one: along the way from the middle to the farthest corner the node is longest;
+// across it, it reaches farthest to the corner farthest from that way.
 void FacetDistances::Fill(Node& node, size_t first, size_t count) const {
   node.first = uint32_t(first);
   node.count = uint32_t(count);
@@ -134,16 +135,17 @@ void FacetDistances::Fill(Node& node, size_t first, size_t count) const {
     if (!(length > 0) || !std::isfinite(length)) return;
     axes[known] = Along({0, 0, 0}, farthest, 1 / length);
   }
-  const Point normals[2] = {axes[1], Cross(axes[0], axes[1])};
-  for (size_t k = 0; k < 2; ++k) {
-    Slab slab{normals[k], kInfinity, -kInfinity};
-    for_corners([&](const Point& corner) {
-      const double at = Dot(slab.normal, corner);
-      slab.low = std::min(slab.low, at);
-      slab.high = std::max(slab.high, at);
-    });
-    node.slabs[k] = slab;
-  }
+  node.ways[0] = axes[1];
+  node.ways[1] = Cross(axes[0], axes[1]);
+  Box turned;
+  for_corners([&](const Point& corner) { turned.Add(AlongWays(node, corner)); });
+  node.low_along = turned.min;
+  node.high_along = turned.max;
+}
+
+Point FacetDistances::AlongWays(const Node& node, const Point& point) {
+  const auto& [first, second] = node.ways;
+  return {Dot(first, point), Dot(second, point), Dot(Cross(first, second), point)};
 }
 
 // Halves lie beside each other along the axis where facets are short for the way over which they spread.
@@ -187,56 +189,42 @@ void FacetDistances::Split(size_t index, size_t first, size_t count) {
   Split(left + 1, first + half, count - half);
 }
 
-double FacetDistances::SquaredGap(const Node& node, const Point& point) {
+// Between a point and a box; a part of it less than `hair` does not count.
+double FacetDistances::SquaredGap(const Point& low, const Point& high, const Point& point, double hair) {
   double sum = 0;
   for (size_t k = 0; k < 3; ++k) {
-    const double gap = std::max({node.low[k] - point[k], point[k] - node.high[k], 0.0});
-    sum += gap * gap;
-  }
-  return sum;
-}
-
-double FacetDistances::SquaredSlabGap(const Node& node, const Point& point, double hair) const {
-  double sum = 0;
-  for (const Slab& slab : node.slabs) {
-    const double at = Dot(slab.normal, point);
-    const double gap = std::max({slab.low - at - hair, at - slab.high - hair, 0.0});
+    const double gap = std::max({low[k] - point[k] - hair, point[k] - high[k] - hair, 0.0});
     sum += gap * gap;
   }
   return sum;
 }
 
 double FacetDistances::From(const Point& point, int near_facet) const {
-  // More than rounding can move a point across the border of a slab.
+  // More than rounding can move a point across the side of a turned box.
   const double hair = 1e-14 * (largest_ + std::fabs(point[0]) + std::fabs(point[1]) + std::fabs(point[2]));
   double best = kInfinity;
   const auto look_at = [&](uint32_t facet) { best = std::min(best, SquaredDistance(point, facets_[facet])); };
   if (nodes_.empty()) return best;
   if (near_facet >= 0 && size_t(near_facet) < places_.size() && places_[size_t(near_facet)] < facets_.size())
     look_at(places_[size_t(near_facet)]);
-  struct Pending {
-    uint32_t node;
-    double gap;
+  const auto push = [&](uint32_t index) {
+    const Node& node = nodes_[index];
+    double gap = SquaredGap(node.low, node.high, point, 0);
+    if (gap < best)
+      gap = std::max(gap, SquaredGap(node.low_along, node.high_along, AlongWays(node, point), hair));
+    if (gap >= best) return;
+    pending_.emplace_back(gap, index);
+    std::push_heap(pending_.begin(), pending_.end(), std::greater<>());
   };
-  // Halving 2^32 facets takes 32 steps, and each leaves one half behind.
-  Pending pending[40];
-  size_t count = 0;
-  pending[count++] = {0, SquaredGap(nodes_[0], point)};
-  while (count > 0) {
-    const Pending next = pending[--count];
-    if (next.gap >= best) continue;
-    const Node& node = nodes_[next.node];
+  pending_.clear();
+  push(0);
+  while (!pending_.empty() && pending_.front().first < best) {
+    const Node& node = nodes_[pending_.front().second];
+    std::pop_heap(pending_.begin(), pending_.end(), std::greater<>());
+    pending_.pop_back();
     steps_ += 1 + node.count;
-    if (SquaredSlabGap(node, point, hair) >= best) continue;
-    if (node.count > 0) {
-      for (uint32_t i = 0; i < node.count; ++i) look_at(node.first + i);
-      continue;
-    }
-    Pending near{node.first, SquaredGap(nodes_[node.first], point)};
-    Pending far{node.first + 1, SquaredGap(nodes_[node.first + 1], point)};
-    if (far.gap < near.gap) std::swap(near, far);
-    pending[count++] = far;
-    pending[count++] = near;
+    for (uint32_t i = 0; i < node.count; ++i) look_at(node.first + i);
+    for (uint32_t half = 0; half < 2 && node.count == 0; ++half) push(node.first + half);
   }
   return std::sqrt(best);
 }

@@ -35,11 +35,12 @@ inline void AddEdges(const R_INT4& triangle, uint32_t facet, std::vector<EdgeUse
 }
 
 /// The uses of an edge stand together then.
-inline void SortEdges(std::vector<EdgeUse>& uses) {
-  std::sort(uses.begin(), uses.end(), [](const EdgeUse& a, const EdgeUse& b) {
+inline void SortEdges(EdgeUse* begin, EdgeUse* end) {
+  std::sort(begin, end, [](const EdgeUse& a, const EdgeUse& b) {
     return a.edge != b.edge ? a.edge < b.edge : a.facet < b.facet;
   });
 }
+inline void SortEdges(std::vector<EdgeUse>& uses) { SortEdges(uses.data(), uses.data() + uses.size()); }
 
 /// Sets of facets that grow together; each is named by its first facet.
 class FacetSets {

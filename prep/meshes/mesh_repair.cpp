@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
+#include <tuple>
 #include <utility>
 
 #include "prep/meshes/cavities.h"
@@ -13,25 +13,28 @@ namespace {
 
 // Rounds of all steps. Two or three are enough; this ends what would go in circles.
 constexpr int kMostRounds = 20;
+// Sweeps over all patches to turn them; seldom more than three are needed.
+constexpr int kMostSweeps = 50;
 
 // --- vertices and numbers ---------------------------------------------------------------------------------
 
 /// Makes vertices at one place one and numbers all in the order of their first use.
 void Number(RepairedMesh& mesh) {
-  std::vector<int> order(mesh.points.size()), number(mesh.points.size(), -1), first(mesh.points.size());
-  std::iota(order.begin(), order.end(), 0);
-  const auto place = [&mesh](int i) {
-    const PbVec3f& p = mesh.points[size_t(i)];
-    return std::array<float, 3>{p[0], p[1], p[2]};
-  };
-  std::sort(order.begin(), order.end(), [&](int a, int b) {
-    const auto p = place(a), q = place(b);
-    return p != q ? p < q : a < b;
-  });
-  for (size_t i = 0; i < order.size(); ++i) {
-    const bool same = i > 0 && place(order[i]) == place(order[i - 1]);
-    first[size_t(order[i])] = same ? first[size_t(order[i - 1])] : order[i];
+  std::vector<int> first(mesh.points.size());
+  {
+    std::vector<std::tuple<float, float, float, int>> places;
+    places.reserve(mesh.points.size());
+    for (const PbVec3f& p : mesh.points) places.push_back({p[0], p[1], p[2], int(places.size())});
+    std::sort(places.begin(), places.end());
+    const std::tuple<float, float, float, int>* last = nullptr;  // the first one of its place
+    for (const auto& place : places) {
+      const auto& [x, y, z, point] = place;
+      if (!last || std::tie(x, y, z) != std::tie(std::get<0>(*last), std::get<1>(*last), std::get<2>(*last)))
+        last = &place;
+      first[size_t(point)] = std::get<3>(*last);
+    }
   }
+  std::vector<int> number(mesh.points.size(), -1);
   std::vector<PbVec3f> points;
   for (R_INT4& facet : mesh.facets) {
     for (int k = 0; k < 3; ++k) {
@@ -151,17 +154,14 @@ void DropTwins(RepairedMesh& mesh, MeshRepair& done) {
   for (const bool same_way : {true, false}) {
     const std::vector<Twin> twins = Twins(mesh);
     std::vector<bool> marked(mesh.facets.size(), false);
+    std::array<bool, 2> seen{};  // on these corners, of both directions
     for (size_t begin = 0, i = 0; i < twins.size(); ++i) {
       if (twins[i].corners != twins[begin].corners) begin = i;
-      const auto like = [&](const Twin& t) { return (t.odd == twins[i].odd) == same_way; };
-      const auto first = twins.begin() + static_cast<std::ptrdiff_t>(begin);
-      const auto here = twins.begin() + static_cast<std::ptrdiff_t>(i);
+      if (i == begin) seen = {};
+      bool& before = seen[twins[i].odd ? 1 : 0];
       // The second way round: only the first facet that is against the first of all.
-      const bool again =
-          same_way ? std::any_of(first, here, like)
-                   : first->odd != here->odd &&
-                         std::none_of(first + 1, here, [&](const Twin& t) { return t.odd == here->odd; });
-      marked[size_t(here->facet)] = again;
+      marked[size_t(twins[i].facet)] = same_way ? before : twins[i].odd != twins[begin].odd && !before;
+      before = true;
     }
     DropMarked(mesh, marked, same_way, done);
   }
@@ -257,8 +257,10 @@ std::vector<bool> PatchesToTurn(const std::vector<EdgeUse>& uses, const Patches&
     return m != n ? m < n : a.patch < b.patch;
   });
   std::vector<bool> turn(patches.facets.size(), false);
-  // Every turn takes something away from what is open, so this ends.
-  for (bool any = true; any;) {
+  // Every turn takes something away from what is open. One after another along a chain, each in a sweep of
+  // its own, they are left to the next round.
+  bool any = true;
+  for (int sweep = 0; any && sweep < kMostSweeps; ++sweep) {
     any = false;
     for (size_t begin = 0, end = 0; begin < meetings.size(); begin = end) {
       const auto patch = size_t(meetings[begin].patch);
@@ -392,15 +394,23 @@ void TurnShells(RepairedMesh& mesh, MeshRepair& done) {
   };
   std::vector<int> depths(shells.surfaces.size(), 0);
   if (shells.surfaces.size() > 1) {
-    // All outward, to see which lies in which.
-    RepairedMesh outward = mesh;
-    Topology facing = shells;
+    // All outward, to see which lies in which; an open one lies in none and holds none.
+    const auto turn_inward = [&] {
+      for (size_t i = 0; i < turn.size(); ++i) {
+        if (turn[i]) shells.surfaces[i].volume *= -1;
+      }
+      turn_marked(mesh);
+    };
+    bool any_closed = false;
     for (size_t i = 0; i < turn.size(); ++i) {
-      turn[i] = facing.surfaces[i].volume < 0;
-      if (turn[i]) facing.surfaces[i].volume *= -1;
+      turn[i] = shells.surfaces[i].volume < 0;
+      any_closed = any_closed || shells.surfaces[i].closed;
     }
-    turn_marked(outward);
-    depths = NestingDepths(MeshOf(outward), facing);
+    if (any_closed) {
+      turn_inward();
+      depths = NestingDepths(MeshOf(mesh), shells);
+      turn_inward();
+    }
   }
   Box open;
   for (const Surface& shell : shells.surfaces) {
@@ -455,6 +465,7 @@ MeshRepair& MeshRepair::operator+=(const MeshRepair& next) {
   kept_for_box = next.kept_for_box;
   undecided_shells = next.undecided_shells;
   largest_move = std::max(largest_move, next.largest_move);
+  open_after = next.open_after;
   left = next.left;
   return *this;
 }
@@ -466,6 +477,9 @@ MeshRepair RepairMesh(InputMesh& input, const RepairLimits& limits) {
   RepairedMesh mesh;
   mesh.points.assign(view.vertices.begin(), view.vertices.begin() + view.vertex_count);
   mesh.facets.assign(view.triangles.begin(), view.triangles.end());
+  // They take as much memory as the mesh that is worked on.
+  target.vertices_ = {};
+  target.triangles_ = {};
   std::vector<bool> used(mesh.points.size(), false);
   for (const R_INT4& facet : mesh.facets) {
     for (int k = 0; k < 3; ++k) used[size_t(facet[k])] = true;
@@ -497,6 +511,7 @@ MeshRepair RepairMesh(InputMesh& input, const RepairLimits& limits) {
     Number(mesh);
   }
   count_open([&](const EdgeUse& use) {
+    if (++done.open_after > int64_t(kPlacesKept)) return;
     done.left.push_back({int(use.facet), mesh.At(use.forward ? use.Lower() : use.Higher()),
                          mesh.At(use.forward ? use.Higher() : use.Lower())});
   });

@@ -40,6 +40,8 @@ Box Shared(const Box& a, const Box& b) {
   return shared;
 }
 
+Point MiddleOf(const Box& box) { return {(box.min[0] + box.max[0]) / 2, (box.min[1] + box.max[1]) / 2, 0}; }
+
 double SquaredGap(const Box& a, const Box& b) {
   double sum = 0;
   for (size_t k = 0; k < 2; ++k) {
@@ -92,27 +94,63 @@ double Depth(const Outline& a, const Outline& b) {
   return least;
 }
 
-double SquaredToSegment(const Point& p, const Point& a, const Point& b) {
-  const Point ab = Minus(b, a), ap = Minus(p, a);
-  const double length = Dot(ab, ab);
-  const double t = length > 0 ? std::clamp(Dot(ap, ab) / length, 0.0, 1.0) : 0;
-  const Point d = Minus(p, {a[0] + t * ab[0], a[1] + t * ab[1], 0});
-  return Dot(d, d);
+/// The shortest way from one outline to another.
+struct Way {
+  double squared = kInfinity;  ///< its length
+  Point from{};
+  Point to{};
+};
+
+void ToSides(const Point& p, const Outline& outline, bool back, Way& least) {
+  for (size_t k = 0; k < outline.count; ++k) {
+    const Point &a = outline[k], ab = Minus(outline.After(k), a), ap = Minus(p, a);
+    const double length = Dot(ab, ab);
+    const double t = length > 0 ? std::clamp(Dot(ap, ab) / length, 0.0, 1.0) : 0;
+    const Point at = {a[0] + t * ab[0], a[1] + t * ab[1], 0};
+    const Point d = Minus(p, at);
+    if (Dot(d, d) < least.squared) least = {Dot(d, d), back ? at : p, back ? p : at};
+  }
+}
+
+// Of outlines that are apart: the shortest way ends at a corner of one of them.
+Way Between(const Outline& a, const Outline& b) {
+  Way least;
+  for (size_t k = 0; k < a.count; ++k) ToSides(a[k], b, false, least);
+  for (size_t k = 0; k < b.count; ++k) ToSides(b[k], a, true, least);
+  return least;
 }
 
 double SquaredToOutline(const Point& p, const Outline& outline) {
-  double least = kInfinity;
-  for (size_t k = 0; k < outline.count; ++k)
-    least = std::min(least, SquaredToSegment(p, outline[k], outline.After(k)));
-  return least;
+  Way least;
+  ToSides(p, outline, false, least);
+  return least.squared;
 }
 
-// Of outlines that are apart: the distance is met at a corner of one of them.
-double SquaredDistance(const Outline& a, const Outline& b) {
-  double least = kInfinity;
-  for (size_t k = 0; k < a.count; ++k) least = std::min(least, SquaredToOutline(a[k], b));
-  for (size_t k = 0; k < b.count; ++k) least = std::min(least, SquaredToOutline(b[k], a));
-  return least;
+// From the nearest point of the outline's sides.
+Point ToOutline(const Point& p, const Outline& outline) {
+  Way least;
+  ToSides(p, outline, false, least);
+  return Minus(least.from, least.to);
+}
+
+// Whether a direction is found along which the outlines are so far apart. `direction`, of length 1, is tried
+// first and takes the last one tried: from near pairs of outlines to others it hardly turns. True is certain.
+bool AreApart(const Outline& a, const Outline& b, double distance, Point& direction) {
+  const auto farthest = [](const Outline& outline, const Point& way) {
+    return *std::max_element(outline.corners, outline.corners + outline.count,
+                             [&](const Point& p, const Point& q) { return Dot(way, p) < Dot(way, q); });
+  };
+  for (int turn = 0; turn < 4; ++turn) {
+    const Point from = farthest(b, direction), to = farthest(a, Minus({0, 0, 0}, direction));
+    if (Dot(direction, Minus(to, from)) >= distance) return true;
+    Point way = ToOutline(to, b);
+    const Point back = ToOutline(from, a);
+    if (Dot(back, back) < Dot(way, way)) way = Minus({0, 0, 0}, back);
+    const double length = Norm(way);
+    if (!(length >= distance && length > 0)) return false;
+    direction = {way[0] / length, way[1] / length, 0};
+  }
+  return false;
 }
 
 // A grid over the region that two shapes share. Of several facets that reach into one, that in the first cell
@@ -423,37 +461,43 @@ bool FindOverlap(const PlacedShape& a, const PlacedShape& b, ShadowTree& tree_a,
     if (cell >= first_cell) continue;
     first_cell = cell;
     found.depth = depth;
-    const Box shared = Shared(BoxOf(facet), BoxOf(other));
-    found.x = (shared.min[0] + shared.max[0]) / 2;
-    found.y = (shared.min[1] + shared.max[1]) / 2;
+    const Point middle = MiddleOf(Shared(BoxOf(facet), BoxOf(other)));
+    found.x = middle[0];
+    found.y = middle[1];
   }
   return true;
 }
 
-// The smaller of `best` (squared) and the squared distance of the shapes.
-double SquaredDistance(const PlacedShape& a, const PlacedShape& b, ShadowTree& tree_a, ShadowTree& tree_b,
-                       double best) {
+// The shortest way between the shapes where that is shorter than `best`.
+Way Between(const PlacedShape& a, const PlacedShape& b, ShadowTree& tree_a, ShadowTree& tree_b, Way best) {
   const auto gap = [&](size_t i, size_t j) { return SquaredGap(tree_a.node(i).box, tree_b.node(j).box); };
   // Less than the result is rounded by, and more than rounding can part equal distances, or make segments of
   // one line reach into each other.
   const double hair = 1e-14 * (Norm(tree_a.box().max) + Norm(tree_a.box().min));
+  Point direction{1, 0, 0};
   using Pair = std::pair<size_t, size_t>;
   ShadowTree::Search(
       tree_a, tree_b,
       [&](size_t i, size_t j) {
-        if (gap(i, j) >= best) return true;
-        if (std::isinf(best)) return false;
+        if (gap(i, j) >= best.squared) return true;
+        if (std::isinf(best.squared)) return false;
         const auto &p = tree_a.OutlineAt(i), &q = tree_b.OutlineAt(j);
-        if (Depth(p, q) > hair) return false;
-        const double least = std::sqrt(SquaredDistance(Outline(p), Outline(q))) - p.slack - q.slack;
-        return least > 0 && least + hair >= std::sqrt(best);
+        return AreApart(p, q, std::sqrt(best.squared) + p.slack + q.slack - hair, direction);
       },
       [&](const Pair& p, const Pair& q) { return gap(p.first, p.second) >= gap(q.first, q.second); },
       [&](int i, int j) {
-        const Corners p = FacetOf(a, i), q = FacetOf(b, j);
-        if (SquaredGap(BoxOf(p), BoxOf(q)) >= best) return;
-        const bool overlap = Depth(OutlineOf(p), OutlineOf(q)) > hair;
-        best = overlap ? 0 : std::min(best, SquaredDistance(OutlineOf(p), OutlineOf(q)));
+        const Corners facet_p = FacetOf(a, i), facet_q = FacetOf(b, j);
+        const Outline p = OutlineOf(facet_p), q = OutlineOf(facet_q);
+        if (SquaredGap(BoxOf(facet_p), BoxOf(facet_q)) >= best.squared) return;
+        if (AreApart(p, q, std::sqrt(best.squared) + hair, direction)) return;
+        Way way;
+        if (Depth(p, q) > hair) {
+          way.squared = 0;
+          way.from = way.to = MiddleOf(Shared(BoxOf(facet_p), BoxOf(facet_q)));
+        } else {
+          way = Between(p, q);
+        }
+        if (way.squared < best.squared) best = way;
       });
   return best;
 }
@@ -472,7 +516,8 @@ std::vector<Overlap> FindOverlaps(const std::vector<PlacedShape>& shapes, double
   return overlaps;
 }
 
-double SmallestDistance(const std::vector<PlacedShape>& shapes) {
+Distances MeasureDistances(const std::vector<PlacedShape>& shapes,
+                           const std::function<double(size_t, size_t)>& wanted) {
   struct Pair {
     double gap;
     size_t i;
@@ -486,15 +531,30 @@ double SmallestDistance(const std::vector<PlacedShape>& shapes) {
       pairs.push_back({SquaredGap(trees[i].box(), trees[j].box()), i, j});
     }
   }
-  if (pairs.empty()) return -1;
   // Near pairs first: they bound what the others can still improve.
   std::stable_sort(pairs.begin(), pairs.end(), [](const Pair& a, const Pair& b) { return a.gap < b.gap; });
-  double best = kInfinity;
+  Distances distances;
+  double smallest = kInfinity;
   for (const Pair& pair : pairs) {
-    if (pair.gap >= best) break;
-    best = SquaredDistance(shapes[pair.i], shapes[pair.j], trees[pair.i], trees[pair.j], best);
+    const double bound = std::max(wanted(pair.i, pair.j), 0.0);
+    Way way;
+    way.squared = std::max(smallest, bound * bound);
+    if (pair.gap >= way.squared) continue;
+    way = Between(shapes[pair.i], shapes[pair.j], trees[pair.i], trees[pair.j], way);
+    Nearness found{pair.i, pair.j, std::round(std::sqrt(way.squared) * 1e6) / 1e6, {}, {}};
+    for (size_t k = 0; k < 2; ++k) {
+      found.from[k] = way.from[k];
+      found.to[k] = way.to[k];
+    }
+    if (way.squared < smallest) distances.smallest = found;
+    smallest = std::min(smallest, way.squared);
+    if (way.squared < bound * bound) distances.short_ones.push_back(found);
   }
-  return std::round(std::sqrt(best) * 1e6) / 1e6;
+  std::sort(distances.short_ones.begin(), distances.short_ones.end(),
+            [](const Nearness& a, const Nearness& b) {
+              return a.first != b.first ? a.first < b.first : a.second < b.second;
+            });
+  return distances;
 }
 
 }  // namespace trqprep

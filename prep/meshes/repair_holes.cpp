@@ -2,6 +2,8 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numeric>
+#include <utility>
 
 #include "prep/meshes/repair_steps.h"
 
@@ -24,7 +26,6 @@ struct BorderEdge {
   int to;
   int facet;
   bool alone;  ///< no other facet has the edge
-  bool used = false;
 };
 
 class Holes {
@@ -35,17 +36,19 @@ class Holes {
       const auto fits = [&](const EdgeUse& use) { return !one_sided[size_t(use.facet)]; };
       if (!std::all_of(edge.begin(), edge.end(), fits)) return;
       const int balance = BalanceOf(edge);
-      for (int i = 0; i < std::abs(balance); ++i) {
-        const EdgeUse& use = *std::find_if(edge.begin(), edge.end(),
-                                           [&](const EdgeUse& u) { return u.forward == (balance > 0); });
-        borders_.push_back({balance > 0 ? use.Lower() : use.Higher(),
-                            balance > 0 ? use.Higher() : use.Lower(), int(use.facet), edge.size() == 1});
-      }
+      if (balance == 0) return;
+      const EdgeUse& use = *std::find_if(edge.begin(), edge.end(),
+                                         [&](const EdgeUse& u) { return u.forward == (balance > 0); });
+      borders_.insert(borders_.end(), size_t(std::abs(balance)),
+                      {balance > 0 ? use.Lower() : use.Higher(), balance > 0 ? use.Higher() : use.Lower(),
+                       int(use.facet), edge.size() == 1});
     });
     if (borders_.empty()) return;
     std::sort(borders_.begin(), borders_.end(), [](const BorderEdge& a, const BorderEdge& b) {
       return a.from != b.from ? a.from < b.from : a.to < b.to;
     });
+    unused_.resize(borders_.size() + 1);
+    std::iota(unused_.begin(), unused_.end(), size_t{0});
     neighbours_.assign(3 * mesh.facets.size(), -1);
     ForEachEdge(uses, [this](EdgeUses edge) {
       edges_.push_back(edge[0].edge);
@@ -59,7 +62,7 @@ class Holes {
 
   void Fill(size_t most_edges, MeshRepair& done) {
     for (size_t first = 0; first < borders_.size(); ++first) {
-      if (borders_[first].used) continue;
+      if (unused_[first] != first) continue;
       double turn = 0;
       const std::vector<int> border = Follow(first, turn);
       if (turn > kTurnOfSheet) continue;
@@ -95,13 +98,21 @@ class Holes {
   int& PlaceOf(int vertex) { return places_[size_t(vertex)]; }
 
   /// The first unused border edge from one vertex, or from one to the other.
-  size_t Unused(int from, int to = -1) const {
-    auto at = std::lower_bound(borders_.begin(), borders_.end(), from,
-                               [](const BorderEdge& edge, int vertex) { return edge.from < vertex; });
-    for (; at != borders_.end() && at->from == from; ++at) {
-      if (!at->used && (to < 0 || at->to == to)) return size_t(at - borders_.begin());
-    }
-    return kNone;
+  size_t Unused(int from, int to = -1) {
+    const auto at = std::lower_bound(borders_.begin(), borders_.end(), std::pair(from, to),
+                                     [](const BorderEdge& edge, const std::pair<int, int>& ends) {
+                                       return std::pair(edge.from, edge.to) < ends;
+                                     });
+    const size_t found = UnusedFrom(size_t(at - borders_.begin()));
+    if (found == borders_.size() || borders_[found].from != from) return kNone;
+    return to < 0 || borders_[found].to == to ? found : kNone;
+  }
+
+  /// The first unused one from a border edge on. Those passed over point there afterwards, so that many at a
+  /// vertex are not gone through again and again.
+  size_t UnusedFrom(size_t i) {
+    while (unused_[i] != i) i = unused_[i] = unused_[unused_[i]];
+    return i;
   }
 
   /// Goes round `vertex` through the facets from one on, as far as each has one neighbour. Adds up their
@@ -124,8 +135,8 @@ class Holes {
   std::vector<int> Follow(size_t first, double& turn) {
     std::vector<int> vertices;
     for (size_t i = first;;) {
-      BorderEdge& edge = borders_[i];
-      edge.used = true;
+      const BorderEdge& edge = borders_[i];
+      unused_[i] = i + 1;
       vertices.push_back(edge.from);
       double angle = 0;
       size_t next = kNone;
@@ -204,6 +215,7 @@ class Holes {
 
   RepairedMesh& mesh_;
   std::vector<BorderEdge> borders_;  // by their vertices
+  std::vector<size_t> unused_;       // of each its own number, or one from which on to look for an unused one
   std::vector<int> neighbours_;      // three a facet
   std::vector<uint64_t> edges_;      // in order
   std::vector<int> places_;

@@ -1,7 +1,11 @@
 // Open edges become pairs: candidates are found with a tree of the points at them, and taken nearest first.
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <memory>
 #include <optional>
+#include <set>
+#include <tuple>
 #include <utility>
 
 #include "prep/meshes/repair_steps.h"
@@ -13,106 +17,210 @@ namespace {
 // than the tolerance; time must not grow as their square.
 constexpr size_t kMostNear = 16;
 constexpr size_t kMostFacetsTried = 64;
+// What may be tried for each open edge, on average, and in any mesh. Behind that only the nearest points
+// count.
+constexpr size_t kTriesAnEdge = 64;
+constexpr size_t kTriesAnyway = 1000000;
+constexpr size_t kNearThen = 1;
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 double Distance(const Point& a, const Point& b) { return Norm(Minus(a, b)); }
 
 // Points halved again and again along their widest side (J. L. Bentley, Multidimensional binary search trees
-// used for associative searching, 1975), without pointers: the middle of a range parts it.
+// used for associative searching, 1975). The parts of part i are 2 i and 2 i + 1.
 class PointTree {
  public:
-  PointTree(const RepairedMesh& mesh, std::vector<int> points) : mesh_(mesh), points_(std::move(points)) {
-    axes_.resize(points_.size());
-    Build(0, points_.size());
+  /// `reaches`: of every point of the mesh, how far it will be asked about; below 0 when it is not in the
+  /// tree.
+  PointTree(const RepairedMesh& mesh, std::vector<float> reaches) : nearest_(std::move(reaches)) {
+    const auto in_tree = [](float reach) { return reach >= 0; };
+    points_.reserve(size_t(std::count_if(nearest_.begin(), nearest_.end(), in_tree)));
+    for (size_t i = 0; i < nearest_.size(); ++i) {
+      if (in_tree(nearest_[i])) points_.push_back({mesh.points[i], int(i)});
+    }
+    Build(1, 0, points_.size());
+    most_ = 1;
+    for (const Placed& point : points_) {
+      float& nearest = nearest_[size_t(point.number)];
+      if (nearest > 0) Search(point, double(nearest));
+      const bool any = nearest > 0 && !near_.empty();
+      nearest = any ? std::nextafter(float(near_[0].first), 0.0F) : kInfinity;
+    }
   }
 
-  /// The points within `reach` of one, itself first, then the nearest; kMostNear besides itself.
-  void Near(int point, double reach, std::vector<int>& found) {
-    near_.clear();
-    reach_ = reach;
-    Search(mesh_.At(point), point, 0, points_.size());
-    std::sort_heap(near_.begin(), near_.end());
+  /// False when no other point lies within `reach` of one.
+  bool HasNear(int point, double reach) const { return double(nearest_[size_t(point)]) <= reach; }
+
+  /// The points within `reach` of one, itself first, then the nearest; `most` besides itself.
+  void Near(const RepairedMesh& mesh, int point, double reach, size_t most, std::vector<int>& found) {
     found.assign(1, point);
-    for (const auto& [distance, other] : near_) found.push_back(other);
+    if (!HasNear(point, reach)) return;
+    Found& last = last_found_[size_t(point) % last_found_.size()];
+    if (last.point != point || last.reach != reach || last.most != most) {
+      most_ = most;
+      Search({mesh.points[size_t(point)], point}, reach);
+      std::sort_heap(near_.begin(), near_.end());
+      last = {point, reach, most, {}};
+      for (const auto& [distance, other] : near_) last.near.push_back(other);
+    }
+    found.insert(found.end(), last.near.begin(), last.near.end());
   }
 
  private:
-  void Build(size_t first, size_t last) {
-    if (last - first < 2) return;
-    Box box;
-    for (size_t i = first; i < last; ++i) box.Add(mesh_.At(points_[i]));
-    const Point size = box.Size();
-    const auto axis = size_t(std::max_element(size.begin(), size.end()) - size.begin());
-    const size_t middle = first + (last - first) / 2;
-    const auto at = [this](size_t i) { return points_.begin() + static_cast<std::ptrdiff_t>(i); };
-    std::nth_element(at(first), at(middle), at(last), [&](int a, int b) {
-      const double x = mesh_.At(a)[axis], y = mesh_.At(b)[axis];
-      return x != y ? x < y : a < b;
-    });
-    axes_[middle] = static_cast<unsigned char>(axis);
-    Build(first, middle);
-    Build(middle + 1, last);
-  }
+  struct Placed {
+    PbVec3f at;
+    int number;
+  };
+  struct FloatBox {
+    PbVec3f min;
+    PbVec3f max;
+  };
+  // The edges of a facet follow each other, and so do questions about its corners.
+  struct Found {
+    int point = -1;
+    double reach = 0;
+    size_t most = 0;
+    std::vector<int> near;
+  };
+  static constexpr size_t kLeaf = 8;  // so few are looked at one by one
 
-  void Search(const Point& centre, int but, size_t first, size_t last) {
-    if (first >= last) return;
-    const size_t middle = first + (last - first) / 2;
-    const Point point = mesh_.At(points_[middle]);
-    const double distance = Distance(centre, point);
-    if (distance <= reach_ && points_[middle] != but) {
-      near_.push_back({distance, points_[middle]});
-      std::push_heap(near_.begin(), near_.end());
-      if (near_.size() > kMostNear) {
-        std::pop_heap(near_.begin(), near_.end());
-        near_.pop_back();
-        reach_ = near_.front().first;
+  void Build(size_t part, size_t first, size_t last) {
+    if (first == last) return;
+    if (part >= boxes_.size()) boxes_.resize(part + 1);
+    FloatBox box{points_[first].at, points_[first].at};
+    for (size_t i = first; i < last; ++i) {
+      for (int k = 0; k < 3; ++k) {
+        box.min[k] = std::min(box.min[k], points_[i].at[k]);
+        box.max[k] = std::max(box.max[k], points_[i].at[k]);
       }
     }
-    const double off = centre[axes_[middle]] - point[axes_[middle]];
-    if (off <= reach_) Search(centre, but, first, middle);
-    if (-off <= reach_) Search(centre, but, middle + 1, last);
+    boxes_[part] = box;
+    if (last - first <= kLeaf) return;
+    int axis = 0;
+    for (const int k : {1, 2}) {
+      if (double(box.max[k]) - box.min[k] > double(box.max[axis]) - box.min[axis]) axis = k;
+    }
+    const size_t middle = Middle(first, last);
+    const auto at = [this](size_t i) { return points_.begin() + static_cast<std::ptrdiff_t>(i); };
+    // Equal ones are parted by the other axes: both parts of a plane would be searched for each point of it.
+    std::nth_element(at(first), at(middle), at(last), [axis](const Placed& a, const Placed& b) {
+      for (int k = axis; k < axis + 2; ++k) {
+        if (a.at[k % 3] != b.at[k % 3]) return a.at[k % 3] < b.at[k % 3];
+      }
+      return a.at[(axis + 2) % 3] < b.at[(axis + 2) % 3];
+    });
+    Build(2 * part, first, middle);
+    Build(2 * part + 1, middle, last);
   }
 
-  const RepairedMesh& mesh_;
-  std::vector<int> points_;
-  std::vector<unsigned char> axes_;
+  static size_t Middle(size_t first, size_t last) { return first + (last - first) / 2; }
+
+  void Search(const Placed& from, double reach) {
+    near_.clear();
+    centre_ = PointOf(from.at);
+    but_ = from.number;
+    Shorten(reach);
+    Search(1, 0, points_.size());
+  }
+
+  void Search(size_t part, size_t first, size_t last) {
+    if (last - first <= kLeaf) {
+      for (size_t i = first; i < last; ++i) Try(points_[i]);
+      return;
+    }
+    const size_t middle = Middle(first, last);
+    const double low = SquareTo(2 * part), high = SquareTo(2 * part + 1);
+    // The nearer ones first: the others are seldom near enough then.
+    for (const bool lower : {low <= high, low > high}) {
+      if ((lower ? low : high) > square_) continue;
+      lower ? Search(2 * part, first, middle) : Search(2 * part + 1, middle, last);
+    }
+  }
+
+  double SquareTo(size_t part) const {
+    const FloatBox& box = boxes_[part];
+    double square = 0;
+    for (int k = 0; k < 3; ++k) {
+      const double c = centre_[size_t(k)];
+      const double off = std::max({double(box.min[k]) - c, c - double(box.max[k]), 0.0});
+      square += off * off;
+    }
+    return square;
+  }
+
+  void Try(const Placed& point) {
+    if (point.number == but_) return;
+    const Point off = Minus(centre_, PointOf(point.at));
+    if (Dot(off, off) > square_) return;
+    const double distance = Norm(off);
+    if (distance > reach_) return;
+    near_.push_back({distance, point.number});
+    std::push_heap(near_.begin(), near_.end());
+    if (near_.size() <= most_) return;
+    std::pop_heap(near_.begin(), near_.end());
+    near_.pop_back();
+    Shorten(near_.front().first);
+  }
+
+  void Shorten(double reach) {
+    reach_ = reach;
+    square_ = reach * reach * (1 + 1e-12);  // rounding keeps nothing away
+  }
+
+  std::vector<Placed> points_;
+  std::vector<FloatBox> boxes_;  // of the parts
+  std::vector<float> nearest_;   // by number: no other point is nearer
+  // A search.
   std::vector<std::pair<double, int>> near_;  // a heap, the farthest in front
+  size_t most_ = 0;
+  Point centre_;
+  int but_ = 0;
   double reach_ = 0;
+  double square_ = 0;  // of the reach, or a little more
+  std::array<Found, 16> last_found_;
 };
 
-/// The facets of each point.
-class FacetLists {
+/// Things in the order of the points that they belong to.
+template <class Thing>
+class Lists {
  public:
-  explicit FacetLists(const RepairedMesh& mesh)
-      : first_(mesh.points.size() + 1, 0), all_(3 * mesh.facets.size()) {
-    for (const R_INT4& facet : mesh.facets) {
-      for (int k = 0; k < 3; ++k) ++first_[size_t(facet[k])];
-    }
-    for (size_t i = 1; i < first_.size(); ++i) first_[i] += first_[i - 1];
-    for (size_t i = mesh.facets.size(); i-- > 0;) {
-      for (int k = 0; k < 3; ++k) all_[--first_[size_t(mesh.facets[i][k])]] = int(i);
-    }
+  /// `add_all(add)` calls add(point, thing) for everything, in the order of each list, and is called twice.
+  template <class AddAll>
+  Lists(size_t points, AddAll add_all) : first_(points + 2, 0) {
+    add_all([this](int point, const Thing&) { ++first_[size_t(point) + 2]; });
+    for (size_t i = 2; i < first_.size(); ++i) first_[i] += first_[i - 1];
+    all_.resize(first_.back());
+    add_all([this](int point, const Thing& thing) { all_[first_[size_t(point) + 1]++] = thing; });
   }
-  trq::Span<const int> Of(int point) const {
+  trq::Span<const Thing> Of(int point) const {
     const size_t first = first_[size_t(point)];
     return {all_.data() + first, first_[size_t(point) + 1] - first};
   }
 
  private:
-  std::vector<size_t> first_;  // where each point's facets begin in all_
-  std::vector<int> all_;
+  std::vector<uint32_t> first_;  // where each point's things begin in all_
+  std::vector<Thing> all_;
 };
 
-/// Points that may become one, two and two.
+using FacetLists = Lists<int>;
+FacetLists ListsOf(const RepairedMesh& mesh) {
+  return {mesh.points.size(), [&mesh](auto add) {
+            for (size_t i = 0; i < mesh.facets.size(); ++i) {
+              for (int k = 0; k < 3; ++k) add(mesh.facets[i][k], int(i));
+            }
+          }};
+}
+
+/// Points that may become one, two and two: the ends of two open edges, or the corners of two facets.
 struct Candidate {
-  double distance;                           ///< the largest of the pairs
-  std::array<std::pair<int, int>, 3> pairs;  ///< equal ones where there is nothing to do
-  std::array<size_t, 2> edges;               ///< numbers of the open edges; equal for two facets
-
-  bool operator<(const Candidate& other) const {
-    if (distance != other.distance) return distance < other.distance;
-    return edges != other.edges ? edges < other.edges : pairs < other.pairs;
-  }
+  double distance;  ///< the largest of the pairs
+  uint32_t first;   ///< numbers of the open edges or facets
+  uint32_t second;
+  /// How they lie on each other. Edges: 1 when the lower end of one comes to the higher of the other.
+  /// Facets: kFacets and by how much the first and the second are rotated, and whether the second is turned.
+  uint32_t turn;
 };
+constexpr uint32_t kFacets = 2;
 
 class Stitching {
  public:
@@ -122,20 +230,28 @@ class Stitching {
   /// False when nothing is open.
   bool Run(double reach) {
     reach_ = reach;
-    FindOpenEdges();
+    if (changed_) Look();
     if (open_.empty()) return false;
-    candidates_.clear();
-    FindEdges();
-    FindFacets();
-    std::sort(candidates_.begin(), candidates_.end());
-    Join();
+    stitched_.assign(open_.size(), false);
+    last_.reset();
+    do {
+      limit_.reset();
+      candidates_.clear();
+      FindEdges();
+      FindFacets();
+      std::sort(candidates_.begin(), candidates_.end(),
+                [this](const Candidate& a, const Candidate& b) { return Before(a, b); });
+      for (const Candidate& candidate : candidates_) Join(candidate);
+      if (limit_) last_ = limit_;
+    } while (limit_);
+    if (changed_) Move();
     return true;
   }
 
   /// Counts what was done.
   void Report() {
     if (!given_) return;
-    FindOpenEdges();
+    if (changed_) FindOpenEdges();
     done_.stitched_edges += int(open_at_first_ - open_.size()) / 2;
     for (size_t i = 0; i < clusters_.size(); ++i) {
       const int point = int(i);
@@ -148,46 +264,107 @@ class Stitching {
  private:
   void FindOpenEdges() {
     open_.clear();
-    open_sides_.assign(mesh_.facets.size(), 0);
-    ForEachEdge(SortedEdges(mesh_.facets), [this](EdgeUses uses) {
+    std::vector<unsigned char> open_sides(mesh_.facets.size(), 0);
+    ForEachEdge(SortedEdges(mesh_.facets), [&](EdgeUses uses) {
       if (uses.size() % 2 == 0) return;
       open_.push_back(uses[0].edge);
-      if (uses.size() == 1) ++open_sides_[size_t(uses[0].facet)];
+      if (uses.size() == 1) ++open_sides[size_t(uses[0].facet)];
     });
+    loose_.clear();
+    for (size_t i = 0; i < open_sides.size(); ++i) {
+      if (open_sides[i] > 1) loose_.push_back(int(i));
+    }
     if (!given_) open_at_first_ = open_.size();
+  }
+
+  /// What is open and what lies near it: the same until something is joined.
+  void Look() {
+    arcs_.reset();
+    end_tree_.reset();
+    tree_.reset();
+    lists_.reset();
+    FindOpenEdges();
+    if (open_.empty()) return;
+    changed_ = false;
+    arcs_.emplace(mesh_.points.size(), [this](auto add) {
+      for (size_t i = 0; i < open_.size(); ++i) {
+        const auto [a, b] = EndsOf(open_[i]);
+        add(a, {b, uint32_t(i)});
+        add(b, {a, uint32_t(i)});
+      }
+    });
+    std::vector<float> reaches(mesh_.points.size(), -1);
+    const auto reach_at = [&](int point, double reach) {
+      float& at = reaches[size_t(point)];
+      at = std::max(at, std::nextafter(float(std::min(tolerance_, reach)), kInfinity));
+    };
+    for (const uint64_t edge : open_) {
+      const auto [a, b] = EndsOf(edge);
+      for (const int end : {a, b}) reach_at(end, Distance(mesh_.At(a), mesh_.At(b)) / 2);
+    }
+    const auto not_ends = std::count(reaches.begin(), reaches.end(), -1.0F);
+    end_tree_.emplace(mesh_, reaches);
+    if (loose_.empty()) return;
+    lists_ = std::make_shared<const FacetLists>(ListsOf(mesh_));
+    reaches.assign(reaches.size(), -1);
+    for (size_t i = 0; i < reaches.size(); ++i) {
+      if (!lists_->Of(int(i)).empty()) reaches[i] = 0;
+    }
+    if (std::count(reaches.begin(), reaches.end(), -1.0F) == not_ends) return;
+    for (const int facet : loose_) {
+      for (int k = 0; k < 3; ++k) reach_at(mesh_.Facet(facet)[k], ReachOf(mesh_.Facet(facet)));
+    }
+    tree_.emplace(mesh_, std::move(reaches));
+  }
+
+  /// How far the corners of a facet may be moved: half its shortest edge.
+  double ReachOf(const R_INT4& t) const {
+    double reach = tolerance_;
+    for (int k = 0; k < 3; ++k) {
+      reach = std::min(reach, Distance(mesh_.At(t[k]), mesh_.At(t[(k + 1) % 3])) / 2);
+    }
+    return reach;
   }
 
   static std::pair<int, int> EndsOf(uint64_t edge) { return {int(edge >> 32), int(edge & 0xFFFFFFFFu)}; }
 
   /// Pairs of open edges whose ends lie together.
   void FindEdges() {
-    std::vector<int> ends;
-    for (const uint64_t edge : open_) {
-      const auto [a, b] = EndsOf(edge);
-      ends.push_back(a);
-      ends.push_back(b);
-    }
-    std::sort(ends.begin(), ends.end());
-    ends.erase(std::unique(ends.begin(), ends.end()), ends.end());
-    PointTree tree(mesh_, std::move(ends));
     std::vector<int> near_a, near_b;
+    const size_t most_tries = kTriesAnyway + kTriesAnEdge * open_.size();
+    size_t tries = 0;
     for (size_t i = 0; i < open_.size(); ++i) {
+      if (stitched_[i]) continue;
       const auto [a, b] = EndsOf(open_[i]);
-      tree.Near(a, reach_, near_a);
-      tree.Near(b, reach_, near_b);
       const double length = Distance(mesh_.At(a), mesh_.At(b));
+      // Ends farther apart than half of an edge belong to the two sides of a hole.
+      const double reach = std::min(Reach(), length / 2);
+      if (!end_tree_->HasNear(a, reach) && !end_tree_->HasNear(b, reach)) continue;
+      const size_t most = tries < most_tries ? kMostNear : kNearThen;
+      end_tree_->Near(mesh_, a, reach, most, near_a);
+      end_tree_->Near(mesh_, b, reach, most, near_b);
+      const auto pair = [&, a = a, b = b](int c, const Arc& arc) {
+        const size_t j = arc.edge;
+        if (j <= i || stitched_[j]) return;
+        const double distance =
+            std::max(Distance(mesh_.At(a), mesh_.At(c)), Distance(mesh_.At(b), mesh_.At(arc.to)));
+        if (distance > std::min(length, Distance(mesh_.At(c), mesh_.At(arc.to))) / 2) return;
+        Add({distance, uint32_t(i), uint32_t(j), c < arc.to ? 0U : 1U});
+      };
       for (const int c : near_a) {
+        const trq::Span<const Arc> arcs = arcs_->Of(c);
+        if (arcs.size() <= near_b.size()) {
+          tries += arcs.size();
+          for (const Arc& arc : arcs) {
+            if (std::find(near_b.begin(), near_b.end(), arc.to) != near_b.end()) pair(c, arc);
+          }
+          continue;
+        }
+        tries += near_b.size();
         for (const int d : near_b) {
-          if (c == d) continue;
-          const auto other = std::lower_bound(open_.begin(), open_.end(), EdgeBetween(c, d));
-          if (other == open_.end() || *other != EdgeBetween(c, d)) continue;
-          const auto j = size_t(other - open_.begin());
-          if (j <= i) continue;
-          const double distance =
-              std::max(Distance(mesh_.At(a), mesh_.At(c)), Distance(mesh_.At(b), mesh_.At(d)));
-          // Ends farther apart belong to the two sides of a hole.
-          if (distance > std::min(length, Distance(mesh_.At(c), mesh_.At(d))) / 2) continue;
-          candidates_.push_back({distance, {{{a, c}, {b, d}, {a, a}}}, {i, j}});
+          const auto arc = std::lower_bound(arcs.begin(), arcs.end(), d,
+                                            [](const Arc& of_c, int point) { return of_c.to < point; });
+          if (arc != arcs.end() && arc->to == d) pair(c, *arc);
         }
       }
     }
@@ -195,40 +372,36 @@ class Stitching {
 
   /// Facets with two open edges that lie on another one: nearly given twice.
   void FindFacets() {
-    std::vector<int> loose;
-    for (size_t i = 0; i < mesh_.facets.size(); ++i) {
-      if (open_sides_[i] > 1) loose.push_back(int(i));
-    }
-    if (loose.empty()) return;
-    const FacetLists lists(mesh_);
-    std::vector<int> all;
-    for (int i = 0; i < int(mesh_.points.size()); ++i) {
-      if (!lists.Of(i).empty()) all.push_back(i);
-    }
-    PointTree tree(mesh_, std::move(all));
+    if (loose_.empty()) return;
+    PointTree& tree = tree_ ? *tree_ : *end_tree_;
     std::vector<int> near;
-    for (const int facet : loose) {
+    const size_t most_tries = kTriesAnyway + kTriesAnEdge * loose_.size();
+    size_t tries = 0;
+    for (const int facet : loose_) {
+      int rotated = 0;
       R_INT4 t = mesh_.Facet(facet);
-      for (int turn = 0; turn < 2 && lists.Of(t[1]).size() < lists.Of(t[0]).size(); ++turn) t = Rotated(t, 1);
-      double shortest = tolerance_ * 2;
-      for (int k = 0; k < 3; ++k) {
-        shortest = std::min(shortest, Distance(mesh_.At(t[k]), mesh_.At(t[(k + 1) % 3])));
-      }
-      tree.Near(t[0], reach_, near);
+      for (; rotated < 2 && lists_->Of(t[1]).size() < lists_->Of(t[0]).size(); ++rotated) t = Rotated(t, 1);
+      const double reach = std::min(Reach(), ReachOf(t));
+      bool any = false;
+      for (int k = 0; k < 3; ++k) any = any || tree.HasNear(t[k], reach);
+      if (!any) continue;
+      tree.Near(mesh_, t[0], reach, tries < most_tries ? kMostNear : kNearThen, near);
       for (const int point : near) {
-        const auto others = lists.Of(point);
+        const auto others = lists_->Of(point);
         for (const int other : others.First(std::min(others.size(), kMostFacetsTried))) {
+          ++tries;
           if (other == facet || HasEqualIndices(mesh_.Facet(other))) continue;
-          R_INT4 u = mesh_.Facet(other);
-          while (u[0] != point) u = Rotated(u, 1);
-          for (int swapped = 0; swapped < 2; ++swapped, std::swap(u[1], u[2])) {
-            Candidate candidate{0, {}, {open_.size(), open_.size()}};
-            for (int k = 0; k < 3; ++k) {
-              candidate.pairs[size_t(k)] = {t[k], u[k]};
-              candidate.distance = std::max(candidate.distance, Distance(mesh_.At(t[k]), mesh_.At(u[k])));
+          int by = 0;
+          while (mesh_.Facet(other)[by] != point) ++by;
+          for (const int turned : {0, 1}) {
+            Candidate candidate{0, uint32_t(facet), uint32_t(other),
+                                kFacets + uint32_t(rotated + 3 * by + 9 * turned)};
+            bool joined = given_ != nullptr;
+            for (const auto& [p, q] : PairsOf(candidate)) {
+              candidate.distance = std::max(candidate.distance, Distance(mesh_.At(p), mesh_.At(q)));
+              joined = joined && Find(p) == Find(q);
             }
-            if (candidate.distance > 0 && candidate.distance <= std::min(reach_, shortest / 2))
-              candidates_.push_back(candidate);
+            if (candidate.distance > 0 && candidate.distance <= reach && !joined) Add(candidate);
           }
         }
       }
@@ -237,16 +410,60 @@ class Stitching {
 
   static R_INT4 Rotated(const R_INT4& t, int by) { return {t[by % 3], t[(by + 1) % 3], t[(by + 2) % 3]}; }
 
+  // --- candidates -----------------------------------------------------------------------------------------
+
+  /// The points that would become one; equal ones where there is nothing to do.
+  std::array<std::pair<int, int>, 3> PairsOf(const Candidate& candidate) const {
+    const auto [first, second] = std::pair(candidate.first, candidate.second);
+    if (candidate.turn < kFacets) {
+      const auto [a, b] = EndsOf(open_[first]);
+      const auto [c, d] = EndsOf(open_[second]);
+      const bool crossed = candidate.turn == 1;
+      return {{{a, crossed ? d : c}, {b, crossed ? c : d}, {a, a}}};
+    }
+    const int turn = int(candidate.turn - kFacets);
+    const R_INT4 t = Rotated(mesh_.facets[first], turn % 3);
+    R_INT4 u = Rotated(mesh_.facets[second], turn / 3 % 3);
+    if (turn >= 9) std::swap(u[1], u[2]);
+    return {{{t[0], u[0]}, {t[1], u[1]}, {t[2], u[2]}}};
+  }
+
+  /// The nearest first, edges before facets.
+  bool Before(const Candidate& a, const Candidate& b) const {
+    if (a.distance != b.distance) return a.distance < b.distance;
+    const bool facets_a = a.turn >= kFacets, facets_b = b.turn >= kFacets;
+    if (facets_a != facets_b) return facets_b;
+    if (facets_a) return PairsOf(a) < PairsOf(b);
+    return std::tie(a.first, a.second, a.turn) < std::tie(b.first, b.second, b.turn);
+  }
+
+  /// How far apart points may be to be of use in this batch.
+  double Reach() const { return limit_ ? std::min(reach_, limit_->distance) : reach_; }
+
+  /// Keeps the nearest of those that come after the last batch: so memory stays small where there are many.
+  void Add(const Candidate& candidate) {
+    if ((last_ && !Before(*last_, candidate)) || (limit_ && !Before(candidate, *limit_))) return;
+    candidates_.push_back(candidate);
+    const size_t batch = std::max<size_t>(1 << 16, open_.size() / 2);
+    if (candidates_.size() < 2 * batch) return;
+    const auto end = candidates_.begin() + static_cast<std::ptrdiff_t>(batch);
+    std::nth_element(candidates_.begin(), end - 1, candidates_.end(),
+                     [this](const Candidate& a, const Candidate& b) { return Before(a, b); });
+    limit_ = *(end - 1);
+    candidates_.erase(end, candidates_.end());
+  }
+
   // --- joining ------------------------------------------------------------------------------------------
 
   /// Points as they were given that became one, named by the lowest of them.
   struct Cluster {
     int parent;
-    int next;       ///< the next point of the cluster, or -1
-    int last;       ///< of a cluster's name: its last point
-    size_t facets;  ///< of all points
-    int best;       ///< the point with the most facets
-    Box box;
+    int next;         ///< the next point of the cluster, or -1
+    int last;         ///< of a cluster's name: its last point
+    uint32_t facets;  ///< of all points
+    int best;         ///< the point with the most facets
+    PbVec3f low;      ///< their box
+    PbVec3f high;
   };
   int Find(int point) {
     while (clusters_[size_t(point)].parent != point) {
@@ -263,6 +480,8 @@ class Stitching {
     return m != n ? (m > n ? a : b) : std::min(a, b);
   }
 
+  static Box BoxOfCluster(const Cluster& cluster) { return {PointOf(cluster.low), PointOf(cluster.high)}; }
+
   /// Where a cluster will be: its best point, but on the sides of the mesh's box that it touches. False when
   /// that is no place.
   bool PlaceOf(const Box& box, int best, PbVec3f& place) const {
@@ -277,20 +496,13 @@ class Stitching {
     return true;
   }
 
-  bool MayJoin(int a, int b) {
+  /// Whether two clusters have a place together.
+  bool MayMeet(int a, int b) {
     a = Find(a);
     b = Find(b);
     if (a == b) return true;
-    if (At(a).facets > At(b).facets) std::swap(a, b);
-    for (int point = a; point >= 0; point = At(point).next) {
-      for (const int facet : given_->Of(point)) {
-        for (int k = 0; k < 3; ++k) {
-          if (Find(mesh_.Facet(facet)[k]) == b) return false;  // it would lose a corner
-        }
-      }
-    }
-    Box box = At(a).box;
-    box.Add(At(b).box);
+    Box box = BoxOfCluster(At(a));
+    box.Add(BoxOfCluster(At(b)));
     PbVec3f place;
     if (!PlaceOf(box, Better(At(a).best, At(b).best), place)) return false;
     Point farthest;
@@ -299,6 +511,28 @@ class Stitching {
       farthest[k] = std::max(box.max[k] - c, c - box.min[k]);
     }
     return Norm(farthest) <= tolerance_;
+  }
+
+  /// Whether a facet would lose a corner if two clusters became one; of clusters with many facets each this
+  /// is only looked up, unless `search_many`.
+  bool ShareFacet(int a, int b, bool search_many) {
+    a = Find(a);
+    b = Find(b);
+    if (a == b) return false;
+    if (At(a).facets > At(b).facets) std::swap(a, b);
+    const bool many = At(a).facets > kMostFacetsTried;
+    if (many && !search_many) return shared_.count({a, b}) > 0;
+    if (many != search_many) return false;
+    for (int point = a; point >= 0; point = At(point).next) {
+      for (const int facet : given_->Of(point)) {
+        for (int k = 0; k < 3; ++k) {
+          if (Find(mesh_.Facet(facet)[k]) != b) continue;
+          if (many) shared_.insert({a, b});
+          return true;
+        }
+      }
+    }
+    return false;
   }
 
   void Unite(int a, int b) {
@@ -311,54 +545,77 @@ class Stitching {
     At(a).last = At(b).last;
     At(a).facets += At(b).facets;
     At(a).best = Better(At(a).best, At(b).best);
-    At(a).box.Add(At(b).box);
+    for (int k = 0; k < 3; ++k) {
+      At(a).low[k] = std::min(At(a).low[k], At(b).low[k]);
+      At(a).high[k] = std::max(At(a).high[k], At(b).high[k]);
+    }
   }
 
-  void Join() {
-    if (candidates_.empty()) return;
+  void Join(const Candidate& candidate) {
+    const bool edges = candidate.turn < kFacets;
+    if (edges && (stitched_[candidate.first] || stitched_[candidate.second])) return;
     if (!given_) {
-      given_.emplace(mesh_);
+      given_ = lists_ ? lists_ : std::make_shared<const FacetLists>(ListsOf(mesh_));
       given_points_ = mesh_.points;
+      clusters_.reserve(mesh_.points.size());
       for (int i = 0; i < int(mesh_.points.size()); ++i) {
-        clusters_.push_back({i, -1, i, given_->Of(i).size(), i, {}});
-        clusters_.back().box.Add(mesh_.At(i));
+        const PbVec3f& point = mesh_.points[size_t(i)];
+        clusters_.push_back({i, -1, i, uint32_t(given_->Of(i).size()), i, point, point});
       }
     }
-    std::vector<bool> stitched(open_.size() + 1, false);
-    bool any = false;
-    for (const Candidate& candidate : candidates_) {
-      const auto [i, j] = candidate.edges;
-      if (stitched[i] || stitched[j]) continue;
-      bool may = true;
-      for (const auto& [a, b] : candidate.pairs) may = may && MayJoin(a, b);
-      if (!may) continue;
-      for (const auto& [a, b] : candidate.pairs) Unite(a, b);
-      any = true;
-      stitched[i] = stitched[j] = i != j;
+    const auto pairs = PairsOf(candidate);
+    for (const auto& [a, b] : pairs) {
+      if (!MayMeet(a, b)) return;
     }
-    if (!any) return;
+    for (const bool search_many : {false, true}) {
+      for (const auto& [a, b] : pairs) {
+        if (ShareFacet(a, b, search_many)) return;
+      }
+    }
+    for (const auto& [a, b] : pairs) Unite(a, b);
+    changed_ = true;
+    if (edges) stitched_[candidate.first] = stitched_[candidate.second] = true;
+  }
+
+  /// Moves what was joined to its place.
+  void Move() {
     for (size_t i = 0; i < mesh_.points.size(); ++i) {
       const int point = int(i);
       if (Find(point) != point || At(point).next < 0) continue;
-      PlaceOf(At(point).box, At(point).best, mesh_.points[i]);
+      PlaceOf(BoxOfCluster(At(point)), At(point).best, mesh_.points[i]);
     }
     for (R_INT4& facet : mesh_.facets) {
       for (int k = 0; k < 3; ++k) facet[k] = Find(facet[k]);
     }
   }
 
+  /// An open edge at a point.
+  struct Arc {
+    int to;
+    uint32_t edge;
+  };
+
   RepairedMesh& mesh_;
   const double tolerance_;
   const Box box_;
   MeshRepair& done_;
   double reach_ = 0;
+  bool changed_ = true;         // since Look
   std::vector<uint64_t> open_;  // edges with an odd number of facets, in order
   size_t open_at_first_ = 0;
-  std::vector<int> open_sides_;  // of each facet: edges that no other facet has
+  std::vector<int> loose_;  // facets with at least two edges that no other facet has
+  std::optional<Lists<Arc>> arcs_;
+  std::optional<PointTree> end_tree_;  // of the ends of open edges
+  std::optional<PointTree> tree_;      // of all corners; none where these are the same
+  std::shared_ptr<const FacetLists> lists_;
+  std::vector<bool> stitched_;  // of open edges
   std::vector<Candidate> candidates_;
-  std::optional<FacetLists> given_;  // before anything was joined, as the points and their clusters
+  std::optional<Candidate> last_;            // of the batch before
+  std::optional<Candidate> limit_;           // of this batch, when there are more
+  std::shared_ptr<const FacetLists> given_;  // before anything was joined, as the points and their clusters
   std::vector<PbVec3f> given_points_;
   std::vector<Cluster> clusters_;
+  std::set<std::pair<int, int>> shared_;  // clusters of many facets that share one
 };
 
 }  // namespace

@@ -6,12 +6,11 @@
 
 namespace trqprep {
 
-Point VatExcess(const CTL& mesh, const Matrix4& prepare, const std::array<double, 3>& vat, int64_t rotations,
-                bool stands) {
+Point VatExcess(const CTL& mesh, const Matrix4& prepare, const std::array<double, 3>& vat,
+                const std::vector<double>& turns, bool stands) {
   Point best{};
   double least = 1e300;
-  for (int64_t r = 0; r < rotations; ++r) {
-    const double degrees = double(r) * 360.0 / double(rotations);
+  for (const double degrees : turns) {
     const Box box = BoxAfter(mesh, Compose(Matrix4::Rotation(2, degrees), prepare));
     const Point size = box.Size();
     const Point over = {size[0] - vat[0], size[1] - vat[1], (stands ? box.max[2] : size[2]) - vat[2]};
@@ -27,7 +26,7 @@ Point VatExcess(const CTL& mesh, const Matrix4& prepare, const std::array<double
 constexpr double kRounding = 1e-5;  // what single precision may add to the size of a part
 
 std::optional<Message> TooBigForVat(const std::string& file, const std::string& part, const Point& excess,
-                                    const std::array<double, 3>& vat, Units units, int64_t rotations) {
+                                    const std::array<double, 3>& vat, Units units, size_t turns) {
   const char* unit = UnitsName(units);
   std::string by;
   Json where{{"part", TextToJson(part)}, {"exceeds", Json::object()}};
@@ -40,7 +39,7 @@ std::optional<Message> TooBigForVat(const std::string& file, const std::string& 
   if (by.empty()) return std::nullopt;
   return Finding(Code::kTooBigForVat, file,
                  fmt::format("too large for the vat of {} x {} x {} {}: by {} (best of {})", Plain(vat[0], 3),
-                             Plain(vat[1], 3), Plain(vat[2], 3), unit, by, Counted(rotations, "turn")))
+                             Plain(vat[1], 3), Plain(vat[2], 3), unit, by, Counted(int64_t(turns), "turn")))
       .At(where)
       .Hint("lay it down with 'trqprep transform', or name a larger --vat; is its unit right?");
 }

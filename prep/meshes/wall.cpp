@@ -6,11 +6,6 @@
 #include "trqprep/facet_distance.h"
 
 namespace trqprep {
-namespace {
-
-// Of ordinary parts a point takes some fifty.
-
-}  // namespace
 
 Wall MeasureWall(const CTL& outer, const CTL& inner, double thin) {
   const FacetDistances distances(inner);

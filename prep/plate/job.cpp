@@ -2,9 +2,12 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <set>
 #include <stdexcept>
+#include <type_traits>
 
 #include "trqprep/message.h"
 #include "trqprep/paths.h"
@@ -13,25 +16,85 @@
 namespace trqprep {
 namespace {
 
-// Stores what the command line says of a part.
-void StoreText(PartRequest& part, const JobField<PartRequest>& field, const std::string& text) {
-  if (const auto* whole = std::get_if<WholeMember<PartRequest>>(&field.member)) {
-    part.*whole->member = ParseWhole(text, whole->lowest, whole->highest);
-  } else if (const auto* number = std::get_if<double PartRequest::*>(&field.member)) {
-    part.** number = ParseNumber(text);
-  } else if (const auto* units = std::get_if<std::optional<Units> PartRequest::*>(&field.member)) {
-    part.** units = FileUnitsFromName(text);
-    if (!(part.**units)) throw std::invalid_argument("'" + text + "' is not mm, in, cm or m");
-  } else if (const auto* styles = std::get_if<std::vector<StyleRequest> PartRequest::*>(&field.member)) {
-    (part.**styles).push_back(ParseStyleRequest(text));
-  } else {
-    throw std::logic_error("a part has no such field on the command line");
+// One for each type of a field that the line knows by itself.
+template <class Owner>
+struct TextTaker {
+  Owner& owner;
+  const std::string& text;
+
+  void operator()(const WholeMember<Owner>& whole) const {
+    owner.*whole.member =
+        whole.word && text == whole.word ? whole.lowest - 1 : ParseWhole(text, whole.lowest, whole.highest);
   }
-}
+  void operator()(double Owner::*member) const { owner.*member = ParseNumber(text); }
+  void operator()(std::optional<double> Owner::*member) const { owner.*member = ParseNumber(text); }
+  void operator()(std::optional<Length> Owner::*member) const { owner.*member = ParseLength(text); }
+  void operator()(Turns Owner::*member) const { owner.*member = ParseTurns(text); }
+  void operator()(std::vector<StyleRequest> Owner::*member) const {
+    (owner.*member).push_back(ParseStyleRequest(text));
+  }
+  void operator()(std::optional<Units> Owner::*member) const {
+    owner.*member = FileUnitsFromName(text);
+    if (!(owner.*member)) throw std::invalid_argument("'" + text + "' is not mm, in, cm or m");
+  }
+  void operator()(std::optional<std::array<Length, 2>> Owner::*member) const {
+    const std::vector<std::string> lengths = Split(text, ':');
+    if (lengths.size() != 2) throw std::invalid_argument("'" + text + "' is not X:Y");
+    owner.*member = {ParseLength(lengths[0]), ParseLength(lengths[1])};
+    auto& [x, y] = *(owner.*member);
+    if (!x.unit) x.unit = y.unit;
+  }
+  template <class Other>
+  void operator()(Other Owner::*member) const {
+    if constexpr (std::is_enum_v<Other> && !std::is_same_v<Other, Units>) {
+      if (TakeWord(owner.*member, text)) return;
+    }
+    throw std::logic_error("no text says this field");
+  }
+};
 
 }  // namespace
 
-const char* FloorName(Floor floor) { return floor == Floor::kKeep ? "keep" : "lift"; }
+template <class Owner>
+void StoreText(Owner& owner, const JobField<Owner>& field, const std::string& text) {
+  std::visit(TextTaker<Owner>{owner, text}, field.member);
+}
+template void StoreText(Job&, const JobField<Job>&, const std::string&);
+template void StoreText(PartRequest&, const JobField<PartRequest>&, const std::string&);
+
+std::vector<double> Turns::All(int64_t otherwise) const {
+  if (!degrees.empty()) return degrees;
+  std::vector<double> all;
+  const int64_t count = equal > 0 ? equal : otherwise;
+  for (int64_t turn = 0; turn < count; ++turn) all.push_back(double(turn) * 360.0 / double(count));
+  return all;
+}
+
+Turns ListedTurns(const std::vector<double>& degrees) {
+  Turns turns;
+  for (const double asked : degrees) {
+    double turn = std::fmod(asked, 360.0);
+    if (turn < 0) turn += 360;
+    if (!(turn < 360)) turn = 0;  // what was below 0 by next to nothing
+    if (std::find(turns.degrees.begin(), turns.degrees.end(), turn) == turns.degrees.end()) {
+      turns.degrees.push_back(turn);
+    }
+  }
+  if (turns.degrees.empty() || turns.degrees.size() > size_t(kMostTurns)) {
+    throw std::invalid_argument(fmt::format("{} are not 1 to {} turns", turns.degrees.size(), kMostTurns));
+  }
+  return turns;
+}
+
+Turns ParseTurns(const std::string& text) {
+  if (text == "fixed") return ListedTurns({0});
+  std::vector<double> degrees;
+  for (const std::string& turn : Split(text, ':')) degrees.push_back(ParseNumber(turn));
+  if (degrees.size() > 1) return ListedTurns(degrees);
+  Turns turns;
+  turns.equal = ParseWhole(text, 1, kMostTurns);
+  return turns;
+}
 
 Code ParseCode(const std::string& text) {
   std::string name;
@@ -49,7 +112,16 @@ const std::vector<JobField<Job>>& JobFields() {
       {"units", nullptr, &Job::units, F::kReported},
       {"machine", "--machine", &Job::machine, F::kOfBuilds | F::kWhenSet, "NAME", "Machine type, or a profile of --machines"},
       {"vat", "--vat", &Job::vat, F::kReported},
-      {"rotations", "--rotations", WholeMember<Job>{&Job::rotations, 1, 24}, F::kReported, "N", "How many turns about Z are tried (1 to 24, default 24)"},
+      {"engine", "--engine", &Job::engine, F::kPlain, "grid|nest", "What searches places: the outlines of the parts (nest, the default) or a raster of 32 x 32 cells (grid)"},
+      {"gap", "--gap", &Job::gap, F::kWhenSet, "LENGTH", "Least distance of two pieces seen from above (default 2 mm, with --engine grid 0)"},
+      {"margin", "--margin", &Job::margin, F::kWhenSet, "LENGTH", "Least distance to the walls of the vat (default 5 mm, with --engine grid 0)"},
+      {"tolerance", "--tolerance", &Job::tolerance, F::kWhenSet, "LENGTH", "How much larger than the parts the outlines of the search may be (default 0.05 mm)"},
+      {"time", "--time", &Job::time, F::kWhenSet, "SECONDS", "What the search may take on a usual processor; counted in steps, never by the clock (default 10)"},
+      {"steps", nullptr, WholeMember<Job>{&Job::steps, 0, int64_t(kMostSeconds * kStepsPerSecond)}, F::kWhenSet},
+      {"order", "--order", &Job::order, F::kWhenSet, "size|given", "Which pieces get a place first: the largest (default), or in the order given"},
+      {"no-holes", "--no-holes", &Job::no_holes, F::kWhenSet, "", "Put no piece into a hole of another, seen from above"},
+      {"plates", "--plates", WholeMember<Job>{&Job::plates, 1, kMostCopies, "any"}, F::kOfBuilds | F::kWhenSet, "N", "Most plates: what finds no place goes to the next one; a number, or any (default 1). Other than 1, the folder holds a build folder a plate"},
+      {"rotations", "--rotations", WholeMember<Job>{&Job::rotations, 1, kMostTurns}, F::kReported, "N", "How many turns about Z are tried (1 to 24, default 24)"},
       {"seed", "--seed", WholeMember<Job>{&Job::seed, 0, 4294967295}, F::kReported, "N", "Seed of the search (default 1)"},
       {"drop", "--drop", &Job::drop, F::kReported, "", "Put the lowest point of every part at Z = 0"},
       {"floor", "--floor", &Job::floor, F::kWhenSet, "lift|keep", "What becomes of a part below Z = 0: moved up to it (default), or refused"},
@@ -69,11 +141,16 @@ const std::vector<JobField<Job>>& JobFields() {
 }
 
 const std::vector<JobField<PartRequest>>& PartFields() {
+  constexpr auto kWhenSet = JobField<PartRequest>::kWhenSet;
   static const std::vector<JobField<PartRequest>> fields = {
       {"file", nullptr, &PartRequest::path},
-      {"copies", "copies", WholeMember<PartRequest>{&PartRequest::copies, 1, 1000}},
+      {"copies", "copies", WholeMember<PartRequest>{&PartRequest::copies, 1, kMostCopies, "fill"}},
       {"rotate-z", "rotate-z", &PartRequest::rotate_z},
       {"units", "units", &PartRequest::units},
+      {"rotations", "rotations", &PartRequest::rotations, kWhenSet},
+      {"at", "at", &PartRequest::at, kWhenSet},
+      {"gap", "gap", &PartRequest::gap, kWhenSet},
+      {"plate", "plate", WholeMember<PartRequest>{&PartRequest::plate, 1, kMostCopies}, kWhenSet},
       {"style", "style", &PartRequest::styles},
   };
   return fields;
@@ -133,7 +210,7 @@ PartRequest ParsePart(const std::string& text) {
       StoreText(part, *found, setting.substr(equals + 1));
     } catch (const std::invalid_argument& error) {
       FailUsage(part.path, fmt::format("{}: {}", name, error.what()),
-                "for example PART.stl,copies=3,rotate-z=15,style=Fine.sty");
+                "for example PART.stl,copies=3,rotate-z=15,rotations=0:90:180,at=10mm:20mm,style=Fine.sty");
     }
   }
   return part;
@@ -144,6 +221,75 @@ void TellFolder(const Job& job, Message& message) {
   const size_t slash = job.file.rfind('/');
   message.Hint(fmt::format("{} names it; names there are seen from the folder of the job file, {}", job.file,
                            slash == std::string::npos ? "." : job.file.substr(0, slash + 1)));
+}
+
+std::optional<JobMistake> FindMistake(const Job& job) {
+  const auto millimetres = [&](const Length& length) { return length.In(Units::kMillimetre, job.units); };
+  const auto beyond = [&](const std::optional<Length>& length) {
+    return length && !(length->value >= 0 && millimetres(*length) <= kLongestMillimetres);
+  };
+  const char* const span = "from 0 to a kilometre, such as 2mm";
+  if (beyond(job.gap)) return JobMistake{"the gap is below 0 or longer than a kilometre", span, true};
+  if (beyond(job.margin)) return JobMistake{"the margin is below 0 or longer than a kilometre", span, true};
+  if (beyond(job.tolerance)) {
+    return JobMistake{"the tolerance is below 0 or longer than a kilometre", span, true};
+  }
+  if (job.time && !(*job.time >= 0 && *job.time <= kMostSeconds)) {
+    return JobMistake{"the time is out of range",
+                      fmt::format("give seconds from 0 to {}", int64_t(kMostSeconds)), true};
+  }
+  if (job.wall_limit && !(*job.wall_limit > 0)) {
+    return JobMistake{"the limit by the clock is not above 0", "give seconds, such as 30"};
+  }
+  if (job.time && job.steps >= 0) {
+    return JobMistake{"time and steps both say how long to search", "leave one of them away"};
+  }
+  const bool nest = job.engine == Engine::kNest;
+  const auto of_nest = [](const std::string& what) {
+    return JobMistake{what + " is not for the engine 'grid'",
+                      "--engine nest searches with it; in a job file engine = \"nest\""};
+  };
+  if (!nest && (job.time || job.steps >= 0)) return of_nest("a time");
+  if (!nest && job.wall_limit) return of_nest("a limit by the clock");
+  if (!nest && job.threads > 0) return of_nest("a number of threads");
+  if (!nest && job.tolerance && !job.gap) return of_nest("a tolerance without a gap");
+  if (!nest && job.order != Order::kSize) return of_nest("an order");
+  if (!nest && job.no_holes) return of_nest("'no-holes'");
+  if (!nest && job.plates != 1) return of_nest("a number of plates");
+  int64_t fills = 0;
+  for (const PartRequest& part : job.parts) {
+    const auto mistake = [&](const std::string& text, const std::string& hint) {
+      return JobMistake{part.path + ": " + text, hint};
+    };
+    if (beyond(part.gap)) {
+      return JobMistake{part.path + ": the gap is below 0 or longer than a kilometre", span, true};
+    }
+    if (part.at && std::max(std::abs(millimetres((*part.at)[0])), std::abs(millimetres((*part.at)[1]))) >
+                       kLongestMillimetres) {
+      return JobMistake{part.path + ": 'at' is farther away than a kilometre", "is its unit right?", true};
+    }
+    if (!nest && part.rotations.given()) return of_nest(part.path + ": 'rotations' of a part");
+    if (!nest && part.at) return of_nest(part.path + ": 'at'");
+    if (!nest && part.copies == kFill) return of_nest(part.path + ": 'copies=fill'");
+    if (part.at && part.copies != 1) {
+      return mistake("'at' is the place of one piece", "name the part once for each place, without copies");
+    }
+    if (part.at && part.rotations.given()) {
+      return mistake("'at' and 'rotations' exclude each other",
+                     "'rotate-z' turns a piece that has its place");
+    }
+    if (job.plates != kAnyPlates && part.plate > job.plates) {
+      return mistake(fmt::format("there is no plate {}", part.plate),
+                     fmt::format("--plates {} allows as many", part.plate));
+    }
+    if (part.copies == kFill && job.plates == kAnyPlates) {
+      return mistake("to fill any number of plates has no end", "give it a number of copies, or plates");
+    }
+    if (part.copies == kFill && ++fills == 2) {
+      return mistake("a second part is to fill the plate", "give one of them a number of copies");
+    }
+  }
+  return std::nullopt;
 }
 
 std::array<double, 3> Job::VatIn(Units wanted) const {

@@ -1,6 +1,7 @@
 #include "trqprep/job_file.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <stdexcept>
@@ -25,11 +26,11 @@ struct Entry {
 // Reads a job file's tables; whatever they cannot mean names its line.
 class Reader {
  public:
-  Reader(const std::string& path) : path_(path), folder_(path.substr(0, path.rfind('/') + 1)) {}
+  explicit Reader(const std::string& path) : path_(path), folder_(path.substr(0, path.rfind('/') + 1)) {}
 
-  Job Read() {
+  Job Read(InputFile&& file) {
     toml::table document;
-    const std::string text = ReadWholeFile(path_, "a job file");
+    const std::string text = ReadWholeFile(std::move(file), "a job file");
     try {
       document = ParseToml(text, path_);
     } catch (const TomlMistake& mistake) {
@@ -58,6 +59,10 @@ class Reader {
     }
     if (job.parts.empty()) {
       FailInput(Code::kJobFile, path_, "names no part", "write [[part]] and file = \"...\"");
+    }
+    if (const auto mistake = FindMistake(job)) {
+      Fail(mistake->malformed ? ExitCode::kInput : ExitCode::kUsage,
+           Message(Code::kJobFile, path_, mistake->text).Hint(mistake->hint));
     }
     return job;
   }
@@ -155,7 +160,30 @@ class Reader {
       Refuse(entry.node.source(), entry.key + ": " + error.what());
     }
   }
-  void Take(std::optional<Length>& length, const Entry& entry) const { Take(length.emplace(), entry); }
+  template <class Value>
+  void Take(std::optional<Value>& value, const Entry& entry) const {
+    Take(value.emplace(), entry);
+  }
+  void Take(std::array<Length, 2>& at, const Entry& entry) const {
+    const toml::array& lengths = List(entry, 2);
+    for (size_t i = 0; i < 2; ++i) Take(at[i], {entry.key, lengths[i], entry.given});
+  }
+  // A number, "fixed", or a list of degrees.
+  void Take(Turns& turns, const Entry& entry) const {
+    try {
+      if (const toml::array* array = entry.node.as_array()) {
+        std::vector<double> degrees(array->size());
+        for (size_t i = 0; i < degrees.size(); ++i) Take(degrees[i], {entry.key, (*array)[i], entry.given});
+        turns = ListedTurns(degrees);
+      } else if (entry.node.is_string()) {
+        turns = ParseTurns(Text(entry));
+      } else {
+        turns.equal = Whole(entry, 1, kMostTurns);
+      }
+    } catch (const std::invalid_argument& error) {
+      Refuse(entry.node.source(), entry.key + ": " + error.what());
+    }
+  }
   void Take(std::array<Length, 3>& vat, const Entry& entry) const {
     if (entry.node.is_string()) {
       try {
@@ -171,10 +199,12 @@ class Reader {
       if (!(vat[i].value > 0)) Refuse(entry.node.source(), "a side of the vat is not above 0");
     }
   }
-  void Take(Floor& floor, const Entry& entry) const {
-    const std::string name = Text(entry);
-    floor = name == FloorName(Floor::kKeep) ? Floor::kKeep : Floor::kLift;
-    if (name != FloorName(floor)) Refuse(entry, "is neither \"lift\" nor \"keep\"");
+  template <class Choice>
+  std::enable_if_t<std::is_enum_v<Choice>> Take(Choice& choice, const Entry& entry) const {
+    const auto& [first, second] = ChoiceWords<Choice>::kAll;
+    if (!TakeWord(choice, Text(entry))) {
+      Refuse(entry, fmt::format("is neither \"{}\" nor \"{}\"", first, second));
+    }
   }
   void Take(std::vector<Code>& codes, const Entry& entry) const {
     const toml::array* array = entry.node.as_array();
@@ -238,7 +268,8 @@ class Reader {
       return std::visit(
           [&](const auto& member) {
             if constexpr (std::is_same_v<decltype(member), const WholeMember<Owner>&>) {
-              owner.*member.member = Whole(entry, member.lowest, member.highest);
+              const bool word = member.word && entry.node.is_string() && Text(entry) == member.word;
+              owner.*member.member = word ? member.lowest - 1 : Whole(entry, member.lowest, member.highest);
             } else {
               Take(owner.*member, entry);
             }
@@ -276,7 +307,12 @@ class Writer {
       std::visit(
           [&](const auto& member) {
             if constexpr (std::is_same_v<decltype(member), const WholeMember<Owner>&>) {
-              Line(fmt::format("{}", owner.*member.member));
+              if (when_set_ && owner.*member.member == Owner().*member.member) return;
+              if (owner.*member.member >= member.lowest) {
+                Line(fmt::format("{}", owner.*member.member));
+              } else if (member.word) {
+                Line(Quoted(member.word));
+              }
             } else {
               Write(owner.*member);
             }
@@ -307,8 +343,24 @@ class Writer {
   void Write(const std::array<Length, 3>& vat) {
     Line(fmt::format("[{}, {}, {}]", Text(vat[0]), Text(vat[1]), Text(vat[2])));
   }
-  void Write(Floor floor) {
-    if (floor != Floor::kLift || !when_set_) Line(Quoted(FloorName(floor)));
+  void Write(const std::optional<double>& number) {
+    if (number) Write(*number);
+  }
+  void Write(const std::optional<std::array<Length, 2>>& at) {
+    if (at) Line(fmt::format("[{}, {}]", Text((*at)[0]), Text((*at)[1])));
+  }
+  void Write(const Turns& turns) {
+    if (turns.equal > 0) {
+      Line(fmt::format("{}", turns.equal));
+    } else if (turns.degrees == std::vector<double>{0}) {
+      Line(Quoted("fixed"));
+    } else if (turns.given()) {
+      Line(fmt::format("[{}]", fmt::join(turns.degrees, ", ")));
+    }
+  }
+  template <class Choice>
+  std::enable_if_t<std::is_enum_v<Choice>> Write(Choice choice) {
+    if (choice != Choice() || !when_set_) Line(Quoted(WordOf(choice)));
   }
   void Write(const std::vector<Code>& codes) {
     Json names = Json::array();
@@ -349,7 +401,11 @@ bool NamesJobFile(const std::string& path) {
   return path.size() > 5 && path.compare(path.size() - 5, 5, ".toml") == 0;
 }
 
-Job ReadJobFile(const std::string& path) { return Reader(path).Read(); }
+Job ReadJobFile(const std::string& path) { return Reader(path).Read(InputFile(path)); }
+
+Job ReadJobFile(const HeldFolder& folder, const std::string& name) {
+  return Reader(folder.PathOf(name)).Read(InputFile(folder, name));
+}
 
 std::string JobFileText(const Job& job) {
   return fmt::format("schema = \"{}\"\n", kJobSchema) + Writer(job.units).Fields(job, JobFields());

@@ -4,12 +4,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <set>
 
-#include "trq/placement.h"
+#include "prep/plate/searches.h"
 #include "trqprep/paths.h"
 #include "trqprep/sha256.h"
 #include "trqprep/stored_style.h"
@@ -21,103 +20,9 @@ namespace {
 
 constexpr double kContactMillimetres = 0.001;
 constexpr double kFloatingMillimetres = 30;
-constexpr size_t kMostComponents = 101;  // what the grid's tables take
-constexpr size_t kLongestName = 200;     // leaves room for "-100.ctl" in a file name
-
-Matrix4 TurnAboutZ(const Matrix4& prepare, double degrees) {
-  return Compose(Matrix4::Rotation(2, degrees), prepare);
-}
-
-Matrix4 ToCorner(const CTL& mesh, const Matrix4& matrix, double x, double y, bool drop) {
-  const Box box = BoxAfter(mesh, matrix);
-  return Compose(Matrix4::Translation(x - box.min[0], y - box.min[1], drop ? -box.min[2] : 0), matrix);
-}
-
-double AngleOf(const Plate& plate, int64_t rotation) {
-  return double(rotation) * 360.0 / double(plate.job.rotations);
-}
-
-// What the placement works on: a copy of each part, prepared, with at most 100 copies a component.
-struct Component {
-  size_t part;
-  int first_copy;
-  int copies;
-};
-
-std::vector<Component> Components(const Job& job, int64_t pieces) {
-  std::vector<Component> components;
-  for (size_t i = 0; i < job.parts.size(); ++i) {
-    int64_t left = std::min(job.parts[i].copies, pieces);
-    pieces -= left;
-    for (int first = 0; left > 0; first += GridEval::MAX_COPIES, left -= GridEval::MAX_COPIES) {
-      components.push_back({i, first, int(std::min<int64_t>(left, GridEval::MAX_COPIES))});
-    }
-  }
-  return components;
-}
-
-int64_t PieceCount(const Job& job) {
-  int64_t count = 0;
-  for (const PartRequest& part : job.parts) count += part.copies;
-  return count;
-}
-
-// Searches a place for the first `pieces` pieces.
-bool Search(const Plate& plate, int64_t pieces, GridEval& grid) {
-  for (const Component& component : Components(plate.job, pieces)) {
-    const PlatePart& part = plate.parts[component.part];
-    CTL copy;
-    part.input.mesh->copy(&copy);
-    ApplyToMesh(copy, part.prepare);
-    grid.add(copy, component.copies);
-  }
-  // The search draws from rand(): the seed makes it repeatable.
-  std::srand(static_cast<unsigned>(plate.job.seed));
-  return grid.find_placement() != 0;
-}
-
-GridEval MakeGrid(const Plate& plate) {
-  return GridEval(float(plate.vat[0]), float(plate.vat[1]), float(plate.vat[2]), int(plate.job.rotations));
-}
-
-// Says why there is no placement.
-void Explain(Observer& observer, const Plate& plate) {
-  const int64_t turns = plate.job.rotations, pieces = PieceCount(plate.job);
-  bool too_big = false;
-  for (const PlatePart& part : plate.parts) {
-    const Point over = VatExcess(*part.input.mesh, part.prepare, plate.vat, turns, true);
-    const auto message = TooBigForVat(part.request.path, part.name, over, plate.vat, plate.job.units, turns);
-    if (message) observer.Error(*message);
-    too_big = too_big || message;
-  }
-  if (too_big) return;
-  // The most pieces that find a place, with one more finding none.
-  int64_t placed = 0;
-  int64_t failing = pieces;
-  while (failing - placed > 1) {
-    const int64_t middle = placed + (failing - placed) / 2;
-    observer.Progress("looking for the reason", 0.5);
-    GridEval grid = MakeGrid(plate);
-    (Search(plate, middle, grid) ? placed : failing) = middle;
-  }
-  const Component last = Components(plate.job, failing).back();
-  const PlatePart& part = plate.parts[last.part];
-  const int copy = last.first_copy + last.copies;
-  observer.Error(
-      Message(Code::kNoPlacement, part.request.path,
-              fmt::format("{} of {} find a place, in the order given; copy {} of {} does not", placed,
-                          Counted(pieces, "piece"), copy, part.name))
-          .At({{"placed", placed}, {"piece_count", pieces}, {"part", TextToJson(part.name)}, {"copy", copy}})
-          .Hint("fewer copies, a larger --vat, more --rotations, or another --seed"));
-}
-
-void ApplyTo(const CTL& mesh, Piece& piece) {
-  piece.vertices.reserve(size_t(mesh.num_vertices()));
-  for (int i = 0; i < mesh.num_vertices(); ++i) {
-    const Point moved = piece.matrix.Apply(PointOf(mesh.vertices()[i]));
-    piece.box.Add(PointOf(piece.vertices.emplace_back(float(moved[0]), float(moved[1]), float(moved[2]))));
-  }
-}
+constexpr double kClearanceMillimetres = 0.0005;  // half of what is no fault of a gap
+constexpr double kToleranceMillimetres = 0.05;
+constexpr size_t kLongestName = 200;  // leaves room for "-100.ctl" in a file name
 
 // The value of a field that is reported.
 Json FieldToJson(const Job& job, const JobField<Job>& field) {
@@ -148,17 +53,86 @@ std::string FreshName(std::set<std::string>& taken, const std::string& stem, con
   return name;
 }
 
-Message OverlapFinding(const Overlap& overlap, const std::string& file, const std::string& what,
-                       const std::vector<std::string>& names, Units units) {
-  const std::string& first = names[overlap.first];
-  const std::string& second = names[overlap.second];
-  return Message(Code::kOverlap, file,
-                 fmt::format("{}{} and {} overlap seen from above, by at least {} {} near X {} Y {}", what,
-                             first, second, Plain(overlap.depth, 4), UnitsName(units), Plain(overlap.x, 2),
-                             Plain(overlap.y, 2)))
-      .At({{"pieces", Json::array({TextToJson(first), TextToJson(second)})},
-           {"x", NumberToJson(overlap.x)},
-           {"y", NumberToJson(overlap.y)}});
+namespace {
+
+// How near a piece stands to a wall, and where.
+struct WallDistance {
+  const char* wall;
+  double distance;
+  Point place;
+};
+
+std::vector<WallDistance> WallDistances(const Neighbours& pieces, size_t piece) {
+  std::vector<WallDistance> walls;
+  const PlacedShape& shape = pieces.shapes[piece];
+  for (const size_t axis : {0, 1}) {
+    for (const bool far : {false, true}) {
+      const double edge = (far ? pieces.boxes[piece].max : pieces.boxes[piece].min)[axis];
+      WallDistance found{axis == 0 ? (far ? "right" : "left") : (far ? "back" : "front"),
+                         far ? pieces.vat[axis] - edge : edge, pieces.boxes[piece].min};
+      for (int i = 0; i < 3 * shape.facets; ++i) {
+        const Point corner = PointOf(shape.vertices[shape.triangles[i / 3][i % 3]]);
+        if (corner[axis] != edge) continue;
+        found.place = corner;
+        break;
+      }
+      walls.push_back(found);
+    }
+  }
+  return walls;
+}
+
+}  // namespace
+
+std::vector<Message> FindNeighbours(Neighbours& pieces, const std::string& file, const std::string& what) {
+  std::vector<Message> findings;
+  const char* unit = UnitsName(pieces.units);
+  const auto add = [&](Code code, const std::string& text, const std::vector<size_t>& of, double x, double y,
+                       Json where) {
+    Json names = Json::array();
+    for (const size_t piece : of) names.push_back(TextToJson(pieces.names[piece]));
+    where.update({{"pieces", names}, {"x", NumberToJson(x)}, {"y", NumberToJson(y)}});
+    findings.push_back(
+        Message(code, file, fmt::format("{}{} near X {} Y {}", what, text, Plain(x, 2), Plain(y, 2)))
+            .At(where));
+  };
+  std::set<std::pair<size_t, size_t>> overlapping;
+  for (const Overlap& overlap : FindOverlaps(pieces.shapes, pieces.contact)) {
+    overlapping.insert({overlap.first, overlap.second});
+    add(Code::kOverlap,
+        fmt::format("{} and {} overlap seen from above, by at least {} {}", pieces.names[overlap.first],
+                    pieces.names[overlap.second], Plain(overlap.depth, 4), unit),
+        {overlap.first, overlap.second}, overlap.x, overlap.y, Json::object());
+  }
+  const double allowed = pieces.contact + pieces.rounding;
+  const auto wanted = [&](size_t i, size_t j) { return std::max(pieces.gaps[i], pieces.gaps[j]); };
+  const Distances distances =
+      MeasureDistances(pieces.shapes, [&](size_t i, size_t j) { return wanted(i, j) - allowed; });
+  pieces.closest = distances.smallest;
+  const auto short_by = [](double distance, double least) {
+    return Json{{"distance", NumberToJson(distance)}, {"wanted", NumberToJson(least)}};
+  };
+  for (const Nearness& near : distances.short_ones) {
+    if (overlapping.count({near.first, near.second}) != 0) continue;
+    const double gap = wanted(near.first, near.second);
+    add(Code::kGapSmall,
+        fmt::format("{} and {} are {} {} apart seen from above where {} are wanted,",
+                    pieces.names[near.first], pieces.names[near.second], Plain(near.distance, 4), unit,
+                    Plain(gap, 4)),
+        {near.first, near.second}, (near.from[0] + near.to[0]) / 2, (near.from[1] + near.to[1]) / 2,
+        short_by(near.distance, gap));
+  }
+  for (size_t i = 0; pieces.margin > 0 && i < pieces.shapes.size(); ++i) {
+    for (const WallDistance& wall : WallDistances(pieces, i)) {
+      // What reaches out of the vat is another finding.
+      if (wall.distance < -pieces.contact || wall.distance >= pieces.margin - allowed) continue;
+      add(Code::kGapSmall,
+          fmt::format("{} is {} {} from the {} wall where {} are wanted,", pieces.names[i],
+                      Plain(wall.distance, 4), unit, wall.wall, Plain(pieces.margin, 4)),
+          {i}, wall.place[0], wall.place[1], short_by(wall.distance, pieces.margin));
+    }
+  }
+  return findings;
 }
 
 std::string PieceName(const Plate& plate, const Piece& piece) {
@@ -198,21 +172,12 @@ InputMesh ReadPart(Observer& observer, const Job& job, const PartRequest& part, 
       ReadMesh(observer, {part.units.value_or(job.units), job.accept_partial, part.units || job.units_given},
                part.path, how);
   if (part.units && input.units_stated && input.units != *part.units) {
-    FailUsage(part.path,
+    FailUsage(input.path,
               fmt::format("the file states its unit, {}, and units={} is another", UnitsName(input.units),
                           UnitsName(*part.units)),
               "leave units= away; 'trqprep transform --scale' changes the size of a part");
   }
   return input;
-}
-
-std::optional<Message> TooManyParts(const Job& job) {
-  const size_t count = Components(job, PieceCount(job)).size();
-  if (count <= kMostComponents) return std::nullopt;  // the grid would leave out the others
-  return Message(Code::kNoPlacement, "",
-                 fmt::format("{} are more than the {} that can be placed together",
-                             Counted(int64_t(count), "part"), kMostComponents))
-      .Hint("divide them over several builds");
 }
 
 namespace {
@@ -225,7 +190,54 @@ double LowestOf(const InputMesh& input, Units units) {
 
 }  // namespace
 
-Plate LoadPlate(Observer& observer, const Job& job) {
+namespace {
+
+// The part that has read the file of this request, among those given.
+const PlatePart* ReaderOf(const PartRequest& request, const std::vector<PlatePart>& parts) {
+  const auto found = std::find_if(parts.begin(), parts.end(), [&](const PlatePart& other) {
+    return other.request.path == request.path && other.request.units == request.units;
+  });
+  return found != parts.end() ? &*found : nullptr;
+}
+
+bool SameStyles(const PartRequest& a, const PartRequest& b) {
+  return std::equal(a.styles.begin(), a.styles.end(), b.styles.begin(), b.styles.end(),
+                    [](const StyleRequest& p, const StyleRequest& q) {
+                      return p.path == q.path && p.banded == q.banded && p.from.value == q.from.value &&
+                             p.from.unit == q.from.unit && p.to.value == q.to.value && p.to.unit == q.to.unit;
+                    });
+}
+
+// Pieces that have their places are parts of their own; of those that differ in nothing else one brings the
+// file. It is named before the others, so that a folder's own files keep their names.
+void NameParts(std::vector<PlatePart>& parts) {
+  std::vector<const PlatePart*> first(parts.size(), nullptr);
+  for (size_t i = 0; i < parts.size(); ++i) {
+    const PartRequest& request = parts[i].request;
+    for (size_t k = 0; k < i && request.at && !first[i]; ++k) {
+      const PartRequest& other = parts[k].request;
+      if (!first[k] && other.at && other.path == request.path && other.units == request.units &&
+          SameStyles(other, request)) {
+        first[i] = &parts[k];
+      }
+    }
+    parts[i].shares_file = first[i] != nullptr;
+  }
+  std::set<std::string> taken;
+  for (const bool shared : {false, true}) {
+    for (size_t i = 0; i < parts.size(); ++i) {
+      PlatePart& part = parts[i];
+      if (part.shares_file != shared) continue;
+      const std::string& given = part.request.name;
+      part.name = FreshName(taken, shared ? first[i]->name : given.empty() ? Stem(part.request.path) : given);
+      part.file_name = shared ? first[i]->name : part.name;
+    }
+  }
+}
+
+}  // namespace
+
+Plate LoadPlate(Observer& observer, const Job& job, const Plate* known) {
   if (const auto message = TooManyParts(job)) Fail(ExitCode::kNoPlacement, *message);
   Plate plate;
   plate.job = job;
@@ -238,16 +250,15 @@ Plate LoadPlate(Observer& observer, const Job& job) {
     observer.Progress("reading " + job.parts[i].path, 0.3 * double(i) / double(job.parts.size()));
     PlatePart part;
     part.request = job.parts[i];
-    const auto end = job.parts.begin() + static_cast<std::ptrdiff_t>(i);
-    const auto same = std::find_if(job.parts.begin(), end, [&](const PartRequest& other) {
-      return other.path == end->path && other.units == end->units;
-    });
-    if (same != end) {
-      const PlatePart& other = plate.parts[size_t(same - job.parts.begin())];
-      part.input = other.input;
-      part.side_file = other.side_file;
-      part.remarks = other.remarks;
-      for (const Message& remark : part.remarks) observer.Say(remark);
+    const PlatePart* const before = ReaderOf(part.request, plate.parts);
+    const PlatePart* const reader = before || !known ? before : ReaderOf(part.request, known->parts);
+    if (reader) {
+      part.input = reader->input;
+      part.side_file = reader->side_file;
+      part.remarks = reader->remarks;
+      for (const Message& remark : part.remarks) {
+        if (before && !part.request.at) observer.Say(remark);
+      }
     } else {
       // Files stay open to be copied from.
       const size_t said = observer.messages().size();
@@ -269,45 +280,99 @@ Plate LoadPlate(Observer& observer, const Job& job) {
     const double factor = UnitsFactor(part.input.units, job.units);
     const Matrix4 scaled = Matrix4::Scaling(factor, factor, factor);
     const double lowest = LowestOf(part.input, job.units);
-    part.prepare = ToCorner(*part.input.mesh, TurnAboutZ(scaled, part.request.rotate_z), 0, 0,
-                            job.drop || IsLifted(lowest, job.units, job.floor));
+    part.prepare = ToCorner(*part.input.mesh, Compose(Matrix4::Rotation(2, part.request.rotate_z), scaled), 0,
+                            0, job.drop || IsLifted(lowest, job.units, job.floor));
     plate.parts.push_back(std::move(part));
   }
-  std::set<std::string> taken;
-  for (PlatePart& part : plate.parts) part.name = FreshName(taken, Stem(part.request.path));
+  NameParts(plate.parts);
   return plate;
+}
+
+std::optional<Message> TooManyParts(const Job& job) {
+  const bool grid = job.engine == Engine::kGrid;
+  const int64_t count = grid ? GridComponents(job) : PieceCount(job);
+  const int64_t most = grid ? kMostGridComponents : kMostNestedPieces;
+  if (count <= most) return std::nullopt;
+  return Message(Code::kNoPlacement, "",
+                 fmt::format("{} are more than the {} that can be placed together",
+                             Counted(count, grid ? "part" : "piece"), most))
+      .Hint("divide them over several builds");
 }
 
 bool PlacePieces(Observer& observer, Plate& plate) {
   observer.Progress("placing", 0.3);
-  GridEval grid = MakeGrid(plate);
-  const int64_t pieces = PieceCount(plate.job);
-  const std::vector<Component> components = Components(plate.job, pieces);
-  if (!Search(plate, pieces, grid)) {
-    Explain(observer, plate);
-    return false;
-  }
-  plate.cell = {grid.x_size, grid.y_size};
-  observer.Progress("moving the pieces", 0.5);
-  for (size_t c = 0; c < components.size(); ++c) {
-    const PlatePart& part = plate.parts[components[c].part];
-    for (int copy = 0; copy < components[c].copies; ++copy) {
-      const int component = int(c);
-      Piece& piece = plate.pieces.emplace_back();
-      piece.part = components[c].part;
-      piece.copy = components[c].first_copy + copy + 1;
-      piece.x = grid.x_shift(component, copy);
-      piece.y = grid.y_shift(component, copy);
-      piece.rotation = grid.z_rot(component, copy);
-      piece.rotation_index = int(std::lround(piece.rotation * double(plate.job.rotations) / 360));
-      piece.matrix =
-          ToCorner(*part.input.mesh, TurnAboutZ(part.prepare, AngleOf(plate, piece.rotation_index)), piece.x,
-                   piece.y, false);
-      ApplyTo(*part.input.mesh, piece);
-      plate.extent.Add(piece.box);
+  return plate.job.engine == Engine::kGrid ? SearchOnGrid(observer, plate) : SearchNest(observer, plate);
+}
+
+Matrix4 ToCorner(const CTL& mesh, const Matrix4& matrix, double x, double y, bool drop) {
+  const Box box = BoxAfter(mesh, matrix);
+  return Compose(Matrix4::Translation(x - box.min[0], y - box.min[1], drop ? -box.min[2] : 0), matrix);
+}
+
+int64_t PieceCount(const Job& job) {
+  int64_t count = 0;
+  for (const PartRequest& part : job.parts) count += std::max<int64_t>(part.copies, 1);
+  return count;
+}
+
+double GapOf(const Plate& plate, size_t part) {
+  const std::optional<Length>& own = plate.parts[part].request.gap;
+  return plate.job.Bare(own ? own : plate.job.gap);
+}
+
+double PlannedGap(const Plate& plate, double gap) {
+  if (gap == 0) return 0;
+  const double clearance = kClearanceMillimetres * UnitsFactor(Units::kMillimetre, plate.job.units);
+  return std::min(gap, 2 * (plate.vat[0] + plate.vat[1])) + clearance;
+}
+
+double ToleranceOf(const Job& job) {
+  return job.Bare(job.tolerance.value_or(Length{kToleranceMillimetres, Units::kMillimetre}));
+}
+
+std::array<double, 2> RoomOf(const Plate& plate) {
+  const double walls = 2 * plate.job.Bare(plate.job.margin);
+  return {plate.vat[0] - walls, plate.vat[1] - walls};
+}
+
+bool SayTooLarge(Observer& observer, const Plate& plate) {
+  const auto [length, width] = RoomOf(plate);
+  const std::array<double, 3> within = {std::max(length, 0.0), std::max(width, 0.0), plate.vat[2]};
+  bool found = false;
+  for (const PlatePart& part : plate.parts) {
+    // A piece that has its place has its turn too.
+    const std::vector<double> turns =
+        part.request.at ? std::vector<double>{0} : part.request.rotations.All(plate.job.rotations);
+    const auto too_big = [&](const std::array<double, 3>& room) {
+      return TooBigForVat(part.request.path, part.name,
+                          VatExcess(*part.input.mesh, part.prepare, room, turns, true), room, plate.job.units,
+                          turns.size());
+    };
+    auto message = too_big(plate.vat);
+    if (!message && !part.request.at) {
+      message = too_big(within);
+      if (message) {
+        message->text = fmt::format("with a margin of {} {} ", Plain(plate.job.Bare(plate.job.margin), 4),
+                                    UnitsName(plate.job.units)) +
+                        message->text;
+        message->Hint("a smaller --margin, or a larger --vat");
+      }
     }
+    if (message) observer.Error(*message);
+    found = found || message;
   }
-  return true;
+  return found;
+}
+
+void AddPiece(Plate& plate, Piece piece) {
+  const CTL& mesh = *plate.parts[piece.part].input.mesh;
+  piece.vertices.reserve(size_t(mesh.num_vertices()));
+  for (int i = 0; i < mesh.num_vertices(); ++i) {
+    const Point moved = piece.matrix.Apply(PointOf(mesh.vertices()[i]));
+    piece.box.Add(PointOf(piece.vertices.emplace_back(float(moved[0]), float(moved[1]), float(moved[2]))));
+  }
+  plate.extent.Add(piece.box);
+  plate.pieces.push_back(std::move(piece));
 }
 
 std::vector<Message> CheckPieces(Observer& observer, Plate& plate) {
@@ -315,8 +380,11 @@ std::vector<Message> CheckPieces(Observer& observer, Plate& plate) {
   std::vector<Message> findings;
   const double contact = ContactIn(plate.job.units);
   const char* unit = UnitsName(plate.job.units);
-  std::vector<std::string> names;
-  std::vector<PlacedShape> shapes;
+  Neighbours pieces;
+  pieces.units = plate.job.units;
+  pieces.contact = contact;
+  pieces.vat = plate.vat;
+  pieces.margin = plate.job.Bare(plate.job.margin);
   // One message a part and axis: copies reach out of the vat together.
   struct Outside {
     double by = 0;
@@ -328,14 +396,17 @@ std::vector<Message> CheckPieces(Observer& observer, Plate& plate) {
   for (size_t i = 0; i < plate.pieces.size(); ++i) {
     const Piece& piece = plate.pieces[i];
     const PlatePart& part = plate.parts[piece.part];
-    names.push_back(PieceName(plate, piece));
-    shapes.push_back({piece.vertices.data(), part.input.mesh->triangles(), part.input.mesh->num_triangles()});
+    pieces.names.push_back(PieceName(plate, piece));
+    pieces.shapes.push_back(
+        {piece.vertices.data(), part.input.mesh->triangles(), part.input.mesh->num_triangles()});
+    pieces.boxes.push_back(piece.box);
+    pieces.gaps.push_back(GapOf(plate, piece.part));
     for (size_t axis = 0; axis < 3; ++axis) {
       const double below = -piece.box.min[axis];
       const double above = piece.box.max[axis] - plate.vat[axis];
       if (below <= contact && above <= contact) continue;
       Outside& entry = outside[{piece.part, axis}];
-      if (entry.pieces++ == 0) entry.first = names[i];
+      if (entry.pieces++ == 0) entry.first = pieces.names[i];
       entry.by = std::max({entry.by, below, above});
       entry.below = entry.below || below > contact;
     }
@@ -352,13 +423,13 @@ std::vector<Message> CheckPieces(Observer& observer, Plate& plate) {
                                    {"piece_count", entry.pieces},
                                    {"axis", std::string(1, static_cast<char>('x' + key.second))}}));
   }
-  const std::vector<Overlap> overlaps = FindOverlaps(shapes, contact);
-  for (const Overlap& overlap : overlaps) {
-    findings.push_back(OverlapFinding(overlap, "", "pieces ", names, plate.job.units)
-                           .Hint("another --seed or a larger --vat gives another placement"));
+  observer.Progress("measuring distances", 0.7);
+  for (Message& finding : FindNeighbours(pieces, "", "pieces ")) {
+    findings.push_back(finding.Hint(finding.code == Code::kOverlap
+                                        ? "another --seed or a larger --vat gives another placement"
+                                        : "a part's 'at' and 'gap' decide, and --gap and --margin"));
   }
-  observer.Progress("measuring distances", 0.8);
-  plate.smallest_distance = overlaps.empty() ? SmallestDistance(shapes) : 0;
+  plate.closest = pieces.closest;
   return findings;
 }
 
@@ -378,7 +449,12 @@ Json DescribePlate(const Plate& plate) {
   for (const JobField<Job>& field : JobFields()) {
     if ((field.use & JobField<Job>::kReported) != 0) json[field.key] = FieldToJson(plate.job, field);
   }
-  json["cell"] = FloatsToJson(plate.cell);
+  const bool grid = plate.job.engine == Engine::kGrid;
+  json["engine"] = WordOf(plate.job.engine);
+  json["piece_gap"] = NumberToJson(plate.job.Bare(plate.job.gap));
+  json["margin"] = NumberToJson(plate.job.Bare(plate.job.margin));
+  json["search_steps"] = grid ? Json(nullptr) : Json(plate.job.steps);
+  json["cell"] = grid ? FloatsToJson(plate.cell) : Json(nullptr);
   json["inputs"] = Json::array();
   for (const PlatePart& part : plate.parts) {
     json["inputs"].push_back({{"part", TextToJson(part.name)},
@@ -386,6 +462,7 @@ Json DescribePlate(const Plate& plate) {
                               {"sha256", part.input.sha256},
                               {"copies", part.request.copies},
                               {"rotate_z", NumberToJson(part.request.rotate_z)},
+                              {"piece_gap", NumberToJson(GapOf(plate, size_t(&part - plate.parts.data())))},
                               {"units", UnitsName(part.input.units)},
                               {"facets", part.input.mesh->num_triangles()},
                               {"vertices", part.input.mesh->num_vertices()}});
@@ -403,8 +480,17 @@ Json DescribePlate(const Plate& plate) {
                               {"box", BoxToJson(piece.box)}});
   }
   json["extent"] = BoxToJson(plate.extent);
-  json["smallest_distance"] =
-      plate.smallest_distance < 0 ? Json(nullptr) : NumberToJson(plate.smallest_distance);
+  json["smallest_distance"] = nullptr;
+  json["closest_pair"] = nullptr;
+  if (const std::optional<Nearness>& closest = plate.closest) {
+    json["smallest_distance"] = NumberToJson(closest->distance);
+    Json names = Json::array();
+    for (const size_t i : {closest->first, closest->second}) {
+      names.push_back(TextToJson(PieceName(plate, plate.pieces[i])));
+    }
+    json["closest_pair"] = {{"names", names},
+                            {"points", {FloatsToJson(closest->from), FloatsToJson(closest->to)}}};
+  }
   return json;
 }
 

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <utility>
 
 namespace trqprep {
@@ -90,6 +91,12 @@ std::string OutlinePath(const Piece& piece, std::vector<Edge> edges, double to_m
 const std::string& OnPage(const std::string& text) { return text; }
 std::string OnPage(double value) { return Plain(value, 2); }
 
+// The longest of 1, 2 and 5, times a power of ten, that is no longer than `most`.
+double ScaleLength(double most) {
+  const double power = std::pow(10.0, std::floor(std::log10(most)));
+  return power * (most >= 5 * power ? 5 : most >= 2 * power ? 2 : 1);
+}
+
 }  // namespace
 
 std::string PlateSvg(const Plate& plate) {
@@ -113,7 +120,7 @@ std::string PlateSvg(const Plate& plate) {
   add(R"(<?xml version="1.0" encoding="UTF-8"?>
 <svg xmlns="http://www.w3.org/2000/svg" width="{0}mm" height="{1}mm" viewBox="0 0 {0} {1}">
 <title>{2} pieces in a vat of {3} x {4} {5}, seen from above</title>
-<style>text{{font-family:sans-serif;font-size:{6}px;fill:#222}}.line{{fill:none;stroke:#444;stroke-width:0.4}}.part{{fill:#9fc3e6;stroke:#1d4f7c;stroke-width:0.25;stroke-linejoin:round}}.used{{fill:none;stroke:#c2571a;stroke-width:0.25;stroke-dasharray:2}}.small{{fill:#c2571a}}</style>
+<style>text{{font-family:sans-serif;font-size:{6}px;fill:#222}}.line{{fill:none;stroke:#444;stroke-width:0.4}}.part{{fill:#9fc3e6;stroke:#1d4f7c;stroke-width:0.25;stroke-linejoin:round}}.used{{fill:none;stroke:#c2571a;stroke-width:0.25;stroke-dasharray:2}}.small{{fill:#c2571a}}.margin{{fill:none;stroke:#888;stroke-width:0.25;stroke-dasharray:1}}.near{{fill:none;stroke:#b00020;stroke-width:0.6;stroke-linecap:round}}.distance{{fill:#b00020}}</style>
 <defs>
 )",
       width, height, std::to_string(plate.pieces.size()), num(plate.vat[0]), num(plate.vat[1]), unit,
@@ -132,6 +139,11 @@ std::string PlateSvg(const Plate& plate) {
   add("</defs>\n<g transform=\"translate({} {}) scale(1 -1)\">\n"
       "<rect class=\"line\" x=\"0\" y=\"0\" width=\"{}\" height=\"{}\"/>\n",
       margin, margin + vat_y, vat_x, vat_y);
+  const double walls = plate.job.Bare(plate.job.margin) * to_mm;
+  if (walls > 0 && 2 * walls < std::min(vat_x, vat_y)) {
+    add("<rect class=\"margin\" x=\"{0}\" y=\"{0}\" width=\"{1}\" height=\"{2}\"/>\n", walls,
+        vat_x - 2 * walls, vat_y - 2 * walls);
+  }
   for (const Piece& piece : plate.pieces) {
     add("<use href=\"#{}\" x=\"{}\" y=\"{}\"/>\n", symbols[{piece.part, piece.rotation_index}],
         piece.x * to_mm, piece.y * to_mm);
@@ -141,6 +153,10 @@ std::string PlateSvg(const Plate& plate) {
   if (!used.Empty()) {
     add("<rect class=\"used\" x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\"/>\n", used.min[0] * to_mm,
         used.min[1] * to_mm, size[0] * to_mm, size[1] * to_mm);
+  }
+  if (const std::optional<Nearness>& closest = plate.closest) {
+    add("<path class=\"near\" d=\"M{} {}L{} {}\"/>\n", closest->from[0] * to_mm, closest->from[1] * to_mm,
+        closest->to[0] * to_mm, closest->to[1] * to_mm);
   }
   add("</g>\n<g text-anchor=\"middle\">\n");
   for (const Piece& piece : plate.pieces) {
@@ -158,12 +174,24 @@ std::string PlateSvg(const Plate& plate) {
         margin + vat_y - to_mm * (piece.box.min[1] + piece.box.max[1]) / 2, name, Plain(letters, 3),
         Plain(TurnOf(plate, piece), 1));
   }
+  if (const std::optional<Nearness>& closest = plate.closest) {
+    add("<text class=\"distance\" x=\"{}\" y=\"{}\">{} {}</text>\n",
+        margin + to_mm * (closest->from[0] + closest->to[0]) / 2,
+        margin + vat_y - to_mm * (closest->from[1] + closest->to[1]) / 2 - text_size / 3,
+        Plain(closest->distance, 3), unit);
+  }
+  add("<text x=\"{}\" y=\"{}\">front</text>\n", margin + vat_x / 2, margin + vat_y + text_size);
   add("</g>\n<text x=\"{}\" y=\"{}\">vat {} x {} {}</text>\n", margin, margin - text_size * 0.7,
       num(plate.vat[0]), num(plate.vat[1]), unit);
   if (!used.Empty()) {
     add("<text class=\"small\" x=\"{}\" y=\"{}\">used {} x {} {}, {} high</text>\n", margin,
         height - text_size * 0.9, num(size[0]), num(size[1]), unit, num(size[2]));
   }
+  const double scale = ScaleLength(plate.vat[0] / 4), right = margin + vat_x, low = height - text_size * 0.9;
+  add("<path class=\"line\" d=\"M{0} {1}v{2}H{3}v-{2}\"/>\n<text text-anchor=\"end\" x=\"{4}\" y=\"{5}\">{6} "
+      "{7}</text>\n",
+      right - scale * to_mm, low - text_size / 2, text_size / 2, right, right - scale * to_mm - text_size / 2,
+      low, num(scale), unit);
   return out + "</svg>\n";
 }
 

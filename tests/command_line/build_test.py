@@ -3,6 +3,7 @@ import hashlib
 import json
 import math
 import pathlib
+import re
 import shutil
 import struct
 import unittest
@@ -25,7 +26,7 @@ class BuildFolder(ToolTest):
         self.write("box.stl", binary_stl(self.box))
         self.write("ring.stl", binary_stl(self.ring))
         self.arguments = ["box.stl,copies=3,rotate-z=90", "--part", "ring.stl,copies=2", "--vat", "200x200x100mm",
-                          "--seed", "7"]
+                          "--engine", "grid", "--seed", "7"]
 
     def build(self, output="out", *more):
         self.good("build", *self.arguments, "-o", output, *more)
@@ -103,10 +104,17 @@ class BuildFolder(ToolTest):
         nearest = min(math.dist(a, b) for i, one in enumerate(pieces) for two in pieces[i + 1:] for a in one for b in two)
         self.assertGreater(document["smallest_distance"], 0)
         self.assertLessEqual(document["smallest_distance"], nearest + 1e-4)
+        pair = document["closest_pair"]
+        self.assertAlmostEqual(math.dist(*pair["points"]), document["smallest_distance"], delta=1e-4)
+        for name, point in zip(pair["names"], pair["points"]):
+            piece, = (p for p in document["pieces"] if f"{p['part']}-{p['copy']}" == name)
+            for at, low, high in zip(point, piece["box"]["min"], piece["box"]["max"]):
+                self.assertTrue(low - 1e-4 <= at <= high + 1e-4)
 
     def test_a_single_piece_has_no_distance(self):
         self.good("build", "box.stl", "-o", "one")
         self.assertIsNone(json.loads(self.path("one/build.json").read_text())["smallest_distance"])
+        self.assertIsNone(json.loads(self.path("one/build.json").read_text())["closest_pair"])
 
     def test_two_runs_give_the_same_bytes(self):
         self.build("one")
@@ -243,24 +251,26 @@ class NoPlacement(ToolTest):
 
     def test_a_part_longer_than_a_side_may_fit_when_turned(self):
         # 60 x 30 in a vat of 50 x 61 fits after a quarter turn.
-        self.good("place", "box.stl", "--vat", "50x62x50mm", "--rotations", "4")
-        self.fails(NO_PLACEMENT, "place", "box.stl", "--vat", "50x62x50mm", "--rotations", "1")
+        self.good("place", "box.stl", "--vat", "50x62x50mm", "--engine", "grid", "--rotations", "4")
+        self.fails(NO_PLACEMENT, "place", "box.stl", "--vat", "50x62x50mm", "--engine", "grid", "--rotations", "1")
 
     def test_otherwise_it_says_how_many_find_a_place(self):
         # In 100 x 100 a piece of 60 x 30 covers 19 x 10 cells of 31 and needs a cell of its own row and column free:
         # three fit above each other, unturned; a fourth does not.
-        result = self.fails(NO_PLACEMENT, "place", "box.stl,copies=9", "--vat", "100x100x50mm", "--rotations", "1", "--json")
+        result = self.fails(NO_PLACEMENT, "place", "box.stl,copies=9", "--vat", "100x100x50mm", "--engine", "grid",
+                            "--rotations", "1", "--json")
         message, = result.document()["messages"]
         self.assertEqual(message["code"], "NO-PLACEMENT")
         where = message["where"]
         self.assertEqual((where["piece_count"], where["part"]), (9, "box"))
         self.assertEqual(where["copy"], where["placed"] + 1)
-        self.good("place", f"box.stl,copies={where['placed']}", "--vat", "100x100x50mm", "--rotations", "1")
-        self.fails(NO_PLACEMENT, "place", f"box.stl,copies={where['placed'] + 1}", "--vat", "100x100x50mm",
+        self.good("place", f"box.stl,copies={where['placed']}", "--vat", "100x100x50mm", "--engine", "grid",
+                  "--rotations", "1")
+        self.fails(NO_PLACEMENT, "place", f"box.stl,copies={where['placed'] + 1}", "--vat", "100x100x50mm", "--engine", "grid",
                    "--rotations", "1")
 
     def test_more_parts_than_the_grid_takes(self):
-        result = self.fails(NO_PLACEMENT, "place", *["box.stl"] * 102, "--json")
+        result = self.fails(NO_PLACEMENT, "place", *["box.stl"] * 102, "--engine", "grid", "--json")
         self.assertEqual(result.codes()[-1], "NO-PLACEMENT")
 
 
@@ -284,7 +294,7 @@ class Checks(ToolTest):
     def test_no_two_pieces_of_a_crowded_plate_overlap(self):
         self.write("l.stl", binary_stl(box_facets((50, 10, 5)) + box_facets((10, 40, 5), (0, 10, 0))))
         self.write("ring.stl", binary_stl(ring_facets(25, 18, 5)))
-        data = self.json_of("place", "l.stl,copies=8", "ring.stl,copies=4", "--vat", "200x200x50mm")
+        data = self.json_of("place", "l.stl,copies=8", "ring.stl,copies=4", "--vat", "200x200x50mm", "--engine", "grid")
         self.assertEqual(len(data["pieces"]), 12)
         self.assertGreater(data["smallest_distance"], 0)
 
@@ -320,6 +330,29 @@ class Picture(ToolTest):
         self.assertEqual(sides, [508, 1016])
         texts = ["".join(t.itertext()) for t in root.findall(".//s:text", self.NS)]
         self.assertIn("vat 60 x 70 in", texts)
+
+    def texts(self, root):
+        return ["".join(t.itertext()) for t in root.findall(".//s:text", self.NS)]
+
+    def test_it_shows_front_scale_and_the_closest_pair(self):
+        self.assertIn("front", self.texts(self.root))
+        self.assertIn("50 mm", self.texts(self.root))
+        bars = [p.get("d") for p in self.root.findall("s:path[@class='line']", self.NS)]
+        start, end = re.fullmatch(r"M(\S+) \S+?v\S+?H(\S+?)v\S+", bars[0]).groups()
+        self.assertAlmostEqual(float(end) - float(start), 50, places=2)
+        pair, = self.root.findall(".//s:path[@class='near']", self.NS)
+        ends = [[float(n) for n in end.split()] for end in pair.get("d")[1:].split("L")]
+        for drawn, wanted in zip(ends, self.data["closest_pair"]["points"]):
+            self.assertLess(math.dist(drawn, wanted), 0.01)
+        self.assertAlmostEqual(math.dist(*ends), self.data["smallest_distance"], delta=0.02)
+        label = self.root.find(".//s:text[@class='distance']", self.NS).text
+        self.assertEqual(label.split()[1], "mm")
+        self.assertAlmostEqual(float(label.split()[0]), self.data["smallest_distance"], delta=0.0006)
+
+    def test_one_piece_has_no_closest_pair(self):
+        self.good("place", "box.stl", "--svg", "one.svg")
+        root = ElementTree.parse(self.path("one.svg")).getroot()
+        self.assertIsNone(root.find(".//s:path[@class='near']", self.NS))
 
     def test_one_symbol_a_part_and_turn(self):
         turns = {(p["part"], p["rotation"]) for p in self.data["pieces"]}

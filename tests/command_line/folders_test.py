@@ -6,6 +6,7 @@ import pathlib
 import shutil
 import signal
 import subprocess
+import threading
 import unittest
 
 from style_files import *
@@ -96,6 +97,35 @@ class BuildFolders(Folders):
                         self.assertEqual(sorted(said), listed, command)
                     self.assertIn("OUTPUT-FOREIGN", self.fails(OUTPUT, "build", "box.stl", "-o", "out", "--force").err)
         self.assertEqual(self.good("verify", "outside").err, "")
+
+    def test_what_is_checked_is_what_was_listed(self):
+        # The folder below gives way to a link again and again; what that leads to has the same names and open edges.
+        below, outside = self.path("out/parts"), self.path("outside/parts")
+        for i in range(200):
+            self.write(below / f"{i}.stl", binary_stl(box_facets((4, 3, 2))))
+            self.write(outside / f"{i}.stl", binary_stl(box_facets((4, 3, 2))[1:]))
+            self.write(outside / f"{i}.V_D", "no numbers\n")
+        shutil.copytree(below, self.path("plain/parts"))
+        self.assertLessEqual({"OPEN-EDGES", "VD-LINE"}, set(self.good("check", "outside", "--json").codes()))
+        for folder in "out", "plain":
+            below, stop = self.path(folder) / "parts", threading.Event()
+
+            def swap():
+                while not stop.is_set():
+                    below.rename(self.path("aside"))
+                    below.symlink_to(outside)
+                    below.unlink()
+                    self.path("aside").rename(below)
+            thread = threading.Thread(target=swap)
+            thread.start()
+            try:
+                for _ in range(8):
+                    result = self.run_tool("check", folder, "--json", timeout=SOON)
+                    self.assertIn(result.exit, (DONE, NO, INPUT), result.err)
+                    self.assertFalse({"OPEN-EDGES", "VD-LINE"} & set(result.codes()), folder)
+            finally:
+                stop.set()
+                thread.join()
 
     def test_what_was_left_under_way_is_named(self):
         (self.path("out") / ".trqprep-abcdef").mkdir()

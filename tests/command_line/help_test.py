@@ -170,8 +170,9 @@ class Completion(ToolTest):
         self.assertEqual(self.lines("trqprep", "style", "set", "a.sty", "Layer Th"), ["Layer\\ Thickness="])
         for words in (("build",), ("place",), ("build", "box.stl", "--part")):
             self.assertEqual(self.lines("trqprep", *words, "box.stl,"),
-                             ["box.stl,copies=", "box.stl,rotate-z=", "box.stl,units=", "box.stl,style="])
-        self.assertEqual(self.lines("trqprep", "build", "box.stl,copies=2,ro"), ["box.stl,copies=2,rotate-z="])
+                             ["box.stl," + key + "=" for key in ("copies", "rotate-z", "units", "rotations", "at", "gap", "plate",
+                                                                 "style")])
+        self.assertEqual(self.lines("trqprep", "build", "box.stl,copies=2,rotate"), ["box.stl,copies=2,rotate-z="])
 
     def test_files(self):
         self.write("part.stl", "x")

@@ -15,7 +15,7 @@ from style_files import *
 from support import *
 
 # Documents that are no command's.
-FILES = {"build-folder", "build-style", "checks", "job", "recoat-style", "usage"}
+FILES = {"build-folder", "build-style", "checks", "job", "plates", "recoat-style", "usage"}
 
 
 def files():
@@ -257,6 +257,8 @@ class Outputs(ToolTest):
         self.take(schemas.tomllib.loads((SOURCE / "docs/formats/job-file.md").read_text().split("```toml\n")[1]
                                         .split("```")[0].replace('["120mm", 120, 100]', '"120x120x100mm"')))
         self.said("place", "box.stl,copies=2", "ring.stl")
+        self.said("place", "box.stl,copies=2", "ring.stl", "--engine", "grid")
+        self.nested()
         self.said("build", "box.stl,copies=2,rotate-z=15,units=mm,style=half.sty@0:12", name + b",style=" + style, "--style",
                   "Fine.sty", "--recoat", "Slow.rcs", "--machine", "TRQ-E7", "--z-spacing", "0.5", "--accept-partial", "--force-checks", "--floor", "keep", "--strict", "--allow",
                   "NO-RECOAT", "-o", "out")
@@ -272,6 +274,22 @@ class Outputs(ToolTest):
         self.said("info", "box.stl")
         self.said("info", "stamped.stl", "text.stl", "tiny.ctl", "three.slc", "Fine.sty", "Slow.rcs", "box.V_D", "out",
                   "out/build.toml", "unknown.bin", exit=INPUT)
+
+    def nested(self):
+        """Every key of the engine nest, as people write them and as a build folder has them."""
+        text = (SOURCE / "docs/formats/job-file.md").read_text().split("## Nested")[1].split("```toml\n")[1].split("```")[0]
+        self.take(schemas.tomllib.loads(text))
+        for part in ("bracket.stl", "knob.stl"):
+            self.write(part, binary_stl(box_facets((12, 8, 5))))
+        self.write("nested.toml", text)
+        self.said("build", "nested.toml", "-o", "nested")
+        self.take_folder("nested")
+        self.said("build", "box.stl,copies=3,plate=1", "--vat", "60x60x60", "--plates", "any", "--time", "0", "-o", "plates")
+        self.take_folder("plates")
+        self.said("build", "box.stl,copies=2", "--vat", "60x60x60", "--plates", "5", "--time", "0", "-o", "five")
+        self.take_folder("five")
+        self.said("build", "box.stl,rotations=4,gap=3", "--order", "given", "-o", "turns")
+        self.take_folder("turns")
 
     def findings(self):
         """What messages say of places."""
@@ -311,6 +329,7 @@ class Outputs(ToolTest):
         self.said("build", "ring.stl", "--style", "Fine.sty@0:5", "-o", "none", exit=NO)
         self.write("low.stl", binary_stl(box_facets(at=(0, 0, -5))))
         self.said("build", "low.stl", "--floor", "keep", "-o", "none", exit=NO)
+        self.said("place", "box.stl,at=1:1", exit=NO)
         finds("high.stl", binary_stl(box_facets(at=(0, 0, 40))), DONE)
         finds("text.stl", ascii_stl(whole).replace("vertex", "vertex x", 1).encode())
         self.said("repair", "open.stl", "--holes", "0", "-o", "still-open.stl", exit=NO)

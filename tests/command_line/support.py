@@ -78,8 +78,9 @@ def check_documents(result, arguments, cwd, verified):
     for option, value in zip(arguments, arguments[1:]):
         if option in ("-o", "--output"):
             folder = pathlib.Path(os.fsdecode(cwd or "."), os.fsdecode(value))
-            if (folder / "build.json").exists():
-                schemas.check_folder(folder)
+            if (folder / "build.json").exists() or (folder / "plates.json").exists():
+                for each in [folder, *folder.glob("plate-*")]:
+                    schemas.check_folder(each)
                 if verified and not SANITIZED:  # once is enough, and there it takes seconds
                     seen = subprocess.run([TOOL, "verify", "--strict", folder], stdout=subprocess.PIPE,
                                           stderr=subprocess.STDOUT, timeout=1200)

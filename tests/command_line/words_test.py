@@ -146,7 +146,7 @@ class Folders(ToolTest):
 
     def test_the_cell_of_the_build_is_the_one_used(self):
         self.write("small.stl", binary_stl(box_facets((1, 1, 1))))
-        data = self.json_of("build", "small.stl", "--vat", "9.8x9.8x9.8in", "--units", "in", "-o", "out")
+        data = self.json_of("build", "small.stl", "--vat", "9.8x9.8x9.8in", "--units", "in", "--engine", "grid", "-o", "out")
         # The grid's own arithmetic: the vat in single precision and the margin, a part in 31 of it.
         def f32(x):
             return struct.unpack("f", struct.pack("f", x))[0]

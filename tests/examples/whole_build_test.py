@@ -38,7 +38,8 @@ class WholeBuild(unittest.TestCase):
             [EXAMPLE, cls.out, "200", "7", os.path.join(STYLES, "Fine.sty"), os.path.join(STYLES, "Standard.sty"), "4",
              os.path.join(STYLES, "ThreeSweeps.rcs")] + counted, check=True, capture_output=True, text=True).stdout
         parts = ["%s,copies=%d" % (os.path.join(folder, part), copies) for part, copies in PARTS.items()]
-        subprocess.run([TOOL, "build"] + parts + ["--vat", "200x200x200mm", "--rotations", "1", "--seed", "7", "-o", cls.tool],
+        subprocess.run([TOOL, "build"] + parts + ["--vat", "200x200x200mm", "--engine", "grid", "--rotations", "1", "--seed", "7",
+                        "-o", cls.tool],
                        check=True, capture_output=True)
 
     @classmethod

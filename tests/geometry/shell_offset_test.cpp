@@ -12,6 +12,7 @@
 #include "tests/support/byte_builder.h"
 #include "tests/support/meshes.h"
 #include "tests/support/temp_dir.h"
+#include "trq/core/shell.h"
 #include "trq/geometry.h"
 
 namespace {
@@ -667,6 +668,72 @@ TEST(ShellDifferential, SlenderAndFlatTrianglesMatchTheLiteralForm) {
     shortened += ExpectLiteralShell(mesh, seed % 2 ? 1 : 30, "seed " + std::to_string(seed));
   }
   EXPECT_GT(shortened, 100);
+}
+
+/// Strips beside each other, each two triangles as long as the strips and as wide as one, whose corners lie
+/// on a slant, and vertices above and below them that are pushed through them, many near their sides.
+CTL Strips(Random& random, float length, float width, float slant, Point origin) {
+  constexpr int kStrips = 12;
+  std::vector<Point> vertices;
+  std::vector<Indices> triangles;
+  for (int i = 0; i <= kStrips; ++i) {
+    const float y = static_cast<float>(i) * width, x = static_cast<float>(i) * slant;
+    const int first = static_cast<int>(vertices.size());
+    vertices.push_back({x, y, 0});
+    vertices.push_back({x + length, y, 0});
+    if (i == kStrips) break;
+    triangles.push_back({first, first + 1, first + 3});
+    triangles.push_back({first, first + 3, first + 2});
+  }
+  for (int i = 0; i < 150; ++i) {
+    const float height = Between(random, 0.005, 0.2) * (i % 2 ? 1.0f : -1.0f);
+    const float side = static_cast<float>(Index(random, kStrips + 1)) * width;
+    const double away = std::pow(10.0, Between(random, -6, -1)) * (i % 3 ? 1 : -1);
+    const Point at{Between(random, -0.05, 1.05) * length, side + static_cast<float>(away), height};
+    const int first = static_cast<int>(vertices.size());
+    vertices.push_back(at);
+    vertices.push_back({at[0] + 1, at[1], at[2]});
+    vertices.push_back({at[0], at[1] + 1, at[2] + Between(random, -0.01, 0.01)});
+    triangles.push_back({first, first + (i % 2 ? 1 : 2), first + (i % 2 ? 2 : 1)});
+  }
+  for (Point& p : vertices) {
+    for (std::size_t k = 0; k < 3; ++k) p[k] += origin[k];
+  }
+  return test_support::MakeMesh(vertices, triangles);
+}
+
+TEST(ShellDifferential, LongStripsMatchTheLiteralForm) {
+  int shortened = 0;
+  for (unsigned seed = 0; seed < 48; ++seed) {
+    Random random(400 + seed);
+    const float width = seed % 3 == 0 ? 0.5f : seed % 3 == 1 ? 0.02f : 0.001f;
+    const float slant = width * static_cast<float>(seed % 4) * (seed % 8 < 4 ? 1.0f : -2.0f);
+    const float away = seed % 5 == 4 ? 300.0f : 0.0f;
+    CTL strips = Strips(random, seed % 2 ? 200 : 20, width, slant, {away, -away, away});
+    ASSERT_EQ(strips.Calculate_normals(), 0);
+    shortened += ExpectLiteralShell(strips, seed % 7 == 0 ? 0.3f : 10, "seed " + std::to_string(seed));
+  }
+  EXPECT_GT(shortened, 500);
+}
+
+TEST(ShellOffset, LongFacetsAreLookedAtByFewPushesOnly) {
+  // A tube of 720 strips, 1000 long and 0.1 wide.
+  constexpr int kSides = 720;
+  std::vector<Point> vertices;
+  std::vector<Indices> triangles;
+  for (int i = 0; i < kSides; ++i) {
+    const double angle = 2 * 3.14159265358979 * i / kSides;
+    const auto x = static_cast<float>(11.5 * std::cos(angle)), y = static_cast<float>(11.5 * std::sin(angle));
+    vertices.push_back({x, y, 0});
+    vertices.push_back({x, y, 1000});
+    const int a = 2 * i, b = 2 * ((i + 1) % kSides);
+    triangles.push_back({a, b, b + 1});
+    triangles.push_back({a, b + 1, a + 1});
+  }
+  CTL tube = test_support::MakeMesh(vertices, triangles);
+  ASSERT_EQ(tube.Calculate_normals(), 0);
+  EXPECT_EQ(trq::core::OffsetShell(tube.view(), {0.05f, true, 20u * 2 * kSides}).size(), 2u * kSides);
+  EXPECT_EQ(trq::core::OffsetShell(tube.view(), {0.05f, true, 2u * 2 * kSides}).size(), 0u);
 }
 
 TEST(ShellDifferential, DegenerateMeshesMatchTheLiteralForm) {

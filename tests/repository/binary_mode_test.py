@@ -12,12 +12,15 @@ FOLDERS = "include host foundation companions geometry styles recoat setup place
 
 # A mode stands as a text of its own, also where it is handed on; streams say it by name.
 MODE = re.compile(r'"[rwa][+btexcm]*"')
+# A key of parts, in braces of a table's row.
+ROW = re.compile(r'\{"at", "at",')
 STREAM = re.compile(r"\b[io]?fstream\b[^;]*;")
 
 
 def openings(text):
     """The modes and the statements with a file stream of a source, each with whether it is binary."""
     text = re.sub(r"^\s*(//|#include).*", "", text, flags=re.MULTILINE)
+    text = ROW.sub("{", text)
     return ([(mode, "b" in mode) for mode in MODE.findall(text)] +
             [(statement, "ios::binary" in statement) for statement in STREAM.findall(text)])
 

@@ -50,6 +50,7 @@ LIBRARIES = {
     "fmt": ["prep", "tools"],
     "meshoptimizer.h": ["prep/meshes/simplify.cpp"],
     "nettle": ["prep/files"],
+    "polyclipping": ["prep/plate/outlines.cpp"],
     "nlohmann": ["prep/files/json_text.cpp"],
     "toml++": ["prep/files"],
     "CLI": ["tools"],

@@ -8,6 +8,7 @@ import math
 import os
 import pathlib
 import resource
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -59,6 +60,8 @@ def run_case(tool, case, folder, sizes, limit):
     before = None
     for n in sizes or own_sizes:
         argv = [str(word) for word in make(n, folder)]
+        for left in pathlib.Path(folder).glob("out*"):  # by the run before, it would be refused or read
+            shutil.rmtree(left) if left.is_dir() else left.unlink()
         size = input_bytes(argv, folder)
         code, seconds, memory = measure([tool, *argv], folder, limit)
         yield name, n, code, seconds, memory, size, exponent(before, (n, seconds)) if before else 0.0

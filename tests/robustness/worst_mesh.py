@@ -338,6 +338,16 @@ def openings(words, mesh, off):
     return make
 
 
+def sealed(words):
+    """Cavities, and points beside all of them."""
+    def make(n, folder):
+        path = pathlib.Path(stl(folder, f"sealed-{n}.stl", cavities(n)))
+        with open(path.with_suffix(".V_D"), "w") as lines:
+            lines.writelines(f"{100 * i / n:.4f} {-1 - i % 7} {i % 90} 0 0 1 3\n" for i in range(n))
+        return [word.replace("FILE", str(path)).replace("DIR", str(folder)) for word in words.split()]
+    return make
+
+
 SINGLE = ("info FILE", "check FILE", "convert FILE -o DIR/out.ctl --force", "simplify FILE --facets N --force-checks -o DIR/out.stl --force",
           "repair FILE -o DIR/out.stl --force", "hollow FILE --limit 1 -o DIR/out.stl --force",
           "hollow FILE --limit 1 --validate -o DIR/out.stl --force", "vents find FILE", "place FILE --vat 2000x2000x500")
@@ -350,4 +360,6 @@ CASES = [
     *((f"{where} openings: {words.split(' FILE')[0]}", openings(words, sphere, off), SIZES)
       for where, off in (("near", 0), ("far", 1000), ("central", -40))
       for words in ("check FILE", "vents list FILE", "vents move FILE --by 0,0,0 -o DIR/out.V_D")),
+    *((f"sealed cavities: {words.split()[0]}", sealed(words), SIZES)
+      for words in ("check FILE", "hollow FILE --limit 0.01 -o DIR/out.stl --force")),
 ]

@@ -21,6 +21,7 @@ import json
 import os
 import pathlib
 import re
+import shlex
 import shutil
 import signal
 import struct
@@ -49,7 +50,29 @@ class Tool:
         self.path = os.path.abspath(path)
         with tempfile.TemporaryDirectory() as folder:  # whatever it is that is handed in
             stated = subprocess.run([self.path, "version"], cwd=folder, capture_output=True, check=True).stdout.decode()
+            page = subprocess.run([self.path, "help", "build"], cwd=folder, capture_output=True).stdout
         self.version = re.fullmatch(r"trqprep (\S+)\n", stated).group(1).encode()
+        self.has_engines = b"--engine" in page
+
+
+# Plates are compared as the engine makes them that every version has; job files name theirs.
+ON_THE_GRID = """#!/bin/sh
+case "$1" in
+  build|place)
+    last=
+    for word; do
+      case "$last:$word" in
+        --machines:*) ;;
+        *.toml) exec {tool} "$@" ;;
+      esac
+      last=$word
+    done
+    command=$1
+    shift
+    exec {tool} "$command" --engine grid "$@" ;;
+esac
+exec {tool} "$@"
+"""
 
 
 class SceneRun:
@@ -62,7 +85,12 @@ class SceneRun:
         self.stats = {}  # path -> what tells that a file was written again
         (self.folder / "scene").mkdir(parents=True)
         (self.folder / "bin").mkdir()
-        (self.folder / "bin" / "trqprep").symlink_to(tool.path)
+        self.command = self.folder / "bin" / "trqprep"
+        if tool.has_engines:
+            self.command.write_text(ON_THE_GRID.replace("{tool}", shlex.quote(tool.path)))
+            self.command.chmod(0o755)
+        else:
+            self.command.symlink_to(tool.path)
         self.place = self.folder / "scene"
         for name, source in scene["inputs"].items():
             target = self.place / name
@@ -82,7 +110,7 @@ class SceneRun:
         return [self.step(step) for step in self.scene["steps"]]
 
     def step(self, step):
-        command = ["bash", "-c", step["shell"]] if "shell" in step else [self.tool.path, *step["run"]]
+        command = ["bash", "-c", step["shell"]] if "shell" in step else [self.command, *step["run"]]
         process = subprocess.Popen(command, cwd=self.place, env=self.environment, stdin=subprocess.DEVNULL,
                                    stdout=subprocess.PIPE,
                                    stderr=subprocess.PIPE, start_new_session=True)

@@ -63,6 +63,8 @@ def data_of(name, data):
             entry["kind"] = KINDS[entry.pop("style")]
     elif name == "build":
         folder(data)
+    elif name == "place":
+        engine(data)
     elif name == "merge":
         rename(data, inputs="files")
     elif name == "simplify":
@@ -100,6 +102,13 @@ def data_of(name, data):
 def folder(document):
     for entry in document.get("files", []):
         rename(entry, size="file_size")
+    engine(document)
+
+
+def engine(document):
+    """It had the grid alone and did not name it."""
+    if "cell" in document:
+        document.update(engine="grid", piece_gap=0.0, margin=0.0, search_steps=None)
 
 
 def message(entry):
@@ -139,7 +148,7 @@ def document_of_today(document):
 def of_today(content, old):
     """A content under today's names, in one layout; one that is neither a document of ours nor a job file stays."""
     if b'"trqprep.job/' in content[:40]:
-        content = content.replace(b'"trqprep.job/1"', b'"trqprep.job/2"', 1)
+        content = content.replace(b'"trqprep.job/1"', b'"trqprep.job/2"', 1).replace(b'\nengine = "grid"\n', b"\n", 1)
         return re.sub(rb"(?m)^(accept|force|z|rotate)_(partial|checks|spacing|z) =", rb"\1-\2 =", content)
     try:
         document = json.loads(content.replace(b": <true>,", b': "<true>",'))

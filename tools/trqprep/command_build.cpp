@@ -6,6 +6,7 @@
 #include "job_options.h"
 #include "plate_text.h"
 #include "trqprep/build.h"
+#include "trqprep/plates.h"
 
 namespace trqprep {
 namespace {
@@ -87,10 +88,38 @@ struct Options {
   std::string output;
 };
 
+// What several plates say, and where they are.
+ExitCode RunPlates(Context& context, const Job& job, const Options& options) {
+  PlatesReport report = BuildPlates(job, options.output, context.options.force, context);
+  if (!report.placed) return ExitCode::kNoPlacement;
+  context.data = std::move(report.document);
+  context.data_units = job.units;
+  for (const char* key : {"schema", "tool"}) context.data.erase(key);
+  for (const Json& plate : context.data["plates"]) {
+    context.Tell("{folder}: {piece_count:+piece}", plate);
+    if (plate["smallest_distance"].is_number()) {
+      context.Tell(", smallest distance {smallest_distance:3} {unit}", plate);
+    }
+    context.text += "\n";
+  }
+  const bool forced = report.written && report.wrong;
+  context.State({{"forced", forced}});
+  if (!report.written) {
+    context.Tell("nothing was written: the checks found errors\n");
+    return ExitCode::kNo;
+  }
+  context.Report({{"output", TextToJson(options.output)}},
+                 forced ? "built in {output}, forced although the checks found errors: {codes}\n"
+                        : "built in {output}\n",
+                 {{"codes", ErrorCodes(context)}});
+  return forced ? ExitCode::kNo : ExitCode::kDone;
+}
+
 ExitCode Run(Context& context, const Options& options) {
   const Job job = options.job->Get(context);
   ApplyJob(context, job);
   if (job.parts.size() > 1) context.Gather();
+  if (job.plates != 1) return RunPlates(context, job, options);
   BuildReport report = Build(job, options.output, context.options.force, context);
   if (!report.placed()) return ExitCode::kNoPlacement;
   context.data = std::move(report.document);
@@ -122,6 +151,15 @@ void AddBuild(CommandTree& tree) {
       "side files along, and checks parts, styles and plate. Errors stop the build with exit 1; with "
       "--force-checks the folder is written all the same, but for pieces outside the vat, and the exit is 1 "
       "still. 'trqprep explain' tells what they mean.\n\n"
+      "Pieces stand apart by --gap and from the walls of the vat by --margin, seen from above; one may lie in "
+      "a hole of another unless --no-holes is given. A part says the same for itself behind its name: copies=N "
+      "or, of one part, copies=fill (as many as fit), rotate-z=DEGREES, rotations=N, fixed or 0:90:180 (the "
+      "turns to choose from), gap=LENGTH, at=X:Y (where the lower left corner of the turned piece's box "
+      "stands, with the rest placed around it), plate=N, units=UNIT, style=STYLE. The search ends when every "
+      "piece has its place and lies as far to the left and to the front as it goes, or when its --time is "
+      "over, which is counted in steps: the same parts and seed give the same bytes on every machine. "
+      "--wall-limit is a limit by the clock, and build.toml then has the steps that were taken. --engine grid "
+      "searches on a raster of 32 x 32 cells, without gap and margin unless they are given.\n\n"
       "A part that reaches below Z = 0 is moved up to it; --floor keep refuses it instead. Without --machine "
       "the build is for the machine that all styles of the 301 layout are for.\n\n"
       "A style without a band covers everything; bands (FILE@FROM:TO, Z from the floor of the vat) are "
@@ -134,6 +172,8 @@ void AddBuild(CommandTree& tree) {
       "is in --units.\n\n"
       "A side file that is a symbolic link is refused unless --follow-links is given, on the line: a folder "
       "of parts that came from elsewhere may hold links to any file.\n\n"
+      "With --plates the folder holds plate-1/, plate-2/, ..., each such a folder, whose job file says where "
+      "every piece stands; build.toml beside them makes all of them again, plates.json lists them.\n\n"
       "--force replaces an empty folder, or a build folder that holds nothing but the build: what "
       "build.json lists is removed, one by one. A folder that holds anything else is refused with exit 4 "
       "and the names. What appears in it during the build stays in a folder whose name is printed.",

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <set>
@@ -11,7 +12,9 @@
 #include "trqprep/build.h"
 #include "trqprep/check_mesh.h"
 #include "trqprep/check_styles.h"
+#include "trqprep/folder_list.h"
 #include "trqprep/job_file.h"
+#include "trqprep/plates.h"
 #include "trqprep/vat_fit.h"
 #include "trqprep/verify_folder.h"
 
@@ -25,35 +28,15 @@ struct Options {
   std::array<Length, 3> vat{Length{250, Units::kMillimetre}, Length{250, Units::kMillimetre},
                             Length{250, Units::kMillimetre}};
   std::string machine;
-  std::string floor = FloorName(Floor::kLift);
+  std::string floor = WordOf(Floor::kLift);
   bool drop = false;
   bool strict = false;
   std::vector<std::string> allow;
 };
 
-namespace fs = std::filesystem;
-
 bool IsFolder(const std::string& path) {
   std::error_code error;
-  return fs::is_directory(path, error);
-}
-
-// The regular files below a folder, in the order of their names. What the tool has under way is passed over.
-void ListFiles(const std::string& folder, std::vector<std::string>& files) {
-  std::error_code error;
-  std::vector<std::string> names;
-  for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
-    names.push_back(at->path().filename().string());
-  }
-  if (error) FailInput(Code::kInputUnreadable, folder, SystemText(error.value()));
-  std::sort(names.begin(), names.end());
-  for (const std::string& name : names) {
-    if (name.rfind(".trqprep-", 0) == 0) continue;
-    const std::string path = folder + (folder.back() == '/' ? "" : "/") + name;
-    const fs::file_type type = fs::symlink_status(path, error).type();
-    if (type == fs::file_type::directory) ListFiles(path, files);
-    if (type == fs::file_type::regular) files.push_back(path);
-  }
+  return std::filesystem::is_directory(path, error);
 }
 
 struct Totals {
@@ -61,8 +44,6 @@ struct Totals {
   int64_t warnings = 0;
   bool unreadable = false;  ///< a file that was named could not be looked at
 };
-
-bool IsBuild(const std::string& folder) { return HeldFolder(folder).HasRegularFile(kBuildJson); }
 
 // What a rule speaks of is an answer, and so is what the content of a mesh file is like; anything else kept
 // the file from being looked at.
@@ -84,7 +65,7 @@ class Checker {
     job_.accept_partial = context.options.accept_partial;
     job_.follow_links = context.options.follow_links;
     job_.drop = options.drop;
-    if (options.floor == FloorName(Floor::kKeep)) job_.floor = Floor::kKeep;
+    if (options.floor == WordOf(Floor::kKeep)) job_.floor = Floor::kKeep;
     if (!options.machine.empty()) surroundings_.machine = MachineByName(options.machine);
   }
 
@@ -99,34 +80,41 @@ class Checker {
       return;
     }
     while (path.size() > 1 && path.back() == '/') path.pop_back();
-    if (IsBuild(path)) {
-      CheckBuildFolder(path);
+    const HeldFolder folder(path);
+    if (!folder.held()) FailInput(Code::kInputUnreadable, path, SystemText(errno));
+    if (folder.HasRegularFile(kBuildJson)) {
+      CheckBuildFolder(folder);
       return;
     }
-    std::vector<std::string> files;
-    ListFiles(path, files);
-    for (const std::string& file : files) {
-      context_.Progress("checking " + file, 0);
-      CheckFile(file, false);
+    if (HoldsPlates(folder)) {
+      for (const std::string& plate : PlateFolders(folder)) {
+        CheckBuildFolder(HeldFolder(folder.PathOf(plate), folder.Open(plate)));
+      }
+      return;
+    }
+    for (const std::string& file : FilesBelow(folder, "")) {
+      context_.Progress("checking " + folder.PathOf(file), 0);
+      CheckFile(file, false, &folder);
     }
   }
 
  private:
-  // Checks one file. `named`: the command line or a job names it, so that a kind that is not checked is an
-  // error. False when it cannot be read.
-  bool CheckFile(const std::string& path, bool named) {
+  // Checks one file, by its path or by its name in a folder. `named`: the command line or a job names it, so
+  // that a kind that is not checked is an error. False when it cannot be read.
+  bool CheckFile(const std::string& name, bool named, const HeldFolder* folder = nullptr) {
+    const std::string path = folder ? folder->PathOf(name) : name;
     bool readable = true;
     const size_t before = context_.messages().size();
     std::string checked;
     try {
-      const FileHead head = ReadFileHead(path);
-      const FileKind* kind = KindOf(head);
-      const std::string name = kind ? kind->name : "";
-      if (name == "stl" || name == "ctl") {
-        checked = name;
-        CheckPart(path);
-      } else if (ExamineStyleHead(head.head)) {
-        checked = CheckStyleFile(path);
+      InputFile file = folder ? InputFile(*folder, name) : InputFile(path);
+      const FileKind* kind = KindOf(file.head());
+      const std::string kind_name = kind ? kind->name : "";
+      if (kind_name == "stl" || kind_name == "ctl") {
+        checked = kind_name;
+        CheckPart(name, folder);
+      } else if (ExamineStyleHead(file.head().head)) {
+        checked = CheckStyleFile(path, std::move(file));
       }
       if (checked.empty() && named) {
         FailInput(Code::kInputUnknown, path, "is neither a mesh nor a style",
@@ -143,8 +131,7 @@ class Checker {
   }
 
   // Checks a build folder: its parts and styles in the build's own surroundings, its stacks and its pieces.
-  void CheckBuildFolder(const std::string& path) {
-    const HeldFolder folder(path);
+  void CheckBuildFolder(const HeldFolder& folder) {
     const Json document = ReadBuildDocument(folder);
     const Json &units = document["units"], &machine = document["machine_type"], &vat = document["vat"];
     if (units.is_string())
@@ -161,12 +148,7 @@ class Checker {
       }
     }
     for (const char* part : {kPartFolder, kStyleFolder}) {
-      std::vector<std::string> files;
-      // One that is a link would lead out of the folder.
-      std::error_code error;
-      const std::string below = folder.PathOf(part);
-      if (fs::is_directory(fs::symlink_status(below, error))) ListFiles(below, files);
-      for (const std::string& file : files) CheckFile(file, false);
+      for (const std::string& file : FilesBelow(folder, part)) CheckFile(file, false, &folder);
     }
     const size_t before = context_.messages().size();
     SayAll(VerifyPresence(folder, document));
@@ -174,14 +156,14 @@ class Checker {
     for (const Message& finding : VerifyPieces(context_, folder, document)) {
       if (RowOf(finding.code).is_rule()) context_.Say(finding);
     }
-    Count(path, "build", before);
+    Count(folder.path(), "build", before);
   }
 
   // What the folder's job file says of its parts, when it can be read.
   void TakeParts(const HeldFolder& folder) {
     if (!folder.HasRegularFile(kBuildToml)) return;
     try {
-      job_.parts = ReadJobFile(folder.PathOf(kBuildToml)).parts;
+      job_.parts = ReadJobFile(folder, kBuildToml).parts;
     } catch (const Failure&) {  // `verify` tells of it
     }
   }
@@ -286,12 +268,15 @@ class Checker {
     for (const Message& finding : findings) context_.Say(finding);
   }
 
-  void CheckPart(const std::string& path) {
+  void CheckPart(const std::string& name, const HeldFolder* folder) {
+    const std::string path = folder ? folder->PathOf(name) : name;
     const auto asked = std::find_if(job_.parts.begin(), job_.parts.end(),
                                     [&](const PartRequest& part) { return part.path == path; });
-    PartRequest alone;
-    alone.path = path;
-    const InputMesh input = ReadPart(context_, job_, asked == job_.parts.end() ? alone : *asked);
+    PartRequest part = asked == job_.parts.end() ? PartRequest() : *asked;
+    part.path = name;
+    MeshReading how;
+    how.folder = folder;
+    const InputMesh input = ReadPart(context_, job_, part, how);
     WarnOfUnits(context_, input, &vat_mm_);
     const double lowest = input.box().min[2] * UnitsFactor(input.units, job_.units);
     if (const auto finding = FloorFinding(path, lowest, job_)) context_.Say(*finding);
@@ -306,17 +291,19 @@ class Checker {
     const bool put_down = job_.drop || IsLifted(lowest, job_.units, job_.floor);
     const Matrix4 prepare = Compose(Matrix4::Translation(0, 0, put_down ? -input.box().min[2] * factor : 0),
                                     Matrix4::Scaling(factor, factor, factor));
-    const Point excess = VatExcess(*input.mesh, prepare, vat_mm_, kTurns, true);
+    const Point excess = VatExcess(*input.mesh, prepare, vat_mm_, Turns().All(kTurns), true);
     if (const auto message = TooBigForVat(path, path, excess, vat_mm_, Units::kMillimetre, kTurns)) {
       context_.Say(*message);
     }
-    SayAll(CheckMesh(input,
-                     ReadVentsIfThere(context_, path, context_.options.follow_links).value_or(VentsFile())));
+    SayAll(CheckMesh(
+        input,
+        ReadVentsIfThere(context_, name, context_.options.follow_links, folder).value_or(VentsFile())));
   }
 
   // The kind of the style; empty when it is none.
-  std::string CheckStyleFile(const std::string& path) {
-    const std::optional<StyleFile> file = ExamineStyle(path, ReadWholeFile(path), std::nullopt);
+  std::string CheckStyleFile(const std::string& path, InputFile&& opened) {
+    const std::optional<StyleFile> file =
+        ExamineStyle(path, ReadWholeFile(std::move(opened), "a style file"), std::nullopt);
     if (!file) return {};
     NoteNameDecides(context_, *file);
     SayAll(CheckStyle(*file, surroundings_));
@@ -339,7 +326,7 @@ ExitCode Run(Context& context, const Options& options) {
   if (!options.strict && !options.allow.empty()) {
     FailUsage("", "--allow says what --strict leaves a warning", "add --strict");
   }
-  if (options.drop && options.floor == FloorName(Floor::kKeep)) {
+  if (options.drop && options.floor == WordOf(Floor::kKeep)) {
     FailUsage("", "--drop and --floor keep exclude each other", "leave one of them away");
   }
   context.files_are_told = true;

@@ -78,17 +78,25 @@ std::unique_ptr<CTL> InnerSkin(CTL& mesh) {
 int CountSealed(Context& context, const std::string& input, const std::vector<Surface>& surfaces,
                 double factor, const char* unit) {
   const std::optional<VentsFile> vents = ReadVentsIfThere(context, input, context.options.follow_links);
+  std::vector<Box> boxes;
+  std::vector<double> volumes;
+  for (const Surface& surface : surfaces) {
+    if (!surface.closed || !(surface.volume < 0)) continue;
+    boxes.push_back(surface.box);
+    volumes.push_back(-surface.volume);
+  }
+  std::vector<Openings> openings(boxes.size());
+  if (vents) openings = OpeningsOf(*vents, factor, boxes);
   int sealed = 0;
   double largest = 0;
   bool has_vent = false, has_drain = false;
-  for (const Surface& surface : surfaces) {
-    if (!surface.closed || !(surface.volume < 0)) continue;
-    const Openings openings = vents ? OpeningsOf(*vents, factor, surface.box) : Openings();
-    if (openings.vent && openings.drain) continue;
-    if (sealed++ > 0 && -surface.volume <= largest) continue;
-    largest = -surface.volume;
-    has_vent = openings.vent;
-    has_drain = openings.drain;
+  for (size_t i = 0; i < boxes.size(); ++i) {
+    const auto [vent, drain] = openings[i];
+    if (vent && drain) continue;
+    if (sealed++ > 0 && volumes[i] <= largest) continue;
+    largest = volumes[i];
+    has_vent = vent;
+    has_drain = drain;
   }
   if (sealed == 0) return 0;
   const char* lacks = has_vent ? "no drain" : has_drain ? "no vent" : "no vent and no drain";

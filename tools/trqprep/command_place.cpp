@@ -33,7 +33,7 @@ void AddPlace(CommandTree& tree) {
   Command& command = tree.Add(
       "place", "Place parts in the vat without building",
       "Searches the placement that 'trqprep build' would use, checks it and prints it as a table; --svg "
-      "draws it.",
+      "draws it. 'trqprep build --help' tells what can be asked of it.",
       {"trqprep place bracket.stl spur_gear.stl,copies=4",
        "trqprep place spur_gear.stl,copies=6 --vat 200x150x100mm --svg plate.svg"});
   auto& options = command.Runs(Run);

@@ -9,7 +9,6 @@ namespace {
 
 constexpr Length kTolerance{0.05, Units::kMillimetre};
 constexpr size_t kPlacesInText = 3;
-constexpr size_t kPlacesInJson = 100;
 // Repairs until the file reads back as it was repaired; nearly always the first one does.
 constexpr int kMostRepairs = 5;
 
@@ -24,20 +23,19 @@ Json CornerToJson(const Point& point) {
   return corner;
 }
 
-Message RepairLeft(const std::string& output, const std::vector<OpenEdge>& left) {
+Message RepairLeft(const std::string& output, const MeshRepair& done) {
   Message message(Code::kRepairLeft, output,
-                  Counted(int64_t(left.size()), "edge is", "edges are") + " still open: at");
+                  Counted(done.open_after, "edge is", "edges are") + " still open: at");
   Json places = Json::array();
-  for (const OpenEdge& edge : left) {
-    if (places.size() == kPlacesInJson) break;
+  for (const OpenEdge& edge : done.left) {
     if (places.size() < kPlacesInText) {
       message.text += fmt::format("{} X {} Y {} Z {}", places.empty() ? "" : ",", Plain(edge.from[0], 4),
                                   Plain(edge.from[1], 4), Plain(edge.from[2], 4));
     }
     places.push_back({{"facet", edge.facet}, {"ends", {CornerToJson(edge.from), CornerToJson(edge.to)}}});
   }
-  if (left.size() > kPlacesInText) message.text += " and elsewhere";
-  message.At({{"edges", left.size()}, {"places", places}});
+  if (done.left.size() > kPlacesInText) message.text += " and elsewhere";
+  message.At({{"edges", done.open_after}, {"places", places}});
   return message.Hint("a larger --tolerance or --holes may close them; the rim of a sheet stays open");
 }
 
@@ -66,7 +64,7 @@ ExitCode Run(Context& context, const Options& options) {
   if (done.kept_for_box > 0) kept = fmt::format(", {} kept: the box ends there", done.kept_for_box);
   if (done.undecided_shells > 0)
     undecided = fmt::format(", {} left: they cross or lie in what is open", done.undecided_shells);
-  context.Report({{"open_edges", done.left.size()},
+  context.Report({{"open_edges", done.open_after},
                   {"steps",
                    {{"given_twice", done.given_twice},
                     {"equal_corners", done.equal_corners},
@@ -89,7 +87,7 @@ ExitCode Run(Context& context, const Options& options) {
   volume         {volume:3} {unit}3, was {mesh_before.volume:3} {unit}3
 )",
                  {{"count", facets(mesh.num_triangles())},
-                  {"state", done.left.empty() ? "closed" : "still open"},
+                  {"state", done.open_after == 0 ? "closed" : "still open"},
                   {"twice", facets(done.given_twice)},
                   {"equal", facets(done.equal_corners)},
                   {"kept", kept},
@@ -99,8 +97,8 @@ ExitCode Run(Context& context, const Options& options) {
                   {"shells", Counted(done.turned_shells, "shell", "shells")},
                   {"undecided", undecided},
                   {"added", facets(done.added_facets)}});
-  if (done.left.empty()) return ExitCode::kDone;
-  context.Error(RepairLeft(options.output, done.left));
+  if (done.open_after == 0) return ExitCode::kDone;
+  context.Error(RepairLeft(options.output, done));
   return ExitCode::kNo;
 }
 

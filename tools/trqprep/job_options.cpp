@@ -11,15 +11,24 @@ namespace trqprep {
 namespace {
 
 // The order of help, with the options of meshes between; --machines names a file and is no field of a job.
-constexpr const char* kOnEveryLine[] = {"part", "vat", "rotations", "seed", "drop", "floor"};
-constexpr const char* kOnBuildLines[] = {"style", "recoat",       "machine", "machines", "z-spacing",
-                                         "slice", "force-checks", "strict",  "allow"};
+constexpr const char* kOnEveryLine[] = {"part",      "vat",   "engine", "gap",  "margin",
+                                        "rotations", "order", "seed",   "time", "no-holes",
+                                        "tolerance", "drop",  "floor"};
+constexpr const char* kOnBuildLines[] = {"plates",    "style", "recoat",       "machine", "machines",
+                                         "z-spacing", "slice", "force-checks", "strict",  "allow"};
+
+constexpr Length kUsualGap{2, Units::kMillimetre};
+constexpr Length kUsualMargin{5, Units::kMillimetre};
 
 const JobField<Job>& FieldOf(const std::string& key) {
   for (const JobField<Job>& field : JobFields()) {
     if (key == field.key) return field;
   }
   throw std::logic_error("a job has no field " + key);
+}
+
+void RefuseMistake(const Job& job) {
+  if (const auto mistake = FindMistake(job)) FailUsage("", mistake->text, mistake->hint);
 }
 
 // What --machine names: a profile of --machines, or a machine type.
@@ -53,8 +62,8 @@ JobOptions::JobOptions(Command& command, bool whole) : app_(command.app), whole_
           .Arguments(
               "PART", argument_values_,
               whole
-                  ? "STL or CTL file, or FILE,copies=N,rotate-z=DEGREES,units=UNIT,style=STYLE; or one job file"
-                  : "STL or CTL file, or FILE,copies=N,rotate-z=DEGREES,units=UNIT",
+                  ? "STL or CTL file, or FILE,copies=N,rotate-z=DEGREES,at=X:Y,style=STYLE,...; or one job file"
+                  : "STL or CTL file, or FILE,copies=N,rotate-z=DEGREES,at=X:Y,...",
               false)
           .option;
   const auto add = [&](const std::string& key) {
@@ -64,7 +73,8 @@ JobOptions::JobOptions(Command& command, bool whole) : app_(command.app), whole_
       return;
     }
     const JobField<Job>& field = FieldOf(key);
-    if (const auto* whole_number = std::get_if<WholeMember<Job>>(&field.member)) {
+    const auto* whole_number = std::get_if<WholeMember<Job>>(&field.member);
+    if (whole_number && !whole_number->word) {
       command.WholeOption(field.option, job_.*whole_number->member, whole_number->lowest,
                           whole_number->highest, field.help);
     } else if (const auto* flag = std::get_if<bool Job::*>(&field.member)) {
@@ -75,14 +85,22 @@ JobOptions::JobOptions(Command& command, bool whole) : app_(command.app), whole_
       vat_option_ = command.VatOption(job_.vat).option;
     } else if (std::holds_alternative<std::optional<int> Job::*>(field.member)) {
       command.TextOption(field.option, machine_, field.type, field.help);
-    } else if (std::holds_alternative<Floor Job::*>(field.member)) {
-      command.TextOption(field.option, floor_, field.type, field.help);
+    } else if (const auto* number = std::get_if<std::optional<double> Job::*>(&field.member)) {
+      command.NumberOption(field.option, job_.**number, field.help).Type(field.type);
+    } else if (whole_number || std::string(field.type).find('|') != std::string::npos) {
+      command.TextOption(field.option, choices_[key], field.type, field.help);
     } else {
       const Option option = command.RepeatedOption(field.option, lists_[key], field.type, field.help);
       if (key == "part") part_options_ = option.option;
     }
   };
   for (const char* key : kOnEveryLine) add(key);
+  command.WholeOption("--threads", job_.threads, 1, 1024,
+                      "Threads of the search (default: one a processor); the result does not depend on them");
+  command
+      .NumberOption("--wall-limit", job_.wall_limit,
+                    "End the search so long after it began, with the best that it has")
+      .Type("SECONDS");
   command.ReadsMeshes();
   command.FollowLinksFlag();
   command.AllFlag();
@@ -96,7 +114,7 @@ Job JobOptions::Get(const Context& context) const {
       const std::string name = given->get_single_name();
       if (given == arguments_ || name == "output" || name == "force" || name == "force-checks" ||
           name == "strict" || name == "allow" || name == "all" || name == "json" || name == "yes" ||
-          name == "follow-links") {
+          name == "follow-links" || name == "threads" || name == "wall-limit") {
         continue;
       }
       FailUsage(argument_values_[0],
@@ -107,7 +125,10 @@ Job JobOptions::Get(const Context& context) const {
     job.force_checks = job.force_checks || job_.force_checks;
     job.strict = job.strict || job_.strict;
     job.follow_links = context.options.follow_links;
+    job.threads = job_.threads;
+    job.wall_limit = job_.wall_limit;
     TakeCodes(job);
+    RefuseMistake(job);
     return job;
   }
   Job job = job_;
@@ -132,11 +153,23 @@ Job JobOptions::Get(const Context& context) const {
   }
   ChooseMachine(machine_, machines_file_, vat_option_->count() > 0, job);
   job.machine_of_styles = whole_ && !job.machine;
-  if (floor_ == FloorName(Floor::kKeep)) job.floor = Floor::kKeep;
+  job.engine = Engine::kNest;
+  for (const auto& [key, word] : choices_) {
+    try {
+      if (!word.empty()) StoreText(job, FieldOf(key), word);
+    } catch (const std::invalid_argument& error) {
+      FailUsage("", fmt::format("--{}: {}", key, error.what()), "give a number, or any");
+    }
+  }
+  if (job.engine == Engine::kNest) {
+    if (!job.gap) job.gap = kUsualGap;
+    if (!job.margin) job.margin = kUsualMargin;
+  }
   if (job.drop && job.floor == Floor::kKeep) {
     FailUsage("", "--drop and --floor keep exclude each other", "leave one of them away");
   }
   TakeCodes(job);
+  RefuseMistake(job);
   return job;
 }
 

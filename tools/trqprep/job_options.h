@@ -30,7 +30,7 @@ class JobOptions {
   std::map<std::string, std::vector<std::string>> lists_;  ///< parts and styles as typed, by key
   std::string machine_;
   std::string machines_file_;
-  std::string floor_ = FloorName(Floor::kLift);
+  std::map<std::string, std::string> choices_;  ///< as typed, by key
   Job job_;
 };
 

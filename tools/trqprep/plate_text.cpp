@@ -47,8 +47,10 @@ void TellPlate(Context& context, const Plate& plate, size_t most_lines) {
                 {"parts", plate.parts.size()},
                 {"vat", SizeInBoth(plate.vat, units)},
                 {"used", SizeInBoth(plate.extent.Size(), units)}});
-  if (plate.smallest_distance >= 0) {
-    context.Tell("smallest distance seen from above: {smallest_distance:3} {unit}\n");
+  if (plate.closest) {
+    const auto name = [&](size_t piece) { return TextToJson(PieceName(plate, plate.pieces[piece])); };
+    context.Tell("smallest distance seen from above: {smallest_distance:3} {unit}, of {first} and {second}\n",
+                 {{"first", name(plate.closest->first)}, {"second", name(plate.closest->second)}});
   }
 }
 

@@ -101,6 +101,37 @@ TEST_F(BuildTest, EndsWhereverItIsCancelledAndLeavesNothing) {
   EXPECT_EQ(Entries(), 1u);
 }
 
+TEST_F(BuildTest, ASearchThatIsCancelledLeavesNothing) {
+  Job job = TwoRings();
+  job.engine = Engine::kNest;
+  job.parts[0].copies = kFill;
+  job.time = kMostSeconds;  // far beyond what the test waits for
+  Canceller observer(60);   // the steps before the search ask less often
+  try {
+    Build(job, Out(), false, observer);
+    FAIL() << "the search ended by itself";
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.exit, ExitCode::kInterrupted);
+  }
+  EXPECT_EQ(Entries(), 0u);
+}
+
+TEST_F(BuildTest, TheEngineNestKeepsTheGapBetweenRings) {
+  Job job = TwoRings();
+  job.engine = Engine::kNest;
+  job.gap = Length{0.25, Units::kInch};
+  job.margin = Length{10, Units::kMillimetre};
+  Observer observer;
+  const BuildReport report = CheckBuild(job, observer);
+  ASSERT_TRUE(report.placed());
+  ASSERT_TRUE(report.plate.closest);
+  EXPECT_GE(report.plate.closest->distance, 6.35);
+  EXPECT_NEAR(report.plate.extent.min[0], 10, 1e-4);
+  EXPECT_NEAR(report.plate.extent.min[1], 10, 1e-4);
+  EXPECT_GE(report.plate.job.steps, 0) << "what was taken repeats it";
+  EXPECT_FALSE(report.plate.job.time);
+}
+
 TEST_F(BuildTest, AnExistingFolderIsRefusedBeforeAnyWork) {
   fs::create_directory(Out());
   Canceller observer(0);  // would end the first step

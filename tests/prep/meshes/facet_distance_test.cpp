@@ -120,5 +120,21 @@ TEST(FacetDistances, OfAWheelOfSpokesLookAtFewOfThem) {
   EXPECT_LT(distances.steps(), 200u * kSpokes);
 }
 
+TEST(FacetDistances, OfFarPointsLookAtFewFacets) {
+  // From afar, the boxes of a quarter of a ball are about equally near.
+  const FacetDistances ball(test_support::Sphere(40, 316, 158));
+  std::mt19937 random(4);
+  std::normal_distribution<double> away;
+  constexpr int kPoints = 2000;
+  for (int i = 0; i < kPoints; ++i) {
+    Point point{away(random), away(random), away(random)};
+    const double length = Norm(point) / 1040;
+    for (double& c : point) c /= length;
+    // The facets' middles lie within the ball by less than 40 * (1 - cos(pi / 158)).
+    ASSERT_NEAR(ball.From(point), 1000, 0.008);
+  }
+  EXPECT_LT(ball.steps(), 250u * kPoints);
+}
+
 }  // namespace
 }  // namespace trqprep

@@ -61,7 +61,13 @@ Shape RingAt(float x, float y, float outer, float inner, int sides = 60) {
 std::vector<Overlap> Overlaps(const Shape& a, const Shape& b) {
   return FindOverlaps({a.View(), b.View()}, 0.001);
 }
-double Distance(const Shape& a, const Shape& b) { return SmallestDistance({a.View(), b.View()}); }
+Distances Measured(const std::vector<Shape>& shapes, double wanted = 0) {
+  std::vector<PlacedShape> views;
+  for (const Shape& shape : shapes) views.push_back(shape.View());
+  return MeasureDistances(views, [wanted](size_t, size_t) { return wanted; });
+}
+
+double Distance(const Shape& a, const Shape& b) { return Measured({a, b}).smallest.value().distance; }
 
 TEST(Overlap, BoxesApartDoNot) {
   EXPECT_TRUE(Overlaps(BoxAt(0, 0, 10, 10), BoxAt(12, 0, 10, 10)).empty());
@@ -133,8 +139,46 @@ TEST(Overlap, EveryPairIsNamedOnce) {
 
 TEST(Overlap, OneShapeHasNoDistance) {
   const Shape a = BoxAt(0, 0, 1, 1);
-  EXPECT_LT(SmallestDistance({a.View()}), 0);
-  EXPECT_LT(SmallestDistance({}), 0);
+  EXPECT_FALSE(Measured({a}, 5).smallest);
+  EXPECT_FALSE(Measured({}).smallest);
+  EXPECT_FALSE(Measured({a, Shape()}, 5).smallest);
+}
+
+TEST(Overlap, NamesThePairThatIsNearestAndWhere) {
+  const Distances found = Measured({BoxAt(-1, 0, 10, 10), BoxAt(30, 0, 10, 10), BoxAt(17.5f, 20, 5, 10)});
+  ASSERT_TRUE(found.smallest);
+  EXPECT_EQ(found.smallest->first, 1u);
+  EXPECT_EQ(found.smallest->second, 2u);
+  EXPECT_DOUBLE_EQ(found.smallest->distance, 12.5);  // 7.5 along X and 10 along Y
+  EXPECT_EQ(found.smallest->from, (std::array<double, 2>{30, 10}));
+  EXPECT_EQ(found.smallest->to, (std::array<double, 2>{22.5, 20}));
+  EXPECT_TRUE(found.short_ones.empty());
+}
+
+TEST(Overlap, NamesEveryPairNearerThanWanted) {
+  std::vector<Shape> row;
+  for (int k = 0; k < 4; ++k) row.push_back(BoxAt(12.0f * float(k), 0, 10, 10));
+  row.push_back(BoxAt(47, 11, 10, 10));  // 1 from the last along Y, 11 from the one before along X
+  std::vector<PlacedShape> views;
+  for (const Shape& shape : row) views.push_back(shape.View());
+  const auto wanted = [](size_t i, size_t j) { return i == 0 || j == 0 ? 2.5 : j == 4 ? 1.0 : 2.0; };
+  const Distances found = MeasureDistances(views, wanted);
+  EXPECT_NEAR(found.smallest->distance, std::hypot(1, 1), 1e-6);
+  // As far as wanted is not nearer.
+  ASSERT_EQ(found.short_ones.size(), 1u);
+  EXPECT_EQ(found.short_ones[0].second, 1u);
+  EXPECT_DOUBLE_EQ(found.short_ones[0].distance, 2);
+  EXPECT_EQ(Measured(row, 2.001).short_ones.size(), 4u);
+  // In a hole there is a distance too.
+  const Distances inside = Measured({RingAt(50, 50, 40, 30), BoxAt(40, 40, 20, 20)}, 16);
+  ASSERT_EQ(inside.short_ones.size(), 1u);
+  EXPECT_NEAR(inside.short_ones[0].distance, 30 - 10 * std::sqrt(2.0), 0.05);
+  // Over each other: no distance, at a place of both.
+  const Distances over = Measured({BoxAt(0, 0, 10, 10), BoxAt(5, 5, 10, 10)}, 1);
+  ASSERT_EQ(over.short_ones.size(), 1u);
+  EXPECT_EQ(over.short_ones[0].distance, 0);
+  EXPECT_EQ(over.short_ones[0].from, over.short_ones[0].to);
+  for (const double c : over.short_ones[0].from) EXPECT_TRUE(c >= 5 && c <= 10);
 }
 
 // The same returns as looking at every pair of facets, on many small random shapes.

@@ -1,0 +1,183 @@
+#include "trqprep/plates.h"
+
+#include <fmt/format.h>
+
+#include <map>
+
+#include "trqprep/build.h"
+#include "trqprep/job_file.h"
+
+namespace trqprep {
+namespace {
+
+std::string PlateName(size_t plate) { return fmt::format("plate-{}", plate + 1); }
+
+/// A plate as a job of its own, and the parts of the whole job that its parts are pieces of.
+struct PlateJob {
+  Job job;
+  std::vector<size_t> part_of;
+};
+
+// By the number of the plate; those without a piece are left out.
+std::map<size_t, PlateJob> JobsOf(const Plate& all) {
+  std::map<size_t, PlateJob> plates;
+  for (const Piece& piece : all.pieces) {
+    const auto [plate, fresh] = plates.try_emplace(piece.plate);
+    Job& job = plate->second.job;
+    if (fresh) {
+      job = all.job;
+      job.parts.clear();
+      job.plates = 1;
+      job.steps = 0;
+    }
+    PartRequest part = all.job.parts[piece.part];
+    part.name = all.parts[piece.part].name;
+    part.copies = 1;
+    part.rotate_z = TurnOf(all, piece);
+    part.rotations = {};
+    part.at = {Length{piece.x, std::nullopt}, Length{piece.y, std::nullopt}};
+    part.plate = 0;
+    job.parts.push_back(part);
+    plate->second.part_of.push_back(piece.part);
+  }
+  return plates;
+}
+
+// Takes names of files from the job of a plate's folder into that of the folder around it.
+class WholeJob {
+ public:
+  explicit WholeJob(const Job& job) : job_(job), known_(job.parts.size(), false) {}
+
+  void Take(const PlateJob& plate, const Job& of_folder, const std::string& below) {
+    const auto take = [&](std::vector<StyleRequest>& styles, std::vector<StyleRequest> named) {
+      styles = std::move(named);
+      for (StyleRequest& style : styles) style.path = below + style.path;
+    };
+    if (first_) {
+      take(job_.styles, of_folder.styles);
+      take(job_.recoats, of_folder.recoats);
+    }
+    first_ = false;
+    for (size_t i = 0; i < plate.part_of.size(); ++i) {
+      const size_t part = plate.part_of[i];
+      if (known_[part]) continue;
+      known_[part] = true;
+      job_.parts[part].path = below + of_folder.parts[i].path;
+      take(job_.parts[part].styles, of_folder.parts[i].styles);
+    }
+  }
+  const Job& job() const { return job_; }
+
+ private:
+  Job job_;
+  bool first_ = true;
+  std::vector<bool> known_;
+};
+
+Json ReadPlates(const HeldFolder& folder) {
+  Json document = ReadFolderJson(folder, kPlatesJson);
+  if (TextFromJson(document["schema"]).value_or("").rfind("trqprep.plates/", 0) != 0 ||
+      !document["plates"].is_array() || !document["files"].is_array()) {
+    throw JsonMistake{"does not describe plates", {}};
+  }
+  return document;
+}
+
+std::vector<std::string> NamesIn(const Json& list, const char* key) {
+  std::vector<std::string> names;
+  for (const Json& entry : list) {
+    const std::optional<std::string> name = TextFromJson(entry[key]);
+    if (!name || !FolderList().Add(*name)) throw JsonMistake{fmt::format("{} is malformed", key), {}};
+    names.push_back(*name);
+  }
+  return names;
+}
+
+}  // namespace
+
+PlatesReport BuildPlates(const Job& job, const std::string& folder, bool replace, Observer& observer) {
+  PlatesReport report;
+  OutputFolder output(folder, replace, FilesOfBuilds);
+  observer.strict = observer.strict || job.strict;
+  observer.allowed.insert(observer.allowed.end(), job.allow.begin(), job.allow.end());
+  Plate all;
+  try {
+    all = LoadPlate(observer, job);
+    report.placed = PlacePieces(observer, all);
+  } catch (Failure& failure) {
+    TellFolder(job, failure.message);
+    throw;
+  }
+  if (!report.placed) return report;
+  const std::map<size_t, PlateJob> plates = JobsOf(all);
+  WholeJob whole(all.job);
+  all.pieces.clear();
+  report.document = {{"schema", kPlatesSchema},
+                     {"tool", ToolName()},
+                     {"search_steps", all.job.steps},
+                     {"plates", Json::array()}};
+  bool outside = false;
+  for (const auto& [number, plate] : plates) {
+    const std::string below = PlateName(number) + "/";
+    BuildReport built = CheckBuild(plate.job, observer, &all);
+    report.placed = report.placed && built.placed();
+    if (!built.placed()) return report;
+    report.wrong = report.wrong || built.wrong;
+    outside = outside || built.outside;
+    const bool writes = !outside && (!report.wrong || job.force_checks);
+    if (writes) {
+      output.MakeFolder(PlateName(number));
+      WriteBuildFolder(observer, built.plate, *built.setup, built.findings, built.slices, built.document,
+                       output, below);
+      whole.Take(plate, FolderJob(built.plate, *built.setup), below);
+    }
+    Json entry{{"folder", PlateName(number)}, {"piece_count", plate.part_of.size()}};
+    for (const char* key : {"extent", "smallest_distance", "closest_pair"}) entry[key] = built.document[key];
+    if (writes) entry["sum"] = built.document["sum"];
+    report.document["plates"].push_back(std::move(entry));
+  }
+  for (const Message& message : observer.messages()) {
+    report.wrong = report.wrong || message.severity == Severity::kError;
+  }
+  if (outside || (report.wrong && !job.force_checks)) return report;
+  const OutputFolder::Written toml = output.WriteFile(kBuildToml, JobFileText(whole.job()));
+  report.document["files"] = {{{"file", kBuildToml}, {"file_size", toml.size}, {"sha256", toml.sha256}}};
+  report.document["sum"] = SumOf(report.document);
+  output.WriteFile(kPlatesJson, JsonDocument(report.document));
+  output.Commit();
+  report.written = true;
+  return report;
+}
+
+bool HoldsPlates(const HeldFolder& folder) { return folder.held() && folder.HasRegularFile(kPlatesJson); }
+
+std::vector<std::string> PlateFolders(const HeldFolder& folder) {
+  try {
+    return NamesIn(ReadPlates(folder)["plates"], "folder");
+  } catch (const JsonMistake& mistake) {
+    FailInput(Code::kBuildInvalid, folder.PathOf(kPlatesJson), mistake.text, "build again");
+  }
+}
+
+std::optional<FolderList> FilesOfBuilds(const HeldFolder& folder) {
+  if (!HoldsPlates(folder)) return FilesOfBuild(folder);
+  FolderList list;
+  list.Add(kPlatesJson);
+  try {
+    const Json document = ReadPlates(folder);
+    for (const std::string& name : NamesIn(document["files"], "file")) list.Add(name);
+    for (const std::string& name : NamesIn(document["plates"], "folder")) {
+      const HeldFolder plate(folder.PathOf(name), folder.Open(name));
+      const std::optional<FolderList> held = FilesOfBuild(plate);
+      if (!held) return std::nullopt;
+      list.folders[name] = *held;
+    }
+  } catch (const JsonMistake&) {
+    return std::nullopt;
+  } catch (const Failure&) {
+    return std::nullopt;
+  }
+  return list;
+}
+
+}  // namespace trqprep
