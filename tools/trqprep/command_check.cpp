@@ -10,10 +10,13 @@
 #include "file_kinds.h"
 #include "job_options.h"
 #include "trqprep/build.h"
+#include "trqprep/check_layers.h"
 #include "trqprep/check_mesh.h"
 #include "trqprep/check_styles.h"
+#include "trqprep/contour_file.h"
 #include "trqprep/folder_list.h"
 #include "trqprep/job_file.h"
+#include "trqprep/mesh_slices.h"
 #include "trqprep/plates.h"
 #include "trqprep/vat_fit.h"
 #include "trqprep/verify_folder.h"
@@ -32,7 +35,12 @@ struct Options {
   bool drop = false;
   bool strict = false;
   std::vector<std::string> allow;
+  bool slices = false;
+  std::optional<Length> thickness;
+  LayerCheck layers;
 };
+
+constexpr Length kLayerThickness{0.1, Units::kMillimetre};
 
 bool IsFolder(const std::string& path) {
   std::error_code error;
@@ -55,7 +63,8 @@ bool IsAnswer(Code code) {
 
 class Checker {
  public:
-  Checker(Context& context, const Options& options, Totals& totals) : context_(context), totals_(totals) {
+  Checker(Context& context, const Options& options, Totals& totals)
+      : context_(context), options_(options), totals_(totals) {
     for (size_t i = 0; i < 3; ++i) {
       vat_mm_[i] = options.vat[i].In(Units::kMillimetre, context.units());
     }
@@ -113,6 +122,9 @@ class Checker {
       if (kind_name == "stl" || kind_name == "ctl") {
         checked = kind_name;
         CheckPart(name, folder);
+      } else if (kind_name == "slc" && options_.slices) {
+        checked = kind_name;
+        CheckContours(file, path, VentsFile());
       } else if (ExamineStyleHead(file.head().head)) {
         checked = CheckStyleFile(path, std::move(file));
       }
@@ -156,7 +168,21 @@ class Checker {
     for (const Message& finding : VerifyPieces(context_, folder, document)) {
       if (RowOf(finding.code).is_rule()) context_.Say(finding);
     }
+    if (options_.slices) CheckSlicesOf(folder, document);
     Count(folder.path(), "build", before);
+  }
+
+  // The contours of a build's pieces, with their vents and drains.
+  void CheckSlicesOf(const HeldFolder& folder, const Json& document) {
+    for (const Json& piece : document["pieces"]) {
+      const std::optional<std::string> name = TextFromJson(piece["slices"]),
+                                       mesh = TextFromJson(piece["mesh"]);
+      if (!name || !mesh || !FolderList().Add(*name) || !folder.HasRegularFile(*name)) continue;
+      InputFile file(folder, *name);
+      CheckContours(
+          file, folder.PathOf(*name),
+          ReadVentsIfThere(context_, *mesh, context_.options.follow_links, &folder).value_or(VentsFile()));
+    }
   }
 
   // What the folder's job file says of its parts, when it can be read.
@@ -295,9 +321,33 @@ class Checker {
     if (const auto message = TooBigForVat(path, path, excess, vat_mm_, Units::kMillimetre, kTurns)) {
       context_.Say(*message);
     }
-    SayAll(CheckMesh(
-        input,
-        ReadVentsIfThere(context_, name, context_.options.follow_links, folder).value_or(VentsFile())));
+    const VentsFile vents =
+        ReadVentsIfThere(context_, name, context_.options.follow_links, folder).value_or(VentsFile());
+    for (const Message& finding : CheckMesh(input, vents)) {
+      // TRAPPED tells of it.
+      if (!options_.slices || finding.code != Code::kSealedVoid) context_.Say(finding);
+    }
+    if (options_.slices && !surroundings_.of_build) CheckSlices(input, vents, path);
+  }
+
+  // Layers of a mesh as it lies in its file.
+  void CheckSlices(const InputMesh& input, const VentsFile& vents, const std::string& path) {
+    const Box box = input.box();
+    const double thickness = options_.thickness.value_or(kLayerThickness).In(input.units, context_.units());
+    if (!(thickness > 0)) FailUsage("", "--thickness must be above 0", "for example --thickness 0.1mm");
+    SlicingRequest request;
+    request.bands = {{box.min[2], box.max[2], float(thickness)}};
+    const MeshSlices slices = SliceWhole(context_, input.mesh->view(), box, input.units, request, path);
+    SayLayers(StackOf(slices.contours), input.units, vents, path);
+  }
+
+  void CheckContours(InputFile& opened, const std::string& path, const VentsFile& vents) {
+    const ContourFile file = ReadContours(context_, context_.units(), opened, path);
+    SayLayers(StackOf(file.contours), file.units, vents, path);
+  }
+
+  void SayLayers(const LayerStack& stack, Units units, const VentsFile& vents, const std::string& path) {
+    SayAll(CheckLayers(context_, stack, options_.layers, units, context_.units(), vents, path).messages);
   }
 
   // The kind of the style; empty when it is none.
@@ -311,6 +361,7 @@ class Checker {
   }
 
   Context& context_;
+  const Options& options_;
   std::array<double, 3> vat_mm_{};
   StyleSurroundings surroundings_;
   Job job_;  // what it says of reading and of the floor
@@ -365,6 +416,17 @@ void AddCheck(CommandTree& tree) {
   command.Flag("--strict", options.strict, "Treat warnings as errors");
   command.RepeatedOption("--allow", options.allow, "CODE",
                          "Leave warnings of this code what they are under --strict");
+  command.Flag("--slices", options.slices,
+               "Look at layers too: islands, overhangs, cups and trapped resin; also of slice-contour files");
+  command.LengthOption("--thickness", options.thickness, "Thickness of the layers of meshes (default 0.1mm)");
+  command.LengthOption("--overhang", options.layers.overhang,
+                       "How far a layer may reach beyond the one below (default: as far as it is high)");
+  command.LengthOption("--vent-radius", options.layers.vent_radius,
+                       "How near a vent or drain opens a space (default 1mm)");
+  command.LengthOption("--pitch", options.layers.pitch,
+                       "Distance of the rows in which layers are looked at (default 0.1mm)");
+  command.Flag("--solid-platform", options.layers.solid_platform,
+               "The part stands on the platform itself, which closes what is open at the bottom");
   command.AllFlag();
   command.ReadsMeshes();
   command.FollowLinksFlag();

@@ -1,0 +1,42 @@
+/// The rules of layers: what begins without support, hangs over, or holds resin.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "trqprep/layer_findings.h"
+#include "trqprep/message.h"
+#include "trqprep/quantities.h"
+#include "trqprep/vents_file.h"
+
+namespace trqprep {
+
+/// How layers are looked at.
+struct LayerCheck {
+  std::optional<Length> overhang;  ///< none: that of a slope of 45 degrees
+  std::optional<Length> vent_radius;
+  std::optional<Length> pitch;
+  bool solid_platform = false;
+};
+
+/// A place of a layer that a finding speaks of.
+struct LayerMark {
+  std::size_t first = 0, last = 0;  ///< layers in which it is
+  double x = 0, y = 0;
+  std::string text;
+};
+
+/// What was found in layers of one file.
+struct LayerReport {
+  std::vector<Message> messages;
+  std::vector<LayerMark> marks;
+};
+
+/// ISLAND, UNSUPPORTED, CUP, TRAPPED and STARTS-AT of layers in `units`; bare lengths are in `bare`. Vents
+/// and drains are in the layers' unit. One message a rule, with all places counted, three told and a hundred
+/// in the document. The observer hears of progress.
+LayerReport CheckLayers(Observer& observer, const LayerStack& stack, const LayerCheck& check, Units units,
+                        Units bare, const VentsFile& vents, const std::string& file);
+
+}  // namespace trqprep
