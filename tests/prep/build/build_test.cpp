@@ -124,7 +124,8 @@ TEST_F(BuildTest, TheEngineNestKeepsTheGapBetweenRings) {
   Observer observer;
   const BuildReport report = CheckBuild(job, observer);
   ASSERT_TRUE(report.placed());
-  EXPECT_GE(report.plate.smallest_distance, 6.35);
+  ASSERT_TRUE(report.plate.closest);
+  EXPECT_GE(report.plate.closest->distance, 6.35);
   EXPECT_NEAR(report.plate.extent.min[0], 10, 1e-4);
   EXPECT_NEAR(report.plate.extent.min[1], 10, 1e-4);
   EXPECT_GE(report.plate.job.steps, 0) << "what was taken repeats it";
