@@ -13,6 +13,9 @@ namespace {
 
 // Rounds of all steps. Two or three are enough; this ends what would go in circles.
 constexpr int kMostRounds = 20;
+// How many open edges stitching looks at in all rounds together; reached where millions are open only.
+constexpr int64_t kLooksAnyway = 4000000;
+constexpr int64_t kLooksAnEdge = 2;
 // Sweeps over all patches to turn them; seldom more than three are needed.
 constexpr int kMostSweeps = 50;
 
@@ -497,12 +500,13 @@ MeshRepair RepairMesh(InputMesh& input, const RepairLimits& limits) {
   };
   Number(mesh);
   count_open([&done](const EdgeUse&) { ++done.open_before; });
+  int64_t looks = kLooksAnyway + kLooksAnEdge * done.open_before;
   for (int round = 0; round < kMostRounds; ++round) {
     const int before = Work(done);
     DropEqualCorners(mesh, done);
     DropTwins(mesh, done);
     const int joined = done.moved_corners;
-    StitchEdges(mesh, limits.tolerance, done);
+    StitchEdges(mesh, limits.tolerance, looks, done);
     if (done.moved_corners != joined) DropTwins(mesh, done);
     const std::vector<bool> one_sided = TurnAlike(mesh, done);
     FillHoles(mesh, limits.hole_edges, one_sided, done);

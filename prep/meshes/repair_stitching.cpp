@@ -224,13 +224,16 @@ constexpr uint32_t kFacets = 2;
 
 class Stitching {
  public:
-  Stitching(RepairedMesh& mesh, double tolerance, MeshRepair& done)
-      : mesh_(mesh), tolerance_(tolerance), box_(BoxOf(mesh)), done_(done) {}
+  Stitching(RepairedMesh& mesh, double tolerance, int64_t& looks, MeshRepair& done)
+      : mesh_(mesh), tolerance_(tolerance), looks_(looks), box_(BoxOf(mesh)), done_(done) {}
 
-  /// False when nothing is open.
+  /// False when nothing is open, or nothing may be looked at any more.
   bool Run(double reach) {
     reach_ = reach;
-    if (changed_) Look();
+    if (changed_) {
+      if (looks_ <= 0) return false;
+      Look();
+    }
     if (open_.empty()) return false;
     stitched_.assign(open_.size(), false);
     last_.reset();
@@ -286,6 +289,7 @@ class Stitching {
     FindOpenEdges();
     if (open_.empty()) return;
     changed_ = false;
+    looks_ -= int64_t(open_.size());
     arcs_.emplace(mesh_.points.size(), [this](auto add) {
       for (size_t i = 0; i < open_.size(); ++i) {
         const auto [a, b] = EndsOf(open_[i]);
@@ -597,6 +601,7 @@ class Stitching {
 
   RepairedMesh& mesh_;
   const double tolerance_;
+  int64_t& looks_;
   const Box box_;
   MeshRepair& done_;
   double reach_ = 0;
@@ -620,9 +625,9 @@ class Stitching {
 
 }  // namespace
 
-void StitchEdges(RepairedMesh& mesh, double tolerance, MeshRepair& done) {
+void StitchEdges(RepairedMesh& mesh, double tolerance, int64_t& looks, MeshRepair& done) {
   if (!(tolerance > 0)) return;
-  Stitching stitching(mesh, tolerance, done);
+  Stitching stitching(mesh, tolerance, looks, done);
   for (const double share : {0.125, 0.25, 0.5, 1.0}) {
     if (!stitching.Run(share * tolerance)) break;
   }
