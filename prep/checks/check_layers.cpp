@@ -99,8 +99,10 @@ class Reporter {
       all.push_back(facts(places[i]));
     }
     if (places.size() > kPlacesInText) said += " and elsewhere";
-    report.messages.push_back(
-        Message(code, file_, said).As(Severity::kWarning).Hint(hint).At({{"count", places.size()}, {"places", std::move(all)}}));
+    report.messages.push_back(Message(code, file_, said)
+                                  .As(Severity::kWarning)
+                                  .Hint(hint)
+                                  .At({{"count", places.size()}, {"places", std::move(all)}}));
   }
 
   const LayerStack& stack_;

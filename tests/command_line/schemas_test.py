@@ -336,6 +336,11 @@ class Outputs(ToolTest):
         self.said("repair", "open.stl", "-o", "closed.stl")
         self.write("side.stl", binary_stl(box_facets()[:-2]))
         self.said("slice", "side.stl", "-o", "open.slc")
+        cup = [[slc_test.boundary(slc_test.rectangle(0, 0, 9, 9))],
+               [slc_test.boundary(slc_test.rectangle(0, 0, 9, 9)), slc_test.boundary(slc_test.rectangle(2, 2, 7, 7, True))]]
+        self.write("cup.slc", slc_test.slc([slc_test.layer(k * 0.5, *cup[k > 0]) for k in range(4)], 2))
+        self.said("check", "--slices", "cup.slc")
+        shutil.copy(self.path("box.V_D"), self.path("cup.V_D"))
         self.said("build", "box.stl", "--style", "Fine.sty", "--slice", "-o", "sliced")
         self.take_folder("sliced")
         self.write("inside-out.stl", binary_stl([tuple(reversed(facet)) for facet in box_facets()]))

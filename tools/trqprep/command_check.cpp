@@ -334,7 +334,6 @@ class Checker {
   void CheckSlices(const InputMesh& input, const VentsFile& vents, const std::string& path) {
     const Box box = input.box();
     const double thickness = options_.thickness.value_or(kLayerThickness).In(input.units, context_.units());
-    if (!(thickness > 0)) FailUsage("", "--thickness must be above 0", "for example --thickness 0.1mm");
     SlicingRequest request;
     request.bands = {{box.min[2], box.max[2], float(thickness)}};
     const MeshSlices slices = SliceWhole(context_, input.mesh->view(), box, input.units, request, path);
@@ -379,6 +378,20 @@ ExitCode Run(Context& context, const Options& options) {
   }
   if (options.drop && options.floor == WordOf(Floor::kKeep)) {
     FailUsage("", "--drop and --floor keep exclude each other", "leave one of them away");
+  }
+  const auto require = [](const char* option, const std::optional<Length>& length, bool may_be_0) {
+    if (!length || length->value > 0 || (may_be_0 && length->value == 0)) return;
+    FailUsage("", fmt::format("{} must {}", option, may_be_0 ? "not be below 0" : "be above 0"),
+              fmt::format("for example {} 0.1mm", option));
+  };
+  require("--thickness", options.thickness, false);
+  require("--pitch", options.layers.pitch, false);
+  require("--overhang", options.layers.overhang, true);
+  require("--vent-radius", options.layers.vent_radius, true);
+  if (!options.slices && (options.thickness || options.layers.overhang || options.layers.vent_radius ||
+                          options.layers.pitch || options.layers.solid_platform)) {
+    FailUsage("", "--thickness, --overhang, --vent-radius, --pitch and --solid-platform go with --slices",
+              "add --slices");
   }
   context.files_are_told = true;
   if (options.paths.size() > 1 || IsFolder(options.paths[0])) context.Gather();
