@@ -34,7 +34,7 @@ class Sets {
 };
 
 /// Of a layer, in its rows together.
-constexpr double kMostCrossings = 1 << 24;
+constexpr double kMostCrossings = 1 << 22;
 
 /// What decides how far apart rows may stand: the range of Y, and how far a layer's contours go up and down.
 struct RowExtent {
