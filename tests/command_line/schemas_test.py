@@ -10,6 +10,7 @@ import warnings
 import jsonschema
 
 import schemas
+import layers_test
 import slc_test
 from style_files import *
 from support import *
@@ -340,7 +341,9 @@ class Outputs(ToolTest):
                [slc_test.boundary(slc_test.rectangle(0, 0, 9, 9)), slc_test.boundary(slc_test.rectangle(2, 2, 7, 7, True))]]
         self.write("cup.slc", slc_test.slc([slc_test.layer(k * 0.5, *cup[k > 0]) for k in range(4)], 2))
         self.said("check", "--slices", "cup.slc")
-        shutil.copy(self.path("box.V_D"), self.path("cup.V_D"))
+        self.write("vessel.stl", binary_stl(layers_test.vessel()))
+        self.write("vessel.V_D", "5 10 6 1 0 0 3\n")
+        self.said("check", "--slices", "vessel.stl")
         self.said("build", "box.stl", "--style", "Fine.sty", "--slice", "-o", "sliced")
         self.take_folder("sliced")
         self.write("inside-out.stl", binary_stl([tuple(reversed(facet)) for facet in box_facets()]))
