@@ -158,7 +158,6 @@ struct Job {
 
 constexpr double kDefaultSeconds = 10;
 constexpr double kMostSeconds = 1e6;
-constexpr double kStepsPerSecond = 1e8;
 
 /// What the settings of a job have against each other or are beyond: exit 2, or 3 for a job file when
 /// `malformed`.

@@ -10,6 +10,7 @@
 #include <type_traits>
 
 #include "trqprep/message.h"
+#include "trqprep/nesting.h"
 #include "trqprep/paths.h"
 #include "trqprep/suggestions.h"
 
@@ -117,7 +118,7 @@ const std::vector<JobField<Job>>& JobFields() {
       {"margin", "--margin", &Job::margin, F::kWhenSet, "LENGTH", "Least distance to the walls of the vat (default 5 mm, with --engine grid 0)"},
       {"tolerance", "--tolerance", &Job::tolerance, F::kWhenSet, "LENGTH", "How much larger than the parts the outlines of the search may be (default 0.05 mm)"},
       {"time", "--time", &Job::time, F::kWhenSet, "SECONDS", "What the search may take on a usual processor; counted in steps, never by the clock (default 10)"},
-      {"steps", nullptr, WholeMember<Job>{&Job::steps, 0, int64_t(kMostSeconds * kStepsPerSecond)}, F::kWhenSet},
+      {"steps", nullptr, WholeMember<Job>{&Job::steps, 0, int64_t(kMostSeconds * double(nesting::kStepsPerSecond))}, F::kWhenSet},
       {"order", "--order", &Job::order, F::kWhenSet, "size|given", "Which pieces get a place first: the largest (default), or in the order given"},
       {"no-holes", "--no-holes", &Job::no_holes, F::kWhenSet, "", "Put no piece into a hole of another, seen from above"},
       {"plates", "--plates", WholeMember<Job>{&Job::plates, 1, kMostCopies, "any"}, F::kOfBuilds | F::kWhenSet, "N", "Most plates: what finds no place goes to the next one; a number, or any (default 1). Other than 1, the folder holds a build folder a plate"},

@@ -181,8 +181,9 @@ nesting::Limits LimitsOf(Observer& observer, const Plate& plate, const Asked& as
   const bool fills = std::any_of(asked.job.parts.begin(), asked.job.parts.end(),
                                  [](const nesting::Part& part) { return part.fill; });
   if (fills || (asked.pieces > 1 && !hopeless)) {
-    limits.steps =
-        job.steps >= 0 ? uint64_t(job.steps) : uint64_t(job.time.value_or(kDefaultSeconds) * kStepsPerSecond);
+    limits.steps = job.steps >= 0
+                       ? uint64_t(job.steps)
+                       : uint64_t(job.time.value_or(kDefaultSeconds) * double(nesting::kStepsPerSecond));
   }
   limits.threads = int(job.threads > 0 ? job.threads : std::max(1U, std::thread::hardware_concurrency()));
   limits.wall_seconds = job.wall_limit.value_or(0);
