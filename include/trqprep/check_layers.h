@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "trqprep/contour_svg.h"
 #include "trqprep/layer_findings.h"
 #include "trqprep/message.h"
 #include "trqprep/quantities.h"
@@ -20,17 +21,10 @@ struct LayerCheck {
   bool solid_platform = false;
 };
 
-/// A place of a layer that a finding speaks of.
-struct LayerMark {
-  std::size_t first = 0, last = 0;  ///< layers in which it is
-  double x = 0, y = 0;
-  std::string text;
-};
-
 /// What was found in layers of one file.
 struct LayerReport {
   std::vector<Message> messages;
-  std::vector<LayerMark> marks;
+  std::vector<PictureMark> marks;  ///< where pictures of layers show them
 };
 
 /// ISLAND, UNSUPPORTED, CUP, TRAPPED and STARTS-AT of layers in `units`; bare lengths are in `bare`. Vents

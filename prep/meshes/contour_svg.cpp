@@ -21,7 +21,8 @@ double RoundLength(double length) {
 
 }  // namespace
 
-std::string LayerSvg(const ContourFile& file, const ContourSummary& summary, size_t index) {
+std::string LayerSvg(const ContourFile& file, const ContourSummary& summary, size_t index,
+                     const std::vector<PictureMark>& marks) {
   const trq::SlcLayer& layer = file.contours.layers[index];
   const LayerSummary& about = summary.layers[index];
   const std::string unit = UnitsName(file.units);
@@ -64,8 +65,9 @@ std::string LayerSvg(const ContourFile& file, const ContourSummary& summary, siz
       Plain(width / k, digits + 2), Plain(height / k, digits + 2), page(width), page(height), unit);
   out += "<title>" + title + "</title>\n";
   out += fmt::format(
-      "<style>text{{font-family:sans-serif;font-size:{0}px;fill:#222}}.solid{{fill:#9fc3e6;fill-rule:evenodd}}.outer,.inner,.box{{fill:none;stroke-width:{1};stroke-linejoin:round}}.outer{{stroke:#1d4f7c}}.inner{{stroke:#c2571a}}.box{{stroke:#999;stroke-dasharray:{2}}}.bar{{fill:none;stroke:#222;stroke-width:4}}</style>\n",
-      page(text_size), num(4 / k), num(16 / k));
+      "<style>text{{font-family:sans-serif;font-size:{0}px;fill:#222}}.solid{{fill:#9fc3e6;fill-rule:evenodd}}.outer,.inner,.box{{fill:none;stroke-width:{1};stroke-linejoin:round}}.outer{{stroke:#1d4f7c}}.inner{{stroke:#c2571a}}.box{{stroke:#999;stroke-dasharray:{2}}}.bar{{fill:none;stroke:#222;stroke-width:4}}{3}</style>\n",
+      page(text_size), num(4 / k), num(16 / k),
+      marks.empty() ? "" : ".mark{fill:none;stroke:#d00000;stroke-width:4}.name{fill:#d00000}");
 
   std::string paths[2];  // outer, inner
   for (const trq::SlcBoundary& boundary : layer.boundaries()) {
@@ -90,6 +92,13 @@ std::string LayerSvg(const ContourFile& file, const ContourSummary& summary, siz
   if (!paths[0].empty()) out += "<path class=\"outer\" d=\"" + paths[0] + "\"/>\n";
   if (!paths[1].empty()) out += "<path class=\"inner\" d=\"" + paths[1] + "\"/>\n";
   out += "</g>\n";
+  for (const PictureMark& mark : marks) {
+    if (index < mark.first || index > mark.last) continue;
+    const std::string x = page(left + k * (mark.x - low[0])), y = page(bottom - k * (mark.y - low[1]));
+    out += fmt::format(
+        "<circle class=\"mark\" cx=\"{}\" cy=\"{}\" r=\"20\"/>\n<text class=\"name\" x=\"{}\" y=\"{}\" text-anchor=\"middle\">{}</text>\n",
+        x, y, x, page(bottom - k * (mark.y - low[1]) - 26), XmlText(mark.text));
+  }
   out += fmt::format("<text x=\"{}\" y=\"{}\" text-anchor=\"middle\">{}</text>\n", page(width / 2),
                      page(margin + 0.6 * text_size), XmlText(title));
   out += fmt::format("<path class=\"bar\" d=\"M{0} {1}V{2}H{3}V{1}\"/>\n", page(margin),

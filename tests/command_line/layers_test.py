@@ -105,6 +105,17 @@ class Layers(ToolTest):
         self.assertAlmostEqual(place["volume"], 25 * 1.5, delta=1)
         self.fails(INPUT, "check", "cup.slc")
 
+    def test_pictures_show_them(self):
+        ring = [boundary(rectangle(0, 0, 9, 9)), boundary(rectangle(2, 2, 7, 7, True))]
+        self.write("cup.slc", slc_test.slc([layer(k * 0.5, *(ring if k else ring[:1])) for k in range(4)], 2))
+        result = self.good("slc", "svg", "cup.slc", "--layer", "2", "--problems", "--json")
+        self.assertEqual(result.codes(), ["STARTS-AT", "CUP"])
+        picture = result.document()["data"]["svg"]
+        self.assertIn(">CUP</text>", picture)
+        self.assertEqual(picture.count("<circle"), 1)
+        self.assertNotIn("<circle", self.good("slc", "svg", "cup.slc", "--layer", "1", "--problems", "--json").document()["data"]["svg"])
+        self.assertNotIn("mark", self.good("slc", "svg", "cup.slc", "--layer", "2").out.decode())
+
     def test_builds_with_slices(self):
         self.write("cup.stl", binary_stl(vessel()))
         self.write("Fine.sty", build_style_with(lambda records: setattr(records["Layer Thickness"], "value", 0.5)))

@@ -5,6 +5,7 @@
 #include "commands.h"
 #include "slc_verbs.h"
 #include "trqprep/atomic_output.h"
+#include "trqprep/check_layers.h"
 #include "trqprep/contour_svg.h"
 #include "trqprep/layer_picture.h"
 
@@ -31,6 +32,7 @@ struct Options {
   std::optional<Length> pixel;
   int64_t size = 0;
   int64_t count = 12;
+  bool problems = false;
 };
 
 constexpr int64_t kMostPixels = 20000;  // a side
@@ -157,9 +159,16 @@ ExitCode Svg(Context& context, const Options& options) {
   const ContourSummary summary = Summarize(context, file);
   context.data_units = file.units;
   context.State({{"file", TextToJson(options.input)}});
+  std::vector<PictureMark> marks;
+  if (options.problems) {
+    LayerReport found =
+        CheckLayers(context, StackOf(file.contours), {}, file.units, context.units(), VentsFile(), file.path);
+    for (const Message& message : found.messages) context.Say(message);
+    marks = std::move(found.marks);
+  }
   if (options.layers.empty() || options.output.empty()) {
     const size_t index = chosen.front();
-    const std::string svg = LayerSvg(file, summary, index);
+    const std::string svg = LayerSvg(file, summary, index, marks);
     context.State(AboutLayer(file, summary, index));
     if (options.output.empty()) {
       context.text = svg;
@@ -177,7 +186,7 @@ ExitCode Svg(Context& context, const Options& options) {
   for (size_t i = 0; i < chosen.size(); ++i) {
     context.Progress("drawing layers", double(i) / double(chosen.size()));
     const std::string output = outputs.Of(chosen[i]);
-    WriteOutputFile(output, LayerSvg(file, summary, chosen[i]), context.options.force);
+    WriteOutputFile(output, LayerSvg(file, summary, chosen[i], marks), context.options.force);
     Json picture = AboutLayer(file, summary, chosen[i]);
     picture["output"] = TextToJson(output);
     pictures.push_back(std::move(picture));
@@ -312,6 +321,8 @@ void AddSlcPictures(Command& group) {
     verb.WholeOption("--layer", options.layer, 1, 4294967295, "The layer, counted from 1");
     verb.LengthOption("--z", options.z, "The layer that is built at this height");
     verb.TextOption("--layers", options.layers, "LAYERS", "Several layers: 1,10-20,z=5mm, or all");
+    verb.Flag("--problems", options.problems,
+              "Mark islands, overhangs, cups and trapped resin, as `check --slices` finds them");
     verb.Output(options.output, "FILE", "The SVG file to write, or a folder", false);
     verb.UsesUnits();
   }
