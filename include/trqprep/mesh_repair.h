@@ -65,8 +65,8 @@ struct MeshRepair {
 ///
 /// All other vertices keep their bits, the box of the facets' corners stays the same, and facets keep their
 /// order and attributes; new ones come last, with attribute 0. Vertices are numbered in the order of their
-/// first use, those that no facet used come behind them. A second repair finds nothing to do, unless more than
-/// about half a million edges were open: these are not stitched again and again for ever. The mesh gets
+/// first use, those that no facet used come behind them. A second repair finds nothing to do, unless more
+/// than about half a million edges were open: these are not stitched again and again for ever. The mesh gets
 /// new normals and extents. Ends the command with exit 3 when a coordinate is not finite. Time grows as the
 /// facets times their logarithm and the cube of `hole_edges`.
 MeshRepair RepairMesh(InputMesh& input, const RepairLimits& limits);

@@ -67,8 +67,8 @@ inline int BalanceOf(EdgeUses uses) {
 /// The box of the facets' corners.
 Box BoxOf(const RepairedMesh& mesh);
 
-/// Stitches open edges (RepairMesh). Takes from `looks` the open edges each time that they are looked at anew,
-/// and stops where none are left of them.
+/// Stitches open edges (RepairMesh). Takes from `looks` the open edges each time that they are looked at
+/// anew, and stops where none are left of them.
 void StitchEdges(RepairedMesh& mesh, double tolerance, int64_t& looks, MeshRepair& done);
 
 /// Fills holes (RepairMesh). Facets of which `one_sided` says so have no direction that fits their
