@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <limits>
 #include <numeric>
+#include <optional>
 #include <tuple>
 #include <utility>
 
@@ -22,11 +23,15 @@ constexpr double kTargetMargin = 0.05;
 constexpr double kNoticedChange = 0.01;
 constexpr double kRuinousChange = 0.10;
 
+// The simplifier goes through all facets of a vertex for each of its neighbours: time would grow as their
+// square.
+constexpr unsigned kMostFacetsOfVertex = 5000;
+
 using Indices = std::vector<unsigned>;  // three a facet
 
 /// The mesh as the simplifier takes it.
 struct Welded {
-  std::vector<int> vertices;     ///< of the mesh, one a place, ascending
+  std::vector<int> vertices;     ///< of the mesh, one a place, ascending (but see SplitHubs)
   std::vector<float> positions;  ///< x, y, z of each of them, scaled
   Indices indices;               ///< into `vertices`; no facet has a corner twice
 };
@@ -150,10 +155,34 @@ Indices Without(const Indices& indices, const std::vector<bool>& marked) {
   return kept;
 }
 
+/// The mesh with vertices of too many facets as several at one place, each of the next facets. The new ones
+/// come last. Nothing when there are none.
+std::optional<Welded> SplitHubs(const Welded& welded) {
+  Indices facets(welded.vertices.size(), 0);
+  for (const unsigned index : welded.indices) ++facets[index];
+  if (facets.empty() || *std::max_element(facets.begin(), facets.end()) <= kMostFacetsOfVertex) return {};
+  Welded split = welded;
+  Indices latest(facets.size());
+  std::iota(latest.begin(), latest.end(), 0u);
+  std::fill(facets.begin(), facets.end(), 0u);
+  for (unsigned& index : split.indices) {
+    const unsigned vertex = index;
+    if (++facets[vertex] > kMostFacetsOfVertex) {
+      facets[vertex] = 1;
+      latest[vertex] = static_cast<unsigned>(split.vertices.size());
+      split.vertices.push_back(int(vertex));
+      for (size_t k = 0; k < 3; ++k) split.positions.push_back(welded.positions[3 * size_t(vertex) + k]);
+    }
+    index = latest[vertex];
+  }
+  return split;
+}
+
 /// Runs of the simplifier over one mesh.
 class Simplifier {
  public:
-  explicit Simplifier(const Welded& welded) : welded_(welded), edges_(CountEdges(welded.indices)) {
+  explicit Simplifier(const Welded& welded)
+      : welded_(welded), split_(SplitHubs(welded)), edges_(CountEdges(welded.indices)) {
     std::vector<bool> marked;
     keeps_pairs_ = MarkOppositePairs(welded.indices, marked) > 0;
     locks_border_ = edges_.open > 0;
@@ -201,18 +230,30 @@ class Simplifier {
   }
 
   Indices RunOnce(size_t facets, unsigned options) const {
-    Indices result(welded_.indices.size());
+    const Welded& given = split_ ? *split_ : welded_;
+    Indices result(given.indices.size());
     // An error a million times as large as the mesh: the number of facets alone decides.
-    const size_t count = meshopt_simplify(result.data(), welded_.indices.data(), welded_.indices.size(),
-                                          welded_.positions.data(), welded_.vertices.size(),
-                                          3 * sizeof(float), 3 * facets, 1e6f, options, nullptr);
+    const size_t count =
+        meshopt_simplify(result.data(), given.indices.data(), given.indices.size(), given.positions.data(),
+                         given.vertices.size(), 3 * sizeof(float), 3 * facets, 1e6f, options, nullptr);
     result.resize(count);
     std::vector<bool> marked;
+    if (split_) {
+      const size_t vertices = welded_.vertices.size();
+      for (unsigned& index : result) {
+        if (index >= vertices) index = static_cast<unsigned>(split_->vertices[index]);
+      }
+      for (size_t i = 0; i < result.size(); i += 3) {
+        marked.push_back(HasEqualIndices({int(result[i]), int(result[i + 1]), int(result[i + 2])}));
+      }
+      result = Without(result, marked);
+    }
     if (!keeps_pairs_ && MarkOppositePairs(result, marked) > 0) result = Without(result, marked);
     return result;
   }
 
   const Welded& welded_;
+  const std::optional<Welded> split_;
   EdgeCounts edges_;
   bool keeps_pairs_ = false;
   bool locks_border_ = false;

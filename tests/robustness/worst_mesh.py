@@ -151,6 +151,20 @@ def hub(n):
         yield (50, 50, -20) + b + a
 
 
+def bows(n):
+    """Triangles that share one corner and nothing else: all borders come through it."""
+    for i in range(n):
+        angle = 2 * math.pi * i / n
+        ends = [(40 * math.cos(a), 40 * math.sin(a), i * 7919 % 1000 / 10) for a in (angle, angle + 0.01)]
+        yield (0, 0, -5) + ends[0] + ends[1]
+
+
+def doubled(n):
+    """One facet, half of the times in the other direction."""
+    for i in range(n):
+        yield (0, 0, 0) + ((10, 0, 0) + (0, 10, 5) if i < n // 2 else (0, 10, 5) + (10, 0, 0))
+
+
 def sphere(n):
     rows = max(2, round(math.sqrt(n / 4)))
     columns = 2 * rows
@@ -300,7 +314,7 @@ def crowd(n):
 
 MESHES = {"rings": rings, "cavities": cavities, "nested": nested, "prism": prism, "needles": needles, "soup": soup,
           "hub": hub, "sphere": sphere, "holes": holes, "cracked": cracked, "one crack": one_crack, "attack": attack,
-          "crowd": crowd, "flats": flats}
+          "crowd": crowd, "flats": flats, "bows": bows, "doubled": doubled}
 
 PAIRS = {"flats": flats, "shaken flats": lambda n: flats(n, 0.01), "prisms": prism,
          "drafted prisms": lambda n: prism(n, draft=0.3), "twisted prisms": lambda n: prism(n, twist=0.5),

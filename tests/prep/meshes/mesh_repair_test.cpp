@@ -560,6 +560,54 @@ TEST(MeshRepair, AnEmptyMeshStaysEmpty) {
   EXPECT_EQ(input.mesh->num_triangles(), 0);
 }
 
+// Each triangle has the corner in the middle and two of its own; its rim turns once round and is no hole.
+TEST(MeshRepair, ThousandsOfBordersMeetInOneCorner) {
+  constexpr int kTriangles = 3000;
+  Shape shape{{{0, 0, 0}}, {}};
+  for (int i = 0; i < kTriangles; ++i) {
+    const double angle = 2 * 3.14159265358979 * i / kTriangles;
+    for (const double turn : {0.0, 0.0005}) {
+      shape.vertices.push_back(
+          {float(100 * std::cos(angle + turn)), float(100 * std::sin(angle + turn)), float(i % 7)});
+    }
+    shape.triangles.push_back({0, 2 * i + 1, 2 * i + 2});
+  }
+  const RepairLimits nothing_moves{0, kMostHoleEdges};
+  const Repaired repaired = Repair(shape, nothing_moves);
+  EXPECT_FALSE(repaired.done.any());
+  EXPECT_EQ(repaired.done.open_after, 3 * kTriangles);
+  EXPECT_THAT(repaired.done.left, SizeIs(100));  // the first of them are enough
+}
+
+// The first of either direction stay: together they are closed, one alone would be open.
+TEST(MeshRepair, OfOneFacetGivenThousandsOfTimesOneOfEachDirectionStays) {
+  constexpr int kTimes = 5000;
+  Shape shape{{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {}};
+  shape.triangles.assign(kTimes, {0, 1, 2});
+  shape.triangles.insert(shape.triangles.end(), kTimes, {0, 2, 1});
+  const Repaired repaired = Repair(shape);
+  EXPECT_EQ(repaired.done.given_twice, 2 * kTimes - 2);
+  EXPECT_THAT(repaired.shape.triangles, ElementsAre(Indices{0, 1, 2}, Indices{0, 2, 1}));
+}
+
+// Every edge has sixteen others within reach: far more candidates than are kept at a time.
+TEST(MeshRepair, StackedFacetsNearerThanTheToleranceBecomeFew) {
+  constexpr int kLevels = 12000;
+  Shape shape;
+  for (int i = 0; i < kLevels; ++i) {
+    const float z = 0.0005f * float(i);
+    for (const Vertex& corner : {Vertex{0, 0, z}, Vertex{100, 0, z}, Vertex{0, 100, z}})
+      shape.vertices.push_back(corner);
+    shape.triangles.push_back({3 * i, 3 * i + 1, 3 * i + 2});
+  }
+  const Repaired repaired = Repair(shape);
+  EXPECT_LE(repaired.done.largest_move, 0.05);
+  EXPECT_EQ(BoxCorners(repaired.shape), BoxCorners(shape));
+  EXPECT_EQ(repaired.done.open_after, OpenEdges(repaired.shape));
+  // Corners that moved by at most 0.05 lie on levels of which each took in a hundred others at least.
+  EXPECT_THAT(repaired.shape.triangles, SizeIs(::testing::Le(kLevels / 50)));
+}
+
 // Damage of every kind: the box stays, a second repair has nothing to do (Repair sees to that), and what is
 // said to be open is what is.
 TEST(MeshRepairDifferential, AnythingAtAll) {

@@ -179,6 +179,28 @@ TEST(SimplifyMesh, DoesNotTakeOutASheetThatHasTwoSides) {
   EXPECT_GT(MeasureShape(input).area, 2 * 300);
 }
 
+// Two corners with more facets than the simplifier gets at one: in between they are several.
+TEST(SimplifyMesh, ADoubleConeStaysClosed) {
+  constexpr int kSides = 12000;
+  std::vector<test_support::Point> vertices = {{0, 0, 20}, {0, 0, -20}};
+  std::vector<Indices> triangles;
+  for (int i = 0; i < kSides; ++i) {
+    const double angle = 2 * 3.14159265358979 * i / kSides;
+    vertices.push_back({float(40 * std::cos(angle)), float(40 * std::sin(angle)), 0});
+    const int here = 2 + i, next = 2 + (i + 1) % kSides;
+    triangles.push_back({0, here, next});
+    triangles.push_back({1, next, here});
+  }
+  CTL mesh = MakeMesh(vertices, triangles);
+  ASSERT_TRUE(SimplifyMesh(mesh, kSides / 2));
+  const ShapeMeasures after = MeasureShape(Input(std::move(mesh)));
+  EXPECT_NEAR(after.facets, kSides / 2, kSides / 40);
+  EXPECT_TRUE(after.closed);
+  EXPECT_EQ(after.crowded_edges, 0);
+  // Two cones of height 20 on a circle of radius 40.
+  EXPECT_NEAR(after.volume, 2 * 3.14159265358979 * 1600 * 20 / 3, 10);
+}
+
 TEST(SimplifyMesh, HasNothingToDoForAsManyFacets) {
   InputMesh cube = Input(test_support::Cube(10));
   for (const int facets : {12, 13, 1000}) EXPECT_FALSE(SimplifyMesh(*cube.mesh, facets));
