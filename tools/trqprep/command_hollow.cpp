@@ -11,9 +11,9 @@
 namespace trqprep {
 namespace {
 
-// A closed surface takes 6 to 40 a vertex.
+// A closed surface takes 3 to 20 a facet.
 constexpr size_t kMostTests = 20'000'000;
-constexpr size_t kMostTestsAVertex = 40;
+constexpr size_t kMostTestsAFacet = 20;
 
 struct Options : MeshOptions {
   std::optional<Length> limit;
@@ -156,7 +156,7 @@ ExitCode Run(Context& context, const Options& options) {
   }
 
   context.Progress("pushing the vertices inward", 0.1);
-  const size_t most_tests = kMostTests + kMostTestsAVertex * size_t(mesh.num_vertices());
+  const size_t most_tests = kMostTests + kMostTestsAFacet * size_t(mesh.num_triangles());
   mesh.shell_vertices_ = trq::core::OffsetShell(mesh.view(), {limit, options.validate, most_tests});
   if (!mesh.shell_vertices_) FailBound(options.input, "validating the pushes");
   mesh.shell_made = 1;
