@@ -9,7 +9,8 @@ from support import *
 
 # What neither writes nor stands among the readers of faults.py.
 OTHERS = [["verify", "out"], ["explain", "Z-GAP"], ["vents", "list", "part.V_D"], ["slc", "info", "cone.slc"],
-          ["slc", "verify", "cone.slc"], ["style", "get", "style.sty", "Layer Thickness"], ["style", "verify", "style.sty"],
+          ["slc", "verify", "cone.slc"], ["slc", "area", "cone.slc"], ["slc", "diff", "cone.slc", "cone.slc"],
+          ["style", "get", "style.sty", "Layer Thickness"], ["style", "verify", "style.sty"],
           ["recoat", "show", "style.rcs"], ["recoat", "get", "style.rcs", "Z Wait"],
           ["recoat", "diff", "style.rcs", "other.rcs"], ["recoat", "verify", "style.rcs"], ["completion", "bash"], ["version"]]
 GROUPS = ("style", "recoat", "slc", "vents")
