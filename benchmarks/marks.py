@@ -72,6 +72,7 @@ class Measured:
     counters: dict = field(default_factory=dict)  # (name, counter)
     processes: dict = field(default_factory=dict)  # name: {"cpu", "wall", "memory"}
     strips: dict = field(default_factory=dict)  # label: document of nest_strips
+    mixes: dict = field(default_factory=dict)  # document of nest_mixes.py
 
 
 def run_group(folder, measured, program, pattern, repetitions, label=""):
@@ -147,6 +148,19 @@ def run_strips(folder, measured):
                 measured.strips[label] = json.load(f)
 
 
+def run_mixes(folder, measured):
+    """Nothing is measured where TRQ_CORPUS names no folder of parts."""
+    if "TRQ_CORPUS" not in os.environ:
+        return
+    with tempfile.TemporaryDirectory() as temporary:
+        answer = os.path.join(temporary, "mixes.json")
+        program = os.path.join(os.path.dirname(os.path.abspath(__file__)), "nest_mixes.py")
+        subprocess.run([sys.executable, program, os.path.join(folder, "bin", "trqprep"), os.environ["TRQ_CORPUS"], "--json",
+                        answer], stdout=sys.stderr, check=True)
+        with open(answer, encoding="utf-8") as f:
+            measured.mixes = json.load(f)
+
+
 # How a row's number comes from what was measured. Each answers None where something is missing.
 
 
@@ -212,6 +226,11 @@ NESTING = [
                                           ("60 s", "mean", 0.95, 0.97), ("60 s", "least", 0.88, None))],
     at_least("strips with gaps of 1 % of their height, 10 s, use of libnest2d's: mean", 1.05, None,
              strips("libnest2d", "mean")),
+    at_least("mixes of twelve parts by the nesting engine, 10 s, of those by the grid, five vats", 1.5, None,
+             lambda m: m.mixes.get("ratio")),
+    *[Row(f"place --time 0, {pieces} pieces of ten parts, 24 turns, whole process", mark, None,
+          lambda m, pieces=pieces: m.mixes.get(pieces), unit=" s")
+      for pieces, mark in (("100", 1), ("1000", 20))],
 ]
 
 ROWS = [
@@ -353,13 +372,14 @@ def main():
     if not nesting:
         run_processes(sys.argv[1], measured)
     run_strips(sys.argv[1], measured)
+    run_mixes(sys.argv[1], measured)
     rows = NESTING if nesting else ROWS
     table, missed, unmeasured = evaluate(measured, rows)
     print("\n".join(lines + [""] + table))
     print(f"\nMedians of CPU time, {min(g[2] for g in GROUPS)} repetitions and more in turns; "
           f"{time.perf_counter() - start:.0f} s in all.")
     for job in unmeasured:
-        print(f"Not measured, the peer is not installed or no strips were named: {job}")
+        print(f"Not measured, the peer is not installed or no strips or corpus were named: {job}")
     for text in missed:
         print(f"MISSED: {text}")
     print(f"{len(missed)} of {sum(row.mark is not None for row in rows)} marks missed." if missed

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <memory>
@@ -91,6 +92,7 @@ class Nester {
     }
     while (layout_.containers.size() < bound) AddContainer();
     enough_area_ = FindLeast();
+    alone_ = !model_.strip && job.fixed.empty() && NoTwoTogether();
   }
 
   PlatesResult Run() {
@@ -146,6 +148,57 @@ class Nester {
     return enough && need <= 0;
   }
 
+  /// Whether gaps are so wide that every container takes one piece, wherever that lies.
+  bool NoTwoTogether() const {
+    // Farthest apart are pieces in opposite corners of the container. Their outlines are no farther apart
+    // than any point of the one is from any of the other: taken are those that reach farthest out of the
+    // corners.
+    struct Reach {
+      std::array<Point, 4>
+          from_corner;  // 0 upper right, 1 upper left, 2 lower right, 3 lower left; over turns
+      double size;      // of the largest box
+    };
+    std::vector<std::pair<std::size_t, Reach>> reaches;
+    for (std::size_t p = 0; p < model_.kinds.size(); ++p) {
+      if (layout_.left[p] == 0) continue;
+      Reach reach = {{}, 0};
+      reach.from_corner.fill({kMostCoordinate, kMostCoordinate});
+      for (const std::size_t s : model_.kinds[p].usable) {
+        const Shape& shape = model_.shapes[s];
+        reach.size = std::max({reach.size, shape.width, shape.height});
+        for (std::size_t c = 0; c < 4; ++c) {
+          Point best = {0, 0};
+          for (const Edge& edge : shape.edges) {
+            const Point point = {(c & 1) != 0 ? edge.ax : shape.width - edge.ax,
+                                 (c & 2) != 0 ? edge.ay : shape.height - edge.ay};
+            if (point.x + point.y > best.x + best.y) best = point;
+          }
+          Point& least = reach.from_corner[c];
+          least = {std::min(least.x, best.x), std::min(least.y, best.y)};
+        }
+      }
+      reaches.emplace_back(p, reach);
+    }
+    if (reaches.size() > kMostPiecesSearched) return false;
+    for (std::size_t i = 0; i < reaches.size(); ++i) {
+      for (std::size_t j = i; j < reaches.size(); ++j) {
+        const auto& [a, first] = reaches[i];
+        const auto& [b, second] = reaches[j];
+        if (a == b && layout_.left[a] == 1) continue;
+        const double gap = std::max(model_.kinds[a].gap, model_.kinds[b].gap);
+        const double size = std::max(first.size, second.size);
+        for (std::size_t c = 0; c < 4; ++c) {
+          const Point& one = first.from_corner[c];
+          const Point& other = second.from_corner[3 - c];
+          const double apart = std::hypot(std::max(model_.length - one.x - other.x, size),
+                                          std::max(model_.width - one.y - other.y, size));
+          if (apart * (1 + 1e-9) >= gap) return false;
+        }
+      }
+    }
+    return true;
+  }
+
   /// Places copies of parts with `fill`, or of all others, in containers as they come; adds what it needs.
   void Construct(bool fill) {
     const auto size = [&](std::size_t p) { return model_.shapes[model_.kinds[p].first_shape].weight; };
@@ -191,7 +244,7 @@ class Nester {
   /// Seeks places for copies of parts with `fill`, or for all others and then fewer containers. Whether it
   /// came to its end. A search for fewer may find none for long: what there is until then is shortened first.
   bool Search(bool fill) {
-    if (model_.strip) return true;
+    if (model_.strip || alone_) return true;
     if (!fill && !enough_area_) return true;
     task_.fill = fill;
     std::unique_ptr<PlacesWorker> workers[kWorkers];
@@ -359,6 +412,7 @@ class Nester {
   Rounds rounds_;
   const std::function<bool()> stop_, cancelled_;
   bool enough_area_ = true;
+  bool alone_ = false;
   Layout layout_;
 };
 

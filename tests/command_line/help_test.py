@@ -170,9 +170,11 @@ class Completion(ToolTest):
         self.assertEqual(self.lines("trqprep", "style", "set", "a.sty", "Layer Th"), ["Layer\\ Thickness="])
         for words in (("build",), ("place",), ("build", "box.stl", "--part")):
             self.assertEqual(self.lines("trqprep", *words, "box.stl,"),
-                             ["box.stl," + key + "=" for key in ("copies", "rotate-z", "units", "rotations", "at", "gap", "plate",
-                                                                 "style")])
+                             ["box.stl," + key for key in ("copies=", "copies=fill", "rotate-z=", "units=", "rotations=",
+                                                           "rotations=fixed", "at=", "gap=", "plate=", "style=")])
         self.assertEqual(self.lines("trqprep", "build", "box.stl,copies=2,rotate"), ["box.stl,copies=2,rotate-z="])
+        self.assertEqual(self.lines("trqprep", "build", "box.stl,rotations=f"), ["box.stl,rotations=fixed"])
+        self.assertEqual(self.lines("trqprep", "build", "--plates", ""), ["any"])
 
     def test_files(self):
         self.write("part.stl", "x")

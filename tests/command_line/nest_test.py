@@ -431,8 +431,9 @@ class Refused(NestTest):
 
     def test_gaps_wider_than_the_vat(self):
         for engine in ("nest", "grid"):
-            message = self.message("box.stl,copies=2", "--gap", "999999mm", "--engine", engine)
-            self.assertEqual((message["code"], message["where"]["placed"]), ("NO-PLACEMENT", 1))
+            for gap in ("999999mm", "300mm"):  # the boxes are at most 250 mm apart
+                message = self.message("box.stl,copies=2", "--gap", gap, "--engine", engine)
+                self.assertEqual((message["code"], message["where"]["placed"]), ("NO-PLACEMENT", 1))
             self.good("place", "box.stl", "--gap", "300000", "--engine", engine)  # it has nothing to stand apart from
 
     def test_margins_wider_than_the_vat(self):

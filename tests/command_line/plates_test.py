@@ -100,6 +100,20 @@ class Plates(ToolTest):
         shutil.rmtree(self.path("out/plate-2"))
         self.assertIn("VERIFY-FILE", self.fails(NO, "verify", "out", "--json").codes())
 
+    def test_info_tells_of_every_plate(self):
+        names = [plate["folder"] for plate in self.build()["plates"]]
+        entry, = self.json_of("info", "out")["files"]
+        self.assertEqual((entry["kind"], [plate["folder"] for plate in entry["plates"]]), ("build", names))
+        for plate in entry["plates"]:
+            document = json.loads(self.path(f"out/{plate['folder']}/build.json").read_text())
+            self.assertEqual((plate["piece_count"], plate["part_count"], plate["vat"]),
+                             (len(document["pieces"]), len(document["inputs"]), [100, 100, 60]))
+        lines = self.good("info", "out").out.decode().splitlines()
+        self.assertEqual(lines[0], f"out: {len(names)} plates, a build folder each")
+        self.assertEqual(len([line for line in lines if line.startswith("out/plate-")]), len(names))
+        self.path("out/plate-2/build.json").unlink()
+        self.assertEqual(self.fails(INPUT, "info", "out", "--json").codes(), ["BUILD-INVALID"])
+
     def test_another_plate_in_the_place_of_one_is_seen(self):
         self.build()
         self.build(output="other", parts=("bar.stl,copies=9",))

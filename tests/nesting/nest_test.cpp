@@ -296,6 +296,39 @@ TEST(Nest, AGapWiderThanTheContainerLeavesRoomForOnePiece) {
   EXPECT_EQ(Nest(job, Steps(0)).missing.at(0).why, Missing::Why::kTooLarge);
 }
 
+TEST(Nest, NothingIsSearchedForWhereNoTwoPiecesCanBeApart) {
+  // Two squares of 20 in opposite corners of one of 240 are 200 apart on each axis.
+  const double farthest = 200 * std::sqrt(2.0);
+  for (const int containers : {1, 2, 5}) {
+    Job job = Plate(250, 250);
+    job.container.margin = 5;
+    job.parts = {Copies(Rectangle(20, 20), 3)};
+    job.gap = farthest + 0.01;
+    const PlatesResult apart = NestPlates(job, static_cast<std::size_t>(containers), Steps(1'000'000'000));
+    EXPECT_EQ(apart.steps, 0u);
+    EXPECT_EQ(apart.containers.size(), static_cast<std::size_t>(std::min(containers, 3)));
+    EXPECT_EQ(apart.outcome, containers < 3 ? Outcome::kPartly : Outcome::kPlaced);
+    for (const Missing& missing : apart.missing) EXPECT_EQ(missing.why, Missing::Why::kNoPlace);
+    job.parts[0].fill = true;
+    EXPECT_EQ(NestPlates(job, static_cast<std::size_t>(containers), Steps(1'000'000'000)).steps, 0u);
+  }
+  Job job = Plate(250, 250);
+  job.container.margin = 5;
+  job.parts = {Copies(Rectangle(20, 20), 2)};
+  job.gap = farthest - 0.01;
+  EXPECT_EQ(Nest(job, Steps(20'000'000)).outcome, Outcome::kPlaced);
+  // A triangle is farther away in one turn than its box.
+  job.parts[0].outline = {{{{0, 0}, {20, 0}, {0, 20}}, {}}};
+  job.parts[0].turns = QuarterTurns();
+  job.gap = farthest + 10;
+  EXPECT_EQ(Nest(job, Steps(20'000'000)).outcome, Outcome::kPlaced);
+  // One gap of the two is enough.
+  job.parts[0].copies = 1;
+  job.parts.push_back(job.parts[0]);
+  job.parts[1].gap = 330;
+  EXPECT_EQ(Nest(job, Steps(1'000'000'000)).steps, 0u);
+}
+
 TEST(Nest, AHundredThousandCornersAreNoTrouble) {
   std::mt19937_64 random(1);
   Job job = Plate(200, 200);

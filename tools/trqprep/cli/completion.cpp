@@ -61,6 +61,11 @@ std::vector<std::string> ValuesOf(const std::string& command, const OptionWords&
   const bool of_machine = !option.names.empty() && option.names[0] == "--machine";
   if (of_machine || (command == "machines" && option.names.empty())) return MachineNames();
   if (option.type == "NAME") return ParameterNames(command, "");
+  for (const JobField<Job>& field : JobFields()) {  // a word beside all numbers
+    const auto* number = std::get_if<WholeMember<Job>>(&field.member);
+    if (number && number->word && !option.names.empty() && option.names[0] == field.option)
+      return {number->word};
+  }
   if (option.type == "NAME=VALUE") return ParameterNames(command, "=");
   std::vector<std::string> words;
   if (option.type == "CODE") {
@@ -119,12 +124,20 @@ std::string OfferFiles(char option) {
   return fmt::format("compopt -o filenames 2>/dev/null; COMPREPLY=($(compgen -{} -- \"$word\"))", option);
 }
 
-// A part is a file; behind a comma come its keys.
+// A part is a file; behind a comma come its keys, and words that are no numbers.
 std::string OfferPart() {
+  std::vector<std::string> words;
+  for (const JobField<PartRequest>& field : PartFields()) {
+    if (!field.option) continue;
+    words.push_back(std::string(field.option) + "=");
+    const auto* number = std::get_if<WholeMember<PartRequest>>(&field.member);
+    if (number && number->word) words.push_back(words.back() + number->word);
+    if (std::holds_alternative<Turns PartRequest::*>(field.member)) words.push_back(words.back() + "fixed");
+  }
   return fmt::format(
       "if [[ $word == *,* ]]; then compopt -o nospace 2>/dev/null; "
       "COMPREPLY=($(compgen -P \"${{word%,*}},\" -W {} -- \"${{word##*,}}\")); else {}; fi",
-      Quote(Join(FieldKeys(PartFields(), true), "= ") + "="), OfferFiles('f'));
+      Quote(Join(words)), OfferFiles('f'));
 }
 
 std::string Bash(const std::vector<CommandWords>& commands) {
