@@ -21,7 +21,7 @@ struct Wall {
 /// Measures from every vertex of `outer` that a facet uses, and from the middle of every facet, to the
 /// nearest point of `inner`, whichever side that is on. Points nearer than `thin` are counted as thin. All
 /// zero without facets in both. Time grows as the facets times their logarithm. Where long facets lie across
-/// each other so that it would not, measuring ends after 20 million steps and 60 more a point.
+/// each other so that it would not, measuring ends after 20 million steps and 120 more a facet.
 Wall MeasureWall(const CTL& outer, const CTL& inner, double thin);
 
 }  // namespace trqprep

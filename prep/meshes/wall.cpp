@@ -23,7 +23,9 @@ Wall MeasureWall(const CTL& outer, const CTL& inner, double thin) {
     sum += distance;
     if (distance < thin) ++thin_points;
   };
-  const size_t all_points = size_t(outer.num_vertices()) + size_t(outer.num_triangles());
+  // Of closed surfaces there are three points for two facets; of loose facets more, which all are bounded
+  // alike.
+  const size_t searches = 2 * size_t(outer.num_triangles());
   std::vector<bool> seen(size_t(outer.num_vertices()), false);
   for (int facet = 0; facet < outer.num_triangles(); ++facet) {
     const Corners corners = CornersOf(outer, facet);
@@ -35,7 +37,7 @@ Wall MeasureWall(const CTL& outer, const CTL& inner, double thin) {
       seen[vertex] = true;
     }
     measure(middle, facet);
-    if (distances.TookTooLong(all_points)) {
+    if (distances.TookTooLong(searches)) {
       wall.bound = true;
       return wall;
     }
