@@ -20,7 +20,7 @@ constexpr size_t kMostCorners = 10'000;  // are of use to anybody
 constexpr double kMostUnionWork = 4e6;   // edges looked at, about 0.1 s
 constexpr size_t kMostRasterWork = 10'000'000;  // rows and words, about 0.1 s; a facet adds
 constexpr size_t kRasterWorkOfFacet = 80;
-constexpr size_t kMostRasterEdges = 3'000'000;
+constexpr size_t kMostRasterEdges = 1'000'000;
 constexpr double kMostCells = 131072;  // along the longer side
 constexpr double kMostBends = 0.99;    // of the room that growing made
 
