@@ -167,6 +167,7 @@ struct Question {
   size_t surface;
   Point corner;
   Box box;        ///< of the surface
+  size_t number;  ///< those of a surface follow each other
   int depth = 0;  ///< surfaces found around it; of a cavity one is enough
 
   /// What makes two questions alike.
@@ -187,8 +188,8 @@ class NestingSearch {
   /// each that faces outward are.
   NestingSearch(const CTL& mesh, const Topology& topology, bool cavities)
       : mesh_(mesh), surfaces_(topology.surfaces), cavities_(cavities) {
-    std::vector<size_t> slots(surfaces_.size());      // where its next facet goes
-    std::vector<size_t> questions(surfaces_.size());  // its first one
+    std::vector<size_t> slots(surfaces_.size());  // where its next facet goes
+    first_question_.resize(surfaces_.size());
     for (size_t i = 0; i < surfaces_.size(); ++i) {
       const Surface& surface = surfaces_[i];
       if (FacesOutward(surface)) {
@@ -196,18 +197,19 @@ class NestingSearch {
         facets_.resize(slots[i] + size_t(surface.facets));
         outers_.push_back({i, slots[i], facets_.size(), 0});
       }
-      questions[i] = questions_.size();
-      const Question question{i, surface.box.max, surface.box};
-      if (cavities ? FacesInward(surface) : FacesOutward(surface))
-        questions_.resize(questions_.size() + (cavities ? 1 : 6), question);
+      first_question_[i] = questions_.size();
+      if (cavities ? !FacesInward(surface) : !FacesOutward(surface)) continue;
+      for (int k = 0; k < (cavities ? 1 : 6); ++k)
+        questions_.push_back({i, surface.box.max, surface.box, questions_.size()});
     }
+    for (const Question& question : questions_) place_.push_back(question.number);
     for (int facet = 0; facet < mesh.num_triangles(); ++facet) {
       const auto number = topology.surface_of_facet[size_t(facet)];
       if (number < 0) continue;
       const Surface& surface = surfaces_[size_t(number)];
       if (FacesOutward(surface)) facets_[slots[size_t(number)]++] = facet;
       if (cavities ? !FacesInward(surface) : !FacesOutward(surface)) continue;
-      Question* const asked = &questions_[questions[size_t(number)]];
+      Question* const asked = &questions_[first_question_[size_t(number)]];
       for (const Point& corner : CornersOf(mesh, facet)) {
         if (cavities) asked->corner = std::min(asked->corner, corner);
         for (size_t k = 0; k < 3 && !cavities; ++k) {
@@ -223,15 +225,17 @@ class NestingSearch {
     if (!questions_.empty()) {
       // A place before every float: no surface winds around it.
       const Point start = {-0x1p129, questions_[0].corner[1], questions_[0].corner[2]};
-      Decide(0, questions_.size(), start, 0, outers_.size());
+      Decide(0, questions_.size(), start, 0, outers_.size(), 0);
     }
     return questions_;
   }
 
  private:
   /// Decides a range of questions by a range of outers, whose windings are those around `start`. They list
-  /// all facets that touch the box of `start` and the questions' corners.
-  void Decide(size_t first, size_t last, const Point& start, size_t first_outer, size_t last_outer) {
+  /// all facets that touch the box of `start` and the questions' corners. `depth` surfaces are known to be
+  /// around all of them.
+  void Decide(size_t first, size_t last, const Point& start, size_t first_outer, size_t last_outer,
+              int depth) {
     const Point end = questions_[first].corner;
     std::array<double, 9> low, high;
     for (size_t k = 0; k < 9; ++k) {
@@ -267,8 +271,13 @@ class NestingSearch {
       // Without facets here its winding is the same around all corners.
       if (outer.first == outer.last && outer.winding < 1) continue;
       const bool around_all = outer.first == outer.last && holds_all;
-      for (size_t i = first; i < last && around_all; ++i) {
-        if (questions_[i].surface != outer.surface) ++questions_[i].depth;
+      if (around_all) {
+        ++depth;
+        // No surface is around itself.
+        for (size_t k = 0; k < 6 && !cavities_; ++k) {
+          const size_t own = place_[first_question_[outer.surface] + k];
+          if (own >= first && own < last) --questions_[own].depth;
+        }
       }
       all = around_all && cavities_;
       if (!around_all) outers_.push_back(outer);
@@ -282,9 +291,12 @@ class NestingSearch {
       Question* const all_questions = questions_.data();
       std::nth_element(all_questions + first, all_questions + middle, all_questions + last,
                        [&](const Question& a, const Question& b) { return a[widest] < b[widest]; });
+      for (size_t i = first; i < last; ++i) place_[questions_[i].number] = i;
       const size_t end_outer = outers_.size();
-      Decide(first, middle, end, kept_outers, end_outer);
-      Decide(middle, last, end, kept_outers, end_outer);
+      Decide(first, middle, end, kept_outers, end_outer, depth);
+      Decide(middle, last, end, kept_outers, end_outer, depth);
+    } else {
+      for (size_t i = first; i < last; ++i) questions_[i].depth += depth;
     }
     facets_.resize(kept_facets);
     outers_.resize(kept_outers);
@@ -294,6 +306,8 @@ class NestingSearch {
   const std::vector<Surface>& surfaces_;
   const bool cavities_;
   std::vector<Question> questions_;
+  std::vector<size_t> first_question_;  // of surfaces: the number of its first question
+  std::vector<size_t> place_;           // of questions by their numbers: where they are now
   std::vector<int> facets_;  // of outers, one range after another: those of a part of space after its whole's
   std::vector<Outer> outers_;
 };

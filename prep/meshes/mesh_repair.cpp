@@ -14,7 +14,7 @@ namespace {
 // Rounds of all steps. Two or three are enough; this ends what would go in circles.
 constexpr int kMostRounds = 20;
 // How many open edges stitching looks at in all rounds together; reached where millions are open only.
-constexpr int64_t kLooksAnyway = 4000000;
+constexpr int64_t kLooksAnyway = 3000000;
 constexpr int64_t kLooksAnEdge = 2;
 // Sweeps over all patches to turn them; seldom more than three are needed.
 constexpr int kMostSweeps = 50;
