@@ -34,6 +34,9 @@ struct MeshSlices {
 MeshSlices SliceWhole(Observer& observer, const trq::core::MeshView& mesh, const Box& box, Units units,
                       const SlicingRequest& request, const std::string& name);
 
+/// Ends are joined up to 0.1 mm, points left out within 0.0001 mm, told in `units`.
+SliceOptions UsualSliceOptions(Units units);
+
 /// The cut that is called "bottom", "middle" or "top"; the middle for any other text.
 LayerCut LayerCutFromName(const std::string& name);
 

@@ -11,7 +11,6 @@ namespace {
 // Layers are cut from the placed vertices, as plate.stl holds them.
 void SlicePieces(Observer& observer, BuildReport& report) {
   const Plate& plate = report.plate;
-  const Length close{0.1, Units::kMillimetre}, tolerance{1e-4, Units::kMillimetre};
   for (const Piece& piece : plate.pieces) {
     const PlatePart& part = plate.parts[piece.part];
     SlicingRequest request;
@@ -21,8 +20,7 @@ void SlicePieces(Observer& observer, BuildReport& report) {
                 "name one with --style, or leave --slice away");
     }
     request.on_blade_planes = true;
-    request.how.close = close.In(plate.job.units, plate.job.units);
-    request.how.tolerance = tolerance.In(plate.job.units, plate.job.units);
+    request.how = UsualSliceOptions(plate.job.units);
     const size_t said = observer.messages().size();
     report.slices.push_back(std::move(SliceWhole(observer, PieceView(plate, piece), piece.box,
                                                  plate.job.units, request, PieceName(plate, piece))

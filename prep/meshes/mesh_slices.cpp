@@ -8,6 +8,8 @@ namespace trqprep {
 namespace {
 
 constexpr Length kLeastLayer{1e-4, Units::kMillimetre};
+constexpr Length kClose{0.1, Units::kMillimetre};
+constexpr Length kTolerance{1e-4, Units::kMillimetre};
 constexpr size_t kPlacesInText = 3;
 
 Json PlaceToJson(size_t layer, const SlicePoint& at) {
@@ -90,6 +92,13 @@ MeshSlices SliceWhole(Observer& observer, const trq::core::MeshView& mesh, const
   const std::string header = SlcHeader(units == Units::kInch ? "INCH" : "MM", low, high);
   result.contours = ContoursOf(slices, result.plan, header);
   return result;
+}
+
+SliceOptions UsualSliceOptions(Units units) {
+  SliceOptions options;
+  options.close = kClose.In(units, units);
+  options.tolerance = kTolerance.In(units, units);
+  return options;
 }
 
 LayerCut LayerCutFromName(const std::string& name) {

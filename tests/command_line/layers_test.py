@@ -125,6 +125,14 @@ class Layers(ToolTest):
         place, = found["CUP"]["where"]["places"]
         self.assertAlmostEqual(place["volume"], 800, delta=10)
 
+    def test_ends_are_joined_by_millimetres_in_inches_too(self):
+        # A side of 0.05 in, which is 1.27 mm, is missing.
+        facets = box_facets((1, 0.05, 1))[:-2]
+        vertices = sorted({p for facet in facets for p in facet})
+        self.write("inch.ctl", make_ctl(vertices, [tuple(vertices.index(p) for p in facet) for facet in facets], units=0))
+        self.assertEqual(self.info_of("inch.ctl")["units"], "in")
+        self.assertIn("SLICE-OPEN", self.found("inch.ctl", "--thickness", "1mm"))
+
     def test_thickness_that_is_none(self):
         self.write("box.stl", binary_stl(box_facets((10, 10, 10))))
         self.fails(USAGE, "check", "box.stl", "--slices", "--thickness", "0")

@@ -336,6 +336,7 @@ class Checker {
     const double thickness = options_.thickness.value_or(kLayerThickness).In(input.units, context_.units());
     SlicingRequest request;
     request.bands = {{box.min[2], box.max[2], float(thickness)}};
+    request.how = UsualSliceOptions(input.units);
     const MeshSlices slices = SliceWhole(context_, input.mesh->view(), box, input.units, request, path);
     SayLayers(StackOf(slices.contours), input.units, vents, path);
   }

@@ -13,8 +13,6 @@ namespace trqprep {
 namespace {
 
 constexpr Length kThickness{0.1, Units::kMillimetre};
-constexpr Length kClose{0.1, Units::kMillimetre};
-constexpr Length kTolerance{1e-4, Units::kMillimetre};
 
 struct Options {
   std::vector<std::string> inputs;
@@ -68,10 +66,11 @@ Json SliceOne(Context& context, const Options& options, double thickness, const 
   const auto thick = float(thickness * UnitsFactor(Units::kMillimetre, units));
   request.bands = {{from, box.max[2], thick}};
   request.cut = LayerCutFromName(options.cut);
+  request.how = UsualSliceOptions(units);
   request.how.in_plane_is_above = request.cut == LayerCut::kTop;
-  request.how.close = options.close.value_or(kClose).In(units, context.units());
+  if (options.close) request.how.close = options.close->In(units, context.units());
   if (!(request.how.close >= 0)) FailUsage("", "--close must not be below 0");
-  request.how.tolerance = options.keep_all ? -1 : kTolerance.In(units, units);
+  if (options.keep_all) request.how.tolerance = -1;
   request.how.unite = options.unite == "always"  ? SliceUnion::kAlways
                       : options.unite == "never" ? SliceUnion::kNever
                                                  : SliceUnion::kAuto;
