@@ -3,7 +3,8 @@
 // probe returns it. Only a point not seen before needs the tolerant search, and that ends after the same
 // probe unless the point has company in its cell or lies within a tolerance of the cell's border. The table
 // is larger than the caches: points are looked up in batches, the places of a whole batch being fetched at
-// once. Points can be made whose hashes lie together: what finds no slot in so many goes into a sorted tree.
+// once. Points can be made whose hashes lie together: what finds no slot in so many goes into a sorted tree,
+// and where that grows, the hash is made anew from what is in it.
 //
 // Invariants that make this the same as walking the bucket chains of the merge table:
 // - Vertices never match each other: a point that an earlier vertex matches does not become one, and matching
@@ -57,8 +58,14 @@ bool Equal(const PbVec3f& a, const PbVec3f& b) { return a[0] == b[0] && a[1] == 
 
 double Distance(float a, float b) { return std::fabs(double(a) - b); }
 
-uint64_t MixCells(const std::array<uint64_t, 3>& cell) {
-  uint64_t h = cell[0] * 0x9E3779B97F4A7C15u + cell[1] * 0xC2B2AE3D27D4EB4Fu + cell[2] * 0x165667B19E3779F9u;
+// Vertices in the tree at which the hash is made anew for the first time, and how many times more each time.
+// A few times are enough: the factors come from the points themselves, which cannot be made for factors that
+// are not there yet. Of points in one cell no hash gets rid.
+constexpr size_t kCrowdedOut = 1024;
+constexpr size_t kCrowdedOutGrows = 8;
+constexpr int kMostHashes = 4;
+
+uint64_t Fold(uint64_t h) {
   h ^= h >> 32;
   return h * 0xD6E8FEB86659FD93u;
 }
@@ -90,6 +97,7 @@ VertexMerger::VertexMerger(float tolerance, int32_t bucket_count, PbVec3f* verti
   if (!(tolerance > 0)) return;  // nothing matches anything, and no table is needed
   reach_ = std::min(double(tolerance), kUnboundedReach);
   per_tolerance_ = 1 / double(tolerance);
+  most_crowded_out_ = kCrowdedOut;
   SetCellWidth(kWidestCell);
   // A closed mesh has half as many vertices as facets.
   RebuildTable(size_t(bucket_count_) + 64);
@@ -177,7 +185,11 @@ inline VertexMerger::Cell VertexMerger::CellOf(const PbVec3f& p) const {
   return {CellOf(p[0]), CellOf(p[1]), CellOf(p[2])};
 }
 
-inline uint64_t VertexMerger::HashOf(const PbVec3f& p) const { return MixCells(CellOf(p)); }
+template <class PointOrCell>
+inline uint64_t VertexMerger::HashOf(const PointOrCell& p) const {
+  const Cell cell = CellOf(p);
+  return Fold(cell[0] * factors_[0] + cell[1] * factors_[1] + cell[2] * factors_[2]);
+}
 
 inline size_t VertexMerger::SlotOf(uint64_t hash) const {
   return size_t(((hash >> 32) * slots_.size()) >> 32);
@@ -260,7 +272,7 @@ void VertexMerger::ForEachNear(const PbVec3f& p, double reach, Visit visit) {
       for (int z = 0; z < cell_count[2]; ++z) {
         const Cell cell{cells[0][x], cells[1][y], cells[2][z]};
         bool go_on = true;
-        ForEachInCell(cell, MixCells(cell), [&](int32_t vertex) { return go_on = visit(vertex); });
+        ForEachInCell(cell, HashOf(cell), [&](int32_t vertex) { return go_on = visit(vertex); });
         if (!go_on) return;
       }
     }
@@ -350,6 +362,7 @@ void VertexMerger::SetCellWidth(double in_tolerances) {
 
 void VertexMerger::Adapt(size_t points_to_come) {
   NarrowCrowdedCells(points_to_come);
+  if (hashes_ < kMostHashes && crowded_out_.size() > most_crowded_out_) MakeHash();
   if (slots_used_ + points_to_come > slots_.size() / 4 * 3)
     RebuildTable(std::max(2 * slots_.size(), 2 * (slots_used_ + points_to_come)));
 }
@@ -364,6 +377,18 @@ void VertexMerger::NarrowCrowdedCells(size_t points) {
   }
   recent_points_ = 0;
   recent_visits_ = 0;
+}
+
+/// Other factors, of the cells that found no slot.
+void VertexMerger::MakeHash() {
+  ++hashes_;
+  most_crowded_out_ *= kCrowdedOutGrows;
+  uint64_t seed = 0;
+  for (const auto& [cell, vertex] : crowded_out_) {
+    for (const uint64_t c : cell) seed = Fold(seed + c);
+  }
+  for (uint64_t& factor : factors_) factor = (seed = Fold(seed + 0x9E3779B97F4A7C15u)) | 1;
+  RebuildTable(slots_.size());
 }
 
 void VertexMerger::RebuildTable(size_t slot_count) {

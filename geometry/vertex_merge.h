@@ -66,7 +66,8 @@ class VertexMerger {
   uint64_t CellOf(double coordinate) const;
   Cell CellOf(const PbVec3f& p) const;
   const Cell& CellOf(const Cell& cell) const { return cell; }
-  uint64_t HashOf(const PbVec3f& p) const;
+  template <class PointOrCell>
+  uint64_t HashOf(const PointOrCell& p) const;
   void Store(int32_t vertex, uint64_t hash, size_t slot);
   size_t SlotOf(uint64_t hash) const;
   size_t NextSlot(size_t slot) const { return slot + 1 == slots_.size() ? 0 : slot + 1; }
@@ -84,6 +85,7 @@ class VertexMerger {
   void SetCellWidth(double in_tolerances);
   void Adapt(size_t points_to_come);
   void NarrowCrowdedCells(size_t points);
+  void MakeHash();
   void RebuildTable(size_t slot_count);
 
   const float tolerance_;
@@ -98,7 +100,10 @@ class VertexMerger {
   trq::MeshArray<uint64_t>
       slots_;  // 0: free; else the low half of a cell's hash, then a vertex number plus 1
   size_t slots_used_ = 0;
+  std::array<uint64_t, 3> factors_{0x9E3779B97F4A7C15u, 0xC2B2AE3D27D4EB4Fu, 0x165667B19E3779F9u};  // odd ones
   std::multimap<Cell, int32_t> crowded_out_;  // vertices that found no slot
+  size_t most_crowded_out_ = 0;               // more make another hash
+  int hashes_ = 1;
   size_t steps_ = 0;
   size_t recent_points_ = 0;
   size_t recent_visits_ = 0;

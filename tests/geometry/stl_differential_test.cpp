@@ -187,7 +187,7 @@ TEST(MergeDifferential, CrowdsThatMakeTheCellsShrink) {
 
 TEST(MergeDifferential, CellsMadeToShareTheirSlots) {
   // Of the points on a grid of cells, those that the table of cells would put first of all: a thirty-second
-  // of it holds half of what it has room for.
+  // of it holds half of what it has room for. They stay few, as the hash is made anew when many find no slot.
   Random random(14);
   Points corners;
   const double cell = 61.8 * double(kTolerance);
@@ -204,7 +204,7 @@ TEST(MergeDifferential, CellsMadeToShareTheirSlots) {
   for (int i = 0; i < 3000; ++i)
     corners.push_back(corners[static_cast<std::size_t>(Pick(random, static_cast<int>(count)))]);
   const std::size_t steps = ExpectSameMerge(corners, kTolerance, static_cast<int>(count / 3), random);
-  EXPECT_LT(steps, 150 * corners.size());
+  EXPECT_LT(steps, 30 * corners.size());
 }
 
 TEST(MergeDifferential, MapCoordinates) {
