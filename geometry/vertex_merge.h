@@ -100,9 +100,10 @@ class VertexMerger {
   trq::MeshArray<uint64_t>
       slots_;  // 0: free; else the low half of a cell's hash, then a vertex number plus 1
   size_t slots_used_ = 0;
-  std::array<uint64_t, 3> factors_{0x9E3779B97F4A7C15u, 0xC2B2AE3D27D4EB4Fu, 0x165667B19E3779F9u};  // odd ones
-  std::multimap<Cell, int32_t> crowded_out_;  // vertices that found no slot
-  size_t most_crowded_out_ = 0;               // more make another hash
+  std::array<uint64_t, 3> factors_{0x9E3779B97F4A7C15u, 0xC2B2AE3D27D4EB4Fu,
+                                   0x165667B19E3779F9u};  // odd ones
+  std::multimap<Cell, int32_t> crowded_out_;              // vertices that found no slot
+  size_t most_crowded_out_ = 0;                           // more make another hash
   int hashes_ = 1;
   size_t steps_ = 0;
   size_t recent_points_ = 0;

@@ -27,7 +27,8 @@ constexpr float kInfinity = std::numeric_limits<float>::infinity();
 double Distance(const Point& a, const Point& b) { return Norm(Minus(a, b)); }
 
 // Points halved again and again along their widest side (J. L. Bentley, Multidimensional binary search trees
-// used for associative searching, 1975). The parts of part i are 2 i and 2 i + 1.
+// used for associative searching, 1975). The parts of part i are 2 i and 2 i + 1. A search begins at the
+// place of its point and goes outwards as far as it must: a few parts are looked at, wherever the point lies.
 class PointTree {
  public:
   /// `reaches`: of every point of the mesh, how far it will be asked about; below 0 when it is not in the
@@ -39,10 +40,16 @@ class PointTree {
       if (in_tree(nearest_[i])) points_.push_back({mesh.points[i], int(i)});
     }
     Build(1, 0, points_.size());
+    rooms_.resize(boxes_.size());
+    const FloatBox everywhere{{-kInfinity, -kInfinity, -kInfinity}, {kInfinity, kInfinity, kInfinity}};
+    if (!points_.empty()) FindRooms(1, 0, points_.size(), everywhere);
+    places_.resize(nearest_.size());
     most_ = 1;
-    for (const Placed& point : points_) {
-      float& nearest = nearest_[size_t(point.number)];
-      if (nearest > 0) Search(point, double(nearest));
+    for (size_t place = 0; place < points_.size(); ++place) {
+      const size_t number = size_t(points_[place].number);
+      places_[number] = uint32_t(place);
+      float& nearest = nearest_[number];
+      if (nearest > 0) SearchAround(place, double(nearest));
       const bool any = nearest > 0 && !near_.empty();
       nearest = any ? std::nextafter(float(near_[0].first), 0.0F) : kInfinity;
     }
@@ -52,13 +59,13 @@ class PointTree {
   bool HasNear(int point, double reach) const { return double(nearest_[size_t(point)]) <= reach; }
 
   /// The points within `reach` of one, itself first, then the nearest; `most` besides itself.
-  void Near(const RepairedMesh& mesh, int point, double reach, size_t most, std::vector<int>& found) {
+  void Near(int point, double reach, size_t most, std::vector<int>& found) {
     found.assign(1, point);
     if (!HasNear(point, reach)) return;
     Found& last = last_found_[size_t(point) % last_found_.size()];
     if (last.point != point || last.reach != reach || last.most != most) {
       most_ = most;
-      Search({mesh.points[size_t(point)], point}, reach);
+      SearchAround(places_[size_t(point)], reach);
       std::sort_heap(near_.begin(), near_.end());
       last = {point, reach, most, {}};
       for (const auto& [distance, other] : near_) last.near.push_back(other);
@@ -82,7 +89,7 @@ class PointTree {
     size_t most = 0;
     std::vector<int> near;
   };
-  static constexpr size_t kLeaf = 8;  // so few are looked at one by one
+  static constexpr size_t kLeaf = 12;  // so few are looked at one by one
 
   void Build(size_t part, size_t first, size_t last) {
     if (first == last) return;
@@ -96,10 +103,7 @@ class PointTree {
     }
     boxes_[part] = box;
     if (last - first <= kLeaf) return;
-    int axis = 0;
-    for (const int k : {1, 2}) {
-      if (double(box.max[k]) - box.min[k] > double(box.max[axis]) - box.min[axis]) axis = k;
-    }
+    const int axis = WidestSide(box);
     const size_t middle = Middle(first, last);
     const auto at = [this](size_t i) { return points_.begin() + static_cast<std::ptrdiff_t>(i); };
     // Equal ones are parted by the other axes: both parts of a plane would be searched for each point of it.
@@ -113,14 +117,66 @@ class PointTree {
     Build(2 * part + 1, middle, last);
   }
 
+  static int WidestSide(const FloatBox& box) {
+    int axis = 0;
+    for (const int k : {1, 2}) {
+      if (double(box.max[k]) - box.min[k] > double(box.max[axis]) - box.min[axis]) axis = k;
+    }
+    return axis;
+  }
+
+  /// Between the points of all other parts: what lies within a room is near points of its part only.
+  void FindRooms(size_t part, size_t first, size_t last, const FloatBox& room) {
+    rooms_[part] = room;
+    if (last - first <= kLeaf) return;
+    const int axis = WidestSide(boxes_[part]);
+    FloatBox lower = room, upper = room;
+    lower.max[axis] = boxes_[2 * part + 1].min[axis];
+    upper.min[axis] = boxes_[2 * part].max[axis];
+    const size_t middle = Middle(first, last);
+    FindRooms(2 * part, first, middle, lower);
+    FindRooms(2 * part + 1, middle, last, upper);
+  }
+
   static size_t Middle(size_t first, size_t last) { return first + (last - first) / 2; }
 
-  void Search(const Placed& from, double reach) {
+  /// What lies within `reach` of the point at a place, nearest `most_`.
+  void SearchAround(size_t place, double reach) {
     near_.clear();
-    centre_ = PointOf(from.at);
-    but_ = from.number;
+    centre_ = PointOf(points_[place].at);
+    but_ = points_[place].number;
     Shorten(reach);
-    Search(1, 0, points_.size());
+    struct Part {
+      size_t number, first, last;
+    };
+    std::array<Part, 64> path;  // the parts that hold the place, all points first
+    path[0] = {1, 0, points_.size()};
+    size_t depth = 0;
+    while (path[depth].last - path[depth].first > kLeaf) {
+      Part half = path[depth];
+      const size_t middle = Middle(half.first, half.last);
+      const bool lower = place < middle;
+      half.number = 2 * half.number + (lower ? 0 : 1);
+      (lower ? half.last : half.first) = middle;
+      path[++depth] = half;
+    }
+    Search(path[depth].number, path[depth].first, path[depth].last);
+    for (; depth > 0 && !Within(rooms_[path[depth].number]); --depth) {
+      const Part& own = path[depth];
+      const Part& both = path[depth - 1];
+      const size_t other = own.number ^ 1;
+      if (SquareTo(other) > square_) continue;
+      own.first == both.first ? Search(other, own.last, both.last) : Search(other, both.first, own.first);
+    }
+  }
+
+  bool Within(const FloatBox& room) const {
+    const double more = reach_ * (1 + 1e-12);
+    for (int k = 0; k < 3; ++k) {
+      const double c = centre_[size_t(k)];
+      if (!(c - room.min[k] > more && room.max[k] - c > more)) return false;
+    }
+    return true;
   }
 
   void Search(size_t part, size_t first, size_t last) {
@@ -168,8 +224,10 @@ class PointTree {
   }
 
   std::vector<Placed> points_;
-  std::vector<FloatBox> boxes_;  // of the parts
-  std::vector<float> nearest_;   // by number: no other point is nearer
+  std::vector<FloatBox> boxes_;   // of the parts
+  std::vector<FloatBox> rooms_;   // of the parts
+  std::vector<uint32_t> places_;  // by number: where in points_
+  std::vector<float> nearest_;    // by number: no other point is nearer
   // A search.
   std::vector<std::pair<double, int>> near_;  // a heap, the farthest in front
   size_t most_ = 0;
@@ -345,8 +403,8 @@ class Stitching {
       const double reach = std::min(Reach(), length / 2);
       if (!end_tree_->HasNear(a, reach) && !end_tree_->HasNear(b, reach)) continue;
       const size_t most = tries < most_tries ? kMostNear : kNearThen;
-      end_tree_->Near(mesh_, a, reach, most, near_a);
-      end_tree_->Near(mesh_, b, reach, most, near_b);
+      end_tree_->Near(a, reach, most, near_a);
+      end_tree_->Near(b, reach, most, near_b);
       const auto pair = [&, a = a, b = b](int c, const Arc& arc) {
         const size_t j = arc.edge;
         if (j <= i || stitched_[j]) return;
@@ -389,7 +447,7 @@ class Stitching {
       bool any = false;
       for (int k = 0; k < 3; ++k) any = any || tree.HasNear(t[k], reach);
       if (!any) continue;
-      tree.Near(mesh_, t[0], reach, tries < most_tries ? kMostNear : kNearThen, near);
+      tree.Near(t[0], reach, tries < most_tries ? kMostNear : kNearThen, near);
       for (const int point : near) {
         const auto others = lists_->Of(point);
         for (const int other : others.First(std::min(others.size(), kMostFacetsTried))) {
