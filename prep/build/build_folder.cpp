@@ -198,8 +198,9 @@ Json ReadBuildDocument(const HeldFolder& folder) {
   }
   try {
     Json document = ReadFolderJson(folder, kBuildJson);
-    if ((document["schema"] != kBuildSchema && document["schema"] != kOldBuildSchema) ||
-        !document["pieces"].is_array() || !document["inputs"].is_array()) {
+    const Json& read = document;  // nothing is put into it, whatever it is
+    if ((read["schema"] != kBuildSchema && read["schema"] != kOldBuildSchema) || !read["pieces"].is_array() ||
+        !read["inputs"].is_array()) {
       FailInput(Code::kBuildInvalid, path, "does not describe a build");
     }
     return document;

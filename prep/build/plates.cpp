@@ -76,8 +76,9 @@ class WholeJob {
 
 Json ReadPlates(const HeldFolder& folder) {
   Json document = ReadFolderJson(folder, kPlatesJson);
-  if (TextFromJson(document["schema"]).value_or("").rfind("trqprep.plates/", 0) != 0 ||
-      !document["plates"].is_array() || !document["files"].is_array()) {
+  const Json& read = document;  // nothing is put into it, whatever it is
+  if (TextFromJson(read["schema"]).value_or("").rfind("trqprep.plates/", 0) != 0 ||
+      !read["plates"].is_array() || !read["files"].is_array()) {
     throw JsonMistake{"does not describe plates", {}};
   }
   return document;

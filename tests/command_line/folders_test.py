@@ -127,6 +127,19 @@ class BuildFolders(Folders):
                 stop.set()
                 thread.join()
 
+    def test_documents_that_are_something_else(self):
+        for name in ("build.json", "plates.json"):
+            self.path("other").mkdir()
+            for document in ("1e308", "true", "null", '"text"', "[]", "[[1]]", "{}", '{"schema": 3}'):
+                self.write(f"other/{name}", document)
+                for words in (["info", "other"], ["check", "other"], ["verify", "other"], ["build", "box.stl", "-o", "other", "--force"]):
+                    with self.subTest(name=name, document=document, words=words):
+                        done = self.run_tool(*words)
+                        self.assertIn(done.exit, (1, 3, 4), done.err)
+                        self.assertNotIn("[INTERNAL]", done.err)
+                        self.assertEqual(self.path(f"other/{name}").read_text(), document)
+            shutil.rmtree(self.path("other"))
+
     def test_what_was_left_under_way_is_named(self):
         (self.path("out") / ".trqprep-abcdef").mkdir()
         os.mkfifo(self.path("out") / "meshes" / ".trqprep-pipe")
