@@ -60,9 +60,21 @@ double PitchFor(double distance, double pitch) {
   return distance > 0 ? distance / std::max(8.0, std::ceil(distance / pitch)) : pitch;
 }
 
-double Rows::Area() const {
+double Rows::Area() const { return AreaWithout({}); }
+
+double Rows::AreaWithout(const Rows& other) const {
   double sum = 0;
-  for (const RowRun& run : runs) sum += double(run.high) - double(run.low);
+  for (std::int32_t row = first; row < end(); ++row) {
+    auto [at, last] = RunsOf(row);
+    auto [there, last_there] = other.RunsOf(row);
+    for (; at < last; ++at) {
+      const RowRun& run = runs[at];
+      sum += double(run.high) - double(run.low);
+      while (there < last_there && other.runs[there].high <= run.low) ++there;
+      for (std::size_t i = there; i < last_there && other.runs[i].low < run.high; ++i)
+        sum -= double(std::min(run.high, other.runs[i].high)) - double(std::max(run.low, other.runs[i].low));
+    }
+  }
   return sum * grid.pitch;
 }
 
@@ -216,6 +228,7 @@ double AreaBeyond(const ContourViews& layer, const ContourViews& other, double d
   slicing::Rows rows, others;
   maker.Make(layer, grid, rows);
   maker.Make(other, grid, others);
+  if (distance <= 0) return rows.AreaWithout(others);
   slicing::BeyondFinder finder;
   finder.Find(rows, others, distance);
   double sum = 0;
