@@ -38,16 +38,23 @@ std::int32_t ContourOf(std::uint64_t crossing) { return std::int32_t(std::uint32
 void RowExtent::Add(const ContourViews& layer) {
   double way = 0;
   for (const ContourView& contour : layer) {
-    if (contour.count == 0 || !IsFinite(contour)) continue;
+    if (contour.count == 0) continue;
     double before = double(contour.points[2 * contour.count - 1]);
+    double least = before, most = before, longer = way;
+    bool finite = true;
     for (std::size_t i = 0; i < contour.count; ++i) {
       const double y = double(contour.points[2 * i + 1]);
-      if (high < low) low = high = y;
-      low = std::min(low, y);
-      high = std::max(high, y);
-      way += std::abs(y - before);
+      finite = bool(finite & std::isfinite(contour.points[2 * i]) & std::isfinite(y));
+      least = std::min(least, y);
+      most = std::max(most, y);
+      longer += std::abs(y - before);
       before = y;
     }
+    if (!finite) continue;
+    const bool none = high < low;
+    low = none ? least : std::min(low, least);
+    high = none ? most : std::max(high, most);
+    way = longer;
   }
   travel = std::max(travel, way);
 }
@@ -86,7 +93,10 @@ void RowMaker::Make(const ContourViews& layer, const RowGrid& grid, Rows& rows) 
   rows.offsets.assign(1, 0);
   contours_.Reset(layer.size());
 
-  first_rows_.clear();
+  std::size_t points = 0;
+  for (const ContourView& contour : layer) points += contour.count;
+  first_rows_.resize(points);
+  std::int32_t* first_row = first_rows_.data();
   const double per_height = 1 / grid.pitch;
   std::int32_t low = std::numeric_limits<std::int32_t>::max(), high = 0;
   for (const ContourView& contour : layer) {
@@ -97,7 +107,7 @@ void RowMaker::Make(const ContourViews& layer, const RowGrid& grid, Rows& rows) 
       const double at = finite ? (double(contour.points[2 * i + 1]) - grid.origin) * per_height - 0.5 : 0;
       const auto whole = static_cast<std::int32_t>(at);
       const std::int32_t row = whole + (double(whole) < at);
-      first_rows_.push_back(row);
+      *first_row++ = row;
       if (!finite) continue;
       low = std::min(low, row);
       high = std::max(high, row);
