@@ -322,14 +322,17 @@ CutFacets FindCutFacets(const MeshView& mesh, const Levels& levels, std::size_t 
   };
   CutFacets cut;
   std::vector<std::int64_t> change(planes + 1, 0);
-  std::vector<std::int32_t> numbers;  // of facets that some plane cuts
+  struct Cuts {
+    std::int32_t facet, low, high;
+  };
+  std::vector<Cuts> cuts;  // of the facets that some plane cuts
   std::int32_t number = 0;
   for (const R_INT4& facet : mesh.triangles) {
     const auto [low, high] = range(facet);
     if (low < high) {
       ++change[std::size_t(low)];
       --change[std::size_t(high)];
-      numbers.push_back(number);
+      cuts.push_back({number, low, high});
     }
     ++number;
   }
@@ -341,8 +344,7 @@ CutFacets FindCutFacets(const MeshView& mesh, const Levels& levels, std::size_t 
   }
   cut.facets.resize(cut.offsets[planes]);
   std::vector<std::size_t> at(cut.offsets.begin(), cut.offsets.end() - 1);
-  for (const std::int32_t facet : numbers) {
-    const auto [low, high] = range(mesh.triangles[std::size_t(facet)]);
+  for (const auto [facet, low, high] : cuts) {
     for (std::int32_t k = low; k < high; ++k) cut.facets[at[std::size_t(k)]++] = facet;
   }
   return cut;
