@@ -44,7 +44,7 @@ void RowExtent::Add(const ContourViews& layer) {
     bool finite = true;
     for (std::size_t i = 0; i < contour.count; ++i) {
       const double y = double(contour.points[2 * i + 1]);
-      finite = bool(finite & std::isfinite(contour.points[2 * i]) & std::isfinite(y));
+      if (!std::isfinite(contour.points[2 * i]) || !std::isfinite(y)) finite = false;
       least = std::min(least, y);
       most = std::max(most, y);
       longer += std::abs(y - before);
