@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Measures every mark and prints one table: marks.py BUILD_FOLDER [nesting]
+"""Measures every mark and prints one table: marks.py BUILD_FOLDER [nesting|slicing]
 
 Runs the benchmark programs and the tool of a build and divides medians of the CPU time (user and system) of repetitions
 that alternate with each other. Peers that are not installed are left out, with a note.
@@ -7,15 +7,19 @@ that alternate with each other. Peers that are not installed are left out, with 
 import json
 import math
 import os
+import pathlib
 import re
 import shutil
 import statistics
+import struct
 import subprocess
 import sys
 import tempfile
 import time
 from dataclasses import dataclass, field
 from typing import Callable, Optional
+
+import slice_peers
 
 # Strips: label and what nest_strips is called with. Wall clocks and two threads, so nothing else may run.
 STRIPS = [
@@ -25,10 +29,14 @@ STRIPS = [
 ]
 REPETITIONS = 7
 PROCESS_REPETITIONS = 9
+SLICE_REPETITIONS = 3  # of peers, which take many seconds to read a mesh
+SLICE_LAYERS = 100
+PART_FACETS = (400000, 1600000)  # a real part is refined until it has so many
 SCALE = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}
 
 # Program, the benchmarks that are measured together, repetitions. Peers are measured beside an import of their own: the
 # memory that they leave behind would make parse-store look faster than it is.
+PART_GROUP = ("slice_benchmark", "(Limit|Slice)/part/", 5)
 GROUPS = [
     ("stl_import_benchmark", "(parse_store|import|import_with_normals)/sphere-1M$", REPETITIONS),
     ("stl_import_benchmark", "(import|admesh|assimp)/sphere-1M$", REPETITIONS, "peers"),
@@ -60,6 +68,7 @@ GROUPS = [
     ("literal_forms_benchmark", ".*", 5),
     ("slice_benchmark", "(Limit|Slice)/(sphere|gyroid)/", 5),
     ("slice_benchmark", "Slice/(sphere|gyroid)(_two_threads)?/", 5, "threads"),
+    PART_GROUP,
     ("topology_benchmark", "Analyse/(Rings|Nested|Blocks|Cavities).*/(64|1024)$", 5),
 ]
 
@@ -100,6 +109,14 @@ def run_group(folder, measured, program, pattern, repetitions, label=""):
     measured.counters.update({key: statistics.median(values) for key, values in counters.items()})
 
 
+def run_groups(folder, measured, wanted):
+    for group in filter(wanted, GROUPS):
+        began = time.perf_counter()
+        print(f"== {group[0]} {group[1]}", end="", file=sys.stderr, flush=True)
+        run_group(folder, measured, *group)
+        print(f" {time.perf_counter() - began:.0f} s", file=sys.stderr)
+
+
 def run_process(command):
     """CPU seconds, wall seconds and the largest resident set in bytes of one whole process."""
     start = time.perf_counter()
@@ -112,23 +129,85 @@ def run_process(command):
     return usage.ru_utime + usage.ru_stime, wall, usage.ru_maxrss * 1024
 
 
-def run_processes(folder, measured):
+def real_part(folder, corpus, temporary):
+    """A file in `temporary`: the largest binary STL file of a corpus, each facet made four until they are enough."""
+    sizes = []
+    for path in pathlib.Path(corpus).rglob("*.[sS][tT][lL]"):
+        with open(path, "rb") as f:
+            head = f.read(84)
+        if len(head) == 84 and path.stat().st_size == 84 + 50 * struct.unpack_from("<I", head, 80)[0]:
+            sizes.append((path.stat().st_size // 50, str(path)))
+    facets, part = max(sizes, default=(0, ""))
+    if not facets:
+        sys.exit(f"{corpus}: no binary STL file")
+    print(f"== part: {os.path.relpath(part, corpus)}, {facets} facets", file=sys.stderr)
+    made = shutil.copyfile(part, os.path.join(temporary, "part.stl"))
+    while facets < PART_FACETS[0] and 4 * facets <= PART_FACETS[1]:
+        refined = os.path.join(temporary, "refined.stl")
+        subprocess.run([os.path.join(folder, "bin", "make_mesh"), "refine", made, refined], check=True)
+        os.replace(refined, made)
+        facets *= 4
+    return made
+
+
+def make_meshes(folder, temporary):
+    """Files of the meshes that whole programs read, by name; a part where TRQ_CORPUS names a folder."""
+    meshes = {name: os.path.join(temporary, f"{name}.stl") for name in ("sphere", "gyroid")}
+    make = os.path.join(folder, "bin", "make_mesh")
+    subprocess.run([make, "1000000", meshes["sphere"]], check=True)
+    subprocess.run([make, "gyroid", "1000000", meshes["gyroid"]], check=True)
+    if "TRQ_CORPUS" in os.environ:
+        meshes["part"] = real_part(folder, os.environ["TRQ_CORPUS"], temporary)
+        os.environ["TRQ_SLICE_PART"] = meshes["part"]
+    return meshes
+
+
+def heights(tool, mesh):
+    document = json.loads(subprocess.run([tool, "info", "--json", mesh], stdout=subprocess.PIPE, check=True).stdout)
+    box = document["data"]["files"][0]["box"]
+    return box["min"][2], box["max"][2]
+
+
+def run_processes(folder, measured, meshes, temporary):
     tool = os.path.join(folder, "bin", "trqprep")
-    with tempfile.TemporaryDirectory() as temporary:
-        mesh = os.path.join(temporary, "sphere.stl")
-        subprocess.run([os.path.join(folder, "bin", "make_mesh"), "1000000", mesh], check=True)
-        commands = {"info": [tool, "info", mesh], "version": [tool, "version"]}
-        for name, *arguments in (("admesh", mesh), ("assimp", "info", mesh)):
-            program = shutil.which(name)
-            if program:
-                commands[name] = [program, *arguments]
-        samples = {name: [] for name in commands}
-        for _ in range(PROCESS_REPETITIONS):
-            for name, command in commands.items():
-                samples[name].append(run_process(command))
+    commands = {"info": [tool, "info", meshes["sphere"]], "version": [tool, "version"]}
+    for name, *arguments in (("admesh", meshes["sphere"]), ("assimp", "info", meshes["sphere"])):
+        program = shutil.which(name)
+        if program:
+            commands[name] = [program, *arguments]
+    for name, mesh in meshes.items():
+        if name == "gyroid":
+            continue
+        low, high = heights(tool, mesh)
+        commands[f"info {name}"] = [tool, "info", mesh]
+        for union in ("never", "auto"):
+            commands[f"slice {name} {union}"] = [
+                tool, "slice", mesh, "--thickness", f"{(high - low) / SLICE_LAYERS!r}mm", "--threads", "1", "--union", union,
+                "--force", "-o", os.path.join(temporary, f"{name}.slc")]
+    samples = {name: [] for name in commands}
+    for _ in range(PROCESS_REPETITIONS):
+        for name, command in commands.items():
+            samples[name].append(run_process(command))
     for name, values in samples.items():
         cpu, wall, memory = (statistics.median(column) for column in zip(*values))
         measured.processes[name] = {"cpu": cpu, "wall": wall, "memory": memory}
+
+
+def run_findings(folder, measured):
+    done = subprocess.run([os.path.join(folder, "bin", "layer_findings"), "1000000", str(SLICE_LAYERS)],
+                          stdout=subprocess.PIPE, text=True, check=True)
+    for name, pattern in (("findings", r"([\d.]+) of slicing"), ("rows once", r"([\d.]+) times as fast as polygons"),
+                          ("rows of pairs", r"for each pair [\d.]+ s, ([\d.]+) times")):
+        measured.counters["layers", name] = float(re.search(pattern, done.stdout).group(1))
+
+
+def run_slice_peers(folder, measured, meshes, temporary):
+    tool = os.path.join(folder, "bin", "trqprep")
+    for mesh, path in meshes.items():
+        for peer, step in slice_peers.steps(temporary, path, *heights(tool, path), SLICE_LAYERS).items():
+            print(f"== {peer}, slicing step of {mesh}", file=sys.stderr, flush=True)
+            measured.cpu[f"{peer}:{mesh}"] = statistics.median(
+                slice_peers.cpu_between(*step) for _ in range(SLICE_REPETITIONS))
 
 
 def run_strips(folder, measured):
@@ -192,12 +271,26 @@ def process(name, which, scale):
     return lambda m: m.processes[name][which] * scale
 
 
+def process_times(name, limit):
+    return lambda m: (m.processes[name]["cpu"] / m.processes[limit]["cpu"]
+                      if name in m.processes and limit in m.processes else None)
+
+
+def process_more(name, other):
+    """Memory beyond that of another process, in MB."""
+    return lambda m: ((m.processes[name]["memory"] - m.processes[other]["memory"]) * 1e-6
+                      if name in m.processes and other in m.processes else None)
+
+
 def process_faster(name, other):
     return lambda m: m.processes[other]["cpu"] / m.processes[name]["cpu"] if other in m.processes else None
 
 
 def strips(label, which):
     return lambda m: m.strips.get(label, {}).get(which) or None
+
+
+SLICE_MESHES = {"sphere": "sphere-1M", "gyroid": "gyroid-1M", "part": "a real part of about 750k"}
 
 
 @dataclass
@@ -231,6 +324,30 @@ NESTING = [
     *[Row(f"place --time 0, {pieces} pieces of ten parts, 24 turns, whole process", mark, None,
           lambda m, pieces=pieces: m.mixes.get(pieces), unit=" s")
       for pieces, mark in (("100", 1), ("1000", 20))],
+]
+
+SLICING = [
+    *[Row(f"slicing, {SLICE_MESHES[mesh]}, {planes} layers, of a plain loop that stores the crossings", mark, stretch,
+          times(f"slice:Slice/{mesh}/{planes}/process_time", f"slice:Limit/{mesh}/{planes}"))
+      for mesh in ("sphere", "gyroid", "part") for planes, mark, stretch in ((100, 3, 2), (1000, 6, 3.5))],
+    *[at_least(f"slicing, {SLICE_MESHES[mesh]}, {SLICE_LAYERS} layers, against the slicing step of {text}", mark, stretch,
+               faster(f"slice:Slice/{mesh}/{SLICE_LAYERS}/process_time", f"{peer}:{mesh}"))
+      for peer, text, mark, stretch in (("cura", "CuraEngine", 7, 12), ("prusa", "prusa-slicer (resin)", 20, 35))
+      for mesh in SLICE_MESHES],
+    *[Row(f"trqprep slice --union {union}, {SLICE_MESHES[mesh]}, {SLICE_LAYERS} layers to SLC, whole process, of info", mark,
+          stretch, process_times(f"slice {mesh} {union}", f"info {mesh}"))
+      for union, mark, stretch in (("never", 1.6, 1.3), ("auto", 2.5, 1.6)) for mesh in ("sphere", "part")],
+    *[Row(f"trqprep slice, {SLICE_MESHES[mesh]}, {SLICE_LAYERS} layers, memory beyond that of info", 64, 16,
+          process_more(f"slice {mesh} auto", f"info {mesh}"), unit=" MB")
+      for mesh in ("sphere", "part")],
+    Row(f"islands, overhangs and cups, closed gyroid-1M, {SLICE_LAYERS} layers, of its slicing", 3, None,
+        counter("layers", "findings")),
+    *[at_least(f"area of a layer without the one below, {how}, against polygon differences", mark, None,
+               counter("layers", name))
+      for how, name, mark in (("rows made once a layer", "rows once", 10), ("rows made for each pair", "rows of pairs", None))],
+    *[Row(f"slicing, {SLICE_MESHES[mesh]}, {planes} layers, CPU time with two threads of that with one", 1.15, None,
+          times(f"threads:Slice/{mesh}_two_threads/{planes}/process_time", f"threads:Slice/{mesh}/{planes}/process_time"))
+      for mesh in ("sphere", "gyroid") for planes in (100, 1000)],
 ]
 
 ROWS = [
@@ -283,12 +400,7 @@ ROWS = [
     *[Row(f"SLC {verb}, 100 MB, {vertices} vertices a boundary, of plain {plain}", 2, 1.5,
           times(f"slc:{verb.capitalize()}Slc/{vertices}", f"slc:{plain.capitalize()}SameBytes/{vertices}"))
       for verb, plain in (("load", "read"), ("save", "write")) for vertices in (1000, 20)],
-    *[Row(f"slicing, {mesh}-1M, {planes} layers, of a plain loop that stores the crossings", mark, stretch,
-          times(f"slice:Slice/{mesh}/{planes}/process_time", f"slice:Limit/{mesh}/{planes}"))
-      for mesh in ("sphere", "gyroid") for planes, mark, stretch in ((100, 3, 2), (1000, 6, 3.5))],
-    *[Row(f"slicing, {mesh}-1M, {planes} layers, CPU time with two threads of that with one", 1.15, None,
-          times(f"threads:Slice/{mesh}_two_threads/{planes}/process_time", f"threads:Slice/{mesh}/{planes}/process_time"))
-      for mesh in ("sphere", "gyroid") for planes in (100, 1000)],
+    *SLICING,
     *[Row(f"surfaces and cavities, {text}, exponent of the time from 64k to 1M facets", 1.25, 1.1,
           exponent(f"topology:Analyse/{job}", 64, 1024), unit="")
       for job, text in (("RingsSideBySide", "rings side by side"), ("RingsAroundEachOther", "rings around each other"),
@@ -299,6 +411,9 @@ ROWS = [
     Row("trqprep version, whole process, elapsed", 10, 5, process("version", "wall", 1e3), unit=" ms"),
     *NESTING,
     # For comparison.
+    *[at_least(f"slicing, {SLICE_MESHES[mesh]}, {SLICE_LAYERS} layers, against the slicing step of prusa-slicer (resin) that "
+               "closes no gaps", None, None, faster(f"slice:Slice/{mesh}/{SLICE_LAYERS}/process_time", f"prusa open:{mesh}"))
+      for mesh in SLICE_MESHES],
     at_least("trqprep info, sphere-1M, whole process against assimp info", None, None, process_faster("info", "assimp")),
     *[at_least(f"{job}, against the literal form", None, None, faster(f"{name}{form}", f"{name}{literal}"))
       for job, name, form, literal in (
@@ -358,22 +473,24 @@ def conditions():
 
 
 def main():
-    nesting = sys.argv[2:] == ["nesting"]
-    if len(sys.argv) != 2 and not nesting:
-        sys.exit("usage: marks.py BUILD_FOLDER [nesting]")
+    only = sys.argv[2] if len(sys.argv) == 3 else ""
+    if len(sys.argv) not in (2, 3) or only not in ("", "nesting", "slicing"):
+        sys.exit("usage: marks.py BUILD_FOLDER [nesting|slicing]")
     start = time.perf_counter()
     lines = [conditions()]
     measured = Measured()
-    for group in [] if nesting else GROUPS:
-        began = time.perf_counter()
-        print(f"== {group[0]} {group[1]}", end="", file=sys.stderr, flush=True)
-        run_group(sys.argv[1], measured, *group)
-        print(f" {time.perf_counter() - began:.0f} s", file=sys.stderr)
-    if not nesting:
-        run_processes(sys.argv[1], measured)
-    run_strips(sys.argv[1], measured)
-    run_mixes(sys.argv[1], measured)
-    rows = NESTING if nesting else ROWS
+    with tempfile.TemporaryDirectory() as temporary:
+        if only != "nesting":
+            meshes = make_meshes(sys.argv[1], temporary)
+            run_groups(sys.argv[1], measured, lambda group: (not only or group[0] == "slice_benchmark") and
+                       (group != PART_GROUP or "part" in meshes))
+            run_processes(sys.argv[1], measured, meshes, temporary)
+            run_findings(sys.argv[1], measured)
+            run_slice_peers(sys.argv[1], measured, meshes, temporary)
+    if only != "slicing":
+        run_strips(sys.argv[1], measured)
+        run_mixes(sys.argv[1], measured)
+    rows = {"nesting": NESTING, "slicing": SLICING}.get(only, ROWS)
     table, missed, unmeasured = evaluate(measured, rows)
     print("\n".join(lines + [""] + table))
     print(f"\nMedians of CPU time, {min(g[2] for g in GROUPS)} repetitions and more in turns; "

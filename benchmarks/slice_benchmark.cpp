@@ -1,11 +1,14 @@
 /// Slicing beside the limit: a plain loop that reads the indexed facets once, computes every crossing and
 /// stores it flat. Argument: planes. One thread, contours joined, nothing united unless said otherwise.
+/// The part is the binary STL file that TRQ_SLICE_PART in the environment names.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdlib>
 #include <map>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -59,30 +62,17 @@ const Indexed& Sphere() {
   static const Indexed mesh = Join(bench::Sphere(1000000));
   return mesh;
 }
-// The facets are turned so that they all face where the field grows: bench::Gyroid leaves that open.
-bench::Corners FacingOut(bench::Corners corners) {
-  const double turns = 2 * 3.14159265358979323846 * 3 / 60;
-  for (std::size_t i = 0; i < corners.size(); i += 3) {
-    const bench::Point &a = corners[i], &b = corners[i + 1], &c = corners[i + 2];
-    double u[3], v[3], at[3];
-    for (std::size_t k = 0; k < 3; ++k) {
-      u[k] = double(b[k]) - double(a[k]);
-      v[k] = double(c[k]) - double(a[k]);
-      at[k] = (double(a[k]) + double(b[k]) + double(c[k])) / 3 * turns;
-    }
-    double along = 0;
-    for (std::size_t k = 0; k < 3; ++k) {
-      const std::size_t next = (k + 1) % 3, last = (k + 2) % 3;
-      const double slope = std::cos(at[k]) * std::cos(at[next]) - std::sin(at[last]) * std::sin(at[k]);
-      along += (u[next] * v[last] - u[last] * v[next]) * slope;
-    }
-    if (along < 0) std::swap(corners[i + 1], corners[i + 2]);
-  }
-  return corners;
+const Indexed& Gyroid() {
+  static const Indexed mesh = Join(bench::FacingOut(bench::Gyroid(1000000)));
+  return mesh;
 }
 
-const Indexed& Gyroid() {
-  static const Indexed mesh = Join(FacingOut(bench::Gyroid(1000000)));
+const Indexed& Part() {
+  static const Indexed mesh = [] {
+    const char* const path = std::getenv("TRQ_SLICE_PART");
+    if (!path) throw std::runtime_error("TRQ_SLICE_PART names no file");
+    return Join(bench::CornersOfBinary(path));
+  }();
   return mesh;
 }
 
@@ -148,5 +138,6 @@ void Slice(benchmark::State& state, const Indexed& mesh, trqprep::SliceUnion uni
 
 TRQ_SLICES(sphere, Sphere);
 TRQ_SLICES(gyroid, Gyroid);
+TRQ_SLICES(part, Part);
 
 }  // namespace

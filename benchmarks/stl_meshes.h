@@ -118,6 +118,45 @@ inline Corners Gyroid(int facets, bool closed = false) {
   return out;
 }
 
+/// A gyroid whose facets all face where the field grows: Gyroid leaves that open.
+inline Corners FacingOut(Corners corners) {
+  const double turns = 2 * 3.14159265358979323846 * 3 / 60;
+  for (std::size_t i = 0; i < corners.size(); i += 3) {
+    const Point &a = corners[i], &b = corners[i + 1], &c = corners[i + 2];
+    double u[3], v[3], at[3];
+    for (std::size_t k = 0; k < 3; ++k) {
+      u[k] = double(b[k]) - double(a[k]);
+      v[k] = double(c[k]) - double(a[k]);
+      at[k] = (double(a[k]) + double(b[k]) + double(c[k])) / 3 * turns;
+    }
+    double along = 0;
+    for (std::size_t k = 0; k < 3; ++k) {
+      const std::size_t next = (k + 1) % 3, last = (k + 2) % 3;
+      const double slope = std::cos(at[k]) * std::cos(at[next]) - std::sin(at[last]) * std::sin(at[k]);
+      along += (u[next] * v[last] - u[last] * v[next]) * slope;
+    }
+    if (along < 0) std::swap(corners[i + 1], corners[i + 2]);
+  }
+  return corners;
+}
+
+/// Four facets for each, whose corners are its corners and the middles of its edges.
+inline Corners Refined(const Corners& corners) {
+  const auto middle = [](const Point& a, const Point& b) {
+    Point point;
+    for (std::size_t k = 0; k < 3; ++k) point[k] = static_cast<float>((double(a[k]) + double(b[k])) / 2);
+    return point;
+  };
+  Corners out;
+  out.reserve(4 * corners.size());
+  for (std::size_t i = 0; i + 2 < corners.size(); i += 3) {
+    const Point &a = corners[i], &b = corners[i + 1], &c = corners[i + 2];
+    const Point ab = middle(a, b), bc = middle(b, c), ca = middle(c, a);
+    out.insert(out.end(), {a, ab, ca, ab, b, bc, ca, bc, c, ab, bc, ca});
+  }
+  return out;
+}
+
 inline Corners Shuffled(Corners corners) {
   std::mt19937 random(7);
   for (std::size_t i = corners.size() / 3; i > 1; --i) {
@@ -163,6 +202,25 @@ inline std::string BinaryBytes(const Corners& corners) {
   std::memcpy(bytes.data() + 80, &count, sizeof count);
   for (std::size_t i = 0; i < count; ++i) std::memcpy(&bytes[84 + 50 * i + 12], &corners[3 * i], 36);
   return bytes;
+}
+
+/// The corners as a binary STL file has them, nothing merged.
+inline Corners CornersOfBinary(const char* path) {
+  std::FILE* const f = std::fopen(path, "rb");
+  if (!f) throw std::runtime_error("cannot read the STL file");
+  std::string bytes(84, '\0');
+  uint32_t count = 0;
+  bool read = std::fread(bytes.data(), 1, 84, f) == 84;
+  if (read) {
+    std::memcpy(&count, bytes.data() + 80, sizeof count);
+    bytes.resize(std::size_t{50} * count);
+    read = std::fread(bytes.data(), 1, bytes.size(), f) == bytes.size();
+  }
+  std::fclose(f);
+  if (!read) throw std::runtime_error("not a binary STL file");
+  Corners corners(std::size_t{3} * count);
+  for (std::size_t i = 0; i < count; ++i) std::memcpy(&corners[3 * i], &bytes[50 * i + 12], 36);
+  return corners;
 }
 
 /// The sphere of about `facets` facets as the library imports it, with normals; one a program.

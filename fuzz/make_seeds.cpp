@@ -226,6 +226,18 @@ void MakeSideFiles(const Folder& root) {
   WriteText(folder / "many.V_D", many);
 }
 
+// As fuzz_slices reads them: flags, counts, corners and planes of a byte each, then corners of facets by
+// number.
+void MakeSlices(const Folder& root) {
+  const std::string corners{0, 0, 0, 4, 0, 0, 0, 4, 0, 0, 0, 4, 4, 4, 4};
+  const std::string tetrahedron{0, 2, 1, 0, 1, 3, 1, 2, 3, 2, 0, 3};
+  for (const int flags : {1, 5, 17, 33, 65, 129}) {
+    const std::string head{char(flags), 5, 4};
+    WriteText(FormatFolder(root, "slices") / ("flags_" + std::to_string(flags)),
+              head + corners + std::string{0, 1, 2, 4} + tetrahedron + std::string{1, 4, 2, 3, 4, 1});
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -235,5 +247,6 @@ int main(int argc, char** argv) {
   MakeContours(root);
   MakeAllStyles(root);
   MakeSideFiles(root);
+  MakeSlices(root);
   return 0;
 }

@@ -71,19 +71,6 @@ void MakeStyles(const std::filesystem::path& root) {
   }
 }
 
-// As fuzz_slices reads them: flags, counts, corners and planes of a byte each, then corners of facets by
-// number.
-void MakeSlices(const std::filesystem::path& root) {
-  const std::string corners{0, 0, 0, 4, 0, 0, 0, 4, 0, 0, 0, 4, 4, 4, 4};
-  const std::string tetrahedron{0, 2, 1, 0, 1, 3, 1, 2, 3, 2, 0, 3};
-  for (const int flags : {1, 5, 17, 33, 65, 129}) {
-    const std::string head{char(flags), 5, 4};
-    const std::string name = "flags_" + std::to_string(flags);
-    Write(root, "slices", name.c_str(),
-          head + corners + std::string{0, 1, 2, 4} + tetrahedron + std::string{1, 4, 2, 3, 4, 1});
-  }
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -91,7 +78,6 @@ int main(int argc, char** argv) {
   const std::filesystem::path root = argv[1];
   MakeJobs(root);
   MakeStyles(root);
-  MakeSlices(root);
   Write(root, "machine_profile", "two.toml",
         "[lab]\n"
         "type = \"TRQ-E7\"\n"

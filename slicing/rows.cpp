@@ -38,16 +38,23 @@ std::int32_t ContourOf(std::uint64_t crossing) { return std::int32_t(std::uint32
 void RowExtent::Add(const ContourViews& layer) {
   double way = 0;
   for (const ContourView& contour : layer) {
-    if (contour.count == 0 || !IsFinite(contour)) continue;
+    if (contour.count == 0) continue;
     double before = double(contour.points[2 * contour.count - 1]);
+    double least = before, most = before, longer = way;
+    bool finite = true;
     for (std::size_t i = 0; i < contour.count; ++i) {
       const double y = double(contour.points[2 * i + 1]);
-      if (high < low) low = high = y;
-      low = std::min(low, y);
-      high = std::max(high, y);
-      way += std::abs(y - before);
+      if (!std::isfinite(contour.points[2 * i]) || !std::isfinite(y)) finite = false;
+      least = std::min(least, y);
+      most = std::max(most, y);
+      longer += std::abs(y - before);
       before = y;
     }
+    if (!finite) continue;
+    const bool none = high < low;
+    low = none ? least : std::min(low, least);
+    high = none ? most : std::max(high, most);
+    way = longer;
   }
   travel = std::max(travel, way);
 }
@@ -60,9 +67,21 @@ double PitchFor(double distance, double pitch) {
   return distance > 0 ? distance / std::max(8.0, std::ceil(distance / pitch)) : pitch;
 }
 
-double Rows::Area() const {
+double Rows::Area() const { return AreaWithout({}); }
+
+double Rows::AreaWithout(const Rows& other) const {
   double sum = 0;
-  for (const RowRun& run : runs) sum += double(run.high) - double(run.low);
+  for (std::int32_t row = first; row < end(); ++row) {
+    auto [at, last] = RunsOf(row);
+    auto [there, last_there] = other.RunsOf(row);
+    for (; at < last; ++at) {
+      const RowRun& run = runs[at];
+      sum += double(run.high) - double(run.low);
+      while (there < last_there && other.runs[there].high <= run.low) ++there;
+      for (std::size_t i = there; i < last_there && other.runs[i].low < run.high; ++i)
+        sum -= double(std::min(run.high, other.runs[i].high)) - double(std::max(run.low, other.runs[i].low));
+    }
+  }
   return sum * grid.pitch;
 }
 
@@ -74,7 +93,10 @@ void RowMaker::Make(const ContourViews& layer, const RowGrid& grid, Rows& rows) 
   rows.offsets.assign(1, 0);
   contours_.Reset(layer.size());
 
-  first_rows_.clear();
+  std::size_t points = 0;
+  for (const ContourView& contour : layer) points += contour.count;
+  first_rows_.resize(points);
+  std::int32_t* first_row = first_rows_.data();
   const double per_height = 1 / grid.pitch;
   std::int32_t low = std::numeric_limits<std::int32_t>::max(), high = 0;
   for (const ContourView& contour : layer) {
@@ -85,7 +107,7 @@ void RowMaker::Make(const ContourViews& layer, const RowGrid& grid, Rows& rows) 
       const double at = finite ? (double(contour.points[2 * i + 1]) - grid.origin) * per_height - 0.5 : 0;
       const auto whole = static_cast<std::int32_t>(at);
       const std::int32_t row = whole + (double(whole) < at);
-      first_rows_.push_back(row);
+      *first_row++ = row;
       if (!finite) continue;
       low = std::min(low, row);
       high = std::max(high, row);
@@ -216,6 +238,7 @@ double AreaBeyond(const ContourViews& layer, const ContourViews& other, double d
   slicing::Rows rows, others;
   maker.Make(layer, grid, rows);
   maker.Make(other, grid, others);
+  if (distance <= 0) return rows.AreaWithout(others);
   slicing::BeyondFinder finder;
   finder.Find(rows, others, distance);
   double sum = 0;

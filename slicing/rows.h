@@ -75,6 +75,8 @@ struct Rows {
     return {offsets[i], offsets[i + 1]};
   }
   double Area() const;
+  /// Of what is not in the other layer, which has the same grid.
+  double AreaWithout(const Rows& other) const;
 };
 
 /// Distance of rows, at most `pitch`, that shows what lies beyond another layer grown by `distance`: a whole

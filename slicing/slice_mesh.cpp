@@ -163,6 +163,7 @@ class Cutter {
   // `facets`: those that the plane cuts.
   void Cut(std::size_t plane, const std::int32_t* facets, std::size_t count,
            std::vector<SliceContour>& contours, std::vector<SliceGap>& gaps, slicing::Union& united) {
+    height_ = planes_[plane];
     FindSegments(std::int32_t(plane), facets, count);
     starts_.Take(begins_);
     follows_.resize(count);
@@ -171,7 +172,6 @@ class Cutter {
       follows_[i] = starts_.TakeAt(ends_[i]);
       if (follows_[i] != kNone) led_to_[std::size_t(follows_[i])] = true;
     }
-    height_ = planes_[plane];
     done_.assign(count, false);
     FollowChains(plane, contours, gaps);
     for (std::size_t i = 0; i < count; ++i) {
@@ -188,24 +188,36 @@ class Cutter {
   }
 
  private:
-  // A segment runs from the facet's edge that goes down through the plane to the one that goes up.
+  // A segment runs from the facet's edge that goes down through the plane to the one that goes up. Facets and
+  // levels lie far apart in memory: a block of them is fetched by loops without branches, so that the
+  // processor waits for many at once.
   void FindSegments(std::int32_t plane, const std::int32_t* facets, std::size_t count) {
+    // By which corners are above, the lowest bit for the first: the lower and the upper corner of the edge
+    // that goes down and of the one that goes up.
+    static constexpr std::uint8_t kEdges[8][4] = {{0, 0, 0, 0}, {1, 0, 2, 0}, {2, 1, 0, 1}, {2, 1, 2, 0},
+                                                  {0, 2, 1, 2}, {1, 0, 1, 2}, {0, 2, 0, 1}, {0, 0, 0, 0}};
+    constexpr std::size_t kBlock = 128;
+    std::int32_t corners[kBlock][3];
+    std::uint8_t above[kBlock];
     begins_.resize(count);
     ends_.resize(count);
-    for (std::size_t i = 0; i < count; ++i) {
-      const R_INT4& facet = mesh_.triangles[std::size_t(facets[i])];
-      const std::int32_t corners[3] = {facet[0], facet[1], facet[2]};
-      bool above[3];
-      for (int k = 0; k < 3; ++k) above[k] = levels_[corners[k]] > plane;
-      for (int k = 0; k < 3; ++k) {
-        const int next = k == 2 ? 0 : k + 1;
-        if (above[k] == above[next]) continue;
-        if (above[k]) {
-          begins_[i] = KeyOf(corners[next], corners[k]);
-        } else {
-          ends_[i] = KeyOf(corners[k], corners[next]);
-        }
+    points_.resize(count);
+    for (std::size_t first = 0; first < count; first += kBlock) {
+      const std::size_t size = std::min(kBlock, count - first);
+      for (std::size_t i = 0; i < size; ++i) {
+        const R_INT4& facet = mesh_.triangles[std::size_t(facets[first + i])];
+        for (int k = 0; k < 3; ++k) corners[i][k] = facet[k];
       }
+      for (std::size_t i = 0; i < size; ++i) {
+        above[i] = 0;
+        for (int k = 0; k < 3; ++k) above[i] |= std::uint8_t(levels_[corners[i][k]] > plane) << k;
+      }
+      for (std::size_t i = 0; i < size; ++i) {
+        const std::uint8_t* const edges = kEdges[above[i]];
+        begins_[first + i] = KeyOf(corners[i][edges[0]], corners[i][edges[1]]);
+        ends_[first + i] = KeyOf(corners[i][edges[2]], corners[i][edges[3]]);
+      }
+      for (std::size_t i = first; i < first + size; ++i) points_[i] = CrossingOf(ends_[i]);
     }
   }
 
@@ -225,7 +237,7 @@ class Cutter {
     std::size_t at = first;
     do {
       done_[at] = true;
-      loop_.push_back(CrossingOf(ends_[at]));
+      loop_.push_back(points_[at]);
       at = std::size_t(follows_[at]);
     } while (at != first);
     contours.emplace_back();
@@ -245,7 +257,7 @@ class Cutter {
       for (std::int32_t next = std::int32_t(i); next != kNone; next = follows_[at]) {
         at = std::size_t(next);
         done_[at] = true;
-        chain.points.push_back(CrossingOf(ends_[at]));
+        chain.points.push_back(points_[at]);
       }
       chain.last_edge = ends_[at];
       chains.push_back(std::move(chain));
@@ -290,6 +302,7 @@ class Cutter {
   double grid_ = 1;
   float height_ = 0;
   std::vector<EdgeKey> begins_, ends_;  // of each segment
+  std::vector<SlicePoint> points_;      // where each ends
   Starts starts_;
   std::vector<std::int32_t> follows_;  // the segment that begins where this one ends
   std::vector<char> led_to_, done_;
@@ -309,10 +322,19 @@ CutFacets FindCutFacets(const MeshView& mesh, const Levels& levels, std::size_t 
   };
   CutFacets cut;
   std::vector<std::int64_t> change(planes + 1, 0);
+  struct Cuts {
+    std::int32_t facet, low, high;
+  };
+  std::vector<Cuts> cuts;  // of the facets that some plane cuts
+  std::int32_t number = 0;
   for (const R_INT4& facet : mesh.triangles) {
     const auto [low, high] = range(facet);
-    ++change[std::size_t(low)];
-    --change[std::size_t(high)];
+    if (low < high) {
+      ++change[std::size_t(low)];
+      --change[std::size_t(high)];
+      cuts.push_back({number, low, high});
+    }
+    ++number;
   }
   cut.offsets.assign(planes + 1, 0);
   std::int64_t open = 0;
@@ -322,11 +344,8 @@ CutFacets FindCutFacets(const MeshView& mesh, const Levels& levels, std::size_t 
   }
   cut.facets.resize(cut.offsets[planes]);
   std::vector<std::size_t> at(cut.offsets.begin(), cut.offsets.end() - 1);
-  std::int32_t number = 0;
-  for (const R_INT4& facet : mesh.triangles) {
-    const auto [low, high] = range(facet);
-    for (std::int32_t k = low; k < high; ++k) cut.facets[at[std::size_t(k)]++] = number;
-    ++number;
+  for (const auto [facet, low, high] : cuts) {
+    for (std::int32_t k = low; k < high; ++k) cut.facets[at[std::size_t(k)]++] = facet;
   }
   return cut;
 }

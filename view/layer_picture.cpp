@@ -90,13 +90,13 @@ std::vector<Edge> EdgesOf(const trq::SlcLayer& layer, const PictureFrame& frame)
   return edges;
 }
 
-// Three bits a row, five rows, from the top: 0 to 9, then point, minus, z, m.
-constexpr char kCharacters[] = "0123456789.-zm";
+// Three bits a row, five rows, from the top: 0 to 9, then point, minus, z, m, i, n.
+constexpr char kCharacters[] = "0123456789.-zmin";
 constexpr std::uint16_t kLetters[] = {
     0b111'101'101'101'111, 0b010'110'010'010'111, 0b111'001'111'100'111, 0b111'001'111'001'111,
     0b101'101'111'001'001, 0b111'100'111'001'111, 0b111'100'111'101'111, 0b111'001'010'010'010,
     0b111'101'111'101'111, 0b111'101'111'001'111, 0b000'000'000'000'010, 0b000'000'111'000'000,
-    0b000'111'001'010'111, 0b000'111'111'101'101,
+    0b000'111'001'010'111, 0b000'111'111'101'101, 0b010'000'010'010'010, 0b000'111'101'101'101,
 };
 
 }  // namespace
@@ -146,7 +146,7 @@ void GreyImage::Write(const std::string& text, std::size_t x, std::size_t y, std
       std::fill(dot.pixels.begin(), dot.pixels.end(), grey);
       Put(dot, x + k % 3 * scale, y + k / 3 * scale);
     }
-    x += 4 * scale;
+    x += kLetterWidth * scale;
   }
 }
 

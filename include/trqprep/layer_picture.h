@@ -21,8 +21,9 @@ struct GreyImage {
   std::uint8_t& at(std::size_t x, std::size_t y) { return pixels[y * width + x]; }
   /// Puts another picture in with its upper left corner there; what does not fit is cut off.
   void Put(const GreyImage& other, std::size_t x, std::size_t y);
-  /// Writes figures, points, minus signs, blanks and the letters z and m, 5 pixels high times `scale`, with
-  /// its upper left corner there; anything else leaves a blank.
+  static constexpr std::size_t kLetterWidth = 4;  ///< with the blank behind it
+  /// Writes figures, points, minus signs, blanks and the letters z, m, i and n, 5 pixels high times `scale`,
+  /// with its upper left corner there; anything else leaves a blank.
   void Write(const std::string& text, std::size_t x, std::size_t y, std::size_t scale, std::uint8_t grey);
 };
 

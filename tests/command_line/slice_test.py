@@ -323,6 +323,8 @@ class Pictures(slc_test.SlcTest):
         self.fails(USAGE, "slc", "png", "three.slc", "--pixel", "0.0001mm", "-o", "out.png")
         self.fails(USAGE, "slc", "png", "three.slc", "--pixel", "0", "-o", "out.png")
         self.fails(USAGE, "slc", "png", "three.slc", "--pixel", "1", "--size", "40", "-o", "out.png")
+        self.assertIn("-o out/", self.fails(USAGE, "slc", "png", "three.slc", "--layers", "1,2", "-o", "out.png").err)
+        self.fails(USAGE, "slc", "svg", "three.slc", "--layers", "1,2", "-o", "out.svg")
         self.assertEqual(self.listing(), ["three.slc"])
 
     def test_a_sheet(self):
@@ -332,6 +334,13 @@ class Pictures(slc_test.SlcTest):
         self.assertEqual((width, height), (data["columns"], data["rows"]))
         self.assertEqual({0, 64, 255}, set(b"".join(rows)) & {0, 64, 255})
         self.assertEqual(self.json_of("slc", "sheet", "three.slc", "--count", "1", "-o", "one.png")["shown"], [1])
+
+    def test_names_on_a_sheet_have_room(self):
+        tower = slc_test.boundary(slc_test.rectangle(0, 0, 1, 100))
+        self.write("wall.slc", slc_test.slc([slc_test.layer(k + 0.125, tower) for k in range(4)], 5))
+        data = self.json_of("slc", "sheet", "wall.slc", "--size", "100", "-o", "sheet.png")
+        # Two columns of "1 z 0.125 mm", twelve letters of 8 pixels, 8 between and around them.
+        self.assertEqual(data["columns"], 2 * (12 * 8 + 8) + 8)
 
     def test_areas(self):
         data = self.json_of("slc", "area", "three.slc")

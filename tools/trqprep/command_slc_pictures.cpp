@@ -111,7 +111,16 @@ class LayerOutputs {
  public:
   LayerOutputs(const Options& options, const ContourFile& file, size_t count, const char* ending)
       : path_(options.output), ending_(ending) {
-    folder_ = count > 1 || path_.back() == '/' || std::filesystem::is_directory(path_);
+    folder_ = path_.back() == '/' || std::filesystem::is_directory(path_);
+    if (count > 1 && !folder_) {
+      const std::filesystem::path name(path_);
+      if (name.extension() == ending) {
+        FailUsage("", "several layers need a folder, and this names a picture: " + path_,
+                  fmt::format("choose one layer, or a folder, for example -o {}/",
+                              (name.parent_path() / name.stem()).string()));
+      }
+      folder_ = true;
+    }
     digits_ = std::to_string(file.layer_count()).size();
     if (!folder_) return;
     std::error_code error;
@@ -274,9 +283,17 @@ ExitCode Sheet(Context& context, const Options& options) {
   const ContourSummary summary = Summarize(context, file);
   const PictureFrame frame = FrameOf(summary, 0, options.size != 0 ? options.size : 240);
   constexpr size_t kGap = 8, kScale = 2, kLetters = 5 * kScale + kGap;
+  std::vector<std::string> names;
+  size_t longest = 0;
+  for (const size_t index : chosen) {
+    names.push_back(
+        fmt::format("{} z {} {}", index + 1, Plain(file.contours.layers[index].z, 3), UnitsName(file.units)));
+    longest = std::max(longest, names.back().size());
+  }
+  const size_t width = std::max(frame.width, longest * GreyImage::kLetterWidth * kScale);
   const auto columns = size_t(std::ceil(std::sqrt(double(chosen.size()))));
   const size_t rows = (chosen.size() + columns - 1) / columns;
-  const size_t wide = frame.width + kGap, high = frame.height + kLetters + kGap;
+  const size_t wide = width + kGap, high = frame.height + kLetters + kGap;
   if (columns * wide > size_t(kMostPixels) || rows * high > size_t(kMostPixels)) {
     FailUsage("", "the sheet would be too large", "choose fewer layers, or a smaller --size");
   }
@@ -287,8 +304,7 @@ ExitCode Sheet(Context& context, const Options& options) {
     const trq::SlcLayer& layer = file.contours.layers[chosen[i]];
     const size_t x = kGap + i % columns * wide, y = kGap + i / columns * high;
     sheet.Put(DrawLayer(layer, frame), x, y);
-    sheet.Write(fmt::format("{} z {}", chosen[i] + 1, Plain(layer.z, 3)), x, y + frame.height + kGap / 2,
-                kScale, 255);
+    sheet.Write(names[i], x, y + frame.height + kGap / 2, kScale, 255);
   }
   WriteOutputFile(options.output, PngOf(sheet), context.options.force);
   context.data_units = file.units;
