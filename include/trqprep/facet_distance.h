@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -26,6 +27,9 @@ class FacetDistances {
   /// infinite when there is no facet. A facet that is near makes the search shorter and changes no result;
   /// numbers outside the mesh, and of facets left out, are ignored.
   double From(const Point& point, int near_facet = -1) const;
+  /// The distances of many points, taken in the order of their places, so that searches that look at the same
+  /// facets follow each other. Of those that are left when it TookTooLong there is none.
+  std::vector<std::optional<double>> From(const std::vector<Point>& points) const;
   /// Nodes and facets that searches have looked at so far.
   std::size_t steps() const { return steps_; }
   /// Whether so many searches took more than 20 million steps and 60 each; on an ordinary part each takes

@@ -112,21 +112,23 @@ class MeshChecks {
     size_t first = 0;
     double farthest = 0;
     if (points.empty()) return;
-    const FacetDistances distances(*input_.mesh, points.size());
+    std::vector<Point> places;
+    for (const VentEntry& entry : points) places.push_back(entry.point());
+    const auto distances = FacetDistances(*input_.mesh, places.size()).From(places);
     for (size_t i = 0; i < points.size(); ++i) {
-      if (distances.TookTooLong(points.size())) {
-        Add(Code::kVdBound,
-            fmt::format(
-                "{} of {} in the side file were compared with the part; the others would take too long", i,
-                Counted(int64_t(points.size()), "point")),
-            {{"entry", i + 1}},
-            "'trqprep vents list' shows the points; move or remove those that are not on the part");
-        break;
-      }
-      const double distance = distances.From(points[i].point());
-      if (distance <= limit) continue;
+      if (!distances[i] || *distances[i] <= limit) continue;
       if (stale++ == 0) first = i + 1;
-      farthest = std::max(farthest, distance);
+      farthest = std::max(farthest, *distances[i]);
+    }
+    const auto left_out = std::find(distances.begin(), distances.end(), std::nullopt);
+    if (left_out != distances.end()) {
+      const auto compared =
+          std::count_if(distances.begin(), distances.end(), [](auto& d) { return d.has_value(); });
+      Add(Code::kVdBound,
+          fmt::format("{} of {} in the side file were compared with the part; the others would take too long",
+                      compared, Counted(int64_t(points.size()), "point")),
+          {{"entry", left_out - distances.begin() + 1}},
+          "'trqprep vents list' shows the points; move or remove those that are not on the part");
     }
     if (stale == 0) return;
     Add(Code::kVdStale,

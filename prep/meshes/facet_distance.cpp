@@ -229,4 +229,29 @@ double FacetDistances::From(const Point& point, int near_facet) const {
   return std::sqrt(best);
 }
 
+std::vector<std::optional<double>> FacetDistances::From(const std::vector<Point>& points) const {
+  Box box;
+  for (const Point& point : points) box.Add(point);
+  // Along a curve that fills the box: the bits of the coordinates in turns (G. M. Morton, A Computer Oriented
+  // Geodetic Data Base, 1966).
+  std::vector<std::pair<uint32_t, uint32_t>> places;
+  places.reserve(points.size());
+  for (const Point& point : points) {
+    uint32_t place = 0;
+    for (size_t k = 0; k < 3; ++k) {
+      const double share = (point[k] - box.min[k]) / (box.max[k] - box.min[k]);
+      const auto cell = share > 0 ? uint32_t(std::min(share, 1.0) * 1023) : 0;
+      for (uint32_t bit = 0; bit < 10; ++bit) place |= (cell >> bit & 1) << (3 * bit + k);
+    }
+    places.emplace_back(place, uint32_t(places.size()));
+  }
+  std::sort(places.begin(), places.end());
+  std::vector<std::optional<double>> distances(points.size());
+  for (const auto& [place, number] : places) {
+    if (TookTooLong(points.size())) break;
+    distances[number] = From(points[number]);
+  }
+  return distances;
+}
+
 }  // namespace trqprep

@@ -2,6 +2,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <numeric>
 #include <set>
 #include <stdexcept>
 
@@ -67,23 +68,19 @@ std::string PointText(const Point& point) {
 // How far points are from the part, with a warning of each that is not on it, up to a hundred.
 class OnPart {
  public:
-  OnPart(Context& context, const FacetDistances& part, Units units, const std::string& file, size_t count)
-      : context_(context), part_(part), units_(units), file_(file), count_(count) {}
+  OnPart(Context& context, Units units, const std::string& file)
+      : context_(context), units_(units), file_(file) {}
 
-  // Nothing when there is no time left.
-  std::optional<double> Check(const VentEntry& entry, size_t number) {
-    if (part_.TookTooLong(count_)) {
-      ++left_out_;
-      return std::nullopt;
-    }
-    const double distance = part_.From(entry.point());
+  // A distance that there was no time for is none.
+  void Check(const VentEntry& entry, size_t number, const std::optional<double>& measured) {
+    if (!measured) ++left_out_;
+    const double distance = measured.value_or(0);
     if (distance * UnitsFactor(units_, Units::kMillimetre) > kOnPart && ++stale_ <= kMostTold) {
       Warn(fmt::format("{} {} at {} is {} {} away from the part",
                        entry.kind() == std::string("unknown") ? "entry" : entry.kind(), number,
                        PointText(entry.point()), Plain(distance, 4), UnitsName(units_)),
            {{"entry", number}});
     }
-    return distance;
   }
   // The others by their number.
   void TellRest() {
@@ -109,13 +106,26 @@ class OnPart {
   }
 
   Context& context_;
-  const FacetDistances& part_;
   Units units_;
   const std::string& file_;
-  size_t count_;
   int64_t stale_ = 0;
   int64_t left_out_ = 0;
 };
+
+// How far the chosen entries are from the part, which is said of those that are not on it; nothing without a
+// part.
+std::vector<std::optional<double>> CheckOnPart(Context& context, const std::optional<InputMesh>& mesh,
+                                               const VentsFile& file, const std::vector<size_t>& chosen) {
+  if (!mesh) return {};
+  std::vector<Point> points;
+  for (const size_t i : chosen) points.push_back(file.entries[i].point());
+  auto distances = FacetDistances(*mesh->mesh, points.size()).From(points);
+  OnPart on_part(context, mesh->units, file.path);
+  for (size_t k = 0; k < chosen.size(); ++k)
+    on_part.Check(file.entries[chosen[k]], chosen[k] + 1, distances[k]);
+  on_part.TellRest();
+  return distances;
+}
 
 // A hole that is made somewhere else than on the part.
 void CheckAdded(Context& context, const InputMesh& mesh, const FacetDistances& distances,
@@ -194,16 +204,10 @@ ExitCode List(Context& context, const Options& options) {
   VentsFile file = VentsOf(context, options);
   const std::optional<InputMesh> mesh = MeshIfThere(context, options.input);
   context.data_units = UnitsOf(context, mesh);
-  const auto part = DistancesOf(mesh, file.entries.size());
-  std::vector<std::optional<double>> distances;
-  if (part) {
-    OnPart on_part(context, *part, mesh->units, file.path, file.entries.size());
-    for (size_t i = 0; i < file.entries.size(); ++i) {
-      distances.push_back(on_part.Check(file.entries[i], i + 1));
-    }
-    on_part.TellRest();
-  }
   const size_t count = file.entries.size();
+  std::vector<size_t> all(count);
+  std::iota(all.begin(), all.end(), size_t{0});
+  const std::vector<std::optional<double>> distances = CheckOnPart(context, mesh, file, all);
   const Json entries = Json::Rows(count, [list = std::move(file.entries), distances](size_t i) {
     Json described = EntryToJson(list[i], i + 1);
     if (!distances.empty() && distances[i]) described["distance"] = NumberToJson(*distances[i]);
@@ -359,11 +363,7 @@ ExitCode Move(Context& context, const Options& options) {
     file.lines[entry.line] = trq::core::SideLine(entry.numbers);
     entry.numbers = *trq::core::ParseSideLine(file.lines[entry.line]);  // what the file says
   }
-  if (const auto part = DistancesOf(mesh, chosen.size())) {
-    OnPart on_part(context, *part, units, file.path, chosen.size());
-    for (const size_t i : chosen) on_part.Check(file.entries[i], i + 1);
-    on_part.TellRest();
-  }
+  CheckOnPart(context, mesh, file, {chosen.begin(), chosen.end()});
   Save(context, options, file);
   const Json entries = Json::Rows(
       chosen.size(), [list = file.entries, which = std::vector<size_t>(chosen.begin(), chosen.end())](

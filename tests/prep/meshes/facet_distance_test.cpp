@@ -69,6 +69,24 @@ TEST(FacetDistances, LeavesOutWhatIsNotFinite) {
   for (const int near_facet : {-1, 0, 1, 2, 99}) EXPECT_DOUBLE_EQ(distances.From({0, 0, 3}, near_facet), 3);
 }
 
+TEST(FacetDistances, OfManyPointsAreThoseOfEach) {
+  const FacetDistances cube(test_support::Cube(10));
+  std::mt19937 random(12);
+  std::uniform_real_distribution<double> coordinate(-20, 30);
+  EXPECT_TRUE(cube.From(std::vector<trqprep::Point>()).empty());
+  for (const int flat : {-1, 0, 1, 2}) {  // points of a plane, which has no extent along an axis
+    std::vector<trqprep::Point> points;
+    for (int i = 0; i < 500; ++i) {
+      points.push_back({coordinate(random), coordinate(random), coordinate(random)});
+      if (flat >= 0) points.back()[static_cast<std::size_t>(flat)] = 3;
+    }
+    points.push_back(points[7]);
+    const auto distances = cube.From(points);
+    ASSERT_EQ(distances.size(), points.size());
+    for (std::size_t i = 0; i < points.size(); ++i) EXPECT_EQ(distances[i], cube.From(points[i]));
+  }
+}
+
 TEST(FacetDistances, DifferentialAgainstALookAtEveryFacet) {
   std::mt19937 random(11);
   std::uniform_real_distribution<float> coordinate(-10, 10);
