@@ -44,11 +44,11 @@ void Separation::Restore(const std::vector<Spot>& spots) {
 void Separation::Update(std::size_t piece) {
   const std::size_t n = spots_.size();
   const Spot& spot = spots_[piece];
-  const Shape& shape = model_.shapes[spot.shape];
   for (std::size_t j = 0; j < n; ++j) {
     if (j == piece) continue;
     const Spot& other = spots_[j];
-    const Shape& that = model_.shapes[other.shape];
+    const Shape& that = model_.Seen(other.shape, spot.shape);
+    const Shape& shape = model_.Seen(spot.shape, other.shape);
     const double gap = model_.Gap(spot.shape, other.shape);
     double overlap = 0;
     if (Collide(shape, that, other.x - spot.x, other.y - spot.y, gap, steps)) {
@@ -79,11 +79,12 @@ double Separation::Evaluate(std::size_t piece, const Spot& spot, double bound) {
     }
     if (j == piece) continue;
     const Spot& other = spots_[j];
-    const Shape& that = model_.shapes[other.shape];
+    const Shape& seen = model_.Seen(spot.shape, other.shape);
+    const Shape& that = model_.Seen(other.shape, spot.shape);
     const double gap = model_.Gap(spot.shape, other.shape);
     const double dx = other.x - spot.x, dy = other.y - spot.y;
-    if (!Collide(shape, that, dx, dy, gap, steps)) continue;
-    value += weights[j] * Overlap(shape, that, dx, dy, gap, steps);
+    if (!Collide(seen, that, dx, dy, gap, steps)) continue;
+    value += weights[j] * Overlap(seen, that, dx, dy, gap, steps);
     if (value >= bound) return kInfinite;
   }
   return value;
