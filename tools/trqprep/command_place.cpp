@@ -70,8 +70,7 @@ void AddPlace(CommandTree& tree) {
       "draws it. 'trqprep build --help' tells what can be asked of it. Of several plates, --plates, every one has "
       "a picture: plate-1.svg, plate-2.svg, ... where plate.svg was asked for.",
       {"trqprep place bracket.stl spur_gear.stl,copies=4",
-       "trqprep place spur_gear.stl,copies=6 --vat 200x150x100mm --svg plate.svg",
-       "trqprep place spur_gear.stl,copies=40 --plates any"});
+       "trqprep place spur_gear.stl,copies=6 --vat 200x150x100mm --svg plate.svg"});
   auto& options = command.Runs(Run);
   options.job = std::make_unique<JobOptions>(command, false);
   command.TextOption("--svg", options.svg, "FILE", "Draw the plate seen from above into this file");
