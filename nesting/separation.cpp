@@ -10,7 +10,7 @@ constexpr double kInfinite = std::numeric_limits<double>::infinity();
 constexpr int kAnywhere = 24;  // samples over the container
 constexpr int kAround = 12;    // samples about the piece
 constexpr std::size_t kRefined = 3;
-constexpr double kRaiseLeast = 1.02, kRaiseMost = 1.3, kDecay = 0.95;
+constexpr double kRaiseLeast = 1.05, kRaiseMost = 1.25, kDecay = 0.95;
 
 }  // namespace
 
