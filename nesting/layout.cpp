@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "nesting/cavities.h"
+#include "nesting/enterable.h"
 
 namespace trqprep::nesting {
 namespace {

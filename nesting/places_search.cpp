@@ -42,7 +42,7 @@ PlacesTask::Score PlacesTask::ScoreOf(const Layout& layout) const {
 }
 
 PlacesWorker::PlacesWorker(const PlacesTask& task, std::uint64_t seed, const std::function<bool()>& stop)
-    : task_(task), random_(seed), separation_(*task.model, random_.Bits()), stop_(stop) {}
+    : task_(task), random_(seed), separation_(*task.model, random_.Bits(), Separation::kSlow), stop_(stop) {}
 
 void PlacesWorker::Take(const Layout& better) {
   best_ = better;

@@ -10,11 +10,12 @@ constexpr double kInfinite = std::numeric_limits<double>::infinity();
 constexpr int kAnywhere = 24;  // samples over the container
 constexpr int kAround = 12;    // samples about the piece
 constexpr std::size_t kRefined = 3;
-constexpr double kRaiseLeast = 1.05, kRaiseMost = 1.25, kDecay = 0.95;
+constexpr double kDecay = 0.95;
 
 }  // namespace
 
-Separation::Separation(const Model& model, std::uint64_t seed) : model_(model), random_(seed) {}
+Separation::Separation(const Model& model, std::uint64_t seed, Growth growth)
+    : model_(model), random_(seed), growth_(growth) {}
 
 void Separation::SetBox(std::size_t piece) {
   const Spot& spot = spots_[piece];
@@ -220,7 +221,7 @@ double Separation::Sweep() {
     for (std::size_t j = i + 1; j < n; ++j) {
       const double overlap = overlaps_[i * n + j];
       double weight = weights_[i * n + j];
-      weight *= overlap > 0 ? kRaiseLeast + (kRaiseMost - kRaiseLeast) * (overlap / most) : kDecay;
+      weight *= overlap > 0 ? growth_.least + (growth_.most - growth_.least) * (overlap / most) : kDecay;
       weights_[i * n + j] = weights_[j * n + i] = std::max(weight, 1.0);
     }
   }

@@ -1,4 +1,4 @@
-#include "nesting/cavities.h"
+#include "nesting/enterable.h"
 
 #include <algorithm>
 #include <cmath>
