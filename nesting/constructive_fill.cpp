@@ -234,7 +234,8 @@ class Filler {
         squares_(SideOf(model, kinds), model.width),
         cell_(CellOf(model, spots)),
         rows_(std::max(1, static_cast<int>(std::floor(model.width / cell_ + 1e-9)))),
-        cells_(rows_) {
+        cells_(rows_),
+        solid_cells_(rows_) {
     for (const Model::Kind& kind : model.kinds) most_gap_ = std::max(most_gap_, kind.gap);
     first_column_.assign(model.shapes.size(), 0);
     runs_.resize(model.shapes.size());
@@ -243,10 +244,14 @@ class Filler {
 
   bool Place(std::size_t kind) {
     Spot best;
+    Cells& cells = model_.solid_shapes.empty() || model_.kinds[kind].enters ? cells_ : solid_cells_;
     double best_right = std::numeric_limits<double>::infinity();
     for (const std::size_t s : model_.kinds[kind].usable) {
       const Shape& shape = model_.shapes[s];
-      if (runs_[s].empty()) runs_[s] = Touched(shape, cell_, 0, 0);
+      if (runs_[s].empty()) {
+        const bool open = model_.solid_shapes.empty() || model_.kinds[kind].enters;
+        runs_[s] = Touched(open ? shape : model_.solid_shapes[s], cell_, 0, 0);
+      }
       const int last = static_cast<int>(std::floor((model_.width - shape.height) / cell_ + 1e-9));
       for (std::size_t& column = first_column_[s];; ++column) {
         const double x = static_cast<double>(column) * cell_;
@@ -255,7 +260,7 @@ class Filler {
             column + runs_[s].size() >= static_cast<std::size_t>(kMostColumns)) {
           break;
         }
-        const int row = cells_.LowestFree(runs_[s], column, std::min(last, rows_ - 1));
+        const int row = cells.LowestFree(runs_[s], column, std::min(last, rows_ - 1));
         if (row >= 0) {
           best = {s, x, row * cell_};
           best_right = x + shape.width;
@@ -309,7 +314,8 @@ class Filler {
     const Spot& spot = spots_[piece];
     const Shape& shape = model_.shapes[spot.shape];
     squares_.Add(piece, {spot.x, spot.y, spot.x + shape.width, spot.y + shape.height});
-    Occupy(spot);
+    Occupy(spot, shape, cells_);
+    if (!model_.solid_shapes.empty()) Occupy(spot, model_.solid_shapes[spot.shape], solid_cells_);
   }
 
   bool Free(const Spot& spot) {
@@ -318,8 +324,8 @@ class Filler {
                       spot.y + shape.height + most_gap_};
     return !squares_.Any(near, [&](std::size_t piece) {
       const Spot& other = spots_[piece];
-      return Collide(shape, model_.shapes[other.shape], other.x - spot.x, other.y - spot.y,
-                     model_.Gap(spot.shape, other.shape), steps_);
+      return Collide(model_.Seen(spot.shape, other.shape), model_.Seen(other.shape, spot.shape),
+                     other.x - spot.x, other.y - spot.y, model_.Gap(spot.shape, other.shape), steps_);
     });
   }
 
@@ -382,8 +388,7 @@ class Filler {
   }
 
   /// The cells that nothing may touch any more, because what did would be nearer than the gap.
-  void Occupy(const Spot& spot) {
-    const Shape& shape = model_.shapes[spot.shape];
+  void Occupy(const Spot& spot, const Shape& shape, Cells& cells) {
     const double end = std::min(model_.length, kMostColumns * cell_) + most_gap_ + cell_;
     if (spot.x > end || spot.x + shape.width < -most_gap_ - cell_ ||
         spot.y > model_.width + most_gap_ + cell_ || spot.y + shape.height < -most_gap_ - cell_ ||
@@ -403,7 +408,7 @@ class Filler {
         if (side != 0 && up <= 0) continue;
         const int rows = up > 0 ? static_cast<int>(std::ceil(std::sqrt(up))) : 0;
         for (const Run& run : touched[static_cast<std::size_t>(k)]) {
-          cells_.Occupy(x + k + side, y + run.from - rows, y + run.to + rows);
+          cells.Occupy(x + k + side, y + run.from - rows, y + run.to + rows);
         }
       }
     }
@@ -414,7 +419,7 @@ class Filler {
   Squares squares_;
   double cell_;
   int rows_;
-  Cells cells_;
+  Cells cells_, solid_cells_;
   double most_gap_ = 0;
   std::vector<std::size_t> first_column_;
   std::vector<std::vector<std::vector<Run>>> runs_;

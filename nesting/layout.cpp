@@ -3,20 +3,73 @@
 #include <algorithm>
 #include <cmath>
 
+#include "nesting/enterable.h"
+
 namespace trqprep::nesting {
+namespace {
+
+constexpr std::size_t kMostComparisons =
+    4'000'000;  // of pieces and cavities; above, outlines stay as they are
+
+/// Outlines as pieces meet them, by part.
+struct Closed {
+  std::vector<Outline> open;   // without the cavities that no copy may enter
+  std::vector<Outline> solid;  // without any
+};
+
+/// Finds out which kinds enter a cavity.
+Closed CloseCavities(const Job& job, std::vector<Model::Kind>& kinds) {
+  Closed closed;
+  std::vector<std::vector<Cavity>> cavities;
+  std::vector<std::size_t> entering;  // parts with copies
+  std::vector<Extent> extents;
+  std::size_t count = 0;
+  for (std::size_t p = 0; p < job.parts.size(); ++p) {
+    cavities.push_back(FindCavities(job.parts[p].outline, job.use_holes));
+    count += cavities.back().size();
+    if (job.parts[p].copies > 0) entering.push_back(p);
+  }
+  const bool compare = count > 0 && entering.size() <= kMostComparisons / count;
+  for (std::size_t i = 0; compare && i < entering.size(); ++i)
+    extents.push_back(LeastExtent(job.parts[entering[i]].outline));
+  for (std::size_t p = 0; p < job.parts.size(); ++p) {
+    const Outline& outline = job.parts[p].outline;
+    std::vector<Cavity> useless;
+    for (const Cavity& cavity : cavities[p]) {
+      bool entered = false;
+      for (std::size_t i = 0; i < extents.size(); ++i) {
+        Model::Kind& kind = kinds[entering[i]];
+        if (!extents[i].MayEnter(cavity.most, std::max(kind.gap, kinds[p].gap))) continue;
+        kind.enters = entered = true;
+      }
+      if (compare && !entered) useless.push_back(cavity);
+    }
+    closed.open.push_back(Filled(outline, useless));
+    closed.solid.push_back(Filled(outline, compare ? cavities[p] : useless));
+  }
+  return closed;
+}
+
+}  // namespace
 
 Model::Model(const Job& job) {
   margin = job.container.margin;
   strip = job.container.strip;
   use_holes = job.use_holes;
   width = job.container.width - 2 * margin;
+  for (const Part& part : job.parts) {
+    kinds.emplace_back();
+    kinds.back().gap = (part.gap >= 0 ? part.gap : job.gap) + job.clearance;
+  }
+  const Closed closed = CloseCavities(job, kinds);
+  const bool any_entered =
+      std::any_of(kinds.begin(), kinds.end(), [](const Kind& kind) { return kind.enters; });
   double in_a_row = 0;
   for (std::size_t p = 0; p < job.parts.size(); ++p) {
     const Part& part = job.parts[p];
-    Kind kind;
+    Kind& kind = kinds[p];
     kind.first_shape = shapes.size();
     kind.turns = part.turns.size();
-    kind.gap = (part.gap >= 0 ? part.gap : job.gap) + job.clearance;
     double longest = 0;
     for (const Turn& turn : part.turns) {
       // Where no gap keeps edges apart, those that only touch are told from those that cross by a hair's
@@ -26,18 +79,24 @@ Model::Model(const Job& job) {
         Shape plain = MakeShape(part.outline, turn, use_holes, 0, nullptr, false);
         inset = 2e-8 * std::min(plain.width, plain.height);
       }
-      const Shape* first = shapes.size() > kind.first_shape ? &shapes[kind.first_shape] : nullptr;
-      shapes.push_back(MakeShape(part.outline, turn, use_holes, inset, first, true));
+      const auto add = [&](const Outline& outline, std::vector<Shape>& list) {
+        const Shape* first = list.size() > kind.first_shape ? &list[kind.first_shape] : nullptr;
+        list.push_back(MakeShape(outline, turn, use_holes, inset, first, true));
+      };
+      add(closed.open[p], shapes);
+      if (any_entered) add(closed.solid[p], solid_shapes);
       kind_of_shape.push_back(p);
       longest = std::max(longest, shapes.back().width);
     }
     // What is grown by half a gap on all sides has an area of at least that of the grown disc of equal area
     // (Brunn and Minkowski).
-    const Shape& shape = shapes[kind.first_shape];
-    const double root =
-        std::sqrt(std::clamp(shape.area, 0.0, shape.width * shape.height)) + 0.8862269254527580 * kind.gap;
-    kind.need = root * root;
-    kinds.push_back(kind);
+    const auto need = [&](const Shape& shape) {
+      const double root =
+          std::sqrt(std::clamp(shape.area, 0.0, shape.width * shape.height)) + 0.8862269254527580 * kind.gap;
+      return root * root;
+    };
+    kind.need = need(shapes[kind.first_shape]);
+    kind.bulk = any_entered ? need(solid_shapes[kind.first_shape]) : kind.need;
     in_a_row += (longest + kind.gap) * part.copies;
   }
   for (const Placement& fixed : job.fixed) {

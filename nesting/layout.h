@@ -17,11 +17,16 @@ struct Model {
   struct Kind {
     std::size_t first_shape = 0;
     std::size_t turns = 0;
-    double gap = 0;   ///< planned: with the clearance
-    double need = 0;  ///< area of a copy with half of its gap around, at least; see Model::room
+    double gap = 0;       ///< planned: with the clearance
+    double need = 0;      ///< area of a copy with half of its gap around, at least; see Model::room
+    double bulk = 0;      ///< the same, and what only smaller pieces could use of it
+    bool enters = false;  ///< whether a copy may lie in a cavity of another piece
     std::vector<std::size_t> usable;  ///< shapes that fit the container
   };
+  /// Without the cavities that no copy of the job may enter.
   std::vector<Shape> shapes;
+  /// Without any cavities, for what enters none; empty where that makes no difference.
+  std::vector<Shape> solid_shapes;
   std::vector<Kind> kinds;  ///< by part
   std::vector<std::size_t> kind_of_shape;
   double length = 0;  ///< inside the margins; of a strip: enough for all pieces in a row
@@ -32,6 +37,10 @@ struct Model {
   bool strip = false;
   bool use_holes = true;
 
+  /// A shape as another one meets it: what enters no cavity meets none.
+  const Shape& Seen(std::size_t shape, std::size_t by) const {
+    return solid_shapes.empty() || kinds[kind_of_shape[by]].enters ? shapes[shape] : solid_shapes[shape];
+  }
   double Gap(std::size_t shape, std::size_t other) const {
     const double a = kinds[kind_of_shape[shape]].gap, b = kinds[kind_of_shape[other]].gap;
     return a > b ? a : b;

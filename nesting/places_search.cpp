@@ -31,7 +31,7 @@ bool PlacesTask::Reducible(const Layout& layout) const {
 PlacesTask::Score PlacesTask::ScoreOf(const Layout& layout) const {
   double missing = 0;
   for (std::size_t k = 0; k < layout.left.size(); ++k) {
-    if (job->parts[k].fill == fill) missing += layout.left[k] * (fill ? 1 : model->kinds[k].need);
+    if (job->parts[k].fill == fill) missing += layout.left[k] * (fill ? 1 : model->kinds[k].bulk);
   }
   double squares = 0;
   for (std::size_t c = 0; c < layout.containers.size() && !fill; ++c) {
@@ -42,7 +42,7 @@ PlacesTask::Score PlacesTask::ScoreOf(const Layout& layout) const {
 }
 
 PlacesWorker::PlacesWorker(const PlacesTask& task, std::uint64_t seed, const std::function<bool()>& stop)
-    : task_(task), random_(seed), separation_(*task.model, random_.Bits()), stop_(stop) {}
+    : task_(task), random_(seed), separation_(*task.model, random_.Bits(), Separation::kSlow), stop_(stop) {}
 
 void PlacesWorker::Take(const Layout& better) {
   best_ = better;
@@ -86,11 +86,13 @@ std::vector<PlacesWorker::Attempt> PlacesWorker::Attempts(std::ptrdiff_t source,
     };
     for (std::size_t k = 0; k < count; ++k) {
       if (movable[k] < 0 || !task_.Allowed(k, c)) continue;
-      const double need = model.kinds[k].need;
+      const double need = model.kinds[k].need, bulk = model.kinds[k].bulk;
       if (free >= need && better(need)) list.push_back({k, c, -1, source, movable[k]});
       for (std::size_t other = 0; other < count && !task_.fill; ++other) {
         const double gained = model.kinds[other].need;
-        if (here[other] < 0 || gained > need * (1 - 1e-6) || free + gained < need || !better(need - gained) ||
+        const bool smaller =
+            source < 0 ? model.kinds[other].bulk < bulk * (1 - 1e-6) : gained <= need * (1 - 1e-6);
+        if (here[other] < 0 || !smaller || free + gained < need || !better(need - gained) ||
             (source >= 0 && !task_.Allowed(other, from))) {
           continue;
         }

@@ -10,11 +10,12 @@ constexpr double kInfinite = std::numeric_limits<double>::infinity();
 constexpr int kAnywhere = 24;  // samples over the container
 constexpr int kAround = 12;    // samples about the piece
 constexpr std::size_t kRefined = 3;
-constexpr double kRaiseLeast = 1.1, kRaiseMost = 1.5, kDecay = 0.95;
+constexpr double kDecay = 0.95;
 
 }  // namespace
 
-Separation::Separation(const Model& model, std::uint64_t seed) : model_(model), random_(seed) {}
+Separation::Separation(const Model& model, std::uint64_t seed, Growth growth)
+    : model_(model), random_(seed), growth_(growth) {}
 
 void Separation::SetBox(std::size_t piece) {
   const Spot& spot = spots_[piece];
@@ -44,11 +45,11 @@ void Separation::Restore(const std::vector<Spot>& spots) {
 void Separation::Update(std::size_t piece) {
   const std::size_t n = spots_.size();
   const Spot& spot = spots_[piece];
-  const Shape& shape = model_.shapes[spot.shape];
   for (std::size_t j = 0; j < n; ++j) {
     if (j == piece) continue;
     const Spot& other = spots_[j];
-    const Shape& that = model_.shapes[other.shape];
+    const Shape& that = model_.Seen(other.shape, spot.shape);
+    const Shape& shape = model_.Seen(spot.shape, other.shape);
     const double gap = model_.Gap(spot.shape, other.shape);
     double overlap = 0;
     if (Collide(shape, that, other.x - spot.x, other.y - spot.y, gap, steps)) {
@@ -79,11 +80,12 @@ double Separation::Evaluate(std::size_t piece, const Spot& spot, double bound) {
     }
     if (j == piece) continue;
     const Spot& other = spots_[j];
-    const Shape& that = model_.shapes[other.shape];
+    const Shape& seen = model_.Seen(spot.shape, other.shape);
+    const Shape& that = model_.Seen(other.shape, spot.shape);
     const double gap = model_.Gap(spot.shape, other.shape);
     const double dx = other.x - spot.x, dy = other.y - spot.y;
-    if (!Collide(shape, that, dx, dy, gap, steps)) continue;
-    value += weights[j] * Overlap(shape, that, dx, dy, gap, steps);
+    if (!Collide(seen, that, dx, dy, gap, steps)) continue;
+    value += weights[j] * Overlap(seen, that, dx, dy, gap, steps);
     if (value >= bound) return kInfinite;
   }
   return value;
@@ -219,7 +221,7 @@ double Separation::Sweep() {
     for (std::size_t j = i + 1; j < n; ++j) {
       const double overlap = overlaps_[i * n + j];
       double weight = weights_[i * n + j];
-      weight *= overlap > 0 ? kRaiseLeast + (kRaiseMost - kRaiseLeast) * (overlap / most) : kDecay;
+      weight *= overlap > 0 ? growth_.least + (growth_.most - growth_.least) * (overlap / most) : kDecay;
       weights_[i * n + j] = weights_[j * n + i] = std::max(weight, 1.0);
     }
   }

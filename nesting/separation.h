@@ -14,7 +14,14 @@ constexpr std::size_t kMostPiecesSearched = 1500;  ///< above, pairs need too mu
 /// Pieces, some of which overlap, and how much every overlap weighs.
 class Separation {
  public:
-  Separation(const Model& model, std::uint64_t seed);
+  /// By how much the weights of overlaps grow after a sweep, the deepest the most. Slowly takes more pieces
+  /// apart in the end; fast takes less time.
+  struct Growth {
+    double least, most;
+  };
+  static constexpr Growth kFast = {1.1, 1.5}, kSlow = {1.05, 1.25};
+
+  Separation(const Model& model, std::uint64_t seed, Growth growth = kFast);
 
   /// Puts pieces at the spots; the first `movable` may be moved. All weights are 1 again.
   void Start(std::vector<Spot> spots, std::size_t movable, double length);
@@ -52,6 +59,7 @@ class Separation {
 
   const Model& model_;
   Random random_;
+  Growth growth_;
   double length_ = 0;
   std::size_t movable_ = 0;
   std::vector<Spot> spots_;

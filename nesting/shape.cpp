@@ -9,7 +9,6 @@ namespace trqprep::nesting {
 namespace {
 
 constexpr std::uint32_t kEdgesInLeaf = 4;
-constexpr std::size_t kMostPoles = 8;
 constexpr double kPoleCover = 0.9;  // of the area: enough discs
 constexpr float kFarAway = 1e15;
 
@@ -48,27 +47,6 @@ Ring Inset(const Ring& ring, double inset) {
     moved[i] = {at.x + nx * length, at.y + ny * length};
   }
   return moved;
-}
-
-double HullArea(std::vector<Point> points) {
-  if (points.size() < 3) return 0;
-  std::sort(points.begin(), points.end(),
-            [](const Point& a, const Point& b) { return a.x != b.x ? a.x < b.x : a.y < b.y; });
-  Ring hull;
-  for (int side = 0; side < 2; ++side) {
-    const std::size_t start = hull.size();
-    for (const Point& p : points) {
-      while (hull.size() >= start + 2) {
-        const Point &a = hull[hull.size() - 2], &b = hull.back();
-        if ((b.x - a.x) * (p.y - a.y) - (b.y - a.y) * (p.x - a.x) > 0) break;
-        hull.pop_back();
-      }
-      hull.push_back(p);
-    }
-    hull.pop_back();
-    std::reverse(points.begin(), points.end());
-  }
-  return hull.size() < 3 ? 0 : SignedArea(hull);
 }
 
 std::uint32_t Build(Shape& shape, std::uint32_t first, std::uint32_t count) {
@@ -201,7 +179,66 @@ struct EdgeSearch {
   }
 };
 
+/// Whether an edge meets one of the node's from `from` on other than at a common corner.
+bool MeetsAny(const Shape& shape, std::uint32_t node, const Edge& e, std::uint32_t from) {
+  const Shape::Node& here = shape.nodes[node];
+  if (here.first + here.count <= from || std::min(e.ax, e.bx) > here.box.right ||
+      std::max(e.ax, e.bx) < here.box.left || std::min(e.ay, e.by) > here.box.top ||
+      std::max(e.ay, e.by) < here.box.bottom) {
+    return false;
+  }
+  if (here.right != 0) return MeetsAny(shape, node + 1, e, from) || MeetsAny(shape, here.right, e, from);
+  for (std::uint32_t i = std::max(here.first, from); i < here.first + here.count; ++i) {
+    const Edge& f = shape.edges[i];
+    const auto same = [](double ax, double ay, double bx, double by) { return ax == bx && ay == by; };
+    const bool at_a = same(e.ax, e.ay, f.ax, f.ay) || same(e.ax, e.ay, f.bx, f.by);
+    const bool at_b = same(e.bx, e.by, f.ax, f.ay) || same(e.bx, e.by, f.bx, f.by);
+    if (at_a && at_b) return true;
+    if (!at_a && !at_b) {
+      if (Meet(e.ax, e.ay, e.bx, e.by, f, 0)) return true;
+      continue;
+    }
+    // From the common corner in the same direction, one lies over the other.
+    const double x = at_a ? e.ax : e.bx, y = at_a ? e.ay : e.by;
+    const bool from_a = same(x, y, f.ax, f.ay);
+    const double ux = (at_a ? e.bx : e.ax) - x, uy = (at_a ? e.by : e.ay) - y;
+    const double vx = (from_a ? f.bx : f.ax) - x, vy = (from_a ? f.by : f.ay) - y;
+    if (ux * vy == uy * vx && ux * vx + uy * vy > 0) return true;
+  }
+  return false;
+}
+
 }  // namespace
+
+bool CrossesItself(const Shape& shape) {
+  for (std::uint32_t i = 0; i < shape.edges.size(); ++i) {
+    if (MeetsAny(shape, 0, shape.edges[i], i + 1)) return true;
+  }
+  return false;
+}
+
+bool Meets(const Shape& shape, const Edge& edge) { return MeetsAny(shape, 0, edge, 0); }
+
+Ring HullOf(std::vector<Point> points) {
+  if (points.size() < 3) return points;
+  std::sort(points.begin(), points.end(),
+            [](const Point& a, const Point& b) { return a.x != b.x ? a.x < b.x : a.y < b.y; });
+  Ring hull;
+  for (int side = 0; side < 2; ++side) {
+    const std::size_t start = hull.size();
+    for (const Point& p : points) {
+      while (hull.size() >= start + 2) {
+        const Point &a = hull[hull.size() - 2], &b = hull.back();
+        if ((b.x - a.x) * (p.y - a.y) - (b.y - a.y) * (p.x - a.x) > 0) break;
+        hull.pop_back();
+      }
+      hull.push_back(p);
+    }
+    hull.pop_back();
+    std::reverse(points.begin(), points.end());
+  }
+  return hull;
+}
 
 bool Shape::Contains(double x, double y) const { return Windings(*this, 0, x, y) != 0; }
 
@@ -211,7 +248,7 @@ double Shape::DistanceToEdges(double x, double y) const {
   return std::sqrt(best);
 }
 
-Poles FindPoles(const Shape& shape) {
+Poles FindPoles(const Shape& shape, std::size_t most) {
   Poles poles;
   double covered = 0;
   const double smallest = std::max(shape.width, shape.height) * 1e-6;
@@ -234,7 +271,7 @@ Poles FindPoles(const Shape& shape) {
     }
   };
   double first_radius = 0;
-  while (poles.count < kMostPoles && covered < kPoleCover * shape.area) {
+  while (poles.count < most && covered < kPoleCover * shape.area) {
     std::priority_queue<Cell> cells;
     const double half =
         std::max(std::min(shape.width, shape.height), std::max(shape.width, shape.height) / 16) / 2;
@@ -316,7 +353,8 @@ Shape MakeShape(const Outline& outline, const Turn& turn, bool use_holes, double
   shape.width = box.right - box.left;
   shape.height = box.top - box.bottom;
   shape.diameter = std::sqrt(shape.width * shape.width + shape.height * shape.height);
-  const double hull = HullArea(all);
+  const Ring corners = HullOf(std::move(all));
+  const double hull = corners.size() < 3 ? 0 : SignedArea(corners);
   shape.weight = std::sqrt(hull > 0 ? hull : std::max(shape.width * shape.height, 1e-12));
   for (Edge& e : shape.edges) {
     e.ax -= box.left, e.bx -= box.left;

@@ -50,8 +50,19 @@ struct Shape {
   double DistanceToEdges(double x, double y) const;
 };
 
-/// Discs inside the outline.
-Poles FindPoles(const Shape& shape);
+constexpr std::size_t kMostPoles = 8;
+
+/// Discs inside the outline, `most` at most, that number at most kMostPoles.
+Poles FindPoles(const Shape& shape, std::size_t most = kMostPoles);
+
+/// Corners of the convex hull, counterclockwise; fewer than three where there is no area.
+Ring HullOf(std::vector<Point> points);
+
+/// Whether edges meet other than one behind the other at their common corner.
+bool CrossesItself(const Shape& shape);
+
+/// Whether an edge meets one of the shape's other than at a common corner.
+bool Meets(const Shape& shape, const Edge& edge);
 
 /// The outline at a turn. `inset` above 0 moves every edge inwards by so much, but for what that makes of
 /// very sharp corners: what touches is then apart. The poles are those of `other`, the same outline at

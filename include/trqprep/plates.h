@@ -10,11 +10,31 @@
 #include "trqprep/json_text.h"
 #include "trqprep/message.h"
 #include "trqprep/observer.h"
+#include "trqprep/plate.h"
 
 namespace trqprep {
 
 constexpr const char* kPlatesJson = "plates.json";
 constexpr const char* kPlatesSchema = "trqprep.plates/1";
+
+/// A plate of several.
+struct PlacedPlate {
+  std::string name;  ///< of its build folder inside that of all: "plate-1"
+  Plate plate;
+  std::vector<Message> findings;  ///< of CheckPieces
+};
+
+/// All parts of a job, and the plates that hold their pieces.
+struct PlacedPlates {
+  Plate all;  ///< without pieces
+  std::vector<PlacedPlate> plates;
+};
+
+/// Places the job's pieces on as few plates as it can, the plates that BuildPlates makes. Nothing, after a
+/// message with the reason, when there is no placement. Fails as LoadPlate does.
+std::optional<PlacedPlates> PlaceOnPlates(const Job& job, Observer& observer);
+/// What they hold, as `place --json` says it.
+Json DescribePlates(const PlacedPlates& placed);
 
 /// What became of a job over several plates.
 struct PlatesReport {

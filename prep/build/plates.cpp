@@ -96,6 +96,36 @@ std::vector<std::string> NamesIn(const Json& list, const char* key) {
 
 }  // namespace
 
+std::optional<PlacedPlates> PlaceOnPlates(const Job& job, Observer& observer) {
+  PlacedPlates placed;
+  placed.all = LoadPlate(observer, job);
+  if (!PlacePieces(observer, placed.all)) return std::nullopt;
+  const std::map<size_t, PlateJob> plates = JobsOf(placed.all);
+  placed.all.pieces.clear();
+  for (const auto& [number, plate] : plates) {
+    PlacedPlate& one = placed.plates.emplace_back();
+    one.name = PlateName(number);
+    one.plate = LoadPlate(observer, plate.job, &placed.all);
+    if (!PlacePieces(observer, one.plate)) return std::nullopt;
+    one.findings = CheckPieces(observer, one.plate);
+  }
+  return placed;
+}
+
+Json DescribePlates(const PlacedPlates& placed) {
+  constexpr const char* kOfEach[] = {"extent", "smallest_distance", "closest_pair", "pieces"};
+  Json document = DescribePlate(placed.all);
+  for (const char* key : kOfEach) document.erase(key);
+  document["plates"] = Json::array();
+  for (const PlacedPlate& plate : placed.plates) {
+    const Json described = DescribePlate(plate.plate);
+    Json entry{{"folder", plate.name}, {"piece_count", plate.plate.pieces.size()}};
+    for (const char* key : kOfEach) entry[key] = described[key];
+    document["plates"].push_back(std::move(entry));
+  }
+  return document;
+}
+
 PlatesReport BuildPlates(const Job& job, const std::string& folder, bool replace, Observer& observer) {
   PlatesReport report;
   OutputFolder output(folder, replace, FilesOfBuilds);

@@ -121,7 +121,7 @@ const std::vector<JobField<Job>>& JobFields() {
       {"steps", nullptr, WholeMember<Job>{&Job::steps, 0, int64_t(kMostSeconds * double(nesting::kStepsPerSecond))}, F::kWhenSet},
       {"order", "--order", &Job::order, F::kWhenSet, "size|given", "Which pieces get a place first: the largest (default), or in the order given"},
       {"no-holes", "--no-holes", &Job::no_holes, F::kWhenSet, "", "Put no piece into a hole of another, seen from above"},
-      {"plates", "--plates", WholeMember<Job>{&Job::plates, 1, kMostCopies, "any"}, F::kOfBuilds | F::kWhenSet, "N", "Most plates: what finds no place goes to the next one; a number, or any (default 1). Other than 1, the folder holds a build folder a plate"},
+      {"plates", "--plates", WholeMember<Job>{&Job::plates, 1, kMostCopies, "any"}, F::kOfBuilds | F::kWhenSet, "N", "Most plates: what finds no place goes to the next one; a number, or any (default 1). Other than 1, the folder of a build holds a build folder a plate"},
       {"rotations", "--rotations", WholeMember<Job>{&Job::rotations, 1, kMostTurns}, F::kReported, "N", "How many turns about Z are tried (1 to 24, default 24)"},
       {"seed", "--seed", WholeMember<Job>{&Job::seed, 0, 4294967295}, F::kReported, "N", "Seed of the search (default 1)"},
       {"drop", "--drop", &Job::drop, F::kReported, "", "Put the lowest point of every part at Z = 0"},

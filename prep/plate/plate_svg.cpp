@@ -87,6 +87,20 @@ std::string OutlinePath(const Piece& piece, std::vector<Edge> edges, double to_m
   return path;
 }
 
+// Where pieces whose boxes lie within that of this one end along Y; nothing where there are none.
+std::optional<double> EndOfInner(const Plate& plate, const Piece& piece) {
+  std::optional<double> end;
+  for (const Piece& other : plate.pieces) {
+    const Box &in = other.box, &out = piece.box;
+    if (&other == &piece || in.min[0] < out.min[0] || in.min[1] < out.min[1] || in.max[0] > out.max[0] ||
+        in.max[1] > out.max[1]) {
+      continue;
+    }
+    end = std::max(end.value_or(in.max[1]), in.max[1]);
+  }
+  return end;
+}
+
 // How a value is written; numbers are places on the page.
 const std::string& OnPage(const std::string& text) { return text; }
 std::string OnPage(double value) { return Plain(value, 2); }
@@ -166,13 +180,20 @@ std::string PlateSvg(const Plate& plate) {
     // As large as fits the piece, within reason; letters are a little over half as wide as high.
     const Point extent = piece.box.Size();
     const double room = extent[0] * to_mm / (0.62 * double(std::max<size_t>(name.size(), 4)));
-    const double letters = std::clamp(std::min(room, extent[1] * to_mm / 3), text_size / 3, text_size);
+    double letters = std::clamp(std::min(room, extent[1] * to_mm / 3), text_size / 3, text_size);
+    double middle = (piece.box.min[1] + piece.box.max[1]) / 2;
+    // What has another piece within it is named behind that one: two names in the middle would lie over each
+    // other.
+    if (const std::optional<double> behind = EndOfInner(plate, piece)) {
+      const double free = piece.box.max[1] - *behind;
+      letters = std::clamp(free * to_mm / 2.4, text_size / 3, letters);
+      middle = piece.box.max[1] - free / 2;
+    }
     // The page's y grows downwards.
     add("<text x=\"{0}\" y=\"{1}\" style=\"font-size:{3}px\">{2}<tspan x=\"{0}\" "
         "dy=\"1.1em\">{4}\xC2\xB0</tspan></text>\n",
-        margin + to_mm * (piece.box.min[0] + piece.box.max[0]) / 2,
-        margin + vat_y - to_mm * (piece.box.min[1] + piece.box.max[1]) / 2, name, Plain(letters, 3),
-        Plain(TurnOf(plate, piece), 1));
+        margin + to_mm * (piece.box.min[0] + piece.box.max[0]) / 2, margin + vat_y - to_mm * middle, name,
+        Plain(letters, 3), Plain(TurnOf(plate, piece), 1));
   }
   if (const std::optional<Nearness>& closest = plate.closest) {
     add("<text class=\"distance\" x=\"{}\" y=\"{}\">{} {}</text>\n",

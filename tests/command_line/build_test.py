@@ -354,6 +354,21 @@ class Picture(ToolTest):
         root = ElementTree.parse(self.path("one.svg")).getroot()
         self.assertIsNone(root.find(".//s:path[@class='near']", self.NS))
 
+    def test_the_name_of_a_frame_is_not_over_that_of_the_piece_in_it(self):
+        # A frame of 60 around 40; a block of 20 in it: the places of both names, a line each of 1.1 letters' height.
+        frame = [facet for box in (((60, 10, 5), (0, 0, 0)), ((60, 10, 5), (0, 50, 0)), ((10, 40, 5), (0, 10, 0)),
+                                   ((10, 40, 5), (50, 10, 0))) for facet in box_facets(*box)]
+        self.write("frame.stl", binary_stl(frame))
+        self.write("block.stl", binary_stl(box_facets((20, 20, 5))))
+        self.good("place", "frame.stl,at=10mm:10mm", "block.stl,at=30mm:30mm", "--vat", "100x100x60mm", "--svg", "in.svg")
+        texts = ElementTree.parse(self.path("in.svg")).getroot().findall(".//s:text", self.NS)
+        lines = {}
+        for text in texts:
+            if text.text in ("frame", "block"):
+                size = float(re.search(r"font-size:([\d.]+)px", text.get("style")).group(1))
+                lines[text.text] = (float(text.get("y")) - size, float(text.get("y")) + 1.4 * size)
+        self.assertLess(lines["frame"][1], lines["block"][0])
+
     def test_one_symbol_a_part_and_turn(self):
         turns = {(p["part"], p["rotation"]) for p in self.data["pieces"]}
         self.assertEqual(len(self.root.findall(".//s:symbol", self.NS)), len(turns))

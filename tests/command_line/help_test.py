@@ -186,6 +186,11 @@ class Completion(ToolTest):
             for words in command_names():
                 self.assertIn(words[0], script)
             self.assertIn("rotations", script)
+            # Keys of parts, offered by build and place for their parts and by --part.
+            (words,) = [line for line in script.splitlines() if " copies= " in line]
+            for word in ("copies=fill", "rotations=fixed", "at=", "gap=", "plate="):
+                self.assertIn(f" {word}", words)
+            self.assertEqual(script.count("_trqprep_words_of_part"), 1 + 4)
             if shutil.which(shell):
                 completed = subprocess.run([shell, "-n"], input=script.encode(), capture_output=True)
                 self.assertEqual(completed.returncode, 0, completed.stderr)

@@ -152,6 +152,34 @@ class Plates(ToolTest):
         self.assertTrue(self.path("out/build.json").exists())
         self.assertNotIn("plates", self.path("out/build.toml").read_text())
 
+    def test_place_shows_the_plates_that_build_makes(self):
+        built = self.build()
+        parts = ["box.stl,copies=5", "bar.stl,copies=3", "sub/box.stl,copies=2"]
+        placed = self.json_of("place", *parts, *QUICK, "--plates", "any", "--svg", "seen.svg")
+        self.assertEqual([p["folder"] for p in placed["plates"]], [p["folder"] for p in built["plates"]])
+        self.assertNotIn("pieces", placed)
+        for plate in placed["plates"]:
+            document = json.loads(self.path(f"out/{plate['folder']}/build.json").read_text())
+            self.assertEqual([p["box"] for p in plate["pieces"]], [p["box"] for p in document["pieces"]])
+            self.assertEqual(plate["smallest_distance"], document["smallest_distance"])
+            number = plate["folder"].split("-")[1]
+            picture = self.path(f"seen-{number}.svg").read_text()
+            self.assertEqual(picture.count("<use "), self.path(f"out/{plate['folder']}/plate.svg").read_text().count("<use "))
+        self.assertFalse(self.path("seen.svg").exists())
+        text = self.good("place", *parts, *QUICK, "--plates", "any").out.decode()
+        self.assertEqual(len(re.findall(r"^plate-\d+: \d+ pieces?, smallest distance ", text, re.M)), len(placed["plates"]))
+
+    def test_pictures_of_several_plates_are_written_all_or_none(self):
+        self.write("seen-2.svg", "mine")
+        self.fails(OUTPUT, "place", "bar.stl,copies=20", *QUICK, "--plates", "any", "--svg", "seen.svg")
+        self.assertEqual(self.path("seen-2.svg").read_text(), "mine")
+        self.assertFalse(self.path("seen-1.svg").exists())
+        self.assert_no_leftovers()
+
+    def test_place_without_enough_plates(self):
+        self.fails(NO_PLACEMENT, "place", "box.stl,copies=30", *QUICK, "--plates", "2")
+        self.fails(USAGE, "place", "box.stl", "--plates", "0")
+
     def test_usage(self):
         for arguments in (["box.stl,copies=fill", "--plates", "any"],
                           ["box.stl,copies=fill", "bar.stl,copies=fill", "--plates", "2"],

@@ -287,6 +287,7 @@ class Outputs(ToolTest):
         self.take_folder("nested")
         self.said("build", "box.stl,copies=3,plate=1", "--vat", "60x60x60", "--plates", "any", "--time", "0", "-o", "plates")
         self.said("info", "plates")
+        self.said("place", "box.stl,copies=3", "--vat", "60x60x60", "--plates", "any", "--time", "0")
         self.take_folder("plates")
         self.said("build", "box.stl,copies=2", "--vat", "60x60x60", "--plates", "5", "--time", "0", "-o", "five")
         self.take_folder("five")

@@ -95,13 +95,7 @@ ExitCode RunPlates(Context& context, const Job& job, const Options& options) {
   context.data = std::move(report.document);
   context.data_units = job.units;
   for (const char* key : {"schema", "tool"}) context.data.erase(key);
-  for (const Json& plate : context.data["plates"]) {
-    context.Tell("{folder}: {piece_count:+piece}", plate);
-    if (plate["smallest_distance"].is_number()) {
-      context.Tell(", smallest distance {smallest_distance:3} {unit}", plate);
-    }
-    context.text += "\n";
-  }
+  TellPlates(context);
   const bool forced = report.written && report.wrong;
   context.State({{"forced", forced}});
   if (!report.written) {

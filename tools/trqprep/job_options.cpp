@@ -11,11 +11,11 @@ namespace trqprep {
 namespace {
 
 // The order of help, with the options of meshes between; --machines names a file and is no field of a job.
-constexpr const char* kOnEveryLine[] = {"part",      "vat",   "engine", "gap",  "margin",
-                                        "rotations", "order", "seed",   "time", "no-holes",
-                                        "tolerance", "drop",  "floor"};
-constexpr const char* kOnBuildLines[] = {"plates",    "style", "recoat",       "machine", "machines",
-                                         "z-spacing", "slice", "force-checks", "strict",  "allow"};
+constexpr const char* kOnEveryLine[] = {"part",      "vat",    "engine", "gap",  "margin",
+                                        "rotations", "order",  "seed",   "time", "no-holes",
+                                        "tolerance", "plates", "drop",   "floor"};
+constexpr const char* kOnBuildLines[] = {"style", "recoat",       "machine", "machines", "z-spacing",
+                                         "slice", "force-checks", "strict",  "allow"};
 
 constexpr Length kUsualGap{2, Units::kMillimetre};
 constexpr Length kUsualMargin{5, Units::kMillimetre};

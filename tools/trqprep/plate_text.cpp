@@ -54,4 +54,14 @@ void TellPlate(Context& context, const Plate& plate, size_t most_lines) {
   }
 }
 
+void TellPlates(Context& context) {
+  for (const Json& plate : context.data["plates"]) {
+    context.Tell("{folder}: {piece_count:+piece}", plate);
+    if (plate["smallest_distance"].is_number()) {
+      context.Tell(", smallest distance {smallest_distance:3} {unit}", plate);
+    }
+    context.text += "\n";
+  }
+}
+
 }  // namespace trqprep

@@ -13,4 +13,7 @@ namespace trqprep {
 /// distance. A row a part where there are more than `most_lines` pieces, and no more than that.
 void TellPlate(Context& context, const Plate& plate, size_t most_lines = SIZE_MAX);
 
+/// Of several plates, which the data has: a row each.
+void TellPlates(Context& context);
+
 }  // namespace trqprep

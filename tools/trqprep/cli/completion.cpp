@@ -124,8 +124,8 @@ std::string OfferFiles(char option) {
   return fmt::format("compopt -o filenames 2>/dev/null; COMPREPLY=($(compgen -{} -- \"$word\"))", option);
 }
 
-// A part is a file; behind a comma come its keys, and words that are no numbers.
-std::string OfferPart() {
+// What may stand behind a comma of a part: its keys, and words that are no numbers.
+std::vector<std::string> PartWords() {
   std::vector<std::string> words;
   for (const JobField<PartRequest>& field : PartFields()) {
     if (!field.option) continue;
@@ -134,10 +134,15 @@ std::string OfferPart() {
     if (number && number->word) words.push_back(words.back() + number->word);
     if (std::holds_alternative<Turns PartRequest::*>(field.member)) words.push_back(words.back() + "fixed");
   }
+  return words;
+}
+
+// A part is a file, with its words behind a comma.
+std::string OfferPart() {
   return fmt::format(
       "if [[ $word == *,* ]]; then compopt -o nospace 2>/dev/null; "
       "COMPREPLY=($(compgen -P \"${{word%,*}},\" -W {} -- \"${{word##*,}}\")); else {}; fi",
-      Quote(Join(words)), OfferFiles('f'));
+      Quote(Join(PartWords())), OfferFiles('f'));
 }
 
 std::string Bash(const std::vector<CommandWords>& commands) {
@@ -208,6 +213,7 @@ std::string Escaped(const std::vector<std::string>& words) {
 // The part of an option for zsh that says what a value is.
 std::string ZshAction(const OptionWords& option) {
   if (!option.choices.empty()) return "(" + Escaped(option.choices) + ")";
+  if (option.takes_part()) return "_trqprep_words_of_part";
   if (option.type == "FOLDER") return "_files -/";
   return option.takes_file() ? "_files" : " ";
 }
@@ -224,6 +230,9 @@ std::string ZshText(const std::string& text) {
 std::string Zsh(const std::vector<CommandWords>& commands) {
   std::string out =
       "#compdef trqprep\n# zsh completion of trqprep: put it into a folder of $fpath as _trqprep\n";
+  out += fmt::format(
+      "\n_trqprep_words_of_part() {{\n  if compset -P '*,'; then compadd -S '' -- {}; else _files; fi\n}}\n",
+      Join(PartWords()));
   for (const CommandWords& command : commands) {
     const std::string function = "_trqprep" + (command.path.empty() ? "" : "_" + Join(command.path, "_"));
     out += fmt::format("\n{}() {{\n", function);
@@ -261,6 +270,12 @@ std::string Zsh(const std::vector<CommandWords>& commands) {
 
 std::string Fish(const std::vector<CommandWords>& commands) {
   std::string out = "# fish completion of trqprep: put it into ~/.config/fish/completions/trqprep.fish\n";
+  out += fmt::format(
+      "function __trqprep_words_of_part\n"
+      "  set -l front (string match -r -- '.*,' (commandline -ct))\n"
+      "  if test -n \"$front\"\n    for word in {}\n      echo $front$word\n    end\n  end\nend\n",
+      Join(PartWords()));
+  constexpr const char* kOffersPart = " -r -a '(__trqprep_words_of_part)'";
   for (const CommandWords& command : commands) {
     std::string condition;
     if (command.path.empty()) {
@@ -284,6 +299,8 @@ std::string Fish(const std::vector<CommandWords>& commands) {
       }
       if (!option.choices.empty()) {
         out += " -x -a " + Quote(Escaped(option.choices));
+      } else if (option.takes_part()) {
+        out += kOffersPart;
       } else if (option.takes_file() || option.type == "FOLDER") {
         out += " -r";
       } else if (!option.type.empty()) {
@@ -293,6 +310,8 @@ std::string Fish(const std::vector<CommandWords>& commands) {
     }
     const std::vector<std::string> choices = command.choices();
     if (!choices.empty()) out += fmt::format("{} -f -a {}\n", start, Quote(Escaped(choices)));
+    if (!command.positionals.empty() && command.positionals[0].takes_part())
+      out += start + kOffersPart + "\n";
   }
   return out;
 }
