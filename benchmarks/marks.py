@@ -60,6 +60,7 @@ GROUPS = [
     ("literal_forms_benchmark", ".*", 5),
     ("slice_benchmark", "(Limit|Slice)/(sphere|gyroid)/", 5),
     ("slice_benchmark", "Slice/(sphere|gyroid)(_two_threads)?/", 5, "threads"),
+    ("slice_benchmark", "(Slice|Estimate)/(sphere|gyroid)(_without_faces)?/1000/", 5, "estimate"),
     ("topology_benchmark", "Analyse/(Rings|Nested|Blocks|Cavities).*/(64|1024)$", 5),
 ]
 
@@ -289,6 +290,10 @@ ROWS = [
     *[Row(f"slicing, {mesh}-1M, {planes} layers, CPU time with two threads of that with one", 1.15, None,
           times(f"threads:Slice/{mesh}_two_threads/{planes}/process_time", f"threads:Slice/{mesh}/{planes}/process_time"))
       for mesh in ("sphere", "gyroid") for planes in (100, 1000)],
+    *[Row(f"estimate, {mesh}-1M, 1000 layers, {text}, with slicing, of slicing", mark, None,
+          times(f"estimate:Estimate/{mesh}{which}/1000/process_time", f"estimate:Slice/{mesh}/1000/process_time"))
+      for mesh in ("sphere", "gyroid")
+      for which, text, mark in (("", "faces up and down", 3.5), ("_without_faces", "areas and borders", 1.3))],
     *[Row(f"surfaces and cavities, {text}, exponent of the time from 64k to 1M facets", 1.25, 1.1,
           exponent(f"topology:Analyse/{job}", 64, 1024), unit="")
       for job, text in (("RingsSideBySide", "rings side by side"), ("RingsAroundEachOther", "rings around each other"),

@@ -39,6 +39,18 @@ double LineDepth(double depth, double spacing, double half_width, double dp) {
   return depth - dp * std::log(ExposureRatio(spacing, half_width));
 }
 
+double LengthOf(const Pass& pass, const LayerMeasure& layers) {
+  const bool up = pass.face == Face::kUp, down = pass.face == Face::kDown;
+  if (pass.stroke == Stroke::kBorder) {
+    return up ? layers.up_border : down ? layers.down_border : layers.border;
+  }
+  return (up ? layers.up_area : down ? layers.down_area : layers.area) / pass.spacing;
+}
+
+double LineDepthOf(const Pass& pass, double half_width, double dp) {
+  return pass.stroke == Stroke::kBorder ? pass.depth : LineDepth(pass.depth, pass.spacing, half_width, dp);
+}
+
 double MoveTime(double distance, double velocity, double acceleration) {
   if (!(distance > 0)) return 0;
   if (!(acceleration > 0)) return distance / velocity;
@@ -47,16 +59,14 @@ double MoveTime(double distance, double velocity, double acceleration) {
   return distance / velocity + velocity / acceleration;
 }
 
-std::size_t DistinctHeights(std::vector<double> heights, double tolerance) {
+std::vector<double> DistinctHeights(std::vector<double> heights, double tolerance) {
   std::sort(heights.begin(), heights.end());
   std::size_t count = 0;
-  double last = 0;
   for (const double height : heights) {
-    if (count > 0 && height - last <= tolerance) continue;
-    last = height;
-    ++count;
+    if (count == 0 || height - heights[count - 1] > tolerance) heights[count++] = height;
   }
-  return count;
+  heights.resize(count);
+  return heights;
 }
 
 }  // namespace trqprep::estimate

@@ -49,15 +49,6 @@ double ExposureRatio(double spacing, double half_width);
 /// depth - dp ln R. May be below 0.
 double LineDepth(double depth, double spacing, double half_width, double dp);
 
-/// A move over `distance` at up to `velocity`, from standing to standing; at an acceleration of 0 it gets
-/// there at once. 0 for a distance of 0. Requires: velocity above 0, distance not below 0; any unit of length
-/// that the three share.
-double MoveTime(double distance, double velocity, double acceleration);
-
-/// How many heights there are, counting one that lies within `tolerance` above the last that counts as that
-/// one.
-std::size_t DistinctHeights(std::vector<double> heights, double tolerance);
-
 /// Which faces of a layer are asked for.
 struct FacesAsked {
   bool up = false;
@@ -74,6 +65,35 @@ struct LayerMeasure {
   double up_border = 0;
   double down_border = 0;
 };
+
+/// What a pass of the beam draws on.
+enum class Face { kLayer, kUp, kDown };
+/// Contours, parallel lines that join layers, or parallel lines that close a skin.
+enum class Stroke { kBorder, kHatch, kFill };
+
+/// One pass over a face of every layer.
+struct Pass {
+  Face face = Face::kLayer;
+  Stroke stroke = Stroke::kBorder;
+  int number = 1;      ///< among those of its face and stroke
+  double depth = 0;    ///< to which all of it cures, above 0
+  double spacing = 0;  ///< of hatches and fills, above 0
+};
+
+/// How far the beam goes in a pass over what layers hold together: along the borders, or their area by the
+/// spacing.
+double LengthOf(const Pass& pass, const LayerMeasure& layers);
+
+/// The depth of one line of the pass by itself: LineDepth for hatches and fills.
+double LineDepthOf(const Pass& pass, double half_width, double dp);
+
+/// A move over `distance` at up to `velocity`, from standing to standing; at an acceleration of 0 it gets
+/// there at once. 0 for a distance of 0. Requires: velocity above 0, distance not below 0; any unit of length
+/// that the three share.
+double MoveTime(double distance, double velocity, double acceleration);
+
+/// The heights in ascending order; one that lies within `tolerance` above the last that counts is that one.
+std::vector<double> DistinctHeights(std::vector<double> heights, double tolerance);
 
 /// Measures layers. `asked` has an entry a layer. Faces are measured in rows `pitch` apart, or farther where
 /// a layer has too many of them; outlines of faces are what lies between neighbouring rows, and a face counts

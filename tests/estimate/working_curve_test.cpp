@@ -122,12 +122,13 @@ TEST(MoveTime, IsThatOfATrapezoid) {
 }
 
 TEST(DistinctHeights, CountsHeightsThatAreNearEachOtherOnce) {
-  EXPECT_EQ(DistinctHeights({}, 1e-4), 0u);
-  EXPECT_EQ(DistinctHeights({0.1, 0.2, 0.3, 0.20005, 0.1}, 1e-4), 3u);
-  EXPECT_EQ(DistinctHeights({0.2001 + 1e-9, 0.2}, 1e-4), 2u);
+  using Heights = std::vector<double>;
+  EXPECT_EQ(DistinctHeights({}, 1e-4), Heights());
+  EXPECT_EQ(DistinctHeights({0.1, 0.3, 0.2, 0.20005, 0.1}, 1e-4), (Heights{0.1, 0.2, 0.3}));
+  EXPECT_EQ(DistinctHeights({0.2001 + 1e-9, 0.2}, 1e-4), (Heights{0.2, 0.2001 + 1e-9}));
   // Not a chain: what counts is the distance from the one that counts.
-  EXPECT_EQ(DistinctHeights({0, 0.00008, 0.00016, 0.00024}, 1e-4), 2u);
-  EXPECT_EQ(DistinctHeights({-0.1, -0.1, 0}, 1e-4), 2u);
+  EXPECT_EQ(DistinctHeights({0, 0.00008, 0.00016, 0.00024}, 1e-4), (Heights{0, 0.00016}));
+  EXPECT_EQ(DistinctHeights({-0.1, -0.1, 0}, 1e-4), (Heights{-0.1, 0}));
 }
 
 }  // namespace
