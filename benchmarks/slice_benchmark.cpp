@@ -1,6 +1,6 @@
 /// Slicing beside the limit: a plain loop that reads the indexed facets once, computes every crossing and
-/// stores it flat; and what an estimate adds to slicing. Argument: planes. One thread, contours joined, nothing
-/// united unless said otherwise.
+/// stores it flat; and what an estimate adds to slicing. Argument: planes. One thread, contours joined,
+/// nothing united unless said otherwise.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -169,14 +169,14 @@ void Estimate(benchmark::State& state, const Indexed& mesh, bool faces) {
 TRQ_SLICES(sphere, Sphere);
 TRQ_SLICES(gyroid, Gyroid);
 
-#define TRQ_ESTIMATES(name, mesh)                                    \
-  BENCHMARK_CAPTURE(Estimate, name, mesh(), true)                    \
-      ->Arg(1000)                                                    \
-      ->Unit(benchmark::kMillisecond)                                \
-      ->MeasureProcessCPUTime();                                     \
-  BENCHMARK_CAPTURE(Estimate, name##_without_faces, mesh(), false)   \
-      ->Arg(1000)                                                    \
-      ->Unit(benchmark::kMillisecond)                                \
+#define TRQ_ESTIMATES(name, mesh)                                  \
+  BENCHMARK_CAPTURE(Estimate, name, mesh(), true)                  \
+      ->Arg(1000)                                                  \
+      ->Unit(benchmark::kMillisecond)                              \
+      ->MeasureProcessCPUTime();                                   \
+  BENCHMARK_CAPTURE(Estimate, name##_without_faces, mesh(), false) \
+      ->Arg(1000)                                                  \
+      ->Unit(benchmark::kMillisecond)                              \
       ->MeasureProcessCPUTime()
 
 TRQ_ESTIMATES(sphere, Sphere);

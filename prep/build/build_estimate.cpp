@@ -541,7 +541,8 @@ std::vector<Message> Estimator::Messages() const {
     }
     return text;
   };
-  const auto missing = [&](const std::string& time, const std::vector<std::string>& keys) {
+  const auto missing = [&](const std::string& time, const std::vector<std::string>& keys,
+                           const std::string& hint = "") {
     if (keys.empty()) return;
     std::vector<std::string> options;
     for (const std::string& key : keys) options.push_back("--" + key);
@@ -549,8 +550,10 @@ std::vector<Message> Estimator::Messages() const {
                                fmt::format("{} is left out: {} {} not known", time, join(keys, " and "),
                                            keys.size() > 1 ? "are" : "is"))
                            .As(Severity::kWarning)
-                           .Hint(fmt::format("give {}, or say {} in the machine profile",
-                                             join(options, " and "), keys.size() > 1 ? "them" : "it"))
+                           .Hint(!hint.empty()
+                                     ? hint
+                                     : fmt::format("give {}, or say {} in the machine profile",
+                                                   join(options, " and "), keys.size() > 1 ? "them" : "it"))
                            .At({{"needs", keys}}));
   };
   const auto of_style = [&](const std::string& file, const std::string& text, const std::string& hint) {
@@ -565,7 +568,10 @@ std::vector<Message> Estimator::Messages() const {
     if (state.pieces[p] == 0) continue;
     (state.drawings[p].empty() ? unstyled : styled) = true;
   }
-  if (unstyled) missing("the time of drawing of parts without a build style", {"style"});
+  if (unstyled) {
+    missing("the time of drawing parts without a build style", {"style"},
+            "name one with --style, or in the job");
+  }
   std::vector<std::string> keys;
   if (!process.power) keys.emplace_back("power");
   if (process.dp_unit.empty()) keys.emplace_back("dp-unit");
@@ -603,7 +609,8 @@ std::vector<Message> Estimator::Messages() const {
   }
 
   const std::vector<size_t> counts = state.Recoats();
-  if (counts.empty()) missing("the time of recoating", {"recoat"});
+  if (counts.empty())
+    missing("the time of recoating", {"recoat"}, "name a style with --recoat, or in the job");
   bool sweeps = false, waits = false;
   for (size_t i = 0; i < counts.size(); ++i) {
     if (counts[i] == 0) continue;
@@ -678,8 +685,8 @@ Json EstimateFile(Observer& observer, const Plate& plate, const BuildSetup& setu
   }
   if (!needs.empty()) {
     observer.Note(Message(Code::kEstimateMissing, "",
-                          fmt::format("no {} is written: {} {} not known", kEstimateJson, fmt::join(needs, ", "),
-                                      needs.size() > 1 ? "are" : "is"))
+                          fmt::format("no {} is written: {} {} not known", kEstimateJson,
+                                      fmt::join(needs, ", "), needs.size() > 1 ? "are" : "is"))
                       .Hint("the profile of the machine says it; 'trqprep estimate' takes it as options")
                       .At({{"needs", needs}}));
   }

@@ -129,8 +129,8 @@ PlatesReport BuildPlates(const Job& job, const std::string& folder, bool replace
     if (writes) {
       output.MakeFolder(PlateName(number));
       WriteBuildFolder(observer, built.plate, *built.setup, built.findings, built.slices,
-                       EstimateFile(observer, built.plate, *built.setup, built.slices), built.document, output,
-                       below);
+                       EstimateFile(observer, built.plate, *built.setup, built.slices), built.document,
+                       output, below);
       whole.Take(plate, FolderJob(built.plate, *built.setup), below);
     }
     Json entry{{"folder", PlateName(number)}, {"piece_count", plate.part_of.size()}};

@@ -24,7 +24,7 @@ const std::vector<ProcessField>& ProcessFields() {
   // clang-format off
   static const std::vector<ProcessField> fields = {
       {"beam", "LENGTH", "1/e2 half-width of the beam (default: from the line width of the style)", &P::beam},
-      {"power", "MW", "Power of the beam on the resin, in mW", &P::power},
+      {"power", "NUMBER", "Power of the beam on the resin, in mW", &P::power},
       {"travel", "LENGTH", "Travel of the blade in one sweep", &P::travel},
       {"delay-unit", "s|ms", "Unit of the waits and delays of recoat styles", &P::delay_unit},
       {"recoat-unit", "mm|in", "Unit of the blade velocities of recoat styles, a second (default that of the build)", &P::recoat_unit},

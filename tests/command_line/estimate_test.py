@@ -244,8 +244,8 @@ class Drawing(Estimate):
 
 
 class Recoating(Estimate):
-    def seconds(self, *more):
-        e = self.estimate("slab.slc", "--style", "plain.sty", "--recoat", "r.rcs", "--beam", "0.1mm", *GIVEN, *more)
+    def seconds(self, *more, delay="s"):
+        e = self.estimate("slab.slc", "--style", "plain.sty", "--recoat", "r.rcs", "--beam", "0.1mm", *GIVEN[:-1], delay, *more)
         return e["recoating"]["seconds"]
 
     def test_sweeps_dips_and_waits_add_up(self):
@@ -253,7 +253,7 @@ class Recoating(Estimate):
         self.write("r.rcs", recoating(**{"Z Velocity": 5, "Z Acceleration": 20, "Z Dip Distance": 8, "Z Pre DipDelay": 1,
                                          "Z Post DipDelay": 2, "Z Wait": 10}))
         self.near(self.seconds(), 20 * (11 + 3.7 + 13))
-        self.near(self.seconds("--delay-unit", "ms"), 20 * (11 + 3.7 + 0.013))
+        self.near(self.seconds(delay="ms"), 20 * (11 + 3.7 + 0.013))
 
     def test_the_lists_have_their_own_dips(self):
         self.write("r.rcs", recoating((50,), (25, 100), (30, 30, 10), **{
@@ -273,7 +273,7 @@ class Recoating(Estimate):
         self.assertIsNone(e["total"])
         self.assertEqual(self.codes(), ["ESTIMATE-STYLE", "ESTIMATE-STYLE"])
         text = self.tool("estimate", "slab.slc", "--style", "plain.sty", "--recoat", "r.rcs", "--beam", "0.1mm", *GIVEN).out.decode()
-        self.assertIn("recoating  at least 2 min\n", text)
+        self.assertIn("recoating  at least 2 min 0 s (", text)
 
     def test_layers_that_end_at_one_height_are_recoated_once(self):
         self.write("low.slc", slab(10, 0.1))
@@ -471,9 +471,9 @@ class Text(Estimate):
         self.assertEqual(lines[0], "slab.slc: 1 piece, 20 layers")
         self.assertEqual(lines[1], "  resin      1.6 ml by areas")
         self.assertTrue(all(len(line) < 130 for line in lines), text)
-        self.assertIn("  recoating  4 min\n", text)  # 220 s
-        self.assertIn("power 200 mW, half-width 0.1 mm, Dp in mm, Ec in mJ/cm2, travel 300 mm, normal sweeps in mm/s, waits in s, "
-                      "1 to 0.685 of the speed of theory\n", text)
+        self.assertIn(" (200 mW, half-width 0.1 mm, Dp in mm, Ec in mJ/cm2, 1 to 0.685 of the speed of theory)\n", lines[2] + "\n")
+        self.assertEqual(lines[3], "  recoating  3 min 40 s (20 recoats, normal sweeps in mm/s, travel 300 mm, waits in s)")
+        self.assertEqual(lines[4], "  total      4 min 2 s to 4 min 12 s")
 
 
 if __name__ == "__main__":

@@ -244,6 +244,9 @@ class Outputs(ToolTest):
                  "ec-unit": "mJ/cm2", "sweeps": "normal", "speed-factor": 0.8}
         self.write("Draws.sty", build_style(0.5, Dp=0.15, Ec=10, Large_Up_NumFills=1, Large_Up_Fill_Spacing_1=0.1,
                                             Large_Up_Fill_Cure_Depth_1=0.2, Large_LayerNumHatches=1))
+        self.write("Dips.rcs", recoat_style(sweeps=1, change=lambda r: (setattr(r["Z Dip Distance"], "value", 5),
+                                                                        setattr(r["Z Wait"], "value", 2))))
+        self.said("estimate", "cone.slc", "--style", "Draws.sty", "--recoat", "Dips.rcs")
         options = [text for key, value in given.items() for text in ("--" + key, str(value))]
         self.said("estimate", "cone.slc", "--style", "Draws.sty", "--recoat", "Slow.rcs", *options)
         self.write("process.toml", "[lab]\ntype = \"TRQ-E7\"\n" + "".join(f"{k} = {json.dumps(v)}\n" for k, v in given.items()))

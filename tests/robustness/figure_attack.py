@@ -62,15 +62,15 @@ COMMANDS = {
     "job.toml": ["check {}", "build {} -o o", "build {} --force-checks -o o", "info {}", "check {} --strict", "estimate {}"],
     "machines.toml": ["machines --machines {}", "build box.stl --machines {} --machine Bench --engine grid --rotations 1 -o o",
                       "check box.stl --machines {} --machine Bench", "estimate cone.slc --style style.sty --machines {} --machine Bench"],
-    "out/build.json": ["verify out", "check out", "info out", "build box.stl --engine grid --rotations 1 -o out --force", "verify out --strict"],
-    "out/build.toml": ["build out/build.toml -o o", "check out/build.toml", "verify out", "check out"],
+    "out/build.json": ["verify out", "check out", "info out", "build box.stl --engine grid --rotations 1 -o out --force", "verify out --strict", "estimate out"],
+    "out/build.toml": ["build out/build.toml -o o", "check out/build.toml", "verify out", "check out", "estimate out"],
     "out/checks.json": ["verify out", "check out"],
     "out/plate.stl": ["verify out", "info out/plate.stl"],
     "out/meshes/part-1.ctl": ["verify out", "check out", "info {}"],
     "out/meshes/part-1.V_D": ["verify out", "vents list {}"],
-    "out/styles/style.sty": ["verify out", "check out", "build out/build.toml -o o"],
-    "out/styles/style.rcs": ["verify out", "check out", "build out/build.toml -o o"],
-    "out/parts/part.stl": ["verify out", "check out", "build out/build.toml -o o"],
+    "out/styles/style.sty": ["verify out", "check out", "build out/build.toml -o o", "estimate out"],
+    "out/styles/style.rcs": ["verify out", "check out", "build out/build.toml -o o", "estimate out"],
+    "out/parts/part.stl": ["verify out", "check out", "build out/build.toml -o o", "estimate out"],
 }
 KEPT = {"style": "other.sty", "recoat": "other.rcs"}
 
@@ -81,6 +81,12 @@ seed = 3
 machine = "TRQ-E7"
 strict = true
 allow = ["NO-RECOAT"]
+beam = "0.1mm"
+power = 250
+travel = 300
+delay-unit = "s"
+dp-unit = "mm"
+ec-unit = "mJ/cm2"
 [[style]]
 file = "style.sty"
 [[recoat]]
@@ -101,6 +107,10 @@ MACHINES = """[Bench]
 type = "TRQ-E7"
 vat = "120x120x100mm"
 styles = "styles"
+power = 250
+dp-unit = "mil"
+ec-unit = "mJ/cm2"
+speed-factor = 0.7
 [Small]
 type = 6
 vat = "2x2x2in"

@@ -27,10 +27,14 @@ struct Options {
   bool strict = false;
 };
 
-// "5 h 17 min", "12 min", "45.5 s"
+// "5 h 17 min", "12 min", "3 min 40 s", "45.5 s"
 std::string Duration(double seconds) {
-  if (seconds < 60) return Plain(seconds, 1) + " s";
+  if (seconds < 59.95) return Plain(seconds, 1) + " s";
   const double minutes = std::round(seconds / 60);
+  if (seconds < 599.5) {
+    const double whole = std::round(seconds);
+    return fmt::format("{} min {} s", Plain(std::floor(whole / 60), 0), Plain(std::fmod(whole, 60), 0));
+  }
   const double hours = std::floor(minutes / 60);
   if (hours < 1) return Plain(minutes, 0) + " min";
   return fmt::format("{} h {} min", Plain(hours, 0), Plain(minutes - 60 * hours, 0));
@@ -41,41 +45,62 @@ Json DurationOf(const Json& seconds) {
 }
 
 std::string Range(const Json& range) {
-  const std::string least = Duration(range["least"].get<double>()), most = Duration(range["most"].get<double>());
+  const std::string least = Duration(range["least"].get<double>()),
+                    most = Duration(range["most"].get<double>());
   return least == most ? least : least + " to " + most;
 }
 
-// What the times rest on, in words.
-std::string GivenInWords(const Json& given) {
-  const auto text = [&](const char* form) { return Fill(form, {&given}); };
-  std::string words;
-  const auto add = [&](const std::string& more) { words += (words.empty() ? "" : ", ") + more; };
-  if (given["power"].is_number()) add(text("power {power:3} mW"));
-  add(given["beam"].is_number() ? text("half-width {beam:4} mm") : "half-widths from line widths");
-  if (given["dp_unit"].is_string()) add(text("Dp in {dp_unit}"));
-  if (given["ec_unit"].is_string()) add(text("Ec in {ec_unit}"));
-  if (given["travel"].is_number()) add(text("travel {travel:3} mm"));
-  add(text("{sweep_list} sweeps in {recoat_unit}/s"));
-  if (given["delay_unit"].is_string()) add(text("waits in {delay_unit}"));
-  add(given["speed_factor"].is_number() ? text("{speed_factor:4} of the speed of theory")
-                                        : "1 to 0.685 of the speed of theory");
-  return words;
+// What a time rests on, in words.
+class Grounds {
+ public:
+  explicit Grounds(const Json& given) : given_(given) {}
+  void Add(const std::string& words) { text_ += (text_.empty() ? "" : ", ") + words; }
+  // Of a value that may not be said.
+  void Add(const char* key, const char* form, const char* otherwise = nullptr) {
+    if (given_[key].is_number() || given_[key].is_string()) {
+      Add(Fill(form, {&given_}));
+    } else if (otherwise) {
+      Add(otherwise);
+    }
+  }
+  const std::string& text() const { return text_; }
+
+ private:
+  const Json& given_;
+  std::string text_;
+};
+
+std::string DrawingInWords(const Json& estimate) {
+  const Json& drawing = estimate["drawing"];
+  if (!drawing.is_object()) return "not known";
+  Grounds grounds(estimate["given"]);
+  grounds.Add("power", "{power:3} mW");
+  grounds.Add("beam", "half-width {beam:4} mm", "half-widths from line widths");
+  grounds.Add("dp_unit", "Dp in {dp_unit}");
+  grounds.Add("ec_unit", "Ec in {ec_unit}");
+  grounds.Add("speed_factor", "{speed_factor:4} of the speed of theory", "1 to 0.685 of the speed of theory");
+  return fmt::format("{}{} ({})", drawing["complete"].get<bool>() ? "" : "at least ", Range(drawing),
+                     grounds.text());
+}
+
+std::string RecoatingInWords(const Json& estimate) {
+  const Json& recoating = estimate["recoating"];
+  if (!recoating.is_object()) return "not known";
+  Grounds grounds(estimate["given"]);
+  grounds.Add(Fill("{recoats:+recoat}", {&estimate}));
+  grounds.Add("sweep_list", "{sweep_list} sweeps in {recoat_unit}/s");
+  grounds.Add("travel", "travel {travel:3} mm");
+  grounds.Add("delay_unit", "waits in {delay_unit}");
+  return fmt::format("{}{} ({})", recoating["complete"].get<bool>() ? "" : "at least ",
+                     Duration(recoating["seconds"].get<double>()), grounds.text());
 }
 
 void TellTimes(Context& context, const Json& estimate) {
-  const Json &drawing = estimate["drawing"], &recoating = estimate["recoating"];
-  const auto told = [](const Json& time, const std::string& text) {
-    if (!time.is_object()) return std::string("not known");
-    return time["complete"].get<bool>() ? text : "at least " + text;
-  };
-  const Json words{
-      {"drawing_time", told(drawing, drawing.is_object() ? Range(drawing) : "")},
-      {"recoating_time",
-       told(recoating, recoating.is_object() ? Duration(recoating["seconds"].get<double>()) : "")},
-      {"total_time", estimate["total"].is_object() ? Range(estimate["total"]) : "not known"},
-      {"rests_on", GivenInWords(estimate["given"])}};
-  context.Tell("  drawing    {drawing_time}\n  recoating  {recoating_time}\n  total      {total_time}\n", words);
-  context.Tell("  rests on   {rests_on}\n", words);
+  const Json words{{"drawing_time", DrawingInWords(estimate)},
+                   {"recoating_time", RecoatingInWords(estimate)},
+                   {"total_time", estimate["total"].is_object() ? Range(estimate["total"]) : "not known"}};
+  context.Tell("  drawing    {drawing_time}\n  recoating  {recoating_time}\n  total      {total_time}\n",
+               words);
 }
 
 void TellBands(Context& context, const Json& estimate) {
@@ -87,7 +112,8 @@ void TellBands(Context& context, const Json& estimate) {
   size_t told = 0;
   for (const Json& part : estimate["parts"]) {
     const int64_t pieces = part["piece_count"].get<int64_t>();
-    const std::string name = fmt::format("{}{}", Fill("{part}", {&part}), pieces == 1 ? "" : fmt::format(" x {}", pieces));
+    const std::string name =
+        fmt::format("{}{}", Fill("{part}", {&part}), pieces == 1 ? "" : fmt::format(" x {}", pieces));
     for (const Json& band : part["bands"]) {
       if (!context.options.all && told == kMostBandLines) {
         context.Tell("  and {more:+more line}; --all lists them\n", {{"more", lines - told}});
@@ -120,7 +146,8 @@ void TellRecoats(Context& context, const Json& estimate) {
     }
     row["passes"] = Fill("{sweep_count:+sweep}", {&band});
     context.Tell(
-        "  {passes|<16}  {z|<16}  {recoats|>6}  {sweep|>10}  {dip|>10}  {wait|>10}  {recoat|>10}  {file}\n", row);
+        "  {passes|<16}  {z|<16}  {recoats|>6}  {sweep|>10}  {dip|>10}  {wait|>10}  {recoat|>10}  {file}\n",
+        row);
   }
 }
 
@@ -210,14 +237,14 @@ class Estimates {
     estimate.update(estimator.Document());
     if (!context_.text.empty()) context_.text += "\n";
     const std::string more = others > 0 ? fmt::format(" and {}", Counted(others, "more file")) : "";
-    context_.Tell("{file}{more}: {piece_count:+piece}, {recoats:+layer}\n",
-                  [&] {
-                    Json words = estimate;
-                    words["more"] = more;
-                    return words;
-                  }());
-    context_.Tell(estimate["mesh_resin"].is_number() ? "  resin      {resin:3f} ml by areas, {mesh_resin:3f} ml by meshes\n"
-                                                     : "  resin      {resin:3f} ml by areas\n",
+    context_.Tell("{file}{more}: {piece_count:+piece}, {recoats:+layer}\n", [&] {
+      Json words = estimate;
+      words["more"] = more;
+      return words;
+    }());
+    context_.Tell(estimate["mesh_resin"].is_number()
+                      ? "  resin      {resin:3f} ml by areas, {mesh_resin:3f} ml by meshes\n"
+                      : "  resin      {resin:3f} ml by areas\n",
                   estimate);
     TellTimes(context_, estimate);
     TellBands(context_, estimate);
@@ -259,13 +286,14 @@ void AddEstimate(CommandTree& tree) {
       "height at which a layer ends.\n\n"
       "Styles say neither the power of the beam, nor the travel of the blade, nor the units of waits, Dp and Ec: "
       "what is not given here, in the job or in the profile of the machine leaves its time out, and is named.",
-      {"trqprep estimate cone.slc --style Standard.sty --recoat ThreeSweeps.rcs --power 250 --dp-unit mm "
+      {"trqprep estimate cone.slc --style Fine.sty --recoat ThreeSweeps.rcs --power 250 --dp-unit mm "
        "--ec-unit mJ/cm2 --travel 300mm --delay-unit s",
        "trqprep estimate cone.slc --json"});
   auto& options = command.Runs(Run);
   command.Arguments("IN", options.inputs, "Job file, build folder, or slice-contour files");
-  command.RepeatedOption("--style", options.styles, "STYLE",
-                         "Build style of contour files, in their unit: FILE, or FILE@FROM:TO for a band of Z");
+  command.RepeatedOption(
+      "--style", options.styles, "STYLE",
+      "Build style of contour files, in their unit: FILE, or FILE@FROM:TO for a band of Z");
   command.RepeatedOption("--recoat", options.recoats, "STYLE", "Recoat style, likewise");
   command.TextOption("--machine", options.machine, "NAME", "Machine type, or a profile of --machines");
   command.TextOption("--machines", options.machines, "FILE", "Machine profiles, a TOML file");
