@@ -271,6 +271,13 @@ struct Estimator::State {
            order.process.speed_factor.value_or(1);
   }
 
+  // The speed of a pass much deeper than Dp may be 0.
+  double SecondsOf(const Pass& pass, const LayerMeasure& layers, const estimate::Resin& resin,
+                   double half_width) const {
+    const double length = estimate::LengthOf(pass, layers);
+    return length > 0 ? length / SpeedOf(pass, resin, half_width) : 0;
+  }
+
   BandTimes TimesOfBand(size_t part, size_t band) const {
     BandTimes times;
     if (drawings[part].empty()) return times;
@@ -281,8 +288,7 @@ struct Estimator::State {
     for (auto& stroke : times.strokes) stroke = 0;
     times.drawing = 0;
     for (const Pass& pass : drawing.passes) {
-      const double seconds =
-          estimate::LengthOf(pass, sums[part][band].sum) / SpeedOf(pass, *resin, *times.half_width);
+      const double seconds = SecondsOf(pass, sums[part][band].sum, *resin, *times.half_width);
       *times.strokes[size_t(pass.stroke)] += seconds;
       *times.drawing += seconds;
     }
@@ -373,6 +379,8 @@ void Estimator::Add(Observer& observer, size_t part, const std::string& name,
   const std::vector<LayerMeasure> layers = estimate::MeasureLayers(
       stack, asked, kPitch / factor, [&](double share) { observer.Progress("measuring " + name, share); });
   for (size_t k = 0; k < layers.size(); ++k) {
+    // A file may say anything.
+    if (!std::isfinite(stack.bottoms[k]) || !std::isfinite(stack.tops[k])) continue;
     BandSum& sum = state.sums[part][bands[k]];
     const double height = std::max(0.0, stack.tops[k] - stack.bottoms[k]) * factor;
     sum.heights.emplace(stack.bottoms[k] * factor, stack.tops[k] * factor);
@@ -453,9 +461,8 @@ Json Estimator::Document() const {
           entry["line_depth"] = Figure(estimate::LineDepthOf(pass, *times.half_width, resin->dp));
         }
         if (times.drawing) {
-          const double speed = state.SpeedOf(pass, *resin, *times.half_width);
-          entry["speed"] = Figure(speed);
-          entry["seconds"] = Figure(length / speed);
+          entry["speed"] = Figure(state.SpeedOf(pass, *resin, *times.half_width));
+          entry["seconds"] = Figure(state.SecondsOf(pass, sum.sum, *resin, *times.half_width));
         }
         passes.push_back(std::move(entry));
       }

@@ -28,7 +28,10 @@ struct Options {
 };
 
 // "5 h 17 min", "12 min", "3 min 40 s", "45.5 s"
-std::string Duration(double seconds) {
+std::string Duration(const Json& time) {
+  // What no number holds is a text.
+  if (!time.is_number()) return "without end";
+  const auto seconds = time.get<double>();
   if (seconds < 59.95) return Plain(seconds, 1) + " s";
   const double minutes = std::round(seconds / 60);
   if (seconds < 599.5) {
@@ -40,13 +43,10 @@ std::string Duration(double seconds) {
   return fmt::format("{} h {} min", Plain(hours, 0), Plain(minutes - 60 * hours, 0));
 }
 
-Json DurationOf(const Json& seconds) {
-  return seconds.is_number() ? Json(Duration(seconds.get<double>())) : Json();
-}
+Json DurationOf(const Json& seconds) { return seconds == Json() ? Json() : Json(Duration(seconds)); }
 
 std::string Range(const Json& range) {
-  const std::string least = Duration(range["least"].get<double>()),
-                    most = Duration(range["most"].get<double>());
+  const std::string least = Duration(range["least"]), most = Duration(range["most"]);
   return least == most ? least : least + " to " + most;
 }
 
@@ -92,7 +92,7 @@ std::string RecoatingInWords(const Json& estimate) {
   grounds.Add("travel", "travel {travel:3} mm");
   grounds.Add("delay_unit", "waits in {delay_unit}");
   return fmt::format("{}{} ({})", recoating["complete"].get<bool>() ? "" : "at least ",
-                     Duration(recoating["seconds"].get<double>()), grounds.text());
+                     Duration(recoating["seconds"]), grounds.text());
 }
 
 void TellTimes(Context& context, const Json& estimate) {
