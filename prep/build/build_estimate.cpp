@@ -548,20 +548,21 @@ std::vector<Message> Estimator::Messages() const {
     }
     return text;
   };
-  const auto missing = [&](const std::string& time, const std::vector<std::string>& keys,
-                           const std::string& hint = "") {
+  const auto needs = [&](const std::vector<std::string>& keys, const std::string& text,
+                         const std::string& hint) {
+    messages.push_back(
+        Message(Code::kEstimateMissing, "", text).As(Severity::kWarning).Hint(hint).At({{"needs", keys}}));
+  };
+  const auto missing = [&](const std::string& time, const std::vector<std::string>& keys) {
     if (keys.empty()) return;
     std::vector<std::string> options;
     for (const std::string& key : keys) options.push_back("--" + key);
-    messages.push_back(Message(Code::kEstimateMissing, "",
-                               fmt::format("{} is left out: {} {} not known", time, join(keys, " and "),
-                                           keys.size() > 1 ? "are" : "is"))
-                           .As(Severity::kWarning)
-                           .Hint(!hint.empty()
-                                     ? hint
-                                     : fmt::format("give {}, or say {} in the machine profile",
-                                                   join(options, " and "), keys.size() > 1 ? "them" : "it"))
-                           .At({{"needs", keys}}));
+    const bool several = keys.size() > 1;
+    needs(keys,
+          fmt::format("the time of {} is left out: {} {} not known", time, join(keys, " and "),
+                      several ? "are" : "is"),
+          fmt::format("give {}, or say {} in the machine profile", join(options, " and "),
+                      several ? "them" : "it"));
   };
   const auto of_style = [&](const std::string& file, const std::string& text, const std::string& hint) {
     for (const Message& message : messages) {
@@ -576,14 +577,14 @@ std::vector<Message> Estimator::Messages() const {
     (state.drawings[p].empty() ? unstyled : styled) = true;
   }
   if (unstyled) {
-    missing("the time of drawing parts without a build style", {"style"},
-            "name one with --style, or in the job");
+    needs({"style"}, "the time of drawing is left out of parts without a build style",
+          "name one with --style, or in the job");
   }
   std::vector<std::string> keys;
   if (!process.power) keys.emplace_back("power");
   if (process.dp_unit.empty()) keys.emplace_back("dp-unit");
   if (process.ec_unit.empty()) keys.emplace_back("ec-unit");
-  if (styled) missing("the time of drawing", keys);
+  if (styled) missing("drawing", keys);
 
   std::set<std::tuple<std::string, bool>> told;
   for (size_t p = 0; p < state.drawings.size(); ++p) {
@@ -616,8 +617,10 @@ std::vector<Message> Estimator::Messages() const {
   }
 
   const std::vector<size_t> counts = state.Recoats();
-  if (counts.empty())
-    missing("the time of recoating", {"recoat"}, "name a style with --recoat, or in the job");
+  if (counts.empty()) {
+    needs({"recoat"}, "the time of recoating is left out: there is no recoat style",
+          "name one with --recoat, or in the job");
+  }
   bool sweeps = false, waits = false;
   for (size_t i = 0; i < counts.size(); ++i) {
     if (counts[i] == 0) continue;
@@ -634,8 +637,8 @@ std::vector<Message> Estimator::Messages() const {
                "set it with 'trqprep recoat set'");
     }
   }
-  if (sweeps) missing("the time of sweeps", {"travel"});
-  if (waits) missing("the time of waits", {"delay-unit"});
+  if (sweeps) missing("sweeps", {"travel"});
+  if (waits) missing("waits", {"delay-unit"});
   return messages;
 }
 

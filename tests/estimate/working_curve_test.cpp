@@ -97,6 +97,29 @@ TEST(ScanSpeed, MoreDepthOrExposureOrFinerLinesNeverTakeLessTimeAndMorePowerNeve
   }
 }
 
+TEST(LengthOf, IsTheBorderOrTheAreaBySpacingOfTheFaceAndGrowsWithIt) {
+  LayerMeasure layers;
+  layers.area = 800;
+  layers.border = 120;
+  layers.up_area = 40;
+  layers.up_border = 28;
+  layers.down_area = 60;
+  layers.down_border = 34;
+  EXPECT_EQ(LengthOf({Face::kLayer, Stroke::kBorder, 1, 0.2, 0}, layers), 120);
+  EXPECT_EQ(LengthOf({Face::kUp, Stroke::kBorder, 1, 0.2, 0}, layers), 28);
+  EXPECT_EQ(LengthOf({Face::kDown, Stroke::kBorder, 1, 0.2, 0}, layers), 34);
+  EXPECT_EQ(LengthOf({Face::kLayer, Stroke::kHatch, 1, 0.2, 0.125}, layers), 6400);
+  EXPECT_EQ(LengthOf({Face::kUp, Stroke::kHatch, 1, 0.2, 0.125}, layers), 320);
+  EXPECT_EQ(LengthOf({Face::kDown, Stroke::kFill, 1, 0.2, 0.125}, layers), 480);
+  const Pass hatch{Face::kLayer, Stroke::kHatch, 1, 0.2, 0.125};
+  const double before = LengthOf(hatch, layers);
+  layers.area = 801;
+  EXPECT_GT(LengthOf(hatch, layers), before);
+  // The depth of a border is its own; that of hatches is less by what neighbouring lines add.
+  EXPECT_EQ(LineDepthOf({Face::kLayer, Stroke::kBorder, 1, 0.2, 0}, 0.125, 0.14), 0.2);
+  EXPECT_EQ(LineDepthOf(hatch, 0.125, 0.14), LineDepth(0.2, 0.125, 0.125, 0.14));
+}
+
 TEST(HalfWidthOf, OfALineWidthLetsBorderTimeFallBelowHalfOfThePenetrationDepth) {
   // Time goes with half_width e^(depth / dp), so with depth^-1/2 e^(depth / dp), least at depth = dp / 2.
   const Resin resin{0.14, 0.108};
