@@ -69,6 +69,7 @@ GROUPS = [
     ("slice_benchmark", "(Limit|Slice)/(sphere|gyroid)/", 5),
     ("slice_benchmark", "Slice/(sphere|gyroid)(_two_threads)?/", 5, "threads"),
     PART_GROUP,
+    ("slice_benchmark", "(Slice|Estimate)/(sphere|gyroid)(_without_faces)?/1000/", 5, "estimate"),
     ("topology_benchmark", "Analyse/(Rings|Nested|Blocks|Cavities).*/(64|1024)$", 5),
 ]
 
@@ -401,6 +402,10 @@ ROWS = [
           times(f"slc:{verb.capitalize()}Slc/{vertices}", f"slc:{plain.capitalize()}SameBytes/{vertices}"))
       for verb, plain in (("load", "read"), ("save", "write")) for vertices in (1000, 20)],
     *SLICING,
+    *[Row(f"estimate, {mesh}-1M, 1000 layers, {text}, with slicing, of slicing", mark, None,
+          times(f"estimate:Estimate/{mesh}{which}/1000/process_time", f"estimate:Slice/{mesh}/1000/process_time"))
+      for mesh in ("sphere", "gyroid")
+      for which, text, mark in (("", "faces up and down", 3.5), ("_without_faces", "areas and borders", 1.3))],
     *[Row(f"surfaces and cavities, {text}, exponent of the time from 64k to 1M facets", 1.25, 1.1,
           exponent(f"topology:Analyse/{job}", 64, 1024), unit="")
       for job, text in (("RingsSideBySide", "rings side by side"), ("RingsAroundEachOther", "rings around each other"),

@@ -1,6 +1,7 @@
 /// Slicing beside the limit: a plain loop that reads the indexed facets once, computes every crossing and
-/// stores it flat. Argument: planes. One thread, contours joined, nothing united unless said otherwise.
-/// The part is the binary STL file that TRQ_SLICE_PART in the environment names.
+/// stores it flat; and what an estimate adds to slicing. Argument: planes. One thread, contours joined,
+/// nothing united unless said otherwise. The part is the binary STL file that TRQ_SLICE_PART in the
+/// environment names.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -14,6 +15,7 @@
 
 #include "benchmarks/stl_meshes.h"
 #include "trq/core/mesh.h"
+#include "trqprep/estimate.h"
 #include "trqprep/slicing.h"
 
 namespace {
@@ -117,6 +119,24 @@ void Slice(benchmark::State& state, const Indexed& mesh, trqprep::SliceUnion uni
     benchmark::DoNotOptimize(trqprep::SliceMesh(mesh.View(), planes, options).layers.data());
 }
 
+// Slices, and measures what there is to draw, with faces up and down or without.
+void Estimate(benchmark::State& state, const Indexed& mesh, bool faces) {
+  const std::vector<float> planes = mesh.Planes(int(state.range(0)));
+  const std::vector<trqprep::estimate::FacesAsked> asked(planes.size(), {faces, faces});
+  trqprep::SliceOptions options;
+  options.unite = trqprep::SliceUnion::kNever;
+  for (auto _ : state) {
+    const trqprep::Slices slices = trqprep::SliceMesh(mesh.View(), planes, options);
+    trqprep::LayerPlan plan;
+    for (const float plane : planes) {
+      plan.bottoms.push_back(plane);
+      plan.tops.push_back(plane);
+    }
+    benchmark::DoNotOptimize(
+        trqprep::estimate::MeasureLayers(trqprep::StackOf(slices, plan), asked, 0.1).data());
+  }
+}
+
 // Benchmark stays in the process's CPU time: threads count with their own.
 #define TRQ_SLICES(name, mesh)                                                                \
   BENCHMARK_CAPTURE(Limit, name, mesh())->Arg(100)->Arg(1000)->Unit(benchmark::kMillisecond); \
@@ -139,5 +159,18 @@ void Slice(benchmark::State& state, const Indexed& mesh, trqprep::SliceUnion uni
 TRQ_SLICES(sphere, Sphere);
 TRQ_SLICES(gyroid, Gyroid);
 TRQ_SLICES(part, Part);
+
+#define TRQ_ESTIMATES(name, mesh)                                  \
+  BENCHMARK_CAPTURE(Estimate, name, mesh(), true)                  \
+      ->Arg(1000)                                                  \
+      ->Unit(benchmark::kMillisecond)                              \
+      ->MeasureProcessCPUTime();                                   \
+  BENCHMARK_CAPTURE(Estimate, name##_without_faces, mesh(), false) \
+      ->Arg(1000)                                                  \
+      ->Unit(benchmark::kMillisecond)                              \
+      ->MeasureProcessCPUTime()
+
+TRQ_ESTIMATES(sphere, Sphere);
+TRQ_ESTIMATES(gyroid, Gyroid);
 
 }  // namespace

@@ -67,6 +67,10 @@ void InsertByRange(std::vector<StyleBand>& stack, const StyleBand& fresh, double
   if (!linked) InsertByStart(stack, fresh);
 }
 
+bool UsesLargeSpot(const KVBUILDSTYLE& style, TRQ_TYPE machine) {
+  return detail::HasLargeSpot(machine) && style.SmallSpotOnlyFlag.GetValue() == 0;
+}
+
 int ZCorrection(const KVBUILDSTYLE& style, TRQ_TYPE machine, float spacing) {
   const double thickness = style.LayerThickness.GetValue();
   const double depth_constant = style.Dp.GetValue();
@@ -74,7 +78,7 @@ int ZCorrection(const KVBUILDSTYLE& style, TRQ_TYPE machine, float spacing) {
   if (!(thickness > 0 && depth_constant > 0 && critical_exposure > 0)) return 0;
   const auto exposure = [=](double depth) { return critical_exposure * std::exp(depth / depth_constant); };
 
-  const bool small = !detail::HasLargeSpot(machine) || style.SmallSpotOnlyFlag.GetValue() != 0;
+  const bool small = !UsesLargeSpot(style, machine);
   const DownSkin& skin = small ? kSmallDown : kLargeDown;
   const double spacing_limit = small ? spacing : kLargeSpacingLimit;
   const double factor = small && (machine == TRQ_A1 || machine == TRQ_B2) ? kFirstMachinesFactor : 1.0;

@@ -17,6 +17,7 @@ constexpr const char* kPlateSvg = "plate.svg";
 constexpr const char* kBuildJson = "build.json";
 constexpr const char* kBuildToml = "build.toml";
 constexpr const char* kChecksJson = "checks.json";
+constexpr const char* kEstimateJson = "estimate.json";
 constexpr const char* kMeshFolder = "meshes";
 constexpr const char* kPartFolder = "parts";
 constexpr const char* kSliceFolder = "slices";
@@ -39,12 +40,12 @@ Json BuildDocument(const Plate& plate, const BuildSetup& setup);
 Job FolderJob(const Plate& plate, const BuildSetup& setup);
 
 /// Fills the folder, or one below it when `below` names that, with '/' at its end; the caller commits it.
-/// `findings` go to checks.json, `slices` are those of each piece or none, the list of files and the sum into
-/// `document`, which becomes build.json.
+/// `findings` go to checks.json, `slices` are those of each piece or none, `estimate` goes to estimate.json
+/// unless it is nothing, the list of files and the sum into `document`, which becomes build.json.
 void WriteBuildFolder(Observer& observer, const Plate& plate, const BuildSetup& setup,
                       const std::vector<BuildFinding>& findings,
-                      const std::vector<trq::core::Contours>& slices, Json& document, OutputFolder& folder,
-                      const std::string& below = "");
+                      const std::vector<trq::core::Contours>& slices, const Json& estimate, Json& document,
+                      OutputFolder& folder, const std::string& below = "");
 
 /// The matrix in single precision.
 void Narrow(const Matrix4& matrix, float (&narrow)[4][4]);

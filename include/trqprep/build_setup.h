@@ -2,11 +2,13 @@
 /// build styles by Z, both as the library keeps them.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "trq/core/mesh.h"
+#include "trq/core/style_stack.h"
 #include "trq/recoat.h"
 #include "trq/styles.h"
 #include "trqprep/check_styles.h"
@@ -50,6 +52,16 @@ struct PartSetup {
   float ec = 0;
   float z_compensation = 0;  ///< height of the compensated layers
 };
+
+/// The styles by Z from `bottom` to `top`: the one without a band first, then the bands, clipped to what
+/// there is. `load` says which style a request is; those whose band holds nothing go to `empty`.
+std::vector<trq::core::StyleBand> StackRequests(const std::vector<StyleRequest>& requests, Units units,
+                                                double bottom, double top,
+                                                const std::function<std::size_t(const StyleRequest&)>& load,
+                                                std::vector<std::size_t>* empty);
+/// BAND-EMPTY, a warning; `subject` is what the band was for, "part gear".
+Message BandIsEmpty(const std::string& file, const std::string& subject, Units units, double bottom,
+                    double top);
 
 /// The bands of thickness in which a part is built.
 std::vector<LayerBand> LayerBandsOf(const PartSetup& part);

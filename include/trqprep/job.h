@@ -9,6 +9,7 @@
 #include <variant>
 #include <vector>
 
+#include "trqprep/machine_process.h"
 #include "trqprep/message.h"
 #include "trqprep/quantities.h"
 
@@ -142,6 +143,7 @@ struct Job {
   std::optional<Length> z_spacing;
   bool force_checks = false;
   bool slice = false;              ///< the folder holds slice contours of every piece
+  MachineProcess process;          ///< for the estimate of what is sliced
   bool machine_of_styles = false;  ///< without `machine`: the one that all styles agree on
   bool strict = false;             ///< warnings are errors
   std::vector<Code> allow;         ///< but for these

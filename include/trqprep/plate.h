@@ -114,6 +114,8 @@ std::vector<Message> FindNeighbours(Neighbours& pieces, const std::string& file,
 /// How far pieces may reach into each other or out of the vat: a contact, in `units`.
 double ContactIn(Units units);
 
+/// The vertices of a mesh that `matrix` takes to its place, each rounded once.
+std::vector<PbVec3f> PlacedVertices(const CTL& mesh, const Matrix4& matrix);
 /// The placed mesh of a piece, without normals; the plate keeps its arrays.
 trq::core::MeshView PieceView(const Plate& plate, const Piece& piece);
 /// Of all pieces.

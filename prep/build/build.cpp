@@ -2,29 +2,25 @@
 
 #include <algorithm>
 
+#include "trqprep/build_estimate.h"
 #include "trqprep/plates.h"
 
 namespace trqprep {
 
 namespace {
 
-// Layers are cut from the placed vertices, as plate.stl holds them.
 void SlicePieces(Observer& observer, BuildReport& report) {
   const Plate& plate = report.plate;
   for (const Piece& piece : plate.pieces) {
     const PlatePart& part = plate.parts[piece.part];
-    SlicingRequest request;
-    request.bands = LayerBandsOf(report.setup->parts[piece.part]);
-    if (request.bands.empty()) {
-      FailUsage(part.request.path, "--slice needs a build style, which says how thick layers are",
-                "name one with --style, or leave --slice away");
+    const std::vector<LayerBand> bands = LayerBandsOf(report.setup->parts[piece.part]);
+    if (bands.empty()) {
+      FailUsage(part.request.path, "slicing needs a build style, which says how thick layers are",
+                "name one with --style");
     }
-    request.on_blade_planes = true;
-    request.how = UsualSliceOptions(plate.job.units);
     const size_t said = observer.messages().size();
-    report.slices.push_back(std::move(SliceWhole(observer, PieceView(plate, piece), piece.box,
-                                                 plate.job.units, request, PieceName(plate, piece))
-                                          .contours));
+    report.slices.push_back(SlicePiece(observer, PieceView(plate, piece), piece.box, plate.job.units, bands,
+                                       PieceName(plate, piece)));
     for (size_t i = said; i < observer.messages().size(); ++i) {
       report.findings.push_back({observer.messages()[i], SlicesName(plate, piece)});
     }
@@ -64,6 +60,15 @@ BuildReport Checked(const Job& job, Observer& observer, const Plate* known) {
 
 }  // namespace
 
+trq::core::Contours SlicePiece(Observer& observer, const trq::core::MeshView& mesh, const Box& box,
+                               Units units, const std::vector<LayerBand>& bands, const std::string& name) {
+  SlicingRequest request;
+  request.bands = bands;
+  request.on_blade_planes = true;
+  request.how = UsualSliceOptions(units);
+  return std::move(SliceWhole(observer, mesh, box, units, request, name).contours);
+}
+
 BuildReport CheckBuild(const Job& job, Observer& observer, const Plate* known) {
   observer.strict = observer.strict || job.strict;
   observer.allowed.insert(observer.allowed.end(), job.allow.begin(), job.allow.end());
@@ -79,7 +84,8 @@ BuildReport Build(const Job& job, const std::string& folder, bool replace, Obser
   OutputFolder output(folder, replace, FilesOfBuilds);
   BuildReport report = CheckBuild(job, observer);
   if (!report.placed() || report.outside || (report.wrong && !job.force_checks)) return report;
-  WriteBuildFolder(observer, report.plate, *report.setup, report.findings, report.slices, report.document,
+  WriteBuildFolder(observer, report.plate, *report.setup, report.findings, report.slices,
+                   EstimateFile(observer, report.plate, *report.setup, report.slices), report.document,
                    output);
   output.Commit();
   report.written = true;

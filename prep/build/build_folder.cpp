@@ -258,7 +258,7 @@ Json BuildDocument(const Plate& plate, const BuildSetup& setup) {
 
 void WriteBuildFolder(Observer& observer, const Plate& plate, const BuildSetup& setup,
                       const std::vector<BuildFinding>& findings, const std::vector<core::Contours>& slices,
-                      Json& document, OutputFolder& folder, const std::string& below) {
+                      const Json& estimate, Json& document, OutputFolder& folder, const std::string& below) {
   FolderWriter writer(folder, below);
   observer.Progress("writing the plate", 0.85);
   writer.Write(kPlateStl, [&](core::ByteSink& sink) { WritePlateStl(plate, sink); });
@@ -290,6 +290,7 @@ void WriteBuildFolder(Observer& observer, const Plate& plate, const BuildSetup& 
   writer.Write(kPlateSvg, PlateSvg(plate));
   writer.Write(kBuildToml, JobFileText(FolderJob(plate, setup)));
   writer.Write(kChecksJson, JsonDocument(ChecksDocument(findings)));
+  if (estimate.is_object()) writer.Write(kEstimateJson, JsonDocument(estimate));
   document["files"] = writer.files();
   document["sum"] = SumOf(document);
   folder.WriteFile(below + kBuildJson, JsonDocument(document));

@@ -223,27 +223,13 @@ class Stacker {
   std::vector<core::StyleBand> Stack(const std::vector<StyleRequest>& requests, StyleKind kind, double bottom,
                                      double top, const std::string& subject) {
     const Units units = plate_.job.units;
-    std::vector<core::StyleBand> stack;
-    for (const bool banded : {false, true}) {
-      for (const StyleRequest& request : requests) {
-        if (request.banded != banded) continue;
-        const size_t style = Load(request, kind);
-        const double from = banded ? std::max(bottom, request.from.In(units, units)) : bottom;
-        const double to = banded ? std::min(top, request.to.In(units, units)) : top;
-        if (to - from > StackTolerance(units)) {
-          core::InsertByRange(stack, {float(from), float(to), style},
-                              core::StackTolerance(units == Units::kMillimetre));
-          continue;
-        }
-        const BuildStyleFile& file = setup_.styles[style];
-        setup_.findings.push_back(
-            {Message(Code::kBandEmpty, file.given,
-                     fmt::format("the band is left out: {} reaches from Z {} to {} {}", subject,
-                                 Plain(bottom, 4), Plain(top, 4), UnitsName(units)))
-                 .As(Severity::kWarning)
-                 .Hint("write the band in heights above the floor of the vat"),
-             file.name});
-      }
+    std::vector<size_t> empty;
+    const std::vector<core::StyleBand> stack = StackRequests(
+        requests, units, bottom, top, [&](const StyleRequest& request) { return Load(request, kind); },
+        &empty);
+    for (const size_t style : empty) {
+      const BuildStyleFile& file = setup_.styles[style];
+      setup_.findings.push_back({BandIsEmpty(file.given, subject, units, bottom, top), file.name});
     }
     return stack;
   }
@@ -295,6 +281,37 @@ class Stacker {
 };
 
 }  // namespace
+
+std::vector<core::StyleBand> StackRequests(const std::vector<StyleRequest>& requests, Units units,
+                                           double bottom, double top,
+                                           const std::function<size_t(const StyleRequest&)>& load,
+                                           std::vector<size_t>* empty) {
+  std::vector<core::StyleBand> stack;
+  for (const bool banded : {false, true}) {
+    for (const StyleRequest& request : requests) {
+      if (request.banded != banded) continue;
+      const size_t style = load(request);
+      const double from = banded ? std::max(bottom, request.from.In(units, units)) : bottom;
+      const double to = banded ? std::min(top, request.to.In(units, units)) : top;
+      if (to - from > StackTolerance(units)) {
+        core::InsertByRange(stack, {float(from), float(to), style},
+                            core::StackTolerance(units == Units::kMillimetre));
+      } else {
+        empty->push_back(style);
+      }
+    }
+  }
+  return stack;
+}
+
+Message BandIsEmpty(const std::string& file, const std::string& subject, Units units, double bottom,
+                    double top) {
+  return Message(Code::kBandEmpty, file,
+                 fmt::format("the band is left out: {} reaches from Z {} to {} {}", subject, Plain(bottom, 4),
+                             Plain(top, 4), UnitsName(units)))
+      .As(Severity::kWarning)
+      .Hint("write the band in heights above the floor of the vat");
+}
 
 std::vector<LayerBand> LayerBandsOf(const PartSetup& part) {
   std::vector<LayerBand> bands;

@@ -5,6 +5,7 @@
 #include <map>
 
 #include "trqprep/build.h"
+#include "trqprep/build_estimate.h"
 #include "trqprep/job_file.h"
 
 namespace trqprep {
@@ -158,7 +159,8 @@ PlatesReport BuildPlates(const Job& job, const std::string& folder, bool replace
     const bool writes = !outside && (!report.wrong || job.force_checks);
     if (writes) {
       output.MakeFolder(PlateName(number));
-      WriteBuildFolder(observer, built.plate, *built.setup, built.findings, built.slices, built.document,
+      WriteBuildFolder(observer, built.plate, *built.setup, built.findings, built.slices,
+                       EstimateFile(observer, built.plate, *built.setup, built.slices), built.document,
                        output, below);
       whole.Take(plate, FolderJob(built.plate, *built.setup), below);
     }

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 // What is nested is also destroyed by recursion; no file of the tool nests more than three deep.
@@ -32,5 +33,8 @@ struct TomlMistake {
 /// within the one before, and for more than 100 000 marks outside texts that may each make a value: values
 /// take a hundred times the memory of their text.
 toml::table ParseToml(const std::string& text, const std::string& path);
+
+/// What stands there when it is a text or a number, as a text.
+std::optional<std::string> TextOrNumber(const toml::node& node);
 
 }  // namespace trqprep

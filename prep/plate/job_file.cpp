@@ -48,7 +48,7 @@ class Reader {
     }
     for (const Entry& entry : EntriesOf(document)) {
       if (entry.key != "schema") {
-        Store(job, JobFields(), entry, {"schema"});
+        if (!TakeProcess(job.process, entry)) Store(job, JobFields(), entry, ProcessKeys());
       } else if (const std::string schema = Text(entry); schema != kJobSchema && schema != kOldJobSchema) {
         Refuse(entry.node.source(), fmt::format("schema is not \"{}\"", kJobSchema));
       }
@@ -258,6 +258,27 @@ class Reader {
     });
   }
 
+  // What else a job may hold, for messages about what it may not.
+  static std::vector<std::string> ProcessKeys() {
+    std::vector<std::string> keys{"schema"};
+    for (const ProcessField& field : ProcessFields()) keys.emplace_back(field.key);
+    return keys;
+  }
+  bool TakeProcess(MachineProcess& process, const Entry& entry) const {
+    for (const ProcessField& field : ProcessFields()) {
+      if (entry.key != field.key) continue;
+      const std::optional<std::string> text = TextOrNumber(entry.node);
+      if (!text) Refuse(entry, "is neither a text nor a number");
+      try {
+        StoreProcess(process, field, *text);
+      } catch (const std::invalid_argument& error) {
+        Refuse(entry.node.source(), entry.given + ": " + error.what());
+      }
+      return true;
+    }
+    return false;
+  }
+
   // Stores what an entry holds in its field of a job or part; names that are no text stand under
   // "file_bytes".
   template <class Owner>
@@ -298,7 +319,8 @@ class Writer {
   explicit Writer(Units units) : units_(units) {}
 
   template <class Owner>
-  std::string Fields(const Owner& owner, const std::vector<JobField<Owner>>& fields) {
+  std::string Fields(const Owner& owner, const std::vector<JobField<Owner>>& fields,
+                     const std::string& more = "") {
     for (const JobField<Owner>& field : fields) {
       key_ = field.key;
       when_set_ = (field.use & JobField<Owner>::kWhenSet) != 0;
@@ -319,7 +341,7 @@ class Writer {
           },
           field.member);
     }
-    return lines_ + tables_;
+    return lines_ + more + tables_;
   }
 
  private:
@@ -408,7 +430,14 @@ Job ReadJobFile(const HeldFolder& folder, const std::string& name) {
 }
 
 std::string JobFileText(const Job& job) {
-  return fmt::format("schema = \"{}\"\n", kJobSchema) + Writer(job.units).Fields(job, JobFields());
+  std::string process;
+  for (const ProcessField& field : ProcessFields()) {
+    const auto value = ProcessText(job.process, field);
+    const bool number =
+        value && std::holds_alternative<std::optional<double> MachineProcess::*>(field.member);
+    if (value) process += fmt::format("{} = {}\n", field.key, number ? *value : Quoted(*value));
+  }
+  return fmt::format("schema = \"{}\"\n", kJobSchema) + Writer(job.units).Fields(job, JobFields(), process);
 }
 
 }  // namespace trqprep

@@ -365,12 +365,8 @@ bool SayTooLarge(Observer& observer, const Plate& plate) {
 }
 
 void AddPiece(Plate& plate, Piece piece) {
-  const CTL& mesh = *plate.parts[piece.part].input.mesh;
-  piece.vertices.reserve(size_t(mesh.num_vertices()));
-  for (int i = 0; i < mesh.num_vertices(); ++i) {
-    const Point moved = piece.matrix.Apply(PointOf(mesh.vertices()[i]));
-    piece.box.Add(PointOf(piece.vertices.emplace_back(float(moved[0]), float(moved[1]), float(moved[2]))));
-  }
+  piece.vertices = PlacedVertices(*plate.parts[piece.part].input.mesh, piece.matrix);
+  for (const PbVec3f& vertex : piece.vertices) piece.box.Add(PointOf(vertex));
   plate.extent.Add(piece.box);
   plate.pieces.push_back(std::move(piece));
 }
@@ -431,6 +427,16 @@ std::vector<Message> CheckPieces(Observer& observer, Plate& plate) {
   }
   plate.closest = pieces.closest;
   return findings;
+}
+
+std::vector<PbVec3f> PlacedVertices(const CTL& mesh, const Matrix4& matrix) {
+  std::vector<PbVec3f> vertices;
+  vertices.reserve(size_t(mesh.num_vertices()));
+  for (int i = 0; i < mesh.num_vertices(); ++i) {
+    const Point moved = matrix.Apply(PointOf(mesh.vertices()[i]));
+    vertices.emplace_back(float(moved[0]), float(moved[1]), float(moved[2]));
+  }
+  return vertices;
 }
 
 trq::core::MeshView PieceView(const Plate& plate, const Piece& piece) {

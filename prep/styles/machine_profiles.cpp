@@ -42,6 +42,23 @@ std::optional<int> TypeOf(const std::string& path, const toml::node& node) {
   return *type;
 }
 
+void TakeProcess(const std::string& path, const std::string& key, const toml::node& node,
+                 MachineProcess& process) {
+  std::vector<std::string> known{"type", "vat", "styles"};
+  for (const ProcessField& field : ProcessFields()) {
+    known.emplace_back(field.key);
+    if (key != field.key) continue;
+    const std::optional<std::string> text = TextOrNumber(node);
+    if (!text) Refuse(path, node.source(), "'" + key + "' is neither a text nor a number");
+    try {
+      return StoreProcess(process, field, *text);
+    } catch (const std::invalid_argument& error) {
+      Refuse(path, node.source(), key + ": " + error.what());
+    }
+  }
+  Refuse(path, node.source(), "there is no entry '" + key + "' in a machine", DidYouMean(key, known));
+}
+
 MachineProfile ProfileOf(const std::string& path, const std::string& name, const toml::table& table) {
   MachineProfile profile;
   profile.name = name;
@@ -58,8 +75,7 @@ MachineProfile ProfileOf(const std::string& path, const std::string& name, const
     } else if (key == "styles") {
       profile.style_root = TextOf(path, key, node);
     } else {
-      Refuse(path, node.source(), "there is no entry '" + key + "' in a machine",
-             DidYouMean(key, {"type", "vat", "styles"}));
+      TakeProcess(path, key, node, profile.process);
     }
   }
   return profile;

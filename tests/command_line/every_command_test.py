@@ -10,6 +10,8 @@ from support import *
 # What neither writes nor stands among the readers of faults.py.
 OTHERS = [["verify", "out"], ["explain", "Z-GAP"], ["vents", "list", "part.V_D"], ["slc", "info", "cone.slc"],
           ["slc", "verify", "cone.slc"], ["slc", "area", "cone.slc"], ["slc", "diff", "cone.slc", "cone.slc"],
+          ["estimate", "cone.slc", "--style", "style.sty", "--recoat", "style.rcs", "--power", "250", "--dp-unit", "mm",
+           "--ec-unit", "mJ/cm2", "--travel", "300mm", "--delay-unit", "s"], ["estimate", "out"],
           ["style", "get", "style.sty", "Layer Thickness"], ["style", "verify", "style.sty"],
           ["recoat", "show", "style.rcs"], ["recoat", "get", "style.rcs", "Z Wait"],
           ["recoat", "diff", "style.rcs", "other.rcs"], ["recoat", "verify", "style.rcs"], ["completion", "bash"], ["version"]]

@@ -40,6 +40,11 @@ class Formats(ToolTest):
     def test_every_key_of_a_job_is_in_the_document_and_the_other_way_round(self):
         fields = set(re.findall(r'^ +\{"([\w-]+)", (?:nullptr|")', (SOURCE / "prep/plate/job.cpp").read_text(), re.M))
         self.assertIn("rotate-z", fields)
+        process = re.findall(r'^ +\{"([\w-]+)", "', (SOURCE / "prep/styles/machine_process.cpp").read_text(), re.M)
+        self.assertIn("power", process)
+        fields |= set(process)
+        profiles = (FORMATS / "machine-profiles.md").read_text()
+        self.assertEqual(set(re.findall(r"^\| `([\w-]+)`", profiles, re.M)), {"type", "vat", "styles", *process})
         rows = set(re.findall(r"^\| `(?:\[\[)?(?:part\.)?([\w-]+)", (FORMATS / "job-file.md").read_text(), re.M))
         self.assertEqual(rows, fields | {"schema", "band", "damage", "upgraded"})
 

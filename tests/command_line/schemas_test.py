@@ -16,7 +16,7 @@ from style_files import *
 from support import *
 
 # Documents that are no command's.
-FILES = {"build-folder", "build-style", "checks", "job", "plates", "recoat-style", "usage"}
+FILES = {"build-folder", "build-style", "checks", "estimates", "job", "plates", "recoat-style", "usage"}
 
 
 def files():
@@ -237,6 +237,23 @@ class Outputs(ToolTest):
         self.said("slc", "copy", "three.slc", "-o", "again.slc")
         self.said("slc", "mirror", "three.slc", "--axis", "x", "-o", "mirrored.slc")
 
+    def estimates(self):
+        shutil.copy(SOURCE / "examples/contours/cone.slc", self.folder)
+        self.said("estimate", "cone.slc")
+        given = {"beam": "0.1mm", "power": 200, "travel": "300mm", "delay-unit": "s", "recoat-unit": "mm", "dp-unit": "mm",
+                 "ec-unit": "mJ/cm2", "sweeps": "normal", "speed-factor": 0.8}
+        self.write("Draws.sty", build_style(0.5, Dp=0.15, Ec=10, Large_Up_NumFills=1, Large_Up_Fill_Spacing_1=0.1,
+                                            Large_Up_Fill_Cure_Depth_1=0.2, Large_LayerNumHatches=1))
+        self.write("Dips.rcs", recoat_style(sweeps=1, change=lambda r: (setattr(r["Z Dip Distance"], "value", 5),
+                                                                        setattr(r["Z Wait"], "value", 2))))
+        self.said("estimate", "cone.slc", "--style", "Draws.sty", "--recoat", "Dips.rcs")
+        options = [text for key, value in given.items() for text in ("--" + key, str(value))]
+        self.said("estimate", "cone.slc", "--style", "Draws.sty", "--recoat", "Slow.rcs", *options)
+        self.write("process.toml", "[lab]\ntype = \"TRQ-E7\"\n" + "".join(f"{k} = {json.dumps(v)}\n" for k, v in given.items()))
+        self.said("build", "box.stl", "--style", "Draws.sty", "--recoat", "Slow.rcs", "--machines", "process.toml", "--slice",
+                  "--time", "0", "-o", "estimated")
+        self.take_folder("estimated")
+
     def vents(self):
         self.said("vents", "find", "box.stl")
         self.said("vents", "add", "box.stl", "--vent", "1", "--drain", "1")
@@ -376,7 +393,7 @@ class Outputs(ToolTest):
         self.said("style", exit=USAGE)
 
     def test_every_field_stands_in_an_output_and_what_is_no_field_is_noticed(self):
-        for scene in (self.styles, self.meshes, self.contours, self.vents, self.builds, self.findings, self.others):
+        for scene in (self.styles, self.meshes, self.contours, self.estimates, self.vents, self.builds, self.findings, self.others):
             scene()
         with self.subTest("every command was run"):
             self.assertEqual({schemas.name_of(d) for d in self.documents}, set(schemas.names()))

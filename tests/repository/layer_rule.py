@@ -6,7 +6,7 @@ The rule: the layers of the library include one another in one direction only; o
 the library needs nothing but the C++ standard library; the rooms of prep/ include one another in one direction only, and
 their headers nothing but exported ones and the C++ standard library; tool and example programs see the installed headers
 only; nesting/ knows nothing but itself, its header and the C++ standard library; slicing/ knows the installed headers and Clipper
-besides, view/ them and libpng; POSIX headers stand in host/, prep/files/ and tools/trqprep/cli/; no two files have the same name.
+besides, view/ them and libpng, estimate/ slicing/; POSIX headers stand in host/, prep/files/ and tools/trqprep/cli/; no two files have the same name.
 """
 
 import os
@@ -37,9 +37,11 @@ ROOM_BELOW = {
 }
 
 # Rooms beside prep/, below all of its rooms, and the headers of include/trqprep/ that are theirs.
-ALONE = {"nesting": ["nesting.h"], "slicing": ["slicing.h", "layer_plan.h", "layer_findings.h"], "view": ["layer_picture.h"]}
-# What these know besides themselves: exported headers of the library, and others' libraries.
+ALONE = {"nesting": ["nesting.h"], "slicing": ["slicing.h", "layer_plan.h", "layer_findings.h"], "view": ["layer_picture.h"],
+         "estimate": ["estimate.h"]}
+# What these know besides themselves: exported headers of the library, each other, and others' libraries.
 ALONE_KNOWS_LIBRARY = {"slicing", "view"}
+ALONE_BELOW = {"estimate": ["slicing"]}
 ALONE_LIBRARIES = {"slicing": ["polyclipping"], "view": ["png.h"]}
 
 # The headers of include/trqprep/ that no source file of prep/ is named after.
@@ -198,8 +200,9 @@ def alone_fault(room, included, angled):
         return None if known else "is not of the C++ standard library"
     if first == "trq" and room in ALONE_KNOWS_LIBRARY:
         return None if included[4:] in HEADER_LAYER else "is no exported header"
-    if first == room or (first == "trqprep" and rest in ALONE[room]):
-        return None
+    for known in [room] + ALONE_BELOW.get(room, []):
+        if first == known or (first == "trqprep" and rest in ALONE[known]):
+            return None
     return "is outside of %s/, which knows nothing else" % room
 
 

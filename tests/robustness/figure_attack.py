@@ -45,28 +45,32 @@ COMMANDS = {
     "cone.slc": ["info {}", "slc info {}", "slc verify {}", "slc copy {} -o o.slc", "slc mirror {} --axis x -o o.slc",
                  "slc mirror {} --axis z --plane 3 -o o.slc", "slc svg {} --layer 3 -o o.svg", "check {}",
                  "slc png {} --layers 1,3 --size 40 -o o", "slc sheet {} --size 40 -o o.png", "slc area {} --csv", "slc diff {} {}",
-                 "slc svg {} --layers all --problems -o o", "check {} --slices"],
+                 "slc svg {} --layers all --problems -o o", "check {} --slices",
+                 "estimate {} --style style.sty --recoat style.rcs --power 250 --dp-unit mm --ec-unit mJ/cm2 --travel 300mm --delay-unit s",
+                 "estimate {} cone.slc"],
     "style.sty": STYLE + ["build box.stl --style {} --engine grid --rotations 1 -o o", "zcomp part.stl --style {} -o o.stl",
-                          "check job.toml", "build box.stl --style {}@0:5 --force-checks --time 0 -o o"],
+                          "check job.toml", "build box.stl --style {}@0:5 --force-checks --time 0 -o o",
+                          "estimate cone.slc --style {} --power 250 --dp-unit mil --ec-unit mJ/cm2"],
     "old.sty": STYLE + ["build box.stl --style {} --engine grid --rotations 1 -o o"],
     "style.rcs": STYLE + ["build box.stl --recoat {} --engine grid --rotations 1 -o o", "recoat sweeps {} --add gap=100,velocity=2 -o o.rcs",
-                          "recoat sweeps {}"],
+                          "recoat sweeps {}", "estimate cone.slc --recoat {} --travel 300mm --delay-unit ms",
+                          "estimate cone.slc --recoat {} --travel 300mm --sweeps secondary --recoat-unit in"],
     "old.rcs": STYLE + ["build box.stl --recoat {} --engine grid --rotations 1 -o o"],
     "legacy.rcs": STYLE + ["build box.stl --recoat {} --engine grid --rotations 1 -o o"],
     "style.json": ["style import {} -o o.sty", "info {}", "recoat import {} -o o.rcs"],
     "recoat.json": ["recoat import {} -o o.rcs", "info {}"],
-    "job.toml": ["check {}", "build {} -o o", "build {} --force-checks -o o", "info {}", "check {} --strict"],
+    "job.toml": ["check {}", "build {} -o o", "build {} --force-checks -o o", "info {}", "check {} --strict", "estimate {}"],
     "machines.toml": ["machines --machines {}", "build box.stl --machines {} --machine Bench --engine grid --rotations 1 -o o",
-                      "check box.stl --machines {} --machine Bench"],
-    "out/build.json": ["verify out", "check out", "info out", "build box.stl --engine grid --rotations 1 -o out --force", "verify out --strict"],
-    "out/build.toml": ["build out/build.toml -o o", "check out/build.toml", "verify out", "check out"],
+                      "check box.stl --machines {} --machine Bench", "estimate cone.slc --style style.sty --machines {} --machine Bench"],
+    "out/build.json": ["verify out", "check out", "info out", "build box.stl --engine grid --rotations 1 -o out --force", "verify out --strict", "estimate out"],
+    "out/build.toml": ["build out/build.toml -o o", "check out/build.toml", "verify out", "check out", "estimate out"],
     "out/checks.json": ["verify out", "check out"],
     "out/plate.stl": ["verify out", "info out/plate.stl"],
     "out/meshes/part-1.ctl": ["verify out", "check out", "info {}"],
     "out/meshes/part-1.V_D": ["verify out", "vents list {}"],
-    "out/styles/style.sty": ["verify out", "check out", "build out/build.toml -o o"],
-    "out/styles/style.rcs": ["verify out", "check out", "build out/build.toml -o o"],
-    "out/parts/part.stl": ["verify out", "check out", "build out/build.toml -o o"],
+    "out/styles/style.sty": ["verify out", "check out", "build out/build.toml -o o", "estimate out"],
+    "out/styles/style.rcs": ["verify out", "check out", "build out/build.toml -o o", "estimate out"],
+    "out/parts/part.stl": ["verify out", "check out", "build out/build.toml -o o", "estimate out"],
 }
 KEPT = {"style": "other.sty", "recoat": "other.rcs"}
 
@@ -77,6 +81,12 @@ seed = 3
 machine = "TRQ-E7"
 strict = true
 allow = ["NO-RECOAT"]
+beam = "0.1mm"
+power = 250
+travel = 300
+delay-unit = "s"
+dp-unit = "mm"
+ec-unit = "mJ/cm2"
 [[style]]
 file = "style.sty"
 [[recoat]]
@@ -97,6 +107,10 @@ MACHINES = """[Bench]
 type = "TRQ-E7"
 vat = "120x120x100mm"
 styles = "styles"
+power = 250
+dp-unit = "mil"
+ec-unit = "mJ/cm2"
+speed-factor = 0.7
 [Small]
 type = 6
 vat = "2x2x2in"

@@ -159,6 +159,18 @@ TEST(StyleStack, ZCorrectionCountsHatchesUpToTheSpacing) {
   EXPECT_EQ(trq::core::ZCorrection(style, TRQ_D6, 0.25f), 0);
 }
 
+TEST(StyleStack, LargeParametersAreForFourMachinesUnlessTheStyleIsForTheSmallSpot) {
+  KVBUILDSTYLE style;
+  for (const TRQ_TYPE machine : {TRQ_E7, TRQ_MIRRA_MAX, TRQ_ALTOR900, TRQ_ALTOR800}) {
+    EXPECT_TRUE(trq::core::UsesLargeSpot(style, machine)) << machine;
+  }
+  for (const TRQ_TYPE machine : {TRQ_A1, TRQ_B2, TRQ_C3, TRQ_NONE}) {
+    EXPECT_FALSE(trq::core::UsesLargeSpot(style, machine)) << machine;
+  }
+  style.SmallSpotOnlyFlag.SetValue(1);
+  EXPECT_FALSE(trq::core::UsesLargeSpot(style, TRQ_E7));
+}
+
 TEST(StyleStack, WidestDownHatchIsThatOfFour) {
   KVBUILDSTYLE style;
   style.SmallDownHatchSpacing1.SetValue(0.1f);

@@ -8,6 +8,7 @@ const CommandList kCommands = {
     AddVerify,
     AddInfo,
     AddCheck,
+    AddEstimate,
     AddConvert,
     AddExplain,
     AddTransform,

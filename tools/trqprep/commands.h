@@ -13,6 +13,7 @@ void AddBuild(CommandTree& tree);
 void AddVerify(CommandTree& tree);
 void AddInfo(CommandTree& tree);
 void AddCheck(CommandTree& tree);
+void AddEstimate(CommandTree& tree);
 void AddConvert(CommandTree& tree);
 void AddExplain(CommandTree& tree);
 void AddTransform(CommandTree& tree);

@@ -31,7 +31,8 @@ void RefuseMistake(const Job& job) {
   if (const auto mistake = FindMistake(job)) FailUsage("", mistake->text, mistake->hint);
 }
 
-// What --machine names: a profile of --machines, or a machine type.
+}  // namespace
+
 void ChooseMachine(const std::string& name, const std::string& profiles_file, bool vat_given, Job& job) {
   std::vector<std::string> names;
   if (!profiles_file.empty()) {
@@ -41,6 +42,7 @@ void ChooseMachine(const std::string& name, const std::string& profiles_file, bo
       // A file with a single profile needs no --machine.
       if (profile.name != name && !(name.empty() && profiles.size() == 1)) continue;
       job.machine = profile.type;
+      job.process = profile.process;
       if (profile.vat && !vat_given) job.vat = *profile.vat;
       // The folder of a profile is seen from the profile file.
       job.style_root = profile.style_root;
@@ -53,8 +55,6 @@ void ChooseMachine(const std::string& name, const std::string& profiles_file, bo
   }
   if (!name.empty()) job.machine = MachineByName(name, names);
 }
-
-}  // namespace
 
 JobOptions::JobOptions(Command& command, bool whole) : app_(command.app), whole_(whole) {
   arguments_ =

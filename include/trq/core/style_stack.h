@@ -30,6 +30,10 @@ TRQ_EXPORT void InsertByStart(std::vector<StyleBand>& stack, const StyleBand& fr
 /// `stack` stands from the bottom upward and does so afterwards.
 TRQ_EXPORT void InsertByRange(std::vector<StyleBand>& stack, const StyleBand& fresh, double tolerance);
 
+/// Whether a machine takes the "Large" parameters of a style: it has a large spot, and the style's "Small
+/// Spot Only Flag" is zero.
+TRQ_EXPORT bool UsesLargeSpot(const KVBUILDSTYLE& style, TRQ_TYPE machine);
+
 /// The depth to which the down-facing skin of a style cures, in layers beyond the first: MODEL::
 /// KVcalc_zcorrection says how. `spacing` is the widest hatch spacing that counts on machines with one spot
 /// size, in the style's units; WidestDownHatchSpacing makes every hatch count.
