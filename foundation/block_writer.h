@@ -1,13 +1,30 @@
-/// Output in large blocks.
+/// Output in large blocks, and of numbers.
 #pragma once
 
 #include <cstddef>
 #include <cstring>
 #include <memory>
 
+#include "foundation/host_order.h"
 #include "trq/core/bytes.h"
 
 namespace trq::detail {
+
+/// Writes numbers of four bytes as files have them. False when the sink failed.
+inline bool WriteWords(core::ByteSink& sink, const void* words, size_t count) {
+  if constexpr (kHostIsLittle) return count == 0 || sink.Write(words, 4 * count);
+  uint32_t block[1024];
+  const auto* from = static_cast<const unsigned char*>(words);
+  while (count > 0) {
+    const size_t some = count < 1024 ? count : 1024;
+    std::memcpy(block, from, 4 * some);
+    WordsToHostOrder(block, some);
+    if (!sink.Write(block, 4 * some)) return false;
+    from += 4 * some;
+    count -= some;
+  }
+  return true;
+}
 
 /// Collects pieces of bounded size and writes them in blocks of 1 MB: systems write a file of large blocks
 /// much faster than one of small ones, and whole blocks pass a stream's own buffer. A failure stays on record

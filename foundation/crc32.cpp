@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "foundation/little_endian.h"
+#include "foundation/host_order.h"
 
 namespace trq::detail {
 

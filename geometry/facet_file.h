@@ -8,15 +8,11 @@
 
 #include "foundation/block_writer.h"
 #include "foundation/canonical_nan.h"
-#include "foundation/little_endian.h"
+#include "foundation/host_order.h"
 #include "trq/core/stl.h"
 #include "trq/foundation.h"
 
 namespace trq::detail {
-
-#if defined(__BYTE_ORDER__)
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "floats are written as they lie in memory");
-#endif
 
 class FacetWriter {
  public:
@@ -41,8 +37,7 @@ class FacetWriter {
     unsigned char* record = out_.next();
     for (const float* const numbers : {normal, a, b, c}) {
       for (int i = 0; i < 3; ++i, record += sizeof(float)) {
-        const float written = CanonicalNan(numbers[i]);
-        std::memcpy(record, &written, sizeof written);
+        StoreLittleFloat(record, CanonicalNan(numbers[i]));
       }
     }
     StoreLittle16(record, 0);
@@ -57,6 +52,7 @@ class FacetWriter {
     std::memcpy(record + 12, a, 16);
     std::memcpy(record + 24, b, 16);
     std::memcpy(record + 36, c, 16);
+    WordsToHostOrder(record, 12);
     StoreLittle16(record + 48, attribute);
     out_.Advance(core::kStlFacetSize);
   }

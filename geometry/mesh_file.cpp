@@ -7,7 +7,9 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/block_writer.h"
 #include "foundation/bounded_read.h"
+#include "foundation/host_order.h"
 #include "foundation/number_text.h"
 #include "foundation/vector3.h"
 #include "geometry/ctl_packing.h"
@@ -46,6 +48,21 @@ void ReverseWords(void* data, size_t word_count) {
     word = __builtin_bswap32(word);
     std::memcpy(bytes, &word, 4);
   }
+}
+
+// Words of a file, whose order is `foreign` when it is not that of files.
+void TakeWords(void* data, size_t word_count, bool foreign) {
+  if (foreign == kHostIsLittle) ReverseWords(data, word_count);
+}
+
+// The numbers, not the texts, from the order of files into the machine's, or back.
+void NumbersToHostOrder(CTL_HEADER& header) {
+  const auto in_order = [](auto& first, const auto& behind) {
+    WordsToHostOrder(
+        &first, size_t(reinterpret_cast<const char*>(&behind) - reinterpret_cast<const char*>(&first)) / 4);
+  };
+  in_order(header.num_vertices, header.stl_header);
+  in_order(header.magic, header.reserved_bytes);
 }
 
 // This and the other texts of failures are the interface's.
@@ -119,7 +136,7 @@ core::Result<void> ReadTriangles(core::ByteSource& source, const CTL_HEADER& hea
       error.system_error = system_error;
       return error;
     }
-    if (foreign) ReverseWords(words.data(), wanted);
+    TakeWords(words.data(), wanted, foreign);
     read.grow(done + n);
     UnpackTriangles(words.data(), n, bits, read.get() + done);
     beyond |= AnyIndexBeyond(read.get() + done, n, header.num_vertices);
@@ -137,10 +154,13 @@ core::Result<void> ReadCtlInto(core::ByteSource& source, CTL_HEADER& header, Mes
   if (source.Read(static_cast<void*>(&read), sizeof read) != sizeof read)
     return Failure(source, core::ErrorCode::kUnknownFormat, "Invalid CTL file - No header");
   header = read;
+  NumbersToHostOrder(header);
   bool foreign = false;
   if (header.magic != kMagic) {
     // The header's text is reversed with the rest and stays so.
-    ReverseWords(&header, sizeof header / 4);
+    ReverseWords(&read, sizeof read / 4);
+    header = read;
+    NumbersToHostOrder(header);
     if (header.magic != kMagic)
       return Failure(source, core::ErrorCode::kUnknownFormat, "Invalid CTL file - Invalid Magic Number");
     foreign = true;
@@ -151,7 +171,7 @@ core::Result<void> ReadCtlInto(core::ByteSource& source, CTL_HEADER& header, Mes
   const size_t vertex_count = size_t(header.num_vertices);
   if (!ReadVertices(source, vertex_count, vertices))
     return Failure(source, core::ErrorCode::kCutShort, "Invalid CTL file - Cannot read vertex_array");
-  if (foreign) ReverseWords(vertices.get(), 3 * vertex_count);
+  TakeWords(vertices.get(), 3 * vertex_count, foreign);
 
   size_t index_end = 0;
   core::Result<void> done = ReadTriangles(source, header, foreign, triangles, index_end);
@@ -172,12 +192,13 @@ void WriteHeadAndVertices(core::ByteSink& sink, const core::MeshView& mesh, CTL_
   header.num_vertices = int32_t(mesh.vertex_count);
   header.num_triangles = int32_t(mesh.triangles.size());
   header.format_word = 12;
+  NumbersToHostOrder(header);
   sink.Write(&header, sizeof header);
   std::vector<PbVec3f> block(std::min(mesh.vertex_count, kWrittenVertices));
   for (size_t done = 0; done < mesh.vertex_count;) {
     const size_t n = std::min(block.size(), mesh.vertex_count - done);
     for (size_t i = 0; i < n; ++i) block[i] = placed.Point(mesh.vertices[done + i]);
-    sink.Write(block.data(), n * sizeof(PbVec3f));
+    WriteWords(sink, block.data(), 3 * n);
     done += n;
   }
 }
@@ -223,7 +244,7 @@ void WriteTriangles(core::ByteSink& sink, const core::MeshView& mesh, bool attri
     size_t made = PackTriangles(triangles, n, bits, words.data());
     done += n;
     if (done < count) --made;  // the empty word after whole groups ends the last block only
-    sink.Write(words.data(), made * sizeof(uint32_t));
+    WriteWords(sink, words.data(), made);
   }
 }
 
@@ -239,7 +260,7 @@ bool WriteTrianglesThatDoNotFit(core::ByteSink& sink, R_INT4* triangles, size_t 
   if (uint64_t(PackedBits(vertex_count)) * uint64_t(integers) % 32 == 0) {
     data[words - 1] = 0;  // carries nothing; there is always room, an integer takes fewer than 32 bits
   }
-  sink.Write(data, sizeof(int) * words);
+  WriteWords(sink, data, words);
   packer.unpack(integers);
   return true;
 }
@@ -306,6 +327,7 @@ int CTL::get_units(FILE* f) {
   if (!f || std::fread(static_cast<void*>(&read), 1, sizeof read, f) != sizeof read)
     return trq::component_io::kFailed;
   header = read;
+  NumbersToHostOrder(header);
   std::rewind(f);
   units = header.units;
   return units;

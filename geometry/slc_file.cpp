@@ -5,7 +5,8 @@
 #include <string>
 #include <utility>
 
-#include "foundation/byte_order.h"
+#include "foundation/block_writer.h"
+#include "foundation/host_order.h"
 #include "geometry/mesh_output.h"
 #include "host/file_services.h"
 #include "trq/core/slc.h"
@@ -20,11 +21,10 @@ using trq::SlcLayer;
 using trq::SlcTableEntry;
 using trq::core::ByteSink;
 using trq::core::ByteSource;
-
-// Numbers lie in memory as they lie in the file.
-#if defined(__BYTE_ORDER__)
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "SLC files are read and written without swapping");
-#endif
+using trq::detail::kHostIsLittle;
+using trq::detail::ReverseItems;
+using trq::detail::WordsToHostOrder;
+using trq::detail::WriteWords;
 
 constexpr char kHeaderEnd = 0x1A;
 constexpr int kEndOrBadByte = 0xFF;        // the end of the file arrives as this byte too
@@ -102,6 +102,8 @@ int ReadWordPair(BlockReader& reader, void* first, void* second, int first_short
   if (!reader.Gather(8)) return reader.gathered() < 4 ? first_short : second_short;
   std::memcpy(first, reader.next(), 4);
   std::memcpy(second, reader.next() + 4, 4);
+  WordsToHostOrder(first, 1);
+  WordsToHostOrder(second, 1);
   reader.Skip(8);
   return kOk;
 }
@@ -129,6 +131,7 @@ int ReadLayers(ByteSource& source, std::vector<SlcLayer>& layers) {
       // The count is a claim: no memory before the file is known to be that long.
       const size_t size = kPointSize * vertex_count;
       if (!reader.MayHold(size) || !reader.Gather(size)) return kVerticesShort;
+      WordsToHostOrder(reader.next(), size / 4);
       layer.AddBoundary(vertex_count, gap_count, reinterpret_cast<float*>(reader.next()), reader.block());
       reader.Skip(size);
     }
@@ -162,6 +165,7 @@ int ReadTable(ByteSource& source, uint8_t& count, std::vector<SlcTableEntry>& ta
   for (int i = 0; i < count; ++i) {
     SlcTableEntry entry;
     if (source.Read(&entry, sizeof entry) != sizeof entry) return kTableEntryShort;
+    WordsToHostOrder(&entry, sizeof entry / 4);
     table.push_back(entry);
   }
   return kOk;
@@ -172,22 +176,18 @@ bool WriteHeader(ByteSink& sink, const char* text, size_t length) {
 }
 
 bool WriteTable(ByteSink& sink, uint8_t count, const std::vector<SlcTableEntry>& table) {
-  return sink.Write(&count, 1) &&
-         (table.empty() || sink.Write(table.data(), sizeof(SlcTableEntry) * table.size()));
+  return sink.Write(&count, 1) && WriteWords(sink, table.data(), sizeof(SlcTableEntry) / 4 * table.size());
 }
 
 bool WriteLayers(ByteSink& sink, const std::vector<SlcLayer>& layers) {
   for (const SlcLayer& layer : layers) {
     const uint32_t boundary_count = layer.boundary_count();
-    if (!sink.Write(&layer.z, sizeof layer.z) || !sink.Write(&boundary_count, sizeof boundary_count)) {
-      return false;
-    }
+    if (!WriteWords(sink, &layer.z, 1) || !WriteWords(sink, &boundary_count, 1)) return false;
     if (layer.is_terminator()) continue;
     for (const SlcBoundary& boundary : layer.boundaries()) {
       const uint32_t counts[2] = {boundary.vertex_count, boundary.gap_count};
-      if (!sink.Write(counts, sizeof counts)) return false;
-      const size_t size = kPointSize * boundary.vertex_count;
-      if (size > 0 && !sink.Write(boundary.points, size)) return false;
+      if (!WriteWords(sink, counts, 2)) return false;
+      if (!WriteWords(sink, boundary.points, kPointSize / 4 * boundary.vertex_count)) return false;
     }
   }
   return true;
@@ -342,7 +342,7 @@ int slc::readAndSwap(char* buffer, int size, int count, unsigned swap) {
   const size_t item_size = size_t(size);
   const size_t item_count = size_t(count);
   const size_t got = std::fread(buffer, item_size, item_count, file);
-  if (swap != 0 && got == item_count) trq::detail::ReverseItems(buffer, item_size, item_count);
+  if ((swap != 0) == kHostIsLittle && got == item_count) ReverseItems(buffer, item_size, item_count);
   return int(got);
 }
 
@@ -350,6 +350,8 @@ int slc::swapAndWrite(char* buffer, int size, int count, bool swap) {
   if (!file || !buffer || size < 1 || count < 1) return 0;
   const size_t item_size = size_t(size);
   const size_t item_count = size_t(count);
-  if (swap) trq::detail::ReverseItems(buffer, item_size, item_count);
-  return int(std::fwrite(buffer, item_size, item_count, file));
+  if (swap == kHostIsLittle) ReverseItems(buffer, item_size, item_count);
+  const size_t written = std::fwrite(buffer, item_size, item_count, file);
+  if (!kHostIsLittle) ReverseItems(buffer, item_size, item_count);
+  return int(written);
 }

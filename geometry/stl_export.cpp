@@ -18,7 +18,7 @@
 #include "foundation/block_writer.h"
 #include "foundation/bounded_read.h"
 #include "foundation/canonical_nan.h"
-#include "foundation/little_endian.h"
+#include "foundation/host_order.h"
 #include "geometry/facet_file.h"
 #include "geometry/mesh_output.h"
 #include "geometry/placed_points.h"

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "foundation/bounded_read.h"
-#include "foundation/little_endian.h"
+#include "foundation/host_order.h"
 #include "geometry/mesh_access.h"
 #include "geometry/mesh_transform.h"
 #include "geometry/stl_text.h"

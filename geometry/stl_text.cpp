@@ -16,6 +16,7 @@
 // - The product is off by half a unit in its last place at most; where the rest is so near to one half that
 //   this could matter, to_chars decides.
 #include "geometry/stl_text.h"
+#include "foundation/host_order.h"
 
 #include <algorithm>
 #include <array>
@@ -38,15 +39,13 @@ constexpr size_t kBlock = size_t{1} << 18;
 constexpr size_t kWord = 8;    // characters lexed together
 constexpr size_t kSlack = 16;  // behind a text, as far as lexing looks beyond its end
 
+/// Of which the lowest byte is the first character.
 uint64_t WordAt(const char* p) {
   uint64_t word;
   std::memcpy(&word, p, kWord);
+  ToHostOrder(&word, kWord, 1);
   return word;
 }
-
-#if defined(__BYTE_ORDER__)
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the first character is the lowest byte of a word");
-#endif
 
 /// The first '\n' from `p` on, before `limit` if there is one. Lines are short: a call of memchr costs more.
 const char* FindLineEnd(const char* p, const char* limit) {

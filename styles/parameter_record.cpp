@@ -3,11 +3,11 @@
 #include <type_traits>
 
 #include "foundation/checked_conversions.h"
+#include "foundation/host_order.h"
 #include "styles/style_bytes.h"
 #include "trq/core/style_layout.h"
 
-// The fields are written and read as they lie in memory, of flags the low byte.
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "style files are little-endian");
+using trq::detail::WordsToHostOrder;
 
 namespace {
 
@@ -93,7 +93,8 @@ template <class T>
 int trq::StyleParameterRecord<T>::WriteTo(trq::detail::StyleSink& sink) const {
   unsigned char bytes[trq::core::StyleRecordBytes::kSize];
   const auto listed = int32_t(allowed_.size());
-  auto put = [next = bytes](const auto& field, size_t size) mutable {
+  auto put = [next = bytes](auto field, size_t size) mutable {
+    WordsToHostOrder(&field, 1);
     std::memcpy(next, &field, size);
     next += size;
   };
@@ -105,8 +106,7 @@ int trq::StyleParameterRecord<T>::WriteTo(trq::detail::StyleSink& sink) const {
   put(minimum_, 4);
   put(maximum_, 4);
   put(listed, 4);
-  const bool written = sink.Write(bytes, sizeof bytes) &&
-                       (allowed_.empty() || sink.Write(allowed_.data(), sizeof(T) * allowed_.size()));
+  const bool written = sink.Write(bytes, sizeof bytes) && sink.Words(allowed_.data(), allowed_.size());
   return written ? trq::style_file::kOk : trq::style_file::kWriteFailed;
 }
 
@@ -121,7 +121,7 @@ template <class T>
 int trq::StyleParameterRecord<T>::ReadFrom(trq::detail::StyleSource& source, T* stored_maximum) {
   float version = source.version;
   T value;
-  if (!source.ReadAll(&value, sizeof value)) return trq::style_file::kReadFailed;
+  if (!source.Word(&value)) return trq::style_file::kReadFailed;
   value_ = value;
   // Kept: a float record asked for with version 0 takes its own value for the version; an integer record
   // never.
@@ -137,7 +137,9 @@ int trq::StyleParameterRecord<T>::ReadFrom(trq::detail::StyleSource& source, T* 
   auto take = [next = bytes, end = bytes + source.Read(bytes, wanted)](auto& field,
                                                                        std::ptrdiff_t size) mutable {
     if (end - next < size) return false;
+    WordsToHostOrder(&field, 1);  // what is not read, of a flag, stays
     std::memcpy(&field, next, size_t(size));
+    WordsToHostOrder(&field, 1);
     next += size;
     return true;
   };
@@ -153,6 +155,7 @@ int trq::StyleParameterRecord<T>::ReadFrom(trq::detail::StyleSource& source, T* 
     T values[256];
     const size_t piece = std::min<size_t>(size_t(listed), std::size(values));
     const size_t came = source.Read(values, sizeof(T) * piece) / sizeof(T);
+    WordsToHostOrder(values, came);
     for (size_t i = 0; i < came; ++i) {
       allowed_.push_back(values[i]);
       if (values[i] < minimum_) minimum_ = values[i];

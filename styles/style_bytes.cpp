@@ -1,6 +1,9 @@
 #include "styles/style_bytes.h"
 
 #include <algorithm>
+#include <vector>
+
+#include "foundation/host_order.h"
 
 namespace trq::detail {
 namespace {
@@ -27,6 +30,14 @@ bool StyleSink::Write(const void* from, size_t size) {
   return bytes_ != nullptr;
 }
 
+bool StyleSink::Words(const void* words, size_t count) {
+  if constexpr (kHostIsLittle) return count == 0 || Write(words, 4 * count);
+  std::vector<uint32_t> swapped(count);
+  if (count != 0) std::memcpy(swapped.data(), words, 4 * count);
+  WordsToHostOrder(swapped.data(), count);
+  return count == 0 || Write(swapped.data(), 4 * count);
+}
+
 bool StyleSink::Padded(const char* bytes, size_t length, size_t width) {
   char field[kWidestText] = {};
   std::memcpy(field, bytes, std::min(length, width));
@@ -50,6 +61,7 @@ bool StyleSource::Word(void* word) {
   char bytes[4];
   if (!ReadAll(bytes, sizeof bytes)) return false;
   std::memcpy(word, bytes, sizeof bytes);
+  WordsToHostOrder(word, 1);
   return true;
 }
 

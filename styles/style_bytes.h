@@ -30,7 +30,7 @@ class StyleSource {
   /// The bytes up to the first NUL, or all of them.
   bool Text(CString& text, size_t width);
   bool RawText(CString& text, size_t width);
-  bool Word(void* word);
+  bool Word(void* word);  ///< a number of four bytes
 
   float version = 0;             ///< records are read in the form of that file version
   int32_t sweep_counts[3] = {};  ///< as they stand in the file
@@ -61,7 +61,8 @@ class StyleSink {
   }
   /// `width` bytes as they are, zeros where the text is shorter.
   bool RawText(const CString& text, size_t width) { return Padded(text, text.str().size(), width); }
-  bool Word(const void* word) { return Write(word, 4); }
+  bool Word(const void* word) { return Words(word, 1); }
+  bool Words(const void* words, size_t count);
 
  private:
   bool Padded(const char* bytes, size_t length, size_t width);

@@ -95,8 +95,7 @@ int trq::StyleWithFile::writeCrcValue(CString given) {
   if (result != trq::style_file::kOk) return result;
   FileHandle stream = OpenFile(path, "rb+");
   if (!stream) return trq::style_file::kCannotOpen;
-  const bool written = std::fseek(stream.get(), 0, SEEK_END) == 0 &&
-                       std::fwrite(&crc, 1, kCrcBytes, stream.get()) == kCrcBytes;
+  const bool written = std::fseek(stream.get(), 0, SEEK_END) == 0 && StyleSink(stream.get()).Word(&crc);
   const bool closed = CloseChecked(std::move(stream));  // flushes first
   return written && closed ? trq::style_file::kOk : trq::style_file::kWriteFailed;
 }

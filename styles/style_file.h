@@ -66,7 +66,7 @@ template <class Style>
 int DispatchRead(Style& style, StyleSource& source) {
   const long start = source.Position();
   float version = 0;
-  if (start < 0 || !source.ReadAll(&version, sizeof version)) return style_file::kReadFailed;
+  if (start < 0 || !source.Word(&version)) return style_file::kReadFailed;
   if (StyleTraits<Style>::Is301(version)) {
     if (!source.GoTo(start)) return style_file::kReadFailed;
     style.Version.SetValue(version);
@@ -132,7 +132,8 @@ std::string BytesOfStyle(const Style& style, core::StyleLayout layout) {
   WritePart(written, StyleSink(bytes),
             layout == core::StyleLayout::k301 ? StylePart::kWhole301 : StylePart::kWhole206);
   const uint32_t crc = style.calcCRC(bytes.data(), int(bytes.size()));
-  return bytes.append(reinterpret_cast<const char*>(&crc), sizeof crc);
+  StyleSink(bytes).Word(&crc);
+  return bytes;
 }
 
 }  // namespace trq::detail
@@ -152,7 +153,7 @@ int trq::StoredStyle<Style>::binaryReadStyle(CString path) {
   const int result = binaryReadStyle();
   if (result != style_file::kOk) return result;
   uint32_t stored = 0;
-  if (!detail::StyleSource(file).ReadAll(&stored, sizeof stored)) return style_file::kReadFailed;
+  if (!detail::StyleSource(file).Word(&stored)) return style_file::kReadFailed;
   style().StoredCRC = stored;
   return style_file::kOk;
 }
@@ -168,7 +169,7 @@ int trq::StoredStyle<Style>::binaryReadStyleHeader(CString path) {
   if (!file.Open(path, "rb")) return style_file::kCannotOpen;
   float version = 0;
   int result = style_file::kReadFailed;
-  if (detail::StyleSource(file).ReadAll(&version, sizeof version)) {
+  if (detail::StyleSource(file).Word(&version)) {
     result = style_file::kUnknownLayout;
     if (detail::IsVersion301Or400(version)) {
       std::rewind(file);

@@ -1,4 +1,5 @@
 #include "styles/style_layout.h"
+#include "foundation/host_order.h"
 
 #include <algorithm>
 #include <iterator>
@@ -10,11 +11,7 @@ Result<std::vector<StyleFilePiece>> CutStyleFile(Span<const StyleLayoutItem> lay
   std::vector<StyleFilePiece> pieces;
   std::vector<int32_t> sweeps;  // of each list, as the count records say
   size_t offset = 0;
-  const auto number_at = [&bytes](size_t at) {
-    int32_t number;
-    std::memcpy(&number, bytes.data() + at, sizeof number);
-    return number;
-  };
+  const auto number_at = [&bytes](size_t at) { return int32_t(detail::LoadLittle32(bytes.data() + at)); };
   const auto add = [&](Kind kind, std::string name, size_t size) {
     const bool is_record = kind != Kind::kWord && kind != Kind::kText && kind != Kind::kBytes;
     if (size > bytes.size() - offset) return false;

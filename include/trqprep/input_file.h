@@ -62,6 +62,9 @@ class InputFile : public trq::core::ByteSource {
   std::uint64_t hashed_ = 0;  // bytes from the start
 };
 
+/// The number of four bytes at a place of a file's bytes, lowest first.
+uint32_t LittleWordAt(const std::string& bytes, std::size_t offset);
+
 /// All bytes of a file of up to 256 MiB, which is to be `what`. Exit 3 when it cannot be read or is larger.
 std::string ReadWholeFile(const std::string& path, const char* what = "a style file");
 std::string ReadWholeFile(InputFile&& file, const char* what);

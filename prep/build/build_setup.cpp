@@ -1,4 +1,5 @@
 #include "trqprep/build_setup.h"
+#include "trqprep/input_file.h"
 
 #include <fmt/format.h>
 
@@ -319,11 +320,7 @@ std::vector<LayerBand> LayerBandsOf(const PartSetup& part) {
   return bands;
 }
 
-int32_t BuildStyleFile::crc() const {
-  int32_t word = 0;
-  std::memcpy(&word, bytes.data() + bytes.size() - sizeof word, sizeof word);
-  return word;
-}
+int32_t BuildStyleFile::crc() const { return int32_t(LittleWordAt(bytes, bytes.size() - sizeof(int32_t))); }
 
 const BuildStyleFile& BuildSetup::FileFor(const std::string& path, StyleKind kind) const {
   for (const Asked& entry : asked) {

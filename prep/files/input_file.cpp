@@ -136,6 +136,12 @@ std::string InputFile::HashOfAll() {
   return hash_->Hex();
 }
 
+uint32_t LittleWordAt(const std::string& bytes, size_t offset) {
+  uint32_t word = 0;
+  for (size_t k = 0; k < 4; ++k) word |= uint32_t(static_cast<unsigned char>(bytes[offset + k])) << 8 * k;
+  return word;
+}
+
 std::string ReadWholeFile(const std::string& path, const char* what) {
   return ReadWholeFile(InputFile(path), what);
 }

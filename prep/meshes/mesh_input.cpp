@@ -1,4 +1,5 @@
 #include "trqprep/mesh_input.h"
+#include "trqprep/input_file.h"
 
 #include <fmt/format.h>
 
@@ -30,9 +31,7 @@ constexpr size_t kCtlMagicOffset = 160;
 
 // 0 where there is none.
 int32_t WordAt(const std::string& bytes, size_t offset) {
-  int32_t word = 0;
-  if (bytes.size() >= offset + sizeof word) std::memcpy(&word, &bytes[offset], sizeof word);
-  return word;
+  return bytes.size() >= offset + sizeof(int32_t) ? int32_t(LittleWordAt(bytes, offset)) : 0;
 }
 
 // The first word between blanks, as an import of text STL sees it: a tab is part of a word. Lower case.

@@ -28,7 +28,9 @@ bool IsVersion301(float version) { return version == kVersion301 || version == 4
 template <class T>
 T At(const std::string& bytes, size_t offset) {
   T value = 0;
-  if (offset + sizeof value <= bytes.size()) std::memcpy(&value, bytes.data() + offset, sizeof value);
+  if (offset + sizeof value > bytes.size()) return value;
+  const uint32_t word = LittleWordAt(bytes, offset);
+  std::memcpy(&value, &word, sizeof value);
   return value;
 }
 
