@@ -55,6 +55,7 @@ std::string SideLine(const SideNumbers& numbers) {
     if (i > 0) line += i % 3 == 0 ? "  " : " ";
     detail::AppendComputed(line, numbers[i]);
   }
+  line.shrink_to_fit();  // of the numbers' longest forms; files have a million lines
   return line;
 }
 

@@ -43,6 +43,9 @@ std::string SideFileOf(const std::string& model) {
 VentsFile ParseVents(const std::string& path, const std::string& text) {
   VentsFile file;
   file.path = path;
+  const auto line_count = size_t(std::count(text.begin(), text.end(), '\n')) + 1;
+  file.lines.reserve(line_count);
+  file.entries.reserve(line_count);
   for (size_t begin = 0; begin < text.size();) {
     const size_t end = std::min(text.find('\n', begin), text.size());
     const std::string line = text.substr(begin, end - begin);

@@ -75,6 +75,9 @@ class Documents(ExampleFolder):
                     shutil.rmtree(path) if path.is_dir() and not path.is_symlink() else path.unlink()
                 self.prepare()
                 (self.folder / "examples").symlink_to(SOURCE / "examples")
+                # Files whose content the document shows: "..., `NAME`:" before the block.
+                for name, content in re.findall(r"`([\w.-]+)`:\n\n```toml\n(.*?)^```", document.read_text(), re.S | re.M):
+                    self.write(name, content)
                 for line in lines:
                     self.run_line(re.sub(r"^\$ ", "", line))
 

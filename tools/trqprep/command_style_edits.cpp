@@ -291,10 +291,11 @@ ExitCode Import(Context& context, const ImportOptions& options, StyleKind kind) 
     Fail(ExitCode::kInput, message);
   }
   // What `export --json` printed holds the style in its data.
-  const Json& data = json.value("data", Json());
+  const Json& whole = json;  // may be large: no copies
+  const Json& exported = whole["data"]["style"];
   StyleDocument style = NewStyle(kind);
   const std::vector<std::string> missing =
-      StyleFromJson(path, data.contains("style") ? data.value("style", Json()) : json, style);
+      StyleFromJson(path, whole["data"].contains("style") ? exported : whole, style);
   const float version = style.FindWord("file_version")->number.AsFloat();
   if (version != 3.01f && !(version == 4.0f && kind == StyleKind::kBuild)) {
     FailInput(Code::kStyleJson, path, fmt::format("\"file_version\" is {}, not 3.01", version),

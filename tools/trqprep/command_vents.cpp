@@ -196,7 +196,8 @@ Json EntryToJson(const VentEntry& entry, size_t number) {
 
 // The side file of the input; exit 3 when there is none.
 VentsFile VentsOf(Context& context, const Options& options) {
-  if (auto file = ReadVentsIfThere(context, options.input, context.options.follow_links)) return *file;
+  if (auto file = ReadVentsIfThere(context, options.input, context.options.follow_links))
+    return std::move(*file);
   return ReadVents(context, SideFileOf(options.input));  // which fails
 }
 
@@ -204,6 +205,8 @@ ExitCode List(Context& context, const Options& options) {
   VentsFile file = VentsOf(context, options);
   const std::optional<InputMesh> mesh = MeshIfThere(context, options.input);
   context.data_units = UnitsOf(context, mesh);
+  file.lines = {};  // a million of them take as much memory as all else
+  file.read.reset();
   const size_t count = file.entries.size();
   std::vector<size_t> all(count);
   std::iota(all.begin(), all.end(), size_t{0});
@@ -365,12 +368,13 @@ ExitCode Move(Context& context, const Options& options) {
   }
   CheckOnPart(context, mesh, file, {chosen.begin(), chosen.end()});
   Save(context, options, file);
-  const Json entries = Json::Rows(
-      chosen.size(), [list = file.entries, which = std::vector<size_t>(chosen.begin(), chosen.end())](
-                         size_t i) { return EntryToJson(list[which[i]], which[i] + 1); });
+  const size_t all = file.entries.size();
+  const Json entries =
+      Json::Rows(chosen.size(),
+                 [list = std::move(file.entries), which = std::vector<size_t>(chosen.begin(), chosen.end())](
+                     size_t i) { return EntryToJson(list[which[i]], which[i] + 1); });
   context.data_units = units;
-  context.Report({{"moved", entries}}, "{output}: {moved:#} of {all:+entry} moved\n",
-                 {{"all", file.entries.size()}});
+  context.Report({{"moved", entries}}, "{output}: {moved:#} of {all:+entry} moved\n", {{"all", all}});
   return ExitCode::kDone;
 }
 
