@@ -41,8 +41,7 @@ bool IsNan(uint32_t bits) { return (bits & 0x7FFFFFFF) > 0x7F800000; }
 /// The words of `bytes` from `at` on that are floats which are not a number.
 void CountNans(const std::string& bytes, std::size_t at, std::size_t floats, int& nans) {
   for (std::size_t i = 0; i < floats; ++i) {
-    uint32_t bits;
-    std::memcpy(&bits, &bytes.at(at + 4 * i), sizeof bits);
+    const uint32_t bits = test_support::WordAt(bytes, at + 4 * i);
     if (!IsNan(bits)) continue;
     ++nans;
     ASSERT_EQ(bits, kNanBits) << "float " << i << " from " << at;

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "tests/support/byte_builder.h"
 #include "tests/support/temp_dir.h"
 #include "trq/recoat.h"
 
@@ -137,11 +138,11 @@ TEST(LegacyRecoatStyle, HostileCountsEndInAShortRead) {
   const TempDir dir;
   std::string bytes = Golden("legacy.rcs");
   int32_t count = INT32_MAX;
-  std::memcpy(&bytes[1113 + 20 * 4], &count, 4);  // the 21st number is the sweep count
+  test_support::PutWord(bytes, 1113 + 20 * 4, count);  // the 21st number is the sweep count
   RECOATSTYLE style(dir.Write("a.rcs", bytes).c_str());
   EXPECT_EQ(style.binaryReadStyle(), -1);
   count = INT32_MIN;
-  std::memcpy(&bytes[1113 + 20 * 4], &count, 4);
+  test_support::PutWord(bytes, 1113 + 20 * 4, count);
   dir.Write("a.rcs", bytes);
   EXPECT_EQ(style.binaryReadStyle(), 0);
   EXPECT_TRUE(style.SweepList->empty());

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "tests/recoat/recoat_styles.h"
+#include "tests/support/byte_builder.h"
 #include "tests/support/temp_dir.h"
 #include "trq/recoat.h"
 
@@ -70,7 +71,7 @@ constexpr std::size_t kBehindFirstCount = 3 * 23 + 4;
 TEST(RecoatStyleFile, Version40IsWrittenInTheNewLayout) {
   std::string expected = Golden("filled_301.rcs");
   const float version = 4.0f;
-  std::memcpy(&expected[0], &version, 4);
+  test_support::PutWord(expected, 0, version);
   const std::string saved = Saved(FilledStyle(), 4.0f);
   EXPECT_EQ(saved.substr(0, saved.size() - 4), expected.substr(0, expected.size() - 4));
 }
@@ -171,13 +172,13 @@ TEST(RecoatStyleFile, HostileCountsEndInAShortRead) {
   for (const int32_t maximum : {INT32_MAX, 1, 1 << 20}) {
     std::string bytes = good;
     // The maximum stands 15 bytes into the record "Num Sweeps".
-    std::memcpy(&bytes[bytes.size() - kBehindFirstCount + 15], &maximum, 4);
+    test_support::PutWord(bytes, bytes.size() - kBehindFirstCount + 15, maximum);
     KVRECOATSTYLE style;
     EXPECT_EQ(ReadBytes(style, bytes), -2) << maximum;
   }
   for (const int32_t maximum : {INT32_MIN, -1, 0}) {
     std::string bytes = good;
-    std::memcpy(&bytes[bytes.size() - kBehindFirstCount + 15], &maximum, 4);
+    test_support::PutWord(bytes, bytes.size() - kBehindFirstCount + 15, maximum);
     KVRECOATSTYLE style;
     EXPECT_EQ(ReadBytes(style, bytes), 0) << maximum;
     EXPECT_EQ(style.GetSweepListSize(), 0);
@@ -187,7 +188,7 @@ TEST(RecoatStyleFile, HostileCountsEndInAShortRead) {
 TEST(RecoatStyleFile, HostileListCountsEndInAShortRead) {
   std::string bytes = Golden("default_301.rcs");
   const int32_t listed = INT32_MAX;
-  std::memcpy(&bytes[bytes.size() - kBehindFirstCount + 19], &listed, 4);
+  test_support::PutWord(bytes, bytes.size() - kBehindFirstCount + 19, listed);
   KVRECOATSTYLE style;
   EXPECT_EQ(ReadBytes(style, bytes), -2);
 }
@@ -195,7 +196,7 @@ TEST(RecoatStyleFile, HostileListCountsEndInAShortRead) {
 TEST(RecoatStyleFile, KeptVersion40IsNoRecoatStyleButHasAHeader) {
   std::string bytes = Golden("filled_301.rcs");
   const float version = 4.0f;
-  std::memcpy(&bytes[0], &version, 4);
+  test_support::PutWord(bytes, 0, version);
   KVRECOATSTYLE style;
   // What stands behind the first word is read as a "Version" record without default (its value is the user
   // level's bits). Its list count is made of the layout words 3 and 4 there: 14 * 256 values do not fit the
@@ -203,7 +204,7 @@ TEST(RecoatStyleFile, KeptVersion40IsNoRecoatStyleButHasAHeader) {
   EXPECT_EQ(ReadBytes(style, bytes), -2);
   // Here 3 * 256 values do, and the value is not 2.06.
   std::string blank = Golden("default_301.rcs");
-  std::memcpy(&blank[0], &version, 4);
+  test_support::PutWord(blank, 0, version);
   EXPECT_EQ(ReadBytes(style, blank), -5);
   const TempDir dir;
   const std::string path = dir.Write("a.rcs", bytes);
@@ -226,7 +227,7 @@ TEST(RecoatStyleFile, HeaderOfOtherVersionsIsRefused) {
 TEST(RecoatStyleFile, OtherVersionRecordsAreRefused) {
   std::string bytes = Golden("default_206.rcs");
   for (const float version : {2.05f, 2.07f, std::nanf("")}) {
-    std::memcpy(&bytes[4], &version, 4);
+    test_support::PutWord(bytes, 4, version);
     KVRECOATSTYLE style;
     EXPECT_EQ(ReadBytes(style, bytes), -5) << version;
   }

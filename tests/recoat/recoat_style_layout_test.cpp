@@ -4,6 +4,7 @@
 #include <map>
 
 #include "tests/recoat/recoat_styles.h"
+#include "tests/support/byte_builder.h"
 #include "tests/support/temp_dir.h"
 #include "trq/core/style_file.h"
 #include "trq/recoat.h"
@@ -115,7 +116,7 @@ TEST(RecoatStyleBytes, AreTheGoldenFilesAndReadAsThey) {
 TEST(RecoatStyleBytes, Version400IsUnknown) {
   std::string bytes = trq::core::StyleFileBytes(KVRECOATSTYLE(), StyleLayout::k301);
   const float version = 4.0f;
-  std::memcpy(&bytes[0], &version, 4);
+  test_support::PutWord(bytes, 0, version);
   KVRECOATSTYLE style;
   const auto read = trq::core::ReadStyle(View(bytes), style);
   ASSERT_FALSE(read.ok());

@@ -146,13 +146,12 @@ TYPED_TEST(StyleContainer, SavedFileEndsWithTheCrcOfAllEarlierBytes) {
   const std::string bytes = WrittenBy<TypeParam>(style);
   const std::string earlier = bytes.substr(0, bytes.size() - 4);
   EXPECT_EQ(bytes.substr(earlier.size()), CrcBytes(earlier));
-  uint32_t stored;
-  std::memcpy(&stored, bytes.data() + earlier.size(), 4);
-  EXPECT_EQ(stored, Style::calcCRC(earlier.data(), static_cast<int>(earlier.size())));
+  EXPECT_EQ(test_support::WordAt(bytes, earlier.size()),
+            Style::calcCRC(earlier.data(), static_cast<int>(earlier.size())));
   Style read;
   const TempDir dir;
   ASSERT_EQ(TypeParam::Load(read, dir.Write("style", bytes)), 0);
-  EXPECT_EQ(read.StoredCRC, stored);
+  EXPECT_EQ(read.StoredCRC, test_support::WordAt(bytes, earlier.size()));
   EXPECT_EQ(read.file, nullptr);
 }
 

@@ -85,4 +85,20 @@ inline std::string Hex(std::string_view bytes) {
   return text;
 }
 
+/// The number of four bytes that begins at a place of a file's bytes, lowest first.
+inline uint32_t WordAt(std::string_view bytes, std::size_t at) {
+  uint32_t word = 0;
+  for (std::size_t k = 0; k < 4; ++k) word |= uint32_t{static_cast<unsigned char>(bytes.at(at + k))} << 8 * k;
+  return word;
+}
+
+/// Puts a float or an integer of four bytes there.
+template <class T>
+void PutWord(std::string& bytes, std::size_t at, T v) {
+  static_assert(sizeof v == 4, "a word");
+  uint32_t bits;
+  std::memcpy(&bits, &v, sizeof bits);
+  bytes.replace(at, 4, ByteBuilder().U32(bits).bytes());
+}
+
 }  // namespace test_support
