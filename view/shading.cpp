@@ -1,6 +1,6 @@
 #include <algorithm>
 #include <cmath>
-#include <optional>
+#include <memory>
 
 #include "view/canvas.h"
 #include "view/facets.h"
@@ -270,7 +270,7 @@ class Grounds {
     y_ = {-u[0] / det, r[0] / det};
     along_x_ = frame.pixel * std::sqrt(x_[0] * x_[0] + x_[1] * x_[1]);
     along_y_ = frame.pixel * std::sqrt(y_[0] * y_[0] + y_[1] * y_[1]);
-    shadow_.emplace(scene, options.threads);
+    shadow_ = std::make_unique<Shadow>(scene, options.threads);
   }
 
   void Draw(Canvas& canvas, std::size_t column, std::size_t row) const {
@@ -319,7 +319,7 @@ class Grounds {
   bool seen_ = false;
   std::array<double, 2> x_{}, y_{};
   double along_x_ = 1, along_y_ = 1;  // of space in a pixel
-  std::optional<Shadow> shadow_;
+  std::unique_ptr<Shadow> shadow_;
 };
 
 // Draws rows of pixels; each thread has rows of its own.

@@ -20,6 +20,7 @@ const CommandList kCommands = {
     AddVents,
     AddSlice,
     AddSlc,
+    AddRender,
     AddStyle,
     AddRecoat,
     AddParams,
