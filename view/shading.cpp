@@ -39,16 +39,24 @@ Normal Unit(const Spot& direction) {
 struct Look {
   std::uint32_t facet = kNone;
   std::uint32_t object = 0;
-  Normal normal;  // towards whoever looks
-  Tint tint;      // in its light
-  Tint line;      // of its edges
+  Normal normal;         // towards whoever looks
+  Tint tint;             // in its light
+  Tint line;             // of its edges
+  bool layered = false;  // of a stack
+};
+
+// What smooth shading needs besides: corners, and the direction of the surface there.
+struct Curve {
+  Tint tint;
+  Spot corners[3];
+  Spot normals[3];
 };
 
 // A soft light from the upper left, a weaker one from the right, and what comes from everywhere.
 Tint Lit(const Tint& tint, const Normal& n) {
   const float key = std::max(0.0f, -0.349f * n.r + 0.549f * n.u + 0.759f * n.t);
   const float fill = std::max(0.0f, 0.80f * n.r + 0.10f * n.u + 0.59f * n.t);
-  const float light = 0.44f + 0.50f * key + 0.13f * fill + 0.04f * n.u;
+  const float light = 0.57f + 0.42f * key + 0.12f * fill + 0.05f * n.u;
   const float gleam = key * key;
   const float shine = 0.07f * gleam * gleam * gleam * gleam;
   const auto channel = [&](float value) { return std::min(1.0f, value * light + shine); };
@@ -59,24 +67,20 @@ Tint Lit(const Tint& tint, const Normal& n) {
 class Looks {
  public:
   Looks(const Scene& scene, const ViewFrame& frame, const RenderOptions& options)
-      : objects_(view::NumberFacets(scene, frame)), frame_(frame), smooth_(options.smooth) {
+      : objects_(view::NumberFacets(scene, frame)), smooth_(options.smooth) {
     marked_.resize(objects_.size());
-    normals_.resize(objects_.size());
+    neighbours_.resize(objects_.size());
     for (std::size_t i = 0; i < objects_.size(); ++i) {
       marked_[i] = objects_[i].object->marked;
       std::sort(marked_[i].begin(), marked_[i].end());
-      if (smooth_) AddNormals(i);
+      if (smooth_) neighbours_[i] = Neighbours(objects_[i].object->mesh);
     }
   }
 
-  std::uint32_t ObjectOf(std::uint32_t facet) const {
-    std::size_t i = objects_.size() - 1;
-    while (i > 0 && (facet < objects_[i].first || objects_[i].count == 0)) --i;
-    return std::uint32_t(i);
-  }
+  bool smooth() const { return smooth_; }
 
-  // `spot`: where it is looked at, for smooth shading.
-  Look Of(std::uint32_t facet, double r, double u) const {
+  // `curve` is filled for smooth shading of a mesh.
+  Look Of(std::uint32_t facet, Curve& curve) const {
     Look look;
     look.facet = facet;
     look.object = ObjectOf(facet);
@@ -84,23 +88,16 @@ class Looks {
     const SceneObject& object = *numbered.object;
     const std::uint32_t number = facet - numbered.first;
     Tint tint = view::TintOf(object.colour);
-    bool inside = false;
     if (number < object.mesh.triangles.size()) {
-      const R_INT4& triangle = object.mesh.triangles[number];
       Spot corners[3];
-      for (int k = 0; k < 3; ++k) corners[k] = numbered.view.At(object.mesh.Corner(triangle, k));
-      Spot normal = Cross(corners[1] - corners[0], corners[2] - corners[0]);
-      inside = normal.t < 0;
+      Spot normal = NormalOf(numbered, number, corners);
+      const bool inside = normal.t < 0;
       if (inside) normal = {-normal.r, -normal.u, -normal.t};
       look.normal = Unit(normal);
-      const bool is_marked =
-          !marked_[look.object].empty() &&
-          std::binary_search(marked_[look.object].begin(), marked_[look.object].end(), number);
       if (inside) tint = view::Mixed(tint, kInside, 0.7f);
-      if (is_marked) tint = kProblem;
-      Normal bent = look.normal;
-      if (smooth_) bent = Bent(look.object, triangle, corners, look.normal, inside, r, u);
-      look.tint = Lit(tint, bent);
+      const std::vector<std::uint32_t>& marked = marked_[look.object];
+      if (!marked.empty() && std::binary_search(marked.begin(), marked.end(), number)) tint = kProblem;
+      if (smooth_) Bend(look, number, inside, corners, tint, curve);
     } else {
       const view::StackPart& part = numbered.PartOf(facet);
       Spot normal;
@@ -113,65 +110,99 @@ class Looks {
       }
       if (normal.t < 0) normal = {-normal.r, -normal.u, -normal.t};
       look.normal = Unit(normal);
-      look.tint = Lit(tint, look.normal);
+      look.layered = true;
     }
+    look.tint = Lit(tint, look.normal);
     look.line = view::Mixed({0, 0, 0}, tint, 0.30f);
     return look;
   }
 
-  bool smooth() const { return smooth_; }
-
- private:
-  // One a vertex: the sum of its facets' normals, weighted by their areas.
-  void AddNormals(std::size_t i) {
-    const trq::core::MeshView& mesh = objects_[i].object->mesh;
-    std::vector<Spot>& normals = normals_[i];
-    normals.assign(mesh.vertex_count, Spot{});
-    for (const R_INT4& triangle : mesh.triangles) {
-      Spot corners[3];
-      for (int k = 0; k < 3; ++k) corners[k] = objects_[i].view.At(mesh.Corner(triangle, k));
-      const Spot normal = Cross(corners[1] - corners[0], corners[2] - corners[0]);
-      for (int k = 0; k < 3; ++k) {
-        const auto index = std::uint32_t(triangle[k]);
-        if (index >= normals.size()) continue;
-        normals[index] = {normals[index].r + normal.r, normals[index].u + normal.u,
-                          normals[index].t + normal.t};
-      }
-    }
-  }
-
-  // The mean of the corners' normals at a place; a corner whose normal is far from the facet's has the
-  // facet's.
-  Normal Bent(std::uint32_t object, const R_INT4& triangle, const Spot (&corners)[3], const Normal& own,
-              bool inside, double r, double u) const {
+  // The tint at a place of a facet whose surface goes on smoothly.
+  static Tint TintAt(const Look& look, const Curve& curve, double r, double u) {
     const auto twice = [](const Spot& a, const Spot& b, double x, double y) {
       return (b.r - a.r) * (y - a.u) - (b.u - a.u) * (x - a.r);
     };
-    const double area = twice(corners[0], corners[1], corners[2].r, corners[2].u);
-    if (area == 0) return own;
-    const Spot flat{own.r, own.u, own.t};
+    const double area = twice(curve.corners[0], curve.corners[1], curve.corners[2].r, curve.corners[2].u);
+    if (look.layered || area == 0) return look.tint;
     Spot sum;
     for (int k = 0; k < 3; ++k) {
-      const double share = twice(corners[(k + 1) % 3], corners[(k + 2) % 3], r, u) / area;
-      const auto index = std::uint32_t(triangle[k]);
-      Spot normal = flat;
-      if (index < normals_[object].size()) {
-        const Spot& all = normals_[object][index];
-        const double length = std::sqrt(Dot(all, all)) * (inside ? -1 : 1);
-        if (length != 0) {
-          const Spot unit{all.r / length, all.u / length, all.t / length};
-          if (Dot(unit, flat) > kSmooth) normal = unit;
-        }
-      }
+      const double share = twice(curve.corners[(k + 1) % 3], curve.corners[(k + 2) % 3], r, u) / area;
+      const Spot& normal = curve.normals[k];
       sum = {sum.r + share * normal.r, sum.u + share * normal.u, sum.t + share * normal.t};
     }
-    return Unit(sum);
+    return Lit(curve.tint, Unit(sum));
+  }
+
+ private:
+  // The facets around each vertex, one vertex after the other.
+  struct Around {
+    std::vector<std::uint32_t> first, facets;
+  };
+
+  static Around Neighbours(const trq::core::MeshView& mesh) {
+    Around around;
+    around.first.assign(mesh.vertex_count + 2, 0);
+    const auto each = [&](const auto& use) {
+      for (std::size_t i = 0; i < mesh.triangles.size(); ++i) {
+        for (int k = 0; k < 3; ++k) {
+          const auto vertex = std::uint32_t(mesh.triangles[i][k]);
+          if (vertex < mesh.vertex_count) use(vertex, std::uint32_t(i));
+        }
+      }
+    };
+    each([&](std::uint32_t vertex, std::uint32_t) { ++around.first[vertex + 2]; });
+    for (std::size_t i = 2; i < around.first.size(); ++i) around.first[i] += around.first[i - 1];
+    around.facets.resize(around.first.back());
+    each([&](std::uint32_t vertex, std::uint32_t facet) { around.facets[around.first[vertex + 1]++] = facet; });
+    return around;
+  }
+
+  std::uint32_t ObjectOf(std::uint32_t facet) const {
+    const auto behind = std::upper_bound(
+        objects_.begin(), objects_.end(), facet,
+        [](std::uint32_t number, const NumberedObject& object) { return number < object.first; });
+    // Objects without facets begin where the next one does.
+    return std::uint32_t(behind - objects_.begin()) - 1;
+  }
+
+  // As long as twice the area.
+  static Spot NormalOf(const NumberedObject& numbered, std::uint32_t number, Spot (&corners)[3]) {
+    const trq::core::MeshView& mesh = numbered.object->mesh;
+    const R_INT4& triangle = mesh.triangles[number];
+    for (int k = 0; k < 3; ++k) corners[k] = numbered.view.At(mesh.Corner(triangle, k));
+    return Cross(corners[1] - corners[0], corners[2] - corners[0]);
+  }
+
+  // At each corner the sum of the normals of the facets there that go on smoothly.
+  void Bend(const Look& look, std::uint32_t number, bool inside, const Spot (&corners)[3], const Tint& tint,
+            Curve& curve) const {
+    const NumberedObject& numbered = objects_[look.object];
+    const Around& around = neighbours_[look.object];
+    const double sign = inside ? -1 : 1;
+    const Spot own{double(look.normal.r), double(look.normal.u), double(look.normal.t)};
+    curve.tint = tint;
+    for (int k = 0; k < 3; ++k) {
+      curve.corners[k] = corners[k];
+      const auto vertex = std::uint32_t(numbered.object->mesh.triangles[number][k]);
+      Spot sum;
+      if (vertex + 1 < around.first.size()) {
+        for (std::uint32_t i = around.first[vertex]; i < around.first[vertex + 1]; ++i) {
+          Spot others[3];
+          Spot normal = NormalOf(numbered, around.facets[i], others);
+          normal = {sign * normal.r, sign * normal.u, sign * normal.t};
+          const double length = std::sqrt(Dot(normal, normal));
+          if (!(Dot(normal, own) > kSmooth * length)) continue;
+          sum = {sum.r + normal.r, sum.u + normal.u, sum.t + normal.t};
+        }
+      }
+      const double length = std::sqrt(Dot(sum, sum));
+      curve.normals[k] = length > 0 ? Spot{sum.r / length, sum.u / length, sum.t / length} : own;
+    }
   }
 
   std::vector<NumberedObject> objects_;
   std::vector<std::vector<std::uint32_t>> marked_;
-  std::vector<std::vector<Spot>> normals_;
-  const ViewFrame& frame_;
+  std::vector<Around> neighbours_;
   bool smooth_;
 };
 
@@ -298,7 +329,7 @@ class Grounds {
       const float border = inside - Smooth(std::min(to_x, to_y) - 1.3);
       if (border > 0) canvas.Lay(column, row, kInk, 0.55f * border);
       const float shadow = shadow_->At(wx, wy);
-      if (shadow > 0) canvas.Lay(column, row, kShadow, 0.46f * inside * shadow);
+      if (shadow > 0) canvas.Lay(column, row, kShadow, 0.60f * inside * shadow);
     }
   }
 
@@ -337,7 +368,8 @@ class Painter {
         here_(4 * frame.width),
         below_(4 * frame.width),
         dark_here_(frame.width),
-        dark_below_(frame.width) {}
+        dark_below_(frame.width),
+        curves_(looks.smooth() ? kKnown : 1) {}
 
   void Draw(std::size_t from, std::size_t to) {
     const std::size_t first = from > 0 ? from - 1 : 0;
@@ -381,11 +413,13 @@ class Painter {
         }
         const auto facet = std::uint32_t(sample);
         Look& known = known_[facet % kKnown];
-        if (known.facet != facet || looks_.smooth()) {
-          known = looks_.Of(facet, frame_.left + (double(x) + kAcross[k]) * frame_.pixel,
-                            frame_.top - (double(y) + 0.125 + 0.25 * double(k)) * frame_.pixel);
-        }
+        Curve& curve = curves_[looks_.smooth() ? facet % kKnown : 0];
+        if (known.facet != facet) known = looks_.Of(facet, curve);
         seen.look = known;
+        if (looks_.smooth()) {
+          seen.look.tint = Looks::TintAt(known, curve, frame_.left + (double(x) + kAcross[k]) * frame_.pixel,
+                                         frame_.top - (double(y) + 0.125 + 0.25 * double(k)) * frame_.pixel);
+        }
         seen.depth = float(sample >> 32) * depth_unit_;
       }
     }
@@ -404,10 +438,11 @@ class Painter {
     const float jump = b.depth - a.depth;
     if (std::abs(jump) > 2.0f + 1.5f * std::max(slope_a, slope_b)) {
       (jump > 0 ? dark_a : dark_b) += 0.25f;
-    } else if (m.r * n.r + m.u * n.u + m.t * n.t < float(kCrease)) {
-      (jump > 0 ? dark_a : dark_b) += 0.125f;
     } else if (a.look.object != b.look.object) {
       (jump > 0 ? dark_a : dark_b) += 0.2f;
+    } else if (!a.look.layered && m.r * n.r + m.u * n.u + m.t * n.t < float(kCrease)) {
+      // The steps of a stack are told apart by their light alone.
+      (jump > 0 ? dark_a : dark_b) += 0.125f;
     }
   }
 
@@ -446,6 +481,7 @@ class Painter {
   std::vector<Seen> here_, below_;
   std::vector<float> dark_here_, dark_below_;
   Look known_[kKnown];
+  std::vector<Curve> curves_;
 };
 
 // The edges of the vats, behind what stands before them.
@@ -458,9 +494,14 @@ void DrawVats(Canvas& canvas, const Scene& scene, const ViewFrame& frame, const 
       for (std::size_t k = 0; k < 3; ++k) p[k] = ground.corner[k] + (i >> k & 1 ? ground.size[k] : 0);
       return p;
     };
+    // Those of the corner in front would lie over everything.
+    int front = 0;
+    for (int i = 1; i < 8; ++i) {
+      if (projection.DepthOf(corner(i)) < projection.DepthOf(corner(front))) front = i;
+    }
     for (int i = 0; i < 8; ++i) {
       for (int k = 0; k < 3; ++k) {
-        if (i >> k & 1) continue;
+        if (i >> k & 1 || i == front || (i | 1 << k) == front) continue;
         const auto a = corner(i), b = corner(i | 1 << k);
         const bool of_plate = k != 2 && (i & 4) == 0;
         const double deep_a = projection.DepthOf(a), deep_b = projection.DepthOf(b);

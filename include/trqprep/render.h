@@ -59,6 +59,7 @@ struct SceneGround {
   std::array<double, 3> corner{0, 0, 0};  ///< the lower left one
   std::array<double, 3> size{1, 1, 1};
   double margin = 0;  ///< a line so far from the walls; 0: none
+  double shown = 1;   ///< so much of the height is in the picture for sure
 };
 
 /// A place that is marked in front of everything: a dot, with the number beside it unless that is 0.

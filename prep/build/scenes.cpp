@@ -157,6 +157,10 @@ void FileScene::AddBuild(Observer& observer, const HeldFolder& folder) {
   SceneGround ground;
   ground.corner = {next_x_, 0, 0};
   for (size_t k = 0; k < 3; ++k) ground.size[k] = (*vat)[k] * factor;
+  // A vat is much higher than most builds.
+  double highest = 0.25 * std::max(ground.size[0], ground.size[1]);
+  for (const auto& [name, mesh] : read) highest = std::max(highest, 1.15 * mesh.box().max[2] * factor);
+  ground.shown = std::min(ground.size[2], highest);
   ground.margin = margin.is_number() ? margin.get<double>() * factor : 0;
   scene_.grounds.push_back(ground);
   builds_.push_back({HeldFolder(folder.path()), std::move(document), factor, next_x_});

@@ -170,9 +170,8 @@ void AddRender(CommandTree& tree) {
        "both.png"});
   auto& options = command.Runs(Run);
   command.Arguments("IN", options.inputs, "Meshes, slice-contour files and build folders");
-  command.TextOption("--size", options.size, "WxH|thumb",
-                     "Pixels, 16x16 to 4096x4096, or thumb: 256x256 without scale bar (default 800x600)")
-      .Type("SIZE");
+  command.TextOption("--size", options.size, "SIZE",
+                     "Pixels, such as 800x600 (the default), from 16x16 to 4096x4096; thumb is 256x256 without scale bar");
   command.TextOption("--view", options.view, "VIEW",
                      "iso, top, front, left, or AZ:EL, degrees around from the front and above (default iso)");
   command.RepeatedOption("--color", options.colours, "FILE=#RRGGBB",
