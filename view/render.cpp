@@ -68,7 +68,10 @@ Reaches ReachesOf(const Scene& scene, const ViewAxes& axes, int threads) {
   const view::ObjectView view(axes, 1, {0, 0, 0});
   for (const SceneGround& ground : scene.grounds) {
     for (int i = 0; i < 8; ++i) {
-      const auto side = [&](std::size_t k) { return ground.corner[k] + (i >> k & 1 ? (k == 2 ? std::min(ground.size[2], ground.shown) : ground.size[k]) : 0); };
+      const auto side = [&](std::size_t k) {
+        return ground.corner[k] +
+               (i >> k & 1 ? (k == 2 ? std::min(ground.size[2], ground.shown) : ground.size[k]) : 0);
+      };
       all.Add(view.At(side(0), side(1), side(2)));
     }
   }

@@ -153,7 +153,9 @@ class Looks {
     each([&](std::uint32_t vertex, std::uint32_t) { ++around.first[vertex + 2]; });
     for (std::size_t i = 2; i < around.first.size(); ++i) around.first[i] += around.first[i - 1];
     around.facets.resize(around.first.back());
-    each([&](std::uint32_t vertex, std::uint32_t facet) { around.facets[around.first[vertex + 1]++] = facet; });
+    each([&](std::uint32_t vertex, std::uint32_t facet) {
+      around.facets[around.first[vertex + 1]++] = facet;
+    });
     return around;
   }
 
@@ -518,14 +520,22 @@ void DrawVats(Canvas& canvas, const Scene& scene, const ViewFrame& frame, const 
   }
 }
 
-void DrawMarks(Canvas& canvas, const Scene& scene, const ViewFrame& frame) {
+void DrawMarks(Canvas& canvas, const Scene& scene, const ViewFrame& frame, const SampleBuffer& samples) {
   const Projection projection(frame);
+  // Behind something by more than two pixels.
+  const auto hidden = [&](const SceneMark& mark, const Place& place) {
+    if (!(place.x >= 0 && place.y >= 0 && place.x < double(frame.width) && place.y < double(frame.height)))
+      return false;
+    const std::uint64_t sample = samples.at(std::size_t(place.x), std::size_t(place.y), 1);
+    return projection.DepthOf(mark.at) > double(sample >> 32) * frame.depth_unit + 2 * frame.pixel;
+  };
   const auto scale = double(view::LetterScale(frame.width, frame.height));
   const double dot = 1.6 * scale + 0.6;
   for (const SceneMark& mark : scene.marks) {
     const Place place = projection.Of(mark.at);
     canvas.Disc(place, dot + 1, kWhite, 0.9f);
     canvas.Disc(place, dot, kProblem, 1);
+    if (hidden(mark, place)) canvas.Disc(place, dot - scale, kWhite, 1);
   }
   std::vector<Place> taken;
   for (const SceneMark& mark : scene.marks) {
@@ -599,7 +609,7 @@ ColourImage Shade(const Scene& scene, const ViewFrame& frame, const SampleBuffer
     Painter(canvas, looks, grounds, frame, samples, options).Draw(from, to);
   });
   DrawVats(canvas, scene, frame, samples);
-  DrawMarks(canvas, scene, frame);
+  DrawMarks(canvas, scene, frame, samples);
   if (options.scale_bar) DrawScaleBar(canvas, scene, frame);
   return canvas.Picture();
 }

@@ -62,7 +62,8 @@ struct SceneGround {
   double shown = 1;   ///< so much of the height is in the picture for sure
 };
 
-/// A place that is marked in front of everything: a dot, with the number beside it unless that is 0.
+/// A place that is marked in front of everything: a dot, a ring where something lies before it, with the
+/// number beside it unless that is 0.
 struct SceneMark {
   std::array<double, 3> at{0, 0, 0};
   int number = 0;

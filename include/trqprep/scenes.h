@@ -1,4 +1,5 @@
-/// What pictures show: scenes of meshes, slice contours and build folders, and the places of findings in them.
+/// What pictures show: scenes of meshes, slice contours and build folders, and the places of findings in
+/// them.
 #pragma once
 
 #include <cstddef>
@@ -30,14 +31,14 @@ class FileScene {
   void AddMesh(InputMesh input);
   /// All layers, or one (from 0).
   void AddContours(ContourFile file, std::optional<std::size_t> layer = std::nullopt);
-  /// The pieces of a build folder at their places, on its plate in its vat; several builds stand in a row. Exit 3
-  /// where the folder is no build or a file of it cannot be read. Copies of a part have one colour.
+  /// The pieces of a build folder at their places, on its plate in its vat; several builds stand in a row.
+  /// Exit 3 where the folder is no build or a file of it cannot be read. Copies of a part have one colour.
   void AddBuild(Observer& observer, const HeldFolder& folder);
   /// False when there is no input and no part of that name; paths are taken as given.
   bool Colour(const std::string& name, trqprep::Colour colour);
 
-  /// Says what the rules of meshes, layers (of 0.1 mm) and neighbours find, and marks the places with the number
-  /// of the message among those of the observer. Takes the time of the checks.
+  /// Says what the rules of meshes, layers (of 0.1 mm) and neighbours find, and marks the places with the
+  /// number of the message among those of the observer. Takes the time of the checks.
   void MarkProblems(Observer& observer, Units bare, bool follow_links);
   /// Numbers of messages that have a mark.
   const std::vector<std::size_t>& marked() const { return marked_; }
@@ -75,8 +76,8 @@ class FileScene {
   std::vector<std::size_t> marked_;
 };
 
-/// Axes of "iso", "top", "front", "left" or "az:el": degrees around Z from the front, to the right above 0, and
-/// above the plate, -90 to 90. Nothing for any other text.
+/// Axes of "iso", "top", "front", "left" or "az:el": degrees around Z from the front, to the right above 0,
+/// and above the plate, -90 to 90. Nothing for any other text.
 std::optional<ViewAxes> AxesOfView(const std::string& view);
 
 /// Of "#rrggbb".

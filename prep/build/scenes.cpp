@@ -22,7 +22,9 @@ constexpr Colour kColours[] = {
 };
 
 // The distance of the lines on plates.
-double GridOf(Units units) { return units == Units::kInch ? 0.5 : 10 * UnitsFactor(Units::kMillimetre, units); }
+double GridOf(Units units) {
+  return units == Units::kInch ? 0.5 : 10 * UnitsFactor(Units::kMillimetre, units);
+}
 
 constexpr double kThicknessMillimetres = 0.1;
 
@@ -107,7 +109,8 @@ void FileScene::AddBuild(Observer& observer, const HeldFolder& folder) {
   const std::optional<Units> units = UnitsFromName(TextFromJson(Below(document, "units")).value_or(""));
   if (!units) FailBuild(folder, "units");
   const std::optional<Point> vat = PointIn(Below(document, "vat"));
-  if (!vat || !std::all_of(vat->begin(), vat->end(), [](double side) { return side > 0; })) FailBuild(folder, "vat");
+  if (!vat || !std::all_of(vat->begin(), vat->end(), [](double side) { return side > 0; }))
+    FailBuild(folder, "vat");
   const Json& margin = Below(document, "margin");
   std::map<std::string, size_t> colour_of_part;
   std::map<std::string, std::string> file_of_part;
@@ -209,7 +212,8 @@ void FileScene::Mark(size_t index, size_t number, const Message& message) {
 void FileScene::SayAndMark(Observer& observer, size_t object, const std::vector<Message>& messages) {
   for (const Message& message : messages) {
     observer.Say(message);
-    Mark(object, observer.messages().size(), message);
+    // Where a part begins is no problem.
+    if (message.code != Code::kStartsAt) Mark(object, observer.messages().size(), message);
   }
 }
 
@@ -217,8 +221,9 @@ void FileScene::MarkLayers(Observer& observer, size_t index, Units bare, bool fo
   const Source& source = sources_[index];
   if (source.contours) {
     const ContourFile& file = *source.contours;
-    SayAndMark(observer, index,
-               CheckLayers(observer, StackOf(file.contours), {}, file.units, bare, VentsFile(), file.path).messages);
+    SayAndMark(
+        observer, index,
+        CheckLayers(observer, StackOf(file.contours), {}, file.units, bare, VentsFile(), file.path).messages);
     return;
   }
   const InputMesh& input = *source.mesh;
@@ -228,13 +233,14 @@ void FileScene::MarkLayers(Observer& observer, size_t index, Units bare, bool fo
   SayAndMark(observer, index, CheckMesh(input, vents));
   const Box box = input.box();
   SlicingRequest request;
-  request.bands = {{box.min[2], box.max[2],
-                    float(kThicknessMillimetres * UnitsFactor(Units::kMillimetre, input.units))}};
+  request.bands = {
+      {box.min[2], box.max[2], float(kThicknessMillimetres * UnitsFactor(Units::kMillimetre, input.units))}};
   request.how = UsualSliceOptions(input.units);
   try {
     const MeshSlices slices = SliceWhole(observer, input.mesh->view(), box, input.units, request, input.path);
     const LayerStack stack = StackOf(slices.contours);
-    SayAndMark(observer, index, CheckLayers(observer, stack, {}, input.units, bare, vents, input.path).messages);
+    SayAndMark(observer, index,
+               CheckLayers(observer, stack, {}, input.units, bare, vents, input.path).messages);
   } catch (const Failure& failure) {
     // Too flat, or of too many layers: there is nothing to be seen in them.
     if (failure.message.code != Code::kSliceLayers) throw;

@@ -61,7 +61,8 @@ void AddFolder(Context& context, const Options& options, FileScene& scene, std::
   const HeldFolder folder(path);
   if (!folder.held()) FailInput(Code::kInputUnreadable, path, SystemText(errno));
   if (!HoldsPlates(folder)) {
-    if (options.plate > 1) FailUsage(path, fmt::format("there is no plate {}", options.plate), "it is one build");
+    if (options.plate > 1)
+      FailUsage(path, fmt::format("there is no plate {}", options.plate), "it is one build");
     scene.AddBuild(context, folder);
     return;
   }
@@ -116,7 +117,8 @@ ExitCode Run(Context& context, const Options& options) {
     const size_t end = text.rfind('=');
     const std::optional<Colour> colour =
         end == std::string::npos ? std::nullopt : ColourOf(text.substr(end + 1));
-    if (!colour) FailUsage("", "'" + text + "' is no colour of a file", "for example --color gear.stl=#e0a040");
+    if (!colour)
+      FailUsage("", "'" + text + "' is no colour of a file", "for example --color gear.stl=#e0a040");
     if (!scene.Colour(text.substr(0, end), *colour)) {
       FailUsage("", "'" + text.substr(0, end) + "' is none of the files drawn",
                 "name an input, or a part of a build folder");
@@ -146,8 +148,9 @@ ExitCode Run(Context& context, const Options& options) {
   context.State({{"marked", marked}});
   for (const size_t number : scene.marked()) {
     const Message& message = context.messages()[number - 1];
-    context.Tell("{number|>4}  {code}: {text}\n",
-                 {{"number", number}, {"code", RowOf(message.code).text}, {"text", TextToJson(message.text)}});
+    context.Tell(
+        "{number|>4}  {code}: {text}\n",
+        {{"number", number}, {"code", RowOf(message.code).text}, {"text", TextToJson(message.text)}});
   }
   return ExitCode::kDone;
 }
@@ -170,10 +173,12 @@ void AddRender(CommandTree& tree) {
        "both.png"});
   auto& options = command.Runs(Run);
   command.Arguments("IN", options.inputs, "Meshes, slice-contour files and build folders");
-  command.TextOption("--size", options.size, "SIZE",
-                     "Pixels, such as 800x600 (the default), from 16x16 to 4096x4096; thumb is 256x256 without scale bar");
-  command.TextOption("--view", options.view, "VIEW",
-                     "iso, top, front, left, or AZ:EL, degrees around from the front and above (default iso)");
+  command.TextOption(
+      "--size", options.size, "SIZE",
+      "Pixels, such as 800x600 (the default), from 16x16 to 4096x4096; thumb is 256x256 without scale bar");
+  command.TextOption(
+      "--view", options.view, "VIEW",
+      "iso, top, front, left, or AZ:EL, degrees around from the front and above (default iso)");
   command.RepeatedOption("--color", options.colours, "FILE=#RRGGBB",
                          "The colour of an input, or of a part of a build folder by its name");
   command.Flag("--problems", options.problems, "Mark what 'trqprep check --slices' finds");
@@ -181,7 +186,8 @@ void AddRender(CommandTree& tree) {
                      "smooth hides the facets of curved surfaces (default flat)");
   command.Flag("--transparent", options.transparent, "Leave the background out");
   command.WholeOption("--plate", options.plate, 1, 1000000, "Of a folder of several plates, this one alone");
-  command.WholeOption("--layer", options.layer, 1, 4294967295, "Of slice contours, this layer alone, counted from 1");
+  command.WholeOption("--layer", options.layer, 1, 4294967295,
+                      "Of slice contours, this layer alone, counted from 1");
   command.WholeOption("--threads", options.threads, 1, 64, "Threads that draw; the picture is the same");
   command.Output(options.output, "FILE", "The PNG file to write; - is standard output");
   command.ReadsMeshes();
