@@ -152,7 +152,8 @@ inline Mesh Soup(std::uint64_t seed, int count, double size, double spread) {
     int corner[3];
     for (int& c : corner) {
       // One after the other: the order of arguments is the compiler's.
-      const double dx = random.Between(-size, size), dy = random.Between(-size, size), dz = random.Between(-size, size);
+      const double dx = random.Between(-size, size), dy = random.Between(-size, size),
+                   dz = random.Between(-size, size);
       c = mesh.Add(x + dx, y + dy, z + dz);
     }
     mesh.Facet(corner[0], corner[1], corner[2]);
