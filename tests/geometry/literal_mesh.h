@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/byte_builder.h"
 #include "trq/geometry.h"
 
 namespace literal {
@@ -85,11 +86,11 @@ inline std::string StlRecord(CTL& mesh, int i, const float matrix[4][4], int uni
     if (std::isnan(numbers[k])) numbers[k] = std::numeric_limits<float>::quiet_NaN();
     Place(matrix, unit, mesh.vertices()[mesh.nth(i)[k]].data(), 1, numbers + 3 + 3 * k);
   }
-  std::string record(50, '\0');
-  std::memcpy(record.data(), numbers, 48);
+  test_support::ByteBuilder record;
+  for (const float number : numbers) record.F32(number);
   const int attribute = mesh.nth(i)[3];
-  if (attribute < 0x8000) std::memcpy(record.data() + 48, &attribute, 2);
-  return record;
+  record.U16(attribute < 0x8000 ? static_cast<unsigned>(attribute) & 0xFFFF : 0);
+  return record.bytes();
 }
 
 /// (2 * area)^2 by its parts: squared edges as floats, the rest in double.

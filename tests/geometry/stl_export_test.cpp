@@ -12,6 +12,7 @@
 #include "host/system.h"
 #include "tests/geometry/literal_mesh.h"
 #include "tests/geometry/stl_builder.h"
+#include "tests/support/byte_builder.h"
 #include "tests/support/documented_bytes.h"
 #include "tests/support/meshes.h"
 #include "tests/support/message_box_recorder.h"
@@ -234,13 +235,12 @@ TEST(StlExport, InchMatrixGoesThroughInches) {
   matrix.m[0][3] = 2;  // two inches
   ASSERT_EQ(mesh.SaveCTLasBinarySTL(dir.File("a.stl").c_str(), matrix.m, 1, 1), 0);
   const std::string bytes = dir.Read("a.stl");
-  float corner[3];
-  std::memcpy(corner, bytes.data() + 84 + 12, sizeof corner);
+  constexpr std::size_t kCorner = 84 + 12;
   // (1, 2, 3) mm: each step rounds to float.
   const float x = static_cast<float>(static_cast<float>(static_cast<float>(1 * 0.03937008) + 2.0) * 25.4);
   const float z = static_cast<float>(static_cast<float>(3 * 0.03937008) * 25.4);
-  EXPECT_EQ(corner[0], x);
-  EXPECT_EQ(corner[2], z);
+  EXPECT_EQ(test_support::FloatAt(bytes, kCorner), x);
+  EXPECT_EQ(test_support::FloatAt(bytes, kCorner + 8), z);
 }
 
 TEST(StlExport, InchUnitMatrixRoundsCornersAtBothConversions) {
@@ -253,12 +253,12 @@ TEST(StlExport, InchUnitMatrixRoundsCornersAtBothConversions) {
   ASSERT_EQ(bytes.size(), 84 + 50 * static_cast<std::size_t>(mesh.num_triangles()));
   for (int i = 0; i < mesh.num_triangles(); ++i) {
     for (int k = 0; k < 3; ++k) {
-      float corner[3];
-      std::memcpy(corner, bytes.data() + 84 + 50 * i + 12 + 12 * k, sizeof corner);
+      const std::size_t corner = static_cast<std::size_t>(84 + 50 * i + 12 + 12 * k);
       const PbVec3f& vertex = mesh.vertices()[mesh.nth(i)[k]];
       for (int axis = 0; axis < 3; ++axis) {
         const float inches = static_cast<float>(vertex[axis] * 0.03937008);
-        EXPECT_EQ(corner[axis], static_cast<float>(inches * 25.4));
+        EXPECT_EQ(test_support::FloatAt(bytes, corner + 4 * static_cast<std::size_t>(axis)),
+                  static_cast<float>(inches * 25.4));
       }
     }
   }

@@ -92,6 +92,13 @@ inline uint32_t WordAt(std::string_view bytes, std::size_t at) {
   return word;
 }
 
+inline float FloatAt(std::string_view bytes, std::size_t at) {
+  const uint32_t bits = WordAt(bytes, at);
+  float v;
+  std::memcpy(&v, &bits, sizeof v);
+  return v;
+}
+
 /// Puts a float or an integer of four bytes there.
 template <class T>
 void PutWord(std::string& bytes, std::size_t at, T v) {
