@@ -91,8 +91,9 @@ class Nester {
       if (layout_.left[p] > 0) bound = std::max<std::size_t>(bound, job.parts[p].container + 1);
     }
     while (layout_.containers.size() < bound) AddContainer();
+    if (!model_.strip && !job.fixed.empty()) FindKeptAway();
     enough_area_ = FindLeast();
-    alone_ = !model_.strip && job.fixed.empty() && NoTwoTogether();
+    hopeless_ = !model_.strip && (job.fixed.empty() ? NoTwoTogether() : FixedKeepAllAway());
   }
 
   PlatesResult Run() {
@@ -199,6 +200,62 @@ class Nester {
     return true;
   }
 
+  /// Whether the gaps to fixed pieces leave a copy no place anywhere, however the others lie.
+  bool FixedKeepAllAway() const {
+    for (std::size_t p = 0; p < layout_.left.size(); ++p) {
+      bool allowed = layout_.left[p] == 0;
+      for (std::size_t c = 0; c < task_.most && !allowed; ++c) allowed = task_.Allowed(p, c);
+      if (!allowed) return true;
+    }
+    return false;
+  }
+
+  void FindKeptAway() {
+    for (const FixedPieces& fixed : task_.fixed) {
+      std::vector<bool>& kinds = task_.kept_away.emplace_back();
+      for (std::size_t p = 0; p < layout_.left.size(); ++p)
+        kinds.push_back(layout_.left[p] > 0 && KeptAway(p, fixed.spots));
+    }
+  }
+
+  /// Whether copies of a part are too near to one of the fixed pieces wherever they lie.
+  bool KeptAway(std::size_t part, const std::vector<Spot>& fixed) const {
+    const Model::Kind& kind = model_.kinds[part];
+    return std::any_of(fixed.begin(), fixed.end(), [&](const Spot& spot) {
+      const double gap = std::max(kind.gap, model_.kinds[model_.kind_of_shape[spot.shape]].gap);
+      // Two shapes are no farther apart than a corner of the one and a corner of the other; and a corner that
+      // moves with its piece is farthest from one that does not where the piece lies in a corner of the
+      // container. Taken are those that are best for that.
+      const Point still = Least(model_.shapes[spot.shape], [&](double x, double y) {
+        return Farthest(spot.x + x, model_.length) + Farthest(spot.y + y, model_.width);
+      });
+      const double x = spot.x + still.x, y = spot.y + still.y;
+      return std::all_of(kind.usable.begin(), kind.usable.end(), [&](std::size_t s) {
+        const Shape& shape = model_.shapes[s];
+        const auto apart = [&](double u, double v) {
+          return Farthest(x - u, model_.length - shape.width) + Farthest(y - v, model_.width - shape.height);
+        };
+        const Point moving = Least(shape, apart);
+        return apart(moving.x, moving.y) * (1 + 1e-9) < gap * gap;
+      });
+    });
+  }
+
+  /// Square of the larger distance of `at` from 0 and from `end`.
+  static double Farthest(double at, double end) { return std::max(at * at, (end - at) * (end - at)); }
+
+  /// The corner of the shape for which the measure is least.
+  template <typename Measure>
+  static Point Least(const Shape& shape, const Measure& measure) {
+    Point least = {0, 0};
+    double value = std::numeric_limits<double>::infinity();
+    for (const Edge& edge : shape.edges) {
+      const double now = measure(edge.ax, edge.ay);
+      if (now < value) value = now, least = {edge.ax, edge.ay};
+    }
+    return least;
+  }
+
   /// Places copies of parts with `fill`, or of all others, in containers as they come; adds what it needs.
   void Construct(bool fill) {
     const auto size = [&](std::size_t p) { return model_.shapes[model_.kinds[p].first_shape].weight; };
@@ -244,7 +301,7 @@ class Nester {
   /// Seeks places for copies of parts with `fill`, or for all others and then fewer containers. Whether it
   /// came to its end. A search for fewer may find none for long: what there is until then is shortened first.
   bool Search(bool fill) {
-    if (model_.strip || alone_) return true;
+    if (model_.strip || hopeless_) return true;
     if (!fill && !enough_area_) return true;
     task_.fill = fill;
     std::unique_ptr<PlacesWorker> workers[kWorkers];
@@ -376,7 +433,8 @@ class Nester {
     Missing missing = {part, layout_.left[part], Missing::Why::kNoFreeArea};
     std::size_t roomiest = layout_.containers.size();
     for (std::size_t c = 0; c < layout_.containers.size(); ++c) {
-      if (!task_.Allowed(part, c)) continue;
+      const int bound = job_.parts[part].container;
+      if (bound >= 0 && static_cast<std::size_t>(bound) != c) continue;
       double free = model_.length * model_.width - task_.fixed[c].area;
       const Layout::Filled& filled = layout_.containers[c];
       for (std::size_t i = 0; i < filled.movable; ++i) free -= model_.shapes[filled.spots[i].shape].area;
@@ -412,7 +470,7 @@ class Nester {
   Rounds rounds_;
   const std::function<bool()> stop_, cancelled_;
   bool enough_area_ = true;
-  bool alone_ = false;
+  bool hopeless_ = false;  // gaps are so wide that a search cannot find anything
   Layout layout_;
 };
 

@@ -15,14 +15,18 @@ struct PlacesTask {
   const Model* model = nullptr;
   const Job* job = nullptr;
   std::vector<FixedPieces> fixed;  ///< by container
-  std::size_t most = 1;            ///< containers
-  std::size_t least = 1;           ///< containers that area and what is bound to one allow
-  bool fill = false;               ///< places are sought for parts with `fill`, else for all others
+  /// By container and kind: whether the gap to a fixed piece leaves it no place there. Containers behind the
+  /// last of these have no fixed pieces.
+  std::vector<std::vector<bool>> kept_away;
+  std::size_t most = 1;   ///< containers
+  std::size_t least = 1;  ///< containers that area and what is bound to one allow
+  bool fill = false;      ///< places are sought for parts with `fill`, else for all others
 
   /// Area in a container that is left, by needs.
   double FreeArea(const Layout& layout, std::size_t container) const;
   /// Whether a copy may lie there at all.
   bool Allowed(std::size_t kind, std::size_t container) const {
+    if (container < kept_away.size() && kept_away[container][kind]) return false;
     const int bound = job->parts[kind].container;
     return bound < 0 || static_cast<std::size_t>(bound) == container;
   }

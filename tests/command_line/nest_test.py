@@ -6,6 +6,7 @@ import json
 import math
 import os
 import pathlib
+import resource
 import signal
 import subprocess
 import time
@@ -247,6 +248,13 @@ class Places(NestTest):
     def test_pieces_that_lie_over_each_other(self):
         result = self.fails(NO, "place", "box.stl,at=10:10", "box.stl,at=25:25", "--json")
         self.assertIn("OVERLAP", result.codes())
+
+    def test_a_gap_that_leaves_the_others_no_place_takes_no_time(self):
+        before = resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime
+        result = self.fails(NO_PLACEMENT, "place", "box.stl,at=10:10,gap=400mm", "box.stl,copies=3", *SMALL_VAT, "--json",
+                            "--time", "600")
+        self.assertEqual(result.codes(), ["NO-PLACEMENT"])
+        self.assertLess(resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime - before, 10)
 
     def test_what_is_no_place(self):
         for wrong in ("", "1", "1:2:3", "nan:1", "1:inf", "x:y", "1mm:2furlong", "1e400:1"):

@@ -329,6 +329,36 @@ TEST(Nest, NothingIsSearchedForWhereNoTwoPiecesCanBeApart) {
   EXPECT_EQ(Nest(job, Steps(1'000'000'000)).steps, 0u);
 }
 
+TEST(Nest, NothingIsSearchedForWhereAFixedPieceKeepsAllAway) {
+  // The fixed square and one in the opposite corner of a square of 240 are 200 apart on each axis.
+  const double farthest = 200 * std::sqrt(2.0);
+  Job job = Plate(250, 250);
+  job.container.margin = 5;
+  job.parts = {Copies(Rectangle(20, 20), 1), Copies(Rectangle(20, 20), 0)};
+  job.fixed = {{1, 0, 5, 5}};
+  job.parts[1].gap = farthest + 0.01;
+  const Result away = Nest(job, Steps(1'000'000'000));
+  EXPECT_EQ(away.steps, 0u);
+  EXPECT_EQ(away.missing.at(0).why, Missing::Why::kNoPlace);
+  // Another container has nothing in it.
+  EXPECT_EQ(NestPlates(job, 2, Steps(1'000'000'000)).outcome, Outcome::kPlaced);
+  job.parts[0].container = 0;
+  EXPECT_EQ(NestPlates(job, 2, Steps(1'000'000'000)).steps, 0u);
+  job.parts[0].container = -1;
+  // As many as fit are none.
+  job.parts[0].fill = true;
+  EXPECT_EQ(Nest(job, Steps(1'000'000'000)).steps, 0u);
+  job.parts[0].fill = false;
+  job.parts[1].gap = farthest - 0.01;
+  const Result placed = Nest(job, Steps(20'000'000));
+  EXPECT_EQ(placed.outcome, Outcome::kPlaced);
+  ExpectProved(job, placed);
+  // Fixed pieces that are too near to each other keep nobody from being placed.
+  job.parts[1].gap = 10;
+  job.fixed.push_back({1, 0, 15, 5});
+  EXPECT_EQ(Nest(job, Steps(1'000'000'000)).outcome, Outcome::kPlaced);
+}
+
 TEST(Nest, AHundredThousandCornersAreNoTrouble) {
   std::mt19937_64 random(1);
   Job job = Plate(200, 200);
