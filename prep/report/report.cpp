@@ -80,9 +80,10 @@ std::string ReportPage(const std::vector<ReportSubject>& subjects, const ReportO
     const std::string id = fmt::format("s{}", i + 1);
     AddHead(page, subject, id, i == 0);
     page.Add("<main>\n");
-    const Scene scene = MakeScene(subject, id, options.facets);
-    AddStage(page, subject, id, scene);
-    AddFindings(page, subject, id, PlacesOfFindings(subject));
+    const PageScene scene = MakeScene(subject, id, options.facets);
+    const std::vector<FindingPlace> places = PlacesOfFindings(subject);
+    AddStage(page, subject, id, scene, places);
+    AddFindings(page, subject, id, places);
     AddPieces(page, subject, id, options.picture);
     AddEstimate(page, subject, id);
     AddBands(page, subject, id);

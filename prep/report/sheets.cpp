@@ -59,6 +59,12 @@ double RoundLength(double most) {
 
 std::string PngImage(const std::string& png) { return "data:image/png;base64," + Base64(png); }
 
+bool HasPlace(const FindingPlace& place) { return !place.pieces.empty() || !place.points.empty(); }
+
+const char* ClassOf(const ReportFinding& finding) {
+  return finding.severity == "error" ? "error" : finding.severity == "warning" ? "warning" : "note";
+}
+
 void OpenSection(Html& page, const std::string& id, const char* name, const char* title) {
   page.Add("<section id=\"{0}-{1}\" aria-labelledby=\"{0}-{1}-title\">\n<h2 id=\"{0}-{1}-title\">{2}</h2>\n",
            id, name, title);
@@ -66,11 +72,14 @@ void OpenSection(Html& page, const std::string& id, const char* name, const char
 
 }  // namespace
 
-void AddStage(Html& page, const ReportSubject& subject, const std::string& id, const Scene& scene) {
+void AddStage(Html& page, const ReportSubject& subject, const std::string& id, const PageScene& scene,
+              const std::vector<FindingPlace>& places) {
   if (!HasMeshes(subject) && subject.svg.empty()) return;
   const char* unit = UnitsName(subject.units);
   OpenSection(page, id, "plate", subject.vat ? "The plate" : "The part");
-  page.Add("<div class=\"stage{}\">\n", subject.svg.empty() ? " alone" : "");
+  const bool marked = HasMeshes(subject) && std::any_of(places.begin(), places.end(), HasPlace);
+  const bool alone = subject.svg.empty() && !marked;
+  page.Add("<div class=\"stage{}\">\n", alone ? " alone" : "");
   if (HasMeshes(subject)) {
     double height = 0, floor = 0;
     Box box;
@@ -108,13 +117,25 @@ void AddStage(Html& page, const ReportSubject& subject, const std::string& id, c
     if (subject.vat) page.Add(" The floor's grid is <span data-grid></span> {}.", unit);
     page.Add("</figcaption>\n</figure>\n");
   }
+  if (!alone) page.Add("<div class=\"beside\">\n");
   if (!subject.svg.empty()) {
     page.Add(
         "<figure class=\"above\"><img alt=\"The plate from above: {}\" src=\"data:image/svg+xml;base64,{}\">"
         "<figcaption>From above; names, turns and the smallest distance</figcaption></figure>\n",
         XmlText(Counted(std::int64_t(subject.pieces.size()), "piece") + " in the vat"), Base64(subject.svg));
   }
-  page.Add("</div>\n</section>\n");
+  if (marked) {
+    page.Add("<div class=\"live\">\n<h3>What was found</h3>\n<ul class=\"marks\">\n");
+    for (std::size_t i = 0; i < places.size(); ++i) {
+      const ReportFinding& finding = subject.findings[i];
+      if (HasPlace(places[i])) {
+        page.Add("<li class=\"{}\"><button type=\"button\" data-go=\"{}\">", ClassOf(finding), i);
+        page.Text(finding.code).Add("</button> ").Text(finding.text).Add("</li>\n");
+      }
+    }
+    page.Add("</ul>\n</div>\n");
+  }
+  page.Add(alone ? "</div>\n</section>\n" : "</div>\n</div>\n</section>\n");
 }
 
 void AddPieces(Html& page, const ReportSubject& subject, const std::string& id, const PiecePicture& picture) {
@@ -200,14 +221,12 @@ void AddFindings(Html& page, const ReportSubject& subject, const std::string& id
   page.Add("<ol class=\"findings\">\n");
   for (std::size_t i = 0; i < subject.findings.size(); ++i) {
     const ReportFinding& finding = subject.findings[i];
-    const bool known = finding.severity == "error" || finding.severity == "warning";
-    page.Add("<li id=\"{}-finding-{}\" data-finding=\"{}\" class=\"{}\"><p><strong class=\"code\">", id,
-             i + 1, i, known ? finding.severity : "note");
+    page.Add("<li id=\"{}-finding-{}\" class=\"{}\"><p><strong class=\"code\">", id, i + 1, ClassOf(finding));
     page.Text(finding.code).Add("</strong> <span class=\"severity\">").Text(finding.severity).Add("</span> ");
     if (!finding.file.empty()) page.Add("{} ", NameMarkup(finding.file));
     page.Text(finding.text);
-    if (!places[i].pieces.empty() || !places[i].points.empty()) {
-      page.Add(" <button type=\"button\" class=\"live\" data-go>Show</button>");
+    if (HasMeshes(subject) && HasPlace(places[i])) {
+      page.Add(" <button type=\"button\" class=\"live\" data-go=\"{}\">Show</button>", i);
     }
     page.Add("</p>");
     if (!finding.hint.empty()) page.Add("<p class=\"hint-text\">").Text(finding.hint).Add("</p>");
@@ -301,24 +320,22 @@ void AddBands(Html& page, const ReportSubject& subject, const std::string& id) {
 
 namespace {
 
-void AddParameters(Html& page, const std::vector<const StyleParameter*>& parameters) {
-  page.Add(
-      "<div class=\"wide\"><table class=\"parameters\">\n<thead><tr><th>Parameter</th><th class=\"n\">Value</th>"
-      "<th>Unit</th><th class=\"n\">Default</th><th>Range</th></tr></thead>\n<tbody>\n");
+// A list a region, in columns: most styles change more than a hundred parameters.
+void AddParameters(Html& page, const std::vector<const StyleParameter*>& parameters, bool changed) {
+  page.Add("<div class=\"parameters\">\n");
   std::string region;
   for (const StyleParameter* parameter : parameters) {
     if (region != StyleRegionName(parameter->region)) {
+      page.Add(region.empty() ? "" : "</dl>\n");
       region = StyleRegionName(parameter->region);
-      page.Add("<tr class=\"region\"><th colspan=\"5\" scope=\"colgroup\">").Text(region).Add("</th></tr>\n");
+      page.Add("<h5>").Text(region).Add("</h5>\n<dl>\n");
     }
     const RecordValues& record = parameter->record;
-    page.Add("<tr><th scope=\"row\">").Text(parameter->name);
-    page.Add("</th><td class=\"n\">{}</td><td>", XmlText(record.value.Text()));
-    page.Text(StyleQuantityName(parameter->quantity));
-    page.Add("</td><td class=\"n\">{}</td><td>{}</td></tr>\n", XmlText(record.default_value.Text()),
-             XmlText(record.HasRange() ? RangeText(record) : ""));
+    page.Add("<div><dt>").Text(parameter->name).Add("</dt><dd>").Text(record.value.Text());
+    if (changed) page.Add(" <span class=\"quiet\">").Text(record.default_value.Text()).Add("</span>");
+    page.Add("</dd></div>\n");
   }
-  page.Add("</tbody>\n</table></div>\n");
+  page.Add(region.empty() ? "</div>\n" : "</dl>\n</div>\n");
 }
 
 // Parameters by region, each region where its first one stands.
@@ -368,9 +385,9 @@ void AddStyles(Html& page, const ReportSubject& subject, const std::string& id) 
     if (changed.empty()) {
       page.Add("<p>Every parameter has its default.</p>\n");
     } else {
-      page.Add("<h4>{} from the default</h4>\n",
+      page.Add("<h4>{} from the default <span class=\"quiet\">(grey)</span></h4>\n",
                Counted(std::int64_t(changed.size()), "parameter differs", "parameters differ"));
-      AddParameters(page, ByRegion(changed));
+      AddParameters(page, ByRegion(changed), true);
     }
     for (std::size_t list = 0; list < kSweepLists; ++list) {
       if (style.sweeps[list].empty()) continue;
@@ -388,7 +405,7 @@ void AddStyles(Html& page, const ReportSubject& subject, const std::string& id) 
     if (!rest.empty()) {
       page.Add("<details><summary>{} the default</summary>\n",
                Counted(std::int64_t(rest.size()), "parameter has", "parameters have"));
-      AddParameters(page, ByRegion(rest));
+      AddParameters(page, ByRegion(rest), false);
       page.Add("</details>\n");
     }
     page.Add("</article>\n");
@@ -447,7 +464,7 @@ std::string StillOfLayers(const ReportSubject& subject, const Box& around, doubl
 
 }  // namespace
 
-void AddLayers(Html& page, const ReportSubject& subject, const std::string& id, const Scene& scene) {
+void AddLayers(Html& page, const ReportSubject& subject, const std::string& id, const PageScene& scene) {
   if (!HasLayers(subject)) return;
   const char* unit = UnitsName(subject.units);
   Box around;

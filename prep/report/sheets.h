@@ -11,7 +11,7 @@
 namespace trqprep {
 
 /// What the viewer is given besides the markup.
-struct Scene {
+struct PageScene {
   Json json;                   ///< goes into the page as data
   Html blocks;                 ///< meshes and contours, each an element of its own
   std::size_t facets = 0;      ///< that travel
@@ -19,7 +19,7 @@ struct Scene {
   std::size_t layer_step = 1;  ///< of the layers every so many-th travels
 };
 /// `id` of the subject begins the ids of its elements.
-Scene MakeScene(const ReportSubject& subject, const std::string& id, std::int64_t facets);
+PageScene MakeScene(const ReportSubject& subject, const std::string& id, std::int64_t facets);
 
 /// Where a finding is.
 struct FindingPlace {
@@ -28,13 +28,14 @@ struct FindingPlace {
 };
 std::vector<FindingPlace> PlacesOfFindings(const ReportSubject& subject);
 
-void AddStage(Html& page, const ReportSubject& subject, const std::string& id, const Scene& scene);
+void AddStage(Html& page, const ReportSubject& subject, const std::string& id, const PageScene& scene,
+              const std::vector<FindingPlace>& places);
 void AddPieces(Html& page, const ReportSubject& subject, const std::string& id, const PiecePicture& picture);
 void AddFindings(Html& page, const ReportSubject& subject, const std::string& id,
                  const std::vector<FindingPlace>& places);
 void AddBands(Html& page, const ReportSubject& subject, const std::string& id);
 void AddStyles(Html& page, const ReportSubject& subject, const std::string& id);
-void AddLayers(Html& page, const ReportSubject& subject, const std::string& id, const Scene& scene);
+void AddLayers(Html& page, const ReportSubject& subject, const std::string& id, const PageScene& scene);
 void AddEstimate(Html& page, const ReportSubject& subject, const std::string& id);
 void AddRecord(Html& page, const ReportSubject& subject, const std::string& id);
 

@@ -103,6 +103,8 @@
       this.data = scene;
       this.canvas = one('canvas', figure);
       this.renderer = new THREE.WebGLRenderer({canvas: this.canvas, antialias: true, alpha: true, preserveDrawingBuffer: true});
+      // Colours are those of the page.
+      THREE.ColorManagement.enabled = false;
       this.renderer.outputColorSpace = THREE.LinearSRGBColorSpace;
       this.renderer.setPixelRatio(Math.min(devicePixelRatio, 2));
       this.world = new THREE.Scene();
@@ -169,28 +171,22 @@
     }
 
     addVat() {
-      const {vat, box, meshes} = this.data, points = [];
-      const line = (...p) => points.push(...p);
-      const size = vat || [box.size[0], box.size[1], box.size[2]], from = vat ? [0, 0] : [box.min[0], box.min[1]];
-      const z = vat ? 0 : box.min[2], grid = roundLength(Math.max(size[0], size[1], 1e-6) / 8);
+      const {vat, box} = this.data, points = [];
+      const size = vat || box.size, [x, y, z] = vat ? [0, 0, 0] : box.min;
+      const grid = roundLength(Math.max(size[0], size[1], 1e-6) / 8);
+      const rule = (to, along) => {
+        for (let at = 0; at < to * (1 + 1e-9); at += grid) along(at);
+        along(to);
+      };
+      rule(size[0], at => points.push(x + at, y, z, x + at, y + size[1], z));
+      rule(size[1], at => points.push(x, y + at, z, x + size[0], y + at, z));
       all('[data-grid]', this.figure).forEach(e => { e.textContent = String(+grid.toPrecision(3)); });
-      if (vat) {
-        for (let x = 0; x < vat[0] * 1.0001; x += grid) line(x, 0, z, x, vat[1], z);
-        for (let y = 0; y < vat[1] * 1.0001; y += grid) line(0, y, z, vat[0], y, z);
-        const [a, b, c] = vat;
-        line(a, 0, 0, a, b, 0, 0, b, 0, a, b, 0);
-        for (const [x, y] of [[0, 0], [a, 0], [a, b], [0, b]]) line(x, y, 0, x, y, c);
-        line(0, 0, c, a, 0, c, a, 0, c, a, b, c, a, b, c, 0, b, c, 0, b, c, 0, 0, c);
-      } else {
-        const [a, b] = size, [x, y] = from;
-        line(x, y, z, x + a, y, z, x + a, y, z, x + a, y + b, z, x + a, y + b, z, x, y + b, z, x, y + b, z, x, y, z);
-      }
       const shape = new THREE.BufferGeometry();
       shape.setAttribute('position', new THREE.BufferAttribute(new Float32Array(points), 3));
       const lines = new THREE.LineSegments(shape, new THREE.LineBasicMaterial());
       this.lines.push(lines);
       this.world.add(lines);
-      this.reach = new THREE.Sphere(new THREE.Vector3(from[0] + size[0] / 2, from[1] + size[1] / 2, z + size[2] / 2),
+      this.reach = new THREE.Sphere(new THREE.Vector3(x + size[0] / 2, y + size[1] / 2, z + size[2] / 2),
                                     Math.max(Math.hypot(...size) / 2, this.sphere.radius));
     }
 
@@ -406,10 +402,11 @@
         one('[data-pick]', row).addEventListener('click', () => this.choose(this.chosen === i ? -1 : i, true));
         one('[data-show]', row).addEventListener('change', event => this.show(i, event.target.checked));
       });
-      this.data.findings.forEach((_, i) => {
-        const button = one('[data-go]', byId(`${this.data.id}-finding-${i + 1}`));
-        if (button) button.addEventListener('click', () => this.go(i));
-      });
+      for (const section of ['plate', 'checks']) {
+        all(`#${this.data.id}-${section} [data-go]`).forEach(button => {
+          button.addEventListener('click', () => this.go(+button.dataset.go));
+        });
+      }
       dark.addEventListener('change', () => this.paint());
     }
   }
@@ -438,7 +435,7 @@
       }
       this.heights = [...this.loops.keys()].sort((a, b) => a - b);
       this.slider.max = String(Math.max(1, this.heights.length));
-      this.slider.value = String(Math.ceil(this.heights.length / 3) || 1);
+      this.slider.value = String(Math.ceil(this.heights.length / 10) || 1);
       this.draw();
     }
 

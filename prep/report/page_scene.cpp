@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdint>
 #include <map>
@@ -13,6 +14,7 @@ namespace {
 // Beyond so many points of contours, layers are left out evenly.
 constexpr std::uint64_t kMostLayerPoints = 1000000;
 constexpr std::size_t kMostPlaces = 200;  // of a finding
+constexpr std::size_t kMostNamed = 2000;  // pieces whose names are sought
 
 Json BoxToJson(const Box& box) {
   return {{"min", NumbersToJson(box.min)}, {"size", NumbersToJson(box.Size())}};
@@ -31,6 +33,18 @@ std::vector<std::int64_t> Shares(const std::vector<std::int64_t>& facets, std::i
     most = std::max<std::int64_t>(0, most - shares[order[i]]);
   }
   return shares;
+}
+
+// True when the text holds the name, and not as a part of a longer one.
+bool Names(const std::string& text, const std::string& name) {
+  const auto goes_on = [&](std::size_t at) {
+    return at < text.size() &&
+           (std::isalnum(static_cast<unsigned char>(text[at])) || text[at] == '-' || text[at] == '_');
+  };
+  for (std::size_t at = text.find(name); at != std::string::npos; at = text.find(name, at + 1)) {
+    if (!(at > 0 && goes_on(at - 1)) && !goes_on(at + name.size())) return true;
+  }
+  return false;
 }
 
 }  // namespace
@@ -65,9 +79,8 @@ std::vector<FindingPlace> PlacesOfFindings(const ReportSubject& subject) {
       if (const auto one = piece_named.find(*name); one != piece_named.end()) named.insert(one->second);
     } else if (!of_part) {
       // Findings about pieces name them, and findings about a piece's own file are called after it.
-      for (std::string word : Split(finding.text, ' ')) {
-        while (!word.empty() && (word.back() == ',' || word.back() == ';')) word.pop_back();
-        if (const auto one = piece_named.find(word); one != piece_named.end()) named.insert(one->second);
+      for (std::size_t i = 0; i < std::min(subject.pieces.size(), kMostNamed); ++i) {
+        if (Names(finding.text, subject.pieces[i].name)) named.insert(i);
       }
       const std::size_t slash = finding.file.rfind('/'), dot = finding.file.rfind('.');
       if (slash != std::string::npos && dot != std::string::npos && dot > slash) {
@@ -108,8 +121,8 @@ std::vector<FindingPlace> PlacesOfFindings(const ReportSubject& subject) {
   return places;
 }
 
-Scene MakeScene(const ReportSubject& subject, const std::string& id, std::int64_t facets) {
-  Scene scene;
+PageScene MakeScene(const ReportSubject& subject, const std::string& id, std::int64_t facets) {
+  PageScene scene;
   Json& json = scene.json;
   json = {{"id", id}, {"units", UnitsName(subject.units)}};
   json["vat"] = subject.vat ? NumbersToJson(*subject.vat) : Json();
