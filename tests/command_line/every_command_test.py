@@ -12,7 +12,8 @@ OTHERS = [["verify", "out"], ["explain", "Z-GAP"], ["vents", "list", "part.V_D"]
           ["slc", "verify", "cone.slc"], ["slc", "area", "cone.slc"], ["slc", "diff", "cone.slc", "cone.slc"],
           ["style", "get", "style.sty", "Layer Thickness"], ["style", "verify", "style.sty"],
           ["recoat", "show", "style.rcs"], ["recoat", "get", "style.rcs", "Z Wait"],
-          ["recoat", "diff", "style.rcs", "other.rcs"], ["recoat", "verify", "style.rcs"], ["completion", "bash"], ["version"]]
+          ["recoat", "diff", "style.rcs", "other.rcs"], ["recoat", "verify", "style.rcs"], ["completion", "bash"], ["version"],
+          ["render", "part.stl", "cone.slc", "out", "--problems", "--size", "64x48", "-o", "view.png"]]
 GROUPS = ("style", "recoat", "slc", "vents")
 
 

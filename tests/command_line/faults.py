@@ -72,6 +72,7 @@ WRITERS = [
     Writer("slc svg", ["slc", "svg", "cone.slc", "--layer", "3", "-o", OUT], "out.svg"),
     Writer("slc png", ["slc", "png", "cone.slc", "--layers", "3", "--size", "40", "-o", OUT], "out.png"),
     Writer("slc sheet", ["slc", "sheet", "cone.slc", "--size", "40", "-o", OUT], "out.png"),
+    Writer("render", ["render", "part.stl", "--size", "64x48", "-o", OUT], "out.png"),
     Writer("slice", ["slice", "part.stl", "--thickness", "1mm", "-o", OUT], "out.slc"),
     Writer("slc mirror", ["slc", "mirror", "cone.slc", "--axis", "x", "-o", OUT], "out.slc"),
     Writer("slc copy", ["slc", "copy", "cone.slc", "-o", OUT], "out.slc"),

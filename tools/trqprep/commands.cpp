@@ -21,6 +21,7 @@ const CommandList kCommands = {
     AddVents,
     AddSlice,
     AddSlc,
+    AddRender,
     AddStyle,
     AddRecoat,
     AddParams,

@@ -26,6 +26,7 @@ void AddMerge(CommandTree& tree);
 void AddVents(CommandTree& tree);
 void AddSlice(CommandTree& tree);
 void AddSlc(CommandTree& tree);
+void AddRender(CommandTree& tree);
 void AddStyle(CommandTree& tree);
 void AddRecoat(CommandTree& tree);
 void AddParams(CommandTree& tree);
