@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -89,12 +88,8 @@ struct ReportSubject {
   std::vector<ReportFile> files;
 };
 
-/// The PNG file of a picture of a piece; empty when there is none.
-using PiecePicture = std::function<std::string(const ReportSubject& subject, std::size_t piece)>;
-
 struct ReportOptions {
   std::int64_t facets = kReportFacets;  ///< of the meshes of a subject together, or kAllReportFacets
-  PiecePicture picture;                 ///< may be empty
 };
 
 /// The page: HTML in UTF-8, complete in itself. The same values give the same bytes with the same zlib,

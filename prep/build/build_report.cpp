@@ -214,7 +214,9 @@ class FolderContents : public Contents {
       how.folder = &folder_;
       // What is to be said of the file stands in checks.json.
       Observer silent;
-      known = ReadMesh(silent, options, name, how).mesh;
+      const InputMesh input = ReadMesh(silent, options, name, how);
+      RequireFinite(input);
+      known = input.mesh;
     }
     return known;
   }

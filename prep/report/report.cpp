@@ -84,7 +84,7 @@ std::string ReportPage(const std::vector<ReportSubject>& subjects, const ReportO
     const std::vector<FindingPlace> places = PlacesOfFindings(subject);
     AddStage(page, subject, id, scene, places);
     AddFindings(page, subject, id, places);
-    AddPieces(page, subject, id, options.picture);
+    AddPieces(page, subject, id);
     AddEstimate(page, subject, id);
     AddBands(page, subject, id);
     AddLayers(page, subject, id, scene);

@@ -51,12 +51,6 @@ std::string BandText(const ReportBand& band, const char* unit) {
 // The last part of a file's name.
 std::string Short(const std::string& file) { return file.substr(file.rfind('/') + 1); }
 
-// The longest of 1, 2 and 5, times a power of ten, that is no longer than `most`.
-double RoundLength(double most) {
-  const double power = std::pow(10.0, std::floor(std::log10(most)));
-  return power * (most >= 5 * power ? 5 : most >= 2 * power ? 2 : 1);
-}
-
 std::string PngImage(const std::string& png) { return "data:image/png;base64," + Base64(png); }
 
 bool HasPlace(const FindingPlace& place) { return !place.pieces.empty() || !place.points.empty(); }
@@ -94,6 +88,11 @@ void AddStage(Html& page, const ReportSubject& subject, const std::string& id, c
     page.Add(
         " in 3D. Arrow keys turn, plus and minus zoom, N and P go from piece to piece.\"></canvas>"
         "<p class=\"hint\" aria-hidden=\"true\"></p></div>\n");
+    const std::string picture = PictureOfPlate(subject);
+    if (!picture.empty()) {
+      page.Add("<img class=\"still\" alt=\"{} in 3D\" src=\"{}\">\n", XmlText(subject.title),
+               PngImage(picture));
+    }
     page.Add(
         "<p class=\"still\">The view in 3D needs a browser with JavaScript and WebGL; everything else is on "
         "this page as it is.</p>\n");
@@ -138,7 +137,7 @@ void AddStage(Html& page, const ReportSubject& subject, const std::string& id, c
   page.Add(alone ? "</div>\n</section>\n" : "</div>\n</div>\n</section>\n");
 }
 
-void AddPieces(Html& page, const ReportSubject& subject, const std::string& id, const PiecePicture& picture) {
+void AddPieces(Html& page, const ReportSubject& subject, const std::string& id) {
   if (subject.pieces.empty() || subject.kind == ReportSubject::Kind::kContours) return;
   const char* unit = UnitsName(subject.units);
   const bool build = subject.kind == ReportSubject::Kind::kBuild;
@@ -148,11 +147,9 @@ void AddPieces(Html& page, const ReportSubject& subject, const std::string& id, 
       "class=\"quiet\">shown</span></th>");
   // Copies look alike: a picture a part.
   std::map<std::string, std::string> pictures;
-  if (picture) {
-    for (std::size_t i = 0; i < subject.pieces.size(); ++i) {
-      const std::string& file = subject.parts[subject.pieces[i].part].file;
-      if (pictures.count(file) == 0) pictures[file] = picture(subject, i);
-    }
+  for (const ReportPiece& piece : subject.pieces) {
+    const ReportPart& part = subject.parts[piece.part];
+    if (pictures.count(part.file) == 0) pictures[part.file] = PictureOfPart(part);
   }
   const bool pictured =
       std::any_of(pictures.begin(), pictures.end(), [](const auto& p) { return !p.second.empty(); });

@@ -30,7 +30,7 @@ std::vector<FindingPlace> PlacesOfFindings(const ReportSubject& subject);
 
 void AddStage(Html& page, const ReportSubject& subject, const std::string& id, const PageScene& scene,
               const std::vector<FindingPlace>& places);
-void AddPieces(Html& page, const ReportSubject& subject, const std::string& id, const PiecePicture& picture);
+void AddPieces(Html& page, const ReportSubject& subject, const std::string& id);
 void AddFindings(Html& page, const ReportSubject& subject, const std::string& id,
                  const std::vector<FindingPlace>& places);
 void AddBands(Html& page, const ReportSubject& subject, const std::string& id);
@@ -38,6 +38,13 @@ void AddStyles(Html& page, const ReportSubject& subject, const std::string& id);
 void AddLayers(Html& page, const ReportSubject& subject, const std::string& id, const PageScene& scene);
 void AddEstimate(Html& page, const ReportSubject& subject, const std::string& id);
 void AddRecord(Html& page, const ReportSubject& subject, const std::string& id);
+
+/// PNG files of a part as it lies in its file, and of everything in its place. Empty for what cannot be drawn
+/// or has so many facets that drawing it would take long.
+std::string PictureOfPart(const ReportPart& part);
+std::string PictureOfPlate(const ReportSubject& subject);
+/// The longest of 1, 2 and 5, times a power of ten, that is no longer than `most`, which is above 0.
+double RoundLength(double most);
 
 bool HasMeshes(const ReportSubject& subject);
 bool HasLayers(const ReportSubject& subject);
