@@ -81,14 +81,15 @@
       height = (modelMatrix * vec4(position, 1.0)).z;
       gl_Position = projectionMatrix * at;
     }`;
-  // Flat facets: their normals come from the picture itself. What faces away is the inside, seen where a section cuts.
+  // Flat facets: their normals come from the picture itself. What faces away is the inside: of one colour where a section
+  // cuts, so that it looks solid; dark otherwise, as holes are.
   const shade = `
     uniform vec3 tint, inner; uniform float cut; varying vec3 seen; varying float height;
     void main() {
       if (height > cut) discard;
       vec3 normal = normalize(cross(dFdx(seen), dFdy(seen)));
       float light = 0.42 + 0.5 * max(dot(normal, normalize(vec3(-0.35, 0.6, 0.72))), 0.0) + 0.12 * normal.z;
-      gl_FragColor = vec4(gl_FrontFacing ? tint * light : inner, 1.0);
+      gl_FragColor = vec4(gl_FrontFacing ? tint * light : cut < 1e29 ? inner : tint * 0.4, 1.0);
     }`;
   const name = `
     uniform vec3 tint; uniform float cut; varying vec3 seen; varying float height;
@@ -186,8 +187,9 @@
       const lines = new THREE.LineSegments(shape, new THREE.LineBasicMaterial());
       this.lines.push(lines);
       this.world.add(lines);
-      this.reach = new THREE.Sphere(new THREE.Vector3(x + size[0] / 2, y + size[1] / 2, z + size[2] / 2),
-                                    Math.max(Math.hypot(...size) / 2, this.sphere.radius));
+      const middle = new THREE.Vector3(x + size[0] / 2, y + size[1] / 2, z + size[2] / 2);
+      this.reach = new THREE.Sphere(middle, Math.max(Math.hypot(...size) / 2,
+                                                     middle.distanceTo(this.sphere.center) + this.sphere.radius));
     }
 
     // Colours of pieces, lines and marks; then draws.
@@ -213,8 +215,8 @@
       const cut = Number.isFinite(this.cut) ? this.cut : 1e30;
       this.shaded.uniforms.cut.value = this.named.uniforms.cut.value = cut;
       const away = this.camera.position.distanceTo(this.reach.center);
-      this.camera.near = Math.max(away - 2 * this.reach.radius, away / 1000, this.sphere.radius / 1000);
-      this.camera.far = away + 4 * this.reach.radius;
+      this.camera.near = Math.max(away - 1.01 * this.reach.radius, this.sphere.radius / 100);
+      this.camera.far = away + 1.01 * this.reach.radius;
       this.camera.updateProjectionMatrix();
       this.renderer.render(this.world, this.camera);
       this.figure.dataset.drawn = String(+(this.figure.dataset.drawn || 0) + 1);
