@@ -103,7 +103,9 @@
       this.figure = figure;
       this.data = scene;
       this.canvas = one('canvas', figure);
-      this.renderer = new THREE.WebGLRenderer({canvas: this.canvas, antialias: true, alpha: true, preserveDrawingBuffer: true});
+      // Several samples a pixel take most of the time where no graphics card helps.
+      const facets = scene.pieces.reduce((sum, {mesh}) => sum + (mesh === null ? 0 : scene.meshes[mesh].facets), 0);
+      this.renderer = new THREE.WebGLRenderer({canvas: this.canvas, antialias: facets < 200000, alpha: true, preserveDrawingBuffer: true});
       // Colours are those of the page.
       THREE.ColorManagement.enabled = false;
       this.renderer.outputColorSpace = THREE.LinearSRGBColorSpace;
@@ -223,8 +225,9 @@
     }
 
     resize() {
-      const {clientWidth, clientHeight} = this.canvas;
-      if (!clientWidth || !clientHeight) return;
+      const {clientWidth, clientHeight} = this.canvas, size = `${clientWidth} ${clientHeight}`;
+      if (!clientWidth || !clientHeight || size === this.size) return;
+      this.size = size;
       this.renderer.setSize(clientWidth, clientHeight, false);
       this.camera.aspect = clientWidth / clientHeight;
       this.draw();
