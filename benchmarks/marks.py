@@ -4,6 +4,7 @@
 Runs the benchmark programs and the tool of a build and divides medians of the CPU time (user and system) of repetitions
 that alternate with each other. Peers that are not installed are left out, with a note.
 """
+import contextlib
 import json
 import math
 import os
@@ -112,20 +113,47 @@ def run_process(command):
     return usage.ru_utime + usage.ru_stime, wall, usage.ru_maxrss * 1024
 
 
+@contextlib.contextmanager
+def display():
+    """A display for programs that need one, apart from what they take themselves; nothing where there is no Xvfb."""
+    program = shutil.which("Xvfb")
+    if not program:
+        yield False
+        return
+    with subprocess.Popen([program, "-displayfd", "1", "-screen", "0", "1024x768x24"], stdout=subprocess.PIPE,
+                          stderr=subprocess.DEVNULL, text=True) as server:
+        number = server.stdout.readline().strip()
+        before = os.environ.get("DISPLAY")
+        os.environ["DISPLAY"] = ":" + number
+        try:
+            yield bool(number)
+        finally:
+            if before is None:
+                del os.environ["DISPLAY"]
+            else:
+                os.environ["DISPLAY"] = before
+            server.terminate()
+
+
 def run_processes(folder, measured):
     tool = os.path.join(folder, "bin", "trqprep")
     with tempfile.TemporaryDirectory() as temporary:
         mesh = os.path.join(temporary, "sphere.stl")
         subprocess.run([os.path.join(folder, "bin", "make_mesh"), "1000000", mesh], check=True)
-        commands = {"info": [tool, "info", mesh], "version": [tool, "version"]}
+        picture = os.path.join(temporary, "sphere.png")
+        commands = {"info": [tool, "info", mesh], "version": [tool, "version"],
+                    "render": [tool, "render", mesh, "-o", picture, "--force"]}
         for name, *arguments in (("admesh", mesh), ("assimp", "info", mesh)):
             program = shutil.which(name)
             if program:
                 commands[name] = [program, *arguments]
-        samples = {name: [] for name in commands}
-        for _ in range(PROCESS_REPETITIONS):
-            for name, command in commands.items():
-                samples[name].append(run_process(command))
+        with display() as shown:
+            if shown and shutil.which("f3d"):
+                commands["f3d"] = [shutil.which("f3d"), mesh, "--output=" + picture, "--resolution=800,600"]
+            samples = {name: [] for name in commands}
+            for _ in range(PROCESS_REPETITIONS):
+                for name, command in commands.items():
+                    samples[name].append(run_process(command))
     for name, values in samples.items():
         cpu, wall, memory = (statistics.median(column) for column in zip(*values))
         measured.processes[name] = {"cpu": cpu, "wall": wall, "memory": memory}
@@ -194,6 +222,10 @@ def process(name, which, scale):
 
 def process_faster(name, other):
     return lambda m: m.processes[other]["cpu"] / m.processes[name]["cpu"] if other in m.processes else None
+
+
+def beyond(name, other, which, scale):
+    return lambda m: (m.processes[name][which] - m.processes[other][which]) * scale
 
 
 def strips(label, which):
@@ -297,8 +329,16 @@ ROWS = [
     at_least("trqprep info, sphere-1M, whole process against admesh", 2, 3, process_faster("info", "admesh")),
     Row("trqprep info, sphere-1M, peak memory", 100, None, process("info", "memory", 1e-6), unit=" MB"),
     Row("trqprep version, whole process, elapsed", 10, 5, process("version", "wall", 1e3), unit=" ms"),
+    Row("trqprep render, sphere-1M, 800x600, CPU time of that of info", 3, 2,
+        lambda m: m.processes["render"]["cpu"] / m.processes["info"]["cpu"]),
+    Row("trqprep render, sphere-1M, 800x600, CPU time beyond info", 0.3, 0.15, beyond("render", "info", "cpu", 1),
+        unit=" s"),
+    Row("trqprep render, sphere-1M, 800x600, peak memory beyond info", 100, None, beyond("render", "info", "memory", 1e-6),
+        unit=" MB"),
     *NESTING,
     # For comparison.
+    at_least("trqprep render, sphere-1M, 800x600, whole process against f3d under Xvfb", None, None,
+             process_faster("render", "f3d")),
     at_least("trqprep info, sphere-1M, whole process against assimp info", None, None, process_faster("info", "assimp")),
     *[at_least(f"{job}, against the literal form", None, None, faster(f"{name}{form}", f"{name}{literal}"))
       for job, name, form, literal in (

@@ -248,8 +248,9 @@ void DrawFace(Rows& rows, const Grid& grid, const ViewFrame& frame, const Number
       const double eighth = rows.YOf(0);
       const double first = std::ceil((y0 - eighth) / (2 * eighth)),
                    end = std::ceil((y1 - eighth) / (2 * eighth));
-      const auto from = std::int32_t(std::max(first, double(rows.first_row())));
-      const auto to = std::int32_t(std::min(end, double(rows.last_row()) + 1));
+      const double before_rows = double(rows.first_row()), behind = double(rows.last_row()) + 1;
+      const auto from = std::int32_t(std::clamp(first, before_rows, behind));
+      const auto to = std::int32_t(std::clamp(end, before_rows, behind));
       const double slope = y1 > y0 ? (x1 - x0) / (y1 - y0) : 0;
       for (std::int32_t row = from; row < to; ++row)
         crossings.push_back({row, turns, x0 + (double(rows.YOf(row)) - y0) * slope});

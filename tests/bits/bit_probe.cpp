@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "tests/bits/bit_inputs.h"
+#include "tests/view/picture_scenes.h"
 #include "trq/placement.h"
 #include "trq/setup.h"
 
@@ -722,6 +723,24 @@ void Placement(Digest& digest, int variant) {
   Place(digest, grid);
 }
 
+// ---- pictures ----
+
+/// Of twenty scenes, with another number of threads in every other one.
+void Pictures(Digest& digest, int variant) {
+  auto examples = picture_scenes::All();
+  int number = 0;
+  for (picture_scenes::Example& example : examples) {
+    trqprep::RenderOptions& options = example.options;
+    options.threads = 1 + number++ % 3;
+    options.smooth = options.smooth || variant == 1;
+    const trqprep::ViewFrame frame = trqprep::FrameScene(example.scene, options);
+    const trqprep::SampleBuffer samples = trqprep::Rasterise(example.scene, frame, options.threads);
+    digest.Bytes(samples.samples.data(), 8 * samples.samples.size());
+    const trqprep::ColourImage image = trqprep::Shade(example.scene, frame, samples, options);
+    digest.Bytes(image.pixels.data(), image.pixels.size());
+  }
+}
+
 constexpr Operation kOperations[] = {
     {"values", 1, Values},
     {"matrices", 1, Matrices},
@@ -764,6 +783,7 @@ constexpr Operation kOperations[] = {
     {"z_correction", 1, ZCorrection},
     {"grid", 1, Grid},
     {"placement", 2, Placement},
+    {"pictures", 2, Pictures},
 };
 
 }  // namespace

@@ -229,6 +229,8 @@ class Outputs(ToolTest):
         self.said("slc", "svg", "three.slc", "--layers", "1,2", "-o", "drawings")
         self.said("slc", "png", "three.slc", "--size", "40", "-o", "pictures")
         self.said("slc", "sheet", "three.slc", "-o", "sheet.png")
+        self.write("open.stl", binary_stl(box_facets()[:-1]))
+        self.said("render", "open.stl", "three.slc", "--size", "64x48", "--problems", "-o", "view.png")
         self.said("slc", "area", "three.slc")
         self.write("two.slc", slc_test.slc([slc_test.FRAME, slc_test.EMPTY], 4))
         self.said("slc", "diff", "three.slc", "two.slc", exit=NO)

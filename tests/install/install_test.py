@@ -10,6 +10,7 @@ import sys
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 sys.path.insert(0, os.path.join(ROOT, "tests", "examples"))
 import stl_report  # noqa: E402  (measures without the library)
+import desktop  # noqa: E402
 
 
 def run(*command, env=None):
@@ -60,6 +61,7 @@ def main():
             sys.exit("the installed schema is not that of " + document["schema"])
     if sorted(os.listdir(schemas)) != sorted(os.listdir(os.path.join(ROOT, "docs", "schemas"))):
         sys.exit("not all schemas are installed in " + schemas)
+    desktop.check(prefix, os.path.join(a.scratch, "desktop"), env)
 
 
 if __name__ == "__main__":

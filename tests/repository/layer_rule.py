@@ -38,7 +38,7 @@ ROOM_BELOW = {
 }
 
 # Rooms beside prep/, below all of its rooms, and the headers of include/trqprep/ that are theirs.
-ALONE = {"nesting": ["nesting.h"], "slicing": ["slicing.h", "layer_plan.h", "layer_findings.h"], "view": ["layer_picture.h"]}
+ALONE = {"nesting": ["nesting.h"], "slicing": ["slicing.h", "layer_plan.h", "layer_findings.h"], "view": ["layer_picture.h", "render.h"]}
 # What these know besides themselves: exported headers of the library, and others' libraries.
 ALONE_KNOWS_LIBRARY = {"slicing", "view"}
 ALONE_LIBRARIES = {"slicing": ["polyclipping"], "view": ["png.h"]}

@@ -150,9 +150,12 @@ inline Mesh Soup(std::uint64_t seed, int count, double size, double spread) {
     const double x = random.Between(-spread, spread), y = random.Between(-spread, spread),
                  z = random.Between(-spread, spread);
     int corner[3];
-    for (int& c : corner)
-      c = mesh.Add(x + random.Between(-size, size), y + random.Between(-size, size),
-                   z + random.Between(-size, size));
+    for (int& c : corner) {
+      // One after the other: the order of arguments is the compiler's.
+      const double dx = random.Between(-size, size), dy = random.Between(-size, size),
+                   dz = random.Between(-size, size);
+      c = mesh.Add(x + dx, y + dy, z + dz);
+    }
     mesh.Facet(corner[0], corner[1], corner[2]);
   }
   return mesh;

@@ -142,7 +142,7 @@ ExitCode Run(Context& context, const Options& options) {
                  {"pixel", NumberToJson(frame.pixel)},
                  {"facets", scene.facets()},
                  {"layers", scene.layers()},
-                 {"pieces", scene.pieces()}});
+                 {"piece_count", scene.pieces()}});
   context.Tell("{output}: {columns} x {rows} pixels, {pixel:5} {unit} a pixel\n");
   if (!options.problems) return ExitCode::kDone;
   context.State({{"marked", marked}});

@@ -104,7 +104,7 @@ ReportSubject SubjectOfContours(Context& context, const std::string& path) {
 ReportSubject SubjectOfStyle(Context& context, const std::string& path) {
   const size_t said = context.messages().size();
   std::optional<StyleFile> file = ExamineStyle(path, ReadWholeFile(path), std::nullopt);
-  if (!file) FailInput(Code::kStyleUnknown, path, "is no style file");
+  if (!file) FailInput(Code::kStyleUnknown, path, "holds no style");
   ReportSubject subject;
   subject.kind = ReportSubject::Kind::kStyle;
   subject.title = LastName(path);
@@ -169,7 +169,7 @@ void AddReport(CommandTree& tree) {
       "Meshes of more than 300000 facets together are simplified for the page, which then says so; --report-facets "
       "gives another number, or all.",
       {"trqprep report bracket.stl -o bracket.html",
-       "trqprep report plate -o plate.html --report-facets all"});
+       "trqprep build bracket.stl -o plate && trqprep report plate -o plate.html --report-facets all"});
   auto& options = command.Runs(Run);
   command.Arguments("FILE", options.inputs, "Meshes, slice contours, styles, or build folders");
   command.TextOption("--report-facets", options.facets, "N",
