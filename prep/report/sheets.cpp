@@ -110,8 +110,8 @@ void AddStage(Html& page, const ReportSubject& subject, const std::string& id, c
         "the view was clicked. Keys: arrows turn, Shift and arrows move, + and \xE2\x88\x92 zoom, Page Up and "
         "Page Down cut, N and P choose, H hides, Esc lets go, Home shows all.");
     if (scene.facets < scene.all_facets) {
-      page.Add(" Shown with {} of {} facets: meshes were simplified for this page.",
-               Grouped(std::int64_t(scene.facets)), Grouped(std::int64_t(scene.all_facets)));
+      page.Add(" Shown with {} of {}: meshes were simplified for this page.",
+               Grouped(std::int64_t(scene.facets)), Grouped(std::int64_t(scene.all_facets)) + " facets");
     }
     if (subject.vat) page.Add(" The floor's grid is <span data-grid></span> {}.", unit);
     page.Add("</figcaption>\n</figure>\n");

@@ -169,7 +169,7 @@ void AddReport(CommandTree& tree) {
       "Meshes of more than 300000 facets together are simplified for the page, which then says so; --report-facets "
       "gives another number, or all.",
       {"trqprep report bracket.stl -o bracket.html",
-       "trqprep build bracket.stl -o plate && trqprep report plate -o plate.html --report-facets all"});
+       "trqprep build bracket.stl -o shown && trqprep report shown -o shown.html --report-facets all"});
   auto& options = command.Runs(Run);
   command.Arguments("FILE", options.inputs, "Meshes, slice contours, styles, or build folders");
   command.TextOption("--report-facets", options.facets, "N",
