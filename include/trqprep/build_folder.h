@@ -17,7 +17,9 @@ constexpr const char* kPlateSvg = "plate.svg";
 constexpr const char* kBuildJson = "build.json";
 constexpr const char* kBuildToml = "build.toml";
 constexpr const char* kChecksJson = "checks.json";
+/// Written with slices where styles and machine say all that it needs.
 constexpr const char* kEstimateJson = "estimate.json";
+constexpr const char* kReportHtml = "report.html";
 constexpr const char* kMeshFolder = "meshes";
 constexpr const char* kPartFolder = "parts";
 constexpr const char* kSliceFolder = "slices";

@@ -142,11 +142,13 @@ struct Job {
   std::string style_root;      ///< where styles lie in folders a machine type; may be empty
   std::optional<Length> z_spacing;
   bool force_checks = false;
-  bool slice = false;              ///< the folder holds slice contours of every piece
-  MachineProcess process;          ///< for the estimate of what is sliced
-  bool machine_of_styles = false;  ///< without `machine`: the one that all styles agree on
-  bool strict = false;             ///< warnings are errors
-  std::vector<Code> allow;         ///< but for these
+  bool slice = false;                   ///< the folder holds slice contours of every piece
+  MachineProcess process;               ///< for the estimate of what is sliced
+  bool no_report = false;               ///< the folder holds no report.html
+  std::int64_t report_facets = 300000;  ///< of its meshes together; 0: all
+  bool machine_of_styles = false;       ///< without `machine`: the one that all styles agree on
+  bool strict = false;                  ///< warnings are errors
+  std::vector<Code> allow;              ///< but for these
 
   /// Side files may be links. The line says it, never a job file, which may come from elsewhere.
   bool follow_links = false;

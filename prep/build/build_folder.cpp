@@ -9,6 +9,7 @@
 #include "trq/core/slc.h"
 #include "trq/core/stl.h"
 #include "trq/setup.h"
+#include "trqprep/build_report.h"
 #include "trqprep/job_file.h"
 #include "trqprep/paths.h"
 #include "trqprep/plate_svg.h"
@@ -287,11 +288,25 @@ void WriteBuildFolder(Observer& observer, const Plate& plate, const BuildSetup& 
       static_cast<void>(core::WriteSlc(slices[i], sink));  // the sink keeps a failure
     });
   }
-  writer.Write(kPlateSvg, PlateSvg(plate));
-  writer.Write(kBuildToml, JobFileText(FolderJob(plate, setup)));
-  writer.Write(kChecksJson, JsonDocument(ChecksDocument(findings)));
-  if (estimate.is_object()) writer.Write(kEstimateJson, JsonDocument(estimate));
+  BuildTexts texts;
+  texts.svg = PlateSvg(plate);
+  texts.job = JobFileText(FolderJob(plate, setup));
+  texts.checks = JsonDocument(ChecksDocument(findings));
+  writer.Write(kPlateSvg, texts.svg);
+  writer.Write(kBuildToml, texts.job);
+  writer.Write(kChecksJson, texts.checks);
+  if (estimate.is_object()) {
+    texts.estimate = JsonDocument(estimate);
+    writer.Write(kEstimateJson, texts.estimate);
+  }
   document["files"] = writer.files();
+  if (!plate.job.no_report) {
+    observer.Progress("writing the report", 0.99);
+    ReportOptions options;
+    options.facets = plate.job.report_facets;
+    writer.Write(kReportHtml, ReportPage({SubjectOfBuild(plate, setup, slices, document, texts)}, options));
+    document["files"] = writer.files();
+  }
   document["sum"] = SumOf(document);
   folder.WriteFile(below + kBuildJson, JsonDocument(document));
 }

@@ -130,6 +130,8 @@ const std::vector<JobField<Job>>& JobFields() {
       {"force-checks", "--force-checks", &Job::force_checks, F::kOfBuilds | F::kWhenSet, "", "Build although checks find errors"},
       {"machine-of-styles", nullptr, &Job::machine_of_styles, F::kOfBuilds | F::kWhenSet},
       {"slice", "--slice", &Job::slice, F::kOfBuilds | F::kWhenSet, "", "Write slice contours of every piece, in layers of its styles"},
+      {"no-report", "--no-report", &Job::no_report, F::kOfBuilds | F::kWhenSet, "", "Leave report.html out of the folder"},
+      {"report-facets", "--report-facets", WholeMember<Job>{&Job::report_facets, 1, 2147483647, "all"}, F::kOfBuilds | F::kWhenSet, "N", "Most facets that the meshes of the report have together; beyond it they are simplified (default 300000); a number, or all"},
       {"strict", "--strict", &Job::strict, F::kOfBuilds | F::kWhenSet, "", "Treat warnings as errors"},
       {"allow", "--allow", &Job::allow, F::kOfBuilds | F::kWhenSet, "CODE", "Leave warnings of this code what they are under --strict"},
       {"z-spacing", "--z-spacing", &Job::z_spacing, F::kOfBuilds | F::kWhenSet, "LENGTH", "Widest hatch spacing that counts in the Z correction (default: all hatches count)"},

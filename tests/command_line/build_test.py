@@ -37,7 +37,7 @@ class BuildFolder(ToolTest):
         files = sorted(str(p.relative_to(self.path("out"))) for p in self.path("out").rglob("*") if p.is_file())
         self.assertEqual(files, ["build.json", "build.toml", "checks.json", "meshes/box-1.ctl", "meshes/box-2.ctl",
                                  "meshes/box-3.ctl", "meshes/ring-1.ctl", "meshes/ring-2.ctl", "parts/box.stl",
-                                 "parts/ring.stl", "plate.stl", "plate.svg"])
+                                 "parts/ring.stl", "plate.stl", "plate.svg", "report.html"])
         self.assertEqual(document["schema"], "trqprep.build-folder/2")
         self.assertEqual((document["units"], document["vat"], document["seed"]), ("mm", [200, 200, 100], 7))
         for side in document["cell"]:

@@ -69,6 +69,7 @@ WRITERS = [
     Writer("place", ["place", "part.stl", "--rotations", "1", "--svg", OUT], "out.svg"),
     Writer("build", ["build", "part.stl", "--style", "style.sty", "--recoat", "style.rcs", "--rotations", "1",
                      "--force-checks", "-o", OUT], "out", folder=True),
+    Writer("report", ["report", "part.stl", "cone.slc", "style.sty", "style.rcs", "-o", OUT], "out.html"),
     Writer("slc svg", ["slc", "svg", "cone.slc", "--layer", "3", "-o", OUT], "out.svg"),
     Writer("slc png", ["slc", "png", "cone.slc", "--layers", "3", "--size", "40", "-o", OUT], "out.png"),
     Writer("slc sheet", ["slc", "sheet", "cone.slc", "--size", "40", "-o", OUT], "out.png"),

@@ -331,7 +331,8 @@ class OutputFolders(ToolTest):
                 self.write("out/" + folder + name, "x")
         self.assertEqual(self.build("out/", "--force").exit, DONE)
         self.assertEqual(sorted(p.name for p in self.path("out").iterdir()),
-                         ["build.json", "build.toml", "checks.json", "meshes", "parts", "plate.stl", "plate.svg"])
+                         ["build.json", "build.toml", "checks.json", "meshes", "parts", "plate.stl", "plate.svg",
+                          "report.html"])
         self.assertEqual(self.listing(), ["box.stl", "out"])
 
     def test_a_file_is_never_replaced_by_a_folder(self):

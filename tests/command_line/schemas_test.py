@@ -281,13 +281,15 @@ class Outputs(ToolTest):
         self.nested()
         self.said("build", "box.stl,copies=2,rotate-z=15,units=mm,style=half.sty@0:12", name + b",style=" + style, "--style",
                   "Fine.sty", "--recoat", "Slow.rcs", "--machine", "TRQ-E7", "--z-spacing", "0.5", "--accept-partial", "--force-checks", "--floor", "keep", "--strict", "--allow",
-                  "NO-RECOAT", "-o", "out")
+                  "NO-RECOAT", "--report-facets", "all", "-o", "out")
         self.take_folder("out")
-        self.said("build", "ring.stl", "--style", "Damaged.sty", "--force-checks", "-o", "damaged", exit=NO)
+        self.said("build", "ring.stl", "--style", "Damaged.sty", "--force-checks", "--report-facets", "100", "-o", "damaged",
+                  exit=NO)
         self.take_folder("damaged")
         self.good("style", "new", "--machine", "Mirra", "--thickness", "0.1", "-o", "Mirra.sty")
-        self.said("build", "ring.stl,style=Mirra.sty", "box.stl,style=Fine.sty", "--force-checks", "-o", "torn", exit=NO)
+        self.said("build", "ring.stl,style=Mirra.sty", "box.stl,style=Fine.sty", "--force-checks", "--no-report", "-o", "torn", exit=NO)
         self.take_folder("torn")
+        self.said("report", "out", "box.stl", "-o", "out.html")
         self.said("verify", "out")
         self.said("check", "box.stl", "Fine.sty", "out/build.toml")
         self.write("unknown.bin", b"nothing that is known")

@@ -33,7 +33,8 @@ ROOM_BELOW = {
     "styles": ["files"],
     "checks": ["meshes", "styles"],
     "plate": ["meshes", "styles"],
-    "build": ["plate", "checks"],
+    "report": ["checks", "plate"],
+    "build": ["report"],
 }
 
 # Rooms beside prep/, below all of its rooms, and the headers of include/trqprep/ that are theirs.
@@ -50,7 +51,8 @@ ROOM_OF_HEADER = {"exit_codes.h": "says", "immortal.h": "files"}
 # What else the rooms and the tool are made from.
 LIBRARIES = {
     "fmt": ["prep", "tools"],
-    "meshoptimizer.h": ["prep/meshes/simplify.cpp"],
+    "meshoptimizer.h": ["prep/meshes/simplify.cpp", "prep/report/packed.cpp"],
+    "zlib.h": ["prep/report/packed.cpp"],
     "nettle": ["prep/files"],
     "polyclipping": ["prep/plate/outlines.cpp"],
     "nlohmann": ["prep/files/json_text.cpp"],

@@ -6,6 +6,7 @@ namespace trqprep {
 const CommandList kCommands = {
     AddBuild,
     AddVerify,
+    AddReport,
     AddInfo,
     AddCheck,
     AddEstimate,

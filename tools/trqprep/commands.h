@@ -11,6 +11,7 @@ extern const CommandList kCommands;
 // Each in command_<name>.cpp.
 void AddBuild(CommandTree& tree);
 void AddVerify(CommandTree& tree);
+void AddReport(CommandTree& tree);
 void AddInfo(CommandTree& tree);
 void AddCheck(CommandTree& tree);
 void AddEstimate(CommandTree& tree);

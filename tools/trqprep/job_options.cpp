@@ -14,8 +14,9 @@ namespace {
 constexpr const char* kOnEveryLine[] = {"part",      "vat",    "engine", "gap",  "margin",
                                         "rotations", "order",  "seed",   "time", "no-holes",
                                         "tolerance", "plates", "drop",   "floor"};
-constexpr const char* kOnBuildLines[] = {"style", "recoat",       "machine", "machines", "z-spacing",
-                                         "slice", "force-checks", "strict",  "allow"};
+constexpr const char* kOnBuildLines[] = {"style",        "recoat", "machine",   "machines",
+                                         "z-spacing",    "slice",  "no-report", "report-facets",
+                                         "force-checks", "strict", "allow"};
 
 constexpr Length kUsualGap{2, Units::kMillimetre};
 constexpr Length kUsualMargin{5, Units::kMillimetre};
@@ -158,7 +159,8 @@ Job JobOptions::Get(const Context& context) const {
     try {
       if (!word.empty()) StoreText(job, FieldOf(key), word);
     } catch (const std::invalid_argument& error) {
-      FailUsage("", fmt::format("--{}: {}", key, error.what()), "give a number, or any");
+      FailUsage("", fmt::format("--{}: {}", key, error.what()),
+                key == "plates" ? "give a number, or any" : "give a number, or all");
     }
   }
   if (job.engine == Engine::kNest) {
