@@ -305,7 +305,7 @@ class Folder(BuildTest):
         document = self.build(*self.ARGUMENTS)
         files = self.files_of(self.path("out"))
         self.assertEqual(sorted(files), sorted(
-            ["build.json", "build.toml", "checks.json", "plate.stl", "plate.svg", "parts/box.stl", "parts/box.V_D",
+            ["build.json", "build.toml", "checks.json", "plate.stl", "plate.svg", "report.html", "parts/box.stl", "parts/box.V_D",
              "parts/ring.stl", "meshes/box-1.ctl", "meshes/box-1.V_D", "meshes/box-2.ctl", "meshes/box-2.V_D",
              "meshes/ring-1.ctl"] + [f"styles/{s}{e}" for s in ("Default.rcs", "Slow.rcs", "Default.sty", "Fine.sty")
                                      for e in ("", ".csv")]))
@@ -316,7 +316,7 @@ class Folder(BuildTest):
         for name in ("styles/Default.sty", "styles/Slow.rcs"):
             stored = int.from_bytes(files[name][-4:], "little")
             self.assertEqual(stored, zlib.crc32(files[name][:-4]) ^ 0xffffffff)
-        for text in (files["build.json"], files["build.toml"], files["checks.json"]):
+        for text in (files["build.json"], files["build.toml"], files["checks.json"], files["report.html"]):
             self.assertNotIn(str(self.folder).encode(), text)
         self.assertIn(b"Layer Thickness", files["styles/Fine.sty.csv"])
 

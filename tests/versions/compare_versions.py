@@ -142,6 +142,8 @@ class SceneRun:
                 true = stated in self.true_hashes
                 return b'"' + size + b'": <true>,' + between + b'"<true>"' if true else match.group()
             data = re.sub(rb'"((?:file_)?size)": \d+,(\s+"sha256": )"([0-9a-f]{64})"', size_and_hash, data)
+            data = re.sub(rb'<td class="n">\d+(</td><td><code>([0-9a-f]{64}))',  # a row of report.html
+                          lambda m: b"<true>" + m[1] if m[2] in self.true_hashes else m.group(), data)
             data = re.sub(rb"\b[0-9a-f]{64}\b", lambda m: b"<true>" if m.group() in self.true_hashes else m.group(),
                           data)
         return data
