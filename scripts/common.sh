@@ -4,14 +4,20 @@ set -euo pipefail
 trq_root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 trq_jobs="${CMAKE_BUILD_PARALLEL_LEVEL:-$(nproc)}"
 
-# trq_install USE...: makes sure that the packages listed for these uses in scripts/packages are installed.
-# Says nothing and needs no network when they are.
+# trq_install USE...: makes sure that the packages listed for these uses in scripts/packages are installed, or
+# others that provide them. Says nothing and needs no network when they are.
 trq_install() {
-  local use package missing=()
+  local use package provided="" missing=()
   for use in "$@"; do
     while read -r package; do
       if [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null || true)" != installed ]; then
-        missing+=("$package")
+        if [ -z "$provided" ]; then
+          provided=" $(dpkg-query -W -f '${db:Status-Status} ${Provides}\n' | sed -n 's/^installed //p' |
+            sed 's/([^)]*)//g' | tr -s ',\n ' ' ') "
+        fi
+        if [[ "$provided" != *" $package "* ]]; then
+          missing+=("$package")
+        fi
       fi
     done < <(awk -v use="$use" '$1 == use { print $2 }' "$trq_root/scripts/packages")
   done
