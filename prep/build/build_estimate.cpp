@@ -27,6 +27,7 @@ using estimate::Stroke;
 
 constexpr double kPitch = 0.1;  // mm
 constexpr double kPerMillilitre = 1000;
+constexpr double kLargestArea = 1e12;  // mm2, as no vat is longer than 1e6 mm
 constexpr double kMillimetresPerMil = 0.0254;
 
 // --- what a build style draws ----------------------------------------------------------------------------
@@ -379,6 +380,10 @@ void Estimator::Add(Observer& observer, size_t part, const std::string& name,
   const std::vector<LayerMeasure> layers = estimate::MeasureLayers(
       stack, asked, kPitch / factor, [&](double share) { observer.Progress("measuring " + name, share); });
   for (size_t k = 0; k < layers.size(); ++k) {
+    if (!(std::fabs(layers[k].area * factor * factor) < kLargestArea)) {
+      FailInput(Code::kOutsideVat, name, fmt::format("layer {} is larger than any vat", k + 1),
+                "'trqprep check' tells where the part or the file is damaged");
+    }
     // A file may say anything.
     if (!std::isfinite(stack.bottoms[k]) || !std::isfinite(stack.tops[k])) continue;
     BandSum& sum = state.sums[part][bands[k]];

@@ -38,7 +38,9 @@ class Reporter {
           fmt::format("to layer {}, {} ml", Last(pocket) + 1, Plain(Millilitres(pocket.volume), 3));
       if (pocket.opening) {
         const VentEntry& entry = vents_.entries[*pocket.opening];
-        end += fmt::format(", freed by the {} of entry {}", entry.kind(), *pocket.opening + 1);
+        const std::string kind = entry.kind();
+        end += fmt::format(", freed by {}entry {}", kind == "unknown" ? "" : "the " + kind + " of ",
+                           *pocket.opening + 1);
       }
       return At(pocket.begin, pocket.x, pocket.y) + " " + end;
     };

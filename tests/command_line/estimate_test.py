@@ -330,6 +330,10 @@ class Missing(Estimate):
         self.tool("estimate", "slab.slc", "inch.slc", exit=USAGE)
         self.write("e7.rcs", recoating(machine=6))
         self.tool("estimate", "slab.slc", "--style", "plain.sty", "--recoat", "e7.rcs", exit=USAGE)
+        for side in (1e7, 1e30):
+            self.write("vast.slc", slc([(0, [rectangle(0, 0, side, side)])], 0.1))
+            self.assertIn("[OUTSIDE-VAT]", self.run_tool("estimate", "vast.slc").err)
+            self.assertEqual(self.run_tool("estimate", "vast.slc").exit, 3)
 
 
 class Builds(Estimate):

@@ -83,7 +83,9 @@ class Layers(ToolTest):
         self.assertNotIn("CUP", self.found("cup.stl", "--thickness", "0.5mm"))
         # Halfway up the wall: only what lies below is held.
         self.write("cup.V_D", "5 10 6 1 0 0 3\n")
-        place, = self.found("cup.stl", "--thickness", "0.5mm", "--vent-radius", "0.6mm")["CUP"]["where"]["places"]
+        cup = self.found("cup.stl", "--thickness", "0.5mm", "--vent-radius", "0.6mm")["CUP"]
+        self.assertTrue(cup["text"].endswith("freed by entry 1"), cup["text"])  # level, so neither vent nor drain
+        place, = cup["where"]["places"]
         # The layer from 5 to 5.5 comes within 0.6 of the drain: what lies from 2 to 5 is held.
         self.assertEqual((place["layer"], place["last_layer"], place["entry"]), (5, 10, 1))
         self.assertAlmostEqual(place["volume"], 300, delta=5)
