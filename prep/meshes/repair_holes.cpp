@@ -147,10 +147,11 @@ class Holes {
         if (!back) next = Unused(edge.to, to);
       }
       if (!back && next == kNone && edge.to != borders_[first].from) next = Unused(edge.to);
+      if (next == kNone && edge.to != borders_[first].from) return {};
       const BorderEdge& after = borders_[next == kNone ? first : next];
       if (!edge.alone && after.alone) GoRound(edge.to, after.facet, false, angle);
       turn += kPi - angle;
-      if (next == kNone) return edge.to == borders_[first].from ? vertices : std::vector<int>();
+      if (next == kNone) return vertices;
       i = next;
     }
   }
