@@ -53,10 +53,6 @@ std::vector<std::string> Split(const std::string& text, char separator);
 
 /// The number with at most `digits` digits after the point, no trailing zeros, never "-0".
 std::string Plain(double value, int digits);
-/// The n with 10^n <= |value| < 10^(n + 1); 0 of zero and what is not finite.
-int DecimalExponent(double value);
-/// The longest of 1, 2 and 5, times a power of ten, that is no longer than `most`, which is above 0.
-double RoundLength(double most);
 /// "1 facet", "2 facets"; without `many` words that end in -y take -ies, others an s.
 std::string Counted(int64_t count, const std::string& one, const std::string& many = "");
 /// "40 x 40 x 10 mm (1.575 x 1.575 x 0.394 in)" for a size in `units`.

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <iterator>
@@ -134,19 +133,6 @@ std::string Plain(double value, int digits) {
     if (text.back() == '.') text.pop_back();
   }
   return text == "-0" ? "0" : text;
-}
-
-int DecimalExponent(double value) {
-  if (value == 0 || !std::isfinite(value)) return 0;
-  std::array<char, 32> text;  // the shortest, so that 1e-5 is not taken for less
-  const auto end =
-      std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::scientific).ptr;
-  return int(ParseNumber(std::string(std::find(text.data(), end, 'e') + 1, end)));
-}
-
-double RoundLength(double most) {
-  const double power = ParseNumber(fmt::format("1e{}", DecimalExponent(most)));
-  return power * (most >= 5 * power ? 5 : most >= 2 * power ? 2 : 1);
 }
 
 std::string Counted(int64_t count, const std::string& one, const std::string& many) {

@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "trqprep/message.h"
+#include "trqprep/round_length.h"
 
 namespace trqprep {
 std::string LayerSvg(const ContourFile& file, const ContourSummary& summary, size_t index,

@@ -10,6 +10,8 @@
 #include <optional>
 #include <utility>
 
+#include "trqprep/round_length.h"
+
 namespace trqprep {
 namespace {
 

@@ -4,6 +4,7 @@
 
 #include "prep/report/sheets.h"
 #include "trqprep/render.h"
+#include "trqprep/round_length.h"
 
 namespace trqprep {
 namespace {

@@ -9,6 +9,7 @@
 #include "trqprep/base64.h"
 #include "trqprep/layer_picture.h"
 #include "trqprep/message_table.h"
+#include "trqprep/round_length.h"
 
 namespace trqprep {
 namespace {
