@@ -6,6 +6,14 @@ else()
   set(trq_other_systems "_windows\\.(cpp|h)$")
 endif()
 find_package(Threads REQUIRED)
+include(CheckCXXSourceCompiles)
+check_cxx_source_compiles("#include <cfloat>
+static_assert(FLT_EVAL_METHOD == 0, \"\");
+int main() {}" TRQ_ARITHMETIC_OF_ITS_TYPES)
+if(NOT TRQ_ARITHMETIC_OF_ITS_TYPES)
+  message(FATAL_ERROR "This compiler keeps floats and doubles in wider registers, as the x87 does: results would be rounded "
+                      "elsewhere than the interface says. On 32-bit x86 add -msse2 -mfpmath=sse to CMAKE_CXX_FLAGS.")
+endif()
 add_library(trq_settings INTERFACE)
 target_compile_options(trq_settings INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wcast-align -Wno-unused-parameter

@@ -205,7 +205,7 @@ bool SearchOnGrid(Observer& observer, Plate& plate) {
       piece.part = components[c].part;
       piece.copy = components[c].first_copy + copy + 1;
       piece.rotation = grid.z_rot(component, copy);
-      piece.rotation_index = int(std::lround(piece.rotation * double(plate.job.rotations) / 360));
+      piece.rotation_index = int(std::round(piece.rotation * double(plate.job.rotations) / 360));
       const Point corner = maker.CornerOf(piece.part, piece.rotation_index);
       piece.x = grid.x_shift(component, copy) + corner[0];
       piece.y = grid.y_shift(component, copy) + corner[1];
