@@ -38,6 +38,7 @@ class Output {
   [[noreturn]] void FailChanged(const std::string& what) const;
   void MakeTemporary(const std::string& folder, TemporaryPath::Kind kind);
   int itself() const { return temporary_.descriptor().number(); }
+  void RequireUsableName() const;
   void SetMode() const;
   void FlushFolder() const;
   void RequireOwnName() const;
@@ -100,14 +101,15 @@ class EditLock {
            std::chrono::milliseconds patience = std::chrono::seconds(30));
 
  private:
-  Descriptor folder_;
+  Descriptor lock_;
 };
 
 /// Whether both paths lead to one file that is there.
 bool IsSameFile(const std::string& path, const std::string& other);
 
 /// An output folder. Refuses an existing one unless `replace`, and then too one that holds anything but what
-/// it lists as its own. The two are exchanged in one step, and what the old one lists is removed. What
+/// it lists as its own. The two are exchanged in one step, or, where the system has no such step, in two
+/// renames, between which the old one stands as `NAME.old`; then what the old one lists is removed. What
 /// appeared in it meanwhile stays, in a folder `NAME.old`, and ends the command with exit 4.
 class OutputFolder : public Output {
  public:
@@ -132,14 +134,13 @@ class OutputFolder : public Output {
  private:
   Written Fill(const std::string& name, const std::function<void(trq::core::ByteSink&)>& write,
                const std::string_view* bytes);
-  [[noreturn]] void FailLeftOver() const;
+  /// Renames a folder beside the output to NAME.old, or NAME.old-2 and so on; 0 or the errno.
+  int MoveAside(const std::string& from, std::string& to) const;
+  [[noreturn]] void FailLeftOver(const std::string& kept) const;
 
   ListReader list_reader_;
   std::vector<std::string> made_;  // folders, in this order
 };
-
-/// A file without a name in the folder for temporary files, which goes with the process. Exit 4.
-Descriptor MakeUnnamedFile();
 
 /// Names the descriptor that outputs called /dev/stdout are written to, when it is not 1; -1: there is none.
 void SetStandardOutput(int descriptor);

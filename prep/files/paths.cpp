@@ -14,6 +14,13 @@ bool Exists(const std::string& path) {
   return std::filesystem::exists(path, error);
 }
 
+std::string NamedPath(std::string path) {
+  if (std::filesystem::path::preferred_separator == '\\') std::replace(path.begin(), path.end(), '\\', '/');
+  return path;
+}
+
+bool IsAbsolute(const std::string& path) { return std::filesystem::path(path).has_root_path(); }
+
 std::string PortableName(std::string name, size_t longest) {
   for (char& c : name) {
     if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F || std::strchr("<>:\"/\\|?*", c)) c = '_';
