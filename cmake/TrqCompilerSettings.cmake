@@ -1,4 +1,10 @@
 # Settings that every target of the project compiles with.
+# What stands in a file for each system ends in its name; this tells the files of the others.
+if(WIN32)
+  set(trq_other_systems "_posix\\.(cpp|h)$")
+else()
+  set(trq_other_systems "_windows\\.(cpp|h)$")
+endif()
 find_package(Threads REQUIRED)
 add_library(trq_settings INTERFACE)
 target_compile_options(trq_settings INTERFACE
