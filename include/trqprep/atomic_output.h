@@ -89,6 +89,9 @@ void WriteOutputFile(const std::string& path, std::string_view bytes, bool repla
 /// OutputFile::Succeed.
 void ReplaceFile(const std::string& path, const std::optional<std::string>& before, std::string_view bytes);
 
+/// Deletes a file; 0 or the errno.
+int RemoveFile(const std::string& path);
+
 /// Held from before a file is read until it was replaced, so that those who change files of that folder so
 /// come one after the other. It is a lock on the folder, which is there before the file is and stays when the
 /// file is replaced, and which leaves nothing behind. Where a system has no lock on folders, a file that is

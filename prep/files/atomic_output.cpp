@@ -29,16 +29,6 @@ bool standard_output_holds_output = false;
 
 constexpr const char* kDiskFull = "is the disk full, or a size limit in force?";
 
-std::string FolderOf(const std::string& path) {
-  const size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return ".";
-  // "/" and "C:/" keep their slash.
-  const std::filesystem::path folder(path.substr(0, slash));
-  return path.substr(0, slash + (folder.has_relative_path() ? 0 : 1));
-}
-
-std::string NameOf(const std::string& path) { return path.substr(path.rfind('/') + 1); }
-
 std::string WithoutLastSlashes(std::string path) {
   while (path.size() > 1 && path.back() == '/') path.pop_back();
   return path;
@@ -206,7 +196,7 @@ void Output::TakeName(bool replace) {
 
 OutputFile::OutputFile(const std::string& path, bool replace) : Output(path, replace, 0666) {
   target_ = FollowLinks(path, path);
-  name_ = NameOf(target_);
+  name_ = FileNameOf(target_);
   const bool to_standard_output = NamesStandardOutput(target_);
   if (!to_standard_output) RequireUsableName();
   Status status;
@@ -307,6 +297,11 @@ void ReplaceFile(const std::string& path, const std::optional<std::string>& befo
   output.Commit();
 }
 
+int RemoveFile(const std::string& path) {
+  const Descriptor folder = system_files::Open(FolderOf(path), Use::kReach);
+  return folder.open() ? system_files::RemoveFile(folder.number(), FileNameOf(path).c_str()) : errno;
+}
+
 EditLock::EditLock(Observer& observer, const std::string& path, std::chrono::milliseconds patience) {
   std::error_code error;
   const std::string target = std::filesystem::canonical(path, error).string();
@@ -387,7 +382,7 @@ OutputFolder::OutputFolder(const std::string& path, bool replace, ListReader lis
   } else if (error != ENOENT) {
     Require(error);
   }
-  name_ = NameOf(target_);
+  name_ = FileNameOf(target_);
   RequireUsableName();
   MakeTemporary(FolderOf(target_), TemporaryPath::Kind::kFolder);
 }

@@ -51,7 +51,9 @@ int WriteBytes(int file, std::string_view bytes) {
   DWORD mode = 0;
   if (GetConsoleMode(handle, &mode)) {
     // A console takes texts; one call takes no more than some 32 kB.
-    const std::wstring text = std::filesystem::u8path(bytes).wstring();
+    std::wstring text(bytes.size(), L'\0');
+    text.resize(size_t(
+        MultiByteToWideChar(CP_UTF8, 0, bytes.data(), int(bytes.size()), text.data(), int(text.size()))));
     for (size_t at = 0; at < text.size();) {
       size_t size = std::min<size_t>(text.size() - at, 8000);
       if (at + size < text.size() && text[at + size - 1] >= 0xD800 && text[at + size - 1] < 0xDC00) --size;
@@ -125,7 +127,9 @@ class Handle {
 struct ShortName {
   explicit ShortName(const char* name) {
     const bool itself = name[0] == '.' && name[1] == '\0';
-    size = itself ? 0 : MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, name, -1, text, int(std::size(text))) - 1;
+    size = itself
+               ? 0
+               : MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, name, -1, text, int(std::size(text))) - 1;
   }
   bool valid() const { return size >= 0; }
   int size;
@@ -266,7 +270,8 @@ std::string LinkTarget(const std::string& path) {
   const Handle target(CreateFileW(wide.c_str(), FILE_READ_ATTRIBUTES, kShared, nullptr, OPEN_EXISTING,
                                   FILE_FLAG_BACKUP_SEMANTICS, nullptr));
   std::array<wchar_t, 32768> name;
-  const DWORD size = target.open() ? GetFinalPathNameByHandleW(target.get(), name.data(), DWORD(name.size()), 0) : 0;
+  const DWORD size =
+      target.open() ? GetFinalPathNameByHandleW(target.get(), name.data(), DWORD(name.size()), 0) : 0;
   if (size == 0 || size >= name.size()) return {};
   std::wstring found(name.data(), size);
   if (found.compare(0, 8, L"\\\\?\\UNC\\") == 0) {
@@ -310,7 +315,7 @@ Descriptor OpenIn(int folder, const char* name, Use use) {
                              : use == Use::kWrite ? FILE_GENERIC_WRITE
                              : use == Use::kReach ? FILE_TRAVERSE
                                                   : FILE_GENERIC_READ;
-  const ULONG kind = creates                                       ? FILE_NON_DIRECTORY_FILE
+  const ULONG kind = creates                                     ? FILE_NON_DIRECTORY_FILE
                      : use == Use::kFolder || use == Use::kReach ? FILE_DIRECTORY_FILE
                                                                  : 0;
   const ULONG disposition = creates ? FILE_CREATE : FILE_OPEN;
@@ -394,8 +399,9 @@ int ForEachName(int folder, const std::function<void(const char*)>& take) {
     for (const char* at = block;;) {
       const auto* entry = reinterpret_cast<const FILE_ID_BOTH_DIR_INFO*>(at);
       char name[3 * 256];
-      const int size = WideCharToMultiByte(CP_UTF8, 0, entry->FileName, int(entry->FileNameLength / sizeof(wchar_t)),
-                                           name, sizeof name - 1, nullptr, nullptr);
+      const int size =
+          WideCharToMultiByte(CP_UTF8, 0, entry->FileName, int(entry->FileNameLength / sizeof(wchar_t)), name,
+                              sizeof name - 1, nullptr, nullptr);
       name[size] = '\0';
       const std::string_view text = name;
       if (text != "." && text != "..") take(name);
@@ -453,7 +459,8 @@ int Rename(int folder, const char* from, const char* to, bool replace) {
     // A file that may only be read is not replaced in the older way.
     const Handle old(replace ? OpenItself(folder, to, FILE_WRITE_ATTRIBUTES) : INVALID_HANDLE_VALUE);
     Status status;
-    if (!itself.open() || !old.open() || StatusOf(old.get(), status) != 0 || (status.mode & 0222) != 0) continue;
+    if (!itself.open() || !old.open() || StatusOf(old.get(), status) != 0 || (status.mode & 0222) != 0)
+      continue;
     if (SetAttributes(old.get(), false) != 0) continue;
     Handle closed;
     if (RenameOpen(itself.get(), folder, name, true)) return 0;
@@ -476,8 +483,8 @@ int Lock(const std::string& folder, Descriptor& lock) {
   const DWORD error = GetLastError();
   if (error == ERROR_SHARING_VIOLATION) return EWOULDBLOCK;
   // What is about to go is refused as if it were forbidden.
-  const bool is_there = GetFileAttributesW(name.c_str()) != INVALID_FILE_ATTRIBUTES ||
-                        GetLastError() == ERROR_ACCESS_DENIED;
+  const bool is_there =
+      GetFileAttributesW(name.c_str()) != INVALID_FILE_ATTRIBUTES || GetLastError() == ERROR_ACCESS_DENIED;
   return error == ERROR_ACCESS_DENIED && is_there ? EWOULDBLOCK : ErrnoOf(error);
 }
 
