@@ -1,7 +1,5 @@
 #include "host/file_services.h"
 
-#define WIN32_LEAN_AND_MEAN
-#define NOMINMAX
 #include <fcntl.h>
 #include <io.h>
 #include <share.h>

@@ -31,6 +31,9 @@ std::string NameOfUser(unsigned user);
 /// Name of the user who runs the process; empty when the query fails. Throws std::bad_alloc.
 std::string LoginName();
 
+/// The next number of the calling thread's random source (SetRandomSource).
+int DrawRandom();
+
 /// Text of any length as vsnprintf makes it; empty when it cannot. `arguments` are used up.
 std::string Formatted(const char* format, va_list arguments);
 

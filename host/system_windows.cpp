@@ -1,7 +1,5 @@
 #include "host/system.h"
 
-#define WIN32_LEAN_AND_MEAN
-#define NOMINMAX
 #include <io.h>
 #include <lmcons.h>
 #include <sys/stat.h>

@@ -1,6 +1,7 @@
 // Open edges become pairs: candidates are found with a tree of the points at them, and taken nearest first.
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -23,6 +24,16 @@ constexpr size_t kTriesAnEdge = 64;
 constexpr size_t kTriesAnyway = 1000000;
 constexpr size_t kNearThen = 1;
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
+// The next float from one that is not negative, up for 1 and down for -1, within 0 and infinity.
+float Neighbour(float x, int direction) {
+  if (x == (direction > 0 ? kInfinity : 0.0F)) return x;
+  uint32_t bits;
+  std::memcpy(&bits, &x, sizeof bits);
+  bits += uint32_t(direction);
+  std::memcpy(&x, &bits, sizeof x);
+  return x;
+}
 
 double Distance(const Point& a, const Point& b) { return Norm(Minus(a, b)); }
 
@@ -51,7 +62,7 @@ class PointTree {
       float& nearest = nearest_[number];
       if (nearest > 0) SearchAround(place, double(nearest));
       const bool any = nearest > 0 && !near_.empty();
-      nearest = any ? std::nextafter(float(near_[0].first), 0.0F) : kInfinity;
+      nearest = any ? Neighbour(float(near_[0].first), -1) : kInfinity;
     }
   }
 
@@ -358,7 +369,7 @@ class Stitching {
     std::vector<float> reaches(mesh_.points.size(), -1);
     const auto reach_at = [&](int point, double reach) {
       float& at = reaches[size_t(point)];
-      at = std::max(at, std::nextafter(float(std::min(tolerance_, reach)), kInfinity));
+      at = std::max(at, Neighbour(float(std::min(tolerance_, reach)), 1));
     };
     for (const uint64_t edge : open_) {
       const auto [a, b] = EndsOf(edge);

@@ -6,7 +6,7 @@ The rule: the layers of the library include one another in one direction only; o
 the library needs nothing but the C++ standard library; the rooms of prep/ include one another in one direction only, and
 their headers nothing but exported ones and the C++ standard library; tool and example programs see the installed headers
 only; nesting/ knows nothing but itself, its header and the C++ standard library; slicing/ knows the installed headers and Clipper
-besides, view/ them and libpng, estimate/ slicing/; POSIX headers stand in host/, prep/files/ and tools/trqprep/cli/; no two files have the same name.
+besides, view/ them and libpng, estimate/ them and slicing/; POSIX headers stand in host/, prep/files/ and tools/trqprep/cli/; no two files have the same name.
 """
 
 import os
@@ -41,7 +41,7 @@ ROOM_BELOW = {
 ALONE = {"nesting": ["nesting.h"], "slicing": ["slicing.h", "layer_plan.h", "layer_findings.h"], "view": ["layer_picture.h", "render.h"],
          "estimate": ["estimate.h"]}
 # What these know besides themselves: exported headers of the library, each other, and others' libraries.
-ALONE_KNOWS_LIBRARY = {"slicing", "view"}
+ALONE_KNOWS_LIBRARY = {"slicing", "view", "estimate"}
 ALONE_BELOW = {"estimate": ["slicing"]}
 ALONE_LIBRARIES = {"slicing": ["polyclipping"], "view": ["png.h"]}
 
@@ -76,6 +76,7 @@ HEADER_LAYER = {
     "core/style_stack.h": "setup",
     "core/file.h": "host",
     "core/bytes.h": "foundation",
+    "core/elementary.h": "foundation",
     "core/mesh.h": "geometry",
     "core/stl.h": "geometry",
     "core/ctl.h": "geometry",

@@ -239,7 +239,7 @@ PictureFrame FrameOf(Context& context, const Options& options, const ContourFile
 
 uint32_t PixelsPerMetre(const PictureFrame& frame, Units units) {
   const double count = 1000 / (frame.pixel * UnitsFactor(units, Units::kMillimetre));
-  return count < 4e9 ? uint32_t(std::lround(count)) : 0;
+  return count < 4e9 ? uint32_t(std::round(count)) : 0;
 }
 
 ExitCode Png(Context& context, const Options& options) {
