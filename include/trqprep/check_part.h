@@ -17,7 +17,7 @@ namespace trqprep {
 struct PartCheck {
   Job job;  ///< its units, floor and drop
   std::array<double, 3> vat_mm{250, 250, 250};
-  bool of_build = false;             ///< the part of a build, whose floor was judged and whose slices are at hand
+  bool of_build = false;  ///< the part of a build, whose floor was judged and whose slices are at hand
   std::optional<LayerCheck> layers;  ///< look at layers of the mesh as it lies, too
   std::optional<Length> thickness;   ///< of these; 0.1 mm when not said
   Units bare = Units::kMillimetre;   ///< of lengths without unit

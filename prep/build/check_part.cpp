@@ -19,10 +19,9 @@ void CheckPlace(Observer& observer, const InputMesh& input, const PartCheck& che
   const double lowest = input.box().min[2] * UnitsFactor(input.units, job.units);
   if (const auto finding = FloorFinding(path, lowest, job)) observer.Say(*finding);
   if (!check.of_build && job.floor == Floor::kKeep && lowest < -ContactIn(job.units)) {
-    observer.Error(
-        Message(Code::kOutsideVat, path,
-                fmt::format("reaches {} {} below Z = 0", Plain(-lowest, 4), UnitsName(job.units)))
-            .Hint("without --floor keep parts are moved up to Z = 0"));
+    observer.Error(Message(Code::kOutsideVat, path,
+                           fmt::format("reaches {} {} below Z = 0", Plain(-lowest, 4), UnitsName(job.units)))
+                       .Hint("without --floor keep parts are moved up to Z = 0"));
   }
   // Where the build would put it: what stands too high is too large as well.
   const double factor = UnitsFactor(input.units, Units::kMillimetre);

@@ -95,7 +95,7 @@ int CountSealed(Observer& observer, const std::string& input, const std::vector<
                          : fmt::format("{} cavities lack a vent or a drain; the largest, of {} {}3, has {}",
                                        sealed, Plain(largest, 3), unit, lacks);
   observer.Warn(Message(Code::kSealedVoid, input, text + "; resin stays inside")
-                   .Hint("'trqprep vents find' shows places, 'trqprep vents add' makes one"));
+                    .Hint("'trqprep vents find' shows places, 'trqprep vents add' makes one"));
   return sealed;
 }
 
@@ -122,13 +122,13 @@ HollowPart HollowMesh(Observer& observer, InputMesh& input, const Hollowing& how
   part.validated = how.validate;
   const Topology outside = AnalyseTopology(mesh);
   part.was_closed = std::all_of(outside.surfaces.begin(), outside.surfaces.end(),
-                                     [](const Surface& s) { return s.closed; });
+                                [](const Surface& s) { return s.closed; });
   if (!part.was_closed) {
     observer.Warn(Message(Code::kOpenEdges, input.path,
                           fmt::format("the surface is not closed ({}); inside and outside are "
-                                     "uncertain",
-                                     Counted(int64_t(outside.open_edges), "open edge")))
-                     .Hint("'trqprep check' tells where"));
+                                      "uncertain",
+                                      Counted(int64_t(outside.open_edges), "open edge")))
+                      .Hint("'trqprep check' tells where"));
   }
   part.volume_before = input.volume();
   if (part.volume_before < 0) {
@@ -153,8 +153,9 @@ HollowPart HollowMesh(Observer& observer, InputMesh& input, const Hollowing& how
     part.closed_inner_surfaces += surface.closed ? 1 : 0;
     part.saved -= surface.volume;
   }
-  part.sealed_cavities = CountSealed(observer, input.path, inside.surfaces, how.vents ? how.vents() : std::nullopt,
-                                     how.vents_factor, UnitsName(input.units));
+  part.sealed_cavities =
+      CountSealed(observer, input.path, inside.surfaces, how.vents ? how.vents() : std::nullopt,
+                  how.vents_factor, UnitsName(input.units));
   observer.Progress("measuring the wall", 0.7);
   part.wall = MeasureWall(mesh, *part.inner, how.limit / 2.0);
   if (part.wall.bound) FailBound(input.path, "measuring the wall");

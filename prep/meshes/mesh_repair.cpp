@@ -559,19 +559,19 @@ MeshRepair RepairForFile(InputMesh& input, const RepairLimits& limits, MeshForma
 }
 
 void DescribeRepair(Json& data, const MeshRepair& done) {
-    data.update({{"open_edges", done.open_after},
-                  {"steps",
-                   {{"given_twice", done.given_twice},
-                    {"equal_corners", done.equal_corners},
-                    {"kept_for_box", done.kept_for_box},
-                    {"turned_facets", done.turned_facets},
-                    {"turned_shells", done.turned_shells},
-                    {"undecided_shells", done.undecided_shells},
-                    {"stitched_edges", done.stitched_edges},
-                    {"moved_corners", done.moved_corners},
-                    {"largest_move", NumberToJson(done.largest_move)},
-                    {"filled_holes", done.filled_holes},
-                    {"added_facets", done.added_facets}}}});
+  data.update({{"open_edges", done.open_after},
+               {"steps",
+                {{"given_twice", done.given_twice},
+                 {"equal_corners", done.equal_corners},
+                 {"kept_for_box", done.kept_for_box},
+                 {"turned_facets", done.turned_facets},
+                 {"turned_shells", done.turned_shells},
+                 {"undecided_shells", done.undecided_shells},
+                 {"stitched_edges", done.stitched_edges},
+                 {"moved_corners", done.moved_corners},
+                 {"largest_move", NumberToJson(done.largest_move)},
+                 {"filled_holes", done.filled_holes},
+                 {"added_facets", done.added_facets}}}});
 }
 
 Message RepairLeft(const std::string& output, const MeshRepair& done) {

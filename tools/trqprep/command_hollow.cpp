@@ -57,7 +57,7 @@ ExitCode Run(Context& context, const Options& options) {
   StateFiles(context, options, input.units);
   DescribeHollow(context.data, part, options.inner_only);
   context.Tell(
-                 R"({output}: {facets:+facet}, {which}
+      R"({output}: {facets:+facet}, {which}
   push            {push.least:4} to {push.largest:4} {unit}, mean {push.mean:4}
   wall            at least {wall.least:4} {unit}, mean {wall.mean:4}; {thin:1} % below half of the limit
   volume          {volume_before:3} {unit}3 before, {volume_after:3} {unit}3 after

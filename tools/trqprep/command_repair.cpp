@@ -7,7 +7,6 @@
 namespace trqprep {
 namespace {
 
-
 struct Options : MeshOptions {
   std::optional<Length> tolerance;
   int64_t holes = RepairLimits().hole_edges;
@@ -37,7 +36,7 @@ ExitCode Run(Context& context, const Options& options) {
     undecided = fmt::format(", {} left: they cross or lie in what is open", done.undecided_shells);
   DescribeRepair(context.data, done);
   context.Tell(
-                 R"({output}: {count}, were {mesh_before.facets}; {state}
+      R"({output}: {count}, were {mesh_before.facets}; {state}
   given twice    {twice} removed
   equal corners  {equal} removed{kept}
   stitched       {stitched}, {moved} moved by at most {steps.largest_move:4} {unit}
@@ -46,17 +45,17 @@ ExitCode Run(Context& context, const Options& options) {
   open edges     {open_edges}, were {mesh_before.open_edges}
   volume         {volume:3} {unit}3, was {mesh_before.volume:3} {unit}3
 )",
-                 {{"count", facets(mesh.num_triangles())},
-                  {"state", done.open_after == 0 ? "closed" : "still open"},
-                  {"twice", facets(done.given_twice)},
-                  {"equal", facets(done.equal_corners)},
-                  {"kept", kept},
-                  {"stitched", Counted(done.stitched_edges, "pair of edges", "pairs of edges")},
-                  {"moved", Counted(done.moved_corners, "corner", "corners")},
-                  {"turned", facets(done.turned_facets)},
-                  {"shells", Counted(done.turned_shells, "shell", "shells")},
-                  {"undecided", undecided},
-                  {"added", facets(done.added_facets)}});
+      {{"count", facets(mesh.num_triangles())},
+       {"state", done.open_after == 0 ? "closed" : "still open"},
+       {"twice", facets(done.given_twice)},
+       {"equal", facets(done.equal_corners)},
+       {"kept", kept},
+       {"stitched", Counted(done.stitched_edges, "pair of edges", "pairs of edges")},
+       {"moved", Counted(done.moved_corners, "corner", "corners")},
+       {"turned", facets(done.turned_facets)},
+       {"shells", Counted(done.turned_shells, "shell", "shells")},
+       {"undecided", undecided},
+       {"added", facets(done.added_facets)}});
   if (done.open_after == 0) return ExitCode::kDone;
   context.Error(RepairLeft(options.output, done));
   return ExitCode::kNo;
