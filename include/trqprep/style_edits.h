@@ -21,6 +21,11 @@ struct Refusal {
   Message Of(Code code, const std::string& file, const std::string& parameter) const;
 };
 
+/// Why parameter `index` cannot be set at all.
+Refusal WhyFixed(const StyleDocument& style, std::size_t index);
+/// Makes the two parameters that share a place in build style files equal.
+void FollowSharedPlace(StyleDocument& style);
+
 /// Reads a typed value; STYLE-VALUE with exit 2 for what is no number. A number that the record's type cannot
 /// hold (a fraction for whole numbers, what is not finite) sets `refusal`.
 Number ParseStyleValue(const std::string& name, const std::string& text, bool is_float, std::string& refusal);

@@ -14,6 +14,31 @@
 namespace trqprep {
 namespace {
 
+constexpr const char* kForceValue = "--force-value writes it all the same";
+
+Refusal WhyRefused(const RecordValues& record, const Number& value) {
+  // With a single allowed value the library lets the value change within the range, and the list follows.
+  if (record.allowed.size() >= 2) {
+    const bool listed = std::any_of(record.allowed.begin(), record.allowed.end(),
+                                    [&](const Number& allowed) { return allowed.Value() == value.Value(); });
+    if (!listed)
+      return {fmt::format("{} is none of the allowed values {}", value.Text(), AllowedText(record)),
+              kForceValue};
+    return {};
+  }
+  if (record.HasRange() && record.range != 0 &&
+      (value.Value() < record.minimum.Value() || value.Value() > record.maximum.Value())) {
+    return {fmt::format("{} is outside the range {}", value.Text(), RangeText(record)), kForceValue};
+  }
+  return {};
+}
+
+}  // namespace
+
+Message Refusal::Of(Code code, const std::string& file, const std::string& parameter) const {
+  return Message(code, file, parameter + ": " + text).Hint(hint).At({{"parameter", parameter}});
+}
+
 Refusal WhyFixed(const StyleDocument& style, size_t index) {
   const StyleParameter& parameter = style.parameters[index];
   if (parameter.name == "Version") return {"the version follows the file's layout", ""};
@@ -38,35 +63,9 @@ Refusal WhyFixed(const StyleDocument& style, size_t index) {
   return {};
 }
 
-constexpr const char* kForceValue = "--force-value writes it all the same";
-
-Refusal WhyRefused(const RecordValues& record, const Number& value) {
-  // With a single allowed value the library lets the value change within the range, and the list follows.
-  if (record.allowed.size() >= 2) {
-    const bool listed = std::any_of(record.allowed.begin(), record.allowed.end(),
-                                    [&](const Number& allowed) { return allowed.Value() == value.Value(); });
-    if (!listed)
-      return {fmt::format("{} is none of the allowed values {}", value.Text(), AllowedText(record)),
-              kForceValue};
-    return {};
-  }
-  if (record.HasRange() && record.range != 0 &&
-      (value.Value() < record.minimum.Value() || value.Value() > record.maximum.Value())) {
-    return {fmt::format("{} is outside the range {}", value.Text(), RangeText(record)), kForceValue};
-  }
-  return {};
-}
-
-/// The two parameters that share a place in build style files stay equal.
 void FollowSharedPlace(StyleDocument& style) {
   if (style.kind != StyleKind::kBuild) return;
   style.Find("QC Min Large Thick Skin Width")->record = style.Find("Shelling Thickness")->record;
-}
-
-}  // namespace
-
-Message Refusal::Of(Code code, const std::string& file, const std::string& parameter) const {
-  return Message(code, file, parameter + ": " + text).Hint(hint).At({{"parameter", parameter}});
 }
 
 void FailStyleValue(const std::string& name, const std::string& text, const std::string& why) {

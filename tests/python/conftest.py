@@ -20,6 +20,11 @@ CUBE_TRIANGLES = [[0, 1, 3], [0, 3, 2], [4, 6, 7], [4, 7, 5], [0, 4, 5], [0, 5, 
                   [2, 3, 7], [2, 7, 6], [0, 2, 6], [0, 6, 4], [1, 5, 7], [1, 7, 3]]
 
 
+def read(path):
+    with open(path, "rb") as file:
+        return file.read()
+
+
 def cube(size=10.0):
     return trqprep.Mesh.from_arrays(np.array(CUBE_VERTICES, dtype=float) * size, CUBE_TRIANGLES)
 
@@ -39,7 +44,12 @@ def tool(*arguments, exits=(0,)):
                           stderr=subprocess.PIPE, env=environment)
     assert done.returncode in exits, done.stderr.decode()[:500]
     document = json.loads(done.stdout)
-    return document["data"], document["messages"]
+    data = document["data"]
+    if len(data.get("files", [])) == 1 and arguments[0] == "info":
+        data = data["files"][0]
+    if "units" in document:
+        data.setdefault("units", document["units"])
+    return data, document["messages"]
 
 
 @pytest.fixture(autouse=True)

@@ -4,7 +4,7 @@ import os
 
 import numpy as np
 import pytest
-from conftest import SOURCE, cube, part, tool
+from conftest import SOURCE, cube, part, read, tool
 
 from trqprep import Contours, Mesh, TrqFileError, TrqValueError
 
@@ -43,7 +43,7 @@ def test_a_file_says_what_info_says(tmp_path):
     contours.save(tmp_path / "again.slc")
     tool("slc", "copy", example(), "-o", tmp_path / "tool.slc")
     assert (tmp_path / "again.slc").read_bytes() == (tmp_path / "tool.slc").read_bytes()
-    assert np.array_equal(Contours.loads(open(example(), "rb").read()).areas, contours.areas)
+    assert np.array_equal(Contours.loads(read(example())).areas, contours.areas)
     with pytest.raises(TrqFileError):
         contours.save(tmp_path / "again.slc")
 
@@ -64,7 +64,7 @@ def test_what_is_no_contours(tmp_path):
     with pytest.raises(TrqFileError):
         Contours.load(tmp_path / "none.slc")
     with pytest.raises(TrqFileError):
-        Contours.loads(open(example(), "rb").read()[:-200])
+        Contours.loads(read(example())[:-200])
 
 
 def test_contours_show_themselves():

@@ -4,7 +4,7 @@ import os
 
 import numpy as np
 import pytest
-from conftest import CUBE_TRIANGLES, CUBE_VERTICES, PARTS, cube, part, tool
+from conftest import CUBE_TRIANGLES, CUBE_VERTICES, PARTS, cube, part, read, tool
 
 import trqprep
 from trqprep import Mesh, TrqFileError, TrqValueError, TrqWarning
@@ -51,14 +51,14 @@ def test_volume_by_numpy_is_that_of_the_mesh():
 
 
 def test_bytes_in_memory_read_as_the_file(tmp_path):
-    with open(part("ring.stl"), "rb") as file:
-        data = file.read()
+    Mesh.load(part("ring.stl")).save(tmp_path / "ring.stl")
+    data = read(tmp_path / "ring.stl")
     for given in (data, bytearray(data), memoryview(data), np.frombuffer(data, dtype=np.uint8)):
         mesh = Mesh.loads(given)
-        assert np.array_equal(mesh.vertices, Mesh.load(part("ring.stl")).vertices)
+        assert np.array_equal(mesh.vertices, Mesh.load(tmp_path / "ring.stl").vertices)
         assert mesh.file == ""
     with pytest.raises(TrqFileError) as caught:
-        Mesh.loads(data[:300], name="short.stl")
+        Mesh.loads(data[:300], name="short.stl", units="mm")
     assert (caught.value.code, caught.value.file) == ("STL-SHORT", "short.stl")
     assert len(Mesh.loads(memoryview(data)[:])) == len(mesh)
     with pytest.raises(TrqValueError):
@@ -211,13 +211,14 @@ def test_what_is_no_mesh(tmp_path):
         Mesh.load(12)
     with pytest.raises(TrqValueError):
         Mesh.load(part("ring.stl"), units="ell")
-    (tmp_path / "cut.stl").write_bytes(open(part("ring.stl"), "rb").read()[:1000])
+    Mesh.load(part("ring.stl")).save(tmp_path / "cut.stl")
+    (tmp_path / "cut.stl").write_bytes(read(tmp_path / "cut.stl")[:1000])
     with pytest.raises(TrqFileError) as caught:
-        Mesh.load(tmp_path / "cut.stl")
+        Mesh.load(tmp_path / "cut.stl", units="mm")
     assert caught.value.code == "STL-SHORT"
     assert caught.value.where["present"] == 18
     with pytest.warns(TrqWarning, match="STL-SHORT"):
-        assert len(Mesh.load(tmp_path / "cut.stl", accept_partial=True)) == 18
+        assert len(Mesh.load(tmp_path / "cut.stl", accept_partial=True, units="mm")) == 18
 
 
 def test_a_doubtful_unit_is_warned_of(tmp_path):

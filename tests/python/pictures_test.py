@@ -97,7 +97,7 @@ def test_folders_are_drawn_and_reported_as_the_tool_does(tmp_path):
 def test_pages_of_objects(tmp_path):
     mesh = Mesh.load(part("ring.stl"))
     page = trqprep.report(mesh, mesh.slice(thickness=1), BuildStyle.load(style("Fine.sty")))
-    assert page.startswith("<!DOCTYPE html>") and "ring.stl" in page and "Fine.sty" in page
+    assert page.startswith("<!doctype html>") and "ring.stl" in page and "Fine.sty" in page
     assert trqprep.report(cube()) == trqprep.report(cube())
     assert len(trqprep.report(Mesh.load(part("rook.stl")), facets=500)) < len(trqprep.report(Mesh.load(part("rook.stl")), facets="all"))
     with pytest.raises(TrqValueError):

@@ -252,7 +252,7 @@ ExitCode ConvertFile(Context& context, const UnitsOptions& options, StyleKind ki
   std::vector<std::string> left;
   bool unnamed = false;
   for (size_t i = 0; i < edited.parameters.size(); ++i) {
-    const const StyleParameter& parameter = edited.parameters[i];
+    const StyleParameter& parameter = edited.parameters[i];
     if (!IsStored(edited, i)) continue;
     if (parameter.named && parameter.quantity == trq::StyleQuantity::kLengthKept)
       left.push_back(parameter.name);

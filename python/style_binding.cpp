@@ -19,8 +19,7 @@ namespace {
 // --- parameters --------------------------------------------------------------------------------------------
 
 py::object NumberOf(const Number& number) {
-  if (number.is_float()) return py::float_(number.Value());
-  return py::int_(number.AsInt());
+  return FromJson(Json(number));
 }
 
 py::object RangeOf(const StyleParameter& p) {
