@@ -1,5 +1,5 @@
 # Installation: the library, include/trq, a CMake package that answers find_package(TRQSharedDll) and a pkg-config file.
-# Components: runtime, development, tool, python, documentation; a package of a system is one of them.
+# Components: runtime, development, tool, module, documentation; a package of a system is one of them.
 include(CMakePackageConfigHelpers)
 
 # trq_install_package(NAME EXPORT): installs the CMake package cmake/NAME.cmake.in with the targets of an export set.

@@ -11,8 +11,13 @@ set(CPACK_COMPONENTS_ALL runtime development)
 if(TRQ_BUILD_TOOL)
   list(APPEND CPACK_COMPONENTS_ALL tool)
 endif()
-if(TRQ_BUILD_PYTHON)
-  list(APPEND CPACK_COMPONENTS_ALL python)
+if(TARGET trqprep_python)
+  # Where Debian's Python looks for modules; the component `python` is for wheels, which bring the library along.
+  set(folder lib/python3/dist-packages/trqprep)
+  install(TARGETS trqprep_python LIBRARY DESTINATION ${folder} COMPONENT module EXCLUDE_FROM_ALL)
+  install(DIRECTORY ${CMAKE_BINARY_DIR}/python/trqprep/ DESTINATION ${folder} COMPONENT module EXCLUDE_FROM_ALL
+          FILES_MATCHING PATTERN "*.py" PATTERN "*.pyi" PATTERN "py.typed")
+  list(APPEND CPACK_COMPONENTS_ALL module)
 endif()
 if(TRQ_SITE)
   list(APPEND CPACK_COMPONENTS_ALL documentation)
@@ -77,10 +82,13 @@ examples.")
 set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${trq_runtime}")
 set(CPACK_DEBIAN_TOOL_PACKAGE_SUGGESTS "trqprep-doc")
 
-trq_package(python python3-trqprep python "build preparation for stereolithography (Python)"
+trq_package(module python3-trqprep python "build preparation for stereolithography (Python)"
 "The module trqprep: meshes as arrays of numpy, styles, slices, placement and
 whole builds from a script or a notebook.")
-set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "${trq_runtime}, python3 (>= 3.11), python3-numpy")
+set(CPACK_DEBIAN_MODULE_PACKAGE_DEPENDS "${trq_runtime}, python3 (>= 3.11), python3 (<< 3.12), python3-numpy")
+# Compiled forms of the module come and go with it.
+set(CPACK_DEBIAN_MODULE_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/module/postinst
+                                              ${PROJECT_SOURCE_DIR}/packaging/debian/module/prerm)
 
 trq_package(documentation trqprep-doc doc "build preparation for stereolithography (documentation)"
 "A tutorial, how-tos, the reference of the tool, of its files and documents, and
