@@ -54,19 +54,19 @@ trq_quietly() {
 
 # trq_build PRESET [TARGET...]: configures and builds in build/PRESET. Prints no line a file when its output is
 # not a terminal; compiler messages always appear.
-# TRQ_WARNINGS_AS_ERRORS=ON in the environment makes compiler warnings errors.
+# TRQ_WARNINGS_AS_ERRORS=ON in the environment makes compiler warnings errors, TRQ_CMAKE_OPTIONS has options for cmake.
 trq_build() {
   local preset="$1" target
   shift
   # A cache knows sources by what they include; precompiled headers would hide that from it.
   local launcher=(-DTRQ_PRECOMPILE_HEADERS=ON)
-  if command -v ccache >/dev/null; then
+  if command -v ccache >/dev/null && [ -z "${CCACHE_DISABLE:-}" ]; then
     launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DTRQ_PRECOMPILE_HEADERS=OFF)
   fi
   (
     cd "$trq_root"
     trq_quietly cmake --preset "$preset" "${launcher[@]}" \
-      "-DTRQ_WARNINGS_AS_ERRORS=${TRQ_WARNINGS_AS_ERRORS:-OFF}"
+      "-DTRQ_WARNINGS_AS_ERRORS=${TRQ_WARNINGS_AS_ERRORS:-OFF}" ${TRQ_CMAKE_OPTIONS:-}
     local arguments=(-C "build/$preset" -j "$trq_jobs" "$@")
     if [ -t 1 ]; then
       ninja "${arguments[@]}"

@@ -58,7 +58,7 @@ add_example_tests()
 
 
 class Documents(ExampleFolder):
-    """Every command block of the README and of the documents."""
+    """Every command block of the README and of the documents; those with outputs are run by transcripts_test.py."""
 
     def test_command_blocks_of_the_documents_run(self):
         documents = [SOURCE / "README.md", *sorted((SOURCE / "docs").rglob("*.md"))]
@@ -66,8 +66,8 @@ class Documents(ExampleFolder):
             if document.name == "trqprep.md":
                 continue  # its blocks are the examples of --help
             lines = []
-            for block in re.findall(r"^```(?:sh|console|bash)\n(.*?)^```", document.read_text(), re.S | re.M):
-                lines += [l for l in block.replace("\\\n", " ").splitlines() if re.match(r"(\$ )?trqprep ", l)]
+            for block in re.findall(r"^```(?:sh|bash)\n(.*?)^```", document.read_text(), re.S | re.M):
+                lines += [l for l in block.replace("\\\n", " ").splitlines() if l.startswith("trqprep ")]
             if not lines:
                 continue
             with self.subTest(document.name):
@@ -79,7 +79,7 @@ class Documents(ExampleFolder):
                 for name, content in re.findall(r"`([\w.-]+)`:\n\n```toml\n(.*?)^```", document.read_text(), re.S | re.M):
                     self.write(name, content)
                 for line in lines:
-                    self.run_line(re.sub(r"^\$ ", "", line))
+                    self.run_line(line)
 
 
 class Pages(ToolTest):

@@ -11,6 +11,7 @@ ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)
 # Names of what the project itself is made of; those of styles, meshes and reports are examples and outputs.
 FILE = re.compile(r"(?<![\w./<>$}\\*-])((?:[\w.-]+/)*\w[\w.-]*\.(?:md|h|cpp|py|cmake))(?![\w/*(-]|\.\w)")
 GENERATED = {"export.h"}
+MADE_WITH_THE_SITE = ("reference/", "../reference/")
 BLOCK = re.compile(r"^```.*?^```$", re.MULTILINE | re.DOTALL)
 COMMENT = {
     ".cpp": re.compile(r"//[^\n]*|/\*.*?\*/", re.DOTALL),
@@ -47,7 +48,7 @@ def dangling(path, text, folders, has_path, names):
     for name in sorted(set(FILE.findall(spoken)) | set(inside.findall(spoken))):
         anything = re.sub(r"<\w+>", "*", name)
         places = ("", os.path.dirname(path), "include", "tests")
-        if "/" not in name and name in names | GENERATED:
+        if "/" not in name and name in names | GENERATED or name.startswith(MADE_WITH_THE_SITE):
             continue
         if not any(has_path(os.path.normpath(os.path.join(place, anything))) for place in places):
             found.append(name)

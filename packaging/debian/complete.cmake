@@ -1,0 +1,41 @@
+# What Debian wants in a package besides what is installed. CPack runs this when every component stands in its folder.
+if(NOT CPACK_GENERATOR STREQUAL DEB)
+  return()
+endif()
+
+# compress(FILE TO): a gzip file without name and time.
+function(compress file to)
+  execute_process(COMMAND gzip -9nc ${file} OUTPUT_FILE ${to} COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
+foreach(component ${CPACK_COMPONENTS_ALL})
+  string(TOUPPER ${component} upper)
+  set(name ${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
+  set(root ${CPACK_TEMPORARY_DIRECTORY}/${component})
+  set(shared ${root}${CPACK_PACKAGING_INSTALL_PREFIX}/share)
+  set(documents ${shared}/doc/${name})
+
+  file(MAKE_DIRECTORY ${documents})
+  file(COPY_FILE ${CPACK_TRQ_DEBIAN}/copyright ${documents}/copyright)
+  compress(${CPACK_TRQ_DEBIAN}/changelog ${documents}/changelog.Debian.gz)
+  compress(${CPACK_TRQ_DEBIAN}/../../CHANGELOG.md ${documents}/changelog.gz)
+
+  file(GLOB pages ${shared}/man/man*/*.[1-9])
+  foreach(page ${pages})
+    compress(${page} ${page}.gz)
+    file(REMOVE ${page})
+  endforeach()
+  file(GLOB_RECURSE archives ${root}/*.a)
+  foreach(archive ${archives})
+    execute_process(COMMAND strip --strip-debug --remove-section=.comment --enable-deterministic-archives ${archive}
+                    COMMAND_ERROR_IS_FATAL ANY)
+  endforeach()
+  if(component STREQUAL tool)
+    file(CREATE_LINK ../../trqprep/examples ${documents}/examples SYMBOLIC)
+  endif()
+  set(overrides ${CPACK_TRQ_DEBIAN}/${name}.lintian-overrides)
+  if(EXISTS ${overrides})
+    file(MAKE_DIRECTORY ${shared}/lintian/overrides)
+    file(COPY_FILE ${overrides} ${shared}/lintian/overrides/${name})
+  endif()
+endforeach()
