@@ -176,7 +176,9 @@ TYPED_TEST(StyleContainer, ComparesTheLow32BitsWithAllButFourBytes) {
   const std::string path = dir.Write("digits", "123456789????");
   EXPECT_EQ(style.CompareCRC(0x340BC6D9u, path), 0);
   EXPECT_EQ(style.CompareCRC(0x340BC6D8u, path), -2);
-  EXPECT_EQ(style.CompareCRC(0xABCD0000340BC6D9ul, path), 0);
+  if constexpr (sizeof(unsigned long) > 4) {
+    EXPECT_EQ(style.CompareCRC(static_cast<unsigned long>(0xABCD0000340BC6D9ull), path), 0);
+  }
   EXPECT_EQ(style.CompareCRC(0, dir.File("missing")), -1);
   EXPECT_EQ(style.CompareCRC(0xFFFFFFFFu, dir.Write("tiny", "abc")), 0) << "no bytes before the last four";
 }
