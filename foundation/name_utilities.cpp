@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <string>
 
-#include "host/system.h"
 #include "trq/foundation.h"
 #include "trq/machine_types.h"
 
@@ -9,12 +8,8 @@ namespace {
 
 /// Bytes of the name that belong to its directory, separator included.
 int DirectoryLength(const CString& name) {
-#ifdef _WIN32
-  return int(trq::host::DirectoryLength(name.str()));
-#else
   const int backslash = name.ReverseFind('\\');
   return (backslash >= 0 ? backslash : name.ReverseFind('/')) + 1;
-#endif
 }
 
 CString WithoutLast(const CString& name, int count) { return name.Left(name.GetLength() - count); }

