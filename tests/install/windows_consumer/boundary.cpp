@@ -1,5 +1,6 @@
-// What crosses the boundary of the DLL: a setting of the class, texts, streams, exceptions and random numbers. The
-// installed headers come after the system's macros min and max; those of the C++ library do not bear them.
+// What crosses the boundary of the DLL: a setting of the class, texts, streams, exceptions and random
+// numbers. The installed headers come after the system's macros min and max; those of the C++ library do not
+// bear them.
 #include <algorithm>
 #include <array>
 #include <climits>
@@ -82,12 +83,14 @@ void TextsAndStreams() {
   text.Format("%zu %s", std::size_t{5000000000}, std::string(300, 'x').c_str());
   Expect(text.str() == "5000000000 " + std::string(300, 'x'), "texts of any length are formatted");
   std::string directory = CErrorObject::GetRootDirectory();
-  Expect(!directory.empty() && (directory.back() == '\\' || directory.back() == '/'), "the program's folder is known");
+  Expect(!directory.empty() && (directory.back() == '\\' || directory.back() == '/'),
+         "the program's folder is known");
   trq::core::FileHandle file = trq::core::OpenFile("stream \xC3\xA4\xE6\x97\xA5.bin", "wb+");
   Expect(file != nullptr, "a name is UTF-8");
   trq::core::FileSink sink(file.get());
   Expect(sink.Write("a\nb", 3) && std::fputs("\n", file.get()) >= 0, "both sides write one stream");
-  Expect(trq::core::Position(file.get()) == 4 && trq::core::CloseChecked(std::move(file)), "lines end as they were written");
+  Expect(trq::core::Position(file.get()) == 4 && trq::core::CloseChecked(std::move(file)),
+         "lines end as they were written");
   trq::MeshArray<int> numbers;
   numbers.grow(3);
   Expect(numbers.size() >= 3, "arrays grow in templates");
