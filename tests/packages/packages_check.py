@@ -4,6 +4,8 @@
 2. The source archive, unpacked elsewhere and built without git and without a compiler's cache, gives the same bytes.
 3. In a fresh Debian 12: the packages install; README's commands run on the installed examples; programs are built with CMake and
    pkg-config and run; a line of Python, when there is the module; after purging nothing is left.
+
+TRQ_PACKAGE_CHECKS has some of the words lint, again and use for some of them; with cached the second build may use a cache.
 """
 import filecmp
 import os
@@ -45,16 +47,18 @@ def lint(packages):
         sys.exit("lintian found errors")
 
 
-def build_again(folder, archive, scratch):
+def build_again(folder, archive, scratch, cached):
     """Builds the archive's packages in another folder and compares the bytes."""
     run("tar", "-xzf", archive, "-C", scratch)
     (source,) = scratch.iterdir()
     hidden = scratch / "commands"
     hidden.mkdir()
-    for name in ("git", "ccache"):
+    for name in ("git",) if cached else ("git", "ccache"):
         (hidden / name).write_text(f"#!/bin/sh\necho {name} is not to be used >&2\nexit 99\n")
         (hidden / name).chmod(0o755)
-    environment = dict(os.environ, PATH=f"{hidden}:{os.environ['PATH']}", CCACHE_DISABLE="1")
+    environment = dict(os.environ, PATH=f"{hidden}:{os.environ['PATH']}")
+    if not cached:
+        environment["CCACHE_DISABLE"] = "1"
     environment.pop("TRQPREP", None)
     run(str(source / "scripts" / "package"), env=environment)
     again = source / "build" / "package" / "packages"
@@ -194,7 +198,7 @@ def main():
     if "again" in only:
         say("built again, elsewhere")
         with tempfile.TemporaryDirectory(prefix="trqprep-again-") as scratch:
-            build_again(folder, archive, pathlib.Path(scratch))
+            build_again(folder, archive, pathlib.Path(scratch), "cached" in only)
     if "use" in only:
         if os.geteuid() != 0:
             sys.exit("a Debian of its own needs root")
