@@ -183,7 +183,9 @@ def purge(machine, packages, before):
     left = sorted(path for path in after if (path in owned or "trq" in path.lower()) and path not in before)
     if left:
         sys.exit(f"left after purging: {', '.join(left[:20])}")
-    machine.run("! grep -riq trq /usr/share/mime /etc /var/lib/dpkg/info /var/lib/dpkg/triggers/File")
+    told = machine.run("grep -ril trq /usr/share/mime /etc /var/lib/dpkg/info /var/lib/dpkg/triggers || true").split()
+    if told:
+        sys.exit(f"named after purging in {', '.join(told)}")
     print(f"purged {', '.join(names)}: nothing is left")
 
 
