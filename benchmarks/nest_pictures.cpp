@@ -9,7 +9,7 @@
 #include "nesting/constructive_fill.h"
 #include "nesting/separation.h"
 #include "nesting/shape.h"
-#include "prep/meshes/sine_cosine.h"
+#include "trq/core/elementary.h"
 #include "trqprep/nesting.h"
 
 namespace {
@@ -19,7 +19,7 @@ using namespace trqprep::nesting;
 const char* const kColours[] = {"#8fb8de", "#f2b880", "#a8d5a2", "#d9a5c7", "#e8d97a", "#b9b5e0", "#e59a8f"};
 
 Turn TurnBy(double degrees) {
-  const auto [sine, cosine] = trqprep::SineCosineOf(degrees);
+  const auto [sine, cosine] = trq::core::SineCosineOf(degrees);
   return {sine, cosine};
 }
 

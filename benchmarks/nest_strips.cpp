@@ -15,7 +15,7 @@
 #include <nlohmann/json.hpp>
 
 #include "benchmarks/nest_peer.h"
-#include "prep/meshes/sine_cosine.h"
+#include "trq/core/elementary.h"
 #include "trqprep/nesting.h"
 
 namespace {
@@ -46,7 +46,7 @@ Job ReadInstance(const std::filesystem::path& path) {
     part.copies = item.at("demand");
     part.turns.clear();
     for (const double degrees : item.at("allowed_orientations")) {
-      const auto [sine, cosine] = trqprep::SineCosineOf(degrees);
+      const auto [sine, cosine] = trq::core::SineCosineOf(degrees);
       part.turns.push_back({sine, cosine});
     }
     Ring ring;

@@ -19,6 +19,20 @@ install(TARGETS TRQSharedDll EXPORT TRQSharedDllTargets
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+if(MINGW)
+  # The compiler's runtime, which the DLL and the program that loads it share; it goes beside them.
+  get_filename_component(compiler_folder ${CMAKE_CXX_COMPILER} DIRECTORY)
+  foreach(name libstdc++-6 libgcc_s_seh-1 libgcc_s_dw2-1 libwinpthread-1)
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${name}.dll
+                    OUTPUT_VARIABLE runtime OUTPUT_STRIP_TRAILING_WHITESPACE)
+    if(NOT IS_ABSOLUTE "${runtime}")
+      set(runtime ${compiler_folder}/${name}.dll)  # where compilers that run on Windows have it
+    endif()
+    if(EXISTS ${runtime})
+      install(FILES ${runtime} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
+    endif()
+  endforeach()
+endif()
 install(DIRECTORY include/trq DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
         FILES_MATCHING PATTERN "*.h")
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/include/trq/export.h

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "trq/core/elementary.h"
 #include "trqprep/estimate.h"
 
 namespace trqprep::estimate {
@@ -10,7 +11,7 @@ constexpr double kPi = 3.14159265358979323846;
 
 }  // namespace
 
-double ExposureFor(double depth, const Resin& resin) { return resin.ec * std::exp(depth / resin.dp); }
+double ExposureFor(double depth, const Resin& resin) { return resin.ec * trq::core::Exp(depth / resin.dp); }
 
 double ScanSpeed(double power, double half_width, const Resin& resin, double depth) {
   return std::sqrt(2 / kPi) * power / (half_width * ExposureFor(depth, resin));
@@ -28,7 +29,7 @@ double ExposureRatio(double spacing, double half_width) {
   const double exponent = dual ? kPi * kPi / (2 * q * q) : 2 * q * q;
   double sum = 1;
   for (int n = 1;; ++n) {
-    const double term = 2 * std::exp(-exponent * n * n);
+    const double term = 2 * trq::core::Exp(-exponent * n * n);
     if (!(term > 1e-17)) break;
     sum += term;
   }
@@ -36,7 +37,7 @@ double ExposureRatio(double spacing, double half_width) {
 }
 
 double LineDepth(double depth, double spacing, double half_width, double dp) {
-  return depth - dp * std::log(ExposureRatio(spacing, half_width));
+  return depth - dp * trq::core::Log(ExposureRatio(spacing, half_width));
 }
 
 double LengthOf(const Pass& pass, const LayerMeasure& layers) {

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "trq/core/elementary.h"
 #include "trq/foundation.h"
 
 namespace {
@@ -34,7 +35,7 @@ double SquaredDistanceToFoot(const PbVec2f& a, const PbVec2f& p, const Foot& foo
 
 // Kept: the bearing runs from the +y axis towards +x (x is the first argument), which fixes the sense of
 // every angle made from it.
-double Bearing(const PbVec2f& v) { return std::atan2(double(v[0]), v[1]); }
+double Bearing(const PbVec2f& v) { return trq::core::Atan2(double(v[0]), v[1]); }
 
 bool IsOrigin(const PbVec2f& v) { return v[0] == 0.0f && v[1] == 0.0f; }
 

@@ -4,6 +4,7 @@
 
 #include "geometry/mesh_access.h"
 #include "geometry/mesh_measure.h"
+#include "trq/core/elementary.h"
 #include "trq/geometry.h"
 
 using namespace trq::detail;
@@ -16,7 +17,7 @@ constexpr double kRadiansPerDegree = 0.017453292;
 // before they meet a coordinate. `sign` is that of the products with what stands in v.
 void Rotate(CTL& mesh, int u, int v, float degrees, double sign) {
   const double radians = degrees * kRadiansPerDegree;
-  const double cosine = float(std::cos(radians)), sine = float(std::sin(radians));
+  const double cosine = float(trq::core::Cos(radians)), sine = float(trq::core::Sin(radians));
   const size_t count = UsedVertices(mesh);
   for (size_t i = 0; i < count; ++i) {
     PbVec3f& vertex = mesh.vertices_[i];

@@ -15,6 +15,7 @@
 #include "geometry/mesh_access.h"
 #include "geometry/mesh_output.h"
 #include "geometry/mesh_transform.h"
+#include "trq/core/elementary.h"
 #include "trq/core/shell.h"
 #include "trq/geometry.h"
 
@@ -306,7 +307,7 @@ class Surroundings {
       const float squared = float(Dot(*edge, *edge));
       if (squared < smallest) smallest = squared;
     }
-    const double angle = std::acos(Dot(to_a, to_b) / (Length(to_a) * Length(to_b)));
+    const double angle = trq::core::Acos(Dot(to_a, to_b) / (Length(to_a) * Length(to_b)));
     facets_[ends_[vertex]++] = {uint32_t(t), float(angle)};
   }
 

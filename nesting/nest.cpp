@@ -191,9 +191,9 @@ class Nester {
         for (std::size_t c = 0; c < 4; ++c) {
           const Point& one = first.from_corner[c];
           const Point& other = second.from_corner[3 - c];
-          const double apart = std::hypot(std::max(model_.length - one.x - other.x, size),
-                                          std::max(model_.width - one.y - other.y, size));
-          if (apart * (1 + 1e-9) >= gap) return false;
+          const double along = std::max(model_.length - one.x - other.x, size);
+          const double across = std::max(model_.width - one.y - other.y, size);
+          if (std::sqrt(along * along + across * across) * (1 + 1e-9) >= gap) return false;
         }
       }
     }

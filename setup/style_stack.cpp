@@ -4,6 +4,7 @@
 
 #include "foundation/checked_conversions.h"
 #include "styles/build_style_table.h"
+#include "trq/core/elementary.h"
 
 bool trq::detail::HasLargeSpot(TRQ_TYPE machine) {
   return machine == TRQ_E7 || machine == TRQ_MIRRA_MAX || machine == TRQ_ALTOR900 || machine == TRQ_ALTOR800;
@@ -76,7 +77,9 @@ int ZCorrection(const KVBUILDSTYLE& style, TRQ_TYPE machine, float spacing) {
   const double depth_constant = style.Dp.GetValue();
   const double critical_exposure = style.Ec.GetValue();
   if (!(thickness > 0 && depth_constant > 0 && critical_exposure > 0)) return 0;
-  const auto exposure = [=](double depth) { return critical_exposure * std::exp(depth / depth_constant); };
+  const auto exposure = [=](double depth) {
+    return critical_exposure * trq::core::Exp(depth / depth_constant);
+  };
 
   const bool small = !UsesLargeSpot(style, machine);
   const DownSkin& skin = small ? kSmallDown : kLargeDown;
@@ -93,7 +96,7 @@ int ZCorrection(const KVBUILDSTYLE& style, TRQ_TYPE machine, float spacing) {
   }
   for (int k = 0; k < EntryCount(style, skin.fills); ++k) sum += exposure(value(skin.fill_depths[k]));
   if (!(sum > 0)) return 0;
-  const double layers = depth_constant * std::log(sum / critical_exposure) / thickness - 1;
+  const double layers = depth_constant * trq::core::Log(sum / critical_exposure) / thickness - 1;
   if (!std::isfinite(layers)) return 0;
   const double whole = std::round(layers);
   return detail::ToInt(std::fabs(layers - whole) <= 1e-9 ? whole : layers);

@@ -10,6 +10,7 @@
 
 #include "slicing/contour_form.h"
 #include "slicing/winding_sweep.h"
+#include "trq/core/elementary.h"
 
 namespace trqprep::slicing {
 namespace {
@@ -80,8 +81,8 @@ ClipperLib::Path ToGrid(const SliceContour& contour, double grid) {
   ClipperLib::Path path;
   path.reserve(contour.points.size());
   for (std::size_t i = 0; i + 1 < contour.points.size(); ++i) {
-    path.emplace_back(ClipperLib::cInt(std::llround(double(contour.points[i][0]) * grid)),
-                      ClipperLib::cInt(std::llround(double(contour.points[i][1]) * grid)));
+    path.emplace_back(ClipperLib::cInt(std::round(double(contour.points[i][0]) * grid)),
+                      ClipperLib::cInt(std::round(double(contour.points[i][1]) * grid)));
   }
   return path;
 }
@@ -105,9 +106,7 @@ SliceContour FromGrid(const ClipperLib::Path& path, double grid) {
 }  // namespace
 
 double GridOf(double greatest_coordinate) {
-  int exponent = 0;
-  std::frexp(greatest_coordinate, &exponent);  // below 2^exponent
-  return std::ldexp(1.0, std::min(30 - exponent, 60));
+  return trq::core::PowerOfTwo(std::min(30 - trq::core::BinaryExponent(greatest_coordinate), 60));
 }
 
 Union UniteLayer(std::vector<SliceContour>& contours, bool always, double grid) {

@@ -53,7 +53,7 @@ class Row {
     double inside = 0;
     for (std::size_t x = 0; x < width_; ++x) {
       inside += steps_[x];
-      pixels[x] = static_cast<std::uint8_t>(std::lround(255 * std::min(1.0, std::abs(inside))));
+      pixels[x] = static_cast<std::uint8_t>(std::round(255 * std::min(1.0, std::abs(inside))));
     }
     std::fill(steps_.begin(), steps_.end(), 0.0);
   }

@@ -1,6 +1,7 @@
 /// What the caller of a piece of work hears and decides while it runs.
 #pragma once
 
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -34,6 +35,11 @@ class Observer {
   void Error(Message message) { Say(message.As(Severity::kError)); }
   /// All that was said so far.
   const std::vector<Message>& messages() const { return messages_; }
+  /// From now on OnMessage does not see again what was said before, word for word. messages() has it again,
+  /// until ForgetRepeats.
+  void SayEachOnce();
+  /// Takes them out of messages() and ends what SayEachOnce began.
+  void ForgetRepeats() noexcept;
 
   /// Announces the next piece of work: `share` of the whole (0..1) is done when it begins. Fails as
   /// StopIfCancelled does.
@@ -63,6 +69,9 @@ class Observer {
 
  private:
   std::vector<Message> messages_;
+  bool each_once_ = false;
+  std::set<std::string> said_;   // since SayEachOnce, and before
+  std::vector<size_t> repeats_;  // among the messages
 };
 
 /// While it lives, the observer hears the library's message boxes: OK boxes as warnings (LIBRARY-MESSAGE),

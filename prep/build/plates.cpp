@@ -75,6 +75,18 @@ class WholeJob {
   std::vector<bool> known_;
 };
 
+// What is true of every plate is said once; each plate's own files have it.
+class OnceEach {
+ public:
+  explicit OnceEach(Observer& observer) : observer_(observer) { observer_.SayEachOnce(); }
+  ~OnceEach() { observer_.ForgetRepeats(); }
+  OnceEach(const OnceEach&) = delete;
+  OnceEach& operator=(const OnceEach&) = delete;
+
+ private:
+  Observer& observer_;
+};
+
 Json ReadPlates(const HeldFolder& folder) {
   Json document = ReadFolderJson(folder, kPlatesJson);
   const Json& read = document;  // nothing is put into it, whatever it is
@@ -103,6 +115,7 @@ std::optional<PlacedPlates> PlaceOnPlates(const Job& job, Observer& observer) {
   if (!PlacePieces(observer, placed.all)) return std::nullopt;
   const std::map<size_t, PlateJob> plates = JobsOf(placed.all);
   placed.all.pieces.clear();
+  const OnceEach once(observer);
   for (const auto& [number, plate] : plates) {
     PlacedPlate& one = placed.plates.emplace_back();
     one.name = PlateName(number);
@@ -149,6 +162,7 @@ PlatesReport BuildPlates(const Job& job, const std::string& folder, bool replace
                      {"search_steps", all.job.steps},
                      {"plates", Json::array()}};
   bool outside = false;
+  const OnceEach once(observer);
   for (const auto& [number, plate] : plates) {
     const std::string below = PlateName(number) + "/";
     BuildReport built = CheckBuild(plate.job, observer, &all);

@@ -5,7 +5,7 @@
 #include <map>
 #include <utility>
 
-#include "prep/meshes/sine_cosine.h"
+#include "trq/core/elementary.h"
 #include "trqprep/build_folder.h"
 #include "trqprep/check_layers.h"
 #include "trqprep/check_mesh.h"
@@ -304,7 +304,7 @@ std::optional<ViewAxes> AxesOfView(const std::string& view) {
     }
     if (!(std::abs(around) <= 360) || !(std::abs(above) <= 90)) return std::nullopt;
   }
-  const SineCosine a = SineCosineOf(around), e = SineCosineOf(above);
+  const trq::core::SineCosine a = trq::core::SineCosineOf(around), e = trq::core::SineCosineOf(above);
   ViewAxes axes;
   axes.right = {a.cosine, a.sine, 0};
   axes.up = {-a.sine * e.sine, a.cosine * e.sine, e.cosine};

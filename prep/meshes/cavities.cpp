@@ -30,9 +30,11 @@ class ExactSum {
   }
   /// The product of three numbers with the digits of a float.
   void AddProduct(double a, double b, double c) {
-    const double high = a * b * c;
-    Add(high);
-    Add(std::fma(a * b, c, -high));  // a * b is exact
+    const double ab = a * b;             // exact, and so are the products with its halves
+    const double wide = ab * 134217729;  // 2^27 + 1
+    const double half = wide - (wide - ab);
+    Add(half * c);
+    Add((ab - half) * c);
   }
   int Sign() const { return count_ == 0 ? 0 : parts_[count_ - 1] > 0 ? 1 : -1; }
 

@@ -6,21 +6,9 @@
 #include <cmath>
 
 #include "trqprep/message.h"
+#include "trqprep/round_length.h"
 
 namespace trqprep {
-namespace {
-
-// The largest of 1, 2 and 5 times a power of ten that is not above `length`.
-double RoundLength(double length) {
-  const double power = std::pow(10, std::floor(std::log10(length)));
-  for (const double factor : {5.0, 2.0}) {
-    if (factor * power <= length) return factor * power;
-  }
-  return power;
-}
-
-}  // namespace
-
 std::string LayerSvg(const ContourFile& file, const ContourSummary& summary, size_t index,
                      const std::vector<PictureMark>& marks) {
   const trq::SlcLayer& layer = file.contours.layers[index];
@@ -36,7 +24,7 @@ std::string LayerSvg(const ContourFile& file, const ContourSummary& summary, siz
   const double k = 1000 / largest;
   const auto page = [](double value) { return Plain(value, 2); };
   // Contours stay in the file's unit. A hundred thousandth of the part is finer than any print.
-  const int digits = std::clamp(5 - int(std::floor(std::log10(largest))), 0, 12);
+  const int digits = std::clamp(5 - DecimalExponent(largest), 0, 12);
   const auto num = [digits](double value) { return Plain(value, digits); };
 
   const double text_size = 33;

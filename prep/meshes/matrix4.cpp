@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "prep/meshes/sine_cosine.h"
+#include "trq/core/elementary.h"
 
 namespace trqprep {
 
@@ -23,7 +23,7 @@ Matrix4 Matrix4::Scaling(double x, double y, double z) {
 }
 
 Matrix4 Matrix4::Rotation(int axis, double degrees) {
-  const auto [sine, cosine] = SineCosineOf(degrees);
+  const auto [sine, cosine] = trq::core::SineCosineOf(degrees);
   const int a = (axis + 1) % 3;
   const int b = (axis + 2) % 3;
   Matrix4 r;

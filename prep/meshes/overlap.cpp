@@ -8,6 +8,7 @@
 #include <numeric>
 
 #include "prep/meshes/facet_boxes.h"
+#include "trq/core/elementary.h"
 
 namespace trqprep {
 namespace {
@@ -82,7 +83,7 @@ double Depth(const Outline& a, const Outline& b) {
   for (const Outline* outline : {&a, &b}) {
     for (size_t k = 0; k < outline->count; ++k) {
       const Point side = Minus(outline->After(k), (*outline)[k]);
-      const double length = std::hypot(side[0], side[1]);
+      const double length = trq::core::Hypot(side[0], side[1]);
       if (length > 0) try_axis({-side[1] / length, side[0] / length, 0});
       if (least <= 0) return least;
     }
@@ -312,7 +313,7 @@ class ShadowTree {
       std::array<Point, kDirections> made;
       for (size_t k = 0; k < kDirections; ++k) {
         const double angle = 6.283185307179586 * double(k) / kDirections;
-        made[k] = {std::cos(angle), std::sin(angle), 0};
+        made[k] = {trq::core::Cos(angle), trq::core::Sin(angle), 0};
       }
       return made;
     }();

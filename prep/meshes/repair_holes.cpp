@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "prep/meshes/repair_steps.h"
+#include "trq/core/elementary.h"
 
 namespace trqprep {
 namespace {
@@ -17,7 +18,7 @@ constexpr double kTurnOfSheet = 271 * kPi / 180;
 
 double AngleAt(const Point& corner, const Point& a, const Point& b) {
   const Point u = Minus(a, corner), v = Minus(b, corner);
-  return std::atan2(Norm(Cross(u, v)), Dot(u, v));
+  return trq::core::Atan2(Norm(Cross(u, v)), Dot(u, v));
 }
 
 /// An edge without its opposite, in the direction in which a facet has it.
@@ -147,10 +148,11 @@ class Holes {
         if (!back) next = Unused(edge.to, to);
       }
       if (!back && next == kNone && edge.to != borders_[first].from) next = Unused(edge.to);
+      if (next == kNone && edge.to != borders_[first].from) return {};
       const BorderEdge& after = borders_[next == kNone ? first : next];
       if (!edge.alone && after.alone) GoRound(edge.to, after.facet, false, angle);
       turn += kPi - angle;
-      if (next == kNone) return edge.to == borders_[first].from ? vertices : std::vector<int>();
+      if (next == kNone) return vertices;
       i = next;
     }
   }

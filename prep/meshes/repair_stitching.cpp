@@ -1,6 +1,7 @@
 // Open edges become pairs: candidates are found with a tree of the points at them, and taken nearest first.
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -24,6 +25,16 @@ constexpr size_t kTriesAnyway = 1000000;
 constexpr size_t kNearThen = 1;
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
+// The next float from one that is not negative, up for 1 and down for -1, within 0 and infinity.
+float Neighbour(float x, int direction) {
+  if (x == (direction > 0 ? kInfinity : 0.0F)) return x;
+  uint32_t bits;
+  std::memcpy(&bits, &x, sizeof bits);
+  bits += uint32_t(direction);
+  std::memcpy(&x, &bits, sizeof x);
+  return x;
+}
+
 double Distance(const Point& a, const Point& b) { return Norm(Minus(a, b)); }
 
 // Points halved again and again along their widest side (J. L. Bentley, Multidimensional binary search trees
@@ -34,29 +45,100 @@ class PointTree {
   /// `reaches`: of every point of the mesh, how far it will be asked about; below 0 when it is not in the
   /// tree.
   PointTree(const RepairedMesh& mesh, std::vector<float> reaches) : nearest_(std::move(reaches)) {
-    const auto in_tree = [](float reach) { return reach >= 0; };
-    points_.reserve(size_t(std::count_if(nearest_.begin(), nearest_.end(), in_tree)));
+    points_.reserve(size_t(std::count_if(nearest_.begin(), nearest_.end(), IsAsked)));
     for (size_t i = 0; i < nearest_.size(); ++i) {
-      if (in_tree(nearest_[i])) points_.push_back({mesh.points[i], int(i)});
+      if (IsAsked(nearest_[i])) points_.push_back({mesh.points[i], int(i)});
     }
+    size_t parts = 2;
+    for (size_t most = points_.size(); most > kLeaf; most = (most + 1) / 2) parts *= 2;
+    axes_.resize(parts);
+    boxes_.resize(parts);
     Build(1, 0, points_.size());
-    rooms_.resize(boxes_.size());
-    const FloatBox everywhere{{-kInfinity, -kInfinity, -kInfinity}, {kInfinity, kInfinity, kInfinity}};
-    if (!points_.empty()) FindRooms(1, 0, points_.size(), everywhere);
+    FindRooms();
     places_.resize(nearest_.size());
-    most_ = 1;
     for (size_t place = 0; place < points_.size(); ++place) {
-      const size_t number = size_t(points_[place].number);
+      const auto number = size_t(points_[place].number);
       places_[number] = uint32_t(place);
-      float& nearest = nearest_[number];
-      if (nearest > 0) SearchAround(place, double(nearest));
-      const bool any = nearest > 0 && !near_.empty();
-      nearest = any ? std::nextafter(float(near_[0].first), 0.0F) : kInfinity;
+      FindNearest(place, nearest_[number]);
     }
   }
 
+  /// Gives up what Follow makes anew. Nothing may be asked until then.
+  void Rest() {
+    boxes_ = {};
+    rooms_ = {};
+    places_ = {};
+    last_found_ = {};
+  }
+
+  /// Follows its mesh after Rest, when points became one, `find(point)` that of a given number: what was
+  /// found out about the others stays. False when a new tree is needed, and this one is of no use any more.
+  template <class Find>
+  bool Follow(const RepairedMesh& mesh, const std::vector<float>& reaches, Find find) {
+    places_.assign(reaches.size(), kNowhere);
+    std::vector<bool> is_moved(reaches.size(), false);
+    size_t moved = 0;
+    for (const bool stays : {true, false}) {
+      for (size_t place = 0; place < points_.size(); ++place) {
+        if (points_[place].number < 0) continue;
+        const auto number = size_t(find(points_[place].number));
+        if (!IsAsked(reaches[number]) || places_[number] != kNowhere) continue;
+        if (stays && PointOf(points_[place].at) != mesh.At(int(number))) continue;
+        places_[number] = uint32_t(place);
+        if (stays) continue;
+        is_moved[number] = true;
+        ++moved;
+      }
+    }
+    for (size_t i = 0; i < reaches.size(); ++i) {
+      if (IsAsked(reaches[i]) && places_[i] == kNowhere) return false;
+    }
+    if (moved > points_.size() / 8) return false;
+    std::vector<float> nearest(reaches.size(), 0);
+    for (size_t place = 0; place < points_.size(); ++place) {
+      Placed& point = points_[place];
+      if (point.number < 0) continue;
+      const auto before = size_t(point.number), number = size_t(find(point.number));
+      if (places_[number] != place) {
+        point = {{kInfinity, kInfinity, kInfinity}, -1};
+        continue;
+      }
+      // Nobody came nearer but those that were moved. Nothing was found where less was asked for.
+      const bool known = nearest_[before] >= 0 || reaches[number] <= -nearest_[before];
+      if (known && !is_moved[number]) nearest[number] = nearest_[before];
+      point = {mesh.points[number], int(number)};
+    }
+    nearest_ = std::move(nearest);
+    boxes_.resize(axes_.size());
+    FindBoxes(1, 0, points_.size());
+    FindRooms();
+    std::optional<PointTree> among_moved;
+    if (moved > 0) {
+      std::vector<float> of_moved(reaches.size(), -1);
+      for (size_t i = 0; i < is_moved.size(); ++i) {
+        if (is_moved[i]) of_moved[i] = 0;
+      }
+      among_moved.emplace(mesh, std::move(of_moved));
+    }
+    // Points that follow each other lie near each other: most of these are far from all that were moved.
+    for (size_t first = 0, last = 0; first < points_.size(); first = last) {
+      last = std::min(first + kLeaf, points_.size());
+      const bool near_moved =
+          among_moved && among_moved->HasAny(BoxOf(first, last), MostOf(reaches, first, last));
+      for (size_t place = first; place < last; ++place) {
+        if (points_[place].number < 0) continue;
+        const auto number = size_t(points_[place].number);
+        if (near_moved || nearest_[number] == 0) FindNearest(place, reaches[number]);
+      }
+    }
+    return true;
+  }
+
   /// False when no other point lies within `reach` of one.
-  bool HasNear(int point, double reach) const { return double(nearest_[size_t(point)]) <= reach; }
+  bool HasNear(int point, double reach) const {
+    const float nearest = nearest_[size_t(point)];
+    return nearest >= 0 && double(nearest) <= reach;
+  }
 
   /// The points within `reach` of one, itself first, then the nearest; `most` besides itself.
   void Near(int point, double reach, size_t most, std::vector<int>& found) {
@@ -76,7 +158,7 @@ class PointTree {
  private:
   struct Placed {
     PbVec3f at;
-    int number;
+    int number;  ///< below 0 and infinitely far away: it became one with another
   };
   struct FloatBox {
     PbVec3f min;
@@ -90,20 +172,46 @@ class PointTree {
     std::vector<int> near;
   };
   static constexpr size_t kLeaf = 12;  // so few are looked at one by one
+  static constexpr uint32_t kNowhere = std::numeric_limits<uint32_t>::max();
+
+  static bool IsAsked(float reach) { return reach >= 0; }
+
+  void FindNearest(size_t place, float reach) {
+    most_ = 1;
+    if (reach > 0) SearchAround(place, double(reach));
+    const bool any = reach > 0 && !near_.empty();
+    nearest_[size_t(points_[place].number)] =
+        any ? Neighbour(float(near_[0].first), -1)
+            : -std::max(reach, std::numeric_limits<float>::denorm_min());
+  }
+
+  /// Whether a point may lie within `reach` of a box: false is sure.
+  bool HasAny(const FloatBox& box, float reach) {
+    if (box.min[0] > box.max[0]) return false;
+    near_.clear();
+    const Point low = PointOf(box.min), high = PointOf(box.max);
+    for (size_t k = 0; k < 3; ++k) centre_[k] = low[k] + (high[k] - low[k]) / 2;
+    but_ = -1;
+    most_ = 1;
+    Shorten(double(reach) + Distance(low, high) * 0.51);
+    if (SquareTo(1) <= square_) Search(1, 0, points_.size());
+    return !near_.empty();
+  }
+
+  float MostOf(const std::vector<float>& reaches, size_t first, size_t last) const {
+    float most = 0;
+    for (size_t i = first; i < last; ++i) {
+      if (points_[i].number >= 0) most = std::max(most, reaches[size_t(points_[i].number)]);
+    }
+    return most;
+  }
 
   void Build(size_t part, size_t first, size_t last) {
     if (first == last) return;
-    if (part >= boxes_.size()) boxes_.resize(part + 1);
-    FloatBox box{points_[first].at, points_[first].at};
-    for (size_t i = first; i < last; ++i) {
-      for (int k = 0; k < 3; ++k) {
-        box.min[k] = std::min(box.min[k], points_[i].at[k]);
-        box.max[k] = std::max(box.max[k], points_[i].at[k]);
-      }
-    }
-    boxes_[part] = box;
+    boxes_[part] = BoxOf(first, last);
     if (last - first <= kLeaf) return;
-    const int axis = WidestSide(box);
+    const int axis = WidestSide(boxes_[part]);
+    axes_[part] = static_cast<unsigned char>(axis);
     const size_t middle = Middle(first, last);
     const auto at = [this](size_t i) { return points_.begin() + static_cast<std::ptrdiff_t>(i); };
     // Equal ones are parted by the other axes: both parts of a plane would be searched for each point of it.
@@ -117,6 +225,38 @@ class PointTree {
     Build(2 * part + 1, middle, last);
   }
 
+  static FloatBox Nothing() {
+    return {{kInfinity, kInfinity, kInfinity}, {-kInfinity, -kInfinity, -kInfinity}};
+  }
+
+  static void Extend(FloatBox& box, const PbVec3f& min, const PbVec3f& max) {
+    for (int k = 0; k < 3; ++k) {
+      box.min[k] = std::min(box.min[k], min[k]);
+      box.max[k] = std::max(box.max[k], max[k]);
+    }
+  }
+
+  FloatBox BoxOf(size_t first, size_t last) const {
+    FloatBox box = Nothing();
+    for (size_t i = first; i < last; ++i) {
+      if (points_[i].number >= 0) Extend(box, points_[i].at, points_[i].at);
+    }
+    return box;
+  }
+
+  /// The boxes of the parts as they are, with the points where they are now.
+  void FindBoxes(size_t part, size_t first, size_t last) {
+    if (first == last) return;
+    if (last - first <= kLeaf) {
+      boxes_[part] = BoxOf(first, last);
+      return;
+    }
+    FindBoxes(2 * part, first, Middle(first, last));
+    FindBoxes(2 * part + 1, Middle(first, last), last);
+    boxes_[part] = boxes_[2 * part];
+    Extend(boxes_[part], boxes_[2 * part + 1].min, boxes_[2 * part + 1].max);
+  }
+
   static int WidestSide(const FloatBox& box) {
     int axis = 0;
     for (const int k : {1, 2}) {
@@ -126,13 +266,18 @@ class PointTree {
   }
 
   /// Between the points of all other parts: what lies within a room is near points of its part only.
+  void FindRooms() {
+    rooms_.resize(boxes_.size());
+    if (!points_.empty()) FindRooms(1, 0, points_.size(), {Nothing().max, Nothing().min});
+  }
+
   void FindRooms(size_t part, size_t first, size_t last, const FloatBox& room) {
     rooms_[part] = room;
     if (last - first <= kLeaf) return;
-    const int axis = WidestSide(boxes_[part]);
+    const int axis = axes_[part];
     FloatBox lower = room, upper = room;
-    lower.max[axis] = boxes_[2 * part + 1].min[axis];
-    upper.min[axis] = boxes_[2 * part].max[axis];
+    lower.max[axis] = std::min(room.max[axis], boxes_[2 * part + 1].min[axis]);
+    upper.min[axis] = std::max(room.min[axis], boxes_[2 * part].max[axis]);
     const size_t middle = Middle(first, last);
     FindRooms(2 * part, first, middle, lower);
     FindRooms(2 * part + 1, middle, last, upper);
@@ -224,10 +369,11 @@ class PointTree {
   }
 
   std::vector<Placed> points_;
-  std::vector<FloatBox> boxes_;   // of the parts
-  std::vector<FloatBox> rooms_;   // of the parts
-  std::vector<uint32_t> places_;  // by number: where in points_
-  std::vector<float> nearest_;    // by number: no other point is nearer
+  std::vector<FloatBox> boxes_;      // of the parts
+  std::vector<unsigned char> axes_;  // of the parts: along which they were halved
+  std::vector<FloatBox> rooms_;      // of the parts
+  std::vector<uint32_t> places_;     // by number: where in points_
+  std::vector<float> nearest_;       // by number: no other point is nearer; negative: none within so much
   // A search.
   std::vector<std::pair<double, int>> near_;  // a heap, the farthest in front
   size_t most_ = 0;
@@ -341,8 +487,9 @@ class Stitching {
   /// What is open and what lies near it: the same until something is joined.
   void Look() {
     arcs_.reset();
-    end_tree_.reset();
-    tree_.reset();
+    for (std::optional<PointTree>* tree : {&end_tree_, &tree_}) {
+      if (*tree) (*tree)->Rest();
+    }
     lists_.reset();
     FindOpenEdges();
     if (open_.empty()) return;
@@ -358,25 +505,38 @@ class Stitching {
     std::vector<float> reaches(mesh_.points.size(), -1);
     const auto reach_at = [&](int point, double reach) {
       float& at = reaches[size_t(point)];
-      at = std::max(at, std::nextafter(float(std::min(tolerance_, reach)), kInfinity));
+      at = std::max(at, Neighbour(float(std::min(tolerance_, reach)), 1));
     };
     for (const uint64_t edge : open_) {
       const auto [a, b] = EndsOf(edge);
       for (const int end : {a, b}) reach_at(end, Distance(mesh_.At(a), mesh_.At(b)) / 2);
     }
     const auto not_ends = std::count(reaches.begin(), reaches.end(), -1.0F);
-    end_tree_.emplace(mesh_, reaches);
-    if (loose_.empty()) return;
+    Plant(end_tree_, reaches);
+    if (loose_.empty()) {
+      tree_.reset();
+      return;
+    }
     lists_ = std::make_shared<const FacetLists>(ListsOf(mesh_));
     reaches.assign(reaches.size(), -1);
     for (size_t i = 0; i < reaches.size(); ++i) {
       if (!lists_->Of(int(i)).empty()) reaches[i] = 0;
     }
-    if (std::count(reaches.begin(), reaches.end(), -1.0F) == not_ends) return;
+    if (std::count(reaches.begin(), reaches.end(), -1.0F) == not_ends) {
+      tree_.reset();
+      return;
+    }
     for (const int facet : loose_) {
       for (int k = 0; k < 3; ++k) reach_at(mesh_.Facet(facet)[k], ReachOf(mesh_.Facet(facet)));
     }
-    tree_.emplace(mesh_, std::move(reaches));
+    Plant(tree_, reaches);
+  }
+
+  /// A tree for these reaches: the one before where it can follow.
+  void Plant(std::optional<PointTree>& tree, const std::vector<float>& reaches) {
+    if (tree && tree->Follow(mesh_, reaches, [this](int point) { return Find(point); })) return;
+    tree.reset();
+    tree.emplace(mesh_, reaches);
   }
 
   /// How far the corners of a facet may be moved: half its shortest edge.

@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "prep/meshes/facet_edges.h"
+#include "trq/core/elementary.h"
 #include "trqprep/mesh_topology.h"
 
 namespace trqprep {
@@ -75,11 +76,10 @@ Welded Weld(const CTL& mesh) {
     welded.vertices.push_back(int(i));
     for (int k = 0; k < 3; ++k) largest = std::max(largest, std::fabs(mesh.vertices()[i][k]));
   }
-  int exponent = 0;
-  std::frexp(largest, &exponent);
+  const double scale = trq::core::PowerOfTwo(-trq::core::BinaryExponent(largest));
   for (const int vertex : welded.vertices) {
     for (int k = 0; k < 3; ++k) {
-      welded.positions.push_back(std::ldexp(mesh.vertices()[vertex][k], -exponent));
+      welded.positions.push_back(float(mesh.vertices()[vertex][k] * scale));
     }
   }
   for (unsigned& index : welded.indices) index = number[index];
@@ -303,7 +303,7 @@ bool SimplifyMesh(CTL& mesh, int facets) {
 
 bool ShapeMeasures::has_volume() const {
   // A body as thin as a float's last digits of its sides has none that could be trusted.
-  return closed && std::fabs(volume) > 1e-9 * std::pow(area, 1.5);
+  return closed && std::fabs(volume) > 1e-9 * area * std::sqrt(area);
 }
 
 ShapeMeasures MeasureShape(const InputMesh& input) {

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 
 #include "prep/plate/outlines.h"
 #include "prep/plate/searches.h"
+#include "trq/host.h"
 #include "trq/placement.h"
 #include "trqprep/vat_fit.h"
 
@@ -17,6 +17,18 @@ struct Component {
   size_t part;
   int first_copy;
   int copies;
+};
+
+/// While this lives, placement draws what the seed stands for on every system.
+class Seeded {
+ public:
+  explicit Seeded(unsigned seed) : random_(seed) { trq::SetRandomSource(trq::SeededRandom::Draw, &random_); }
+  Seeded(const Seeded&) = delete;
+  Seeded& operator=(const Seeded&) = delete;
+  ~Seeded() { trq::SetRandomSource(nullptr, nullptr); }
+
+ private:
+  trq::SeededRandom random_;
 };
 
 std::vector<Component> Components(const Job& job, int64_t pieces) {
@@ -127,8 +139,7 @@ class Grid {
       }
       grid.add(copy, component.copies);
     }
-    // The search draws from rand(): the seed makes it repeatable.
-    std::srand(static_cast<unsigned>(plate_.job.seed));
+    const Seeded while_searching(static_cast<unsigned>(plate_.job.seed));
     return grid.find_placement() != 0;
   }
 
@@ -194,7 +205,7 @@ bool SearchOnGrid(Observer& observer, Plate& plate) {
       piece.part = components[c].part;
       piece.copy = components[c].first_copy + copy + 1;
       piece.rotation = grid.z_rot(component, copy);
-      piece.rotation_index = int(std::lround(piece.rotation * double(plate.job.rotations) / 360));
+      piece.rotation_index = int(std::round(piece.rotation * double(plate.job.rotations) / 360));
       const Point corner = maker.CornerOf(piece.part, piece.rotation_index);
       piece.x = grid.x_shift(component, copy) + corner[0];
       piece.y = grid.y_shift(component, copy) + corner[1];

@@ -7,6 +7,7 @@
 
 #include "prep/plate/outlines.h"
 #include "prep/plate/searches.h"
+#include "trq/core/elementary.h"
 
 namespace trqprep {
 namespace {
@@ -112,7 +113,7 @@ Asked Ask(Observer& observer, const Plate& plate) {
 // large are not for the engine either.
 bool FarTooLarge(Observer& observer, const Plate& plate) {
   const double rounding = ContactIn(plate.job.units);
-  const double diagonal = std::hypot(plate.vat[0], plate.vat[1]);
+  const double diagonal = trq::core::Hypot(plate.vat[0], plate.vat[1]);
   for (const PlatePart& part : plate.parts) {
     const Box box = BoxAfter(*part.input.mesh, part.prepare);
     const Point size = box.Size();
@@ -177,7 +178,8 @@ nesting::Limits LimitsOf(Observer& observer, const Plate& plate, const Asked& as
   const auto [length, width] = RoomOf(plate);
   const double gap = asked.job.gap;
   // One piece has its best place at once; what cannot lie beside each other need not be searched for.
-  const bool hopeless = asked.area > length * width * double(asked.plates) || gap > std::hypot(length, width);
+  const bool hopeless =
+      asked.area > length * width * double(asked.plates) || gap > trq::core::Hypot(length, width);
   const bool fills = std::any_of(asked.job.parts.begin(), asked.job.parts.end(),
                                  [](const nesting::Part& part) { return part.fill; });
   if (fills || (asked.pieces > 1 && !hopeless)) {

@@ -1,4 +1,5 @@
 #include "prep/plate/outlines.h"
+#include "trq/core/elementary.h"
 
 #include <algorithm>
 #include <array>
@@ -161,15 +162,18 @@ Shadow ShadowOf(const trq::core::MeshView& mesh, const Matrix4& matrix) {
   if (shadow.box.Empty()) return shadow;
   const Point size = shadow.box.Size();
   const double longest = std::max(size[0], size[1]);
-  if (longest > 0) shadow.unit = std::exp2(std::ceil(std::log2(longest))) / kSteps;
+  if (longest > 0) {
+    const double power = trq::core::PowerOfTwo(trq::core::BinaryExponent(longest));
+    shadow.unit = (longest == power / 2 ? longest : power) / kSteps;
+  }
   if (!(longest > 0 && shadow.unit > 0)) shadow.unit = 1 / kSteps;
   Welder welder(size_t(std::count(used.begin(), used.end(), true)));
   std::vector<uint32_t> numbers(used.size(), 0);
   for (size_t i = 0; i < used.size(); ++i) {
     if (!used[i]) continue;
     const Point p = place(i < mesh.vertices.size() ? int32_t(i) : -1);
-    numbers[i] = welder.Number({int32_t(std::lround((p[0] - shadow.box.min[0]) / shadow.unit)),
-                                int32_t(std::lround((p[1] - shadow.box.min[1]) / shadow.unit))});
+    numbers[i] = welder.Number({int32_t(std::round((p[0] - shadow.box.min[0]) / shadow.unit)),
+                                int32_t(std::round((p[1] - shadow.box.min[1]) / shadow.unit))});
   }
   shadow.corners = std::move(welder.dots);
   for (const R_INT4& t : mesh.triangles) {
@@ -445,8 +449,8 @@ class CellGrid {
       cl::Path path;
       for (size_t at = i; edges[at].row != 0; at = edges[at].next) {
         for (const uint32_t x : {edges[at].from, edges[at].to}) {
-          path.emplace_back(std::llround(double(x) * scale - origin),
-                            std::llround(double(edges[at].row) * scale - origin));
+          path.emplace_back(cl::cInt(std::round(double(x) * scale - origin)),
+                            cl::cInt(std::round(double(edges[at].row) * scale - origin)));
         }
         edges[at].row = 0;
       }
@@ -521,7 +525,7 @@ cl::Path WithoutSteps(const cl::Path& path, double cell) {
                        &r = path[i + 1 < path.size() ? i + 1 : 0];
     const double dx = double(r.X - p.X), dy = double(r.Y - p.Y);
     const double turn = dx * double(q.Y - p.Y) - dy * double(q.X - p.X);
-    if (turn <= 0 || turn > cell * std::hypot(dx, dy)) kept.push_back(q);
+    if (turn <= 0 || turn > cell * trq::core::Hypot(dx, dy)) kept.push_back(q);
   }
   return kept;
 }

@@ -10,6 +10,8 @@
 #include <optional>
 #include <utility>
 
+#include "trqprep/round_length.h"
+
 namespace trqprep {
 namespace {
 
@@ -104,12 +106,6 @@ std::optional<double> EndOfInner(const Plate& plate, const Piece& piece) {
 // How a value is written; numbers are places on the page.
 const std::string& OnPage(const std::string& text) { return text; }
 std::string OnPage(double value) { return Plain(value, 2); }
-
-// The longest of 1, 2 and 5, times a power of ten, that is no longer than `most`.
-double ScaleLength(double most) {
-  const double power = std::pow(10.0, std::floor(std::log10(most)));
-  return power * (most >= 5 * power ? 5 : most >= 2 * power ? 2 : 1);
-}
 
 }  // namespace
 
@@ -208,7 +204,7 @@ std::string PlateSvg(const Plate& plate) {
     add("<text class=\"small\" x=\"{}\" y=\"{}\">used {} x {} {}, {} high</text>\n", margin,
         height - text_size * 0.9, num(size[0]), num(size[1]), unit, num(size[2]));
   }
-  const double scale = ScaleLength(plate.vat[0] / 4), right = margin + vat_x, low = height - text_size * 0.9;
+  const double scale = RoundLength(plate.vat[0] / 4), right = margin + vat_x, low = height - text_size * 0.9;
   add("<path class=\"line\" d=\"M{0} {1}v{2}H{3}v-{2}\"/>\n<text text-anchor=\"end\" x=\"{4}\" y=\"{5}\">{6} "
       "{7}</text>\n",
       right - scale * to_mm, low - text_size / 2, text_size / 2, right, right - scale * to_mm - text_size / 2,

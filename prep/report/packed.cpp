@@ -46,7 +46,7 @@ std::string Deflated(const std::string& bytes) {
 }
 
 std::uint16_t Step(double value, double min, double size) {
-  return size > 0 ? std::uint16_t(std::lround(std::clamp((value - min) / size, 0.0, 1.0) * kSteps)) : 0;
+  return size > 0 ? std::uint16_t(std::round(std::clamp((value - min) / size, 0.0, 1.0) * kSteps)) : 0;
 }
 
 // Two zero bits between any two bits of a 16-bit number.
@@ -232,7 +232,7 @@ PackedContours PackContours(const trq::core::Contours& contours, std::size_t ste
   std::int64_t z_before = 0;
   std::array<int, 2> before{};
   for (const trq::SlcLayer* layer : layers) {
-    const auto z = std::int64_t(std::llround(std::clamp(double(layer->z), -1e9, 1e9) * 1e4));
+    const auto z = std::int64_t(std::round(std::clamp(double(layer->z), -1e9, 1e9) * 1e4));
     PutSigned(bytes, z - z_before);
     z_before = z;
     std::vector<std::vector<std::array<int, 2>>> loops;

@@ -4,6 +4,7 @@
 
 #include "prep/report/sheets.h"
 #include "trqprep/render.h"
+#include "trqprep/round_length.h"
 
 namespace trqprep {
 namespace {
@@ -27,11 +28,6 @@ bool IsFinite(const Point& point) {
 }
 
 }  // namespace
-
-double RoundLength(double most) {
-  const double power = std::pow(10.0, std::floor(std::log10(most)));
-  return power * (most >= 5 * power ? 5 : most >= 2 * power ? 2 : 1);
-}
 
 std::string PictureOfPart(const ReportPart& part) {
   if (!part.mesh || part.mesh->num_triangles() == 0 || part.mesh->num_triangles() > kMostDrawn) return "";

@@ -9,6 +9,7 @@
 #include "trqprep/base64.h"
 #include "trqprep/layer_picture.h"
 #include "trqprep/message_table.h"
+#include "trqprep/round_length.h"
 
 namespace trqprep {
 namespace {
@@ -506,7 +507,7 @@ void AddEstimate(Html& page, const ReportSubject& subject, const std::string& id
     return json[key].is_number() ? std::optional(json[key].get<double>()) : std::nullopt;
   };
   const auto time = [](double seconds) {
-    const auto minutes = std::int64_t(std::llround(std::clamp(seconds, 0.0, 1e12) / 60));
+    const auto minutes = std::int64_t(std::round(std::clamp(seconds, 0.0, 1e12) / 60));
     return minutes < 60 ? Plain(seconds / 60, 1) + " min"
                         : fmt::format("{} h {:02} min", minutes / 60, minutes % 60);
   };
@@ -518,7 +519,7 @@ void AddEstimate(Html& page, const ReportSubject& subject, const std::string& id
   if (const auto resin = number(estimate, "resin")) fact("Resin", Plain(*resin, 1) + " ml");
   if (const auto resin = number(estimate, "mesh_resin")) fact("Resin, by meshes", Plain(*resin, 1) + " ml");
   if (const auto recoats = number(estimate, "recoats"))
-    fact("Recoats", Grouped(std::llround(std::clamp(*recoats, 0.0, 1e15))));
+    fact("Recoats", Grouped(std::int64_t(std::round(std::clamp(*recoats, 0.0, 1e15)))));
   for (const auto& [words, key] : {std::pair{"Time", "total"}, {"Drawing", "drawing"}}) {
     const std::string text = range(estimate[key]);
     if (!text.empty()) fact(words, text);

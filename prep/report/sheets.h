@@ -43,8 +43,6 @@ void AddRecord(Html& page, const ReportSubject& subject, const std::string& id);
 /// or has so many facets that drawing it would take long.
 std::string PictureOfPart(const ReportPart& part);
 std::string PictureOfPlate(const ReportSubject& subject);
-/// The longest of 1, 2 and 5, times a power of ten, that is no longer than `most`, which is above 0.
-double RoundLength(double most);
 
 bool HasMeshes(const ReportSubject& subject);
 bool HasLayers(const ReportSubject& subject);

@@ -35,6 +35,16 @@ class KeptError {
   int error_ = errno;
 };
 
+// The same for messages that are the same word for word.
+std::string KeyOf(const Message& message) {
+  std::string key = std::to_string(int(message.code)) + ' ' + std::to_string(int(message.severity));
+  for (const std::string& text : {message.file, message.where.dump(), message.text, message.hint}) {
+    key += '\0';
+    key += text;
+  }
+  return key;
+}
+
 int AnswerBox(const char* text, unsigned buttons, void* user) {
   const KeptError kept;
   Observer& observer = *static_cast<Observer*>(user);
@@ -58,8 +68,31 @@ Message Observer::Judged(Message message) const {
 
 void Observer::Say(Message message) {
   message = Judged(WithHint(std::move(message)));
-  OnMessage(message);
+  const bool repeats = each_once_ && !said_.insert(KeyOf(message)).second;
+  if (repeats) repeats_.push_back(messages_.size());
+  if (!repeats) OnMessage(message);
   messages_.push_back(std::move(message));
+}
+
+void Observer::SayEachOnce() {
+  each_once_ = true;
+  for (const Message& message : messages_) said_.insert(KeyOf(message));
+}
+
+void Observer::ForgetRepeats() noexcept {
+  size_t kept = 0, repeat = 0;
+  for (size_t i = 0; i < messages_.size(); ++i) {
+    if (repeat < repeats_.size() && repeats_[repeat] == i) {
+      ++repeat;
+    } else {
+      if (kept != i) messages_[kept] = std::move(messages_[i]);
+      ++kept;
+    }
+  }
+  messages_.erase(messages_.begin() + static_cast<std::ptrdiff_t>(kept), messages_.end());
+  each_once_ = false;
+  said_.clear();
+  repeats_.clear();
 }
 
 void Observer::Progress(const std::string& what, double share) {

@@ -12,11 +12,12 @@ OTHERS = [["verify", "out"], ["explain", "Z-GAP"], ["vents", "list", "part.V_D"]
           ["slc", "verify", "cone.slc"], ["slc", "area", "cone.slc"], ["slc", "diff", "cone.slc", "cone.slc"],
           ["estimate", "cone.slc", "--style", "style.sty", "--recoat", "style.rcs", "--power", "250", "--dp-unit", "mm",
            "--ec-unit", "mJ/cm2", "--travel", "300mm", "--delay-unit", "s"], ["estimate", "out"],
+          ["fleet", "summary", "out", "out"],
           ["style", "get", "style.sty", "Layer Thickness"], ["style", "verify", "style.sty"],
           ["recoat", "show", "style.rcs"], ["recoat", "get", "style.rcs", "Z Wait"],
           ["recoat", "diff", "style.rcs", "other.rcs"], ["recoat", "verify", "style.rcs"], ["completion", "bash"], ["version"],
           ["render", "part.stl", "cone.slc", "out", "--problems", "--size", "64x48", "-o", "view.png"]]
-GROUPS = ("style", "recoat", "slc", "vents")
+GROUPS = ("style", "recoat", "slc", "vents", "fleet")
 
 
 class EveryCommand(unittest.TestCase):

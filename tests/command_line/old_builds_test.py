@@ -32,6 +32,12 @@ class OldBuilds(ToolTest):
                 data = self.json_of("verify", OLD / name)
                 self.assertEqual([folder["errors"] for folder in data["files"]], [0])
 
+    def test_they_are_summed_up(self):
+        data = self.json_of("fleet", "summary", *(OLD / name for name in FACETS))
+        documents = [json.loads((OLD / name / "build.json").read_text()) for name in FACETS]
+        self.assertEqual([b["piece_count"] for b in data["builds"]], [len(d["pieces"]) for d in documents])
+        self.assertAlmostEqual(data["builds"][0]["volume"], sum(p["volume"] for p in documents[0]["pieces"]), 2)
+
     def test_their_job_files_build_the_same(self):
         for name in FACETS:
             with self.subTest(name):

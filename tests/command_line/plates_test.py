@@ -69,6 +69,19 @@ class Plates(ToolTest):
         self.good("build", "again/build.toml", "-o", "third")
         self.assertEqual(everything(self.path("moved")), everything(self.path("third")))
 
+    def test_what_is_true_of_every_plate_is_said_once(self):
+        parts = ("box.stl,copies=8,style=Fine.sty",)
+        result = self.good("build", *parts, *QUICK, "--plates", "any", "-o", "out", "--json")
+        self.assertEqual(result.codes().count("NO-RECOAT"), 1)
+        self.assertGreaterEqual(len(self.plates()["plates"]), 2)
+        for plate in self.plates()["plates"]:  # and written to each, which repeats itself
+            document = json.loads(self.path(f"out/{plate['folder']}/checks.json").read_text())
+            self.assertEqual([f["code"] for f in document["findings"]].count("NO-RECOAT"), 1)
+            self.good("build", f"out/{plate['folder']}/build.toml", "-o", "again", "--force")
+            self.assertEqual(everything(self.path("out") / plate["folder"]), everything(self.path("again")))
+        self.good("build", *parts, *QUICK, "--plates", "any", "-o", "two", "--strict", "--allow", "NO-RECOAT")
+        self.fails(NO, "build", *parts, *QUICK, "--plates", "any", "-o", "three", "--strict")
+
     def test_threads_change_nothing(self):
         self.build("--threads", "1", output="one")
         self.build("--threads", "2", output="two")

@@ -255,6 +255,10 @@ class Outputs(ToolTest):
         self.said("build", "box.stl", "--style", "Draws.sty", "--recoat", "Slow.rcs", "--machines", "process.toml", "--slice",
                   "--time", "0", "-o", "estimated")
         self.take_folder("estimated")
+        self.said("fleet", "summary", "estimated")
+        self.said("fleet", "summary", "estimated", "box.stl", exit=INPUT)
+        self.said("build", "box.stl", "--time", "0", "--no-report", "-o", "unsliced")
+        self.said("fleet", "summary", "unsliced")
 
     def vents(self):
         self.said("vents", "find", "box.stl")

@@ -180,7 +180,7 @@ class Plan(unittest.TestCase):
         started = [step["run"] for scene in plan.scenes if scene.group not in ("help", "docs") for step in scene.steps
                    if "run" in step]
         # The first ones are the same everywhere; the others version 0.1.0 does not know.
-        plain = ("explain", "params", "completion", "version", "help", "repair", "slice", "estimate", "render", "report")
+        plain = ("explain", "params", "completion", "version", "help", "repair", "slice", "estimate", "render", "report", "fleet")
         fresh = (("slc", "png"), ("slc", "sheet"), ("slc", "area"), ("slc", "diff"))
         for words in plan.commands:
             if words[0] not in plain and tuple(words) not in fresh:

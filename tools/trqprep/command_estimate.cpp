@@ -5,10 +5,12 @@
 
 #include "cli/fill.h"
 #include "commands.h"
+#include "duration_text.h"
 #include "job_options.h"
 #include "trqprep/build.h"
 #include "trqprep/build_estimate.h"
 #include "trqprep/build_folder.h"
+#include "trqprep/job_defaults.h"
 #include "trqprep/job_file.h"
 #include "trqprep/plates.h"
 
@@ -27,28 +29,7 @@ struct Options {
   bool strict = false;
 };
 
-// "5 h 17 min", "12 min", "3 min 40 s", "45.5 s"
-std::string Duration(const Json& time) {
-  // What no number holds is a text.
-  if (!time.is_number()) return "without end";
-  const auto seconds = time.get<double>();
-  if (seconds < 59.95) return Plain(seconds, 1) + " s";
-  const double minutes = std::round(seconds / 60);
-  if (seconds < 599.5) {
-    const double whole = std::round(seconds);
-    return fmt::format("{} min {} s", Plain(std::floor(whole / 60), 0), Plain(std::fmod(whole, 60), 0));
-  }
-  const double hours = std::floor(minutes / 60);
-  if (hours < 1) return Plain(minutes, 0) + " min";
-  return fmt::format("{} h {} min", Plain(hours, 0), Plain(minutes - 60 * hours, 0));
-}
-
 Json DurationOf(const Json& seconds) { return seconds == Json() ? Json() : Json(Duration(seconds)); }
-
-std::string Range(const Json& range) {
-  const std::string least = Duration(range["least"]), most = Duration(range["most"]);
-  return least == most ? least : least + " to " + most;
-}
 
 // What a time rests on, in words.
 class Grounds {
@@ -79,7 +60,7 @@ std::string DrawingInWords(const Json& estimate) {
   grounds.Add("dp_unit", "Dp in {dp_unit}");
   grounds.Add("ec_unit", "Ec in {ec_unit}");
   grounds.Add("speed_factor", "{speed_factor:4} of the speed of theory", "1 to 0.685 of the speed of theory");
-  return fmt::format("{}{} ({})", drawing["complete"].get<bool>() ? "" : "at least ", Range(drawing),
+  return fmt::format("{}{} ({})", drawing["complete"].get<bool>() ? "" : "at least ", DurationRange(drawing),
                      grounds.text());
 }
 
@@ -96,9 +77,10 @@ std::string RecoatingInWords(const Json& estimate) {
 }
 
 void TellTimes(Context& context, const Json& estimate) {
-  const Json words{{"drawing_time", DrawingInWords(estimate)},
-                   {"recoating_time", RecoatingInWords(estimate)},
-                   {"total_time", estimate["total"].is_object() ? Range(estimate["total"]) : "not known"}};
+  const Json words{
+      {"drawing_time", DrawingInWords(estimate)},
+      {"recoating_time", RecoatingInWords(estimate)},
+      {"total_time", estimate["total"].is_object() ? DurationRange(estimate["total"]) : "not known"}};
   context.Tell("  drawing    {drawing_time}\n  recoating  {recoating_time}\n  total      {total_time}\n",
                words);
 }

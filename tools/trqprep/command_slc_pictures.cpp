@@ -8,6 +8,7 @@
 #include "trqprep/check_layers.h"
 #include "trqprep/contour_svg.h"
 #include "trqprep/layer_picture.h"
+#include "trqprep/paths.h"
 
 namespace trqprep {
 
@@ -131,7 +132,7 @@ class LayerOutputs {
     if (!folder_) return path_;
     const std::string number = std::to_string(layer + 1);
     const std::string zeros(digits_ - std::min(digits_, number.size()), '0');
-    return (std::filesystem::path(path_) / ("layer-" + zeros + number + ending_)).string();
+    return NamedPath((std::filesystem::path(path_) / ("layer-" + zeros + number + ending_)).string());
   }
 
  private:
@@ -238,7 +239,7 @@ PictureFrame FrameOf(Context& context, const Options& options, const ContourFile
 
 uint32_t PixelsPerMetre(const PictureFrame& frame, Units units) {
   const double count = 1000 / (frame.pixel * UnitsFactor(units, Units::kMillimetre));
-  return count < 4e9 ? uint32_t(std::lround(count)) : 0;
+  return count < 4e9 ? uint32_t(std::round(count)) : 0;
 }
 
 ExitCode Png(Context& context, const Options& options) {

@@ -7,6 +7,7 @@ const CommandList kCommands = {
     AddBuild,
     AddVerify,
     AddReport,
+    AddFleet,
     AddInfo,
     AddCheck,
     AddEstimate,

@@ -12,6 +12,7 @@ extern const CommandList kCommands;
 void AddBuild(CommandTree& tree);
 void AddVerify(CommandTree& tree);
 void AddReport(CommandTree& tree);
+void AddFleet(CommandTree& tree);
 void AddInfo(CommandTree& tree);
 void AddCheck(CommandTree& tree);
 void AddEstimate(CommandTree& tree);

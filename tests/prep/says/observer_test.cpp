@@ -35,6 +35,29 @@ TEST(Observer, KeepsMessagesWithTheirSeverity) {
   EXPECT_EQ(observer.messages()[1].text, "two");
 }
 
+TEST(Observer, SaysEachOnceWhileToldSo) {
+  Recorder observer;
+  const auto say = [&observer](const char* file, int layer) {
+    observer.Warn(Message(Code::kNoRecoat, file, "text").At({{"layer", layer}}));
+  };
+  say("a", 1);
+  say("a", 1);
+  observer.SayEachOnce();
+  say("a", 1);  // was said before
+  say("b", 1);
+  say("a", 2);
+  say("b", 1);
+  EXPECT_EQ(observer.heard.size(), 4u);
+  EXPECT_EQ(observer.messages().size(), 6u);
+  observer.ForgetRepeats();
+  ASSERT_EQ(observer.messages().size(), 4u);
+  EXPECT_EQ(observer.messages()[1].file, "a");
+  EXPECT_EQ(observer.messages()[2].file, "b");
+  EXPECT_EQ(observer.messages()[3].where["layer"], 2);
+  say("a", 2);
+  EXPECT_EQ(observer.heard.size(), 5u);
+}
+
 TEST(Observer, PlainOneNeitherCancelsNorAgrees) {
   Observer observer;
   EXPECT_NO_THROW(observer.Progress("work", 0.5));
