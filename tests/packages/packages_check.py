@@ -1,6 +1,6 @@
 """packages_check.py PACKAGES: what scripts/package --test looks at.
 
-1. lintian finds no error, and every override says why.
+1. lintian finds no error, and every override says why. The ZIP file for Windows, if there is one, is whole.
 2. The source archive, unpacked elsewhere and built without git and without a compiler's cache, gives the same bytes.
 3. In a fresh Debian 12: the packages install; README's commands run on the installed examples; programs are built with CMake and
    pkg-config and run; a line of Python, when there is the module; after purging nothing is left.
@@ -15,6 +15,7 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import zipfile
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 sys.path.insert(0, str(ROOT / "tests" / "examples"))
@@ -69,6 +70,17 @@ def build_again(folder, archive, scratch, cached):
     if different:
         sys.exit(f"{', '.join(different)}: other bytes when built in {source}")
     print(f"{len(names)} files: the same bytes")
+
+
+def look_into(archive):
+    """The ZIP file for Windows holds what an application and a user need."""
+    with zipfile.ZipFile(archive) as opened:
+        names = [name.partition("/")[2] for name in opened.namelist()]
+    for wanted in (r"bin/TRQSharedDll\.dll", r"lib/.*TRQSharedDll\.dll\.a", r"bin/trqprep\.exe", r"include/trq/geometry\.h",
+                   r"include/trq/export\.h", r"lib/cmake/TRQSharedDll/TRQSharedDllConfig\.cmake"):
+        if not any(re.fullmatch(wanted, name) for name in names):
+            sys.exit(f"{archive.name} holds no {wanted}")
+    print(f"{archive.name}: {len(names)} entries")
 
 
 class Machine:
@@ -197,6 +209,8 @@ def main():
     if "lint" in only:
         say("lintian")
         lint(packages)
+        for path in folder.glob("*.zip"):
+            look_into(path)
     if "again" in only:
         say("built again, elsewhere")
         with tempfile.TemporaryDirectory(prefix="trqprep-again-") as scratch:
