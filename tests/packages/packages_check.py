@@ -195,7 +195,7 @@ def purge(machine, packages, before):
     left = sorted(path for path in after if (path in owned or "trq" in path.lower()) and path not in before)
     if left:
         sys.exit(f"left after purging: {', '.join(left[:20])}")
-    told = machine.run("grep -rilE "trqprep|trqshared|x-trq" /usr/share/mime /etc /var/lib/dpkg/info /var/lib/dpkg/triggers || true").split()
+    told = machine.run("grep -rilE 'trqprep|trqshared|x-trq' /usr/share/mime /etc /var/lib/dpkg/info /var/lib/dpkg/triggers || true").split()
     if told:
         sys.exit(f"named after purging in {', '.join(told)}")
     print(f"purged {', '.join(names)}: nothing is left")
