@@ -1,6 +1,8 @@
 # Packages of the build: Debian's, one a component, and a ZIP file for Windows. scripts/package makes all of them.
 set(CPACK_PACKAGE_NAME trqshareddll)
 set(CPACK_PACKAGE_VENDOR "TRQSharedDll")
+# Each package has a summary of its own.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_PACKAGE_CONTACT "TRQSharedDll maintainers <maintainers@trqshareddll.example>")
 set(CPACK_PACKAGE_DIRECTORY ${CMAKE_BINARY_DIR}/packages)
 set(CPACK_STRIP_FILES ON)
@@ -60,8 +62,11 @@ set(trq_runtime "libtrqshareddll${trq_soversion} (= ${PROJECT_VERSION}-${CPACK_D
 trq_package(runtime libtrqshareddll${trq_soversion} libs "build preparation for stereolithography (library)"
 "The shared library that holds meshes, build styles, recoat styles and the
 build platform of a stereolithography machine, for applications that use it.")
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+# What packages depend on that are linked to the library; the dynamic linker hears of it.
+set(control ${CMAKE_CURRENT_BINARY_DIR}/debian)
+file(WRITE ${control}/shlibs "libTRQSharedDll ${trq_soversion} libtrqshareddll${trq_soversion} (>= ${PROJECT_VERSION})\n")
+file(WRITE ${control}/triggers "activate-noawait ldconfig\n")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${control}/shlibs ${control}/triggers)
 
 trq_package(development libtrqshareddll-dev libdevel "build preparation for stereolithography (development)"
 "Headers and what CMake and pkg-config need to build programs with the library:

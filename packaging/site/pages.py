@@ -258,7 +258,7 @@ def configuration(out):
     lines = []
     for line in (ROOT / "packaging/site/mkdocs.yml").read_text().splitlines():
         page = re.search(r": ([\w./-]+\.md)$", line)
-        if page and page[1] in ("python.md", "fleet.md", "windows.md") and not (out / "pages" / page[1]).exists():
+        if page and page[1] in ("python.md", "fleet.md", "windows.md", "systems.md") and not (out / "pages" / page[1]).exists():
             continue
         line = re.sub(r"^(\w+_dir): .*/", lambda m: f"{m[1]}: {out}/", line)
         lines.append(line)

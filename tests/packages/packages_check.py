@@ -1,9 +1,11 @@
 """packages_check.py PACKAGES: what scripts/package --test looks at.
 
-1. lintian finds no error, and every override says why.
+1. lintian finds no error, and every override says why. The ZIP file for Windows, if there is one, is whole.
 2. The source archive, unpacked elsewhere and built without git and without a compiler's cache, gives the same bytes.
 3. In a fresh Debian 12: the packages install; README's commands run on the installed examples; programs are built with CMake and
    pkg-config and run; a line of Python, when there is the module; after purging nothing is left.
+
+TRQ_PACKAGE_CHECKS has some of the words lint, again and use for some of them; with cached the second build may use a cache.
 """
 import filecmp
 import os
@@ -13,6 +15,7 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import zipfile
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 sys.path.insert(0, str(ROOT / "tests" / "examples"))
@@ -45,16 +48,18 @@ def lint(packages):
         sys.exit("lintian found errors")
 
 
-def build_again(folder, archive, scratch):
+def build_again(folder, archive, scratch, cached):
     """Builds the archive's packages in another folder and compares the bytes."""
     run("tar", "-xzf", archive, "-C", scratch)
     (source,) = scratch.iterdir()
     hidden = scratch / "commands"
     hidden.mkdir()
-    for name in ("git", "ccache"):
+    for name in ("git",) if cached else ("git", "ccache"):
         (hidden / name).write_text(f"#!/bin/sh\necho {name} is not to be used >&2\nexit 99\n")
         (hidden / name).chmod(0o755)
-    environment = dict(os.environ, PATH=f"{hidden}:{os.environ['PATH']}", CCACHE_DISABLE="1")
+    environment = dict(os.environ, PATH=f"{hidden}:{os.environ['PATH']}")
+    if not cached:
+        environment["CCACHE_DISABLE"] = "1"
     environment.pop("TRQPREP", None)
     run(str(source / "scripts" / "package"), env=environment)
     again = source / "build" / "package" / "packages"
@@ -65,6 +70,17 @@ def build_again(folder, archive, scratch):
     if different:
         sys.exit(f"{', '.join(different)}: other bytes when built in {source}")
     print(f"{len(names)} files: the same bytes")
+
+
+def look_into(archive):
+    """The ZIP file for Windows holds what an application and a user need."""
+    with zipfile.ZipFile(archive) as opened:
+        names = [name.partition("/")[2] for name in opened.namelist()]
+    for wanted in (r"bin/TRQSharedDll\.dll", r"lib/.*TRQSharedDll\.dll\.a", r"bin/trqprep\.exe", r"include/trq/geometry\.h",
+                   r"include/trq/export\.h", r"lib/cmake/TRQSharedDll/TRQSharedDllConfig\.cmake"):
+        if not any(re.fullmatch(wanted, name) for name in names):
+            sys.exit(f"{archive.name} holds no {wanted}")
+    print(f"{archive.name}: {len(names)} entries")
 
 
 class Machine:
@@ -179,7 +195,9 @@ def purge(machine, packages, before):
     left = sorted(path for path in after if (path in owned or "trq" in path.lower()) and path not in before)
     if left:
         sys.exit(f"left after purging: {', '.join(left[:20])}")
-    machine.run("! grep -riq trq /usr/share/mime /etc /var/lib/dpkg/info /var/lib/dpkg/triggers/File")
+    told = machine.run("grep -rilE 'trqprep|trqshared|x-trq' /usr/share/mime /etc /var/lib/dpkg/info /var/lib/dpkg/triggers || true").split()
+    if told:
+        sys.exit(f"named after purging in {', '.join(told)}")
     print(f"purged {', '.join(names)}: nothing is left")
 
 
@@ -191,10 +209,12 @@ def main():
     if "lint" in only:
         say("lintian")
         lint(packages)
+        for path in folder.glob("*.zip"):
+            look_into(path)
     if "again" in only:
         say("built again, elsewhere")
         with tempfile.TemporaryDirectory(prefix="trqprep-again-") as scratch:
-            build_again(folder, archive, pathlib.Path(scratch))
+            build_again(folder, archive, pathlib.Path(scratch), "cached" in only)
     if "use" in only:
         if os.geteuid() != 0:
             sys.exit("a Debian of its own needs root")

@@ -1,4 +1,5 @@
-// outside_build JOB FOLDER: builds a job file with the installed archives, and says how many pieces stand there.
+// outside_build JOB FOLDER: builds a job file with the installed archives, and says how many pieces stand
+// there.
 #include <cstdio>
 
 #include "trqprep/build.h"
