@@ -1,4 +1,10 @@
 # Settings that every target of the project compiles with.
+# What stands in a file for each system ends in its name; this tells the files of the others.
+if(WIN32)
+  set(trq_other_systems "_posix\\.(cpp|h)$")
+else()
+  set(trq_other_systems "_windows\\.(cpp|h)$")
+endif()
 find_package(Threads REQUIRED)
 include(CheckCXXSourceCompiles)
 check_cxx_source_compiles("#include <cfloat>
@@ -18,6 +24,10 @@ target_compile_options(trq_settings INTERFACE
   # g++ 12 at -O2 and above packs neighbouring statements into vectors and there takes double -> float -> double for
   # no change at all: the rounding to float is lost. Loops still become vector code. Clang keeps every rounding.
   $<$<CXX_COMPILER_ID:GNU>:-fno-tree-slp-vectorize>)
+if(WIN32)
+  # The system's header puts no min and max beside std's, nor services that nobody uses.
+  target_compile_definitions(trq_settings INTERFACE NOMINMAX WIN32_LEAN_AND_MEAN)
+endif()
 if(TRQ_WARNINGS_AS_ERRORS)
   target_compile_options(trq_settings INTERFACE -Werror)
 endif()

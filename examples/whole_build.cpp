@@ -59,7 +59,7 @@ void Move(CTL& mesh, double x, double y) {
   Check(mesh.Calculate_normals() == trq::mesh_io::kDone, "a part holds coordinates that are no numbers");
 }
 
-// The grid takes every part at X = Y = 0 and draws from rand().
+// The grid takes every part at X = Y = 0 and draws random numbers, here the same ones on every system.
 void Place(std::deque<Part>& parts, GridEval& grid, unsigned seed) {
   for (Part& part : parts) {
     CTL copy;
@@ -67,8 +67,11 @@ void Place(std::deque<Part>& parts, GridEval& grid, unsigned seed) {
     Move(copy, -part.low[0], -part.low[1]);
     grid.add(copy, part.copies);
   }
-  std::srand(seed);
-  Check(grid.find_placement() == 1, "the pieces find no place in the vat");
+  trq::SeededRandom random(seed);
+  trq::SetRandomSource(trq::SeededRandom::Draw, &random);
+  const bool placed = grid.find_placement() == 1;
+  trq::SetRandomSource(nullptr, nullptr);
+  Check(placed, "the pieces find no place in the vat");
 }
 
 // One build style from the bottom to the top; from `upper_from` on another takes its place.

@@ -1,10 +1,10 @@
 #include "trq/core/bytes.h"
 
 #include <algorithm>
-#include <climits>
 #include <cstring>
 
 #include "host/system.h"
+#include "trq/core/file.h"
 
 namespace trq::core {
 
@@ -29,13 +29,13 @@ size_t FileSource::Read(void* to, size_t size) { return std::fread(to, 1, size, 
 std::optional<uint64_t> FileSource::Remaining() { return host::RemainingBytes(file_); }
 
 std::optional<uint64_t> FileSource::Position() {
-  const long position = std::ftell(file_);
+  const int64_t position = core::Position(file_);
   if (position < 0) return std::nullopt;
   return uint64_t(position);
 }
 
 bool FileSource::Seek(uint64_t position) {
-  return position <= LONG_MAX && std::fseek(file_, static_cast<long>(position), SEEK_SET) == 0;
+  return position <= INT64_MAX && core::Seek(file_, int64_t(position));
 }
 
 bool MemorySink::Write(const void* data, size_t size) {

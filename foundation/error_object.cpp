@@ -3,6 +3,7 @@
 
 #include "foundation/status_texts.h"
 #include "host/system.h"
+#include "trq/core/file.h"
 #include "trq/foundation.h"
 
 using namespace trq::detail;
@@ -12,13 +13,8 @@ namespace {
 constexpr char kNoSystemText[] = "Unknown error.";
 
 const char* SystemTextOrUnknown(int code) {
-  const char* text = trq::host::SystemErrorText(code);
+  const char* text = trq::core::ErrorText(code);
   return text ? text : kNoSystemText;
-}
-
-std::string DirectoryOf(const std::string& path) {
-  const std::string::size_type separator = path.rfind('/');
-  return separator == std::string::npos ? std::string() : path.substr(0, separator + 1);
 }
 
 }  // namespace
@@ -72,6 +68,9 @@ const char* CErrorObject::MsdStrerror(int code) {
 }
 
 const char* CErrorObject::GetRootDirectory() {
-  static const std::string directory = DirectoryOf(trq::host::ExecutablePath());
+  static const std::string directory = [] {
+    const std::string program = trq::host::ExecutablePath();
+    return program.substr(0, trq::host::DirectoryLength(program));
+  }();
   return directory.c_str();
 }

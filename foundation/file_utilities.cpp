@@ -1,5 +1,3 @@
-#include <cctype>
-
 #include "foundation/checked_conversions.h"
 #include "foundation/vector3.h"
 #include "host/file_services.h"
@@ -24,10 +22,7 @@ int UTILITY::CheckIfFileExists(CString path) {
   return trq::host::FileExists(path + ".pla") ? 101 : 0;
 }
 
-int UTILITY::GetDriveInfo(CString path) {
-  const bool drive_letter = path.GetAt(1) == ':' && std::isalpha(static_cast<unsigned char>(path.GetAt(0)));
-  return path.IsEmpty() || drive_letter ? trq::drive::kNoSuchRoot : trq::host::DriveKind(path);
-}
+int UTILITY::GetDriveInfo(CString path) { return trq::host::DriveKind(path); }
 
 int64_t UTILITY::GetDiskSpaceInKB(CString path) {
   const int64_t bytes = trq::host::FreeBytes(ExtractDirectoryName(path));

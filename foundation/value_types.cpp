@@ -3,7 +3,13 @@
 
 #include "trq/foundation.h"
 
+#ifdef _WIN32
+static thread_local float tolerance_of_thread = 1e-5f;
+trq::detail::ToleranceOfThread::operator float&() const { return tolerance_of_thread; }
+const trq::detail::ToleranceOfThread PbVec2f::tolerance;
+#else
 thread_local float PbVec2f::tolerance = 1e-5f;
+#endif
 
 namespace {
 

@@ -57,7 +57,7 @@ void COMPONENT::make_extents_current() {
 
 int COMPONENT::file_read(const char* path) {
   // Where the system opens directories, fp_read says what is missing in one.
-  const FileHandle file(std::fopen(trq::host::SystemPath(path).str().c_str(), "rb"));
+  const FileHandle file = trq::host::OpenFileOrFolder(path, "rb");
   extents_valid = 0;
   if (!file || fp_read(file.get()) == trq::component_io::kFailed) return trq::component_io::kFailed;
   name(path);

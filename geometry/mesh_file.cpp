@@ -131,7 +131,7 @@ core::Result<void> ReadTriangles(core::ByteSource& source, const CTL_HEADER& hea
     if (source.Read(words.data(), wanted * sizeof(uint32_t)) < wanted * sizeof(uint32_t)) {
       const int system_error = errno;
       if (!source.failed()) return Failure(source, core::ErrorCode::kCutShort, kPastEnd);
-      const char* const text = host::SystemErrorText(system_error);
+      const char* const text = core::ErrorText(system_error);
       core::Error error = Failure(source, core::ErrorCode::kReadFailed, text ? text : "Unknown error.");
       error.system_error = system_error;
       return error;

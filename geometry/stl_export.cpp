@@ -62,7 +62,9 @@ inline __attribute__((always_inline)) void Normalise(float* x, float* y, float* 
   }
 }
 
-#if defined(__x86_64__)
+// On Windows stacks are aligned to 16 bytes, which g++ forgets for registers of 32.
+#if defined(__x86_64__) && !defined(_WIN32)
+#define TRQ_WIDE_REGISTERS
 __attribute__((target("avx2"))) void NormaliseInWideRegisters(float* x, float* y, float* z, size_t count) {
   Normalise(x, y, z, count);
 }
@@ -70,7 +72,7 @@ __attribute__((target("avx2"))) void NormaliseInWideRegisters(float* x, float* y
 
 /// Square roots and divisions are most of the work: where registers are wider, four at once.
 void BringToLengthOne(float* x, float* y, float* z, size_t count) {
-#if defined(__x86_64__)
+#ifdef TRQ_WIDE_REGISTERS
   if (__builtin_cpu_supports("avx2")) return NormaliseInWideRegisters(x, y, z, count);
 #endif
   Normalise(x, y, z, count);

@@ -314,7 +314,7 @@ int CTL::ascii_read(FILE* f, int file_units, float tolerance, int, int) {
 
 int CTL::read_stl(FILE* f, int file_units, int* accept_partial, int extra1, float tolerance, int extra2) {
   if (!f) return trq::stl_import::kNoHeader;
-  if (std::ftell(f) == 0) {
+  if (Position(f) == 0) {
     if (ascii_read(f, file_units, tolerance, extra1, extra2) != -1) {
       if (accept_partial) *accept_partial = 0;
       return trq::stl_import::kOk;

@@ -14,20 +14,25 @@ namespace trq::host {
 /// at once.
 int LastError();
 
-/// The system's untranslated one-line text for an error code; null when it has none.
-const char* SystemErrorText(int code);
-
 /// Full path of the running executable; empty when the system does not say.
 std::string ExecutablePath();
+
+/// Bytes of a path that belong to its directory, the last separator of this system included; 0 without one.
+size_t DirectoryLength(const std::string& path);
 
 /// Name of this computer; empty when the query fails.
 std::string HostName();
 
+#ifndef _WIN32
 /// Name of a user by number; empty when there is none. Throws std::bad_alloc.
 std::string NameOfUser(unsigned user);
+#endif
 
 /// Name of the user who runs the process; empty when the query fails. Throws std::bad_alloc.
 std::string LoginName();
+
+/// The next number of the calling thread's random source (SetRandomSource).
+int DrawRandom();
 
 /// Text of any length as vsnprintf makes it; empty when it cannot. `arguments` are used up.
 std::string Formatted(const char* format, va_list arguments);

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 
+#include "host/system.h"
 #include "placement/fast_search.h"
 #include "trq/placement.h"
 
@@ -79,12 +79,12 @@ void GridEval::initialize_order(std::vector<CopyComp>& order) const {
     for (int k = 0; k < copies_[size_t(c)]; ++k) order.push_back({c, k});
 }
 
-// Draws without replacement; one rand() a piece.
+// Draws without replacement; one random number a piece.
 void GridEval::random_shuffle(std::vector<CopyComp>& order) {
   std::vector<CopyComp> shuffled;
   shuffled.reserve(order.size());
   for (size_t m = order.size(); m > 0; --m) {
-    const size_t r = size_t(std::rand()) % m;
+    const size_t r = size_t(trq::host::DrawRandom()) % m;
     shuffled.push_back(order[r]);
     order[r] = order[m - 1];
   }
@@ -96,13 +96,14 @@ int GridEval::find_a_placement(PlacementSearch& search, const std::vector<CopyCo
   search.BeginPass();
   places.resize(order.size());
   for (size_t i = 0; i < order.size(); ++i) {
-    if (!search.AddPiece(order[i].component, mode == kDrawn ? std::rand() % 2 : mode, places[i])) return 0;
+    if (!search.AddPiece(order[i].component, mode == kDrawn ? trq::host::DrawRandom() % 2 : mode, places[i]))
+      return 0;
   }
   height = search.max_y();
   return 1;
 }
 
-// One more rand() a piece, drawn before its search; none after a piece that fails. A pass that has already
+// One more a piece, drawn before its search; none after a piece that fails. A pass that has already
 // grown taller than the best goes on all the same: its draws are part of the sequence.
 int GridEval::find_random_placement(PlacementSearch& search, std::vector<CopyComp>& order,
                                     std::vector<Answer::Place>& places, int& height) {

@@ -47,9 +47,10 @@ bool RewriteSideFile(const SystemPath& name, const PointMove& move) {
   const SystemPath backup = name + ".bak";
   if (!FileExists(name) || !RenameFile(name, backup)) return false;
   FileHandle to(OpenFile(name, "wb"));
-  const FileHandle from(OpenFile(backup, "rb"));
+  FileHandle from(OpenFile(backup, "rb"));
   if (!to || !from) return false;
   const std::optional<std::string> text = MovedLines(from.get(), move);
+  from.reset();  // Windows deletes no file that is open
   if (!text || !WriteAndClose(std::move(to), *text)) return false;
   DeleteFileNamed(backup);
   return true;

@@ -298,7 +298,7 @@ static_assert(CountOf(StyleQuantity::kAngle) == 40, "hatch and fill angles");
 
 template <>
 struct StyleTraits<KVBUILDSTYLE> {
-  static constexpr long kVersionRecordAt = 0;
+  static constexpr int64_t kVersionRecordAt = 0;
   static bool Is301(float version) { return IsVersion301Or400(version); }
 };
 

@@ -18,8 +18,8 @@ size_t StyleSource::Read(void* to, size_t size) {
   return came;
 }
 
-bool StyleSource::GoTo(long position) {
-  if (stream_) return std::fseek(stream_, position, SEEK_SET) == 0;
+bool StyleSource::GoTo(int64_t position) {
+  if (stream_) return core::Seek(stream_, position);
   next_ = size_t(position);
   return true;
 }

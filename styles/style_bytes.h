@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 
+#include "trq/core/file.h"
 #include "trq/core/span.h"
 #include "trq/styles.h"
 
@@ -20,8 +21,8 @@ class StyleSource {
   size_t Read(void* to, size_t size);
   bool ReadAll(void* to, size_t size) { return Read(to, size) == size; }
   /// -1 when the stream cannot tell.
-  long Position() const { return stream_ ? std::ftell(stream_) : static_cast<long>(next_); }
-  bool GoTo(long position);
+  int64_t Position() const { return stream_ ? core::Position(stream_) : int64_t(next_); }
+  bool GoTo(int64_t position);
 
   template <class T>
   bool Record(StyleParameterRecord<T>& record, T* stored_maximum = nullptr) {

@@ -47,9 +47,9 @@ constexpr uint32_t kCrcOfNothing = 0xFFFFFFFFu;
 int FileCrc(const host::SystemPath& path, int64_t all_but, uint32_t& crc) {
   const FileHandle stream = OpenFile(path, "rb");
   if (!stream) return trq::style_file::kCannotOpen;
-  if (std::fseek(stream.get(), 0, SEEK_END) != 0) return trq::style_file::kReadFailed;
-  const int64_t length = std::ftell(stream.get());
-  if (length < 0 || std::fseek(stream.get(), 0, SEEK_SET) != 0) return trq::style_file::kReadFailed;
+  if (!Seek(stream.get(), 0, SEEK_END)) return trq::style_file::kReadFailed;
+  const int64_t length = Position(stream.get());
+  if (length < 0 || !Seek(stream.get(), 0)) return trq::style_file::kReadFailed;
   uint32_t sum = kCrcOfNothing;
   char bytes[1 << 14];
   for (int64_t left = length - all_but; left > 0;) {
@@ -95,7 +95,7 @@ int trq::StyleWithFile::writeCrcValue(CString given) {
   if (result != trq::style_file::kOk) return result;
   FileHandle stream = OpenFile(path, "rb+");
   if (!stream) return trq::style_file::kCannotOpen;
-  const bool written = std::fseek(stream.get(), 0, SEEK_END) == 0 && StyleSink(stream.get()).Word(&crc);
+  const bool written = Seek(stream.get(), 0, SEEK_END) && StyleSink(stream.get()).Word(&crc);
   const bool closed = CloseChecked(std::move(stream));  // flushes first
   return written && closed ? trq::style_file::kOk : trq::style_file::kWriteFailed;
 }

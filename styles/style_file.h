@@ -64,7 +64,7 @@ int ReadPart(Style& style, StylePart part) {
 /// "Version" record of 2.06 the 206 layout.
 template <class Style>
 int DispatchRead(Style& style, StyleSource& source) {
-  const long start = source.Position();
+  const int64_t start = source.Position();
   float version = 0;
   if (start < 0 || !source.Word(&version)) return style_file::kReadFailed;
   if (StyleTraits<Style>::Is301(version)) {

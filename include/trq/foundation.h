@@ -16,6 +16,21 @@
 // Value types. Sums, products and quotients are formed in double and rounded once when stored. Dividing by
 // zero gives IEEE infinities or NaN.
 
+#ifdef _WIN32
+namespace trq::detail {
+/// Stands for a float of the calling thread, which a DLL cannot export itself: read and assigned as one.
+/// Where a template or "..." takes its type from the argument, say float(PbVec2f::tolerance).
+class TRQ_EXPORT ToleranceOfThread {
+ public:
+  operator float&() const;  // NOLINT: implicit, for it stands for the float
+  float& operator=(float value) const { return static_cast<float&>(*this) = value; }
+  float& operator*=(float factor) const { return static_cast<float&>(*this) *= factor; }
+  float& operator/=(float divisor) const { return static_cast<float&>(*this) /= divisor; }
+  float* operator&() const { return &static_cast<float&>(*this); }
+};
+}  // namespace trq::detail
+#endif
+
 /// A point or direction in the plane, x then y.
 class TRQ_EXPORT PbVec2f {
  public:
@@ -37,7 +52,11 @@ class TRQ_EXPORT PbVec2f {
 
   /// Bound that a component's difference must stay below for operator== to call two points equal; 1e-5 at
   /// first. Any caller may change it; every thread has its own.
+#ifdef _WIN32
+  static const trq::detail::ToleranceOfThread tolerance;
+#else
   static thread_local float tolerance;
+#endif
 
  private:
   float v_[2];

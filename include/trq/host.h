@@ -1,7 +1,8 @@
-/// What the library takes from the host system: its text class and its message boxes.
+/// What the library takes from the host system: its text class, its message boxes and its random numbers.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "trq/export.h"
@@ -35,7 +36,13 @@ class TRQ_EXPORT CString {
   /// <0, 0, >0 by bytes taken as unsigned.
   int Compare(const char* other) const;
   /// Replaces the text by printf-formatted text of any length; by the empty text for a null `format`.
-  void Format(const char* format, ...) __attribute__((format(printf, 2, 3)));
+  void Format(const char* format, ...)
+#if defined(__MINGW32__)
+      __attribute__((format(gnu_printf, 2, 3)))  // as std::printf is there
+#elif defined(__GNUC__)
+      __attribute__((format(printf, 2, 3)))
+#endif
+      ;
 
   CString& operator+=(const CString& other) {
     text_ += other.text_;
@@ -71,6 +78,31 @@ using MessageBoxHandler = int (*)(const char* text, unsigned buttons, void* user
 /// and No to Yes/No boxes, so that nothing is overwritten or deleted unasked.
 TRQ_EXPORT void SetMessageBoxHandler(int (*handler)(const char* text, unsigned buttons, void* user),
                                      void* user);
+
+/// Returns the next random number, from 0 on; `user` as given at installation.
+using RandomSource = int (*)(void* user);
+
+/// Installs where placement on the calling thread draws its random numbers from; null restores the default,
+/// std::rand, whose sequence after std::srand differs from system to system.
+TRQ_EXPORT void SetRandomSource(int (*source)(void* user), void* user);
+
+/// Random numbers that are the same on every system: those of the GNU C library's rand() after srand(seed).
+/// Its additive generator r[i] = r[i-3] + r[i-31] is described with it as random(3) of type 3.
+///   trq::SeededRandom random(7);
+///   trq::SetRandomSource(trq::SeededRandom::Draw, &random);  // restore the default before `random` ends
+class TRQ_EXPORT SeededRandom {
+ public:
+  explicit SeededRandom(unsigned seed);
+  /// From 0 to 2147483647.
+  int Next();
+  /// A RandomSource; `self` is the SeededRandom.
+  static int Draw(void* self) { return static_cast<SeededRandom*>(self)->Next(); }
+
+ private:
+  static constexpr int kLag = 31;
+  std::uint32_t last_[kLag];  // the last numbers, the oldest at oldest_
+  int oldest_ = 3;
+};
 }  // namespace trq
 
 /// Shows a message box through the installed handler and returns its answer.

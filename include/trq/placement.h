@@ -115,7 +115,8 @@ class TRQ_EXPORT GRID_INDEX2 : public CErrorObject {
 ///
 /// Use: construct, `add` every mesh (moved to minimum X = Y = 0 before), `find_placement`; when it returns 1,
 /// turn a copy of each mesh about Z by `z_rot`, move it back to minimum X = Y = 0, and then move it by
-/// `x_shift` and `y_shift`. `find_placement` draws from the C library's `rand`, which it does not seed.
+/// `x_shift` and `y_shift`. `find_placement` draws from the C library's `rand`, which it does not
+/// seed, or from what trq::SetRandomSource has installed on the calling thread.
 class TRQ_EXPORT GridEval : public GRID_INDEX2 {
  public:
   enum : int {

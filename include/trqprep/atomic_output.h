@@ -38,6 +38,7 @@ class Output {
   [[noreturn]] void FailChanged(const std::string& what) const;
   void MakeTemporary(const std::string& folder, TemporaryPath::Kind kind);
   int itself() const { return temporary_.descriptor().number(); }
+  void RequireUsableName() const;
   void SetMode() const;
   void FlushFolder() const;
   void RequireOwnName() const;
@@ -88,6 +89,9 @@ void WriteOutputFile(const std::string& path, std::string_view bytes, bool repla
 /// OutputFile::Succeed.
 void ReplaceFile(const std::string& path, const std::optional<std::string>& before, std::string_view bytes);
 
+/// Deletes a file; 0 or the errno.
+int RemoveFile(const std::string& path);
+
 /// Held from before a file is read until it was replaced, so that those who change files of that folder so
 /// come one after the other. It is a lock on the folder, which is there before the file is and stays when the
 /// file is replaced, and which leaves nothing behind. Where a system has no lock on folders, a file that is
@@ -100,14 +104,15 @@ class EditLock {
            std::chrono::milliseconds patience = std::chrono::seconds(30));
 
  private:
-  Descriptor folder_;
+  Descriptor lock_;
 };
 
 /// Whether both paths lead to one file that is there.
 bool IsSameFile(const std::string& path, const std::string& other);
 
 /// An output folder. Refuses an existing one unless `replace`, and then too one that holds anything but what
-/// it lists as its own. The two are exchanged in one step, and what the old one lists is removed. What
+/// it lists as its own. The two are exchanged in one step, or, where the system has no such step, in two
+/// renames, between which the old one stands as `NAME.old`; then what the old one lists is removed. What
 /// appeared in it meanwhile stays, in a folder `NAME.old`, and ends the command with exit 4.
 class OutputFolder : public Output {
  public:
@@ -132,14 +137,13 @@ class OutputFolder : public Output {
  private:
   Written Fill(const std::string& name, const std::function<void(trq::core::ByteSink&)>& write,
                const std::string_view* bytes);
-  [[noreturn]] void FailLeftOver() const;
+  /// Renames a folder beside the output to NAME.old, or NAME.old-2 and so on; 0 or the errno.
+  int MoveAside(const std::string& from, std::string& to) const;
+  [[noreturn]] void FailLeftOver(const std::string& kept) const;
 
   ListReader list_reader_;
   std::vector<std::string> made_;  // folders, in this order
 };
-
-/// A file without a name in the folder for temporary files, which goes with the process. Exit 4.
-Descriptor MakeUnnamedFile();
 
 /// Names the descriptor that outputs called /dev/stdout are written to, when it is not 1; -1: there is none.
 void SetStandardOutput(int descriptor);

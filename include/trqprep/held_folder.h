@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace trqprep {
 
@@ -22,13 +23,19 @@ class Descriptor {
   int number_;
 };
 
+/// Writes all the bytes; 0 or the errno.
+int WriteBytes(int file, std::string_view bytes);
+
 /// Whether a name in a folder, itself and not what it links to, means that open file or folder.
 bool NamesFile(int folder, const char* name, int file);
 
+/// For reading, whatever it is; a new file, for reading and writing; a folder.
+enum class Opening { kRead, kNew, kFolder };
+
 /// Opens what has a name below a folder, such as "meshes/gear-1.ctl", one that FolderList::Add takes. It
-/// leads through no link, and nobody is waited for, such as the other end of a pipe. `how` is that of the
-/// system's open; not open, with the reason in errno, when that fails.
-Descriptor OpenBelow(int folder, const std::string& name, int how);
+/// leads through no link, and nobody is waited for, such as the other end of a pipe. Not open, with the
+/// reason in errno, when that fails.
+Descriptor OpenBelow(int folder, const std::string& name, Opening how);
 
 /// A folder.
 class HeldFolder {

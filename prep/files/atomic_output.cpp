@@ -1,15 +1,9 @@
 #include "trqprep/atomic_output.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/file.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <climits>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -17,31 +11,23 @@
 #include <utility>
 #include <vector>
 
+#include "prep/files/system_files.h"
 #include "trqprep/message.h"
+#include "trqprep/paths.h"
 #include "trqprep/sha256.h"
 
 namespace trqprep {
 namespace {
 
-mode_t process_umask = 022;
-int standard_output = STDOUT_FILENO;
+using system_files::Kind;
+using system_files::Status;
+using system_files::Use;
+
+int standard_output = 1;
 bool standard_output_reserved = false;
 bool standard_output_holds_output = false;
 
 constexpr const char* kDiskFull = "is the disk full, or a size limit in force?";
-
-std::string FolderOf(const std::string& path) {
-  const size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-// To reach what stands in it; it need not be readable.
-Descriptor OpenFolder(const std::string& folder) {
-  return Descriptor(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-}
-
-std::string NameOf(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 
 std::string WithoutLastSlashes(std::string path) {
   while (path.size() > 1 && path.back() == '/') path.pop_back();
@@ -52,45 +38,26 @@ std::string WithoutLastSlashes(std::string path) {
 std::string FollowLinks(std::string path, const std::string& given) {
   for (int links = 0; links < 40; ++links) {
     if (NamesStandardOutput(path)) return path;
-    std::error_code error;
-    const std::string link = std::filesystem::read_symlink(path, error).string();
+    const std::string link = system_files::LinkTarget(path);
     if (link.empty()) return path;
-    path = link[0] == '/' ? link : FolderOf(path) + "/" + link;
+    path = IsAbsolute(link) ? link : FolderOf(path) + "/" + link;
   }
   FailOutput(Code::kOutputUnwritable, given, SystemText(ELOOP));
 }
 
 // The functions below return 0, or the errno of what failed.
 
-int Flush(int descriptor) {
-  // Some file systems cannot flush a folder; that is no failure of the file.
-  return fsync(descriptor) != 0 && errno != EINVAL && errno != EROFS ? errno : 0;
-}
-
-int WriteBytes(int descriptor, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t n = write(descriptor, bytes.data(), bytes.size());
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      return errno;
-    }
-    bytes.remove_prefix(size_t(n));
-  }
-  return 0;
-}
-
 // Hands a file over block by block from its start; an errno that `take` returns ends that.
 int ReadBlocks(int descriptor, const std::function<int(std::string_view)>& take) {
   std::vector<char> block(1 << 16);
-  int error = 0;
-  for (off_t at = 0; error == 0;) {
-    const ssize_t n = pread(descriptor, block.data(), block.size(), at);
-    if (n < 0) return errno;
-    if (n == 0) break;
-    error = take({block.data(), size_t(n)});
-    at += n;
+  for (uint64_t at = 0;;) {
+    size_t got = 0;
+    int error = system_files::ReadAt(descriptor, at, block.data(), block.size(), got);
+    if (error != 0 || got == 0) return error;
+    error = take({block.data(), got});
+    if (error != 0) return error;
+    at += got;
   }
-  return error;
 }
 
 bool HoldsBytes(int descriptor, std::string_view bytes) {
@@ -131,22 +98,8 @@ class HashingSink : public trq::core::ByteSink {
   Sha256Digest digest_;
 };
 
-// Renames in a folder; without `replace` an existing target, even one made a moment ago, is refused with
-// EEXIST.
 int Rename(int folder, const std::string& from, const std::string& to, bool replace) {
-  if (!replace) {
-    if (renameat2(folder, from.c_str(), folder, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
-    if (errno != EINVAL && errno != ENOSYS) return errno;
-    // This file system has no such rename.
-    struct stat status {};
-    if (fstatat(folder, to.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) return EEXIST;
-  }
-  return renameat(folder, from.c_str(), folder, to.c_str()) == 0 ? 0 : errno;
-}
-
-std::string PrivateParent() {
-  const char* chosen = std::getenv("TMPDIR");
-  return chosen && *chosen ? chosen : P_tmpdir;
+  return system_files::Rename(folder, from.c_str(), to.c_str(), replace);
 }
 
 }  // namespace
@@ -167,15 +120,12 @@ void RequireUnreserved(const std::string& path) {
 
 bool StandardOutputHoldsOutput() { return standard_output_holds_output; }
 
-void RememberUmask() {
-  process_umask = umask(0);
-  umask(process_umask);
-}
+void RememberUmask() { system_files::RememberMask(); }
 
 // ---------------------------------------------------------------------------------------------------------
 
 Output::Output(const std::string& path, bool replace, unsigned mode)
-    : given_(path), replace_(replace), mode_(mode & ~process_umask) {
+    : given_(path), replace_(replace), mode_(mode & ~system_files::Mask()) {
   if (path.empty()) FailUsage("", "the name of an output is empty", "name a file or folder behind -o");
 }
 
@@ -194,7 +144,7 @@ void Output::FailChanged(const std::string& what) const {
 }
 
 void Output::MakeTemporary(const std::string& folder, TemporaryPath::Kind kind) {
-  folder_ = OpenFolder(folder);
+  folder_ = system_files::Open(folder, Use::kReach);
   if (folder_.open()) temporary_ = TemporaryPath(folder_.number(), kind);
   if (temporary_.descriptor().open()) return;
   const int error = errno;
@@ -205,22 +155,26 @@ void Output::MakeTemporary(const std::string& folder, TemporaryPath::Kind kind) 
                                                  : "");
 }
 
-void Output::SetMode() const {
-  Require(fchmod(itself(), mode_) == 0 ? 0 : errno, "cannot be given its mode");
+void Output::RequireUsableName() const {
+  if (const char* refusal = system_files::NameRefusal(name_)) {
+    FailOutput(Code::kOutputUnwritable, given_, fmt::format("cannot be written: its name {}", refusal),
+               fmt::format("choose another name with -o, such as {}", PortableName(name_, name_.size() + 1)));
+  }
 }
 
+void Output::SetMode() const { Require(system_files::SetMode(itself(), mode_), "cannot be given its mode"); }
+
 void Output::FlushFolder() const {
-  const Descriptor readable(openat(folder_.number(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (readable.open()) Flush(readable.number());
+  const Descriptor readable = system_files::OpenIn(folder_.number(), ".", Use::kFolder);
+  if (readable.open()) system_files::Flush(readable.number());
 }
 
 // The name of the temporary path is to be renamed, so it has to mean what was written.
 void Output::RequireOwnName() const {
-  struct stat status {};
+  Status status;
   if (temporary_.Stands()) return;
-  if (fstatat(folder_.number(), temporary_.name().c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
-    Require(errno, "cannot be given its name");
-  }
+  Require(system_files::AskIn(folder_.number(), temporary_.name().c_str(), status),
+          "cannot be given its name");
   FailChanged("cannot be given its name: something else was put in the place of what was written");
 }
 
@@ -242,28 +196,31 @@ void Output::TakeName(bool replace) {
 
 OutputFile::OutputFile(const std::string& path, bool replace) : Output(path, replace, 0666) {
   target_ = FollowLinks(path, path);
-  struct stat status {};
-  if (NamesStandardOutput(target_)) {
+  name_ = FileNameOf(target_);
+  const bool to_standard_output = NamesStandardOutput(target_);
+  if (!to_standard_output) RequireUsableName();
+  Status status;
+  const int error = to_standard_output ? 0 : system_files::Ask(target_, status);
+  if (to_standard_output) {
     RequireUnreserved(target_);
     special_ = true;
-  } else if (stat(target_.c_str(), &status) == 0) {
-    if (S_ISDIR(status.st_mode)) {
+  } else if (error == 0) {
+    if (status.kind == Kind::kFolder) {
       FailOutput(Code::kOutputFolder, given_, "is a folder", "name a file inside it");
     }
-    special_ = !S_ISREG(status.st_mode);
+    special_ = status.kind != Kind::kFile;
     if (!special_) {
       if (!replace_) FailExists();
-      mode_ = status.st_mode & 07777;
-      if (geteuid() == 0) owner_.emplace(status.st_uid, status.st_gid);
+      mode_ = status.mode;
+      owner_.emplace(status.user, status.group);
     }
-  } else if (errno != ENOENT) {
-    Require(errno);
+  } else if (error != ENOENT) {
+    Require(error);
   } else if (target_.back() == '/') {
     FailOutput(Code::kOutputFolder, given_, "names a folder", "name a file");
   }
-  name_ = NameOf(target_);
   // A device or pipe is fed from a private file, which is not to stand in a folder such as /dev.
-  MakeTemporary(special_ ? PrivateParent() : FolderOf(target_), TemporaryPath::Kind::kFile);
+  MakeTemporary(special_ ? system_files::TemporaryFolder() : FolderOf(target_), TemporaryPath::Kind::kFile);
 }
 
 void OutputFile::Write(std::string_view bytes) {
@@ -273,17 +230,18 @@ void OutputFile::Write(std::string_view bytes) {
 }
 
 std::unique_ptr<std::FILE, int (*)(std::FILE*)> OutputFile::OpenStream() {
-  const int copy = fcntl(itself(), F_DUPFD_CLOEXEC, 0);
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(copy < 0 ? nullptr : fdopen(copy, "wb"),
-                                                         std::fclose);
+  Descriptor copy = system_files::Duplicate(itself());
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(
+      copy.open() ? system_files::StreamOf(copy.number(), "wb") : nullptr, std::fclose);
   if (!stream) Require(errno);
+  copy.Release();
   return stream;
 }
 
 void OutputFile::CopyToSpecial() {
   if (NamesStandardOutput(target_)) standard_output_holds_output = true;
-  Descriptor to(NamesStandardOutput(target_) ? dup(standard_output)
-                                             : open(target_.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
+  Descriptor to = NamesStandardOutput(target_) ? system_files::Duplicate(standard_output)
+                                               : system_files::Open(target_, Use::kWrite);
   if (!to.open()) Require(errno);
   Require(ReadBlocks(itself(), [&](std::string_view block) { return WriteBytes(to.number(), block); }));
   Require(to.Close());
@@ -291,37 +249,36 @@ void OutputFile::CopyToSpecial() {
 
 void OutputFile::RequireBefore() const {
   if (!before_) return;
-  const Descriptor there(
-      openat(folder_.number(), name_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  const Descriptor there = system_files::OpenIn(folder_.number(), name_.c_str(), Use::kRead);
   const bool gone = !there.open() && errno == ENOENT;
   if (*before_ ? there.open() && HoldsBytes(there.number(), **before_) : gone) return;
   FailChanged(gone ? "was removed while it was being changed" : "was changed by somebody else meanwhile");
 }
 
 void OutputFile::Commit() {
-  struct stat status {};
-  if (fstat(itself(), &status) != 0) Require(errno);
-  if (expected_size_ >= 0 && status.st_size != expected_size_) {
-    FailOutput(
-        Code::kOutputShort, given_,
-        fmt::format("could not be written completely ({} of {} bytes)", status.st_size, expected_size_),
-        kDiskFull);
+  Status status;
+  Require(system_files::Ask(itself(), status));
+  if (expected_size_ >= 0 && int64_t(status.size) != expected_size_) {
+    FailOutput(Code::kOutputShort, given_,
+               fmt::format("could not be written completely ({} of {} bytes)", status.size, expected_size_),
+               kDiskFull);
   }
   if (special_) {
     CopyToSpecial();
     return;
   }
-  Require(Flush(itself()), "cannot be flushed to disk");
+  Require(system_files::Flush(itself()), "cannot be flushed to disk");
   // Before the mode: the system takes some of it away from a file that changes its owner.
-  if (owner_) static_cast<void>(fchown(itself(), owner_->first, owner_->second) == 0);
+  if (owner_) system_files::SetOwner(itself(), owner_->first, owner_->second);
   SetMode();
   RequireBefore();
   TakeName(replace_);
 }
 
 void RequireEditable(const std::string& path, bool force) {
-  struct stat status {};
-  if (force || stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || (status.st_mode & 0222) != 0) {
+  Status status;
+  if (force || system_files::Ask(path, status) != 0 || status.kind != Kind::kFile ||
+      (status.mode & 0222) != 0) {
     return;
   }
   FailOutput(Code::kOutputReadOnly, path, "is read-only", "--force replaces it, or write a new file with -o");
@@ -340,15 +297,18 @@ void ReplaceFile(const std::string& path, const std::optional<std::string>& befo
   output.Commit();
 }
 
+int RemoveFile(const std::string& path) {
+  const Descriptor folder = system_files::Open(FolderOf(path), Use::kReach);
+  return folder.open() ? system_files::RemoveFile(folder.number(), FileNameOf(path).c_str()) : errno;
+}
+
 EditLock::EditLock(Observer& observer, const std::string& path, std::chrono::milliseconds patience) {
   std::error_code error;
   const std::string target = std::filesystem::canonical(path, error).string();
   const std::string folder = FolderOf(error ? path : target);
-  folder_ = Descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!folder_.open()) return;
   const auto end = std::chrono::steady_clock::now() + patience;
-  while (flock(folder_.number(), LOCK_EX | LOCK_NB) != 0) {
-    if (errno != EWOULDBLOCK && errno != EINTR) return;  // some file systems lock no folders
+  while (const int failure = system_files::Lock(folder, lock_)) {
+    if (failure != EWOULDBLOCK) return;  // some file systems lock no folders
     observer.StopIfCancelled();
     if (std::chrono::steady_clock::now() >= end) {
       FailOutput(Code::kOutputBusy, path,
@@ -368,12 +328,11 @@ bool IsSameFile(const std::string& path, const std::string& other) {
 namespace {
 
 // Whether the current folder is that one or lies below it.
-bool HoldsCurrentFolder(const struct stat& folder) {
-  struct stat here {
-  }, below{};
-  for (std::string path = "."; stat(path.c_str(), &here) == 0; path += "/..") {
-    if (here.st_dev == folder.st_dev && here.st_ino == folder.st_ino) return true;
-    if (here.st_dev == below.st_dev && here.st_ino == below.st_ino) return false;  // the root
+bool HoldsCurrentFolder(const Status& folder) {
+  Status here, below;
+  for (std::string path = "."; system_files::Ask(path, here) == 0; path += "/..") {
+    if (here.Means(folder)) return true;
+    if (here.Means(below)) return false;  // the root
     below = here;
   }
   return false;
@@ -396,9 +355,9 @@ OutputFolder::OutputFolder(const std::string& path, bool replace, ListReader lis
     : Output(path, replace, 0777), list_reader_(std::move(list_reader)) {
   if (path == "-") FailUsage(path, "a folder cannot be written to standard output", "name a folder");
   target_ = WithoutLastSlashes(FollowLinks(WithoutLastSlashes(path), path));
-  struct stat status {};
-  if (stat(target_.c_str(), &status) == 0) {
-    if (!S_ISDIR(status.st_mode)) {
+  Status status;
+  if (const int error = system_files::Ask(target_, status); error == 0) {
+    if (status.kind != Kind::kFolder) {
       FailOutput(Code::kOutputExists, given_, "exists and is not a folder", "choose another name with -o");
     }
     if (!replace_) FailExists();
@@ -419,16 +378,17 @@ OutputFolder::OutputFolder(const std::string& path, bool replace, ListReader lis
                                   .Hint("move away what is to be kept, or choose another name with -o")
                                   .At({{"name_count", foreign.size()}, {"names", names}}));
     }
-    mode_ = status.st_mode & 07777;
-  } else if (errno != ENOENT) {
-    Require(errno);
+    mode_ = status.mode;
+  } else if (error != ENOENT) {
+    Require(error);
   }
-  name_ = NameOf(target_);
+  name_ = FileNameOf(target_);
+  RequireUsableName();
   MakeTemporary(FolderOf(target_), TemporaryPath::Kind::kFolder);
 }
 
 void OutputFolder::MakeFolder(const std::string& name) {
-  if (mkdirat(itself(), name.c_str(), 0777) != 0) Require(errno);
+  Require(system_files::MakeFolder(itself(), name.c_str(), false));
   made_.push_back(name);
 }
 
@@ -445,91 +405,91 @@ OutputFolder::Written OutputFolder::WriteFile(const std::string& name,
 OutputFolder::Written OutputFolder::Fill(const std::string& name,
                                          const std::function<void(trq::core::ByteSink&)>& write,
                                          const std::string_view* bytes) {
-  Descriptor file = OpenBelow(itself(), name, O_RDWR | O_CREAT | O_EXCL);
+  Descriptor file = OpenBelow(itself(), name, Opening::kNew);
   if (!file.open()) Require(errno);
   HashingSink sink(file.number());
   write(sink);
   Require(sink.error());
-  struct stat status {};
-  if (fstat(file.number(), &status) != 0) Require(errno);
-  if (uint64_t(status.st_size) != sink.size()) {
+  Status status;
+  Require(system_files::Ask(file.number(), status));
+  if (status.size != sink.size()) {
     FailOutput(Code::kOutputShort, given_, "could not be written completely", kDiskFull);
   }
   if (bytes) RequireBytes(file.number(), *bytes, given_);
-  Require(Flush(file.number()), "cannot be flushed to disk");
+  Require(system_files::Flush(file.number()), "cannot be flushed to disk");
   Require(file.Close());
   return {sink.size(), sink.Sha256()};
 }
 
 void OutputFolder::Commit() {
   for (const std::string& name : made_) {
-    const Descriptor folder = OpenBelow(itself(), name, O_RDONLY | O_DIRECTORY);
-    Require(folder.open() ? Flush(folder.number()) : errno, "cannot be flushed to disk");
+    const Descriptor folder = OpenBelow(itself(), name, Opening::kFolder);
+    Require(folder.open() ? system_files::Flush(folder.number()) : errno, "cannot be flushed to disk");
   }
   SetMode();
-  Require(Flush(itself()), "cannot be flushed to disk");
+  Require(system_files::Flush(itself()), "cannot be flushed to disk");
   const auto hold = HoldTemporaryPaths();
-  struct stat status {};
+  Status status;
   const int parent = folder_.number();
-  const char* temporary = temporary_.name().c_str();
-  if (!replace_ || fstatat(parent, name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+  if (!replace_ || system_files::AskIn(parent, name_.c_str(), status) != 0) {
     TakeName(false);
     return;
   }
-  const HeldFolder old(
-      target_, Descriptor(openat(parent, name_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)));
+  const HeldFolder old(target_, system_files::OpenIn(parent, name_.c_str(), Use::kFolder));
   if (!old.held()) Require(errno, "cannot be exchanged with the finished folder");
   // Read anew: another run may have replaced the folder meanwhile. Whatever else came stays, by name.
   const FolderList list = list_reader_(old).value_or(FolderList());
   RequireOwnName();
-  const auto exchange = [&] {
-    return renameat2(parent, temporary, parent, name_.c_str(), RENAME_EXCHANGE) == 0 ? 0 : errno;
-  };
-  Require(exchange(), "cannot be exchanged with the finished folder");
+  std::string aside = temporary_.name();  // where the old folder stands afterwards
+  const char* const failure = "cannot be exchanged with the finished folder";
+  int error = system_files::Exchange(parent, aside.c_str(), name_.c_str());
+  const bool in_one_step = error != ENOSYS && error != EINVAL;
+  if (!in_one_step) {
+    Require(MoveAside(name_, aside), failure);
+    error = Rename(parent, temporary_.name(), name_, false);
+    if (error != 0) Rename(parent, aside, name_, false);
+  }
+  Require(error, failure);
   if (!NamesFile(parent, name_.c_str(), itself())) {
-    exchange();
+    if (in_one_step) {
+      system_files::Exchange(parent, aside.c_str(), name_.c_str());
+    } else if (Rename(parent, name_, temporary_.name(), false) == 0) {
+      Rename(parent, aside, name_, false);
+    }
     FailChanged("was not replaced: something else was put in the place of what was written");
   }
-  temporary_.Release();  // the old folder stands under the temporary name now
+  temporary_.Release();
   FlushFolder();
-  const bool is_old = NamesFile(parent, temporary, old.descriptor());
+  const bool is_old = NamesFile(parent, aside.c_str(), old.descriptor());
   if (is_old) RemoveListed(old, list);
-  if (!is_old || unlinkat(parent, temporary, AT_REMOVEDIR) != 0) FailLeftOver();
+  if (!is_old || system_files::RemoveFolder(parent, aside.c_str()) != 0) {
+    if (in_one_step) {
+      std::string kept;
+      if (MoveAside(aside, kept) == 0) aside = kept;
+    }
+    FailLeftOver(aside);
+  }
 }
 
-void OutputFolder::FailLeftOver() const {
-  std::string kept;
+int OutputFolder::MoveAside(const std::string& from, std::string& to) const {
+  constexpr size_t kLongestName = 255;
   int error = EEXIST;
   for (int number = 1; error == EEXIST; ++number) {
     const std::string ending = number == 1 ? ".old" : fmt::format(".old-{}", number);
-    // The longest name that file systems take.
-    kept = name_.substr(0, NAME_MAX - ending.size()) + ending;
-    error = Rename(folder_.number(), temporary_.name(), kept, false);
+    to = name_.substr(0, kLongestName - ending.size()) + ending;
+    error = Rename(folder_.number(), from, to, false);
   }
-  if (error != 0) kept = temporary_.name();
+  return error;
+}
+
+void OutputFolder::FailLeftOver(const std::string& kept) const {
   const std::string path = target_.substr(0, target_.size() - name_.size()) + kept;
-  const HeldFolder left(path, Descriptor(openat(folder_.number(), kept.c_str(),
-                                                O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)));
+  const HeldFolder left(path, system_files::OpenIn(folder_.number(), kept.c_str(), Use::kFolder));
   FailOutput(
       Code::kOutputLeft, given_,
       fmt::format("is complete, but the folder that it replaced could not be removed whole: {} holds {}",
                   path, FirstOf(ForeignNames(left, FolderList()))),
       "look what is to be kept, and remove that folder");
-}
-
-// ---------------------------------------------------------------------------------------------------------
-
-Descriptor MakeUnnamedFile() {
-  const std::string parent = PrivateParent();
-  const Descriptor folder = OpenFolder(parent);
-  if (folder.open()) {
-    const TemporaryPath file(folder.number(), TemporaryPath::Kind::kFile);
-    Descriptor copy(fcntl(file.descriptor().number(), F_DUPFD_CLOEXEC, 0));
-    if (copy.open()) return copy;
-  }
-  FailOutput(Code::kOutputUnwritable, parent,
-             fmt::format("no temporary file can be made: {}", SystemText(errno)),
-             "set TMPDIR to a folder that may be written");
 }
 
 }  // namespace trqprep

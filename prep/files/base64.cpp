@@ -1,25 +1,33 @@
 #include "trqprep/base64.h"
 
-#include <nettle/base64.h>
-#include <nettle/sha2.h>
+#include <cstddef>
 
-#include <cstdint>
+#include "trqprep/sha256.h"
 
 namespace trqprep {
 
 std::string Base64(std::string_view bytes) {
-  std::string text(BASE64_ENCODE_RAW_LENGTH(bytes.size()), '\0');
-  base64_encode_raw(text.data(), bytes.size(), reinterpret_cast<const std::uint8_t*>(bytes.data()));
+  constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string text;
+  text.reserve((bytes.size() + 2) / 3 * 4);
+  for (std::size_t i = 0; i < bytes.size(); i += 3) {
+    // Three bytes are four digits of six bits.
+    const auto byte = [&](std::size_t k) {
+      return k < bytes.size() ? unsigned(static_cast<unsigned char>(bytes[k])) : 0u;
+    };
+    const unsigned bits = byte(i) << 16 | byte(i + 1) << 8 | byte(i + 2);
+    text += kDigits[bits >> 18];
+    text += kDigits[bits >> 12 & 63];
+    text += i + 1 < bytes.size() ? kDigits[bits >> 6 & 63] : '=';
+    text += i + 2 < bytes.size() ? kDigits[bits & 63] : '=';
+  }
   return text;
 }
 
 std::string Sha256InBase64(std::string_view bytes) {
-  sha256_ctx state;
-  sha256_init(&state);
-  sha256_update(&state, bytes.size(), reinterpret_cast<const std::uint8_t*>(bytes.data()));
-  std::uint8_t digest[SHA256_DIGEST_SIZE];
-  sha256_digest(&state, sizeof digest, digest);
-  return Base64(std::string_view(reinterpret_cast<const char*>(digest), sizeof digest));
+  Sha256Digest digest;
+  digest.Add(bytes);
+  return Base64(digest.Sum());
 }
 
 }  // namespace trqprep

@@ -1,19 +1,20 @@
 #include "trqprep/input_file.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <vector>
 
-#include "trqprep/atomic_output.h"
+#include "prep/files/system_files.h"
 #include "trqprep/message.h"
+#include "trqprep/temporary_path.h"
 
 namespace trqprep {
 namespace {
+
+using system_files::Kind;
+using system_files::Use;
 
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
@@ -22,21 +23,35 @@ using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
             "check its permissions, and that its disk is there");
 }
 
-/// Copies standard input into a file without a name, which goes with the process, and returns its descriptor.
-int KeepStandardInput() {
-  const int file = MakeUnnamedFile().Release();
-  std::vector<char> block(1 << 16);
-  for (;;) {
-    const ssize_t size = read(STDIN_FILENO, block.data(), block.size());
-    if (size == 0) return file;
-    if (size < 0 && errno == EINTR) continue;
-    if (size < 0) FailToRead("-");
-    for (ssize_t at = 0; at < size;) {
-      const ssize_t written = write(file, block.data() + at, size_t(size - at));
-      if (written < 0 && errno != EINTR) FailToRead("-");
-      at += std::max<ssize_t>(written, 0);
-    }
+/// Copies standard input into a temporary file that goes with the process, and returns a path to it.
+std::string KeepStandardInput() {
+  const std::string parent = system_files::TemporaryFolder();
+  static Descriptor folder = system_files::Open(parent, Use::kReach);
+  static TemporaryPath file;
+  if (folder.open()) file = TemporaryPath(folder.number(), TemporaryPath::Kind::kFile);
+  Descriptor copy =
+      file.descriptor().open() ? system_files::Duplicate(file.descriptor().number()) : Descriptor();
+  if (!copy.open()) {
+    FailOutput(Code::kOutputUnwritable, parent,
+               fmt::format("no temporary file can be made: {}", SystemText(errno)),
+               "set TMPDIR to a folder that may be written");
   }
+  std::string path = system_files::PathOfOpen(copy.number());
+  if (path.empty()) {
+    path = parent + "/" + file.name();
+  } else {
+    file.Remove();  // it needs no name
+    folder.Close();
+  }
+  std::vector<char> block(1 << 16);
+  size_t size = 1;
+  while (size > 0) {
+    errno = system_files::ReadNext(0, block.data(), block.size(), size);
+    if (errno == 0) errno = WriteBytes(copy.number(), {block.data(), size});
+    if (errno != 0) FailToRead("-");
+  }
+  copy.Release();
+  return path;
 }
 
 [[noreturn]] void FailSpecial(const std::string& path) {
@@ -47,8 +62,7 @@ int KeepStandardInput() {
 // Opens a pipe or a device at once, to be refused by what it is: the path may mean another file a moment
 // later.
 Descriptor Open(const std::string& path, Links links) {
-  return Descriptor(open(ReadablePath(path).c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC |
-                                                         (links == Links::kRefuse ? O_NOFOLLOW : 0)));
+  return system_files::Open(ReadablePath(path), Use::kRead, links == Links::kFollow);
 }
 
 /// Fills `head` from what was opened, or errno says could not be, and returns the file at its start; null for
@@ -68,16 +82,17 @@ File TakeHead(Descriptor opened, const std::string& path, bool folder_allowed, b
     if (errno == ENXIO) FailSpecial(path);  // a socket
     FailToRead(path);
   }
-  struct stat status {};
-  if (fstat(opened.number(), &status) != 0) FailToRead(path);
-  head.is_folder = S_ISDIR(status.st_mode);
+  system_files::Status status;
+  errno = system_files::Ask(opened.number(), status);
+  if (errno != 0) FailToRead(path);
+  head.is_folder = status.kind == Kind::kFolder;
   if (head.is_folder) {
     if (folder_allowed) return file;
     FailInput(Code::kInputFolder, path, "is a folder", "name the files inside it");
   }
-  if (!S_ISREG(status.st_mode)) FailSpecial(path);
-  head.size = uint64_t(status.st_size);
-  file.reset(fdopen(opened.number(), "rb"));
+  if (status.kind != Kind::kFile) FailSpecial(path);
+  head.size = status.size;
+  file.reset(system_files::StreamOf(opened.number(), "rb"));
   if (!file) FailToRead(path);
   opened.Release();
   head.head.resize(4096);
@@ -91,8 +106,8 @@ File TakeHead(Descriptor opened, const std::string& path, bool folder_allowed, b
 
 std::string ReadablePath(const std::string& path) {
   if (path != "-") return path;
-  static const int kept = KeepStandardInput();
-  return fmt::format("/proc/self/fd/{}", kept);
+  static const std::string kept = KeepStandardInput();
+  return kept;
 }
 
 FileHead ReadFileHead(const std::string& path, bool folder_allowed) {

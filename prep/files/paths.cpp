@@ -14,6 +14,36 @@ bool Exists(const std::string& path) {
   return std::filesystem::exists(path, error);
 }
 
+namespace {
+
+constexpr bool kHasDrives = std::filesystem::path::preferred_separator == '\\';
+
+bool BeginsWithDrive(const std::string& path) { return kHasDrives && path.size() > 1 && path[1] == ':'; }
+
+}  // namespace
+
+std::string NamedPath(std::string path) {
+  if (kHasDrives) std::replace(path.begin(), path.end(), '\\', '/');
+  return path;
+}
+
+bool IsAbsolute(const std::string& path) {
+  return BeginsWithDrive(path) || (!path.empty() && path.front() == '/');
+}
+
+std::string FolderOf(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return BeginsWithDrive(path) ? path.substr(0, 2) : ".";
+  const bool is_root = slash == 0 || (slash == 2 && BeginsWithDrive(path));
+  return path.substr(0, slash + (is_root ? 1 : 0));
+}
+
+std::string FileNameOf(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return BeginsWithDrive(path) ? path.substr(2) : path;
+  return path.substr(slash + 1);
+}
+
 std::string PortableName(std::string name, size_t longest) {
   for (char& c : name) {
     if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F || std::strchr("<>:\"/\\|?*", c)) c = '_';

@@ -1,22 +1,20 @@
 #include "trqprep/temporary_path.h"
 
-#include <dirent.h>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
+#include <functional>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "prep/files/system_files.h"
 #include "trqprep/immortal.h"
 
 namespace trqprep {
 namespace {
 
 using Kind = TemporaryPath::Kind;
+using system_files::Use;
 
 struct Entry {
   int folder;
@@ -35,34 +33,30 @@ Registry& registry = room.value;
 
 bool RemoveTree(int parent, const char* name);
 
-// Removes all that a folder holds, and takes no memory for it, which may be what there is none of:
-// std::filesystem and readdir do.
-bool RemoveContent(int folder) {
-  alignas(dirent64) char block[4096];
+// Removes all that a folder holds, and takes no memory for it, which may be what there is none of.
+void RemoveContent(int folder) {
   bool removed = true;
-  // What was listed is gone afterwards, so each list begins at the start.
-  for (bool any = true; any && removed && lseek(folder, 0, SEEK_SET) == 0;) {
+  // Listing and removing at once may miss some.
+  for (bool any = true; any && removed;) {
     any = false;
-    const ssize_t size = getdents64(folder, block, sizeof block);
-    for (ssize_t at = 0; at < size;) {
-      const auto* entry = reinterpret_cast<const dirent64*>(block + at);
-      at += entry->d_reclen;
-      const std::string_view entry_name = entry->d_name;
-      if (entry_name == "." || entry_name == "..") continue;
+    const auto remove = [&](const char* name) {
       any = true;
-      removed = RemoveTree(folder, entry->d_name) && removed;
-    }
+      removed = RemoveTree(folder, name) && removed;
+    };
+    if (system_files::ForEachName(folder, std::ref(remove)) != 0) return;
   }
-  return removed;
 }
 
 // Removes a file, or a folder with all it holds.
 bool RemoveTree(int parent, const char* name) {
-  if (unlinkat(parent, name, 0) == 0 || errno == ENOENT) return true;
-  const Descriptor folder(openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-  if (!folder.open()) return false;
-  RemoveContent(folder.number());
-  return unlinkat(parent, name, AT_REMOVEDIR) == 0 || errno == ENOENT;
+  const auto gone = [](int error) { return error == 0 || error == ENOENT; };
+  if (gone(system_files::RemoveFile(parent, name))) return true;
+  {
+    const Descriptor folder = system_files::OpenIn(parent, name, Use::kFolder);
+    if (!folder.open()) return false;
+    RemoveContent(folder.number());
+  }
+  return gone(system_files::RemoveFolder(parent, name));
 }
 
 void RemoveEntry(const Entry& entry) {
@@ -71,30 +65,36 @@ void RemoveEntry(const Entry& entry) {
     if (entry.kind == Kind::kFolder) RemoveContent(entry.itself);
     // What took its place is not this tool's.
     if (!NamesFile(entry.folder, entry.name, entry.itself)) return;
-    if (unlinkat(entry.folder, entry.name, entry.kind == Kind::kFolder ? AT_REMOVEDIR : 0) == 0) return;
+    const auto remove = entry.kind == Kind::kFolder ? system_files::RemoveFolder : system_files::RemoveFile;
+    if (remove(entry.folder, entry.name) == 0) return;
   }
 }
 
-// Fills the name and makes what it says; the descriptor, or -1.
-int Make(Entry& entry) {
+// Fills the name and makes what it says.
+Descriptor Make(Entry& entry) {
   constexpr char kLetters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_";
   std::string_view(".trqprep-XXXXXX").copy(entry.name, sizeof entry.name);
   for (int attempt = 0; attempt < 1000; ++attempt) {
     unsigned char random[6];
-    if (getentropy(random, sizeof random) != 0) return -1;
+    if (!system_files::FillRandom(random, sizeof random)) return Descriptor();
     for (size_t i = 0; i < sizeof random; ++i) entry.name[9 + i] = kLetters[random[i] % 64];
     if (entry.kind == Kind::kFile) {
-      const int file = openat(entry.folder, entry.name, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-      if (file >= 0 || errno != EEXIST) return file;
-    } else if (mkdirat(entry.folder, entry.name, 0700) == 0) {
-      const int folder = openat(entry.folder, entry.name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-      if (folder < 0) unlinkat(entry.folder, entry.name, AT_REMOVEDIR);
+      Descriptor file = system_files::OpenIn(entry.folder, entry.name, Use::kPrivate);
+      if (file.open() || errno != EEXIST) return file;
+    } else if (const int error = system_files::MakeFolder(entry.folder, entry.name, true); error == 0) {
+      Descriptor folder = system_files::OpenIn(entry.folder, entry.name, Use::kFolder);
+      if (!folder.open()) {
+        const int before = errno;
+        system_files::RemoveFolder(entry.folder, entry.name);
+        errno = before;
+      }
       return folder;
-    } else if (errno != EEXIST) {
-      return -1;
+    } else if (error != EEXIST) {
+      errno = error;
+      return Descriptor();
     }
   }
-  return -1;
+  return Descriptor();
 }
 
 }  // namespace
@@ -105,8 +105,9 @@ TemporaryPath::TemporaryPath(int folder, Kind kind) : folder_(folder) {
   registry.entries.reserve(registry.entries.size() + 1);
   Entry entry{folder, -1, kind, {}};
   name_.reserve(sizeof entry.name);
-  itself_ = Descriptor(entry.itself = Make(entry));
+  itself_ = Make(entry);
   if (!itself_.open()) return;
+  entry.itself = itself_.number();
   name_ = entry.name;
   registry.entries.push_back(entry);
 }

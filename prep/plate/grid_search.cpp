@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 
 #include "prep/plate/outlines.h"
 #include "prep/plate/searches.h"
+#include "trq/host.h"
 #include "trq/placement.h"
 #include "trqprep/vat_fit.h"
 
@@ -17,6 +17,18 @@ struct Component {
   size_t part;
   int first_copy;
   int copies;
+};
+
+/// While this lives, placement draws what the seed stands for on every system.
+class Seeded {
+ public:
+  explicit Seeded(unsigned seed) : random_(seed) { trq::SetRandomSource(trq::SeededRandom::Draw, &random_); }
+  Seeded(const Seeded&) = delete;
+  Seeded& operator=(const Seeded&) = delete;
+  ~Seeded() { trq::SetRandomSource(nullptr, nullptr); }
+
+ private:
+  trq::SeededRandom random_;
 };
 
 std::vector<Component> Components(const Job& job, int64_t pieces) {
@@ -127,8 +139,7 @@ class Grid {
       }
       grid.add(copy, component.copies);
     }
-    // The search draws from rand(): the seed makes it repeatable.
-    std::srand(static_cast<unsigned>(plate_.job.seed));
+    const Seeded while_searching(static_cast<unsigned>(plate_.job.seed));
     return grid.find_placement() != 0;
   }
 

@@ -9,6 +9,7 @@
 
 #include "prep/files/toml_parser.h"
 #include "trqprep/machine_profiles.h"
+#include "trqprep/paths.h"
 #include "trqprep/stored_style.h"
 #include "trqprep/style_document.h"
 #include "trqprep/suggestions.h"
@@ -149,7 +150,8 @@ class Reader {
       file = *bytes;
     }
     if (file.empty() || file.find('\0') != std::string::npos) Refuse(entry, "names no file");
-    if (file[0] != '/') file = folder_ + file;
+    file = NamedPath(file);
+    if (!IsAbsolute(file)) file = folder_ + file;
   }
   // A number, or a text with a unit.
   void Take(Length& length, const Entry& entry) const {

@@ -3,8 +3,9 @@
 #include <fmt/format.h>
 
 #include <cerrno>
-#include <cstring>
 #include <new>
+
+#include "trq/core/file.h"
 
 namespace trqprep {
 
@@ -119,7 +120,8 @@ void FailOutput(Code code, std::string file, std::string text, std::string hint)
 
 std::string SystemText(int error) {
   if (error == ENOMEM) throw std::bad_alloc();
-  return std::strerror(error);
+  const char* text = trq::core::ErrorText(error);
+  return text ? text : fmt::format("error {}", error);
 }
 
 }  // namespace trqprep

@@ -22,13 +22,6 @@ TEST(System, LastErrorIsErrno) {
   EXPECT_EQ(host::LastError(), 0);
 }
 
-TEST(System, ErrorTextsAreTheUntranslatedOnes) {
-  EXPECT_STREQ(host::SystemErrorText(2), "No such file or directory");
-  EXPECT_STREQ(host::SystemErrorText(28), "No space left on device");
-  EXPECT_EQ(host::SystemErrorText(99999), nullptr);
-  EXPECT_EQ(host::SystemErrorText(-1), nullptr);
-}
-
 TEST(System, ExecutablePathIsThisProgram) {
   EXPECT_EQ(host::ExecutablePath(), std::filesystem::read_symlink("/proc/self/exe").string());
 }

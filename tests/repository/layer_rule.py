@@ -74,6 +74,7 @@ HEADER_LAYER = {
     "core/style_layout.h": "styles",
     "core/style_file.h": "styles",
     "core/style_stack.h": "setup",
+    "core/file.h": "host",
     "core/bytes.h": "foundation",
     "core/elementary.h": "foundation",
     "core/mesh.h": "geometry",

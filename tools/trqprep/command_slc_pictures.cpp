@@ -8,6 +8,7 @@
 #include "trqprep/check_layers.h"
 #include "trqprep/contour_svg.h"
 #include "trqprep/layer_picture.h"
+#include "trqprep/paths.h"
 
 namespace trqprep {
 
@@ -131,7 +132,7 @@ class LayerOutputs {
     if (!folder_) return path_;
     const std::string number = std::to_string(layer + 1);
     const std::string zeros(digits_ - std::min(digits_, number.size()), '0');
-    return (std::filesystem::path(path_) / ("layer-" + zeros + number + ending_)).string();
+    return NamedPath((std::filesystem::path(path_) / ("layer-" + zeros + number + ending_)).string());
   }
 
  private:

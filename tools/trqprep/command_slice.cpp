@@ -113,7 +113,8 @@ ExitCode Run(Context& context, const Options& options) {
   }
   for (const std::string& input : options.inputs) {
     const std::string output =
-        folder ? (std::filesystem::path(options.output) / FreshName(taken, Stem(input), ".slc")).string()
+        folder ? NamedPath(
+                     (std::filesystem::path(options.output) / FreshName(taken, Stem(input), ".slc")).string())
                : options.output;
     files.push_back(SliceOne(context, options, thickness, input, output));
   }

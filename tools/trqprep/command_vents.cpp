@@ -1,7 +1,5 @@
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
-#include <cstdio>
 #include <numeric>
 #include <set>
 #include <stdexcept>
@@ -398,8 +396,8 @@ ExitCode Remove(Context& context, const Options& options) {
       FailOutput(Code::kOutputChanged, file.path, "was changed by somebody else meanwhile",
                  "run the command again");
     }
-    if (!kept && std::remove(file.path.c_str()) != 0) {
-      FailOutput(Code::kOutputUnwritable, file.path, "cannot be deleted: " + SystemText(errno),
+    if (const int error = kept ? 0 : RemoveFile(file.path)) {
+      FailOutput(Code::kOutputUnwritable, file.path, "cannot be deleted: " + SystemText(error),
                  "its folder has to be one that you may write in");
     }
     context.Report({{"removed", kept ? 0 : file.entries.size()}, {"deleted", !kept}},

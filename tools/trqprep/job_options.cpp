@@ -5,6 +5,7 @@
 
 #include "trqprep/job_file.h"
 #include "trqprep/machine_profiles.h"
+#include "trqprep/paths.h"
 #include "trqprep/style_document.h"
 
 namespace trqprep {
@@ -46,9 +47,9 @@ void ChooseMachine(const std::string& name, const std::string& profiles_file, bo
       job.process = profile.process;
       if (profile.vat && !vat_given) job.vat = *profile.vat;
       // The folder of a profile is seen from the profile file.
-      job.style_root = profile.style_root;
+      job.style_root = NamedPath(profile.style_root);
       const size_t slash = profiles_file.rfind('/');
-      if (!job.style_root.empty() && job.style_root[0] != '/' && slash != std::string::npos) {
+      if (!job.style_root.empty() && !IsAbsolute(job.style_root) && slash != std::string::npos) {
         job.style_root = profiles_file.substr(0, slash + 1) + job.style_root;
       }
       return;

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "cli/fill.h"
+#include "trqprep/paths.h"
 #include "trqprep/quantities.h"
 #include "trqprep/suggestions.h"
 
@@ -153,6 +154,23 @@ void Command::FollowLinksFlag() {
                "Read the .V_D file beside a part even when it is a symbolic link");
 }
 
+namespace {
+
+// Paths are spelled one way from here on. Where '/' alone separates, that is the way they are.
+void TakePaths(CLI::App& app) {
+  const auto names_path = [](const std::string& type) {
+    return type == "FILE" || type == "FOLDER" || type == "PART" || type == "STYLE" || type == "FILE=#RRGGBB";
+  };
+  for (CLI::Option* option : app.get_options()) {
+    if (names_path(option->get_type_name())) {
+      option->transform([](const std::string& path) { return NamedPath(path); });
+    }
+  }
+  for (CLI::App* sub : app.get_subcommands([](const CLI::App*) { return true; })) TakePaths(*sub);
+}
+
+}  // namespace
+
 CommandTree::CommandTree(Context& context, const CommandList& commands)
     : context_(context),
       root_(std::make_unique<CLI::App>("Build preparation for stereolithography", "trqprep")) {
@@ -162,6 +180,7 @@ CommandTree::CommandTree(Context& context, const CommandList& commands)
   root_->set_version_flag("--version", ToolName());
   root_->add_flag("--json", context.options.json, "Print one JSON document instead of text");
   for (const auto add : commands) add(*this);
+  TakePaths(*root_);
 }
 
 CommandTree::~CommandTree() = default;

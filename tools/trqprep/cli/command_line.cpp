@@ -1,17 +1,15 @@
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdlib>
-#include <cstring>
 #include <exception>
 #include <mutex>
 #include <new>
 #include <system_error>
 
 #include "cli/command.h"
+#include "cli/console.h"
 #include "cli/help_pages.h"
 #include "cli/interrupt.h"
 #include "cli/progress.h"
@@ -19,6 +17,7 @@
 #include "trqprep/atomic_output.h"
 #include "trqprep/immortal.h"
 #include "trqprep/job.h"
+#include "trqprep/paths.h"
 #include "trqprep/suggestions.h"
 #include "trqprep/temporary_path.h"
 
@@ -89,7 +88,7 @@ constexpr const char* kNoMemory =
     // Without memory no folder can be listed.
   }
   WriteErrorStreamNow(why);
-  _exit(int(ExitCode::kInternal));
+  EndProcess(int(ExitCode::kInternal));
 }
 
 // Given back when memory runs out, so that there is some for the last words.
@@ -102,14 +101,14 @@ constexpr size_t kReserve = 256 << 10;
   static std::atomic<bool> begun{false};
   if (begun.exchange(true)) {  // not even enough for the last words, or a second thread
     WriteErrorStreamNow(kNoMemory);
-    _exit(int(ExitCode::kInternal));
+    EndProcess(int(ExitCode::kInternal));
   }
   std::free(reserve);
   RemoveTemporaryPaths();
   SayLast(ExitCode::kInternal,
           Message(Code::kNoMemory, last_words.context ? last_words.context->current_file : "",
                   "there is not enough memory for this"));
-  _exit(int(ExitCode::kInternal));
+  EndProcess(int(ExitCode::kInternal));
 }
 
 // Before the static initialisers, which may run out of memory as well.
@@ -252,7 +251,7 @@ std::string Worded(const std::string& complaint) {
 // CLI11 takes "[a,b]" as a list; a file of such a name gets a spelling that it leaves alone.
 std::string KeepBracketedFile(const std::string& argument) {
   const bool bracketed = argument.size() > 1 && argument.front() == '[' && argument.back() == ']';
-  return bracketed && access(argument.c_str(), F_OK) == 0 ? "./" + argument : argument;
+  return bracketed && Exists(argument) ? "./" + argument : argument;
 }
 
 // What the command writes: its -o or --svg, or else the file that it changes, its first argument.
@@ -292,10 +291,10 @@ ExitCode TellVersion(Context& context) {
 
 namespace {
 
-ExitCode Run(Context& context, const CommandList& commands, int argc, char** argv, std::string& schema) {
+ExitCode Run(Context& context, const CommandList& commands, std::vector<std::string> arguments,
+             std::string& schema) {
   CommandTree tree(context, commands);
   CLI::App& root = tree.root();
-  std::vector<std::string> arguments(argv + 1, argv + argc);
   for (std::string& argument : arguments) argument = KeepBracketedFile(argument);
   std::reverse(arguments.begin(), arguments.end());  // as CLI11 takes them
   std::optional<Message> complaint;
@@ -348,18 +347,18 @@ int RunCommandLine(const CommandList& commands, int argc, char** argv) {
   RememberUmask();
   TakeStandardOutput();
   Context context;
+  const std::vector<std::string> arguments = Arguments(argc, argv);
   std::string schema = kUsageSchema;
   // A command line that cannot be parsed gets its document too.
-  for (int i = 1; i < argc && std::strcmp(argv[i], "--") != 0; ++i) {
-    if (std::strcmp(argv[i], "--json") == 0) context.options.json = true;
-  }
+  const auto options_end = std::find(arguments.begin(), arguments.end(), "--");
+  context.options.json = std::find(arguments.begin(), options_end, "--json") != options_end;
   last_words.json = context.options.json;
   last_words.context = &context;
   ExitCode exit = ExitCode::kInternal;
   try {
     try {
       WatchSignals(SayInterrupted);
-      exit = Run(context, commands, argc, argv, schema);
+      exit = Run(context, commands, arguments, schema);
       context.TellGathered();
     } catch (Failure& failure) {
       NameResult(context, failure);

@@ -1,12 +1,12 @@
 #include "cli/progress.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <mutex>
 
+#include "cli/terminal.h"
 #include "trqprep/message.h"
 
 namespace trqprep {
@@ -29,13 +29,8 @@ State& TheState() {
   return state;
 }
 
-void WriteRaw(const std::string& text) {
-  // A lost progress line is no failure.
-  [[maybe_unused]] const ssize_t n = write(STDERR_FILENO, text.data(), text.size());
-}
-
 void Erase(State& state) {
-  if (state.drawn) WriteRaw("\r\033[K");
+  if (state.drawn) WriteErrorStreamNow("\r\033[K");
   state.drawn = false;
   state.line.clear();
 }
@@ -66,7 +61,7 @@ void TickProgress() {
   if (!lock.owns_lock() || !state.active || Clock::now() - state.start < std::chrono::seconds(1)) return;
   const std::string line = fmt::format("{:3.0f}% {}", state.share * 100, state.what);
   if (line == state.line) return;
-  WriteRaw("\r\033[K" + line.substr(0, 78));
+  WriteErrorStreamNow("\r\033[K" + line.substr(0, 78));
   state.drawn = true;
   state.line = line;
 }

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <new>
@@ -16,12 +15,12 @@ namespace trq::host {
 
 int LastError() { return errno; }
 
-const char* SystemErrorText(int code) { return strerrordesc_np(code); }
-
 std::string ExecutablePath() {
   std::error_code none;
   return std::filesystem::read_symlink("/proc/self/exe", none).string();
 }
+
+size_t DirectoryLength(const std::string& path) { return path.rfind('/') + 1; }
 
 std::string HostName() {
   char name[256] = {};
