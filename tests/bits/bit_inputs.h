@@ -2,6 +2,7 @@
 /// C library has a say in them, and digests of what comes out.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -9,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -70,12 +72,20 @@ class Digest {
     const unsigned char* const p = static_cast<const unsigned char*>(bytes);
     for (std::size_t i = 0; i < size; ++i) value_ = (value_ ^ p[i]) * 0x100000001B3u;
   }
-  void Int(int64_t v) { Bytes(&v, sizeof v); }
-  /// In memory one NaN is as good as another.
-  void Float(float v) {
-    const uint32_t bits = v == v ? BitsOf(v) : 0x7FC00000u;
-    Bytes(&bits, sizeof bits);
+  /// A number, its lowest byte first on every machine.
+  template <class T>
+  void Value(T v) {
+    unsigned char bytes[sizeof v];
+    std::memcpy(bytes, &v, sizeof v);
+    const uint16_t one = 1;
+    unsigned char first;
+    std::memcpy(&first, &one, 1);
+    if (first == 0) std::reverse(bytes, bytes + sizeof v);
+    Bytes(bytes, sizeof v);
   }
+  void Int(int64_t v) { Value(v); }
+  /// In memory one NaN is as good as another.
+  void Float(float v) { Value(v == v ? BitsOf(v) : 0x7FC00000u); }
   void Floats(const float* v, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) Float(v[i]);
   }
@@ -108,8 +118,10 @@ struct Operation {
 /// Runs and prints them in an empty folder, since some write files of fixed names.
 template <std::size_t kCount>
 int PrintInScratchFolder(const Operation (&operations)[kCount]) {
-  std::string folder = (std::filesystem::temp_directory_path() / "bits-XXXXXX").string();
-  if (!::mkdtemp(folder.data())) return 1;
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::random_device random;
+  const auto folder = std::filesystem::temp_directory_path() / ("bits-" + std::to_string(random()));
+  if (!std::filesystem::create_directory(folder)) return 1;
   std::filesystem::current_path(folder);
   for (const Operation& operation : operations) {
     for (int variant = 0; variant < operation.variants; ++variant) {
@@ -119,7 +131,7 @@ int PrintInScratchFolder(const Operation (&operations)[kCount]) {
                   variant);
     }
   }
-  std::filesystem::current_path("/");
+  std::filesystem::current_path(before);
   std::filesystem::remove_all(folder);
   return 0;
 }
@@ -208,7 +220,9 @@ inline void AddMesh(Digest& digest, const CTL& mesh) {
   digest.Int(mesh.num_vertices());
   digest.Int(mesh.num_triangles());
   for (int i = 0; i < mesh.num_vertices(); ++i) digest.Point(mesh.vertices()[i]);
-  digest.Bytes(mesh.triangles(), sizeof(R_INT4) * static_cast<std::size_t>(mesh.num_triangles()));
+  for (int i = 0; i < mesh.num_triangles(); ++i) {
+    for (int k = 0; k < 4; ++k) digest.Value(mesh.triangles()[i][k]);
+  }
 }
 
 inline void AddNormals(Digest& digest, const CTL& mesh) {

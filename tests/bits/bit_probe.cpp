@@ -505,11 +505,11 @@ void AddRecords(Digest& digest, Style& style, const Rows& rows) {
     const auto add = [&](auto& record) {
       for (const auto v :
            {record.GetValue(), record.GetDefaultValue(), record.GetMinRange(), record.GetMaxRange()}) {
-        digest.Bytes(&v, sizeof v);
+        digest.Value(v);
       }
       for (int i = 0; i < record.GetNumElementsInList(); ++i) {
         const auto v = record.GetAnElementFromList(i);
-        digest.Bytes(&v, sizeof v);
+        digest.Value(v);
       }
     };
     if (auto* const record = row.member.FloatIn(style)) {
@@ -735,7 +735,7 @@ void Pictures(Digest& digest, int variant) {
     options.smooth = options.smooth || variant == 1;
     const trqprep::ViewFrame frame = trqprep::FrameScene(example.scene, options);
     const trqprep::SampleBuffer samples = trqprep::Rasterise(example.scene, frame, options.threads);
-    digest.Bytes(samples.samples.data(), 8 * samples.samples.size());
+    for (const std::uint64_t sample : samples.samples) digest.Value(sample);
     const trqprep::ColourImage image = trqprep::Shade(example.scene, frame, samples, options);
     digest.Bytes(image.pixels.data(), image.pixels.size());
   }
