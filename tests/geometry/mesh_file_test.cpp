@@ -13,6 +13,7 @@
 #include "tests/support/documented_bytes.h"
 #include "tests/support/meshes.h"
 #include "tests/support/open_files.h"
+#include "tests/support/system_streams.h"
 #include "tests/support/temp_dir.h"
 #include "trq/geometry.h"
 
@@ -550,7 +551,7 @@ TEST(CtlFileWrite, FailsWhereTheFileCannotBeCreatedOrWritten) {
   CTL mesh = test_support::Sphere(1, 100, 50);
   EXPECT_EQ(mesh.SaveCTLModel(CString(folder.path().string()), unit_matrix, 0), 1);
   EXPECT_EQ(mesh.SaveCTLModel(CString(folder.File("no/such/folder.ctl")), unit_matrix, 0), 1);
-  EXPECT_EQ(mesh.SaveCTLModel("/dev/full", unit_matrix, 0), 1);
+  EXPECT_EQ(mesh.SaveCTLModel(test_support::FullDisk(), unit_matrix, 0), 1);
 }
 
 TEST(CtlFileWrite, KeptIntegersThatDoNotFitRunIntoTheirNeighbours) {

@@ -17,6 +17,7 @@
 #include "tests/support/meshes.h"
 #include "tests/support/message_box_recorder.h"
 #include "tests/support/rounds.h"
+#include "tests/support/system_streams.h"
 #include "tests/support/temp_dir.h"
 #include "trq/geometry.h"
 
@@ -436,14 +437,14 @@ TEST(StlExport, FileThatCannotBeCreatedIsReported) {
 }
 
 TEST(StlExport, KeptCodeTellsOfCreatingOnly) {
-  if (!std::filesystem::exists("/dev/full")) return;
+  if (!test_support::HasFullDisk()) GTEST_SKIP();
   CTL mesh = TwoFacets();
   Matrix unit;
   MessageBoxRecorder user;
-  EXPECT_EQ(mesh.SaveCTLasBinarySTL("/dev/full", unit.m, 0, 1), 0);
+  EXPECT_EQ(mesh.SaveCTLasBinarySTL(test_support::FullDisk(), unit.m, 0, 1), 0);
   EXPECT_EQ(mesh.GetErrorCode(), ENOSPC);
   mesh.ClearError();
-  EXPECT_EQ(mesh.SaveCTLasAsciiSTL("/dev/full", unit.m, 0), 0);
+  EXPECT_EQ(mesh.SaveCTLasAsciiSTL(test_support::FullDisk(), unit.m, 0), 0);
   EXPECT_EQ(mesh.GetErrorCode(), ENOSPC);
   EXPECT_THAT(mesh.GetErrorMessage(), testing::HasSubstr("STL file write"));
   EXPECT_THAT(user.boxes(), SizeIs(0));

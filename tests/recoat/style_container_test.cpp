@@ -11,6 +11,7 @@
 #include "tests/support/byte_builder.h"
 #include "tests/support/message_box_recorder.h"
 #include "tests/support/open_files.h"
+#include "tests/support/system_streams.h"
 #include "tests/support/temp_dir.h"
 #include "trq/recoat.h"
 #include "trq/styles.h"
@@ -76,7 +77,7 @@ std::string WrittenBy(typename Kind::Style& style) {
 /// Reads from a stream in memory, which cannot be empty.
 template <class Style>
 int ReadFromMemory(Style& style, std::string& bytes, std::size_t length) {
-  const Stream stream(fmemopen(bytes.data(), length, "rb"));
+  const Stream stream = test_support::StreamInMemory(bytes, length);
   style.setStyleFilePtr(stream.get());
   const int result = style.binaryReadStyle();
   style.setStyleFilePtr(nullptr);
@@ -126,7 +127,7 @@ TYPED_TEST(StyleContainer, ExportsToUnopenableAndFullTargetsAreReported) {
   typename TypeParam::Style style;
   EXPECT_EQ(TypeParam::Export(style, dir.File("missing/export")), -1);
   EXPECT_EQ(TypeParam::Export(style, dir.path().string()), -1);
-  EXPECT_EQ(TypeParam::Export(style, "/dev/full"), -3);
+  EXPECT_EQ(TypeParam::Export(style, test_support::FullDisk()), -3);
   EXPECT_EQ(style.file, nullptr);
 }
 
@@ -207,12 +208,12 @@ TYPED_TEST(StyleContainer, FailedWritesAreReportedWithoutMessage) {
   using Style = typename TypeParam::Style;
   MessageBoxRecorder boxes;
   Style style;
-  EXPECT_EQ(style.binaryWriteStyle("/dev/full"), -3);
+  EXPECT_EQ(style.binaryWriteStyle(test_support::FullDisk()), -3);
   EXPECT_EQ(style.closeBuildStyleFile(), 0) << "nothing is left to flush";
-  EXPECT_EQ(TypeParam::Save(style, "/dev/full"), -3);
+  EXPECT_EQ(TypeParam::Save(style, test_support::FullDisk()), -3);
   style.FileVersion = 2.06f;
-  EXPECT_EQ(TypeParam::Save(style, "/dev/full"), -3);
-  EXPECT_EQ(style.writeCrcValue("/dev/full"), -3);
+  EXPECT_EQ(TypeParam::Save(style, test_support::FullDisk()), -3);
+  EXPECT_EQ(style.writeCrcValue(test_support::FullDisk()), -3);
   EXPECT_THAT(boxes.boxes(), IsEmpty());
 }
 
