@@ -54,7 +54,7 @@ trq_quietly() {
 
 # trq_build PRESET [TARGET...]: configures and builds in build/PRESET. Prints no line a file when its output is
 # not a terminal; compiler messages always appear.
-# TRQ_WARNINGS_AS_ERRORS=ON in the environment makes compiler warnings errors.
+# TRQ_WARNINGS_AS_ERRORS=ON in the environment makes compiler warnings errors; TRQ_CONFIGURE holds more options.
 trq_build() {
   local preset="$1" target
   shift
@@ -66,7 +66,7 @@ trq_build() {
   (
     cd "$trq_root"
     trq_quietly cmake --preset "$preset" "${launcher[@]}" \
-      "-DTRQ_WARNINGS_AS_ERRORS=${TRQ_WARNINGS_AS_ERRORS:-OFF}"
+      "-DTRQ_WARNINGS_AS_ERRORS=${TRQ_WARNINGS_AS_ERRORS:-OFF}" ${TRQ_CONFIGURE:-}
     local arguments=(-C "build/$preset" -j "$trq_jobs" "$@")
     if [ -t 1 ]; then
       ninja "${arguments[@]}"

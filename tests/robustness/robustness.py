@@ -15,7 +15,7 @@ import figures  # noqa: E402
 
 # A module each, in the order in which they are printed; what takes long comes last.
 NAMES = ["bombs", "worst", "plates", "styles", "corpus", "corpus_memory", "shelf", "repair", "slices", "saving", "kills", "allocations",
-         "mutants", "tool_mutants", "attack", "threads", "bits", "valgrind", "address_space", "answers", "coverage", "fuzz"]
+         "mutants", "tool_mutants", "attack", "threads", "bits", "systems", "valgrind", "address_space", "answers", "coverage", "fuzz"]
 
 
 def main():
