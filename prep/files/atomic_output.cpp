@@ -355,6 +355,8 @@ OutputFolder::OutputFolder(const std::string& path, bool replace, ListReader lis
     : Output(path, replace, 0777), list_reader_(std::move(list_reader)) {
   if (path == "-") FailUsage(path, "a folder cannot be written to standard output", "name a folder");
   target_ = WithoutLastSlashes(FollowLinks(WithoutLastSlashes(path), path));
+  name_ = FileNameOf(target_);
+  RequireUsableName();
   Status status;
   if (const int error = system_files::Ask(target_, status); error == 0) {
     if (status.kind != Kind::kFolder) {
@@ -382,8 +384,6 @@ OutputFolder::OutputFolder(const std::string& path, bool replace, ListReader lis
   } else if (error != ENOENT) {
     Require(error);
   }
-  name_ = FileNameOf(target_);
-  RequireUsableName();
   MakeTemporary(FolderOf(target_), TemporaryPath::Kind::kFolder);
 }
 

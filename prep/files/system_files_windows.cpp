@@ -251,9 +251,10 @@ bool RenameOpen(HANDLE from, int folder, const ShortName& to, bool replace) {
 
 int Ask(int file, Status& status) { return StatusOf(HandleOf(file), status); }
 
-int Ask(const std::string& path, Status& status) {
+int Ask(const std::string& path, Status& status, bool follow_links) {
+  const DWORD flags = FILE_FLAG_BACKUP_SEMANTICS | (follow_links ? 0 : FILE_FLAG_OPEN_REPARSE_POINT);
   const Handle handle(CreateFileW(trq::core::WideName(path).c_str(), FILE_READ_ATTRIBUTES, kShared, nullptr,
-                                  OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+                                  OPEN_EXISTING, flags, nullptr));
   return handle.open() ? StatusOf(handle.get(), status) : LastErrno();
 }
 

@@ -1,10 +1,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <set>
 #include <string_view>
-#include <system_error>
 
 #include "commands.h"
 #include "file_kinds.h"
@@ -16,6 +14,7 @@
 #include "trqprep/contour_file.h"
 #include "trqprep/folder_list.h"
 #include "trqprep/job_file.h"
+#include "trqprep/paths.h"
 #include "trqprep/plates.h"
 #include "trqprep/verify_folder.h"
 
@@ -36,10 +35,6 @@ struct Options {
   LayerCheck layers;
 };
 
-bool IsFolder(const std::string& path) {
-  std::error_code error;
-  return std::filesystem::is_directory(path, error);
-}
 
 struct Totals {
   int64_t errors = 0;

@@ -116,6 +116,9 @@ std::string UnderWay(const test_support::TempDir& dir) {
   return "";
 }
 
+// Symbolic links, and folders that are renamed while they are held, are things of POSIX: what tries them
+// stands between #ifndef _WIN32 and #endif. tests/cross/windows_files.py tries what Windows has instead.
+#ifndef _WIN32
 std::vector<std::string> Below(const std::string& folder) {
   std::vector<std::string> names;
   for (const auto& entry : fs::recursive_directory_iterator(folder)) names.push_back(entry.path().filename());
@@ -215,6 +218,7 @@ TEST(OutputFolder, StaysInItsFolderWhenThatIsRenamed) {
   EXPECT_TRUE(fs::is_empty(dir.File("here")));
   EXPECT_TRUE(fs::exists(dir.File("there/out/sub/new")));
 }
+#endif
 
 TEST(OutputFolder, LeavesNoHiddenNameWhereTheNameIsAsLongAsCanBe) {
   const test_support::TempDir dir;
@@ -228,6 +232,7 @@ TEST(OutputFolder, LeavesNoHiddenNameWhereTheNameIsAsLongAsCanBe) {
   EXPECT_TRUE(fs::exists(dir.File(std::string(251, 'n') + ".old") + "/thesis"));
 }
 
+#ifndef _WIN32
 TEST(OutputFile, IsNotWrittenIntoWhatTookItsPlace) {
   const test_support::TempDir dir;
   std::ofstream(dir.File("victim")) << "precious";
@@ -242,6 +247,7 @@ TEST(OutputFile, IsNotWrittenIntoWhatTookItsPlace) {
   EXPECT_EQ(TextOf(dir.File("victim")), "precious");
   EXPECT_FALSE(fs::exists(dir.File("out")));
 }
+#endif
 
 TEST(OutputFile, SucceedsOnlyWhatWasRead) {
   const test_support::TempDir dir;
@@ -266,8 +272,12 @@ TEST(EditLock, WaitsNoLongerThanItIsTold) {
   // One lock a folder, whatever is changed in it, and through whatever link.
   fs::create_directory(dir.File("elsewhere"));
   std::ofstream(dir.File("other")) << "other";
+  std::vector<const char*> names{"file", "other"};
+#ifndef _WIN32
   fs::create_symlink(dir.File("other"), dir.File("elsewhere/link"));
-  for (const char* name : {"file", "other", "elsewhere/link"}) {
+  names.push_back("elsewhere/link");
+#endif
+  for (const char* name : names) {
     EXPECT_EQ(FailureOf([&] { EditLock(observer, dir.File(name), std::chrono::milliseconds(20)); }),
               Code::kOutputBusy)
         << name;
@@ -296,6 +306,7 @@ TEST(EditLock, DoesWithoutAFolderThatCannotBeOpened) {
   EditLock(observer, dir.File("none/file"));
 }
 
+#ifndef _WIN32
 TEST(InputFile, OfAFolderIsReachedThroughNoLink) {
   const test_support::TempDir dir;
   fs::create_directories(dir.File("folder/sub"));
@@ -317,6 +328,7 @@ TEST(InputFile, OfAFolderIsReachedThroughNoLink) {
   fs::create_directory_symlink(dir.File("elsewhere"), dir.File("folder"));
   EXPECT_EQ(InputFile(folder, "file").ReadRest(), "folder/file");
 }
+#endif
 
 TEST(FolderList, TakesOnlyNamesBelowTheFolder) {
   FolderList list;
@@ -328,6 +340,7 @@ TEST(FolderList, TakesOnlyNamesBelowTheFolder) {
   EXPECT_EQ(list.folders["a"].folders["b"].files.count("..c"), 1u);
 }
 
+#ifndef _WIN32
 TEST(FolderList, RemovesNothingBehindALink) {
   const test_support::TempDir dir;
   fs::create_directories(dir.File("out"));
@@ -342,6 +355,7 @@ TEST(FolderList, RemovesNothingBehindALink) {
   EXPECT_TRUE(fs::exists(dir.File("elsewhere/new")));
   EXPECT_TRUE(fs::is_symlink(dir.File("out/sub")));
 }
+#endif
 
 }  // namespace
 }  // namespace trqprep
