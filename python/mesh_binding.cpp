@@ -622,7 +622,8 @@ Raises TrqFileError. The bytes are those of `trqprep convert`.)")
 v: (V, 3) float32, t: (T, 3) int32. At the end box and normals are made anew, and the arrays
 become read-only; an index that names no vertex, or a coordinate that is not finite, raises
 TrqValueError there, and in every operation until it is mended. BufferError while other work
-uses the mesh.)")
+uses the mesh. A slice of an array that outlives the edit can still be written through: what it
+holds is looked at before every operation, but must not change while one runs.)")
       .def("replace", &Replace, arg("vertices"), arg("triangles"),
            R"(Takes the place of all vertices and triangles, as `from_arrays` does; the unit stays.
 BufferError while an array of the mesh is in use: its size could not change.)")

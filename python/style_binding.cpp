@@ -9,7 +9,12 @@
 namespace trqprep::python {
 
 StyleFile Style::Written() const {
-  if (style.layout == StyleLayout::kLegacy || Compare(file.style, style).empty()) return file;
+  if (Compare(file.style, style).empty()) return file;
+  if (style.layout == StyleLayout::kLegacy) {  // is not written: its values alone count
+    StyleFile changed = file;
+    changed.style = style;
+    return changed;
+  }
   std::optional<StyleFile> written = ExamineStyle(file.path, StyleBytes(style), style.kind);
   return written ? std::move(*written) : file;
 }

@@ -28,7 +28,7 @@ def values(rng, columns, usual):
     else:
         array = rng.integers(-2, 12, size=shape(rng, columns)).astype(float)
         if rng.integers(2):
-            array = array + rng.random(array.shape)
+            array = np.asarray(array + rng.random(array.shape))
     if array.size and rng.integers(3) == 0:
         array = array.astype(object)
         array.flat[rng.integers(array.size)] = ODD[rng.integers(len(ODD))]
@@ -40,7 +40,7 @@ def values(rng, columns, usual):
     how = rng.integers(10)
     if how == 0:
         array = np.asfortranarray(array)
-    elif how == 1:
+    elif how == 1 and array.ndim:
         array = array[::-1]
     elif how == 2 and array.ndim == 2:
         array = np.repeat(array, 2, axis=0)[::2]

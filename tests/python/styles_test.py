@@ -1,10 +1,12 @@
 """BuildStyle and RecoatStyle, against the tool."""
 
+import os
+import warnings
 from collections.abc import Mapping
 
 import numpy as np
 import pytest
-from conftest import read, style, tool
+from conftest import SOURCE, read, style, tool
 
 import trqprep
 from trqprep import BuildStyle, RecoatStyle, TrqFileError, TrqValueError
@@ -128,6 +130,25 @@ def test_new_styles_and_upgrades(tmp_path):
     assert BuildStyle.load(style("Fine.sty")).upgrade().diff(BuildStyle.load(style("Fine.sty"))) == []
     with pytest.raises(TrqValueError):
         BuildStyle.load(style("Fine.sty")).upgrade(units="mm")
+
+
+@pytest.mark.parametrize("name", ["styles/filled_206.sty", "recoat/filled_206.rcs", "recoat/legacy_sweeps.rcs"])
+def test_upgrades_are_those_of_the_tool(tmp_path, name):
+    path = os.path.join(SOURCE, "tests", "data", name)
+    kind, command = (BuildStyle, "style") if name.endswith(".sty") else (RecoatStyle, "recoat")
+    _, messages = tool(command, "upgrade", path, "-o", tmp_path / "tool")
+    old = kind.load(path)
+    assert old.layout in ("206", "legacy")
+    with warnings.catch_warnings(record=True) as told:
+        warnings.simplefilter("always")
+        new = old.upgrade()
+    assert [warning.message.code for warning in told] == [m["code"] for m in messages if m["severity"] == "warning"]
+    assert new.layout == "301" and new.name == old.name
+    new.save(tmp_path / "mine")
+    assert read(tmp_path / "mine") == read(tmp_path / "tool")
+    if old.layout == "legacy":
+        with pytest.raises(TrqValueError):
+            old.save(tmp_path / "legacy")
 
 
 def test_sweeps(tmp_path):
