@@ -64,7 +64,9 @@ bool ErrorStreamHasColour() {
   return ErrorStreamIsTerminal();
 }
 
-bool CanAsk() { return isatty(STDIN_FILENO) == 1 && ErrorStreamIsTerminal(); }
+bool InputIsTerminal() { return isatty(STDIN_FILENO) == 1; }
+
+bool CanAsk() { return InputIsTerminal() && ErrorStreamIsTerminal(); }
 
 bool AskPerson(const std::string& question) {
   EndProgress();  // no lock is held while waiting for a person, so that Ctrl-C still works
