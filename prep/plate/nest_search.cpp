@@ -100,7 +100,7 @@ Asked Ask(Observer& observer, const Plate& plate) {
       const Point corner = {bare((*part.request.at)[0]), bare((*part.request.at)[1]), 0};
       RequireInside(plate, part, corner);
       asks.copies = 0;
-      const Point& lowest = asked.lowest.back()[0];
+      const Point& lowest = asked.lowest[i][0];
       asked.job.fixed.push_back({i, 0, corner[0] - lowest[0], corner[1] - lowest[1],
                                  size_t(std::max<int64_t>(part.request.plate, 1) - 1)});
     }
