@@ -239,7 +239,9 @@ KillWait=5
 NodeName={host} NodeAddr=127.0.0.1 CPUs={os.cpu_count()} State=UNKNOWN
 PartitionName=all Nodes={host} Default=YES MaxTime=INFINITE State=UP
 """)
-        (home / "cgroup.conf").write_text("CgroupPlugin=disabled\n")
+        # No control groups: a folder without any stands in their place.
+        (home / "cgroup").mkdir()
+        (home / "cgroup.conf").write_text(f"CgroupPlugin=cgroup/v1\nCgroupAutomount=no\nCgroupMountpoint={home}/cgroup\n")
         self.environment["SLURM_CONF"] = str(home / "slurm.conf")
         self.daemon("slurmctld", "-D", "-f", home / "slurm.conf")
         self.daemon("slurmd", "-D", "-f", home / "slurm.conf")
