@@ -247,9 +247,11 @@ class ShadowTree {
   explicit ShadowTree(const PlacedShape& shape) : shape_(shape), order_(size_t(shape.facets)) {
     std::iota(order_.begin(), order_.end(), 0);
     Add(0, order_.size());
+    box_ = nodes_[0].box;
   }
 
-  const Box& box() const { return nodes_[0].box; }
+  /// Of all facets; what searches find out of the tree does not touch it.
+  const Box& box() const { return box_; }
 
   /// Does what searches do at the upper nodes that come so near to a box of another.
   void Open(const std::vector<Box>& others, double within) {
@@ -436,6 +438,7 @@ class ShadowTree {
   }
 
   PlacedShape shape_;
+  Box box_;
   std::vector<int> order_;
   std::vector<Node> nodes_;
   std::vector<NodeOutline> outlines_;

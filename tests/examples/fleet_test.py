@@ -69,7 +69,13 @@ class Fleet(unittest.TestCase):
         counted.chmod(0o755)
         self.environment = dict(os.environ, TRQPREP=str(counted))
 
+    def find(self, program):
+        path = shutil.which(program, path=os.environ["PATH"] + ":/usr/sbin:/sbin")
+        self.assertIsNotNone(path, f"{program} is not installed: scripts/packages names its package")
+        return path
+
     def call(self, *command, exits=(0,), **more):
+        self.find(command[0])
         more.setdefault("env", self.environment)
         done = subprocess.run(list(map(str, command)), cwd=self.folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                               stderr=subprocess.STDOUT, timeout=900, **more)
@@ -176,6 +182,23 @@ class Parallel(Fleet):
         self.check(run)
 
 
+    def test_hosts(self):
+        """Two hosts as docs/fleet.md has them; what stands for ssh takes the command to a shell of its own."""
+        for number in range(6, JOBS):
+            (self.folder / f"jobs/job-{number:03}.toml").unlink()
+        ssh = self.folder / "ssh"
+        ssh.write_text(f'#!/bin/sh\nwhile [ "${{1#-}}" != "$1" ]; do shift; done\nshift\n'
+                       '\n[ "$1" = -- ] && shift\ncd /\nexec env -i SHELL=/bin/sh PATH="$PATH" HOME="$HOME" sh -c "$*"\n')
+        ssh.chmod(0o755)
+        self.environment["PARALLEL_SSH"] = str(ssh)
+        self.call(FLEET / "run-parallel", "-S", "1/alpha,2/beta,1/:", "--workdir", self.folder, "--env", "TRQPREP")
+        self.assertEqual(len(self.started()), 6)
+        self.assertEqual(self.built(), [f"job-{number:03}" for number in range(6)])
+        self.assert_they_verify(self.built())
+        hosts = {line.split("\t")[1] for line in (self.folder / "parallel.log").read_text().splitlines()[1:]}
+        self.assertLessEqual({"alpha", "beta"}, hosts)
+
+
 class Snakemake(Fleet):
     def test_snakemake(self):
         def run():
@@ -257,10 +280,7 @@ PartitionName=all Nodes={host} Default=YES MaxTime=INFINITE State=UP
     def daemon(self, *command):
         log = open(self.home / f"{command[0]}.out", "wb")
         self.addCleanup(log.close)
-        path = os.environ["PATH"] + ":/usr/sbin:/sbin"
-        program = shutil.which(command[0], path=path)
-        self.assertIsNotNone(program, f"{command[0]} is not installed: scripts/packages")
-        self.daemons.append(subprocess.Popen([program, *map(str, command[1:])], stdin=subprocess.DEVNULL, stdout=log, stderr=log,
+        self.daemons.append(subprocess.Popen([self.find(command[0]), *map(str, command[1:])], stdin=subprocess.DEVNULL, stdout=log, stderr=log,
                                              env=self.environment))
 
     def wait_for(self, ready, what):
