@@ -33,7 +33,8 @@ struct BuildReport {
 /// The layers of a placed piece, cut from the placed vertices as plate.stl holds them, in bands of its
 /// styles; the first begins at a multiple of its thickness.
 trq::core::Contours SlicePiece(Observer& observer, const trq::core::MeshView& mesh, const Box& box,
-                               Units units, const std::vector<LayerBand>& bands, const std::string& name);
+                               Units units, const std::vector<LayerBand>& bands, const std::string& name,
+                               int threads = 1);
 
 /// Reads, places, sets up and checks the job, and says what it finds; nothing is written. Without a placement
 /// the observer hears the reason and the report holds the parts only. Fails with exit 3 for a part or style

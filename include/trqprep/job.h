@@ -132,7 +132,7 @@ struct Job {
   bool no_holes = false;    ///< no piece may lie in a hole of another
   std::int64_t plates = 1;  ///< how many there may be, or kAnyPlates
   // Of a run, and in no job file: they change nothing but the time, or are told by `steps` afterwards.
-  std::int64_t threads = 0;          ///< 0: as many as there are processors
+  std::int64_t threads = 1;          ///< that parts are worked on by, and the search
   std::optional<double> wall_limit;  ///< seconds after which the search ends with what it has
 
   // Of builds only.

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -28,11 +29,6 @@ struct Overlap {
   double y = 0;
 };
 
-/// Every pair of shapes of which a facet of one reaches more than `contact` into a facet of the other, both
-/// projected to XY; one entry a pair, ordered. Facets that stand upright count as the lines that they are.
-/// Of several places of a pair one is named that depends on the shapes alone.
-std::vector<Overlap> FindOverlaps(const std::vector<PlacedShape>& shapes, double contact);
-
 /// Where two shapes are nearest to each other in XY.
 struct Nearness {
   std::size_t first = 0;  ///< index of the shapes, first < second
@@ -47,9 +43,32 @@ struct Distances {
   std::vector<Nearness> short_ones;  ///< of pairs nearer than wanted, ordered
 };
 
-/// Measures the smallest distance in XY between facets of two shapes, and those of all pairs that are nearer
-/// than `wanted` says of the two.
-Distances MeasureDistances(const std::vector<PlacedShape>& shapes,
-                           const std::function<double(std::size_t, std::size_t)>& wanted);
+/// Shapes that are compared with each other, and what is known of each so far.
+class SeenFromAbove {
+ public:
+  explicit SeenFromAbove(std::vector<PlacedShape> shapes);
+  ~SeenFromAbove();
+  SeenFromAbove(const SeenFromAbove&) = delete;
+  SeenFromAbove& operator=(const SeenFromAbove&) = delete;
+
+  /// Does beforehand what comparisons that come nearer than `within` begin with at a shape, in two steps: of
+  /// all shapes the first, then of all the second. It may be done of several shapes side by side, or not at
+  /// all; the results are the same.
+  void Look(std::size_t shape);
+  void LookCloser(std::size_t shape, double within);
+
+  /// Every pair of shapes of which a facet of one reaches more than `contact` into a facet of the other, both
+  /// projected to XY; one entry a pair, ordered. Facets that stand upright count as the lines that they are.
+  /// Of several places of a pair one is named that depends on the shapes alone.
+  std::vector<Overlap> FindOverlaps(double contact);
+
+  /// Measures the smallest distance in XY between facets of two shapes, and those of all pairs that are
+  /// nearer than `wanted` says of the two.
+  Distances MeasureDistances(const std::function<double(std::size_t, std::size_t)>& wanted);
+
+ private:
+  struct Trees;
+  std::unique_ptr<Trees> trees_;
+};
 
 }  // namespace trqprep

@@ -105,11 +105,13 @@ struct Neighbours {
   std::vector<Box> boxes;  ///< of the shapes, like what follows
   std::vector<std::string> names;
   std::vector<double> gaps;         ///< to every other piece; of two the larger counts; 0: none
+  std::int64_t threads = 1;         ///< that compare them
   std::optional<Nearness> closest;  ///< set by FindNeighbours
 };
 /// OVERLAP of every two that overlap seen from above, and GAP-SMALL of every two that are nearer than the gap
 /// and of each that is nearer to a wall than the margin; names are preceded by `what`.
-std::vector<Message> FindNeighbours(Neighbours& pieces, const std::string& file, const std::string& what);
+std::vector<Message> FindNeighbours(Observer& observer, Neighbours& pieces, const std::string& file,
+                                    const std::string& what);
 
 /// How far pieces may reach into each other or out of the vat: a contact, in `units`.
 double ContactIn(Units units);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "prep/says/side_by_side.h"
 #include "trqprep/build_estimate.h"
 #include "trqprep/plates.h"
 
@@ -11,20 +12,28 @@ namespace {
 
 void SlicePieces(Observer& observer, BuildReport& report) {
   const Plate& plate = report.plate;
-  for (const Piece& piece : plate.pieces) {
+  // What the pieces leave of the threads is for the layers of each.
+  const int of_layers = int(std::max<int64_t>(plate.job.threads / int64_t(plate.pieces.size()), 1));
+  report.slices.resize(plate.pieces.size());
+  std::vector<std::vector<Message>> said(plate.pieces.size());
+  const auto slice = [&](size_t i, Observer& hears) {
+    const Piece& piece = plate.pieces[i];
     const PlatePart& part = plate.parts[piece.part];
     const std::vector<LayerBand> bands = LayerBandsOf(report.setup->parts[piece.part]);
     if (bands.empty()) {
       FailUsage(part.request.path, "slicing needs a build style, which says how thick layers are",
                 "name one with --style");
     }
-    const size_t said = observer.messages().size();
-    report.slices.push_back(SlicePiece(observer, PieceView(plate, piece), piece.box, plate.job.units, bands,
-                                       PieceName(plate, piece)));
-    for (size_t i = said; i < observer.messages().size(); ++i) {
-      report.findings.push_back({observer.messages()[i], SlicesName(plate, piece)});
+    const size_t before = hears.messages().size();
+    report.slices[i] = SlicePiece(hears, PieceView(plate, piece), piece.box, plate.job.units, bands,
+                                  PieceName(plate, piece), of_layers);
+    said[i].assign(hears.messages().begin() + static_cast<std::ptrdiff_t>(before), hears.messages().end());
+  };
+  SideBySide(observer, plate.pieces.size(), plate.job.threads, slice, [&](size_t i) {
+    for (Message& message : said[i]) {
+      report.findings.push_back({std::move(message), SlicesName(plate, plate.pieces[i])});
     }
-  }
+  });
 }
 
 BuildReport Checked(const Job& job, Observer& observer, const Plate* known) {
@@ -61,11 +70,13 @@ BuildReport Checked(const Job& job, Observer& observer, const Plate* known) {
 }  // namespace
 
 trq::core::Contours SlicePiece(Observer& observer, const trq::core::MeshView& mesh, const Box& box,
-                               Units units, const std::vector<LayerBand>& bands, const std::string& name) {
+                               Units units, const std::vector<LayerBand>& bands, const std::string& name,
+                               int threads) {
   SlicingRequest request;
   request.bands = bands;
   request.on_blade_planes = true;
   request.how = UsualSliceOptions(units);
+  request.how.threads = threads;
   return std::move(SliceWhole(observer, mesh, box, units, request, name).contours);
 }
 

@@ -3,8 +3,12 @@
 #include <fmt/format.h>
 
 #include <filesystem>
+#include <functional>
+#include <map>
+#include <mutex>
 #include <stdexcept>
 
+#include "prep/says/side_by_side.h"
 #include "trq/core/ctl.h"
 #include "trq/core/slc.h"
 #include "trq/core/stl.h"
@@ -26,12 +30,17 @@ class FolderWriter {
  public:
   FolderWriter(OutputFolder& folder, std::string below) : folder_(folder), below_(std::move(below)) {}
   void MakeFolder(const char* name) { folder_.MakeFolder(below_ + name); }
-  /// The content: bytes, or a function that puts them into a sink. Returns their SHA-256.
+  /// The content: bytes, or a function that puts them into a sink.
   template <class Content>
-  std::string Write(const std::string& name, const Content& content) {
-    const OutputFolder::Written written = folder_.WriteFile(below_ + name, content);
+  void Write(const std::string& name, const Content& content) {
+    List(name, WriteUnlisted(name, content));
+  }
+  template <class Content>
+  OutputFolder::Written WriteUnlisted(const std::string& name, const Content& content) {
+    return folder_.WriteFile(below_ + name, content);
+  }
+  void List(const std::string& name, const OutputFolder::Written& written) {
     files_.push_back({{"file", TextToJson(name)}, {"file_size", written.size}, {"sha256", written.sha256}});
-    return written.sha256;
   }
   const Json& files() const { return files_; }
 
@@ -39,6 +48,48 @@ class FolderWriter {
   OutputFolder& folder_;
   std::string below_;
   Json files_ = Json::array();
+};
+
+/// Files that are written side by side.
+class FilesToWrite {
+ public:
+  using Put = std::function<void(core::ByteSink&)>;
+  using Text = std::function<std::string()>;
+  using Check = std::function<void(const std::string& sha256)>;
+
+  /// `check` is told the hash of what was written; `what` is announced, where something is.
+  void Add(std::string name, Put put, Check check = nullptr, std::string what = "", double share = 0) {
+    files_.push_back(
+        {std::move(name), std::move(put), nullptr, std::move(check), std::move(what), share, {}});
+  }
+  void AddText(std::string name, Text text) {
+    files_.push_back({std::move(name), nullptr, std::move(text), nullptr, "", 0, {}});
+  }
+
+  void WriteAll(Observer& observer, int64_t threads, FolderWriter& writer) {
+    SideBySide(
+        observer, files_.size(), threads,
+        [&](size_t i, Observer& hears) {
+          File& file = files_[i];
+          if (!file.what.empty()) hears.Progress(file.what, file.share);
+          file.written = file.put ? writer.WriteUnlisted(file.name, file.put)
+                                  : writer.WriteUnlisted(file.name, file.text());
+          if (file.check) file.check(file.written.sha256);
+        },
+        [&](size_t i) { writer.List(files_[i].name, files_[i].written); });
+  }
+
+ private:
+  struct File {
+    std::string name;
+    Put put;
+    Text text;
+    Check check;
+    std::string what;
+    double share;
+    OutputFolder::Written written;
+  };
+  std::vector<File> files_;
 };
 
 // Every piece's facets, piece by piece: the whole plate is never in memory.
@@ -69,15 +120,26 @@ void WritePieceCtl(const Plate& plate, const Piece& piece, core::ByteSink& sink)
   if (!written.ok() && !sink.failed()) throw std::logic_error(written.error().text);
 }
 
-// Copies the part's file from where it was opened for reading; changed in between, it would not be what was
-// built.
-void WritePartFile(const PlatePart& part, FolderWriter& writer) {
-  const std::string sha256 = writer.Write(PartFileName(part), [&](core::ByteSink& sink) {
+// Copies files of parts from where they were opened for reading; parts may have one file together.
+class PartFiles {
+ public:
+  explicit PartFiles(const Plate& plate) {
+    for (const PlatePart& part : plate.parts) locks_[part.input.file.get()];
+  }
+  void Copy(const PlatePart& part, core::ByteSink& sink) {
     InputFile& file = *part.input.file;
+    const std::lock_guard<std::mutex> lock(locks_.at(&file));
     std::vector<char> block(1 << 20);
     file.Seek(0);
     while (const size_t got = file.Read(block.data(), block.size())) sink.Write(block.data(), got);
-  });
+  }
+
+ private:
+  std::map<const InputFile*, std::mutex> locks_;
+};
+
+// Changed in between, it would not be what was built.
+void RequireUnchanged(const PlatePart& part, const std::string& sha256) {
   if (sha256 != part.input.sha256) {
     FailInput(Code::kInputChanged, part.request.path, "changed while it was being built", "build again");
   }
@@ -261,35 +323,44 @@ void WriteBuildFolder(Observer& observer, const Plate& plate, const BuildSetup& 
                       const std::vector<BuildFinding>& findings, const std::vector<core::Contours>& slices,
                       const Json& estimate, Json& document, OutputFolder& folder, const std::string& below) {
   FolderWriter writer(folder, below);
-  observer.Progress("writing the plate", 0.85);
-  writer.Write(kPlateStl, [&](core::ByteSink& sink) { WritePlateStl(plate, sink); });
   writer.MakeFolder(kPartFolder);
+  if (!setup.styles.empty()) writer.MakeFolder(kStyleFolder);
+  writer.MakeFolder(kMeshFolder);
+  if (!slices.empty()) writer.MakeFolder(kSliceFolder);
+  FilesToWrite files;
+  PartFiles part_files(plate);
+  files.Add(
+      kPlateStl, [&](core::ByteSink& sink) { WritePlateStl(plate, sink); }, nullptr, "writing the plate",
+      0.85);
   for (const PlatePart& part : plate.parts) {
     if (part.shares_file) continue;
-    WritePartFile(part, writer);
-    if (part.side_file) writer.Write(SideFileOf(PartFileName(part)), *part.side_file);
+    files.Add(
+        PartFileName(part), [&](core::ByteSink& sink) { part_files.Copy(part, sink); },
+        [&](const std::string& sha256) { RequireUnchanged(part, sha256); });
+    if (part.side_file) files.AddText(SideFileOf(PartFileName(part)), [&] { return *part.side_file; });
   }
-  if (!setup.styles.empty()) writer.MakeFolder(kStyleFolder);
   for (const BuildStyleFile& style : setup.styles) {
-    writer.Write(style.name, style.bytes);
-    writer.Write(style.name + ".csv", style.csv);
+    files.AddText(style.name, [&] { return style.bytes; });
+    files.AddText(style.name + ".csv", [&] { return style.csv; });
   }
-  writer.MakeFolder(kMeshFolder);
   for (size_t i = 0; i < plate.pieces.size(); ++i) {
     const Piece& piece = plate.pieces[i];
     const std::string name = MeshName(plate, piece);
-    observer.Progress("writing " + name, 0.9 + 0.1 * double(i) / double(plate.pieces.size()));
-    writer.Write(name, [&](core::ByteSink& sink) { WritePieceCtl(plate, piece, sink); });
-    if (plate.parts[piece.part].side_file) writer.Write(SideFileOf(name), MovedSideFile(plate, piece));
+    files.Add(
+        name, [&](core::ByteSink& sink) { WritePieceCtl(plate, piece, sink); }, nullptr, "writing " + name,
+        0.9 + 0.1 * double(i) / double(plate.pieces.size()));
+    if (plate.parts[piece.part].side_file) {
+      files.AddText(SideFileOf(name), [&] { return MovedSideFile(plate, piece); });
+    }
   }
-  if (!slices.empty()) writer.MakeFolder(kSliceFolder);
   for (size_t i = 0; i < slices.size(); ++i) {
-    writer.Write(SlicesName(plate, plate.pieces[i]), [&](core::ByteSink& sink) {
+    files.Add(SlicesName(plate, plate.pieces[i]), [&, i](core::ByteSink& sink) {
       static_cast<void>(core::WriteSlc(slices[i], sink));  // the sink keeps a failure
     });
   }
+  files.WriteAll(observer, plate.job.threads, writer);
   BuildTexts texts;
-  texts.svg = PlateSvg(plate);
+  texts.svg = PlateSvg(observer, plate);
   texts.job = JobFileText(FolderJob(plate, setup));
   texts.checks = JsonDocument(ChecksDocument(findings));
   writer.Write(kPlateSvg, texts.svg);

@@ -10,6 +10,7 @@
 #include <set>
 #include <stdexcept>
 
+#include "prep/says/side_by_side.h"
 #include "prep/styles/style_adapter.h"
 #include "trq/core/style_stack.h"
 #include "trqprep/build_folder.h"
@@ -346,12 +347,18 @@ std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, Plate& plate) {
   Stacker stacker(reader, plate, *setup);
   setup->parts.resize(plate.parts.size());
 
-  for (size_t i = 0; i < plate.parts.size(); ++i) {
-    const PlatePart& part = plate.parts[i];
-    if (part.shares_file) continue;
-    observer.Progress("checking " + part.request.path, 0.6 + 0.1 * double(i) / double(plate.parts.size()));
-    stacker.Add(CheckMesh(part.input, ParseVents("", part.side_file.value_or(""))), PartFileName(part));
-  }
+  std::vector<std::vector<Message>> found(plate.parts.size());
+  SideBySide(
+      observer, plate.parts.size(), job.threads,
+      [&](size_t i, Observer& hears) {
+        const PlatePart& part = plate.parts[i];
+        if (part.shares_file) return;
+        hears.Progress("checking " + part.request.path, 0.6 + 0.1 * double(i) / double(plate.parts.size()));
+        found[i] = CheckMesh(part.input, ParseVents("", part.side_file.value_or("")));
+      },
+      [&](size_t i) {
+        if (!plate.parts[i].shares_file) stacker.Add(std::move(found[i]), PartFileName(plate.parts[i]));
+      });
   // In command-line order, those that every part replaces by its own included.
   for (const StyleRequest& style : job.styles) stacker.Load(style, StyleKind::kBuild);
   RefuseSeveral(job.recoats, "the recoating");
@@ -382,11 +389,14 @@ std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, Plate& plate) {
     finding.message = observer.Judged(finding.message);
     observer.Say(finding.message);
   }
-  for (const Piece& piece : plate.pieces) {
+  setup->measures.resize(plate.pieces.size());
+  SideBySide(observer, plate.pieces.size(), job.threads, [&](size_t i, Observer& hears) {
+    hears.StopIfCancelled();
+    const Piece& piece = plate.pieces[i];
     float matrix[4][4];
     Narrow(piece.matrix, matrix);
-    setup->measures.push_back(core::MeasurePlaced(plate.parts[piece.part].input.mesh->view(), matrix, 0));
-  }
+    setup->measures[i] = core::MeasurePlaced(plate.parts[piece.part].input.mesh->view(), matrix, 0);
+  });
   return setup;
 }
 

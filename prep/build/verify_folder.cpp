@@ -214,7 +214,8 @@ std::vector<Message> VerifyPieces(Observer& observer, const HeldFolder& folder, 
     add(kBuildJson, fmt::format("{} of {} {}", Counted(std::abs(left), "piece"), part,
                                 left > 0 ? "missing" : "too many"));
   }
-  for (Message& finding : FindNeighbours(pieces, folder.path(), "")) findings.push_back(std::move(finding));
+  for (Message& finding : FindNeighbours(observer, pieces, folder.path(), ""))
+    findings.push_back(std::move(finding));
   if (folder.HasRegularFile(kPlateStl) && meshes.size() == document["pieces"].size() &&
       InputFile(folder, kPlateStl).head().size != 84 + 50 * uint64_t(facets)) {
     add(kPlateStl, fmt::format("does not hold the {} of the pieces", Counted(facets, "facet")));

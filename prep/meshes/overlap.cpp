@@ -248,9 +248,31 @@ class ShadowTree {
   explicit ShadowTree(const PlacedShape& shape) : shape_(shape), order_(size_t(shape.facets)) {
     std::iota(order_.begin(), order_.end(), 0);
     Add(0, order_.size());
+    box_ = nodes_[0].box;
   }
 
-  const Box& box() const { return nodes_[0].box; }
+  /// Of all facets; what searches find out of the tree does not touch it.
+  const Box& box() const { return box_; }
+
+  /// Does what searches do at the upper nodes that come so near to a box of another.
+  void Open(const std::vector<Box>& others, double within) {
+    const size_t few = nodes_[0].count / 4;
+    std::vector<size_t> open{0};
+    while (!open.empty()) {
+      const size_t index = open.back();
+      open.pop_back();
+      const Node node = nodes_[index];
+      const bool near = std::any_of(others.begin(), others.end(), [&](const Box& other) {
+        return SquaredGap(node.box, other) <= within * within;
+      });
+      if (!near) continue;
+      OutlineAt(index);
+      if (node.count <= few || node.IsLeaf()) continue;
+      const size_t left = Split(index);
+      open.push_back(left);
+      open.push_back(left + 1);
+    }
+  }
 
   /// Takes the trees apart together. `skip` is given two nodes and their trees, and says whether no pair of
   /// their facets matters; `first`, given two such pairs, whether the second is better looked at first;
@@ -417,6 +439,7 @@ class ShadowTree {
   }
 
   PlacedShape shape_;
+  Box box_;
   std::vector<int> order_;
   std::vector<Node> nodes_;
   std::vector<NodeOutline> outlines_;
@@ -505,8 +528,37 @@ Way Between(const PlacedShape& a, const PlacedShape& b, ShadowTree& tree_a, Shad
 
 }  // namespace
 
-std::vector<Overlap> FindOverlaps(const std::vector<PlacedShape>& shapes, double contact) {
-  std::vector<ShadowTree> trees(shapes.begin(), shapes.end());
+struct SeenFromAbove::Trees {
+  std::vector<PlacedShape> shapes;
+  std::vector<std::unique_ptr<ShadowTree>> made;  // by shape
+
+  ShadowTree& operator[](size_t i) {
+    if (!made[i]) made[i] = std::make_unique<ShadowTree>(shapes[i]);
+    return *made[i];
+  }
+};
+
+SeenFromAbove::SeenFromAbove(std::vector<PlacedShape> shapes) : trees_(std::make_unique<Trees>()) {
+  trees_->made.resize(shapes.size());
+  trees_->shapes = std::move(shapes);
+}
+
+SeenFromAbove::~SeenFromAbove() = default;
+
+void SeenFromAbove::Look(size_t shape) { (*trees_)[shape]; }
+
+void SeenFromAbove::LookCloser(size_t shape, double within) {
+  Trees& trees = *trees_;
+  std::vector<Box> others;
+  for (size_t i = 0; i < trees.shapes.size(); ++i) {
+    if (i != shape) others.push_back(trees[i].box());
+  }
+  trees[shape].Open(others, within);
+}
+
+std::vector<Overlap> SeenFromAbove::FindOverlaps(double contact) {
+  Trees& trees = *trees_;
+  const std::vector<PlacedShape>& shapes = trees.shapes;
   std::vector<Overlap> overlaps;
   for (size_t i = 0; i < shapes.size(); ++i) {
     for (size_t j = i + 1; j < shapes.size(); ++j) {
@@ -517,14 +569,14 @@ std::vector<Overlap> FindOverlaps(const std::vector<PlacedShape>& shapes, double
   return overlaps;
 }
 
-Distances MeasureDistances(const std::vector<PlacedShape>& shapes,
-                           const std::function<double(size_t, size_t)>& wanted) {
+Distances SeenFromAbove::MeasureDistances(const std::function<double(size_t, size_t)>& wanted) {
+  Trees& trees = *trees_;
+  const std::vector<PlacedShape>& shapes = trees.shapes;
   struct Pair {
     double gap;
     size_t i;
     size_t j;
   };
-  std::vector<ShadowTree> trees(shapes.begin(), shapes.end());
   std::vector<Pair> pairs;
   for (size_t i = 0; i < shapes.size(); ++i) {
     for (size_t j = i + 1; j < shapes.size(); ++j) {

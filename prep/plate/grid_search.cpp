@@ -197,8 +197,8 @@ bool SearchOnGrid(Observer& observer, Plate& plate) {
   plate.cell = {grid.x_size, grid.y_size};
   observer.Progress("moving the pieces", 0.5);
   const std::vector<Component> components = Components(plate.job, pieces);
+  std::vector<Piece> placed;
   for (size_t c = 0; c < components.size(); ++c) {
-    const PlatePart& part = plate.parts[components[c].part];
     for (int copy = 0; copy < components[c].copies; ++copy) {
       const int component = int(c);
       Piece piece;
@@ -209,11 +209,14 @@ bool SearchOnGrid(Observer& observer, Plate& plate) {
       const Point corner = maker.CornerOf(piece.part, piece.rotation_index);
       piece.x = grid.x_shift(component, copy) + corner[0];
       piece.y = grid.y_shift(component, copy) + corner[1];
-      piece.matrix = ToCorner(*part.input.mesh, Turned(plate, part.prepare, piece.rotation_index), piece.x,
-                              piece.y, false);
-      AddPiece(plate, std::move(piece));
+      placed.push_back(std::move(piece));
     }
   }
+  AddPieces(observer, plate, std::move(placed), [&](Piece& piece) {
+    const PlatePart& part = plate.parts[piece.part];
+    piece.matrix = ToCorner(*part.input.mesh, Turned(plate, part.prepare, piece.rotation_index), piece.x,
+                            piece.y, false);
+  });
   return true;
 }
 

@@ -254,7 +254,6 @@ std::optional<JobMistake> FindMistake(const Job& job) {
   };
   if (!nest && (job.time || job.steps >= 0)) return of_nest("a time");
   if (!nest && job.wall_limit) return of_nest("a limit by the clock");
-  if (!nest && job.threads > 0) return of_nest("a number of threads");
   if (!nest && job.tolerance && !job.gap) return of_nest("a tolerance without a gap");
   if (!nest && job.order != Order::kSize) return of_nest("an order");
   if (!nest && job.no_holes) return of_nest("'no-holes'");

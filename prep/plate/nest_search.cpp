@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <exception>
-#include <thread>
 
 #include "prep/plate/outlines.h"
 #include "prep/plate/searches.h"
+#include "prep/says/side_by_side.h"
 #include "trq/core/elementary.h"
 
 namespace trqprep {
@@ -65,24 +65,29 @@ Asked Ask(Observer& observer, const Plate& plate) {
     }
   }
   for (const PlatePart& part : plate.parts) asked.search = asked.search || !part.request.at;
-  for (size_t i = 0; i < asked.part_of.size(); ++i) {
+  asked.job.parts.resize(asked.part_of.size());
+  asked.turns.resize(asked.part_of.size());
+  asked.lowest.resize(asked.part_of.size());
+  const auto look = [&](size_t i, Observer& hears) {
     const PlatePart& part = plate.parts[asked.part_of[i]];
-    observer.Progress("outline of " + part.name, 0.3);
-    nesting::Part& asks = asked.job.parts.emplace_back();
+    hears.Progress("outline of " + part.name, 0.3);
+    nesting::Part& asks = asked.job.parts[i];
     asks.container = int(part.request.plate) - 1;
     // Among pieces that all have their places there is nothing to search.
     if (asked.search)
       asks.outline = OutlineFromAbove(part.input.mesh->view(), part.prepare, tolerance).outline;
     asks.gap = PlannedGap(plate, GapOf(plate, asked.part_of[i]));
-    asked.turns.push_back(part.request.at ? std::vector<double>{0}
-                                          : part.request.rotations.All(job.rotations));
+    asked.turns[i] = part.request.at ? std::vector<double>{0} : part.request.rotations.All(job.rotations);
     asks.turns.clear();
-    asked.lowest.emplace_back();
-    for (const double degrees : asked.turns.back()) {
+    for (const double degrees : asked.turns[i]) {
       const Matrix4 turn = Matrix4::Rotation(2, degrees);
       asks.turns.push_back({turn.m[1][0], turn.m[0][0]});
-      asked.lowest.back().push_back(Lowest(part, degrees));
+      asked.lowest[i].push_back(Lowest(part, degrees));
     }
+  };
+  const auto take = [&](size_t i) {
+    const PlatePart& part = plate.parts[asked.part_of[i]];
+    nesting::Part& asks = asked.job.parts[i];
     const double area = nesting::AreaOf(asks.outline);
     asks.copies = int(part.request.copies);
     if (part.request.copies == kFill) {
@@ -96,7 +101,7 @@ Asked Ask(Observer& observer, const Plate& plate) {
       const Point corner = {bare((*part.request.at)[0]), bare((*part.request.at)[1]), 0};
       RequireInside(plate, part, corner);
       asks.copies = 0;
-      const Point& lowest = asked.lowest.back()[0];
+      const Point& lowest = asked.lowest[i][0];
       asked.job.fixed.push_back({i, 0, corner[0] - lowest[0], corner[1] - lowest[1],
                                  size_t(std::max<int64_t>(part.request.plate, 1) - 1)});
     }
@@ -104,7 +109,8 @@ Asked Ask(Observer& observer, const Plate& plate) {
     asked.pieces += count;
     asked.area += area * double(count);
     asked.plates = std::max(asked.plates, size_t(part.request.plate));
-  }
+  };
+  SideBySide(observer, asked.part_of.size(), job.threads, look, take);
   asked.plates = job.plates == kAnyPlates ? std::max(asked.plates, size_t(asked.pieces)) : size_t(job.plates);
   return asked;
 }
@@ -187,7 +193,7 @@ nesting::Limits LimitsOf(Observer& observer, const Plate& plate, const Asked& as
                        ? uint64_t(job.steps)
                        : uint64_t(job.time.value_or(kDefaultSeconds) * double(nesting::kStepsPerSecond));
   }
-  limits.threads = int(job.threads > 0 ? job.threads : std::max(1U, std::thread::hardware_concurrency()));
+  limits.threads = int(job.threads);
   limits.wall_seconds = job.wall_limit.value_or(0);
   limits.cancel = [&] {
     try {
@@ -242,6 +248,7 @@ bool SearchNest(Observer& observer, Plate& plate) {
                      return asked.part_of[a.part] < asked.part_of[b.part];
                    });
   for (PlatePart& part : plate.parts) part.request.copies = 0;
+  std::vector<Piece> placed;
   for (const nesting::Placement& placement : placements) {
     Piece piece;
     piece.part = asked.part_of[placement.part];
@@ -257,15 +264,18 @@ bool SearchNest(Observer& observer, Plate& plate) {
       piece.x = plate.job.Bare((*part.request.at)[0]);
       piece.y = plate.job.Bare((*part.request.at)[1]);
     }
+    placed.push_back(std::move(piece));
+  }
+  AddPieces(observer, plate, std::move(placed), [&](Piece& piece) {
     // By one turn from the part as it was read: the same numbers as those of a part that is turned so and has
     // its place from the start.
+    const PlatePart& part = plate.parts[piece.part];
     const double factor = UnitsFactor(part.input.units, plate.job.units);
     const Matrix4 scaled =
         Compose(Matrix4::Translation(0, 0, part.prepare.m[2][3]), Matrix4::Scaling(factor, factor, factor));
     piece.matrix = ToCorner(*part.input.mesh, Compose(Matrix4::Rotation(2, TurnOf(plate, piece)), scaled),
                             piece.x, piece.y, false);
-    AddPiece(plate, std::move(piece));
-  }
+  });
   return true;
 }
 

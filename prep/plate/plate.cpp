@@ -5,10 +5,12 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <set>
 
 #include "prep/plate/searches.h"
+#include "prep/says/side_by_side.h"
 #include "trqprep/paths.h"
 #include "trqprep/sha256.h"
 #include "trqprep/stored_style.h"
@@ -84,7 +86,8 @@ std::vector<WallDistance> WallDistances(const Neighbours& pieces, size_t piece) 
 
 }  // namespace
 
-std::vector<Message> FindNeighbours(Neighbours& pieces, const std::string& file, const std::string& what) {
+std::vector<Message> FindNeighbours(Observer& observer, Neighbours& pieces, const std::string& file,
+                                    const std::string& what) {
   std::vector<Message> findings;
   const char* unit = UnitsName(pieces.units);
   const auto add = [&](Code code, const std::string& text, const std::vector<size_t>& of, double x, double y,
@@ -96,8 +99,21 @@ std::vector<Message> FindNeighbours(Neighbours& pieces, const std::string& file,
         Message(code, file, fmt::format("{}{} near X {} Y {}", what, text, Plain(x, 2), Plain(y, 2)))
             .At(where));
   };
+  SeenFromAbove seen(pieces.shapes);
+  if (pieces.threads > 1) {
+    const double largest =
+        pieces.gaps.empty() ? 0 : *std::max_element(pieces.gaps.begin(), pieces.gaps.end());
+    const auto side_by_side = [&](const std::function<void(size_t)>& look) {
+      SideBySide(observer, pieces.shapes.size(), pieces.threads, [&](size_t i, Observer& hears) {
+        hears.StopIfCancelled();
+        look(i);
+      });
+    };
+    side_by_side([&](size_t i) { seen.Look(i); });
+    side_by_side([&](size_t i) { seen.LookCloser(i, largest); });
+  }
   std::set<std::pair<size_t, size_t>> overlapping;
-  for (const Overlap& overlap : FindOverlaps(pieces.shapes, pieces.contact)) {
+  for (const Overlap& overlap : seen.FindOverlaps(pieces.contact)) {
     overlapping.insert({overlap.first, overlap.second});
     add(Code::kOverlap,
         fmt::format("{} and {} overlap seen from above, by at least {} {}", pieces.names[overlap.first],
@@ -107,7 +123,7 @@ std::vector<Message> FindNeighbours(Neighbours& pieces, const std::string& file,
   const double allowed = pieces.contact + pieces.rounding;
   const auto wanted = [&](size_t i, size_t j) { return std::max(pieces.gaps[i], pieces.gaps[j]); };
   const Distances distances =
-      MeasureDistances(pieces.shapes, [&](size_t i, size_t j) { return wanted(i, j) - allowed; });
+      seen.MeasureDistances([&](size_t i, size_t j) { return wanted(i, j) - allowed; });
   pieces.closest = distances.smallest;
   const auto short_by = [](double distance, double least) {
     return Json{{"distance", NumberToJson(distance)}, {"wanted", NumberToJson(least)}};
@@ -192,12 +208,26 @@ double LowestOf(const InputMesh& input, Units units) {
 
 namespace {
 
-// The part that has read the file of this request, among those given.
-const PlatePart* ReaderOf(const PartRequest& request, const std::vector<PlatePart>& parts) {
-  const auto found = std::find_if(parts.begin(), parts.end(), [&](const PlatePart& other) {
-    return other.request.path == request.path && other.request.units == request.units;
-  });
-  return found != parts.end() ? &*found : nullptr;
+// Who reads the file of a part: itself, one before it that names the same file, or a part that is known.
+struct Reader {
+  const PlatePart* part;
+  bool known;
+};
+
+// Of each part of the job.
+std::vector<Reader> ReadersOf(const Job& job, const std::vector<PlatePart>& parts, const Plate* known) {
+  std::map<std::pair<std::string, std::optional<Units>>, Reader> readers;
+  for (size_t i = 0; known && i < known->parts.size(); ++i) {
+    const PartRequest& request = known->parts[i].request;
+    readers.try_emplace({request.path, request.units}, Reader{&known->parts[i], true});
+  }
+  std::vector<Reader> of_each;
+  for (size_t i = 0; i < parts.size(); ++i) {
+    const PartRequest& request = job.parts[i];
+    of_each.push_back(
+        readers.try_emplace({request.path, request.units}, Reader{&parts[i], false}).first->second);
+  }
+  return of_each;
 }
 
 bool SameStyles(const PartRequest& a, const PartRequest& b) {
@@ -246,44 +276,51 @@ Plate LoadPlate(Observer& observer, const Job& job, const Plate* known) {
   if (*std::max_element(vat_mm.begin(), vat_mm.end()) > kLongestMillimetres) {
     FailUsage("", "a side of the vat is longer than a kilometre", "is its unit right?");
   }
-  for (size_t i = 0; i < job.parts.size(); ++i) {
-    observer.Progress("reading " + job.parts[i].path, 0.3 * double(i) / double(job.parts.size()));
-    PlatePart part;
-    part.request = job.parts[i];
-    const PlatePart* const before = ReaderOf(part.request, plate.parts);
-    const PlatePart* const reader = before || !known ? before : ReaderOf(part.request, known->parts);
-    if (reader) {
-      part.input = reader->input;
-      part.side_file = reader->side_file;
-      part.remarks = reader->remarks;
-      for (const Message& remark : part.remarks) {
-        if (before && !part.request.at) observer.Say(remark);
-      }
-    } else {
-      // Files stay open to be copied from.
-      const size_t said = observer.messages().size();
-      part.input = ReadPart(observer, job, part.request, {false, true, true});
-      WarnOfUnits(observer, part.input, &vat_mm);
-      if (const auto finding = FloorFinding(part.request.path, LowestOf(part.input, job.units), job)) {
-        observer.Say(*finding);
-      }
-      part.remarks.assign(observer.messages().begin() + static_cast<std::ptrdiff_t>(said),
-                          observer.messages().end());
-      // A part whose name is that of a side file is none.
-      if (!IsSideFileName(part.request.path)) {
-        part.side_file = ReadSideFile(part.request.path, job.follow_links);
-      }
-    }
-    // So that the job file says it of this part, for whom it is read by.
-    if (part.input.units_given && !part.input.units_stated) part.request.units = part.input.units;
-    plate.job.parts[i].units = part.request.units;
+  std::vector<PlatePart> parts(job.parts.size());
+  const std::vector<Reader> readers = ReadersOf(job, parts, known);
+  const auto prepare = [&](PlatePart& part) {
     const double factor = UnitsFactor(part.input.units, job.units);
     const Matrix4 scaled = Matrix4::Scaling(factor, factor, factor);
     const double lowest = LowestOf(part.input, job.units);
     part.prepare = ToCorner(*part.input.mesh, Compose(Matrix4::Rotation(2, part.request.rotate_z), scaled), 0,
                             0, job.drop || IsLifted(lowest, job.units, job.floor));
-    plate.parts.push_back(std::move(part));
-  }
+  };
+  const auto read = [&](size_t i, Observer& hears) {
+    hears.Progress("reading " + job.parts[i].path, 0.3 * double(i) / double(job.parts.size()));
+    PlatePart& part = parts[i];
+    part.request = job.parts[i];
+    if (readers[i].part != &part) return;
+    // Files stay open to be copied from.
+    const size_t said = hears.messages().size();
+    part.input = ReadPart(hears, job, part.request, {false, true, true});
+    WarnOfUnits(hears, part.input, &vat_mm);
+    if (const auto finding = FloorFinding(part.request.path, LowestOf(part.input, job.units), job)) {
+      hears.Say(*finding);
+    }
+    part.remarks.assign(hears.messages().begin() + static_cast<std::ptrdiff_t>(said), hears.messages().end());
+    // A part whose name is that of a side file is none.
+    if (!IsSideFileName(part.request.path)) {
+      part.side_file = ReadSideFile(part.request.path, job.follow_links);
+    }
+    prepare(part);
+  };
+  const auto take = [&](size_t i) {
+    PlatePart& part = parts[i];
+    if (const auto [reader, is_known] = readers[i]; reader != &part) {
+      part.input = reader->input;
+      part.side_file = reader->side_file;
+      part.remarks = reader->remarks;
+      for (const Message& remark : part.remarks) {
+        if (!is_known && !part.request.at) observer.Say(remark);
+      }
+      prepare(part);
+    }
+    // So that the job file says it of this part, for whom it is read by.
+    if (part.input.units_given && !part.input.units_stated) part.request.units = part.input.units;
+    plate.job.parts[i].units = part.request.units;
+  };
+  SideBySide(observer, parts.size(), job.threads, read, take);
+  plate.parts = std::move(parts);
   NameParts(plate.parts);
   return plate;
 }
@@ -364,11 +401,18 @@ bool SayTooLarge(Observer& observer, const Plate& plate) {
   return found;
 }
 
-void AddPiece(Plate& plate, Piece piece) {
-  piece.vertices = PlacedVertices(*plate.parts[piece.part].input.mesh, piece.matrix);
-  for (const PbVec3f& vertex : piece.vertices) piece.box.Add(PointOf(vertex));
-  plate.extent.Add(piece.box);
-  plate.pieces.push_back(std::move(piece));
+void AddPieces(Observer& observer, Plate& plate, std::vector<Piece> pieces,
+               const std::function<void(Piece&)>& place) {
+  plate.pieces = std::move(pieces);
+  const auto make = [&](size_t i, Observer& hears) {
+    hears.StopIfCancelled();
+    Piece& piece = plate.pieces[i];
+    place(piece);
+    piece.vertices = PlacedVertices(*plate.parts[piece.part].input.mesh, piece.matrix);
+    for (const PbVec3f& vertex : piece.vertices) piece.box.Add(PointOf(vertex));
+  };
+  SideBySide(observer, plate.pieces.size(), plate.job.threads, make,
+             [&](size_t i) { plate.extent.Add(plate.pieces[i].box); });
 }
 
 std::vector<Message> CheckPieces(Observer& observer, Plate& plate) {
@@ -381,6 +425,7 @@ std::vector<Message> CheckPieces(Observer& observer, Plate& plate) {
   pieces.contact = contact;
   pieces.vat = plate.vat;
   pieces.margin = plate.job.Bare(plate.job.margin);
+  pieces.threads = plate.job.threads;
   // One message a part and axis: copies reach out of the vat together.
   struct Outside {
     double by = 0;
@@ -420,7 +465,7 @@ std::vector<Message> CheckPieces(Observer& observer, Plate& plate) {
                                    {"axis", std::string(1, static_cast<char>('x' + key.second))}}));
   }
   observer.Progress("measuring distances", 0.7);
-  for (Message& finding : FindNeighbours(pieces, "", "pieces ")) {
+  for (Message& finding : FindNeighbours(observer, pieces, "", "pieces ")) {
     findings.push_back(finding.Hint(finding.code == Code::kOverlap
                                         ? "another --seed or a larger --vat gives another placement"
                                         : "a part's 'at' and 'gap' decide, and --gap and --margin"));

@@ -9,6 +9,9 @@
 #include <map>
 #include <optional>
 #include <utility>
+#include <vector>
+
+#include "prep/says/side_by_side.h"
 
 #include "trqprep/round_length.h"
 
@@ -109,7 +112,7 @@ std::string OnPage(double value) { return Plain(value, 2); }
 
 }  // namespace
 
-std::string PlateSvg(const Plate& plate) {
+std::string PlateSvg(Observer& observer, const Plate& plate) {
   const bool inches = plate.job.units == Units::kInch;
   const char* unit = UnitsName(plate.job.units);
   const int digits = inches ? 4 : 2;
@@ -138,14 +141,25 @@ std::string PlateSvg(const Plate& plate) {
 
   // One symbol for each part and turn, in the order in which they first appear.
   std::map<std::pair<size_t, int>, std::string> symbols;
+  std::vector<const Piece*> drawn;
   for (const Piece& piece : plate.pieces) {
-    const auto [symbol, fresh] =
+    const auto fresh =
         symbols.emplace(std::pair{piece.part, piece.rotation_index}, fmt::format("s{}", symbols.size() + 1));
-    if (!fresh) continue;
-    const CTL& mesh = *plate.parts[piece.part].input.mesh;
-    add("<symbol id=\"{}\" overflow=\"visible\"><path class=\"part\" d=\"{}\"/></symbol>\n", symbol->second,
-        OutlinePath(piece, Outline(piece.vertices, mesh.triangles(), mesh.num_triangles()), to_mm));
+    if (fresh.second) drawn.push_back(&piece);
   }
+  std::vector<std::string> paths(drawn.size());
+  SideBySide(
+      observer, drawn.size(), plate.job.threads,
+      [&](size_t i, Observer& hears) {
+        hears.StopIfCancelled();
+        const CTL& mesh = *plate.parts[drawn[i]->part].input.mesh;
+        paths[i] = OutlinePath(*drawn[i], Outline(drawn[i]->vertices, mesh.triangles(), mesh.num_triangles()),
+                               to_mm);
+      },
+      [&](size_t i) {
+        add("<symbol id=\"{}\" overflow=\"visible\"><path class=\"part\" d=\"{}\"/></symbol>\n",
+            symbols.at({drawn[i]->part, drawn[i]->rotation_index}), std::exchange(paths[i], {}));
+      });
   add("</defs>\n<g transform=\"translate({} {}) scale(1 -1)\">\n"
       "<rect class=\"line\" x=\"0\" y=\"0\" width=\"{}\" height=\"{}\"/>\n",
       margin, margin + vat_y, vat_x, vat_y);

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <vector>
 
 #include "trqprep/plate.h"
 
@@ -29,7 +31,9 @@ double ToleranceOf(const Job& job);
 std::array<double, 2> RoomOf(const Plate& plate);
 /// TOO-BIG-FOR-VAT of every part that does not fit in any of its turns, alone. False when all do.
 bool SayTooLarge(Observer& observer, const Plate& plate);
-/// Adds a piece of which everything but vertices and box is known.
-void AddPiece(Plate& plate, Piece piece);
+/// Gives the plate its pieces, of which everything but matrix, vertices and box is known; `place` says the
+/// matrix of one, from what it shares with no other.
+void AddPieces(Observer& observer, Plate& plate, std::vector<Piece> pieces,
+               const std::function<void(Piece&)>& place);
 
 }  // namespace trqprep

@@ -152,7 +152,7 @@ class Grid(NestTest):
         self.assert_same_folder("one", "two")
 
     def test_what_is_not_for_it(self):
-        for options in (["--time", "1"], ["--order", "given"], ["--no-holes"], ["--threads", "2"], ["--wall-limit", "1"],
+        for options in (["--time", "1"], ["--order", "given"], ["--no-holes"], ["--wall-limit", "1"],
                         ["--tolerance", "0.01"]):
             self.refused("engine 'grid'", "box.stl", "--engine", "grid", *options)
         for key in ("rotations=fixed", "at=10:10", "copies=fill"):

@@ -40,7 +40,7 @@ ExitCode RunPlates(Context& context, const Job& job, const Options& options) {
   for (const PlacedPlate& plate : placed->plates) {
     const std::string path = PictureOf(options.svg, plate.name);
     pictures.push_back(std::make_unique<OutputFile>(path, context.options.force));
-    pictures.back()->Write(PlateSvg(plate.plate));
+    pictures.back()->Write(PlateSvg(context, plate.plate));
   }
   for (const auto& picture : pictures) picture->Commit();
   return ExitCode::kDone;
@@ -57,7 +57,7 @@ ExitCode Run(Context& context, const Options& options) {
   context.data = DescribePlate(plate);
   TellPlate(context, plate);
   if (!findings.empty()) return ExitCode::kNo;
-  if (!options.svg.empty()) WriteOutputFile(options.svg, PlateSvg(plate), context.options.force);
+  if (!options.svg.empty()) WriteOutputFile(options.svg, PlateSvg(context, plate), context.options.force);
   return ExitCode::kDone;
 }
 

@@ -1,8 +1,11 @@
 #include "job_options.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <stdexcept>
+#include <thread>
 
+#include "cli/terminal.h"
 #include "trqprep/job_defaults.h"
 #include "trqprep/job_file.h"
 
@@ -23,6 +26,8 @@ const JobField<Job>& FieldOf(const std::string& key) {
   }
   throw std::logic_error("a job has no field " + key);
 }
+
+int64_t Processors() { return std::max(1U, std::thread::hardware_concurrency()); }
 
 void RefuseMistake(const Job& job) {
   if (const auto mistake = FindMistake(job)) FailUsage("", mistake->text, mistake->hint);
@@ -69,8 +74,13 @@ JobOptions::JobOptions(Command& command, bool whole) : app_(command.app), whole_
     }
   };
   for (const char* key : kOnEveryLine) add(key);
-  command.WholeOption("--threads", job_.threads, 1, 1024,
-                      "Threads of the search (default: one a processor); the result does not depend on them");
+  command.WholeOption("--threads", threads_, 1, 1024,
+                      whole
+                          ? "Parts worked on side by side, and threads of the search; the result is the same "
+                            "(default: one a processor, but 1 with a job file and where standard input is no "
+                            "terminal)"
+                          : "Parts worked on side by side, and threads of the search; the result is the same "
+                            "(default: one a processor)");
   command
       .NumberOption("--wall-limit", job_.wall_limit,
                     "End the search so long after it began, with the best that it has")
@@ -99,13 +109,14 @@ Job JobOptions::Get(const Context& context) const {
     job.force_checks = job.force_checks || job_.force_checks;
     job.strict = job.strict || job_.strict;
     job.follow_links = context.options.follow_links;
-    job.threads = job_.threads;
+    job.threads = std::max<int64_t>(threads_, 1);
     job.wall_limit = job_.wall_limit;
     TakeCodes(job);
     RefuseMistake(job);
     return job;
   }
   Job job = job_;
+  job.threads = threads_ > 0 ? threads_ : whole_ && !InputIsTerminal() ? 1 : Processors();
   job.units = context.units();
   job.units_given = context.options.units_given;
   job.accept_partial = context.options.accept_partial;

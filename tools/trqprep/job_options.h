@@ -31,6 +31,7 @@ class JobOptions {
   std::string machine_;
   std::string machines_file_;
   std::map<std::string, std::string> choices_;  ///< as typed, by key
+  int64_t threads_ = 0;                         ///< 0: not given
   Job job_;
 };
 

@@ -59,12 +59,12 @@ Shape RingAt(float x, float y, float outer, float inner, int sides = 60) {
 }
 
 std::vector<Overlap> Overlaps(const Shape& a, const Shape& b) {
-  return FindOverlaps({a.View(), b.View()}, 0.001);
+  return SeenFromAbove({a.View(), b.View()}).FindOverlaps(0.001);
 }
 Distances Measured(const std::vector<Shape>& shapes, double wanted = 0) {
   std::vector<PlacedShape> views;
   for (const Shape& shape : shapes) views.push_back(shape.View());
-  return MeasureDistances(views, [wanted](size_t, size_t) { return wanted; });
+  return SeenFromAbove(views).MeasureDistances([wanted](size_t, size_t) { return wanted; });
 }
 
 double Distance(const Shape& a, const Shape& b) { return Measured({a, b}).smallest.value().distance; }
@@ -129,7 +129,7 @@ TEST(Overlap, AnUprightSheetCountsAsALine) {
 TEST(Overlap, EveryPairIsNamedOnce) {
   const Shape a = BoxAt(0, 0, 10, 10), b = BoxAt(5, 0, 10, 10), c = BoxAt(30, 0, 10, 10),
               d = BoxAt(12, 5, 20, 2);
-  const auto found = FindOverlaps({a.View(), b.View(), c.View(), d.View()}, 0.001);
+  const auto found = SeenFromAbove({a.View(), b.View(), c.View(), d.View()}).FindOverlaps(0.001);
   ASSERT_EQ(found.size(), 3u);
   EXPECT_EQ(found[0].first, 0u);
   EXPECT_EQ(found[0].second, 1u);
@@ -162,7 +162,7 @@ TEST(Overlap, NamesEveryPairNearerThanWanted) {
   std::vector<PlacedShape> views;
   for (const Shape& shape : row) views.push_back(shape.View());
   const auto wanted = [](size_t i, size_t j) { return i == 0 || j == 0 ? 2.5 : j == 4 ? 1.0 : 2.0; };
-  const Distances found = MeasureDistances(views, wanted);
+  const Distances found = SeenFromAbove(views).MeasureDistances(wanted);
   EXPECT_NEAR(found.smallest->distance, std::hypot(1, 1), 1e-6);
   // As far as wanted is not nearer.
   ASSERT_EQ(found.short_ones.size(), 1u);
@@ -228,7 +228,7 @@ TEST(Overlap, AgreesWithEveryPairOfFacets) {
       }
     }
     // Without any allowance a shared area and a reach above zero are the same thing, hairs apart.
-    const auto found = FindOverlaps({shapes[0].View(), shapes[1].View()}, 0);
+    const auto found = SeenFromAbove({shapes[0].View(), shapes[1].View()}).FindOverlaps(0);
     ASSERT_EQ(!found.empty(), any) << "round " << round;
     overlapping += any;
     const double distance = Distance(shapes[0], shapes[1]);

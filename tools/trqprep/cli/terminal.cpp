@@ -43,7 +43,9 @@ bool ErrorStreamHasColour() {
   return TerminalTakesColours() && ErrorStreamIsTerminal();
 }
 
-bool CanAsk() { return IsTerminal(kStandardInput) && ErrorStreamIsTerminal(); }
+bool InputIsTerminal() { return IsTerminal(kStandardInput); }
+
+bool CanAsk() { return InputIsTerminal() && ErrorStreamIsTerminal(); }
 
 bool AskPerson(const std::string& question) {
   EndProgress();  // no lock is held while waiting for a person, so that Ctrl-C still works

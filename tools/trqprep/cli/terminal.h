@@ -22,6 +22,7 @@ void WriteErrorStreamNow(std::string_view text);
 bool ErrorStreamIsTerminal();
 /// True when the error stream is a terminal that may be coloured (NO_COLOR and TERM=dumb are honoured).
 bool ErrorStreamHasColour();
+bool InputIsTerminal();
 /// True when standard input and the error stream are terminals, so that a question reaches a person.
 bool CanAsk();
 /// Asks on the error stream, reads a line from standard input; true for y or yes.
