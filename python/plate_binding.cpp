@@ -173,6 +173,11 @@ Job LoadJob(const py::object& path) {
 
 // --- plates ------------------------------------------------------------------------------------------------
 
+std::string SvgOf(const Plate& plate) {
+  Observer silent;
+  return PlateSvg(silent, plate);
+}
+
 /// A placed plate; it never changes.
 struct PlacedPlateObject {
   std::shared_ptr<const Plate> plate;
@@ -474,8 +479,8 @@ in `units`. Also threads, wall_limit (seconds) and follow_links.)")
                              "Job: with the steps that the search took.")
       .def("to_dict", [](const PlacedPlateObject& p) { return FromJson(DescribePlate(*p.plate)); },
            "dict: as `trqprep place --json` has it.")
-      .def("svg", [](const PlacedPlateObject& p) { return TextOf(PlateSvg(*p.plate)); }, "str: the view from above.")
-      .def("_repr_html_", [](const PlacedPlateObject& p) { return TextOf(PlateSvg(*p.plate)); })
+      .def("svg", [](const PlacedPlateObject& p) { return TextOf(SvgOf(*p.plate)); }, "str: the view from above.")
+      .def("_repr_html_", [](const PlacedPlateObject& p) { return TextOf(SvgOf(*p.plate)); })
       .def("__len__", [](const PlacedPlateObject& p) { return p.plate->pieces.size(); })
       .def("__repr__", [](const PlacedPlateObject& p) {
         return TextOf("<Plate: " + Counted(std::int64_t(p.plate->pieces.size()), "piece") + " of " +
@@ -494,7 +499,7 @@ in `units`. Also threads, wall_limit (seconds) and follow_links.)")
       }, "Plate, or None of several plates.")
       .def_property_readonly("forced", [](const BuiltFolder& b) { return b.forced; },
                              "bool: written although the checks found errors, as the job asked.")
-      .def("_repr_html_", [](const BuiltFolder& b) { return TextOf(b.plate ? PlateSvg(*b.plate) : ""); })
+      .def("_repr_html_", [](const BuiltFolder& b) { return TextOf(b.plate ? SvgOf(*b.plate) : ""); })
       .def("__repr__", [](const BuiltFolder& b) { return TextOf("<Build in '" + b.folder + "'>"); });
 
   module.def("place", &Place, arg("job"), py::kw_only(), arg("progress") = py::none(),
