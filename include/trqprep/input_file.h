@@ -38,15 +38,17 @@ class InputFile : public trq::core::ByteSource {
   /// Opens it, checks that it is a regular file and reads its head. Exit 3 otherwise, INPUT-LINK for a link
   /// that is refused.
   explicit InputFile(const std::string& path, Links links = Links::kFollow);
+  /// Bytes that are a file's, which stay the caller's and in place; `path` stands in messages.
+  InputFile(const std::string& path, trq::Bytes bytes);
   /// A file of a folder, which holds it itself and not through links.
   InputFile(const HeldFolder& folder, const std::string& name);
 
   const FileHead& head() const { return head_; }
   std::size_t Read(void* to, std::size_t size) override;
-  std::optional<std::uint64_t> Remaining() override { return source_.Remaining(); }
-  std::optional<std::uint64_t> Position() override { return source_.Position(); }
-  bool Seek(std::uint64_t position) override { return source_.Seek(position); }
-  bool failed() const override { return source_.failed(); }
+  std::optional<std::uint64_t> Remaining() override { return source_->Remaining(); }
+  std::optional<std::uint64_t> Position() override { return source_->Position(); }
+  bool Seek(std::uint64_t position) override { return source_->Seek(position); }
+  bool failed() const override { return source_->failed(); }
   /// The bytes from the position to the end. Exit 3 when they cannot be read.
   std::string ReadRest();
   /// From now on bytes are hashed as they are read, each once. To be called at the start of the file.
@@ -57,7 +59,7 @@ class InputFile : public trq::core::ByteSource {
  private:
   FileHead head_;
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
-  trq::core::FileSource source_;
+  std::unique_ptr<trq::core::ByteSource> source_;
   std::optional<Sha256Digest> hash_;
   std::uint64_t hashed_ = 0;  // bytes from the start
 };

@@ -52,6 +52,9 @@ struct MeshReading {
 /// and of bytes that belong to no facet, and tells what the application itself would not read.
 InputMesh ReadMesh(Observer& observer, const ReadOptions& options, const std::string& path,
                    const MeshReading& how = {});
+/// The same of a file that is open already, at its start; `how.folder` is not asked.
+InputMesh ReadMesh(Observer& observer, const ReadOptions& options, const std::shared_ptr<InputFile>& opened,
+                   const MeshReading& how = {});
 
 /// Fails with exit 3 when a coordinate is infinite or not a number: nothing can be computed from such a mesh.
 void RequireFinite(const InputMesh& input);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "trqprep/mesh_input.h"
@@ -70,5 +71,16 @@ struct MeshRepair {
 /// new normals and extents. Ends the command with exit 3 when a coordinate is not finite. Time grows as the
 /// facets times their logarithm and the cube of `hole_edges`.
 MeshRepair RepairMesh(InputMesh& input, const RepairLimits& limits);
+
+/// Corners may be moved so far where nobody says otherwise.
+constexpr Length kRepairTolerance{0.05, Units::kMillimetre};
+
+/// Repairs what a file of that format would hold, until the file reads back as it was repaired.
+MeshRepair RepairForFile(InputMesh& input, const RepairLimits& limits, MeshFormat format);
+
+/// "open_edges" and "steps" of `repair --json`.
+void DescribeRepair(Json& data, const MeshRepair& done);
+/// REPAIR-LEFT: where edges of the repaired mesh are still open.
+Message RepairLeft(const std::string& file, const MeshRepair& done);
 
 }  // namespace trqprep

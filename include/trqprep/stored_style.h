@@ -98,4 +98,12 @@ struct RewriteChanges {
 Message ChangeMessage(Code code, const std::string& path, const RewriteChanges::Entry& entry);
 RewriteChanges ChangesByRewriting(const StyleFile& file);
 
+/// What is wrong with a file, as errors: STYLE-SHORT, STYLE-LENGTH, STYLE-CRC, and STYLE-LOST of each of the
+/// changes; a note STYLE-SLACK of each other one.
+std::vector<Message> VerifyStyle(const StyleFile& file, const RewriteChanges& changes);
+
+/// All differences between two files of one kind. Where their layouts differ, which is noted (STYLE-LAYOUTS),
+/// they are compared as the application reads them, without the "Version" that follows the layout.
+std::vector<StyleDifference> CompareFiles(Observer& observer, const StyleFile& a, const StyleFile& b);
+
 }  // namespace trqprep

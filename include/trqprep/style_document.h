@@ -143,6 +143,9 @@ struct StyleDifference {
 /// All differences between two styles of one kind: parameters first, then words, texts and sweeps.
 std::vector<StyleDifference> Compare(const StyleDocument& before, const StyleDocument& after);
 
+/// A list of them, as `diff --json` says it.
+Json DifferencesToJson(const std::vector<StyleDifference>& differences);
+
 /// "length", "deg", "power", ... for the column "unit".
 const char* StyleQuantityName(trq::StyleQuantity quantity);
 /// "Small layer", "Support", ...

@@ -102,14 +102,23 @@ FileHead ReadFileHead(const std::string& path, bool folder_allowed) {
 }
 
 InputFile::InputFile(const std::string& path, Links links)
-    : file_(TakeHead(Open(path, links), path, false, links == Links::kFollow, head_)), source_(file_.get()) {}
+    : file_(TakeHead(Open(path, links), path, false, links == Links::kFollow, head_)),
+      source_(std::make_unique<trq::core::FileSource>(file_.get())) {}
+
+InputFile::InputFile(const std::string& path, trq::Bytes bytes)
+    : file_(nullptr, std::fclose), source_(std::make_unique<trq::core::MemorySource>(bytes)) {
+  head_.path = path;
+  head_.size = bytes.size();
+  head_.head.assign(reinterpret_cast<const char*>(bytes.data()), std::min<size_t>(bytes.size(), 4096));
+}
 
 InputFile::InputFile(const HeldFolder& folder, const std::string& name)
-    : file_(TakeHead(folder.Open(name), folder.PathOf(name), false, false, head_)), source_(file_.get()) {}
+    : file_(TakeHead(folder.Open(name), folder.PathOf(name), false, false, head_)),
+      source_(std::make_unique<trq::core::FileSource>(file_.get())) {}
 
 size_t InputFile::Read(void* to, size_t size) {
   const uint64_t position = hash_ ? Position().value_or(hashed_) : 0;
-  const size_t got = source_.Read(to, size);
+  const size_t got = source_->Read(to, size);
   if (hash_ && position <= hashed_ && position + got > hashed_) {
     const auto seen = size_t(hashed_ - position);
     hash_->Add({static_cast<const char*>(to) + seen, got - seen});

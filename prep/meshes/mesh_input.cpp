@@ -406,8 +406,13 @@ bool LooksLikeStl(const FileHead& file) { return LowerExtension(file.path) == "s
 
 InputMesh ReadMesh(Observer& observer, const ReadOptions& options, const std::string& name,
                    const MeshReading& how) {
-  const auto opened =
-      how.folder ? std::make_shared<InputFile>(*how.folder, name) : std::make_shared<InputFile>(name);
+  return ReadMesh(
+      observer, options,
+      how.folder ? std::make_shared<InputFile>(*how.folder, name) : std::make_shared<InputFile>(name), how);
+}
+
+InputMesh ReadMesh(Observer& observer, const ReadOptions& options, const std::shared_ptr<InputFile>& opened,
+                   const MeshReading& how) {
   InputFile& file = *opened;
   const std::string& path = file.head().path;
   if (how.hash) file.StartHash();

@@ -1,5 +1,7 @@
 #include "trqprep/mesh_repair.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <tuple>
@@ -7,9 +9,14 @@
 
 #include "prep/meshes/cavities.h"
 #include "prep/meshes/repair_steps.h"
+#include "trqprep/mesh_writer.h"
 
 namespace trqprep {
 namespace {
+
+constexpr size_t kPlacesInText = 3;
+// Repairs until the file reads back as it was repaired; nearly always the first one does.
+constexpr int kMostRepairs = 5;
 
 // Rounds of all steps. Two or three are enough; this ends what would go in circles.
 constexpr int kMostRounds = 20;
@@ -531,6 +538,56 @@ MeshRepair RepairMesh(InputMesh& input, const RepairLimits& limits) {
   target.recalculate_extents();
   target.extents_valid = 1;
   return done;
+}
+
+namespace {
+
+Json CornerToJson(const Point& point) {
+  Json corner = Json::array();
+  for (const double c : point) corner.push_back(NumberToJson(float(c)));
+  return corner;
+}
+
+}  // namespace
+
+MeshRepair RepairForFile(InputMesh& input, const RepairLimits& limits, MeshFormat format) {
+  CTL& mesh = *input.mesh;
+  ReadsBackSame(mesh, format);  // what is repaired are the coordinates that the file will hold
+  MeshRepair done = RepairMesh(input, limits);
+  for (int i = 1; i < kMostRepairs && !ReadsBackSame(mesh, format); ++i) done += RepairMesh(input, limits);
+  return done;
+}
+
+void DescribeRepair(Json& data, const MeshRepair& done) {
+  data.update({{"open_edges", done.open_after},
+               {"steps",
+                {{"given_twice", done.given_twice},
+                 {"equal_corners", done.equal_corners},
+                 {"kept_for_box", done.kept_for_box},
+                 {"turned_facets", done.turned_facets},
+                 {"turned_shells", done.turned_shells},
+                 {"undecided_shells", done.undecided_shells},
+                 {"stitched_edges", done.stitched_edges},
+                 {"moved_corners", done.moved_corners},
+                 {"largest_move", NumberToJson(done.largest_move)},
+                 {"filled_holes", done.filled_holes},
+                 {"added_facets", done.added_facets}}}});
+}
+
+Message RepairLeft(const std::string& output, const MeshRepair& done) {
+  Message message(Code::kRepairLeft, output,
+                  Counted(done.open_after, "edge is", "edges are") + " still open: at");
+  Json places = Json::array();
+  for (const OpenEdge& edge : done.left) {
+    if (places.size() < kPlacesInText) {
+      message.text += fmt::format("{} X {} Y {} Z {}", places.empty() ? "" : ",", Plain(edge.from[0], 4),
+                                  Plain(edge.from[1], 4), Plain(edge.from[2], 4));
+    }
+    places.push_back({{"facet", edge.facet}, {"ends", {CornerToJson(edge.from), CornerToJson(edge.to)}}});
+  }
+  if (done.left.size() > kPlacesInText) message.text += " and elsewhere";
+  message.At({{"edges", done.open_after}, {"places", places}});
+  return message.Hint("a larger --tolerance or --holes may close them; the rim of a sheet stays open");
 }
 
 }  // namespace trqprep

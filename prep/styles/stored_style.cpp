@@ -533,4 +533,49 @@ RewriteChanges ChangesByRewriting(const StyleFile& file) {
   return changes;
 }
 
+std::vector<StyleDifference> CompareFiles(Observer& observer, const StyleFile& a, const StyleFile& b) {
+  const bool same_layout = a.layout == b.layout;
+  if (!same_layout) {
+    observer.Note(Message(Code::kStyleLayouts, b.path,
+                          fmt::format("has the {} layout, the first the {}; both are compared as read",
+                                      StyleLayoutName(b.layout), StyleLayoutName(a.layout))));
+  }
+  std::vector<StyleDifference> differences =
+      same_layout ? Compare(a.style, b.style) : Compare(AsRead(a), AsRead(b));
+  if (!same_layout) {
+    // "Version" follows the layout.
+    differences.erase(std::remove_if(differences.begin(), differences.end(),
+                                     [](const StyleDifference& d) { return d.name == "Version"; }),
+                      differences.end());
+  }
+  return differences;
+}
+
+std::vector<Message> VerifyStyle(const StyleFile& file, const RewriteChanges& changes) {
+  std::vector<Message> found;
+  const std::string& path = file.path;
+  if (!file.complete) {
+    found.push_back(StyleIsShort(file).At({{"byte", file.bytes.size()}}));
+  } else if (!file.ends_right) {
+    const size_t expected = file.end + 4;
+    found.push_back(Message(Code::kStyleLength, path,
+                            fmt::format("has {} bytes; its {} layout with checksum takes {}",
+                                        file.bytes.size(), StyleLayoutName(file.layout), expected))
+                        .At({{"byte", file.end}}));
+  }
+  if (!file.crc_valid()) found.push_back(StyleIsDamaged(file));
+  for (const RewriteChanges::Entry& entry : changes.lost) {
+    found.push_back(ChangeMessage(Code::kStyleLost, path, entry)
+                        .Hint("written again, the file would hold something else here")
+                        .At({{"byte", entry.offset}, {"parameter", entry.name}}));
+  }
+  for (Message& message : found) message.As(Severity::kError);
+  for (const RewriteChanges::Entry& entry : changes.notes) {
+    found.push_back(ChangeMessage(Code::kStyleSlack, path, entry)
+                        .At({{"byte", entry.offset}, {"parameter", entry.name}})
+                        .As(Severity::kNote));
+  }
+  return found;
+}
+
 }  // namespace trqprep

@@ -518,4 +518,16 @@ std::string StyleToTidyCsv(const StyleDocument& style) {
   return out;
 }
 
+Json DifferencesToJson(const std::vector<StyleDifference>& differences) {
+  Json list = Json::array();
+  for (const StyleDifference& difference : differences) {
+    Json entry{{"name", difference.name}};
+    for (const FieldDifference& field : difference.fields) {
+      entry["fields"][field.field] = {{"before", field.before_json}, {"after", field.after_json}};
+    }
+    list.push_back(entry);
+  }
+  return list;
+}
+
 }  // namespace trqprep

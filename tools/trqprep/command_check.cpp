@@ -11,20 +11,16 @@
 #include "job_options.h"
 #include "trqprep/build.h"
 #include "trqprep/check_layers.h"
-#include "trqprep/check_mesh.h"
+#include "trqprep/check_part.h"
 #include "trqprep/check_styles.h"
 #include "trqprep/contour_file.h"
 #include "trqprep/folder_list.h"
 #include "trqprep/job_file.h"
-#include "trqprep/mesh_slices.h"
 #include "trqprep/plates.h"
-#include "trqprep/vat_fit.h"
 #include "trqprep/verify_folder.h"
 
 namespace trqprep {
 namespace {
-
-constexpr int64_t kTurns = 24;
 
 struct Options {
   std::vector<std::string> paths;
@@ -39,8 +35,6 @@ struct Options {
   std::optional<Length> thickness;
   LayerCheck layers;
 };
-
-constexpr Length kLayerThickness{0.1, Units::kMillimetre};
 
 bool IsFolder(const std::string& path) {
   std::error_code error;
@@ -303,42 +297,16 @@ class Checker {
     MeshReading how;
     how.folder = folder;
     const InputMesh input = ReadPart(context_, job_, part, how);
-    WarnOfUnits(context_, input, &vat_mm_);
-    const double lowest = input.box().min[2] * UnitsFactor(input.units, job_.units);
-    if (const auto finding = FloorFinding(path, lowest, job_)) context_.Say(*finding);
-    if (!surroundings_.of_build && job_.floor == Floor::kKeep && lowest < -ContactIn(job_.units)) {
-      context_.Error(
-          Message(Code::kOutsideVat, path,
-                  fmt::format("reaches {} {} below Z = 0", Plain(-lowest, 4), UnitsName(job_.units)))
-              .Hint("without --floor keep parts are moved up to Z = 0"));
-    }
-    // Where the build would put it: what stands too high is too large as well.
-    const double factor = UnitsFactor(input.units, Units::kMillimetre);
-    const bool put_down = job_.drop || IsLifted(lowest, job_.units, job_.floor);
-    const Matrix4 prepare = Compose(Matrix4::Translation(0, 0, put_down ? -input.box().min[2] * factor : 0),
-                                    Matrix4::Scaling(factor, factor, factor));
-    const Point excess = VatExcess(*input.mesh, prepare, vat_mm_, Turns().All(kTurns), true);
-    if (const auto message = TooBigForVat(path, path, excess, vat_mm_, Units::kMillimetre, kTurns)) {
-      context_.Say(*message);
-    }
-    const VentsFile vents =
-        ReadVentsIfThere(context_, name, context_.options.follow_links, folder).value_or(VentsFile());
-    for (const Message& finding : CheckMesh(input, vents)) {
-      // TRAPPED tells of it.
-      if (!options_.slices || finding.code != Code::kSealedVoid) context_.Say(finding);
-    }
-    if (options_.slices && !surroundings_.of_build) CheckSlices(input, vents, path);
-  }
-
-  // Layers of a mesh as it lies in its file.
-  void CheckSlices(const InputMesh& input, const VentsFile& vents, const std::string& path) {
-    const Box box = input.box();
-    const double thickness = options_.thickness.value_or(kLayerThickness).In(input.units, context_.units());
-    SlicingRequest request;
-    request.bands = {{box.min[2], box.max[2], float(thickness)}};
-    request.how = UsualSliceOptions(input.units);
-    const MeshSlices slices = SliceWhole(context_, input.mesh->view(), box, input.units, request, path);
-    SayLayers(StackOf(slices.contours), input.units, vents, path);
+    PartCheck check;
+    check.job = job_;
+    check.vat_mm = vat_mm_;
+    check.of_build = surroundings_.of_build;
+    if (options_.slices) check.layers = options_.layers;
+    check.thickness = options_.thickness;
+    check.bare = context_.units();
+    trqprep::CheckPart(context_, input, check, [&] {
+      return ReadVentsIfThere(context_, name, context_.options.follow_links, folder).value_or(VentsFile());
+    });
   }
 
   void CheckContours(InputFile& opened, const std::string& path, const VentsFile& vents) {

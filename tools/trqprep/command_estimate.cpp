@@ -9,6 +9,7 @@
 #include "trqprep/build.h"
 #include "trqprep/build_estimate.h"
 #include "trqprep/build_folder.h"
+#include "trqprep/job_defaults.h"
 #include "trqprep/job_file.h"
 #include "trqprep/plates.h"
 

@@ -7,53 +7,23 @@
 namespace trqprep {
 namespace {
 
-constexpr Length kTolerance{0.05, Units::kMillimetre};
-constexpr size_t kPlacesInText = 3;
-// Repairs until the file reads back as it was repaired; nearly always the first one does.
-constexpr int kMostRepairs = 5;
-
 struct Options : MeshOptions {
   std::optional<Length> tolerance;
   int64_t holes = RepairLimits().hole_edges;
 };
-
-Json CornerToJson(const Point& point) {
-  Json corner = Json::array();
-  for (const double c : point) corner.push_back(NumberToJson(float(c)));
-  return corner;
-}
-
-Message RepairLeft(const std::string& output, const MeshRepair& done) {
-  Message message(Code::kRepairLeft, output,
-                  Counted(done.open_after, "edge is", "edges are") + " still open: at");
-  Json places = Json::array();
-  for (const OpenEdge& edge : done.left) {
-    if (places.size() < kPlacesInText) {
-      message.text += fmt::format("{} X {} Y {} Z {}", places.empty() ? "" : ",", Plain(edge.from[0], 4),
-                                  Plain(edge.from[1], 4), Plain(edge.from[2], 4));
-    }
-    places.push_back({{"facet", edge.facet}, {"ends", {CornerToJson(edge.from), CornerToJson(edge.to)}}});
-  }
-  if (done.left.size() > kPlacesInText) message.text += " and elsewhere";
-  message.At({{"edges", done.open_after}, {"places", places}});
-  return message.Hint("a larger --tolerance or --holes may close them; the rim of a sheet stays open");
-}
 
 ExitCode Run(Context& context, const Options& options) {
   MeshWork work = ReadForWork(context, options);
   InputMesh& input = work.input;
   ConvertUnits(input, work.units);
   RepairLimits limits;
-  limits.tolerance = options.tolerance.value_or(kTolerance).In(input.units, context.units());
+  limits.tolerance = options.tolerance.value_or(kRepairTolerance).In(input.units, context.units());
   limits.hole_edges = int(options.holes);
   if (!(limits.tolerance >= 0)) FailUsage("", "--tolerance must not be below 0");
   Json before;
   DescribeMesh(before, input);
-  CTL& mesh = *input.mesh;
-  ReadsBackSame(mesh, work.format);  // what is repaired are the coordinates that the file will hold
-  MeshRepair done = RepairMesh(input, limits);
-  for (int i = 1; i < kMostRepairs && !ReadsBackSame(mesh, work.format); ++i)
-    done += RepairMesh(input, limits);
+  const CTL& mesh = *input.mesh;
+  const MeshRepair done = RepairForFile(input, limits, work.format);
   WriteWork(context, options, work);
 
   before["open_edges"] = done.open_before;
@@ -64,20 +34,9 @@ ExitCode Run(Context& context, const Options& options) {
   if (done.kept_for_box > 0) kept = fmt::format(", {} kept: the box ends there", done.kept_for_box);
   if (done.undecided_shells > 0)
     undecided = fmt::format(", {} left: they cross or lie in what is open", done.undecided_shells);
-  context.Report({{"open_edges", done.open_after},
-                  {"steps",
-                   {{"given_twice", done.given_twice},
-                    {"equal_corners", done.equal_corners},
-                    {"kept_for_box", done.kept_for_box},
-                    {"turned_facets", done.turned_facets},
-                    {"turned_shells", done.turned_shells},
-                    {"undecided_shells", done.undecided_shells},
-                    {"stitched_edges", done.stitched_edges},
-                    {"moved_corners", done.moved_corners},
-                    {"largest_move", NumberToJson(done.largest_move)},
-                    {"filled_holes", done.filled_holes},
-                    {"added_facets", done.added_facets}}}},
-                 R"({output}: {count}, were {mesh_before.facets}; {state}
+  DescribeRepair(context.data, done);
+  context.Tell(
+      R"({output}: {count}, were {mesh_before.facets}; {state}
   given twice    {twice} removed
   equal corners  {equal} removed{kept}
   stitched       {stitched}, {moved} moved by at most {steps.largest_move:4} {unit}
@@ -86,17 +45,17 @@ ExitCode Run(Context& context, const Options& options) {
   open edges     {open_edges}, were {mesh_before.open_edges}
   volume         {volume:3} {unit}3, was {mesh_before.volume:3} {unit}3
 )",
-                 {{"count", facets(mesh.num_triangles())},
-                  {"state", done.open_after == 0 ? "closed" : "still open"},
-                  {"twice", facets(done.given_twice)},
-                  {"equal", facets(done.equal_corners)},
-                  {"kept", kept},
-                  {"stitched", Counted(done.stitched_edges, "pair of edges", "pairs of edges")},
-                  {"moved", Counted(done.moved_corners, "corner", "corners")},
-                  {"turned", facets(done.turned_facets)},
-                  {"shells", Counted(done.turned_shells, "shell", "shells")},
-                  {"undecided", undecided},
-                  {"added", facets(done.added_facets)}});
+      {{"count", facets(mesh.num_triangles())},
+       {"state", done.open_after == 0 ? "closed" : "still open"},
+       {"twice", facets(done.given_twice)},
+       {"equal", facets(done.equal_corners)},
+       {"kept", kept},
+       {"stitched", Counted(done.stitched_edges, "pair of edges", "pairs of edges")},
+       {"moved", Counted(done.moved_corners, "corner", "corners")},
+       {"turned", facets(done.turned_facets)},
+       {"shells", Counted(done.turned_shells, "shell", "shells")},
+       {"undecided", undecided},
+       {"added", facets(done.added_facets)}});
   if (done.open_after == 0) return ExitCode::kDone;
   context.Error(RepairLeft(options.output, done));
   return ExitCode::kNo;

@@ -4,12 +4,11 @@
 #include "file_kinds.h"
 #include "trqprep/atomic_output.h"
 #include "trqprep/build_report.h"
-#include "trqprep/check_mesh.h"
-#include "trqprep/check_styles.h"
 #include "trqprep/contour_file.h"
 #include "trqprep/input_file.h"
 #include "trqprep/plates.h"
 #include "trqprep/report.h"
+#include "trqprep/report_subjects.h"
 
 namespace trqprep {
 namespace {
@@ -20,98 +19,37 @@ struct Options {
   std::string facets;
 };
 
-std::string LastName(const std::string& path) { return path.substr(path.rfind('/') + 1); }
-
-// What was said and found since, with the file's name as the page has it.
-std::vector<ReportFinding> FindingsOf(const std::vector<Message>& messages, size_t from,
-                                      const std::string& name) {
-  std::vector<ReportFinding> findings;
-  for (size_t i = from; i < messages.size(); ++i) {
-    const Message message = WithHint(messages[i]);
-    findings.push_back({RowOf(message.code).text, SeverityName(message.severity), name, message.text,
-                        message.hint, message.where});
-  }
-  return findings;
-}
-
-ReportFile FileOf(const std::string& path) {
+ReportFile FileOf(const std::string& path, const std::string& title) {
   InputFile file(path);
   file.StartHash();
   const uint64_t size = file.head().size;
-  return {LastName(path), size, file.HashOfAll()};
+  return {title, size, file.HashOfAll()};
 }
 
-ReportSubject SubjectOfMesh(Context& context, const std::string& path) {
+ReportSubject ReadMeshSubject(Context& context, const std::string& path) {
   const size_t said = context.messages().size();
   MeshReading how;
   how.hash = true;
   const InputMesh input = ReadMesh(context, context.reading(), path, how);
   RequireFinite(input);
-  ReportSubject subject;
-  subject.kind = ReportSubject::Kind::kMesh;
-  subject.title = LastName(path);
-  // The page measures in millimetres or inches.
-  subject.units = input.units == Units::kInch ? Units::kInch : Units::kMillimetre;
-  const double factor = UnitsFactor(input.units, subject.units);
-  ReportPart part;
-  part.name = Stem(path);
-  part.file = subject.title;
-  part.facets = input.mesh->num_triangles();
-  part.mesh = input.mesh;
-  ReportPiece piece;
-  piece.name = part.name;
-  piece.matrix = Matrix4::Scaling(factor, factor, factor);
-  piece.box = BoxAfter(*input.mesh, piece.matrix);
-  piece.area = input.area() * factor * factor;
-  piece.volume = input.volume() * factor * factor * factor;
-  subject.facts = {{"Format", MeshFormatName(input.format)},
-                   {"Unit of the file", UnitsName(input.units)},
-                   {"Vertices", fmt::format("{}", input.mesh->num_vertices())}};
-  subject.parts.push_back(std::move(part));
-  subject.pieces.push_back(std::move(piece));
-  for (const Message& finding : CheckMesh(input, VentsFile())) context.Say(finding);
-  subject.findings = FindingsOf(context.messages(), said, subject.title);
+  ReportSubject subject = SubjectOfMesh(context, input, said);
   subject.files = {{subject.title, input.file_size, input.sha256}};
   return subject;
 }
 
-ReportSubject SubjectOfContours(Context& context, const std::string& path) {
+ReportSubject ReadContourSubject(Context& context, const std::string& path) {
   const size_t said = context.messages().size();
-  ContourFile file = ReadContours(context, context.units(), path);
-  const ContourSummary summary = Summarize(context, file);
-  ReportSubject subject;
-  subject.kind = ReportSubject::Kind::kContours;
-  subject.title = LastName(path);
-  subject.units = file.units;
-  ReportPart part;
-  part.name = Stem(path);
-  part.file = subject.title;
-  ReportPiece piece;
-  piece.name = part.name;
-  piece.box = summary.box;
-  piece.layers = std::make_shared<trq::core::Contours>(std::move(file.contours));
-  subject.facts = {{"Layers", fmt::format("{}", summary.layers.size())},
-                   {"Size", summary.box.Empty() ? "nothing" : SizeInBoth(summary.box.Size(), file.units)},
-                   {"Boundaries", fmt::format("{}", summary.total.boundaries)},
-                   {"Open boundaries", fmt::format("{}", summary.total.open)}};
-  subject.parts.push_back(std::move(part));
-  subject.pieces.push_back(std::move(piece));
-  subject.findings = FindingsOf(context.messages(), said, subject.title);
-  subject.files = {FileOf(path)};
+  ReportSubject subject = SubjectOfContours(context, ReadContours(context, context.units(), path), said);
+  subject.files = {FileOf(path, subject.title)};
   return subject;
 }
 
-ReportSubject SubjectOfStyle(Context& context, const std::string& path) {
+ReportSubject ReadStyleSubject(Context& context, const std::string& path) {
   const size_t said = context.messages().size();
   std::optional<StyleFile> file = ExamineStyle(path, ReadWholeFile(path), std::nullopt);
   if (!file) FailInput(Code::kStyleUnknown, path, "holds no style");
-  ReportSubject subject;
-  subject.kind = ReportSubject::Kind::kStyle;
-  subject.title = LastName(path);
-  for (const Message& finding : CheckStyle(*file, {})) context.Say(finding);
-  subject.findings = FindingsOf(context.messages(), said, subject.title);
-  if (file->complete) subject.styles.push_back(std::move(*file));
-  subject.files = {FileOf(path)};
+  ReportSubject subject = SubjectOfStyle(context, std::move(*file), said);
+  subject.files = {FileOf(path, subject.title)};
   return subject;
 }
 
@@ -120,9 +58,9 @@ std::vector<ReportSubject> SubjectsOf(Context& context, const std::string& path)
   const FileKind* kind = KindOf(head);
   const std::string name = kind ? kind->name : "";
   if (name == "build" || head.is_folder) return SubjectsOfFolder(context, HeldFolder(path));
-  if (name == "stl" || name == "ctl") return {SubjectOfMesh(context, path)};
-  if (name == "slc") return {SubjectOfContours(context, path)};
-  if (name == "build style" || name == "recoat style") return {SubjectOfStyle(context, path)};
+  if (name == "stl" || name == "ctl") return {ReadMeshSubject(context, path)};
+  if (name == "slc") return {ReadContourSubject(context, path)};
+  if (name == "build style" || name == "recoat style") return {ReadStyleSubject(context, path)};
   FailInput(Code::kInputUnknown, path, "is neither a mesh, slice contours, a style nor a build folder");
 }
 

@@ -5,6 +5,7 @@
 #include "style_verbs.h"
 #include "trqprep/atomic_output.h"
 #include "trqprep/glob.h"
+#include "trqprep/style_edits.h"
 #include "trqprep/suggestions.h"
 
 namespace trqprep {
@@ -58,18 +59,6 @@ Command& AddStyleGroup(CommandTree& tree, StyleKind kind, const std::string& det
   return group;
 }
 
-Json DifferencesToJson(const std::vector<StyleDifference>& differences) {
-  Json list = Json::array();
-  for (const StyleDifference& difference : differences) {
-    Json entry{{"name", difference.name}};
-    for (const FieldDifference& field : difference.fields) {
-      entry["fields"][field.field] = {{"before", field.before_json}, {"after", field.after_json}};
-    }
-    list.push_back(entry);
-  }
-  return list;
-}
-
 void TellDifferences(Context& context, const std::vector<StyleDifference>& differences) {
   for (const StyleDifference& difference : differences) {
     for (const FieldDifference& field : difference.fields) {
@@ -120,21 +109,9 @@ ExitCode FinishEdit(Context& context, const StyleFile& file, const StyleDocument
                  {"dry_run", options.dry_run},
                  {"differences", DifferencesToJson(differences)},
                  {"output", nullptr}});
-  bool held = true;
-  for (const StyleDifference& lost : LostInFile(edited)) {
-    const FieldDifference& field = lost.fields.front();
-    const bool old = edited.layout == StyleLayout::k206;
-    context.Error(
-        Message(Code::kStyleRefused, file.path,
-                fmt::format("{}: the {} layout cannot hold {} {}; it would be read as {}", lost.name,
-                            StyleLayoutName(edited.layout), field.field, field.before, field.after))
-            .At({{"parameter", lost.name}})
-            .Hint(old ? fmt::format("'trqprep {} upgrade' first: the 301 layout holds it",
-                                    StyleCommand(file.kind))
-                      : "choose a value that its field can hold"));
-    held = false;
-  }
-  if (!held) return ExitCode::kNo;
+  const std::vector<Message> lost = FindLost(file.path, edited);
+  for (const Message& message : lost) context.Error(message);
+  if (!lost.empty()) return ExitCode::kNo;
   TellDifferences(context, differences);
   const bool same = differences.empty() && edited.layout == file.layout;
   if (same) context.Tell("nothing to change\n");

@@ -10,6 +10,7 @@
 #include "trqprep/check_styles.h"
 #include "trqprep/glob.h"
 #include "trqprep/mesh_input.h"
+#include "trqprep/style_edits.h"
 
 namespace trqprep {
 namespace {
@@ -64,117 +65,6 @@ ExitCode New(Context& context, const NewOptions& options, StyleKind kind) {
 
 // --- set ---------------------------------------------------------------------------------------------------
 
-[[noreturn]] void FailValue(const std::string& name, const std::string& text, const std::string& why) {
-  Fail(ExitCode::kUsage, Message(Code::kStyleValue, "", fmt::format("{}={}: {}", name, text, why))
-                             .Hint("values are stored as typed, in the file's own units: the number alone"));
-}
-
-// Reads a typed value; exit 2 for what is no number. A number that the record's type cannot hold (a fraction
-// for whole numbers, what is not finite) sets `refusal`.
-Number ParseValue(const std::string& name, const std::string& text, bool is_float, std::string& refusal) {
-  const char* begin = text.data();
-  const char* end = begin + text.size();
-  if (text.size() > 1 && text[0] == '+' && text[1] != '-') ++begin;
-  double wide = 0;
-  const auto [stop, error] = std::from_chars(begin, end, wide);
-  if (error == std::errc::invalid_argument) FailValue(name, text, "that is not a number");
-  if (stop != end) {
-    const bool unit = std::all_of(stop, end, [](char c) {
-      return std::isalpha(static_cast<unsigned char>(c)) || c == ' ' || c == '"' || c == '\'' || c == '%';
-    });
-    FailValue(name, text, unit ? "a value takes no unit" : "that is not a number");
-  }
-  if (!std::isfinite(wide)) {
-    refusal = "values are finite numbers";
-    return Number(0);
-  }
-  if (!is_float) {
-    if (error == std::errc() && std::trunc(wide) == wide && wide >= std::numeric_limits<int32_t>::min() &&
-        wide <= std::numeric_limits<int32_t>::max()) {
-      return Number(int32_t(wide));
-    }
-    refusal = "values are whole numbers from -2147483648 to 2147483647";
-    return Number(0);
-  }
-  float value = 0;
-  const auto [float_stop, float_error] = std::from_chars(begin, end, value);
-  if (float_error == std::errc::result_out_of_range) {
-    // Too small is as good as the nearest number; too large is none.
-    if (error == std::errc() && std::fabs(wide) < 1) return Number(float(wide));
-    refusal = "values are 32-bit floating-point numbers, up to 3.4e38";
-  }
-  return Number(value);
-}
-
-/// Why a parameter cannot be set at all, with the next step; an empty text: it can.
-struct Refusal {
-  std::string text;
-  std::string hint;
-
-  Message Of(Code code, const std::string& file, const std::string& parameter) const {
-    return Message(code, file, parameter + ": " + text).Hint(hint).At({{"parameter", parameter}});
-  }
-};
-
-Refusal WhyFixed(const StyleDocument& style, size_t index) {
-  const StyleParameter& parameter = style.parameters[index];
-  if (parameter.name == "Version") return {"the version follows the file's layout", ""};
-  if (style.kind == StyleKind::kBuild && parameter.name == "QC Min Large Thick Skin Width") {
-    return {"the file stores \"Shelling Thickness\" in this parameter's place",
-            "set \"Shelling Thickness\": both then have its value"};
-  }
-  for (size_t list = 0; list < kSweepLists && style.kind == StyleKind::kRecoat; ++list) {
-    if (parameter.name == SweepCountName(list)) {
-      return {
-          "this parameter counts the sweeps",
-          fmt::format("'trqprep recoat sweeps FILE --list {}' adds and removes them", SweepListName(list))};
-    }
-  }
-  if (!IsStored(style, index)) {
-    const std::string layout = StyleLayoutName(style.layout);
-    return {fmt::format("the file's {} layout does not store it", layout),
-            style.layout == StyleLayout::k206
-                ? fmt::format("'trqprep {} upgrade' makes a 301 file of it", StyleCommand(style.kind))
-                : ""};
-  }
-  return {};
-}
-
-constexpr const char* kForceValue = "--force-value writes it all the same";
-
-Refusal WhyRefused(const RecordValues& record, const Number& value) {
-  // With a single allowed value the library lets the value change within the range, and the list follows.
-  if (record.allowed.size() >= 2) {
-    const bool listed = std::any_of(record.allowed.begin(), record.allowed.end(),
-                                    [&](const Number& allowed) { return allowed.Value() == value.Value(); });
-    if (!listed)
-      return {fmt::format("{} is none of the allowed values {}", value.Text(), AllowedText(record)),
-              kForceValue};
-    return {};
-  }
-  if (record.HasRange() && record.range != 0 &&
-      (value.Value() < record.minimum.Value() || value.Value() > record.maximum.Value())) {
-    return {fmt::format("{} is outside the range {}", value.Text(), RangeText(record)), kForceValue};
-  }
-  return {};
-}
-
-// What is wrong with the values of a style: a text for each parameter and rule, without file and value.
-std::map<std::pair<Code, std::string>, std::string> ValueFindings(const StyleFile& file,
-                                                                  const StyleDocument& edited) {
-  std::map<std::pair<Code, std::string>, std::string> findings;
-  for (const Message& finding : CheckStyleValues(file, edited)) {
-    findings.emplace(std::pair{finding.code, finding.where.value("parameter", std::string())}, finding.text);
-  }
-  return findings;
-}
-
-/// The two parameters that share a place in build style files stay equal.
-void FollowSharedPlace(StyleDocument& style) {
-  if (style.kind != StyleKind::kBuild) return;
-  style.Find("QC Min Large Thick Skin Width")->record = style.Find("Shelling Thickness")->record;
-}
-
 struct SetOptions : EditOptions {
   std::string file;
   std::vector<std::string> assignments;
@@ -186,7 +76,7 @@ ExitCode Set(Context& context, const SetOptions& options, StyleKind kind) {
   const StyleFile file = LoadStyleToEdit(context, options.file, kind);
   StyleDocument edited = file.style;
   bool refused = false;
-  const auto before = ValueFindings(file, edited);
+  const StyleValueFindings before = FindInValues(file, edited);
   for (const std::string& assignment : options.assignments) {
     const size_t equals = assignment.find('=');
     if (equals == std::string::npos || equals == 0) {
@@ -196,35 +86,15 @@ ExitCode Set(Context& context, const SetOptions& options, StyleKind kind) {
     const std::string pattern = assignment.substr(0, equals);
     const std::string text = assignment.substr(equals + 1);
     for (const size_t i : SelectParameters(file.style, pattern)) {
-      StyleParameter& parameter = edited.parameters[i];
-      RecordValues& record = parameter.record;
-      Refusal refusal;
-      const Number value = ParseValue(parameter.name, text, record.value.is_float(), refusal.text);
-      if (refusal.text.empty()) refusal = WhyFixed(edited, i);
-      if (refusal.text.empty() && !options.force_value) refusal = WhyRefused(record, value);
-      const RecordValues kept = record;
-      if (refusal.text.empty()) {
-        record.value = value;
-        if (record.allowed.size() == 1) record.allowed[0] = value;
-        FollowSharedPlace(edited);
-        for (const auto& [finding, what] : ValueFindings(file, edited)) {
-          const bool adds = before.count(finding) == 0 ||
-                            (finding.first == Code::kStyleThickness && parameter.name == finding.second);
-          if (adds && !options.force_value && refusal.text.empty()) {
-            refusal = {fmt::format("{} would be found wrong: {} [{}]", value.Text(), what,
-                                   RowOf(finding.first).text),
-                       kForceValue};
-          }
-        }
-      }
+      const StyleParameter& parameter = edited.parameters[i];
+      const Refusal refusal = SetParameter(file, edited, i, text, options.force_value, before);
       if (!refusal.text.empty()) {
         // All that is wrong is said, and only then is nothing written.
-        record = kept;
         context.Error(refusal.Of(Code::kStyleRefused, options.file, parameter.name));
         refused = true;
         continue;
       }
-      if (record.edit != 1) {
+      if (parameter.record.edit != 1) {
         const Refusal warning{"the user interface does not let this one be edited", ""};
         context.Warn(warning.Of(Code::kStyleNotEditable, options.file, parameter.name));
       }
@@ -334,24 +204,7 @@ struct UpgradeOptions : EditOptions {
 ExitCode Upgrade(Context& context, const UpgradeOptions& options, StyleKind kind) {
   const auto lock = LockForEdit(context, options.file, options);
   const StyleFile file = LoadStyle(context, options.file, kind);
-  if (file.layout != StyleLayout::kLegacy && !options.units.empty()) {
-    FailUsage("", "--from is for legacy files; this one records its units", "leave --from away");
-  }
-  if (file.layout == StyleLayout::k301) {
-    context.Note(Message(Code::kStyleLayouts, options.file, "has the 301 layout already"));
-  }
-  StyleDocument upgraded = AsRead(file);
-  if (file.layout == StyleLayout::kLegacy) {
-    if (!options.units.empty()) {
-      upgraded.FindText("units")->text = options.units;
-    } else {
-      context.Warn(Message(Code::kStyleUnits, options.file, "does not record its units; taken as inches")
-                       .Hint("--from mm says otherwise"));
-    }
-  }
-  for (const RewriteChanges::Entry& entry : ChangesByRewriting(file).lost) {
-    context.Warn(ChangeMessage(Code::kStyleLost, options.file, entry).At({{"byte", entry.offset}}));
-  }
+  const StyleDocument upgraded = UpgradeStyle(context, file, options.units);
   const ExitCode exit = FinishEdit(context, file, upgraded, options);
   if (exit != ExitCode::kDone) return exit;
   context.State(
@@ -440,8 +293,8 @@ SweepValues ParseSweep(const std::string& text) {
     has = true;
     RecordValues& record = is_gap ? sweep.gap : sweep.velocity;
     std::string refusal;
-    record.value = ParseValue(key, piece.substr(equals + 1), true, refusal);
-    if (!refusal.empty()) FailValue(key, piece.substr(equals + 1), refusal);
+    record.value = ParseStyleValue(key, piece.substr(equals + 1), true, refusal);
+    if (!refusal.empty()) FailStyleValue(key, piece.substr(equals + 1), refusal);
     record.default_value = record.value;
   }
   if (!has_gap || !has_velocity) FailUsage("", "'" + text + "' lacks the gap or the velocity", kExample);

@@ -121,20 +121,7 @@ ExitCode Diff(Context& context, const TwoTexts& files, StyleKind kind) {
   const auto& [before, after] = files;
   const StyleFile a = LoadStyle(context, before, kind);
   const StyleFile b = LoadStyle(context, after, kind);
-  const bool same_layout = a.layout == b.layout;
-  if (!same_layout) {
-    context.Note(Message(Code::kStyleLayouts, after,
-                         fmt::format("has the {} layout, the first the {}; both are compared as read",
-                                     StyleLayoutName(b.layout), StyleLayoutName(a.layout))));
-  }
-  std::vector<StyleDifference> differences =
-      same_layout ? Compare(a.style, b.style) : Compare(AsRead(a), AsRead(b));
-  if (!same_layout) {
-    // "Version" follows the layout.
-    differences.erase(std::remove_if(differences.begin(), differences.end(),
-                                     [](const StyleDifference& d) { return d.name == "Version"; }),
-                      differences.end());
-  }
+  const std::vector<StyleDifference> differences = CompareFiles(context, a, b);
   context.State({{"file_before", TextToJson(before)},
                  {"file_after", TextToJson(after)},
                  {"different", !differences.empty()},
@@ -163,31 +150,11 @@ ExitCode Verify(Context& context, const std::string& path, StyleKind kind) {
   }
   context.State({{"file", TextToJson(path)}});
   DescribeStyle(*file, context.data);
+  const RewriteChanges changes = file->complete ? ChangesByRewriting(*file) : RewriteChanges();
   bool good = true;
-  const auto complain = [&](Message message) {
-    context.Error(std::move(message));
-    good = false;
-  };
-  if (!file->complete) {
-    complain(StyleIsShort(*file).At({{"byte", file->bytes.size()}}));
-  } else if (!file->ends_right) {
-    const size_t expected = file->end + 4;
-    complain(Message(Code::kStyleLength, path,
-                     fmt::format("has {} bytes; its {} layout with checksum takes {}", file->bytes.size(),
-                                 StyleLayoutName(file->layout), expected))
-                 .At({{"byte", file->end}}));
-  }
-  if (!file->crc_valid()) complain(StyleIsDamaged(*file));
-  RewriteChanges changes;
-  if (file->complete) changes = ChangesByRewriting(*file);
-  for (const RewriteChanges::Entry& entry : changes.lost) {
-    complain(ChangeMessage(Code::kStyleLost, path, entry)
-                 .Hint("written again, the file would hold something else here")
-                 .At({{"byte", entry.offset}, {"parameter", entry.name}}));
-  }
-  for (const RewriteChanges::Entry& entry : changes.notes) {
-    context.Note(ChangeMessage(Code::kStyleSlack, path, entry)
-                     .At({{"byte", entry.offset}, {"parameter", entry.name}}));
+  for (const Message& message : VerifyStyle(*file, changes)) {
+    good = good && message.severity != Severity::kError;
+    context.Say(message);
   }
   NoteNameDecides(context, *file);
   context.Report({{"lost", EntriesToJson(changes.lost)}, {"notes", EntriesToJson(changes.notes)}},

@@ -34,9 +34,6 @@ class JobOptions {
   Job job_;
 };
 
-/// Takes from what --machine names what a job has of it: a profile of --machines, or a machine type.
-void ChooseMachine(const std::string& name, const std::string& profiles_file, bool vat_given, Job& job);
-
 /// Takes from the job what the options of the line would say of units and reading: a job file says it itself.
 void ApplyJob(Context& context, const Job& job);
 

@@ -23,7 +23,6 @@ void AddSweepsVerb(Command& group);                  ///< sweeps, of recoat styl
 /// a pattern means named parameters only. None: exit 2 with the names nearest to it.
 std::vector<size_t> SelectParameters(const StyleDocument& style, const std::string& pattern);
 
-Json DifferencesToJson(const std::vector<StyleDifference>& differences);
 /// "NAME: value 1 -> 2", a line a field.
 void TellDifferences(Context& context, const std::vector<StyleDifference>& differences);
 /// The head with {list} and {count}, and for each sweep a row with {number}, {gap} and {velocity}.
