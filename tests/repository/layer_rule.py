@@ -4,8 +4,8 @@ docs/architecture.md and ends with 1 when there is one.
 
 The rule: the layers of the library include one another in one direction only; only host/ knows the operating system;
 the library needs nothing but the C++ standard library; the rooms of prep/ include one another in one direction only, and
-their headers nothing but exported ones and the C++ standard library; tool and example programs see the installed headers
-only; nesting/ knows nothing but itself, its header and the C++ standard library; slicing/ knows the installed headers and Clipper
+their headers nothing but exported ones and the C++ standard library; tool, Python module and example programs see the installed
+headers only; nesting/ knows nothing but itself, its header and the C++ standard library; slicing/ knows the installed headers and Clipper
 besides, view/ them and libpng, estimate/ slicing/; POSIX headers stand in host/, prep/files/ and tools/trqprep/cli/; no two files have the same name.
 """
 
@@ -58,6 +58,7 @@ LIBRARIES = {
     "nlohmann": ["prep/files/json_text.cpp"],
     "toml++": ["prep/files"],
     "CLI": ["tools"],
+    "pybind11": ["python"],
 }
 
 POSIX = set("""dirent.h fcntl.h fnmatch.h pthread.h signal.h sys/file.h sys/mman.h sys/stat.h sys/syscall.h sys/types.h
@@ -221,7 +222,7 @@ def user_fault(place, folder, included, angled):
         return "is inside prep/"
     if first in ("trqprep", "cli"):
         return None
-    if angled and place.startswith("tools/"):
+    if angled and place.startswith(("tools/", "python/")):
         return foreign_fault(place, included)
     if ".." in included.split("/"):
         return "leaves the folder of the file"
@@ -271,7 +272,7 @@ def faults(root):
     for room in ALONE:
         for path in sources(root, room):
             check(path, lambda included, angled: alone_fault(room, included, angled))
-    for folder in ("tools", "examples"):
+    for folder in ("tools", "python", "examples"):
         for path in sources(root, folder):
             place = os.path.relpath(path, root)
             check(path, lambda included, angled: user_fault(place, os.path.dirname(path), included, angled))
@@ -281,7 +282,7 @@ def faults(root):
 def twins(root):
     """Files of the product that have the same name."""
     first, found = {}, []
-    for folder in ["include", *BELOW, *ALONE, "prep", "tools"]:
+    for folder in ["include", *BELOW, *ALONE, "prep", "tools", "python"]:
         for path in sources(root, folder):
             place, name = os.path.relpath(path, root), os.path.basename(path)
             # What an exported header of the core declares may stand behind a header of the same name.
