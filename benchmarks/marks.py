@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Measures every mark and prints one table: marks.py BUILD_FOLDER [nesting|slicing]
+"""Measures every mark and prints one table: marks.py BUILD_FOLDER [nesting|slicing|python]
 
 Runs the benchmark programs and the tool of a build and divides medians of the CPU time (user and system) of repetitions
 that alternate with each other. Peers that are not installed are left out, with a note.
@@ -32,6 +32,8 @@ REPETITIONS = 7
 PROCESS_REPETITIONS = 9
 SLICE_REPETITIONS = 3  # of peers, which take many seconds to read a mesh
 SLICE_LAYERS = 100
+PYTHON = "/usr/bin/python3"  # Debian's, which numpy belongs to
+PYTHON_REPETITIONS = 7
 PART_FACETS = (400000, 1600000)  # a real part is refined until it has so many
 SCALE = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}
 
@@ -222,6 +224,29 @@ def run_processes(folder, measured, meshes, temporary):
         measured.processes[name] = {"cpu": cpu, "wall": wall, "memory": memory}
 
 
+def run_python(folder, measured, meshes):
+    """Reading from Python beside reading from C++, and beside meshio where that is installed: in turns."""
+    environment = dict(os.environ, PYTHONPATH=os.path.join(folder, "python"))
+    script = [PYTHON, os.path.join(os.path.dirname(os.path.abspath(__file__)), "python_load.py")]
+    commands = {"library": [os.path.join(folder, "bin", "load_mesh")], "trqprep": [*script, "trqprep"]}
+    if subprocess.run([PYTHON, "-c", "import meshio"], stderr=subprocess.DEVNULL, check=False).returncode == 0:
+        commands["meshio"] = [*script, "meshio"]
+    else:
+        print("== meshio is not installed: it is not measured", file=sys.stderr)
+    samples = {}
+    for _ in range(PYTHON_REPETITIONS):
+        for name, command in commands.items():
+            done = subprocess.run([*command, meshes["sphere"], "2"], stdout=subprocess.PIPE, text=True, check=True, env=environment)
+            for line in done.stdout.splitlines():
+                for key, value in json.loads(line).items():
+                    samples.setdefault((name, key), []).append(value)
+    for (name, key), values in samples.items():
+        measured.cpu[f"python:{name} {key}"] = statistics.median(values)
+    for name in ("trqprep", "meshio"):
+        if f"python:{name} load" in measured.cpu:
+            measured.cpu[f"python:{name}"] = measured.cpu[f"python:{name} load"] + measured.cpu[f"python:{name} volume"]
+
+
 def run_findings(folder, measured):
     done = subprocess.run([os.path.join(folder, "bin", "layer_findings"), "1000000", str(SLICE_LAYERS)],
                           stdout=subprocess.PIPE, text=True, check=True)
@@ -383,6 +408,15 @@ SLICING = [
       for mesh in ("sphere", "gyroid") for planes in (100, 1000)],
 ]
 
+PYTHON_ROWS = [
+    Row("Mesh.load in Python, sphere-1M, of the same reading in C++", 1.05, None,
+        times("python:trqprep load", "python:library mesh")),
+    Row("Mesh.load in Python, sphere-1M, of trq::core::ReadStlFile", None, None,
+        times("python:trqprep load", "python:library core")),
+    Row("a view of an array in Python, sphere-1M", 1, 0.01, lambda m: m.cpu["python:trqprep view"] * 1e3, unit=" ms"),
+    at_least("loading and volume by numpy, sphere-1M, against meshio", 10, 20, faster("python:trqprep", "python:meshio")),
+]
+
 ROWS = [
     import_row("sphere-1M", 4),
     import_row("sphere-5M", 4),
@@ -452,8 +486,10 @@ ROWS = [
         unit=" s"),
     Row("trqprep render, sphere-1M, 800x600, peak memory beyond info", 100, None, beyond("render", "info", "memory", 1e-6),
         unit=" MB"),
+    *PYTHON_ROWS,
     *NESTING,
     # For comparison.
+
     *[at_least(f"slicing, {SLICE_MESHES[mesh]}, {SLICE_LAYERS} layers, against the slicing step of prusa-slicer (resin) that "
                "closes no gaps", None, None, faster(f"slice:Slice/{mesh}/{SLICE_LAYERS}/process_time", f"prusa open:{mesh}"))
       for mesh in SLICE_MESHES],
@@ -519,23 +555,27 @@ def conditions():
 
 def main():
     only = sys.argv[2] if len(sys.argv) == 3 else ""
-    if len(sys.argv) not in (2, 3) or only not in ("", "nesting", "slicing"):
-        sys.exit("usage: marks.py BUILD_FOLDER [nesting|slicing]")
+    if len(sys.argv) not in (2, 3) or only not in ("", "nesting", "slicing", "python"):
+        sys.exit("usage: marks.py BUILD_FOLDER [nesting|slicing|python]")
     start = time.perf_counter()
     lines = [conditions()]
     measured = Measured()
     with tempfile.TemporaryDirectory() as temporary:
-        if only != "nesting":
+        if only == "python":
+            run_python(sys.argv[1], measured, make_meshes(sys.argv[1], temporary))
+        elif only != "nesting":
             meshes = make_meshes(sys.argv[1], temporary)
             run_groups(sys.argv[1], measured, lambda group: (not only or group[0] == "slice_benchmark") and
                        (group != PART_GROUP or "part" in meshes))
             run_processes(sys.argv[1], measured, meshes, temporary)
             run_findings(sys.argv[1], measured)
+            if not only:
+                run_python(sys.argv[1], measured, meshes)
             run_slice_peers(sys.argv[1], measured, meshes, temporary)
-    if only != "slicing":
+    if only not in ("slicing", "python"):
         run_strips(sys.argv[1], measured)
         run_mixes(sys.argv[1], measured)
-    rows = {"nesting": NESTING, "slicing": SLICING}.get(only, ROWS)
+    rows = {"nesting": NESTING, "slicing": SLICING, "python": PYTHON_ROWS}.get(only, ROWS)
     table, missed, unmeasured = evaluate(measured, rows)
     print("\n".join(lines + [""] + table))
     print(f"\nMedians of CPU time, {min(g[2] for g in GROUPS)} repetitions and more in turns; "
