@@ -171,8 +171,8 @@ def test_two_threads_run_side_by_side():
     meshes = [mesh.copy(), mesh.copy()]
 
     def work(own):
-        for _ in range(3):
-            own.slice(thickness=0.02)
+        for _ in range(2):
+            own.slice(thickness=0.05)
         done.set()
 
     workers = [threading.Thread(target=work, args=(own,)) for own in meshes]
