@@ -10,6 +10,7 @@
 #include <set>
 #include <stdexcept>
 
+#include "prep/plate/searches.h"
 #include "prep/says/side_by_side.h"
 #include "prep/styles/style_adapter.h"
 #include "trq/core/style_stack.h"
@@ -348,8 +349,12 @@ std::unique_ptr<BuildSetup> SetUpBuild(Observer& observer, Plate& plate) {
   setup->parts.resize(plate.parts.size());
 
   std::vector<std::vector<Message>> found(plate.parts.size());
+  std::vector<int64_t> facets;
+  for (const PlatePart& part : plate.parts) {
+    facets.push_back(part.shares_file ? 0 : part.input.mesh->num_triangles());
+  }
   SideBySide(
-      observer, plate.parts.size(), job.threads,
+      observer, plate.parts.size(), ThreadsForMeshes(job, std::move(facets)),
       [&](size_t i, Observer& hears) {
         const PlatePart& part = plate.parts[i];
         if (part.shares_file) return;

@@ -110,7 +110,9 @@ Asked Ask(Observer& observer, const Plate& plate) {
     asked.area += area * double(count);
     asked.plates = std::max(asked.plates, size_t(part.request.plate));
   };
-  SideBySide(observer, asked.part_of.size(), job.threads, look, take);
+  std::vector<int64_t> facets;
+  for (const PlatePart& part : plate.parts) facets.push_back(part.input.mesh->num_triangles());
+  SideBySide(observer, asked.part_of.size(), ThreadsForMeshes(job, std::move(facets)), look, take);
   asked.plates = job.plates == kAnyPlates ? std::max(asked.plates, size_t(asked.pieces)) : size_t(job.plates);
   return asked;
 }

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <numeric>
 #include <set>
 
 #include "prep/plate/searches.h"
@@ -230,6 +231,20 @@ std::vector<Reader> ReadersOf(const Job& job, const std::vector<PlatePart>& part
   return of_each;
 }
 
+// By the size of their files, as if they were binary STL; a file that another part reads has none.
+std::vector<int64_t> FacetsInFiles(const Job& job, const std::vector<PlatePart>& parts,
+                                   const std::vector<Reader>& readers) {
+  constexpr uintmax_t kRecord = 50;
+  std::vector<int64_t> facets(parts.size(), 0);
+  for (size_t i = 0; i < parts.size(); ++i) {
+    if (readers[i].part != &parts[i]) continue;
+    std::error_code error;
+    const uintmax_t size = std::filesystem::file_size(job.parts[i].path, error);
+    if (!error) facets[i] = int64_t(size / kRecord);
+  }
+  return facets;
+}
+
 bool SameStyles(const PartRequest& a, const PartRequest& b) {
   return std::equal(a.styles.begin(), a.styles.end(), b.styles.begin(), b.styles.end(),
                     [](const StyleRequest& p, const StyleRequest& q) {
@@ -319,7 +334,8 @@ Plate LoadPlate(Observer& observer, const Job& job, const Plate* known) {
     if (part.input.units_given && !part.input.units_stated) part.request.units = part.input.units;
     plate.job.parts[i].units = part.request.units;
   };
-  SideBySide(observer, parts.size(), job.threads, read, take);
+  const int64_t threads = ThreadsForMeshes(job, FacetsInFiles(job, parts, readers));
+  SideBySide(observer, parts.size(), threads, read, take);
   plate.parts = std::move(parts);
   NameParts(plate.parts);
   return plate;
@@ -350,6 +366,23 @@ int64_t PieceCount(const Job& job) {
   int64_t count = 0;
   for (const PartRequest& part : job.parts) count += std::max<int64_t>(part.copies, 1);
   return count;
+}
+
+int64_t ThreadsForMeshes(const Job& job, std::vector<int64_t> facets) {
+  constexpr double kHeld = 36,
+                   kNeeded = 128;  // bytes a facet: as long as the build lasts, and while it is looked at
+  constexpr double kLittle = 64 << 20;
+  std::sort(facets.begin(), facets.end(), std::greater<>());
+  if (facets.empty()) return 1;
+  const double all = kHeld * std::accumulate(facets.begin(), facets.end(), 0.0) + kNeeded * double(facets[0]);
+  double more = std::max(all / 4, kLittle);
+  int64_t threads = 1;
+  while (threads < std::min(job.threads, int64_t(facets.size()))) {
+    more -= kNeeded * double(facets[size_t(threads)]);
+    if (more < 0) break;
+    ++threads;
+  }
+  return threads;
 }
 
 double GapOf(const Plate& plate, size_t part) {

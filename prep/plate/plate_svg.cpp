@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "prep/plate/searches.h"
 #include "prep/says/side_by_side.h"
 
 #include "trqprep/round_length.h"
@@ -148,8 +149,10 @@ std::string PlateSvg(Observer& observer, const Plate& plate) {
     if (fresh.second) drawn.push_back(&piece);
   }
   std::vector<std::string> paths(drawn.size());
+  std::vector<int64_t> facets;
+  for (const Piece* piece : drawn) facets.push_back(plate.parts[piece->part].input.mesh->num_triangles());
   SideBySide(
-      observer, drawn.size(), plate.job.threads,
+      observer, drawn.size(), ThreadsForMeshes(plate.job, std::move(facets)),
       [&](size_t i, Observer& hears) {
         hears.StopIfCancelled();
         const CTL& mesh = *plate.parts[drawn[i]->part].input.mesh;

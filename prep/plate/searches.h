@@ -20,6 +20,10 @@ std::int64_t GridComponents(const Job& job);
 /// Of a part that is to fill the plate one counts.
 std::int64_t PieceCount(const Job& job);
 
+/// How many of the job's threads may work on meshes of so many facets side by side: what they need meanwhile
+/// is to add no more than a quarter to what the build takes on one thread, or little.
+std::int64_t ThreadsForMeshes(const Job& job, std::vector<std::int64_t> facets);
+
 /// The matrix, and then a move that takes the lower corner of the mesh to (x, y), with `drop` to Z = 0 too.
 Matrix4 ToCorner(const CTL& mesh, const Matrix4& matrix, double x, double y, bool drop);
 /// A gap as the engines plan it: a little more than asked for, since placed vertices are floats, and not

@@ -243,7 +243,8 @@ void AddFleet(CommandTree& tree) {
       "files have to be there and as long as they were; 'trqprep verify' reads them too. A damaged folder is named with its codes and left out "
       "of the sums, and does not keep the others from being read. Ends with 1 when a folder is not as it was built, and with 3 when "
       "one is not a build folder or cannot be read.",
-      {"trqprep fleet summary plate", "trqprep fleet summary plate --csv"});
+      {"trqprep build bracket.stl -o first && trqprep fleet summary first",
+       "trqprep fleet summary first --csv"});
   auto& options = summary.Runs(Summarize);
   summary.Arguments("FOLDER", options.folders, "Build folders").Type("FOLDER");
   summary.Flag("--csv", options.csv, "Comma-separated values with a line of names");
