@@ -6,7 +6,6 @@
 
 #include "tests/bits/bit_inputs.h"
 #include "tests/view/picture_scenes.h"
-#include "trq/host.h"
 #include "trq/placement.h"
 #include "trq/setup.h"
 
@@ -789,9 +788,4 @@ constexpr Operation kOperations[] = {
 
 }  // namespace
 
-int main() {
-  // Placement draws the numbers of the GNU C library's rand(), unseeded, on every system.
-  trq::SeededRandom random(1);
-  trq::SetRandomSource(trq::SeededRandom::Draw, &random);
-  return PrintInScratchFolder(kOperations);
-}
+int main() { return PrintInScratchFolder(kOperations); }
