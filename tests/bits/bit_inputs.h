@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "trq/geometry.h"
+#include "trq/host.h"
 
 namespace bits {
 
@@ -319,7 +320,8 @@ inline void FillContours(slc& contours) {
 /// Three parts in many copies, placed: where they go.
 template <class GridEval>
 void Place(Digest& digest, GridEval& grid) {
-  std::srand(1);
+  trq::SeededRandom random(1);  // what rand() draws is the system's affair
+  trq::SetRandomSource(trq::SeededRandom::Draw, &random);
   for (int part = 0; part < 3; ++part) {
     CTL mesh = DentedBox(static_cast<uint64_t>(part), 3, 3.0f + static_cast<float>(part));
     mesh.scale(1, 2.5f, 1);
@@ -329,6 +331,7 @@ void Place(Digest& digest, GridEval& grid) {
     grid.add(mesh, 2 + part);
   }
   digest.Int(grid.find_placement());
+  trq::SetRandomSource(nullptr, nullptr);
   for (int part = 0; part < 3; ++part) {
     for (int copy = 0; copy < 2 + part; ++copy) {
       digest.Float(grid.x_shift(part, copy));
