@@ -41,7 +41,7 @@ TEST(FileUtilities, ExistenceLooksForThePlaFileToo) {
 TEST(FileUtilities, FreeSpaceIsKnownForFoldersThatExist) {
   test_support::TempDir dir;
   EXPECT_GE(UTILITY::GetDiskSpaceInKB(dir.File("a.stl").c_str()), 0);
-  EXPECT_EQ(UTILITY::GetDiskSpaceInKB(dir.File("missing/a.stl").c_str()), -1);
+  EXPECT_EQ(UTILITY::GetDiskSpaceInKB((dir.path() / "missing" / "a.stl").string()), -1);
 }
 
 TEST(FileUtilities, FreeSpaceIsCountedInKilobytesOf64Bits) {

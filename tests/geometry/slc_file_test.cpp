@@ -497,7 +497,7 @@ TEST(SlcFile, WhatCannotBeOpenedIsMinus1) {
   const TempDir folder;
   slc missing(folder.File("missing.slc").c_str());
   EXPECT_EQ(missing.loadSlc(), trq::slc_file::kCannotOpen);
-  slc directory(folder.path().c_str());
+  slc directory(folder.path().string().c_str());
   EXPECT_EQ(directory.loadSlc(), trq::slc_file::kCannotOpen);
   EXPECT_EQ(directory.writeSlc(), trq::slc_file::kCannotOpen);
   slc nowhere(folder.File("no/such/folder.slc").c_str());

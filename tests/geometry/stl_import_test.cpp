@@ -265,12 +265,14 @@ TEST(StlImport, NullStreamHasNoHeader) {
   EXPECT_EQ(mesh.ascii_read(nullptr, 1, 1e-4f, 0, 0), -1);
 }
 
+#ifndef _WIN32  // where directories are no streams
 TEST(StlImport, DirectoryHasNoHeader) {
   const Stream stream(std::fopen("/", "rb"));
   ASSERT_NE(stream, nullptr);
   CTL mesh;
   EXPECT_EQ(mesh.LoadSTLFile(stream.get(), 1, nullptr, 0, 0, 0), -1);
 }
+#endif
 
 // ---------------------------------------------------------------------------------------------------------
 // Streams that cannot go back

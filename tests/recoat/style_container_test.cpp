@@ -176,7 +176,9 @@ TYPED_TEST(StyleContainer, ComparesTheLow32BitsWithAllButFourBytes) {
   const std::string path = dir.Write("digits", "123456789????");
   EXPECT_EQ(style.CompareCRC(0x340BC6D9u, path), 0);
   EXPECT_EQ(style.CompareCRC(0x340BC6D8u, path), -2);
-  EXPECT_EQ(style.CompareCRC(0xABCD0000340BC6D9ul, path), 0);
+  if constexpr (sizeof(unsigned long) > 4) {
+    EXPECT_EQ(style.CompareCRC(static_cast<unsigned long>(0xABCD0000340BC6D9ull), path), 0);
+  }
   EXPECT_EQ(style.CompareCRC(0, dir.File("missing")), -1);
   EXPECT_EQ(style.CompareCRC(0xFFFFFFFFu, dir.Write("tiny", "abc")), 0) << "no bytes before the last four";
 }
@@ -209,7 +211,9 @@ TYPED_TEST(StyleContainer, FailedWritesAreReportedWithoutMessage) {
   MessageBoxRecorder boxes;
   Style style;
   EXPECT_EQ(style.binaryWriteStyle(test_support::FullDisk()), -3);
+#ifndef _WIN32  // where the C library keeps what it could not write
   EXPECT_EQ(style.closeBuildStyleFile(), 0) << "nothing is left to flush";
+#endif
   EXPECT_EQ(TypeParam::Save(style, test_support::FullDisk()), -3);
   style.FileVersion = 2.06f;
   EXPECT_EQ(TypeParam::Save(style, test_support::FullDisk()), -3);
@@ -303,7 +307,7 @@ TYPED_TEST(StyleContainer, CallersStreamsAreWrittenFlushedAndLeftOpen) {
     EXPECT_EQ(style.file, nullptr);
     style.setStyleFilePtr(stream.get());
   }
-  EXPECT_EQ(std::fputs("still open", stream.get()), 1);
+  EXPECT_GE(std::fputs("still open", stream.get()), 0);
   EXPECT_EQ(std::fflush(stream.get()), 0);
   const std::string golden = TypeParam::Golden("default_301");
   const std::string old = TypeParam::Golden("default_206");

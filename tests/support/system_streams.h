@@ -24,7 +24,7 @@ class PipeOf {
   explicit PipeOf(std::string bytes) {
     int ends[2];
 #ifdef _WIN32
-    const bool made = _pipe(ends, 4096, _O_BINARY | _O_NOINHERIT) == 0;
+    const bool made = _pipe(ends, 65536, _O_BINARY | _O_NOINHERIT) == 0;
     const auto opened = [](int end, const char* mode) { return Stream(_fdopen(end, mode)); };
 #else
     const bool made = pipe(ends) == 0;
@@ -36,7 +36,9 @@ class PipeOf {
       std::fwrite(bytes.data(), 1, bytes.size(), to.get());
     });
   }
-  /// What was written must have been read, or fit the pipe's buffer.
+  PipeOf(const PipeOf&) = delete;
+  PipeOf& operator=(const PipeOf&) = delete;
+  /// What was written must have been read, or fit the pipe's buffer of 64 KB.
   ~PipeOf() { writer_.join(); }
   std::FILE* get() { return reader_.get(); }
 
