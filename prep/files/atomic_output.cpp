@@ -389,7 +389,9 @@ OutputFolder::OutputFolder(const std::string& path, bool replace, ListReader lis
 }
 
 void OutputFolder::MakeFolder(const std::string& name) {
-  Require(system_files::MakeFolder(itself(), name.c_str(), false));
+  const std::string above = FolderOf(name);
+  const Descriptor parent = OpenBelow(itself(), above, Opening::kFolder);
+  Require(parent.open() ? system_files::MakeFolder(parent.number(), FileNameOf(name).c_str(), false) : errno);
   made_.push_back(name);
 }
 
