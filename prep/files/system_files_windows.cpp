@@ -1,6 +1,4 @@
 // Windows headers want this one first.
-#define WIN32_LEAN_AND_MEAN
-#define NOMINMAX
 #include <windows.h>
 // clang-format off
 #include <bcrypt.h>

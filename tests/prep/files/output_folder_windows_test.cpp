@@ -1,6 +1,4 @@
 // What other programs hold open, names that the system would change, and files that may only be read.
-#define WIN32_LEAN_AND_MEAN
-#define NOMINMAX
 #include <windows.h>
 
 #include <gtest/gtest.h>
