@@ -1,6 +1,4 @@
 // Windows headers want this one first.
-#define WIN32_LEAN_AND_MEAN
-#define NOMINMAX
 #include <windows.h>
 // clang-format off
 #include <bcrypt.h>
@@ -371,7 +369,11 @@ int ReadAt(int file, uint64_t at, char* to, size_t size, size_t& got) {
 
 int ReadNext(int file, char* to, size_t size, size_t& got) {
   DWORD read = 0;
+  SetLastError(ERROR_SUCCESS);
   const bool done = ReadFile(HandleOf(file), to, DWORD(std::min<size_t>(size, 1 << 20)), &read, nullptr);
+  // Ctrl-C ends what is typed as well: whoever handles it comes next.
+  constexpr DWORD kHandlingInterruption = 10000;
+  if (done && read == 0 && GetLastError() == ERROR_OPERATION_ABORTED) Sleep(kHandlingInterruption);
   const DWORD error = done ? ERROR_SUCCESS : GetLastError();
   got = done ? read : 0;
   // The other end of a pipe is closed: so is this.

@@ -165,6 +165,20 @@ def read_only_files(folder):
     require(os.stat(folder.path / "Fine.sty").st_mode & 0o222 == 0, "it may be written now")
 
 
+def edits(folder):
+    """Changes of one file at the same time come one after the other."""
+    (folder.path / "styles").mkdir()
+    (folder.path / "Fine.sty").rename(folder.path / "styles" / "Fine.sty")
+    running = [subprocess.Popen([TOOL, "style", "set", "styles\\Fine.sty", f"Layer Thickness=0.1{digit}"], cwd=folder.path,
+                                stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+               for digit in range(1, 7)]
+    for child in running:
+        said = child.communicate(timeout=600)[1].decode("utf-8")
+        require(child.returncode == DONE, said)
+    require(not folder.left(), folder.left())
+    folder.expect(DONE, "style", "verify", "styles/Fine.sty")
+
+
 def full_disk(folder):
     def limit():  # no file beyond so many bytes, in the place of a disk
         signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
@@ -180,12 +194,12 @@ def full_disk(folder):
 def interruption(folder):
     """Ctrl-C typed at a terminal while a build is under way, later each time until one is too late."""
     interrupted = 0
-    for tenth in range(5, 200, 5):
+    for seconds in (0.5, 1, 2, 3, 4.5, 6, 8, 11, 15, 20, 30, 60, 120):
         child, terminal = pty.fork()
         if child == 0:
             os.chdir(folder.path)
             os.execv(TOOL, [TOOL, "build", "ring.stl,copies=20", "--slice", "-o", "out"])
-        typed, end = False, time.monotonic() + tenth / 10
+        typed, end = False, time.monotonic() + seconds
         while True:
             ready = select.select([terminal], [], [], 0.05)[0]
             try:
@@ -253,7 +267,7 @@ def kills(folder):
 
 def main():
     failures = 0
-    for trial in (names, separators, cases, long_paths, held_files, read_only_files, full_disk, interruption, kills):
+    for trial in (names, separators, cases, long_paths, held_files, read_only_files, edits, full_disk, interruption, kills):
         if options.only not in trial.__name__:
             continue
         with Folder() as folder:
