@@ -1,9 +1,9 @@
 # Settings that every target of the project compiles with.
 # What stands in a file for each system ends in its name; this tells the files of the others.
 if(WIN32)
-  set(trq_other_systems "_posix\\.(cpp|h)$")
+  set(trq_other_systems "_posix(_test)?\\.(cpp|h)$")
 else()
-  set(trq_other_systems "_windows\\.(cpp|h)$")
+  set(trq_other_systems "_windows(_test)?\\.(cpp|h)$")
 endif()
 find_package(Threads REQUIRED)
 include(CheckCXXSourceCompiles)

@@ -154,9 +154,10 @@ int64_t FileSize(const SystemPath& path) {
 }
 
 int64_t FreeBytes(const SystemPath& directory) {
-  const std::wstring name = WideName(directory.str().empty() ? "." : directory.str());
+  const std::string existing = directory.str().empty() ? "." : directory.str();
+  const std::wstring name = WideName(existing);
   ULARGE_INTEGER available;
-  if (name.empty() || !GetDiskFreeSpaceExW(name.c_str(), &available, nullptr, nullptr)) return -1;
+  if (!StatusOf(existing) || !GetDiskFreeSpaceExW(name.c_str(), &available, nullptr, nullptr)) return -1;
   return int64_t(std::min<uint64_t>(available.QuadPart, std::numeric_limits<int64_t>::max()));
 }
 

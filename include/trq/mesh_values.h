@@ -82,14 +82,14 @@ class MeshArray {
   /// so that appending again and again stays linear. Throws std::bad_alloc, unchanged then.
   void grow(std::size_t count) {
     if (count <= size_) return;
-    MeshArray larger(std::max(count, size_ + size_ / 2));
+    MeshArray larger((std::max)(count, size_ + size_ / 2));
     if (size_ > 0) std::memcpy(static_cast<void*>(larger.get()), items_.get(), size_ * sizeof(T));
     *this = std::move(larger);
   }
   /// Room for `count` elements: copies of the first `used` ones, as far as there are that many, then zeros.
   MeshArray Clone(std::size_t used, std::size_t count) const {
     MeshArray copy = ForOverwrite(count);
-    used = std::min({used, count, size_});
+    used = (std::min)({used, count, size_});
     if (used > 0) std::memcpy(static_cast<void*>(copy.get()), items_.get(), used * sizeof(T));
     if (used < count) std::memset(static_cast<void*>(copy.get() + used), 0, (count - used) * sizeof(T));
     return copy;

@@ -8,6 +8,8 @@ namespace trqprep {
 
 /// True when something of that name can be reached; a link counts as what it names.
 bool Exists(const std::string& path);
+/// True when it can be reached and is a folder.
+bool IsFolder(const std::string& path);
 
 /// A path as people write it, as it is used from there on: '/' alone separates, also where '\' does.
 std::string NamedPath(std::string path);

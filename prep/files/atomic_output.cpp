@@ -195,7 +195,7 @@ void Output::TakeName(bool replace) {
 // ---------------------------------------------------------------------------------------------------------
 
 OutputFile::OutputFile(const std::string& path, bool replace) : Output(path, replace, 0666) {
-  target_ = FollowLinks(path, path);
+  target_ = FollowLinks(NamedPath(path), path);
   name_ = FileNameOf(target_);
   const bool to_standard_output = NamesStandardOutput(target_);
   if (!to_standard_output) RequireUsableName();
@@ -298,14 +298,15 @@ void ReplaceFile(const std::string& path, const std::optional<std::string>& befo
 }
 
 int RemoveFile(const std::string& path) {
-  const Descriptor folder = system_files::Open(FolderOf(path), Use::kReach);
-  return folder.open() ? system_files::RemoveFile(folder.number(), FileNameOf(path).c_str()) : errno;
+  const std::string named = NamedPath(path);
+  const Descriptor folder = system_files::Open(FolderOf(named), Use::kReach);
+  return folder.open() ? system_files::RemoveFile(folder.number(), FileNameOf(named).c_str()) : errno;
 }
 
 EditLock::EditLock(Observer& observer, const std::string& path, std::chrono::milliseconds patience) {
   std::error_code error;
   const std::string target = std::filesystem::canonical(path, error).string();
-  const std::string folder = FolderOf(error ? path : target);
+  const std::string folder = FolderOf(NamedPath(error ? path : target));
   const auto end = std::chrono::steady_clock::now() + patience;
   while (const int failure = system_files::Lock(folder, lock_)) {
     if (failure != EWOULDBLOCK) return;  // some file systems lock no folders
@@ -354,7 +355,9 @@ std::string FirstOf(const std::vector<std::string>& names) {
 OutputFolder::OutputFolder(const std::string& path, bool replace, ListReader list_reader)
     : Output(path, replace, 0777), list_reader_(std::move(list_reader)) {
   if (path == "-") FailUsage(path, "a folder cannot be written to standard output", "name a folder");
-  target_ = WithoutLastSlashes(FollowLinks(WithoutLastSlashes(path), path));
+  target_ = WithoutLastSlashes(FollowLinks(WithoutLastSlashes(NamedPath(path)), path));
+  name_ = FileNameOf(target_);
+  RequireUsableName();
   Status status;
   if (const int error = system_files::Ask(target_, status); error == 0) {
     if (status.kind != Kind::kFolder) {
@@ -382,13 +385,13 @@ OutputFolder::OutputFolder(const std::string& path, bool replace, ListReader lis
   } else if (error != ENOENT) {
     Require(error);
   }
-  name_ = FileNameOf(target_);
-  RequireUsableName();
   MakeTemporary(FolderOf(target_), TemporaryPath::Kind::kFolder);
 }
 
 void OutputFolder::MakeFolder(const std::string& name) {
-  Require(system_files::MakeFolder(itself(), name.c_str(), false));
+  const std::string above = FolderOf(name);
+  const Descriptor parent = OpenBelow(itself(), above, Opening::kFolder);
+  Require(parent.open() ? system_files::MakeFolder(parent.number(), FileNameOf(name).c_str(), false) : errno);
   made_.push_back(name);
 }
 
@@ -439,6 +442,8 @@ void OutputFolder::Commit() {
   if (!old.held()) Require(errno, "cannot be exchanged with the finished folder");
   // Read anew: another run may have replaced the folder meanwhile. Whatever else came stays, by name.
   const FolderList list = list_reader_(old).value_or(FolderList());
+  Status before;
+  Require(system_files::Ask(old.descriptor(), before), "cannot be exchanged with the finished folder");
   RequireOwnName();
   std::string aside = temporary_.name();  // where the old folder stands afterwards
   const char* const failure = "cannot be exchanged with the finished folder";
@@ -460,8 +465,13 @@ void OutputFolder::Commit() {
   }
   temporary_.Release();
   FlushFolder();
-  const bool is_old = NamesFile(parent, aside.c_str(), old.descriptor());
-  if (is_old) RemoveListed(old, list);
+  bool is_old = false;
+  {
+    // Held by the name that it has now: some systems look for what stands in it under the one it had.
+    const HeldFolder moved(target_, system_files::OpenIn(parent, aside.c_str(), Use::kFolder));
+    is_old = moved.held() && system_files::Ask(moved.descriptor(), status) == 0 && status.Means(before);
+    if (is_old) RemoveListed(moved, list);
+  }
   if (!is_old || system_files::RemoveFolder(parent, aside.c_str()) != 0) {
     if (in_one_step) {
       std::string kept;

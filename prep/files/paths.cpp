@@ -5,13 +5,19 @@
 #include <cstring>
 #include <filesystem>
 #include <iterator>
-#include <system_error>
+
+#include "prep/files/system_files.h"
 
 namespace trqprep {
 
 bool Exists(const std::string& path) {
-  std::error_code error;
-  return std::filesystem::exists(path, error);
+  system_files::Status status;
+  return system_files::Ask(path, status) == 0;
+}
+
+bool IsFolder(const std::string& path) {
+  system_files::Status status;
+  return system_files::Ask(path, status) == 0 && status.kind == system_files::Kind::kFolder;
 }
 
 namespace {

@@ -22,17 +22,19 @@ enum class Kind : unsigned char { kFile, kFolder, kLink, kOther };
 struct Status {
   Kind kind = Kind::kOther;
   std::uint64_t size = 0;
-  unsigned mode = 0;  ///< permissions; 0222 of it is all that a system without modes has
-  std::uint64_t device = 0, number = 0;
+  unsigned mode = 0;                     ///< permissions; 0222 of it is all that a system without modes has
+  std::uint64_t device = 0, number = 0;  ///< device 0: the system did not say
   unsigned user = 0, group = 0;
 
   /// Whether both are of one file.
-  bool Means(const Status& other) const { return device == other.device && number == other.number; }
+  bool Means(const Status& other) const {
+    return number == other.number && (device == other.device || device == 0 || other.device == 0);
+  }
 };
 
 int Ask(int file, Status& status);
-/// Of what the path leads to, links followed.
-int Ask(const std::string& path, Status& status);
+/// Of what the path leads to, or of a link itself.
+int Ask(const std::string& path, Status& status, bool follow_links = true);
 /// Of what has that name in a folder, of a link itself.
 int AskIn(int folder, const char* name, Status& status);
 /// Where a link leads; empty for what is none.

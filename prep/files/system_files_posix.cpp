@@ -78,9 +78,9 @@ int Ask(int file, Status& status) {
   return error;
 }
 
-int Ask(const std::string& path, Status& status) {
+int Ask(const std::string& path, Status& status, bool follow_links) {
   struct stat held {};
-  const int error = ErrorOf(stat(path.c_str(), &held));
+  const int error = ErrorOf((follow_links ? stat : lstat)(path.c_str(), &held));
   if (error == 0) status = StatusOf(held);
   return error;
 }

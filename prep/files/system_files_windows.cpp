@@ -1,6 +1,4 @@
 // Windows headers want this one first.
-#define WIN32_LEAN_AND_MEAN
-#define NOMINMAX
 #include <windows.h>
 // clang-format off
 #include <bcrypt.h>
@@ -251,9 +249,10 @@ bool RenameOpen(HANDLE from, int folder, const ShortName& to, bool replace) {
 
 int Ask(int file, Status& status) { return StatusOf(HandleOf(file), status); }
 
-int Ask(const std::string& path, Status& status) {
+int Ask(const std::string& path, Status& status, bool follow_links) {
+  const DWORD flags = FILE_FLAG_BACKUP_SEMANTICS | (follow_links ? 0 : FILE_FLAG_OPEN_REPARSE_POINT);
   const Handle handle(CreateFileW(trq::core::WideName(path).c_str(), FILE_READ_ATTRIBUTES, kShared, nullptr,
-                                  OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+                                  OPEN_EXISTING, flags, nullptr));
   return handle.open() ? StatusOf(handle.get(), status) : LastErrno();
 }
 
@@ -370,7 +369,11 @@ int ReadAt(int file, uint64_t at, char* to, size_t size, size_t& got) {
 
 int ReadNext(int file, char* to, size_t size, size_t& got) {
   DWORD read = 0;
+  SetLastError(ERROR_SUCCESS);
   const bool done = ReadFile(HandleOf(file), to, DWORD(std::min<size_t>(size, 1 << 20)), &read, nullptr);
+  // Ctrl-C ends what is typed as well: whoever handles it comes next.
+  constexpr DWORD kHandlingInterruption = 10000;
+  if (done && read == 0 && GetLastError() == ERROR_OPERATION_ABORTED) Sleep(kHandlingInterruption);
   const DWORD error = done ? ERROR_SUCCESS : GetLastError();
   got = done ? read : 0;
   // The other end of a pipe is closed: so is this.

@@ -5,13 +5,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
-namespace trqprep {
-namespace fs = std::filesystem;
+#include "prep/files/system_files.h"
 
+namespace trqprep {
 namespace {
 
 bool IsEmptyLine(std::string_view line) {
@@ -101,10 +99,9 @@ std::optional<std::string> ReadSideFile(const std::string& model, bool follow_li
   }
   const std::string path = folder ? folder->PathOf(name) : name;
   const bool follows = follow_links || IsSideFileName(model);
-  std::error_code error;
-  if ((follows ? fs::status(path, error) : fs::symlink_status(path, error)).type() ==
-      fs::file_type::not_found)
-    return std::nullopt;
+  system_files::Status status;
+  const int error = system_files::Ask(path, status, follows);
+  if (error == ENOENT || error == ENOTDIR) return std::nullopt;
   return ReadWholeFile(InputFile(path, follows ? Links::kFollow : Links::kRefuse), kWhat);
 }
 

@@ -1,13 +1,13 @@
 #include "foundation/bounded_read.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <numeric>
 #include <thread>
 #include <vector>
 
 #include "host/file_services.h"
+#include "tests/support/system_streams.h"
 
 namespace {
 
@@ -32,25 +32,12 @@ std::vector<uint32_t> Counting(std::size_t n) {
   return words;
 }
 
-// Both ends of a pipe; the writing end is closed by the thread that fills it.
-class PipeOf {
+// A pipe of these words and as many bytes more.
+class PipeOfWords : public test_support::PipeOf {
  public:
-  explicit PipeOf(std::vector<uint32_t> words, std::size_t extra_bytes = 0) {
-    int ends[2];
-    if (pipe(ends) != 0) throw std::runtime_error("pipe");
-    reader_.reset(fdopen(ends[0], "rb"));
-    writer_ = std::thread([words = std::move(words), extra_bytes, end = ends[1]] {
-      const FileHandle f(fdopen(end, "wb"));
-      if (!words.empty()) std::fwrite(words.data(), 4, words.size(), f.get());
-      for (std::size_t i = 0; i < extra_bytes; ++i) std::fputc(0, f.get());
-    });
-  }
-  ~PipeOf() { writer_.join(); }
-  std::FILE* get() { return reader_.get(); }
-
- private:
-  FileHandle reader_;
-  std::thread writer_;
+  explicit PipeOfWords(const std::vector<uint32_t>& words, std::size_t extra_bytes = 0)
+      : PipeOf(std::string(reinterpret_cast<const char*>(words.data()), 4 * words.size()) +
+               std::string(extra_bytes, '\0')) {}
 };
 
 TEST(FileSource, CountsWhatRemainsFromTheStreamsPosition) {
@@ -65,7 +52,7 @@ TEST(FileSource, CountsWhatRemainsFromTheStreamsPosition) {
 }
 
 TEST(FileSource, DoesNotKnowWhatRemainsOfAPipe) {
-  PipeOf pipe(Counting(1));
+  PipeOfWords pipe(Counting(1));
   FileSource source(pipe.get());
   EXPECT_FALSE(source.Remaining().has_value());
   std::vector<uint32_t> words;
@@ -106,7 +93,7 @@ TEST(ReadItems, AnswersTheWholeItemsOfAFileThatClaimsMore) {
 TEST(ReadItems, ReadsAPipePiecewise) {
   for (std::size_t n :
        {std::size_t{0}, std::size_t{1}, std::size_t{16384}, std::size_t{16385}, std::size_t{200000}}) {
-    PipeOf pipe(Counting(n), 2);
+    PipeOfWords pipe(Counting(n), 2);
     FileSource source(pipe.get());
     std::vector<uint32_t> words;
     EXPECT_EQ(ReadItems(source, kHuge, words), n);

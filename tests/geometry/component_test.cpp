@@ -5,6 +5,7 @@
 
 #include "tests/support/meshes.h"
 #include "tests/support/open_files.h"
+#include "tests/support/system_streams.h"
 #include "tests/support/temp_dir.h"
 #include "trq/geometry.h"
 
@@ -226,7 +227,7 @@ TEST(ComponentFileWrite, FailsWhereTheFileCannotBeCreatedOrWritten) {
   EXPECT_EQ(component.file_write(CString(folder.File("a.bar"))), -1);
   EXPECT_EQ(test_support::OpenFiles(), open_before);
   component.write_result = 0;
-  EXPECT_EQ(component.file_write("/dev/full"), -1);
+  EXPECT_EQ(component.file_write(test_support::FullDisk()), -1);
 }
 
 TEST(ComponentConvertToInch, WithUnknownUnitsOnlyWarnsAndMeasures) {

@@ -13,6 +13,7 @@
 #include "tests/support/documented_bytes.h"
 #include "tests/support/meshes.h"
 #include "tests/support/open_files.h"
+#include "tests/support/system_streams.h"
 #include "tests/support/temp_dir.h"
 #include "trq/geometry.h"
 
@@ -82,6 +83,9 @@ void ExpectFailure(const std::string& bytes, const std::string& text) {
   EXPECT_EQ(outcome.written, text + "\n");
 }
 
+#ifdef _WIN32
+using UnseekableStream = test_support::PipeOf;
+#else
 // A stream whose length nobody can tell, like a pipe: `bytes`, then the end, or the error `error`.
 class UnseekableStream {
  public:
@@ -112,6 +116,7 @@ class UnseekableStream {
   int error_;
   FILE* file_;
 };
+#endif
 
 void ExpectTetrahedron(CTL& mesh) {
   const CtlFile file = TetrahedronFile();
@@ -318,6 +323,7 @@ TEST(CtlFileRead, OneVertexBoundsTheTrianglesByTheirNumber) {
   }
 }
 
+#ifndef _WIN32  // no stream there fails when it is told to
 TEST(CtlFileRead, AStreamErrorInTheTrianglesThrowsTheSystemsTextUnwritten) {
   const std::string bytes = CtlBytes(TetrahedronFile());
   UnseekableStream stream(bytes.substr(0, 306), EIO);
@@ -326,6 +332,7 @@ TEST(CtlFileRead, AStreamErrorInTheTrianglesThrowsTheSystemsTextUnwritten) {
   EXPECT_EQ(outcome.thrown, "Input/output error");
   EXPECT_EQ(outcome.written, "");
 }
+#endif
 
 TEST(CtlFileRead, FlippedBytesAreReadOrRefused) {
   const std::string bytes = CtlBytes(TetrahedronFile());
@@ -367,7 +374,11 @@ TEST(CtlFileRead, ThroughTheComponentTakesNameAndPassesFailuresOn) {
   EXPECT_EQ(mesh.extents_valid, 0);
   ExpectTetrahedron(mesh);
 
-  for (const std::string& path : {folder.Write("empty.ctl", ""), folder.path().string()}) {
+  std::vector<std::string> without_header = {folder.Write("empty.ctl", "")};
+#ifndef _WIN32  // where a directory cannot be opened
+  without_header.push_back(folder.path().string());
+#endif
+  for (const std::string& path : without_header) {
     CTL other;
     other.name("before");
     CaptureStderr();
@@ -550,7 +561,7 @@ TEST(CtlFileWrite, FailsWhereTheFileCannotBeCreatedOrWritten) {
   CTL mesh = test_support::Sphere(1, 100, 50);
   EXPECT_EQ(mesh.SaveCTLModel(CString(folder.path().string()), unit_matrix, 0), 1);
   EXPECT_EQ(mesh.SaveCTLModel(CString(folder.File("no/such/folder.ctl")), unit_matrix, 0), 1);
-  EXPECT_EQ(mesh.SaveCTLModel("/dev/full", unit_matrix, 0), 1);
+  EXPECT_EQ(mesh.SaveCTLModel(test_support::FullDisk(), unit_matrix, 0), 1);
 }
 
 TEST(CtlFileWrite, KeptIntegersThatDoNotFitRunIntoTheirNeighbours) {

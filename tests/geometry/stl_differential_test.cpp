@@ -13,6 +13,7 @@
 #include "tests/geometry/literal_stl_import.h"
 #include "tests/support/meshes.h"
 #include "tests/support/rounds.h"
+#include "tests/support/system_streams.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
@@ -326,14 +327,10 @@ TEST(MergeDifferential, ApproximateEqualsTheLiteralForm) {
 // ---------------------------------------------------------------------------------------------------------
 // Text
 
-test_support::Stream StreamInMemory(std::string& text) {
-  return test_support::Stream(fmemopen(text.data(), text.size(), "rb"));
-}
-
 void ExpectSameText(std::string text) {
-  const test_support::Stream literal_stream = StreamInMemory(text);
+  const test_support::Stream literal_stream = test_support::StreamInMemory(text, text.size());
   const literal::AsciiFacets expected = literal::ReadAscii(literal_stream.get());
-  const test_support::Stream stream = StreamInMemory(text);
+  const test_support::Stream stream = test_support::StreamInMemory(text, text.size());
   TriangleBAG bag;
   trq::core::FileSource source(stream.get());
   trq::core::StlReport report;

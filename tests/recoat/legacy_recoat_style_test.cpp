@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "tests/support/byte_builder.h"
+#include "tests/support/system_streams.h"
 #include "tests/support/temp_dir.h"
 #include "trq/recoat.h"
 
@@ -151,9 +152,9 @@ TEST(LegacyRecoatStyle, HostileCountsEndInAShortRead) {
 TEST(LegacyRecoatStyle, WriteFailuresHaveCodes) {
   const TempDir dir;
   EXPECT_EQ(MadeStyle().binaryWriteStyle(dir.File("none/a.rcs").c_str()), -3);
-  EXPECT_EQ(MadeStyle().binaryWriteStyle("/dev/full"), -1);
+  EXPECT_EQ(MadeStyle().binaryWriteStyle(test_support::FullDisk()), -1);
   EXPECT_EQ(MadeStyle().writeRecoatStyle(dir.File("none/a.rcs").c_str()), -3);
-  EXPECT_EQ(MadeStyle().writeRecoatStyle("/dev/full"), -1);
+  EXPECT_EQ(MadeStyle().writeRecoatStyle(test_support::FullDisk()), -1);
 }
 
 TEST(LegacyRecoatStyle, TextIsToldByItsFirstWord) {

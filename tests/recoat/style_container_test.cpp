@@ -11,6 +11,7 @@
 #include "tests/support/byte_builder.h"
 #include "tests/support/message_box_recorder.h"
 #include "tests/support/open_files.h"
+#include "tests/support/system_streams.h"
 #include "tests/support/temp_dir.h"
 #include "trq/recoat.h"
 #include "trq/styles.h"
@@ -76,7 +77,7 @@ std::string WrittenBy(typename Kind::Style& style) {
 /// Reads from a stream in memory, which cannot be empty.
 template <class Style>
 int ReadFromMemory(Style& style, std::string& bytes, std::size_t length) {
-  const Stream stream(fmemopen(bytes.data(), length, "rb"));
+  const Stream stream = test_support::StreamInMemory(bytes, length);
   style.setStyleFilePtr(stream.get());
   const int result = style.binaryReadStyle();
   style.setStyleFilePtr(nullptr);
@@ -126,7 +127,7 @@ TYPED_TEST(StyleContainer, ExportsToUnopenableAndFullTargetsAreReported) {
   typename TypeParam::Style style;
   EXPECT_EQ(TypeParam::Export(style, dir.File("missing/export")), -1);
   EXPECT_EQ(TypeParam::Export(style, dir.path().string()), -1);
-  EXPECT_EQ(TypeParam::Export(style, "/dev/full"), -3);
+  EXPECT_EQ(TypeParam::Export(style, test_support::FullDisk()), -3);
   EXPECT_EQ(style.file, nullptr);
 }
 
@@ -175,7 +176,9 @@ TYPED_TEST(StyleContainer, ComparesTheLow32BitsWithAllButFourBytes) {
   const std::string path = dir.Write("digits", "123456789????");
   EXPECT_EQ(style.CompareCRC(0x340BC6D9u, path), 0);
   EXPECT_EQ(style.CompareCRC(0x340BC6D8u, path), -2);
-  EXPECT_EQ(style.CompareCRC(0xABCD0000340BC6D9ul, path), 0);
+  if constexpr (sizeof(unsigned long) > 4) {
+    EXPECT_EQ(style.CompareCRC(static_cast<unsigned long>(0xABCD0000340BC6D9ull), path), 0);
+  }
   EXPECT_EQ(style.CompareCRC(0, dir.File("missing")), -1);
   EXPECT_EQ(style.CompareCRC(0xFFFFFFFFu, dir.Write("tiny", "abc")), 0) << "no bytes before the last four";
 }
@@ -207,12 +210,14 @@ TYPED_TEST(StyleContainer, FailedWritesAreReportedWithoutMessage) {
   using Style = typename TypeParam::Style;
   MessageBoxRecorder boxes;
   Style style;
-  EXPECT_EQ(style.binaryWriteStyle("/dev/full"), -3);
+  EXPECT_EQ(style.binaryWriteStyle(test_support::FullDisk()), -3);
+#ifndef _WIN32  // where the C library keeps what it could not write
   EXPECT_EQ(style.closeBuildStyleFile(), 0) << "nothing is left to flush";
-  EXPECT_EQ(TypeParam::Save(style, "/dev/full"), -3);
+#endif
+  EXPECT_EQ(TypeParam::Save(style, test_support::FullDisk()), -3);
   style.FileVersion = 2.06f;
-  EXPECT_EQ(TypeParam::Save(style, "/dev/full"), -3);
-  EXPECT_EQ(style.writeCrcValue("/dev/full"), -3);
+  EXPECT_EQ(TypeParam::Save(style, test_support::FullDisk()), -3);
+  EXPECT_EQ(style.writeCrcValue(test_support::FullDisk()), -3);
   EXPECT_THAT(boxes.boxes(), IsEmpty());
 }
 
@@ -302,7 +307,7 @@ TYPED_TEST(StyleContainer, CallersStreamsAreWrittenFlushedAndLeftOpen) {
     EXPECT_EQ(style.file, nullptr);
     style.setStyleFilePtr(stream.get());
   }
-  EXPECT_EQ(std::fputs("still open", stream.get()), 1);
+  EXPECT_GE(std::fputs("still open", stream.get()), 0);
   EXPECT_EQ(std::fflush(stream.get()), 0);
   const std::string golden = TypeParam::Golden("default_301");
   const std::string old = TypeParam::Golden("default_206");

@@ -6,7 +6,8 @@ The rule: the layers of the library include one another in one direction only; o
 the library needs nothing but the C++ standard library; the rooms of prep/ include one another in one direction only, and
 their headers nothing but exported ones and the C++ standard library; tool and example programs see the installed headers
 only; nesting/ knows nothing but itself, its header and the C++ standard library; slicing/ knows the installed headers and Clipper
-besides, view/ them and libpng, estimate/ them and slicing/; POSIX headers stand in host/, prep/files/ and tools/trqprep/cli/; no two files have the same name.
+besides, view/ them and libpng, estimate/ them and slicing/; headers of a system stand in host/, and in
+*_posix.cpp and *_windows.cpp of prep/files/ and tools/trqprep/cli/; no two files have the same name.
 """
 
 import os
@@ -62,7 +63,8 @@ LIBRARIES = {
 
 POSIX = set("""dirent.h fcntl.h fnmatch.h pthread.h signal.h sys/file.h sys/mman.h sys/stat.h sys/syscall.h sys/types.h
 unistd.h""".split())
-POSIX_ROOMS = ("prep/files/", "tools/trqprep/cli/")
+WINDOWS = set("bcrypt.h fcntl.h io.h shellapi.h windows.h winternl.h".split())
+SYSTEM_ROOMS = ("prep/files/", "tools/trqprep/cli/")
 
 # The layer that stands behind an exported header. export.h is generated and machine_types.h is a table of constants:
 # everybody may include them, and they include nothing of ours but export.h.
@@ -156,8 +158,10 @@ def foreign_fault(place, included):
     """Why a file of prep/ or tools/ may not include this header of the system or of another library."""
     if included in STANDARD:
         return None
-    if included in POSIX:
-        return None if place.startswith(POSIX_ROOMS) else "belongs to the system: prep/files/ and cli/ know it alone"
+    if included in POSIX | WINDOWS:
+        known = POSIX if place.endswith("_posix.cpp") else WINDOWS if place.endswith("_windows.cpp") else set()
+        return None if place.startswith(SYSTEM_ROOMS) and included in known else (
+            "belongs to the system: *_posix.cpp and *_windows.cpp of prep/files/ and cli/ know it alone")
     users = LIBRARIES.get(included.split("/")[0])
     if users and any(place.startswith(user) for user in users):
         return None

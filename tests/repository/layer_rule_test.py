@@ -112,8 +112,11 @@ class Check(unittest.TestCase):
         self.assertEqual(len(faults("include/trqprep/nobody.h", "")), 1)
 
     def test_other_libraries_and_the_system_stand_where_they_may(self):
-        self.assert_kept("prep/files/a.cpp", "#include <fmt/format.h>\n#include <sys/stat.h>\n")
-        self.assert_kept("tools/trqprep/cli/a.cpp", "#include <CLI/CLI.hpp>\n#include <unistd.h>\n")
+        self.assert_kept("prep/files/a_posix.cpp", "#include <fmt/format.h>\n#include <sys/stat.h>\n")
+        self.assert_kept("tools/trqprep/cli/a_posix.cpp", "#include <CLI/CLI.hpp>\n#include <unistd.h>\n")
+        self.assert_kept("tools/trqprep/cli/a_windows.cpp", "#include <windows.h>\n")
+        self.assert_broken("tools/trqprep/cli/a.cpp", "#include <unistd.h>\n")
+        self.assert_broken("tools/trqprep/cli/a_posix.cpp", "#include <windows.h>\n")
         self.assert_kept("prep/files/json_text.cpp", "#include <nlohmann/json.hpp>\n")
         self.assert_broken("prep/meshes/a.cpp", "#include <sys/stat.h>\n")
         self.assert_broken("prep/meshes/a.cpp", "#include <CLI/CLI.hpp>\n")

@@ -10,6 +10,7 @@
 
 #include "tests/styles/style_samples.h"
 #include "tests/support/byte_builder.h"
+#include "tests/support/system_streams.h"
 #include "tests/support/temp_dir.h"
 #include "trq/styles.h"
 
@@ -54,7 +55,7 @@ int ReadBytes(KVBUILDSTYLE& style, const std::string& bytes) {
 
 /// As ReadBytes for many short files; memory streams cannot be empty.
 int ReadFromMemory(KVBUILDSTYLE& style, std::string& bytes, std::size_t length) {
-  const Stream stream(fmemopen(bytes.data(), length, "rb"));
+  const Stream stream = test_support::StreamInMemory(bytes, length);
   style.setStyleFilePtr(stream.get());
   const int result = style.binaryReadStyle();
   style.setStyleFilePtr(nullptr);

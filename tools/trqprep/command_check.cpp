@@ -1,10 +1,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <set>
 #include <string_view>
-#include <system_error>
 
 #include "commands.h"
 #include "file_kinds.h"
@@ -17,6 +15,7 @@
 #include "trqprep/folder_list.h"
 #include "trqprep/job_file.h"
 #include "trqprep/mesh_slices.h"
+#include "trqprep/paths.h"
 #include "trqprep/plates.h"
 #include "trqprep/vat_fit.h"
 #include "trqprep/verify_folder.h"
@@ -41,11 +40,6 @@ struct Options {
 };
 
 constexpr Length kLayerThickness{0.1, Units::kMillimetre};
-
-bool IsFolder(const std::string& path) {
-  std::error_code error;
-  return std::filesystem::is_directory(path, error);
-}
 
 struct Totals {
   int64_t errors = 0;

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <stdexcept>
 
 #include "cli/fill.h"
@@ -10,6 +9,7 @@
 #include "trqprep/build_estimate.h"
 #include "trqprep/build_folder.h"
 #include "trqprep/job_file.h"
+#include "trqprep/paths.h"
 #include "trqprep/plates.h"
 
 namespace trqprep {
@@ -175,8 +175,7 @@ class Estimates {
   void Run() {
     std::vector<std::string> contours;
     for (const std::string& input : options_.inputs) {
-      std::error_code error;
-      const bool folder = std::filesystem::is_directory(input, error);
+      const bool folder = IsFolder(input);
       if (!folder && !NamesJobFile(input)) {
         contours.push_back(input);
         continue;

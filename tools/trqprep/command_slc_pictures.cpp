@@ -112,13 +112,13 @@ class LayerOutputs {
  public:
   LayerOutputs(const Options& options, const ContourFile& file, size_t count, const char* ending)
       : path_(options.output), ending_(ending) {
-    folder_ = path_.back() == '/' || std::filesystem::is_directory(path_);
+    folder_ = path_.back() == '/' || IsFolder(path_);
     if (count > 1 && !folder_) {
       const std::filesystem::path name(path_);
       if (name.extension() == ending) {
         FailUsage("", "several layers need a folder, and this names a picture: " + path_,
                   fmt::format("choose one layer, or a folder, for example -o {}/",
-                              (name.parent_path() / name.stem()).string()));
+                              NamedPath((name.parent_path() / name.stem()).string())));
       }
       folder_ = true;
     }

@@ -50,8 +50,7 @@ double ThicknessOf(Context& context, const Options& options) {
 }
 
 bool NamesFolder(const Options& options) {
-  return options.inputs.size() > 1 || options.output.back() == '/' ||
-         std::filesystem::is_directory(options.output);
+  return options.inputs.size() > 1 || options.output.back() == '/' || IsFolder(options.output);
 }
 
 Json SliceOne(Context& context, const Options& options, double thickness, const std::string& input_path,

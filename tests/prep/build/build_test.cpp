@@ -3,11 +3,11 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 
+#include "tests/support/temp_dir.h"
 #include "trqprep/verify_folder.h"
 
 namespace trqprep {
@@ -17,13 +17,6 @@ namespace fs = std::filesystem;
 
 class BuildTest : public testing::Test {
  protected:
-  void SetUp() override {
-    std::string name = (fs::temp_directory_path() / "build_test_XXXXXX").string();
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
-    folder_ = name;
-  }
-  void TearDown() override { fs::remove_all(folder_); }
-
   static Job TwoRings() {
     Job job;
     PartRequest ring;
@@ -37,12 +30,13 @@ class BuildTest : public testing::Test {
     std::ifstream stream(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(stream), {}};
   }
-  std::string Out() const { return (folder_ / "out").string(); }
+  std::string Out() const { return folder_.File("out"); }
   std::size_t Entries() const {
-    return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder_), fs::directory_iterator()));
+    return static_cast<std::size_t>(
+        std::distance(fs::directory_iterator(folder_.path()), fs::directory_iterator()));
   }
 
-  fs::path folder_;
+  test_support::TempDir folder_;
 };
 
 // Cancels when it is asked for the n-th time.

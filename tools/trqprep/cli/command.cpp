@@ -175,6 +175,7 @@ CommandTree::CommandTree(Context& context, const CommandList& commands)
     : context_(context),
       root_(std::make_unique<CLI::App>("Build preparation for stereolithography", "trqprep")) {
   root_->allow_extras();
+  root_->allow_windows_style_options(false);  // what begins with '/' is a path on every system
   root_->require_subcommand(0, 1);
   root_->set_help_flag("-h,--help", "Show this help and end");
   root_->set_version_flag("--version", ToolName());

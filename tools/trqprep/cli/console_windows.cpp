@@ -1,5 +1,3 @@
-#define WIN32_LEAN_AND_MEAN
-#define NOMINMAX
 #include <windows.h>
 // The order of the system's headers counts.
 #include <fcntl.h>
@@ -65,7 +63,12 @@ bool TerminalTakesColours() {
 bool ReadStandardInput(char& byte) {
   DWORD read = 0;
   do {
-    if (!ReadFile(HandleOf(0), &byte, 1, &read, nullptr) || read == 0) return false;
+    SetLastError(ERROR_SUCCESS);
+    const bool done = ReadFile(HandleOf(0), &byte, 1, &read, nullptr);
+    // Ctrl-C ends what is typed as well: whoever handles it comes next.
+    constexpr DWORD kHandlingInterruption = 10000;
+    if (done && read == 0 && GetLastError() == ERROR_OPERATION_ABORTED) Sleep(kHandlingInterruption);
+    if (!done || read == 0) return false;
   } while (byte == '\r');
   return true;
 }
