@@ -320,6 +320,7 @@ inline void FillContours(slc& contours) {
 /// Three parts in many copies, placed: where they go.
 template <class GridEval>
 void Place(Digest& digest, GridEval& grid) {
+  std::srand(1);                // for the literal form
   trq::SeededRandom random(1);  // what rand() draws is the system's affair
   trq::SetRandomSource(trq::SeededRandom::Draw, &random);
   for (int part = 0; part < 3; ++part) {
