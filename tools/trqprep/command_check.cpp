@@ -35,7 +35,6 @@ struct Options {
   LayerCheck layers;
 };
 
-
 struct Totals {
   int64_t errors = 0;
   int64_t warnings = 0;
