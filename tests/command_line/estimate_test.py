@@ -9,16 +9,6 @@ from style_files import *
 from support import *
 
 GIVEN = ["--power", "200", "--dp-unit", "mm", "--ec-unit", "mJ/cm2", "--travel", "300mm", "--delay-unit", "s"]
-PROFILE = """[lab]
-type = "TRQ-E7"
-vat = "200x200x200mm"
-beam = "0.1mm"
-power = 200
-travel = 300
-delay-unit = "s"
-dp-unit = "mm"
-ec-unit = "mJ/cm2"
-"""
 MIRRA = 3  # of the machines with one spot
 
 
@@ -339,7 +329,7 @@ class Missing(Estimate):
 class Builds(Estimate):
     def setUp(self):
         super().setUp()
-        self.write("machines.toml", PROFILE)
+        self.write("machines.toml", LAB_PROFILE)
         self.write("box.stl", binary_stl(box_facets((10, 20, 5))))
         self.write("ring.stl", binary_stl(ring_facets(20, 10, 8, sides=96)))
         self.write("e7.sty", drawing(machine=6, **{"Large Up NumFills": 1, "Large Up Fill Cure Depth 1": 0.2,
@@ -414,7 +404,7 @@ class Builds(Estimate):
 
     def test_a_profile_and_the_line_say_the_same(self):
         by_line = self.estimate("slab.slc", "--style", "plain.sty", "--recoat", "plain.rcs", "--beam", "0.1mm", *GIVEN)
-        self.write("mirra.toml", PROFILE.replace('type = "TRQ-E7"\n', ""))
+        self.write("mirra.toml", LAB_PROFILE.replace('type = "TRQ-E7"\n', ""))
         by_profile = self.estimate("slab.slc", "--style", "plain.sty", "--recoat", "plain.rcs", "--machines", "mirra.toml")
         self.assertEqual(by_profile, by_line)
         stronger = self.estimate("slab.slc", "--style", "plain.sty", "--recoat", "plain.rcs", "--machines", "mirra.toml", "--power", "400")

@@ -5,19 +5,9 @@ import json
 import shutil
 import unittest
 
-from support import DONE, INPUT, NO, USAGE, ToolTest, binary_stl, box_facets
+from support import DONE, INPUT, LAB_PROFILE, NO, USAGE, ToolTest, binary_stl, box_facets
 from style_files import build_style, recoat_style
 
-PROFILE = """[lab]
-type = "TRQ-E7"
-vat = "200x200x200mm"
-beam = "0.1mm"
-power = 200
-travel = 300
-delay-unit = "s"
-dp-unit = "mm"
-ec-unit = "mJ/cm2"
-"""
 QUICK = ["--time", "0", "--no-report"]
 
 
@@ -27,7 +17,7 @@ class Summary(ToolTest):
         self.write("box.stl", binary_stl(box_facets((10, 20, 5))))  # 1000 mm3
         self.write("Draws.sty", build_style(0.5, Dp=0.15, Ec=10, Large_LayerNumHatches=1))
         self.write("Dips.rcs", recoat_style(0.5, sweeps=1))
-        self.write("lab.toml", PROFILE)
+        self.write("lab.toml", LAB_PROFILE)
 
     def build(self, folder, *more, copies=1):
         self.good("build", f"box.stl,copies={copies}", *QUICK, "-o", folder, *more)

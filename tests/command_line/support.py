@@ -22,6 +22,18 @@ if "TMPDIR" not in os.environ and os.path.isdir("/dev/shm") and shutil.disk_usag
 
 DONE, NO, USAGE, INPUT, OUTPUT, NO_PLACEMENT, INTERNAL, INTERRUPTED = 0, 1, 2, 3, 4, 5, 70, 130
 
+# A machine profile with all that an estimate wants.
+LAB_PROFILE = """[lab]
+type = "TRQ-E7"
+vat = "200x200x200mm"
+beam = "0.1mm"
+power = 200
+travel = 300
+delay-unit = "s"
+dp-unit = "mm"
+ec-unit = "mJ/cm2"
+"""
+
 
 def findings_of_sanitizers(text):
     """The lines in which a sanitizer tells that it found something."""
