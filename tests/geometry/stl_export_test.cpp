@@ -439,7 +439,6 @@ TEST(StlExport, FileThatCannotBeCreatedIsReported) {
 }
 
 TEST(StlExport, KeptCodeTellsOfCreatingOnly) {
-  if (!test_support::HasFullDisk()) GTEST_SKIP();
   CTL mesh = TwoFacets();
   Matrix unit;
   MessageBoxRecorder user;
