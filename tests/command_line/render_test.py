@@ -1,39 +1,17 @@
 """render: what stands where in pictures is worked out here from the parts."""
 import re
-import struct
 import unittest
-import zlib
 
 import slc_test
+from png_files import read_chunks, read_rows
 from support import *
 
 
 def read_png(path_or_bytes):
     """Width, height, and rows of pixels: tuples of three or four bytes."""
     data = path_or_bytes if isinstance(path_or_bytes, bytes) else pathlib.Path(path_or_bytes).read_bytes()
-    assert data[:8] == b"\x89PNG\r\n\x1a\n"
-    at, idat = 8, b""
-    while at < len(data):
-        size, kind = struct.unpack_from(">I4s", data, at)
-        body = data[at + 8:at + 8 + size]
-        assert struct.unpack_from(">I", data, at + 8 + size)[0] == zlib.crc32(kind + body)
-        if kind == b"IHDR":
-            width, height, depth, colour = struct.unpack_from(">IIBB", body)
-            assert depth == 8 and colour in (2, 6)
-        elif kind == b"IDAT":
-            idat += body
-        at += 12 + size
-    channels = 3 if colour == 2 else 4
-    raw, rows, stride = zlib.decompress(idat), [], width * channels
-    before = bytes(stride)
-    for y in range(height):
-        kind, line = raw[y * (stride + 1)], raw[y * (stride + 1) + 1:(y + 1) * (stride + 1)]
-        assert kind in (0, 2), "not filtered, or by the row above"
-        if kind == 2:
-            line = bytes((a + b) & 255 for a, b in zip(line, before))
-        rows.append([tuple(line[i:i + channels]) for i in range(0, stride, channels)])
-        before = line
-    return width, height, rows
+    width, height, channels, rows = read_rows(read_chunks(data), colours=(2, 6))
+    return width, height, [[tuple(row[i:i + channels]) for i in range(0, len(row), channels)] for row in rows]
 
 
 def is_reddish(pixel):

@@ -3,9 +3,9 @@ import json
 import math
 import struct
 import unittest
-import zlib
 
 import slc_test
+from png_files import read_chunks, read_rows
 from slc_test import area, read_slc
 from style_files import *
 from support import *
@@ -36,30 +36,9 @@ def cut_area(facets, z):
 
 def read_png(path):
     """Width, height, rows of bytes, and the pixels in a metre."""
-    data = pathlib.Path(path).read_bytes()
-    assert data[:8] == b"\x89PNG\r\n\x1a\n"
-    at, idat, per_metre = 8, b"", None
-    while at < len(data):
-        size, kind = struct.unpack_from(">I4s", data, at)
-        body = data[at + 8:at + 8 + size]
-        assert struct.unpack_from(">I", data, at + 8 + size)[0] == zlib.crc32(kind + body)
-        if kind == b"IHDR":
-            width, height, depth, colour = struct.unpack_from(">IIBB", body)
-            assert (depth, colour) == (8, 0)
-        elif kind == b"IDAT":
-            idat += body
-        elif kind == b"pHYs":
-            per_metre = struct.unpack_from(">I", body)[0]
-        at += 12 + size
-    raw, rows, before = zlib.decompress(idat), [], bytes(width)
-    for y in range(height):
-        kind, line = raw[y * (width + 1)], raw[y * (width + 1) + 1:(y + 1) * (width + 1)]
-        assert kind in (0, 2), "not filtered, or by the row above"
-        if kind == 2:
-            line = bytes((a + b) & 255 for a, b in zip(line, before))
-        rows.append(line)
-        before = line
-    return width, height, rows, per_metre
+    chunks = read_chunks(pathlib.Path(path).read_bytes())
+    width, height, _, rows = read_rows(chunks, colours=(0,))
+    return width, height, rows, struct.unpack_from(">I", chunks[b"pHYs"])[0] if b"pHYs" in chunks else None
 
 
 class Slice(ToolTest):
