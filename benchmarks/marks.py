@@ -194,7 +194,7 @@ def heights(tool, mesh):
     return box["min"][2], box["max"][2]
 
 
-def run_processes(folder, measured, meshes, temporary):
+def run_processes(folder, measured, meshes, temporary, only_render=False):
     tool = os.path.join(folder, "bin", "trqprep")
     commands = {"info": [tool, "info", meshes["sphere"]], "version": [tool, "version"]}
     for name, *arguments in (("admesh", meshes["sphere"]), ("assimp", "info", meshes["sphere"])):
@@ -206,6 +206,8 @@ def run_processes(folder, measured, meshes, temporary):
             continue
         low, high = heights(tool, mesh)
         commands[f"info {name}"] = [tool, "info", mesh]
+        if only_render:
+            continue
         for union in ("never", "auto"):
             commands[f"slice {name} {union}"] = [
                 tool, "slice", mesh, "--thickness", f"{(high - low) / SLICE_LAYERS!r}mm", "--threads", "1", "--union", union,
@@ -408,6 +410,16 @@ SLICING = [
       for mesh in ("sphere", "gyroid") for planes in (100, 1000)],
 ]
 
+RENDERING = [
+    Row("trqprep render, sphere-1M, 800x600, CPU time of that of info", 3, 2,
+        lambda m: m.processes["render"]["cpu"] / m.processes["info"]["cpu"]),
+    Row("trqprep render, sphere-1M, 800x600, CPU time beyond info", 0.3, 0.15, beyond("render", "info", "cpu", 1),
+        unit=" s"),
+    Row("trqprep render, sphere-1M, 800x600, peak memory beyond info", 100, None, beyond("render", "info", "memory", 1e-6),
+        unit=" MB"),
+    at_least("trqprep render, sphere-1M, 800x600, whole process against f3d under Xvfb", None, None,
+             process_faster("render", "f3d")),
+]
 PYTHON_ROWS = [
     Row("Mesh.load in Python, sphere-1M, of the same reading in C++", 1.05, None,
         times("python:trqprep load", "python:library mesh")),
@@ -480,12 +492,7 @@ ROWS = [
     at_least("trqprep info, sphere-1M, whole process against admesh", 2, 3, process_faster("info", "admesh")),
     Row("trqprep info, sphere-1M, peak memory", 100, None, process("info", "memory", 1e-6), unit=" MB"),
     Row("trqprep version, whole process, elapsed", 10, 5, process("version", "wall", 1e3), unit=" ms"),
-    Row("trqprep render, sphere-1M, 800x600, CPU time of that of info", 3, 2,
-        lambda m: m.processes["render"]["cpu"] / m.processes["info"]["cpu"]),
-    Row("trqprep render, sphere-1M, 800x600, CPU time beyond info", 0.3, 0.15, beyond("render", "info", "cpu", 1),
-        unit=" s"),
-    Row("trqprep render, sphere-1M, 800x600, peak memory beyond info", 100, None, beyond("render", "info", "memory", 1e-6),
-        unit=" MB"),
+    *RENDERING,
     *PYTHON_ROWS,
     *NESTING,
     # For comparison.
@@ -493,8 +500,6 @@ ROWS = [
     *[at_least(f"slicing, {SLICE_MESHES[mesh]}, {SLICE_LAYERS} layers, against the slicing step of prusa-slicer (resin) that "
                "closes no gaps", None, None, faster(f"slice:Slice/{mesh}/{SLICE_LAYERS}/process_time", f"prusa open:{mesh}"))
       for mesh in SLICE_MESHES],
-    at_least("trqprep render, sphere-1M, 800x600, whole process against f3d under Xvfb", None, None,
-             process_faster("render", "f3d")),
     at_least("trqprep info, sphere-1M, whole process against assimp info", None, None, process_faster("info", "assimp")),
     *[at_least(f"{job}, against the literal form", None, None, faster(f"{name}{form}", f"{name}{literal}"))
       for job, name, form, literal in (
@@ -555,14 +560,16 @@ def conditions():
 
 def main():
     only = sys.argv[2] if len(sys.argv) == 3 else ""
-    if len(sys.argv) not in (2, 3) or only not in ("", "nesting", "slicing", "python"):
-        sys.exit("usage: marks.py BUILD_FOLDER [nesting|slicing|python]")
+    if len(sys.argv) not in (2, 3) or only not in ("", "nesting", "slicing", "render", "python"):
+        sys.exit("usage: marks.py BUILD_FOLDER [nesting|slicing|render|python]")
     start = time.perf_counter()
     lines = [conditions()]
     measured = Measured()
     with tempfile.TemporaryDirectory() as temporary:
         if only == "python":
             run_python(sys.argv[1], measured, make_meshes(sys.argv[1], temporary))
+        elif only == "render":
+            run_processes(sys.argv[1], measured, make_meshes(sys.argv[1], temporary), temporary, only_render=True)
         elif only != "nesting":
             meshes = make_meshes(sys.argv[1], temporary)
             run_groups(sys.argv[1], measured, lambda group: (not only or group[0] == "slice_benchmark") and
@@ -572,10 +579,10 @@ def main():
             if not only:
                 run_python(sys.argv[1], measured, meshes)
             run_slice_peers(sys.argv[1], measured, meshes, temporary)
-    if only not in ("slicing", "python"):
+    if only in ("", "nesting"):
         run_strips(sys.argv[1], measured)
         run_mixes(sys.argv[1], measured)
-    rows = {"nesting": NESTING, "slicing": SLICING, "python": PYTHON_ROWS}.get(only, ROWS)
+    rows = {"nesting": NESTING, "slicing": SLICING, "render": RENDERING, "python": PYTHON_ROWS}.get(only, ROWS)
     table, missed, unmeasured = evaluate(measured, rows)
     print("\n".join(lines + [""] + table))
     print(f"\nMedians of CPU time, {min(g[2] for g in GROUPS)} repetitions and more in turns; "
