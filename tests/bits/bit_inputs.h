@@ -85,6 +85,14 @@ class Digest {
     Bytes(bytes, sizeof v);
   }
   void Int(int64_t v) { Value(v); }
+  /// Numbers of 32 bits as they lie in memory, as a file has them.
+  void Words(const void* words, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) {
+      uint32_t word;
+      std::memcpy(&word, static_cast<const char*>(words) + 4 * i, 4);
+      Value(word);
+    }
+  }
   /// In memory one NaN is as good as another.
   void Float(float v) { Value(v == v ? BitsOf(v) : 0x7FC00000u); }
   void Floats(const float* v, std::size_t count) {

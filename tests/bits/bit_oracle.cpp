@@ -1,6 +1,7 @@
 /// The digests that the bit probe has to print, from literal forms: step by step as the interface describes
 /// it, rounded where it says so. The library serves as a container and a writer of bytes only.
 #include <cmath>
+#include <cstddef>
 
 #include "tests/bits/bit_inputs.h"
 #include "tests/geometry/literal_mesh.h"
@@ -165,9 +166,13 @@ void SaveCtl(Digest& digest, int unit) {
   const std::size_t words = static_cast<std::size_t>(packer.compressed_size(4 * triangle_count));
   packed[words - 1] = 0;  // 12 bits an integer fill the words before it
   digest.Int(0);
-  digest.Bytes(&mesh.header, sizeof mesh.header);
-  digest.Bytes(placed.vertices(), 12 * static_cast<std::size_t>(placed.num_vertices()));
-  digest.Bytes(packed.data(), 4 * words);
+  const CTL_HEADER& header = mesh.header;
+  digest.Words(&header, offsetof(CTL_HEADER, stl_header) / 4);
+  digest.Bytes(header.stl_header, sizeof header.stl_header);
+  digest.Words(&header.magic, (offsetof(CTL_HEADER, reserved_bytes) - offsetof(CTL_HEADER, magic)) / 4);
+  digest.Bytes(header.reserved_bytes, sizeof header.reserved_bytes);
+  digest.Words(placed.vertices(), 3 * static_cast<std::size_t>(placed.num_vertices()));
+  digest.Words(packed.data(), words);
   literal::Truncate(mesh);
   AddMesh(digest, mesh);
   digest.Int(0);
@@ -177,8 +182,8 @@ void SaveCtl(Digest& digest, int unit) {
 void SaveBinaryStl(Digest& digest, int unit) {
   CTL mesh = Soup(21);
   const Matrix matrix(21);
-  const int32_t count = mesh.num_triangles();
-  std::string bytes(reinterpret_cast<const char*>(&count), 4);
+  const int count = mesh.num_triangles();
+  std::string bytes = test_support::ByteBuilder().I32(count).bytes();
   for (int i = 0; i < count; ++i) bytes += literal::StlRecord(mesh, i, matrix.m, unit);
   digest.Int(0);
   digest.Bytes(bytes.data(), bytes.size());
@@ -192,9 +197,9 @@ void SaveModifiedStl(Digest& digest, int unit) {
   const Matrix matrix(21);
   digest.Int(1);
   for (int i = 0; i < mesh.num_triangles(); ++i) {
-    std::string record = literal::StlRecord(mesh, i, matrix.m, unit);
-    std::memcpy(record.data(), &mesh.normals()[i], 12);
-    digest.Bytes(record.data(), record.size());
+    const std::string record = literal::StlRecord(mesh, i, matrix.m, unit);
+    digest.Words(&mesh.normals()[i], 3);
+    digest.Bytes(record.data() + 12, record.size() - 12);
   }
 }
 
@@ -207,8 +212,12 @@ void SaveAsciiStl(Digest& digest, int unit) {
     for (int k = 0; k < 4; ++k) {
       text += k == 0 ? "  facet normal" : "      vertex  ";
       for (int j = 0; j < 3; ++j) {
+        uint32_t bits = 0;
+        for (int byte = 3; byte >= 0; --byte) {
+          bits = bits << 8 | static_cast<unsigned char>(record[std::size_t(12 * k + 4 * j + byte)]);
+        }
         float v;
-        std::memcpy(&v, record.data() + 12 * k + 4 * j, 4);
+        std::memcpy(&v, &bits, 4);
         char number[40];
         std::snprintf(number, sizeof number, " %e", static_cast<double>(v));
         text += number;
