@@ -77,6 +77,9 @@ COMMANDS = {
     "out/parts/part.stl": ["report out -o o.html", "verify out", "check out", "build out/build.toml -o o", "estimate out"],
 }
 KEPT = {"style": "other.sty", "recoat": "other.rcs"}
+# TRQ_ATTACK_COMMANDS="render report" runs these alone.
+if chosen := os.environ.get("TRQ_ATTACK_COMMANDS", "").split():
+    COMMANDS = {name: some for name, all_of in COMMANDS.items() if (some := [c for c in all_of if c.split()[0] in chosen])}
 
 JOB = """units = "mm"
 vat = "120x120x100mm"
