@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <limits>
@@ -48,8 +49,10 @@ bool IsDirectory(const std::wstring& name) {
 }  // namespace
 
 std::wstring WideName(const std::string& name) {
-  if (name.empty()) errno = ENOENT;
-  if (name.empty()) return {};
+  if (name.empty()) {
+    errno = ENOENT;
+    return {};
+  }
   constexpr size_t kLongest = 1 << 15;  // of any name of the system
   const int size = int(std::min(name.size(), kLongest * 3));
   std::wstring wide(size_t(size), L'\0');

@@ -465,7 +465,6 @@ int Rename(int folder, const char* from, const char* to, bool replace) {
     if (!itself.open() || !old.open() || StatusOf(old.get(), status) != 0 || (status.mode & 0222) != 0)
       continue;
     if (SetAttributes(old.get(), false) != 0) continue;
-    Handle closed;
     if (RenameOpen(itself.get(), folder, name, true)) return 0;
     SetAttributes(old.get(), true);
   }
