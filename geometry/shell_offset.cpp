@@ -360,6 +360,7 @@ trq::MeshArray<PbVec3f> trq::core::OffsetShell(const MeshView& mesh, const Shell
   std::unique_ptr<PushValidator> validator;
   if (how.validate) validator = std::make_unique<PushValidator>(mesh);
   for (size_t i = 0; i < mesh.vertex_count; ++i) {
+    if (how.stop && how.stop()) return {};
     shell[i] = mesh.vertices[i];
     if (!surroundings.HasFacets(i)) continue;
     float distance = float(std::sqrt(double(surroundings.smallest_squared_edge(i))));

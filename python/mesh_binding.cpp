@@ -393,7 +393,7 @@ Mesh Repair(Mesh& mesh, const py::object& tolerance, int holes) {
     InputMesh copy = mesh.Copy();
     Json before;
     DescribeMesh(before, copy);
-    const MeshRepair done = RepairForFile(copy, limits, copy.format);
+    const MeshRepair done = RepairForFile(listener, copy, limits, copy.format);
     RequireFacets(*copy.mesh, copy.path, "repairing");
     before["open_edges"] = done.open_before;
     facts["mesh_before"] = before;
@@ -502,7 +502,7 @@ Mesh Simplify(Mesh& mesh, std::int64_t facets, const std::string& engine, bool f
     DescribeMesh(before, copy);
     before["open_edges"] = was.open_edges;
     const bool simplified = engine == "grid" ? copy.mesh->approximate(int(facets)) != 0
-                                             : SimplifyMesh(*copy.mesh, int(facets));
+                                             : SimplifyMesh(listener, *copy.mesh, int(facets));
     if (!simplified) {
       listener.Warn(Message(Code::kSimplifyNothing, copy.path,
                             "has only " + Counted(was.facets, "facet") + "; nothing was simplified"));

@@ -8,6 +8,7 @@
 
 #include "trqprep/mesh_input.h"
 #include "trqprep/mesh_topology.h"
+#include "trqprep/observer.h"
 
 namespace trqprep {
 
@@ -69,14 +70,15 @@ struct MeshRepair {
 /// first use, those that no facet used come behind them. A second repair finds nothing to do, unless more
 /// than about half a million edges were open: these are not stitched again and again for ever. The mesh gets
 /// new normals and extents. Ends the command with exit 3 when a coordinate is not finite. Time grows as the
-/// facets times their logarithm and the cube of `hole_edges`.
-MeshRepair RepairMesh(InputMesh& input, const RepairLimits& limits);
+/// facets times their logarithm and the cube of `hole_edges`. The observer may cancel it, and the mesh is
+/// empty then.
+MeshRepair RepairMesh(Observer& observer, InputMesh& input, const RepairLimits& limits);
 
 /// Corners may be moved so far where nobody says otherwise.
 constexpr Length kRepairTolerance{0.05, Units::kMillimetre};
 
 /// Repairs what a file of that format would hold, until the file reads back as it was repaired.
-MeshRepair RepairForFile(InputMesh& input, const RepairLimits& limits, MeshFormat format);
+MeshRepair RepairForFile(Observer& observer, InputMesh& input, const RepairLimits& limits, MeshFormat format);
 
 /// "open_edges" and "steps" of `repair --json`.
 void DescribeRepair(Json& data, const MeshRepair& done);

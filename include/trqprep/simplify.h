@@ -9,6 +9,7 @@
 #include "trqprep/matrix4.h"
 #include "trqprep/mesh_input.h"
 #include "trqprep/message.h"
+#include "trqprep/observer.h"
 
 namespace trqprep {
 
@@ -21,8 +22,9 @@ namespace trqprep {
 /// its kind. Attributes stay when all facets have the same and become 0 otherwise; the box is made anew,
 /// normals are not, and the mesh is unsorted. The same mesh gives the same result with the same version of
 /// meshoptimizer. False, and nothing done, when the mesh has no more facets than that. Requires: finite
-/// coordinates, indices inside the vertices, facets >= 1.
-bool SimplifyMesh(CTL& mesh, int facets);
+/// coordinates, indices inside the vertices, facets >= 1. Between runs the observer may cancel it; nothing is
+/// done to the mesh then.
+bool SimplifyMesh(Observer& observer, CTL& mesh, int facets);
 
 /// What a mesh is compared by, in its unit.
 struct ShapeMeasures {

@@ -5,6 +5,7 @@
 
 #include "trq/geometry.h"
 #include "trqprep/matrix4.h"
+#include "trqprep/observer.h"
 
 namespace trqprep {
 
@@ -21,7 +22,8 @@ struct Wall {
 /// Measures from every vertex of `outer` that a facet uses, and from the middle of every facet, to the
 /// nearest point of `inner`, whichever side that is on. Points nearer than `thin` are counted as thin. All
 /// zero without facets in both. Time grows as the facets times their logarithm. Where long facets lie across
-/// each other so that it would not, measuring ends after 20 million steps and 120 more a facet.
-Wall MeasureWall(const CTL& outer, const CTL& inner, double thin);
+/// each other so that it would not, measuring ends after 20 million steps and 120 more a facet. The observer
+/// may cancel it.
+Wall MeasureWall(Observer& observer, const CTL& outer, const CTL& inner, double thin);
 
 }  // namespace trqprep

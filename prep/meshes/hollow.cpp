@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <exception>
 #include <utility>
 #include <vector>
 
@@ -139,7 +140,17 @@ HollowPart HollowMesh(Observer& observer, InputMesh& input, const Hollowing& how
 
   observer.Progress("pushing the vertices inward", 0.1);
   const size_t most_tests = kMostTests + kMostTestsAFacet * size_t(mesh.num_triangles());
-  mesh.shell_vertices_ = trq::core::OffsetShell(mesh.view(), {how.limit, how.validate, most_tests});
+  std::exception_ptr cancelled;  // the library lets nothing through
+  const auto stop = [&] {
+    try {
+      observer.StopIfCancelled();
+    } catch (...) {
+      cancelled = std::current_exception();
+    }
+    return bool(cancelled);
+  };
+  mesh.shell_vertices_ = trq::core::OffsetShell(mesh.view(), {how.limit, how.validate, most_tests, stop});
+  if (cancelled) std::rethrow_exception(cancelled);
   if (!mesh.shell_vertices_) FailBound(input.path, "validating the pushes");
   mesh.shell_made = 1;
   part.push = PushOf(mesh);
@@ -157,7 +168,7 @@ HollowPart HollowMesh(Observer& observer, InputMesh& input, const Hollowing& how
       CountSealed(observer, input.path, inside.surfaces, how.vents ? how.vents() : std::nullopt,
                   how.vents_factor, UnitsName(input.units));
   observer.Progress("measuring the wall", 0.7);
-  part.wall = MeasureWall(mesh, *part.inner, how.limit / 2.0);
+  part.wall = MeasureWall(observer, mesh, *part.inner, how.limit / 2.0);
   if (part.wall.bound) FailBound(input.path, "measuring the wall");
   WarnOfThinWall(observer, input.path, part.wall, how.limit, UnitsName(input.units));
   return part;

@@ -480,7 +480,7 @@ MeshRepair& MeshRepair::operator+=(const MeshRepair& next) {
   return *this;
 }
 
-MeshRepair RepairMesh(InputMesh& input, const RepairLimits& limits) {
+MeshRepair RepairMesh(Observer& observer, InputMesh& input, const RepairLimits& limits) {
   RequireFinite(input);
   CTL& target = *input.mesh;
   const trq::core::MeshView view = target.view();
@@ -490,6 +490,8 @@ MeshRepair RepairMesh(InputMesh& input, const RepairLimits& limits) {
   // They take as much memory as the mesh that is worked on.
   target.vertices_ = {};
   target.triangles_ = {};
+  target.header.num_vertices = 0;
+  target.header.num_triangles = 0;
   std::vector<bool> used(mesh.points.size(), false);
   for (const R_INT4& facet : mesh.facets) {
     for (int k = 0; k < 3; ++k) used[size_t(facet[k])] = true;
@@ -510,13 +512,15 @@ MeshRepair RepairMesh(InputMesh& input, const RepairLimits& limits) {
   int64_t looks = kLooksAnyway + kLooksAnEdge * done.open_before;
   for (int round = 0; round < kMostRounds; ++round) {
     const int before = Work(done);
+    observer.StopIfCancelled();
     DropEqualCorners(mesh, done);
     DropTwins(mesh, done);
     const int joined = done.moved_corners;
-    StitchEdges(mesh, limits.tolerance, looks, done);
+    StitchEdges(observer, mesh, limits.tolerance, looks, done);
     if (done.moved_corners != joined) DropTwins(mesh, done);
+    observer.StopIfCancelled();
     const std::vector<bool> one_sided = TurnAlike(mesh, done);
-    FillHoles(mesh, limits.hole_edges, one_sided, done);
+    FillHoles(observer, mesh, limits.hole_edges, one_sided, done);
     TurnShells(mesh, done);
     if (Work(done) == before) break;
     Number(mesh);
@@ -550,11 +554,14 @@ Json CornerToJson(const Point& point) {
 
 }  // namespace
 
-MeshRepair RepairForFile(InputMesh& input, const RepairLimits& limits, MeshFormat format) {
+MeshRepair RepairForFile(Observer& observer, InputMesh& input, const RepairLimits& limits,
+                         MeshFormat format) {
   CTL& mesh = *input.mesh;
   ReadsBackSame(mesh, format);  // what is repaired are the coordinates that the file will hold
-  MeshRepair done = RepairMesh(input, limits);
-  for (int i = 1; i < kMostRepairs && !ReadsBackSame(mesh, format); ++i) done += RepairMesh(input, limits);
+  MeshRepair done = RepairMesh(observer, input, limits);
+  for (int i = 1; i < kMostRepairs && !ReadsBackSame(mesh, format); ++i) {
+    done += RepairMesh(observer, input, limits);
+  }
   return done;
 }
 

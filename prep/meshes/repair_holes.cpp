@@ -31,7 +31,8 @@ struct BorderEdge {
 
 class Holes {
  public:
-  Holes(RepairedMesh& mesh, const std::vector<bool>& one_sided) : mesh_(mesh) {
+  Holes(Observer& observer, RepairedMesh& mesh, const std::vector<bool>& one_sided)
+      : observer_(observer), mesh_(mesh) {
     const std::vector<EdgeUse> uses = SortedEdges(mesh.facets);
     ForEachEdge(uses, [&](EdgeUses edge) {
       const auto fits = [&](const EdgeUse& use) { return !one_sided[size_t(use.facet)]; };
@@ -64,6 +65,7 @@ class Holes {
   void Fill(size_t most_edges, MeshRepair& done) {
     for (size_t first = 0; first < borders_.size(); ++first) {
       if (unused_[first] != first) continue;
+      observer_.StopIfCancelled();
       double turn = 0;
       const std::vector<int> border = Follow(first, turn);
       if (turn > kTurnOfSheet) continue;
@@ -180,6 +182,7 @@ class Holes {
     std::vector<Cost> best(n * n);
     std::vector<size_t> middle(n * n);
     for (size_t span = 2; span < n; ++span) {
+      observer_.StopIfCancelled();
       for (size_t i = 0; i + span < n; ++i) {
         const size_t j = i + span;
         Cost least{std::numeric_limits<int>::max(), 0};
@@ -215,6 +218,7 @@ class Holes {
     ++done.filled_holes;
   }
 
+  Observer& observer_;
   RepairedMesh& mesh_;
   std::vector<BorderEdge> borders_;  // by their vertices
   std::vector<size_t> unused_;       // of each its own number, or one from which on to look for an unused one
@@ -225,8 +229,9 @@ class Holes {
 
 }  // namespace
 
-void FillHoles(RepairedMesh& mesh, int most_edges, const std::vector<bool>& one_sided, MeshRepair& done) {
-  Holes(mesh, one_sided).Fill(size_t(most_edges), done);
+void FillHoles(Observer& observer, RepairedMesh& mesh, int most_edges, const std::vector<bool>& one_sided,
+               MeshRepair& done) {
+  Holes(observer, mesh, one_sided).Fill(size_t(most_edges), done);
 }
 
 }  // namespace trqprep

@@ -69,10 +69,11 @@ Box BoxOf(const RepairedMesh& mesh);
 
 /// Stitches open edges (RepairMesh). Takes from `looks` the open edges each time that they are looked at
 /// anew, and stops where none are left of them.
-void StitchEdges(RepairedMesh& mesh, double tolerance, int64_t& looks, MeshRepair& done);
+void StitchEdges(Observer& observer, RepairedMesh& mesh, double tolerance, int64_t& looks, MeshRepair& done);
 
 /// Fills holes (RepairMesh). Facets of which `one_sided` says so have no direction that fits their
 /// neighbours; holes among them stay.
-void FillHoles(RepairedMesh& mesh, int most_edges, const std::vector<bool>& one_sided, MeshRepair& done);
+void FillHoles(Observer& observer, RepairedMesh& mesh, int most_edges, const std::vector<bool>& one_sided,
+               MeshRepair& done);
 
 }  // namespace trqprep

@@ -428,8 +428,13 @@ constexpr uint32_t kFacets = 2;
 
 class Stitching {
  public:
-  Stitching(RepairedMesh& mesh, double tolerance, int64_t& looks, MeshRepair& done)
-      : mesh_(mesh), tolerance_(tolerance), looks_(looks), box_(BoxOf(mesh)), done_(done) {}
+  Stitching(Observer& observer, RepairedMesh& mesh, double tolerance, int64_t& looks, MeshRepair& done)
+      : observer_(observer),
+        mesh_(mesh),
+        tolerance_(tolerance),
+        looks_(looks),
+        box_(BoxOf(mesh)),
+        done_(done) {}
 
   /// False when nothing is open, or nothing may be looked at any more.
   bool Run(double reach) {
@@ -442,6 +447,7 @@ class Stitching {
     stitched_.assign(open_.size(), false);
     last_.reset();
     do {
+      observer_.StopIfCancelled();
       limit_.reset();
       candidates_.clear();
       FindEdges();
@@ -557,6 +563,7 @@ class Stitching {
     size_t tries = 0;
     for (size_t i = 0; i < open_.size(); ++i) {
       if (stitched_[i]) continue;
+      observer_.StopIfCancelled();
       const auto [a, b] = EndsOf(open_[i]);
       const double length = Distance(mesh_.At(a), mesh_.At(b));
       // Ends farther apart than half of an edge belong to the two sides of a hole.
@@ -600,6 +607,7 @@ class Stitching {
     const size_t most_tries = kTriesAnyway + kTriesAnEdge * loose_.size();
     size_t tries = 0;
     for (const int facet : loose_) {
+      observer_.StopIfCancelled();
       int rotated = 0;
       R_INT4 t = mesh_.Facet(facet);
       for (; rotated < 2 && lists_->Of(t[1]).size() < lists_->Of(t[0]).size(); ++rotated) t = Rotated(t, 1);
@@ -817,6 +825,7 @@ class Stitching {
     uint32_t edge;
   };
 
+  Observer& observer_;
   RepairedMesh& mesh_;
   const double tolerance_;
   int64_t& looks_;
@@ -843,9 +852,9 @@ class Stitching {
 
 }  // namespace
 
-void StitchEdges(RepairedMesh& mesh, double tolerance, int64_t& looks, MeshRepair& done) {
+void StitchEdges(Observer& observer, RepairedMesh& mesh, double tolerance, int64_t& looks, MeshRepair& done) {
   if (!(tolerance > 0)) return;
-  Stitching stitching(mesh, tolerance, looks, done);
+  Stitching stitching(observer, mesh, tolerance, looks, done);
   for (const double share : {0.125, 0.25, 0.5, 1.0}) {
     if (!stitching.Run(share * tolerance)) break;
   }

@@ -190,7 +190,7 @@ class Simplifier {
 
   /// The first result within 5 % of the target without more crowded edges than the mesh had; where no run
   /// gives one, of those with the fewest crowded edges the one that is nearest to the target.
-  Indices RunForTarget(size_t target) {
+  Indices RunForTarget(Observer& observer, size_t target) {
     // Large meshes take seconds a run, and their faults are few.
     const int runs = welded_.indices.size() > 3 * 500000 ? 3 : 10;
     const auto margin = size_t(kTargetMargin * double(target));
@@ -198,6 +198,7 @@ class Simplifier {
     std::pair best_faults{std::numeric_limits<size_t>::max(), size_t{0}};
     size_t aim = target;
     for (int run = 0; run < runs && 3 * aim < welded_.indices.size(); ++run) {
+      observer.StopIfCancelled();
       Indices result = RunNear(aim, margin);
       const size_t facets = result.size() / 3;
       const size_t crowded = CountEdges(result).crowded;
@@ -263,12 +264,12 @@ std::string Percent(double share) { return fmt::format("{:.{}f} %", 100 * share,
 
 }  // namespace
 
-bool SimplifyMesh(CTL& mesh, int facets) {
+bool SimplifyMesh(Observer& observer, CTL& mesh, int facets) {
   if (mesh.num_triangles() <= facets) return false;
   Welded welded = Weld(mesh);
   const auto target = size_t(facets);
   if (welded.indices.size() > 3 * target) {
-    welded.indices = Simplifier(welded).RunForTarget(target);
+    welded.indices = Simplifier(welded).RunForTarget(observer, target);
   }
   const int attribute = mesh.triangles()[0][3];
   const bool one_attribute =

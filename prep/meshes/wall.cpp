@@ -7,7 +7,7 @@
 
 namespace trqprep {
 
-Wall MeasureWall(const CTL& outer, const CTL& inner, double thin) {
+Wall MeasureWall(Observer& observer, const CTL& outer, const CTL& inner, double thin) {
   const FacetDistances distances(inner);
   Wall wall;
   double sum = 0;
@@ -28,6 +28,7 @@ Wall MeasureWall(const CTL& outer, const CTL& inner, double thin) {
   const size_t searches = 2 * size_t(outer.num_triangles());
   std::vector<bool> seen(size_t(outer.num_vertices()), false);
   for (int facet = 0; facet < outer.num_triangles(); ++facet) {
+    observer.StopIfCancelled();
     const Corners corners = CornersOf(outer, facet);
     Point middle;
     for (size_t k = 0; k < 3; ++k) {

@@ -112,6 +112,19 @@ TEST(CoreShell, EndsWhenTheTestsDoNotSuffice) {
   EXPECT_TRUE(trq::core::OffsetShell(cube.view(), {1, false, 1}));
 }
 
+TEST(CoreShell, EndsWhenItIsStopped) {
+  CTL cube = test_support::Cube();
+  cube.Calculate_normals();
+  int asked = 0;
+  trq::core::ShellOffset how{1, false};
+  how.stop = [&] { return ++asked == 5; };
+  EXPECT_FALSE(trq::core::OffsetShell(cube.view(), how));
+  EXPECT_EQ(asked, 5);
+  how.stop = [&] { return ++asked == 5 + 9; };
+  EXPECT_TRUE(trq::core::OffsetShell(cube.view(), how));
+  EXPECT_EQ(asked, 5 + 8);
+}
+
 TEST(CoreShell, RaisesTheTrianglesThatFaceDown) {
   CTL mesh = MakeMesh({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{0, 1, 2}, {0, 2, 1}});
   mesh.Calculate_normals();

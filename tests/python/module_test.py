@@ -107,6 +107,45 @@ def test_what_progress_raises_ends_the_work():
         Mesh.load(part("rook.stl")).slice(thickness=0.1, progress=told)
 
 
+# A handler that runs while the work does sees that the mesh is in use; afterwards it would not be.
+IN_THE_WORK = """
+import signal, sys, numpy, trqprep, warnings
+warnings.simplefilter("ignore")
+n = 300
+around, along = numpy.meshgrid(numpy.linspace(0, 2 * numpy.pi, n, endpoint=False), numpy.linspace(0, 2, n))
+wall = 20 + 2 * numpy.sin(9 * around) + numpy.sin(40 * along)
+points = numpy.stack([wall * numpy.cos(around), wall * numpy.sin(around), 30 * along], axis=-1).reshape(-1, 3)
+i, j = (k.ravel() for k in numpy.meshgrid(numpy.arange(n), numpy.arange(n - 1)))
+a, b, c, d = j * n + i, j * n + (i + 1) % n, (j + 1) * n + i, (j + 1) * n + (i + 1) % n
+facets = numpy.concatenate([numpy.stack([a, b, d], axis=-1), numpy.stack([a, d, c], axis=-1)])
+mesh = trqprep.Mesh.from_arrays(points, facets)
+soup = trqprep.Mesh.from_arrays(points[facets.ravel()], numpy.arange(facets.size).reshape(-1, 3))
+works = {
+    "repair": (soup, lambda: soup.repair()),
+    "hollow": (mesh, lambda: mesh.hollow(1.0, validate=True)),
+    "check": (mesh, lambda: mesh.check(layers=True)),
+    "slice": (mesh, lambda: mesh.slice(thickness=0.02)),
+}
+busy, work = works[sys.argv[1]]
+def arrived(number, frame):
+    try:
+        with busy.edit():
+            sys.exit(43)
+    except BufferError:
+        sys.exit(42)
+signal.signal(signal.SIGALRM, arrived)
+signal.setitimer(signal.ITIMER_REAL, 0.02)
+work()
+sys.exit(44)
+"""
+
+
+@pytest.mark.parametrize("work", ("repair", "hollow", "check", "slice"))
+def test_an_interrupt_arrives_while_the_work_is_done(work):
+    done = subprocess.run([sys.executable, "-c", IN_THE_WORK, work], timeout=240)
+    assert done.returncode == 42
+
+
 INTERRUPTED = """
 import os, signal, sys, threading, trqprep
 contours = trqprep.Mesh.load(sys.argv[1]).slice(thickness=0.1)

@@ -23,7 +23,7 @@ ExitCode Run(Context& context, const Options& options) {
   Json before;
   DescribeMesh(before, input);
   const CTL& mesh = *input.mesh;
-  const MeshRepair done = RepairForFile(input, limits, work.format);
+  const MeshRepair done = RepairForFile(context, input, limits, work.format);
   WriteWork(context, options, work);
 
   before["open_edges"] = done.open_before;

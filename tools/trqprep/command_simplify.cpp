@@ -35,7 +35,8 @@ ExitCode Run(Context& context, const Options& options) {
   AddMillimetres(words, input, "volume_was", "area_was");
   context.Progress("simplifying", 0.2);
   const bool grid = options.engine == "grid";
-  const bool simplified = grid ? input.mesh->approximate(facets) != 0 : SimplifyMesh(*input.mesh, facets);
+  const bool simplified =
+      grid ? input.mesh->approximate(facets) != 0 : SimplifyMesh(context, *input.mesh, facets);
   if (!simplified) {
     context.Warn(Message(Code::kSimplifyNothing, options.input,
                          "has only " + Counted(was.facets, "facet") + "; nothing was simplified"));

@@ -1,6 +1,8 @@
 /// Shell offset: an inner skin with the mesh's triangles, for hollow parts.
 #pragma once
 
+#include <functional>
+
 #include "trq/core/bytes.h"
 #include "trq/core/mesh.h"
 #include "trq/export.h"
@@ -13,10 +15,11 @@ struct ShellOffset {
   /// Largest number of triangles that pushes are tested against, all together; 0: no bound. Where long
   /// triangles lie across each other, every push may come near most of them.
   std::size_t most_tests = 0;
+  std::function<bool()> stop = {};  ///< asked for every vertex: true ends the work. Must not throw.
 };
 
 /// One point for every vertex of the mesh in use: the vertex pushed inward as CTL::offset_ctl describes.
-/// Without a view at all when `most_tests` does not suffice.
+/// Without a view at all when `most_tests` does not suffice or `stop` says so.
 /// Pushed along the mesh's normals, which point outward on a closed mesh; neither is checked.
 TRQ_EXPORT MeshArray<PbVec3f> OffsetShell(const MeshView& mesh, const ShellOffset& how);
 

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "tests/support/canceller.h"
 #include "tests/support/temp_dir.h"
 #include "trqprep/verify_folder.h"
 
@@ -39,19 +40,6 @@ class BuildTest : public testing::Test {
   test_support::TempDir folder_;
 };
 
-// Cancels when it is asked for the n-th time.
-class Canceller : public Observer {
- public:
-  explicit Canceller(int after) : left_(after) {}
-  bool asked_often_enough() const { return left_ < 0; }
-
- protected:
-  bool Cancelled() override { return left_-- <= 0; }
-
- private:
-  int left_;
-};
-
 TEST_F(BuildTest, WritesTheFolderAndReportsWhatStandsInIt) {
   Observer observer;
   const BuildReport report = Build(TwoRings(), Out(), false, observer);
@@ -82,7 +70,7 @@ TEST_F(BuildTest, CheckBuildFindsTheSameAndWritesNothing) {
 TEST_F(BuildTest, EndsWhereverItIsCancelledAndLeavesNothing) {
   int completed_after = -1;
   for (int n = 0; n < 200 && completed_after < 0; ++n) {
-    Canceller observer(n);
+    test_support::Canceller observer(n);
     try {
       Build(TwoRings(), Out(), false, observer);
       completed_after = n;
@@ -99,8 +87,8 @@ TEST_F(BuildTest, ASearchThatIsCancelledLeavesNothing) {
   Job job = TwoRings();
   job.engine = Engine::kNest;
   job.parts[0].copies = kFill;
-  job.time = kMostSeconds;  // far beyond what the test waits for
-  Canceller observer(60);   // the steps before the search ask less often
+  job.time = kMostSeconds;               // far beyond what the test waits for
+  test_support::Canceller observer(60);  // the steps before the search ask less often
   try {
     Build(job, Out(), false, observer);
     FAIL() << "the search ended by itself";
@@ -128,7 +116,7 @@ TEST_F(BuildTest, TheEngineNestKeepsTheGapBetweenRings) {
 
 TEST_F(BuildTest, AnExistingFolderIsRefusedBeforeAnyWork) {
   fs::create_directory(Out());
-  Canceller observer(0);  // would end the first step
+  test_support::Canceller observer(0);  // would end the first step
   try {
     Build(TwoRings(), Out(), false, observer);
     FAIL() << "the folder was taken";

@@ -12,11 +12,14 @@
 #include <set>
 #include <vector>
 
+#include "tests/support/canceller.h"
 #include "tests/support/meshes.h"
 #include "tests/support/rounds.h"
 
 namespace trqprep {
 namespace {
+
+Observer observer;  // listens in silence
 
 using test_support::Indices;
 using test_support::TrianglesOf;
@@ -74,10 +77,10 @@ Repaired Repair(const Shape& shape, const RepairLimits& limits = {}) {
   InputMesh input;
   input.mesh = std::make_unique<CTL>(test_support::MakeMesh(shape.vertices, shape.triangles));
   Repaired repaired;
-  repaired.done = RepairMesh(input, limits);
+  repaired.done = RepairMesh(observer, input, limits);
   repaired.shape = ShapeOf(*input.mesh);
   // Whatever it was: once is enough.
-  EXPECT_FALSE(RepairMesh(input, limits).any());
+  EXPECT_FALSE(RepairMesh(observer, input, limits).any());
   EXPECT_EQ(VerticesOf(*input.mesh), repaired.shape.vertices);
   EXPECT_EQ(TrianglesOf(*input.mesh), repaired.shape.triangles);
   return repaired;
@@ -567,7 +570,7 @@ TEST(MeshRepair, KeepsAttributesAndUnusedVertices) {
   }
   test_support::FillMesh(mesh, shape.vertices, shape.triangles);
   for (int i = 0; i < 11; ++i) mesh.triangles()[i][3] = i % 3;
-  RepairMesh(input, {});
+  RepairMesh(observer, input, {});
   EXPECT_THAT(test_support::AttributesOf(mesh), ElementsAre(0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 0));
   EXPECT_EQ(VerticesOf(mesh).back(), (Vertex{9, 9, 9}));
   EXPECT_EQ(mesh.num_vertices(), 9);
@@ -578,14 +581,36 @@ TEST(MeshRepair, RefusesWhatIsNoPlace) {
     InputMesh input;
     input.mesh =
         std::make_unique<CTL>(test_support::MakeMesh({{0, 0, 0}, {1, 0, 0}, {0, c, 0}}, {{0, 1, 2}}));
-    EXPECT_THROW(RepairMesh(input, {}), Failure);
+    EXPECT_THROW(RepairMesh(observer, input, {}), Failure);
   }
+}
+
+TEST(MeshRepair, CanBeCancelled) {
+  // A crate without lid, with a wall that lies a little off its edges.
+  Shape shape = Crate();
+  shape.triangles.resize(shape.triangles.size() - 4);
+  Add(shape, Sheet(4, [](int, int) { return 0.01; }));
+  const Repaired whole = Repair(shape);
+  InputMesh input;
+  const int times = test_support::TimesCancelled([&](Observer& cancels) {
+    input.mesh = std::make_unique<CTL>(test_support::MakeMesh(shape.vertices, shape.triangles));
+    RepairMesh(cancels, input, {});
+  });
+  EXPECT_GT(times, 10);
+  EXPECT_EQ(VerticesOf(*input.mesh), whole.shape.vertices);
+  EXPECT_EQ(TrianglesOf(*input.mesh), whole.shape.triangles);
+
+  input.mesh = std::make_unique<CTL>(test_support::MakeMesh(shape.vertices, shape.triangles));
+  test_support::Canceller at_once(0);
+  EXPECT_THROW(RepairMesh(at_once, input, {}), Failure);
+  EXPECT_EQ(input.mesh->num_triangles(), 0);
+  EXPECT_EQ(input.mesh->num_vertices(), 0);
 }
 
 TEST(MeshRepair, AnEmptyMeshStaysEmpty) {
   InputMesh input;
   input.mesh = std::make_unique<CTL>();
-  EXPECT_FALSE(RepairMesh(input, {}).any());
+  EXPECT_FALSE(RepairMesh(observer, input, {}).any());
   EXPECT_EQ(input.mesh->num_triangles(), 0);
 }
 

@@ -7,10 +7,13 @@
 #include <map>
 #include <set>
 
+#include "tests/support/canceller.h"
 #include "tests/support/meshes.h"
 
 namespace trqprep {
 namespace {
+
+Observer observer;  // listens in silence
 
 using test_support::Indices;
 using test_support::MakeMesh;
@@ -81,7 +84,7 @@ TEST(SimplifyMesh, KeepsTheVolumeOfASphereWithinOnePercent) {
   ASSERT_EQ(before.facets, 4800);
   // Slightly less than the ball of 4 / 3 pi r^3.
   ASSERT_NEAR(before.volume, 4188.79, 20);
-  ASSERT_TRUE(SimplifyMesh(*input.mesh, 1600));
+  ASSERT_TRUE(SimplifyMesh(observer, *input.mesh, 1600));
   const ShapeMeasures after = MeasureShape(input);
   EXPECT_NEAR(after.facets, 1600, 80);
   EXPECT_NEAR(after.volume, before.volume, 0.01 * before.volume);
@@ -89,12 +92,20 @@ TEST(SimplifyMesh, KeepsTheVolumeOfASphereWithinOnePercent) {
   EXPECT_EQ(after.open_edges + after.crowded_edges, 0);
 }
 
+TEST(SimplifyMesh, CanBeCancelledBetweenRuns) {
+  InputMesh input = Input(test_support::Sphere(10, 60, 41));
+  const int facets = input.mesh->num_triangles();
+  test_support::Canceller at_once(0);
+  EXPECT_THROW(SimplifyMesh(at_once, *input.mesh, 1600), Failure);
+  EXPECT_EQ(input.mesh->num_triangles(), facets);
+}
+
 TEST(SimplifyMesh, LeavesVerticesWhereTheyAre) {
   const CTL sphere = test_support::Sphere(10, 20, 11);
   const std::vector<test_support::Point> vertices = test_support::VerticesOf(sphere);
   const std::set<test_support::Point> known(vertices.begin(), vertices.end());
   InputMesh input = Input(test_support::Sphere(10, 20, 11));
-  ASSERT_TRUE(SimplifyMesh(*input.mesh, 200));
+  ASSERT_TRUE(SimplifyMesh(observer, *input.mesh, 200));
   const std::vector<test_support::Point> kept = test_support::VerticesOf(*input.mesh);
   EXPECT_LT(kept.size(), vertices.size());
   for (const test_support::Point& vertex : kept) EXPECT_EQ(known.count(vertex), 1u);
@@ -102,7 +113,7 @@ TEST(SimplifyMesh, LeavesVerticesWhereTheyAre) {
 
 TEST(SimplifyMesh, BringsFlatFacesToTheirCorners) {
   InputMesh input = Input(UnitSquares(12, 9, 6));
-  ASSERT_TRUE(SimplifyMesh(*input.mesh, 12));
+  ASSERT_TRUE(SimplifyMesh(observer, *input.mesh, 12));
   const ShapeMeasures after = MeasureShape(input);
   EXPECT_EQ(after.facets, 12);
   EXPECT_EQ(input.mesh->num_vertices(), 8);
@@ -118,7 +129,7 @@ TEST(SimplifyMesh, KeepsThinWalls) {
   const ShapeMeasures before = MeasureShape(hinge);
   ASSERT_DOUBLE_EQ(before.volume, 20 * 10 * 2 + 10 * 8);
   const int facets = before.facets / 10;
-  ASSERT_TRUE(SimplifyMesh(*hinge.mesh, facets));
+  ASSERT_TRUE(SimplifyMesh(observer, *hinge.mesh, facets));
   const ShapeMeasures after = MeasureShape(hinge);
   EXPECT_NEAR(after.volume, before.volume, 0.01 * before.volume);
   EXPECT_NEAR(after.facets, facets, 0.05 * facets);
@@ -131,7 +142,7 @@ TEST(SimplifyMesh, KeepsThinWalls) {
 
 TEST(SimplifyMesh, JoinsVerticesAtExactlyOnePlaceFirst) {
   InputMesh input = Input(UnitSquares(12, 9, 6, false));
-  ASSERT_TRUE(SimplifyMesh(*input.mesh, 12));
+  ASSERT_TRUE(SimplifyMesh(observer, *input.mesh, 12));
   EXPECT_EQ(input.mesh->num_vertices(), 8);
   EXPECT_TRUE(MeasureShape(input).closed);
   EXPECT_DOUBLE_EQ(MeasureShape(input).volume, 12 * 9 * 6);
@@ -143,7 +154,7 @@ TEST(SimplifyMesh, TakesZerosOfBothSignsForOnePlace) {
     for (float& c : vertices[i]) c = c == 0 ? -0.0f : c;
   }
   InputMesh input = Input(MakeMesh(vertices, test_support::TrianglesOf(UnitSquares(3, 3, 3, false))));
-  ASSERT_TRUE(SimplifyMesh(*input.mesh, 12));
+  ASSERT_TRUE(SimplifyMesh(observer, *input.mesh, 12));
   EXPECT_EQ(input.mesh->num_vertices(), 8);
   EXPECT_TRUE(MeasureShape(input).closed);
 }
@@ -152,7 +163,7 @@ TEST(SimplifyMesh, KeepsTheBorderOfAnOpenSheet) {
   // 400 facets, of which the border of 40 edges needs at least 38.
   InputMesh sheet = Input(test_support::Plate(20, 10));
   InputMesh same = Input(test_support::Plate(20, 10));
-  ASSERT_TRUE(SimplifyMesh(*sheet.mesh, 60));
+  ASSERT_TRUE(SimplifyMesh(observer, *sheet.mesh, 60));
   const ShapeMeasures after = MeasureShape(sheet);
   EXPECT_EQ(after.open_edges, MeasureShape(same).open_edges);
   EXPECT_NEAR(after.area, 400, 1e-3);
@@ -161,7 +172,7 @@ TEST(SimplifyMesh, KeepsTheBorderOfAnOpenSheet) {
 
 TEST(SimplifyMesh, GivesUpTheBorderForTheNumber) {
   InputMesh sheet = Input(test_support::Plate(20, 10));
-  ASSERT_TRUE(SimplifyMesh(*sheet.mesh, 2));
+  ASSERT_TRUE(SimplifyMesh(observer, *sheet.mesh, 2));
   const ShapeMeasures after = MeasureShape(sheet);
   EXPECT_EQ(after.facets, 2);
   EXPECT_EQ(after.open_edges, 4);
@@ -175,7 +186,7 @@ TEST(SimplifyMesh, DoesNotTakeOutASheetThatHasTwoSides) {
     both.push_back({both[i][0], both[i][2], both[i][1]});
   }
   InputMesh input = Input(MakeMesh(test_support::VerticesOf(sheet), both));
-  ASSERT_TRUE(SimplifyMesh(*input.mesh, 100));
+  ASSERT_TRUE(SimplifyMesh(observer, *input.mesh, 100));
   EXPECT_GT(MeasureShape(input).area, 2 * 300);
 }
 
@@ -192,7 +203,7 @@ TEST(SimplifyMesh, ADoubleConeStaysClosed) {
     triangles.push_back({1, next, here});
   }
   CTL mesh = MakeMesh(vertices, triangles);
-  ASSERT_TRUE(SimplifyMesh(mesh, kSides / 2));
+  ASSERT_TRUE(SimplifyMesh(observer, mesh, kSides / 2));
   const ShapeMeasures after = MeasureShape(Input(std::move(mesh)));
   EXPECT_NEAR(after.facets, kSides / 2, kSides / 40);
   EXPECT_TRUE(after.closed);
@@ -203,7 +214,7 @@ TEST(SimplifyMesh, ADoubleConeStaysClosed) {
 
 TEST(SimplifyMesh, HasNothingToDoForAsManyFacets) {
   InputMesh cube = Input(test_support::Cube(10));
-  for (const int facets : {12, 13, 1000}) EXPECT_FALSE(SimplifyMesh(*cube.mesh, facets));
+  for (const int facets : {12, 13, 1000}) EXPECT_FALSE(SimplifyMesh(observer, *cube.mesh, facets));
   EXPECT_EQ(test_support::TrianglesOf(*cube.mesh), test_support::kCubeTriangles);
 }
 
@@ -212,7 +223,7 @@ TEST(SimplifyMesh, DropsFacetsOfTwoEqualCorners) {
   triangles.push_back({0, 0, 1});
   triangles.push_back({3, 5, 3});
   InputMesh input = Input(MakeMesh(test_support::VerticesOf(test_support::Cube(10)), triangles));
-  ASSERT_TRUE(SimplifyMesh(*input.mesh, 12));
+  ASSERT_TRUE(SimplifyMesh(observer, *input.mesh, 12));
   EXPECT_EQ(test_support::TrianglesOf(*input.mesh), test_support::kCubeTriangles);
 }
 
@@ -221,7 +232,7 @@ TEST(SimplifyMesh, KeepsAnAttributeThatAllFacetsHave) {
     InputMesh input = Input(UnitSquares(4, 4, 4));
     for (int i = 0; i < input.mesh->num_triangles(); ++i) input.mesh->nth(i)[3] = 2;
     if (!all) input.mesh->nth(7)[3] = 1;
-    ASSERT_TRUE(SimplifyMesh(*input.mesh, 12));
+    ASSERT_TRUE(SimplifyMesh(observer, *input.mesh, 12));
     for (const int attribute : test_support::AttributesOf(*input.mesh)) EXPECT_EQ(attribute, all ? 2 : 0);
   }
 }
@@ -235,7 +246,7 @@ TEST(SimplifyMesh, DependsOnNoScale) {
       for (float& c : vertex) c = std::ldexp(c, exponent);
     }
     CTL scaled = MakeMesh(vertices, test_support::TrianglesOf(sphere));
-    ASSERT_TRUE(SimplifyMesh(scaled, 100));
+    ASSERT_TRUE(SimplifyMesh(observer, scaled, 100));
     results.push_back(test_support::TrianglesOf(scaled));
   }
   EXPECT_EQ(results[0], results[1]);
