@@ -3,10 +3,10 @@
 
 #include "trqprep/observer.h"
 
-namespace trqprep::test_support {
+namespace test_support {
 
 /// Cancels when it is asked once more than `after` times.
-class Canceller : public Observer {
+class Canceller : public trqprep::Observer {
  public:
   explicit Canceller(int after) : left_(after) {}
   bool asked_often_enough() const { return left_ < 0; }
@@ -27,10 +27,10 @@ int TimesCancelled(Work work) {
     try {
       work(observer);
       return after;
-    } catch (const Failure& failure) {
-      if (failure.exit_code != ExitCode::kInterrupted) throw;
+    } catch (const trqprep::Failure& failure) {
+      if (failure.exit != trqprep::ExitCode::kInterrupted) throw;
     }
   }
 }
 
-}  // namespace trqprep::test_support
+}  // namespace test_support

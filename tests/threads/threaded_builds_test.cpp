@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "prep/says/side_by_side.h"
+#include "tests/support/rounds.h"
 #include "tests/support/temp_dir.h"
 #include "trqprep/build.h"
 #include "trqprep/plates.h"
@@ -263,7 +264,8 @@ TEST(ThreadedBuilds, AreCancelledAnywhereAndLeaveNothing) {
   job.threads = 3;
   Recorder whole;
   Build(job, folder.File("whole"), false, whole);
-  for (size_t after = 0; after < whole.heard.size(); after += 1 + whole.heard.size() / 10) {
+  for (size_t after = 0; after < whole.heard.size();
+       after += 1 + whole.heard.size() / size_t(test_support::Rounds(10))) {
     Recorder observer;
     observer.cancels_after = int(after);
     EXPECT_THROW(Build(job, folder.File("out"), false, observer), Failure) << after;

@@ -182,8 +182,8 @@ TEST(CavitiesDifferential, SurfacesThatCross) {
     ASSERT_EQ(CavitiesOf(topology), LiteralCavities(mesh, topology, Corner::kLowest)) << "round " << round;
     seen.Count(topology);
   }
-  EXPECT_GT(seen.cavities, 100);
-  EXPECT_GT(seen.others, 100);
+  EXPECT_GT(seen.cavities, test_support::Rounds(100));
+  EXPECT_GT(seen.others, test_support::Rounds(100));
 }
 
 // Corners on a small lattice lie on facets, edges and corners of other surfaces most of the time. A step that
@@ -238,8 +238,8 @@ TEST(CavitiesDifferential, CornersOnOtherSurfaces) {
         << "round " << round;
     seen.Count(topology);
   }
-  EXPECT_GT(seen.cavities, 500);
-  EXPECT_GT(seen.others, 500);
+  EXPECT_GT(seen.cavities, test_support::Rounds(500));
+  EXPECT_GT(seen.others, test_support::Rounds(500));
 }
 
 // Where surfaces keep clear of each other, any corner decides: here the first one, facets in any order.
@@ -268,8 +268,8 @@ TEST(CavitiesDifferential, SurfacesThatKeepClear) {
     ASSERT_EQ(CavitiesOf(topology), LiteralCavities(mesh, topology, Corner::kFirst)) << "round " << round;
     seen.Count(topology);
   }
-  EXPECT_GT(seen.cavities, 100);
-  EXPECT_GT(seen.others, 100);
+  EXPECT_GT(seen.cavities, test_support::Rounds(100));
+  EXPECT_GT(seen.others, test_support::Rounds(100));
 }
 
 Shape Inward(Shape shape) {
