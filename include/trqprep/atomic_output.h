@@ -24,6 +24,10 @@
 
 namespace trqprep {
 
+/// Makes a folder that outputs go into, and those on the way to it, where they are missing. Fails with
+/// exit 4.
+void MakeOutputFolders(const std::string& path);
+
 /// What files and folders have in common.
 class Output {
  public:

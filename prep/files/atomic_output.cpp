@@ -102,7 +102,25 @@ int Rename(int folder, const std::string& from, const std::string& to, bool repl
   return system_files::Rename(folder, from.c_str(), to.c_str(), replace);
 }
 
+int MakeFolders(const std::string& path) {
+  if (IsFolder(path)) return 0;
+  const std::string parent = WithoutLastSlashes(FolderOf(path)), name = FileNameOf(path);
+  if (parent == path || name.empty()) return ENOENT;
+  if (const int error = MakeFolders(parent)) return error;
+  if (system_files::NameRefusal(name)) return EINVAL;
+  const Descriptor folder = system_files::Open(parent, Use::kReach);
+  if (!folder.open()) return errno;
+  const int error = system_files::MakeFolder(folder.number(), name.c_str(), false);
+  // Somebody else may have made it a moment ago.
+  return error != EEXIST ? error : IsFolder(path) ? 0 : ENOTDIR;
+}
+
 }  // namespace
+
+void MakeOutputFolders(const std::string& path) {
+  const int error = MakeFolders(WithoutLastSlashes(path));
+  if (error != 0) FailOutput(Code::kOutputUnwritable, path, "cannot be made: " + SystemText(error));
+}
 
 void SetStandardOutput(int descriptor) { standard_output = descriptor; }
 

@@ -134,11 +134,11 @@ std::string PlateSvg(Observer& observer, const Plate& plate) {
   add(R"(<?xml version="1.0" encoding="UTF-8"?>
 <svg xmlns="http://www.w3.org/2000/svg" width="{0}mm" height="{1}mm" viewBox="0 0 {0} {1}">
 <title>{2} pieces in a vat of {3} x {4} {5}, seen from above</title>
-<style>text{{font-family:sans-serif;font-size:{6}px;fill:#222}}.line{{fill:none;stroke:#444;stroke-width:0.4}}.part{{fill:#9fc3e6;stroke:#1d4f7c;stroke-width:0.25;stroke-linejoin:round}}.used{{fill:none;stroke:#c2571a;stroke-width:0.25;stroke-dasharray:2}}.small{{fill:#c2571a}}.margin{{fill:none;stroke:#888;stroke-width:0.25;stroke-dasharray:1}}.near{{fill:none;stroke:#b00020;stroke-width:0.6;stroke-linecap:round}}.distance{{fill:#b00020}}</style>
+<style>text{{font-family:sans-serif;font-size:{6}px;fill:#222}}.line{{fill:none;stroke:#444;stroke-width:0.4}}.part{{fill:#9fc3e6;stroke:#1d4f7c;stroke-width:0.25;stroke-linejoin:round}}.used{{fill:none;stroke:#c2571a;stroke-width:0.25;stroke-dasharray:2}}.small{{fill:#c2571a}}.margin{{fill:none;stroke:#888;stroke-width:0.25;stroke-dasharray:1}}.near{{fill:none;stroke:#b00020;stroke-width:0.6;stroke-linecap:round}}.distance{{fill:#b00020;stroke:#fff;stroke-width:{7}px;stroke-linejoin:round;paint-order:stroke}}</style>
 <defs>
 )",
       width, height, std::to_string(plate.pieces.size()), num(plate.vat[0]), num(plate.vat[1]), unit,
-      text_size);
+      text_size, text_size / 4);
 
   // One symbol for each part and turn, in the order in which they first appear.
   std::map<std::pair<size_t, int>, std::string> symbols;

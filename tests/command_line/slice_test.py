@@ -177,6 +177,17 @@ class Slice(ToolTest):
         self.fails(OUTPUT, "slice", "a.stl", "-o", "layers/")
         self.good("slice", "a.stl", "-o", "layers/", "--force")
 
+    def test_a_folder_that_is_not_there(self):
+        self.write("a.stl", binary_stl(box_facets((1, 2, 3))))
+        long = "n" * 200 + "/" + "m" * 200 + "/"
+        for folder in ("new/deep/", "new//deeper/", "new/other/../beside/", long):
+            self.good("slice", "a.stl", "--thickness", "1mm", "-o", folder)
+            self.assertTrue(self.path(folder + "a.slc").is_file(), folder)
+        self.assertTrue(self.path("new/other").is_dir())
+        for folder in ("a.stl/", "a.stl/deep/"):
+            failed = self.fails(OUTPUT, "slice", "a.stl", "--thickness", "1mm", "-o", folder)
+            self.assertIn(f"{folder}: cannot be made: Not a directory", failed.err)
+
     def test_what_makes_no_layers(self):
         self.write("box.stl", binary_stl(box_facets((10, 20, 30))))
         for options, exit, code in ((("--thickness", "0"), USAGE, "USAGE"), (("--thickness", "0.0001mm"), INPUT, "SLICE-LAYERS"),

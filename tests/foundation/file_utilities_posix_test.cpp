@@ -66,7 +66,7 @@ TEST(FileUtilities, DriveKindFollowsTheFileSystem) {
                                           {"/dev/shm", 0x01021994, 6},
                                           {"/sys", 0x62656572, 0},
                                           {"/", 0xef53, 3}}) {
-    if (::statfs(path, &information) != 0 || information.f_type != magic) continue;
+    if (::statfs(path, &information) != 0 || int64_t(information.f_type) != magic) continue;
     EXPECT_EQ(UTILITY::GetDriveInfo(path), kind) << path;
     EXPECT_EQ(UTILITY::GetDriveInfo(std::string(path) + "/none-such/a.stl"), kind) << path;
     ++known;

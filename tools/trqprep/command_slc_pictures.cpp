@@ -123,10 +123,7 @@ class LayerOutputs {
       folder_ = true;
     }
     digits_ = std::to_string(file.layer_count()).size();
-    if (!folder_) return;
-    std::error_code error;
-    std::filesystem::create_directories(path_, error);
-    if (error) FailOutput(Code::kOutputUnwritable, path_, "cannot be made: " + error.message());
+    if (folder_) MakeOutputFolders(path_);
   }
   std::string Of(size_t layer) const {
     if (!folder_) return path_;

@@ -3,6 +3,7 @@
 #include <set>
 
 #include "commands.h"
+#include "trqprep/atomic_output.h"
 #include "trqprep/contour_file.h"
 #include "trqprep/mesh_slices.h"
 #include "trqprep/paths.h"
@@ -105,11 +106,7 @@ ExitCode Run(Context& context, const Options& options) {
   Json files = Json::array();
   std::set<std::string> taken;
   const bool folder = NamesFolder(options);
-  if (folder) {
-    std::error_code error;
-    std::filesystem::create_directories(options.output, error);
-    if (error) FailOutput(Code::kOutputUnwritable, options.output, "cannot be made: " + error.message());
-  }
+  if (folder) MakeOutputFolders(options.output);
   for (const std::string& input : options.inputs) {
     const std::string output =
         folder ? NamedPath(
