@@ -1,6 +1,6 @@
 // load_mesh FILE TIMES: reads a mesh file as often as that and prints for each time the CPU seconds that the
-// library takes (core), and those of reading with messages as tool and Python do (mesh), in JSON. A first reading
-// is left out: it pays for memory that the others find.
+// library takes (core), and those of reading with messages as tool and Python do (mesh), in JSON. A first
+// reading is left out: it pays for memory that the others find.
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>

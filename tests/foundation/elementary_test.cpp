@@ -181,6 +181,11 @@ void ExpectSame(double found, double wanted, const char* what, double x, double 
 }
 
 TEST(Elementary, SpecialValuesAreThoseOfTheCLibrary) {
+#ifdef _WIN32
+  constexpr double kLargest = 2;  // of which that of Windows knows sine and cosine to the last digit
+#else
+  constexpr double kLargest = std::numeric_limits<double>::infinity();
+#endif
   const double infinity = std::numeric_limits<double>::infinity();
   const double values[] = {0.0,
                            -0.0,
@@ -201,8 +206,10 @@ TEST(Elementary, SpecialValuesAreThoseOfTheCLibrary) {
   for (const double x : values) {
     ExpectSame(Exp(x), std::exp(x), "exp", x, 0);
     ExpectSame(Log(x), std::log(x), "log", x, 0);
-    ExpectSame(Sin(x), std::sin(x), "sin", x, 0);
-    ExpectSame(Cos(x), std::cos(x), "cos", x, 0);
+    if (!(std::fabs(x) > kLargest && std::isfinite(x))) {
+      ExpectSame(Sin(x), std::sin(x), "sin", x, 0);
+      ExpectSame(Cos(x), std::cos(x), "cos", x, 0);
+    }
     ExpectSame(Acos(x), std::acos(x), "acos", x, 0);
     for (const double y : values) {
       ExpectSame(Atan2(x, y), std::atan2(x, y), "atan2", x, y);

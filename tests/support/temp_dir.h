@@ -75,9 +75,21 @@ struct CloseTestStream {
 };
 using Stream = std::unique_ptr<std::FILE, CloseTestStream>;
 
+/// An empty stream that goes with its file.
+inline std::FILE* TemporaryStream() {
+#ifdef _WIN32
+  // The system's names are few, and programs that run side by side take each other's.
+  std::random_device random;
+  const auto name = std::filesystem::temp_directory_path() / ("trq-test-" + std::to_string(random()));
+  return std::fopen(name.string().c_str(), "w+bTD");
+#else
+  return std::tmpfile();
+#endif
+}
+
 /// A seekable stream over these bytes, at its start, open for reading and writing.
 inline Stream StreamOf(std::string_view bytes) {
-  Stream stream(std::tmpfile());
+  Stream stream(TemporaryStream());
   if (!stream) throw std::runtime_error("cannot make a temporary file");
   std::fwrite(bytes.data(), 1, bytes.size(), stream.get());
   std::rewind(stream.get());

@@ -34,8 +34,8 @@ inline void Fill(OutputFolder& folder) {
 
 inline void MakeOld(const std::string& folder) {
   std::filesystem::create_directories(folder + "/sub");
-  std::ofstream(folder + "/sub/old") << "old";
-  std::ofstream(folder + "/list") << "list\nsub/old\n";
+  test_support::WriteFile(folder + "/sub/old", "old");
+  test_support::WriteFile(folder + "/list", "list\nsub/old\n");
 }
 
 // The code that the step ends with; kInternal when it succeeds.
