@@ -2,6 +2,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <string>
@@ -355,12 +356,17 @@ int SaveShellStl(CTL& mesh, trq::Span<const PbVec3f> shell) {
 }  // namespace
 
 trq::MeshArray<PbVec3f> trq::core::OffsetShell(const MeshView& mesh, const ShellOffset& how) {
+  return OffsetShell(mesh, how, [] { return false; });
+}
+
+trq::MeshArray<PbVec3f> trq::core::OffsetShell(const MeshView& mesh, const ShellOffset& how,
+                                               const std::function<bool()>& stop) {
   Surroundings surroundings(mesh);
   MeshArray<PbVec3f> shell = MeshArray<PbVec3f>::ForOverwrite(mesh.vertex_count);
   std::unique_ptr<PushValidator> validator;
   if (how.validate) validator = std::make_unique<PushValidator>(mesh);
   for (size_t i = 0; i < mesh.vertex_count; ++i) {
-    if (how.stop && how.stop()) return {};
+    if (stop()) return {};
     shell[i] = mesh.vertices[i];
     if (!surroundings.HasFacets(i)) continue;
     float distance = float(std::sqrt(double(surroundings.smallest_squared_edge(i))));

@@ -149,7 +149,7 @@ HollowPart HollowMesh(Observer& observer, InputMesh& input, const Hollowing& how
     }
     return bool(cancelled);
   };
-  mesh.shell_vertices_ = trq::core::OffsetShell(mesh.view(), {how.limit, how.validate, most_tests, stop});
+  mesh.shell_vertices_ = trq::core::OffsetShell(mesh.view(), {how.limit, how.validate, most_tests}, stop);
   if (cancelled) std::rethrow_exception(cancelled);
   if (!mesh.shell_vertices_) FailBound(input.path, "validating the pushes");
   mesh.shell_made = 1;

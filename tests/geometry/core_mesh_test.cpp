@@ -116,12 +116,9 @@ TEST(CoreShell, EndsWhenItIsStopped) {
   CTL cube = test_support::Cube();
   cube.Calculate_normals();
   int asked = 0;
-  trq::core::ShellOffset how{1, false};
-  how.stop = [&] { return ++asked == 5; };
-  EXPECT_FALSE(trq::core::OffsetShell(cube.view(), how));
+  EXPECT_FALSE(trq::core::OffsetShell(cube.view(), {1, false}, [&] { return ++asked == 5; }));
   EXPECT_EQ(asked, 5);
-  how.stop = [&] { return ++asked == 5 + 9; };
-  EXPECT_TRUE(trq::core::OffsetShell(cube.view(), how));
+  EXPECT_TRUE(trq::core::OffsetShell(cube.view(), {1, false}, [&] { return ++asked == 5 + 9; }));
   EXPECT_EQ(asked, 5 + 8);
 }
 

@@ -15,13 +15,15 @@ struct ShellOffset {
   /// Largest number of triangles that pushes are tested against, all together; 0: no bound. Where long
   /// triangles lie across each other, every push may come near most of them.
   std::size_t most_tests = 0;
-  std::function<bool()> stop = {};  ///< asked for every vertex: true ends the work. Must not throw.
 };
 
 /// One point for every vertex of the mesh in use: the vertex pushed inward as CTL::offset_ctl describes.
-/// Without a view at all when `most_tests` does not suffice or `stop` says so.
+/// Without a view at all when `most_tests` does not suffice.
 /// Pushed along the mesh's normals, which point outward on a closed mesh; neither is checked.
 TRQ_EXPORT MeshArray<PbVec3f> OffsetShell(const MeshView& mesh, const ShellOffset& how);
+/// The same; asks `stop` for every vertex. True ends the work, and there is no view. It must not throw.
+TRQ_EXPORT MeshArray<PbVec3f> OffsetShell(const MeshView& mesh, const ShellOffset& how,
+                                          const std::function<bool()>& stop);
 
 /// Writes a binary STL file of the mesh's triangles with its normals and, behind them, those of the shell,
 /// reversed; without the latter when `shell` is no view at all. Attributes are 0. A failure stays on record
