@@ -24,6 +24,10 @@ target_compile_options(trq_settings INTERFACE
   # g++ 12 at -O2 and above packs neighbouring statements into vectors and there takes double -> float -> double for
   # no change at all: the rounding to float is lost. Loops still become vector code. Clang keeps every rounding.
   $<$<CXX_COMPILER_ID:GNU>:-fno-tree-slp-vectorize>)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  # Positions in files have 64 bits there too.
+  target_compile_definitions(trq_settings INTERFACE _FILE_OFFSET_BITS=64)
+endif()
 if(WIN32)
   # The system's header puts no min and max beside std's, nor services that nobody uses.
   target_compile_definitions(trq_settings INTERFACE NOMINMAX WIN32_LEAN_AND_MEAN)

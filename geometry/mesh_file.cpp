@@ -116,7 +116,7 @@ core::Result<void> ReadTriangles(core::ByteSource& source, const CTL_HEADER& hea
   triangles.reset();
   if (bits == 0 && count > kMostTrianglesWithoutBits)
     return Failure(source, core::ErrorCode::kTooLarge, "Invalid CTL file - Cannot read trangles_array");
-  if (!ClaimFits(source, PackedWords(bits, 4 * count), sizeof(uint32_t)))
+  if (!ClaimFits(source, PackedWords(bits, uint64_t{4} * count), sizeof(uint32_t)))
     return Failure(source, core::ErrorCode::kCutShort, kPastEnd);
   MeshArray<R_INT4> read;
   if (source.Remaining()) read = RoomToFill<R_INT4>(count);

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <optional>
@@ -129,8 +130,10 @@ int ReadLayers(ByteSource& source, std::vector<SlcLayer>& layers) {
       result = ReadWordPair(reader, &vertex_count, &gap_count, kVertexCountShort, kGapCountShort);
       if (result != kOk) return result;
       // The count is a claim: no memory before the file is known to be that long.
-      const size_t size = kPointSize * vertex_count;
-      if (!reader.MayHold(size) || !reader.Gather(size)) return kVerticesShort;
+      const uint64_t claimed = uint64_t{kPointSize} * vertex_count;
+      const auto size = size_t(claimed);
+      constexpr uint64_t kMost = uint64_t(PTRDIFF_MAX);  // on 32-bit machines fewer than a count can say
+      if (claimed > kMost || !reader.MayHold(claimed) || !reader.Gather(size)) return kVerticesShort;
       WordsToHostOrder(reader.next(), size / 4);
       layer.AddBoundary(vertex_count, gap_count, reinterpret_cast<float*>(reader.next()), reader.block());
       reader.Skip(size);

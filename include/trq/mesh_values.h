@@ -74,7 +74,10 @@ class MeshArray {
   /// Room for `count` elements of any value, for a caller that writes all of them. Throws std::bad_alloc.
   static MeshArray ForOverwrite(std::size_t count) {
     MeshArray array;
-    array.items_ = Allocate([count] { return std::malloc(std::max<std::size_t>(count, 1) * sizeof(T)); });
+    array.items_ = Allocate([count] {
+      const bool fits = count <= std::size_t(-1) / sizeof(T);
+      return fits ? std::malloc((std::max<std::size_t>)(count, 1) * sizeof(T)) : nullptr;
+    });
     array.size_ = count;
     return array;
   }
