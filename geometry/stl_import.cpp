@@ -283,7 +283,7 @@ Result<Mesh> ReadStl(ByteSource& source, const StlReading& how, StlReport* told)
 }
 
 Result<Mesh> ReadStlFile(const std::string& path, const StlReading& how, StlReport* report) {
-  const FileHandle file = OpenFile(path.c_str(), "rb");
+  const FileHandle file = OpenFile(path, "rb");
   if (!file) return Error{ErrorCode::kCannotOpen, {}, "cannot be opened", errno};
   FileSource source(file.get());
   return ReadStl(source, how, report);

@@ -84,7 +84,7 @@ class Listener : public Observer {
   void TellErrors();
 
  protected:
-  void OnMessage(const Message& message) override;
+  void OnMessage(const Message& said) override;
   void OnProgress(const std::string& what, double share) override;
   /// Lets the interpreter deal with signals, so that Ctrl-C raises KeyboardInterrupt here.
   bool Cancelled() override;

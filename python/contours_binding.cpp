@@ -62,7 +62,7 @@ py::capsule OwnerOf(const Contours& contours) {
   using Held = std::shared_ptr<const ContourFile>;
   auto held = std::make_unique<Held>(contours.file);
   py::capsule capsule(held.get(), [](void* p) { delete static_cast<Held*>(p); });
-  held.release();
+  static_cast<void>(held.release());
   return capsule;
 }
 

@@ -43,7 +43,7 @@ int UnitsCode(Units units) { return units == Units::kInch ? trq::units::kInch : 
 py::capsule Mesh::Look(bool writable) const {
   auto hold = std::make_unique<Hold>(Hold{input.mesh, looks, writable});
   py::capsule capsule(hold.get(), LetGo);
-  hold.release();
+  static_cast<void>(hold.release());
   ++looks->views;
   if (writable) ++looks->writable;
   return capsule;

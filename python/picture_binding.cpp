@@ -84,7 +84,7 @@ py::array_t<std::uint8_t> RenderObjects(const py::args& objects, const std::pair
       Draw(objects, HowToRender(size, view, smooth, transparent, scale_bar, threads), problems));
   ColourImage* const pixels = image.get();
   const py::capsule owner(pixels, [](void* p) { delete static_cast<ColourImage*>(p); });
-  image.release();
+  static_cast<void>(image.release());
   return py::array_t<std::uint8_t>({py::ssize_t(pixels->height), py::ssize_t(pixels->width), py::ssize_t(4)},
                                    pixels->pixels.data(), owner);
 }

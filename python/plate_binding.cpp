@@ -196,7 +196,7 @@ py::capsule OwnerOf(const PieceObject& piece) {
   using Held = std::shared_ptr<const Plate>;
   auto held = std::make_unique<Held>(piece.plate);
   py::capsule capsule(held.get(), [](void* p) { delete static_cast<Held*>(p); });
-  held.release();
+  static_cast<void>(held.release());
   return capsule;
 }
 

@@ -16,7 +16,8 @@ StyleFile Style::Written() const {
     return changed;
   }
   std::optional<StyleFile> written = ExamineStyle(file.path, StyleBytes(style), style.kind);
-  return written ? std::move(*written) : file;
+  if (written) return std::move(*written);
+  return file;
 }
 
 namespace {

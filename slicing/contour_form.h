@@ -14,8 +14,8 @@ void RotateToLeast(std::vector<SlicePoint>& loop);
 /// `closed`: the last point is the first, repeated; then at least three others stay.
 void LeaveOut(std::vector<SlicePoint>& points, double tolerance, bool closed);
 
-/// The same with room that is used again.
-void LeaveOut(std::vector<SlicePoint>& points, double tolerance, bool closed, std::vector<SlicePoint>& room);
+/// The same; `kept` is room that is used again.
+void LeaveOut(std::vector<SlicePoint>& points, double tolerance, bool closed, std::vector<SlicePoint>& kept);
 
 /// The order of contours in a layer.
 bool Before(const SliceContour& a, const SliceContour& b);

@@ -160,9 +160,7 @@ void RowMaker::Make(const ContourViews& layer, const RowGrid& grid, Rows& rows) 
     for (; at < end; ++at) {
       const float x = XOf(crossings_[at]);
       const std::int32_t contour = ContourOf(crossings_[at]);
-      if (winding != 0) {
-        contours_.Join(contour, rows.areas.back());
-      } else if (rows.runs.size() > first_run && x <= rows.runs.back().high) {
+      if (winding != 0 || (rows.runs.size() > first_run && x <= rows.runs.back().high)) {
         contours_.Join(contour, rows.areas.back());
       } else {
         rows.runs.push_back({x, x});

@@ -88,8 +88,7 @@ using namespace trq::detail;
 
 uint32_t trq::core::StyleChecksum(Bytes bytes) { return Crc32Register(bytes.data(), bytes.size()); }
 
-int trq::StyleWithFile::writeCrcValue(CString given) {
-  const trq::host::SystemPath path = given;
+int trq::StyleWithFile::writeCrcValue(CString path) {
   uint32_t crc = 0;
   const int result = FileCrc(path, 0, crc);
   if (result != trq::style_file::kOk) return result;

@@ -548,7 +548,8 @@ void DrawMarks(Canvas& canvas, const Scene& scene, const ViewFrame& frame, const
     constexpr double kAround[8][2] = {{1, -1},  {-1, -1},  {1, 1},    {-1, 1},
                                       {1.4, 0}, {-1.4, 0}, {0, -1.4}, {0, 1.4}};
     for (int ring = 0; ring < 24; ++ring) {
-      const double far = 1.6 * radius * (1 + ring / 8 * 0.9);
+      const int rounds = ring / 8;
+      const double far = 1.6 * radius * (1 + rounds * 0.9);
       const Place here{place.x + kAround[ring % 8][0] * far, place.y + kAround[ring % 8][1] * far};
       const bool within = here.x > radius + 1 && here.y > radius + 1 &&
                           here.x < double(frame.width) - radius - 1 &&

@@ -145,7 +145,7 @@ class TRQ_EXPORT BuildStyleParameterRecordFloat : public trq::StyleParameterReco
   void ConvertIntRecordIntoFloatRecord(const BuildStyleParameterRecordInt* source);
   /// Writes the record as text, comma-separated or readable, under `name`. Returns style_file::kOk whatever
   /// the stream makes of it (its error indicator tells), kWriteFailed for a null stream.
-  int WriteAsciiRecord(FILE* file, const CString& name, bool comma_separated) const;
+  int WriteAsciiRecord(FILE* stream, const CString& name, bool comma_separated) const;
 };
 
 /// An integer parameter of a build style.
@@ -156,7 +156,7 @@ class TRQ_EXPORT BuildStyleParameterRecordInt : public trq::StyleParameterRecord
   /// flags. Null changes nothing.
   void ConvertFloatRecordIntoIntRecord(const BuildStyleParameterRecordFloat* source);
   /// As the float record's, in the integer form.
-  int WriteAsciiRecord(FILE* file, const CString& name, bool comma_separated) const;
+  int WriteAsciiRecord(FILE* stream, const CString& name, bool comma_separated) const;
 };
 
 namespace trq {

@@ -91,7 +91,7 @@ struct ContourStyles {
 
 /// The estimate of slice-contour files as the pieces of one build, each a part of its own. Styles are in the
 /// unit of the files, which is the same for all, else exit 2; a file without one is in `bare`.
-std::unique_ptr<Estimator> EstimateContours(Observer& observer, const std::vector<std::string>& files,
+std::unique_ptr<Estimator> EstimateContours(Observer& observer, const std::vector<std::string>& paths,
                                             Units bare, const ContourStyles& styles,
                                             const MachineProcess& process);
 

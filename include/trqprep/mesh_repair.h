@@ -83,6 +83,6 @@ MeshRepair RepairForFile(Observer& observer, InputMesh& input, const RepairLimit
 /// "open_edges" and "steps" of `repair --json`.
 void DescribeRepair(Json& data, const MeshRepair& done);
 /// REPAIR-LEFT: where edges of the repaired mesh are still open.
-Message RepairLeft(const std::string& file, const MeshRepair& done);
+Message RepairLeft(const std::string& output, const MeshRepair& done);
 
 }  // namespace trqprep

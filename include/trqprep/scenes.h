@@ -45,9 +45,9 @@ class FileScene {
 
  private:
   SceneObject& Add(Units units, std::size_t colour, std::vector<std::string> names);
-  void Mark(std::size_t object, std::size_t number, const Message& message);
-  void MarkLayers(Observer& observer, std::size_t object, Units bare, bool follow_links);
-  void MarkNeighbours(Observer& observer, std::size_t build);
+  void Mark(std::size_t index, std::size_t number, const Message& message);
+  void MarkLayers(Observer& observer, std::size_t index, Units bare, bool follow_links);
+  void MarkNeighbours(Observer& observer, std::size_t index);
   void SayAndMark(Observer& observer, std::size_t object, const std::vector<Message>& messages);
 
   struct Source {

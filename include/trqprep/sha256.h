@@ -15,7 +15,7 @@ std::string Sha256(std::string_view bytes);
 class Sha256Digest {
  public:
   Sha256Digest();
-  ~Sha256Digest();
+  ~Sha256Digest();  // NOLINT(performance-trivially-destructible): on Windows there is something to close
   Sha256Digest(const Sha256Digest&) = delete;
   Sha256Digest& operator=(const Sha256Digest&) = delete;
   void Add(std::string_view bytes);

@@ -227,7 +227,7 @@ class Stacker {
                                      double top, const std::string& subject) {
     const Units units = plate_.job.units;
     std::vector<size_t> empty;
-    const std::vector<core::StyleBand> stack = StackRequests(
+    std::vector<core::StyleBand> stack = StackRequests(
         requests, units, bottom, top, [&](const StyleRequest& request) { return Load(request, kind); },
         &empty);
     for (const size_t style : empty) {

@@ -77,7 +77,7 @@ toml::table ParseToml(const std::string& text, const std::string& path) {
 }
 
 std::optional<std::string> TextOrNumber(const toml::node& node) {
-  if (const auto text = node.value_exact<std::string>()) return text;
+  if (auto text = node.value_exact<std::string>()) return text;
   const auto number = node.value<double>();
   return node.is_number() && number ? std::optional(fmt::format("{}", *number)) : std::nullopt;
 }

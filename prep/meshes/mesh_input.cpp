@@ -404,11 +404,11 @@ bool LooksLikeCtl(const FileHead& file) {
 
 bool LooksLikeStl(const FileHead& file) { return LowerExtension(file.path) == "stl" || HasStlContent(file); }
 
-InputMesh ReadMesh(Observer& observer, const ReadOptions& options, const std::string& name,
+InputMesh ReadMesh(Observer& observer, const ReadOptions& options, const std::string& path,
                    const MeshReading& how) {
   return ReadMesh(
       observer, options,
-      how.folder ? std::make_shared<InputFile>(*how.folder, name) : std::make_shared<InputFile>(name), how);
+      how.folder ? std::make_shared<InputFile>(*how.folder, path) : std::make_shared<InputFile>(path), how);
 }
 
 InputMesh ReadMesh(Observer& observer, const ReadOptions& options, const std::shared_ptr<InputFile>& opened,

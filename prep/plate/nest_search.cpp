@@ -58,7 +58,6 @@ Asked Ask(Observer& observer, const Plate& plate) {
   asked.job.use_holes = !job.no_holes;
   asked.job.given_order = job.order == Order::kGiven;
   asked.job.seed = uint64_t(job.seed);
-  const auto [length, width] = RoomOf(plate);
   for (const bool fills : {false, true}) {
     for (size_t i = 0; i < plate.parts.size(); ++i) {
       if ((plate.parts[i].request.copies == kFill) == fills) asked.part_of.push_back(i);
@@ -92,6 +91,7 @@ Asked Ask(Observer& observer, const Plate& plate) {
     asks.copies = int(part.request.copies);
     if (part.request.copies == kFill) {
       // No more than that fit by their area.
+      const auto [length, width] = RoomOf(plate);
       asks.fill = true;
       asks.copies =
           int(std::clamp(std::floor(length * width * double(std::max<int64_t>(job.plates, 1)) / area), 1.0,
