@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
@@ -142,7 +143,9 @@ std::vector<LayerMeasure> MeasureLayers(const LayerStack& stack, const std::vect
   }
   if (!any) return measures;
 
-  const RowGrid grid{extent.low, extent.Widened(pitch)};
+  // The time has an end whatever a file says.
+  const double most = extent.MostCrossings(kMostLayerCrossings);
+  const RowGrid grid{extent.low, std::max(extent.Widened(pitch), extent.all_travel / most)};
   RowsOfLayers rows(stack, grid);
   Faces faces(grid.pitch);
   const Rows nothing;

@@ -82,14 +82,19 @@ class Search {
   LayerFindings Run() {
     const std::size_t count = stack_.bottoms.size();
     ContourViews contours;
+    std::vector<double> travels;  // of each layer
     for (std::size_t k = 0; k < count; ++k) {
       contours.clear();
       stack_.contours(k, contours);
-      extent_.Add(contours);
+      travels.push_back(extent_.Add(contours));
     }
     LayerFindings findings;
     grid_ = {extent_.low, extent_.Widened(options_.pitch)};
     findings.pitch = grid_.pitch;
+    double crossings = extent_.all_travel / grid_.pitch;
+    for (std::size_t k = 0; k < count; ++k) crossings += travels[k] / FineGridOf(k).pitch;
+    findings.beyond_bound = crossings > extent_.MostCrossings(options_.most_crossings);
+    if (findings.beyond_bound) return findings;
 
     // A few layers at a time: first each by itself, then each with the one below, then all in their order.
     const auto threads = static_cast<std::size_t>(std::max(options_.threads, 1));

@@ -35,9 +35,10 @@ std::int32_t ContourOf(std::uint64_t crossing) { return std::int32_t(std::uint32
 
 }  // namespace
 
-void RowExtent::Add(const ContourViews& layer) {
+double RowExtent::Add(const ContourViews& layer) {
   double way = 0;
   for (const ContourView& contour : layer) {
+    points += double(contour.count);
     if (contour.count == 0) continue;
     double before = double(contour.points[2 * contour.count - 1]);
     double least = before, most = before, longer = way;
@@ -57,6 +58,8 @@ void RowExtent::Add(const ContourViews& layer) {
     way = longer;
   }
   travel = std::max(travel, way);
+  all_travel += way;
+  return way;
 }
 
 double RowExtent::Widened(double pitch) const {

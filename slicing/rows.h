@@ -40,9 +40,15 @@ constexpr double kMostCrossings = 1 << 22;
 struct RowExtent {
   double low = 0, high = -1;  ///< none when high < low
   double travel = 0;          ///< of the layer that goes farthest
-  void Add(const ContourViews& layer);
+  double all_travel = 0;      ///< of all layers together
+  double points = 0;          ///< of all layers together
+  /// What the layer adds to `all_travel`.
+  double Add(const ContourViews& layer);
   /// The pitch, or the least above it that keeps rows and crossings of a layer within bounds.
   double Widened(double pitch) const;
+  /// How often contours may cross rows in all layers, `most` times for a few points: points of a surface lie
+  /// nearer to each other than a thousand rows are high.
+  double MostCrossings(double most) const { return most + 1000 * points; }
 };
 
 /// Row r lies at Y = origin + (r + 1/2) pitch, r not below 0.

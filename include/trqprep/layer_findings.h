@@ -44,6 +44,9 @@ LayerStack StackOf(const Slices& slices, const LayerPlan& plan);
 /// next, the last as far as the one before it where no terminator follows.
 LayerStack StackOf(const trq::core::Contours& contours);
 
+/// How often contours may cross rows in all layers together: half a minute to two minutes of work.
+constexpr double kMostLayerCrossings = 2e9;
+
 struct LayerFindingOptions {
   /// How far a layer may reach beyond the one below without support; below 0, as far as the higher of the two
   /// is high, which is a slope of 45 degrees.
@@ -57,6 +60,9 @@ struct LayerFindingOptions {
   double pitch = 0.1;     ///< distance of rows, above 0
   double least_area = 1;  ///< unsupported areas above it are reported
   int threads = 1;        ///< at least 1; the findings are the same whatever it is
+  /// Where contours would cross rows more often, and a thousand times a point of contours besides, nothing is
+  /// looked at.
+  double most_crossings = kMostLayerCrossings;
   /// Hears which share of the layers is done, on the calling thread. What it throws ends the work and is
   /// thrown on.
   std::function<void(double)> progress;
@@ -96,6 +102,7 @@ struct LayerFindings {
   std::vector<ResinPocket> trapped;
   /// Distance of the rows, wider than asked for where a layer has too many of them.
   double pitch = 0;
+  bool beyond_bound = false;  ///< nothing was looked at: see LayerFindingOptions::most_crossings
 };
 
 /// Looks at all layers. Below the lowest is outside, unless a solid platform closes it; a vent or drain takes

@@ -50,6 +50,7 @@ enum class Code {
   kUnsupported,
   kCup,
   kTrapped,
+  kLayersBound,
   kAnsweredNo,
   kBandEmpty,
   kBuildInvalid,

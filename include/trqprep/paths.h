@@ -14,6 +14,10 @@ bool IsFolder(const std::string& path);
 /// A path as people write it, as it is used from there on: '/' alone separates, also where '\' does.
 std::string NamedPath(std::string path);
 
+/// The path that leads to the same without links, "." and ".."; the path itself where nothing can be reached.
+/// Throws std::bad_alloc.
+std::string RealPath(const std::string& path);
+
 /// True for a path that is not seen from the current folder.
 bool IsAbsolute(const std::string& path);
 

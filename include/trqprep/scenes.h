@@ -37,8 +37,9 @@ class FileScene {
   /// False when there is no input and no part of that name; paths are taken as given.
   bool Colour(const std::string& name, trqprep::Colour colour);
 
-  /// Says what the rules of meshes, layers (of 0.1 mm) and neighbours find, and marks the places with the
-  /// number of the message among those of the observer. Takes the time of the checks.
+  /// Says what the rules of meshes, layers (of 0.1 mm, thicker in parts above 250 mm) and neighbours
+  /// find, and marks the places with the number of the message among those of the observer. Takes the time of
+  /// the checks.
   void MarkProblems(Observer& observer, Units bare, bool follow_links);
   /// Numbers of messages that have a mark.
   const std::vector<std::size_t>& marked() const { return marked_; }

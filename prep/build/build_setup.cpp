@@ -54,12 +54,6 @@ std::string FindStyle(const Job& job, const std::string& path) {
   FailInput(Code::kInputMissing, path, "there is no such file", hint);
 }
 
-std::string Canonical(const std::string& path) {
-  std::error_code error;
-  const std::filesystem::path real = std::filesystem::canonical(path, error);
-  return error ? path : real.string();
-}
-
 // The style as the application reads it, in the newest layout. What old layouts do not say is taken to be
 // right for the build, so that nothing new is found wrong when the folder is built again.
 StyleDocument Upgraded(const StyleFile& file, const Job& job) {
@@ -105,7 +99,7 @@ class StyleReader {
   StyleReader(Observer& observer, const Job& job) : observer_(observer), job_(job) {}
 
   const StyleFile& Read(const std::string& path, StyleKind kind) {
-    const auto [found, fresh] = files_.try_emplace({Canonical(path), kind});
+    const auto [found, fresh] = files_.try_emplace({RealPath(path), kind});
     if (fresh) found->second = ReadAnew(path, kind);
     return found->second;
   }
@@ -177,7 +171,7 @@ class Stacker {
 
   size_t Find(const StyleRequest& request, StyleKind kind) {
     const std::string path = FindStyle(plate_.job, request.path);
-    const std::string key = Canonical(path);
+    const std::string key = RealPath(path);
     for (size_t i = 0; i < setup_.styles.size(); ++i) {
       if (keys_[i] == key && setup_.styles[i].file.kind == kind) return i;
     }

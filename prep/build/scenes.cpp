@@ -26,7 +26,13 @@ double GridOf(Units units) {
   return units == Units::kInch ? 0.5 : 10 * UnitsFactor(Units::kMillimetre, units);
 }
 
-constexpr double kThicknessMillimetres = 0.1;
+// Of the layers in which problems are looked for, and of their rows: 0.1 mm, and more for a part larger than
+// a quarter of a metre, which may have as many and as large ones as it pleases.
+double ThicknessFor(const Box& box, Units units) {
+  double size = 0;
+  for (std::size_t axis = 0; axis < 3; ++axis) size = std::max(size, double(box.max[axis] - box.min[axis]));
+  return std::max(0.1 * UnitsFactor(Units::kMillimetre, units), size / 2500);
+}
 
 [[noreturn]] void FailBuild(const HeldFolder& folder, const std::string& what) {
   FailInput(Code::kBuildInvalid, folder.PathOf(kBuildJson), what + " is missing or malformed", "build again");
@@ -233,14 +239,16 @@ void FileScene::MarkLayers(Observer& observer, size_t index, Units bare, bool fo
   SayAndMark(observer, index, CheckMesh(input, vents));
   const Box box = input.box();
   SlicingRequest request;
-  request.bands = {
-      {box.min[2], box.max[2], float(kThicknessMillimetres * UnitsFactor(Units::kMillimetre, input.units))}};
+  const double thickness = ThicknessFor(box, input.units);
+  request.bands = {{box.min[2], box.max[2], float(thickness)}};
   request.how = UsualSliceOptions(input.units);
   try {
     const MeshSlices slices = SliceWhole(observer, input.mesh->view(), box, input.units, request, input.path);
     const LayerStack stack = StackOf(slices.contours);
+    LayerCheck check;
+    check.pitch = Length{thickness, input.units};
     SayAndMark(observer, index,
-               CheckLayers(observer, stack, {}, input.units, bare, vents, input.path).messages);
+               CheckLayers(observer, stack, check, input.units, bare, vents, input.path).messages);
   } catch (const Failure& failure) {
     // Too flat, or of too many layers: there is nothing to be seen in them.
     if (failure.message.code != Code::kSliceLayers) throw;

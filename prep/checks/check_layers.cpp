@@ -132,6 +132,12 @@ LayerReport CheckLayers(Observer& observer, const LayerStack& stack, const Layer
   const LayerFindings found = FindInLayers(stack, options);
 
   Reporter reporter(stack, units, vents, file);
+  if (found.beyond_bound) {
+    reporter.report.messages.push_back(
+        Message(Code::kLayersBound, file, "the layers are too large and too many to be looked at")
+            .As(Severity::kWarning)
+            .Hint("is its unit right? A larger --thickness and --overhang take less time"));
+  }
   if (found.start) reporter.Start(*found.start);
   reporter.Places(Code::kIsland, found.islands, "area begins in the air", "areas begin in the air",
                   "give it a support, or turn the part");

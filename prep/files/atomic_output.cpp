@@ -322,9 +322,7 @@ int RemoveFile(const std::string& path) {
 }
 
 EditLock::EditLock(Observer& observer, const std::string& path, std::chrono::milliseconds patience) {
-  std::error_code error;
-  const std::string target = std::filesystem::canonical(path, error).string();
-  const std::string folder = FolderOf(NamedPath(error ? path : target));
+  const std::string folder = FolderOf(NamedPath(RealPath(path)));
   const auto end = std::chrono::steady_clock::now() + patience;
   while (const int failure = system_files::Lock(folder, lock_)) {
     if (failure != EWOULDBLOCK) return;  // some file systems lock no folders

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <filesystem>
 #include <iterator>
+#include <new>
+#include <system_error>
 
 #include "prep/files/system_files.h"
 
@@ -31,6 +33,14 @@ bool BeginsWithDrive(const std::string& path) { return kHasDrives && path.size()
 std::string NamedPath(std::string path) {
   if (kHasDrives) std::replace(path.begin(), path.end(), '\\', '/');
   return path;
+}
+
+std::string RealPath(const std::string& path) {
+  std::error_code error;
+  const std::filesystem::path real = std::filesystem::canonical(path, error);
+  // Not another name for want of memory: one file would be taken for two.
+  if (error == std::errc::not_enough_memory) throw std::bad_alloc();
+  return error ? path : real.string();
 }
 
 bool IsAbsolute(const std::string& path) {

@@ -28,6 +28,21 @@ class Layers(ToolTest):
         self.assertEqual(result.exit, exit, result.err)
         return {m["code"]: m for m in result.document()["messages"]}
 
+    def test_layers_that_would_take_hours_are_not_looked_at(self):
+        # Twenty metres: 10 000 layers of 2 mm, twice in 200 000 rows that each have two ends.
+        self.write("giant.stl", binary_stl(box_facets((20000, 20000, 20000))))
+        found = self.found("giant.stl", "--thickness", "2mm", "--vat", "30000x30000x30000mm")
+        self.assertEqual(set(found), {"LAYERS-BOUND"})
+        self.assertEqual(found["LAYERS-BOUND"]["severity"], "warning")
+        self.assertIn("--thickness", found["LAYERS-BOUND"]["hint"])
+        # Thicker layers, and pictures, whose layers are as high as such a part asks for.
+        found = self.found("giant.stl", "--thickness", "100mm", "--pitch", "20mm", "--vat", "30000x30000x30000mm")
+        self.assertEqual(set(found), {"STARTS-AT"})
+        self.assertEqual(found["STARTS-AT"]["where"]["places"][0]["layer"], 1)
+        self.write("large.stl", binary_stl(box_facets((5000, 5000, 50))))
+        result = self.run_tool("render", "large.stl", "--problems", "-o", "large.png", "--json")
+        self.assertEqual((result.exit, result.codes()), (DONE, ["STARTS-AT"]), result.err)
+
     def test_an_island(self):
         # The second box begins 5 above the plate, beside the first.
         self.write("two.stl", binary_stl(box_facets((10, 10, 10)) + box_facets((4, 4, 2), (20, 0, 5))))

@@ -40,16 +40,20 @@ Contour Clockwise(const Contour& contour) {
 
 using Layers = std::vector<std::vector<Contour>>;
 
-std::vector<LayerMeasure> Measured(const Layers& layers, FacesAsked asked = kBoth, double pitch = 0.05) {
+LayerStack StackOf(const Layers& layers) {
   LayerStack stack;
   for (std::size_t k = 0; k < layers.size(); ++k) {
     stack.bottoms.push_back(0.1 * double(k));
     stack.tops.push_back(0.1 * double(k + 1));
   }
-  stack.contours = [&](std::size_t layer, ContourViews& contours) {
+  stack.contours = [&layers](std::size_t layer, ContourViews& contours) {
     for (const Contour& contour : layers[layer]) contours.push_back({contour.data(), contour.size() / 2});
   };
-  return MeasureLayers(stack, std::vector<FacesAsked>(layers.size(), asked), pitch);
+  return stack;
+}
+
+std::vector<LayerMeasure> Measured(const Layers& layers, FacesAsked asked = kBoth, double pitch = 0.05) {
+  return MeasureLayers(StackOf(layers), std::vector<FacesAsked>(layers.size(), asked), pitch);
 }
 
 TEST(MeasureLayers, OfASlabAreItsSides) {
@@ -67,6 +71,23 @@ TEST(MeasureLayers, OfASlabAreItsSides) {
   EXPECT_EQ(slab[1].down_area, 0);
   EXPECT_NEAR(slab[2].up_area, 800, 800 * 0.003);
   EXPECT_NEAR(slab[2].up_border, 120, 0.11);
+}
+
+TEST(MeasureLayers, RowsOfManyLargeLayersStandFartherApart) {
+  // 20 000 squares of 20 m are 8e8 mm of way up and down, 8e9 rows of 0.1; they get a quarter.
+  Layers layers(20000, {Rectangle(0, 0, 20000, 20000)});
+  const double pitch = 8e8 / (2e9 + 1000 * 100000);
+  // Higher than 0.1, and between two of the rows.
+  const double low = 1000.6 * pitch, high = 1001.4 * pitch;
+  ASSERT_GT(high - low, 0.3);
+  layers.push_back({});
+  layers.push_back({Rectangle(0, low, 100, high - low)});
+  LayerStack stack = StackOf(layers);
+  std::vector<FacesAsked> asked(layers.size());
+  asked.back() = kBoth;
+  const LayerMeasure slit = MeasureLayers(stack, asked, 0.1).back();
+  EXPECT_NEAR(slit.area, 100 * (high - low), 0.01);
+  EXPECT_EQ(slit.down_area, 0);
 }
 
 TEST(MeasureLayers, OfACylinderAreThoseOfItsCircle) {

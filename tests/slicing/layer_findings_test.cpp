@@ -637,6 +637,25 @@ TEST(LayerFindings, AgreeWithAFillOfBlocks) {
   EXPECT_GT(islands_seen, 200u);
 }
 
+TEST(LayerFindings, BeyondTheBoundNothingIsLookedAt) {
+  // Two layers with two sides of 10 each: 40 of travel in rows of 0.5 and in rows of an eighth of the height,
+  // 80 and 320 crossings; 8 points.
+  Tower tower;
+  tower.Add(2, kPlate);
+  tower.layers[1] = {Solid(0, 0, 20, 10)};
+  LayerFindingOptions options;
+  options.pitch = 0.5;
+  options.most_crossings = 401 - 8 * 1000;
+  EXPECT_FALSE(tower.Find(options).beyond_bound);
+  EXPECT_EQ(tower.Find(options).unsupported.size(), 1u);
+  options.most_crossings = 399 - 8 * 1000;
+  const LayerFindings none = tower.Find(options);
+  EXPECT_TRUE(none.beyond_bound);
+  EXPECT_FALSE(none.start);
+  EXPECT_TRUE(none.unsupported.empty());
+  EXPECT_EQ(none.pitch, 0.5);
+}
+
 TEST(LayerFindings, AnyNumberOfThreadsGivesTheSame) {
   const Blocks blocks(5, 30, 55);
   Tower tower;
