@@ -149,7 +149,7 @@ class Search {
     return k == 0 ? heights_[0] : std::max(heights_[k], heights_[k - 1]);
   }
   RowGrid FineGridOf(std::size_t k) const {
-    return {grid_.origin, extent_.Widened(slicing::PitchFor(OverhangOf(k), options_.pitch))};
+    return {grid_.origin, extent_.WidenedFor(OverhangOf(k), options_.pitch)};
   }
 
   void Load(std::size_t k, Layer& layer, Scratch& scratch) const {

@@ -66,6 +66,11 @@ double RowExtent::Widened(double pitch) const {
   return std::max({pitch, (high - low) / kMostRows, travel / kMostCrossings});
 }
 
+double RowExtent::WidenedFor(double distance, double pitch) const {
+  const double wanted = PitchFor(distance, pitch), least = Widened(wanted);
+  return least > wanted && least < distance ? distance / std::floor(distance / least) : least;
+}
+
 double PitchFor(double distance, double pitch) {
   return distance > 0 ? distance / std::max(8.0, std::ceil(distance / pitch)) : pitch;
 }
@@ -234,7 +239,7 @@ double AreaBeyond(const ContourViews& layer, const ContourViews& other, double d
   slicing::RowExtent extent;
   extent.Add(layer);
   extent.Add(other);
-  const slicing::RowGrid grid{extent.low, extent.Widened(slicing::PitchFor(distance, pitch))};
+  const slicing::RowGrid grid{extent.low, extent.WidenedFor(distance, pitch)};
   slicing::RowMaker maker;
   slicing::Rows rows, others;
   maker.Make(layer, grid, rows);

@@ -33,8 +33,8 @@ class Sets {
   std::vector<std::int32_t> parents_;
 };
 
-/// Of a layer, in its rows together.
-constexpr double kMostCrossings = 1 << 22;
+/// Of a layer, in its rows together: 60 MB for the layers that are held at a time.
+constexpr double kMostCrossings = 1 << 20;
 
 /// What decides how far apart rows may stand: the range of Y, and how far a layer's contours go up and down.
 struct RowExtent {
@@ -46,6 +46,8 @@ struct RowExtent {
   double Add(const ContourViews& layer);
   /// The pitch, or the least above it that keeps rows and crossings of a layer within bounds.
   double Widened(double pitch) const;
+  /// The same for rows that show what lies beyond a distance: a whole part of it where it is one at all.
+  double WidenedFor(double distance, double pitch) const;
   /// How often contours may cross rows in all layers, `most` times for a few points: points of a surface lie
   /// nearer to each other than a thousand rows are high.
   double MostCrossings(double most) const { return most + 1000 * points; }

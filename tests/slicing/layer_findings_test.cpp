@@ -637,6 +637,22 @@ TEST(LayerFindings, AgreeWithAFillOfBlocks) {
   EXPECT_GT(islands_seen, 200u);
 }
 
+TEST(LayerFindings, RowsThatAreWidenedStillLieAsFarAwayAsAllowed) {
+  // 872 bars, each 20 up and down: more than a million rows of an eighth of the height take, so that they
+  // stand farther apart. The second layer reaches as far beyond the first as it is high, along Y.
+  Tower tower;
+  tower.height = 0.1;
+  Rings bars, longer;
+  for (int i = 0; i < 872; ++i) {
+    bars.push_back(Solid(120 * i, 0, 120 * i + 100, 10));
+    longer.push_back(Solid(120 * i, 0, 120 * i + 100, 10.1));
+  }
+  tower.layers = {bars, longer};
+  EXPECT_TRUE(tower.Find().unsupported.empty());
+  for (Ring& bar : tower.layers[1]) bar[5] = bar[7] = 10.15f;
+  EXPECT_EQ(tower.Find().unsupported.size(), 872u);
+}
+
 TEST(LayerFindings, BeyondTheBoundNothingIsLookedAt) {
   // Two layers with two sides of 10 each: 40 of travel in rows of 0.5 and in rows of an eighth of the height,
   // 80 and 320 crossings; 8 points.
