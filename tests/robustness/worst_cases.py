@@ -24,15 +24,17 @@ SHORTEST = 0.05            # seconds: below, a time says nothing about growth
 
 
 def measure(argv, folder, limit):
-    """(exit, CPU seconds, peak bytes) of a run; the exit is None when it took more CPU time than the limit."""
+    """(exit, CPU seconds, peak bytes) of a run; the exit is None when a signal or the limit of CPU time ended it. A small
+    program starts the tool: a peak counts from the memory of the one that started it, and this one makes large files."""
     def prepare():
         resource.setrlimit(resource.RLIMIT_CPU, (limit, limit + 1))
-    with open(os.devnull, "wb") as nothing:
-        child = subprocess.Popen(argv, stdin=subprocess.DEVNULL, stdout=nothing, stderr=nothing, cwd=folder, preexec_fn=prepare)
+    with tempfile.NamedTemporaryFile() as note, open(os.devnull, "wb") as nothing:
+        child = subprocess.Popen(["/usr/bin/time", "--quiet", "-f", "%M", "-o", note.name, *argv], stdin=subprocess.DEVNULL,
+                                 stdout=nothing, stderr=nothing, cwd=folder, preexec_fn=prepare)
         _, status, usage = os.wait4(child.pid, 0)
+        peak = int(note.read().split()[-1]) * 1024
     child.returncode = os.waitstatus_to_exitcode(status)
-    seconds = usage.ru_utime + usage.ru_stime
-    return child.returncode if child.returncode >= 0 else None, seconds, usage.ru_maxrss * 1024
+    return child.returncode if 0 <= child.returncode < 128 else None, usage.ru_utime + usage.ru_stime, peak
 
 
 def input_bytes(argv, folder):
