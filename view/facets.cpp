@@ -66,6 +66,13 @@ bool SlopeOfHeights(const ViewAxes& axes, double& along_right, double& along_up)
   return true;
 }
 
+RenderOptions Coarser(RenderOptions options, std::size_t times) {
+  for (std::size_t* side : {&options.width, &options.height}) {
+    *side = std::max<std::size_t>((*side + times - 1) / times, std::min<std::size_t>(*side, 16));
+  }
+  return options;
+}
+
 void InShares(std::size_t count, int threads, const std::function<void(std::size_t, std::size_t)>& work) {
   const std::size_t shares = std::max<std::size_t>(std::min(std::size_t(std::max(threads, 1)), count), 1);
   std::vector<std::exception_ptr> failures(shares);

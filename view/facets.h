@@ -73,6 +73,10 @@ void WallCorners(const NumberedObject& object, const StackPart& part, std::size_
 /// the side.
 bool SlopeOfHeights(const ViewAxes& axes, double& along_right, double& along_up);
 
+/// Options for a picture of which each pixel stands for so many times as many along both sides. Sides have 16
+/// pixels at least: a whole picture then only of one that has 16 times as many.
+RenderOptions Coarser(RenderOptions options, std::size_t times);
+
 /// Does work(from, to) of 0..count on so many threads, each a share.
 void InShares(std::size_t count, int threads, const std::function<void(std::size_t, std::size_t)>& work);
 

@@ -132,20 +132,38 @@ class Rows {
     }
   }
 
-  // Samples of one row between two x, the left one included.
+  // Faces come from the nearest one on, and none covers a sample that one before it has.
+  void StartFaces() {
+    free_.resize(std::size_t(last_row_ - first_row_ + 1) * (std::size_t(width_) + 1));
+    for (std::size_t i = 0; i < free_.size(); ++i) free_[i] = std::uint16_t(i % (std::size_t(width_) + 1));
+  }
+
+  // Samples of one row of a face between two x, the left one included.
   void Span(std::uint32_t number, std::int32_t row, double x_from, double x_to, double depth,
             double along_x) {
     const std::int32_t offset = kEighths[row & 3] * eighth_;
     const double step = double(std::int64_t{1} << shift_);
     const double from = std::ceil((x_from - offset) / step), to = std::ceil((x_to - offset) / step);
     const auto first = std::int64_t(std::max(from, 0.0)), end = std::int64_t(std::min(to, double(width_)));
-    for (std::int64_t column = first; column < end; ++column) {
+    if (first >= end) return;
+    std::uint16_t* const free = free_.data() + std::size_t(row - first_row_) * (std::size_t(width_) + 1);
+    for (std::int64_t column = FirstFree(free, first); column < end; column = FirstFree(free, column)) {
       const double x = double((column << shift_) + offset);
       Put(samples_[Index(row, column)], number, std::min(std::max(depth + along_x * x, 0.0), kDeepest));
+      ++free[column];
     }
   }
 
  private:
+  // The first column from this one on that no face has covered: ways lead there, and become shorter.
+  static std::int64_t FirstFree(std::uint16_t* free, std::int64_t column) {
+    while (free[column] != column) {
+      free[column] = free[free[column]];
+      column = free[column];
+    }
+    return column;
+  }
+
   // Twice the area, above 0 where the corners run clockwise in the picture.
   static std::int64_t Twice(const Corner& a, const Corner& b, const Corner& c) {
     return (std::int64_t{b.x} - a.x) * (std::int64_t{c.y} - a.y) -
@@ -197,6 +215,7 @@ class Rows {
   int shift_;
   std::int32_t eighth_;
   std::int32_t first_row_, last_row_;
+  std::vector<std::uint16_t> free_;  // for each sample one that is no farther left than the next free one
 };
 
 void DrawMesh(Rows& rows, const Grid& grid, const NumberedObject& object,
@@ -223,20 +242,27 @@ struct Crossing {
   double x;
 };
 
-// The face of a layer: what its contours wind round, seen from above or from below.
-void DrawFace(Rows& rows, const Grid& grid, const ViewFrame& frame, const NumberedObject& object,
-              const std::vector<StackPart>& contours, const StackPart& face,
-              std::vector<Crossing>& crossings) {
-  double along_right = 0, along_up = 0;
-  if (!view::SlopeOfHeights(frame.axes, along_right, along_up)) return;
-  const SceneLayer& layer = object.object->layers[face.layer];
-  const double z = frame.axes.toward[2] > 0 ? layer.top : layer.bottom;
+// The face of a layer, which its contours wind round, seen from above or from below.
+struct Face {
+  const StackPart* contours;  // the face's own entry follows them
+  const StackPart* own;
+  double z;
+  double at_origin;  // its depth at the upper left corner of the grid
+};
+
+// Depth along faces as a function of the place on the grid.
+struct FaceSlope {
+  double along_x, along_y;
+};
+
+void DrawFace(Rows& rows, const Grid& grid, const FaceSlope& slope, const NumberedObject& object,
+              const Face& face, std::vector<Crossing>& crossings) {
   crossings.clear();
-  for (const StackPart& part : contours) {
-    const std::size_t count = part.contour->vertex_count;
-    const float* p = part.contour->points;
+  for (const StackPart* part = face.contours; part != face.own; ++part) {
+    const std::size_t count = part->contour->vertex_count;
+    const float* p = part->contour->points;
     const auto place = [&](std::size_t i) {
-      const Spot spot = object.view.At(double(p[2 * i]), double(p[2 * i + 1]), z);
+      const Spot spot = object.view.At(double(p[2 * i]), double(p[2 * i + 1]), face.z);
       return std::pair(grid.ColumnOf(spot.r), grid.RowOf(spot.u));
     };
     auto before = place(count - 1);
@@ -251,43 +277,55 @@ void DrawFace(Rows& rows, const Grid& grid, const ViewFrame& frame, const Number
       const double before_rows = double(rows.first_row()), behind = double(rows.last_row()) + 1;
       const auto from = std::int32_t(std::clamp(first, before_rows, behind));
       const auto to = std::int32_t(std::clamp(end, before_rows, behind));
-      const double slope = y1 > y0 ? (x1 - x0) / (y1 - y0) : 0;
+      const double along = y1 > y0 ? (x1 - x0) / (y1 - y0) : 0;
       for (std::int32_t row = from; row < to; ++row)
-        crossings.push_back({row, turns, x0 + (double(rows.YOf(row)) - y0) * slope});
+        crossings.push_back({row, turns, x0 + (double(rows.YOf(row)) - y0) * along});
       before = here;
     }
   }
   std::sort(crossings.begin(), crossings.end(), [](const Crossing& a, const Crossing& b) {
     return a.row != b.row ? a.row < b.row : a.x != b.x ? a.x < b.x : a.turns < b.turns;
   });
-  // Depth as a function of the place on the grid.
-  const double step = frame.pixel / double(std::int64_t{1} << grid.shift()) / frame.depth_unit;
-  const double along_x = -along_right * step, along_y = along_up * step;
-  const Spot origin = object.view.At(0, 0, z);
-  const double at_origin =
-      grid.DepthOf(origin.t) - along_x * grid.ColumnOf(origin.r) - along_y * grid.RowOf(origin.u);
   int winding = 0;
   for (std::size_t i = 0; i + 1 < crossings.size(); ++i) {
     const Crossing &from = crossings[i], &to = crossings[i + 1];
     winding = from.row == to.row ? winding + from.turns : 0;
     if (winding != 0) {
-      rows.Span(face.first, from.row, from.x, to.x, at_origin + along_y * double(rows.YOf(from.row)),
-                along_x);
+      rows.Span(face.own->first, from.row, from.x, to.x,
+                face.at_origin + slope.along_y * double(rows.YOf(from.row)), slope.along_x);
     }
   }
 }
 
-void DrawStack(Rows& rows, const Grid& grid, const ViewFrame& frame, const NumberedObject& object) {
-  std::vector<StackPart> contours;
-  std::vector<Crossing> crossings;
+void DrawFaces(Rows& rows, const Grid& grid, const ViewFrame& frame, const NumberedObject& object) {
+  double along_right = 0, along_up = 0;
+  if (!view::SlopeOfHeights(frame.axes, along_right, along_up)) return;
+  const double step = frame.pixel / double(std::int64_t{1} << grid.shift()) / frame.depth_unit;
+  const FaceSlope slope{-along_right * step, along_up * step};
+  std::vector<Face> faces;
+  const StackPart* contours = object.parts.data();
   for (const StackPart& part : object.parts) {
-    if (!part.contour) {
-      DrawFace(rows, grid, frame, object, contours, part, crossings);
-      contours.clear();
-      continue;
-    }
-    contours.push_back(part);
-    for (std::uint32_t i = 0; i < part.contour->vertex_count; ++i) {
+    if (part.contour) continue;
+    const SceneLayer& layer = object.object->layers[part.layer];
+    const double z = frame.axes.toward[2] > 0 ? layer.top : layer.bottom;
+    const Spot origin = object.view.At(0, 0, z);
+    const double at_origin = grid.DepthOf(origin.t) - slope.along_x * grid.ColumnOf(origin.r) -
+                             slope.along_y * grid.RowOf(origin.u);
+    faces.push_back({contours, &part, z, at_origin});
+    contours = &part + 1;
+  }
+  std::sort(faces.begin(), faces.end(), [](const Face& a, const Face& b) {
+    return a.at_origin != b.at_origin ? a.at_origin < b.at_origin : a.own->first < b.own->first;
+  });
+  rows.StartFaces();
+  std::vector<Crossing> crossings;
+  for (const Face& face : faces) DrawFace(rows, grid, slope, object, face, crossings);
+}
+
+void DrawStack(Rows& rows, const Grid& grid, const ViewFrame& frame, const NumberedObject& object) {
+  if (object.parts.empty()) return;
+  for (const StackPart& part : object.parts) {
+    for (std::uint32_t i = 0; part.contour && i < part.contour->vertex_count; ++i) {
       Spot corners[4];
       view::WallCorners(object, part, i, corners);
       const Corner a = grid.Of(corners[0]), b = grid.Of(corners[1]), c = grid.Of(corners[2]);
@@ -295,9 +333,93 @@ void DrawStack(Rows& rows, const Grid& grid, const ViewFrame& frame, const Numbe
       rows.Facet(part.first + i, a, c, grid.Of(corners[3]));
     }
   }
+  DrawFaces(rows, grid, frame, object);
+}
+
+// What it takes to fill facets, about in samples.
+class Filling {
+ public:
+  Filling(const ViewFrame& frame, double most)
+      : frame_(frame), most_(most), rows_(4 * double(frame.height)) {}
+
+  bool too_much() const { return sum_ > most_; }
+
+  void Facet(const Spot& a, const Spot& b, const Spot& c) {
+    const double rows = RowsBetween(std::min({a.u, b.u, c.u}), std::max({a.u, b.u, c.u}));
+    if (rows < 1) return;
+    const double wide = (std::max({a.r, b.r, c.r}) - std::min({a.r, b.r, c.r})) / frame_.pixel;
+    if (wide <= kNarrow) {
+      Add(2 * rows * (wide + 1));
+      return;
+    }
+    const double twice = (b.r - a.r) * (c.u - a.u) - (b.u - a.u) * (c.r - a.r);
+    const double samples = 2 * std::abs(twice) / (frame_.pixel * frame_.pixel);
+    Add(kRow * rows + std::min(samples, rows * double(frame_.width)));
+  }
+  // An edge of a contour, for the face.
+  void Edge(const Spot& a, const Spot& b) { Add(kRow * RowsBetween(std::min(a.u, b.u), std::max(a.u, b.u))); }
+
+ private:
+  static constexpr double kRow = 32;  // to find where a row begins and ends
+  double RowsBetween(double low, double high) const {
+    return std::min(4 * (high - low) / frame_.pixel, rows_);
+  }
+  // Whole numbers, whose sum is the same in any order.
+  void Add(double work) { sum_ = std::min(sum_ + std::floor(work), 1e15); }
+
+  const ViewFrame& frame_;
+  double most_, rows_;
+  double sum_ = 0;
+};
+
+void AddMesh(Filling& filling, const NumberedObject& object) {
+  const trq::core::MeshView& mesh = object.object->mesh;
+  const auto at = [&](std::int32_t index) { return object.view.At(mesh.Vertex(index)); };
+  for (const R_INT4& t : mesh.triangles) {
+    filling.Facet(at(t[0]), at(t[1]), at(t[2]));
+    if (filling.too_much()) return;
+  }
+}
+
+void AddStack(Filling& filling, const NumberedObject& object) {
+  for (const StackPart& part : object.parts) {
+    for (std::uint32_t i = 0; part.contour && i < part.contour->vertex_count; ++i) {
+      Spot corners[4];
+      view::WallCorners(object, part, i, corners);
+      filling.Facet(corners[0], corners[1], corners[2]);
+      filling.Facet(corners[0], corners[2], corners[3]);
+      filling.Edge(corners[0], corners[1]);
+    }
+    if (filling.too_much()) return;
+  }
 }
 
 }  // namespace
+
+std::size_t CoarsenessOf(const Scene& scene, const RenderOptions& options) {
+  constexpr double kOfFacet = 2000;
+  const double samples = 4 * double(options.width) * double(options.height);
+  double facets = 0;
+  for (const SceneObject& object : scene.objects) {
+    facets += double(object.mesh.triangles.size());
+    for (const SceneLayer& layer : object.layers) {
+      for (const trq::SlcBoundary& contour : layer.layer->boundaries())
+        facets += double(contour.vertex_count);
+    }
+  }
+  const double most = double(options.deepest) * samples + kOfFacet * facets;
+  if (facets * samples <= most) return 1;
+  for (std::size_t times = 1;; times *= 2) {
+    const RenderOptions coarser = view::Coarser(options, times);
+    const ViewFrame frame = FrameScene(scene, coarser);
+    Filling filling(frame, most);
+    for (const NumberedObject& object : view::NumberFacets(scene, frame)) {
+      AddMesh(filling, object);
+      AddStack(filling, object);
+    }
+    if (!filling.too_much() || std::min(options.width, options.height) / (2 * times) < 16) return times;
+  }
+}
 
 SampleBuffer Rasterise(const Scene& scene, const ViewFrame& frame, int threads) {
   SampleBuffer buffer;

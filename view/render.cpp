@@ -111,9 +111,35 @@ ViewFrame FrameScene(const Scene& scene, const RenderOptions& options) {
   return frame;
 }
 
+namespace {
+
+// Each pixel so many times along both sides, cut off at the size.
+ColourImage Enlarged(ColourImage image, std::size_t times, std::size_t width, std::size_t height) {
+  if (times == 1) return image;
+  ColourImage large{width, height, std::vector<std::uint8_t>(4 * width * height)};
+  for (std::size_t y = 0; y < height; ++y) {
+    for (std::size_t x = 0; x < width; ++x) {
+      const std::size_t from = y / times * image.width + x / times;
+      std::copy_n(&image.pixels[4 * from], 4, &large.pixels[4 * (y * width + x)]);
+    }
+  }
+  return large;
+}
+
+}  // namespace
+
+Rendering RenderWithFrame(const Scene& scene, const RenderOptions& options) {
+  Rendering made;
+  made.times = CoarsenessOf(scene, options);
+  const RenderOptions coarse = view::Coarser(options, made.times);
+  made.frame = FrameScene(scene, coarse);
+  const SampleBuffer samples = Rasterise(scene, made.frame, options.threads);
+  made.image = Enlarged(Shade(scene, made.frame, samples, coarse), made.times, options.width, options.height);
+  return made;
+}
+
 ColourImage Render(const Scene& scene, const RenderOptions& options) {
-  const ViewFrame frame = FrameScene(scene, options);
-  return Shade(scene, frame, Rasterise(scene, frame, options.threads), options);
+  return RenderWithFrame(scene, options).image;
 }
 
 }  // namespace trqprep

@@ -239,6 +239,7 @@ class Shadow {
     options.axes = {{1, 0, 0}, {0, -1, 0}, {0, 0, -1}};  // seen from below
     options.scale_bar = false;
     options.threads = threads;
+    options = view::Coarser(options, CoarsenessOf(objects, options));
     frame_ = FrameScene(objects, options);
     // Room for what is soft.
     frame_.pixel *= 1.2;

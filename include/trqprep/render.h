@@ -85,6 +85,7 @@ struct RenderOptions {
   bool transparent = false;  ///< nothing behind the objects
   bool scale_bar = true;
   int threads = 1;
+  std::size_t deepest = 2048;  ///< so many facets may cover each sample before CoarsenessOf is above 1
 };
 
 /// How space lies in the picture. Of a point p with axes . p = (r, u, t), the column is (r - left) / pixel,
@@ -124,8 +125,9 @@ ViewFrame FrameScene(const Scene& scene, const RenderOptions& options);
 /// the walls along each contour's edges (that of the last point to the first too), then the layer's face.
 /// Corners are first put on a grid of 2^-20 of a pixel (coarser in pictures larger than 1024 pixels: 2^-30 of
 /// the next power of two); a sample on an edge belongs to one of its facets. Both sides of facets are seen.
-/// At most 2^32 - 2 facets. Time in proportion to the facets and the samples they cover; memory 32 bytes a
-/// pixel and 12 a vertex. Throws std::bad_alloc.
+/// Of the faces of one stack that lie within a depth unit of each other, one is seen. At most 2^32 - 2
+/// facets. Time in proportion to the facets and the samples they cover, but of a stack's faces only to those
+/// seen and the rows of all; memory 32 bytes a pixel (40 with stacks) and 12 a vertex. Throws std::bad_alloc.
 SampleBuffer Rasterise(const Scene& scene, const ViewFrame& frame, int threads = 1);
 
 /// The picture of samples: soft light, dark lines where depth or direction jumps, the grounds with grid,
@@ -133,7 +135,21 @@ SampleBuffer Rasterise(const Scene& scene, const ViewFrame& frame, int threads =
 ColourImage Shade(const Scene& scene, const ViewFrame& frame, const SampleBuffer& samples,
                   const RenderOptions& options);
 
-/// All of it.
+/// How many times coarser than asked for a scene is drawn along both sides: 1, or 2, 4, ... where facets lie
+/// over each other so deep that filling all of them would take minutes. They may cover the picture as many
+/// times as `deepest` says, and 2000 samples a facet besides; this library's own rule.
+std::size_t CoarsenessOf(const Scene& scene, const RenderOptions& options);
+
+/// A picture of the size asked for, and how space lies in it.
+struct Rendering {
+  ColourImage image;
+  std::size_t times = 1;  ///< CoarsenessOf: squares of so many pixels have one colour
+  ViewFrame frame;        ///< whose pixels are such squares
+};
+
+/// All of it. Throws std::bad_alloc.
+Rendering RenderWithFrame(const Scene& scene, const RenderOptions& options);
+/// The picture alone.
 ColourImage Render(const Scene& scene, const RenderOptions& options);
 
 /// The PNG file of a picture, 8 bit, with opacity when a pixel is not opaque. The same bytes with the same

@@ -16,6 +16,8 @@ std::string Drawn(const Scene& scene, std::size_t width, std::size_t height, boo
   options.width = width;
   options.height = height;
   options.scale_bar = plate;
+  // There may be very many parts.
+  if (!plate) options.deepest = 256;
   // From the front, a little from the left and from above, as the viewer begins.
   options.axes.right = {0.894427, -0.447214, 0};
   options.axes.up = {0.249137, 0.498273, 0.830455};

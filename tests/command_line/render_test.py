@@ -54,6 +54,26 @@ class Render(ToolTest):
             self.fails(USAGE, "render", "box.stl", *more, "-o", "no.png")
         self.assertFalse(self.path("no.png").exists())
 
+    def test_sheets_without_end_are_drawn_coarser(self):
+        # As large as the picture and 30 000 times in one place: 100 x 80 x 4 samples, about half of them covered by each.
+        self.write("sheets.stl", binary_stl([((0, 0, 0), (10, 0, 0), (0, 8, 0))] * 30_000))
+        data, rows, result = self.drawn("sheets.stl", "--view", "top", "--size", "100x80")
+        notes = [m for m in result.document()["messages"] if m["code"] == "PICTURE-COARSE"]
+        self.assertEqual([m["severity"] for m in notes], ["note"])
+        self.assertIn("2 x 2 pixels", notes[0]["text"])
+        for y in range(0, 80, 2):
+            for x in range(0, 100, 2):
+                self.assertEqual({rows[y + j][x + i] for i in (0, 1) for j in (0, 1)}, {rows[y][x]})
+        self.assertGreater(len({pixel for row in rows for pixel in row}), 2)
+        # Fine again where there are few.
+        self.write("sheet.stl", binary_stl([((0, 0, 0), (10, 0, 0), (0, 8, 0))] * 3))
+        _, _, result = self.drawn("sheet.stl", "--view", "top", "--size", "100x80")
+        self.assertNotIn("PICTURE-COARSE", [m["code"] for m in result.document()["messages"]])
+        # The size of a pixel is told of those in the file.
+        data, rows, _ = self.drawn("sheets.stl", "--view", "top", "--size", "thumb", "--transparent")
+        lowest = max(sum(pixel[3] > 127 for pixel in row) for row in rows)
+        self.assertAlmostEqual(lowest * data["pixel"], 10, delta=3 * data["pixel"])
+
     def test_colours_of_inputs(self):
         self.write("left.stl", binary_stl(box_facets((10, 10, 10))))
         self.write("right=.stl", binary_stl(box_facets((10, 10, 10), (20, 0, 0))))

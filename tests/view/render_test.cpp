@@ -7,6 +7,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "tests/view/picture_scenes.h"
 #include "tests/view/ray_caster.h"
@@ -98,6 +99,54 @@ TEST(Render, OfFacetsEquallyNearTheLowestNumberIsSeen) {
     // The upper sides of the first block, and of the third where the first is not.
     EXPECT_EQ(seen, (std::set<std::uint32_t>{2, 3, 26, 27}));
   }
+}
+
+// A sheet, so many times in the same place.
+struct Sheets {
+  explicit Sheets(std::size_t count) : triangles(count, R_INT4(0, 1, 2)) {
+    scene.objects.emplace_back();
+    scene.objects.back().mesh = {vertices, vertices.size(), triangles};
+    options.width = 71;
+    options.height = 53;
+    options.axes = {{1, 0, 0}, {0, 0.6, 0.8}, {0, -0.8, 0.6}};
+  }
+  std::vector<PbVec3f> vertices{{0, 0, 0}, {30, 0, 0}, {0, 30, 0}};
+  std::vector<R_INT4> triangles;
+  Scene scene;
+  RenderOptions options;
+};
+
+// A sheet covers about a quarter of 71 x 53 x 4 samples: more than 2000. 2048 of all of them are 31 million.
+TEST(Render, SheetsWithoutEndAreDrawnCoarser) {
+  const Sheets few(4000), many(40000);
+  EXPECT_EQ(CoarsenessOf(few.scene, few.options), 1u);
+  const std::size_t times = CoarsenessOf(many.scene, many.options);
+  ASSERT_EQ(times, 2u);
+  const ColourImage image = Render(many.scene, many.options);
+  ASSERT_EQ(image.width, 71u);
+  ASSERT_EQ(image.height, 53u);
+  // Each pixel is that of one sheet in a picture of half the size.
+  Sheets one(1);
+  one.options.width = 36;
+  one.options.height = 27;
+  const ColourImage small = Render(one.scene, one.options);
+  for (std::size_t y = 0; y < 53; ++y) {
+    for (std::size_t x = 0; x < 71; ++x) {
+      for (std::size_t k = 0; k < 4; ++k) {
+        ASSERT_EQ(image.pixels[4 * (y * 71 + x) + k], small.pixels[4 * (y / 2 * 36 + x / 2) + k])
+            << x << " " << y;
+      }
+    }
+  }
+  // What may be deeper is as fine as it was.
+  RenderOptions deep = many.options;
+  deep.deepest = 100000;
+  EXPECT_EQ(CoarsenessOf(many.scene, deep), 1u);
+  // No picture loses a part of its sides.
+  RenderOptions low = many.options;
+  low.height = 20;
+  low.deepest = 1;
+  EXPECT_EQ(CoarsenessOf(many.scene, low), 1u);
 }
 
 TEST(Render, AnyNumberOfThreadsGivesTheSame) {

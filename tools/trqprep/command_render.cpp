@@ -126,9 +126,14 @@ ExitCode Run(Context& context, const Options& options) {
   }
   if (options.problems) scene.MarkProblems(context, context.units(), context.options.follow_links);
   context.Progress("drawing", 0.8);
-  const ViewFrame frame = FrameScene(scene.scene(), how);
-  const SampleBuffer samples = Rasterise(scene.scene(), frame, how.threads);
-  const ColourImage image = Shade(scene.scene(), frame, samples, how);
+  const Rendering made = RenderWithFrame(scene.scene(), how);
+  if (made.times > 1) {
+    context.Say(Finding(Code::kPictureCoarse, options.inputs.front(),
+                        fmt::format("facets lie so deep over each other that squares of {0} x {0} pixels are "
+                                    "drawn for single ones",
+                                    made.times)));
+  }
+  const ColourImage& image = made.image;
   WriteOutputFile(options.output, PngOf(image), context.options.force);
   Json inputs = Json::array(), marked = Json::array();
   for (const std::string& input : options.inputs) inputs.push_back(TextToJson(input));
@@ -139,7 +144,7 @@ ExitCode Run(Context& context, const Options& options) {
                  {"columns", image.width},
                  {"rows", image.height},
                  {"view", options.view},
-                 {"pixel", NumberToJson(frame.pixel)},
+                 {"pixel", NumberToJson(made.frame.pixel / double(made.times))},
                  {"facets", scene.facets()},
                  {"layers", scene.layers()},
                  {"piece_count", scene.pieces()}});
