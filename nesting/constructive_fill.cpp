@@ -13,16 +13,14 @@ constexpr double kMostCells = 20'000;       // of a piece, along X
 constexpr std::size_t kCornerPieces = 150;  // above so many, places in corners are not looked for
 
 /// Cells [from, to) of a column.
-struct Run {
-  int from, to;
-};
+using Run = CellRun;
 
 /// The cells that a shape touches, by columns, its corner at (x, y) of cells.
-std::vector<std::vector<Run>> Touched(const Shape& shape, double cell, double x, double y) {
+CellRuns Touched(const Shape& shape, double cell, double x, double y) {
   // What only reaches the edge of a cell does not touch it.
   constexpr double kHair = 1e-7;
   const int columns = std::max(1, static_cast<int>(std::ceil((x + shape.width) / cell - kHair)));
-  std::vector<std::vector<Run>> runs(static_cast<std::size_t>(columns));
+  CellRuns runs(static_cast<std::size_t>(columns));
   const auto mark = [&](int column, double low, double high) {
     const int from = std::max(0, static_cast<int>(std::floor(low / cell + kHair)));
     const int to = std::max(from + 1, static_cast<int>(std::ceil(high / cell - kHair)));
@@ -102,12 +100,14 @@ class Cells {
 
   /// The lowest of the rows 0 to `last` at which the runs, put at `column`, touch nothing occupied; -1 when
   /// there is none.
-  int LowestFree(const std::vector<std::vector<Run>>& runs, std::size_t column, int last) {
+  int LowestFree(const CellRuns& runs, std::size_t column, int last, FillState& state) {
     blocked_.assign(words_, 0);
+    state.Take(words_);
     const std::size_t used = static_cast<std::size_t>(last) / 64 + 1;
     for (std::size_t k = 0; k < runs.size() && column + k < stale_.size(); ++k) {
       if (stale_[column + k]) Refresh(column + k);
       if (empty_[column + k]) continue;
+      state.Take(2 * used * runs[k].size());
       for (const Run& run : runs[k]) {
         int level = 0;
         while ((2 << level) <= run.to - run.from) ++level;
@@ -228,17 +228,19 @@ class Squares {
 
 class Filler {
  public:
-  Filler(const Model& model, const std::vector<std::size_t>& kinds, std::vector<Spot>& spots)
+  Filler(const Model& model, const std::vector<std::size_t>& kinds, std::vector<Spot>& spots,
+         FillState& state)
       : model_(model),
         spots_(spots),
+        state_(state),
         squares_(SideOf(model, kinds), model.width),
-        cell_(CellOf(model, spots)),
+        cell_(CellOf(model, spots, state)),
         rows_(std::max(1, static_cast<int>(std::floor(model.width / cell_ + 1e-9)))),
         cells_(rows_),
         solid_cells_(rows_) {
     for (const Model::Kind& kind : model.kinds) most_gap_ = std::max(most_gap_, kind.gap);
-    first_column_.assign(model.shapes.size(), 0);
-    runs_.resize(model.shapes.size());
+    if (state_.cell != cell_) state_.runs.clear();
+    state_.cell = cell_;
     for (std::size_t i = 0; i < spots.size(); ++i) Add(i);
   }
 
@@ -248,19 +250,23 @@ class Filler {
     double best_right = std::numeric_limits<double>::infinity();
     for (const std::size_t s : model_.kinds[kind].usable) {
       const Shape& shape = model_.shapes[s];
-      if (runs_[s].empty()) {
+      const std::size_t like = model_.FirstLike(s);
+      CellRuns& runs = state_.runs[like];
+      if (runs.empty()) {
         const bool open = model_.solid_shapes.empty() || model_.kinds[kind].enters;
-        runs_[s] = Touched(open ? shape : model_.solid_shapes[s], cell_, 0, 0);
+        runs = Touched(open ? shape : model_.solid_shapes[s], cell_, 0, 0);
       }
+      const std::size_t from = state_.spent() ? last_column_ : 0;
+      std::size_t& column = first_column_.try_emplace(like, from).first->second;
       const int last = static_cast<int>(std::floor((model_.width - shape.height) / cell_ + 1e-9));
-      for (std::size_t& column = first_column_[s];; ++column) {
+      for (;; ++column) {
         const double x = static_cast<double>(column) * cell_;
         // Occupied cells stay so: where nothing is free now, nothing will be.
         if (x + shape.width > model_.length * (1 + 1e-12) || x + shape.width >= best_right ||
-            column + runs_[s].size() >= static_cast<std::size_t>(kMostColumns)) {
+            column + runs.size() >= static_cast<std::size_t>(kMostColumns)) {
           break;
         }
-        const int row = cells.LowestFree(runs_[s], column, std::min(last, rows_ - 1));
+        const int row = cells.LowestFree(runs, column, std::min(last, rows_ - 1), state_);
         if (row >= 0) {
           best = {s, x, row * cell_};
           best_right = x + shape.width;
@@ -273,6 +279,7 @@ class Filler {
       return false;
     }
     if (!Free(best)) return false;  // cells do not know fixed pieces of any size
+    last_column_ = static_cast<std::size_t>(std::max(0.0, std::min(best.x / cell_, double(kMostColumns))));
     Slide(best);
     spots_.push_back(best);
     Add(spots_.size() - 1);
@@ -280,12 +287,16 @@ class Filler {
   }
 
  private:
-  static double CellOf(const Model& model, const std::vector<Spot>& fixed) {
-    double cell = model.width / RowsOf(model);
-    for (const Model::Kind& kind : model.kinds) {
-      cell = std::max(cell, kind.gap / 1000);
-      for (const std::size_t s : kind.usable) cell = std::max(cell, model.shapes[s].width / kMostCells);
+  static double CellOf(const Model& model, const std::vector<Spot>& fixed, FillState& state) {
+    if (state.model_cell == 0) {
+      double cell = model.width / RowsOf(model);
+      for (const Model::Kind& kind : model.kinds) {
+        cell = std::max(cell, kind.gap / 1000);
+        for (const std::size_t s : kind.usable) cell = std::max(cell, model.shapes[s].width / kMostCells);
+      }
+      state.model_cell = cell;
     }
+    double cell = state.model_cell;
     for (const Spot& spot : fixed) cell = std::max(cell, model.shapes[spot.shape].width / kMostCells);
     return cell;
   }
@@ -366,6 +377,7 @@ class Filler {
           if (y + shape.height > model_.width + hair) break;
           const Spot spot = {s, std::max(0.0, std::min(x, model_.length - shape.width)),
                              std::max(0.0, std::min(y, model_.width - shape.height))};
+          state_.Take(1024);
           if (!Free(spot)) continue;
           found = spot;
           best = x + shape.width;
@@ -416,23 +428,26 @@ class Filler {
 
   const Model& model_;
   std::vector<Spot>& spots_;
+  FillState& state_;
   Squares squares_;
   double cell_;
   int rows_;
   Cells cells_, solid_cells_;
   double most_gap_ = 0;
-  std::vector<std::size_t> first_column_;
-  std::vector<std::vector<std::vector<Run>>> runs_;
+  std::size_t last_column_ = 0;                                // of the piece placed last
+  std::unordered_map<std::size_t, std::size_t> first_column_;  // at which a shape may be free
   Steps steps_ = 0;
 };
 
 }  // namespace
 
 void FillFromTheLeft(const Model& model, const std::vector<std::size_t>& kinds, std::vector<Spot>& spots,
-                     std::vector<std::size_t>& placed, const std::function<bool()>& stop) {
+                     std::vector<std::size_t>& placed, FillState& state, const std::function<bool()>& stop) {
+  constexpr int kFewMisses = 8;
   if (kinds.empty()) return;
-  Filler filler(model, kinds, spots);
+  Filler filler(model, kinds, spots, state);
   std::vector<bool> no_place(model.kinds.size(), false);
+  int misses = 0;
   for (std::size_t i = 0; i < kinds.size(); ++i) {
     if (no_place[kinds[i]]) continue;
     if (stop()) return;
@@ -440,6 +455,7 @@ void FillFromTheLeft(const Model& model, const std::vector<std::size_t>& kinds, 
       placed.push_back(i);
     } else {
       no_place[kinds[i]] = true;
+      if (state.spent() && ++misses == kFewMisses) return;
     }
   }
 }

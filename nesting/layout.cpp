@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <map>
 
 #include "nesting/enterable.h"
 
@@ -50,6 +53,54 @@ Closed CloseCavities(const Job& job, std::vector<Model::Kind>& kinds) {
   return closed;
 }
 
+// All that the shapes of a kind come from.
+std::vector<double> Origins(const Part& part, const Model::Kind& kind, const Outline& open,
+                            const Outline& solid) {
+  std::vector<double> numbers = {kind.gap, kind.enters ? 1.0 : 0.0};
+  for (const Turn& turn : part.turns) numbers.insert(numbers.end(), {turn.sine, turn.cosine});
+  const auto add = [&](const Ring& ring) {
+    numbers.push_back(static_cast<double>(ring.size()));
+    for (const Point& point : ring) numbers.insert(numbers.end(), {point.x, point.y});
+  };
+  for (const Outline* outline : {&open, &solid}) {
+    numbers.push_back(static_cast<double>(outline->size()));
+    for (const Region& region : *outline) {
+      add(region.outer);
+      numbers.push_back(static_cast<double>(region.holes.size()));
+      for (const Ring& hole : region.holes) add(hole);
+    }
+  }
+  return numbers;
+}
+
+// FNV-1a of the numbers' bits.
+std::uint64_t HashOf(const std::vector<double>& numbers) {
+  std::uint64_t hash = 14695981039346656037u;
+  for (const double number : numbers) {
+    std::uint64_t bits = 0;
+    std::memcpy(&bits, &number, sizeof bits);
+    hash = (hash ^ bits) * 1099511628211u;
+  }
+  return hash;
+}
+
+// Finds out which kinds are alike.
+void FindAlike(const Job& job, const Closed& closed, std::vector<Model::Kind>& kinds) {
+  std::map<std::uint64_t, std::vector<std::size_t>> first_ones;
+  for (std::size_t p = 0; p < kinds.size(); ++p) {
+    const auto origins = [&](std::size_t k) {
+      return Origins(job.parts[k], kinds[k], closed.open[k], closed.solid[k]);
+    };
+    const std::vector<double> own = origins(p);
+    std::vector<std::size_t>& others = first_ones[HashOf(own)];
+    // A few that have a hash in common: somebody may have made more.
+    const auto same =
+        std::find_if(others.begin(), others.end(), [&](std::size_t k) { return origins(k) == own; });
+    kinds[p].like = same == others.end() ? p : *same;
+    if (same == others.end() && others.size() < 4) others.push_back(p);
+  }
+}
+
 }  // namespace
 
 Model::Model(const Job& job) {
@@ -62,6 +113,7 @@ Model::Model(const Job& job) {
     kinds.back().gap = (part.gap >= 0 ? part.gap : job.gap) + job.clearance;
   }
   const Closed closed = CloseCavities(job, kinds);
+  FindAlike(job, closed, kinds);
   const bool any_entered =
       std::any_of(kinds.begin(), kinds.end(), [](const Kind& kind) { return kind.enters; });
   double in_a_row = 0;

@@ -17,10 +17,11 @@ struct Model {
   struct Kind {
     std::size_t first_shape = 0;
     std::size_t turns = 0;
-    double gap = 0;       ///< planned: with the clearance
-    double need = 0;      ///< area of a copy with half of its gap around, at least; see Model::room
-    double bulk = 0;      ///< the same, and what only smaller pieces could use of it
-    bool enters = false;  ///< whether a copy may lie in a cavity of another piece
+    std::size_t like = 0;  ///< the first of the kinds whose shapes, gap and ways into cavities are the same
+    double gap = 0;        ///< planned: with the clearance
+    double need = 0;       ///< area of a copy with half of its gap around, at least; see Model::room
+    double bulk = 0;       ///< the same, and what only smaller pieces could use of it
+    bool enters = false;   ///< whether a copy may lie in a cavity of another piece
     std::vector<std::size_t> usable;  ///< shapes that fit the container
   };
   /// Without the cavities that no copy of the job may enter.
@@ -37,6 +38,11 @@ struct Model {
   bool strip = false;
   bool use_holes = true;
 
+  /// The same shape of the first kind that is like its own.
+  std::size_t FirstLike(std::size_t shape) const {
+    const Kind& kind = kinds[kind_of_shape[shape]];
+    return kinds[kind.like].first_shape + (shape - kind.first_shape);
+  }
   /// A shape as another one meets it: what enters no cavity meets none.
   const Shape& Seen(std::size_t shape, std::size_t by) const {
     return solid_shapes.empty() || kinds[kind_of_shape[by]].enters ? shapes[shape] : solid_shapes[shape];

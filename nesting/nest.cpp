@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 #include <memory>
+#include <numeric>
 
 #include "nesting/constructive_fill.h"
 #include "nesting/places_search.h"
@@ -259,11 +260,22 @@ class Nester {
   /// Places copies of parts with `fill`, or of all others, in containers as they come; adds what it needs.
   void Construct(bool fill) {
     const auto size = [&](std::size_t p) { return model_.shapes[model_.kinds[p].first_shape].weight; };
+    FillState state(
+        static_cast<std::size_t>(std::accumulate(layout_.left.begin(), layout_.left.end(), std::int64_t{0})));
+    // What has to lie in one container comes first.
+    std::vector<std::size_t> parts;
+    for (std::size_t p = 0; p < layout_.left.size(); ++p) {
+      if (Fills(p) == fill) parts.push_back(p);
+    }
+    std::stable_sort(parts.begin(), parts.end(), [&](std::size_t a, std::size_t b) {
+      const bool bound_a = job_.parts[a].container >= 0, bound_b = job_.parts[b].container >= 0;
+      return bound_a != bound_b ? bound_a : !job_.given_order && size(a) > size(b);
+    });
     for (std::size_t c = 0; c < task_.most && !rounds_.Cancelled(); ++c) {
       std::vector<std::size_t> order;
       bool any_free = false;
-      for (std::size_t p = 0; p < layout_.left.size(); ++p) {
-        if (Fills(p) != fill || layout_.left[p] == 0) continue;
+      for (const std::size_t p : parts) {
+        if (layout_.left[p] == 0) continue;
         any_free = any_free || job_.parts[p].container < 0;
         if (task_.Allowed(p, c)) order.insert(order.end(), static_cast<std::size_t>(layout_.left[p]), p);
       }
@@ -271,15 +283,10 @@ class Nester {
         if (!any_free) break;
         AddContainer();
       }
-      // What has to lie here comes first.
-      std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-        const bool bound_a = job_.parts[a].container >= 0, bound_b = job_.parts[b].container >= 0;
-        return bound_a != bound_b ? bound_a : !job_.given_order && size(a) > size(b);
-      });
       Layout::Filled& filled = layout_.containers[c];
       std::vector<Spot> spots = filled.spots;
       std::vector<std::size_t> placed;
-      FillFromTheLeft(model_, order, spots, placed, cancelled_);
+      FillFromTheLeft(model_, order, spots, placed, state, cancelled_);
       // New ones stand behind the fixed pieces.
       const auto fixed = filled.spots.begin() + static_cast<std::ptrdiff_t>(filled.movable);
       filled.spots.insert(fixed, spots.end() - static_cast<std::ptrdiff_t>(placed.size()), spots.end());

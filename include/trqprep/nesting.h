@@ -81,9 +81,10 @@ struct Job {
 constexpr std::uint64_t kStepsPerSecond = 120'000'000;
 
 /// How long a job may take. `steps` bounds the search alone: the constructive pass, and pulling pieces to the
-/// left and to the front, always run to their ends. The search ends by itself when every copy has its place
-/// in the fewest containers that area allows (or none of those left finds area) and those are compacted,
-/// which takes half a second's steps; that of a strip does not.
+/// left and to the front, always run to their ends; of thousands of parts that differ, or hundreds on as many
+/// plates, the constructive pass looks at fewer places after some seconds. The search ends by itself when
+/// every copy has its place in the fewest containers that area allows (or none of those left finds area) and
+/// those are compacted, which takes half a second's steps; that of a strip does not.
 struct Limits {
   std::uint64_t steps = 0;  ///< of all workers together; 0: no search
   int threads = 1;          ///< changes nothing but the time
