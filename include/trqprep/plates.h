@@ -49,6 +49,9 @@ struct PlatesReport {
 /// all of them, and plates.json. Refuses, fails and writes as Build does, all plates or none.
 PlatesReport BuildPlates(const Job& job, const std::string& folder, bool replace, Observer& observer);
 
+/// What BuildPlates says before it writes anything. Fails as it does.
+void CheckPlates(const Job& job, Observer& observer);
+
 /// Whether a folder holds several plates.
 bool HoldsPlates(const HeldFolder& folder);
 /// Names of the build folders that plates.json of a folder lists. Exit 3 when it is malformed.

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <map>
+#include <set>
 
 #include "trqprep/build.h"
 #include "trqprep/build_estimate.h"
@@ -21,16 +22,15 @@ struct PlateJob {
 
 // By the number of the plate; those without a piece are left out.
 std::map<size_t, PlateJob> JobsOf(const Plate& all) {
+  Job empty = all.job;
+  empty.parts = {};  // the memory too, or each plate has that of all parts
+  empty.plates = 1;
+  empty.steps = 0;
   std::map<size_t, PlateJob> plates;
   for (const Piece& piece : all.pieces) {
     const auto [plate, fresh] = plates.try_emplace(piece.plate);
     Job& job = plate->second.job;
-    if (fresh) {
-      job = all.job;
-      job.parts.clear();
-      job.plates = 1;
-      job.steps = 0;
-    }
+    if (fresh) job = empty;
     PartRequest part = all.job.parts[piece.part];
     part.name = all.parts[piece.part].name;
     part.copies = 1;
@@ -42,6 +42,15 @@ std::map<size_t, PlateJob> JobsOf(const Plate& all) {
     plate->second.part_of.push_back(piece.part);
   }
   return plates;
+}
+
+// The parts whose files are read already, of those that a plate has pieces of.
+Plate KnownOf(const Plate& all, const PlateJob& plate) {
+  Plate known;
+  for (const size_t part : std::set<size_t>(plate.part_of.begin(), plate.part_of.end())) {
+    known.parts.push_back(all.parts[part]);
+  }
+  return known;
 }
 
 // Takes names of files from the job of a plate's folder into that of the folder around it.
@@ -119,7 +128,8 @@ std::optional<PlacedPlates> PlaceOnPlates(const Job& job, Observer& observer) {
   for (const auto& [number, plate] : plates) {
     PlacedPlate& one = placed.plates.emplace_back();
     one.name = PlateName(number);
-    one.plate = LoadPlate(observer, plate.job, &placed.all);
+    const Plate known = KnownOf(placed.all, plate);
+    one.plate = LoadPlate(observer, plate.job, &known);
     if (!PlacePieces(observer, one.plate)) return std::nullopt;
     one.findings = CheckPieces(observer, one.plate);
   }
@@ -165,7 +175,8 @@ PlatesReport BuildPlates(const Job& job, const std::string& folder, bool replace
   const OnceEach once(observer);
   for (const auto& [number, plate] : plates) {
     const std::string below = PlateName(number) + "/";
-    BuildReport built = CheckBuild(plate.job, observer, &all);
+    const Plate known = KnownOf(all, plate);
+    BuildReport built = CheckBuild(plate.job, observer, &known);
     report.placed = report.placed && built.placed();
     if (!built.placed()) return report;
     report.wrong = report.wrong || built.wrong;
@@ -194,6 +205,20 @@ PlatesReport BuildPlates(const Job& job, const std::string& folder, bool replace
   output.Commit();
   report.written = true;
   return report;
+}
+
+void CheckPlates(const Job& job, Observer& observer) {
+  observer.strict = observer.strict || job.strict;
+  observer.allowed.insert(observer.allowed.end(), job.allow.begin(), job.allow.end());
+  Plate all = LoadPlate(observer, job);
+  if (!PlacePieces(observer, all)) return;
+  const std::map<size_t, PlateJob> plates = JobsOf(all);
+  all.pieces.clear();
+  const OnceEach once(observer);
+  for (const auto& [number, plate] : plates) {
+    const Plate known = KnownOf(all, plate);
+    CheckBuild(plate.job, observer, &known);
+  }
 }
 
 bool HoldsPlates(const HeldFolder& folder) { return folder.held() && folder.HasRegularFile(kPlatesJson); }

@@ -47,6 +47,17 @@ class Plates(ToolTest):
         self.assertEqual(sorted(p.name for p in self.path("out").iterdir()),
                          sorted(["build.toml", "plates.json"] + [p["folder"] for p in data["plates"]]))
 
+    def test_a_job_of_several_plates_is_checked_plate_by_plate(self):
+        self.build()
+        found = self.run_tool("check", "out/build.toml", "--json")
+        self.assertEqual(found.exit, 0, found.err)
+        self.assertNotIn("OVERLAP", found.codes())
+        # What is wrong on one of them is found.
+        self.write("two.toml", "vat = '100x100x60mm'\nengine = 'nest'\nplates = 'any'\ntime = 0\n" +
+                   "[[part]]\nfile = 'box.stl'\nat = [10, 10]\n" * 2 + "[[part]]\nfile = 'bar.stl'\ncopies = 9\n")
+        found = self.fails(NO, "check", "two.toml", "--json")
+        self.assertEqual(found.codes().count("OVERLAP"), 1)
+
     def test_a_plate_repeats_itself(self):
         data = self.build()
         for plate in data["plates"]:

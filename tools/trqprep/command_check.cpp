@@ -3,6 +3,7 @@
 #include <cstring>
 #include <set>
 #include <string_view>
+#include <tuple>
 
 #include "commands.h"
 #include "file_kinds.h"
@@ -224,16 +225,18 @@ class Checker {
     preflight.strict = context_.strict;
     preflight.allowed = context_.allowed;
     try {
-      CheckBuild(job, preflight);
+      if (job.plates == 1) {
+        CheckBuild(job, preflight);
+      } else {
+        CheckPlates(job, preflight);
+      }
     } catch (const Failure& failure) {
       preflight.Say(failure.message);
     }
-    const std::vector<Message> said = context_.messages();
+    std::set<std::tuple<Code, std::string, std::string>> said;
+    for (const Message& message : context_.messages()) said.emplace(message.code, message.file, message.text);
     for (const Message& message : preflight.messages()) {
-      const bool again = std::any_of(said.begin(), said.end(), [&](const Message& other) {
-        return other.code == message.code && other.file == message.file && other.text == message.text;
-      });
-      if (!again) context_.Say(message);
+      if (said.count({message.code, message.file, message.text}) == 0) context_.Say(message);
     }
   }
 
