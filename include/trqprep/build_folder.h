@@ -53,7 +53,7 @@ void WriteBuildFolder(Observer& observer, const Plate& plate, const BuildSetup& 
 void Narrow(const Matrix4& matrix, float (&narrow)[4][4]);
 
 /// The sum over build.json that stands in it as "sum", of the document without it.
-std::string SumOf(Json document);
+std::string SumOf(const Json& document);
 
 /// Parses a JSON file of a folder. Throws JsonMistake; exit 3 for a file that cannot be read.
 Json ReadFolderJson(const HeldFolder& folder, const char* name);

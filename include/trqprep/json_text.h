@@ -111,7 +111,7 @@ class Json {
   }
   void erase(std::string_view key);
   /// Takes over all keys of another object.
-  void update(const Json& other);
+  void update(Json other);
   /// The keys and values of an object; nothing of any other value.
   const Object& items() const;
 

@@ -3,7 +3,6 @@
 
 #include <array>
 #include <cstddef>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -57,14 +56,22 @@ class SeenFromAbove {
   void Look(std::size_t shape);
   void LookCloser(std::size_t shape, double within);
 
+  /// Pairs that are named at most, of those that overlap and of those that are too near. Pieces in one place
+  /// are as many pairs as the square of their number.
+  static constexpr std::size_t kMostNamed = 1000;
+  /// Whether pairs were left out since: because so many were found, or because looking at all would take far
+  /// longer than for pieces that stand beside each other.
+  bool cut_short() const;
+
   /// Every pair of shapes of which a facet of one reaches more than `contact` into a facet of the other, both
   /// projected to XY; one entry a pair, ordered. Facets that stand upright count as the lines that they are.
-  /// Of several places of a pair one is named that depends on the shapes alone.
+  /// Of several places of a pair one is named that depends on the shapes alone. Time n log n in shapes that
+  /// stand beside each other, and bounded for others (cut_short).
   std::vector<Overlap> FindOverlaps(double contact);
 
   /// Measures the smallest distance in XY between facets of two shapes, and those of all pairs that are
-  /// nearer than `wanted` says of the two.
-  Distances MeasureDistances(const std::function<double(std::size_t, std::size_t)>& wanted);
+  /// nearer than the larger of what is `wanted` of the two; one number a shape. Time like FindOverlaps.
+  Distances MeasureDistances(const std::vector<double>& wanted);
 
  private:
   struct Trees;

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -91,9 +92,17 @@ double TurnOf(const Plate& plate, const Piece& piece);
 std::string PieceName(const Plate& plate, const Piece& piece);
 /// The last part of a path without its ending, as PortableName.
 std::string Stem(const std::string& path);
-/// The name made of the two, or `stem`-2, -3, ... and the ending when that is taken; it is taken now. Names
-/// that differ in upper and lower case only are one name: they would be one file on many systems.
-std::string FreshName(std::set<std::string>& taken, const std::string& stem, const std::string& ending = "");
+/// Names that are given once.
+class FreshNames {
+ public:
+  /// The name made of the two, or `stem`-2, -3, ... and the ending when that is taken; it is taken now. Names
+  /// that differ in upper and lower case only are one name: they would be one file on many systems.
+  std::string Of(const std::string& stem, const std::string& ending = "");
+
+ private:
+  std::set<std::string> taken_;
+  std::map<std::string, int> next_;  // numbers before it are taken
+};
 /// Placed pieces, and how far from each other and from the walls they are to be; all in `units`.
 struct Neighbours {
   Units units = Units::kMillimetre;

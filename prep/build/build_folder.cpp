@@ -266,6 +266,15 @@ Json ReadBuildDocument(const HeldFolder& folder) {
         !read["inputs"].is_array()) {
       FailInput(Code::kBuildInvalid, path, "does not describe a build");
     }
+    // Or a small document would make as much work as it pleases of one mesh.
+    std::set<std::string> meshes;
+    for (const Json& piece : read["pieces"]) {
+      if (!piece.is_object() || !piece.contains("mesh")) continue;  // told of where it is needed
+      const std::optional<std::string> mesh = TextFromJson(piece["mesh"]);
+      if (mesh && !meshes.insert(*mesh).second) {
+        FailInput(Code::kBuildInvalid, path, *mesh + " is the mesh of more than one piece", "build again");
+      }
+    }
     return document;
   } catch (const JsonMistake& mistake) {
     FailInput(Code::kBuildInvalid, path, mistake.text);
@@ -276,9 +285,15 @@ void Narrow(const Matrix4& matrix, float (&narrow)[4][4]) {
   for (int k = 0; k < 16; ++k) narrow[k / 4][k % 4] = float(matrix.m[k / 4][k % 4]);
 }
 
-std::string SumOf(Json document) {
-  document.erase("sum");
-  return Sha256(JsonDocument(document));
+std::string SumOf(const Json& document) {
+  if (document.contains("sum")) {
+    Json without = document;
+    without.erase("sum");
+    return SumOf(without);
+  }
+  Sha256Digest digest;
+  WriteJsonDocument(document, [&](std::string_view piece) { digest.Add(piece); });
+  return digest.Hex();
 }
 
 Json BuildDocument(const Plate& plate, const BuildSetup& setup) {

@@ -178,7 +178,7 @@ class Stacker {
     BuildStyleFile style;
     style.given = path;
     style.file = reader_.Read(path, kind);
-    style.name = FreshName(names_, fmt::format("{}/{}", kStyleFolder, Stem(path)),
+    style.name = names_.Of(fmt::format("{}/{}", kStyleFolder, Stem(path)),
                            kind == StyleKind::kBuild ? ".sty" : ".rcs");
     // Written and read once more, so that the file and its table are what the next reader will see.
     const StyleDocument again = AsWritten(Upgraded(style.file, plate_.job));
@@ -274,7 +274,7 @@ class Stacker {
   const Plate& plate_;
   BuildSetup& setup_;
   std::vector<std::string> keys_;
-  std::set<std::string> names_;
+  FreshNames names_;
 };
 
 }  // namespace

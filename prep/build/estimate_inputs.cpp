@@ -229,7 +229,7 @@ std::unique_ptr<Estimator> EstimateContours(Observer& observer, const std::vecto
   order.units = files.front().units;
   order.process = process;
   StyleLoader loader(observer, order.units, styles.machine);
-  std::set<std::string> taken;
+  FreshNames fresh;
   double highest = 0;
   for (const ContourFile& file : files) {
     if (file.units != order.units) {
@@ -241,7 +241,7 @@ std::unique_ptr<Estimator> EstimateContours(Observer& observer, const std::vecto
     const auto& layers = file.contours.layers;
     const double top = layers.back().z;
     highest = std::max(highest, top);
-    order.parts.push_back({FreshName(taken, Stem(file.path)), {}});
+    order.parts.push_back({fresh.Of(Stem(file.path)), {}});
     order.parts.back().bands = loader.Stack(styles.styles, StyleKind::kBuild, layers.front().z, top,
                                             "part " + order.parts.back().name);
   }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <set>
 #include <utility>
 
 #include "trq/core/elementary.h"
@@ -126,33 +127,29 @@ void FileScene::AddBuild(Observer& observer, const HeldFolder& folder) {
     file_of_part[part] = TextFromJson(Below(input, "file")).value_or("");
   }
   const size_t build = builds_.size() + 1;
-  std::map<std::string, InputMesh> read;
+  std::set<std::string> seen;
+  double highest_piece = 0;
   double factor = 1;
   for (const Json& piece : document["pieces"]) {
     const std::optional<std::string> name = TextFromJson(Below(piece, "mesh"));
     const std::optional<std::string> part = TextFromJson(Below(piece, "part"));
     if (!name || !part || !FolderList().Add(*name)) FailBuild(folder, "mesh");
     observer.Progress("reading " + *name, 0.2);
-    const auto known = read.find(*name);
-    if (known == read.end()) {
-      MeshReading how;
-      how.folder = &folder;
-      read.emplace(*name, ReadMesh(observer, {*units, false, true}, *name, how));
-      RequireFinite(read.at(*name));
-    }
+    MeshReading how;
+    how.folder = &folder;
+    InputMesh mesh = ReadMesh(observer, {*units, false, true}, *name, how);
+    RequireFinite(mesh);
+    highest_piece = std::max(highest_piece, double(mesh.box().max[2]));
     const auto colour = colour_of_part.find(*part);
-    const bool first = std::none_of(sources_.begin(), sources_.end(), [&](const Source& source) {
-      return source.build == build && source.part == *part;
-    });
     const std::string file = file_of_part[*part];
     SceneObject& object = Add(*units, colour == colour_of_part.end() ? parts_ : colour->second,
                               {*part, file, folder.PathOf(file), *name, folder.PathOf(*name)});
     Source& source = sources_.back();
-    source.mesh = read.at(*name);
+    source.mesh = std::move(mesh);
     source.part = *part;
     source.name = *name;
     source.build = build;
-    source.first_of_part = first;
+    source.first_of_part = seen.insert(*part).second;
     object.mesh = source.mesh->mesh->view();
     object.move = {next_x_, 0, 0};
     ++pieces_;
@@ -167,8 +164,8 @@ void FileScene::AddBuild(Observer& observer, const HeldFolder& folder) {
   ground.corner = {next_x_, 0, 0};
   for (size_t k = 0; k < 3; ++k) ground.size[k] = (*vat)[k] * factor;
   // A vat is much higher than most builds.
-  double highest = 0.25 * std::max(ground.size[0], ground.size[1]);
-  for (const auto& [name, mesh] : read) highest = std::max(highest, 1.15 * mesh.box().max[2] * factor);
+  const double highest =
+      std::max(0.25 * std::max(ground.size[0], ground.size[1]), 1.15 * highest_piece * factor);
   ground.shown = std::min(ground.size[2], highest);
   ground.margin = margin.is_number() ? margin.get<double>() * factor : 0;
   scene_.grounds.push_back(ground);

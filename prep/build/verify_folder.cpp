@@ -156,7 +156,6 @@ std::vector<Message> VerifyPieces(Observer& observer, const HeldFolder& folder, 
   std::set<std::string> listed;
   for (const Json& entry : described.List("files")) listed.insert(described.NameAt(entry, "file", "files"));
   const Point vat = described.PointAt(document, "vat");
-  std::map<std::string, InputMesh> read;
   std::vector<InputMesh> meshes;
   Neighbours pieces;
   pieces.units = units;
@@ -173,11 +172,9 @@ std::vector<Message> VerifyPieces(Observer& observer, const HeldFolder& folder, 
     observer.Progress("reading " + name, 0.5);
     if (listed.count(name) != 0 && !folder.HasRegularFile(name)) continue;  // said already
     try {
-      const auto known = read.find(name);
       MeshReading how;
       how.folder = &folder;
-      InputMesh mesh = known != read.end() ? known->second : ReadMesh(observer, {}, name, how);
-      read.emplace(name, mesh);
+      InputMesh mesh = ReadMesh(observer, {}, name, how);
       const int held = mesh.mesh->num_triangles();
       facets += held;
       if (held != facets_of_part[part]) {

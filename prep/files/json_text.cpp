@@ -201,8 +201,9 @@ void Json::erase(std::string_view key) {
   if (found != object.end()) object.erase(found);
 }
 
-void Json::update(const Json& other) {
-  for (const auto& [key, value] : other.items()) (*this)[key] = value;
+void Json::update(Json other) {
+  if (!other.is_object()) return;
+  for (auto& [key, value] : std::get<Object>(other.value_)) (*this)[key] = std::move(value);
 }
 
 bool operator==(const Json& a, const Json& b) {

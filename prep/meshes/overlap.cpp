@@ -6,6 +6,9 @@
 #include <cstdint>
 #include <limits>
 #include <numeric>
+#include <optional>
+#include <tuple>
+#include <utility>
 
 #include "prep/meshes/facet_boxes.h"
 #include "trq/core/elementary.h"
@@ -276,13 +279,15 @@ class ShadowTree {
 
   /// Takes the trees apart together. `skip` is given two nodes and their trees, and says whether no pair of
   /// their facets matters; `first`, given two such pairs, whether the second is better looked at first;
-  /// `look` gets the numbers of two facets.
+  /// `look` gets the numbers of two facets. Returns how many pairs of nodes it looked at.
   template <class Skip, class First, class Look>
-  static void Search(ShadowTree& a, ShadowTree& b, Skip skip, First first, Look look) {
+  static int64_t Search(ShadowTree& a, ShadowTree& b, Skip skip, First first, Look look) {
     std::vector<std::pair<size_t, size_t>> open{{0, 0}};
+    int64_t steps = 0;
     while (!open.empty()) {
       const auto [i, j] = open.back();
       open.pop_back();
+      ++steps;
       if (skip(i, j)) continue;
       const Node p = a.nodes_[i], q = b.nodes_[j];
       if (p.IsLeaf() && q.IsLeaf()) {
@@ -300,6 +305,7 @@ class ShadowTree {
       open.push_back(halves[0]);
       open.push_back(halves[1]);
     }
+    return steps;
   }
 
   const Node& node(size_t index) const { return nodes_[index]; }
@@ -450,8 +456,25 @@ double FacetDepth(const Corners& a, const Corners& b) {
   return Meet(BoxOf(a), BoxOf(b)) ? Depth(OutlineOf(a), OutlineOf(b)) : 0;
 }
 
+// What comparing pairs of shapes costs, and how much it may: about as many units as a test of two boxes
+// takes.
+class Effort {
+ public:
+  explicit Effort(const std::vector<PlacedShape>& shapes) {
+    for (const PlacedShape& shape : shapes) left_ += kOfShape + kOfFacet * shape.facets;
+  }
+  bool spent() const { return left_ < 0; }
+  void Search(int64_t steps) { left_ -= 100 * steps; }
+  void Facets(int64_t count) { left_ -= 10 * count; }
+
+ private:
+  // Far more than pieces take that stand beside each other.
+  static constexpr int64_t kAlways = 500'000'000, kOfShape = 100'000, kOfFacet = 1000;
+  int64_t left_ = kAlways;
+};
+
 bool FindOverlap(const PlacedShape& a, const PlacedShape& b, ShadowTree& tree_a, ShadowTree& tree_b,
-                 double contact, Overlap& found) {
+                 double contact, Overlap& found, Effort& effort) {
   constexpr int kNone = std::numeric_limits<int>::max();
   const auto reach_at_most = [&](size_t i, size_t j, double reach) {
     if (Reach(tree_a.node(i).box, tree_b.node(j).box) <= reach) return true;
@@ -460,14 +483,16 @@ bool FindOverlap(const PlacedShape& a, const PlacedShape& b, ShadowTree& tree_a,
   };
   using Pair = std::pair<size_t, size_t>;
   int lowest = kNone;  // of a's facets that reach into one of b
-  ShadowTree::Search(
+  const int64_t steps = ShadowTree::Search(
       tree_a, tree_b,
       [&](size_t i, size_t j) { return tree_a.node(i).lowest >= lowest || reach_at_most(i, j, contact); },
       [&](const Pair& p, const Pair& q) { return tree_a.node(p.first).lowest > tree_a.node(q.first).lowest; },
       [&](int i, int j) {
         if (i < lowest && FacetDepth(FacetOf(a, i), FacetOf(b, j)) > contact) lowest = i;
       });
+  effort.Search(steps);
   if (lowest == kNone) return false;
+  effort.Facets(2 * int64_t{b.facets});
 
   // Of the facets that it reaches into, that in the first cell, and of these the one with the lowest number.
   const Box region = Shared(tree_a.box(), tree_b.box());
@@ -493,14 +518,15 @@ bool FindOverlap(const PlacedShape& a, const PlacedShape& b, ShadowTree& tree_a,
 }
 
 // The shortest way between the shapes where that is shorter than `best`.
-Way Between(const PlacedShape& a, const PlacedShape& b, ShadowTree& tree_a, ShadowTree& tree_b, Way best) {
+Way Between(const PlacedShape& a, const PlacedShape& b, ShadowTree& tree_a, ShadowTree& tree_b, Way best,
+            Effort& effort) {
   const auto gap = [&](size_t i, size_t j) { return SquaredGap(tree_a.node(i).box, tree_b.node(j).box); };
   // Less than the result is rounded by, and more than rounding can part equal distances, or make segments of
   // one line reach into each other.
   const double hair = 1e-14 * (Norm(tree_a.box().max) + Norm(tree_a.box().min));
   Point direction{1, 0, 0};
   using Pair = std::pair<size_t, size_t>;
-  ShadowTree::Search(
+  const int64_t steps = ShadowTree::Search(
       tree_a, tree_b,
       [&](size_t i, size_t j) {
         if (gap(i, j) >= best.squared) return true;
@@ -523,18 +549,91 @@ Way Between(const PlacedShape& a, const PlacedShape& b, ShadowTree& tree_a, Shad
         }
         if (way.squared < best.squared) best = way;
       });
+  effort.Search(steps);
   return best;
 }
+
+// Boxes by their left sides, to find those near to one of them.
+class NearBoxes {
+ public:
+  explicit NearBoxes(std::vector<Box> boxes) : boxes_(std::move(boxes)), order_(boxes_.size()) {
+    std::iota(order_.begin(), order_.end(), size_t{0});
+    std::sort(order_.begin(), order_.end(), [&](size_t i, size_t j) { return Left(i) < Left(j); });
+    for (const Box& box : boxes_) widest_ = std::max(widest_, box.max[0] - box.min[0]);
+  }
+
+  const Box& operator[](size_t i) const { return boxes_[i]; }
+
+  /// Of box i the higher numbers, ascending, of those that may be no farther away than `distance`.
+  const std::vector<size_t>& After(size_t i, double distance) {
+    const double hair = 1e-9 * (widest_ + distance + std::fabs(Left(i)));
+    const auto first = std::partition_point(order_.begin(), order_.end(), [&](size_t j) {
+      return Left(j) < Left(i) - widest_ - distance - hair;
+    });
+    found_.clear();
+    for (auto j = first; j != order_.end() && Left(*j) <= boxes_[i].max[0] + distance + hair; ++j) {
+      if (*j > i && boxes_[*j].min[1] <= boxes_[i].max[1] + distance + hair &&
+          boxes_[i].min[1] <= boxes_[*j].max[1] + distance + hair) {
+        found_.push_back(*j);
+      }
+    }
+    std::sort(found_.begin(), found_.end());
+    return found_;
+  }
+
+  /// Two boxes that are about as near to each other as any two: neighbours on a curve through the plane.
+  std::optional<std::pair<size_t, size_t>> NearPair() const {
+    Box all;
+    for (const Box& box : boxes_) all.Add(box);
+    if (all.Empty()) return std::nullopt;
+    const double size = std::max({all.max[0] - all.min[0], all.max[1] - all.min[1], 1e-300});
+    std::vector<std::pair<uint32_t, size_t>> curve;
+    for (size_t i = 0; i < boxes_.size(); ++i) {
+      if (boxes_[i].Empty()) continue;
+      const Point middle = MiddleOf(boxes_[i]);
+      uint32_t place = 0;
+      for (size_t k = 0; k < 2; ++k) {
+        const auto cell = uint32_t(std::clamp((middle[k] - all.min[k]) / size, 0.0, 1.0) * 65535);
+        for (uint32_t bit = 0; bit < 16; ++bit) place |= (cell >> bit & 1) << (2 * bit + uint32_t(k));
+      }
+      curve.emplace_back(place, i);
+    }
+    if (curve.size() < 2) return std::nullopt;
+    std::sort(curve.begin(), curve.end());
+    size_t best = 1;
+    const auto gap = [&](size_t k) {
+      return SquaredGap(boxes_[curve[k - 1].second], boxes_[curve[k].second]);
+    };
+    for (size_t k = 2; k < curve.size(); ++k) {
+      if (gap(k) < gap(best)) best = k;
+    }
+    return std::minmax(curve[best - 1].second, curve[best].second);
+  }
+
+ private:
+  double Left(size_t i) const { return boxes_[i].min[0]; }
+
+  std::vector<Box> boxes_;
+  std::vector<size_t> order_;
+  double widest_ = 0;
+  std::vector<size_t> found_;
+};
 
 }  // namespace
 
 struct SeenFromAbove::Trees {
   std::vector<PlacedShape> shapes;
   std::vector<std::unique_ptr<ShadowTree>> made;  // by shape
+  bool cut_short = false;
 
   ShadowTree& operator[](size_t i) {
     if (!made[i]) made[i] = std::make_unique<ShadowTree>(shapes[i]);
     return *made[i];
+  }
+  NearBoxes Boxes() {
+    std::vector<Box> boxes;
+    for (size_t i = 0; i < shapes.size(); ++i) boxes.push_back((*this)[i].box());
+    return NearBoxes(std::move(boxes));
   }
 };
 
@@ -545,13 +644,16 @@ SeenFromAbove::SeenFromAbove(std::vector<PlacedShape> shapes) : trees_(std::make
 
 SeenFromAbove::~SeenFromAbove() = default;
 
+bool SeenFromAbove::cut_short() const { return trees_->cut_short; }
+
 void SeenFromAbove::Look(size_t shape) { (*trees_)[shape]; }
 
 void SeenFromAbove::LookCloser(size_t shape, double within) {
   Trees& trees = *trees_;
   std::vector<Box> others;
   for (size_t i = 0; i < trees.shapes.size(); ++i) {
-    if (i != shape) others.push_back(trees[i].box());
+    const Box& box = trees[i].box();
+    if (i != shape && SquaredGap(box, trees[shape].box()) <= within * within) others.push_back(box);
   }
   trees[shape].Open(others, within);
 }
@@ -560,40 +662,86 @@ std::vector<Overlap> SeenFromAbove::FindOverlaps(double contact) {
   Trees& trees = *trees_;
   const std::vector<PlacedShape>& shapes = trees.shapes;
   std::vector<Overlap> overlaps;
+  NearBoxes boxes = trees.Boxes();
+  Effort effort(shapes);
   for (size_t i = 0; i < shapes.size(); ++i) {
-    for (size_t j = i + 1; j < shapes.size(); ++j) {
+    for (const size_t j : boxes.After(i, 0)) {
+      if (Reach(boxes[i], boxes[j]) <= contact) continue;
+      if (effort.spent() || overlaps.size() == kMostNamed) {
+        trees.cut_short = true;
+        return overlaps;
+      }
       Overlap found{i, j};
-      if (FindOverlap(shapes[i], shapes[j], trees[i], trees[j], contact, found)) overlaps.push_back(found);
+      if (FindOverlap(shapes[i], shapes[j], trees[i], trees[j], contact, found, effort))
+        overlaps.push_back(found);
     }
   }
   return overlaps;
 }
 
-Distances SeenFromAbove::MeasureDistances(const std::function<double(size_t, size_t)>& wanted) {
+Distances SeenFromAbove::MeasureDistances(const std::vector<double>& wanted) {
   Trees& trees = *trees_;
   const std::vector<PlacedShape>& shapes = trees.shapes;
+  NearBoxes boxes = trees.Boxes();
+  Effort effort(shapes);
+  Distances distances;
+  const auto near = boxes.NearPair();
+  if (!near) return distances;
+  // No way that is looked for is longer than that between two shapes, or than what is wanted.
+  const auto [a, b] = *near;
+  const double some = Between(shapes[a], shapes[b], trees[a], trees[b], {}, effort).squared;
+  const double most = *std::max_element(wanted.begin(), wanted.end());
   struct Pair {
     double gap;
     size_t i;
     size_t j;
+    bool operator<(const Pair& other) const {
+      return std::tie(gap, i, j) < std::tie(other.gap, other.i, other.j);
+    }
   };
+  const auto bound_of = [&](size_t i, size_t j) { return std::max({wanted[i], wanted[j], 0.0}); };
   std::vector<Pair> pairs;
-  for (size_t i = 0; i < shapes.size(); ++i) {
-    for (size_t j = i + 1; j < shapes.size(); ++j) {
-      if (shapes[i].facets < 1 || shapes[j].facets < 1) continue;
-      pairs.push_back({SquaredGap(trees[i].box(), trees[j].box()), i, j});
+  // Whether these are all pairs, and not so many that looking at them takes long.
+  const auto gather = [&](double farthest) {
+    constexpr size_t kAlways = 1 << 19, kOfShape = 64;
+    const size_t many = kAlways + kOfShape * shapes.size();
+    pairs.clear();
+    for (size_t i = 0; i < shapes.size(); ++i) {
+      for (const size_t j : boxes.After(i, std::max(std::min(most, farthest), std::sqrt(some)))) {
+        const double gap = SquaredGap(boxes[i], boxes[j]), bound = std::min(bound_of(i, j), farthest);
+        if (gap > std::max(some, bound * bound)) continue;
+        if (pairs.size() == many) return false;
+        pairs.push_back({gap, i, j});
+      }
+    }
+    return true;
+  };
+  if (!gather(kInfinity)) {
+    // Where nearly all are too near, the nearest are named.
+    trees.cut_short = true;
+    if (!gather(0)) {
+      const Pair known{SquaredGap(boxes[a], boxes[b]), a, b};
+      pairs.erase(std::remove_if(pairs.begin(), pairs.end(),
+                                 [&](const Pair& pair) { return pair.i == a && pair.j == b; }),
+                  pairs.end());
+      pairs.push_back(known);
     }
   }
   // Near pairs first: they bound what the others can still improve.
-  std::stable_sort(pairs.begin(), pairs.end(), [](const Pair& a, const Pair& b) { return a.gap < b.gap; });
-  Distances distances;
+  std::sort(pairs.begin(), pairs.end());
   double smallest = kInfinity;
   for (const Pair& pair : pairs) {
-    const double bound = std::max(wanted(pair.i, pair.j), 0.0);
+    const bool named = distances.short_ones.size() < kMostNamed;
+    const double bound = bound_of(pair.i, pair.j);
     Way way;
-    way.squared = std::max(smallest, bound * bound);
+    way.squared = named ? std::max(smallest, bound * bound) : smallest;
+    trees.cut_short = trees.cut_short || (!named && pair.gap < bound * bound);
     if (pair.gap >= way.squared) continue;
-    way = Between(shapes[pair.i], shapes[pair.j], trees[pair.i], trees[pair.j], way);
+    if (effort.spent()) {
+      trees.cut_short = true;
+      break;
+    }
+    way = Between(shapes[pair.i], shapes[pair.j], trees[pair.i], trees[pair.j], way, effort);
     Nearness found{pair.i, pair.j, std::round(std::sqrt(way.squared) * 1e6) / 1e6, {}, {}};
     for (size_t k = 0; k < 2; ++k) {
       found.from[k] = way.from[k];
@@ -601,11 +749,11 @@ Distances SeenFromAbove::MeasureDistances(const std::function<double(size_t, siz
     }
     if (way.squared < smallest) distances.smallest = found;
     smallest = std::min(smallest, way.squared);
-    if (way.squared < bound * bound) distances.short_ones.push_back(found);
+    if (named && way.squared < bound * bound) distances.short_ones.push_back(found);
   }
   std::sort(distances.short_ones.begin(), distances.short_ones.end(),
-            [](const Nearness& a, const Nearness& b) {
-              return a.first != b.first ? a.first < b.first : a.second < b.second;
+            [](const Nearness& p, const Nearness& q) {
+              return p.first != q.first ? p.first < q.first : p.second < q.second;
             });
   return distances;
 }

@@ -48,11 +48,13 @@ std::string Stem(const std::string& path) {
   return PortableName(std::filesystem::path(path).stem().string(), kLongestName);
 }
 
-std::string FreshName(std::set<std::string>& taken, const std::string& stem, const std::string& ending) {
+std::string FreshNames::Of(const std::string& stem, const std::string& ending) {
   std::string name = stem + ending;
-  for (int number = 2; !taken.insert(Lower(name)).second; ++number) {
-    name = fmt::format("{}-{}{}", stem, number, ending);
-  }
+  if (taken_.insert(Lower(name)).second) return name;
+  int& number = next_.try_emplace(Lower(name), 2).first->second;
+  do {
+    name = fmt::format("{}-{}{}", stem, number++, ending);
+  } while (!taken_.insert(Lower(name)).second);
   return name;
 }
 
@@ -122,16 +124,18 @@ std::vector<Message> FindNeighbours(Observer& observer, Neighbours& pieces, cons
         {overlap.first, overlap.second}, overlap.x, overlap.y, Json::object());
   }
   const double allowed = pieces.contact + pieces.rounding;
-  const auto wanted = [&](size_t i, size_t j) { return std::max(pieces.gaps[i], pieces.gaps[j]); };
-  const Distances distances =
-      seen.MeasureDistances([&](size_t i, size_t j) { return wanted(i, j) - allowed; });
+  const bool all_overlaps = !seen.cut_short();
+  std::vector<double> wanted;
+  for (const double gap : pieces.gaps) wanted.push_back(gap - allowed);
+  const Distances distances = seen.MeasureDistances(wanted);
   pieces.closest = distances.smallest;
   const auto short_by = [](double distance, double least) {
     return Json{{"distance", NumberToJson(distance)}, {"wanted", NumberToJson(least)}};
   };
   for (const Nearness& near : distances.short_ones) {
     if (overlapping.count({near.first, near.second}) != 0) continue;
-    const double gap = wanted(near.first, near.second);
+    if (near.distance == 0 && !all_overlaps) continue;  // may be one that is not named
+    const double gap = std::max(pieces.gaps[near.first], pieces.gaps[near.second]);
     add(Code::kGapSmall,
         fmt::format("{} and {} are {} {} apart seen from above where {} are wanted,",
                     pieces.names[near.first], pieces.names[near.second], Plain(near.distance, 4), unit,
@@ -148,6 +152,13 @@ std::vector<Message> FindNeighbours(Observer& observer, Neighbours& pieces, cons
                       Plain(wall.distance, 4), unit, wall.wall, Plain(pieces.margin, 4)),
           {i}, wall.place[0], wall.place[1], short_by(wall.distance, pieces.margin));
     }
+  }
+  if (seen.cut_short()) {
+    findings.push_back(
+        Message(Code::kPairsBound, file,
+                fmt::format("{} stand so near to each other that not every pair was looked at; of those that "
+                            "overlap or are too near {} each are named",
+                            Counted(int64_t(pieces.shapes.size()), "piece"), SeenFromAbove::kMostNamed)));
   }
   return findings;
 }
@@ -257,24 +268,29 @@ bool SameStyles(const PartRequest& a, const PartRequest& b) {
 // file. It is named before the others, so that a folder's own files keep their names.
 void NameParts(std::vector<PlatePart>& parts) {
   std::vector<const PlatePart*> first(parts.size(), nullptr);
+  std::map<std::string, std::vector<const PlatePart*>> placed;  // by path, those that differ otherwise
   for (size_t i = 0; i < parts.size(); ++i) {
     const PartRequest& request = parts[i].request;
-    for (size_t k = 0; k < i && request.at && !first[i]; ++k) {
-      const PartRequest& other = parts[k].request;
-      if (!first[k] && other.at && other.path == request.path && other.units == request.units &&
-          SameStyles(other, request)) {
-        first[i] = &parts[k];
+    if (request.at) {
+      std::vector<const PlatePart*>& others = placed[request.path];
+      const auto same = std::find_if(others.begin(), others.end(), [&](const PlatePart* other) {
+        return other->request.units == request.units && SameStyles(other->request, request);
+      });
+      if (same != others.end()) {
+        first[i] = *same;
+      } else {
+        others.push_back(&parts[i]);
       }
     }
     parts[i].shares_file = first[i] != nullptr;
   }
-  std::set<std::string> taken;
+  FreshNames names;
   for (const bool shared : {false, true}) {
     for (size_t i = 0; i < parts.size(); ++i) {
       PlatePart& part = parts[i];
       if (part.shares_file != shared) continue;
       const std::string& given = part.request.name;
-      part.name = FreshName(taken, shared ? first[i]->name : given.empty() ? Stem(part.request.path) : given);
+      part.name = names.Of(shared ? first[i]->name : given.empty() ? Stem(part.request.path) : given);
       part.file_name = shared ? first[i]->name : part.name;
     }
   }

@@ -146,10 +146,13 @@ void AddPieces(Html& page, const ReportSubject& subject, const std::string& id) 
   page.Add(
       "<div class=\"wide\"><table class=\"pieces\">\n<thead><tr><th class=\"live\"><span "
       "class=\"quiet\">shown</span></th>");
-  // Copies look alike: a picture a part.
+  // Copies look alike: a picture a part. In long lists the first copy shows it, of the first parts.
+  constexpr std::size_t kMostPictures = 400;
+  const bool many = subject.pieces.size() > kMostPictures;
   std::map<std::string, std::string> pictures;
   for (const ReportPiece& piece : subject.pieces) {
     const ReportPart& part = subject.parts[piece.part];
+    if (pictures.size() == kMostPictures) break;
     if (pictures.count(part.file) == 0) pictures[part.file] = PictureOfPart(part);
   }
   const bool pictured =
@@ -169,9 +172,10 @@ void AddPieces(Html& page, const ReportSubject& subject, const std::string& id) 
         "data-show aria-label=\"show {3}\"></td>",
         id, i + 1, i, XmlText(piece.name));
     if (pictured) {
-      const std::string& png = pictures[part.file];
+      std::string& png = pictures[part.file];
       page.Add("<td class=\"picture\">");
       if (!png.empty()) page.Add("<img alt=\"{}\" src=\"{}\">", XmlText(part.name), PngImage(png));
+      if (many) png.clear();
       page.Add("</td>");
     }
     page.Add(

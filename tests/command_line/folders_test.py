@@ -140,6 +140,15 @@ class BuildFolders(Folders):
                         self.assertEqual(self.path(f"other/{name}").read_text(), document)
             shutil.rmtree(self.path("other"))
 
+    def test_a_mesh_is_that_of_one_piece(self):
+        document = json.loads((self.path("out") / "build.json").read_text())
+        document["pieces"] *= 2
+        (self.path("out") / "build.json").write_text(json.dumps(document))
+        for words in (("check", "out"), ("verify", "out"), ("info", "out"), ("render", "out", "-o", "out.png"),
+                      ("report", "out", "-o", "out.html"), ("estimate", "out")):
+            with self.subTest(words):
+                self.assertEqual(self.fails(INPUT, *words, "--json").codes(), ["BUILD-INVALID"])
+
     def test_what_was_left_under_way_is_named(self):
         (self.path("out") / ".trqprep-abcdef").mkdir()
         os.mkfifo(self.path("out") / "meshes" / ".trqprep-pipe")

@@ -57,6 +57,25 @@ class Gaps(ToolTest):
         self.assertEqual([m["code"] for m in document["messages"] if m["severity"] == "error"], ["OVERLAP"])
         self.assertEqual(document["data"]["smallest_distance"], 0)
 
+    def test_many_in_one_place_are_named_in_part(self):
+        # 50 in one place are 1225 pairs; 45 are 990, each of them named.
+        for count, named, bound in ((45, 990, []), (50, 1000, ["PAIRS-BOUND"])):
+            document = self.place(*["at=10:10"] * count)
+            errors = [m["code"] for m in document["messages"] if m["severity"] == "error"]
+            self.assertEqual(errors, ["OVERLAP"] * named + bound)
+        # Beside each other, with more wanted between any two than the vat has.
+        document = self.place(*[f"at={1 + 11 * (k % 10)}:{1 + 21 * (k // 10)},gap=500mm" for k in range(50)])
+        errors = [m["code"] for m in document["messages"] if m["severity"] == "error"]
+        self.assertEqual(errors, ["GAP-SMALL"] * 1000 + ["PAIRS-BOUND"])
+        # The nearest ones: a millimetre, and corners.
+        near = [m["where"]["distance"] for m in document["messages"] if m["code"] == "GAP-SMALL"]
+        self.assertEqual((min(near), near.count(1), near.count(min(near))), (1, 85, 85))
+        self.assertEqual(document["data"]["smallest_distance"], 1)
+        # What was not looked at is not built unless that is said, and the folder verifies then.
+        self.assertFalse(self.path("out").exists())
+        self.place(*["at=10:10"] * 50, more=["--force-checks"], code=NO)
+        self.good("verify", "out")
+
     def test_walls(self):
         document = self.place("at=3:6", "at=236:227", margin="5mm")
         said = {(m["where"]["pieces"][0], round(m["where"]["distance"], 4), m["text"].split(" wall")[0].split()[-1])

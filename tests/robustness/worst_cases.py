@@ -20,6 +20,7 @@ LARGEST_EXPONENT = 1.2
 LONGEST = 20.0             # seconds of CPU time, of 10^6
 MEMORY_A_BYTE = 10
 MEMORY_MORE = 64 << 20
+MEMORY_A_PIECE = 32 << 10  # that a job asks for: in as few bytes as it likes, up to 10 000
 SHORTEST = 0.05            # seconds: below, a time says nothing about growth
 
 
@@ -46,6 +47,9 @@ def input_bytes(argv, folder):
             total += sum(p.stat().st_size for p in path.rglob("*") if p.is_file())
         if "out" not in path.stem and path.is_file():
             total += path.stat().st_size
+            parts = path.with_suffix("")  # a job's
+            if path.suffix == ".toml" and parts.is_dir():
+                total += sum(p.stat().st_size for p in parts.iterdir())
             side = path.with_suffix(".V_D")
             total += side.stat().st_size if side != path and side.is_file() else 0
     return total
@@ -57,16 +61,17 @@ def exponent(first, last):
 
 
 def run_case(tool, case, folder, sizes, limit):
-    """Rows (name, n, exit, seconds, bytes, input bytes, exponent since the size before)."""
-    name, make, own_sizes = case
+    """Rows (name, n, exit, seconds, bytes, bytes allowed, exponent since the size before). A case is a name, what makes
+    its files and returns the arguments, its sizes, and maybe how many pieces it asks for."""
+    name, make, own_sizes, *pieces = case
     before = None
     for n in sizes or own_sizes:
         argv = [str(word) for word in make(n, folder)]
         for left in pathlib.Path(folder).glob("out*"):  # by the run before, it would be refused or read
             shutil.rmtree(left) if left.is_dir() else left.unlink()
-        size = input_bytes(argv, folder)
+        allowed = MEMORY_A_BYTE * input_bytes(argv, folder) + MEMORY_MORE + MEMORY_A_PIECE * sum(count(n) for count in pieces)
         code, seconds, memory = measure([tool, *argv], folder, limit)
-        yield name, n, code, seconds, memory, size, exponent(before, (n, seconds)) if before else 0.0
+        yield name, n, code, seconds, memory, allowed, exponent(before, (n, seconds)) if before else 0.0
         before = (n, seconds)
         if code is None:
             return
@@ -91,8 +96,7 @@ def main():
             for case in importlib.import_module(module).CASES:
                 if not any(part in case[0] for part in given.only.split(",")):
                     continue
-                for name, n, code, seconds, memory, size, power in run_case(tool, case, folder, given.sizes, given.limit):
-                    allowed = MEMORY_A_BYTE * size + MEMORY_MORE
+                for name, n, code, seconds, memory, allowed, power in run_case(tool, case, folder, given.sizes, given.limit):
                     misses = [word for word, bad in (("TIME", code is None or seconds > LONGEST * max(1, n / 1e6)),
                                                      ("GROWTH", power > LARGEST_EXPONENT), ("MEMORY", memory > allowed)) if bad]
                     wrong += bool(misses)

@@ -364,7 +364,8 @@ def sealed(words):
 
 SINGLE = ("info FILE", "check FILE", "convert FILE -o DIR/out.ctl --force", "simplify FILE --facets N --force-checks -o DIR/out.stl --force",
           "repair FILE -o DIR/out.stl --force", "hollow FILE --limit 1 -o DIR/out.stl --force",
-          "hollow FILE --limit 1 --validate -o DIR/out.stl --force", "vents find FILE", "place FILE --vat 2000x2000x500")
+          "hollow FILE --limit 1 --validate -o DIR/out.stl --force", "vents find FILE", "place FILE --vat 2000x2000x500",
+          "render FILE -o DIR/out.png", "report FILE -o DIR/out.html")
 
 CASES = [
     *((f"{name}: {words.split(' FILE')[0]}{' validated' if '--validate' in words else ''}", command(words, name, mesh), SIZES)

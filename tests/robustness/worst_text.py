@@ -1,7 +1,9 @@
 """Worst cases among what is read as text, numbers or lists: each makes its files of about n things in a folder and
 returns the arguments of trqprep. CASES lists (name, make, sizes)."""
 import json
+import math
 import pathlib
+import shutil
 import struct
 import sys
 
@@ -137,10 +139,10 @@ def build_folder(members):
 
 
 many_files = build_folder(lambda n: {"files": [{"file": f"parts/{k}", "sha256": "", "size": 0} for k in range(n)]})
-many_pieces = build_folder(lambda n: {"pieces": [{"part": "a", "mesh": "meshes/none.ctl"}] * n})
+many_pieces = build_folder(lambda n: {"pieces": [{"part": "a", "mesh": f"meshes/none-{k}.ctl"} for k in range(n)]})
 many_inputs = build_folder(
     lambda n: {"inputs": [{"part": f"p{k}", "file": "parts/none.stl", "facets": 1, "copies": 0} for k in range(n // 2)],
-               "pieces": [{"part": f"p{k}", "mesh": "meshes/none.ctl",
+               "pieces": [{"part": f"p{k}", "mesh": f"meshes/none-{k}.ctl",
                            "box": {"min": [0, 0, 0], "max": [1, 1, 1]}} for k in range(n // 2)]})
 
 
@@ -187,6 +189,68 @@ def comments(n, folder):
     return put(folder, "comments.toml", "# nothing\n" * n)
 
 
+# --- Pieces -----------------------------------------------------------------------------------------------------
+
+VAT = "vat = '1000x1000x100mm'\n"
+NEST = "units = 'mm'\nengine = 'nest'\n"
+
+
+def piece_count(n):
+    return max(2, n // 100)
+
+
+def job(name, head, entry, vat=VAT):
+    """A job of n / 100 parts: `entry(k, count)` says the k-th."""
+    def make(n, folder):
+        parts = pathlib.Path(folder) / name
+        parts.mkdir(exist_ok=True)
+        put(parts, "part.stl", bytes(80) + TETRAHEDRON)
+        count = piece_count(n)
+        return put(folder, f"{name}.toml", NEST + vat + head + "".join(f"[[part]]\n{entry(k, count)}\n" for k in range(count)))
+    return make
+
+
+def in_rows(k, count):
+    side = math.isqrt(count - 1) + 1
+    return f"at = [{2 + k % side * 900 / side}, {2 + k // side * 900 / side}]"
+
+
+def one_in_another(n, folder):
+    """A job of square rings around each other."""
+    parts = pathlib.Path(folder) / "rings"
+    shutil.rmtree(parts, ignore_errors=True)
+    parts.mkdir()
+    count = piece_count(n)
+    entries = []
+    for k in range(count):
+        inner = 1 + 400 * k / count
+        ring = list(square_ring(inner, inner + 200 / count))
+        put(parts, f"{k}.stl", bytes(80) + struct.pack("<I", len(ring)) + b"".join(
+            struct.pack("<12fH", 0, 0, 0, *facet, 0) for facet in ring))
+        corner = 450 - inner - 200 / count
+        entries.append(f"[[part]]\nfile = 'rings/{k}.stl'\nat = [{corner}, {corner}]\n")
+    return put(folder, "rings.toml", NEST + VAT + "".join(entries))
+
+
+def square_ring(inner, outer):
+    corners = [[(x * r, y * r, z) for x, y in ((1, 1), (-1, 1), (-1, -1), (1, -1))] for r in (inner, outer) for z in (0, 1)]
+    low_in, high_in, low_out, high_out = corners
+    for k in range(4):
+        m = (k + 1) % 4
+        for a, b, c, d in ((low_in[k], low_in[m], low_out[m], low_out[k]), (high_in[k], high_out[k], high_out[m], high_in[m]),
+                           (low_out[k], low_out[m], high_out[m], high_out[k]), (low_in[k], high_in[k], high_in[m], low_in[m])):
+            yield a + b + c
+            yield a + c + d
+
+
+def tower(n, folder):
+    """Slice contours of the same square in every layer."""
+    head = b"-SLCVER 2.0 -UNIT MM\r\n\x1a" + bytes(256) + b"\x01" + struct.pack("<4f", 0, 0.05, 0, 0)
+    square = struct.pack("<II10f", 5, 0, 0, 0, 60, 0, 60, 60, 0, 60, 0, 0)
+    layers = b"".join(struct.pack("<fI", 50 * k / n, 1) + square for k in range(n))
+    return put(folder, "tower.slc", head + layers + struct.pack("<fI", 50, 0xFFFFFFFF))
+
+
 # --- Side files -------------------------------------------------------------------------------------------------
 
 def points(n, folder):
@@ -206,14 +270,14 @@ def beside(make):
     return both
 
 
-def commands(name, make, *lines):
-    """A case for each line of words, in which FILE is what was made."""
+def commands(name, make, *lines, pieces=()):
+    """A case for each line of words, in which FILE is what was made; `pieces` says how many it asks for."""
     def case(words):
         return lambda n, folder: [make(n, folder) if word == "FILE" else word.replace("DIR", str(folder))
                                   for word in words]
     for line in lines:
         words = line.split()
-        yield f"{name}: {' '.join(w for w in words if w not in ('FILE', '-o', 'DIR/out'))}", case(words), SIZES
+        yield f"{name}: {' '.join(w for w in words if w not in ('FILE', '-o', 'DIR/out'))}", case(words), SIZES, *pieces
 
 
 CASES = [
@@ -243,6 +307,20 @@ CASES = [
     *commands("pieces of a build", many_pieces, "verify FILE", "check FILE", "info FILE"),
     *commands("inputs of a build", many_inputs, "check FILE"),
     *commands("parts", parts, "build FILE -o DIR/out", "check FILE", "info FILE"),
+    *(row for name, make in (
+        ("pieces in rows", job("rows", "gap = '0mm'\n", lambda k, count: f"file = 'rows/part.stl'\n{in_rows(k, count)}")),
+        ("pieces in one place", job("place", "", lambda k, count: "file = 'place/part.stl'\nat = [5, 5]")),
+        ("pieces with large gaps", job("gaps", "gap = '1000mm'\n",
+                                       lambda k, count: f"file = 'gaps/part.stl'\n{in_rows(k, count)}")),
+        ("pieces to be placed", job("free", "", lambda k, count: "file = 'free/part.stl'")),
+        ("pieces around each other", one_in_another))
+      for row in commands(name, make, "check FILE", "build FILE -o DIR/out --force-checks", pieces=(piece_count,))),
+    # A build writes a report of every plate besides.
+    *commands("pieces on a plate each", job("plates", "vat = '12x12x100mm'\nmargin = '0mm'\nplates = 'any'\ntime = 0\n",
+                                            lambda k, count: "file = 'plates/part.stl'", vat=""),
+              "check FILE", pieces=(piece_count,)),
+    *commands("tower of layers", tower, "slc info FILE", "info FILE", "check FILE", "render FILE -o DIR/out.png",
+              "render FILE --view top -o DIR/out.png", "report FILE -o DIR/out.html"),
     *commands("styles of a part", same_styles, "build FILE -o DIR/out", "check FILE"),
     *commands("TOML tables", tables, "machines --machines FILE", "build FILE -o DIR/out"),
     *commands("TOML tables in tables", deep_tables, "machines --machines FILE"),

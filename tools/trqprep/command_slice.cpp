@@ -104,13 +104,12 @@ ExitCode Run(Context& context, const Options& options) {
   const double thickness = ThicknessOf(context, options);
   context.strict = options.strict;
   Json files = Json::array();
-  std::set<std::string> taken;
+  FreshNames names;
   const bool folder = NamesFolder(options);
   if (folder) MakeOutputFolders(options.output);
   for (const std::string& input : options.inputs) {
     const std::string output =
-        folder ? NamedPath(
-                     (std::filesystem::path(options.output) / FreshName(taken, Stem(input), ".slc")).string())
+        folder ? NamedPath((std::filesystem::path(options.output) / names.Of(Stem(input), ".slc")).string())
                : options.output;
     files.push_back(SliceOne(context, options, thickness, input, output));
   }

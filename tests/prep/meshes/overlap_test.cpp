@@ -64,7 +64,7 @@ std::vector<Overlap> Overlaps(const Shape& a, const Shape& b) {
 Distances Measured(const std::vector<Shape>& shapes, double wanted = 0) {
   std::vector<PlacedShape> views;
   for (const Shape& shape : shapes) views.push_back(shape.View());
-  return SeenFromAbove(views).MeasureDistances([wanted](size_t, size_t) { return wanted; });
+  return SeenFromAbove(views).MeasureDistances(std::vector<double>(views.size(), wanted));
 }
 
 double Distance(const Shape& a, const Shape& b) { return Measured({a, b}).smallest.value().distance; }
@@ -161,13 +161,15 @@ TEST(Overlap, NamesEveryPairNearerThanWanted) {
   row.push_back(BoxAt(47, 11, 10, 10));  // 1 from the last along Y, 11 from the one before along X
   std::vector<PlacedShape> views;
   for (const Shape& shape : row) views.push_back(shape.View());
-  const auto wanted = [](size_t i, size_t j) { return i == 0 || j == 0 ? 2.5 : j == 4 ? 1.0 : 2.0; };
-  const Distances found = SeenFromAbove(views).MeasureDistances(wanted);
+  // Of two the larger counts.
+  const Distances found = SeenFromAbove(views).MeasureDistances({2.5, 2, 2, 2, 1});
   EXPECT_NEAR(found.smallest->distance, std::hypot(1, 1), 1e-6);
   // As far as wanted is not nearer.
-  ASSERT_EQ(found.short_ones.size(), 1u);
+  ASSERT_EQ(found.short_ones.size(), 2u);
   EXPECT_EQ(found.short_ones[0].second, 1u);
   EXPECT_DOUBLE_EQ(found.short_ones[0].distance, 2);
+  EXPECT_EQ(found.short_ones[1].first, 3u);
+  EXPECT_EQ(found.short_ones[1].second, 4u);
   EXPECT_EQ(Measured(row, 2.001).short_ones.size(), 4u);
   // In a hole there is a distance too.
   const Distances inside = Measured({RingAt(50, 50, 40, 30), BoxAt(40, 40, 20, 20)}, 16);
@@ -179,6 +181,73 @@ TEST(Overlap, NamesEveryPairNearerThanWanted) {
   EXPECT_EQ(over.short_ones[0].distance, 0);
   EXPECT_EQ(over.short_ones[0].from, over.short_ones[0].to);
   for (const double c : over.short_ones[0].from) EXPECT_TRUE(c >= 5 && c <= 10);
+}
+
+// Pairs that are near are found among many, as looking at every two finds them.
+TEST(Overlap, FindsTheSameAmongMany) {
+  std::mt19937 random(8);
+  const auto number = [&random](double most) { return static_cast<float>(most * (random() / 4294967296.0)); };
+  for (int round = 0; round < 20; ++round) {
+    std::vector<Shape> shapes;
+    std::vector<double> wanted;
+    // One is long, and lies beside many.
+    shapes.push_back(BoxAt(-5, number(60), 90, 0.5f));
+    for (int k = 0; k < 80; ++k) {
+      shapes.push_back(BoxAt(number(80), number(80), 0.5f + number(4), 0.5f + number(4)));
+    }
+    std::vector<PlacedShape> views;
+    for (const Shape& shape : shapes) {
+      views.push_back(shape.View());
+      wanted.push_back(number(3) - 1);
+    }
+    SeenFromAbove seen(views);
+    const auto overlaps = seen.FindOverlaps(0.001);
+    const Distances found = seen.MeasureDistances(wanted);
+    EXPECT_FALSE(seen.cut_short());
+    std::size_t overlap = 0, short_one = 0;
+    double smallest = 1e300;
+    for (std::size_t i = 0; i < shapes.size(); ++i) {
+      for (std::size_t j = i + 1; j < shapes.size(); ++j) {
+        if (!Overlaps(shapes[i], shapes[j]).empty()) {
+          ASSERT_LT(overlap, overlaps.size());
+          EXPECT_EQ(overlaps[overlap].first, i);
+          EXPECT_EQ(overlaps[overlap++].second, j);
+        }
+        const double distance = Distance(shapes[i], shapes[j]);
+        smallest = std::min(smallest, distance);
+        if (distance >= std::max({wanted[i], wanted[j], 0.0})) continue;
+        ASSERT_LT(short_one, found.short_ones.size());
+        EXPECT_EQ(found.short_ones[short_one].first, i);
+        EXPECT_EQ(found.short_ones[short_one].second, j);
+        EXPECT_EQ(found.short_ones[short_one++].distance, distance);
+      }
+    }
+    EXPECT_EQ(overlap, overlaps.size());
+    EXPECT_EQ(short_one, found.short_ones.size());
+    EXPECT_EQ(found.smallest->distance, smallest);
+  }
+}
+
+// Pieces in one place are as many pairs as the square of their number: some are named, and it is said.
+TEST(Overlap, NamesSomeOfPiecesInOnePlace) {
+  const Shape box = BoxAt(1, 2, 3, 4), other = BoxAt(10, 2, 3, 4);
+  for (const auto& [count, all] : {std::pair(45, true), std::pair(46, false), std::pair(2000, false)}) {
+    SeenFromAbove seen(std::vector<PlacedShape>(std::size_t(count), box.View()));
+    const auto found = seen.FindOverlaps(0.001);
+    const std::size_t pairs = std::size_t(count) * std::size_t(count - 1) / 2;
+    EXPECT_EQ(found.size(), std::min<std::size_t>(pairs, 1000)) << count;
+    EXPECT_EQ(seen.cut_short(), !all) << count;
+    EXPECT_EQ(found.front().first, 0u);
+    EXPECT_EQ(found.front().second, 1u);
+  }
+  // 1225 pairs that overlap, 1275 that are too near, and the smallest distance all the same.
+  std::vector<PlacedShape> shapes(50, box.View());
+  shapes.push_back(other.View());
+  SeenFromAbove seen(shapes);
+  const Distances found = seen.MeasureDistances(std::vector<double>(51, 100.0));
+  EXPECT_EQ(found.short_ones.size(), 1000u);
+  EXPECT_EQ(found.smallest->distance, 0);
+  EXPECT_TRUE(seen.cut_short());
 }
 
 // The same returns as looking at every pair of facets, on many small random shapes.
