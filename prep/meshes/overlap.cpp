@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <limits>
 #include <numeric>
-#include <optional>
 #include <tuple>
 #include <utility>
 
@@ -553,6 +552,16 @@ Way Between(const PlacedShape& a, const PlacedShape& b, ShadowTree& tree_a, Shad
   return best;
 }
 
+// Two shapes and the squared gap between their boxes.
+struct NearPair {
+  double gap;
+  size_t i;
+  size_t j;
+  bool operator<(const NearPair& other) const {
+    return std::tie(gap, i, j) < std::tie(other.gap, other.i, other.j);
+  }
+};
+
 // Boxes by their left sides, to find those near to one of them.
 class NearBoxes {
  public:
@@ -581,33 +590,31 @@ class NearBoxes {
     return found_;
   }
 
-  /// Two boxes that are about as near to each other as any two: neighbours on a curve through the plane.
-  std::optional<std::pair<size_t, size_t>> NearPair() const {
+  /// Neighbours on a curve through the plane, the nearest boxes first: among them are about the nearest of
+  /// all.
+  std::vector<NearPair> AlongCurve() const {
     Box all;
     for (const Box& box : boxes_) all.Add(box);
-    if (all.Empty()) return std::nullopt;
     const double size = std::max({all.max[0] - all.min[0], all.max[1] - all.min[1], 1e-300});
     std::vector<std::pair<uint32_t, size_t>> curve;
     for (size_t i = 0; i < boxes_.size(); ++i) {
       if (boxes_[i].Empty()) continue;
       const Point middle = MiddleOf(boxes_[i]);
-      uint32_t place = 0;
+      uint32_t place = 0;  // bits of both cells in turn
       for (size_t k = 0; k < 2; ++k) {
         const auto cell = uint32_t(std::clamp((middle[k] - all.min[k]) / size, 0.0, 1.0) * 65535);
         for (uint32_t bit = 0; bit < 16; ++bit) place |= (cell >> bit & 1) << (2 * bit + uint32_t(k));
       }
       curve.emplace_back(place, i);
     }
-    if (curve.size() < 2) return std::nullopt;
     std::sort(curve.begin(), curve.end());
-    size_t best = 1;
-    const auto gap = [&](size_t k) {
-      return SquaredGap(boxes_[curve[k - 1].second], boxes_[curve[k].second]);
-    };
-    for (size_t k = 2; k < curve.size(); ++k) {
-      if (gap(k) < gap(best)) best = k;
+    std::vector<NearPair> pairs;
+    for (size_t k = 1; k < curve.size(); ++k) {
+      const auto [i, j] = std::minmax(curve[k - 1].second, curve[k].second);
+      pairs.push_back({SquaredGap(boxes_[i], boxes_[j]), i, j});
     }
-    return std::minmax(curve[best - 1].second, curve[best].second);
+    std::sort(pairs.begin(), pairs.end());
+    return pairs;
   }
 
  private:
@@ -685,22 +692,21 @@ Distances SeenFromAbove::MeasureDistances(const std::vector<double>& wanted) {
   NearBoxes boxes = trees.Boxes();
   Effort effort(shapes);
   Distances distances;
-  const auto near = boxes.NearPair();
-  if (!near) return distances;
-  // No way that is looked for is longer than that between two shapes, or than what is wanted.
-  const auto [a, b] = *near;
-  const double some = Between(shapes[a], shapes[b], trees[a], trees[b], {}, effort).squared;
+  // No way that is looked for is longer than that between any two shapes, or than what is wanted.
+  double some = kInfinity;
+  NearPair known{kInfinity, 0, 0};
+  for (const NearPair& pair : boxes.AlongCurve()) {
+    if (pair.gap >= some || effort.spent()) break;
+    Way way;
+    way.squared = some;
+    way = Between(shapes[pair.i], shapes[pair.j], trees[pair.i], trees[pair.j], way, effort);
+    if (way.squared < some) known = pair;
+    some = way.squared;
+  }
+  if (std::isinf(some)) return distances;
   const double most = *std::max_element(wanted.begin(), wanted.end());
-  struct Pair {
-    double gap;
-    size_t i;
-    size_t j;
-    bool operator<(const Pair& other) const {
-      return std::tie(gap, i, j) < std::tie(other.gap, other.i, other.j);
-    }
-  };
   const auto bound_of = [&](size_t i, size_t j) { return std::max({wanted[i], wanted[j], 0.0}); };
-  std::vector<Pair> pairs;
+  std::vector<NearPair> pairs;
   // Whether these are all pairs, and not so many that looking at them takes long.
   const auto gather = [&](double farthest) {
     constexpr size_t kAlways = 1 << 19, kOfShape = 64;
@@ -720,17 +726,15 @@ Distances SeenFromAbove::MeasureDistances(const std::vector<double>& wanted) {
     // Where nearly all are too near, the nearest are named.
     trees.cut_short = true;
     if (!gather(0)) {
-      const Pair known{SquaredGap(boxes[a], boxes[b]), a, b};
-      pairs.erase(std::remove_if(pairs.begin(), pairs.end(),
-                                 [&](const Pair& pair) { return pair.i == a && pair.j == b; }),
-                  pairs.end());
+      const auto is_known = [&](const NearPair& pair) { return pair.i == known.i && pair.j == known.j; };
+      pairs.erase(std::remove_if(pairs.begin(), pairs.end(), is_known), pairs.end());
       pairs.push_back(known);
     }
   }
   // Near pairs first: they bound what the others can still improve.
   std::sort(pairs.begin(), pairs.end());
   double smallest = kInfinity;
-  for (const Pair& pair : pairs) {
+  for (const NearPair& pair : pairs) {
     const bool named = distances.short_ones.size() < kMostNamed;
     const double bound = bound_of(pair.i, pair.j);
     Way way;

@@ -228,6 +228,30 @@ TEST(Overlap, FindsTheSameAmongMany) {
   }
 }
 
+// Slanted bars whose boxes reach into those of thirteen others on each side.
+TEST(Overlap, OfManyBoxesInOneAnotherTheNearestShapesAreFound) {
+  std::vector<Shape> bars;
+  for (int k = 0; k < 2000; ++k) {
+    const float x = 3.0f * float(k % 500), y = 70.0f * float(k / 500);
+    Shape bar = BoxAt(x, y, 1, 40);
+    for (PbVec3f& vertex : bar.vertices) vertex = PbVec3f(vertex[0] + (vertex[1] - y), vertex[1], vertex[2]);
+    bars.push_back(std::move(bar));
+  }
+  std::vector<PlacedShape> views;
+  for (const Shape& bar : bars) views.push_back(bar.View());
+  SeenFromAbove seen(views);
+  EXPECT_TRUE(seen.FindOverlaps(0.001).empty());
+  // 2 apart along X, at 45 degrees.
+  const Distances found = seen.MeasureDistances(std::vector<double>(views.size(), 1.4));
+  EXPECT_FALSE(seen.cut_short());
+  EXPECT_DOUBLE_EQ(found.smallest->distance, 1.414214);
+  EXPECT_EQ(found.smallest->first, 0u);
+  EXPECT_EQ(found.smallest->second, 1u);
+  EXPECT_TRUE(found.short_ones.empty());
+  EXPECT_EQ(seen.MeasureDistances(std::vector<double>(views.size(), 1.5)).short_ones.size(), 1000u);
+  EXPECT_TRUE(seen.cut_short());
+}
+
 // Pieces in one place are as many pairs as the square of their number: some are named, and it is said.
 TEST(Overlap, NamesSomeOfPiecesInOnePlace) {
   const Shape box = BoxAt(1, 2, 3, 4), other = BoxAt(10, 2, 3, 4);
