@@ -73,13 +73,14 @@ std::vector<double> Origins(const Part& part, const Model::Kind& kind, const Out
   return numbers;
 }
 
-// FNV-1a of the numbers' bits.
+// Of the numbers' bits. Round numbers differ in their upper bits alone, which a product leads further up.
 std::uint64_t HashOf(const std::vector<double>& numbers) {
   std::uint64_t hash = 14695981039346656037u;
   for (const double number : numbers) {
     std::uint64_t bits = 0;
     std::memcpy(&bits, &number, sizeof bits);
     hash = (hash ^ bits) * 1099511628211u;
+    hash ^= hash >> 32;
   }
   return hash;
 }
