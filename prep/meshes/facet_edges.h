@@ -26,21 +26,17 @@ inline uint64_t EdgeBetween(int a, int b) {
   return uint64_t(std::min(a, b)) << 32 | uint64_t(std::max(a, b));
 }
 
+inline EdgeUse UseOf(int from, int to, uint32_t facet) { return {EdgeBetween(from, to), facet, from < to}; }
+
 inline void AddEdges(const R_INT4& triangle, uint32_t facet, std::vector<EdgeUse>& uses) {
-  for (int k = 0; k < 3; ++k) {
-    const auto from = uint64_t(triangle[k]);
-    const auto to = uint64_t(triangle[(k + 1) % 3]);
-    uses.push_back({std::min(from, to) << 32 | std::max(from, to), facet, from < to});
-  }
+  for (int k = 0; k < 3; ++k) uses.push_back(UseOf(triangle[k], triangle[(k + 1) % 3], facet));
 }
 
-/// The uses of an edge stand together then.
-inline void SortEdges(EdgeUse* begin, EdgeUse* end) {
-  std::sort(begin, end, [](const EdgeUse& a, const EdgeUse& b) {
-    return a.edge != b.edge ? a.edge < b.edge : a.facet < b.facet;
-  });
+/// In which the uses of an edge stand together.
+inline bool InOrder(const EdgeUse& a, const EdgeUse& b) {
+  return a.edge != b.edge ? a.edge < b.edge : a.facet < b.facet;
 }
-inline void SortEdges(std::vector<EdgeUse>& uses) { SortEdges(uses.data(), uses.data() + uses.size()); }
+inline void SortEdges(std::vector<EdgeUse>& uses) { std::sort(uses.begin(), uses.end(), InOrder); }
 
 /// Sets of facets that grow together; each is named by its first facet.
 class FacetSets {

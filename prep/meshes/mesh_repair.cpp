@@ -112,20 +112,22 @@ struct Twin {
 };
 
 std::vector<Twin> Twins(const RepairedMesh& mesh) {
-  std::vector<Twin> twins;
-  for (size_t i = 0; i < mesh.facets.size(); ++i) {
-    const R_INT4& t = mesh.facets[i];
-    if (HasEqualIndices(t)) continue;
-    Twin twin{{t[0], t[1], t[2]}, false, int(i)};
-    const bool ordered = (t[0] < t[1]) + (t[1] < t[2]) + (t[2] < t[0]) == 2;
-    twin.odd = !ordered;
-    std::sort(twin.corners.begin(), twin.corners.end());
-    twins.push_back(twin);
-  }
-  std::sort(twins.begin(), twins.end(), [](const Twin& a, const Twin& b) {
-    return a.corners != b.corners ? a.corners < b.corners : a.facet < b.facet;
-  });
-  return twins;
+  const auto for_each = [&mesh](auto visit) {
+    for (size_t i = 0; i < mesh.facets.size(); ++i) {
+      const R_INT4& t = mesh.facets[i];
+      if (HasEqualIndices(t)) continue;
+      Twin twin{{t[0], t[1], t[2]}, false, int(i)};
+      const bool ordered = (t[0] < t[1]) + (t[1] < t[2]) + (t[2] < t[0]) == 2;
+      twin.odd = !ordered;
+      std::sort(twin.corners.begin(), twin.corners.end());
+      visit(twin.corners[0], twin);
+    }
+  };
+  return SortedByVertex<Twin>(for_each,
+                              [](const Twin& a, const Twin& b) {
+                                return a.corners != b.corners ? a.corners < b.corners : a.facet < b.facet;
+                              })
+      .things;
 }
 
 /// Drops the facets marked, connected ones together, but not where more would be open afterwards. What is

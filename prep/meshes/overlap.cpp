@@ -18,13 +18,14 @@ namespace {
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 // Seen from above: at height 0, and so is everything below.
+Point CornerAt(const PlacedShape& shape, int vertex) {
+  const PbVec3f& v = shape.vertices[vertex];
+  return {v[0], v[1], 0};
+}
+
 Corners FacetOf(const PlacedShape& shape, int index) {
-  Corners facet;
-  for (size_t k = 0; k < 3; ++k) {
-    const PbVec3f& v = shape.vertices[shape.triangles[index][int(k)]];
-    facet[k] = {v[0], v[1], 0};
-  }
-  return facet;
+  const R_INT4& triangle = shape.triangles[index];
+  return {CornerAt(shape, triangle[0]), CornerAt(shape, triangle[1]), CornerAt(shape, triangle[2])};
 }
 
 // How far the boxes reach into each other along the axis where that is least; below 0 when apart.
@@ -334,7 +335,7 @@ class ShadowTree {
 
   // The corners farthest along sixteen directions, and those outside of them when they are few: stacked
   // facets that differ by little are as near as the outermost ones are.
-  NodeOutline MakeOutline(const Node& node) const {
+  NodeOutline MakeOutline(const Node& node) {
     constexpr size_t kDirections = 16, kMost = 32;
     static const std::array<Point, kDirections> directions = [] {
       std::array<Point, kDirections> made;
@@ -355,6 +356,7 @@ class ShadowTree {
           corners[k] = corner;
         }
       }
+      return false;
     });
     NodeOutline outline{Hull(corners)};
     const Outline sides = outline;
@@ -363,9 +365,11 @@ class ShadowTree {
       for (size_t k = 0; k < sides.count; ++k) {
         if (Turn(sides[k], sides.After(k), corner) >= 0) continue;
         slack = std::max(slack, SquaredToOutline(corner, sides));
-        if (corners.size() <= 4 * kMost) corners.push_back(corner);
-        return;
+        const bool few = corners.size() <= 4 * kMost;
+        if (few) corners.push_back(corner);
+        return few;
       }
+      return false;
     });
     if (corners.size() <= 4 * kMost) {
       std::vector<Point> hull = Hull(std::move(corners));
@@ -398,10 +402,41 @@ class ShadowTree {
     return hull;
   }
 
+  // Of a node with many facets, `use` sees a vertex again only as long as it answers true; of one with most,
+  // in the order of the facets, which is that of the memory.
   template <class Use>
-  void ForCorners(const Node& node, Use use) const {
-    for (size_t i = node.first; i < node.first + node.count; ++i) {
-      for (const Point& corner : FacetOf(shape_, order_[i])) use(corner);
+  void ForCorners(const Node& node, Use use) {
+    constexpr size_t kMany = 64, kMost = 8;
+    const int* const first = order_.data() + node.first;
+    if (node.count < kMany) {
+      for (const int* facet = first; facet != first + node.count; ++facet) {
+        for (const Point& corner : FacetOf(shape_, *facet)) use(corner);
+      }
+      return;
+    }
+    if (done_.empty()) {
+      int last = 0;
+      for (int i = 0; i < shape_.facets; ++i) {
+        for (int k = 0; k < 3; ++k) last = std::max(last, int(shape_.triangles[i][k]));
+      }
+      done_.assign(size_t(last) + 1, 0);
+    }
+    ++round_;
+    const auto look_at = [&](int facet) {
+      const R_INT4& triangle = shape_.triangles[facet];
+      for (int k = 0; k < 3; ++k) {
+        uint32_t& done = done_[size_t(triangle[k])];
+        if (done != round_ && !use(CornerAt(shape_, triangle[k]))) done = round_;
+      }
+    };
+    if (node.count * kMost < order_.size()) {
+      std::for_each(first, first + node.count, look_at);
+      return;
+    }
+    std::vector<bool> inside(order_.size(), false);
+    for (const int* facet = first; facet != first + node.count; ++facet) inside[size_t(*facet)] = true;
+    for (int facet = node.lowest; facet < shape_.facets; ++facet) {
+      if (inside[size_t(facet)]) look_at(facet);
     }
   }
 
@@ -410,33 +445,40 @@ class ShadowTree {
   size_t Split(size_t index) {
     const Node node = nodes_[index];
     if (node.left != 0) return node.left;
-    static constexpr Point kAxes[] = {{1, 0, 0}, {0, 1, 0}, {1, 1, 0}, {1, -1, 0}};
-    Point axis = kAxes[0];
-    double best = -1;
-    for (const Point& tried : kAxes) {
-      double low = kInfinity, high = -kInfinity, extents = 0;
-      for (size_t i = node.first; i < node.first + node.count; ++i) {
-        const Corners f = FacetOf(shape_, order_[i]);
-        const double p = Dot(tried, f[0]), q = Dot(tried, f[1]), r = Dot(tried, f[2]);
-        low = std::min(low, p + q + r);
-        high = std::max(high, p + q + r);
-        extents += std::max({p, q, r}) - std::min({p, q, r});
-      }
-      const double spread = (high - low) / (extents / double(node.count) + 1e-3 * (high - low) + 1e-300);
-      if (spread > best) {
-        best = spread;
-        axis = tried;
+    constexpr size_t kAxes = 4;  // X, Y and between them
+    const auto along = [](const Point& p) -> std::array<double, kAxes> {
+      return {p[0], p[1], p[0] + p[1], p[0] - p[1]};
+    };
+    std::array<double, kAxes> low, high, extents{};
+    low.fill(kInfinity);
+    high.fill(-kInfinity);
+    for (size_t i = node.first; i < node.first + node.count; ++i) {
+      const Corners f = FacetOf(shape_, order_[i]);
+      const auto p = along(f[0]), q = along(f[1]), r = along(f[2]);
+      for (size_t k = 0; k < kAxes; ++k) {
+        low[k] = std::min(low[k], p[k] + q[k] + r[k]);
+        high[k] = std::max(high[k], p[k] + q[k] + r[k]);
+        extents[k] += std::max({p[k], q[k], r[k]}) - std::min({p[k], q[k], r[k]});
       }
     }
-    const auto middle = [&](int facet) {
-      const Corners f = FacetOf(shape_, facet);
-      return Dot(axis, f[0]) + Dot(axis, f[1]) + Dot(axis, f[2]);
-    };
-    int* const begin = order_.data() + node.first;
-    std::nth_element(begin, begin + node.count / 2, begin + node.count, [&](int a, int b) {
-      const double ma = middle(a), mb = middle(b);
-      return ma != mb ? ma < mb : a < b;
-    });
+    size_t axis = 0;
+    double best = -1;
+    for (size_t k = 0; k < kAxes; ++k) {
+      const double way = high[k] - low[k];
+      const double spread = way / (extents[k] / double(node.count) + 1e-3 * way + 1e-300);
+      if (spread > best) {
+        best = spread;
+        axis = k;
+      }
+    }
+    std::vector<std::pair<double, int>> middles;
+    middles.reserve(node.count);
+    for (size_t i = node.first; i < node.first + node.count; ++i) {
+      const Corners f = FacetOf(shape_, order_[i]);
+      middles.emplace_back(along(f[0])[axis] + along(f[1])[axis] + along(f[2])[axis], order_[i]);
+    }
+    std::nth_element(middles.begin(), middles.begin() + std::ptrdiff_t(node.count / 2), middles.end());
+    for (size_t i = 0; i < node.count; ++i) order_[node.first + i] = middles[i].second;
     const size_t left = Add(node.first, node.count / 2);
     Add(node.first + node.count / 2, node.count - node.count / 2);
     nodes_[index].left = left;
@@ -448,6 +490,8 @@ class ShadowTree {
   std::vector<int> order_;
   std::vector<Node> nodes_;
   std::vector<NodeOutline> outlines_;
+  std::vector<uint32_t> done_;  // by vertex, the last round that was done with it
+  uint32_t round_ = 0;
 };
 
 // How far one facet reaches into another, 0 when their boxes do not even meet.

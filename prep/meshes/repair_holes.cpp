@@ -34,21 +34,25 @@ class Holes {
   Holes(Observer& observer, RepairedMesh& mesh, const std::vector<bool>& one_sided)
       : observer_(observer), mesh_(mesh) {
     const std::vector<EdgeUse> uses = SortedEdges(mesh.facets);
-    ForEachEdge(uses, [&](EdgeUses edge) {
-      const auto fits = [&](const EdgeUse& use) { return !one_sided[size_t(use.facet)]; };
-      if (!std::all_of(edge.begin(), edge.end(), fits)) return;
-      const int balance = BalanceOf(edge);
-      if (balance == 0) return;
-      const EdgeUse& use = *std::find_if(edge.begin(), edge.end(),
-                                         [&](const EdgeUse& u) { return u.forward == (balance > 0); });
-      borders_.insert(borders_.end(), size_t(std::abs(balance)),
-                      {balance > 0 ? use.Lower() : use.Higher(), balance > 0 ? use.Higher() : use.Lower(),
-                       int(use.facet), edge.size() == 1});
-    });
+    const auto for_each_border = [&](auto visit) {
+      ForEachEdge(uses, [&](EdgeUses edge) {
+        const auto fits = [&](const EdgeUse& use) { return !one_sided[size_t(use.facet)]; };
+        if (!std::all_of(edge.begin(), edge.end(), fits)) return;
+        const int balance = BalanceOf(edge);
+        if (balance == 0) return;
+        const EdgeUse& use = *std::find_if(edge.begin(), edge.end(),
+                                           [&](const EdgeUse& u) { return u.forward == (balance > 0); });
+        const int from = balance > 0 ? use.Lower() : use.Higher();
+        const int to = balance > 0 ? use.Higher() : use.Lower();
+        for (int n = std::abs(balance); n > 0; --n)
+          visit(from, BorderEdge{from, to, int(use.facet), edge.size() == 1});
+      });
+    };
+    auto borders = SortedByVertex<BorderEdge>(
+        for_each_border, [](const BorderEdge& a, const BorderEdge& b) { return a.to < b.to; });
+    borders_ = std::move(borders.things);
+    ends_ = std::move(borders.ends);
     if (borders_.empty()) return;
-    std::sort(borders_.begin(), borders_.end(), [](const BorderEdge& a, const BorderEdge& b) {
-      return a.from != b.from ? a.from < b.from : a.to < b.to;
-    });
     unused_.resize(borders_.size() + 1);
     std::iota(unused_.begin(), unused_.end(), size_t{0});
     neighbours_.assign(3 * mesh.facets.size(), -1);
@@ -102,12 +106,13 @@ class Holes {
 
   /// The first unused border edge from one vertex, or from one to the other.
   size_t Unused(int from, int to = -1) {
-    const auto at = std::lower_bound(borders_.begin(), borders_.end(), std::pair(from, to),
-                                     [](const BorderEdge& edge, const std::pair<int, int>& ends) {
-                                       return std::pair(edge.from, edge.to) < ends;
-                                     });
-    const size_t found = UnusedFrom(size_t(at - borders_.begin()));
-    if (found == borders_.size() || borders_[found].from != from) return kNone;
+    if (size_t(from) >= ends_.size()) return kNone;
+    const size_t begin = from > 0 ? ends_[size_t(from) - 1] : 0, end = ends_[size_t(from)];
+    const auto at = [this](size_t i) { return borders_.begin() + static_cast<std::ptrdiff_t>(i); };
+    const auto first = std::lower_bound(at(begin), at(end), to,
+                                        [](const BorderEdge& edge, int vertex) { return edge.to < vertex; });
+    const size_t found = UnusedFrom(size_t(first - borders_.begin()));
+    if (found >= end) return kNone;
     return to < 0 || borders_[found].to == to ? found : kNone;
   }
 
@@ -221,6 +226,7 @@ class Holes {
   Observer& observer_;
   RepairedMesh& mesh_;
   std::vector<BorderEdge> borders_;  // by their vertices
+  std::vector<uint32_t> ends_;       // by vertex, the end of those that begin there
   std::vector<size_t> unused_;       // of each its own number, or one from which on to look for an unused one
   std::vector<int> neighbours_;      // three a facet
   std::vector<uint64_t> edges_;      // in order

@@ -21,30 +21,54 @@ struct RepairedMesh {
 
 using EdgeUses = trq::Span<const EdgeUse>;
 
-/// The sides of all facets without equal corners, those of an edge together, in the order of the facets.
-inline std::vector<EdgeUse> SortedEdges(const std::vector<R_INT4>& facets) {
-  // First by their lower vertices, by counting: this is done often.
-  std::vector<uint32_t> ends(1, 0);
-  const auto for_each = [&facets](auto visit) {
-    std::vector<EdgeUse> sides;
-    for (uint32_t i = 0; i < facets.size(); ++i) {
-      sides.clear();
-      if (!HasEqualIndices(facets[i])) AddEdges(facets[i], i, sides);
-      for (const EdgeUse& side : sides) visit(side);
-    }
-  };
-  for_each([&ends](const EdgeUse& side) {
-    const size_t next = size_t(side.Lower()) + 1;
+/// Things by a vertex of theirs: those of vertex v stand from ends[v - 1], or 0, to ends[v].
+template <class Thing>
+struct ByVertex {
+  std::vector<Thing> things;
+  std::vector<uint32_t> ends;
+};
+
+/// `for_each(visit)` calls visit(vertex, thing) for all, and is called twice. Counts, and so looks at each in
+/// turn, where sorting would look all over the memory again and again.
+template <class Thing, class ForEach>
+ByVertex<Thing> GroupedByVertex(ForEach for_each) {
+  ByVertex<Thing> grouped{{}, std::vector<uint32_t>(1, 0)};
+  std::vector<uint32_t>& ends = grouped.ends;
+  for_each([&ends](int vertex, const Thing&) {
+    const size_t next = size_t(vertex) + 1;
     if (next >= ends.size()) ends.resize(next + 1, 0);
     ++ends[next];
   });
   for (size_t i = 1; i < ends.size(); ++i) ends[i] += ends[i - 1];
-  std::vector<EdgeUse> uses(ends.back());
-  for_each([&](const EdgeUse& side) { uses[ends[size_t(side.Lower())]++] = side; });
-  for (size_t i = 0, begin = 0; i < ends.size(); begin = ends[i++]) {
-    SortEdges(uses.data() + begin, uses.data() + ends[i]);
+  grouped.things.resize(ends.back());
+  for_each(
+      [&grouped](int vertex, const Thing& thing) { grouped.things[grouped.ends[size_t(vertex)]++] = thing; });
+  return grouped;
+}
+
+/// The same, those of a vertex in the order of `less`.
+template <class Thing, class ForEach, class Less>
+ByVertex<Thing> SortedByVertex(ForEach for_each, Less less) {
+  ByVertex<Thing> sorted = GroupedByVertex<Thing>(for_each);
+  for (size_t i = 0, begin = 0; i < sorted.ends.size(); begin = sorted.ends[i++]) {
+    std::sort(sorted.things.data() + begin, sorted.things.data() + sorted.ends[i], less);
   }
-  return uses;
+  return sorted;
+}
+
+/// The sides of all facets without equal corners, those of an edge together, in the order of the facets.
+inline std::vector<EdgeUse> SortedEdges(const std::vector<R_INT4>& facets) {
+  const auto for_each = [&facets](auto visit) {
+    for (uint32_t i = 0; i < facets.size(); ++i) {
+      const R_INT4& t = facets[i];
+      if (HasEqualIndices(t)) continue;
+      for (int k = 0; k < 3; ++k) {
+        const EdgeUse side = UseOf(t[k], t[(k + 1) % 3], i);
+        visit(side.Lower(), side);
+      }
+    }
+  };
+  return SortedByVertex<EdgeUse>(for_each, InOrder).things;
 }
 
 /// Calls visit(EdgeUses) for every edge.

@@ -565,6 +565,7 @@ class Stitching {
       if (stitched_[i]) continue;
       observer_.StopIfCancelled();
       const auto [a, b] = EndsOf(open_[i]);
+      if (!end_tree_->HasNear(a, Reach()) && !end_tree_->HasNear(b, Reach())) continue;
       const double length = Distance(mesh_.At(a), mesh_.At(b));
       // Ends farther apart than half of an edge belong to the two sides of a hole.
       const double reach = std::min(Reach(), length / 2);
@@ -610,11 +611,13 @@ class Stitching {
       observer_.StopIfCancelled();
       int rotated = 0;
       R_INT4 t = mesh_.Facet(facet);
-      for (; rotated < 2 && lists_->Of(t[1]).size() < lists_->Of(t[0]).size(); ++rotated) t = Rotated(t, 1);
+      const auto any_near = [&](double reach) {
+        return tree.HasNear(t[0], reach) || tree.HasNear(t[1], reach) || tree.HasNear(t[2], reach);
+      };
+      if (!any_near(Reach())) continue;
       const double reach = std::min(Reach(), ReachOf(t));
-      bool any = false;
-      for (int k = 0; k < 3; ++k) any = any || tree.HasNear(t[k], reach);
-      if (!any) continue;
+      if (!any_near(reach)) continue;
+      for (; rotated < 2 && lists_->Of(t[1]).size() < lists_->Of(t[0]).size(); ++rotated) t = Rotated(t, 1);
       tree.Near(t[0], reach, tries < most_tries ? kMostNear : kNearThen, near);
       for (const int point : near) {
         const auto others = lists_->Of(point);

@@ -81,29 +81,29 @@ void MakeDistinct(std::vector<Item>& items, size_t keys, Key key, Less less) {
   items.resize(kept);
 }
 
-/// Numbers places on the grid, the same number for the same place.
-class Welder {
- public:
-  explicit Welder(size_t most) {
-    size_t size = 16;
-    while (size < 2 * most) size *= 2;
-    slots_.assign(size, 0);
+// Leaves each place once, in the order of their first ones, and answers their numbers. Sorted rather than
+// hashed, so that no places make it slow.
+std::vector<uint32_t> Weld(std::vector<Dot2>& dots) {
+  std::vector<std::pair<uint64_t, uint32_t>> sorted;
+  sorted.reserve(dots.size());
+  for (const Dot2& dot : dots) {
+    sorted.emplace_back(uint64_t(uint32_t(dot.x)) << 32 | uint32_t(dot.y), uint32_t(sorted.size()));
   }
-  uint32_t Number(const Dot2& dot) {
-    uint64_t hash = (uint64_t(uint32_t(dot.x)) << 32 | uint32_t(dot.y)) * 0x9E3779B97F4A7C15u;
-    size_t slot = size_t(hash >> 20) & (slots_.size() - 1);
-    while (slots_[slot] != 0 && !(dots[slots_[slot] - 1] == dot)) slot = (slot + 1) & (slots_.size() - 1);
-    if (slots_[slot] == 0) {
-      dots.push_back(dot);
-      slots_[slot] = uint32_t(dots.size());
-    }
-    return slots_[slot] - 1;
+  std::sort(sorted.begin(), sorted.end());
+  std::vector<uint32_t> numbers(dots.size());  // first that of an equal one
+  for (size_t i = 0, first = 0; i < sorted.size(); ++i) {
+    if (sorted[i].first != sorted[first].first) first = i;
+    numbers[sorted[i].second] = sorted[first].second;
   }
-  std::vector<Dot2> dots;
-
- private:
-  std::vector<uint32_t> slots_;
-};
+  size_t kept = 0;
+  for (size_t i = 0; i < dots.size(); ++i) {
+    const bool known = numbers[i] != i;
+    if (!known) dots[kept] = dots[i];
+    numbers[i] = known ? numbers[numbers[i]] : uint32_t(kept++);
+  }
+  dots.resize(kept);
+  return numbers;
+}
 
 // Lines that are no side of a facet; a place, only where nothing else ends.
 void KeepLoneLines(Shadow& shadow) {
@@ -167,15 +167,18 @@ Shadow ShadowOf(const trq::core::MeshView& mesh, const Matrix4& matrix) {
     shadow.unit = (longest == power / 2 ? longest : power) / kSteps;
   }
   if (!(longest > 0 && shadow.unit > 0)) shadow.unit = 1 / kSteps;
-  Welder welder(size_t(std::count(used.begin(), used.end(), true)));
-  std::vector<uint32_t> numbers(used.size(), 0);
+  std::vector<uint32_t> numbers(used.size(), 0);  // first of the used ones, then of places
   for (size_t i = 0; i < used.size(); ++i) {
     if (!used[i]) continue;
     const Point p = place(i < mesh.vertices.size() ? int32_t(i) : -1);
-    numbers[i] = welder.Number({int32_t(std::round((p[0] - shadow.box.min[0]) / shadow.unit)),
-                                int32_t(std::round((p[1] - shadow.box.min[1]) / shadow.unit))});
+    numbers[i] = uint32_t(shadow.corners.size());
+    shadow.corners.push_back({int32_t(std::round((p[0] - shadow.box.min[0]) / shadow.unit)),
+                              int32_t(std::round((p[1] - shadow.box.min[1]) / shadow.unit))});
   }
-  shadow.corners = std::move(welder.dots);
+  const std::vector<uint32_t> places = Weld(shadow.corners);
+  for (size_t i = 0; i < used.size(); ++i) {
+    if (used[i]) numbers[i] = places[numbers[i]];
+  }
   for (const R_INT4& t : mesh.triangles) {
     if (!whole(t)) continue;
     std::array<uint32_t, 3> f{numbers[slot(t[0])], numbers[slot(t[1])], numbers[slot(t[2])]};
@@ -340,36 +343,44 @@ class CellGrid {
     std::sort(t.begin(), t.end(), [](const auto& a, const auto& b) { return a.y < b.y; });
     const auto slope = [](const auto& a, const auto& b) { return b.y > a.y ? (b.x - a.x) / (b.y - a.y) : 0; };
     const double low = slope(t[0], t[1]), high = slope(t[1], t[2]), whole = slope(t[0], t[2]);
-    const auto span = [&](double from, double to) {
-      double left = 1e300, right = -1e300;
-      const auto add = [&](double x) {
-        left = std::min(left, x);
-        right = std::max(right, x);
-      };
-      from = std::max(from, t[0].y);
-      to = std::min(to, t[2].y);
-      for (const double y : {from, to}) {
-        add(t[0].x + (y - t[0].y) * whole);
-        add(y < t[1].y ? t[0].x + (y - t[0].y) * low : t[1].x + (y - t[1].y) * high);
+    const auto [least, most] = std::minmax({t[0].x, t[1].x, t[2].x});
+    // Where the triangle begins and ends at a height.
+    const auto across = [&](double y) {
+      y = std::clamp(y, t[0].y, t[2].y);
+      return std::minmax({t[0].x + (y - t[0].y) * whole,
+                          y < t[1].y ? t[0].x + (y - t[0].y) * low : t[1].x + (y - t[1].y) * high});
+    };
+    using Ends = std::pair<double, double>;
+    const auto span = [&](double from, double to, const Ends& first, const Ends& last) {
+      double left = std::min(first.first, last.first), right = std::max(first.second, last.second);
+      if (from <= t[1].y && t[1].y <= to) {
+        left = std::min(left, t[1].x);
+        right = std::max(right, t[1].x);
       }
-      if (from <= t[1].y && t[1].y <= to) add(t[1].x);
       // A slope may be so steep that its end is missed by rounding.
-      const auto [least, most] = std::minmax({t[0].x, t[1].x, t[2].x});
-      return std::pair{size_t(std::max(left, least)) - 1, size_t(std::min(right, most)) + 1};
+      return std::pair{size_t(int64_t(std::max(left, least))) - 1,
+                       size_t(int64_t(std::min(right, most))) + 1};
     };
     const size_t last = size_t(t[2].y) + 1;
     for (size_t row = size_t(t[0].y) - 1; row <= last;) {
       const size_t end = std::min(last, row | 63);
       ++work;
       if (end > row + 8) {
-        const auto [left, right] = span(double(row) - 1, double(end) + 2);
+        const double from = double(row) - 1, to = double(end) + 2;
+        const auto [left, right] = span(from, to, across(from), across(to));
         if (NextOpen(row / 64, left / 64) > right / 64) {
           row = end + 1;
           continue;
         }
       }
+      const double begin = double(row) - 1;
+      // At the lower height of a row, and at the next two.
+      std::array<Ends, 3> ends{across(begin), across(begin + 1), across(begin + 2)};
       for (; row <= end; ++row) {
-        const auto [left, right] = span(double(row) - 1, double(row) + 2);
+        const double from = double(row) - 1;
+        const Ends upper = across(from + 3);
+        const auto [left, right] = span(from, from + 3, ends[0], upper);
+        ends = {ends[1], ends[2], upper};
         Set(row, left, right);
       }
     }
@@ -463,7 +474,7 @@ class CellGrid {
   static constexpr uint32_t kEmpty = 0xFFFFFFFF, kFull = 0xFFFFFFFE;
   struct Block {
     std::array<uint64_t, 64> rows{};
-    size_t count = 0;
+    size_t full = 0;  ///< rows
   };
 
   uint64_t Word(size_t row, size_t block) const {
@@ -501,9 +512,9 @@ class CellGrid {
       Block& held = held_[state];
       uint64_t& word = held.rows[row % 64];
       const uint64_t mask = ~uint64_t{0} >> (63 - to + from) << from;
-      held.count += size_t(__builtin_popcountll(mask & ~word));
+      if ((word | mask) == word) continue;
       word |= mask;
-      if (held.count < 64 * 64) continue;
+      if (~word != 0 || ++held.full < held.rows.size()) continue;
       free_.push_back(state);
       state = kFull;
       next_open_[row / 64 * (blocks_ + 1) + block] = uint32_t(block + 1);
@@ -530,8 +541,9 @@ cl::Path WithoutSteps(const cl::Path& path, double cell) {
   return kept;
 }
 
-// The lines around cells of a side of `cell` that facets come near; nothing when it is too much work.
-std::optional<cl::Paths> RasterUnion(const Shadow& shadow, double cell) {
+// The lines around cells of a side of `cell` that facets come near; nothing when it is too much work, and
+// then `done` is the share of it that was done, or 1 when the lines are too many.
+std::optional<cl::Paths> RasterUnion(const Shadow& shadow, double cell, double& done) {
   constexpr double kBorder = 2;
   const Point size = shadow.box.Size();
   CellGrid grid(size_t(std::max(size[0], size[1]) / (cell * shadow.unit)) + 2 * size_t(kBorder) + 1);
@@ -539,22 +551,38 @@ std::optional<cl::Paths> RasterUnion(const Shadow& shadow, double cell) {
     const Dot2& dot = shadow.corners[corner];
     return nesting::Point{dot.x / cell + kBorder, dot.y / cell + kBorder};
   };
+  const auto height = [&](const std::array<uint32_t, 3>& f) {
+    const auto [low, high] =
+        std::minmax({shadow.corners[f[0]].y, shadow.corners[f[1]].y, shadow.corners[f[2]].y});
+    return (double(high) - low) / cell;
+  };
+  constexpr double kRowsMore = 3;  // of a facet without height
   const size_t most = kMostRasterWork + kRasterWorkOfFacet * (shadow.facets.size() + shadow.lines.size());
-  const auto fill = [&](uint32_t a, uint32_t b, uint32_t c) {
-    grid.Fill({at(a), at(b), at(c)});
+  double rows = 0;
+  const auto fill = [&](const std::array<uint32_t, 3>& f) {
+    grid.Fill({at(f[0]), at(f[1]), at(f[2])});
+    rows += height(f) + kRowsMore;
     return grid.work <= most;
   };
-  // Large ones first: they fill blocks that others then need not look at.
-  for (const bool large : {true, false}) {
-    for (const auto& f : shadow.facets) {
-      const auto [low, high] =
-          std::minmax({shadow.corners[f[0]].y, shadow.corners[f[1]].y, shadow.corners[f[2]].y});
-      if ((double(high) - low > 64 * cell) == large && !fill(f[0], f[1], f[2])) return std::nullopt;
+  const auto fill_all = [&] {
+    // Large ones first: they fill blocks that others then need not look at.
+    for (const bool large : {true, false}) {
+      for (const auto& f : shadow.facets) {
+        if ((height(f) > 64) == large && !fill(f)) return false;
+      }
     }
+    return std::all_of(shadow.lines.begin(), shadow.lines.end(), [&](const Side& line) {
+      return fill({line.from, line.to, line.to});
+    });
+  };
+  if (!fill_all()) {
+    double all = 0;
+    for (const auto& f : shadow.facets) all += height(f) + kRowsMore;
+    for (const Side& line : shadow.lines) all += height({line.from, line.to, line.to}) + kRowsMore;
+    done = rows / all;
+    return std::nullopt;
   }
-  for (const Side& line : shadow.lines) {
-    if (!fill(line.from, line.to, line.to)) return std::nullopt;
-  }
+  done = 1;
   auto paths = grid.Boundary(kMostRasterEdges, cell, kBorder * cell);
   if (paths) {
     for (cl::Path& path : *paths) path = WithoutSteps(path, cell);
@@ -664,14 +692,19 @@ SeenOutline OutlineFromAbove(const trq::core::MeshView& mesh, const Matrix4& mat
   const double cells = 2 * std::sqrt(2.0) + 2;
   const Point size = shadow.box.Size();
   double cell = std::max(allowed / cells, std::max(size[0], size[1]) / shadow.unit / kMostCells);
-  for (;; cell *= 2) {
-    auto paths = RasterUnion(shadow, cell);
-    if (!paths) {
+  for (;;) {
+    double done = 1;
+    if (auto paths = RasterUnion(shadow, cell, done)) {
+      SimplifyAll(*paths, kMostBends * cell);
+      if (CornersOf(*paths) <= kMostCorners) return {Regions(shadow, *paths), cell * cells * shadow.unit};
       cell *= 2;
       continue;
     }
-    SimplifyAll(*paths, kMostBends * cell);
-    if (CornersOf(*paths) <= kMostCorners) return {Regions(shadow, *paths), cell * cells * shadow.unit};
+    // Larger cells are in fewer rows.
+    do {
+      cell *= 4;
+      done *= 4;
+    } while (done < 1);
   }
 }
 

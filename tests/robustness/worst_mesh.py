@@ -122,13 +122,14 @@ def prism(n, sides=16, radius=40.0, draft=0.0, twist=0.0):
 
 @joined
 def needles(n):
-    """Thin facets through the whole of a ball."""
+    """Thin facets through the whole of a ball, as close together on it at every size."""
     chance = random.Random(2)
+    radius = 0.04 * math.sqrt(n)
     for _ in range(n):
         ends = []
         for _ in range(2):
             away = [chance.gauss(0, 1) for _ in range(3)]
-            length = 40 / math.hypot(*away)
+            length = radius / math.hypot(*away)
             ends.append(tuple(50 + c * length for c in away))
         yield ends[0] + ends[1] + (ends[1][0] + 0.05, ends[1][1] + 0.05, ends[1][2] - 0.05)
 
@@ -152,10 +153,10 @@ def hub(n):
 
 
 def bows(n):
-    """Triangles that share one corner and nothing else: all borders come through it."""
+    """Triangles that share one corner and nothing else: all borders come through it. As many lie over each place."""
     for i in range(n):
         angle = 2 * math.pi * i / n
-        ends = [(40 * math.cos(a), 40 * math.sin(a), i * 7919 % 1000 / 10) for a in (angle, angle + 0.01)]
+        ends = [(40 * math.cos(a), 40 * math.sin(a), i * 7919 % 1000 / 10) for a in (angle, angle + 10_000 / n)]
         yield (0, 0, -5) + ends[0] + ends[1]
 
 
@@ -226,6 +227,16 @@ def one_crack(n):
         x = 0.01 * i / count
         for y in (10, -10):
             yield x, y / 1e4, 0, x + 0.01 / count, y / 1e4, 0, 100 * i / count, y, 5
+
+
+def fence(n):
+    """A thin wall whose corners stand at even distances, powers of two: their low bits are all alike."""
+    count = n // 2
+    step = 128 / (1 << (count - 1).bit_length())
+    for i in range(count):
+        x, y = i * step, (i + 1) * step
+        yield x, 0, 0, y, 0, 0, y, 0.25, 9
+        yield x, 0, 0, y, 0.25, 9, x, 0.25, 9
 
 
 # --- Corners that share a place in the table of vertices --------------------------------------------------------
@@ -314,7 +325,7 @@ def crowd(n):
 
 MESHES = {"rings": rings, "cavities": cavities, "nested": nested, "prism": prism, "needles": needles, "soup": soup,
           "hub": hub, "sphere": sphere, "holes": holes, "cracked": cracked, "one crack": one_crack, "attack": attack,
-          "crowd": crowd, "flats": flats, "bows": bows, "doubled": doubled}
+          "crowd": crowd, "flats": flats, "bows": bows, "doubled": doubled, "fence": fence}
 
 PAIRS = {"flats": flats, "shaken flats": lambda n: flats(n, 0.01), "prisms": prism,
          "drafted prisms": lambda n: prism(n, draft=0.3), "twisted prisms": lambda n: prism(n, twist=0.5),
