@@ -11,6 +11,7 @@ constexpr Length kLeastLayer{1e-4, Units::kMillimetre};
 constexpr Length kClose{0.1, Units::kMillimetre};
 constexpr Length kTolerance{1e-4, Units::kMillimetre};
 constexpr size_t kPlacesInText = 3;
+constexpr size_t kPlacesInJson = 100;
 
 Json PlaceToJson(size_t layer, const SlicePoint& at) {
   return {{"layer", layer + 1}, {"x", NumberToJson(at[0])}, {"y", NumberToJson(at[1])}};
@@ -22,7 +23,8 @@ void WarnOfOpen(Observer& observer, const std::vector<SliceGap>& gaps, Units uni
   size_t open = 0;
   for (const SliceGap& gap : gaps) {
     if (gap.joined) continue;
-    if (open++ < kPlacesInText) {
+    if (++open > kPlacesInJson) continue;
+    if (open <= kPlacesInText) {
       places +=
           fmt::format("{} layer {} X {} Y {} ({} {} wide)", places.empty() ? "" : ",", gap.layer + 1,
                       Plain(gap.from[0], 4), Plain(gap.from[1], 4), Plain(gap.width, 4), UnitsName(units));

@@ -141,6 +141,11 @@ class Slice(ToolTest):
         self.assertEqual([loop[0] == loop[-1] for _, loops in file["layers"] for loop in loops], [False] * 3)
         self.assertEqual(self.fails(NO, "slice", "open.stl", "--thickness", "10mm", "--strict", "-o", "s.slc", "--json").codes(),
                          ["SLICE-OPEN"])
+        # The first hundred are named; a torn part has millions.
+        result, _ = self.sliced("open.stl", "--thickness", "0.2mm")
+        where = result.document()["messages"][0]["where"]
+        self.assertEqual(where["contours"], 150)
+        self.assertEqual([p["layer"] for p in where["places"]], list(range(1, 101)))
         # Wide enough, the ends are joined.
         result, file = self.sliced("open.stl", "--thickness", "10mm", "--close", "25mm")
         self.assertEqual((result.codes(), result.document()["data"]["files"][0]["joined"]), ([], 3))
