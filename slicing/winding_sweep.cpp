@@ -4,6 +4,9 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
+#include <utility>
+#include <vector>
 
 namespace trqprep::slicing {
 namespace {
@@ -52,6 +55,87 @@ struct Edge {
   std::int32_t step;  ///< of the winding number from the left of the edge to its right
 };
 
+// The edges that the level line meets, from left to right, in blocks: what is put in or taken out moves the
+// rest of its block only.
+class ActiveEdges {
+ public:
+  struct Place {
+    std::size_t block = 0, index = 0;
+  };
+
+  /// Where `before`, true of edges up to a place, is false for the first time.
+  template <class Before>
+  Place First(const Before& before) const {
+    const auto block =
+        std::partition_point(blocks_.begin(), blocks_.end(),
+                             [&](const std::vector<std::int32_t>& edges) { return before(edges.back()); });
+    if (block == blocks_.end()) return {blocks_.size(), 0};
+    return {std::size_t(block - blocks_.begin()),
+            std::size_t(std::partition_point(block->begin(), block->end(), before) - block->begin())};
+  }
+  /// kNone at the end.
+  std::int32_t At(Place place) const {
+    return place.block < blocks_.size() ? blocks_[place.block][place.index] : kNone;
+  }
+  /// The edge to the left of a place; kNone at the beginning.
+  std::int32_t LeftOf(Place place) const {
+    if (place.index > 0) return blocks_[place.block][place.index - 1];
+    return place.block > 0 ? blocks_[place.block - 1].back() : kNone;
+  }
+  Place Next(Place place) const {
+    return place.index + 1 < blocks_[place.block].size() ? Place{place.block, place.index + 1}
+                                                         : Place{place.block + 1, 0};
+  }
+
+  /// Puts edges in the place of `count` that stand there. Places are others afterwards.
+  void Replace(Place place, std::size_t count, const std::vector<std::int32_t>& edges) {
+    if (count == edges.size()) {
+      for (const std::int32_t edge : edges) {
+        blocks_[place.block][place.index] = edge;
+        place = Next(place);
+      }
+      return;
+    }
+    for (Place at = place; count > 0; at.index = 0) {
+      std::vector<std::int32_t>& block = blocks_[at.block];
+      const std::size_t gone = std::min(count, block.size() - at.index);
+      block.erase(block.begin() + std::ptrdiff_t(at.index), block.begin() + std::ptrdiff_t(at.index + gone));
+      count -= gone;
+      if (!block.empty()) {
+        ++at.block;
+        continue;
+      }
+      blocks_.erase(blocks_.begin() + std::ptrdiff_t(at.block));
+    }
+    if (!edges.empty()) Insert(place, edges);
+  }
+
+  static constexpr std::int32_t kNone = -1;
+
+ private:
+  static constexpr std::size_t kMost = 1024;  // edges of a block, and then half
+
+  void Insert(Place place, const std::vector<std::int32_t>& edges) {
+    if (place.block == blocks_.size()) {
+      if (blocks_.empty()) blocks_.emplace_back();
+      place = {blocks_.size() - 1, blocks_.back().size()};
+    }
+    std::vector<std::int32_t>& block = blocks_[place.block];
+    block.insert(block.begin() + std::ptrdiff_t(place.index), edges.begin(), edges.end());
+    if (block.size() <= kMost) return;
+    std::vector<std::vector<std::int32_t>> parts;
+    for (std::size_t first = 0; first < block.size(); first += kMost / 2) {
+      const std::size_t last = std::min(first + kMost / 2, block.size());
+      parts.emplace_back(block.begin() + std::ptrdiff_t(first), block.begin() + std::ptrdiff_t(last));
+    }
+    block = std::move(parts.front());
+    blocks_.insert(blocks_.begin() + std::ptrdiff_t(place.block) + 1,
+                   std::make_move_iterator(parts.begin() + 1), std::make_move_iterator(parts.end()));
+  }
+
+  std::vector<std::vector<std::int32_t>> blocks_;  // none is empty
+};
+
 class Sweep {
  public:
   explicit Sweep(std::vector<Edge> edges) : edges_(std::move(edges)), winding_(edges_.size()) {}
@@ -87,24 +171,20 @@ class Sweep {
     return SideOf(edges_[std::size_t(edge)].low, edges_[std::size_t(edge)].high, point);
   }
 
-  // The first edge in the order from left to right that the point does not lie to the right of, and the first
-  // that it lies to the left of: between the two are those that it lies on.
-  std::size_t FirstReaching(const SlicePoint& point) const {
-    return std::size_t(std::partition_point(active_.begin(), active_.end(),
-                                            [&](std::int32_t edge) { return Side(edge, point) < 0; }) -
-                       active_.begin());
-  }
-
   // Everything that happens at one point. True when the windings leave 0 and 1.
   bool Pass(const Event* event, const Event* end) {
+    constexpr std::int32_t kNone = ActiveEdges::kNone;
     const SlicePoint& at = event->at;
-    const std::size_t left = FirstReaching(at);
-    std::size_t right = left;
-    while (right < active_.size() && Side(active_[right], at) == 0) ++right;
-    // Those through the point: some end here, some go on, some begin.
+    // From the first edge that the point does not lie to the right of, to the first that it lies to the left
+    // of: those that it lies on.
+    const ActiveEdges::Place left = active_.First([&](std::int32_t edge) { return Side(edge, at) < 0; });
+    ActiveEdges::Place right = left;
+    // Some end here, some go on, some begin.
     through_.clear();
-    for (std::size_t i = left; i < right; ++i) {
-      if (edges_[std::size_t(active_[i])].high != at) through_.push_back(active_[i]);
+    std::size_t before = 0;
+    for (; active_.At(right) != kNone && Side(active_.At(right), at) == 0; right = active_.Next(right)) {
+      ++before;
+      if (edges_[std::size_t(active_.At(right))].high != at) through_.push_back(active_.At(right));
     }
     for (; event != end; ++event) {
       if (event->begins) through_.push_back(event->edge);
@@ -114,26 +194,21 @@ class Sweep {
       const int side = SideOf(at, edges_[std::size_t(b)].high, edges_[std::size_t(a)].high);
       return side != 0 ? side > 0 : a < b;
     });
-    const std::size_t before = right - left;
-    if (before == through_.size()) {
-      std::copy(through_.begin(), through_.end(), active_.begin() + std::ptrdiff_t(left));
-    } else {
-      active_.erase(active_.begin() + std::ptrdiff_t(left), active_.begin() + std::ptrdiff_t(right));
-      active_.insert(active_.begin() + std::ptrdiff_t(left), through_.begin(), through_.end());
-    }
-    right = left + through_.size();
-    std::int32_t winding = left > 0 ? winding_[std::size_t(active_[left - 1])] : 0;
-    for (std::size_t i = left; i < right; ++i) {
-      winding += edges_[std::size_t(active_[i])].step;
-      winding_[std::size_t(active_[i])] = winding;
+    const std::int32_t to_left = active_.LeftOf(left), to_right = active_.At(right);
+    active_.Replace(left, before, through_);
+    std::int32_t winding = to_left != kNone ? winding_[std::size_t(to_left)] : 0;
+    for (std::size_t i = 0; i < through_.size(); ++i) {
+      winding += edges_[std::size_t(through_[i])].step;
+      winding_[std::size_t(through_[i])] = winding;
       // Between edges on one line there is nothing.
-      const bool apart = i + 1 == right || SideOf(at, edges_[std::size_t(active_[i])].high,
-                                                  edges_[std::size_t(active_[i + 1])].high) != 0;
+      const bool apart = i + 1 == through_.size() || SideOf(at, edges_[std::size_t(through_[i])].high,
+                                                            edges_[std::size_t(through_[i + 1])].high) != 0;
       if (apart && winding != 0 && winding != 1) return true;
     }
     // What was apart has become neighbours.
-    if (left > 0 && left < active_.size() && Cross(active_[left - 1], active_[left])) return true;
-    return right > left && right > 0 && right < active_.size() && Cross(active_[right - 1], active_[right]);
+    if (through_.empty()) return to_left != kNone && to_right != kNone && Cross(to_left, to_right);
+    return (to_left != kNone && Cross(to_left, through_.front())) ||
+           (to_right != kNone && Cross(through_.back(), to_right));
   }
 
   // In a point inside both: the windings round it are then no two numbers that differ by one.
@@ -145,7 +220,7 @@ class Sweep {
 
   std::vector<Edge> edges_;
   std::vector<std::int32_t> winding_;  // to the right of each edge that is active
-  std::vector<std::int32_t> active_;   // edges that the level line meets, from left to right
+  ActiveEdges active_;
   std::vector<std::int32_t> through_;
 };
 

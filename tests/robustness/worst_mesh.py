@@ -239,6 +239,21 @@ def fence(n):
         yield x, 0, 0, y, 0.25, 9, x, 0.25, 9
 
 
+def comb(n):
+    """Thin upright wedges in a row. A level line that goes over a layer meets all in the end, and each to the left of those
+    that it met before."""
+    count = n // 8
+    for i in range(count):
+        x, y = 100 - 100 * i / count, 10 * i / count
+        around = [(x, y), (x + 40 / count, y), (x + 20 / count, y + 40)]
+        low, high = ([corner + (z,) for corner in around] for z in (0.0, 1.0))
+        yield low[0] + low[2] + low[1]
+        yield high[0] + high[1] + high[2]
+        for p, q in ((0, 1), (1, 2), (2, 0)):
+            yield low[p] + low[q] + high[q]
+            yield low[p] + high[q] + high[p]
+
+
 # --- Corners that share a place in the table of vertices --------------------------------------------------------
 
 CELL = 61.8 * struct.unpack("<f", struct.pack("<f", 1e-4))[0]
@@ -325,7 +340,7 @@ def crowd(n):
 
 MESHES = {"rings": rings, "cavities": cavities, "nested": nested, "prism": prism, "needles": needles, "soup": soup,
           "hub": hub, "sphere": sphere, "holes": holes, "cracked": cracked, "one crack": one_crack, "attack": attack,
-          "crowd": crowd, "flats": flats, "bows": bows, "doubled": doubled, "fence": fence}
+          "crowd": crowd, "flats": flats, "bows": bows, "doubled": doubled, "fence": fence, "comb": comb}
 
 PAIRS = {"flats": flats, "shaken flats": lambda n: flats(n, 0.01), "prisms": prism,
          "drafted prisms": lambda n: prism(n, draft=0.3), "twisted prisms": lambda n: prism(n, twist=0.5),
