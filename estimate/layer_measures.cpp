@@ -144,7 +144,7 @@ std::vector<LayerMeasure> MeasureLayers(const LayerStack& stack, const std::vect
   if (!any) return measures;
 
   // The time has an end whatever a file says.
-  const double most = extent.MostCrossings(kMostLayerCrossings);
+  const double most = extent.MostCrossings(kMostLayerCrossings, 1000);
   const RowGrid grid{extent.low, std::max(extent.Widened(pitch), extent.all_travel / most)};
   RowsOfLayers rows(stack, grid);
   Faces faces(grid.pitch);

@@ -13,11 +13,15 @@ namespace {
 using End = std::size_t;
 constexpr End kFree = static_cast<End>(-1);
 
+// As many as are done in the time; of what stays open, as many as leave a limit to the memory.
+constexpr std::uint64_t kStepsOfChain = 125, kStepsOfOpen = 2000, kStepsOfSearch = 25, kStepsOfPair = 5;
+
 class Joiner {
  public:
-  Joiner(const std::vector<Chain>& chains, double close)
+  Joiner(const std::vector<Chain>& chains, double close, Allowance& steps)
       : chains_(chains),
         close_(close),
+        steps_(steps),
         partner_(2 * chains.size(), kFree),
         apart_(2 * chains.size(), false) {}
 
@@ -51,11 +55,11 @@ class Joiner {
     if (!(close_ > 0)) return;
     for (bool joined = true; joined;) {
       joined = false;
-      std::vector<std::tuple<double, End, End>> pairs = NearPairs();
-      std::sort(pairs.begin(), pairs.end());
-      for (const auto& [distance, a, b] : pairs) {
-        if (partner_[a] != kFree || partner_[b] != kFree) continue;
-        Pair(a, b, true);
+      const std::vector<NearPair> pairs = NearPairs();
+      if (steps_.IsExceeded()) return;
+      for (const NearPair& pair : pairs) {
+        if (partner_[pair.a] != kFree || partner_[pair.b] != kFree) continue;
+        Pair(pair.a, pair.b, true);
         joined = true;
       }
     }
@@ -74,6 +78,17 @@ class Joiner {
 
  private:
   static constexpr std::size_t kNeighbours = 32;
+  static constexpr std::size_t kManyPairs = std::size_t(1) << 17;
+  static constexpr std::uint64_t kStepsAtATime = std::uint64_t(1) << 26;
+
+  // Of ends, `a` the smaller number.
+  struct NearPair {
+    double distance;
+    std::uint32_t a, b;
+    bool operator<(const NearPair& other) const {
+      return std::tie(distance, a, b) < std::tie(other.distance, other.a, other.b);
+    }
+  };
 
   void Pair(End a, End b, bool apart) {
     partner_[a] = b;
@@ -81,7 +96,8 @@ class Joiner {
     apart_[a] = apart_[b] = apart;
   }
 
-  std::vector<std::tuple<double, End, End>> NearPairs() const {
+  // In their order. Of a great many only the nearest: they are joined first anyway, and the rest comes again.
+  std::vector<NearPair> NearPairs() {
     using Cell = std::pair<std::int64_t, std::int64_t>;
     std::vector<std::pair<Cell, End>> cells;
     for (End end = 0; end < partner_.size(); ++end) {
@@ -92,7 +108,9 @@ class Joiner {
       cells.push_back({{static_cast<std::int64_t>(x), static_cast<std::int64_t>(y)}, end});
     }
     std::sort(cells.begin(), cells.end());
-    std::vector<std::tuple<double, End, End>> pairs;
+    const std::size_t most = std::max(kManyPairs, 2 * cells.size());
+    std::vector<NearPair> pairs;
+    std::uint64_t compared = 0;
     for (std::size_t i = 0; i < cells.size(); ++i) {
       const auto [cell, end] = cells[i];
       for (std::int64_t dx = -1; dx <= 1; ++dx) {
@@ -101,18 +119,29 @@ class Joiner {
         const auto last = std::lower_bound(first, cells.end(),
                                            std::make_pair(Cell{cell.first + dx, cell.second + 2}, End(0)));
         const auto size = static_cast<std::size_t>(last - first);
+        compared += kStepsOfSearch + kStepsOfPair * std::min(size, kNeighbours);
         for (std::size_t k = 0; k < std::min(size, kNeighbours); ++k) {
           // Each begins elsewhere among many, so that not all find the same few.
           const End other =
               first[static_cast<std::ptrdiff_t>(size > kNeighbours ? (i + 1 + k) % size : k)].second;
-          const double distance = other > end ? Distance(end, other) : close_ + 1;
           if (other != end && (other > end || size > kNeighbours)) {
-            const double apart = other > end ? distance : Distance(other, end);
-            if (apart <= close_) pairs.emplace_back(apart, std::min(end, other), std::max(end, other));
+            const End low = std::min(end, other), high = std::max(end, other);
+            const double distance = Distance(low, high);
+            if (distance <= close_) pairs.push_back({distance, std::uint32_t(low), std::uint32_t(high)});
           }
         }
       }
+      if (pairs.size() >= 2 * most) {
+        std::nth_element(pairs.begin(), pairs.begin() + std::ptrdiff_t(most), pairs.end());
+        pairs.resize(most);
+      }
+      if (compared >= kStepsAtATime) {
+        if (!steps_.Take(compared)) return {};
+        compared = 0;
+      }
     }
+    steps_.Take(compared);
+    std::sort(pairs.begin(), pairs.end());
     return pairs;
   }
 
@@ -151,18 +180,23 @@ class Joiner {
 
   const std::vector<Chain>& chains_;
   double close_;
+  Allowance& steps_;
   std::vector<End> partner_;
   std::vector<bool> apart_;  // joined by distance
 };
 
 }  // namespace
 
-void JoinChains(const std::vector<Chain>& chains, double close, std::size_t layer,
+void JoinChains(const std::vector<Chain>& chains, double close, std::size_t layer, Allowance& steps,
                 std::vector<SliceContour>& contours, std::vector<SliceGap>& gaps) {
-  Joiner joiner(chains, close);
+  if (!steps.Take(kStepsOfChain * chains.size())) return;
+  Joiner joiner(chains, close, steps);
   joiner.JoinOnEdges();
   joiner.JoinNear();
+  if (steps.IsExceeded()) return;
   joiner.Collect(layer, contours, gaps);
+  steps.Take(kStepsOfOpen * std::uint64_t(std::count_if(gaps.begin(), gaps.end(),
+                                                        [](const SliceGap& gap) { return !gap.joined; })));
 }
 
 }  // namespace trqprep::slicing

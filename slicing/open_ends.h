@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "slicing/allowance.h"
 #include "trqprep/slicing.h"
 
 namespace trqprep::slicing {
@@ -16,8 +17,9 @@ struct Chain {
 
 /// Joins chains whose ends lie on the same edge, whatever their direction; then those whose ends are within
 /// `close` of each other, the nearest first. Adds the contours, and a gap for every pair of ends that is no
-/// pair of one edge.
-void JoinChains(const std::vector<Chain>& chains, double close, std::size_t layer,
+/// pair of one edge. Of no use when the allowance is exceeded
+/// afterwards.
+void JoinChains(const std::vector<Chain>& chains, double close, std::size_t layer, Allowance& steps,
                 std::vector<SliceContour>& contours, std::vector<SliceGap>& gaps);
 
 }  // namespace trqprep::slicing

@@ -93,6 +93,9 @@ void FindHollows(Hollows& hollows, Sets& scratch) {
 
 void FindLinks(const Hollows& below, const Hollows& here, HollowLinks& links) {
   links.clear();
+  // Rows next to each other mostly have the same links.
+  constexpr std::size_t kSeen = 1024;
+  std::vector<std::pair<std::int32_t, std::int32_t>> seen(kSeen, {-1, -1});
   const float least = LeastCommon(here.rows);
   const std::int32_t end = std::max(below.rows.end(), here.rows.end());
   for (std::int32_t row = std::min(below.rows.first, here.rows.first); row < end; ++row) {
@@ -100,7 +103,10 @@ void FindLinks(const Hollows& below, const Hollows& here, HollowLinks& links) {
     EachCommon(under, over, least, [&](std::size_t i, std::size_t j) {
       const std::pair<std::int32_t, std::int32_t> link{HollowOf(below, under, i), HollowOf(here, over, j)};
       if (link.first != link.second || link.first != 0) {
-        if (links.empty() || links.back() != link) links.push_back(link);
+        const auto place = (std::size_t(link.first) * 31 + std::size_t(link.second)) % kSeen;
+        if (seen[place] == link) return;
+        seen[place] = link;
+        links.push_back(link);
       }
     });
   }

@@ -12,6 +12,7 @@
 
 #include "slicing/pockets.h"
 #include "slicing/rows.h"
+#include "trq/core/elementary.h"
 #include "trqprep/layer_findings.h"
 
 namespace trqprep {
@@ -91,9 +92,11 @@ class Search {
     LayerFindings findings;
     grid_ = {extent_.low, extent_.Widened(options_.pitch)};
     findings.pitch = grid_.pitch;
-    double crossings = extent_.all_travel / grid_.pitch;
-    for (std::size_t k = 0; k < count; ++k) crossings += travels[k] / FineGridOf(k).pitch;
-    findings.beyond_bound = crossings > extent_.MostCrossings(options_.most_crossings);
+    double crossings = 0;
+    for (std::size_t k = 0; k < count; ++k) {
+      crossings += Weight(travels[k]) * (travels[k] / grid_.pitch + travels[k] / FineGridOf(k).pitch);
+    }
+    findings.beyond_bound = crossings > extent_.MostCrossings(options_.most_crossings, 100);
     if (findings.beyond_bound) return findings;
 
     // A few layers at a time: first each by itself, then each with the one below, then all in their order.
@@ -134,6 +137,13 @@ class Search {
   }
 
  private:
+  // What crossings cost, where many stand in a row to be sorted: a quarter more for every doubling.
+  double Weight(double travel) const {
+    constexpr double kLogOfTwo = 0.6931471805599453;
+    const double in_a_row = travel / (extent_.high - extent_.low);
+    return 1 + 0.25 * trq::core::Log(std::max(1.0, in_a_row / 16)) / kLogOfTwo;
+  }
+
   // So many that threads seldom wait for each other, but no more crossings than the largest layer may have.
   std::size_t LayersAtATime(std::size_t threads) const {
     if (threads == 1) return 1;

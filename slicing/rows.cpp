@@ -1,9 +1,11 @@
 #include "slicing/rows.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 namespace trqprep::slicing {
 namespace {
@@ -163,7 +165,7 @@ void RowMaker::Make(const ContourViews& layer, const RowGrid& grid, Rows& rows) 
   std::size_t at = 0;
   for (std::int32_t row = low; row < high; ++row) {
     const std::size_t end = ends_[std::size_t(row - low)], first_run = rows.runs.size();
-    std::sort(crossings_.begin() + std::ptrdiff_t(at), crossings_.begin() + std::ptrdiff_t(end));
+    Sort(crossings_.data() + at, crossings_.data() + end);
     int winding = 0;
     for (; at < end; ++at) {
       const float x = XOf(crossings_[at]);
@@ -184,6 +186,37 @@ void RowMaker::Make(const ContourViews& layer, const RowGrid& grid, Rows& rows) 
     rows.offsets.push_back(rows.runs.size());
   }
   for (std::int32_t& area : rows.areas) area = contours_.Find(area);
+}
+
+// Long rows by the digits of X; what has the same X stands together afterwards, and is sorted as it is.
+void RowMaker::Sort(std::uint64_t* first, std::uint64_t* last) {
+  constexpr std::ptrdiff_t kLong = 256;
+  constexpr std::size_t kDigits = 4, kValues = 256, kFirstBit = 32;
+  if (last - first < kLong) return std::sort(first, last);
+  const auto count = static_cast<std::size_t>(last - first);
+  std::array<std::array<std::uint32_t, kValues>, kDigits> places{};
+  for (const std::uint64_t* at = first; at < last; ++at) {
+    for (std::size_t d = 0; d < kDigits; ++d) ++places[d][*at >> (kFirstBit + 8 * d) & (kValues - 1)];
+  }
+  sorted_.resize(std::max(sorted_.size(), count));
+  std::uint64_t *from = first, *to = sorted_.data();
+  for (std::size_t d = 0; d < kDigits; ++d) {
+    const auto digit = [d](std::uint64_t crossing) {
+      return crossing >> (kFirstBit + 8 * d) & (kValues - 1);
+    };
+    if (places[d][digit(*from)] == count) continue;  // all have the same
+    std::uint32_t before = 0;
+    for (std::uint32_t& place : places[d]) before += std::exchange(place, before);
+    for (std::size_t i = 0; i < count; ++i) to[places[d][digit(from[i])]++] = from[i];
+    std::swap(from, to);
+  }
+  if (from != first) std::copy(from, from + count, first);
+  for (std::uint64_t* at = first; at < last;) {
+    std::uint64_t* const next =
+        std::find_if(at, last, [&](std::uint64_t other) { return (other ^ *at) >> kFirstBit != 0; });
+    if (next - at > 1) std::sort(at, next);
+    at = next;
+  }
 }
 
 void BeyondFinder::Find(const Rows& layer, const Rows& other, double distance) {

@@ -48,9 +48,8 @@ struct RowExtent {
   double Widened(double pitch) const;
   /// The same for rows that show what lies beyond a distance: a whole part of it where it is one at all.
   double WidenedFor(double distance, double pitch) const;
-  /// How often contours may cross rows in all layers, `most` times for a few points: points of a surface lie
-  /// nearer to each other than a thousand rows are high.
-  double MostCrossings(double most) const { return most + 1000 * points; }
+  /// How often contours may cross rows in all layers, `most` times for a few points.
+  double MostCrossings(double most, double a_point) const { return most + a_point * points; }
 };
 
 /// Row r lies at Y = origin + (r + 1/2) pitch, r not below 0.
@@ -98,9 +97,11 @@ class RowMaker {
   void Make(const ContourViews& layer, const RowGrid& grid, Rows& rows);
 
  private:
+  void Sort(std::uint64_t* first, std::uint64_t* last);
+
   std::vector<std::int32_t> first_rows_;  // of each point: the lowest row at or above it
   std::vector<std::size_t> ends_;
-  std::vector<std::uint64_t> crossings_;
+  std::vector<std::uint64_t> crossings_, sorted_;
   Sets contours_;
 };
 

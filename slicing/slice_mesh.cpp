@@ -4,11 +4,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "slicing/allowance.h"
 #include "slicing/contour_form.h"
 #include "slicing/open_ends.h"
 #include "slicing/unite.h"
@@ -21,6 +23,7 @@ using slicing::Chain;
 using trq::core::MeshView;
 
 constexpr std::int32_t kNone = -1;
+constexpr std::uint64_t kCrossingsOfFacet = 16;
 
 // Of every vertex, the number of planes below it.
 class Levels {
@@ -155,12 +158,12 @@ class Starts {
 class Cutter {
  public:
   Cutter(const MeshView& mesh, const Levels& levels, const std::vector<float>& planes,
-         const SliceOptions& options)
-      : mesh_(mesh), levels_(levels), planes_(planes), options_(options) {
+         const SliceOptions& options, slicing::Allowance& steps)
+      : mesh_(mesh), levels_(levels), planes_(planes), options_(options), steps_(steps) {
     if (options.unite != SliceUnion::kNever) grid_ = slicing::GridOf(GreatestCoordinate());
   }
 
-  // `facets`: those that the plane cuts.
+  // `facets`: those that the plane cuts. Of no use when the allowance of steps is exceeded afterwards.
   void Cut(std::size_t plane, const std::int32_t* facets, std::size_t count,
            std::vector<SliceContour>& contours, std::vector<SliceGap>& gaps, slicing::Union& united) {
     height_ = planes_[plane];
@@ -174,17 +177,21 @@ class Cutter {
     }
     done_.assign(count, false);
     FollowChains(plane, contours, gaps);
+    if (steps_.IsExceeded()) return;
     for (std::size_t i = 0; i < count; ++i) {
       if (!done_[i]) FollowLoop(i, contours);
     }
     for (SliceContour& contour : contours) Close(contour);
     if (options_.unite != SliceUnion::kNever) {
-      united = slicing::UniteLayer(contours, options_.unite == SliceUnion::kAlways, grid_);
+      united = slicing::UniteLayer(contours, options_.unite == SliceUnion::kAlways, grid_, kFreeSteps * count,
+                                   steps_);
     }
     for (SliceContour& contour : contours)
       slicing::LeaveOut(contour.points, options_.tolerance, contour.closed, loop_);
     contours.erase(std::remove_if(contours.begin(), contours.end(), IsPoint), contours.end());
     std::sort(contours.begin(), contours.end(), slicing::Before);
+    contours.shrink_to_fit();
+    gaps.shrink_to_fit();
   }
 
  private:
@@ -263,7 +270,7 @@ class Cutter {
       chains.push_back(std::move(chain));
     }
     if (chains.empty()) return;
-    slicing::JoinChains(chains, options_.close, plane, contours, gaps);
+    slicing::JoinChains(chains, options_.close, plane, steps_, contours, gaps);
     // Loops have no repeated point yet.
     for (SliceContour& contour : contours) {
       if (contour.closed && contour.points.size() > 1 && contour.points.front() == contour.points.back()) {
@@ -295,10 +302,13 @@ class Cutter {
                        [&](const SlicePoint& point) { return point == contour.points.front(); });
   }
 
+  static constexpr std::uint64_t kFreeSteps = 1024;  // of uniting, for each crossing of the layer
+
   const MeshView& mesh_;
   const Levels& levels_;
   const std::vector<float>& planes_;
   const SliceOptions& options_;
+  slicing::Allowance& steps_;
   double grid_ = 1;
   float height_ = 0;
   std::vector<EdgeKey> begins_, ends_;  // of each segment
@@ -309,45 +319,69 @@ class Cutter {
   std::vector<SlicePoint> loop_;  // room for one
 };
 
-// The facets that each plane cuts, those of plane k from offsets[k] to offsets[k + 1].
-struct CutFacets {
-  std::vector<std::size_t> offsets;
-  std::vector<std::int32_t> facets;
-};
+// Finds the facets that planes cut, for some planes at a time: together they can be many times the facets.
+class CutFacets {
+ public:
+  CutFacets(const MeshView& mesh, const Levels& levels, std::size_t planes) {
+    std::vector<std::int64_t> change(planes + 1, 0);
+    std::int32_t number = 0;
+    for (const R_INT4& facet : mesh.triangles) {
+      const std::int32_t a = levels[facet[0]], b = levels[facet[1]], c = levels[facet[2]];
+      const std::int32_t low = std::min({a, b, c}), high = std::max({a, b, c});
+      if (low < high) {
+        ++change[std::size_t(low)];
+        --change[std::size_t(high)];
+        cuts_.push_back({number, low, high});
+      }
+      ++number;
+    }
+    offsets_.assign(planes + 1, 0);
+    std::int64_t open = 0;
+    for (std::size_t k = 0; k < planes; ++k) {
+      open += change[k];
+      offsets_[k + 1] = offsets_[k] + std::size_t(open);
+    }
+  }
 
-CutFacets FindCutFacets(const MeshView& mesh, const Levels& levels, std::size_t planes) {
-  const auto range = [&](const R_INT4& facet) {
-    const std::int32_t a = levels[facet[0]], b = levels[facet[1]], c = levels[facet[2]];
-    return std::make_pair(std::min({a, b, c}), std::max({a, b, c}));
-  };
-  CutFacets cut;
-  std::vector<std::int64_t> change(planes + 1, 0);
+  std::size_t crossings() const { return offsets_.back(); }
+
+  // Those of planes from `first` on, of as many as have no more than a million or one for every facet.
+  // Returns where the next begin.
+  std::size_t Find(std::size_t first) {
+    const std::size_t most = std::max(kLeastAtATime, cuts_.size()), begin = offsets_[first];
+    std::size_t end = first + 1;
+    while (end + 1 < offsets_.size() && offsets_[end + 1] - begin <= most) ++end;
+    first_ = first;
+    facets_.resize(offsets_[end] - begin);
+    at_.assign(offsets_.begin() + std::ptrdiff_t(first), offsets_.begin() + std::ptrdiff_t(end));
+    for (const auto [facet, low, high] : cuts_) {
+      const std::size_t last = std::min(std::size_t(high), end);
+      for (std::size_t k = std::max(std::size_t(low), first); k < last; ++k) {
+        facets_[at_[k - first]++ - begin] = facet;
+      }
+    }
+    return end;
+  }
+  const std::int32_t* Of(std::size_t plane) const {
+    return facets_.data() + (offsets_[plane] - offsets_[first_]);
+  }
+  std::size_t CountOf(std::size_t plane) const { return offsets_[plane + 1] - offsets_[plane]; }
+
+ private:
+  static constexpr std::size_t kLeastAtATime = std::size_t(1) << 20;
   struct Cuts {
     std::int32_t facet, low, high;
   };
-  std::vector<Cuts> cuts;  // of the facets that some plane cuts
-  std::int32_t number = 0;
-  for (const R_INT4& facet : mesh.triangles) {
-    const auto [low, high] = range(facet);
-    if (low < high) {
-      ++change[std::size_t(low)];
-      --change[std::size_t(high)];
-      cuts.push_back({number, low, high});
-    }
-    ++number;
-  }
-  cut.offsets.assign(planes + 1, 0);
-  std::int64_t open = 0;
-  for (std::size_t k = 0; k < planes; ++k) {
-    open += change[k];
-    cut.offsets[k + 1] = cut.offsets[k] + std::size_t(open);
-  }
-  cut.facets.resize(cut.offsets[planes]);
-  std::vector<std::size_t> at(cut.offsets.begin(), cut.offsets.end() - 1);
-  for (const auto [facet, low, high] : cuts) {
-    for (std::int32_t k = low; k < high; ++k) cut.facets[at[std::size_t(k)]++] = facet;
-  }
-  return cut;
+  std::vector<Cuts> cuts_;  // of the facets that some plane cuts
+  std::vector<std::size_t> offsets_, at_;
+  std::size_t first_ = 0;
+  std::vector<std::int32_t> facets_;
+};
+
+Slices Faulty(SliceFault fault) {
+  Slices slices;
+  slices.fault = fault;
+  return slices;
 }
 
 }  // namespace
@@ -357,33 +391,44 @@ Slices SliceMesh(const MeshView& mesh, const std::vector<float>& planes, const S
   slices.layers.resize(planes.size());
   if (planes.empty()) return slices;
   const Levels levels(mesh, planes, options.in_plane_is_above);
-  const CutFacets cut = FindCutFacets(mesh, levels, planes.size());
+  CutFacets cut(mesh, levels, planes.size());
+  const std::uint64_t of_facets = kCrossingsOfFacet * mesh.triangles.size();
+  if (cut.crossings() > std::max(options.most_crossings, of_facets)) return Faulty(SliceFault::kCrossings);
+  slicing::Allowance steps(options.most_steps);
   std::vector<std::vector<SliceGap>> gaps(planes.size());
   std::vector<slicing::Union> unions(planes.size());
-  std::atomic<std::size_t> next{0};
+  std::vector<std::unique_ptr<Cutter>> cutters;
+  for (int i = 0; i < std::max(options.threads, 1); ++i) {
+    cutters.push_back(std::make_unique<Cutter>(mesh, levels, planes, options, steps));
+  }
   std::exception_ptr failure;
   std::mutex guard;
-  const auto work = [&](bool tells) {
-    try {
-      Cutter cutter(mesh, levels, planes, options);
-      for (std::size_t k = next++; k < planes.size(); k = next++) {
-        cutter.Cut(k, cut.facets.data() + cut.offsets[k], cut.offsets[k + 1] - cut.offsets[k],
-                   slices.layers[k], gaps[k], unions[k]);
-        if (tells && options.progress) options.progress(double(k + 1) / double(planes.size()));
+  for (std::size_t first = 0, end = 0; first < planes.size(); first = end) {
+    end = cut.Find(first);
+    std::atomic<std::size_t> next{first};
+    const auto work = [&](std::size_t number) {
+      try {
+        for (std::size_t k = next++; k < end; k = next++) {
+          cutters[number]->Cut(k, cut.Of(k), cut.CountOf(k), slices.layers[k], gaps[k], unions[k]);
+          if (steps.IsExceeded()) next = end;
+          if (number == 0 && options.progress) options.progress(double(k + 1) / double(planes.size()));
+        }
+      } catch (...) {
+        const std::lock_guard<std::mutex> lock(guard);
+        failure = std::current_exception();
+        next = end;
       }
-    } catch (...) {
-      const std::lock_guard<std::mutex> lock(guard);
-      failure = std::current_exception();
-      next = planes.size();
-    }
-  };
-  std::vector<std::thread> threads;
-  for (int i = 1; i < options.threads; ++i) threads.emplace_back(work, false);
-  work(true);
-  for (std::thread& thread : threads) thread.join();
-  if (failure) std::rethrow_exception(failure);
-  for (const std::vector<SliceGap>& layer : gaps) {
+    };
+    std::vector<std::thread> threads;
+    for (std::size_t i = 1; i < cutters.size(); ++i) threads.emplace_back(work, i);
+    work(0);
+    for (std::thread& thread : threads) thread.join();
+    if (failure) std::rethrow_exception(failure);
+    if (steps.IsExceeded()) return Faulty(SliceFault::kSteps);
+  }
+  for (std::vector<SliceGap>& layer : gaps) {
     slices.gaps.insert(slices.gaps.end(), layer.begin(), layer.end());
+    std::vector<SliceGap>().swap(layer);
   }
   for (std::size_t k = 0; k < planes.size(); ++k) {
     slices.united += unions[k].changed;

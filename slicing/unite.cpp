@@ -9,6 +9,7 @@
 #include <polyclipping/clipper.hpp>
 
 #include "slicing/contour_form.h"
+#include "slicing/union_work.h"
 #include "slicing/winding_sweep.h"
 #include "trq/core/elementary.h"
 
@@ -109,7 +110,8 @@ double GridOf(double greatest_coordinate) {
   return trq::core::PowerOfTwo(std::min(30 - trq::core::BinaryExponent(greatest_coordinate), 60));
 }
 
-Union UniteLayer(std::vector<SliceContour>& contours, bool always, double grid) {
+Union UniteLayer(std::vector<SliceContour>& contours, bool always, double grid, std::uint64_t free_steps,
+                 Allowance& steps) {
   Union result;
   std::vector<const SliceContour*> closed;
   std::vector<Boxed> boxes;
@@ -126,10 +128,14 @@ Union UniteLayer(std::vector<SliceContour>& contours, bool always, double grid) 
     std::vector<const SliceContour*> group;
     for (std::size_t i = first; i < last; ++i) group.push_back(&contours[boxes[i].contour]);
     if (!always && !LeavesOneAndNone(group)) return;
+    ClipperLib::Paths paths;
+    for (const SliceContour* contour : group) paths.push_back(ToGrid(*contour, grid));
+    const std::uint64_t needed = UnionSteps(paths, free_steps + steps.most());
+    const std::uint64_t free = std::min(free_steps, needed);
+    free_steps -= free;
+    if (!steps.Take(needed - free)) return;
     ClipperLib::Clipper clipper;
-    for (const SliceContour* contour : group) {
-      clipper.AddPath(ToGrid(*contour, grid), ClipperLib::ptSubject, true);
-    }
+    clipper.AddPaths(paths, ClipperLib::ptSubject, true);
     ClipperLib::Paths solid, inverted;
     clipper.Execute(ClipperLib::ctUnion, solid, ClipperLib::pftNonZero, ClipperLib::pftNonZero);
     clipper.Execute(ClipperLib::ctUnion, inverted, ClipperLib::pftNegative, ClipperLib::pftNegative);

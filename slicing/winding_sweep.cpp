@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <iterator>
 #include <utility>
 #include <vector>
@@ -145,13 +146,13 @@ class Sweep {
     std::vector<Event> events;
     events.reserve(2 * edges_.size());
     for (std::size_t i = 0; i < edges_.size(); ++i) {
-      events.push_back({edges_[i].low, std::int32_t(i), true});
-      events.push_back({edges_[i].high, std::int32_t(i), false});
+      events.push_back({HeightOf(edges_[i].low), 2 * std::uint32_t(i) + 1});
+      events.push_back({HeightOf(edges_[i].high), 2 * std::uint32_t(i)});
     }
     std::sort(events.begin(), events.end(), [](const Event& a, const Event& b) {
-      if (a.at != b.at) return Below(a.at, b.at);
-      if (a.begins != b.begins) return b.begins;
-      return a.edge < b.edge;
+      if (a.at != b.at) return a.at < b.at;
+      if (a.begins() != b.begins()) return b.begins();
+      return a.number < b.number;
     });
     for (std::size_t first = 0, last = 0; first < events.size(); first = last) {
       while (last < events.size() && events[last].at == events[first].at) ++last;
@@ -162,10 +163,22 @@ class Sweep {
 
  private:
   struct Event {
-    SlicePoint at;
-    std::int32_t edge;
-    bool begins;
+    std::uint64_t at;
+    std::uint32_t number;  // twice the edge's, and one more where it begins
+    bool begins() const { return number % 2 == 1; }
+    std::int32_t edge() const { return std::int32_t(number / 2); }
   };
+
+  // Ascends as Below does, and is the same for the same point.
+  static std::uint64_t HeightOf(const SlicePoint& point) {
+    const auto ascending = [](float value) {
+      value += 0.0f;  // of the two zeros the one above
+      std::uint32_t bits;
+      std::memcpy(&bits, &value, sizeof bits);
+      return bits >> 31 ? ~bits : bits | 0x80000000u;
+    };
+    return std::uint64_t(ascending(point[1])) << 32 | ascending(point[0]);
+  }
 
   int Side(std::int32_t edge, const SlicePoint& point) const {
     return SideOf(edges_[std::size_t(edge)].low, edges_[std::size_t(edge)].high, point);
@@ -174,7 +187,8 @@ class Sweep {
   // Everything that happens at one point. True when the windings leave 0 and 1.
   bool Pass(const Event* event, const Event* end) {
     constexpr std::int32_t kNone = ActiveEdges::kNone;
-    const SlicePoint& at = event->at;
+    const Edge& first = edges_[std::size_t(event->edge())];
+    const SlicePoint& at = event->begins() ? first.low : first.high;
     // From the first edge that the point does not lie to the right of, to the first that it lies to the left
     // of: those that it lies on.
     const ActiveEdges::Place left = active_.First([&](std::int32_t edge) { return Side(edge, at) < 0; });
@@ -187,7 +201,7 @@ class Sweep {
       if (edges_[std::size_t(active_.At(right))].high != at) through_.push_back(active_.At(right));
     }
     for (; event != end; ++event) {
-      if (event->begins) through_.push_back(event->edge);
+      if (event->begins()) through_.push_back(event->edge());
     }
     // What goes on is left of what its upper end is left of; those on one line in the order of their numbers.
     std::sort(through_.begin(), through_.end(), [&](std::int32_t a, std::int32_t b) {

@@ -30,7 +30,8 @@ struct MeshSlices {
 };
 
 /// Cuts a mesh of that box. `name` stands in messages: SLICE-OPEN and INVERTED are warned of; SLICE-LAYERS
-/// ends the work with exit 3 where the bands make no layers, or more than a file or this tool takes.
+/// ends the work with exit 3 where the bands make no layers, or more than a file or this tool takes,
+/// SLICE-BOUND where slicing would take too long.
 MeshSlices SliceWhole(Observer& observer, const trq::core::MeshView& mesh, const Box& box, Units units,
                       const SlicingRequest& request, const std::string& name);
 

@@ -101,6 +101,7 @@ enum class Code {
   kSlcTable,
   kSlcTrailing,
   kSlcWinding,
+  kSliceBound,
   kSliceLayers,
   kSliceOpen,
   kStampLong,

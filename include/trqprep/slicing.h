@@ -56,6 +56,12 @@ struct SliceOptions {
   /// Points of what is united are rounded to 2^-30 of the next power of two above the largest coordinate, or
   /// finer.
   SliceUnion unite = SliceUnion::kAuto;
+  /// A small file can ask for any amount of work; more than this is a fault. Crossings of facets and planes,
+  /// sixteen for each facet where that is more:
+  std::uint64_t most_crossings = 50'000'000;
+  /// Beyond those, steps of some nanoseconds: of ends that meet no other facet, and of uniting layers in
+  /// which a level line meets more than about a hundred edges.
+  std::uint64_t most_steps = std::uint64_t{1} << 29;
   /// At least 1. The contours are the same whatever it is.
   int threads = 1;
   /// Hears which share of the layers is done, on the calling thread. What it throws ends the work and is
@@ -70,7 +76,15 @@ struct SliceInverted {
   double area = 0;  ///< that was wound round less than not at all
 };
 
+enum class SliceFault {
+  kNone,
+  kCrossings,  ///< more than SliceOptions::most_crossings; found before the work begins
+  kSteps,      ///< more than SliceOptions::most_steps
+};
+
+/// With a fault, all else is empty.
 struct Slices {
+  SliceFault fault = SliceFault::kNone;
   /// Per plane. By least x of its first point, which is that of its least x and y, then its least y, then the
   /// points.
   std::vector<std::vector<SliceContour>> layers;
@@ -82,7 +96,7 @@ struct Slices {
 /// Cuts the mesh at planes of constant Z, ascending finite numbers. Facets in a plane give nothing. A
 /// triangle's index that names no vertex reads as the point (0, 0, 0). Coordinates should be finite: where
 /// one is not, contours near it have points that are not. Takes time in proportion to facets and crossings,
-/// but for sorting. Throws std::bad_alloc.
+/// but for sorting and what `most_steps` ends. Throws std::bad_alloc.
 Slices SliceMesh(const trq::core::MeshView& mesh, const std::vector<float>& planes,
                  const SliceOptions& options = {});
 

@@ -247,8 +247,9 @@ void FileScene::MarkLayers(Observer& observer, size_t index, Units bare, bool fo
     SayAndMark(observer, index,
                CheckLayers(observer, stack, check, input.units, bare, vents, input.path).messages);
   } catch (const Failure& failure) {
-    // Too flat, or of too many layers: there is nothing to be seen in them.
-    if (failure.message.code != Code::kSliceLayers) throw;
+    // Too flat, of too many layers, or too torn: there is nothing to be seen in them.
+    const Code code = failure.message.code;
+    if (code != Code::kSliceLayers && code != Code::kSliceBound) throw;
     Message message = failure.message;
     observer.Say(message.As(Severity::kNote));
   }

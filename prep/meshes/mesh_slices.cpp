@@ -71,6 +71,17 @@ void WarnOfInverted(Observer& observer, const std::vector<SliceInverted>& invert
   }
 }
 
+void FailSlices(SliceFault fault, const std::string& name) {
+  if (fault == SliceFault::kCrossings) {
+    FailInput(Code::kSliceBound, name, "its facets cross the layers in too many places",
+              "choose thicker layers, or simplify the part with `trqprep simplify`");
+  }
+  if (fault == SliceFault::kSteps) {
+    FailInput(Code::kSliceBound, name, "its layers are torn, or go over each other, in too many places",
+              "repair the part with `trqprep repair`; `slice --union never` leaves contours as they are");
+  }
+}
+
 }  // namespace
 
 MeshSlices SliceWhole(Observer& observer, const trq::core::MeshView& mesh, const Box& box, Units units,
@@ -84,6 +95,7 @@ MeshSlices SliceWhole(Observer& observer, const trq::core::MeshView& mesh, const
     how.progress = [&](double share) { observer.Progress("slicing " + name, share); };
   }
   Slices slices = SliceMesh(mesh, result.plan.planes, how);
+  FailSlices(slices.fault, name);
   WarnOfOpen(observer, slices.gaps, units, name);
   WarnOfInverted(observer, slices.inverted, units, name);
   result.gaps = std::move(slices.gaps);

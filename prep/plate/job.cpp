@@ -73,13 +73,12 @@ std::vector<double> Turns::All(int64_t otherwise) const {
 
 Turns ListedTurns(const std::vector<double>& degrees) {
   Turns turns;
+  std::set<double> listed;
   for (const double asked : degrees) {
     double turn = std::fmod(asked, 360.0);
     if (turn < 0) turn += 360;
     if (!(turn < 360)) turn = 0;  // what was below 0 by next to nothing
-    if (std::find(turns.degrees.begin(), turns.degrees.end(), turn) == turns.degrees.end()) {
-      turns.degrees.push_back(turn);
-    }
+    if (listed.insert(turn).second) turns.degrees.push_back(turn);
   }
   if (turns.degrees.empty() || turns.degrees.size() > size_t(kMostTurns)) {
     throw std::invalid_argument(fmt::format("{} are not 1 to {} turns", turns.degrees.size(), kMostTurns));

@@ -204,6 +204,23 @@ class Slice(ToolTest):
         self.write("flat.stl", binary_stl([((0, 0, 1), (9, 0, 1), (0, 9, 1)), ((9, 0, 1), (9, 9, 1), (0, 9, 1))]))
         self.assertEqual(self.fails(INPUT, "slice", "flat.stl", "-o", "n.slc", "--json").codes(), ["SLICE-LAYERS"])
 
+    def test_what_would_take_too_long(self):
+        # 1400 facets around a cylinder, cut by 99 999 layers: 140 million crossings.
+        around = [(math.cos(2 * math.pi * i / 700), math.sin(2 * math.pi * i / 700)) for i in range(701)]
+        side = [facet for (a, b), (c, d) in zip(around, around[1:])
+                for facet in (((a, b, 0), (c, d, 0), (c, d, 99.999)), ((a, b, 0), (c, d, 99.999), (a, b, 99.999)))]
+        self.write("high.stl", binary_stl(side))
+        result = self.fails(INPUT, "slice", "high.stl", "--thickness", "0.001mm", "-o", "n.slc", "--json")
+        self.assertEqual(result.codes(), ["SLICE-BOUND"])
+        self.assertIn("cross the layers", result.document()["messages"][0]["text"])
+        # 20 000 sheets beside each other that touch only below, each open in 20 layers.
+        sheets = [((0, 0, -1), (i, 0, 20), (i, 1, 20)) for i in range(20_000)]
+        self.write("torn.stl", binary_stl(sheets))
+        result = self.fails(INPUT, "slice", "torn.stl", "--thickness", "0.5mm", "-o", "n.slc", "--json")
+        self.assertEqual(result.codes(), ["SLICE-BOUND"])
+        self.assertIn("repair", result.document()["messages"][0]["hint"])
+        self.assertIn("SLICE-BOUND", self.fails(INPUT, "check", "torn.stl", "--slices", "--thickness", "0.5mm", "--json").codes())
+
     def test_from_a_height(self):
         self.write("box.stl", binary_stl(box_facets((10, 20, 3))))
         _, file = self.sliced("box.stl", "--thickness", "0.5mm", "--from", "2mm")

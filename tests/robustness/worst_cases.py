@@ -71,6 +71,10 @@ def run_case(tool, case, folder, sizes, limit):
             shutil.rmtree(left) if left.is_dir() else left.unlink()
         allowed = MEMORY_A_BYTE * input_bytes(argv, folder) + MEMORY_MORE + MEMORY_A_PIECE * sum(count(n) for count in pieces)
         code, seconds, memory = measure([tool, *argv], folder, limit)
+        # What makes contours holds them as what reads them does; a check makes them too.
+        if "--slices" in argv and code is not None:
+            measure([tool, "slice", argv[1], "--thickness", argv[argv.index("--thickness") + 1], "-o", "out.slc"], folder, limit)
+        allowed += MEMORY_A_BYTE * sum(path.stat().st_size for path in pathlib.Path(folder).glob("out*.slc"))
         yield name, n, code, seconds, memory, allowed, exponent(before, (n, seconds)) if before else 0.0
         before = (n, seconds)
         if code is None:

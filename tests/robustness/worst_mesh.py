@@ -391,10 +391,20 @@ def sealed(words):
 SINGLE = ("info FILE", "check FILE", "convert FILE -o DIR/out.ctl --force", "simplify FILE --facets N --force-checks -o DIR/out.stl --force",
           "repair FILE -o DIR/out.stl --force", "hollow FILE --limit 1 -o DIR/out.stl --force",
           "hollow FILE --limit 1 --validate -o DIR/out.stl --force", "vents find FILE", "place FILE --vat 2000x2000x500",
-          "render FILE -o DIR/out.png", "report FILE -o DIR/out.html")
+          "render FILE -o DIR/out.png", "report FILE -o DIR/out.html",
+          "transform FILE --rotate-x 30 -o DIR/out.stl --force", "zcomp FILE --height 0.5 -o DIR/out.stl --force",
+          "slice FILE --thickness 0.5 -o DIR/out.slc --force", "slice FILE --thickness 0.5 --union always -o DIR/out.slc --force",
+          "check FILE --slices --thickness 0.1mm")
+
+
+
+def named(words):
+    return words.split(" FILE")[0] + "".join(text for option, text in (("--validate", " validated"), ("--union", " united"),
+                                                                       ("--slices", " slices")) if option in words)
+
 
 CASES = [
-    *((f"{name}: {words.split(' FILE')[0]}{' validated' if '--validate' in words else ''}", command(words, name, mesh), SIZES)
+    *((f"{name}: {named(words)}", command(words, name, mesh), SIZES)
       for name, mesh in MESHES.items() for words in SINGLE),
     *((f"two {name}: {words.split()[0]}", pair(words, name, mesh), SIZES) for name, mesh in PAIRS.items()
       for words in ("place FILE FILE --vat 200x200x200 --drop", "build FILE FILE --vat 200x200x200 --drop -o DIR/built --force --force-checks")),

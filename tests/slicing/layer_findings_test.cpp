@@ -94,6 +94,20 @@ TEST(LayerAreas, AreThoseOfTheShapes) {
   EXPECT_EQ(LayerArea({}, 0.1), 0);
 }
 
+TEST(LayerAreas, OfRowsWithManyContours) {
+  // Squares of 1 in a row from -600 on, two beside each other and two apart, in an order of their own.
+  std::vector<Ring> layer;
+  for (int k = 0; k < 600; ++k) {
+    const int i = k * 7 % 600;
+    const double x = -600 + 3 * (i / 2) + i % 2;
+    layer.push_back(Solid(x, 0, x + 1, 1));
+  }
+  EXPECT_NEAR(LayerArea(ViewOf(layer), 0.25), 600, 1e-3);
+  // Over all of them, which leaves nothing, and over half of each.
+  EXPECT_NEAR(AreaOfDifference(ViewOf(layer), ViewOf({Solid(-700, -1, 700, 2)}), 0.25), 0, 1e-3);
+  EXPECT_NEAR(AreaOfDifference(ViewOf(layer), ViewOf({Solid(-700, -1, 700, 0.5)}), 0.25), 300, 1e-3);
+}
+
 TEST(LayerAreas, GrowAllAround) {
   // A square of 10 grown by 2 is 196 - (4 - pi) 4; in a square of 20 that leaves the rest.
   const double pi = 3.14159265358979323846;
@@ -661,10 +675,10 @@ TEST(LayerFindings, BeyondTheBoundNothingIsLookedAt) {
   tower.layers[1] = {Solid(0, 0, 20, 10)};
   LayerFindingOptions options;
   options.pitch = 0.5;
-  options.most_crossings = 401 - 8 * 1000;
+  options.most_crossings = 401 - 8 * 100;
   EXPECT_FALSE(tower.Find(options).beyond_bound);
   EXPECT_EQ(tower.Find(options).unsupported.size(), 1u);
-  options.most_crossings = 399 - 8 * 1000;
+  options.most_crossings = 399 - 8 * 100;
   const LayerFindings none = tower.Find(options);
   EXPECT_TRUE(none.beyond_bound);
   EXPECT_FALSE(none.start);

@@ -241,6 +241,70 @@ TEST(SliceMesh, AnyNumberOfThreadsGivesTheSame) {
   }
 }
 
+TEST(SliceMesh, MoreCrossingsThanAreHeldAtATime) {
+  // Eight facets at the sides of a box, cut by half a million planes.
+  Soup soup;
+  soup.AddBox(3, 2, 4);
+  std::vector<float> planes;
+  for (int k = 1; k < 1 << 19; ++k) planes.push_back(4 * float(k) / float(1 << 19));
+  const Slices slices = SliceMesh(soup.View(), planes);
+  for (const auto& layer : slices.layers) {
+    ASSERT_EQ(layer.size(), 1u);
+    ASSERT_TRUE(layer[0].closed);
+    ASSERT_EQ(layer[0].points.size(), 5u);
+    ASSERT_NEAR(AreaOf(layer), 6, 1e-3);
+  }
+}
+
+TEST(SliceMesh, MoreWorkThanIsAllowedIsAFault) {
+  Soup soup;
+  soup.AddBox(3, 2, 4);
+  SliceOptions options;
+  options.most_crossings = 8 * 99;  // of the facets at the sides
+  std::vector<float> heights;
+  for (int k = 1; k < 100; ++k) heights.push_back(float(k) / 32);
+  EXPECT_EQ(SliceMesh(soup.View(), heights, options).fault, SliceFault::kNone);
+  --options.most_crossings;
+  const Slices none = SliceMesh(soup.View(), heights, options);
+  EXPECT_EQ(none.fault, SliceFault::kCrossings);
+  EXPECT_TRUE(none.layers.empty());
+  // Sixteen for each of the twelve facets are allowed always.
+  options.most_crossings = 0;
+  heights.resize(24);
+  EXPECT_EQ(SliceMesh(soup.View(), heights, options).fault, SliceFault::kNone);
+  heights.push_back(3.5f);
+  EXPECT_EQ(SliceMesh(soup.View(), heights, options).fault, SliceFault::kCrossings);
+
+  // Facets that meet nothing: torn, and open where nothing lies near. The same for every number of threads.
+  Soup torn;
+  for (int i = 0; i < 100; ++i) {
+    const float x = float(i);
+    torn.Add({x, 0, 0}, {x + 0.5f, 0, 10}, {x, 3, 10});
+  }
+  const std::vector<float> planes{1, 2, 3, 4, 5, 6, 7, 8, 9};
+  for (const int threads : {1, 2, 8}) {
+    SliceOptions few;
+    few.threads = threads;
+    EXPECT_EQ(SliceMesh(torn.View(), planes, few).gaps.size(), 900u);
+    few.most_steps = 1'000'000;
+    const Slices faulty = SliceMesh(torn.View(), planes, few);
+    EXPECT_EQ(faulty.fault, SliceFault::kSteps);
+    EXPECT_TRUE(faulty.layers.empty() && faulty.gaps.empty());
+  }
+
+  // Needles through each other, a thousand in a row: half a million pairs to unite.
+  Soup through;
+  for (int i = 0; i < 1000; ++i) {
+    const float x = float(i), y = float(1000 - i);
+    through.AddTetrahedron({x, 0, 0}, {x + 0.5f, 0, 0}, {y, 1000, 0}, {x, 0, 9});
+  }
+  SliceOptions unite;
+  unite.most_steps = 1'000'000;
+  EXPECT_EQ(SliceMesh(through.View(), {1}, unite).fault, SliceFault::kSteps);
+  unite.unite = SliceUnion::kNever;
+  EXPECT_EQ(SliceMesh(through.View(), {1}, unite).fault, SliceFault::kNone);
+}
+
 TEST(SliceMesh, AFlippedFacetLeavesNoGap) {
   for (int flipped = 4; flipped < 12; ++flipped) {
     Soup soup;

@@ -177,7 +177,8 @@ TEST(Winding, EqualsTrialsOnSmallGrids) {
 }
 
 slicing::Union Unite(std::vector<SliceContour>& contours, bool always = false) {
-  return slicing::UniteLayer(contours, always, slicing::GridOf(100));
+  slicing::Allowance steps(1'000'000);
+  return slicing::UniteLayer(contours, always, slicing::GridOf(100), 0, steps);
 }
 
 TEST(Union, OnlyWhatGoesOverEachOther) {

@@ -83,13 +83,13 @@ void Context::TellGathered() {
   gathered_from_.reset();
   std::map<std::pair<Severity, Code>, std::vector<const Message*>> by_code;
   std::vector<std::pair<std::string, std::vector<const Message*>>> by_file;
+  std::map<std::string, size_t> number_of_file;
   for (size_t i = first; i < messages().size(); ++i) {
     const Message& message = messages()[i];
     by_code[{message.severity, message.code}].push_back(&message);
-    auto file = std::find_if(by_file.begin(), by_file.end(),
-                             [&](const auto& entry) { return entry.first == message.file; });
-    if (file == by_file.end()) file = by_file.insert(file, {message.file, {}});
-    file->second.push_back(&message);
+    const auto [file, fresh] = number_of_file.try_emplace(message.file, by_file.size());
+    if (fresh) by_file.push_back({message.file, {}});
+    by_file[file->second].second.push_back(&message);
   }
   const bool repeats =
       std::any_of(by_code.begin(), by_code.end(), [](const auto& entry) { return entry.second.size() > 1; });
