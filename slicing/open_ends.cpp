@@ -14,7 +14,7 @@ using End = std::size_t;
 constexpr End kFree = static_cast<End>(-1);
 
 // As many as are done in the time; of what stays open, as many as leave a limit to the memory.
-constexpr std::uint64_t kStepsOfChain = 125, kStepsOfOpen = 2000, kStepsOfSearch = 25, kStepsOfPair = 5;
+constexpr std::uint64_t kStepsOfChain = 125, kStepsOfOpen = 2000, kStepsOfSearch = 50, kStepsOfPair = 8;
 
 class Joiner {
  public:

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <iterator>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 namespace trqprep::slicing {
@@ -33,59 +34,72 @@ struct Edge {
 
 class Estimate {
  public:
-  Estimate(const ClipperLib::Paths& paths, std::uint64_t most) : most_(most) {
+  Estimate(const ClipperLib::Paths& paths, std::uint64_t most) : paths_(paths), most_(most) {
+    std::size_t count = 0;
+    for (const ClipperLib::Path& path : paths) count += path.size();
+    std::vector<std::pair<cInt, std::uint32_t>> points;
+    points.reserve(count);
     for (const ClipperLib::Path& path : paths) {
-      for (const IntPoint& point : path) levels_.push_back({point.Y});
+      for (const IntPoint& point : path) points.emplace_back(point.Y, std::uint32_t(points.size()));
     }
-    std::sort(levels_.begin(), levels_.end(), [](const Level& a, const Level& b) { return a.y < b.y; });
-    levels_.erase(std::unique(levels_.begin(), levels_.end(),
-                              [](const Level& a, const Level& b) { return a.y == b.y; }),
-                  levels_.end());
-    for (const ClipperLib::Path& path : paths) Add(path);
+    // By merging: what goes up and then down is near to the worst for other ways.
+    std::stable_sort(points.begin(), points.end());
+    level_of_.resize(count);
+    for (const auto& [y, point] : points) {
+      if (levels_.empty() || levels_.back().y != y) levels_.push_back({y});
+      level_of_[point] = std::int32_t(levels_.size()) - 1;
+    }
+    EachEdge([&](std::int32_t low, std::int32_t high, const IntPoint&, const IntPoint&, bool is_minimum) {
+      ++levels_[std::size_t(low)].begins;
+      ++levels_[std::size_t(high)].ends;
+      levels_[std::size_t(low)].minima += is_minimum;
+    });
   }
 
   std::uint64_t Steps() {
     std::uint64_t met = 0;
+    bool crowded = false;
     for (const Level& level : levels_) {
       met += std::uint64_t(level.begins);
       met -= std::uint64_t(level.ends);
       steps_ += kStepsOfEdge * met * (1 + std::uint64_t(level.minima));
       if (steps_ > most_) return steps_;
+      crowded = crowded || level.crowded();
     }
-    CountCrossings();
+    if (crowded) CountCrossings();
     return steps_;
   }
 
  private:
-  void Add(const ClipperLib::Path& path) {
-    std::vector<std::int32_t> at;  // the levels of its points
-    for (const IntPoint& point : path) {
-      at.push_back(std::int32_t(std::lower_bound(levels_.begin(), levels_.end(), point.Y,
-                                                 [](const Level& level, cInt y) { return level.y < y; }) -
-                                levels_.begin()));
-    }
-    bool upwards = true;  // the last edge that is not level; the first is seen as following itself
-    for (std::size_t i = 0, before = path.size() - 1; i < path.size(); before = i++) {
-      if (at[before] != at[i]) upwards = at[before] < at[i];
-    }
-    for (std::size_t i = 0, before = path.size() - 1; i < path.size(); before = i++) {
-      if (at[before] == at[i]) continue;
-      const bool up = at[before] < at[i];
-      const std::size_t low = up ? before : i, high = up ? i : before;
-      if (up && !upwards) ++levels_[std::size_t(at[low])].minima;
-      upwards = up;
-      ++levels_[std::size_t(at[low])].begins;
-      ++levels_[std::size_t(at[high])].ends;
-      edges_.push_back({at[low], at[high], double(path[low].X),
-                        double(path[high].X - path[low].X) / double(path[high].Y - path[low].Y)});
+  // Of those that are not level: the levels of its lower and upper point, both, and whether a way that came
+  // down goes up there.
+  template <class Take>
+  void EachEdge(const Take& take) const {
+    const std::int32_t* at = level_of_.data();
+    for (const ClipperLib::Path& path : paths_) {
+      bool upwards = true;  // the last edge; the first follows itself where there is no other
+      for (std::size_t i = 0, before = path.size() - 1; i < path.size(); before = i++) {
+        if (at[before] != at[i]) upwards = at[before] < at[i];
+      }
+      for (std::size_t i = 0, before = path.size() - 1; i < path.size(); before = i++) {
+        if (at[before] == at[i]) continue;
+        const bool up = at[before] < at[i];
+        const std::size_t low = up ? before : i, high = up ? i : before;
+        take(at[low], at[high], path[low], path[high], up && !upwards);
+        upwards = up;
+      }
+      at += path.size();
     }
   }
 
   // Keeps the edges that a level meets in their order from one crowded level to the next.
   void CountCrossings() {
-    std::sort(edges_.begin(), edges_.end(), [](const Edge& a, const Edge& b) { return a.low < b.low; });
-    std::vector<Edge> met, merged;
-    auto begin = edges_.begin();
+    std::vector<Edge> edges, met, merged;
+    EachEdge([&](std::int32_t low, std::int32_t high, const IntPoint& a, const IntPoint& b, bool) {
+      edges.push_back({low, high, double(a.X), double(b.X - a.X) / double(b.Y - a.Y)});
+    });
+    std::stable_sort(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) { return a.low < b.low; });
+    auto begin = edges.begin();
     std::int32_t before = 0;
     for (std::int32_t k = 0; k < std::int32_t(levels_.size()); ++k) {
       if (!levels_[std::size_t(k)].crowded()) continue;
@@ -93,7 +107,7 @@ class Estimate {
       if (!SortAndCount(met)) return;
       met.erase(std::remove_if(met.begin(), met.end(), [&](const Edge& edge) { return edge.high <= k; }),
                 met.end());
-      const auto end = std::find_if(begin, edges_.end(), [&](const Edge& edge) { return edge.low > k; });
+      const auto end = std::find_if(begin, edges.end(), [&](const Edge& edge) { return edge.low > k; });
       for (auto edge = begin; edge != end; ++edge) {
         edge->x += edge->slope * Between(edge->low, k);
       }
@@ -124,9 +138,10 @@ class Estimate {
     return true;
   }
 
+  const ClipperLib::Paths& paths_;
   std::uint64_t most_, steps_ = 0;
+  std::vector<std::int32_t> level_of_;  // of each point
   std::vector<Level> levels_;
-  std::vector<Edge> edges_;
 };
 
 }  // namespace

@@ -136,6 +136,7 @@ Union UniteLayer(std::vector<SliceContour>& contours, bool always, double grid, 
     if (!steps.Take(needed - free)) return;
     ClipperLib::Clipper clipper;
     clipper.AddPaths(paths, ClipperLib::ptSubject, true);
+    ClipperLib::Paths().swap(paths);  // they are as large as what is made of them
     ClipperLib::Paths solid, inverted;
     clipper.Execute(ClipperLib::ctUnion, solid, ClipperLib::pftNonZero, ClipperLib::pftNonZero);
     clipper.Execute(ClipperLib::ctUnion, inverted, ClipperLib::pftNegative, ClipperLib::pftNegative);
