@@ -91,6 +91,7 @@ class Starts {
     steps_ = 0;
     sorted_.clear();
     for (std::size_t i = n; i-- > 0;) {
+      if ((i + 1) % kBlock == 0 || i + 1 == n) Fetch(keys.data() + i / kBlock * kBlock, i % kBlock + 1);
       cursor_[i] = static_cast<std::int32_t>(i);
       std::size_t slot = SlotOf(keys[i]);
       while (table_[slot] != kNone && keys[std::size_t(table_[slot])] != keys[i]) {
@@ -102,6 +103,18 @@ class Starts {
       if (steps_ > kMostSteps * n) return Sort();
     }
   }
+
+  // Looks where the keys are looked for first. The table lies far apart in memory: so the processor waits for
+  // many places at once.
+  void Fetch(const EdgeKey* keys, std::size_t count) {
+    if (!sorted_.empty()) return;
+    std::int32_t first[kBlock];
+    for (std::size_t i = 0; i < count; ++i) first[i] = table_[SlotOf(keys[i])];
+    for (std::size_t i = 0; i < count; ++i) {
+      if (first[i] != kNone) fetched_ ^= (*keys_)[std::size_t(first[i])];
+    }
+  }
+  static constexpr std::size_t kBlock = 64;
 
   // The next segment that begins there; kNone when none is left.
   std::int32_t TakeAt(EdgeKey key) {
@@ -115,7 +128,11 @@ class Starts {
  private:
   static constexpr std::size_t kMostSteps = 16;
 
-  std::size_t SlotOf(EdgeKey key) const { return std::size_t((key * 0x9E3779B97F4A7C15u) >> shift_); }
+  // Edges that begin at vertices with numbers near to each other are looked for near to each other.
+  std::size_t SlotOf(EdgeKey key) const {
+    const std::size_t row = std::size_t((key >> 35) * 0x9E3779B97F4A7C15u >> shift_) & ~std::size_t(15);
+    return row + (std::size_t(key >> 31) & 14) + (std::size_t(key) & 1);
+  }
   std::int32_t FirstOf(EdgeKey key) {
     if (sorted_.empty()) {
       for (std::size_t slot = SlotOf(key); table_[slot] != kNone; slot = (slot + 1) & mask_) {
@@ -148,6 +165,7 @@ class Starts {
   const std::vector<EdgeKey>* keys_ = nullptr;
   int shift_ = 60;
   std::size_t mask_ = 0, steps_ = 0;
+  EdgeKey fetched_ = 0;               // of no use, but that what was fetched counts as used
   std::vector<std::int32_t> table_;   // the first segment of the edge that has the place
   std::vector<std::int32_t> next_;    // the next segment of the same edge
   std::vector<std::int32_t> cursor_;  // of a first segment: the one to take next
@@ -172,6 +190,7 @@ class Cutter {
     follows_.resize(count);
     led_to_.assign(count, false);
     for (std::size_t i = 0; i < count; ++i) {
+      if (i % Starts::kBlock == 0) starts_.Fetch(&ends_[i], std::min(Starts::kBlock, count - i));
       follows_[i] = starts_.TakeAt(ends_[i]);
       if (follows_[i] != kNone) led_to_[std::size_t(follows_[i])] = true;
     }

@@ -58,7 +58,7 @@ struct SliceOptions {
   SliceUnion unite = SliceUnion::kAuto;
   /// A small file can ask for any amount of work; more than this is a fault. Crossings of facets and planes,
   /// sixteen for each facet where that is more:
-  std::uint64_t most_crossings = 50'000'000;
+  std::uint64_t most_crossings = 32'000'000;
   /// Beyond those, steps of some nanoseconds: of ends that meet no other facet, and of uniting layers in
   /// which a level line meets more than about a hundred edges.
   std::uint64_t most_steps = std::uint64_t{1} << 29;
