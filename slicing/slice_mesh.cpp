@@ -104,10 +104,10 @@ class Starts {
     }
   }
 
-  // Looks where the keys are looked for first. The table lies far apart in memory: so the processor waits for
-  // many places at once.
+  // Looks where the keys are looked for first. A large table lies far apart in memory: so the processor waits
+  // for many places at once.
   void Fetch(const EdgeKey* keys, std::size_t count) {
-    if (!sorted_.empty()) return;
+    if (mask_ < kLarge || !sorted_.empty()) return;
     std::int32_t first[kBlock];
     for (std::size_t i = 0; i < count; ++i) first[i] = table_[SlotOf(keys[i])];
     for (std::size_t i = 0; i < count; ++i) {
@@ -127,12 +127,9 @@ class Starts {
 
  private:
   static constexpr std::size_t kMostSteps = 16;
+  static constexpr std::size_t kLarge = std::size_t(1) << 16;
 
-  // Edges that begin at vertices with numbers near to each other are looked for near to each other.
-  std::size_t SlotOf(EdgeKey key) const {
-    const std::size_t row = std::size_t((key >> 35) * 0x9E3779B97F4A7C15u >> shift_) & ~std::size_t(15);
-    return row + (std::size_t(key >> 31) & 14) + (std::size_t(key) & 1);
-  }
+  std::size_t SlotOf(EdgeKey key) const { return std::size_t((key * 0x9E3779B97F4A7C15u) >> shift_); }
   std::int32_t FirstOf(EdgeKey key) {
     if (sorted_.empty()) {
       for (std::size_t slot = SlotOf(key); table_[slot] != kNone; slot = (slot + 1) & mask_) {
