@@ -65,6 +65,11 @@ void FindHollows(Hollows& hollows, Sets& scratch) {
   }
   hollows.behind.assign(rows.runs.size(), 0);
   hollows.list.assign(1, {});
+  std::size_t count = 1;
+  for (std::size_t i = 1; i <= rows.runs.size(); ++i) {
+    count += std::size_t(scratch.Find(static_cast<std::int32_t>(i))) == i;
+  }
+  hollows.list.reserve(count);
   for (std::int32_t row = rows.first; row < rows.end(); ++row) {
     const Gaps gaps(rows, row);
     for (std::size_t i = 1; i + 1 < gaps.count(); ++i) {
@@ -158,6 +163,7 @@ void Pockets::Add(std::size_t layer, double height, const std::vector<Hollow>& h
   }
 
   std::vector<Pocket> reach;
+  reach.reserve(hollows.size());
   std::vector<std::int32_t> numbers(before + std::max<std::size_t>(hollows.size(), 1), 0);  // of sets
   const auto is_open = [&](std::int32_t set) {
     return set == 0 || (!openings.empty() && openings[std::size_t(set)]);
@@ -170,13 +176,13 @@ void Pockets::Add(std::size_t layer, double height, const std::vector<Hollow>& h
     const Hollow& hollow = hollows[i];
     if (number == 0) {
       reach.emplace_back();
-      reach.back().what.begin = layer;
-      reach.back().what.x = hollow.x;
-      reach.back().what.y = hollow.y;
+      reach.back().begin = static_cast<std::uint32_t>(layer);
+      reach.back().x = hollow.x;
+      reach.back().y = hollow.y;
       number = static_cast<std::int32_t>(reach.size());
     }
     Pocket& pocket = reach[std::size_t(number - 1)];
-    pocket.what.volume += hollow.area * height;
+    pocket.volume += hollow.area * height;
     pocket.one_row = pocket.one_row && hollow.one_row;
     held_[i] = number;
   }
@@ -193,21 +199,26 @@ void Pockets::Add(std::size_t layer, double height, const std::vector<Hollow>& h
       continue;
     }
     Pocket& pocket = reach[std::size_t(numbers[std::size_t(set)] - 1)];
-    pocket.what.volume += old.what.volume;
+    pocket.volume += old.volume;
     pocket.one_row = pocket.one_row && old.one_row;
-    if (old.what.begin < pocket.what.begin) {
-      pocket.what.begin = old.what.begin;
-      pocket.what.x = old.what.x;
-      pocket.what.y = old.what.y;
+    if (old.begin < pocket.begin) {
+      pocket.begin = old.begin;
+      pocket.x = old.x;
+      pocket.y = old.y;
     }
   }
   pockets_.swap(reach);
 }
 
-void Pockets::Report(std::vector<ResinPocket>& list, Pocket pocket, std::size_t end) {
+void Pockets::Report(std::vector<ResinPocket>& list, const Pocket& pocket, std::size_t end) {
   if (pocket.one_row) return;
-  pocket.what.end = end;
-  list.push_back(pocket.what);
+  ResinPocket found;
+  found.begin = pocket.begin;
+  found.end = end;
+  found.x = pocket.x;
+  found.y = pocket.y;
+  found.volume = pocket.volume;
+  list.push_back(found);
 }
 
 void Pockets::End(std::size_t layers, LayerFindings& findings) {

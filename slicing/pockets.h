@@ -50,11 +50,13 @@ class Pockets {
   void End(std::size_t layers, LayerFindings& findings);
 
  private:
+  // What is known of a ResinPocket before it ends: there may be hundreds of thousands.
   struct Pocket {
-    ResinPocket what;
+    double x = 0, y = 0, volume = 0;
+    std::uint32_t begin = 0;
     bool one_row = true;
   };
-  void Report(std::vector<ResinPocket>& list, Pocket pocket, std::size_t end);
+  static void Report(std::vector<ResinPocket>& list, const Pocket& pocket, std::size_t end);
 
   std::vector<Pocket> pockets_;     // that reach the last layer
   std::vector<std::int32_t> held_;  // of that layer's hollows: the pocket's number and one, or 0 for outside

@@ -240,12 +240,12 @@ def fence(n):
 
 
 def comb(n):
-    """Thin upright wedges in a row. A level line that goes over a layer meets all in the end, and each to the left of those
-    that it met before."""
-    count = n // 8
-    for i in range(count):
-        x, y = 100 - 100 * i / count, 10 * i / count
-        around = [(x, y), (x + 40 / count, y), (x + 20 / count, y + 40)]
+    """Thin upright wedges in a row, as near to each other in every size. A level line that goes over a layer meets all in the
+    end, and each to the left of those that it met before."""
+    step = 100 / (1_000_000 // 8)
+    for i in range(n // 8):
+        x, y = 100 - step * i, step * i / 10
+        around = [(x, y), (x + 0.4 * step, y), (x + 0.2 * step, y + 40)]
         low, high = ([corner + (z,) for corner in around] for z in (0.0, 1.0))
         yield low[0] + low[2] + low[1]
         yield high[0] + high[1] + high[2]
