@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstring>
 #include <limits>
 #include <utility>
+
+#include "slicing/float_order.h"
 
 namespace trqprep::slicing {
 namespace {
@@ -19,19 +20,10 @@ bool IsFinite(const ContourView& contour) {
 
 // Crossings sort by X as whole numbers: X, contour, direction.
 std::uint64_t CrossingOf(float x, std::size_t contour, bool up) {
-  std::uint32_t bits;
-  std::memcpy(&bits, &x, sizeof bits);
-  bits = bits >> 31 ? ~bits : bits | 0x80000000u;
-  return std::uint64_t(bits) << 32 | std::uint32_t(contour) << 1 | std::uint32_t(up);
+  return std::uint64_t(OrderedBits(x)) << 32 | std::uint32_t(contour) << 1 | std::uint32_t(up);
 }
 
-float XOf(std::uint64_t crossing) {
-  auto bits = static_cast<std::uint32_t>(crossing >> 32);
-  bits = bits >> 31 ? bits & 0x7fffffffu : ~bits;
-  float x;
-  std::memcpy(&x, &bits, sizeof x);
-  return x;
-}
+float XOf(std::uint64_t crossing) { return FloatOfOrderedBits(static_cast<std::uint32_t>(crossing >> 32)); }
 
 std::int32_t ContourOf(std::uint64_t crossing) { return std::int32_t(std::uint32_t(crossing) >> 1); }
 

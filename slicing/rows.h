@@ -48,7 +48,8 @@ struct RowExtent {
   double Widened(double pitch) const;
   /// The same for rows that show what lies beyond a distance: a whole part of it where it is one at all.
   double WidenedFor(double distance, double pitch) const;
-  /// How often contours may cross rows in all layers, `most` times for a few points.
+  /// How often contours may cross rows in all layers: `most` times for a few points, and `a_point` times for
+  /// each besides, for points of a surface lie nearer to each other than hundreds of rows are high.
   double MostCrossings(double most, double a_point) const { return most + a_point * points; }
 };
 

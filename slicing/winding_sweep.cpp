@@ -4,10 +4,11 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <iterator>
 #include <utility>
 #include <vector>
+
+#include "slicing/float_order.h"
 
 namespace trqprep::slicing {
 namespace {
@@ -171,13 +172,8 @@ class Sweep {
 
   // Ascends as Below does, and is the same for the same point.
   static std::uint64_t HeightOf(const SlicePoint& point) {
-    const auto ascending = [](float value) {
-      value += 0.0f;  // of the two zeros the one above
-      std::uint32_t bits;
-      std::memcpy(&bits, &value, sizeof bits);
-      return bits >> 31 ? ~bits : bits | 0x80000000u;
-    };
-    return std::uint64_t(ascending(point[1])) << 32 | ascending(point[0]);
+    // Of the two zeros the one above.
+    return std::uint64_t(OrderedBits(point[1] + 0.0f)) << 32 | OrderedBits(point[0] + 0.0f);
   }
 
   int Side(std::int32_t edge, const SlicePoint& point) const {

@@ -397,7 +397,6 @@ SINGLE = ("info FILE", "check FILE", "convert FILE -o DIR/out.ctl --force", "sim
           "check FILE --slices --thickness 0.1mm")
 
 
-
 def named(words):
     return words.split(" FILE")[0] + "".join(text for option, text in (("--validate", " validated"), ("--union", " united"),
                                                                        ("--slices", " slices")) if option in words)
