@@ -343,7 +343,7 @@ class CellGrid {
     std::sort(t.begin(), t.end(), [](const auto& a, const auto& b) { return a.y < b.y; });
     const auto slope = [](const auto& a, const auto& b) { return b.y > a.y ? (b.x - a.x) / (b.y - a.y) : 0; };
     const double low = slope(t[0], t[1]), high = slope(t[1], t[2]), whole = slope(t[0], t[2]);
-    const auto [least, most] = std::minmax({t[0].x, t[1].x, t[2].x});
+    const std::pair extent = std::minmax({t[0].x, t[1].x, t[2].x});
     // Where the triangle begins and ends at a height.
     const auto across = [&](double y) {
       y = std::clamp(y, t[0].y, t[2].y);
@@ -358,8 +358,8 @@ class CellGrid {
         right = std::max(right, t[1].x);
       }
       // A slope may be so steep that its end is missed by rounding.
-      return std::pair{size_t(int64_t(std::max(left, least))) - 1,
-                       size_t(int64_t(std::min(right, most))) + 1};
+      return std::pair{size_t(int64_t(std::max(left, extent.first))) - 1,
+                       size_t(int64_t(std::min(right, extent.second))) + 1};
     };
     const size_t last = size_t(t[2].y) + 1;
     for (size_t row = size_t(t[0].y) - 1; row <= last;) {
