@@ -317,8 +317,6 @@ ExitCode Sheet(Context& context, const Options& options) {
   return ExitCode::kDone;
 }
 
-const char* const kLayersType = "1,10-20,z=5mm|all";
-
 }  // namespace
 
 void AddSlcPictures(Command& group) {
